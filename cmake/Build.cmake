@@ -1,0 +1,72 @@
+# Compilers, warnings and sanitizers, the same for every room; and how tests are declared.
+
+find_program(CCACHE ccache)
+if(CCACHE)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS ON)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1")
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g -fno-omit-frame-pointer")
+
+set(BIVISTA_SANITIZER "" CACHE STRING "Value for -fsanitize=, empty for none")
+if(BIVISTA_SANITIZER)
+    # The device folders are built without RTTI, which the vptr check would need.
+    set(sanitize -fsanitize=${BIVISTA_SANITIZER} -fno-sanitize-recover=all -fno-sanitize=vptr)
+    add_compile_options(${sanitize})
+    add_link_options(${sanitize})
+else()
+    add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+endif()
+
+# Debian's Android libraries live outside the linker's and the loader's default folders.
+set(ANDROID_LIBRARY_DIR /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
+foreach(name utils log)
+    add_library(android-${name} INTERFACE)
+    target_include_directories(android-${name} SYSTEM INTERFACE /usr/include/android)
+    target_link_libraries(android-${name} INTERFACE ${ANDROID_LIBRARY_DIR}/lib${name}.so)
+    target_link_options(android-${name} INTERFACE -Wl,-rpath,${ANDROID_LIBRARY_DIR})
+endforeach()
+
+# Flags of code that we wrote. Clang checks the lock annotations.
+add_library(bivista-warnings INTERFACE)
+target_compile_options(bivista-warnings INTERFACE -Wall -Wextra -Werror
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+
+# Flags of the folders that are also built in an Android tree.
+add_library(bivista-device-flags INTERFACE)
+target_compile_options(bivista-device-flags INTERFACE -std=gnu++17 -fno-exceptions -fno-rtti)
+target_link_libraries(bivista-device-flags INTERFACE bivista-warnings)
+target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
+
+# bivista_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [MAIN])
+# Declares a GoogleTest program; each of its tests becomes a process of its own, since the state of
+# the service is process-wide. MAIN: the sources bring their own main(). Label "threads": the test
+# is one where threads meet, and runs under ThreadSanitizer in every ./test.sh. The time limit only
+# ends a test that hangs.
+function(bivista_test name)
+    cmake_parse_arguments(arg "MAIN" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE bivista-warnings ${arg_LIBRARIES}
+            GTest::gmock $<IF:$<BOOL:${arg_MAIN}>,GTest::gtest,GTest::gtest_main>)
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+    set_target_properties(${name} PROPERTIES
+            RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    include(GoogleTest)
+    gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
+            ENVIRONMENT "${BIVISTA_TEST_ENVIRONMENT}")
+endfunction()
+
+set(BIVISTA_TEST_ENVIRONMENT
+        "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
+        "UBSAN_OPTIONS=print_stacktrace=1"
+        "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp:second_deadlock_stack=1")
