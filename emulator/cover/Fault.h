@@ -1,0 +1,69 @@
+// One fault of the cover, and the one-line language in which tests, tools and people write it.
+//
+//   fault    = "on" PREFIX effect [ "times" COUNT ]
+//   effect   = "silent"                 nothing at all is sent, the echo included
+//            | "late" DURATION          the reply begins that much later
+//            | "split" DURATION         byte by byte, that far apart
+//            | "garble" [ "all" ]       answer lines get their high bits set; with "all" the final
+//                                       OK or ERROR too
+//            | "error"                  the command is not carried out and answered ERROR
+//            | "before" TEXT            TEXT and a line end ahead of the reply
+//            | "after" TEXT             TEXT and a line end behind the reply
+//            | "hangup" [ "after" N ]   the tty vanishes after N bytes of the reply (none: at once)
+//            | "answer" TEXT            exactly these bytes instead of the echo and the answer
+//            | "half"                   the answer stops in the middle of its first line
+//            | "flood" [ N ]            N filler lines ahead of the final OK or ERROR; without N
+//                                       they never end
+//   PREFIX   = "*" (every command), a word, or a quoted text: the command begins with it, in any
+//              case; the final "\r" is not part of the command
+//   DURATION = an integer and us, ms or s; at most one day
+//   TEXT     = a quoted text, "..." with \r \n \t \\ \" and \xHH
+//
+// Words are separated by blanks. Without "times" a fault stays until it is taken away.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "emulator/cover/Types.h"
+
+namespace cover {
+
+struct Fault {
+    enum class Effect {
+        Silent,
+        Late,
+        Split,
+        Garble,
+        Error,
+        Before,
+        After,
+        HangUp,
+        Answer,
+        Half,
+        Flood,
+    };
+    std::string prefix;  // empty: every command
+    Effect effect = Effect::Silent;
+    Time time{};                    // Late, Split
+    std::optional<uint64_t> count;  // HangUp: bytes; Flood: lines
+    std::string text;               // Before, After, Answer
+    bool all = false;               // Garble
+    std::optional<uint64_t> times;  // commands it is still good for, 1 or more; none: no end
+
+    bool operator==(const Fault&) const = default;
+};
+
+struct ParsedFault {
+    std::optional<Fault> fault;
+    std::string error;  // when there is no fault: what is wrong and what to write instead
+};
+
+ParsedFault parseFault(std::string_view line);
+
+// parseFault(toText(f)).fault is f, for every f that parseFault gave.
+std::string toText(const Fault& fault);
+
+}  // namespace cover

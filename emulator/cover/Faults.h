@@ -1,0 +1,37 @@
+// The faults in force. They stand between the dispatcher, which makes an answer, and the channel,
+// which sends it.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "emulator/cover/Fault.h"
+#include "emulator/cover/Reply.h"
+
+namespace cover {
+
+class Faults {
+  public:
+    void add(Fault fault);
+    // Takes away the fault at `index` of list(); false when there is none.
+    bool remove(size_t index);
+    void clear();
+
+    // In the order in which they were added, which is the order in which they are applied. One
+    // whose "times" has run out is gone from here.
+    const std::vector<Fault>& list() const { return mFaults; }
+
+    // The faults that apply to `command` (without its "\r"), each used once.
+    std::vector<Fault> take(std::string_view command);
+
+  private:
+    std::vector<Fault> mFaults;
+};
+
+// Whether one of `faults` keeps the firmware from carrying out the command.
+bool refuses(const std::vector<Fault>& faults);
+
+// Alters `reply` as `faults` say, one after the other.
+void apply(const std::vector<Fault>& faults, Reply& reply);
+
+}  // namespace cover

@@ -1,0 +1,81 @@
+// The cover's microcontroller as a pure model: bytes in, bytes out, time passed in.
+//
+// It makes no system call, reads no clock and starts no thread. One thread at a time may use it.
+// The loop around it:
+//
+//     controller.powerUp(now);                  // at each attachment
+//     controller.receive(bytesFromTheTty, now);
+//     for (const cover::Action& action : controller.poll(now)) ...
+//     wait for bytes or until controller.nextDeadline()
+//
+// Bytes that the phone has not read yet die with its tty: before a HangUp or Reenumerate is acted
+// upon, the bytes sent ahead of it should have been read.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "emulator/cover/Faults.h"
+#include "emulator/cover/Types.h"
+
+namespace cover {
+
+class Microcontroller {
+  public:
+    // Starts Off.
+    explicit Microcontroller(Options options = {});
+    ~Microcontroller();
+    Microcontroller(const Microcontroller&) = delete;
+    Microcontroller& operator=(const Microcontroller&) = delete;
+
+    // The cover is attached and its firmware starts: state() goes back to its initial values, and
+    // whatever was due or half received is forgotten. Faults stay.
+    void powerUp(Time now);
+    // The cover is pulled off: nothing is due any more. From any state.
+    void powerDown();
+    // The cover is attached and comes up in its loader instead of its firmware.
+    void powerUpInLoader(LoaderEntry entry);
+    // The recovery line was pulled: after Options::recoveryDelay the device leaves the bus and
+    // comes back. What is being answered is cut short there. Ignored when Off, or when a departure
+    // is already on its way.
+    void recover(Time now);
+
+    // What the phone wrote to the tty, cut anywhere. A command ends with "\r"; empty ones are
+    // ignored, one longer than 4096 bytes is answered "ERROR". Commands that come while an answer
+    // is due wait their turn; beyond 64 waiting they are lost. Ignored unless Running.
+    void receive(std::string_view bytes, Time now);
+
+    // The tty's DTR line, shown in state().
+    void setDtr(bool raised);
+
+    // When poll() will have something to return: at once when not after the caller's now; nothing:
+    // not before the next call of another method.
+    std::optional<Time> nextDeadline() const;
+
+    // What is due at `now`, in order. `now` never goes back. A flood comes at most 4 KiB at a time
+    // (nextDeadline() then stays due), so that the caller can wait for room before it asks again.
+    std::vector<Action> poll(Time now);
+
+    // How the cover shows on the bus: its own identity, or the loader's when in the Loader.
+    UsbIdentity usbIdentity() const;
+
+    const State& state() const;
+    // The same for people: ("brightness", "128"), ...; names and order are stable, values are
+    // printable ASCII.
+    std::vector<std::pair<std::string, std::string>> listState() const;
+
+    const Options& options() const;
+    void setOptions(Options options);
+
+    Faults& faults();
+
+  private:
+    struct Parts;
+    std::unique_ptr<Parts> mParts;
+};
+
+}  // namespace cover

@@ -1,0 +1,125 @@
+// What goes in and out of the cover model: time, identities, options, state and actions.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace cover {
+
+// A moment on the caller's monotonic clock, counted from any origin that the caller keeps to.
+// The model never reads a clock: it only compares and adds what it was given.
+using Time = std::chrono::nanoseconds;
+
+// How the cover shows on the USB bus.
+struct UsbIdentity {
+    uint16_t vendor = 0;
+    uint16_t product = 0;
+    std::string productName;
+    std::string serial;
+
+    bool operator==(const UsbIdentity&) const = default;
+};
+
+// The kind of cover to play. A new value takes effect with the next command; the delays with the
+// next departure.
+struct Options {
+    // "AT%SWV": the text before its first "-" is the hardware line, the text before its first "_"
+    // the version key that firmware images are compared with.
+    std::string version = "BV330-V10k_20210312";
+    // "AT%GETBVCUTOUT": an outline in the form of a display cutout path.
+    std::string cutout = "M 0,0 H -36 V 60 H 36 V 0 H 0 Z";
+    // "AT%TCHDEBUG=FWVER".
+    std::string touchVersion = "TP330-V1.07";
+
+    UsbIdentity usb = {0x3E91, 0x6A2F, "TQC330R", "BV33021030001"};
+    uint16_t loaderVendor = 0x0483;
+    uint16_t loaderProduct = 0xDF11;
+
+    // How many "AT%HPD" after "AT%BV=1" are answered "Off" before the first "On"; 0 or more.
+    int hotPlugPolls = 2;
+    // From the end of the answer to "AT%GODLOAD" or "AT%GOSTMDLOAD" to the departure.
+    Time loaderDelay = std::chrono::milliseconds(100);
+    // From recover() to the departure.
+    Time recoveryDelay = std::chrono::milliseconds(100);
+};
+
+enum class Power {
+    Off,      // not plugged, or between leaving the bus and powerUp()
+    Running,  // the firmware answers AT commands
+    Loader,   // the DFU loader: no tty
+};
+
+// Why the cover sits in its loader; the host tells them apart by the serial number.
+enum class LoaderEntry {
+    OnRequest,  // sent there by a command: serial "00000000001A"
+    Error,      // no bootable firmware: serial "00000000001B"
+};
+
+struct ScreenState {
+    bool on = false;
+    int hotPlugPollsLeft = 0;  // "AT%HPD" answers "On" when the screen is on and this is 0
+    int brightness = 0;        // 0..255
+    std::array<int32_t, 4> rgb = {2, 0, 0, 0};
+    std::array<int32_t, 3> tune = {2, 2, 2};
+    int32_t mode = 0;
+
+    bool hotPlugged() const { return on && hotPlugPollsLeft == 0; }
+    bool operator==(const ScreenState&) const = default;
+};
+
+struct TouchState {
+    bool performance = false;
+    std::optional<uint32_t> aesMode;   // none until "AT%TCHNOTIFY=SWTICH_AES,"
+    std::map<int32_t, int32_t> lpwg;   // the last value of each type, at most 64 types
+    std::vector<int32_t> updateState;  // the numbers of the last "AT%TCHUPDATE="
+    uint32_t frames = 0;               // raw and delta frames taken
+    uint32_t resets = 0;
+    uint32_t upgrades = 0;
+    uint32_t selfTests = 0;
+    uint32_t lpwgSelfTests = 0;
+
+    bool operator==(const TouchState&) const = default;
+};
+
+// All that the microcontroller remembers; power-up brings it back to these initial values.
+struct State {
+    Power power = Power::Off;
+    bool echo = true;
+    bool dtr = false;
+    std::string model;  // "AT%MODEL=", empty until told
+    int logSave = 3;    // "AT%LOGSAVE=", 0..3; 3 is off
+    ScreenState screen;
+    TouchState touch;
+    uint64_t commands = 0;  // taken up since power-up, empty lines not counted
+    uint64_t refused = 0;   // of these, answered "ERROR" by the firmware itself
+    uint64_t lost = 0;      // lines dropped because too many were waiting
+
+    bool operator==(const State&) const = default;
+};
+
+// What the surroundings must now do, in the order given.
+struct Action {
+    enum class Kind {
+        // Write `bytes` (never empty) to the phone in one piece.
+        Send,
+        // The tty vanishes in mid-answer, as when the cover is pulled off. It stays away until it
+        // is attached again, with powerUp().
+        HangUp,
+        // The device leaves the bus, tty and all, and comes back as `identity`. When that is the
+        // cover's own, call powerUp() at its return; when it is the loader's, there is no tty.
+        Reenumerate,
+    };
+    Kind kind = Kind::Send;
+    std::string bytes;
+    UsbIdentity identity;
+
+    bool operator==(const Action&) const = default;
+};
+
+}  // namespace cover
