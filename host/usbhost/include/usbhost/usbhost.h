@@ -1,0 +1,62 @@
+#pragma once
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct usb_host_context;
+struct usb_device;
+
+// A device appeared or vanished. `dev_name` is the path of its node, as in "/dev/bus/usb/001/002",
+// valid during the call. Called on the thread in usb_host_run, one at a time. A result other than 0
+// ends usb_host_run.
+typedef int (*usb_device_added_cb)(const char* dev_name, void* client_data);
+typedef int (*usb_device_removed_cb)(const char* dev_name, void* client_data);
+
+// All devices that were present at the start have been reported. A result other than 0 ends
+// usb_host_run.
+typedef int (*usb_discovery_done_cb)(void* client_data);
+
+// Makes a context for one usb_host_run. Returns null with errno set when the system has no inotify
+// or event descriptor left. The context is released by usb_host_cleanup.
+struct usb_host_context* usb_host_init(void);
+
+// Reports every device on the USB bus: those present first, then discovery_done_cb, then each that
+// appears or vanishes, in order. Any callback may be null. Bus folders, and /dev/bus/usb itself,
+// may appear later. Sleeps in the kernel between changes.
+//
+// Returns when a callback asks for it or the context is cleaned up, also when that happened before
+// the call. Called once for a context; callbacks may call any function of this header.
+void usb_host_run(struct usb_host_context* context, usb_device_added_cb added_cb,
+                  usb_device_removed_cb removed_cb, usb_discovery_done_cb discovery_done_cb,
+                  void* client_data);
+
+// Ends usb_host_run and releases the context. Any thread, at any time: while usb_host_run sleeps,
+// in a callback, before it was called, after it returned, and twice. Does not wait: a callback
+// under way completes and the last one has returned when usb_host_run has, so a caller that
+// releases what callbacks use joins that thread first.
+void usb_host_cleanup(struct usb_host_context* context);
+
+// Opens a device by the path of its node and reads its descriptor. Returns null with errno set when
+// the node cannot be opened or does not begin with a USB device descriptor (EINVAL).
+struct usb_device* usb_device_open(const char* dev_name);
+
+// Closes the device. Null is allowed.
+void usb_device_close(struct usb_device* device);
+
+// The identity in the device's descriptor.
+uint16_t usb_device_get_vendor_id(struct usb_device* device);
+uint16_t usb_device_get_product_id(struct usb_device* device);
+
+// The device's strings, in UTF-8, asked of the device itself with `timeout` milliseconds for each
+// transfer, or, when it does not answer, of its sysfs folder. The caller frees the result with
+// free(). Null when the device has no such string or it is empty.
+char* usb_device_get_manufacturer_name(struct usb_device* device, int timeout);
+char* usb_device_get_product_name(struct usb_device* device, int timeout);
+char* usb_device_get_serial(struct usb_device* device, int timeout);
+
+#ifdef __cplusplus
+}
+#endif
