@@ -1,0 +1,99 @@
+// Everything that passes between the phone's software and its devices, in order, on one clock.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace phone {
+
+enum class Kind {
+    Attach,       // a device came; path: its node or USB name; note: its identity
+    Detach,       // it went
+    TtyOpen,      // the phone opened a tty; note: open flags
+    TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
+    TtyTx,        // the cover sent `bytes`
+    NodeOpen,     // a control file was opened for writing; note: open flags, and the fault if any
+    NodeWrite,    // one write() of `bytes`, exactly
+    NodeClose,    // the last descriptor of that open is gone
+    NodeRefused,  // an open or access test was refused by a fault; note: the error
+    NodeSet,      // the emulator gave a file new content `bytes`, or removed it (note "removed")
+    KernelLog,    // one message for the kernel log
+    Property,     // path: the key; bytes: its new value
+    Fault,        // bytes: the text of a fault that was set; empty: all were cleared
+};
+
+// "tty-rx", "node-write", ...: as in the JSON. All names differ.
+std::string_view name(Kind kind);
+
+struct Entry {
+    uint64_t seq = 0;                 // 1, 2, 3, ...
+    std::chrono::nanoseconds time{};  // monotonic, since the journal was made
+    Kind kind = Kind::Attach;
+    std::string path;
+    std::string bytes;
+    std::string note;
+};
+
+// One line of JSON without a line end: seq, time_us, kind, path, bytes, note (the last three only
+// when not empty). Bytes are cover::escape() text, so any byte comes back by cover::unescape().
+std::string toJson(const Entry& entry);
+
+using Match = std::function<bool(const Entry&)>;
+
+// Matches for waitFor(): kind and exact bytes; kind, path and exact bytes.
+Match is(Kind kind, std::string bytes);
+Match isOn(Kind kind, std::string path, std::string bytes);
+
+// Any thread may use it at any time. The oldest entries are dropped beyond kMaxEntries or
+// kMaxBytes.
+class Journal {
+  public:
+    static constexpr size_t kMaxEntries = 200'000;
+    static constexpr size_t kMaxBytes = 64 << 20;
+
+    // Writes every later entry to `path` too, one JSON line each; false, errno set, when the file
+    // cannot be made.
+    bool writeTo(const std::string& path);
+    ~Journal();
+
+    void add(Kind kind, std::string path, std::string bytes = {}, std::string note = {});
+
+    // Sequence number that the next entry will have.
+    uint64_t next() const;
+
+    // Entries kept from `seq` on.
+    std::vector<Entry> since(uint64_t seq) const;
+
+    // `bytes` of all entries of `kind` from `seq` on, one string each, or joined.
+    std::vector<std::string> list(Kind kind, uint64_t seq = 1) const;
+    std::string joined(Kind kind, uint64_t seq = 1) const;
+
+    // Waits until an entry from `seq` on matches, and returns the first such. `match` must not open
+    // files or call the phone: entries cannot be added while it runs.
+    Entry waitFor(const Match& match, uint64_t seq = 1) const;
+    // As above, but gives up after `limit`.
+    std::optional<Entry> waitFor(const Match& match, uint64_t seq,
+                                 std::chrono::milliseconds limit) const;
+
+  private:
+    // The first match from mEntries[*index] on; *index moves behind what was looked at.
+    const Entry* find(const Match& match, uint64_t* seq) const;
+
+    const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
+    mutable std::mutex mLock;  // guards what follows
+    mutable std::condition_variable mAdded;
+    std::deque<Entry> mEntries;
+    size_t mBytes = 0;
+    uint64_t mNext = 1;
+    int mFile = -1;
+};
+
+}  // namespace phone

@@ -1,0 +1,27 @@
+// Fixture for tests that run the service's code in process, in a world with an emulated phone.
+//
+// Link with target test-support and declare the test with bivista_test(... MAIN ...): the library
+// brings a main() that enters the world and makes the phone before any other thread exists. The
+// supervisor is on for the test's threads. HIDL_SOCKET_DIR is /data/hidl in the world. A test that
+// runs where worlds are forbidden fails.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "emulator/phone/Phone.h"
+
+namespace support {
+
+class PhoneTest : public testing::Test {
+  protected:
+    PhoneTest();
+    ~PhoneTest() override;
+
+    // With nothing attached at the start of each test, and its journal going on: see `first`.
+    phone::Phone& phone;
+    phone::Journal& journal;
+    // The first journal entry of this test.
+    const uint64_t first;
+};
+
+}  // namespace support
