@@ -52,8 +52,8 @@ class Microcontroller {
     // The tty's DTR line, shown in state().
     void setDtr(bool raised);
 
-    // When poll() will have something to return: at once when not after the caller's now; nothing:
-    // not before the next call of another method.
+    // When to call poll() next: at once when that is not after the caller's now; nothing: not
+    // before another method was called.
     std::optional<Time> nextDeadline() const;
 
     // What is due at `now`, in order. `now` never goes back. A flood comes at most 4 KiB at a time

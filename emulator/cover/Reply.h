@@ -34,6 +34,7 @@ struct Reply {
     std::optional<uint64_t> hangUpAfter;  // bytes
 };
 
-Reply makeReply(const std::string& echo, const Answer& answer);
+// `echo` is sent as it is: no line end is added, since the answer's own blank line completes it.
+Reply makeReply(std::string echo, const Answer& answer);
 
 }  // namespace cover

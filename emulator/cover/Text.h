@@ -15,6 +15,9 @@ std::string escape(std::string_view bytes);
 // unescape(escape(b)) is b for every b. Bytes without a backslash stand for themselves.
 std::optional<std::string> unescape(std::string_view text);
 
+// escape(bytes) between double quotes.
+std::string quote(std::string_view bytes);
+
 // Whether `text` begins with `prefix`, ASCII letters compared without case.
 bool startsWithNoCase(std::string_view text, std::string_view prefix);
 

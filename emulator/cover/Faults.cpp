@@ -1,0 +1,116 @@
+#include "emulator/cover/Faults.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "emulator/cover/Text.h"
+
+namespace cover {
+namespace {
+
+void garble(std::string& text) {
+    for (char& c : text) {
+        if (c != '\r' && c != '\n') c = static_cast<char>(c | 0x80);
+    }
+}
+
+// Keeps the answer up to the middle of its first line that is not blank.
+void halve(Reply& reply) {
+    const std::string answer = reply.head + reply.tail;
+    const size_t begin = std::min(answer.find_first_not_of("\r\n"), answer.size());
+    const size_t end = std::min(answer.find_first_of("\r\n", begin), answer.size());
+    reply.head = answer.substr(0, begin + (end - begin) / 2);
+    reply.tail.clear();
+    reply.after.clear();
+    reply.floodLines = 0;
+    reply.floodForever = false;
+}
+
+void silence(Reply& reply) {
+    const auto hangUpAfter = reply.hangUpAfter;
+    reply = {};
+    reply.hangUpAfter = hangUpAfter;
+}
+
+void flood(Reply& reply, std::optional<uint64_t> lines) {
+    reply.floodLines = lines.value_or(0);
+    reply.floodForever = !lines;
+}
+
+void replace(Reply& reply, const std::string& bytes) {
+    reply.echo.clear();
+    reply.head = bytes;
+    reply.tail.clear();
+}
+
+void applyOne(const Fault& fault, Reply& reply) {
+    switch (fault.effect) {
+        case Fault::Effect::Silent:
+            return silence(reply);
+        case Fault::Effect::Late:
+            reply.delay += fault.time;
+            return;
+        case Fault::Effect::Split:
+            reply.gap = fault.time;
+            return;
+        case Fault::Effect::Garble:
+            garble(reply.head);
+            if (fault.all) garble(reply.tail);
+            return;
+        case Fault::Effect::Error:
+            return;  // the answer is ERROR already: the firmware was not asked
+        case Fault::Effect::Before:
+            reply.before += fault.text + "\r\n";
+            return;
+        case Fault::Effect::After:
+            reply.after += fault.text + "\r\n";
+            return;
+        case Fault::Effect::HangUp:
+            reply.hangUpAfter = fault.count.value_or(0);
+            return;
+        case Fault::Effect::Answer:
+            return replace(reply, fault.text);
+        case Fault::Effect::Half:
+            return halve(reply);
+        case Fault::Effect::Flood:
+            return flood(reply, fault.count);
+    }
+}
+
+}  // namespace
+
+void Faults::add(Fault fault) {
+    mFaults.push_back(std::move(fault));
+}
+
+bool Faults::remove(size_t index) {
+    if (index >= mFaults.size()) return false;
+    mFaults.erase(mFaults.begin() + static_cast<std::ptrdiff_t>(index));
+    return true;
+}
+
+void Faults::clear() {
+    mFaults.clear();
+}
+
+std::vector<Fault> Faults::take(std::string_view command) {
+    std::vector<Fault> taken;
+    for (Fault& fault : mFaults) {
+        if (!startsWithNoCase(command, fault.prefix)) continue;
+        taken.push_back(fault);
+        if (fault.times) --*fault.times;
+    }
+    std::erase_if(mFaults, [](const Fault& fault) { return fault.times == 0; });
+    return taken;
+}
+
+bool refuses(const std::vector<Fault>& faults) {
+    return std::any_of(faults.begin(), faults.end(),
+                       [](const Fault& fault) { return fault.effect == Fault::Effect::Error; });
+}
+
+void apply(const std::vector<Fault>& faults, Reply& reply) {
+    for (const Fault& fault : faults) applyOne(fault, reply);
+}
+
+}  // namespace cover

@@ -1,0 +1,24 @@
+// Where the cover's own log goes: "AT%LOGSAVE=".
+//
+// The stream of log lines over the serial line, which follows the mode and DTR, has its place here.
+#pragma once
+
+#include <vector>
+
+#include "emulator/cover/Dispatcher.h"
+#include "emulator/cover/Types.h"
+
+namespace cover {
+
+class LogService {
+  public:
+    explicit LogService(State& state) : mState(state) {}
+    std::vector<Route> routes();
+
+  private:
+    Answer setMode(std::string_view arguments);
+
+    State& mState;
+};
+
+}  // namespace cover

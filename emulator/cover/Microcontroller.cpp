@@ -1,0 +1,214 @@
+#include "emulator/cover/Microcontroller.h"
+
+#include <algorithm>
+
+#include "emulator/cover/BasicService.h"
+#include "emulator/cover/Channel.h"
+#include "emulator/cover/Dispatcher.h"
+#include "emulator/cover/FirmwareService.h"
+#include "emulator/cover/LogService.h"
+#include "emulator/cover/ScreenService.h"
+#include "emulator/cover/Text.h"
+#include "emulator/cover/TouchService.h"
+#include "emulator/cover/Transmitter.h"
+
+namespace cover {
+namespace {
+
+const char* serialOf(LoaderEntry entry) {
+    return entry == LoaderEntry::OnRequest ? "00000000001A" : "00000000001B";
+}
+
+// The device goes off the bus at `at`, and comes back as its loader or as itself.
+struct Departure {
+    Time at;
+    std::optional<LoaderEntry> loader;
+};
+
+}  // namespace
+
+struct Microcontroller::Parts {
+    explicit Parts(Options chosen);
+
+    UsbIdentity identity() const;
+    void forgetTraffic();
+    void turn(Power power);
+    void takeUpLines();
+    Answer execute(const CommandLine& line, bool refuse);
+    void depart(std::vector<Action>& actions);
+    bool departureIsNext(Time now) const;
+    bool transmitterIsDue(Time now) const;
+
+    Options options;
+    State state;
+    std::optional<LoaderEntry> loader;   // while in the Loader
+    std::optional<LoaderEntry> leaveTo;  // when the reply under way has ended
+    std::optional<Departure> departure;
+    Faults faults;
+    Channel channel;
+    Transmitter transmitter;
+    Dispatcher dispatcher;
+    BasicService basic{state};
+    ScreenService screen{state.screen, options};
+    FirmwareService firmware{state, options};
+    TouchService touch{state.touch, options};
+    LogService log{state};
+};
+
+Microcontroller::Parts::Parts(Options chosen) : options(std::move(chosen)) {
+    dispatcher.add(basic.routes());
+    dispatcher.add(screen.routes());
+    dispatcher.add(firmware.routes());
+    dispatcher.add(touch.routes());
+    dispatcher.add(log.routes());
+}
+
+UsbIdentity Microcontroller::Parts::identity() const {
+    if (!loader) return options.usb;
+    return {options.loaderVendor, options.loaderProduct, options.usb.productName,
+            serialOf(*loader)};
+}
+
+void Microcontroller::Parts::forgetTraffic() {
+    channel.reset();
+    transmitter.reset();
+    departure.reset();
+    leaveTo.reset();
+    loader.reset();
+}
+
+void Microcontroller::Parts::turn(Power power) {
+    forgetTraffic();
+    state.power = power;
+}
+
+// Starts the next reply, unless one is under way or the device is about to leave.
+void Microcontroller::Parts::takeUpLines() {
+    if (!transmitter.idle() || departure || !channel.hasLine()) return;
+    const CommandLine line = channel.takeLine();
+    const std::vector<Fault> taken = faults.take(line.text);
+    std::string echo = state.echo ? line.text + '\r' : "";
+    const Answer answer = execute(line, refuses(taken));
+    leaveTo = answer.leaveTo;
+
+    Reply reply = makeReply(std::move(echo), answer);
+    apply(taken, reply);
+    transmitter.start(reply, std::max(line.arrival, transmitter.due()));
+}
+
+Answer Microcontroller::Parts::execute(const CommandLine& line, bool refuse) {
+    ++state.commands;
+    if (refuse) return refused();
+    Answer answer = line.tooLong ? refused() : dispatcher.dispatch(line.text);
+    if (!answer.ok) ++state.refused;
+    return answer;
+}
+
+void Microcontroller::Parts::depart(std::vector<Action>& actions) {
+    const std::optional<LoaderEntry> to = departure->loader;
+    turn(to ? Power::Loader : Power::Off);
+    loader = to;
+    actions.push_back({.kind = Action::Kind::Reenumerate, .identity = identity()});
+}
+
+bool Microcontroller::Parts::departureIsNext(Time now) const {
+    return departure && departure->at <= now &&
+           (transmitter.idle() || departure->at <= transmitter.due());
+}
+
+bool Microcontroller::Parts::transmitterIsDue(Time now) const {
+    return !transmitter.idle() && transmitter.due() <= now;
+}
+
+Microcontroller::Microcontroller(Options options)
+    : mParts(std::make_unique<Parts>(std::move(options))) {}
+
+Microcontroller::~Microcontroller() = default;
+
+void Microcontroller::powerUp(Time) {
+    mParts->state = State{};
+    mParts->turn(Power::Running);
+}
+
+void Microcontroller::powerDown() {
+    mParts->turn(Power::Off);
+}
+
+void Microcontroller::powerUpInLoader(LoaderEntry entry) {
+    mParts->state = State{};
+    mParts->turn(Power::Loader);
+    mParts->loader = entry;
+}
+
+void Microcontroller::recover(Time now) {
+    if (mParts->state.power == Power::Off || mParts->departure) return;
+    mParts->departure = Departure{now + mParts->options.recoveryDelay, std::nullopt};
+}
+
+void Microcontroller::receive(std::string_view bytes, Time now) {
+    if (mParts->state.power != Power::Running) return;
+    mParts->state.lost += mParts->channel.receive(bytes, now);
+    mParts->takeUpLines();
+}
+
+void Microcontroller::setDtr(bool raised) {
+    mParts->state.dtr = raised;
+}
+
+std::optional<Time> Microcontroller::nextDeadline() const {
+    std::optional<Time> next;
+    if (!mParts->transmitter.idle()) next = mParts->transmitter.due();
+    if (mParts->departure) next = std::min(next.value_or(Time::max()), mParts->departure->at);
+    return next;
+}
+
+std::vector<Action> Microcontroller::poll(Time now) {
+    std::vector<Action> actions;
+    for (;;) {
+        if (mParts->departureIsNext(now)) {
+            mParts->depart(actions);
+            return actions;
+        }
+        if (!mParts->transmitterIsDue(now)) return actions;
+        switch (mParts->transmitter.step(now, actions)) {
+            case Transmitter::Step::Sent:
+                break;
+            case Transmitter::Step::FloodSent:
+                return actions;
+            case Transmitter::Step::HungUp:
+                mParts->turn(Power::Off);
+                actions.push_back({.kind = Action::Kind::HangUp});
+                return actions;
+            case Transmitter::Step::Finished:
+                if (mParts->leaveTo && !mParts->departure) {
+                    mParts->departure =
+                            Departure{mParts->transmitter.due() + mParts->options.loaderDelay,
+                                      mParts->leaveTo};
+                }
+                mParts->takeUpLines();
+                break;
+        }
+    }
+}
+
+UsbIdentity Microcontroller::usbIdentity() const {
+    return mParts->identity();
+}
+
+const State& Microcontroller::state() const {
+    return mParts->state;
+}
+
+const Options& Microcontroller::options() const {
+    return mParts->options;
+}
+
+void Microcontroller::setOptions(Options options) {
+    mParts->options = std::move(options);
+}
+
+Faults& Microcontroller::faults() {
+    return mParts->faults;
+}
+
+}  // namespace cover
