@@ -1,5 +1,6 @@
 #include "emulator/cover/Fault.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 #include <vector>

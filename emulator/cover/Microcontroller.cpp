@@ -1,6 +1,7 @@
 #include "emulator/cover/Microcontroller.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "emulator/cover/BasicService.h"
 #include "emulator/cover/Channel.h"
@@ -8,7 +9,6 @@
 #include "emulator/cover/FirmwareService.h"
 #include "emulator/cover/LogService.h"
 #include "emulator/cover/ScreenService.h"
-#include "emulator/cover/Text.h"
 #include "emulator/cover/TouchService.h"
 #include "emulator/cover/Transmitter.h"
 
@@ -31,9 +31,9 @@ struct Microcontroller::Parts {
     explicit Parts(Options chosen);
 
     UsbIdentity identity() const;
-    void forgetTraffic();
     void turn(Power power);
-    void takeUpLines();
+    void takeUpLine();
+    void finishReply();
     Answer execute(const CommandLine& line, bool refuse);
     void depart(std::vector<Action>& actions);
     bool departureIsNext(Time now) const;
@@ -69,21 +69,18 @@ UsbIdentity Microcontroller::Parts::identity() const {
             serialOf(*loader)};
 }
 
-void Microcontroller::Parts::forgetTraffic() {
+// Whatever was under way ends with a change of power.
+void Microcontroller::Parts::turn(Power power) {
     channel.reset();
-    transmitter.reset();
+    transmitter.reset(Time::zero());
     departure.reset();
     leaveTo.reset();
     loader.reset();
-}
-
-void Microcontroller::Parts::turn(Power power) {
-    forgetTraffic();
     state.power = power;
 }
 
 // Starts the next reply, unless one is under way or the device is about to leave.
-void Microcontroller::Parts::takeUpLines() {
+void Microcontroller::Parts::takeUpLine() {
     if (!transmitter.idle() || departure || !channel.hasLine()) return;
     const CommandLine line = channel.takeLine();
     const std::vector<Fault> taken = faults.take(line.text);
@@ -102,6 +99,13 @@ Answer Microcontroller::Parts::execute(const CommandLine& line, bool refuse) {
     Answer answer = line.tooLong ? refused() : dispatcher.dispatch(line.text);
     if (!answer.ok) ++state.refused;
     return answer;
+}
+
+void Microcontroller::Parts::finishReply() {
+    if (leaveTo && !departure) {
+        departure = Departure{transmitter.due() + options.loaderDelay, leaveTo};
+    }
+    takeUpLine();
 }
 
 void Microcontroller::Parts::depart(std::vector<Action>& actions) {
@@ -125,9 +129,10 @@ Microcontroller::Microcontroller(Options options)
 
 Microcontroller::~Microcontroller() = default;
 
-void Microcontroller::powerUp(Time) {
+void Microcontroller::powerUp(Time now) {
     mParts->state = State{};
     mParts->turn(Power::Running);
+    mParts->transmitter.reset(now);
 }
 
 void Microcontroller::powerDown() {
@@ -148,7 +153,7 @@ void Microcontroller::recover(Time now) {
 void Microcontroller::receive(std::string_view bytes, Time now) {
     if (mParts->state.power != Power::Running) return;
     mParts->state.lost += mParts->channel.receive(bytes, now);
-    mParts->takeUpLines();
+    mParts->takeUpLine();
 }
 
 void Microcontroller::setDtr(bool raised) {
@@ -180,12 +185,7 @@ std::vector<Action> Microcontroller::poll(Time now) {
                 actions.push_back({.kind = Action::Kind::HangUp});
                 return actions;
             case Transmitter::Step::Finished:
-                if (mParts->leaveTo && !mParts->departure) {
-                    mParts->departure =
-                            Departure{mParts->transmitter.due() + mParts->options.loaderDelay,
-                                      mParts->leaveTo};
-                }
-                mParts->takeUpLines();
+                mParts->finishReply();
                 break;
         }
     }
