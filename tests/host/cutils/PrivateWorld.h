@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+// Main program of the tests that need a /dev, a /sys and a network of their own: enters user, mount
+// and network namespaces in which the caller is root and /dev and /sys are empty, before any thread
+// exists, then runs the tests. Ends with one line that says what to do where namespaces are
+// forbidden.
+
+// Writes `content` into a new file; fails the test when it cannot.
+void writeFile(const std::string& path, const std::string& content);
+
+// The whole file; fails the test when it cannot be read.
+std::string readFile(const std::string& path);
