@@ -1,0 +1,1 @@
+#include <hidl/HidlSupport.h>

@@ -1,0 +1,46 @@
+// Registering and finding services. There is no service manager process: a service is a socket in
+// a directory, see host/hidl/README.md.
+#pragma once
+
+#include <string>
+
+#include <hidl/HidlTransportSupport.h>
+#include <utils/StrongPointer.h>
+
+namespace android::hidl::manager::V1_0 {
+struct IServiceManager;
+}
+
+namespace android::hardware {
+
+// Always null: there is no service manager to ask. registerForNotifications() answers false.
+sp<::android::hidl::manager::V1_0::IServiceManager> defaultServiceManager();
+
+namespace details {
+
+// Registers under every interface of the object's chain but IBase. ALREADY_EXISTS: a live service
+// has one of the names. PERMISSION_DENIED or another error: the directory cannot be used. All but
+// OK are logged with their cause.
+status_t registerAsServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
+                                   const std::string& name);
+
+// The object of a registered service, null when there is none; the implementation itself when this
+// process registered it.
+sp<IBinder> findService(const std::string& descriptor, const std::string& instance);
+
+// Unlike on a phone, getService() does not wait for an absent service either (`retry` is ignored).
+template <typename BpType>
+sp<typename BpType::Pure> getServiceInternal(const std::string& instance, bool /*retry*/,
+                                             bool /*getStub*/) {
+    using IType = typename BpType::Pure;
+    sp<IBinder> object = findService(IType::descriptor, instance);
+    if (object == nullptr) return nullptr;
+    BHwBinder* local = object->localBinder();
+    if (local == nullptr) return new BpType(object);
+    sp<::android::hidl::base::V1_0::IBase> impl = implementationOf(local);
+    if (!canCastInterface(impl.get(), IType::descriptor)) return nullptr;
+    return static_cast<IType*>(impl.get());
+}
+
+}  // namespace details
+}  // namespace android::hardware
