@@ -40,7 +40,7 @@ target_compile_options(bivista-warnings INTERFACE -Wall -Wextra -Werror
 
 # Flags of the folders that are also built in an Android tree.
 add_library(bivista-device-flags INTERFACE)
-target_compile_options(bivista-device-flags INTERFACE -std=gnu++17 -fno-exceptions -fno-rtti)
+target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti)
 target_link_libraries(bivista-device-flags INTERFACE bivista-warnings)
 target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Measures the service against references in one run; prints a table and writes bench/results.json.
+# Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] runs only these benchmarks:
+# at, hidl, idle.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/common.sh
+
+wanted=("$@")
+[ ${#wanted[@]} -gt 0 ] || wanted=(at hidl idle)
+for word in "${wanted[@]}"; do
+    case $word in
+        at | hidl | idle) ;;
+        *) fail "no benchmark '$word'; there are: at, hidl, idle" ;;
+    esac
+done
+
+install_packages build bench
+require_tools
+require_world
+targets=(bivista-service)
+for word in "${wanted[@]}"; do
+    targets+=("bench_$word")
+    if [ "$word" = idle ]; then targets+=(bench_idle_reference); fi
+done
+build_preset release "${targets[@]}"
+
+bin=build/release/bin
+for word in "${wanted[@]}"; do
+    say "measuring: $word" >&2
+    case $word in
+        idle) $bin/bench_idle "$bin/vendor.qmx.hardware.bivista@1.1-service" $bin/bench_idle_reference ;;
+        *) "$bin/bench_$word" ;;
+    esac
+done | python3 bench/table.py bench/results.json

@@ -1,0 +1,77 @@
+// Life of the service object: construction, the SIGUSR1 handler, destruction.
+
+#include "kernel/Bivista.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include <sys/eventfd.h>
+
+#include "kernel/Descriptor.h"
+#include "kernel/UsbMonitor.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+Mutex sInstanceLock;
+// The service object. Written once, before any thread that could take the signal exists; so the
+// handler reads it without the lock.
+std::atomic<Bivista*> sInstance = nullptr;
+
+void blockStopSignal() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+}  // namespace
+
+// Tells the USB notify thread to stop.
+std::atomic<bool> sDestroy = false;
+
+Bivista::Bivista() : mNotifyStopFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    LOG_DEBUG("================================================");
+    LOG_DEBUG("========== Bivista HAL Constructor ==========");
+    LOG_DEBUG("================================================");
+    {
+        const MutexLock lock(sInstanceLock, "Bivista");
+        sInstance = this;
+    }
+    sDestroy = false;
+    // The handler logs, joins and frees: it may only run where a thread opens the signal to wait.
+    blockStopSignal();
+    signal(SIGUSR1, sighandler);
+    startThread(usbNotifyThread, "Failed to create usb notify pthread: %s");
+    startThread(usbThread, "Failed to create usb pthread: %s");
+}
+
+// Meant: joins no thread and closes no descriptor. The members release the two callbacks.
+Bivista::~Bivista() = default;
+
+void Bivista::startThread(void* (*body)(void*), const char* failure) {
+    pthread_t thread;
+    const int result = pthread_create(&thread, nullptr, body, this);
+    // Meant: a positive error number counts as success.
+    if (result >= 0) return;
+    LOG_ERROR(failure, strerror(result));
+    sDestroy = true;
+    usbThreadJoin();
+    LOG_ERROR("Exiting Bivista");
+    exit(1);
+}
+
+void Bivista::sighandler(int signal) {
+    if (signal != SIGUSR1) {
+        ::signal(SIGUSR1, sighandler);
+        return;
+    }
+    const ErrnoKeeper keeper;
+    sDestroy = true;
+    sInstance.load()->usbThreadJoin();
+    LOG_DEBUG("destroy set");
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

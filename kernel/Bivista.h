@@ -1,0 +1,207 @@
+// The one service object: IBivista 1.1 on the phone's cover.
+//
+// Interface methods run on the one RPC thread. The device-side methods run on the thread named with
+// them. Each method is defined in the file of its subject.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include <utils/RefBase.h>
+#include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
+
+#include "kernel/DevicePath.h"
+#include "kernel/Mutex.h"
+
+struct usb_host_context;
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using V1_0::BivistaStatus;
+using V1_0::IBivistaAtCallback;
+using V1_0::IBivistaSubDisplayCallback;
+using V1_0::LpwgStatus;
+using V1_0::ScreenMode;
+using V1_0::Status;
+using V1_0::SubScreenInfo;
+using V1_0::SubScreenState;
+
+class AtAnswer;
+
+class Bivista : public V1_1::IBivista {
+  public:
+    // Installs the SIGUSR1 handler, blocks SIGUSR1 on the calling thread (and so on every thread
+    // made later: the threads that may take it open it only while they wait), and starts the USB
+    // notify thread and the USB thread. Ends the process with status 1 when a thread creation
+    // reports a negative result. The caller must take a strong reference and keep the object alive
+    // for as long as the two threads run.
+    Bivista();
+    ~Bivista() override;
+
+    // Handler of SIGUSR1: stops the USB side. Any other signal only installs it again.
+    static void sighandler(int signal);
+
+    // IBivista 1.0, in slot order.
+    Return<void> getFirmwareVersion(getFirmwareVersion_cb cb) override;
+    Return<Status> checkFirmwareVersion() override;
+    Return<void> getFirmwareFile(getFirmwareFile_cb cb) override;
+    Return<Status> doFirmwareUpgrade() override;
+    Return<Status> goDload() override;
+    Return<Status> goSTMDload() override;
+    Return<Status> cancelFirmwareUpgrade() override;
+    Return<void> getTouchFirmwareVersion(getTouchFirmwareVersion_cb cb) override;
+    Return<Status> DoRawdata() override;
+    Return<Status> DoDelta() override;
+    Return<Status> DoTouchReset() override;
+    Return<void> getGpiopin(getGpiopin_cb cb) override;
+    Return<Status> setStatus(const LpwgStatus& status) override;
+    Return<Status> DoTouchFirmwareUpgrade() override;
+    Return<void> getSelfTest(getSelfTest_cb cb) override;
+    Return<void> getLPWGSelfTest(getLPWGSelfTest_cb cb) override;
+    Return<Status> getTestResults() override;
+    Return<void> setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& callback) override;
+    Return<Status> setBrightness(int32_t value) override;
+    Return<Status> setPowerStatus(bool enable, bool uevent) override;
+    Return<void> getCoverDisplayCutout(getCoverDisplayCutout_cb cb) override;
+    Return<Status> setRgbTune(uint32_t value1, uint32_t value2, uint32_t value3,
+                              uint32_t value4) override;
+    Return<Status> setScreenMode(ScreenMode mode) override;
+    Return<Status> setScreenTune(uint32_t value1, uint32_t value2, uint32_t value3,
+                                 uint32_t ignored) override;
+    Return<Status> setBVBrightnessOffset(int32_t value) override;
+    Return<void> getBV2Status(getBV2Status_cb cb) override;
+    Return<Status> setSubDisplayBrightness(int32_t value) override;
+    Return<Status> setSubDisplayPowerState(bool enable) override;
+    Return<void> getSubDisplayInfo(getSubDisplayInfo_cb cb) override;
+    Return<Status> drawSubDisplay(const hidl_vec<uint32_t>& frame) override;
+    Return<void> getSubDisplayPowerState(getSubDisplayPowerState_cb cb) override;
+    Return<void> setSubDisplayCallback(const sp<IBivistaSubDisplayCallback>& callback) override;
+    Return<bool> getBV2Connect() override;
+    Return<void> sendAtCommand(const hidl_string& cmd, const sp<IBivistaAtCallback>& cb,
+                               sendAtCommand_cb result) override;
+
+    // IBivista 1.1.
+    Return<Status> setAesMode(uint32_t mode) override;
+    Return<Status> manageAesMode(uint32_t mode) override;
+    Return<Status> bv_update_state() override;
+    Return<Status> set_touch_perf(bool enable) override;
+
+    // Kernel nodes (KernelNode.cpp). Any thread. Results: 0 done, -1 no such file, -4 not readable,
+    // -3 cannot be opened.
+    static bool isExist(const std::string& path);
+    static bool isReadable(const std::string& path);
+    // Appends the whole file, as it is, to `out`.
+    static int32_t readString(const std::string& path, std::string& out);
+    // Writes the value in decimal; needs a readable file. A failed write is not reported.
+    static int32_t writeInt32(const std::string& path, int32_t value);
+    // Writes the bytes, creating the file if need be; false only when it cannot be opened.
+    static bool writeString(const std::string& path, const std::string& value);
+
+    // Stops and joins the two USB threads (UsbMonitor.cpp); a second call does nothing more. Runs
+    // in the SIGUSR1 handler, also on the notify thread itself, which then is not joined.
+    void usbThreadJoin();
+
+    // libusbhost's callbacks, on the USB thread (UsbDevice.cpp); `client` is the service object.
+    // Both return 0: keep watching.
+    static int usbDeviceAdded(const char* devname, void* client);
+    static int usbDeviceRemoved(const char* devname, void* client);
+
+    // Tell the cover's kernel driver that the service is ready, or that the link needs a recovery
+    // (UsbDriver.cpp). Bytes written, or negative with errno set.
+    int usbReady();
+    int usbRecovery();
+
+    // Votes for (`suspend` false) or withdraws a vote for (true) keeping the cover's USB device
+    // awake; with `vote` false forces its power control without counting (UsbAutoSuspend.cpp). Any
+    // thread; takes sUsbAutoSuspendMutex. Bytes written, 0 when nothing needed writing, or negative
+    // with errno set.
+    int usbAutoSuspend(bool suspend, bool vote);
+
+    // Sends an AT command to the cover and collects its answer (SerialAt.cpp). Any thread; holds
+    // sSerialMutex throughout. `cmd` begins with "AT" in either case and ends in "\r". `resp` takes
+    // `respCount` bytes of the answer's lines, the last stored byte replaced by NUL; may be null.
+    // `cb` is called for each line of the answer proper with its bytes, NUL-terminated, and their
+    // count; may be null. Returns the bytes stored, 1 when the port hung up, or negative with errno
+    // set: ENODEV no cover, EINVAL malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected
+    // by the cover, or the cause of a failed system call. On failure `resp` may lack a NUL.
+    int serialAtCmd(const char* cmd, char* resp, size_t respCount,
+                    void (*cb)(char* line, size_t len));
+
+    // The cover's tty has appeared, or gone (SerialAttach.cpp). Notify thread.
+    void serialDeviceAdded();
+    void serialDeviceRemoved();
+
+  private:
+    // Thread bodies (UsbMonitor.cpp); the argument is the service object.
+    static void* usbNotifyThread(void* service);
+    static void* usbThread(void* service);
+
+    void startThread(void* (*body)(void*), const char* failure);
+    void watchDevFolder();
+    bool waitForNotify(char* buffer, size_t capacity, ssize_t* count);
+    void dispatchNotify(const char* buffer, ssize_t count);
+    void handleTtyEvent(uint32_t mask, const char* name);
+    void handleHidEvent(uint32_t mask, const char* name);
+    // Counts a vote or its withdrawal; whether the control file must be written.
+    bool countAutoSuspendVote(bool suspend);
+    void resetAutoSuspendVotes();
+    int runAtCmd(const char* cmd, char* resp, size_t respCount, void (*cb)(char* line, size_t len));
+    int exchangeAt(int fd, const char* cmd, char* resp, size_t respCount,
+                   void (*cb)(char* line, size_t len), bool* timedOut);
+    bool takeLine(AtAnswer* answer, char* line, size_t count, void (*cb)(char* line, size_t len));
+    void logSerialLine(const char* line) const;
+    bool prepareSerialPort();
+
+    // Client's LPWG and pen callback. Guarded by mLpwgCallbackLock.
+    sp<V1_0::IBivistaLpwgCallback> mLpwgCallback;
+    // Client's sub display callback. Guarded by sub_state_lock.
+    sp<IBivistaSubDisplayCallback> mSubDisplayCallback;
+    // File name of the selected firmware image.
+    char mDfuFilePath[1024] = {};
+    // The uevent worker; set when it is created.
+    pthread_t mUeventThread = {};
+    // Guards the LPWG callback and the uevent worker's start and stop.
+    Mutex mLpwgCallbackLock;
+    // The two USB threads. Each stores its own id before it publishes what makes others join it:
+    // mUsbHostContext and mInotifyFd.
+    pthread_t mUsbThread = {};
+    pthread_t mUsbNotifyThread = {};
+    // The cover's USB device is on the bus.
+    std::atomic<bool> mUsbAttached = false;
+    // Outstanding votes for keeping USB awake; written under sUsbAutoSuspendMutex.
+    std::atomic<int32_t> mUsbAutoSuspendDisableVote = 0;
+    // Made by the USB thread; null again once usbThreadJoin has taken it.
+    std::atomic<usb_host_context*> mUsbHostContext = nullptr;
+    // The notify thread's inotify descriptor, closed by that thread alone; -1 for none.
+    std::atomic<int32_t> mInotifyFd = -1;
+    // eventfd that ends the notify thread's wait: closing an inotify descriptor would not.
+    const int mNotifyStopFd;
+    std::atomic<bool> mNotifyJoined = false;
+    pthread_t mSerialLogThread = {};
+    DevicePath mSerialDevicePath;
+    // The AT port is usable. Changed under sSerialMutex.
+    std::atomic<bool> mSerialAttached = false;
+    std::atomic<bool> mSerialLogEnabled = false;
+    // Where the lines go that the cover sends outside a command's answer.
+    const bool mSerialLogToLogcat = true;
+    const bool mSerialLogToKernel = true;
+    DevicePath mHidDevicePath;
+    // The sub display's HID node is present.
+    std::atomic<bool> mHidDisplayAttached = false;
+    // Guards the sub display callback and the sub display's state.
+    Mutex sub_state_lock;
+};
+
+// As Bivista::writeString, for callers without an object; logs its line as an error.
+bool writeNode(const std::string& path, const std::string& value);
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,30 @@
+// Path of a device node, shared between the thread that watches /dev and the threads that open it.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+class DevicePath {
+  public:
+    // Longest path kept, its NUL included.
+    static constexpr size_t kCapacity = 1024;
+
+    // "/dev" + "/" + name, cut at the capacity.
+    void set(const char* name);
+    void clear();
+
+    // Copies the path, empty when there is none.
+    void copyTo(char (&path)[kCapacity]) const;
+
+    // Last path component; "." when there is no path, as basename() gives it.
+    std::string name() const;
+
+  private:
+    // Leaf lock, held only to copy. Guards mPath.
+    mutable std::mutex mLock;
+    char mPath[kCapacity] = {};
+};
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

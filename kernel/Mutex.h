@@ -1,0 +1,51 @@
+// The service's mutexes: a failure to lock or unlock is logged with the function's name and
+// otherwise ignored, so that the function carries on.
+#pragma once
+
+#include <pthread.h>
+
+#include "kernel/Log.h"
+#include "kernel/ThreadAnnotations.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+// A plain non-recursive mutex; statically initialised, never destroyed.
+class CAPABILITY("mutex") Mutex {
+  public:
+    constexpr Mutex() = default;
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    void lock(const char* function) ACQUIRE() {
+        if (pthread_mutex_lock(&mHandle) != 0) {
+            LOG_ERROR("Error at pthread_mutex_lock() : %s\n", function);
+        }
+    }
+
+    void unlock(const char* function) RELEASE() {
+        if (pthread_mutex_unlock(&mHandle) != 0) {
+            LOG_ERROR("Error at pthread_mutex_unlock() : %s\n", function);
+        }
+    }
+
+  private:
+    pthread_mutex_t mHandle = PTHREAD_MUTEX_INITIALIZER;
+};
+
+// Holds a Mutex for a scope. `function` is the name that a failure is logged with.
+class SCOPED_CAPABILITY MutexLock {
+  public:
+    MutexLock(Mutex& mutex, const char* function) ACQUIRE(mutex)
+        : mMutex(mutex), mFunction(function) {
+        mMutex.lock(mFunction);
+    }
+    ~MutexLock() RELEASE() { mMutex.unlock(mFunction); }
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+  private:
+    Mutex& mMutex;
+    const char* const mFunction;
+};
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

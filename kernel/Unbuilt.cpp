@@ -1,0 +1,163 @@
+// Methods whose subject is not built yet: they refuse.
+
+#include "kernel/Bivista.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+Return<void> Bivista::getFirmwareVersion(getFirmwareVersion_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<Status> Bivista::checkFirmwareVersion() {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getFirmwareFile(getFirmwareFile_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<Status> Bivista::doFirmwareUpgrade() {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::goDload() {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::goSTMDload() {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::cancelFirmwareUpgrade() {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getTouchFirmwareVersion(getTouchFirmwareVersion_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<Status> Bivista::DoRawdata() {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::DoDelta() {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::DoTouchReset() {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getGpiopin(getGpiopin_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<Status> Bivista::setStatus(const LpwgStatus& /*status*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::DoTouchFirmwareUpgrade() {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getSelfTest(getSelfTest_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<void> Bivista::getLPWGSelfTest(getLPWGSelfTest_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<Status> Bivista::getTestResults() {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& /*callback*/) {
+    return Void();
+}
+
+Return<Status> Bivista::setBrightness(int32_t /*value*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::setPowerStatus(bool /*enable*/, bool /*uevent*/) {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getCoverDisplayCutout(getCoverDisplayCutout_cb cb) {
+    cb(Status::FAIL, "");
+    return Void();
+}
+
+Return<Status> Bivista::setRgbTune(uint32_t /*value1*/, uint32_t /*value2*/, uint32_t /*value3*/,
+                                   uint32_t /*value4*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::setScreenMode(ScreenMode /*mode*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::setScreenTune(uint32_t /*value1*/, uint32_t /*value2*/, uint32_t /*value3*/,
+                                      uint32_t /*ignored*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::setBVBrightnessOffset(int32_t /*value*/) {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getBV2Status(getBV2Status_cb cb) {
+    cb(Status::FAIL, BivistaStatus{});
+    return Void();
+}
+
+Return<Status> Bivista::setSubDisplayBrightness(int32_t /*value*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::setSubDisplayPowerState(bool /*enable*/) {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getSubDisplayInfo(getSubDisplayInfo_cb cb) {
+    cb(Status::FAIL, SubScreenInfo{});
+    return Void();
+}
+
+Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& /*frame*/) {
+    return Status::FAIL;
+}
+
+Return<void> Bivista::getSubDisplayPowerState(getSubDisplayPowerState_cb cb) {
+    cb(Status::FAIL, SubScreenState::UNINITIALIZED);
+    return Void();
+}
+
+Return<void> Bivista::setSubDisplayCallback(const sp<IBivistaSubDisplayCallback>& /*callback*/) {
+    return Void();
+}
+
+Return<Status> Bivista::setAesMode(uint32_t /*mode*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::manageAesMode(uint32_t /*mode*/) {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::bv_update_state() {
+    return Status::FAIL;
+}
+
+Return<Status> Bivista::set_touch_perf(bool /*enable*/) {
+    return Status::FAIL;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

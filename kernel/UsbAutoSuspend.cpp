@@ -1,0 +1,68 @@
+// Votes that keep the cover's USB device from being suspended while somebody talks to it.
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "kernel/Bivista.h"
+#include "kernel/Descriptor.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+// Guards the vote counter and the write of the control file. Taken inside sSerialMutex.
+Mutex sUsbAutoSuspendMutex;
+
+constexpr char kControlPath[] = "/sys/class/tty/%s/device/../power/control";
+
+int writeControl(const std::string& device, const char* value) {
+    static constexpr char kFunction[] = "usbAutoSuspend";
+    char path[PATH_MAX];
+    snprintf(path, sizeof(path), kControlPath, device.c_str());
+    const Descriptor control(open(path, O_WRONLY | O_CLOEXEC));
+    if (!control.isOpen()) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to open control: %s", kFunction, strerror(errno));
+        return control.get();
+    }
+    const ssize_t written = write(control.get(), value, strlen(value));
+    const ErrnoKeeper keeper;
+    if (written < 0) {
+        LOG_ERROR("%s: failed to write autosuspend: %s", kFunction, strerror(errno));
+    } else {
+        LOG_DEBUG("%s: %s", kFunction, value);
+    }
+    return static_cast<int>(written);
+}
+
+}  // namespace
+
+bool Bivista::countAutoSuspendVote(bool suspend) {
+    if (!suspend) return mUsbAutoSuspendDisableVote++ < 1;
+    const int32_t votes = mUsbAutoSuspendDisableVote--;
+    if (votes > 1) return false;
+    if (votes < 1) {
+        LOG_ERROR("%s: mUsbAutoSuspendDisableVote is negative", "usbAutoSuspend");
+        mUsbAutoSuspendDisableVote = 0;
+    }
+    return true;
+}
+
+int Bivista::usbAutoSuspend(bool suspend, bool vote) {
+    LOG_DEBUG("%s: suspend:%d vote:%d disableVote:%d", __func__, suspend, vote,
+              mUsbAutoSuspendDisableVote.load());
+    const MutexLock lock(sUsbAutoSuspendMutex, __func__);
+    if (vote && !countAutoSuspendVote(suspend)) return 0;
+    return writeControl(mSerialDevicePath.name(), suspend ? "auto" : "on");
+}
+
+void Bivista::resetAutoSuspendVotes() {
+    const MutexLock lock(sUsbAutoSuspendMutex, "usbNotifyThread");
+    mUsbAutoSuspendDisableVote = 0;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

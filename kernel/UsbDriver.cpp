@@ -1,0 +1,44 @@
+// The two control files through which the cover's kernel driver hears from the service.
+
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "kernel/Bivista.h"
+#include "kernel/Descriptor.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+int writeYes(const char* function, const char* path) {
+    const Descriptor node(open(path, O_WRONLY | O_CLOEXEC));
+    if (!node.isOpen()) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to open mode: %s", function, strerror(errno));
+        return node.get();
+    }
+    const ssize_t written = write(node.get(), "Y", 1);
+    if (written < 0) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to write mode: %s", function, strerror(errno));
+    }
+    return static_cast<int>(written);
+}
+
+}  // namespace
+
+int Bivista::usbReady() {
+    return writeYes(__func__, "/sys/class/bivista/bv2/bv2_hal_ready");
+}
+
+int Bivista::usbRecovery() {
+    static constexpr char kRule[] = "!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!";
+    LOG_ERROR(kRule);
+    LOG_ERROR("!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
+    LOG_ERROR(kRule);
+    return writeYes(__func__, "/sys/class/bivista/bv2/bv2_recovery");
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

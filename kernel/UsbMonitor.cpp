@@ -1,0 +1,216 @@
+// The two threads that watch for the cover: one for its nodes in /dev, one for its USB device.
+
+#include "kernel/UsbMonitor.h"
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+#include <usbhost/usbhost.h>
+
+#include "kernel/Bivista.h"
+#include "kernel/Descriptor.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+constexpr char kFunction[] = "usbNotifyThread";
+
+constexpr long kCoverVendor = 0x3E91;
+constexpr long kCoverProduct = 0x6A2F;
+
+constexpr char kTtyPrefix[] = "ttyACM";
+constexpr char kHidPrefix[] = "hidraw";
+
+constexpr size_t kBufferSize = 1024;
+
+bool startsWith(const char* text, const char* prefix) {
+    return strncmp(text, prefix, strlen(prefix)) == 0;
+}
+
+// Reads a sysfs id file, which holds a hexadecimal number. False, logged, when it cannot be read.
+bool readId(const char* format, const char* name, long* id) {
+    char path[PATH_MAX];
+    snprintf(path, sizeof(path), format, name);
+    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen()) {
+        LOG_ERROR("%s: failed to open \"%s\": %s", kFunction, path, strerror(errno));
+        return false;
+    }
+    char text[1024];
+    const ssize_t count = read(file.get(), text, sizeof(text) - 1);
+    if (count < 0) {
+        LOG_ERROR("%s: failed to read \"%s\": %s", kFunction, path, strerror(errno));
+        return false;
+    }
+    text[count] = '\0';
+    LOG_DEBUG("%s: \"%s\": %s", kFunction, path, text);
+    *id = strtol(text, nullptr, 16);
+    return true;
+}
+
+bool isCover(const char* vendorFormat, const char* productFormat, const char* name) {
+    long id = 0;
+    if (!readId(vendorFormat, name, &id) || id != kCoverVendor) return false;
+    return readId(productFormat, name, &id) && id == kCoverProduct;
+}
+
+// Appends a creation event for a node that is there already.
+void appendIfPresent(const char* node, char* buffer, ssize_t* count) {
+    char path[PATH_MAX];
+    snprintf(path, sizeof(path), "/dev/%s", node);
+    if (access(path, F_OK) != 0) return;
+    // The kernel pads names to a multiple of the event's size too.
+    inotify_event event = {};
+    event.mask = IN_CREATE;
+    event.len = sizeof(inotify_event);
+    memcpy(buffer + *count, &event, sizeof(event));
+    char* name = buffer + *count + sizeof(event);
+    memset(name, 0, event.len);
+    strncpy(name, node, event.len - 1);
+    *count += sizeof(event) + event.len;
+    LOG_DEBUG("%s: access \"%s\" OK", kFunction, path);
+}
+
+}  // namespace
+
+void* Bivista::usbNotifyThread(void* service) {
+    Bivista* const self = static_cast<Bivista*>(service);
+    LOG_DEBUG("%s: creating", kFunction);
+    self->mUsbNotifyThread = pthread_self();
+    const int fd = inotify_init1(IN_CLOEXEC);
+    if (fd < 0) {
+        LOG_ERROR("%s: failed to init inotify: %s", kFunction, strerror(errno));
+    } else {
+        self->mInotifyFd = fd;
+        if (inotify_add_watch(fd, "/dev", IN_CREATE | IN_DELETE) < 0) {
+            LOG_ERROR("%s: failed to add watch: %s", kFunction, strerror(errno));
+        } else {
+            self->watchDevFolder();
+        }
+        self->mInotifyFd = -1;
+        close(fd);
+    }
+    LOG_DEBUG("%s: exiting", kFunction);
+    return nullptr;
+}
+
+void Bivista::watchDevFolder() {
+    alignas(inotify_event) char buffer[kBufferSize];
+    ssize_t count = 0;
+    appendIfPresent("hidraw0", buffer, &count);
+    appendIfPresent("ttyACM0", buffer, &count);
+    // Meant: nodes that are there at the start are handled before the destroy flag is looked at.
+    do {
+        dispatchNotify(buffer, count);
+        if (sDestroy) return;
+    } while (waitForNotify(buffer, sizeof(buffer), &count));
+}
+
+// Waits for events and reads them. False when the thread is to end. The SIGUSR1 handler may run
+// here, and only here.
+bool Bivista::waitForNotify(char* buffer, size_t capacity, ssize_t* count) {
+    sigset_t signals;
+    pthread_sigmask(SIG_BLOCK, nullptr, &signals);
+    sigdelset(&signals, SIGUSR1);
+    pollfd fds[] = {{mInotifyFd, POLLIN, 0}, {mNotifyStopFd, POLLIN, 0}};
+    int ready = 0;
+    do {
+        ready = ppoll(fds, 2, nullptr, &signals);
+    } while (ready < 0 && errno == EINTR && !sDestroy);
+
+    *count = -1;
+    if (fds[1].revents != 0 || (ready < 0 && errno == EINTR)) {
+        // usbThreadJoin has asked for the descriptor to be closed: as a read of a closed one.
+        errno = EBADF;
+    } else if (ready >= 0) {
+        *count = read(mInotifyFd, buffer, capacity);
+    }
+    if (*count >= 0) return true;
+    LOG_ERROR("%s: failed to read notify: %s", kFunction, strerror(errno));
+    return false;
+}
+
+void Bivista::dispatchNotify(const char* buffer, ssize_t count) {
+    for (ssize_t offset = 0; offset < count;) {
+        const inotify_event* event = reinterpret_cast<const inotify_event*>(buffer + offset);
+        // Overflow and removal events carry no name.
+        const char* name = event->len > 0 ? event->name : "";
+        LOG_DEBUG("%s: read:%zd mask:0x%08x name:%s", kFunction, count, event->mask, name);
+        if (startsWith(name, kTtyPrefix)) {
+            handleTtyEvent(event->mask, name);
+        } else if (startsWith(name, kHidPrefix)) {
+            handleHidEvent(event->mask, name);
+        }
+        offset += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+}
+
+void Bivista::handleTtyEvent(uint32_t mask, const char* name) {
+    LOG_DEBUG("%s: mSerialAttached:%d", kFunction, mSerialAttached.load());
+    if ((mask & IN_CREATE) != 0 && !mSerialAttached) {
+        if (!isCover("/sys/class/tty/%s/device/../idVendor",
+                     "/sys/class/tty/%s/device/../idProduct", name)) {
+            return;
+        }
+        LOG_INFO("========== %s create", name);
+        mSerialDevicePath.set(name);
+        resetAutoSuspendVotes();
+        usbAutoSuspend(true, false);
+        serialDeviceAdded();
+    } else if ((mask & IN_DELETE) != 0 && mSerialAttached && mSerialDevicePath.name() == name) {
+        LOG_INFO("========== %s delete", name);
+        serialDeviceRemoved();
+        mSerialDevicePath.clear();
+    }
+}
+
+void Bivista::handleHidEvent(uint32_t mask, const char* name) {
+    LOG_DEBUG("%s: mHidDisplayAttached:%d", kFunction, mHidDisplayAttached.load());
+    if ((mask & IN_CREATE) != 0 && !mHidDisplayAttached) {
+        if (!isCover("/sys/class/hidraw/%s/device/../../idVendor",
+                     "/sys/class/hidraw/%s/device/../../idProduct", name)) {
+            return;
+        }
+        LOG_INFO("========== %s create", name);
+        mHidDevicePath.set(name);
+    } else if ((mask & IN_DELETE) != 0 && mHidDisplayAttached && mHidDevicePath.name() == name) {
+        LOG_INFO("========== %s delete", name);
+        mHidDevicePath.clear();
+    }
+}
+
+void* Bivista::usbThread(void* service) {
+    Bivista* const self = static_cast<Bivista*>(service);
+    LOG_DEBUG("%s: creating", __func__);
+    self->mUsbThread = pthread_self();
+    if (usb_host_context* context = usb_host_init()) {
+        self->mUsbHostContext = context;
+        usb_host_run(context, usbDeviceAdded, usbDeviceRemoved, nullptr, self);
+    }
+    LOG_DEBUG("%s: exiting", __func__);
+    return nullptr;
+}
+
+void Bivista::usbThreadJoin() {
+    // Whoever takes the context cleans it up: a second signal must not do so twice.
+    if (usb_host_context* context = mUsbHostContext.exchange(nullptr)) {
+        usb_host_cleanup(context);
+        pthread_join(mUsbThread, nullptr);
+    }
+    if (mInotifyFd == -1 || mNotifyJoined.exchange(true)) return;
+    eventfd_write(mNotifyStopFd, 1);
+    // On the notify thread itself this answers EDEADLK: the thread ends on its own.
+    pthread_join(mUsbNotifyThread, nullptr);
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

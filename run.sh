@@ -1,0 +1,130 @@
+#!/usr/bin/env bash
+# Plays a short tour of the service on the emulated phone and stays up for bivistactl. See --help.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+source scripts/common.sh
+
+usage() {
+    cat <<'HELP'
+usage: ./run.sh [--tour] [--no-install]
+
+Installs what is missing (Debian packages), builds, starts the service on an emulated phone with a
+cover attached, plays a short tour, and stays up: type bivistactl commands in a second terminal,
+Ctrl-C here ends it.
+
+  --tour        play the tour in a registry folder of its own, and end
+  --no-install  install nothing; fail where something is missing
+
+The log of the service goes to build/run/service.log, the journal of the phone to
+build/run/journal.jsonl. HIDL_SOCKET_DIR chooses another registry folder.
+HELP
+}
+
+tour_only=no
+install=yes
+while [ $# -gt 0 ]; do
+    case $1 in
+        --help | -h) usage; exit 0 ;;
+        --tour) tour_only=yes ;;
+        --no-install) install=no ;;
+        *) fail "unknown argument '$1'; see ./run.sh --help" ;;
+    esac
+    shift
+done
+
+[ $install = no ] || install_packages build
+require_tools
+require_world
+build_preset release bivista-service bivista-emulator bivistactl
+
+bin=$PWD/build/release/bin
+service=$bin/vendor.qmx.hardware.bivista@1.1-service
+ctl=$bin/bivistactl
+emulator=$bin/bivista-emulator
+out=$PWD/build/run
+mkdir -p "$out"
+
+if [ $tour_only = yes ]; then
+    HIDL_SOCKET_DIR=$(mktemp -d)
+    export HIDL_SOCKET_DIR
+fi
+
+emulator_pid=
+finish() {
+    if [ -n "$emulator_pid" ]; then
+        kill "$emulator_pid" 2>/dev/null || true
+        wait "$emulator_pid" 2>/dev/null || true
+    fi
+    if [ $tour_only = yes ]; then rm -rf "$HIDL_SOCKET_DIR"; fi
+}
+trap finish EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# show COMMAND...: types a command for the reader, then runs it.
+show() {
+    say ""
+    say "\$ ${*/#$bin\//}"
+    "$@"
+}
+
+# Waits until a command succeeds; the emulator must be alive meanwhile.
+await() {
+    local what=$1
+    shift
+    until "$@" >/dev/null 2>&1; do
+        kill -0 "$emulator_pid" 2>/dev/null || {
+            tail -n 5 "$out/service.log" >&2
+            fail "the emulated phone has ended while waiting for $what (log: $out/service.log)"
+        }
+        sleep 0.05
+    done
+}
+
+covered() { "$ctl" call sendAtCommand AT%SWV null; }
+connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
+uncovered() { ! connected && ! covered; }
+
+say "Starting the service on an emulated phone, with a cover attached"
+"$emulator" run --journal "$out/journal.jsonl" -- "$service" >"$out/service.log" 2>&1 &
+emulator_pid=$!
+await "the service" "$ctl" call getBV2Connect
+await "the attach" connected
+await "the cover's answer" covered
+
+show "$ctl" status
+show "$ctl" at AT%SWV
+show "$ctl" call sendAtCommand AT%GETBVCUTOUT null
+
+say ""
+say "The cover is pulled off: commands fail, with exit status 1"
+show "$emulator" ctl detach
+await "the detach" uncovered
+show "$ctl" call sendAtCommand AT%SWV null || say "(exit status $?)"
+
+say ""
+say "The cover is put back"
+show "$emulator" ctl attach
+await "the attach" connected
+await "the cover's answer" covered
+show "$ctl" at AT%SWV
+
+say ""
+say "What went over the wire (the whole journal: ${out#"$PWD"/}/journal.jsonl)"
+tail -n 6 "$out/journal.jsonl"
+
+if [ $tour_only = yes ]; then
+    say ""
+    say "The tour is over."
+    exit 0
+fi
+
+say ""
+say "The phone stays up. In a second terminal:"
+say "  cd $PWD"
+if [ -n "${HIDL_SOCKET_DIR:-}" ]; then say "  export HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR"; fi
+say "  build/release/bin/bivistactl at 'AT%SWV'"
+say "  build/release/bin/bivistactl --help"
+say "  build/release/bin/bivista-emulator ctl --help"
+say "The log of the service: tail -f build/run/service.log. Ctrl-C ends the phone."
+wait "$emulator_pid"

@@ -1,0 +1,66 @@
+# Shared by run.sh, test.sh and the checks under scripts/. Sourced with the project root as folder.
+
+say() { printf '%s\n' "$*"; }
+fail() { printf 'error: %s\n' "$*" >&2; exit 2; }
+
+# packages_for KIND...: the Debian packages of these kinds in scripts/packages.txt.
+packages_for() {
+    local kind
+    for kind in "$@"; do awk -v kind="$kind" '$1 == kind { print $2 }' scripts/packages.txt; done
+}
+
+# install_packages KIND...: installs the packages that are missing, and says which and why.
+install_packages() {
+    local missing=() package
+    for package in $(packages_for "$@"); do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    command -v apt-get >/dev/null || fail "this needs Debian's apt-get to install: ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo >/dev/null ||
+            fail "not root, and there is no sudo; as root, run: apt-get install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    say "Installing Debian packages that are missing:"
+    for package in "${missing[@]}"; do
+        say "  $(awk -v name="$package" '$2 == name { $1 = ""; print }' scripts/packages.txt)"
+    done
+    local log
+    log=$(mktemp)
+    { "${as_root[@]}" apt-get update -q &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -q -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 || {
+        tail -n 5 "$log" >&2
+        fail "apt-get could not install: ${missing[*]} (whole output: $log)"
+    }
+    rm -f "$log"
+}
+
+require_tools() {
+    local tool
+    for tool in clang++ cmake ninja hidl-gen capnp; do
+        command -v $tool >/dev/null || fail "'$tool' is missing; run without --no-install, or install $(packages_for build | tr '\n' ' ')"
+    done
+}
+
+# The emulated phone lives in namespaces of its own.
+require_world() {
+    unshare --user --map-root-user --mount --net true 2>/dev/null ||
+        fail "user namespaces are forbidden here, and the emulated phone needs them; as root: sysctl -w kernel.unprivileged_userns_clone=1 user.max_user_namespaces=10000 (in a container: allow unshare)"
+}
+
+# build_preset NAME [TARGET...]: configures and builds, and shows output only when it fails.
+build_preset() {
+    local preset=$1 log=build/$1.log
+    shift
+    mkdir -p build
+    say "building ($preset)"
+    { cmake --preset "$preset" &&
+        cmake --build --preset "$preset" ${1:+--target "$@"}; } >"$log" 2>&1 || {
+        grep -E -A5 'error:|FAILED:|CMake Error' "$log" | head -n 40 >&2
+        fail "the build failed (whole output: $log)"
+    }
+}

@@ -1,0 +1,96 @@
+"""Rules of this project that no compiler checks.
+
+- The device folders (service, kernel, display, sub_display) hold no conditional compilation for the
+  platform, and include nothing but the standard library, Linux, the public headers of the Android
+  libraries that they use, and each other as the layout allows.
+- The cover's model includes the standard library and itself alone.
+- Every header has `#pragma once`; no function body is longer than a screen.
+
+Prints one line per finding; exits 1 when there is one. Run from the project's root.
+"""
+import re
+import subprocess
+import sys
+
+ANDROID = (
+    "android/log.h", "cutils/", "hidl/", "usbhost/", "utils/RefBase.h", "utils/StrongPointer.h",
+    "vendor/qmx/hardware/",
+)
+LINUX = ("linux/", "sys/")
+LINUX_FILES = {"fcntl.h", "libgen.h", "poll.h", "pthread.h", "strings.h", "termios.h", "unistd.h"}
+# Folder: the project's headers that it may include.
+ROOMS = {
+    "service": ("kernel/Bivista.h", "kernel/Log.h"),
+    "kernel": ("kernel/", "display/", "sub_display/"),
+    "display": ("kernel/", "display/"),
+    "sub_display": ("kernel/", "sub_display/"),
+}
+LONGEST_FUNCTION = 60
+
+INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
+CONDITIONAL = re.compile(r"#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
+FUNCTION_START = re.compile(r"^[^\s#/}].*\{$")
+
+
+def is_standard(header):
+    return re.fullmatch(r"[a-z_0-9]+", header) is not None
+
+
+def allowed_in_room(room, bracket, header):
+    if bracket == '"':
+        return header.startswith(ROOMS[room])
+    return (is_standard(header) or header.startswith(ANDROID) or header.startswith(LINUX)
+            or header in LINUX_FILES)
+
+
+def lint_includes(path, number, line):
+    room = path.split("/", 1)[0]
+    match = INCLUDE.match(line)
+    if match:
+        bracket, header = match.groups()
+        if room in ROOMS and not allowed_in_room(room, bracket, header):
+            yield f"{path}:{number}: {room}/ may not include {header}"
+        if path.startswith("emulator/cover/"):
+            own = bracket == '"' and header.startswith("emulator/cover/")
+            if not own and not (bracket == "<" and is_standard(header)):
+                yield f"{path}:{number}: the cover's model may not include {header}"
+    match = CONDITIONAL.match(line)
+    if match and room in ROOMS and "__clang__" not in match.group(1):
+        yield f"{path}:{number}: no conditional compilation in {room}/"
+
+
+def lint_functions(path, lines):
+    start = None
+    for number, line in enumerate(lines, 1):
+        if FUNCTION_START.match(line) and not line.startswith(("namespace", "class", "struct",
+                                                               "enum", "extern", "const")):
+            start = number
+        elif line.startswith("}") and start is not None:
+            if number - start > LONGEST_FUNCTION:
+                yield f"{path}:{start}: a function of {number - start} lines"
+            start = None
+
+
+def lint(path, text):
+    lines = text.split("\n")
+    for number, line in enumerate(lines, 1):
+        yield from lint_includes(path, number, line)
+    if path.endswith(".h") and "#pragma once" not in text:
+        yield f"{path}:1: no #pragma once"
+    yield from lint_functions(path, lines)
+
+
+def main():
+    names = subprocess.run(["git", "ls-files", "*.cpp", "*.h"], capture_output=True, text=True,
+                           check=True).stdout.split()
+    findings = []
+    for path in names:
+        with open(path, encoding="utf-8") as file:
+            findings.extend(lint(path, file.read()))
+    for finding in findings:
+        print(finding)
+    return 1 if findings or not names else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

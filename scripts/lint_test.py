@@ -1,0 +1,51 @@
+"""Tests of lint.py."""
+import unittest
+
+import lint
+
+
+def findings(path, text):
+    return list(lint.lint(path, text))
+
+
+class LintTest(unittest.TestCase):
+    def test_device_folders_take_standard_linux_and_android_headers(self):
+        text = ('#include <string>\n#include <poll.h>\n#include <sys/inotify.h>\n'
+                '#include <cutils/klog.h>\n#include "kernel/Log.h"\n')
+        self.assertEqual(findings("kernel/A.cpp", text), [])
+
+    def test_device_folders_take_no_other_library(self):
+        self.assertEqual(findings("kernel/A.cpp", "#include <nlohmann/json.hpp>\n"),
+                         ["kernel/A.cpp:1: kernel/ may not include nlohmann/json.hpp"])
+
+    def test_device_folders_do_not_reach_into_the_host(self):
+        self.assertEqual(findings("display/A.cpp", '#include "emulator/cover/State.h"\n'),
+                         ["display/A.cpp:1: display/ may not include emulator/cover/State.h"])
+
+    def test_the_service_sees_the_object_alone(self):
+        self.assertEqual(findings("service/A.cpp", '#include "kernel/SerialAt.h"\n'),
+                         ["service/A.cpp:1: service/ may not include kernel/SerialAt.h"])
+
+    def test_no_platform_conditions_in_device_folders(self):
+        self.assertEqual(findings("kernel/A.cpp", "#ifdef __ANDROID__\n#endif\n"),
+                         ["kernel/A.cpp:1: no conditional compilation in kernel/"])
+
+    def test_the_cover_model_is_pure(self):
+        self.assertEqual(findings("emulator/cover/A.cpp", "#include <unistd.h>\n"),
+                         ["emulator/cover/A.cpp:1: the cover's model may not include unistd.h"])
+
+    def test_other_rooms_include_what_they_like(self):
+        self.assertEqual(findings("tools/A.cpp", "#include <CLI/CLI.hpp>\n"), [])
+
+    def test_headers_are_included_once(self):
+        self.assertEqual(findings("tools/A.h", "int f();\n"), ["tools/A.h:1: no #pragma once"])
+
+    def test_a_function_fits_a_screen(self):
+        short = "int f() {\n" + "    g();\n" * 50 + "}\n"
+        long = "int f() {\n" + "    g();\n" * 70 + "}\n"
+        self.assertEqual(findings("tools/A.cpp", short), [])
+        self.assertEqual(findings("tools/A.cpp", long), ["tools/A.cpp:1: a function of 71 lines"])
+
+
+if __name__ == "__main__":
+    unittest.main()

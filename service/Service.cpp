@@ -1,0 +1,26 @@
+// Process entry of vendor.qmx.hardware.bivista@1.1-service.
+
+#include <hidl/HidlTransportSupport.h>
+
+#include "kernel/Bivista.h"
+#include "kernel/Log.h"
+
+using ::android::OK;
+using ::android::sp;
+using ::android::hardware::configureRpcThreadpool;
+using ::android::hardware::joinRpcThreadpool;
+using ::vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
+
+int main() {
+    const sp<Bivista> service = new Bivista();
+    // Its threads use the object until the process is gone, so it outlives this function.
+    service->incStrong(nullptr);
+    configureRpcThreadpool(1, true /* callerWillJoin */);
+    if (service->registerAsService("default") == OK) {
+        LOG_INFO("Bivista HAL Ready.");
+        joinRpcThreadpool();
+    }
+    // Meant: misspelt, and also logged when the pool is left; there is no good way out.
+    LOG_ERROR("Cannot register Bivsita HAL service");
+    return 1;
+}

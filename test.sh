@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Builds and runs every test. See --help.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+source scripts/common.sh
+
+usage() {
+    cat <<'HELP'
+usage: ./test.sh [--tsan] [--only WORD] [--no-install]
+
+Installs what is missing (Debian packages), then runs, in this order:
+  style     layout of the sources, static checks, and our own linters
+  g++       the device folders built by g++ too
+  release   every test, optimised as on the phone
+  asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
+  tsan      the tests where threads meet under ThreadSanitizer
+
+  --tsan        run all tests under ThreadSanitizer, and nothing else
+  --only WORD   run one of the steps above, and nothing else
+  --no-install  install nothing; fail where something is missing
+HELP
+}
+
+steps=(style g++ release asan tsan)
+tsan_label=(-L threads)
+install=yes
+while [ $# -gt 0 ]; do
+    case $1 in
+        --help | -h) usage; exit 0 ;;
+        --tsan) steps=(tsan); tsan_label=() ;;
+        --only)
+            [ $# -ge 2 ] || fail "--only needs one of: ${steps[*]}"
+            case " ${steps[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${steps[*]}" ;; esac
+            steps=("$2"); shift ;;
+        --no-install) install=no ;;
+        *) fail "unknown argument '$1'; see ./test.sh --help" ;;
+    esac
+    shift
+done
+
+[ $install = no ] || install_packages build test
+require_tools
+require_world
+
+run_step() {
+    case $1 in
+        style) scripts/check-style.sh ;;
+        g++) scripts/check-gcc.sh ;;
+        release) build_preset release; run_ctest release ;;
+        asan) build_preset asan; run_ctest asan ;;
+        tsan) build_preset tsan; run_ctest tsan "${tsan_label[@]}" ;;
+    esac
+}
+
+# Runs the tests of a preset; adds to the totals that the last line tells.
+passed=0
+failed=0
+run_ctest() {
+    local preset=$1 log=build/$1/ctest.log
+    shift
+    ctest --preset "$preset" "$@" --no-tests=error --output-on-failure 2>&1 | tee "$log" | grep -v ' Passed ' || true
+    local total bad
+    total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
+    bad=$(sed -n 's/.*, \([0-9]*\) tests failed out of .*/\1/p' "$log")
+    [ -n "$total" ] || { say "ctest ran no test for preset $preset"; return 1; }
+    passed=$((passed + total - bad))
+    failed=$((failed + bad))
+    [ "$bad" = 0 ]
+}
+
+outcome=0
+for step in "${steps[@]}"; do
+    say "== $step"
+    started=$SECONDS
+    run_step "$step" || { outcome=1; say "step '$step' failed"; }
+    say "== $step: $((SECONDS - started)) s"
+done
+echo "$passed passed, $failed failed"
+exit $outcome

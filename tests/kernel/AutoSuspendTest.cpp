@@ -1,0 +1,145 @@
+// Votes that keep USB awake, and what they write to the power control.
+#include <cerrno>
+
+#include "tests/kernel/ServiceTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using phone::Kind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class AutoSuspendTest : public ServiceTest {
+  protected:
+    void SetUp() override {
+        start();
+        attach();
+        EXPECT_EQ(send("AT\r").value, 0);
+        from = journal.next();
+        log.clear();
+    }
+    int vote() { return service->usbAutoSuspend(false, true); }
+    int withdraw() { return service->usbAutoSuspend(true, true); }
+    uint64_t from = 0;
+};
+
+TEST_F(AutoSuspendTest, WritesOnlyWhenTheCountCrossesZero) {
+    EXPECT_EQ(vote(), 2);
+    EXPECT_EQ(vote(), 0);
+    EXPECT_EQ(withdraw(), 0);
+    EXPECT_EQ(withdraw(), 4);
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on", "control=auto"));
+}
+
+TEST_F(AutoSuspendTest, LogsTheCountBeforeTheChange) {
+    vote();
+    withdraw();
+    EXPECT_THAT(
+            log.texts(),
+            ElementsAre("usbAutoSuspend: suspend:0 vote:1 disableVote:0", "usbAutoSuspend: on",
+                        "usbAutoSuspend: suspend:1 vote:1 disableVote:1", "usbAutoSuspend: auto"));
+}
+
+TEST_F(AutoSuspendTest, WithdrawalWithoutAVoteWritesAutoAllTheSame) {
+    EXPECT_EQ(withdraw(), 4);
+    EXPECT_EQ(withdraw(), 4);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "usbAutoSuspend: mUsbAutoSuspendDisableVote is negative"));
+    EXPECT_TRUE(log.contains("usbAutoSuspend: suspend:1 vote:1 disableVote:0"));
+    EXPECT_EQ(vote(), 2) << "the counter stays 0";
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=auto", "control=auto", "control=on"));
+}
+
+TEST_F(AutoSuspendTest, ForcingDoesNotTouchTheCount) {
+    EXPECT_EQ(service->usbAutoSuspend(false, false), 2);
+    EXPECT_EQ(service->usbAutoSuspend(true, false), 4);
+    EXPECT_EQ(vote(), 2);
+    EXPECT_EQ(service->usbAutoSuspend(true, false), 4);
+    EXPECT_EQ(vote(), 0) << "the vote is still counted";
+    EXPECT_THAT(nodeWrites(from),
+                ElementsAre("control=on", "control=auto", "control=on", "control=auto"));
+}
+
+TEST_F(AutoSuspendTest, AnExchangeInsideAnotherUsersVoteWritesNothing) {
+    vote();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on"));
+}
+
+TEST_F(AutoSuspendTest, ReturnsTheFailedOpen) {
+    phone.setFault(std::string("node ") + kPowerControl + " missing");
+    EXPECT_EQ(vote(), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "usbAutoSuspend: failed to open control: No such file or directory"));
+    EXPECT_EQ(vote(), 0) << "the vote counts although it could not be written";
+}
+
+TEST_F(AutoSuspendTest, ReturnsTheFailedWrite) {
+    phone.setFault(std::string("node ") + kPowerControl + " eio");
+    EXPECT_EQ(vote(), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "usbAutoSuspend: failed to write autosuspend: Input/output error"));
+}
+
+TEST_F(AutoSuspendTest, AnExchangeGoesOnWithoutItsControlFile) {
+    phone.setFault(std::string("node ") + kPowerControl + " missing");
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(AutoSuspendTest, FailsWithoutATty) {
+    detach();
+    log.waitFor("========== ttyACM0 delete");
+    // The path is cleared behind the detach; then the last component of the empty path is ".".
+    while (service->usbAutoSuspend(true, false) != -1) {
+    }
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(AutoSuspendTest, AVoteLeftByATimeOutIsResetByTheNextAttachment) {
+    phone.setFault("on AT%SWV silent times 1");
+    phone.setFault(std::string("node ") + phone::kRecovery + " missing");
+    EXPECT_EQ(send("AT%SWV\r").error, ETIME);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "usbRecovery: failed to open mode: No such file or directory"));
+    // One vote is left: nothing is written around commands any more.
+    EXPECT_EQ(send("AT%GETBVCUTOUT\r").value, 33);
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on"));
+
+    const uint64_t again = journal.next();
+    detach();
+    attach();
+    EXPECT_THAT(nodeWrites(again),
+                ElementsAre("control=auto", "control=on", "control=auto", "bv2_hal_ready=Y"));
+}
+
+using UsbDriverTest = ServiceTest;
+
+TEST_F(UsbDriverTest, WritesOneByteToEachNode) {
+    start();
+    EXPECT_EQ(service->usbReady(), 1);
+    EXPECT_EQ(service->usbRecovery(), 1);
+    EXPECT_THAT(nodeWrites(first), ElementsAre("bv2_hal_ready=Y", "bv2_recovery=Y"));
+}
+
+TEST_F(UsbDriverTest, ReportsNodesThatCannotBeUsed) {
+    start();
+    phone.setFault(std::string("node ") + phone::kHalReady + " missing");
+    phone.setFault(std::string("node ") + phone::kRecovery + " eio");
+    EXPECT_EQ(service->usbReady(), -1);
+    EXPECT_EQ(service->usbRecovery(), -1);
+    EXPECT_TRUE(log.contains("usbReady: failed to open mode: No such file or directory"));
+    EXPECT_TRUE(log.contains("usbRecovery: failed to write mode: Input/output error"));
+}
+
+TEST_F(UsbDriverTest, CreatesNoNode) {
+    start();
+    phone.removeNode(phone::kHalReady);
+    EXPECT_EQ(service->usbReady(), -1);
+    EXPECT_FALSE(phone.node(phone::kHalReady).has_value());
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

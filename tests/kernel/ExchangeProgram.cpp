@@ -1,0 +1,32 @@
+// One AT exchange between two marks that a system call tracer sees. Main thread only: the phone's
+// and the service's other threads are not traced.
+#include <cstdio>
+
+#include <android/log.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "emulator/phone/Phone.h"
+#include "emulator/phone/World.h"
+#include "kernel/Bivista.h"
+
+using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
+
+int main() {
+    if (const std::string error = phone::enterWorld(); !error.empty()) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return 1;
+    }
+    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+    phone::Phone phone;
+    const android::sp<Bivista> service = new Bivista();
+    service->incStrong(nullptr);
+    phone.attachCover();
+    while (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) usleep(1000);
+
+    char answer[1025] = {};
+    syscall(SYS_getppid);
+    const int stored = service->serialAtCmd("AT%SWV\r", answer, 1024, nullptr);
+    syscall(SYS_getppid);
+    _exit(stored == 20 ? 0 : 1);
+}

@@ -1,0 +1,274 @@
+// What a healthy system does not do: locks that fail, threads that cannot be made, system calls
+// that break off. The calls of this program go through the functions below (linker option --wrap).
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <utility>
+
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+#include <usbhost/usbhost.h>
+
+#include "tests/kernel/ServiceTest.h"
+
+namespace {
+
+// What the wrapped calls of the calling thread do instead; null: what they always do.
+// The lock, or unlock, from now on that fails: 1 is the next one; 0 is none.
+thread_local int failLock = 0;
+thread_local int failUnlock = 0;
+// The log's own locks do not count.
+thread_local bool logging = false;
+thread_local std::function<int()> onPoll;
+thread_local std::function<ssize_t(char*)> onRead;
+thread_local std::function<ssize_t()> onWrite;
+// These are called on the service's threads.
+std::function<int()> onThreadCreate;
+std::function<int()> onInotifyInit;
+std::function<int()> onInotifyWatch;
+bool noUsbHost = false;
+
+bool isDue(int* countdown) {
+    return !logging && *countdown > 0 && --*countdown == 0;
+}
+
+template <typename Function, typename... Arguments>
+auto callOnce(Function& function, Arguments... arguments) {
+    const Function call = std::exchange(function, nullptr);
+    return call(arguments...);
+}
+
+}  // namespace
+
+extern "C" {
+
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    return isDue(&failLock) ? EINVAL : __real_pthread_mutex_lock(mutex);
+}
+
+int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+    const int result = __real_pthread_mutex_unlock(mutex);
+    return isDue(&failUnlock) ? EPERM : result;
+}
+
+int __wrap___android_log_print(int priority, const char* tag, const char* format, ...) {
+    logging = true;
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = __android_log_vprint(priority, tag, format, arguments);
+    va_end(arguments);
+    logging = false;
+    return result;
+}
+
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*body)(void*),
+                          void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*body)(void*),
+                          void* argument) {
+    if (onThreadCreate) {
+        const int result = onThreadCreate();
+        if (result != 0) return result;
+    }
+    return __real_pthread_create(thread, attr, body, argument);
+}
+
+int __real_poll(pollfd* fds, nfds_t count, int timeout);
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+    return onPoll ? callOnce(onPoll) : __real_poll(fds, count, timeout);
+}
+
+ssize_t __real_read(int fd, void* buffer, size_t size);
+ssize_t __wrap_read(int fd, void* buffer, size_t size) {
+    return onRead ? callOnce(onRead, static_cast<char*>(buffer)) : __real_read(fd, buffer, size);
+}
+
+ssize_t __real_write(int fd, const void* buffer, size_t size);
+ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
+    // The command itself, not the control files around it.
+    const bool command = size > 2 && memcmp(buffer, "AT", 2) == 0;
+    return onWrite && command ? callOnce(onWrite) : __real_write(fd, buffer, size);
+}
+
+int __real_inotify_init1(int flags);
+int __wrap_inotify_init1(int flags) {
+    return onInotifyInit ? onInotifyInit() : __real_inotify_init1(flags);
+}
+
+int __real_inotify_add_watch(int fd, const char* path, uint32_t mask);
+int __wrap_inotify_add_watch(int fd, const char* path, uint32_t mask) {
+    return onInotifyWatch ? onInotifyWatch() : __real_inotify_add_watch(fd, path, mask);
+}
+
+usb_host_context* __real_usb_host_init();
+usb_host_context* __wrap_usb_host_init() {
+    return noUsbHost ? nullptr : __real_usb_host_init();
+}
+}
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using testing::ElementsAre;
+
+std::function<int()> failing(int error) {
+    return [error] {
+        errno = error;
+        return -1;
+    };
+}
+
+class InterpositionTest : public ServiceTest {
+  protected:
+    ~InterpositionTest() override {
+        onPoll = nullptr;
+        onRead = nullptr;
+        onWrite = nullptr;
+    }
+};
+
+TEST_F(InterpositionTest, AFailedLockIsLoggedWithTheFunctionsNameAndIgnored) {
+    start();
+    attach();
+    failLock = 1;
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_lock() : serialAtCmd\n"));
+}
+
+TEST_F(InterpositionTest, AFailedUnlockIsLoggedWithTheFunctionsNameAndIgnored) {
+    start();
+    attach();
+    // The first unlock in there is that of the leaf lock on the path.
+    failUnlock = 2;
+    EXPECT_EQ(service->usbAutoSuspend(true, false), 4);
+    EXPECT_TRUE(
+            log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_unlock() : usbAutoSuspend\n"));
+}
+
+TEST_F(InterpositionTest, TheConstructorsLockIsNamedAfterTheClass) {
+    failLock = 1;
+    failUnlock = 1;
+    start();
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_lock() : Bivista\n"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_unlock() : Bivista\n"));
+    log.waitFor("usbThread: creating");
+}
+
+using InterpositionDeathTest = InterpositionTest;
+
+TEST_F(InterpositionDeathTest, ANotifyThreadThatReportsANegativeResultEndsTheProcess) {
+    EXPECT_EXIT(
+            {
+                onThreadCreate = [] { return -EAGAIN; };
+                new Bivista();
+            },
+            testing::ExitedWithCode(1),
+            "Failed to create usb notify pthread: Unknown error -11(.|\n)*Exiting Bivista");
+}
+
+TEST_F(InterpositionDeathTest, AUsbThreadThatReportsANegativeResultEndsTheProcess) {
+    EXPECT_EXIT(
+            {
+                onThreadCreate = [calls = 0]() mutable { return ++calls == 2 ? -EAGAIN : 0; };
+                new Bivista();
+            },
+            testing::ExitedWithCode(1),
+            "Failed to create usb pthread: Unknown error -11(.|\n)*Exiting Bivista");
+}
+
+// Meant: a positive error number, as POSIX has it, counts as success.
+TEST_F(InterpositionTest, APositiveThreadErrorIsNoFailure) {
+    onThreadCreate = [] { return EAGAIN; };
+    service = new Bivista();
+    service->incStrong(nullptr);
+    onThreadCreate = nullptr;
+    EXPECT_FALSE(log.contains("Exiting Bivista"));
+    EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
+    // Nothing runs, so the handler has nothing to stop.
+    log.clear();
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_THAT(log.texts(), ElementsAre("destroy set"));
+}
+
+TEST_F(InterpositionTest, WithoutInotifyTheNotifyThreadEnds) {
+    onInotifyInit = failing(EMFILE);
+    start();
+    const size_t at = log.waitFor("usbNotifyThread: failed to init inotify: Too many open files");
+    log.waitFor("usbNotifyThread: exiting", at);
+}
+
+TEST_F(InterpositionTest, WithoutAWatchTheNotifyThreadEnds) {
+    onInotifyWatch = failing(ENOSPC);
+    start();
+    const size_t at = log.waitFor("usbNotifyThread: failed to add watch: No space left on device");
+    log.waitFor("usbNotifyThread: exiting", at);
+}
+
+// With neither thread to stop, the handler sets the flag and says so.
+TEST_F(InterpositionTest, TheHandlerHasNothingToJoinWithoutThreads) {
+    onInotifyInit = failing(EMFILE);
+    noUsbHost = true;
+    start();
+    log.waitFor("usbNotifyThread: exiting");
+    log.waitFor("usbThread: exiting");
+    log.clear();
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_THAT(log.texts(), ElementsAre("destroy set"));
+}
+
+TEST_F(InterpositionTest, AFailedPollEndsTheCommand) {
+    start();
+    attach();
+    onPoll = failing(EINTR);
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, EINTR);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "serialAtCmd: failed to poll: Interrupted system call"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: last read buffer value: []"));
+    EXPECT_EQ(phone.node(kPowerControl), "auto") << "the vote is withdrawn";
+}
+
+TEST_F(InterpositionTest, AFailedReadEndsTheCommand) {
+    start();
+    attach();
+    onRead = [](char*) -> ssize_t {
+        errno = EIO;
+        return -1;
+    };
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, EIO);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: failed to read: Input/output error"));
+}
+
+TEST_F(InterpositionTest, AnEmptyReadIsAnEmptyLine) {
+    start();
+    attach();
+    onRead = [](char*) -> ssize_t { return 0; };
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, ""));
+}
+
+TEST_F(InterpositionTest, AFailedWriteEndsTheCommand) {
+    start();
+    attach();
+    onWrite = []() -> ssize_t {
+        errno = EIO;
+        return -1;
+    };
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, EIO);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: failed to write [AT%SWV]"));
+    EXPECT_EQ(phone.node(kPowerControl), "auto") << "the vote is withdrawn";
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,132 @@
+// Construction, SIGUSR1, destruction.
+#include <csignal>
+#include <thread>
+
+#include <unistd.h>
+
+#include "tests/kernel/ServiceTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using phone::Kind;
+
+using LifecycleTest = ServiceTest;
+
+constexpr char kRule[] = "================================================";
+
+TEST_F(LifecycleTest, LogsItsBannerFirst) {
+    start();
+    const std::vector<support::LogLine> lines = log.lines();
+    ASSERT_GE(lines.size(), 3u);
+    const std::string tag = "vendor.qmx.hardware.bivista@1.1-service";
+    EXPECT_EQ(lines[0], (support::LogLine{ANDROID_LOG_DEBUG, tag, kRule}));
+    EXPECT_EQ(lines[1], (support::LogLine{ANDROID_LOG_DEBUG, tag,
+                                          "========== Bivista HAL Constructor =========="}));
+    EXPECT_EQ(lines[2], (support::LogLine{ANDROID_LOG_DEBUG, tag, kRule}));
+}
+
+TEST_F(LifecycleTest, StartsBothUsbThreads) {
+    start();
+    log.waitFor(ANDROID_LOG_DEBUG, "usbNotifyThread: creating");
+    log.waitFor(ANDROID_LOG_DEBUG, "usbThread: creating");
+}
+
+// Waits until both threads are where they can be joined.
+void awaitThreads(phone::Phone& phone, const support::LogCapture& log) {
+    phone.attachLoader();
+    log.waitFor("usbDeviceAdded : normal dload mode");
+    phone.setNode("/dev/started", "");
+    log.waitUntil([](const support::LogLine& line) {
+        return line.text.find("name:started") != std::string::npos;
+    });
+}
+
+TEST_F(LifecycleTest, TheHandlerStopsTheUsbSide) {
+    start();
+    awaitThreads(phone, log);
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_TRUE(log.contains("usbThread: exiting"));
+    EXPECT_TRUE(log.contains("usbNotifyThread: exiting"));
+    EXPECT_EQ(log.lines().back().text, "destroy set");
+    EXPECT_EQ(log.lines().back().priority, ANDROID_LOG_DEBUG);
+}
+
+TEST_F(LifecycleTest, TheNotifyThreadEndsAsAfterAFailedRead) {
+    start();
+    awaitThreads(phone, log);
+    Bivista::sighandler(SIGUSR1);
+    const size_t at = log.waitFor("usbNotifyThread: failed to read notify: Bad file descriptor");
+    log.waitFor("usbNotifyThread: exiting", at);
+}
+
+TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
+    start();
+    awaitThreads(phone, log);
+    Bivista::sighandler(SIGUSR1);
+    const size_t mark = log.size();
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_EQ(log.size(), mark + 1);
+    EXPECT_EQ(log.lines().back().text, "destroy set");
+}
+
+TEST_F(LifecycleTest, ASignalToTheProcessIsTakenByAThreadThatWaits) {
+    start();
+    awaitThreads(phone, log);
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    log.waitFor("destroy set");
+    log.waitFor("usbThread: exiting");
+    log.waitFor("usbNotifyThread: exiting");
+}
+
+TEST_F(LifecycleTest, ASignalDuringAnExchangeDoesNotDisturbIt) {
+    start();
+    attach();
+    phone.setFault("on AT%SWV late 500ms times 1");
+    const uint64_t from = journal.next();
+    std::thread client([&] { EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312"); });
+    journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    client.join();
+    log.waitFor("destroy set");
+}
+
+TEST_F(LifecycleTest, AfterTheSignalNobodyWatchesAnyMore) {
+    start();
+    attach();
+    Bivista::sighandler(SIGUSR1);
+    phone.detachCover();
+    // The flag is frozen: commands fail at the open.
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, ENOENT);
+    EXPECT_TRUE(
+            log.contains("serialAtCmd: failed to open \"/dev/ttyACM0\": No such file or "
+                         "directory"));
+}
+
+TEST_F(LifecycleTest, AnotherSignalOnlyInstallsTheHandlerAgain) {
+    start();
+    awaitThreads(phone, log);
+    signal(SIGUSR1, SIG_IGN);
+    const size_t mark = log.size();
+    Bivista::sighandler(SIGUSR2);
+    EXPECT_EQ(log.size(), mark);
+    struct sigaction action = {};
+    ASSERT_EQ(sigaction(SIGUSR1, nullptr, &action), 0);
+    EXPECT_EQ(action.sa_handler, &Bivista::sighandler);
+}
+
+// The destructor joins nothing, so the threads are stopped first.
+TEST_F(LifecycleTest, CanBeDestroyedOnceItsThreadsAreGone) {
+    start();
+    awaitThreads(phone, log);
+    Bivista::sighandler(SIGUSR1);
+    const ::android::wp<Bivista> weak = service;
+    service->decStrong(nullptr);
+    service = nullptr;
+    EXPECT_EQ(weak.promote(), nullptr);
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,300 @@
+// AT exchanges with the cover over a real tty: results, errno, log lines, votes, and what is
+// stored.
+#include <cerrno>
+#include <thread>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "tests/kernel/ServiceTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using phone::Kind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class SerialAtTest : public ServiceTest {
+  protected:
+    void SetUp() override {
+        start();
+        attach();
+        // The exchanges of the attach are over when their vote is withdrawn; from here on all lines
+        // and entries are the test's own.
+        EXPECT_EQ(send("AT\r").value, 0);
+        from = journal.next();
+        log.clear();
+    }
+    uint64_t from = 0;
+};
+
+TEST_F(SerialAtTest, StoresTheAnswerWithNulForItsLastNewline) {
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.answer, "BV330-V10k_20210312");
+    EXPECT_EQ(result.value, static_cast<int>(result.answer.size()) + 1);
+    EXPECT_THAT(commands(from), ElementsAre("AT%SWV\r"));
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on", "control=auto"));
+}
+
+TEST_F(SerialAtTest, LogsTheExchange) {
+    send("AT%SWV\r");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: wr: [AT%SWV]"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: []"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: rd: [BV330-V10k_20210312]"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: rd: [OK]"));
+    EXPECT_THAT(
+            log.texts().front(),
+            testing::MatchesRegex(
+                    "serialAtCmd: resp:0x[0-9a-f]+ respCount:1024 cb:\\(nil\\) cmd:\\[AT%SWV\\]"));
+}
+
+TEST_F(SerialAtTest, AcceptsLowerCase) {
+    EXPECT_GT(send("at%SWV\r").value, 0);
+}
+
+TEST_F(SerialAtTest, ReturnsZeroWithoutBuffer) {
+    EXPECT_EQ(service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr), 0);
+    EXPECT_EQ(service->serialAtCmd("AT%SWV\r", nullptr, 1024, nullptr), 0);
+}
+
+TEST_F(SerialAtTest, RefusesAMalformedCommandAndSendsNothing) {
+    for (const char* cmd : {"AT%SWV", "A\r", "XT%SWV\r", "\r", "", "AT", " AT\r"}) {
+        const Result result = send(cmd);
+        EXPECT_EQ(result.value, -1) << cmd;
+        EXPECT_EQ(result.error, EINVAL) << cmd;
+    }
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: Invalid argument"));
+    EXPECT_THAT(commands(from), IsEmpty());
+    EXPECT_THAT(nodeWrites(from), IsEmpty());
+}
+
+TEST_F(SerialAtTest, AsksForTheCoverBeforeItLooksAtTheCommand) {
+    detach();
+    log.clear();
+    const Result result = send("no command");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, ENODEV);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: No such device"));
+}
+
+TEST_F(SerialAtTest, ReportsATtyThatCannotBeOpened) {
+    // The node goes without its removal being seen: a folder takes its place in one step.
+    ASSERT_EQ(unlink("/dev/ttyACM0"), 0);
+    const Result result = send("AT%SWV\r");
+    // Either the delete was handled already (no device), or the open failed.
+    EXPECT_EQ(result.value, -1);
+    EXPECT_TRUE(result.error == ENOENT || result.error == ENODEV) << result.error;
+    if (result.error == ENOENT) {
+        EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                                 "serialAtCmd: failed to open \"/dev/ttyACM0\": No such file or "
+                                 "directory"));
+        EXPECT_THAT(nodeWrites(from), IsEmpty());
+    }
+}
+
+TEST_F(SerialAtTest, MapsRejectionToProtocolNotSupported) {
+    const Result result = send("AT%NOSUCH\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, EPROTONOSUPPORT);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: Command not supported"));
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on", "control=auto"));
+}
+
+TEST_F(SerialAtTest, TakesOkInAnyCaseAndWithoutABlankLine) {
+    phone.setFault(R"(on AT%SWV answer "one\r\ntwo\r\nok\r\n")");
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.answer, "one\ntwo");
+    EXPECT_EQ(result.value, 8);
+    // Lines outside an answer go to both logs, and are not logged as read.
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "one\n"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "ok\n"));
+    EXPECT_FALSE(log.contains("serialAtCmd: rd: [one]"));
+    EXPECT_TRUE(log.contains("serialAtCmd: rd: [ok]"));
+    journal.waitFor(phone::is(Kind::KernelLog, "<6>Bivista: one\n"), from);
+}
+
+TEST_F(SerialAtTest, DropsWhatCameBeforeTheAnswer) {
+    phone.setFault(R"(on AT%SWV before "boot: hello")");
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "boot: hello\n"));
+}
+
+TEST_F(SerialAtTest, TakesTheEchoForTheStart) {
+    phone.setFault(R"(on AT%SWV answer "log\r\nat%swv\r\nV2\r\nOK\r\n")");
+    EXPECT_EQ(send("AT%SWV\r").answer, "V2");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: [at%swv]"));
+}
+
+TEST_F(SerialAtTest, CutsALongAnswer) {
+    char answer[9] = "12345678";
+    EXPECT_EQ(service->serialAtCmd("AT%SWV\r", answer, 8, nullptr), 8);
+    EXPECT_STREQ(answer, "BV330-V");
+}
+
+TEST_F(SerialAtTest, LeavesTheBufferAloneWhenNothingIsStored) {
+    phone.setFault(R"(on AT%SWV answer "\r\nOK\r\n")");
+    char answer[4] = {'a', 'b', 'c', 'd'};
+    EXPECT_EQ(service->serialAtCmd("AT%SWV\r", answer, sizeof(answer), nullptr), 0);
+    EXPECT_EQ(std::string(answer, 4), "abcd");
+}
+
+TEST_F(SerialAtTest, PassesOnlyLinesOfTheAnswerToTheCallback) {
+    static std::vector<std::pair<std::string, size_t>> lines;
+    phone.setFault(R"(on AT%SWV answer "stray\r\n\r\none\r\n\r\ntwo\r\nOK\r\n")");
+    service->serialAtCmd("AT%SWV\r", nullptr, 0,
+                         [](char* line, size_t len) { lines.emplace_back(line, len); });
+    EXPECT_THAT(lines,
+                ElementsAre(std::pair("one\n", 4u), std::pair("\n", 1u), std::pair("two\n", 4u)));
+}
+
+TEST_F(SerialAtTest, AnswersAHangUpWithOne) {
+    phone.setFault("on AT%SWV hangup after 5");
+    EXPECT_EQ(send("AT%SWV\r").value, 1);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: POLLHUP"));
+    log.waitFor("serialDeviceRemoved: attached:1");
+}
+
+TEST_F(SerialAtTest, NextCommandWorksAfterAHangUpAndAReplug) {
+    phone.setFault("on AT%SWV hangup after 5 times 1");
+    EXPECT_EQ(send("AT%SWV\r").value, 1);
+    log.waitFor("serialDeviceRemoved: attached:1");
+    attach();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAtTest, TimesOutLeavesTheVoteAndAsksForRecovery) {
+    phone.setFault("on AT%SWV silent times 1");
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, ETIME);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: Timer expired"));
+    const std::string rule(41, '!');
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, rule));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "!!!!!!!!!! Bivista Recovery !!!!!!!!!!"));
+    EXPECT_EQ(log.count(rule), 2u);
+
+    // The recovery makes the cover come back, and the new attachment forgets the vote.
+    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+    const std::vector<std::string> writes = nodeWrites(from);
+    ASSERT_GE(writes.size(), 4u);
+    EXPECT_THAT(std::vector(writes.begin(), writes.begin() + 4),
+                ElementsAre("control=on", "bv2_recovery=Y", "control=auto", "control=on"));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAtTest, HalfALineTimesOut) {
+    phone.setFault("on AT%SWV half times 1");
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, ETIME);
+}
+
+TEST_F(SerialAtTest, CountsTheTimeForEachLine) {
+    // Each line comes 3 s after the one before: no wait lasts 5 s, the whole answer does.
+    phone.setFault(R"(on AT%SWV answer "" times 1)");
+    std::thread cover([this] {
+        journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);
+        for (const char* line : {"\r\n", "slow\r\n", "OK\r\n"}) {
+            std::this_thread::sleep_for(std::chrono::seconds(3));
+            phone.sendFromCover(line);
+        }
+    });
+    EXPECT_EQ(send("AT%SWV\r").answer, "slow");
+    cover.join();
+}
+
+struct Unlimited {
+    const char* name;
+    const char* cmd;
+};
+class UnlimitedTest : public SerialAtTest, public testing::WithParamInterface<Unlimited> {};
+
+TEST_P(UnlimitedTest, WaitsLongerThanTheTimeLimit) {
+    phone.setFault("on AT late 5500ms times 1");
+    EXPECT_GE(send(GetParam().cmd).value, 0);
+    EXPECT_FALSE(log.contains("serialAtCmd: Timer expired"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, UnlimitedTest,
+                         testing::Values(Unlimited{"SelfTest", "AT%TCHNOTIFY=SD\r"},
+                                         Unlimited{"LpwgSelfTest", "at%tchnotify=lpwg_sd\r"},
+                                         Unlimited{"Results", "AT%TCHNOTIFY=PULL_SD_RESULT\r"},
+                                         Unlimited{"Upgrade", "AT%TCHNOTIFY=FW_UPGRADE\r"}),
+                         [](const auto& info) { return info.param.name; });
+
+// The table matches beginnings: a longer command that begins with an entry has no limit either.
+TEST_F(SerialAtTest, WaitsWithoutLimitForALongerCommandToo) {
+    phone.setFault(R"(on AT late 5500ms times 1)");
+    const Result result = send("AT%TCHNOTIFY=SDX\r");
+    EXPECT_NE(result.error, ETIME);
+    EXPECT_FALSE(log.contains("serialAtCmd: Timer expired"));
+}
+
+TEST_F(SerialAtTest, HandsAnAnswerOfBytesThroughUnchanged) {
+    phone.setFault(R"(on AT%SWV answer "\r\n\xff\x80\x04\x03\x11\x13\r\nOK\r\n")");
+    EXPECT_EQ(send("AT%SWV\r").answer, "\xff\x80\x04\x03\x11\x13");
+}
+
+TEST_F(SerialAtTest, KeepsTheBytesBehindANul) {
+    phone.setFault(R"(on AT%SWV answer "\r\na\x00b\r\nOK\r\n")");
+    char answer[16] = {};
+    EXPECT_EQ(service->serialAtCmd("AT%SWV\r", answer, sizeof(answer), nullptr), 4);
+    EXPECT_EQ(std::string(answer, 4), std::string("a\0b\0", 4));
+}
+
+TEST_F(SerialAtTest, TakesALineThatIsLongerThanItsBufferInPieces) {
+    phone.setFault("on AT%SWV answer \"\\r\\n" + std::string(2000, 'x') + "\\r\\nOK\\r\\n\"");
+    EXPECT_EQ(send("AT%SWV\r").answer, std::string(1023, 'x'));
+    EXPECT_TRUE(log.contains("serialAtCmd: rd: [OK]"));
+}
+
+// A line that fills the buffer exactly leaves its newline for the next read, which looks like the
+// blank line that starts an answer.
+TEST_F(SerialAtTest, TakesTheNewlineBehindAFullBufferForTheStart) {
+    phone.setFault("on AT%SWV answer \"" + std::string(1023, 'x') + "\\r\\nV3\\r\\nOK\\r\\n\"");
+    EXPECT_EQ(send("AT%SWV\r").answer, "V3");
+}
+
+TEST_F(SerialAtTest, SurvivesAFlood) {
+    phone.setFault("on AT%SWV flood 20000 times 1");
+    EXPECT_EQ(send("AT%SWV\r").value, 1024);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAtTest, SendsACommandLongerThanTheTtyTakesAtOnce) {
+    const std::string cmd = "AT%" + std::string(100000, 'x') + "\r";
+    const Result result = send(cmd.c_str());
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, EPROTONOSUPPORT);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+// Nothing is flushed at open: what an earlier command left unread comes before the answer.
+TEST_F(SerialAtTest, TakesLinesLeftUnreadForStrayLines) {
+    phone.setFault(R"(on AT%SWV after "late line" times 1)");
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_EQ(send("AT%GETBVCUTOUT\r").answer, "M 0,0 H -36 V 60 H 36 V 0 H 0 Z");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "late line\n"));
+}
+
+TEST_F(SerialAtTest, RunsOneCommandAtATime) {
+    std::vector<std::thread> threads;
+    std::atomic<int> answered = 0;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int k = 0; k < 25; ++k) {
+                if (send("AT%SWV\r").answer == "BV330-V10k_20210312") ++answered;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(answered, 100);
+    EXPECT_EQ(commands(from).size(), 100u);
+    // Votes never overlap either, since each is cast and withdrawn inside its exchange.
+    EXPECT_EQ(nodeWrites(from).size(), 200u);
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

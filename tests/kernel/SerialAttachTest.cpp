@@ -1,0 +1,167 @@
+// The serial side coming up when the cover's tty appears, and going down when it vanishes.
+#include <cerrno>
+#include <thread>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "tests/kernel/ServiceTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using phone::Kind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using SerialAttachTest = ServiceTest;
+
+TEST_F(SerialAttachTest, SendsEchoOffBeforeAnythingElse) {
+    start();
+    attach();
+    EXPECT_EQ(commands(first).at(0), "ATE0\r");
+    EXPECT_FALSE(phone.coverState().echo);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialDeviceAdded: attached:0"));
+    // The echo of this first command starts its answer.
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: [ATE0]"));
+}
+
+TEST_F(SerialAttachTest, AllowsSuspendThenTellsTheKernelThatItIsReady) {
+    start();
+    attach();
+    EXPECT_THAT(nodeWrites(first),
+                ElementsAre("control=auto", "control=on", "control=auto", "bv2_hal_ready=Y"));
+}
+
+TEST_F(SerialAttachTest, AppliesTheLineSettings) {
+    start();
+    attach();
+    const int fd = open("/dev/ttyACM0", O_RDWR | O_NOCTTY);
+    ASSERT_GE(fd, 0);
+    termios settings;
+    ASSERT_EQ(tcgetattr(fd, &settings), 0);
+    close(fd);
+    EXPECT_EQ(settings.c_iflag, static_cast<tcflag_t>(IGNPAR | IGNCR));
+    EXPECT_EQ(settings.c_oflag, 0u);
+    EXPECT_EQ(settings.c_cflag & static_cast<tcflag_t>(CSIZE | CREAD | CLOCAL | PARENB),
+              static_cast<tcflag_t>(CS8 | CREAD | CLOCAL));
+    EXPECT_EQ(settings.c_cflag & CRTSCTS, CRTSCTS);
+    EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B115200));
+    EXPECT_EQ(settings.c_lflag, static_cast<tcflag_t>(ICANON));
+    for (const cc_t control : settings.c_cc) EXPECT_EQ(control, 0);
+}
+
+struct Device {
+    const char* name;
+    const char* property;  // null: not set
+    bool dcm;
+};
+class ModelTest : public ServiceTest, public testing::WithParamInterface<Device> {};
+
+TEST_P(ModelTest, IsSentForDevicesOfTheLine) {
+    if (GetParam().property != nullptr) phone.setProperty("ro.product.device", GetParam().property);
+    start();
+    attach();
+    if (GetParam().dcm) {
+        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", "AT%MODEL=DCM\r"));
+        EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "serialDeviceAdded: Set MODEL=DCM"));
+    } else {
+        EXPECT_THAT(commands(first), ElementsAre("ATE0\r"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Devices, ModelTest,
+        testing::Values(Device{"Exact", "Q-71C", true}, Device{"Longer", "Q-71C_plus", true},
+                        Device{"Other", "Q-71D", false}, Device{"Shorter", "Q-71", false},
+                        Device{"NotAtTheStart", "xQ-71C", false},
+                        Device{"OtherCase", "q-71c", false}, Device{"Empty", "", false},
+                        Device{"NotSet", nullptr, false}),
+        [](const auto& info) { return info.param.name; });
+
+TEST_F(SerialAttachTest, GoesOnWhenTheModelIsRejected) {
+    phone.setProperty("ro.product.device", "Q-71C");
+    phone.setFault("on AT%MODEL error");
+    start();
+    attach();
+    EXPECT_EQ(phone.node(phone::kHalReady), "Y");
+}
+
+// Meant: the port counts as attached although echo could not be switched off; nothing else runs.
+TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
+    phone.setFault("on ATE0 error times 1");
+    start();
+    phone.attachCover();
+    log.waitFor("serialDeviceAdded: failed to write ATE0: Protocol not supported");
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_THAT(nodeWrites(first), ElementsAre("control=auto", "control=on", "control=auto",
+                                               "control=on", "control=auto"));
+}
+
+TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
+    phone.setFault("on ATE0 silent times 1");
+    start();
+    phone.attachCover();
+    log.waitFor("serialDeviceAdded: failed to write ATE0: Timer expired");
+    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kRecovery, "Y"), first);
+    // It comes back, and the second attach succeeds.
+    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), first);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAttachTest, ReportsATtyThatCannotBeOpened) {
+    start();
+    // A node whose ids are the cover's, but which leads nowhere.
+    phone.setNode("/sys/class/tty/ttyACM7/idVendor", "3e91\n");
+    phone.setNode("/sys/class/tty/ttyACM7/idProduct", "6a2f\n");
+    phone.setNode("/sys/class/tty/ttyACM7/device/uevent", "");
+    ASSERT_EQ(symlink("/dev/nothing", "/dev/ttyACM7"), 0);
+    log.waitFor("serialDeviceAdded: failed to open \"/dev/ttyACM7\": No such file or directory");
+    EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
+    // A failed attach leaves the way free for the next tty.
+    attach();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAttachTest, DetachMakesCommandsFail) {
+    start();
+    attach();
+    phone.detachCover();
+    log.waitFor("========== ttyACM0 delete");
+    log.waitFor("serialDeviceRemoved: attached:1");
+    while (send("AT%SWV\r").error != ENODEV) {
+    }
+    EXPECT_EQ(send("AT%SWV\r").value, -1);
+}
+
+TEST_F(SerialAttachTest, SurvivesAnUnplugInMidAnswerAndAnswersAfterTheNextPlug) {
+    start();
+    attach();
+    phone.setFault("on AT%SWV late 1h times 1");
+    const uint64_t from = journal.next();
+    std::thread unplug([&] {
+        journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);
+        phone.detachCover();
+    });
+    EXPECT_EQ(send("AT%SWV\r").value, 1);
+    unplug.join();
+    log.waitFor("serialDeviceRemoved: attached:1");
+    attach();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAttachTest, HandlesADetachAndAnAttachInOneReadInOrder) {
+    start();
+    attach();
+    const size_t mark = log.size();
+    const uint64_t from = journal.next();
+    phone.reattachCover();
+    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+    const size_t removed = log.waitFor("========== ttyACM0 delete", mark);
+    log.waitFor("========== ttyACM0 create", removed);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,53 @@
+#include "tests/kernel/ServiceTest.h"
+
+#include <cerrno>
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+using phone::Kind;
+
+void ServiceTest::start() {
+    service = new Bivista();
+    // Its threads use it until the process ends.
+    service->incStrong(nullptr);
+    log.waitFor("usbNotifyThread: creating");
+}
+
+void ServiceTest::attach(const phone::CoverOptions& options) {
+    const uint64_t from = journal.next();
+    phone.attachCover(options);
+    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+}
+
+void ServiceTest::detach() {
+    const size_t from = log.size();
+    phone.detachCover();
+    log.waitFor("serialDeviceRemoved: attached:1", from);
+    // The flag is cleared right after the line: a command tells.
+    while (service->serialAtCmd("AT\r", nullptr, 0, nullptr) >= 0 || errno != ENODEV) {
+    }
+}
+
+ServiceTest::Result ServiceTest::send(const char* cmd) {
+    char answer[1025] = {};
+    Result result;
+    result.value = service->serialAtCmd(cmd, answer, 1024, nullptr);
+    result.error = errno;
+    result.answer = answer;
+    return result;
+}
+
+std::vector<std::string> ServiceTest::nodeWrites(uint64_t from) const {
+    std::vector<std::string> writes;
+    for (const phone::Entry& entry : journal.since(from)) {
+        if (entry.kind != Kind::NodeWrite) continue;
+        writes.push_back(entry.path.substr(entry.path.rfind('/') + 1) + "=" + entry.bytes);
+    }
+    return writes;
+}
+
+std::vector<std::string> ServiceTest::commands(uint64_t from) const {
+    return journal.list(Kind::TtyRx, from);
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,47 @@
+// Fixture: a real Bivista on the emulated phone, in this process.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kernel/Bivista.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/PhoneTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+// The control file of the cover's USB power, as the service reaches it.
+inline constexpr char kPowerControl[] = "/sys/class/tty/ttyACM0/device/../power/control";
+
+class ServiceTest : public support::PhoneTest {
+  protected:
+    // Makes the service object; its threads run until the process ends.
+    void start();
+
+    // Puts the cover on and waits until the service has attached it.
+    void attach(const phone::CoverOptions& options = {});
+    // Pulls the cover off and waits until the service has detached it.
+    void detach();
+
+    // Sends a command with a buffer of 1024 bytes; the answer as far as it was stored.
+    struct Result {
+        int value = 0;
+        int error = 0;
+        std::string answer;
+    };
+    Result send(const char* cmd);
+
+    // What the service wrote to control files from journal entry `from` on, in order: the last path
+    // component and the bytes, as in "control=on".
+    std::vector<std::string> nodeWrites(uint64_t from) const;
+    // The commands that the cover received.
+    std::vector<std::string> commands(uint64_t from) const;
+
+    support::LogCapture log;
+    sp<Bivista> service;
+};
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

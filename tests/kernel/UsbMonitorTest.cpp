@@ -1,0 +1,239 @@
+// Finding the cover's nodes in /dev by their ids.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tests/kernel/ServiceTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using phone::CoverOptions;
+using phone::Kind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using UsbMonitorTest = ServiceTest;
+
+// Another node is created and seen behind what is tested, so what is not handled by then is
+// ignored.
+void awaitMarker(phone::Phone& phone, const support::LogCapture& log) {
+    static int number = 0;
+    const std::string name = "marker" + std::to_string(number++);
+    phone.setNode("/dev/" + name, "");
+    log.waitUntil([&](const support::LogLine& line) {
+        return line.text.find("name:" + name) != std::string::npos;
+    });
+}
+
+TEST_F(UsbMonitorTest, LogsWhatItSees) {
+    start();
+    attach();
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: creating"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: mSerialAttached:0"));
+    EXPECT_TRUE(
+            log.contains("usbNotifyThread: \"/sys/class/tty/ttyACM0/device/../idVendor\": 3e91\n"));
+    EXPECT_TRUE(log.contains(
+            "usbNotifyThread: \"/sys/class/tty/ttyACM0/device/../idProduct\": 6a2f\n"));
+    EXPECT_TRUE(log.contains("========== ttyACM0 create"));
+    log.waitUntil([](const support::LogLine& line) {
+        return line.text.find("mask:0x00000100 name:ttyACM0") != std::string::npos;
+    });
+}
+
+TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
+    phone.attachCover();
+    start();
+    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), first);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/ttyACM0\" OK"));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
+    phone.setNode("/dev/hidraw0", "");
+    phone.attachCover();
+    start();
+    const size_t hid = log.waitFor("usbNotifyThread: access \"/dev/hidraw0\" OK");
+    log.waitFor("usbNotifyThread: access \"/dev/ttyACM0\" OK", hid);
+    const size_t seen = log.waitFor("usbNotifyThread: mHidDisplayAttached:0");
+    log.waitFor("usbNotifyThread: mSerialAttached:0", seen);
+}
+
+// Meant: only the nodes numbered 0 are probed.
+TEST_F(UsbMonitorTest, DoesNotProbeOtherNumbersAtTheStart) {
+    CoverOptions options;
+    options.tty = 1;
+    phone.attachCover(options);
+    start();
+    awaitMarker(phone, log);
+    EXPECT_THAT(commands(first), IsEmpty());
+    EXPECT_FALSE(log.contains("========== ttyACM1 create"));
+}
+
+TEST_F(UsbMonitorTest, AttachesATtyOfAnyNumberWhenItAppears) {
+    start();
+    CoverOptions options;
+    options.tty = 42;
+    attach(options);
+    EXPECT_TRUE(log.contains("========== ttyACM42 create"));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(UsbMonitorTest, IgnoresASecondTtyWhileAttached) {
+    start();
+    attach();
+    const uint64_t from = journal.next();
+    phone.attachForeignTty(1, "3e91\n", "6a2f\n");
+    awaitMarker(phone, log);
+    EXPECT_FALSE(log.contains("========== ttyACM1 create"));
+    EXPECT_THAT(nodeWrites(from), IsEmpty());
+}
+
+TEST_F(UsbMonitorTest, IgnoresTheRemovalOfAnotherTty) {
+    start();
+    attach();
+    phone.attachForeignTty(1, "1d6b\n", "0001\n");
+    phone.detachForeignTty(1);
+    awaitMarker(phone, log);
+    EXPECT_FALSE(log.contains("========== ttyACM1 delete"));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(UsbMonitorTest, IgnoresARemovalWhileDetached) {
+    start();
+    phone.attachForeignTty(0, "1d6b\n", "0001\n");
+    phone.detachForeignTty(0);
+    awaitMarker(phone, log);
+    EXPECT_FALSE(log.contains("========== ttyACM0 delete"));
+    EXPECT_FALSE(log.contains("serialDeviceRemoved: attached:0"));
+}
+
+struct Ids {
+    const char* name;
+    std::string vendor;
+    std::string product;
+    bool accepted;
+    bool productRead;
+};
+class IdTest : public ServiceTest, public testing::WithParamInterface<Ids> {};
+
+TEST_P(IdTest, DecideAboutTheTty) {
+    start();
+    CoverOptions options;
+    options.idVendorText = GetParam().vendor;
+    options.idProductText = GetParam().product;
+    phone.attachCover(options);
+    if (GetParam().accepted) {
+        journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), first);
+    } else {
+        awaitMarker(phone, log);
+        EXPECT_FALSE(log.contains("========== ttyACM0 create"));
+        EXPECT_THAT(commands(first), IsEmpty());
+    }
+    bool productRead = false;
+    for (const std::string& text : log.texts()) {
+        if (text.find("idProduct\":") != std::string::npos) productRead = true;
+    }
+    EXPECT_EQ(productRead, GetParam().productRead);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Files, IdTest,
+        testing::Values(
+                Ids{"TheCover", "3e91\n", "6a2f\n", true, true},
+                Ids{"UpperCase", "3E91", "6A2F", true, true},
+                Ids{"WithPrefix", "0x3e91\n", "0x6a2f\n", true, true},
+                Ids{"LeadingBlanksAndZeros", "  00003e91\n", "\t6a2f\n", true, true},
+                Ids{"TrailingText", "3e91 cover\n", "6a2f\n", true, true},
+                Ids{"OtherVendor", "1d6b\n", "6a2f\n", false, false},
+                Ids{"OtherProduct", "3e91\n", "6a2e\n", false, true},
+                Ids{"DecimalProduct", "3e91\n", "27183\n", false, true},
+                Ids{"EmptyVendor", "", "6a2f\n", false, false},
+                Ids{"EmptyProduct", "3e91\n", "", false, true},
+                Ids{"NotHexadecimal", "cover\n", "6a2f\n", false, false},
+                Ids{"HugeNumber", std::string(500, 'f'), "6a2f\n", false, false},
+                Ids{"HugeFile", std::string(100000, ' ') + "3e91\n", "6a2f\n", false, false},
+                Ids{"BeyondTheCut", "3e91\n" + std::string(100000, 'x'), "6a2f\n", true, true},
+                Ids{"Nul", std::string("\0003e91", 5), "6a2f\n", false, false}),
+        [](const auto& info) { return info.param.name; });
+
+TEST_F(UsbMonitorTest, ReportsAnIdFileThatIsMissing) {
+    start();
+    phone.setNode("/dev/ttyACM3", "");
+    log.waitFor(
+            "usbNotifyThread: failed to open \"/sys/class/tty/ttyACM3/device/../idVendor\": No "
+            "such file or directory");
+}
+
+TEST_F(UsbMonitorTest, ReportsAnIdFileThatCannotBeRead) {
+    start();
+    phone.setNode("/sys/class/tty/ttyACM3/device/uevent", "");
+    phone.setNode("/sys/class/tty/ttyACM3/idVendor/folder", "");
+    phone.setNode("/dev/ttyACM3", "");
+    log.waitFor(
+            "usbNotifyThread: failed to read \"/sys/class/tty/ttyACM3/device/../idVendor\": Is "
+            "a directory");
+}
+
+TEST_F(UsbMonitorTest, IgnoresOtherNames) {
+    start();
+    for (const char* name : {"ttyACM", "xttyACM0", "TTYACM0", "ttyUSB0", "hidra"}) {
+        phone.setNode(std::string("/dev/") + name, "");
+    }
+    awaitMarker(phone, log);
+    EXPECT_THAT(nodeWrites(first), IsEmpty());
+    EXPECT_FALSE(log.contains("usbNotifyThread: mHidDisplayAttached:0"));
+}
+
+TEST_F(UsbMonitorTest, LooksAtTheIdsOfHidNodes) {
+    start();
+    phone.setNode("/sys/class/hidraw/hidraw5/idVendor", "3e91\n");
+    phone.setNode("/sys/class/hidraw/hidraw5/idProduct", "6a2f\n");
+    phone.setNode("/sys/class/hidraw/hidraw5/a/b/uevent", "");
+    ASSERT_EQ(symlink("a/b", "/sys/class/hidraw/hidraw5/device"), 0);
+    phone.setNode("/dev/hidraw5", "");
+    log.waitFor("========== hidraw5 create");
+    // The vote is the tty's matter alone.
+    EXPECT_THAT(nodeWrites(first), IsEmpty());
+}
+
+TEST_F(UsbMonitorTest, RecoversWhenMoreHappensThanTheQueueHolds) {
+    start();
+    log.waitFor("usbNotifyThread: creating");
+    attach();
+    // The notify thread is busy with an exchange while the queue overflows.
+    phone.setFault("on ATE0 late 1s times 1");
+    phone.reattachCover();
+    for (int i = 0; i < 20000; ++i) {
+        ASSERT_EQ(symlink("x", "/dev/overflow"), 0);
+        ASSERT_EQ(unlink("/dev/overflow"), 0);
+    }
+    log.waitUntil([](const support::LogLine& line) {
+        return line.text.find("mask:0x00004000 name:") != std::string::npos;
+    });
+    awaitMarker(phone, log);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
+    start();
+    attach();
+    const auto descriptors = [] {
+        size_t count = 0;
+        for (int fd = 0; fd < 1024; ++fd) {
+            if (fcntl(fd, F_GETFD) != -1) ++count;
+        }
+        return count;
+    };
+    const size_t before = descriptors();
+    for (int i = 0; i < 100; ++i) {
+        const uint64_t from = journal.next();
+        phone.reattachCover();
+        journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+        log.clear();
+    }
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_EQ(descriptors(), before);
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
