@@ -90,6 +90,7 @@ TEST_F(KernelLogTest, MessagesOfSeveralThreadsAreNotTorn) {
     constexpr int kMessages = 200;
     const std::string text(300, 'x');
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&text] {
             for (int n = 0; n < kMessages; ++n) klog_write(6, "%s\n", text.c_str());

@@ -53,6 +53,18 @@ std::string readFile(const std::string& path) {
     return content.str();
 }
 
+NoDescriptorsLeft::NoDescriptorsLeft() {
+    EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &mBefore));
+    int lowestFree = dup(STDERR_FILENO);
+    rlimit none = {static_cast<rlim_t>(lowestFree), mBefore.rlim_max};
+    close(lowestFree);
+    EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+}
+
+NoDescriptorsLeft::~NoDescriptorsLeft() {
+    EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &mBefore));
+}
+
 int main(int argc, char** argv) {
     enterPrivateWorld();
     testing::InitGoogleTest(&argc, argv);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <string>
 
 // Main program of the tests that need a /dev, a /sys and a network of their own: enters user, mount
@@ -12,3 +14,13 @@ void writeFile(const std::string& path, const std::string& content);
 
 // The whole file; fails the test when it cannot be read.
 std::string readFile(const std::string& path);
+
+// While it lives, the process can open no further descriptor.
+class NoDescriptorsLeft {
+  public:
+    NoDescriptorsLeft();
+    ~NoDescriptorsLeft();
+
+  private:
+    rlimit mBefore;
+};

@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <string.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <string>
+
+#include "tests/host/cutils/PrivateWorld.h"
 
 using namespace std::string_literals;
 
@@ -176,10 +177,7 @@ TEST_F(UeventTest, ProgramsThatAreStartedDoNotInheritTheSocket) {
 }
 
 TEST_F(UeventTest, WithoutDescriptorsLeftOpeningFails) {
-    int spare = dup(mFd);
-    rlimit limit = {static_cast<rlim_t>(spare), static_cast<rlim_t>(spare)};
-    close(spare);
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
+    NoDescriptorsLeft limit;
     EXPECT_EQ(-1, uevent_open_socket(0x10000, true));
     EXPECT_EQ(EMFILE, errno);
 }

@@ -1,0 +1,240 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <usbhost/usbhost.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/host/cutils/PrivateWorld.h"
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+// Records what usb_host_run reports; `onEvent` decides what each callback returns.
+class Recorder {
+  public:
+    std::function<int(const std::string&)> onEvent = [](const std::string&) { return 0; };
+
+    void run(usb_host_context* context) {
+        usb_host_run(
+                context,
+                [](const char* node, void* self) {
+                    return static_cast<Recorder*>(self)->record(std::string("added ") + node);
+                },
+                [](const char* node, void* self) {
+                    return static_cast<Recorder*>(self)->record(std::string("removed ") + node);
+                },
+                [](void* self) { return static_cast<Recorder*>(self)->record("done"); }, this);
+    }
+
+    // Waits for that many events.
+    std::vector<std::string> waitFor(size_t count) {
+        std::unique_lock hold(mLock);
+        mChanged.wait(hold, [&] { return mEvents.size() >= count; });
+        return mEvents;
+    }
+
+    std::vector<std::string> events() {
+        std::lock_guard hold(mLock);
+        return mEvents;
+    }
+
+  private:
+    int record(const std::string& event) {
+        {
+            std::lock_guard hold(mLock);
+            mEvents.push_back(event);
+            mChanged.notify_all();
+        }
+        return onEvent(event);
+    }
+
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    std::vector<std::string> mEvents;
+};
+
+class UsbHostTest : public testing::Test {
+  protected:
+    static void plug(const std::string& node) {
+        fs::create_directories(fs::path("/dev/bus/usb/" + node).parent_path());
+        writeFile("/dev/bus/usb/" + node, "x");
+    }
+
+    static size_t openDescriptors() {
+        auto entries = fs::directory_iterator("/proc/self/fd");
+        return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+    }
+
+    Recorder mRecorder;
+};
+
+}  // namespace
+
+TEST_F(UsbHostTest, ReportsWhatIsPresentThenThatItIsDoneThenChanges) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    ASSERT_NE(nullptr, context);
+    std::thread thread([&] { mRecorder.run(context); });
+
+    mRecorder.waitFor(2);
+    plug("001/002");
+    mRecorder.waitFor(3);
+    fs::remove("/dev/bus/usb/001/001");
+    EXPECT_THAT(mRecorder.waitFor(4),
+                ElementsAre("added /dev/bus/usb/001/001", "done", "added /dev/bus/usb/001/002",
+                            "removed /dev/bus/usb/001/001"));
+
+    usb_host_cleanup(context);
+    thread.join();
+}
+
+TEST_F(UsbHostTest, TheBusMayAppearLater) {
+    usb_host_context* context = usb_host_init();
+    std::thread thread([&] { mRecorder.run(context); });
+    mRecorder.waitFor(1);
+    plug("001/002");
+    EXPECT_THAT(mRecorder.waitFor(2), ElementsAre("done", "added /dev/bus/usb/001/002"));
+    usb_host_cleanup(context);
+    thread.join();
+}
+
+TEST_F(UsbHostTest, CleaningUpAtAnyMomentEndsTheLoop) {
+    for (int i = 0; i < 20; ++i) plug("001/" + std::to_string(i));
+    size_t before = openDescriptors();
+    for (int i = 0; i < 200; ++i) {
+        Recorder recorder;
+        usb_host_context* context = usb_host_init();
+        ASSERT_NE(nullptr, context);
+        std::thread thread([&] { recorder.run(context); });
+        // From before the loop starts to after it sleeps.
+        if (i % 22 != 0) recorder.waitFor(static_cast<size_t>(i % 22));
+        usb_host_cleanup(context);
+        thread.join();
+    }
+    EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(UsbHostTest, CleanedUpBeforeItRanItReportsNothing) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    usb_host_cleanup(context);
+    mRecorder.run(context);
+    EXPECT_THAT(mRecorder.events(), IsEmpty());
+}
+
+TEST_F(UsbHostTest, ALateRunDoesNotTakeAnotherContext) {
+    plug("001/001");
+    usb_host_context* old = usb_host_init();
+    usb_host_cleanup(old);
+    usb_host_context* context = usb_host_init();
+    EXPECT_NE(old, context);
+    mRecorder.run(old);
+    EXPECT_THAT(mRecorder.events(), IsEmpty());
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, CleanedUpByACallbackItReportsNothingMore) {
+    plug("001/001");
+    plug("001/002");
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [context](const std::string&) {
+        usb_host_cleanup(context);
+        return 0;
+    };
+    mRecorder.run(context);
+    EXPECT_THAT(mRecorder.events(), ElementsAre("added /dev/bus/usb/001/001"));
+}
+
+TEST_F(UsbHostTest, CleanedUpByTheDoneCallbackItEnds) {
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [context](const std::string&) {
+        usb_host_cleanup(context);
+        return 0;
+    };
+    mRecorder.run(context);
+    EXPECT_THAT(mRecorder.events(), ElementsAre("done"));
+}
+
+TEST_F(UsbHostTest, SeveralThreadsMayCleanUp) {
+    usb_host_context* context = usb_host_init();
+    std::thread thread([&] { mRecorder.run(context); });
+    mRecorder.waitFor(1);
+    std::thread first([context] { usb_host_cleanup(context); });
+    std::thread second([context] { usb_host_cleanup(context); });
+    first.join();
+    second.join();
+    thread.join();
+    usb_host_cleanup(context);
+    usb_host_cleanup(nullptr);
+}
+
+TEST_F(UsbHostTest, AnAddedCallbackMayEndTheLoop) {
+    plug("001/001");
+    plug("001/002");
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [](const std::string&) { return 1; };
+    mRecorder.run(context);
+    EXPECT_THAT(mRecorder.events(), ElementsAre("added /dev/bus/usb/001/001"));
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, TheDoneCallbackMayEndTheLoop) {
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [](const std::string&) { return 1; };
+    mRecorder.run(context);
+    EXPECT_THAT(mRecorder.events(), ElementsAre("done"));
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, ARemovedCallbackMayEndTheLoop) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [](const std::string& event) {
+        if (event == "done") fs::remove("/dev/bus/usb/001/001");
+        return event.starts_with("removed") ? 1 : 0;
+    };
+    mRecorder.run(context);
+    EXPECT_THAT(mRecorder.events(),
+                ElementsAre("added /dev/bus/usb/001/001", "done", "removed /dev/bus/usb/001/001"));
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, EveryCallbackMayBeNull) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    std::thread thread([context] { usb_host_run(context, nullptr, nullptr, nullptr, nullptr); });
+    plug("001/002");
+    fs::remove("/dev/bus/usb/001/001");
+    usb_host_cleanup(context);
+    thread.join();
+}
+
+TEST_F(UsbHostTest, ASignalOnItsThreadDoesNotEndTheLoop) {
+    signal(SIGUSR1, [](int) {});
+    usb_host_context* context = usb_host_init();
+    std::thread thread([&] { mRecorder.run(context); });
+    mRecorder.waitFor(1);
+    for (size_t i = 0; i < 100; ++i) {
+        pthread_kill(thread.native_handle(), SIGUSR1);
+        plug("001/" + std::to_string(i));
+        mRecorder.waitFor(i + 2);
+    }
+    usb_host_cleanup(context);
+    thread.join();
+}
+
+TEST_F(UsbHostTest, WithoutDescriptorsLeftThereIsNoContext) {
+    NoDescriptorsLeft limit;
+    EXPECT_EQ(nullptr, usb_host_init());
+}
