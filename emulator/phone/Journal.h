@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace phone {
@@ -19,7 +20,7 @@ enum class Kind {
     Detach,       // it went
     TtyOpen,      // the phone opened a tty; note: open flags
     TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
-    TtyTx,        // the cover sent `bytes`
+    TtyTx,        // the cover sent `bytes`, in one piece
     NodeOpen,     // a control file was opened for writing; note: open flags, and the fault if any
     NodeWrite,    // one write() of `bytes`, exactly
     NodeClose,    // the last descriptor of that open is gone
@@ -64,6 +65,9 @@ class Journal {
     bool writeTo(const std::string& path);
     ~Journal();
 
+    // `sync` makes the emulator record what has been written; called by readers, without the lock.
+    void setSync(std::function<void()> sync) { mSync = std::move(sync); }
+
     void add(Kind kind, std::string path, std::string bytes = {}, std::string note = {});
 
     // Sequence number that the next entry will have.
@@ -84,10 +88,15 @@ class Journal {
                                  std::chrono::milliseconds limit) const;
 
   private:
-    // The first match from mEntries[*index] on; *index moves behind what was looked at.
+    // The first match from entry *seq on; *seq moves behind what was looked at.
     const Entry* find(const Match& match, uint64_t* seq) const;
 
+    void sync() const {
+        if (mSync) mSync();
+    }
+
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
+    std::function<void()> mSync;
     mutable std::mutex mLock;  // guards what follows
     mutable std::condition_variable mAdded;
     std::deque<Entry> mEntries;

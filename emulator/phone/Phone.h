@@ -134,7 +134,6 @@ class Phone {
     const Journal& journal() const;
 
   private:
-    class Devices;
     struct Parts;
     std::unique_ptr<Parts> mParts;
 };

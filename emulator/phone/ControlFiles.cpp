@@ -1,0 +1,151 @@
+#include "emulator/phone/ControlFiles.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "emulator/phone/Files.h"
+#include "emulator/phone/OpenFlags.h"
+#include "emulator/phone/Phone.h"
+
+namespace phone {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Beyond this the kernel log starts anew, as a ring would.
+constexpr off_t kKernelLogLimit = 1 << 20;
+
+void appendToKernelLog(const std::string& message) {
+    const Fd fd(open(kKernelLog, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    struct stat status;
+    if (!fd || fstat(fd.get(), &status) != 0) return;
+    if (status.st_size > kKernelLogLimit) (void)!ftruncate(fd.get(), 0);
+    (void)!write(fd.get(), message.data(), message.size());
+}
+
+// A descriptor whose writes fail with EIO: a terminal that hung up.
+Fd openBroken() {
+    int master = -1;
+    int slave = -1;
+    if (openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) throwErrno("cannot make a pty");
+    close(master);
+    return Fd(slave);
+}
+
+}  // namespace
+
+fs::path resolveFolder(const fs::path& path) {
+    std::error_code error;
+    const fs::path folder = fs::canonical(path.parent_path(), error);
+    return error ? path.lexically_normal() : folder / path.filename();
+}
+
+ControlFiles::ControlFiles(EventLoop& loop, Journal& journal, Written written)
+    : mLoop(loop), mJournal(journal), mWritten(std::move(written)) {}
+
+ControlFiles::~ControlFiles() = default;
+
+Verdict ControlFiles::decide(const OpenCall& call) {
+    const std::string path = resolveFolder(call.path);
+    Verdict verdict;
+    verdict.error = faultError(call, path);
+    if (verdict.error != 0) {
+        mJournal.add(Kind::NodeRefused, path, {}, strerrorname_np(verdict.error));
+    } else if (isRecorded(call, path)) {
+        const bool broken = hasEio(call, path);
+        mJournal.add(Kind::NodeOpen, path, {}, nameOpenFlags(call.flags) + (broken ? " eio" : ""));
+        verdict.replacement = broken ? openBroken() : openWriter(path);
+    }
+    return verdict;
+}
+
+int ControlFiles::faultError(const OpenCall& call, const std::string& path) const {
+    for (const NodeFault& fault : mFaults) {
+        const int error = refusal(fault, call);
+        if (error != 0 && resolveFolder(fault.path) == path) return error;
+    }
+    return 0;
+}
+
+bool ControlFiles::hasEio(const OpenCall& call, const std::string& path) const {
+    for (const NodeFault& fault : mFaults) {
+        if (fault.effect == NodeEffect::Eio && call.writes() && resolveFolder(fault.path) == path) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ControlFiles::isRecorded(const OpenCall& call, const std::string& path) const {
+    if (call.isTest || !call.writes()) return false;
+    if (path.rfind("/sys/", 0) != 0 && path != kKernelLog && !hasEio(call, path)) return false;
+    struct stat status;
+    if (stat(path.c_str(), &status) == 0) {
+        const bool wantsNew = (call.flags & O_CREAT) != 0 && (call.flags & O_EXCL) != 0;
+        return S_ISREG(status.st_mode) && !wantsNew;
+    }
+    if ((call.flags & O_CREAT) == 0) return false;
+    const Fd made(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    return static_cast<bool>(made);
+}
+
+Fd ControlFiles::openWriter(const std::string& path) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
+        throwErrno("cannot make a socket pair");
+    }
+    // A write-only file gives nothing to read.
+    shutdown(ends[0], SHUT_WR);
+    mWriters[ends[0]] = {path, Fd(ends[0])};
+    mLoop.watch(ends[0], POLLIN, [this](short) { drain(); });
+    return Fd(ends[1]);
+}
+
+void ControlFiles::drain() {
+    for (auto writer = mWriters.begin(); writer != mWriters.end();) {
+        if (drain(writer->second)) {
+            ++writer;
+            continue;
+        }
+        mJournal.add(Kind::NodeClose, writer->second.path);
+        mLoop.unwatch(writer->first);
+        writer = mWriters.erase(writer);
+    }
+}
+
+bool ControlFiles::drain(Writer& writer) {
+    const int fd = writer.socket.get();
+    for (;;) {
+        pollfd state = {fd, POLLIN, 0};
+        if (poll(&state, 1, 0) <= 0) return true;
+        const ssize_t size = recv(fd, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+        // An empty packet is an empty write; the end of the stream shows as a hang-up too.
+        if (size < 0 || (size == 0 && (state.revents & POLLHUP) != 0)) return false;
+        std::string bytes(static_cast<size_t>(size), '\0');
+        recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        take(writer, std::move(bytes));
+    }
+}
+
+void ControlFiles::take(const Writer& writer, std::string bytes) {
+    if (writer.path == kKernelLog) {
+        appendToKernelLog(bytes);
+        mJournal.add(Kind::KernelLog, writer.path, std::move(bytes));
+        return;
+    }
+    mJournal.add(Kind::NodeWrite, writer.path, bytes);
+    struct stat status;
+    // The device may be gone by now, and its files with it.
+    if (stat(writer.path.c_str(), &status) == 0) putFile(writer.path, bytes);
+    if (mWritten) mWritten(writer.path, bytes);
+}
+
+}  // namespace phone

@@ -1,0 +1,121 @@
+#include "emulator/phone/EventLoop.h"
+
+#include <cassert>
+#include <chrono>
+#include <future>
+#include <memory>
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+
+#include "emulator/phone/Files.h"
+
+namespace phone {
+
+EventLoop::EventLoop() : mWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (!mWake) throwErrno("cannot make an eventfd");
+}
+
+EventLoop::~EventLoop() {
+    stop();
+}
+
+cover::Time EventLoop::now() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+void EventLoop::start(Turn turn) {
+    mTurn = std::move(turn);
+    sigset_t all;
+    sigset_t old;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &old);
+    mThread = std::thread([this] { run(); });
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    pthread_setname_np(mThread.native_handle(), "emulator");
+}
+
+void EventLoop::stop() {
+    if (!mThread.joinable()) return;
+    {
+        const std::lock_guard lock(mLock);
+        mStopping = true;
+    }
+    eventfd_write(mWake.get(), 1);
+    mThread.join();
+}
+
+void EventLoop::call(const std::function<void()>& work) {
+    assert(std::this_thread::get_id() != mThread.get_id());
+    if (!mThread.joinable()) return work();
+    // Shared: the loop may still be inside the task when its result is already here.
+    const auto task = std::make_shared<std::packaged_task<void()>>(work);
+    std::future<void> done = task->get_future();
+    {
+        const std::lock_guard lock(mLock);
+        mCalls.emplace_back([task] { (*task)(); });
+    }
+    eventfd_write(mWake.get(), 1);
+    done.get();
+}
+
+void EventLoop::watch(int fd, short events, Handler handler) {
+    mSources[fd] = {mNextId++, events, std::move(handler)};
+}
+
+void EventLoop::setEvents(int fd, short events) {
+    mSources.at(fd).events = events;
+}
+
+void EventLoop::unwatch(int fd) {
+    mSources.erase(fd);
+}
+
+void EventLoop::run() {
+    for (;;) {
+        const std::optional<cover::Time> deadline = mTurn();
+        wait(deadline);
+        runCalls();
+        const std::lock_guard lock(mLock);
+        if (mStopping && mCalls.empty()) return;
+    }
+}
+
+void EventLoop::wait(std::optional<cover::Time> deadline) {
+    std::vector<pollfd> fds = {{mWake.get(), POLLIN, 0}};
+    std::vector<uint64_t> ids = {0};
+    for (const auto& [fd, source] : mSources) {
+        fds.push_back({fd, source.events, 0});
+        ids.push_back(source.id);
+    }
+    timespec limit = {};
+    if (deadline) {
+        const cover::Time left = std::max(*deadline - now(), cover::Time::zero());
+        limit.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
+        limit.tv_nsec = (left % std::chrono::seconds(1)).count();
+    }
+    if (ppoll(fds.data(), fds.size(), deadline ? &limit : nullptr, nullptr) <= 0) return;
+    for (size_t i = 1; i < fds.size(); ++i) {
+        if (fds[i].revents == 0) continue;
+        // A handler before may have ended this source, or put another one in its place.
+        const auto source = mSources.find(fds[i].fd);
+        if (source == mSources.end() || source->second.id != ids[i]) continue;
+        const Handler handler = source->second.handler;
+        handler(fds[i].revents);
+    }
+}
+
+void EventLoop::runCalls() {
+    eventfd_t count;
+    eventfd_read(mWake.get(), &count);
+    std::vector<std::function<void()>> calls;
+    {
+        const std::lock_guard lock(mLock);
+        calls.swap(mCalls);
+    }
+    for (const std::function<void()>& work : calls) work();
+}
+
+}  // namespace phone

@@ -1,0 +1,108 @@
+#include "emulator/phone/Files.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "emulator/phone/Fd.h"
+#include "emulator/phone/Phone.h"
+
+namespace phone {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// In the world's own file system, and watched by nobody.
+constexpr char kScratchFile[] = "/.new";
+
+void writeWhole(int fd, std::string_view content, const fs::path& path) {
+    if (pwrite(fd, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size())) {
+        throwErrno("cannot write " + path.string());
+    }
+}
+
+void makeScratchFile(std::string_view content, const fs::path& path) {
+    unlink(kScratchFile);
+    const Fd fd(open(kScratchFile, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!fd) throwErrno("cannot make " + path.string());
+    fchmod(fd.get(), 0666);
+    writeWhole(fd.get(), content, path);
+}
+
+void makeFolderOf(const fs::path& path) {
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    if (error) throw Error("cannot make the folder of " + path.string() + ": " + error.message());
+}
+
+}  // namespace
+
+void throwErrno(const std::string& what) {
+    throw Error(what + ": " + strerror(errno));
+}
+
+void putFile(const fs::path& path, std::string_view content) {
+    {
+        const Fd fd(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
+        struct stat status;
+        if (fd && fstat(fd.get(), &status) == 0) {
+            if (!S_ISREG(status.st_mode)) throw Error(path.string() + " is not a regular file");
+            if (status.st_size == static_cast<off_t>(content.size())) {
+                writeWhole(fd.get(), content, path);
+                return;
+            }
+        }
+    }
+    makeFolderOf(path);
+    makeScratchFile(content, path);
+    if (rename(kScratchFile, path.c_str()) != 0) throwErrno("cannot put " + path.string());
+}
+
+void linkFile(const fs::path& path, std::string_view content) {
+    makeFolderOf(path);
+    makeScratchFile(content, path);
+    if (link(kScratchFile, path.c_str()) != 0) throwErrno("cannot put " + path.string());
+    unlink(kScratchFile);
+}
+
+std::optional<std::string> takeFile(const fs::path& path) {
+    const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    struct stat status;
+    if (!fd || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    std::string content;
+    char buffer[4096];
+    ssize_t count;
+    while ((count = read(fd.get(), buffer, sizeof(buffer))) > 0) content.append(buffer, count);
+    return content;
+}
+
+void putLink(const fs::path& path, const fs::path& target) {
+    makeFolderOf(path);
+    if (symlink(target.c_str(), path.c_str()) != 0) throwErrno("cannot make " + path.string());
+}
+
+void removeTree(const fs::path& path) {
+    std::error_code error;
+    fs::remove_all(path, error);
+    if (error) throw Error("cannot remove " + path.string() + ": " + error.message());
+}
+
+fs::path resolve(const fs::path& path) {
+    std::error_code error;
+    const fs::path resolved = fs::weakly_canonical(path, error);
+    if (error) throw Error("cannot resolve " + path.string() + ": " + error.message());
+    return resolved;
+}
+
+bool isOfWorld(const fs::path& resolved) {
+    for (const char* folder : {"/dev/", "/sys/", "/data/", "/system_ext/"}) {
+        if (resolved.native().rfind(folder, 0) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace phone

@@ -1,0 +1,172 @@
+#include "emulator/phone/Journal.h"
+
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "emulator/cover/Text.h"
+
+namespace phone {
+
+namespace {
+
+// An entry's weight besides its texts.
+constexpr size_t kEntryBytes = sizeof(Entry);
+
+size_t weigh(const Entry& entry) {
+    return kEntryBytes + entry.path.size() + entry.bytes.size() + entry.note.size();
+}
+
+}  // namespace
+
+std::string_view name(Kind kind) {
+    switch (kind) {
+        case Kind::Attach:
+            return "attach";
+        case Kind::Detach:
+            return "detach";
+        case Kind::TtyOpen:
+            return "tty-open";
+        case Kind::TtyRx:
+            return "tty-rx";
+        case Kind::TtyTx:
+            return "tty-tx";
+        case Kind::NodeOpen:
+            return "node-open";
+        case Kind::NodeWrite:
+            return "node-write";
+        case Kind::NodeClose:
+            return "node-close";
+        case Kind::NodeRefused:
+            return "node-refused";
+        case Kind::NodeSet:
+            return "node-set";
+        case Kind::KernelLog:
+            return "klog";
+        case Kind::Property:
+            return "property";
+        case Kind::Fault:
+            return "fault";
+    }
+    return "unknown";
+}
+
+std::string toJson(const Entry& entry) {
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(entry.time);
+    nlohmann::ordered_json json = {
+            {"seq", entry.seq}, {"time_us", microseconds.count()}, {"kind", name(entry.kind)}};
+    if (!entry.path.empty()) json["path"] = cover::escape(entry.path);
+    if (!entry.bytes.empty()) json["bytes"] = cover::escape(entry.bytes);
+    if (!entry.note.empty()) json["note"] = cover::escape(entry.note);
+    return json.dump();
+}
+
+Match is(Kind kind, std::string bytes) {
+    return [kind, bytes = std::move(bytes)](const Entry& entry) {
+        return entry.kind == kind && entry.bytes == bytes;
+    };
+}
+
+Match isOn(Kind kind, std::string path, std::string bytes) {
+    return [kind, path = std::move(path), bytes = std::move(bytes)](const Entry& entry) {
+        return entry.kind == kind && entry.path == path && entry.bytes == bytes;
+    };
+}
+
+Journal::~Journal() {
+    if (mFile >= 0) close(mFile);
+}
+
+bool Journal::writeTo(const std::string& path) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
+    if (file < 0) return false;
+    const std::lock_guard lock(mLock);
+    if (mFile >= 0) close(mFile);
+    mFile = file;
+    return true;
+}
+
+void Journal::add(Kind kind, std::string path, std::string bytes, std::string note) {
+    {
+        const std::lock_guard lock(mLock);
+        Entry entry = {mNext++,
+                       std::chrono::steady_clock::now() - mStart,
+                       kind,
+                       std::move(path),
+                       std::move(bytes),
+                       std::move(note)};
+        if (mFile >= 0) {
+            const std::string line = toJson(entry) + "\n";
+            // A full disk must not stop the phone: the journal in memory goes on.
+            (void)!write(mFile, line.data(), line.size());
+        }
+        mBytes += weigh(entry);
+        mEntries.push_back(std::move(entry));
+        while (mEntries.size() > kMaxEntries || mBytes > kMaxBytes) {
+            mBytes -= weigh(mEntries.front());
+            mEntries.pop_front();
+        }
+    }
+    mAdded.notify_all();
+}
+
+uint64_t Journal::next() const {
+    sync();
+    const std::lock_guard lock(mLock);
+    return mNext;
+}
+
+std::vector<Entry> Journal::since(uint64_t seq) const {
+    sync();
+    const std::lock_guard lock(mLock);
+    const uint64_t oldest = mNext - mEntries.size();
+    const size_t skipped = seq <= oldest ? 0 : std::min<uint64_t>(seq - oldest, mEntries.size());
+    return {mEntries.begin() + static_cast<ptrdiff_t>(skipped), mEntries.end()};
+}
+
+std::vector<std::string> Journal::list(Kind kind, uint64_t seq) const {
+    std::vector<std::string> texts;
+    for (Entry& entry : since(seq)) {
+        if (entry.kind == kind) texts.push_back(std::move(entry.bytes));
+    }
+    return texts;
+}
+
+std::string Journal::joined(Kind kind, uint64_t seq) const {
+    std::string all;
+    for (const std::string& text : list(kind, seq)) all += text;
+    return all;
+}
+
+const Entry* Journal::find(const Match& match, uint64_t* seq) const {
+    const uint64_t oldest = mNext - mEntries.size();
+    for (*seq = std::max(*seq, oldest); *seq < mNext; ++*seq) {
+        const Entry& entry = mEntries[*seq - oldest];
+        if (match(entry)) return &entry;
+    }
+    return nullptr;
+}
+
+Entry Journal::waitFor(const Match& match, uint64_t seq) const {
+    std::unique_lock lock(mLock);
+    const Entry* found = nullptr;
+    mAdded.wait(lock, [&] { return (found = find(match, &seq)) != nullptr; });
+    return *found;
+}
+
+std::optional<Entry> Journal::waitFor(const Match& match, uint64_t seq,
+                                      std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mLock);
+    const Entry* found = nullptr;
+    // A wall-clock wait would be cut or stretched by a change of the date.
+    const auto end = std::chrono::steady_clock::now() + limit;
+    if (!mAdded.wait_until(lock, end, [&] { return (found = find(match, &seq)) != nullptr; })) {
+        return std::nullopt;
+    }
+    return *found;
+}
+
+}  // namespace phone

@@ -1,0 +1,31 @@
+// Faults of control files: "node PATH missing|unreadable|unwritable|eio".
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "emulator/phone/Supervisor.h"
+
+namespace phone {
+
+enum class NodeEffect { Missing, Unreadable, Unwritable, Eio };
+
+struct NodeFault {
+    std::string path;
+    NodeEffect effect = NodeEffect::Missing;
+};
+
+// Whether the text is meant for a node; otherwise it is one of the cover's.
+bool isNodeFault(std::string_view text);
+
+// Throws phone::Error when the text is wrong. PATH may be in double quotes, as in "a b".
+NodeFault parseNodeFault(std::string_view text);
+
+std::string toText(const NodeFault& fault);
+
+// errno with which the fault refuses the call, or 0.
+int refusal(const NodeFault& fault, const OpenCall& call);
+
+}  // namespace phone

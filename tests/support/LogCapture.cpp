@@ -1,0 +1,119 @@
+#include "tests/support/LogCapture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
+#include <android/log.h>
+
+namespace support {
+
+struct LogCapture::Sink {
+    std::mutex lock;  // guards what follows
+    std::condition_variable added;
+    std::vector<LogLine> lines;
+    bool active = false;
+    bool echo = false;
+
+    // Never destroyed: a thread of the software under test may log until the process ends.
+    static Sink& instance() {
+        static Sink& sink = *new Sink;
+        return sink;
+    }
+
+    static void take(const __android_logger_data* data, const char* message) {
+        Sink& sink = instance();
+        bool echo = true;
+        {
+            const std::lock_guard guard(sink.lock);
+            if (sink.active) {
+                const char* tag = data->tag == nullptr ? "" : data->tag;
+                sink.lines.push_back({data->priority, tag, message});
+                echo = sink.echo;
+            }
+        }
+        sink.added.notify_all();
+        if (echo) __android_log_stderr_logger(data, message);
+    }
+};
+
+LogCapture::LogCapture(bool echo) : mSink(Sink::instance()) {
+    {
+        const std::lock_guard guard(mSink.lock);
+        if (mSink.active) abort();  // Two captures would share their lines.
+        mSink.active = true;
+        mSink.echo = echo;
+        mSink.lines.clear();
+    }
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    __android_log_set_logger(&Sink::take);
+}
+
+LogCapture::~LogCapture() {
+    // The logger stays: exchanging it while another thread logs is not safe.
+    const std::lock_guard guard(mSink.lock);
+    mSink.active = false;
+}
+
+std::vector<LogLine> LogCapture::lines() const {
+    const std::lock_guard guard(mSink.lock);
+    return mSink.lines;
+}
+
+std::vector<std::string> LogCapture::texts() const {
+    std::vector<std::string> texts;
+    for (LogLine& line : lines()) texts.push_back(std::move(line.text));
+    return texts;
+}
+
+size_t LogCapture::size() const {
+    const std::lock_guard guard(mSink.lock);
+    return mSink.lines.size();
+}
+
+bool LogCapture::contains(const std::string& text) const {
+    return count(text) != 0;
+}
+
+bool LogCapture::contains(int priority, const std::string& text) const {
+    const std::vector<LogLine> all = lines();
+    return std::any_of(all.begin(), all.end(), [&](const LogLine& line) {
+        return line.priority == priority && line.text == text;
+    });
+}
+
+size_t LogCapture::count(const std::string& text) const {
+    const std::vector<std::string> all = texts();
+    return static_cast<size_t>(std::count(all.begin(), all.end(), text));
+}
+
+size_t LogCapture::waitFor(const std::string& text, size_t from) const {
+    return waitUntil([&](const LogLine& line) { return line.text == text; }, from);
+}
+
+size_t LogCapture::waitFor(int priority, const std::string& text, size_t from) const {
+    return waitUntil(
+            [&](const LogLine& line) { return line.priority == priority && line.text == text; },
+            from);
+}
+
+size_t LogCapture::waitForPrefix(const std::string& prefix, size_t from) const {
+    return waitUntil(
+            [&](const LogLine& line) { return line.text.compare(0, prefix.size(), prefix) == 0; },
+            from);
+}
+
+size_t LogCapture::waitUntil(const std::function<bool(const LogLine&)>& match, size_t from) const {
+    std::unique_lock guard(mSink.lock);
+    for (size_t next = from;; ++next) {
+        mSink.added.wait(guard, [&] { return next < mSink.lines.size(); });
+        if (match(mSink.lines[next])) return next + 1;
+    }
+}
+
+void LogCapture::clear() {
+    const std::lock_guard guard(mSink.lock);
+    mSink.lines.clear();
+}
+
+}  // namespace support

@@ -1,0 +1,11 @@
+// The one phone of a test program, made before its first thread.
+#pragma once
+
+#include "emulator/phone/Phone.h"
+
+namespace support {
+
+// Ends the program, with one line that says why, when there is none.
+phone::Phone& thePhone();
+
+}  // namespace support
