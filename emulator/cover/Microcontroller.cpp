@@ -74,7 +74,6 @@ void Microcontroller::Parts::turn(Power power) {
     channel.reset();
     transmitter.reset(Time::zero());
     departure.reset();
-    leaveTo.reset();
     loader.reset();
     state.power = power;
 }

@@ -36,7 +36,6 @@ Answer ScreenService::setPower(std::string_view arguments) {
     if (arguments != "0" && arguments != "1") return refused();
     const bool on = arguments == "1";
     if (on && !mState.on) mState.hotPlugPollsLeft = mOptions.hotPlugPolls;
-    if (!on) mState.hotPlugPollsLeft = 0;
     mState.on = on;
     return ok();
 }

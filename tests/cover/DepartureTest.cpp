@@ -127,11 +127,22 @@ TEST(Recovery, RescuesTheCoverFromItsLoader) {
 TEST(Recovery, HappensOnceHoweverOftenItIsAskedFor) {
     QuietBench bench;
     bench.controller.recover(bench.now);
+    const std::optional<Time> first = bench.controller.nextDeadline();
     bench.controller.recover(bench.now + 1ms);
+    EXPECT_EQ(bench.controller.nextDeadline(), first);
     bench.drain();
     bench.controller.recover(bench.now);  // off by now
     bench.drain();
     EXPECT_EQ(bench.others.size(), 1u);
+}
+
+TEST(Recovery, ThatCameFirstKeepsTheCoverOutOfItsLoader) {
+    QuietBench bench;
+    bench.write("AT%GODLOAD\r");
+    bench.controller.recover(bench.now);
+    EXPECT_EQ(bench.drain(), "\r\nOK\r\n");
+    ASSERT_EQ(bench.others.size(), 1u);
+    EXPECT_EQ(bench.others[0].identity, Options().usb);
 }
 
 TEST(Recovery, IsForgottenWhenTheCoverIsPulledOff) {

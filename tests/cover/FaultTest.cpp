@@ -78,6 +78,14 @@ TEST(Half, OfAnEmptyAnswerIsEmpty) {
     EXPECT_EQ(bench.exchange("AT\r"), "");
 }
 
+TEST(Half, LosesWhatWasAddedBehindTheAnswer) {
+    QuietBench bench;
+    bench.fault(R"(on * after "x")");
+    bench.fault("on * flood");
+    bench.fault("on * half");
+    EXPECT_EQ(bench.exchange("AT\r"), "\r\nO");
+}
+
 TEST(Error, KeepsTheCommandFromBeingCarriedOut) {
     QuietBench bench;
     bench.fault("on AT%BV= error");
