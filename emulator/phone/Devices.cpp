@@ -107,10 +107,12 @@ bool Devices::perform(const cover::Action& action) {
         return true;
     }
     if (!mCover) return true;
-    if (!mayLeave()) return false;
     const CoverOptions options = mCover->options;
     const bool returns = action.kind == cover::Action::Kind::Reenumerate;
     const cover::UsbIdentity identity = action.identity;
+    // A recovery resets the device: it waits for nobody.
+    const bool isReset = returns && identity == mController->options().usb;
+    if (!isReset && !mayLeave()) return false;
     unplugCover();
     if (returns) {
         mReturn = {EventLoop::now() + kAwayTime, identity, options};

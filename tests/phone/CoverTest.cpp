@@ -1,0 +1,343 @@
+// Putting the cover on and pulling it off: nodes, sysfs, USB presence and the cover's departures.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "emulator/phone/Fd.h"
+#include "tests/support/PhoneTest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using phone::CoverOptions;
+using phone::Entry;
+using phone::Fd;
+using phone::Kind;
+using phone::Unread;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::string> namesIn(const char* folder) {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+struct Change {
+    uint32_t mask;
+    std::string name;
+};
+
+// Watches a folder as the service does.
+class Watch {
+  public:
+    explicit Watch(const char* folder) : mFd(inotify_init1(IN_CLOEXEC)) {
+        EXPECT_GE(inotify_add_watch(mFd.get(), folder, IN_CREATE | IN_DELETE), 0);
+    }
+
+    std::vector<Change> read() const {
+        alignas(inotify_event) char buffer[4096];
+        const ssize_t count = ::read(mFd.get(), buffer, sizeof(buffer));
+        std::vector<Change> changes;
+        for (ssize_t at = 0; at < count;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+            changes.push_back({event->mask, event->len > 0 ? event->name : ""});
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+        }
+        return changes;
+    }
+
+  private:
+    const Fd mFd;
+};
+
+using CoverTest = support::PhoneTest;
+
+TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
+    phone.attachCover();
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idProduct"), "6a2f\n");
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../power/control"), "auto\n");
+    EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idVendor"), "3e91\n");
+    EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idProduct"), "6a2f\n");
+    phone.detachCover();
+    EXPECT_THAT(namesIn("/sys/class/tty"), IsEmpty());
+    EXPECT_THAT(namesIn("/sys/class/hidraw"), IsEmpty());
+    EXPECT_THAT(namesIn("/sys/bus/usb/devices"), IsEmpty());
+}
+
+TEST_F(CoverTest, WatcherSeesOneCreationAndOneDeletionOfTheTty) {
+    const Watch watch("/dev");
+    phone.attachCover();
+    std::vector<Change> changes = watch.read();
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0].mask, uint32_t{IN_CREATE});
+    EXPECT_EQ(changes[0].name, "ttyACM0");
+    phone.detachCover();
+    changes = watch.read();
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0].mask, uint32_t{IN_DELETE});
+    EXPECT_EQ(changes[0].name, "ttyACM0");
+}
+
+TEST_F(CoverTest, IdsAreThereWhenTheNodeIsCreated) {
+    for (int i = 0; i < 20; ++i) {
+        const Watch watch("/dev");
+        std::thread attacher([this] { phone.attachCover(); });
+        ASSERT_EQ(watch.read().at(0).name, "ttyACM0");
+        EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
+        EXPECT_EQ(access("/dev/ttyACM0", R_OK | W_OK), 0);
+        attacher.join();
+        phone.detachCover();
+    }
+}
+
+TEST_F(CoverTest, ReattachmentCanBeSeenInOneRead) {
+    phone.attachCover();
+    const Watch watch("/dev");
+    phone.reattachCover();
+    const std::vector<Change> changes = watch.read();
+    ASSERT_EQ(changes.size(), 2u);
+    EXPECT_EQ(changes[0].mask, uint32_t{IN_DELETE});
+    EXPECT_EQ(changes[1].mask, uint32_t{IN_CREATE});
+}
+
+TEST_F(CoverTest, ComesWithOtherIdTextsAndAnotherNumber) {
+    CoverOptions options;
+    options.tty = 7;
+    options.idVendorText = "";
+    options.idProductText = std::string(5000, 'f');
+    phone.attachCover(options);
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM7/device/../idVendor"), "");
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM7/device/../idProduct"), std::string(5000, 'f'));
+    EXPECT_EQ(access("/dev/ttyACM7", F_OK), 0);
+    EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
+}
+
+TEST_F(CoverTest, ShowsOnTheUsbBusWithItsDescriptorAndStrings) {
+    const Watch watch("/dev/bus/usb/001");
+    phone.attachCover();
+    const std::vector<Change> changes = watch.read();
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0].mask, uint32_t{IN_CREATE});
+    const std::string descriptor = contentOf("/dev/bus/usb/001/" + changes[0].name);
+    ASSERT_EQ(descriptor.size(), 18u);
+    EXPECT_EQ(descriptor.substr(0, 2), "\x12\x01");
+    EXPECT_EQ(descriptor.substr(8, 4), "\x91\x3e\x2f\x6a");
+    const std::string folder = "/sys/bus/usb/devices/1-1/";
+    EXPECT_EQ(contentOf(folder + "busnum"), "1\n");
+    EXPECT_EQ(std::stoi(contentOf(folder + "devnum")), std::stoi(changes[0].name));
+    EXPECT_EQ(contentOf(folder + "serial"), phone.coverOptions().usb.serial + "\n");
+    EXPECT_EQ(contentOf(folder + "product"), phone.coverOptions().usb.productName + "\n");
+    EXPECT_NE(contentOf(folder + "manufacturer"), "");
+    phone.detachCover();
+    EXPECT_EQ(watch.read().at(0).mask, uint32_t{IN_DELETE});
+}
+
+TEST_F(CoverTest, GetsANewUsbNumberEachTimeAndStartsAgainBehindTheLast) {
+    int previous = 0;
+    bool wrapped = false;
+    for (int i = 0; i < 130; ++i) {
+        phone.attachCover();
+        const std::vector<std::string> names = namesIn("/dev/bus/usb/001");
+        ASSERT_EQ(names.size(), 1u);
+        const int number = std::stoi(names[0]);
+        if (number < previous) {
+            EXPECT_EQ(previous, 127);
+            EXPECT_EQ(number, 2);
+            wrapped = true;
+        } else if (previous != 0) {
+            EXPECT_EQ(number, previous + 1);
+        }
+        previous = number;
+        phone.detachCover();
+    }
+    EXPECT_TRUE(wrapped);
+}
+
+TEST_F(CoverTest, TtyAndUsbDeviceCanComeAlone) {
+    CoverOptions options;
+    options.withTty = false;
+    phone.attachCover(options);
+    EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
+    EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 1u);
+    EXPECT_THROW(phone.sendFromCover("x"), phone::Error);
+    phone.detachCover();
+    options = {};
+    options.withUsb = false;
+    phone.attachCover(options);
+    EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
+    EXPECT_THAT(namesIn("/dev/bus/usb/001"), IsEmpty());
+}
+
+TEST_F(CoverTest, WrongStatesAreRefused) {
+    EXPECT_THROW(phone.detachCover(), phone::Error);
+    EXPECT_THROW(phone.detachCover(Unread::Read), phone::Error);
+    EXPECT_THROW(phone.reattachCover(), phone::Error);
+    EXPECT_THROW(phone.detachLoader(), phone::Error);
+    EXPECT_THROW(phone.detachForeignTty(1), phone::Error);
+    CoverOptions options;
+    options.tty = -1;
+    EXPECT_THROW(phone.attachCover(options), phone::Error);
+    EXPECT_FALSE(phone.isCoverAttached());
+    phone.attachCover();
+    EXPECT_THROW(phone.attachCover(), phone::Error);
+    EXPECT_THROW(phone.attachForeignTty(0, "1d6b\n", "0001\n"), phone::Error);
+}
+
+TEST_F(CoverTest, ForeignTtyStandsBesideIt) {
+    phone.attachForeignTty(1, "1d6b\n", "0001\n");
+    phone.attachCover();
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM1/device/../idVendor"), "1d6b\n");
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
+    {
+        const Fd tty(open("/dev/ttyACM1", O_RDWR | O_NOCTTY));
+        ASSERT_EQ(write(tty.get(), "AT\r", 3), 3);
+        EXPECT_THAT(journal.list(Kind::TtyRx, first), ElementsAre("AT\r"));
+        pollfd state = {tty.get(), POLLIN, 0};
+        EXPECT_EQ(poll(&state, 1, 0), 0);
+    }
+    phone.detachForeignTty(1);
+    EXPECT_NE(access("/dev/ttyACM1", F_OK), 0);
+    EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
+}
+
+TEST_F(CoverTest, LoaderShowsWithItsSerialAndProduct) {
+    phone.attachLoader("00000000001B", "TQA110R");
+    const std::vector<std::string> names = namesIn("/dev/bus/usb/001");
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(contentOf("/dev/bus/usb/001/" + names[0]).substr(8, 4), "\x83\x04\x11\xdf");
+    EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/serial"), "00000000001B\n");
+    EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/product"), "TQA110R\n");
+    EXPECT_EQ(phone.coverState().power, cover::Power::Loader);
+    EXPECT_THROW(phone.attachLoader(), phone::Error);
+    phone.detachLoader();
+    EXPECT_THAT(namesIn("/dev/bus/usb/001"), IsEmpty());
+    EXPECT_EQ(phone.coverState().power, cover::Power::Off);
+}
+
+TEST_F(CoverTest, LoaderWithoutStringsHasNoneInSysfsNorInItsDescriptor) {
+    phone.attachLoader("", "");
+    EXPECT_NE(access("/sys/bus/usb/devices/1-1/serial", F_OK), 0);
+    EXPECT_NE(access("/sys/bus/usb/devices/1-1/product", F_OK), 0);
+    const std::string node = "/dev/bus/usb/001/" + namesIn("/dev/bus/usb/001").at(0);
+    EXPECT_EQ(contentOf(node).substr(15, 2), std::string(2, '\0'));
+}
+
+TEST_F(CoverTest, CoverAndLoaderCanBeThereAtOnce) {
+    phone.attachCover();
+    phone.attachLoader();
+    EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 2u);
+    EXPECT_EQ(phone.coverState().power, cover::Power::Running);
+    phone.detachLoader();
+    EXPECT_EQ(phone.coverState().power, cover::Power::Running);
+}
+
+TEST_F(CoverTest, YesToTheRecoveryNodeMakesItComeBackFresh) {
+    phone.attachCover();
+    const Watch watch("/dev");
+    {
+        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        ASSERT_EQ(write(tty.get(), "ATE0\r", 5), 5);
+        journal.waitFor(phone::is(Kind::TtyTx, "ATE0\r\r\nOK\r\n"), first);
+        EXPECT_FALSE(phone.coverState().echo);
+    }
+    const Fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_EQ(write(node.get(), "Y", 1), 1);
+    EXPECT_EQ(watch.read().at(0).mask, uint32_t{IN_DELETE});
+    EXPECT_EQ(watch.read().at(0).mask, uint32_t{IN_CREATE});
+    EXPECT_TRUE(phone.coverState().echo);
+    EXPECT_TRUE(phone.isCoverAttached());
+}
+
+TEST_F(CoverTest, AnythingElseToTheRecoveryNodeDoesNothing) {
+    phone.attachCover();
+    const Fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_EQ(write(node.get(), "N", 1), 1);
+    ASSERT_EQ(write(node.get(), "YY", 2), 2);
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("N", "YY"));
+    EXPECT_EQ(phone.coverState().power, cover::Power::Running);
+    EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
+}
+
+TEST_F(CoverTest, RecoveryWithoutACoverDoesNothing) {
+    const Fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_EQ(write(node.get(), "Y", 1), 1);
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("Y"));
+    EXPECT_FALSE(phone.isCoverAttached());
+}
+
+TEST_F(CoverTest, CommandTakesItToItsLoaderAndAnAttachmentBack) {
+    phone.attachCover();
+    const Watch bus("/dev/bus/usb/001");
+    {
+        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        ASSERT_EQ(write(tty.get(), "AT%GODLOAD\r", 11), 11);
+        char answer[64];
+        // The answer is read before the tty goes.
+        EXPECT_GT(read(tty.get(), answer, sizeof(answer)), 0);
+    }
+    EXPECT_EQ(bus.read().at(0).mask, uint32_t{IN_DELETE});
+    EXPECT_EQ(bus.read().at(0).mask, uint32_t{IN_CREATE});
+    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/serial"), "00000000001A\n");
+    EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
+    phone.attachCover();
+    EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 1u);
+    EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/idVendor"), "3e91\n");
+}
+
+TEST_F(CoverTest, DetachingWhileItIsAwayKeepsItAway) {
+    phone.attachCover();
+    const Fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_EQ(write(node.get(), "Y", 1), 1);
+    const Entry gone =
+            journal.waitFor([](const Entry& e) { return e.kind == Kind::Detach; }, first);
+    phone.reset();
+    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_EQ(gone.path, "1-1");
+}
+
+TEST_F(CoverTest, HundredCyclesLeaveDescriptorsAndThreadsWhereTheyWere) {
+    const auto cycle = [this] {
+        phone.attachCover();
+        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        ASSERT_EQ(write(tty.get(), "AT%SWV\r", 7), 7);
+        const Fd node(open(phone::kHalReady, O_WRONLY));
+        ASSERT_EQ(write(node.get(), "Y", 1), 1);
+        phone.detachCover();
+    };
+    const auto settle = [this] { journal.next(); };
+    cycle();
+    settle();
+    const size_t descriptors = namesIn("/proc/self/fd").size();
+    const size_t threads = namesIn("/proc/self/task").size();
+    const size_t ptys = namesIn("/dev/pts").size();
+    for (int i = 0; i < 100; ++i) cycle();
+    settle();
+    EXPECT_EQ(namesIn("/proc/self/fd").size(), descriptors);
+    EXPECT_EQ(namesIn("/proc/self/task").size(), threads);
+    EXPECT_EQ(namesIn("/dev/pts").size(), ptys);
+}
+
+}  // namespace

@@ -1,0 +1,296 @@
+// Control files: what is written to them is recorded exactly, and they can fail.
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "emulator/phone/Fd.h"
+#include "tests/support/PhoneTest.h"
+
+namespace {
+
+using phone::Entry;
+using phone::Fd;
+using phone::Kind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kControl[] = "/sys/class/tty/ttyACM0/device/../power/control";
+
+class NodeTest : public support::PhoneTest {
+  protected:
+    static void writeTo(const char* path, const std::string& text) {
+        const Fd node(open(path, O_WRONLY | O_CLOEXEC));
+        ASSERT_TRUE(node) << path;
+        ASSERT_EQ(write(node.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+
+    static std::string contentOf(const char* path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    static int openError(const char* path, int flags) {
+        const Fd node(open(path, flags));
+        return node ? 0 : errno;
+    }
+
+    static int accessError(const char* path, int mode) {
+        return access(path, mode) == 0 ? 0 : errno;
+    }
+};
+
+TEST_F(NodeTest, RecordsAWriteAndShowsItToReaders) {
+    writeTo(phone::kHalReady, "Y");
+    EXPECT_EQ(contentOf(phone::kHalReady), "Y");
+    const std::vector<Entry> entries = journal.since(first);
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0].kind, Kind::NodeOpen);
+    EXPECT_EQ(entries[0].note, "O_WRONLY|O_CLOEXEC");
+    EXPECT_EQ(entries[1].kind, Kind::NodeWrite);
+    EXPECT_EQ(entries[1].bytes, "Y");
+    EXPECT_EQ(entries[2].kind, Kind::NodeClose);
+    for (const Entry& entry : entries) EXPECT_EQ(entry.path, phone::kHalReady);
+}
+
+TEST_F(NodeTest, ShowsTheLastWriteAndNoMixtureOfTwo) {
+    phone.attachCover();
+    writeTo(kControl, "auto");
+    writeTo(kControl, "on");
+    EXPECT_EQ(contentOf(kControl), "on");
+    writeTo(kControl, "auto");
+    EXPECT_EQ(contentOf(kControl), "auto");
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("auto", "on", "auto"));
+}
+
+TEST_F(NodeTest, RecordsEachWriteOfOneOpen) {
+    {
+        const Fd node(open(phone::kPowerNode, O_WRONLY));
+        ASSERT_EQ(write(node.get(), "1 0", 3), 3);
+        ASSERT_EQ(write(node.get(), "0 0", 3), 3);
+    }
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("1 0", "0 0"));
+    EXPECT_EQ(contentOf(phone::kPowerNode), "0 0");
+}
+
+TEST_F(NodeTest, RecordsBytesThatAreNotText) {
+    const std::string bytes("\x00\xff\n\\", 4);
+    writeTo(phone::kAesMode, bytes);
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre(bytes));
+    EXPECT_EQ(contentOf(phone::kAesMode), bytes);
+}
+
+TEST_F(NodeTest, TakesAStreamInTruncatingMode) {
+    FILE* stream = fopen(phone::kFirmwareWrite, "we");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_GE(fputs("-7", stream), 0);
+    EXPECT_EQ(fclose(stream), 0);
+    EXPECT_EQ(contentOf(phone::kFirmwareWrite), "-7");
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("-7"));
+    EXPECT_EQ(journal.since(first).at(0).note, "O_WRONLY|O_CREAT|O_TRUNC|O_CLOEXEC");
+}
+
+TEST_F(NodeTest, KeepsItsContentWhenItIsOnlyOpened) {
+    { const Fd node(open(phone::kPowerNode, O_WRONLY | O_TRUNC)); }
+    EXPECT_EQ(contentOf(phone::kPowerNode), "0 0\n");
+}
+
+TEST_F(NodeTest, IsMadeByACreatingOpenOnly) {
+    constexpr char kNew[] = "/sys/module/usbhid/parameters/new";
+    EXPECT_EQ(openError(kNew, O_WRONLY), ENOENT);
+    FILE* stream = fopen(kNew, "w");
+    ASSERT_NE(stream, nullptr);
+    fputs("1", stream);
+    fclose(stream);
+    EXPECT_EQ(contentOf(kNew), "1");
+}
+
+TEST_F(NodeTest, IsFoundFromAWorkingFolderAndThroughAFolderDescriptor) {
+    const Fd folder(open("/sys/class/bivista", O_RDONLY | O_DIRECTORY));
+    {
+        const Fd node(openat(folder.get(), "bv2/../bv2/bv2_pd", O_WRONLY));
+        ASSERT_EQ(write(node.get(), "1", 1), 1);
+    }
+    ASSERT_EQ(chdir("/sys/class/bivista/bv2"), 0);
+    writeTo("bv2_hal_ready", "2");
+    ASSERT_EQ(chdir("/"), 0);
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("1", "2"));
+    EXPECT_EQ(contentOf(phone::kPowerNode), "1");
+    EXPECT_EQ(contentOf(phone::kHalReady), "2");
+}
+
+TEST_F(NodeTest, ReadingIsNotRecorded) {
+    contentOf(phone::kPowerNode);
+    EXPECT_THAT(journal.since(first), IsEmpty());
+}
+
+TEST_F(NodeTest, WritesComeAheadOfTheTtyBytesThatFollowThem) {
+    phone.attachCover();
+    for (int i = 0; i < 200; ++i) {
+        const uint64_t from = journal.next();
+        writeTo(kControl, "on");
+        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        ASSERT_EQ(write(tty.get(), "AT\r", 3), 3);
+        writeTo(kControl, "auto");
+        std::vector<std::string> order;
+        for (const Entry& entry : journal.since(from)) {
+            if (entry.kind == Kind::NodeWrite || entry.kind == Kind::TtyRx) {
+                order.push_back(entry.bytes);
+            }
+        }
+        ASSERT_THAT(order, ElementsAre("on", "AT\r", "auto")) << i;
+    }
+}
+
+TEST_F(NodeTest, KernelLogIsRecordedAndReadable) {
+    const Fd log(open(phone::kKernelLog, O_WRONLY | O_APPEND | O_CLOEXEC));
+    ASSERT_EQ(write(log.get(), "<6>one\n", 7), 7);
+    ASSERT_EQ(write(log.get(), "<6>two\n", 7), 7);
+    EXPECT_THAT(journal.list(Kind::KernelLog, first), ElementsAre("<6>one\n", "<6>two\n"));
+    EXPECT_EQ(contentOf(phone::kKernelLog), "<6>one\n<6>two\n");
+}
+
+TEST_F(NodeTest, ManyThreadsWriteAtOnceAndNothingIsLost) {
+    constexpr int kThreads = 4;
+    constexpr int kWrites = 50;
+    std::vector<std::thread> writers;
+    for (int i = 0; i < kThreads; ++i) {
+        writers.emplace_back([] {
+            for (int k = 0; k < kWrites; ++k) writeTo(phone::kPowerNode, "1 1");
+        });
+    }
+    for (std::thread& writer : writers) writer.join();
+    EXPECT_EQ(journal.list(Kind::NodeWrite, first).size(), size_t{kThreads * kWrites});
+}
+
+TEST_F(NodeTest, MissingNodeIsNotThereForAnybody) {
+    phone.setFault(std::string("node ") + phone::kRecovery + " missing");
+    EXPECT_EQ(openError(phone::kRecovery, O_WRONLY), ENOENT);
+    EXPECT_EQ(openError(phone::kRecovery, O_RDONLY), ENOENT);
+    EXPECT_EQ(accessError(phone::kRecovery, F_OK), ENOENT);
+    EXPECT_EQ(journal.list(Kind::NodeRefused, first).size(), 3u);
+    phone.clearFaults();
+    EXPECT_EQ(openError(phone::kRecovery, O_WRONLY), 0);
+    EXPECT_EQ(accessError(phone::kRecovery, F_OK), 0);
+}
+
+TEST_F(NodeTest, UnreadableNodeExistsAndCanBeWritten) {
+    phone.setFault(std::string("node ") + phone::kUpdateState + " unreadable");
+    EXPECT_EQ(accessError(phone::kUpdateState, F_OK), 0);
+    EXPECT_EQ(accessError(phone::kUpdateState, R_OK), EACCES);
+    EXPECT_EQ(openError(phone::kUpdateState, O_RDONLY), EACCES);
+    EXPECT_EQ(openError(phone::kUpdateState, O_RDWR), EACCES);
+    EXPECT_EQ(openError(phone::kUpdateState, O_WRONLY), 0);
+}
+
+TEST_F(NodeTest, UnwritableNodeCanBeRead) {
+    phone.setFault(std::string("node ") + phone::kUpdateState + " unwritable");
+    EXPECT_EQ(openError(phone::kUpdateState, O_WRONLY), EACCES);
+    EXPECT_EQ(openError(phone::kUpdateState, O_RDONLY), 0);
+}
+
+TEST_F(NodeTest, EveryWriteToAnEioNodeFails) {
+    phone.setFault(std::string("node ") + phone::kRecovery + " eio");
+    const Fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_TRUE(node);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(write(node.get(), "Y", 1), -1);
+        EXPECT_EQ(errno, EIO);
+    }
+    EXPECT_EQ(contentOf(phone::kRecovery), "N\n");
+    EXPECT_EQ(journal.since(first).back().note, "O_WRONLY eio");
+}
+
+TEST_F(NodeTest, FaultOfAnAttachedDeviceMayBeSetBeforeItComes) {
+    phone.setFault(std::string("node ") + kControl + " missing");
+    phone.attachCover();
+    EXPECT_EQ(openError(kControl, O_WRONLY), ENOENT);
+}
+
+TEST_F(NodeTest, FaultOfTheTtyRefusesItsOpening) {
+    phone.attachCover();
+    phone.setFault("node /dev/ttyACM0 unwritable");
+    EXPECT_EQ(openError("/dev/ttyACM0", O_RDWR | O_NOCTTY), EACCES);
+}
+
+TEST_F(NodeTest, WrongFaultsSayWhatToWrite) {
+    for (const char* text :
+         {"node", "node /sys/x", "node sys/x missing", "node /sys/x broken",
+          "node /sys/a b missing", "node \"/sys/\\q\" missing", "node \"\" missing", "nonsense"}) {
+        EXPECT_THROW(phone.setFault(text), phone::Error) << text;
+    }
+    EXPECT_THAT(phone.faults(), IsEmpty());
+}
+
+TEST_F(NodeTest, FaultsAreListedAsTheyCanBeSetAgain) {
+    phone.setFault("on AT%SWV silent");
+    phone.setFault("node \"/sys/a b\" eio");
+    const std::vector<std::string> listed = phone.faults();
+    EXPECT_EQ(listed.size(), 2u);
+    phone.clearFaults();
+    for (const std::string& text : listed) phone.setFault(text);
+    EXPECT_EQ(phone.faults(), listed);
+}
+
+TEST_F(NodeTest, ContentIsSetReadAndRemoved) {
+    phone.setNode(phone::kUpdateState, "3 1 0");
+    EXPECT_EQ(contentOf(phone::kUpdateState), "3 1 0");
+    EXPECT_EQ(phone.node(phone::kUpdateState), "3 1 0");
+    phone.removeNode(phone::kUpdateState);
+    EXPECT_EQ(openError(phone::kUpdateState, O_RDONLY), ENOENT);
+    EXPECT_EQ(phone.node(phone::kUpdateState), std::nullopt);
+    EXPECT_THROW(phone.removeNode(phone::kUpdateState), phone::Error);
+}
+
+TEST_F(NodeTest, ContentOutsideTheWorldIsOutOfReach) {
+    for (const char* path : {"/etc/passwd", "/sys/../etc/passwd", "/dev/../tmp/x", "sys/x", "",
+                             "/dev/fd/../../../tmp/x"}) {
+        EXPECT_THROW(phone.setNode(path, "x"), phone::Error) << path;
+        EXPECT_THROW(phone.removeNode(path), phone::Error) << path;
+        EXPECT_THROW(phone.node(path), phone::Error) << path;
+    }
+}
+
+TEST_F(NodeTest, ContentOfSomethingThatIsNoFileIsRefused) {
+    EXPECT_THROW(phone.setNode("/sys/class/bivista", "x"), phone::Error);
+    EXPECT_THROW(phone.removeNode("/sys/class/bivista"), phone::Error);
+    EXPECT_THROW(phone.setNode("/dev/null", "x"), phone::Error);
+    EXPECT_EQ(phone.node("/dev/null"), std::nullopt);
+}
+
+TEST_F(NodeTest, WakeLockKeepsItsLength) {
+    const std::string held = contentOf(phone::kWakeLock);
+    EXPECT_NE(held.find("PowerManagerService.Display"), std::string::npos);
+    phone.wakeLock(false);
+    const std::string released = contentOf(phone::kWakeLock);
+    EXPECT_EQ(released.find("PowerManagerService.Display"), std::string::npos);
+    EXPECT_EQ(released.size(), held.size());
+    phone.wakeLock(true);
+    EXPECT_EQ(contentOf(phone::kWakeLock), held);
+}
+
+TEST_F(NodeTest, PropertiesAreLinesOfAFile) {
+    phone.setProperty("ro.product.device", "Q-71C");
+    phone.setProperty("a", "1=2");
+    phone.setProperty("a", "");
+    EXPECT_EQ(contentOf(phone::kPropertyFile), "a=\nro.product.device=Q-71C\n");
+    phone.clearProperties();
+    EXPECT_EQ(openError(phone::kPropertyFile, O_RDONLY), ENOENT);
+}
+
+TEST_F(NodeTest, PropertiesThatAreNoLineAreRefused) {
+    EXPECT_THROW(phone.setProperty("", "x"), phone::Error);
+    EXPECT_THROW(phone.setProperty("a=b", "x"), phone::Error);
+    EXPECT_THROW(phone.setProperty("a\nb", "x"), phone::Error);
+    EXPECT_THROW(phone.setProperty("a", "x\ny"), phone::Error);
+    EXPECT_EQ(phone.properties().size(), 0u);
+}
+
+}  // namespace
