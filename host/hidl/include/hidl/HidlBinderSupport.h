@@ -48,9 +48,15 @@ status_t writeEmbeddedToParcel(const hidl_vec<T>& vec, Parcel* parcel, size_t pa
                                        parentOffset + hidl_vec<T>::kOffsetOfBuffer);
 }
 
+namespace details {
+// Makes a hidl_vec that came in own nothing, whatever the peer's bytes say.
+void disownVec(const void* vec);
+}  // namespace details
+
 template <typename T>
 status_t readEmbeddedFromParcel(const hidl_vec<T>& vec, const Parcel& parcel, size_t parentHandle,
                                 size_t parentOffset, size_t* handle) {
+    details::disownVec(&vec);
     // The size has 32 bits, so that the product cannot overflow.
     const void* data = nullptr;
     return parcel.readEmbeddedBuffer(vec.size() * sizeof(T), handle, parentHandle,

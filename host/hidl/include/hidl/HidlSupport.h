@@ -59,7 +59,7 @@ struct hidl_handle {
 
     details::hidl_pointer<const native_handle_t> mHandle;
     bool mOwnsHandle;
-    uint8_t mPad[7];
+    [[maybe_unused]] uint8_t mPad[7];
 };
 
 // A text with a NUL behind it; it may hold NULs. Owns its bytes unless set to external ones.
@@ -104,7 +104,7 @@ struct hidl_string {
     details::hidl_pointer<const char> mBuffer;
     uint32_t mSize;
     bool mOwnsBuffer;
-    uint8_t mPad[3];
+    [[maybe_unused]] uint8_t mPad[3];
 };
 
 inline bool operator==(const hidl_string& a, const hidl_string& b) {
@@ -277,7 +277,7 @@ struct hidl_vec {
     details::hidl_pointer<T> mBuffer;
     uint32_t mSize;
     bool mOwnsBuffer;
-    uint8_t mPad[3];
+    [[maybe_unused]] uint8_t mPad[3];
 };
 
 // An array of fixed dimensions, laid out row by row.
@@ -350,9 +350,16 @@ using hidl_bitfield = typename std::underlying_type<E>::type;
 
 namespace details {
 
-// The values of a generated enum; hidl-gen specialises it.
+// The values of a generated enum. hidl-gen specialises it in headers without saying inline, which
+// clang would give external linkage; so each file has a copy of its own, as g++ has anyway.
+#if defined(__clang__)
+namespace {
+#endif
 template <typename E>
 constexpr std::array<E, 0> hidl_enum_values = {};
+#if defined(__clang__)
+}  // namespace
+#endif
 
 std::string toHexString(uint64_t value);
 

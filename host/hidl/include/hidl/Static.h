@@ -9,6 +9,7 @@
 #include <string>
 
 #include <hidl/ConcurrentMap.h>
+#include <hidl/HidlInternal.h>
 #include <hwbinder/Binder.h>
 
 #ifndef SCHED_NORMAL

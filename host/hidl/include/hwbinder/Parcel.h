@@ -105,6 +105,8 @@ class Parcel {
     // For the transport: what was written; and what came in, with its descriptors.
     const ParcelContents& contents() const { return mContents; }
     void setContents(ParcelContents contents);
+    // Moves the contents out. The descriptors stay with whoever owned them.
+    ParcelContents takeContents();
 
   private:
     struct Buffer {

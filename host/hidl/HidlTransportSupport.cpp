@@ -1,0 +1,44 @@
+// RPC threads as services configure them, and the identity of objects.
+#define LOG_TAG "host-hidl"
+
+#include <hidl/HidlTransportSupport.h>
+#include <log/log.h>
+
+#include "RpcThreads.h"
+
+namespace android::hardware {
+
+ProcessState* ProcessState::self() {
+    static ProcessState state;
+    return &state;
+}
+
+void ProcessState::startThreadPool() {
+    RpcThreads::get().start();
+}
+
+status_t ProcessState::setThreadPoolConfiguration(size_t maxThreads, bool callerJoinsPool) {
+    if (maxThreads == 0) return BAD_VALUE;
+    RpcThreads::get().configure(maxThreads, callerJoinsPool);
+    return OK;
+}
+
+void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
+    if (ProcessState::self()->setThreadPoolConfiguration(maxThreads, callerWillJoin) != OK) {
+        LOG_ALWAYS_FATAL("An RPC thread pool needs at least one thread.");
+    }
+}
+
+void joinRpcThreadpool() {
+    RpcThreads::get().join();
+}
+
+bool interfacesEqual(const sp<::android::hidl::base::V1_0::IBase>& left,
+                     const sp<::android::hidl::base::V1_0::IBase>& right) {
+    if (left == nullptr || right == nullptr || !left->isRemote() || !right->isRemote()) {
+        return left == right;
+    }
+    return toBinder(left) == toBinder(right);
+}
+
+}  // namespace android::hardware

@@ -1,0 +1,56 @@
+// The directory of services: <directory>/<interface descriptor>/<instance> is the socket of a
+// service under its most derived interface, and a relative symbolic link to it under the others.
+//
+// The directory is HIDL_SOCKET_DIR; else /run/hidl for root, and $XDG_RUNTIME_DIR/hidl or
+// /tmp/hidl-UID for other users. It is made when something is registered, and must belong to the
+// user and be writable by nobody else. A socket that nobody answers counts as absent.
+//
+// Functions log why they fail. They may be called by any thread.
+#pragma once
+
+#include <sys/types.h>
+#include <utils/Errors.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "UniqueFd.h"
+
+namespace android::hardware::registry {
+
+// Tells one registration from another, also from a later one of the same name.
+struct SocketId {
+    uint64_t device;
+    uint64_t inode;
+    int64_t changedSeconds;
+    int64_t changedNanoseconds;
+
+    auto operator<=>(const SocketId&) const = default;
+};
+
+struct ServiceSocket {
+    // Keeps the socket of this registration in hand, whatever happens to its name.
+    UniqueFd path;
+    SocketId id;
+};
+
+// Where services are registered.
+std::string directory();
+
+// A listening socket under the names, most derived interface first. ALREADY_EXISTS: a live service
+// has one of them. The names go when the process exits in good order.
+status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
+                 UniqueFd* listener);
+
+// The socket of a registered service, which may be stale; nothing when there is none.
+std::optional<ServiceSocket> find(const std::string& descriptor, const std::string& instance);
+
+// A connection to the service; not ok() when nobody answers, or somebody else's process does.
+UniqueFd connectTo(const ServiceSocket& socket);
+
+// Whether the process at the other end of a connection runs as the same user. Logs when not.
+bool isPeerOfSameUser(int connection);
+
+}  // namespace android::hardware::registry

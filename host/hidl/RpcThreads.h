@@ -1,0 +1,116 @@
+// The threads that run what other processes ask for.
+//
+// A call belongs to a chain: the calls that wait for one another, across processes. A call that
+// comes in for a chain in which a thread of this process waits is run by that thread; every other
+// one by a thread of the pool.
+#pragma once
+
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace android::hardware {
+
+// Something to run once. It is also destroyed on the thread that ran it.
+class Job {
+  public:
+    virtual ~Job() = default;
+    virtual void run() = 0;
+};
+
+template <typename Function>
+std::unique_ptr<Job> makeJob(Function function) {
+    class FunctionJob : public Job {
+      public:
+        explicit FunctionJob(Function f) : mFunction(std::move(f)) {}
+        ~FunctionJob() noexcept override = default;
+        void run() override { mFunction(); }
+
+      private:
+        Function mFunction;
+    };
+    return std::make_unique<FunctionJob>(std::move(function));
+}
+
+// 0: none. A chain is known by the same number in all processes that take part in it.
+using ChainId = uint64_t;
+
+class RpcThreads {
+  public:
+    // Never destroyed.
+    static RpcThreads& get();
+
+    // At most `maxThreads`, one of them a thread that joins if `callerWillJoin`.
+    void configure(size_t maxThreads, bool callerWillJoin);
+    // Allows threads to be started, which happens when there is something to run.
+    void start();
+    // Makes the calling thread one of the pool. Does not return.
+    [[noreturn]] void join();
+
+    // Runs the job on a thread of the pool, in the order of these calls.
+    void run(std::unique_ptr<Job> job);
+    // Runs the job on the thread that waits in the chain, if there is one.
+    void run(ChainId chain, std::unique_ptr<Job> job);
+
+  private:
+    friend class ChainCaller;
+    struct Waiter {
+        Condition wake;
+        // Both guarded by the mutex of RpcThreads.
+        std::deque<std::unique_ptr<Job>> jobs;
+        bool finished = false;
+    };
+
+    void enqueue(std::unique_ptr<Job> job) REQUIRES(mMutex);
+    void spawnIfNeeded() REQUIRES(mMutex);
+    [[noreturn]] void serve();
+
+    Mutex mMutex;
+    Condition mJobAdded;
+    std::deque<std::unique_ptr<Job>> mJobs GUARDED_BY(mMutex);
+    std::map<ChainId, std::vector<std::shared_ptr<Waiter>>> mWaiters GUARDED_BY(mMutex);
+    bool mStarted GUARDED_BY(mMutex) = false;
+    size_t mIdle GUARDED_BY(mMutex) = 0;
+    size_t mSpawned GUARDED_BY(mMutex) = 0;
+    size_t mMaxSpawned GUARDED_BY(mMutex) = 1;
+};
+
+// Makes the calling thread a member of a chain while a call is served.
+class ChainMember {
+  public:
+    explicit ChainMember(ChainId chain);
+    ~ChainMember();
+    ChainMember(const ChainMember&) = delete;
+    ChainMember& operator=(const ChainMember&) = delete;
+
+  private:
+    const ChainId mOuter;
+};
+
+// A call that the current thread makes, and its place in its chain.
+class ChainCaller {
+  public:
+    // Continues the chain of the call that this thread serves, or begins a new one.
+    ChainCaller();
+    ~ChainCaller();
+    ChainCaller(const ChainCaller&) = delete;
+    ChainCaller& operator=(const ChainCaller&) = delete;
+
+    ChainId chain() const { return mChain; }
+    // Runs calls of this chain until finish() was called.
+    void wait();
+    // From another thread, once.
+    void finish();
+
+  private:
+    RpcThreads& mThreads;
+    const ChainId mChain;
+    const std::shared_ptr<RpcThreads::Waiter> mWaiter;
+};
+
+}  // namespace android::hardware
