@@ -48,7 +48,8 @@ target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 # Declares a GoogleTest program; each of its tests becomes a process of its own, since the state of
 # the service is process-wide. MAIN: the sources bring their own main(). Label "threads": the test
 # is one where threads meet, and runs under ThreadSanitizer in every ./test.sh. The time limit only
-# ends a test that hangs.
+# ends a test that hangs. The sanitizers' options stand in CMakePresets.json, so that the programs
+# which a test starts get them too.
 function(bivista_test name)
     cmake_parse_arguments(arg "MAIN" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -60,13 +61,11 @@ function(bivista_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
+    set(properties TIMEOUT ${arg_TIMEOUT})
+    if(arg_LABELS)
+        list(APPEND properties LABELS "${arg_LABELS}")
+    endif()
     include(GoogleTest)
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
-            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
-            ENVIRONMENT "${BIVISTA_TEST_ENVIRONMENT}")
+            PROPERTIES ${properties})
 endfunction()
-
-set(BIVISTA_TEST_ENVIRONMENT
-        "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
-        "UBSAN_OPTIONS=print_stacktrace=1"
-        "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp:second_deadlock_stack=1")

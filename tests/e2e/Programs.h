@@ -1,0 +1,84 @@
+// The real programs of one build, started as a person starts them, in a registry folder of their
+// own.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+namespace e2e {
+
+struct Outcome {
+    int status = -1;  // exit status, or 128 + the signal that ended it
+    std::string out;
+    std::string err;
+};
+
+// A program that was started and may still run. Ended, if need be by SIGKILL, with the object.
+class Program {
+  public:
+    // Output goes to files, which can be read while it runs.
+    Program(const std::vector<std::string>& command, const std::string& folder);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    pid_t pid() const { return mPid; }
+    bool isRunning();
+    std::string out() const;
+    std::string err() const;
+    void signal(int number) const;
+    // Waits for its end.
+    Outcome wait();
+
+  private:
+    pid_t mPid = -1;
+    int mStatus = -1;
+    const std::string mOut;
+    const std::string mErr;
+};
+
+// Path of a program of this build.
+std::string bin(const std::string& name);
+inline const std::string kService = "vendor.qmx.hardware.bivista@1.1-service";
+
+// Fixture: a registry folder, and on demand the emulated phone with the service on it.
+class ProgramsTest : public testing::Test {
+  protected:
+    ProgramsTest();
+    ~ProgramsTest() override;
+
+    // Runs a program to its end.
+    Outcome run(const std::vector<std::string>& command) const;
+    // bivistactl call, and the rest of the arguments.
+    Outcome call(std::vector<std::string> arguments) const;
+    // bivista-emulator ctl, which must succeed.
+    void ctl(std::vector<std::string> arguments) const;
+
+    // Starts the service on the emulated phone; waits until it serves. With a cover, waits until it
+    // is attached too.
+    void startPhone(const std::vector<std::string>& options = {});
+    bool isCoverReady() const;
+    void awaitCover() const;
+    void awaitNoCover() const;
+    pid_t servicePid() const;
+
+    // The journal file, whole.
+    std::string journal() const;
+    std::string log() const { return phone->err(); }
+
+    // Waits until a condition holds; the test's time limit ends a wait in vain.
+    static void await(const std::function<bool()>& condition);
+    // Waits until the log of the service holds this text, `times` times.
+    void awaitLog(const std::string& text, size_t times = 1) const;
+
+    const std::string folder;
+    std::unique_ptr<Program> phone;
+};
+
+size_t count(const std::string& text, const std::string& part);
+
+}  // namespace e2e
