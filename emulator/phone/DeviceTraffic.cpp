@@ -90,7 +90,8 @@ void Devices::noteTtyOpen(const OpenCall& call) {
 }
 
 void Devices::nodeWritten(const std::string& path, const std::string& bytes) {
-    if (path == kRecovery && bytes == "Y" && mCover) mController->recover(EventLoop::now());
+    // As the driver: the first byte counts.
+    if (path == kRecovery && bytes[0] == 'Y' && mCover) mController->recover(EventLoop::now());
 }
 
 }  // namespace phone

@@ -1,0 +1,108 @@
+#include "emulator/phone/control/ControlServer.h"
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include <fcntl.h>
+#include <httplib.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "emulator/phone/Fd.h"
+#include "emulator/phone/Files.h"
+#include "emulator/phone/control/Requests.h"
+#include "emulator/phone/control/SocketFolder.h"
+
+namespace control {
+
+namespace {
+
+constexpr size_t kMaxBody = 1 << 20;
+constexpr char kTemporaryName[] = "emulator.sock.new";
+
+bool isAnswered(const std::string& path) {
+    const phone::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+    return connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+}  // namespace
+
+class ControlServer::Impl {
+  public:
+    Impl(phone::Phone& phone, const std::string& folder);
+    ~Impl();
+
+  private:
+    // In the folder, by a path that fits a socket address however long the folder's own is.
+    std::string pathOf(const char* name) const {
+        return "/proc/self/fd/" + std::to_string(mFolder.get()) + "/" + name;
+    }
+    void bind(const std::string& folder);
+
+    const phone::Fd mFolder;
+    std::atomic<bool> mStopping = false;
+    httplib::Server mServer;
+    std::thread mThread;
+    ino_t mSocket = 0;
+};
+
+ControlServer::Impl::Impl(phone::Phone& phone, const std::string& folder)
+    : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    if (!mFolder) phone::throwErrno("cannot open " + folder);
+    addRequests(mServer, phone, mStopping);
+    mServer.set_payload_max_length(kMaxBody);
+    bind(folder);
+
+    sigset_t all;
+    sigset_t old;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &old);
+    mThread = std::thread([this] { mServer.listen_after_bind(); });
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    // A server that is stopped before it runs would run for ever.
+    while (!mServer.is_running()) std::this_thread::yield();
+}
+
+void ControlServer::Impl::bind(const std::string& folder) {
+    if (isAnswered(pathOf(kSocketName))) {
+        throw phone::Error("an emulator is running already on " + folder + "/" + kSocketName +
+                           ": end it, or choose another folder with HIDL_SOCKET_DIR");
+    }
+    const std::string temporary = pathOf(kTemporaryName);
+    unlink(temporary.c_str());
+    if (!mServer.set_address_family(AF_UNIX).bind_to_port(temporary, 80)) {
+        phone::throwErrno("cannot make a socket in " + folder);
+    }
+    struct stat status = {};
+    chmod(temporary.c_str(), 0600);
+    stat(temporary.c_str(), &status);
+    mSocket = status.st_ino;
+    if (rename(temporary.c_str(), pathOf(kSocketName).c_str()) != 0) {
+        phone::throwErrno("cannot make " + folder + "/" + kSocketName);
+    }
+}
+
+ControlServer::Impl::~Impl() {
+    struct stat status = {};
+    const std::string path = pathOf(kSocketName);
+    // Another emulator may have put its own there after ours was removed.
+    if (stat(path.c_str(), &status) == 0 && status.st_ino == mSocket) unlink(path.c_str());
+    mStopping = true;
+    mServer.stop();
+    mThread.join();
+}
+
+ControlServer::ControlServer(phone::Phone& phone, const std::string& folder)
+    : mImpl(std::make_unique<Impl>(phone, folder)) {}
+
+ControlServer::~ControlServer() = default;
+
+}  // namespace control

@@ -1,0 +1,25 @@
+// The emulator's control interface: HTTP and JSON on a Unix socket. README.md describes it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "emulator/phone/Phone.h"
+
+namespace control {
+
+class ControlServer {
+  public:
+    // Serves `phone` on <folder>/emulator.sock until destroyed. A socket that nobody answers is
+    // replaced. Throws phone::Error when another emulator answers there, or it cannot be made.
+    ControlServer(phone::Phone& phone, const std::string& folder);
+    ~ControlServer();
+    ControlServer(const ControlServer&) = delete;
+    ControlServer& operator=(const ControlServer&) = delete;
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> mImpl;
+};
+
+}  // namespace control

@@ -1,0 +1,16 @@
+// What each request of the control interface does.
+#pragma once
+
+#include <atomic>
+
+#include <httplib.h>
+
+#include "emulator/phone/Phone.h"
+
+namespace control {
+
+// Routes all requests of `server` to `phone`. Requests that wait for the journal end when
+// `stopping` becomes true.
+void addRequests(httplib::Server& server, phone::Phone& phone, const std::atomic<bool>& stopping);
+
+}  // namespace control

@@ -1,0 +1,363 @@
+#include "emulator/phone/program/CtlCommand.h"
+
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <fcntl.h>
+#include <httplib.h>
+#include <sys/socket.h>
+#include <nlohmann/json.hpp>
+
+#include "emulator/cover/Text.h"
+#include "emulator/phone/Fd.h"
+#include "emulator/phone/control/SocketFolder.h"
+
+namespace emulator {
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+constexpr int kJournalWaitMs = 30'000;
+// Longer than a request may wait for the journal, or for the phone to read.
+constexpr int kReadTimeoutS = 60;
+
+// One conversation with the emulator. Failures are told on standard error and kept as status.
+class Session {
+  public:
+    Session()
+        : mFolder(control::socketFolder()),
+          mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+          mClient("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
+        mClient.set_address_family(AF_UNIX);
+        mClient.set_read_timeout(kReadTimeoutS);
+    }
+
+    int status() const { return mStatus; }
+
+    std::optional<Json> get(const std::string& path, const httplib::Params& params = {}) {
+        return take(mClient.Get(path, params, httplib::Headers()));
+    }
+    std::optional<Json> post(const std::string& path, const Json& body = Json::object()) {
+        const std::optional<std::string> text = encode(body);
+        return text ? take(mClient.Post(path, *text, kJson)) : std::nullopt;
+    }
+    std::optional<Json> put(const std::string& path, const Json& body) {
+        const std::optional<std::string> text = encode(body);
+        return text ? take(mClient.Put(path, *text, kJson)) : std::nullopt;
+    }
+    std::optional<Json> remove(const std::string& path, const httplib::Params& params = {}) {
+        return take(mClient.Delete(httplib::append_query_params(path, params)));
+    }
+
+  private:
+    static constexpr char kJson[] = "application/json";
+
+    std::optional<std::string> encode(const Json& body) {
+        try {
+            return body.dump();
+        } catch (const Json::type_error&) {
+            std::cerr << "bivista-emulator: an argument is not UTF-8: write \\xHH for such bytes\n";
+            mStatus = kUsage;
+            return std::nullopt;
+        }
+    }
+
+    std::optional<Json> take(const httplib::Result& result) {
+        if (!result) {
+            std::cerr << "bivista-emulator: no emulator answers on " << mFolder << "/"
+                      << control::kSocketName
+                      << ": start one with \"bivista-emulator run -- PROGRAM\" (HIDL_SOCKET_DIR "
+                         "must be the same for both)\n";
+            mStatus = kNoEmulator;
+            return std::nullopt;
+        }
+        const Json body = Json::parse(result->body, nullptr, false);
+        if (result->status == 200 && body.is_object()) return body;
+        std::cerr << "bivista-emulator: " << body.value("error", "answered with an error") << "\n";
+        mStatus = kRefused;
+        return std::nullopt;
+    }
+
+    const std::string mFolder;
+    const phone::Fd mFolderFd;
+    httplib::Client mClient;
+    int mStatus = 0;
+};
+
+// Adds a command whose `work` gets a session. Options are kept by shared pointers in the closures.
+template <typename Work>
+CLI::App* add(CLI::App& app, const char* name, const char* help, int* status, Work work) {
+    CLI::App* command = app.add_subcommand(name, help);
+    command->callback([status, work] {
+        Session session;
+        work(session);
+        *status = session.status();
+    });
+    return command;
+}
+
+void addAttach(CLI::App& ctl, int* status) {
+    struct Options {
+        int tty = 0;
+        bool noTty = false;
+        bool noUsb = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = add(ctl, "attach", "Put the cover on", status, [options](Session& session) {
+        session.post("/v1/attach", {{"tty", options->tty},
+                                    {"with_tty", !options->noTty},
+                                    {"with_usb", !options->noUsb}});
+    });
+    command->add_option("--tty", options->tty, "Number of its ttyACM")->check(CLI::Range(0, 255));
+    command->add_flag("--no-tty", options->noTty, "Only its USB device shows");
+    command->add_flag("--no-usb", options->noUsb, "Only its tty shows");
+}
+
+void addDetach(CLI::App& ctl, int* status) {
+    const auto whenRead = std::make_shared<bool>(false);
+    CLI::App* command =
+            add(ctl, "detach", "Pull the cover off", status, [whenRead](Session& session) {
+                session.post("/v1/detach", {{"unread", *whenRead ? "read" : "lost"}});
+            });
+    command->add_flag("--when-read", *whenRead, "Not before the phone has read what was sent");
+    add(ctl, "reattach", "Pull the cover off and put it on at once", status,
+        [](Session& session) { session.post("/v1/reattach"); });
+}
+
+void addLoader(CLI::App& ctl, int* status) {
+    CLI::App* loader = ctl.add_subcommand("loader", "The cover's loader on the USB bus");
+    loader->require_subcommand(1);
+    struct Options {
+        std::string serial = "00000000001A";
+        std::string product = "TQC330R";
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* attach =
+            add(*loader, "attach", "The loader appears", status, [options](Session& session) {
+                session.post("/v1/loader",
+                             {{"serial", options->serial}, {"product", options->product}});
+            });
+    attach->add_option("--serial", options->serial,
+                       "00000000001A: sent there, 00000000001B: no firmware")
+            ->capture_default_str();
+    attach->add_option("--product", options->product, "Product string")->capture_default_str();
+    add(*loader, "detach", "The loader goes", status,
+        [](Session& session) { session.remove("/v1/loader"); });
+}
+
+void addFault(CLI::App& ctl, int* status) {
+    struct Options {
+        std::vector<std::string> words;
+        bool clear = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = add(
+            ctl, "fault", "Set a fault; without arguments list those in force", status,
+            [options](Session& session) {
+                if (options->clear) {
+                    session.remove("/v1/faults");
+                } else if (!options->words.empty()) {
+                    session.post("/v1/faults", {{"text", CLI::detail::join(options->words, " ")}});
+                } else if (const std::optional<Json> list = session.get("/v1/faults")) {
+                    for (const Json& fault : list->at("faults")) {
+                        std::cout << fault.get<std::string>() << "\n";
+                    }
+                }
+            });
+    CLI::Option* words = command->add_option("TEXT", options->words,
+                                             "The fault, as one argument or several words");
+    command->add_flag("--clear", options->clear, "Take all faults away")->excludes(words);
+    command->footer(
+            "A fault is one of\n"
+            "  on PREFIX EFFECT [times N]   commands that begin with PREFIX (*: all); EFFECT is\n"
+            "     silent | late 2s | split 1ms | garble [all] | error | before \"TEXT\" |\n"
+            "     after \"TEXT\" | hangup [after N] | answer \"TEXT\" | half | flood [N]\n"
+            "  node PATH missing|unreadable|unwritable|eio\n\n"
+            "Examples:\n"
+            "  bivista-emulator ctl fault 'on AT%SWV silent times 1'\n"
+            "  bivista-emulator ctl fault node /sys/class/bivista/bv2/bv2_recovery missing");
+}
+
+void printEntries(const Json& page) {
+    for (const Json& entry : page.at("entries")) std::cout << entry.dump() << "\n";
+    std::cout.flush();
+}
+
+void addJournal(CLI::App& ctl, int* status) {
+    struct Options {
+        uint64_t since = 1;
+        bool follow = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = add(ctl, "journal", "Print the journal, one JSON object a line", status,
+                            [options](Session& session) {
+                                uint64_t since = options->since;
+                                for (;;) {
+                                    httplib::Params params = {{"since", std::to_string(since)}};
+                                    if (options->follow) {
+                                        params.emplace("wait_ms", std::to_string(kJournalWaitMs));
+                                    }
+                                    const std::optional<Json> page =
+                                            session.get("/v1/journal", params);
+                                    if (!page) return;
+                                    printEntries(*page);
+                                    if (page->at("entries").empty() && !options->follow) return;
+                                    since = page->at("next").get<uint64_t>();
+                                }
+                            });
+    command->add_option("--since", options->since, "First entry's number")->capture_default_str();
+    command->add_flag("--follow", options->follow, "Go on until ended");
+}
+
+void printMembers(const Json& object, const std::string& indent) {
+    for (const auto& [name, value] : object.items()) {
+        std::cout << indent << name << ": "
+                  << (value.is_string() ? value.get<std::string>() : value.dump()) << "\n";
+    }
+}
+
+void addShow(CLI::App& ctl, int* status) {
+    const auto asJson = std::make_shared<bool>(false);
+    CLI::App* command =
+            add(ctl, "show", "Show what the cover is doing", status, [asJson](Session& session) {
+                const std::optional<Json> state = session.get("/v1/state");
+                if (!state) return;
+                if (*asJson) {
+                    std::cout << state->dump() << "\n";
+                    return;
+                }
+                std::cout << "attached: " << state->at("attached") << "\ncover:\n";
+                printMembers(state->at("cover"), "  ");
+                std::cout << "properties:\n";
+                printMembers(state->at("properties"), "  ");
+                std::cout << "faults:\n";
+                for (const Json& fault : state->at("faults")) {
+                    std::cout << "  " << fault.get<std::string>() << "\n";
+                }
+            });
+    command->add_flag("--json", *asJson, "As one JSON object");
+}
+
+void addProperty(CLI::App& ctl, int* status) {
+    struct Options {
+        std::string key;
+        std::string value;
+        bool clear = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = ctl.add_subcommand(
+            "property", "Set a system property; without arguments list them all");
+    CLI::Option* key = command->add_option("KEY", options->key);
+    CLI::Option* value = command->add_option("VALUE", options->value);
+    key->needs(value);
+    value->needs(key);
+    command->add_flag("--clear", options->clear, "Take all properties away")->excludes(key);
+    command->callback([options, key, status] {
+        Session session;
+        if (options->clear) {
+            session.remove("/v1/properties");
+        } else if (key->count() != 0) {
+            session.put("/v1/properties", {{"key", cover::escape(options->key)},
+                                           {"value", cover::escape(options->value)}});
+        } else if (const std::optional<Json> list = session.get("/v1/properties")) {
+            printMembers(list->at("properties"), "");
+        }
+        *status = session.status();
+    });
+}
+
+void addNode(CLI::App& ctl, int* status) {
+    struct Options {
+        std::string path;
+        std::string text;
+        bool remove = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command =
+            ctl.add_subcommand("node", "Print a file of the phone, or give it the content TEXT");
+    command->add_option("PATH", options->path)->required();
+    CLI::Option* text = command->add_option("TEXT", options->text, "May hold \\n, \\xHH, \\\\");
+    command->add_flag("--remove", options->remove, "Remove the file")->excludes(text);
+    command->callback([options, text, status] {
+        Session session;
+        if (options->remove) {
+            session.remove("/v1/node", {{"path", options->path}});
+        } else if (text->count() != 0) {
+            session.put("/v1/node", {{"path", options->path}, {"bytes", options->text}});
+        } else if (const auto node = session.get("/v1/node", {{"path", options->path}})) {
+            std::cout << node->at("bytes").get<std::string>() << "\n";
+        }
+        *status = session.status();
+    });
+}
+
+void addWakeLock(CLI::App& ctl, int* status) {
+    const auto state = std::make_shared<std::string>();
+    CLI::App* command = add(ctl, "wakelock", "The display's wake lock: on is a lit display", status,
+                            [state](Session& session) {
+                                session.put("/v1/wakelock", {{"held", *state == "on"}});
+                            });
+    command->add_option("STATE", *state)->required()->check(CLI::IsMember({"on", "off"}));
+}
+
+void addCover(CLI::App& ctl, int* status) {
+    struct Options {
+        std::string version;
+        std::string cutout;
+        int polls = 0;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = ctl.add_subcommand("cover", "Change what the cover is like");
+    CLI::Option* version = command->add_option("--firmware-version", options->version);
+    CLI::Option* cutout = command->add_option("--cutout", options->cutout);
+    CLI::Option* polls = command->add_option("--hot-plug-polls", options->polls,
+                                             "\"Off\" answers before the first \"On\"");
+    command->callback([=] {
+        Json body = Json::object();
+        if (version->count() != 0) body["version"] = options->version;
+        if (cutout->count() != 0) body["cutout"] = options->cutout;
+        if (polls->count() != 0) body["hot_plug_polls"] = options->polls;
+        Session session;
+        session.put("/v1/cover", body);
+        *status = session.status();
+    });
+}
+
+void addSend(CLI::App& ctl, int* status) {
+    const auto text = std::make_shared<std::string>();
+    CLI::App* command = add(ctl, "send", "Send bytes from the cover, such as a line of its log",
+                            status, [text](Session& session) {
+                                session.post("/v1/send", {{"bytes", *text}});
+                            });
+    command->add_option("TEXT", *text, "May hold \\r, \\n, \\xHH, \\\\")->required();
+    add(ctl, "reset", "Make the phone as it was at its start: no cover, no faults", status,
+        [](Session& session) { session.post("/v1/reset"); });
+}
+
+}  // namespace
+
+void addCtl(CLI::App& app, int* status) {
+    CLI::App* ctl = app.add_subcommand("ctl", "Speak to a running emulator");
+    ctl->require_subcommand(1);
+    ctl->footer(
+            "Exit status: 0 done, 1 refused by the emulator, 2 wrong arguments, 3 no emulator.\n\n"
+            "Examples:\n"
+            "  bivista-emulator ctl detach\n"
+            "  bivista-emulator ctl fault 'on AT%SWV late 2s times 1'\n"
+            "  bivista-emulator ctl journal --follow");
+    addAttach(*ctl, status);
+    addDetach(*ctl, status);
+    addLoader(*ctl, status);
+    addFault(*ctl, status);
+    addJournal(*ctl, status);
+    addShow(*ctl, status);
+    addProperty(*ctl, status);
+    addNode(*ctl, status);
+    addWakeLock(*ctl, status);
+    addCover(*ctl, status);
+    addSend(*ctl, status);
+}
+
+}  // namespace emulator

@@ -1,0 +1,143 @@
+#include "emulator/phone/program/RunCommand.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "emulator/phone/Phone.h"
+#include "emulator/phone/World.h"
+#include "emulator/phone/control/ControlServer.h"
+#include "emulator/phone/control/SocketFolder.h"
+
+namespace emulator {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void refuseHidden(const std::string& path, const char* what) {
+    if (path.empty() || !phone::isHiddenByWorld(path)) return;
+    throw phone::Error(std::string(what) + " " + path +
+                       " lies in a folder that the phone has as its own (/dev, /sys, /data, "
+                       "/system_ext): use a copy elsewhere");
+}
+
+void setUp(phone::Phone& phone, const RunOptions& options) {
+    if (!options.journal.empty() && !phone.journal().writeTo(options.journal)) {
+        throw phone::Error("cannot write the journal " + options.journal + ": " + strerror(errno));
+    }
+    for (const std::string& property : options.properties) {
+        const size_t equals = property.find('=');
+        phone.setProperty(property.substr(0, equals), property.substr(equals + 1));
+    }
+    for (const std::string& fault : options.faults) phone.setFault(fault);
+    if (!options.firmwareVersion.empty()) {
+        cover::Options cover = phone.coverOptions();
+        cover.version = options.firmwareVersion;
+        phone.setCoverOptions(cover);
+    }
+    if (!options.withCover) return;
+    phone::CoverOptions cover;
+    cover.tty = options.tty;
+    phone.attachCover(cover);
+}
+
+// Signals that are passed on to the program.
+constexpr int kForwarded[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2};
+
+sigset_t blockSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGCHLD);
+    for (int number : kForwarded) sigaddset(&signals, number);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+int exitStatus(int status) {
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// Reaps children; true with *status when the program is among them.
+bool reap(pid_t program, int* status) {
+    bool ended = false;
+    int childStatus = 0;
+    for (pid_t child; (child = waitpid(-1, &childStatus, WNOHANG)) > 0;) {
+        if (child != program) continue;
+        *status = childStatus;
+        ended = true;
+    }
+    return ended;
+}
+
+int attend(pid_t program, const sigset_t& signals) {
+    int status = 0;
+    while (!reap(program, &status)) {
+        siginfo_t info = {};
+        const int number = sigwaitinfo(&signals, &info);
+        // What was typed at the terminal has reached the program already.
+        if (number > 0 && number != SIGCHLD && info.si_code != SI_KERNEL) kill(program, number);
+    }
+    return exitStatus(status);
+}
+
+// Ends what the program has left running: its kernel goes now. They are all our children, as theirs
+// have ended.
+void endOrphans() {
+    for (;;) {
+        std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
+        for (pid_t child; children >> child;) kill(child, SIGKILL);
+        if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD) return;
+    }
+}
+
+int runOnPhone(const RunOptions& options, const std::string& folder, const sigset_t& signals) {
+    phone::Phone phone;
+    setUp(phone, options);
+    const control::ControlServer server(phone, folder);
+    // The program is root here, whoever started it: it must meet its clients at the same place.
+    setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
+    unsetenv("ANDROID_PROPERTY_FILE");
+    pid_t program = -1;
+    try {
+        program = phone.spawn(options.program);
+    } catch (const phone::Error& error) {
+        fprintf(stderr, "bivista-emulator: %s\n", error.what());
+        return kProgramFailed;
+    }
+    const int status = attend(program, signals);
+    endOrphans();
+    return status;
+}
+
+}  // namespace
+
+int run(const RunOptions& options) {
+    try {
+        const std::string folder = fs::absolute(control::socketFolder());
+        refuseHidden(folder, "the socket folder");
+        refuseHidden(options.journal, "the journal");
+        if (options.program[0].find('/') != std::string::npos) {
+            refuseHidden(options.program[0], "the program");
+        }
+        control::makeSocketFolder(folder);
+        const sigset_t signals = blockSignals();
+        const std::string forbidden = phone::enterWorld();
+        if (!forbidden.empty()) throw phone::Error(forbidden);
+        prctl(PR_SET_CHILD_SUBREAPER, 1);
+        return runOnPhone(options, folder, signals);
+    } catch (const std::exception& error) {
+        fprintf(stderr, "bivista-emulator: %s\n", error.what());
+        return kPhoneFailed;
+    }
+}
+
+}  // namespace emulator
