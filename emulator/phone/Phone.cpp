@@ -1,6 +1,7 @@
 #include "emulator/phone/Phone.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
@@ -118,7 +119,10 @@ struct Phone::Parts {
     }
 };
 
-Phone::Phone() : mParts(std::make_unique<Parts>()) {
+Phone::Phone() {
+    // Its own files would be recorded by the phone around it.
+    if (getenv(kSupervisedVariable) != nullptr) throwSupervisedAlready();
+    mParts = std::make_unique<Parts>();
     mParts->journal.setSync(
             [parts = mParts.get()] { parts->loop.call([parts] { parts->devices.record(); }); });
     mParts->loop.start([parts = mParts.get()] { return parts->devices.turn(); });
@@ -131,6 +135,7 @@ Phone::~Phone() {
 void Phone::superviseThisThread() {
     Fd listener(installFilter(makeOpenFilter(findCLibrary())));
     if (!listener) throwSupervision();
+    setenv(kSupervisedVariable, "1", 1);
     mParts->call([&](Devices& devices) { devices.supervise(std::move(listener)); });
 }
 
@@ -146,6 +151,7 @@ pid_t Phone::spawn(const std::vector<std::string>& command) {
     for (const std::string& argument : command) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
     const std::vector<sock_filter> filter = makeOpenFilter({});
+    setenv(kSupervisedVariable, "1", 1);
 
     const pid_t child = fork();
     if (child < 0) throwErrno("cannot start a process");

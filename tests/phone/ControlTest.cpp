@@ -1,0 +1,297 @@
+// The control interface: what each request does, and how wrong ones are answered.
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <thread>
+
+#include <httplib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <nlohmann/json.hpp>
+
+#include "emulator/phone/Fd.h"
+#include "emulator/phone/control/ControlServer.h"
+#include "emulator/phone/control/SocketFolder.h"
+#include "tests/support/PhoneTest.h"
+
+namespace {
+
+using nlohmann::json;
+using phone::Kind;
+
+struct Reply {
+    int status = 0;  // 0: no answer
+    json body;
+};
+
+class ControlTest : public support::PhoneTest {
+  protected:
+    ControlTest() : mFolder(control::socketFolder()), mClient(mFolder + "/emulator.sock") {
+        control::makeSocketFolder(mFolder);
+        server.emplace(phone, mFolder);
+        mClient.set_address_family(AF_UNIX);
+    }
+
+    Reply request(const std::string& method, const std::string& path, const std::string& body) {
+        httplib::Request request;
+        request.method = method;
+        request.path = path;
+        request.body = body;
+        const httplib::Result result = mClient.send(request);
+        if (!result) return {};
+        return {result->status, json::parse(result->body, nullptr, false)};
+    }
+    Reply get(const std::string& path) { return request("GET", path, ""); }
+    Reply post(const std::string& path, const json& body = json::object()) {
+        return request("POST", path, body.dump());
+    }
+    Reply put(const std::string& path, const json& body) {
+        return request("PUT", path, body.dump());
+    }
+    Reply remove(const std::string& path) { return request("DELETE", path, ""); }
+
+    const std::string mFolder;
+    std::optional<control::ControlServer> server;
+
+  private:
+    httplib::Client mClient;
+};
+
+TEST_F(ControlTest, AttachesAndDetachesTheCover) {
+    EXPECT_EQ(post("/v1/attach").status, 200);
+    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_EQ(post("/v1/reattach").status, 200);
+    EXPECT_EQ(post("/v1/detach").status, 200);
+    EXPECT_FALSE(phone.isCoverAttached());
+}
+
+TEST_F(ControlTest, AttachesAsAsked) {
+    EXPECT_EQ(post("/v1/attach", {{"tty", 3}, {"with_usb", false}, {"id_vendor", "zz\n"}}).status,
+              200);
+    EXPECT_EQ(access("/dev/ttyACM3", F_OK), 0);
+    EXPECT_EQ(phone.node("/sys/class/tty/ttyACM3/device/../idVendor"), "zz\n");
+    EXPECT_EQ(phone.node("/sys/class/tty/ttyACM3/device/../idProduct"), "6a2f\n");
+    EXPECT_NE(access("/sys/bus/usb/devices/1-1", F_OK), 0);
+    EXPECT_EQ(post("/v1/detach", {{"unread", "read"}}).status, 200);
+    EXPECT_EQ(post("/v1/attach", {{"with_tty", false}}).status, 200);
+    EXPECT_EQ(access("/sys/bus/usb/devices/1-1", F_OK), 0);
+}
+
+TEST_F(ControlTest, ShowsTheState) {
+    phone.attachCover();
+    phone.setProperty("k", "v\xff");
+    phone.setFault("on AT silent");
+    const json body = get("/v1/state").body;
+    EXPECT_EQ(body["attached"], true);
+    EXPECT_EQ(body["cover"]["power"], "running");
+    EXPECT_EQ(body["properties"]["k"], "v\\xff");
+    EXPECT_EQ(body["faults"], json(phone.faults()));
+}
+
+TEST_F(ControlTest, SetsListsAndClearsFaults) {
+    EXPECT_EQ(post("/v1/faults", {{"text", "on AT silent"}}).status, 200);
+    EXPECT_EQ(post("/v1/faults", {{"text", "node /sys/x missing"}}).status, 200);
+    EXPECT_EQ(get("/v1/faults").body["faults"], json(phone.faults()));
+    EXPECT_EQ(phone.faults().size(), 2u);
+    EXPECT_EQ(remove("/v1/faults").status, 200);
+    EXPECT_TRUE(phone.faults().empty());
+}
+
+TEST_F(ControlTest, SetsListsAndClearsProperties) {
+    EXPECT_EQ(put("/v1/properties", {{"key", "a.b"}, {"value", "x\\xffy"}}).status, 200);
+    EXPECT_EQ(phone.properties().at("a.b"), "x\xffy");
+    EXPECT_EQ(get("/v1/properties").body["properties"]["a.b"], "x\\xffy");
+    EXPECT_EQ(remove("/v1/properties").status, 200);
+    EXPECT_TRUE(phone.properties().empty());
+}
+
+TEST_F(ControlTest, ReadsWritesAndRemovesFiles) {
+    EXPECT_EQ(put("/v1/node", {{"path", "/sys/a b"}, {"bytes", "1\\n\\x00"}}).status, 200);
+    EXPECT_EQ(phone.node("/sys/a b"), std::string("1\n\0", 3));
+    const Reply reply = get("/v1/node?path=/sys/a%20b");
+    EXPECT_EQ(reply.body["path"], "/sys/a b");
+    EXPECT_EQ(reply.body["bytes"], "1\\n\\x00");
+    EXPECT_EQ(remove("/v1/node?path=/sys/a%20b").status, 200);
+    EXPECT_EQ(phone.node("/sys/a b"), std::nullopt);
+}
+
+TEST_F(ControlTest, BringsTheLoaderAndTakesItAway) {
+    EXPECT_EQ(post("/v1/loader", {{"serial", "00000000001B"}, {"product", "TQB220R"}}).status, 200);
+    EXPECT_EQ(phone.node("/sys/bus/usb/devices/1-1/product"), "TQB220R\n");
+    EXPECT_EQ(remove("/v1/loader").status, 200);
+    EXPECT_EQ(phone.node("/sys/bus/usb/devices/1-1/product"), std::nullopt);
+    EXPECT_EQ(post("/v1/loader").status, 200);
+    EXPECT_EQ(phone.node("/sys/bus/usb/devices/1-1/serial"), "00000000001A\n");
+}
+
+TEST_F(ControlTest, HoldsAndReleasesTheWakeLock) {
+    EXPECT_EQ(put("/v1/wakelock", {{"held", false}}).status, 200);
+    EXPECT_EQ(phone.node(phone::kWakeLock)->find("Display"), std::string::npos);
+    EXPECT_EQ(put("/v1/wakelock", {{"held", true}}).status, 200);
+    EXPECT_NE(phone.node(phone::kWakeLock)->find("Display"), std::string::npos);
+}
+
+TEST_F(ControlTest, ChangesAndSpeaksForTheCover) {
+    EXPECT_EQ(put("/v1/cover", {{"version", "AB-1_x"}, {"hot_plug_polls", 5}}).status, 200);
+    EXPECT_EQ(phone.coverOptions().version, "AB-1_x");
+    EXPECT_EQ(phone.coverOptions().hotPlugPolls, 5);
+    phone.attachCover();
+    EXPECT_EQ(post("/v1/send", {{"bytes", "x\\x00\\n"}}).status, 200);
+    EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("x\0\n", 3));
+}
+
+TEST_F(ControlTest, ResetsThePhone) {
+    phone.attachCover();
+    phone.setFault("on AT silent");
+    EXPECT_EQ(post("/v1/reset").status, 200);
+    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.faults().empty());
+}
+
+TEST_F(ControlTest, PagesTheJournal) {
+    const std::string since = "/v1/journal?since=" + std::to_string(first);
+    for (const char* value : {"1", "2", "3"}) phone.setProperty("k", value);
+    Reply reply = get(since + "&limit=2");
+    EXPECT_EQ(reply.body["entries"].size(), 2u);
+    EXPECT_EQ(reply.body["entries"][1]["bytes"], "2");
+    EXPECT_EQ(reply.body["next"], first + 2);
+    reply = get("/v1/journal?since=" + std::to_string(first + 3));
+    EXPECT_EQ(reply.body["entries"].size(), 0u);
+    EXPECT_EQ(reply.body["next"], first + 3);
+}
+
+TEST_F(ControlTest, WaitsForTheNextEntry) {
+    std::thread other([this] { phone.setProperty("k", "v"); });
+    const Reply reply = get("/v1/journal?wait_ms=30000&since=" + std::to_string(first));
+    other.join();
+    ASSERT_EQ(reply.body["entries"].size(), 1u);
+    EXPECT_EQ(reply.body["entries"][0]["kind"], "property");
+}
+
+TEST_F(ControlTest, EndsWhileARequestWaits) {
+    std::thread waiter([this] {
+        httplib::Client client(mFolder + "/emulator.sock");
+        client.set_address_family(AF_UNIX);
+        client.set_read_timeout(60);
+        client.Get("/v1/journal?wait_ms=30000&since=1000000");
+    });
+    get("/v1/state");
+    server.reset();
+    waiter.join();
+    EXPECT_NE(access((mFolder + "/emulator.sock").c_str(), F_OK), 0);
+}
+
+TEST_F(ControlTest, WrongRequestsAreRefusedWithAReason) {
+    struct Case {
+        const char* method;
+        const char* path;
+        const char* body;
+        int status;
+    };
+    const Case cases[] = {
+            {"POST", "/v1/attach", "{", 400},
+            {"POST", "/v1/attach", "[]", 400},
+            {"POST", "/v1/attach", "\xff", 400},
+            {"POST", "/v1/attach", R"({"tty":"0"})", 400},
+            {"POST", "/v1/attach", R"({"tty":1.5})", 400},
+            {"POST", "/v1/attach", R"({"tty":99999999999})", 400},
+            {"POST", "/v1/attach", R"({"with_tty":1})", 400},
+            {"POST", "/v1/attach", R"({"ttty":1})", 400},
+            {"POST", "/v1/attach", R"({"tty":256})", 409},
+            {"POST", "/v1/attach", R"({"tty":-1})", 409},
+            {"POST", "/v1/detach", "", 409},
+            {"POST", "/v1/detach", R"({"unread":"maybe"})", 400},
+            {"POST", "/v1/reattach", "", 409},
+            {"DELETE", "/v1/loader", "", 409},
+            {"POST", "/v1/loader", R"({"serial":7})", 400},
+            {"POST", "/v1/send", R"({"bytes":"x"})", 409},
+            {"POST", "/v1/send", R"({"bytes":"\\q"})", 400},
+            {"POST", "/v1/send", "", 400},
+            {"PUT", "/v1/cover", R"({"hot_plug_polls":-1})", 400},
+            {"POST", "/v1/faults", R"({"text":"on"})", 409},
+            {"POST", "/v1/faults", "{}", 400},
+            {"PUT", "/v1/properties", R"({"key":"a"})", 400},
+            {"PUT", "/v1/properties", R"({"key":"","value":""})", 409},
+            {"PUT", "/v1/properties", R"({"key":"a","value":"\\n"})", 409},
+            {"GET", "/v1/node", "", 400},
+            {"GET", "/v1/node?path=/etc/passwd", "", 409},
+            {"GET", "/v1/node?path=/sys/none", "", 409},
+            {"GET", "/v1/node?path=%ff%00", "", 409},
+            {"PUT", "/v1/node", R"({"path":"/etc/x","bytes":""})", 409},
+            {"PUT", "/v1/node", R"({"path":"/sys/x","bytes":"\\xg0"})", 400},
+            {"DELETE", "/v1/node?path=/sys/none", "", 409},
+            {"PUT", "/v1/wakelock", R"({"held":"on"})", 400},
+            {"GET", "/v1/journal?since=x", "", 400},
+            {"GET", "/v1/journal?since=-1", "", 400},
+            {"GET", "/v1/journal?limit=99999999999999999999", "", 400},
+            {"GET", "/v1/nothing", "", 404},
+            {"GET", "/v1/attach", "", 404},
+            {"GET", "/", "", 404},
+    };
+    for (const Case& wrong : cases) {
+        const Reply reply = request(wrong.method, wrong.path, wrong.body);
+        EXPECT_EQ(reply.status, wrong.status) << wrong.method << wrong.path << wrong.body;
+        EXPECT_TRUE(reply.body.is_object() && reply.body.value("error", "") != "")
+                << wrong.method << wrong.path << wrong.body << reply.body;
+    }
+    EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, TooLargeABodyIsRefused) {
+    EXPECT_EQ(post("/v1/faults", {{"text", std::string(2 << 20, 'x')}}).status, 413);
+    EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, GarbageOnTheSocketHarmsNobody) {
+    for (int i = 0; i < 50; ++i) {
+        const phone::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address = {AF_UNIX, "/data/hidl/emulator.sock"};
+        ASSERT_EQ(connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        ASSERT_EQ(write(socket.get(), "\0\xff garbage\r\n\r\n", 14), 14);
+    }
+    EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, SecondServerOnTheSameSocketIsRefused) {
+    EXPECT_THROW(control::ControlServer(phone, mFolder), phone::Error);
+    EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, SocketThatNobodyAnswersIsReplaced) {
+    server.reset();
+    {
+        const phone::Fd dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address = {AF_UNIX, "/data/hidl/emulator.sock"};
+        ASSERT_EQ(bind(dead.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    }
+    EXPECT_EQ(get("/v1/state").status, 0);
+    server.emplace(phone, mFolder);
+    EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, FolderMayHaveALongName) {
+    const std::string folder = "/data/" + std::string(200, 'x');
+    control::makeSocketFolder(folder);
+    const control::ControlServer other(phone, folder);
+    struct stat status;
+    ASSERT_EQ(stat((folder + "/emulator.sock").c_str(), &status), 0);
+    EXPECT_TRUE(S_ISSOCK(status.st_mode));
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+TEST_F(ControlTest, FolderIsMadePrivateAndOthersAreRefused) {
+    control::makeSocketFolder("/data/made/deep");
+    struct stat status;
+    ASSERT_EQ(stat("/data/made/deep", &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700u);
+    chmod("/data/made/deep", 0777);
+    EXPECT_THROW(control::makeSocketFolder("/data/made/deep"), phone::Error);
+    phone.setNode("/data/file", "");
+    EXPECT_THROW(control::makeSocketFolder("/data/file"), phone::Error);
+    EXPECT_THROW(control::makeSocketFolder("/data/file/below"), phone::Error);
+}
+
+}  // namespace

@@ -1,0 +1,396 @@
+// bivista-emulator as people and scripts use it.
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr uid_t kNobody = 65534;
+
+// A process whose output is collected and whose input stays open until wait().
+class Child {
+  public:
+    explicit Child(const std::vector<std::string>& command, uid_t user = 0) {
+        int in[2];
+        int out[2];
+        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
+        mError = fs::temp_directory_path() / ("program-test-" + std::to_string(getpid()));
+        std::vector<char*> argv;
+        for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
+        argv.push_back(nullptr);
+        mPid = fork();
+        if (mPid == 0) {
+            dup2(in[0], STDIN_FILENO);
+            dup2(out[1], STDOUT_FILENO);
+            dup2(open(mError.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+            if (user != 0 &&
+                (setresgid(user, user, user) != 0 || setresuid(user, user, user) != 0)) {
+                _exit(99);
+            }
+            execv(argv[0], argv.data());
+            _exit(98);
+        }
+        close(in[0]);
+        close(out[1]);
+        mIn = in[1];
+        mOut = out[0];
+    }
+
+    ~Child() {
+        if (mPid < 0) return;
+        kill(mPid, SIGKILL);
+        wait();
+    }
+
+    pid_t pid() const { return mPid; }
+
+    // Waits until it has printed this text.
+    void waitFor(const std::string& text) {
+        while (mText.find(text) == std::string::npos && readSome()) {
+        }
+    }
+
+    // Its exit status, or 128 + the signal that ended it.
+    int wait() {
+        close(mIn);
+        while (readSome()) {
+        }
+        close(mOut);
+        int status = 0;
+        waitpid(mPid, &status, 0);
+        mPid = -1;
+        std::ifstream file(mError);
+        mErrorText.assign(std::istreambuf_iterator<char>(file), {});
+        fs::remove(mError);
+        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+
+    const std::string& out() const { return mText; }
+    // After wait().
+    const std::string& err() const { return mErrorText; }
+
+  private:
+    bool readSome() {
+        char buffer[4096];
+        const ssize_t count = read(mOut, buffer, sizeof(buffer));
+        if (count > 0) mText.append(buffer, static_cast<size_t>(count));
+        return count > 0;
+    }
+
+    pid_t mPid = -1;
+    int mIn = -1;
+    int mOut = -1;
+    std::string mText;
+    fs::path mError;
+    std::string mErrorText;
+};
+
+class ProgramTest : public testing::Test {
+  protected:
+    ProgramTest() {
+        char folder[] = "/tmp/emulator-test-XXXXXX";
+        if (mkdtemp(folder) == nullptr) std::abort();
+        mFolder = folder;
+        setenv("HIDL_SOCKET_DIR", (mFolder + "/hidl").c_str(), 1);
+    }
+    ~ProgramTest() override { fs::remove_all(mFolder); }
+
+    static std::vector<std::string> emulator(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), EMULATOR);
+        return arguments;
+    }
+
+    struct Outcome {
+        int status;
+        std::string out;
+        std::string err;
+    };
+    static Outcome invoke(const std::vector<std::string>& arguments) {
+        Child child(emulator(arguments));
+        const int status = child.wait();
+        return {status, child.out(), child.err()};
+    }
+    static Outcome runShell(const std::string& script) {
+        return invoke({"run", "--", "/bin/sh", "-c", script});
+    }
+    // An emulator that lives as long as the object.
+    static std::vector<std::string> stayingUp() {
+        return emulator({"run", "--", "/bin/sh", "-c", "echo up; read line || exit 0"});
+    }
+
+    std::string mFolder;
+};
+
+TEST_F(ProgramTest, GivesTheExitStatusOfTheProgram) {
+    EXPECT_EQ(runShell("exit 0").status, 0);
+    EXPECT_EQ(runShell("exit 7").status, 7);
+    EXPECT_EQ(runShell("kill -9 $$").status, 128 + SIGKILL);
+}
+
+TEST_F(ProgramTest, ProgramMeetsTheCover) {
+    const Outcome outcome = runShell(
+            "cat /sys/class/tty/ttyACM0/device/../idVendor; "
+            "printf 'AT%%SWV\\r' > /dev/ttyACM0; head -c 6 /dev/ttyACM0");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "3e91\nAT%SWV");
+}
+
+TEST_F(ProgramTest, OptionsChangeThePhone) {
+    const Outcome outcome = invoke(
+            {"run", "--tty", "2", "--property", "a=b=c", "--property", "d=", "--firmware-version",
+             "ZZ-9_x", "--fault", "node /sys/power/wake_lock missing", "--", "/bin/sh", "-c",
+             "cat /data/property/host.prop; cat /sys/power/wake_lock || echo none; "
+             "ls /dev/ttyACM*; " EMULATOR " ctl show | grep version:"});
+    EXPECT_EQ(outcome.out, "a=b=c\nd=\nnone\n/dev/ttyACM2\n  version: ZZ-9_x\n");
+}
+
+TEST_F(ProgramTest, CoverCanStayOff) {
+    EXPECT_EQ(invoke({"run", "--no-cover", "--", "/bin/sh", "-c", "ls /dev/ttyACM0 || echo none"})
+                      .out,
+              "none\n");
+}
+
+TEST_F(ProgramTest, ProgramGetsTheSocketFolderAndNoOutsideProperties) {
+    setenv("ANDROID_PROPERTY_FILE", "/etc/passwd", 1);
+    const Outcome outcome = runShell("echo $HIDL_SOCKET_DIR $ANDROID_PROPERTY_FILE");
+    unsetenv("ANDROID_PROPERTY_FILE");
+    EXPECT_EQ(outcome.out, mFolder + "/hidl\n");
+}
+
+TEST_F(ProgramTest, RedirectionsOfAShellAreRecorded) {
+    const std::string journal = mFolder + "/journal";
+    EXPECT_EQ(invoke({"run", "--journal", journal, "--", "/bin/sh", "-c",
+                      "printf on > /sys/class/tty/ttyACM0/device/../power/control"})
+                      .status,
+              0);
+    std::ifstream file(journal);
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    EXPECT_THAT(text, HasSubstr(R"("kind":"node-write","path":"/sys/devices/platform/soc/usb1/1-1/)"
+                                R"(power/control","bytes":"on"})"));
+}
+
+TEST_F(ProgramTest, SignalsReachTheProgram) {
+    Child child(emulator({"run", "--", "/bin/sh", "-c",
+                          "trap 'echo got; exit 5' TERM; echo up; while :; do sleep 0.01; done"}));
+    child.waitFor("up\n");
+    kill(child.pid(), SIGTERM);
+    EXPECT_EQ(child.wait(), 5);
+    EXPECT_EQ(child.out(), "up\ngot\n");
+}
+
+TEST_F(ProgramTest, WhatTheProgramLeavesBehindEndsWithThePhone) {
+    const Outcome outcome = runShell("sleep 1000 & echo $!");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(kill(std::stoi(outcome.out), 0), 0);
+}
+
+TEST_F(ProgramTest, ProgramEndsWithTheEmulator) {
+    Child child(stayingUp());
+    child.waitFor("up\n");
+    kill(child.pid(), SIGKILL);
+    // Its standard output is ours: wait() returns when nobody holds it any more.
+    EXPECT_EQ(child.wait(), 128 + SIGKILL);
+}
+
+TEST_F(ProgramTest, ProgramThatDoesNotExistIsReported) {
+    const Outcome outcome = invoke({"run", "--", "/nowhere/program"});
+    EXPECT_EQ(outcome.status, 127);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot run /nowhere/program"));
+}
+
+TEST_F(ProgramTest, WhatThePhoneHidesIsReported) {
+    const Outcome program = invoke({"run", "--", "/data/program"});
+    EXPECT_EQ(program.status, 125);
+    EXPECT_THAT(program.err, HasSubstr("/data/program lies in a folder that the phone has"));
+    const Outcome journal = invoke({"run", "--journal", "/dev/journal", "--", "/bin/true"});
+    EXPECT_EQ(journal.status, 125);
+    setenv("HIDL_SOCKET_DIR", "/dev/hidl", 1);
+    EXPECT_EQ(runShell("exit 0").status, 125);
+}
+
+TEST_F(ProgramTest, JournalThatCannotBeWrittenIsReported) {
+    const Outcome outcome = invoke({"run", "--journal", "/nowhere/journal", "--", "/bin/true"});
+    EXPECT_EQ(outcome.status, 125);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write the journal"));
+}
+
+TEST_F(ProgramTest, WrongSettingsAreReported) {
+    EXPECT_EQ(invoke({"run", "--fault", "nonsense", "--", "/bin/true"}).status, 125);
+    EXPECT_EQ(invoke({"run", "--property", "=x", "--", "/bin/true"}).status, 125);
+}
+
+TEST_F(ProgramTest, SocketFolderOpenToOthersIsReported) {
+    fs::create_directory(mFolder + "/hidl");
+    chmod((mFolder + "/hidl").c_str(), 0777);
+    const Outcome outcome = runShell("exit 0");
+    EXPECT_EQ(outcome.status, 125);
+    EXPECT_THAT(outcome.err, HasSubstr("chmod 700"));
+}
+
+TEST_F(ProgramTest, WrongArgumentsAreUsageErrors) {
+    const std::vector<std::vector<std::string>> wrong = {
+            {},
+            {"fly"},
+            {"run"},
+            {"run", "--tty", "x", "--", "true"},
+            {"run", "--tty", "256", "--", "true"},
+            {"run", "--property", "novalue", "--", "true"},
+            {"run", "--unknown", "--", "true"},
+            {"ctl"},
+            {"ctl", "fly"},
+            {"ctl", "attach", "--tty", "-1"},
+            {"ctl", "attach", "extra"},
+            {"ctl", "loader"},
+            {"ctl", "property", "key"},
+            {"ctl", "property", "key", "value", "--clear"},
+            {"ctl", "node"},
+            {"ctl", "node", "/sys/x", "text", "--remove"},
+            {"ctl", "fault", "on AT silent", "--clear"},
+            {"ctl", "wakelock"},
+            {"ctl", "wakelock", "maybe"},
+            {"ctl", "journal", "--since", "x"},
+            {"ctl", "send"},
+    };
+    for (const std::vector<std::string>& arguments : wrong) {
+        const Outcome outcome = invoke(arguments);
+        EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
+        EXPECT_NE(outcome.err, "") << testing::PrintToString(arguments);
+        EXPECT_EQ(outcome.out, "") << testing::PrintToString(arguments);
+    }
+}
+
+TEST_F(ProgramTest, HelpIsGivenEverywhere) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+                 {"--help"}, {"run", "--help"}, {"ctl", "--help"}, {"ctl", "fault", "--help"}}) {
+        const Outcome outcome = invoke(arguments);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.out, HasSubstr("Usage"));
+    }
+}
+
+TEST_F(ProgramTest, CtlWithoutAnEmulatorSaysHowToStartOne) {
+    const Outcome outcome = invoke({"ctl", "show"});
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, HasSubstr("bivista-emulator run -- PROGRAM"));
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
+    Child phone(stayingUp());
+    phone.waitFor("up\n");
+    const auto ctl = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "ctl");
+        return invoke(arguments);
+    };
+    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\n"));
+    EXPECT_THAT(ctl({"show", "--json"}).out, StartsWith("{\"attached\":true,"));
+    EXPECT_EQ(ctl({"reattach"}).status, 0);
+    EXPECT_EQ(ctl({"send", "x\\r\\n"}).status, 0);
+    EXPECT_EQ(ctl({"detach"}).status, 0);
+    EXPECT_EQ(ctl({"detach"}).status, 1);
+    EXPECT_THAT(ctl({"detach", "--when-read"}).err, HasSubstr("no cover is attached"));
+    EXPECT_EQ(ctl({"attach", "--tty", "1", "--no-usb"}).status, 0);
+    EXPECT_EQ(ctl({"fault", "on", "AT", "silent", "times", "2"}).status, 0);
+    EXPECT_EQ(ctl({"fault", "node /sys/x eio"}).status, 0);
+    EXPECT_EQ(ctl({"fault", "nonsense"}).status, 1);
+    EXPECT_THAT(ctl({"fault"}).out, HasSubstr("silent times 2\nnode \"/sys/x\" eio\n"));
+    EXPECT_EQ(ctl({"fault", "--clear"}).status, 0);
+    EXPECT_EQ(ctl({"fault"}).out, "");
+    EXPECT_EQ(ctl({"property", "a", "1\xff"}).status, 0);
+    EXPECT_EQ(ctl({"property"}).out, "a: 1\\xff\n");
+    EXPECT_EQ(ctl({"property", "--clear"}).status, 0);
+    EXPECT_EQ(ctl({"node", "/sys/x", "a\\n"}).status, 0);
+    EXPECT_EQ(ctl({"node", "/sys/x"}).out, "a\\n\n");
+    EXPECT_EQ(ctl({"node", "/sys/x", "--remove"}).status, 0);
+    EXPECT_EQ(ctl({"node", "/sys/x"}).status, 1);
+    EXPECT_EQ(ctl({"node", "/sys/\xff", "x"}).status, 2);
+    EXPECT_EQ(ctl({"wakelock", "off"}).status, 0);
+    EXPECT_EQ(ctl({"loader", "attach", "--serial", "00000000001B"}).status, 0);
+    EXPECT_EQ(ctl({"loader", "detach"}).status, 0);
+    EXPECT_EQ(ctl({"cover", "--firmware-version", "Q"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("version: Q\n"));
+    EXPECT_THAT(ctl({"journal", "--since", "2"}).out, StartsWith("{\"seq\":2,"));
+    EXPECT_EQ(ctl({"reset"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: false\n"));
+    EXPECT_EQ(phone.wait(), 0);
+    EXPECT_EQ(ctl({"show"}).status, 3);
+}
+
+TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {
+    const Outcome outcome =
+            runShell(EMULATOR
+                     " ctl fault 'on AT answer \"hello\\n\" times 1'; "
+                     "printf 'AT\\r' > /dev/ttyACM0; head -n 1 /dev/ttyACM0; " EMULATOR
+                     " ctl fault node /sys/power/wake_lock unreadable; "
+                     "cat /sys/power/wake_lock || echo refused");
+    EXPECT_EQ(outcome.out, "hello\nrefused\n");
+}
+
+TEST_F(ProgramTest, FollowedJournalEndsWithTheEmulator) {
+    Child phone(stayingUp());
+    phone.waitFor("up\n");
+    Child follower(emulator({"ctl", "journal", "--follow"}));
+    follower.waitFor("\"kind\":\"attach\"");
+    EXPECT_EQ(phone.wait(), 0);
+    EXPECT_EQ(follower.wait(), 3);
+}
+
+TEST_F(ProgramTest, OneEmulatorToASocketFolder) {
+    Child phone(stayingUp());
+    phone.waitFor("up\n");
+    const Outcome second = runShell("exit 0");
+    EXPECT_EQ(second.status, 125);
+    EXPECT_THAT(second.err, HasSubstr("an emulator is running already"));
+    EXPECT_EQ(phone.wait(), 0);
+    EXPECT_EQ(runShell("exit 0").status, 0);
+}
+
+TEST_F(ProgramTest, SocketOfAnEmulatorThatDiedIsReplaced) {
+    {
+        Child phone(stayingUp());
+        phone.waitFor("up\n");
+        kill(phone.pid(), SIGKILL);
+        phone.wait();
+    }
+    EXPECT_TRUE(fs::exists(mFolder + "/hidl/emulator.sock"));
+    EXPECT_EQ(runShell("exit 0").status, 0);
+    EXPECT_FALSE(fs::exists(mFolder + "/hidl/emulator.sock"));
+}
+
+TEST_F(ProgramTest, PhoneInAPhoneIsRefusedWithTheReason) {
+    const Outcome outcome =
+            runShell("HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR/2 " EMULATOR " run -- /bin/true");
+    EXPECT_EQ(outcome.status, 125);
+    EXPECT_THAT(outcome.err, HasSubstr("supervised already"));
+}
+
+TEST_F(ProgramTest, OrdinaryUserNeedsNoRights) {
+    // The build may lie where nobody else may look.
+    const std::string copy = mFolder + "/bivista-emulator";
+    fs::copy(EMULATOR, copy);
+    ASSERT_EQ(chmod(mFolder.c_str(), 0777), 0);
+    Child child({copy, "run", "--", "/bin/sh", "-c",
+                 "printf on > /sys/class/tty/ttyACM0/device/../power/control; "
+                 "cat /sys/class/tty/ttyACM0/device/../power/control; exit 7"},
+                geteuid() == 0 ? kNobody : 0);
+    const int status = child.wait();
+    EXPECT_EQ(status, 7) << child.err();
+    EXPECT_EQ(child.out(), "on");
+}
+
+}  // namespace
