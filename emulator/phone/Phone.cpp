@@ -20,12 +20,15 @@ namespace phone {
 
 namespace {
 
+// Set for what is supervised.
+constexpr char kSupervisedVariable[] = "BIVISTA_SUPERVISED";
+
+[[noreturn]] void throwSupervisedAlready() {
+    throw Error("this process is supervised already: start it outside of the emulated phone");
+}
+
 [[noreturn]] void throwSupervision() {
-    if (errno == EBUSY) {
-        throw Error(
-                "cannot supervise the phone's software: this process is supervised already; "
-                "start it outside of the emulated phone");
-    }
+    if (errno == EBUSY) throwSupervisedAlready();
     throwErrno(
             "cannot supervise the phone's software (it takes Linux 5.19 and seccomp user "
             "notification)");
