@@ -1,0 +1,111 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "tests/tools/Cli.h"
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+class AtTest : public CliTest {};
+
+// All that arrives at the terminal until nobody has it open any more.
+std::string readTerminal(int terminal) {
+    std::string text;
+    char buffer[4096];
+    ssize_t count;
+    while ((count = read(terminal, buffer, sizeof(buffer))) > 0) {
+        text.append(buffer, static_cast<size_t>(count));
+    }
+    return text;
+}
+
+}  // namespace
+
+TEST_F(AtTest, PrintsEachLineAsItIs) {
+    givenService({"--lines", hex("LINE-KEY_1\n\n a\x1b\xff\n")});
+    Result result = run({"at", "AT%SWV"});
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ("LINE-KEY_1\n\n a\x1b\xff\n", result.output);
+    EXPECT_EQ("", result.errors);
+    EXPECT_EQ(Json::parse(R"({"method":"sendAtCommand","args":["AT%SWV","callback"]})"),
+              nextCall());
+}
+
+TEST_F(AtTest, AnAnswerWithoutLinesPrintsNothing) {
+    givenService({"--lines", "", "--text", ""});
+    Result result = run({"at", "AT%BV=1"});
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ("", result.output);
+}
+
+TEST_F(AtTest, AnAnswerThatCameOnlyAsAWholeIsPrinted) {
+    givenService({"--lines", "", "--text", hex("one\ntwo")});
+    EXPECT_EQ("one\ntwo\n", run({"at", "AT%SWV"}).output);
+}
+
+TEST_F(AtTest, FailEndsWithOneAndTellsWhereToLook) {
+    givenService({"--lines", "", "--text", "", "--fail"});
+    Result result = run({"at", "AT%NO"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("FAIL"));
+    EXPECT_THAT(result.errors, HasSubstr("log"));
+}
+
+TEST_F(AtTest, TheLinesBeforeAFailureArePrinted) {
+    givenService({"--lines", hex("half\n"), "--fail"});
+    Result result = run({"at", "AT%SWV"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("half\n", result.output);
+}
+
+TEST_F(AtTest, OnATerminalControlCharactersAreSpelled) {
+    givenService({"--lines", hex("a\x1b[31m\r\xff\n")});
+    int terminal = -1;
+    int ours = -1;
+    ASSERT_EQ(0, openpty(&terminal, &ours, nullptr, nullptr, nullptr));
+    termios settings;
+    ASSERT_EQ(0, tcgetattr(ours, &settings));
+    cfmakeraw(&settings);
+    ASSERT_EQ(0, tcsetattr(ours, TCSANOW, &settings));
+
+    auto program = start({"at", "AT%SWV"}, ours);
+    close(ours);
+    EXPECT_EQ("a<ESC>[31m<CR><0xff>\n", readTerminal(terminal));
+    EXPECT_EQ(0, program->wait());
+    close(terminal);
+}
+
+TEST_F(AtTest, WithoutAServiceItEndsWithThree) {
+    EXPECT_EQ(3, run({"at", "AT%SWV"}).code);
+}
+
+TEST_F(AtTest, AServiceThatDiesEndsWithThree) {
+    givenService({"--exit-in", "sendAtCommand"});
+    Result result = run({"at", "AT%SWV"});
+    EXPECT_EQ(3, result.code);
+    EXPECT_THAT(result.errors, HasSubstr("the service died during the call"));
+}
+
+TEST_F(AtTest, WithoutACommandItIsWrongUsage) {
+    Result result = run({"at"});
+    EXPECT_EQ(2, result.code);
+    EXPECT_THAT(result.errors, HasSubstr("CMD is required"));
+    EXPECT_EQ(2, run({"at", "AT", "AT"}).code);
+}
+
+TEST_F(AtTest, OutputThatCannotBeWrittenEndsWithFour) {
+    givenService();
+    int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(4, run({"at", "AT%SWV"}, full).code);
+    close(full);
+}

@@ -1,0 +1,273 @@
+// Serves IBivista for tests of its clients. Prints "ready", then each call as a line of JSON:
+// {"method":"setBrightness","args":[128]}.
+//
+// Options: --fail answers FAIL; --text HEX answers this text; --lines HEX is what AT callbacks are
+// told, line by line; --exit-in METHOD dies in that method; --v1_0 serves only version 1.0;
+// --flag answers true where a bool is asked.
+
+#include <hidl/HidlTransportSupport.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+#include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
+#include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
+namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using V1_0::Status;
+using Json = nlohmann::ordered_json;
+
+struct Options {
+    Status status = Status::OK;
+    std::string text = "text";
+    std::string lines = "one\ntwo\n";
+    std::string exitIn;
+    bool onlyV1_0 = false;
+    bool flag = false;
+} sOptions;
+
+// Prints the call. Everything of this program that prints runs on one thread at a time.
+void record(const char* method, const Json& arguments = Json::array()) {
+    printf("%s\n", Json({{"method", method}, {"args", arguments}}).dump().c_str());
+    fflush(stdout);
+    if (sOptions.exitIn == method) _exit(9);
+}
+
+template <typename Callback>
+Json nameOf(const sp<Callback>& callback) {
+    return callback == nullptr ? Json() : Json("callback");
+}
+
+// A long frame is told by its length alone: a line must fit into a pipe that nobody reads yet.
+Json describe(const hidl_vec<uint32_t>& frame) {
+    if (frame.size() > 100) return {{"words", frame.size()}};
+    return std::vector<uint32_t>(frame);
+}
+
+hidl_string text() {
+    hidl_string text;
+    text.setToExternal(sOptions.text.data(), sOptions.text.size());
+    return text;
+}
+
+std::vector<std::string> lines() {
+    std::vector<std::string> lines;
+    for (size_t at = 0, end; at < sOptions.lines.size(); at = end) {
+        end = std::min(sOptions.lines.find('\n', at), sOptions.lines.size() - 1) + 1;
+        lines.push_back(sOptions.lines.substr(at, end - at));
+    }
+    return lines;
+}
+
+// One event of each kind, through the newest version that the client has.
+void sendLpwgEvents(const sp<V1_0::IBivistaLpwgCallback>& callback) {
+    sp<V1_1::IBivistaLpwgCallback> newer =
+            V1_1::IBivistaLpwgCallback::castFrom(callback).withDefault(nullptr);
+    for (int32_t status : {-1, 0, 3, 7, 99}) {
+        int32_t result = status == -1 ? -1 : 0;
+        auto sent =
+                newer != nullptr
+                        ? newer->onLpwgEvent_1_1(static_cast<V1_1::LpwgEventStatus>(status), result)
+                        : callback->onLpwgEvent(static_cast<V1_0::LpwgEventStatus>(status), result);
+        if (!sent.isOk()) return;
+    }
+    record("events sent");
+}
+
+void sendStates(const sp<V1_0::IBivistaSubDisplayCallback>& callback) {
+    for (int32_t state : {1, 3, 2, 0, 9}) {
+        auto sent = callback->onSubDisplayStateChanged(static_cast<V1_0::SubScreenState>(state));
+        if (!sent.isOk()) return;
+    }
+    record("events sent");
+}
+
+template <typename Interface>
+class Fake : public Interface {
+    using Text = std::function<void(Status, const hidl_string&)>;
+
+    Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
+        record(method, arguments);
+        return sOptions.status;
+    }
+    Return<void> textual(const char* method, const Text& done) {
+        record(method);
+        done(sOptions.status, text());
+        return Void();
+    }
+
+  public:
+    Return<void> getFirmwareVersion(Text done) override {
+        return textual("getFirmwareVersion", done);
+    }
+    Return<Status> checkFirmwareVersion() override { return plain("checkFirmwareVersion"); }
+    Return<void> getFirmwareFile(Text done) override { return textual("getFirmwareFile", done); }
+    Return<Status> doFirmwareUpgrade() override { return plain("doFirmwareUpgrade"); }
+    Return<Status> goDload() override { return plain("goDload"); }
+    Return<Status> goSTMDload() override { return plain("goSTMDload"); }
+    Return<Status> cancelFirmwareUpgrade() override { return plain("cancelFirmwareUpgrade"); }
+    Return<void> getTouchFirmwareVersion(Text done) override {
+        return textual("getTouchFirmwareVersion", done);
+    }
+    Return<Status> DoRawdata() override { return plain("DoRawdata"); }
+    Return<Status> DoDelta() override { return plain("DoDelta"); }
+    Return<Status> DoTouchReset() override { return plain("DoTouchReset"); }
+    Return<void> getGpiopin(Text done) override { return textual("getGpiopin", done); }
+    Return<Status> setStatus(const V1_0::LpwgStatus& status) override {
+        return plain("setStatus", {status.type, status.value});
+    }
+    Return<Status> DoTouchFirmwareUpgrade() override { return plain("DoTouchFirmwareUpgrade"); }
+    Return<void> getSelfTest(Text done) override { return textual("getSelfTest", done); }
+    Return<void> getLPWGSelfTest(Text done) override { return textual("getLPWGSelfTest", done); }
+    Return<Status> getTestResults() override { return plain("getTestResults"); }
+    Return<void> setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& callback) override {
+        record("setLpwgCallback", Json::array({nameOf(callback)}));
+        if (callback != nullptr) std::thread(sendLpwgEvents, callback).detach();
+        return Void();
+    }
+    Return<Status> setBrightness(int32_t value) override { return plain("setBrightness", {value}); }
+    Return<Status> setPowerStatus(bool enable, bool uevent) override {
+        return plain("setPowerStatus", {enable, uevent});
+    }
+    Return<void> getCoverDisplayCutout(Text done) override {
+        return textual("getCoverDisplayCutout", done);
+    }
+    Return<Status> setRgbTune(uint32_t a, uint32_t b, uint32_t c, uint32_t d) override {
+        return plain("setRgbTune", {a, b, c, d});
+    }
+    Return<Status> setScreenMode(V1_0::ScreenMode mode) override {
+        return plain("setScreenMode", {static_cast<int32_t>(mode)});
+    }
+    Return<Status> setScreenTune(uint32_t a, uint32_t b, uint32_t c, uint32_t d) override {
+        return plain("setScreenTune", {a, b, c, d});
+    }
+    Return<Status> setBVBrightnessOffset(int32_t value) override {
+        return plain("setBVBrightnessOffset", {value});
+    }
+    Return<void> getBV2Status(
+            std::function<void(Status, const V1_0::BivistaStatus&)> done) override {
+        record("getBV2Status");
+        done(sOptions.status, {sOptions.flag});
+        return Void();
+    }
+    Return<Status> setSubDisplayBrightness(int32_t value) override {
+        return plain("setSubDisplayBrightness", {value});
+    }
+    Return<Status> setSubDisplayPowerState(bool enable) override {
+        return plain("setSubDisplayPowerState", {enable});
+    }
+    Return<void> getSubDisplayInfo(
+            std::function<void(Status, const V1_0::SubScreenInfo&)> done) override {
+        record("getSubDisplayInfo");
+        done(sOptions.status, {128, 65535, 255});
+        return Void();
+    }
+    Return<Status> drawSubDisplay(const hidl_vec<uint32_t>& frame) override {
+        return plain("drawSubDisplay", Json::array({describe(frame)}));
+    }
+    Return<void> getSubDisplayPowerState(
+            std::function<void(Status, V1_0::SubScreenState)> done) override {
+        record("getSubDisplayPowerState");
+        done(sOptions.status, V1_0::SubScreenState::ON);
+        return Void();
+    }
+    Return<void> setSubDisplayCallback(
+            const sp<V1_0::IBivistaSubDisplayCallback>& callback) override {
+        record("setSubDisplayCallback", Json::array({nameOf(callback)}));
+        if (callback != nullptr) std::thread(sendStates, callback).detach();
+        return Void();
+    }
+    Return<bool> getBV2Connect() override {
+        record("getBV2Connect");
+        return sOptions.flag;
+    }
+    Return<void> sendAtCommand(const hidl_string& cmd, const sp<V1_0::IBivistaAtCallback>& callback,
+                               Text done) override {
+        record("sendAtCommand", {std::string(cmd), nameOf(callback)});
+        if (callback != nullptr) {
+            for (const std::string& line : lines()) {
+                if (!callback->onAtResponse(line).isOk()) break;
+            }
+        }
+        done(sOptions.status, text());
+        return Void();
+    }
+};
+
+class FakeV1_1 : public Fake<V1_1::IBivista> {
+    static Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
+        record(method, arguments);
+        return sOptions.status;
+    }
+
+  public:
+    Return<Status> setAesMode(uint32_t mode) override { return plain("setAesMode", {mode}); }
+    Return<Status> manageAesMode(uint32_t mode) override { return plain("manageAesMode", {mode}); }
+    Return<Status> bv_update_state() override { return plain("bv_update_state"); }
+    Return<Status> set_touch_perf(bool enable) override {
+        return plain("set_touch_perf", {enable});
+    }
+};
+
+std::string fromHex(const std::string& hex) {
+    std::string bytes;
+    for (size_t at = 0; at + 1 < hex.size(); at += 2) {
+        bytes += static_cast<char>(std::stoi(hex.substr(at, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
+bool parse(const std::vector<std::string>& words) {
+    for (size_t i = 0; i < words.size(); ++i) {
+        const std::string& option = words[i];
+        if (option == "--fail") {
+            sOptions.status = Status::FAIL;
+        } else if (option == "--v1_0") {
+            sOptions.onlyV1_0 = true;
+        } else if (option == "--flag") {
+            sOptions.flag = true;
+        } else if (i + 1 == words.size()) {
+            return false;
+        } else if (option == "--text") {
+            sOptions.text = fromHex(words[++i]);
+        } else if (option == "--lines") {
+            sOptions.lines = fromHex(words[++i]);
+        } else if (option == "--exit-in") {
+            sOptions.exitIn = words[++i];
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (!parse({argv + 1, argv + argc})) {
+        fprintf(stderr, "fake-bivista-service: wrong options\n");
+        return 2;
+    }
+    ::android::hardware::configureRpcThreadpool(1, true);
+    ::android::status_t registered =
+            sOptions.onlyV1_0 ? (new Fake<V1_0::IBivista>)->registerAsService("default")
+                              : (new FakeV1_1)->registerAsService("default");
+    if (registered != ::android::OK) return 1;
+    printf("ready\n");
+    fflush(stdout);
+    ::android::hardware::joinRpcThreadpool();
+    return 1;
+}

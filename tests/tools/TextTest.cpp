@@ -1,0 +1,52 @@
+#include "tools/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace std::string_literals;
+using bivistactl::spellControls;
+using bivistactl::utf8Length;
+
+TEST(Utf8LengthTest, TellsValidSequences) {
+    EXPECT_EQ(1u, utf8Length("a"));
+    EXPECT_EQ(1u, utf8Length("\0"s));
+    EXPECT_EQ(1u, utf8Length("\x7f"));
+    EXPECT_EQ(2u, utf8Length("\xc2\x80"));
+    EXPECT_EQ(2u, utf8Length("\xdf\xbf"));
+    EXPECT_EQ(3u, utf8Length("\xe0\xa0\x80"));
+    EXPECT_EQ(3u, utf8Length("\xed\x9f\xbf"));
+    EXPECT_EQ(3u, utf8Length("\xef\xbf\xbfrest"));
+    EXPECT_EQ(4u, utf8Length("\xf0\x90\x80\x80"));
+    EXPECT_EQ(4u, utf8Length("\xf4\x8f\xbf\xbf"));
+}
+
+TEST(Utf8LengthTest, RefusesAllElse) {
+    for (const char* bytes : {
+                 "", "\x80", "\xbf",                              // a continuation alone
+                 "\xc0\x80", "\xc1\xbf", "\xe0\x9f\xbf",          // overlong
+                 "\xf0\x8f\xbf\xbf",                              // overlong
+                 "\xed\xa0\x80", "\xed\xbf\xbf",                  // surrogates
+                 "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xff",  // beyond Unicode
+                 "\xc2", "\xe2\x82", "\xf0\x9f\x98",              // cut
+                 "\xc2z", "\xe2\x82z", "\xf0\x9f\x98z",           // interrupted
+         }) {
+        EXPECT_EQ(0u, utf8Length(bytes)) << bytes;
+    }
+}
+
+TEST(SpellControlsTest, KeepsTextAndTheFinalNewline) {
+    EXPECT_EQ("LINE-KEY_1 \xc3\xa9\n", spellControls("LINE-KEY_1 \xc3\xa9\n"));
+    EXPECT_EQ("", spellControls(""));
+}
+
+TEST(SpellControlsTest, SpellsControlCharacters) {
+    EXPECT_EQ("<NUL><CR><ESC>[31m<DEL>", spellControls("\0\r\x1b[31m\x7f"s));
+    EXPECT_EQ("a<LF>b\n", spellControls("a\nb\n"));
+    EXPECT_EQ("<0x9b>31m", spellControls("\xc2\x9b"
+                                         "31m"));
+}
+
+TEST(SpellControlsTest, SpellsBytesThatAreNotUtf8) {
+    EXPECT_EQ("a<0xff><0xc2>", spellControls("a\xff\xc2"));
+}

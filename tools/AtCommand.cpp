@@ -1,0 +1,102 @@
+// bivistactl at: an AT command to the cover, with its answer line by line.
+
+#include <unistd.h>
+#include <vendor/qmx/hardware/bivista/1.0/IBivistaAtCallback.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/Output.h"
+#include "tools/Service.h"
+#include "tools/Text.h"
+
+namespace bivistactl {
+namespace {
+
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::vendor::qmx::hardware::bivista::V1_0::IBivistaAtCallback;
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+
+constexpr const char* kHelp = R"(
+Prints each line of the answer as it comes, byte by byte as the cover sent it; on
+a terminal, control characters are spelled (<ESC>). The cover has 5 seconds for
+each line. While the command runs, no other call of the service is served.
+
+Examples:
+  bivistactl at 'AT%SWV'
+  bivistactl at 'AT%HPD')";
+
+bool printLine(std::string_view line) {
+    static const bool forPeople = isatty(STDOUT_FILENO) != 0;
+    return print(forPeople ? spellControls(line) : std::string(line));
+}
+
+// Prints the lines of the answer. Called on the thread of the RPC pool.
+class LinePrinter : public IBivistaAtCallback {
+  public:
+    Return<void> onAtResponse(const hidl_string& line) override {
+        mPrinted = true;
+        if (!printLine({line.c_str(), line.size()})) mFailed = true;
+        return Void();
+    }
+
+    bool printed() const { return mPrinted; }
+    bool failed() const { return mFailed; }
+
+  private:
+    std::atomic<bool> mPrinted = false;
+    std::atomic<bool> mFailed = false;
+};
+
+// The lines of an answer that has no blank line at its start reach only the response.
+bool printResponse(std::string_view response) {
+    while (!response.empty()) {
+        const size_t length = std::min(response.find('\n'), response.size() - 1) + 1;
+        if (!printLine(response.substr(0, length))) return false;
+        response.remove_prefix(length);
+    }
+    return print("\n");
+}
+
+int send(const std::string& text) {
+    const auto service = findService();
+    sp<LinePrinter> printer = new LinePrinter;
+    Status status = Status::FAIL;
+    std::string response;
+    auto result =
+            service->sendAtCommand(text, printer, [&](Status answered, const hidl_string& answer) {
+                status = answered;
+                response.assign(answer.c_str(), answer.size());
+            });
+    requireDelivered(result);
+
+    bool written = !printer->failed();
+    if (!printer->printed() && !response.empty()) written = printResponse(response);
+    if (!written) throw Failure(EXIT_NO_OUTPUT, "cannot write to standard output.");
+    if (status == Status::OK) return EXIT_ANSWERED_OK;
+    complain(
+            "FAIL: the command is malformed, no cover is attached, it does not answer, or it "
+            "rejected "
+            "the command. The service's log tells which.");
+    return EXIT_ANSWERED_FAIL;
+}
+
+}  // namespace
+
+void addAtCommand(CLI::App& program, Action& chosen) {
+    CLI::App* command = program.add_subcommand("at", "Send an AT command to the cover");
+    auto text = std::make_shared<std::string>();
+    command->add_option("CMD", *text, "The command, beginning with AT, without carriage return")
+            ->required();
+    command->footer(kHelp);
+    command->callback([text, &chosen] { chosen = [text] { return send(*text); }; });
+}
+
+}  // namespace bivistactl

@@ -1,0 +1,109 @@
+// bivistactl call: any method of the interface by its name.
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/Methods.h"
+#include "tools/Output.h"
+
+namespace bivistactl {
+namespace {
+
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+
+constexpr const char* kHelp = R"(
+Prints one JSON object on one line. With a status and a result:
+  {"method":"getGpiopin","status":"OK","value":"..."}
+Bytes of a text that are not UTF-8 become \udcXX, XX being the byte.
+
+Arguments: integers are decimal or 0x-hexadecimal, switches true or false, a
+callback null, a frame @FILE (32-bit little-endian words) or numbers with commas.
+
+Examples:
+  bivistactl call getBV2Connect
+  bivistactl call setPowerStatus true false
+  bivistactl call setBVBrightnessOffset -20
+  bivistactl call sendAtCommand 'AT%SWV' null
+  bivistactl call drawSubDisplay @frame.bin
+
+Methods:
+)";
+
+// The library knows nothing of words that it does not parse.
+class CallHelp : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: bivistactl call METHOD [ARG...]\n";
+    }
+};
+
+std::string describeMethods() {
+    std::string text;
+    for (const Method& method : methods()) {
+        text += "  " + method.name;
+        for (const Parameter& parameter : method.parameters) {
+            text += " " + parameter.name + ":" + parameter.type;
+        }
+        text += "\n";
+    }
+    return text;
+}
+
+// In time to let a person interrupt it: every other method returns.
+void warnOfTheLastCall() {
+    complain(
+            "setLpwgCallback null does not return, stops the service's USB monitoring for good, "
+            "and "
+            "no later call is served. Only a restart of the service ends that.");
+}
+
+int run(const Method& method, const std::vector<std::string>& texts) {
+    const Call call = method.bind(texts);
+    const auto service = findService();
+    if (method.name == "setLpwgCallback") warnOfTheLastCall();
+    const Answer answer = call(service);
+
+    Json line = {{"method", method.name}};
+    if (answer.status) line["status"] = toJson(*answer.status);
+    if (answer.value) line["value"] = *answer.value;
+    printOrFail(toLine(line) + "\n");
+    return answer.status.value_or(Status::OK) == Status::OK ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
+}
+
+// `words`: the method and its arguments, kept from the option parser, to which a negative number
+// would be an option.
+int call(const CLI::App& command, std::vector<std::string> words) {
+    if (words.empty()) {
+        throw Failure(EXIT_USAGE, "call needs a method. \"bivistactl call --help\" lists them.");
+    }
+    const Method* method = findMethod(words.front());
+    if (method == nullptr) {
+        throw Failure(EXIT_USAGE, "there is no method \"" + words.front() +
+                                          "\". \"bivistactl call --help\" lists them.");
+    }
+    words.erase(words.begin());
+    if (words.size() == 1 && (words.front() == "--help" || words.front() == "-h")) {
+        printOrFail(command.help());
+        return EXIT_ANSWERED_OK;
+    }
+    return run(*method, words);
+}
+
+}  // namespace
+
+void addCallCommand(CLI::App& program, Action& chosen) {
+    CLI::App* command =
+            program.add_subcommand("call", "Call any method of the service by its name");
+    command->formatter(std::make_shared<CallHelp>());
+    command->prefix_command();
+    command->footer(kHelp + describeMethods());
+    command->callback([command, &chosen] {
+        chosen = [command] { return call(*command, command->remaining()); };
+    });
+}
+
+}  // namespace bivistactl

@@ -1,0 +1,55 @@
+// bivistactl: the Bivista service from the command line, through its HIDL interface alone.
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/Output.h"
+
+namespace bivistactl {
+namespace {
+
+constexpr const char* kHelp = R"(
+Exit status: 0 done; 1 the service answered FAIL; 2 wrong usage; 3 no service, or it
+died during the call; 4 standard output cannot be written.
+
+HIDL_SOCKET_DIR names the folder where services register; it must be the one that the
+service was started with.
+
+Examples:
+  bivistactl status
+  bivistactl at 'AT%SWV'
+  bivistactl call setPowerStatus true false)";
+
+// Each in the file of its name.
+constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
+        addStatusCommand,
+        addAtCommand,
+        addWatchCommand,
+        addCallCommand,
+};
+
+int run(int argc, char** argv) {
+    CLI::App program("Controls the Bivista cover through its service.", "bivistactl");
+    program.require_subcommand(1);
+    program.footer(kHelp);
+    Action chosen;
+    for (auto* add : kAddCommands) add(program, chosen);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        // Help is an error to the library, with code 0.
+        return program.exit(error) == 0 ? EXIT_ANSWERED_OK : EXIT_USAGE;
+    }
+    return chosen();
+}
+
+}  // namespace
+}  // namespace bivistactl
+
+int main(int argc, char** argv) {
+    try {
+        return bivistactl::run(argc, argv);
+    } catch (const bivistactl::Failure& failure) {
+        bivistactl::complain(failure.what());
+        return failure.code;
+    }
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+namespace bivistactl {
+
+// Writes to standard output and flushes, whole even when several threads print. Returns whether it
+// could be written. Any thread.
+bool print(std::string_view text);
+
+// As print(); throws Failure with EXIT_NO_OUTPUT when it cannot be written.
+void printOrFail(std::string_view text);
+
+// Writes one line to standard error, after the program's name.
+void complain(std::string_view message);
+
+}  // namespace bivistactl

@@ -1,0 +1,213 @@
+// bivistactl watch: the events of the service, one JSON object a line.
+
+#include <android-base/unique_fd.h>
+#include <errno.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <vendor/qmx/hardware/bivista/1.0/IBivistaLpwgCallback.h>
+#include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
+#include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/Json.h"
+#include "tools/Output.h"
+#include "tools/Service.h"
+
+namespace bivistactl {
+namespace {
+
+using ::android::sp;
+using ::android::wp;
+using ::android::base::unique_fd;
+using ::android::hardware::hidl_death_recipient;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::android::hidl::base::V1_0::IBase;
+using ::vendor::qmx::hardware::bivista::V1_0::IBivistaSubDisplayCallback;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
+namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
+namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
+
+constexpr const char* kHelp = R"(
+Prints one JSON object for each event until ended with Ctrl-C:
+  {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
+  {"event":"sub","state":"ON","code":3}
+The service keeps one callback of each kind: a watch takes it from the client that
+had it. Ending a watch does not clear the callback.
+
+Examples:
+  bivistactl watch lpwg
+  bivistactl watch lpwg --v1_0
+  bivistactl watch sub | jq --unbuffered .state)";
+
+// Why the watch is over; set by any thread, waited for by one. A signal that ends the program is a
+// reason too.
+class End {
+  public:
+    // Blocks the ending signals: to be made before any other thread, which inherits that.
+    End() : mEvent(eventfd(0, EFD_CLOEXEC)) {
+        sigset_t ending;
+        sigemptyset(&ending);
+        sigaddset(&ending, SIGINT);
+        sigaddset(&ending, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+        mSignals.reset(signalfd(-1, &ending, SFD_CLOEXEC));
+        if (mEvent < 0 || mSignals < 0) throw Failure(EXIT_NO_OUTPUT, "no descriptors left.");
+    }
+
+    // ExitCode values above 0.
+    void set(ExitCode code) { eventfd_write(mEvent.get(), static_cast<eventfd_t>(code)); }
+
+    ExitCode wait() {
+        pollfd waits[] = {{mSignals.get(), POLLIN, 0}, {mEvent.get(), POLLIN, 0}};
+        while (poll(waits, 2, -1) < 0 && errno == EINTR) continue;
+        if ((waits[0].revents & POLLIN) != 0) return EXIT_ANSWERED_OK;
+        eventfd_t code = 0;
+        eventfd_read(mEvent.get(), &code);
+        return static_cast<ExitCode>(code);
+    }
+
+  private:
+    unique_fd mEvent;
+    unique_fd mSignals;
+};
+
+// Prints events. Called on the thread of the RPC pool.
+class EventPrinter {
+  public:
+    explicit EventPrinter(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+
+    Return<void> printEvent(const Json& event) const {
+        if (!print(toLine(event) + "\n")) mEnd->set(EXIT_NO_OUTPUT);
+        return Void();
+    }
+
+    Return<void> printLpwg(const char* version, int32_t status, int32_t result) const {
+        return printEvent({{"event", "lpwg"},
+                           {"version", version},
+                           {"status", status},
+                           {"name", eventName(status)},
+                           {"result", result}});
+    }
+
+  private:
+    const std::shared_ptr<End> mEnd;
+};
+
+class LpwgV1_0 : public V1_0::IBivistaLpwgCallback {
+  public:
+    explicit LpwgV1_0(EventPrinter printer) : mPrinter(std::move(printer)) {}
+
+    Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
+        return mPrinter.printLpwg("1.0", static_cast<int32_t>(status), result);
+    }
+
+  private:
+    const EventPrinter mPrinter;
+};
+
+class LpwgV1_1 : public V1_1::IBivistaLpwgCallback {
+  public:
+    explicit LpwgV1_1(EventPrinter printer) : mPrinter(std::move(printer)) {}
+
+    Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
+        return mPrinter.printLpwg("1.0", static_cast<int32_t>(status), result);
+    }
+    Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
+        return mPrinter.printLpwg("1.1", static_cast<int32_t>(status), result);
+    }
+
+  private:
+    const EventPrinter mPrinter;
+};
+
+class SubDisplay : public IBivistaSubDisplayCallback {
+  public:
+    explicit SubDisplay(EventPrinter printer) : mPrinter(std::move(printer)) {}
+
+    Return<void> onSubDisplayStateChanged(SubScreenState state) override {
+        Json event = {{"event", "sub"}};
+        event.update(toJson(state));
+        return mPrinter.printEvent(event);
+    }
+
+  private:
+    const EventPrinter mPrinter;
+};
+
+class DeathNotice : public hidl_death_recipient {
+  public:
+    explicit DeathNotice(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+
+    void serviceDied(uint64_t, const wp<IBase>&) override { mEnd->set(EXIT_NO_SERVICE); }
+
+  private:
+    const std::shared_ptr<End> mEnd;
+};
+
+int reportEnd(ExitCode code) {
+    if (code == EXIT_NO_SERVICE) {
+        throw Failure(code,
+                      "the service died. Look into its log, start it again, and watch again.");
+    }
+    if (code == EXIT_NO_OUTPUT) throw Failure(code, "cannot write to standard output.");
+    return code;
+}
+
+// `listen` registers the callback.
+int watch(const std::string& what,
+          const std::function<Return<void>(BivistaV1_0&, EventPrinter)>& listen) {
+    auto end = std::make_shared<End>();
+    const auto service = findService();
+    const sp<DeathNotice> notice = new DeathNotice(end);
+    const auto linked = service->linkToDeath(notice, 0);
+    requireDelivered(linked);
+    requireDelivered(listen(*service, EventPrinter(end)));
+    complain("watching " + what + "; end it with Ctrl-C");
+    return reportEnd(end->wait());
+}
+
+int watchLpwg(bool onlyV1_0) {
+    return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, EventPrinter printer) {
+        sp<V1_0::IBivistaLpwgCallback> callback;
+        if (onlyV1_0) {
+            callback = new LpwgV1_0(std::move(printer));
+        } else {
+            callback = new LpwgV1_1(std::move(printer));
+        }
+        return service.setLpwgCallback(callback);
+    });
+}
+
+int watchSubDisplay() {
+    return watch("the sub display's state", [](BivistaV1_0& service, EventPrinter printer) {
+        return service.setSubDisplayCallback(new SubDisplay(std::move(printer)));
+    });
+}
+
+}  // namespace
+
+void addWatchCommand(CLI::App& program, Action& chosen) {
+    CLI::App* command = program.add_subcommand("watch", "Print the events of the service");
+    command->require_subcommand(1);
+    command->footer(kHelp);
+
+    CLI::App* lpwg = command->add_subcommand("lpwg", "Touch and pen events");
+    auto onlyV1_0 = std::make_shared<bool>(false);
+    lpwg->add_flag("--v1_0", *onlyV1_0, "Register a callback that implements only version 1.0");
+    lpwg->callback([onlyV1_0, &chosen] { chosen = [onlyV1_0] { return watchLpwg(*onlyV1_0); }; });
+
+    CLI::App* sub = command->add_subcommand("sub", "State changes of the sub display");
+    sub->callback([&chosen] { chosen = watchSubDisplay; });
+}
+
+}  // namespace bivistactl
