@@ -292,7 +292,8 @@ status_t readDescriptors(wire::Contents::Reader reader, std::vector<UniqueFd>* d
     return OK;
 }
 
-// Everything here is the peer's word: nothing of it is believed unseen.
+// Everything here is the peer's word: nothing of it is believed unseen. Looks at the words once,
+// since capnp counts what is looked at against the limit of the message.
 status_t read(wire::Contents::Reader reader, Peer& peer, Parcel* parcel) {
     const auto words = reader.getWords();
     if (words.size() > Parcel::kMaxSize) return FAILED_TRANSACTION;
@@ -472,15 +473,14 @@ class ServedObject final : public wire::Object::Server {
     wire::Object::Client client() { return thisCap(); }
 
     kj::Promise<void> transact(TransactContext context) override {
-        auto params = context.getParams();
-        const size_t bytes = params.getContents().getWords().size();
         auto call = std::make_unique<IncomingCall>();
-        const status_t status = accept(params, bytes, call.get());
+        const status_t status = accept(context.getParams(), call.get());
         if (status != OK) {
             context.getResults(capnp::MessageSize{8, 0}).setStatus(status);
             return kj::READY_NOW;
         }
         context.releaseParams();
+        const size_t bytes = call->data.dataSize();
         auto waiting = kj::newPromiseAndFulfiller<Answer>();
         call->pending = new PendingCall{kj::mv(waiting.fulfiller), client()};
         ++mPeer->pendingCalls;
@@ -496,17 +496,19 @@ class ServedObject final : public wire::Object::Server {
     }
 
   private:
-    status_t accept(TransactParams::Reader params, size_t bytes, IncomingCall* call) {
-        if (mPeer->pendingCalls >= kMaxPendingCalls ||
-            mPeer->pendingBytes + bytes > kMaxPendingBytes) {
-            ALOGE("Refused a call: its process has too many under way");
-            return NO_MEMORY;
-        }
+    status_t accept(TransactParams::Reader params, IncomingCall* call) {
         call->object = mObject;
         call->code = params.getCode();
         call->flags = params.getFlags();
         call->chain = params.getChain();
-        return read(params.getContents(), *mPeer, &call->data);
+        const status_t status = read(params.getContents(), *mPeer, &call->data);
+        if (status != OK) return status;
+        if (mPeer->pendingCalls < kMaxPendingCalls &&
+            mPeer->pendingBytes + call->data.dataSize() <= kMaxPendingBytes) {
+            return OK;
+        }
+        ALOGE("Refused a call: its process has too many under way");
+        return NO_MEMORY;
     }
 
     // Oneway calls of an object run in order, one at a time, however many threads there are.
