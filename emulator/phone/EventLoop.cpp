@@ -4,6 +4,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <string>
 
 #include <poll.h>
 #include <pthread.h>
@@ -11,6 +12,7 @@
 #include <sys/eventfd.h>
 
 #include "emulator/phone/Files.h"
+#include "emulator/phone/Phone.h"
 
 namespace phone {
 
@@ -50,15 +52,24 @@ void EventLoop::stop() {
 void EventLoop::call(const std::function<void()>& work) {
     assert(std::this_thread::get_id() != mThread.get_id());
     if (!mThread.joinable()) return work();
-    // Shared: the loop may still be inside the task when its result is already here.
-    const auto task = std::make_shared<std::packaged_task<void()>>(work);
-    std::future<void> done = task->get_future();
+    // Shared: the loop may still be inside the promise when its result is already here. A failure
+    // crosses over as text, since the sanitizers cannot follow exceptions from thread to thread.
+    const auto done = std::make_shared<std::promise<std::optional<std::string>>>();
+    std::future<std::optional<std::string>> failure = done->get_future();
     {
         const std::lock_guard lock(mLock);
-        mCalls.emplace_back([task] { (*task)(); });
+        mCalls.emplace_back([&work, done] {
+            std::optional<std::string> error;
+            try {
+                work();
+            } catch (const std::exception& failed) {
+                error = failed.what();
+            }
+            done->set_value(std::move(error));
+        });
     }
     eventfd_write(mWake.get(), 1);
-    done.get();
+    if (const std::optional<std::string> error = failure.get()) throw Error(*error);
 }
 
 void EventLoop::watch(int fd, short events, Handler handler) {

@@ -29,7 +29,8 @@ class EventLoop {
     // Ends and joins the thread; calls that wait are carried out first.
     void stop();
 
-    // Runs `work` on the loop's thread and returns when it is done; what it throws is thrown here.
+    // Runs `work` on the loop's thread and returns when it is done; when it throws, its text is
+    // thrown here as phone::Error.
     // Any thread but the loop's. While the loop is not running it is done on the spot.
     void call(const std::function<void()>& work);
 

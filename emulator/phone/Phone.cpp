@@ -132,6 +132,8 @@ Phone::Phone() {
 }
 
 Phone::~Phone() {
+    // Nothing that was written is missing in the journal.
+    mParts->call([](Devices& devices) { devices.record(); });
     mParts->loop.stop();
 }
 

@@ -107,6 +107,10 @@ class ProgramTest : public testing::Test {
         if (mkdtemp(folder) == nullptr) std::abort();
         mFolder = folder;
         setenv("HIDL_SOCKET_DIR", (mFolder + "/hidl").c_str(), 1);
+        // ThreadSanitizer lets every program sleep for a second at its end.
+        const char* options = getenv("TSAN_OPTIONS");
+        setenv("TSAN_OPTIONS",
+               (std::string(options == nullptr ? "" : options) + ":atexit_sleep_ms=10").c_str(), 1);
     }
     ~ProgramTest() override { fs::remove_all(mFolder); }
 
