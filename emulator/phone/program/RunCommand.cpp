@@ -89,12 +89,21 @@ int attend(pid_t program, const sigset_t& signals) {
     return exitStatus(status);
 }
 
-// Ends what the program has left running: its kernel goes now. They are all our children, as theirs
-// have ended.
+// Children of this process, whichever thread has them.
+std::vector<pid_t> listChildren() {
+    std::vector<pid_t> children;
+    for (const fs::directory_entry& task : fs::directory_iterator("/proc/self/task")) {
+        std::ifstream list(task.path() / "children");
+        for (pid_t child; list >> child;) children.push_back(child);
+    }
+    return children;
+}
+
+// Ends what the program has left running: its kernel goes now. It has become our child, as its
+// parents have ended. A kernel that does not list children leaves it alone.
 void endOrphans() {
-    for (;;) {
-        std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
-        for (pid_t child; children >> child;) kill(child, SIGKILL);
+    for (std::vector<pid_t> orphans; !(orphans = listChildren()).empty();) {
+        for (pid_t orphan : orphans) kill(orphan, SIGKILL);
         if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD) return;
     }
 }
