@@ -127,6 +127,19 @@ TEST_F(UeventTest, AProcessThatSpeaksToTheSocketIsDropped) {
     expectDropped();
 }
 
+TEST_F(UeventTest, TheKernelsAnswerToTheSocketAloneIsDropped) {
+    // A request of ours is acknowledged to us, and broadcast as well.
+    nlmsghdr request = {};
+    request.nlmsg_len = NLMSG_HDRLEN + 4;
+    request.nlmsg_type = NLMSG_MIN_TYPE;
+    request.nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
+    std::string message(reinterpret_cast<const char*>(&request), sizeof(request));
+    message += "one\0"s;
+    ASSERT_EQ(static_cast<ssize_t>(message.size()), send(mFd, message.data(), message.size(), 0));
+    EXPECT_EQ("one", receive().substr(0, 3));
+    expectDropped();
+}
+
 TEST_F(UeventTest, AfterADroppedMessageTheKernelIsHeard) {
     ASSERT_TRUE(mSender.send(kEvent, 0, 1));
     mSender.throughKernel(kEvent);
