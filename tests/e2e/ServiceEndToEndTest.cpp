@@ -64,7 +64,7 @@ TEST_F(ServiceEndToEndTest, FollowsTheCoverOffAndOn) {
 
 TEST_F(ServiceEndToEndTest, AnswersAfterAnUnplugInMidAnswer) {
     startPhone();
-    ctl({"fault", "on AT%SWV late 1h times 1"});
+    ctl({"fault", "on AT%SWV late 3600s times 1"});
     Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
     await([this] { return journal().find("AT%SWV") != std::string::npos; });
     ctl({"detach"});
@@ -167,7 +167,7 @@ TEST_F(ServiceEndToEndTest, ComesBackOverItsStaleSocket) {
 
 TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
     startPhone();
-    ctl({"fault", "on AT%SWV late 1h"});
+    ctl({"fault", "on AT%SWV late 3600s"});
     Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
     await([this] { return journal().find("AT%SWV") != std::string::npos; });
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);

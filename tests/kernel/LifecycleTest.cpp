@@ -11,7 +11,14 @@ namespace {
 
 using phone::Kind;
 
-using LifecycleTest = ServiceTest;
+class LifecycleTest : public ServiceTest {
+  protected:
+    // Waits until the USB thread is where it can be joined, as start() does for the other one.
+    void awaitUsbThread() {
+        phone.attachLoader();
+        log.waitFor("usbDeviceAdded : normal dload mode");
+    }
+};
 
 constexpr char kRule[] = "================================================";
 
@@ -32,19 +39,9 @@ TEST_F(LifecycleTest, StartsBothUsbThreads) {
     log.waitFor(ANDROID_LOG_DEBUG, "usbThread: creating");
 }
 
-// Waits until both threads are where they can be joined.
-void awaitThreads(phone::Phone& phone, const support::LogCapture& log) {
-    phone.attachLoader();
-    log.waitFor("usbDeviceAdded : normal dload mode");
-    phone.setNode("/dev/started", "");
-    log.waitUntil([](const support::LogLine& line) {
-        return line.text.find("name:started") != std::string::npos;
-    });
-}
-
 TEST_F(LifecycleTest, TheHandlerStopsTheUsbSide) {
     start();
-    awaitThreads(phone, log);
+    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     EXPECT_TRUE(log.contains("usbThread: exiting"));
     EXPECT_TRUE(log.contains("usbNotifyThread: exiting"));
@@ -54,7 +51,7 @@ TEST_F(LifecycleTest, TheHandlerStopsTheUsbSide) {
 
 TEST_F(LifecycleTest, TheNotifyThreadEndsAsAfterAFailedRead) {
     start();
-    awaitThreads(phone, log);
+    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     const size_t at = log.waitFor("usbNotifyThread: failed to read notify: Bad file descriptor");
     log.waitFor("usbNotifyThread: exiting", at);
@@ -62,7 +59,7 @@ TEST_F(LifecycleTest, TheNotifyThreadEndsAsAfterAFailedRead) {
 
 TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
     start();
-    awaitThreads(phone, log);
+    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     const size_t mark = log.size();
     Bivista::sighandler(SIGUSR1);
@@ -72,7 +69,7 @@ TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
 
 TEST_F(LifecycleTest, ASignalToTheProcessIsTakenByAThreadThatWaits) {
     start();
-    awaitThreads(phone, log);
+    awaitUsbThread();
     ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
     log.waitFor("destroy set");
     log.waitFor("usbThread: exiting");
@@ -107,7 +104,7 @@ TEST_F(LifecycleTest, AfterTheSignalNobodyWatchesAnyMore) {
 
 TEST_F(LifecycleTest, AnotherSignalOnlyInstallsTheHandlerAgain) {
     start();
-    awaitThreads(phone, log);
+    awaitUsbThread();
     signal(SIGUSR1, SIG_IGN);
     const size_t mark = log.size();
     Bivista::sighandler(SIGUSR2);
@@ -120,7 +117,7 @@ TEST_F(LifecycleTest, AnotherSignalOnlyInstallsTheHandlerAgain) {
 // The destructor joins nothing, so the threads are stopped first.
 TEST_F(LifecycleTest, CanBeDestroyedOnceItsThreadsAreGone) {
     start();
-    awaitThreads(phone, log);
+    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     const ::android::wp<Bivista> weak = service;
     service->decStrong(nullptr);

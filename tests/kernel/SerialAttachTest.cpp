@@ -138,7 +138,7 @@ TEST_F(SerialAttachTest, DetachMakesCommandsFail) {
 TEST_F(SerialAttachTest, SurvivesAnUnplugInMidAnswerAndAnswersAfterTheNextPlug) {
     start();
     attach();
-    phone.setFault("on AT%SWV late 1h times 1");
+    phone.setFault("on AT%SWV late 3600s times 1");
     const uint64_t from = journal.next();
     std::thread unplug([&] {
         journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);

@@ -1,16 +1,35 @@
 #include "tests/kernel/ServiceTest.h"
 
 #include <cerrno>
+#include <fstream>
+
+#include <unistd.h>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 using phone::Kind;
 
+namespace {
+
+bool hasPart(const support::LogCapture& log, const std::string& part) {
+    for (const std::string& text : log.texts()) {
+        if (text.find(part) != std::string::npos) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
 void ServiceTest::start() {
     service = new Bivista();
     // Its threads use it until the process ends.
     service->incStrong(nullptr);
-    log.waitFor("usbNotifyThread: creating");
+    // The watch on /dev is set some time behind the thread's first line.
+    while (!hasPart(log, "name:started")) {
+        createNode("started");
+        unlink("/dev/started");
+        usleep(1000);
+    }
 }
 
 void ServiceTest::attach(const phone::CoverOptions& options) {
@@ -35,6 +54,10 @@ ServiceTest::Result ServiceTest::send(const char* cmd) {
     result.error = errno;
     result.answer = answer;
     return result;
+}
+
+void ServiceTest::createNode(const std::string& name) {
+    ASSERT_TRUE(std::ofstream("/dev/" + name).is_open());
 }
 
 std::vector<std::string> ServiceTest::nodeWrites(uint64_t from) const {

@@ -18,7 +18,8 @@ inline constexpr char kPowerControl[] = "/sys/class/tty/ttyACM0/device/../power/
 
 class ServiceTest : public support::PhoneTest {
   protected:
-    // Makes the service object; its threads run until the process ends.
+    // Makes the service object and waits until it watches /dev; its threads run until the process
+    // ends.
     void start();
 
     // Puts the cover on and waits until the service has attached it.
@@ -33,6 +34,9 @@ class ServiceTest : public support::PhoneTest {
         std::string answer;
     };
     Result send(const char* cmd);
+
+    // Makes an empty file in /dev, as the kernel makes a node: with an event of its creation.
+    static void createNode(const std::string& name);
 
     // What the service wrote to control files from journal entry `from` on, in order: the last path
     // component and the bytes, as in "control=on".
