@@ -40,7 +40,7 @@ class Parcel {
     // The largest Parcel that is sent or accepted, in bytes.
     static constexpr size_t kMaxSize = 1024 * 1024;
     // The most descriptors that one Parcel can carry.
-    static constexpr size_t kMaxDescriptors = 250;
+    static constexpr size_t kMaxDescriptors = 32;
 
     // Size of the words in bytes.
     size_t dataSize() const;

@@ -1,0 +1,26 @@
+// The same exchange over different carriers: a process sends `size` bytes to another, and gets a
+// short answer. Each forks its server, so all are made before any of them is used.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+namespace bench {
+
+class Echo {
+  public:
+    virtual ~Echo() = default;
+    // One exchange; 0 bytes is an empty call.
+    virtual void exchange(size_t size) = 0;
+};
+
+constexpr size_t kLargest = 64 * 1024;
+
+// A method of a HIDL service with a RPC thread pool of one.
+std::unique_ptr<Echo> makeHidlEcho();
+// Bytes through a connected pair of Unix sockets, answered by one byte.
+std::unique_ptr<Echo> makeSocketEcho();
+// A method call through a dbus-daemon of its own.
+std::unique_ptr<Echo> makeDbusEcho();
+
+}  // namespace bench
