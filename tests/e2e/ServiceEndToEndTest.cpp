@@ -66,7 +66,7 @@ TEST_F(ServiceEndToEndTest, AnswersAfterAnUnplugInMidAnswer) {
     startPhone();
     ctl({"fault", "on AT%SWV late 3600s times 1"});
     Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
-    await([this] { return journal().find("AT%SWV") != std::string::npos; });
+    awaitLog("serialAtCmd: wr: [AT%SWV]");
     ctl({"detach"});
     // A hang-up counts as success, with what was stored until then.
     EXPECT_EQ(client.wait().out,
@@ -169,7 +169,7 @@ TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
     startPhone();
     ctl({"fault", "on AT%SWV late 3600s"});
     Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
-    await([this] { return journal().find("AT%SWV") != std::string::npos; });
+    awaitLog("serialAtCmd: wr: [AT%SWV]");
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
     const Outcome outcome = client.wait();
     EXPECT_EQ(outcome.status, 3);
@@ -197,7 +197,7 @@ TEST_F(ServiceEndToEndTest, CarriesOnWhenAClientDiesDuringItsCommand) {
     startPhone();
     ctl({"fault", "on AT%SWV late 500ms times 1"});
     Program client({bin("bivistactl"), "at", "AT%SWV"}, folder);
-    await([this] { return journal().find("AT%SWV") != std::string::npos; });
+    awaitLog("serialAtCmd: wr: [AT%SWV]");
     client.signal(SIGKILL);
     client.wait();
     EXPECT_EQ(version().out, kVersionResult);
