@@ -1,14 +1,17 @@
-"""Does AT exchanges as a Python program would, and prints the median time of one in microseconds.
+"""Does AT exchanges as a Python program would: opens the port, switches the power control, sends the
+command, reads three lines, switches the power control back and closes the port.
 
-Each opens the port, switches the power control, sends the command, reads three lines, switches the
-power control back and closes the port. Usage: pyserial_exchange.py COUNT
+For each line on standard input, which holds a count, does as many exchanges and prints the time of
+one in microseconds. Leaves the port's line settings as it found them.
 """
-import statistics
+import os
 import sys
+import termios
 import time
 
 import serial
 
+PORT = "/dev/ttyACM0"
 CONTROL = "/sys/class/tty/ttyACM0/device/../power/control"
 
 
@@ -18,7 +21,7 @@ def write_control(value):
 
 
 def exchange():
-    with serial.Serial("/dev/ttyACM0", 115200, timeout=5) as port:
+    with serial.Serial(PORT, 115200, timeout=5) as port:
         write_control("on")
         port.write(b"AT%SWV\r")
         for _ in range(3):
@@ -28,12 +31,16 @@ def exchange():
 
 
 def main():
-    times = []
-    for _ in range(int(sys.argv[1])):
+    port = os.open(PORT, os.O_RDWR | os.O_NOCTTY)
+    settings = termios.tcgetattr(port)
+    for line in sys.stdin:
+        count = int(line)
         start = time.perf_counter()
-        exchange()
-        times.append((time.perf_counter() - start) * 1e6)
-    print(statistics.median(times))
+        for _ in range(count):
+            exchange()
+        elapsed = time.perf_counter() - start
+        termios.tcsetattr(port, termios.TCSANOW, settings)
+        print(elapsed / count * 1e6, flush=True)
 
 
 main()
