@@ -13,10 +13,10 @@ clang-format --dry-run --Werror "${sources[@]}" || outcome=1
 (cd scripts && python3 -m unittest -q lint_test) || outcome=1
 python3 scripts/lint.py || outcome=1
 
-build_preset debug
-mapfile -t units < <(git ls-files '*.cpp' | python3 scripts/compiled_units.py build/debug/compile_commands.json)
+build_preset release
+mapfile -t units < <(git ls-files '*.cpp' | python3 scripts/compiled_units.py build/release/compile_commands.json)
 say "clang-tidy: ${#units[@]} files"
 printf '%s\0' "${units[@]}" |
-    xargs -0 -n 4 -P "$(nproc)" clang-tidy -p build/debug --quiet 2>build/clang-tidy.err || outcome=1
+    xargs -0 -n 4 -P "$(nproc)" clang-tidy -p build/release --quiet 2>build/clang-tidy.err || outcome=1
 
 exit $outcome
