@@ -23,7 +23,7 @@ constexpr std::pair<const char*, const char*> kFirstContents[] = {
 };
 
 fs::path resolveOwn(const std::string& path) {
-    const fs::path resolved = resolve(path);
+    fs::path resolved = resolve(path);
     if (path.empty() || path[0] != '/' || !isOfWorld(resolved)) {
         throw Error("\"" + path + "\" is not a file of the phone: name one below /dev, /sys, " +
                     "/data or /system_ext");
@@ -54,7 +54,7 @@ void Devices::setProperty(const std::string& key, const std::string& value) {
     checkProperty(key, value);
     mProperties[key] = value;
     std::string text;
-    for (const auto& [name, content] : mProperties) text += name + "=" + content + "\n";
+    for (const auto& [name, content] : mProperties) text.append(name + "=" + content + "\n");
     mJournal.add(Kind::Property, key, value);
     putFile(kPropertyFile, text);
 }

@@ -93,7 +93,7 @@ void removeTree(const fs::path& path) {
 
 fs::path resolve(const fs::path& path) {
     std::error_code error;
-    const fs::path resolved = fs::weakly_canonical(path, error);
+    fs::path resolved = fs::weakly_canonical(path, error);
     if (error) throw Error("cannot resolve " + path.string() + ": " + error.message());
     return resolved;
 }

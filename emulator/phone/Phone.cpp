@@ -153,6 +153,7 @@ pid_t Phone::spawn(const std::vector<std::string>& command) {
     const Fd ours(ends[0]);
     Fd theirs(ends[1]);
     std::vector<char*> argv;
+    argv.reserve(command.size() + 1);
     for (const std::string& argument : command) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
     const std::vector<sock_filter> filter = makeOpenFilter({});

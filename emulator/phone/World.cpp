@@ -94,6 +94,7 @@ void restartAsRoot() {
     if (getenv(kInsideVariable) != nullptr) return;
     std::vector<std::string> arguments = ownArguments();
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     const uid_t uid = getuid();

@@ -41,6 +41,7 @@ TEST(LogCaptureTest, WaitsForLinesInOrder) {
 TEST(LogCaptureTest, ManyThreadsLogAtOnce) {
     LogCapture log;
     std::vector<std::thread> writers;
+    writers.reserve(4);
     for (int i = 0; i < 4; ++i) {
         writers.emplace_back([] {
             for (int k = 0; k < 100; ++k) __android_log_write(ANDROID_LOG_INFO, "t", "x");

@@ -161,6 +161,7 @@ TEST_F(NodeTest, ManyThreadsWriteAtOnceAndNothingIsLost) {
     constexpr int kThreads = 4;
     constexpr int kWrites = 50;
     std::vector<std::thread> writers;
+    writers.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         writers.emplace_back([] {
             for (int k = 0; k < kWrites; ++k) writeTo(phone::kPowerNode, "1 1");

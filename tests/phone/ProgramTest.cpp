@@ -15,6 +15,8 @@
 
 namespace {
 
+const std::string kEmulator = EMULATOR;
+
 namespace fs = std::filesystem;
 
 using testing::HasSubstr;
@@ -31,6 +33,7 @@ class Child {
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
         mError = fs::temp_directory_path() / ("program-test-" + std::to_string(getpid()));
         std::vector<char*> argv;
+        argv.reserve(command.size() + 1);
         for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
         argv.push_back(nullptr);
         mPid = fork();
@@ -115,7 +118,7 @@ class ProgramTest : public testing::Test {
     ~ProgramTest() override { fs::remove_all(mFolder); }
 
     static std::vector<std::string> emulator(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), EMULATOR);
+        arguments.insert(arguments.begin(), kEmulator);
         return arguments;
     }
 
@@ -159,7 +162,8 @@ TEST_F(ProgramTest, OptionsChangeThePhone) {
             {"run", "--tty", "2", "--property", "a=b=c", "--property", "d=", "--firmware-version",
              "ZZ-9_x", "--fault", "node /sys/power/wake_lock missing", "--", "/bin/sh", "-c",
              "cat /data/property/host.prop; cat /sys/power/wake_lock || echo none; "
-             "ls /dev/ttyACM*; " EMULATOR " ctl show | grep version:"});
+             "ls /dev/ttyACM*; " +
+                     kEmulator + " ctl show | grep version:"});
     EXPECT_EQ(outcome.out, "a=b=c\nd=\nnone\n/dev/ttyACM2\n  version: ZZ-9_x\n");
 }
 
@@ -336,12 +340,12 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
 }
 
 TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {
-    const Outcome outcome =
-            runShell(EMULATOR
-                     " ctl fault 'on AT answer \"hello\\n\" times 1'; "
-                     "printf 'AT\\r' > /dev/ttyACM0; head -n 1 /dev/ttyACM0; " EMULATOR
-                     " ctl fault node /sys/power/wake_lock unreadable; "
-                     "cat /sys/power/wake_lock || echo refused");
+    const Outcome outcome = runShell(kEmulator +
+                                     " ctl fault 'on AT answer \"hello\\n\" times 1'; "
+                                     "printf 'AT\\r' > /dev/ttyACM0; head -n 1 /dev/ttyACM0; " +
+                                     kEmulator +
+                                     " ctl fault node /sys/power/wake_lock unreadable; "
+                                     "cat /sys/power/wake_lock || echo refused");
     EXPECT_EQ(outcome.out, "hello\nrefused\n");
 }
 
@@ -378,7 +382,7 @@ TEST_F(ProgramTest, SocketOfAnEmulatorThatDiedIsReplaced) {
 
 TEST_F(ProgramTest, PhoneInAPhoneIsRefusedWithTheReason) {
     const Outcome outcome =
-            runShell("HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR/2 " EMULATOR " run -- /bin/true");
+            runShell("HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR/2 " + kEmulator + " run -- /bin/true");
     EXPECT_EQ(outcome.status, 125);
     EXPECT_THAT(outcome.err, HasSubstr("supervised already"));
 }
@@ -386,7 +390,7 @@ TEST_F(ProgramTest, PhoneInAPhoneIsRefusedWithTheReason) {
 TEST_F(ProgramTest, OrdinaryUserNeedsNoRights) {
     // The build may lie where nobody else may look.
     const std::string copy = mFolder + "/bivista-emulator";
-    fs::copy(EMULATOR, copy);
+    fs::copy(kEmulator, copy);
     ASSERT_EQ(chmod(mFolder.c_str(), 0777), 0);
     Child child({copy, "run", "--", "/bin/sh", "-c",
                  "printf on > /sys/class/tty/ttyACM0/device/../power/control; "

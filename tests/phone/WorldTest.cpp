@@ -1,4 +1,4 @@
-// Entering the world, each time in a process of its own.
+// The world, seen by a shell in it.
 
 #include "emulator/phone/World.h"
 
@@ -7,62 +7,38 @@
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <functional>
+#include <iterator>
 #include <set>
 
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <sched.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include "emulator/phone/Phone.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// Runs `body` in a child process and returns what it returned.
-std::string inChild(const std::function<std::string()>& body) {
-    int ends[2];
-    if (pipe(ends) != 0) return "no pipe";
-    const pid_t child = fork();
-    if (child == 0) {
-        const std::string text = body();
-        (void)!write(ends[1], text.data(), text.size());
-        _exit(0);
-    }
-    close(ends[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t count; (count = read(ends[0], buffer, sizeof(buffer))) > 0;) {
-        text.append(buffer, static_cast<size_t>(count));
-    }
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    return text;
-}
+using testing::HasSubstr;
 
-std::string listFolder(const char* folder) {
-    std::set<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename());
-    }
-    std::string text;
-    for (const std::string& name : names) text += name + " ";
-    return text;
-}
+struct Outcome {
+    int status = -1;
+    std::string out;
+};
 
-// Makes the system calls that make namespaces fail with `error`, in this process.
+// Lets the system calls that make namespaces fail with `error`, in this process.
 void forbidNamespaces(uint32_t error) {
     sock_filter code[] = {
             BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_unshare, 0, 1),
-            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
-            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 1),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_unshare, 3, 0),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 3),
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+            BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, CLONE_NEWUSER, 0, 1),
             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
@@ -71,106 +47,105 @@ void forbidNamespaces(uint32_t error) {
     syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &program);
 }
 
-TEST(WorldTest, HasItsOwnDevices) {
-    EXPECT_EQ(inChild([] {
-                  const std::string error = phone::enterWorld();
-                  return error.empty() ? listFolder("/dev") : error;
-              }),
-              "fd full null ptmx pts random shm stderr stdin stdout tty urandom zero ");
-}
-
-TEST(WorldTest, HasEmptyFoldersOfItsOwnAndAllOthersAsBefore) {
-    std::set<std::string> names = {"data", "dev", "sys", "system_ext"};
-    for (const fs::directory_entry& entry : fs::directory_iterator("/")) {
-        const std::string name = entry.path().filename();
-        const fs::file_status status = entry.symlink_status();
-        if (fs::is_directory(status) || fs::is_symlink(status) || fs::is_regular_file(status)) {
-            names.insert(name);
-        }
+// Runs a script in a world within `depth` - 1 others; namespaces fail with `error`, if not 0.
+Outcome probe(const char* script, const char* depth = "1", uint32_t error = 0,
+              const char* folder = "/") {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return {};
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        if (chdir(folder) != 0) _exit(126);
+        if (error != 0) forbidNamespaces(error);
+        execl(WORLD_PROBE, WORLD_PROBE, depth, script, nullptr);
+        _exit(126);
     }
-    std::string expected;
-    for (const std::string& name : names) expected += name + " ";
-    const std::string usr = listFolder("/usr");
-    EXPECT_EQ(inChild([] {
-                  const std::string error = phone::enterWorld();
-                  if (!error.empty()) return error;
-                  return listFolder("/") + "|" + listFolder("/sys") + listFolder("/data") +
-                         listFolder("/system_ext") + "|" + listFolder("/usr");
-              }),
-              expected + "||" + usr);
+    close(ends[1]);
+    Outcome outcome;
+    char buffer[4096];
+    for (ssize_t count; (count = read(ends[0], buffer, sizeof(buffer))) > 0;) {
+        outcome.out.append(buffer, static_cast<size_t>(count));
+    }
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
 }
 
-TEST(WorldTest, KeepsTheWorkingFolder) {
-    const std::string before = fs::current_path();
-    EXPECT_EQ(inChild([] {
-                  const std::string error = phone::enterWorld();
-                  return error.empty() ? fs::current_path().string() : error;
-              }),
-              before);
-}
-
-TEST(WorldTest, LeavesAWorkingFolderThatItHides) {
-    EXPECT_EQ(inChild([] {
-                  fs::current_path("/sys/kernel");
-                  const std::string error = phone::enterWorld();
-                  return error.empty() ? fs::current_path().string() : error;
-              }),
-              "/");
+TEST(WorldTest, HasItsOwnDevices) {
+    EXPECT_EQ(probe("echo /dev/*").out,
+              "/dev/fd /dev/full /dev/null /dev/ptmx /dev/pts /dev/random /dev/shm /dev/stderr "
+              "/dev/stdin /dev/stdout /dev/tty /dev/urandom /dev/zero\n");
 }
 
 TEST(WorldTest, DevicesWork) {
-    EXPECT_EQ(inChild([] {
-                  const std::string error = phone::enterWorld();
-                  if (!error.empty()) return error;
-                  char byte = 'x';
-                  const int zero = open("/dev/zero", O_RDONLY);
-                  if (read(zero, &byte, 1) != 1 || byte != 0) return std::string("zero");
-                  const int full = open("/dev/full", O_WRONLY);
-                  if (write(full, &byte, 1) != -1 || errno != ENOSPC) return std::string("full");
-                  const int null = open("/dev/null", O_WRONLY);
-                  if (write(null, &byte, 1) != 1) return std::string("null");
-                  const int pty = open("/dev/ptmx", O_RDWR | O_NOCTTY);
-                  return std::string(pty >= 0 ? ptsname(pty) : "no pty");
-              }),
-              "/dev/pts/0");
+    EXPECT_EQ(probe("head -c 2 /dev/zero | od -An -tx1; head -c 1 /dev/urandom | wc -c; "
+                    "echo x > /dev/null && echo written; "
+                    "(echo x > /dev/full) 2>/dev/null || echo full")
+                      .out,
+              " 00 00\n1\nwritten\nfull\n");
+}
+
+TEST(WorldTest, HasPtysOfItsOwn) {
+    EXPECT_EQ(probe("exec 3<> /dev/ptmx; echo /dev/pts/*").out, "/dev/pts/0 /dev/pts/ptmx\n");
+}
+
+TEST(WorldTest, HasEmptyFoldersOfItsOwn) {
+    EXPECT_EQ(probe("ls -A /sys /data /system_ext").out, "/data:\n\n/sys:\n\n/system_ext:\n");
+}
+
+TEST(WorldTest, HasAllOtherFoldersAsBefore) {
+    std::set<std::string> names = {"data", "dev", "sys", "system_ext"};
+    for (const fs::directory_entry& entry : fs::directory_iterator("/")) {
+        const fs::file_status status = entry.symlink_status();
+        if (fs::is_directory(status) || fs::is_symlink(status) || fs::is_regular_file(status)) {
+            names.insert(entry.path().filename());
+        }
+    }
+    std::string expected;
+    for (const std::string& name : names) expected += name + "\n";
+    EXPECT_EQ(probe("LC_ALL=C ls -A /").out, expected);
+    struct stat outside;
+    ASSERT_EQ(stat("/usr/bin", &outside), 0);
+    EXPECT_EQ(probe("stat -c %i /usr/bin").out, std::to_string(outside.st_ino) + "\n");
+}
+
+TEST(WorldTest, KeepsTheWorkingFolder) {
+    EXPECT_EQ(probe("/bin/pwd", "1", 0, "/usr/bin").out, "/usr/bin\n");
+}
+
+TEST(WorldTest, LeavesAWorkingFolderThatItHides) {
+    EXPECT_EQ(probe("/bin/pwd", "1", 0, "/sys/kernel").out, "/\n");
 }
 
 TEST(WorldTest, HasANetworkOfItsOwn) {
-    EXPECT_EQ(inChild([] {
-                  const std::string error = phone::enterWorld();
-                  if (!error.empty()) return error;
-                  std::ifstream devices("/proc/thread-self/net/dev");
-                  std::string line;
-                  std::string names;
-                  while (std::getline(devices, line)) {
-                      const size_t colon = line.find(':');
-                      if (colon == std::string::npos) continue;
-                      names += line.substr(line.find_first_not_of(' '),
-                                           colon - line.find_first_not_of(' '));
-                  }
-                  return names;
-              }),
-              "lo");
+    EXPECT_EQ(probe("grep -c : /proc/self/net/dev; grep -o lo: /proc/self/net/dev").out,
+              "1\nlo:\n");
+}
+
+TEST(WorldTest, MakesItsCallerRoot) {
+    EXPECT_EQ(probe("id -u; id -g").out, "0\n0\n");
+}
+
+TEST(WorldTest, LeavesNothingOutside) {
+    EXPECT_EQ(probe("echo x > /sys/mark; echo x > /data/mark; echo x > /dev/mark").status, 0);
+    for (const char* path : {"/sys/mark", "/data/mark", "/dev/mark", "/.old", "/tmp/.old"}) {
+        EXPECT_FALSE(fs::exists(path)) << path;
+    }
 }
 
 TEST(WorldTest, CanBeEnteredFromWithinAWorld) {
-    EXPECT_EQ(inChild([] {
-                  std::string error = phone::enterWorld();
-                  if (error.empty()) error = phone::enterWorld();
-                  return error.empty() ? listFolder("/sys") + "entered" : error;
-              }),
-              "entered");
+    EXPECT_EQ(probe("ls -A /sys; echo entered", "2").out, "entered\n");
 }
 
 TEST(WorldTest, SaysInOneLineWhatIsForbiddenAndHowToAllowIt) {
     for (const uint32_t error : {EPERM, ENOSPC}) {
-        const std::string line = inChild([error] {
-            forbidNamespaces(error);
-            return phone::enterWorld();
-        });
-        EXPECT_THAT(line, testing::HasSubstr("namespaces are forbidden here"));
-        EXPECT_THAT(line, testing::HasSubstr("sysctl"));
-        EXPECT_EQ(line.find('\n'), std::string::npos);
+        const Outcome outcome = probe("true", "1", error);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.out, HasSubstr("namespaces are forbidden here"));
+        EXPECT_THAT(outcome.out, HasSubstr("sysctl"));
+        EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1);
     }
 }
 
