@@ -16,7 +16,8 @@ python3 scripts/lint.py || outcome=1
 build_preset release
 mapfile -t units < <(git ls-files '*.cpp' | python3 scripts/compiled_units.py build/release/compile_commands.json)
 say "clang-tidy: ${#units[@]} files"
+# One file a process: with several, the analyzer's check of va_list reports what is not there.
 printf '%s\0' "${units[@]}" |
-    xargs -0 -n 4 -P "$(nproc)" clang-tidy -p build/release --quiet 2>build/clang-tidy.err || outcome=1
+    xargs -0 -n 1 -P "$(nproc)" clang-tidy -p build/release --quiet 2>build/clang-tidy.err || outcome=1
 
 exit $outcome

@@ -99,7 +99,7 @@ class Program {
         char buffer[4096];
         while (text.find("Bivista HAL Ready.") == std::string::npos) {
             const ssize_t count = read(fd, buffer, sizeof(buffer));
-            if (count <= 0) fail(path + " ended: " + text);
+            if (count <= 0) fail(path + " ended before it was ready");
             text.append(buffer, static_cast<size_t>(count));
         }
     }

@@ -25,7 +25,8 @@ struct Object : android::RefBase {};
 }  // namespace
 
 int main() {
-    const android::sp<Object> object = new Object;
+    // Draws libutils in.
+    (new Object)->incStrong(nullptr);
     for (int i = 0; i < 3; ++i) std::thread(waitForEver).detach();
     std::thread(runLoop).detach();
     __android_log_print(ANDROID_LOG_INFO, "reference", "Bivista HAL Ready.");
