@@ -54,7 +54,9 @@ void Devices::setProperty(const std::string& key, const std::string& value) {
     checkProperty(key, value);
     mProperties[key] = value;
     std::string text;
-    for (const auto& [name, content] : mProperties) text.append(name + "=" + content + "\n");
+    for (const auto& [name, content] : mProperties) {
+        text.append(name).append("=").append(content).append("\n");
+    }
     mJournal.add(Kind::Property, key, value);
     putFile(kPropertyFile, text);
 }

@@ -392,10 +392,10 @@ TEST_F(ProgramTest, OrdinaryUserNeedsNoRights) {
     const std::string copy = mFolder + "/bivista-emulator";
     fs::copy(kEmulator, copy);
     ASSERT_EQ(chmod(mFolder.c_str(), 0777), 0);
-    Child child({copy, "run", "--", "/bin/sh", "-c",
-                 "printf on > /sys/class/tty/ttyACM0/device/../power/control; "
-                 "cat /sys/class/tty/ttyACM0/device/../power/control; exit 7"},
-                geteuid() == 0 ? kNobody : 0);
+    const std::string script =
+            "printf on > /sys/class/tty/ttyACM0/device/../power/control; "
+            "cat /sys/class/tty/ttyACM0/device/../power/control; exit 7";
+    Child child({copy, "run", "--", "/bin/sh", "-c", script}, geteuid() == 0 ? kNobody : 0);
     const int status = child.wait();
     EXPECT_EQ(status, 7) << child.err();
     EXPECT_EQ(child.out(), "on");
