@@ -1,8 +1,8 @@
 // HIDL calls over Cap'n Proto RPC.
 //
-// Peer, Import, ServedObject, Connection and Listener live on the loop thread. A Proxy is used by
-// any thread and sends jobs to the loop; calls that come in are jobs for the RPC threads, as is the
-// release of everything that belongs to the user.
+// Peer, Import, ServedObject, Connection and Listener are used in turns of the loop. A Proxy is
+// used by any thread, which takes a turn; calls that come in are jobs for the RPC threads, as is
+// the release of everything that belongs to the user.
 #define LOG_TAG "host-hidl"
 
 #include <capnp/rpc-twoparty.h>
@@ -20,6 +20,7 @@
 
 #include "Hidl.capnp.h"
 #include "Loop.h"
+#include "MessageSocket.h"
 #include "Registry.h"
 #include "RemoteObject.h"
 #include "RpcThreads.h"
@@ -58,7 +59,7 @@ class Peer : public kj::Refcounted {
     void lose();
 };
 
-// State of the loop thread.
+// Used in turns.
 struct Tables {
     std::unordered_map<capnp::ClientHook*, Import*> imports;
     std::unordered_map<capnp::ClientHook*, ServedObject*> served;
@@ -98,7 +99,7 @@ status_t statusOf(const kj::Exception& exception) {
     }
 }
 
-// What is dropped may be the user's, whose destructors may do anything: not on the loop thread.
+// What is dropped may be the user's, whose destructors may do anything: not in a turn.
 void releaseOnRpcThread(std::vector<sp<IBinder>> objects) {
     if (objects.empty()) return;
     RpcThreads::get().run(makeJob([objects = std::move(objects)]() mutable { objects.clear(); }));
@@ -144,7 +145,7 @@ struct OutgoingCall {
     bool isOneway() const { return (flags & IBinder::FLAG_ONEWAY) != 0; }
     void finish(status_t result) {
         status = result;
-        caller->finish();
+        Loop::afterTurn([caller = caller] { caller->finish(); });
     }
 };
 
@@ -152,14 +153,14 @@ void send(OutgoingCall& call);
 
 class Proxy final : public RemoteObject {
   public:
-    // Called on the loop thread.
+    // In a turn.
     explicit Proxy(kj::Own<Import> import) : mImport(import.get()) { mHeld = kj::mv(import); }
 
     ~Proxy() noexcept override {
-        Loop::get().post(makeJob([held = kj::mv(mHeld)]() mutable { held = nullptr; }));
+        Loop::get().run([held = kj::mv(mHeld)]() mutable { held = nullptr; });
     }
 
-    // On the loop thread only.
+    // In a turn only.
     Import& import() { return *mImport; }
 
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags,
@@ -170,7 +171,7 @@ class Proxy final : public RemoteObject {
         }
         ChainCaller caller;
         OutgoingCall call{mImport, code, flags, &data.contents(), reply, &caller};
-        Loop::get().post(makeJob([&call] { send(call); }));
+        Loop::get().run([&call] { send(call); });
         caller.wait();
         if (call.status == OK && callback != nullptr && !call.isOneway()) callback(*reply);
         return call.status;
@@ -192,7 +193,7 @@ class Proxy final : public RemoteObject {
         return OK;
     }
 
-    // On the loop thread, once.
+    // In a turn, once.
     void tellOfDeath() {
         std::vector<wp<DeathRecipient>> recipients;
         {
@@ -407,17 +408,17 @@ struct IncomingCall {
     uint32_t code;
     uint32_t flags;
     ChainId chain;
-    // Only the loop thread looks behind it.
+    // Looked behind in turns only.
     PendingCall* pending;
 
     bool isOneway() const { return (flags & IBinder::FLAG_ONEWAY) != 0; }
 };
 
 void postAnswer(PendingCall* pending, Answer answer) {
-    Loop::get().post(makeJob([pending, answer = std::move(answer)]() mutable {
+    Loop::get().run([pending, answer = std::move(answer)]() mutable {
         std::unique_ptr<PendingCall> done(pending);
         done->fulfiller->fulfill(std::move(answer));
-    }));
+    });
 }
 
 // On an RPC thread.
@@ -436,13 +437,15 @@ void serve(IncomingCall& call) {
 }
 
 void dispatch(std::unique_ptr<IncomingCall> call) {
-    const ChainId chain = call->isOneway() ? 0 : call->chain;
-    auto job = makeJob([call = std::move(call)] { serve(*call); });
-    if (chain == 0) {
-        RpcThreads::get().run(std::move(job));
-    } else {
-        RpcThreads::get().run(chain, std::move(job));
-    }
+    Loop::afterTurn([call = std::move(call)]() mutable {
+        const ChainId chain = call->isOneway() ? 0 : call->chain;
+        auto job = makeJob([call = std::move(call)] { serve(*call); });
+        if (chain == 0) {
+            RpcThreads::get().run(std::move(job));
+        } else {
+            RpcThreads::get().run(chain, std::move(job));
+        }
+    });
 }
 
 // An object of this process as one peer has it.
@@ -586,8 +589,8 @@ class DoorServer final : public wire::Door::Server {
 class Connection {
   public:
     Connection(UniqueFd socket, capnp::rpc::twoparty::Side side)
-        : mStream(wrap(std::move(socket))),
-          mNetwork(*mStream, Parcel::kMaxDescriptors, side, readerOptions()),
+        : mSocket(Loop::get(), std::move(socket)),
+          mNetwork(mSocket, Parcel::kMaxDescriptors, side, readerOptions()),
           mPeer(kj::refcounted<Peer>()) {
         mPeer->network = &mNetwork;
         ++tables().connections;
@@ -613,12 +616,7 @@ class Connection {
     kj::Promise<void> onDisconnect() { return mNetwork.onDisconnect(); }
 
   private:
-    static kj::Own<kj::AsyncCapabilityStream> wrap(UniqueFd socket) {
-        return Loop::get().io().lowLevelProvider->wrapUnixSocketFd(
-                kj::AutoCloseFd(socket.release()), kj::LowLevelAsyncIoProvider::ALREADY_CLOEXEC);
-    }
-
-    kj::Own<kj::AsyncCapabilityStream> mStream;
+    MessageSocket mSocket;
     capnp::TwoPartyVatNetwork mNetwork;
     kj::Own<Peer> mPeer;
     std::optional<capnp::RpcSystem<capnp::rpc::twoparty::VatId>> mRpc;
@@ -626,37 +624,36 @@ class Connection {
 
 // --- serving ---
 
-class Listener {
+class Listener : private Loop::Watch {
   public:
     Listener(UniqueFd socket, const sp<BHwBinder>& object)
-        : mSocket(std::move(socket)),
-          mReadable(Loop::get().io().unixEventPort, mSocket.get(),
-                    kj::UnixEventPort::FdObserver::OBSERVE_READ),
-          mObject(object) {}
+        : Watch(Loop::get(), std::move(socket)), mObject(object), mSpare(openSpare()) {}
 
-    kj::Promise<void> run() {
-        auto readable = mReadable.whenBecomesReadable();
+  private:
+    static UniqueFd openSpare() { return UniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+
+    void ready(bool /*hungUp*/) override {
         for (;;) {
-            UniqueFd socket(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            UniqueFd socket(accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC));
             if (socket.ok()) {
                 serve(std::move(socket));
-            } else if (errno == EAGAIN) {
-                return readable.then([this] { return run(); });
+            } else if (errno == EMFILE || errno == ENFILE) {
+                if (!refuseOne()) return;
             } else if (errno != EINTR && errno != ECONNABORTED) {
-                ALOGE("Cannot accept a HIDL client: %s", strerror(errno));
-                return retryLater();
+                if (errno != EAGAIN) ALOGE("Cannot accept a HIDL client: %s", strerror(errno));
+                return;
             }
         }
     }
 
-  private:
-    // Descriptors or memory have run out; the client waits until there are some.
-    kj::Promise<void> retryLater() {
-        return Loop::get()
-                .io()
-                .provider->getTimer()
-                .afterDelay(100 * kj::MILLISECONDS)
-                .then([this] { return run(); });
+    // Without a descriptor left the client would wait in vain, so it is told by hanging up.
+    bool refuseOne() {
+        ALOGE("Refused a HIDL client: there are no descriptors left");
+        if (!mSpare.ok()) return false;
+        mSpare = UniqueFd();
+        const bool refused = UniqueFd(accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC)).ok();
+        mSpare = openSpare();
+        return refused;
     }
 
     void serve(UniqueFd socket) {
@@ -672,9 +669,8 @@ class Listener {
         Loop::get().keep(gone.attach(kj::mv(connection)));
     }
 
-    const UniqueFd mSocket;
-    kj::UnixEventPort::FdObserver mReadable;
     const sp<BHwBinder> mObject;
+    UniqueFd mSpare;
 };
 
 // --- looking up ---
@@ -684,6 +680,10 @@ struct Lookup {
     registry::SocketId id;
     ChainCaller* caller;
     sp<IBinder> object;
+
+    void finish() {
+        Loop::afterTurn([caller = caller] { caller->finish(); });
+    }
 };
 
 void enter(Lookup& lookup, Tables::KnownService& service) {
@@ -692,16 +692,16 @@ void enter(Lookup& lookup, Tables::KnownService& service) {
                     capnp::Response<wire::Door::EnterResults>&& response) mutable {
                 auto failure = kj::runCatchingExceptions(
                         [&] { lookup.object = objectFor(response.getObject(), *peer); });
-                lookup.caller->finish();
+                lookup.finish();
             },
-            [&lookup](kj::Exception&&) { lookup.caller->finish(); }));
+            [&lookup](kj::Exception&&) { lookup.finish(); }));
 }
 
-// On the loop thread. Finishes at once when no connection to the service is there.
+// In a turn. Finishes at once when no connection to the service is there.
 void enterKnown(Lookup& lookup) {
     auto it = tables().services.find(lookup.id);
     if (it == tables().services.end()) {
-        lookup.caller->finish();
+        lookup.finish();
     } else {
         enter(lookup, it->second);
     }
@@ -729,7 +729,7 @@ void enterThrough(Lookup& lookup, UniqueFd socket) {
 sp<IBinder> findKnown(const registry::SocketId& id) {
     ChainCaller caller;
     Lookup lookup{id, &caller, nullptr};
-    Loop::get().post(makeJob([&lookup] { enterKnown(lookup); }));
+    Loop::get().run([&lookup] { enterKnown(lookup); });
     caller.wait();
     return lookup.object;
 }
@@ -737,9 +737,10 @@ sp<IBinder> findKnown(const registry::SocketId& id) {
 sp<IBinder> findThrough(const registry::SocketId& id, UniqueFd socket) {
     ChainCaller caller;
     Lookup lookup{id, &caller, nullptr};
-    Loop::get().post(makeJob([&lookup, socket = std::move(socket)]() mutable {
-        enterThrough(lookup, std::move(socket));
-    }));
+    Loop::get().run([&lookup, socket = std::move(socket)]() mutable {
+        auto failure = kj::runCatchingExceptions([&] { enterThrough(lookup, std::move(socket)); });
+        if (failure != nullptr) lookup.finish();
+    });
     caller.wait();
     return lookup.object;
 }
@@ -760,11 +761,10 @@ status_t publish(const std::vector<std::string>& descriptors, const std::string&
     UniqueFd socket;
     const status_t status = registry::publish(descriptors, instance, &socket);
     if (status != OK) return status;
-    Loop::get().post(makeJob([socket = std::move(socket), object]() mutable {
-        auto listener = kj::heap<Listener>(std::move(socket), object);
-        auto accepting = listener->run();
-        Loop::get().keep(accepting.attach(kj::mv(listener)));
-    }));
+    Loop::get().run([socket = std::move(socket), object]() mutable {
+        // For as long as the process runs.
+        new Listener(std::move(socket), object);
+    });
     return OK;
 }
 

@@ -1,10 +1,11 @@
-// The event loop. No exception of kj leaves this file or CapnpTransport.cpp.
+// Turns of the event loop. No exception of kj leaves this file or CapnpTransport.cpp.
 #define LOG_TAG "host-hidl"
 
 #include "Loop.h"
 
 #include <kj/debug.h>
 #include <log/log.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 
 #include <thread>
@@ -14,6 +15,14 @@
 namespace android::hardware {
 
 namespace {
+
+// What this thread puts off in a turn.
+struct Deferred {
+    std::vector<std::unique_ptr<Job>> untilItsEnd;
+    std::vector<std::unique_ptr<Job>> untilBehindIt;
+};
+// Null outside of a turn.
+thread_local Deferred* tDeferred = nullptr;
 
 // Sends kj's own messages to the log, and keeps it from starting addr2line for stack traces.
 class LogKj : public kj::ExceptionCallback {
@@ -25,76 +34,144 @@ class LogKj : public kj::ExceptionCallback {
     StackTraceMode stackTraceMode() override { return StackTraceMode::NONE; }
 };
 
-// kj ignores SIGPIPE for the whole process, but the program's choice is its own. The loop thread
-// blocks the signal, so that its writes fail with EPIPE all the same.
-kj::AsyncIoContext setUpIo() {
-    struct sigaction pipe;
-    sigaction(SIGPIPE, nullptr, &pipe);
-    // Its default, SIGUSR1, belongs to the program.
-    kj::UnixEventPort::setReservedSignal(SIGRTMAX);
-    kj::AsyncIoContext io = kj::setupAsyncIo();
-    sigaction(SIGPIPE, &pipe, nullptr);
-    return io;
+constexpr uint64_t kNudgeId = 0;
+constexpr uint32_t kReading = EPOLLIN | EPOLLRDHUP | EPOLLET;
+
+epoll_event eventFor(uint32_t events, uint64_t id) {
+    epoll_event event = {};
+    event.events = events;
+    event.data.u64 = id;
+    return event;
 }
 
 }  // namespace
+
+Loop::Watch::Watch(Loop& loop, UniqueFd fd) : mLoop(loop), mFd(std::move(fd)), mId(++loop.mLastId) {
+    epoll_event event = eventFor(kReading, mId);
+    KJ_SYSCALL(epoll_ctl(mLoop.mEpoll.get(), EPOLL_CTL_ADD, mFd.get(), &event));
+    mLoop.mWatches[mId] = this;
+}
+
+Loop::Watch::~Watch() noexcept(false) {
+    epoll_ctl(mLoop.mEpoll.get(), EPOLL_CTL_DEL, mFd.get(), nullptr);
+    mLoop.mWatches.erase(mId);
+}
+
+// Arming it anew gives an edge, if it is ready.
+void Loop::Watch::watch(uint32_t events) {
+    epoll_event event = eventFor(events, mId);
+    KJ_SYSCALL(epoll_ctl(mLoop.mEpoll.get(), EPOLL_CTL_MOD, mFd.get(), &event));
+}
+
+void Loop::Watch::watchReading() {
+    watch(kReading);
+}
+
+void Loop::Watch::watchWriting() {
+    watch(kReading | EPOLLOUT);
+}
 
 Loop& Loop::get() {
     static auto* const loop = new Loop;
     return *loop;
 }
 
-Loop::Loop() : mWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (!mWake.ok()) LOG_ALWAYS_FATAL("Cannot make an eventfd: %s", strerror(errno));
+Loop::Loop()
+    : mEpoll(epoll_create1(EPOLL_CLOEXEC)),
+      mNudge(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      mEvents(mPort),
+      mTasks(*this) {
+    epoll_event event = eventFor(EPOLLIN | EPOLLET, kNudgeId);
+    if (!mEpoll.ok() || !mNudge.ok() ||
+        epoll_ctl(mEpoll.get(), EPOLL_CTL_ADD, mNudge.get(), &event) != 0) {
+        LOG_ALWAYS_FATAL("Cannot wait for HIDL sockets: %s", strerror(errno));
+    }
+    RpcThreads::get().waitAt(this);
     AllSignalsBlocked blocked;
-    std::thread([this] { run(); }).detach();
+    std::thread([this] {
+        for (;;) {
+            if (waitAtSockets()) RpcThreads::get().passNudgeOn();
+        }
+    }).detach();
 }
 
-void Loop::post(std::unique_ptr<Job> job) {
-    bool first;
-    {
-        AutoMutex lock(mMutex);
-        first = mPosted.empty();
-        mPosted.push_back(std::move(job));
-    }
-    // Never read, so never full: the loop watches for edges.
-    const uint64_t one = 1;
-    if (first && write(mWake.get(), &one, sizeof(one)) != sizeof(one)) {
-        LOG_ALWAYS_FATAL("Cannot wake the HIDL loop: %s", strerror(errno));
+bool Loop::isInTurn() {
+    return tDeferred != nullptr;
+}
+
+void Loop::defer(std::unique_ptr<Job> job) {
+    tDeferred->untilItsEnd.push_back(std::move(job));
+}
+
+void Loop::deferBehind(std::unique_ptr<Job> job) {
+    tDeferred->untilBehindIt.push_back(std::move(job));
+}
+
+void Loop::guard(kj::FunctionParam<void()> body) {
+    auto failure = kj::runCatchingExceptions([&] { body(); });
+    KJ_IF_MAYBE (exception, failure) {
+        taskFailed(kj::mv(*exception));
     }
 }
 
-void Loop::run() {
+void Loop::turn(kj::FunctionParam<void()> body) {
+    Deferred deferred;
+    tDeferred = &deferred;
+    lockedTurn([&] { body(); });
+    tDeferred = nullptr;
+    for (std::unique_ptr<Job>& job : deferred.untilBehindIt) job->run();
+}
+
+void Loop::lockedTurn(kj::FunctionParam<void()> body) {
+    AutoMutex lock(mMutex);
     LogKj logKj;
-    kj::AsyncIoContext io = setUpIo();
-    kj::TaskSet tasks(*this);
-    mIo = &io;
-    mTasks = &tasks;
-    kj::UnixEventPort::FdObserver wake(io.unixEventPort, mWake.get(),
-                                       kj::UnixEventPort::FdObserver::OBSERVE_READ);
-    for (;;) {
-        auto failure = kj::runCatchingExceptions([&] {
-            auto woken = wake.whenBecomesReadable();
-            runPosted();
-            woken.wait(io.waitScope);
-        });
-        KJ_IF_MAYBE (exception, failure) {
-            taskFailed(kj::mv(*exception));
+    kj::WaitScope scope(mEvents);
+    guard([&] { body(); });
+    guard([&] { scope.poll(); });
+    std::vector<std::unique_ptr<Job>>& deferred = tDeferred->untilItsEnd;
+    while (!deferred.empty()) {
+        std::vector<std::unique_ptr<Job>> jobs;
+        jobs.swap(deferred);
+        for (std::unique_ptr<Job>& job : jobs) {
+            guard([&] { job->run(); });
+            job = nullptr;
         }
+        guard([&] { scope.poll(); });
     }
 }
 
-void Loop::runPosted() {
-    std::vector<std::unique_ptr<Job>> jobs;
-    {
-        AutoMutex lock(mMutex);
-        jobs.swap(mPosted);
+void Loop::tellReady(uint64_t id, bool hungUp) {
+    // An earlier event may have ended it.
+    auto it = mWatches.find(id);
+    if (it != mWatches.end()) guard([&] { it->second->ready(hungUp); });
+}
+
+bool Loop::waitAtSockets() {
+    epoll_event events[16];
+    const int count = epoll_wait(mEpoll.get(), events, std::size(events), -1);
+    bool nudged = false;
+    bool isReady = false;
+    for (int i = 0; i < count; ++i) (events[i].data.u64 == kNudgeId ? nudged : isReady) = true;
+    if (isReady) {
+        turn([&] {
+            for (int i = 0; i < count; ++i) {
+                tellReady(events[i].data.u64,
+                          (events[i].events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0);
+            }
+        });
     }
-    for (std::unique_ptr<Job>& job : jobs) {
-        auto failure = kj::runCatchingExceptions([&] { job->run(); });
-        KJ_IF_MAYBE (exception, failure) {
-            taskFailed(kj::mv(*exception));
-        }
+    return nudged;
+}
+
+void Loop::waitOnce() {
+    waitAtSockets();
+}
+
+void Loop::nudge() {
+    // Never read, so never full: edges are watched for.
+    const uint64_t one = 1;
+    if (write(mNudge.get(), &one, sizeof(one)) != sizeof(one)) {
+        LOG_ALWAYS_FATAL("Cannot wake a HIDL thread: %s", strerror(errno));
     }
 }
 

@@ -2,7 +2,9 @@
 #include "RpcThreads.h"
 
 #include <sys/random.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -13,6 +15,8 @@ namespace android::hardware {
 namespace {
 
 thread_local ChainId tChain = 0;
+// This thread, while it waits at the sockets and deals with what came in.
+thread_local const void* tAtSockets = nullptr;
 
 // Unlike the numbers of other processes, with near certainty: the upper half is random.
 ChainId newChain() {
@@ -44,7 +48,12 @@ void RpcThreads::configure(size_t maxThreads, bool callerWillJoin) {
 void RpcThreads::start() {
     AutoMutex lock(mMutex);
     mStarted = true;
-    if (!mJobs.empty()) spawnIfNeeded();
+    spawnIfNeeded();
+}
+
+void RpcThreads::waitAt(Sockets* sockets) {
+    AutoMutex lock(mMutex);
+    mSockets = sockets;
 }
 
 void RpcThreads::join() {
@@ -52,31 +61,92 @@ void RpcThreads::join() {
 }
 
 void RpcThreads::serve() {
-    for (;;) {
-        std::unique_ptr<Job> job;
-        {
-            AutoMutex lock(mMutex);
-            ++mIdle;
-            while (mJobs.empty()) mJobAdded.wait(mMutex);
-            --mIdle;
-            job = std::move(mJobs.front());
-            mJobs.pop_front();
-        }
-        job->run();
+    Sleeper self;
+    for (;;) nextJob(self)->run();
+}
+
+std::unique_ptr<Job> RpcThreads::nextJob(Sleeper& self) {
+    AutoMutex lock(mMutex);
+    std::deque<std::unique_ptr<Job>>* jobs = &mJobs;
+    if (mJobs.empty()) {
+        mIdle.push_back(&self);
+        while (self.jobs.empty()) sleep(self);
+        jobs = &self.jobs;
+    }
+    std::unique_ptr<Job> job = std::move(jobs->front());
+    jobs->pop_front();
+    return job;
+}
+
+void RpcThreads::sleep(Sleeper& sleeper) {
+    if (mSockets == nullptr || mAtSockets != nullptr) {
+        sleeper.wake.wait(mMutex);
+        return;
+    }
+    Sockets* sockets = mSockets;
+    mAtSockets = &sleeper;
+    tAtSockets = &sleeper;
+    mMutex.unlock();
+    sockets->waitOnce();
+    mMutex.lock();
+    tAtSockets = nullptr;
+    mAtSockets = nullptr;
+    if (mNudged) {
+        mNudged = false;
+        mNudgeTaken.signal();
     }
 }
 
+void RpcThreads::wakeUp(Sleeper& sleeper) {
+    if (mAtSockets != &sleeper) {
+        sleeper.wake.signal();
+    } else if (tAtSockets != &sleeper) {
+        mNudged = true;
+        mSockets->nudge();
+    }
+}
+
+void RpcThreads::passNudgeOn() {
+    AutoMutex lock(mMutex);
+    while (mNudged) {
+        mSockets->nudge();
+        mNudgeTaken.wait(mMutex);
+    }
+}
+
+// This thread itself, if it may, since it need not be woken.
+RpcThreads::Sleeper* RpcThreads::takeIdle() {
+    if (mIdle.empty()) return nullptr;
+    auto taken = std::find(mIdle.begin(), mIdle.end(), tAtSockets);
+    if (taken == mIdle.end()) taken = mIdle.end() - 1;
+    Sleeper* sleeper = *taken;
+    mIdle.erase(taken);
+    return sleeper;
+}
+
 void RpcThreads::spawnIfNeeded() {
-    if (!mStarted || mJobs.size() <= mIdle || mSpawned >= mMaxSpawned) return;
+    if (!mStarted || mJobs.size() <= mStarting || mSpawned >= mMaxSpawned) return;
     ++mSpawned;
+    ++mStarting;
     AllSignalsBlocked blocked;
-    std::thread([this] { serve(); }).detach();
+    std::thread([this] {
+        {
+            AutoMutex lock(mMutex);
+            --mStarting;
+        }
+        serve();
+    }).detach();
 }
 
 void RpcThreads::enqueue(std::unique_ptr<Job> job) {
-    mJobs.push_back(std::move(job));
-    spawnIfNeeded();
-    mJobAdded.signal();
+    Sleeper* idle = takeIdle();
+    if (idle != nullptr) {
+        idle->jobs.push_back(std::move(job));
+        wakeUp(*idle);
+    } else {
+        mJobs.push_back(std::move(job));
+        spawnIfNeeded();
+    }
 }
 
 void RpcThreads::run(std::unique_ptr<Job> job) {
@@ -86,15 +156,15 @@ void RpcThreads::run(std::unique_ptr<Job> job) {
 
 void RpcThreads::run(ChainId chain, std::unique_ptr<Job> job) {
     AutoMutex lock(mMutex);
-    auto it = mWaiters.find(chain);
-    if (it == mWaiters.end()) {
+    auto it = mCallers.find(chain);
+    if (it == mCallers.end()) {
         enqueue(std::move(job));
         return;
     }
     // The innermost call is the one that the chain has come to.
-    Waiter& waiter = *it->second.back();
-    waiter.jobs.push_back(std::move(job));
-    waiter.wake.signal();
+    Sleeper& caller = *it->second.back();
+    caller.jobs.push_back(std::move(job));
+    wakeUp(caller);
 }
 
 ChainMember::ChainMember(ChainId chain) : mOuter(tChain) {
@@ -106,20 +176,18 @@ ChainMember::~ChainMember() {
 }
 
 ChainCaller::ChainCaller()
-    : mThreads(RpcThreads::get()),
-      mChain(tChain != 0 ? tChain : newChain()),
-      mWaiter(std::make_shared<RpcThreads::Waiter>()) {
+    : mThreads(RpcThreads::get()), mChain(tChain != 0 ? tChain : newChain()) {
     AutoMutex lock(mThreads.mMutex);
-    mThreads.mWaiters[mChain].push_back(mWaiter);
+    mThreads.mCallers[mChain].push_back(&mSleeper);
 }
 
 ChainCaller::~ChainCaller() {
     AutoMutex lock(mThreads.mMutex);
-    auto it = mThreads.mWaiters.find(mChain);
-    std::erase(it->second, mWaiter);
-    if (it->second.empty()) mThreads.mWaiters.erase(it);
+    auto it = mThreads.mCallers.find(mChain);
+    std::erase(it->second, &mSleeper);
+    if (it->second.empty()) mThreads.mCallers.erase(it);
     // A peer may call and then answer without awaiting us: what is left goes to the pool.
-    for (std::unique_ptr<Job>& job : mWaiter->jobs) mThreads.enqueue(std::move(job));
+    for (std::unique_ptr<Job>& job : mSleeper.jobs) mThreads.enqueue(std::move(job));
 }
 
 void ChainCaller::wait() {
@@ -127,25 +195,19 @@ void ChainCaller::wait() {
         std::unique_ptr<Job> job;
         {
             AutoMutex lock(mThreads.mMutex);
-            while (mWaiter->jobs.empty() && !mWaiter->finished) {
-                mWaiter->wake.wait(mThreads.mMutex);
-            }
-            if (mWaiter->finished) return;
-            job = std::move(mWaiter->jobs.front());
-            mWaiter->jobs.pop_front();
+            while (mSleeper.jobs.empty() && !mSleeper.finished) mThreads.sleep(mSleeper);
+            if (mSleeper.finished) return;
+            job = std::move(mSleeper.jobs.front());
+            mSleeper.jobs.pop_front();
         }
         job->run();
     }
 }
 
 void ChainCaller::finish() {
-    // The caller may be gone as soon as the lock is.
-    const std::shared_ptr<RpcThreads::Waiter> waiter = mWaiter;
-    {
-        AutoMutex lock(mThreads.mMutex);
-        waiter->finished = true;
-    }
-    waiter->wake.signal();
+    AutoMutex lock(mThreads.mMutex);
+    mSleeper.finished = true;
+    mThreads.wakeUp(mSleeper);
 }
 
 }  // namespace android::hardware
