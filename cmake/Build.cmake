@@ -24,6 +24,12 @@ else()
     add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
 endif()
 
+option(BIVISTA_FUZZ "Build the fuzz targets for libFuzzer" OFF)
+if(BIVISTA_FUZZ)
+    # The fuzzer is guided by what it reaches in the libraries, not only in its own sources.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # Debian's Android libraries live outside the linker's and the loader's default folders.
 set(ANDROID_LIBRARY_DIR /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
 foreach(name utils log)

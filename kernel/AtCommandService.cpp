@@ -4,10 +4,9 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-namespace {
-
-// Held while the callback of the running command is replaced and used. Taken before sSerialMutex.
 Mutex sAtCallbackMutex;
+
+namespace {
 
 constexpr size_t kAnswerCapacity = 1024;
 

@@ -16,6 +16,7 @@
 
 #include "kernel/DevicePath.h"
 #include "kernel/Mutex.h"
+#include "kernel/SerialAt.h"
 
 struct usb_host_context;
 
@@ -124,7 +125,7 @@ class Bivista : public V1_1::IBivista {
     // awake; with `vote` false forces its power control without counting (UsbAutoSuspend.cpp). Any
     // thread; takes sUsbAutoSuspendMutex. Bytes written, 0 when nothing needed writing, or negative
     // with errno set.
-    int usbAutoSuspend(bool suspend, bool vote);
+    int usbAutoSuspend(bool suspend, bool vote) EXCLUDES(sUsbAutoSuspendMutex);
 
     // Sends an AT command to the cover and collects its answer (SerialAt.cpp). Any thread; holds
     // sSerialMutex throughout. `cmd` begins with "AT" in either case and ends in "\r". `resp` takes
@@ -134,11 +135,11 @@ class Bivista : public V1_1::IBivista {
     // set: ENODEV no cover, EINVAL malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected
     // by the cover, or the cause of a failed system call. On failure `resp` may lack a NUL.
     int serialAtCmd(const char* cmd, char* resp, size_t respCount,
-                    void (*cb)(char* line, size_t len));
+                    void (*cb)(char* line, size_t len)) EXCLUDES(sSerialMutex);
 
     // The cover's tty has appeared, or gone (SerialAttach.cpp). Notify thread.
-    void serialDeviceAdded();
-    void serialDeviceRemoved();
+    void serialDeviceAdded() EXCLUDES(sSerialMutex);
+    void serialDeviceRemoved() EXCLUDES(sSerialMutex);
 
   private:
     // Thread bodies (UsbMonitor.cpp); the argument is the service object.
@@ -152,19 +153,19 @@ class Bivista : public V1_1::IBivista {
     void handleTtyEvent(uint32_t mask, const char* name);
     void handleHidEvent(uint32_t mask, const char* name);
     // Counts a vote or its withdrawal; whether the control file must be written.
-    bool countAutoSuspendVote(bool suspend);
-    void resetAutoSuspendVotes();
+    bool countAutoSuspendVote(bool suspend) REQUIRES(sUsbAutoSuspendMutex);
+    void resetAutoSuspendVotes() EXCLUDES(sUsbAutoSuspendMutex);
     int runAtCmd(const char* cmd, char* resp, size_t respCount, void (*cb)(char* line, size_t len));
     int exchangeAt(int fd, const char* cmd, char* resp, size_t respCount,
                    void (*cb)(char* line, size_t len), bool* timedOut);
     bool takeLine(AtAnswer* answer, char* line, size_t count, void (*cb)(char* line, size_t len));
     void logSerialLine(const char* line) const;
-    bool prepareSerialPort();
+    bool prepareSerialPort() EXCLUDES(sSerialMutex);
 
-    // Client's LPWG and pen callback. Guarded by mLpwgCallbackLock.
-    sp<V1_0::IBivistaLpwgCallback> mLpwgCallback;
-    // Client's sub display callback. Guarded by sub_state_lock.
-    sp<IBivistaSubDisplayCallback> mSubDisplayCallback;
+    // Client's LPWG and pen callback.
+    sp<V1_0::IBivistaLpwgCallback> mLpwgCallback GUARDED_BY(mLpwgCallbackLock);
+    // Client's sub display callback.
+    sp<IBivistaSubDisplayCallback> mSubDisplayCallback GUARDED_BY(sub_state_lock);
     // File name of the selected firmware image.
     char mDfuFilePath[1024] = {};
     // The uevent worker; set when it is created.

@@ -1,4 +1,4 @@
-// Access to kernel attribute files. The helpers differ in their checks, in the priority of their
+// Access to kernel attribute files. The functions differ in their checks, in the priority of their
 // log lines and in their results; that is meant.
 
 #include <cstdio>

@@ -12,10 +12,9 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-namespace {
-
-// Guards the vote counter and the write of the control file. Taken inside sSerialMutex.
 Mutex sUsbAutoSuspendMutex;
+
+namespace {
 
 constexpr char kControlPath[] = "/sys/class/tty/%s/device/../power/control";
 

@@ -1,4 +1,4 @@
-// Kernel node helpers: results, log lines and what reaches the file.
+// Kernel nodes: results, log lines and what reaches the file.
 #include <climits>
 #include <cstdlib>
 #include <fstream>
