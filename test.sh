@@ -12,6 +12,7 @@ Installs what is missing (Debian packages), then runs, in this order:
   style     layout of the sources, static checks, and our own linters
   g++       the device folders built by g++ too
   release   every test, optimised as on the phone
+  tour      ./run.sh --tour
   asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
   tsan      the tests where threads meet under ThreadSanitizer
 
@@ -21,7 +22,7 @@ Installs what is missing (Debian packages), then runs, in this order:
 HELP
 }
 
-steps=(style g++ release asan tsan)
+steps=(style g++ release tour asan tsan)
 tsan_label=(-L threads)
 install=yes
 while [ $# -gt 0 ]; do
@@ -47,6 +48,7 @@ run_step() {
         style) scripts/check-style.sh ;;
         g++) scripts/check-gcc.sh ;;
         release) build_preset release; run_ctest release ;;
+        tour) ./run.sh --tour --no-install >build/tour.log || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan; run_ctest tsan "${tsan_label[@]}" ;;
     esac

@@ -17,7 +17,8 @@ set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g -fno-omit-frame-pointer")
 set(BIVISTA_SANITIZER "" CACHE STRING "Value for -fsanitize=, empty for none")
 if(BIVISTA_SANITIZER)
     # The device folders are built without RTTI, which the vptr check would need.
-    set(sanitize -fsanitize=${BIVISTA_SANITIZER} -fno-sanitize-recover=all -fno-sanitize=vptr)
+    # Line numbers are all that a report needs, and make for smaller programs.
+    set(sanitize -fsanitize=${BIVISTA_SANITIZER} -fno-sanitize-recover=all -fno-sanitize=vptr -g1)
     add_compile_options(${sanitize})
     add_link_options(${sanitize})
 else()
