@@ -1,11 +1,12 @@
 // A HIDL call through the runtime, empty and with 64 KiB, against a raw ping-pong over a Unix
-// socket and against a D-Bus call. Prints rows (bench/Row.h).
+// socket and against a D-Bus call, the two ends on CPUs of their own. Prints rows (bench/Row.h).
 #include <chrono>
 #include <string>
 #include <vector>
 
 #include "bench/Row.h"
 #include "bench/hidl/Echo.h"
+#include "bench/hidl/ServerProcess.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ void compare(const std::string& name, Echo& hidl, Echo& reference, size_t size, 
 }  // namespace
 
 int main() {
+    bench::useCpu(0);
     const auto socket = bench::makeSocketEcho();
     const auto dbus = bench::makeDbusEcho();
     const auto hidl = bench::makeHidlEcho();

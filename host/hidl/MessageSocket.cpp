@@ -131,39 +131,37 @@ bool MessageSocket::growToKnownSize(const capnp::ReaderOptions& options) {
     return true;
 }
 
-// Receives into the message when it lacks much, else ahead of it.
+// Receives what the message lacks, and what is there behind it; all of it ahead when it lacks
+// little.
 MessageSocket::Progress MessageSocket::receive() {
     if (mDrained) return Progress::BLOCKED;
-    const size_t lacking = mMessage.size() * sizeof(word) - mFilled;
-    const bool ahead = lacking < kAheadSize;
-    iovec part = {ahead ? mAhead.data() : mMessage.asBytes().begin() + mFilled,
-                  ahead ? kAheadSize : lacking};
+    const size_t size = mMessage.size() * sizeof(word);
+    const size_t lacking = size - mFilled;
+    const size_t direct = lacking < kAheadSize ? 0 : lacking;
+    iovec parts[] = {{mMessage.asBytes().begin() + mFilled, direct}, {mAhead.data(), kAheadSize}};
     alignas(cmsghdr) char control[CMSG_SPACE(Parcel::kMaxDescriptors * sizeof(int))];
     msghdr header = {};
-    header.msg_iov = &part;
-    header.msg_iovlen = 1;
+    header.msg_iov = parts;
+    header.msg_iovlen = std::size(parts);
     header.msg_control = control;
     header.msg_controllen = sizeof(control);
-    const ssize_t received = recvmsg(fd(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (received < 0) {
+    const ssize_t result = recvmsg(fd(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (result < 0) {
         if (errno == EAGAIN) return Progress::BLOCKED;
         kj::throwFatalException(KJ_EXCEPTION(DISCONNECTED, "recvmsg failed", errno));
     }
-    if (received == 0) {
+    if (result == 0) {
         if (mFilled == 0) return Progress::ENDED;
         kj::throwFatalException(KJ_EXCEPTION(DISCONNECTED, "message is cut short"));
     }
-    mReceivedBytes += static_cast<uint64_t>(received);
+    const size_t received = static_cast<size_t>(result);
+    mReceivedBytes += received;
     // A short read has taken all, unless descriptors ended it, or the end of the stream is next.
-    mDrained =
-            static_cast<size_t>(received) < part.iov_len && header.msg_controllen == 0 && !mHungUp;
+    mDrained = received < direct + kAheadSize && header.msg_controllen == 0 && !mHungUp;
     keepDescriptors(header);
-    if (ahead) {
-        mAheadStart = 0;
-        mAheadEnd = static_cast<size_t>(received);
-    } else {
-        mFilled += static_cast<size_t>(received);
-    }
+    mFilled += std::min(received, direct);
+    mAheadStart = 0;
+    mAheadEnd = received - std::min(received, direct);
     return Progress::DONE;
 }
 

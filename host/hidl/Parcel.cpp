@@ -192,7 +192,11 @@ status_t Parcel::addBuffer(const void* data, size_t length, size_t* handle, uint
     words[0] = length;
     words[1] = parentHandle;
     words[2] = parentOffset;
-    if (length > 0) memcpy(words + 3, data, length);
+    if (length > 0) {
+        // The padding too is seen by the peer.
+        words[3 + wordsFor(length) - 1] = 0;
+        memcpy(words + 3, data, length);
+    }
     if (handle != nullptr) *handle = mBuffers.size();
     mBuffers.push_back({start + 3, length});
     return OK;
@@ -213,7 +217,7 @@ status_t Parcel::writeEmbeddedBuffer(const void* data, size_t length, size_t* ha
 
 status_t Parcel::nextBuffer(size_t length, size_t* handle, uint64_t parentHandle,
                             uint64_t parentOffset, const void** data) const {
-    const std::vector<uint64_t>& words = mContents.words;
+    const ParcelWords& words = mContents.words;
     if (words.size() - mNextWord < 3) return NOT_ENOUGH_DATA;
     const uint64_t* header = &words[mNextWord];
     if (header[0] != length || header[1] != parentHandle || header[2] != parentOffset) {

@@ -190,6 +190,16 @@ TEST(Parcel, NoAddressLeaves) {
     }
 }
 
+TEST(Parcel, NothingLeavesInThePadding) {
+    Parcel parcel;
+    // Makes the next words ones that were used before.
+    parcel.writeUint64(UINT64_MAX);
+    parcel.takeContents();
+    size_t handle;
+    ASSERT_EQ(parcel.writeBuffer("abc", 3, &handle), OK);
+    EXPECT_EQ(parcel.contents().words.back(), 0x636261u);
+}
+
 TEST(Parcel, EmbeddedBufferNeedsRoomInItsParent) {
     Parcel parcel;
     size_t parent;
@@ -285,7 +295,7 @@ TEST(ParcelOfAHostilePeer, CannotReferToAnObjectThatItDidNotSend) {
 }
 
 TEST(ParcelOfAHostilePeer, CannotLieAboutAHandle) {
-    const std::vector<std::vector<uint64_t>> lies = {
+    const std::vector<ParcelWords> lies = {
             {1}, {1, 1}, {1, 1, 0}, {1, UINT64_MAX, 0}, {1, 0, 1}, {1, 0, UINT64_MAX}};
     for (const auto& words : lies) {
         Parcel parcel;

@@ -9,6 +9,7 @@
 
 #include <cutils/native_handle.h>
 #include <hwbinder/Binder.h>
+#include <hwbinder/ParcelWords.h>
 #include <utils/Errors.h>
 #include <utils/StrongPointer.h>
 
@@ -17,7 +18,7 @@ namespace android::hardware {
 // What a Parcel carries: 64-bit words, and beside them the objects and descriptors that the words
 // refer to by position. No address is ever part of the words.
 struct ParcelContents {
-    std::vector<uint64_t> words;
+    ParcelWords words;
     std::vector<sp<IBinder>> objects;
     // Borrowed while writing, owned by the Parcel that reads.
     std::vector<int> descriptors;
