@@ -70,7 +70,7 @@ TEST_F(AtCommandServiceTest, AlwaysAppendsACarriageReturn) {
     const uint64_t from = journal.next();
     sendAt("AT%SWV\r", nullptr);
     EXPECT_EQ(journal.joined(Kind::TtyRx, from), "AT%SWV\r\r");
-    EXPECT_TRUE(log.contains("sendAtCommand: AT%SWV\r"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "sendAtCommand: AT%SWV\r"));
 }
 
 TEST_F(AtCommandServiceTest, RefusesAnEmptyCommand) {
@@ -79,6 +79,34 @@ TEST_F(AtCommandServiceTest, RefusesAnEmptyCommand) {
     EXPECT_EQ(answer.status, Status::FAIL);
     EXPECT_EQ(answer.response, "");
     EXPECT_THAT(commands(from), IsEmpty());
+}
+
+// The command ends at its NUL, and so lacks the carriage return behind it.
+TEST_F(AtCommandServiceTest, RefusesACommandWithANul) {
+    const uint64_t from = journal.next();
+    const Answer answer = sendAt(std::string("AT%SWV\0AT", 9), nullptr);
+    EXPECT_EQ(answer.status, Status::FAIL);
+    EXPECT_EQ(answer.response, "");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "sendAtCommand: AT%SWV"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: Invalid argument"));
+    EXPECT_THAT(commands(from), IsEmpty());
+}
+
+// A client in the same process may send its next command from the result of the last one.
+TEST_F(AtCommandServiceTest, HoldsNoLockWhileItDeliversTheResult) {
+    const sp<LineRecorder> cb = new LineRecorder;
+    std::vector<std::string> responses;
+    const auto send = [&](const sp<IBivistaAtCallback>& callback, const auto& next) {
+        EXPECT_TRUE(service->sendAtCommand("AT%SWV", callback,
+                                           [&](Status /*status*/, const hidl_string& response) {
+                                               responses.push_back(response);
+                                               next();
+                                           })
+                            .isOk());
+    };
+    send(cb, [&] { send(nullptr, [&] { send(cb, [] {}); }); });
+    EXPECT_EQ(responses, std::vector<std::string>(3, "BV330-V10k_20210312"));
+    EXPECT_EQ(cb->lines, std::vector<std::string>(2, "BV330-V10k_20210312\n"));
 }
 
 TEST_F(AtCommandServiceTest, FailsWhenTheCoverRejects) {

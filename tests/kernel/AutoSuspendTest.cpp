@@ -1,5 +1,6 @@
 // Votes that keep USB awake, and what they write to the power control.
 #include <cerrno>
+#include <thread>
 
 #include "tests/kernel/ServiceTest.h"
 
@@ -39,6 +40,7 @@ TEST_F(AutoSuspendTest, LogsTheCountBeforeTheChange) {
             log.texts(),
             ElementsAre("usbAutoSuspend: suspend:0 vote:1 disableVote:0", "usbAutoSuspend: on",
                         "usbAutoSuspend: suspend:1 vote:1 disableVote:1", "usbAutoSuspend: auto"));
+    for (const support::LogLine& line : log.lines()) EXPECT_EQ(line.priority, ANDROID_LOG_DEBUG);
 }
 
 TEST_F(AutoSuspendTest, WithdrawalWithoutAVoteWritesAutoAllTheSame) {
@@ -59,6 +61,31 @@ TEST_F(AutoSuspendTest, ForcingDoesNotTouchTheCount) {
     EXPECT_EQ(vote(), 0) << "the vote is still counted";
     EXPECT_THAT(nodeWrites(from),
                 ElementsAre("control=on", "control=auto", "control=on", "control=auto"));
+}
+
+TEST_F(AutoSuspendTest, VotesOfManyThreadsAddUp) {
+    constexpr int kThreads = 4;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int k = 0; k < 200; ++k) {
+                EXPECT_GE(vote(), 0);
+                EXPECT_GE(withdraw(), 0);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_FALSE(log.contains("usbAutoSuspend: mUsbAutoSuspendDisableVote is negative"));
+    // The file is written under the counter's lock, so its values alternate and end in "auto".
+    const std::vector<std::string> writes = nodeWrites(from);
+    ASSERT_FALSE(writes.empty());
+    EXPECT_EQ(writes.size() % 2, 0u);
+    for (size_t i = 0; i < writes.size(); ++i) {
+        ASSERT_EQ(writes[i], i % 2 == 0 ? "control=on" : "control=auto") << i;
+    }
+    log.clear();
+    EXPECT_EQ(vote(), 2);
+    EXPECT_EQ(log.texts().front(), "usbAutoSuspend: suspend:0 vote:1 disableVote:0");
 }
 
 TEST_F(AutoSuspendTest, AnExchangeInsideAnotherUsersVoteWritesNothing) {

@@ -1,11 +1,16 @@
 // AT exchanges with the cover over a real tty: results, errno, log lines, votes, and what is
 // stored.
 #include <cerrno>
+#include <csignal>
+#include <fstream>
 #include <thread>
 
 #include <fcntl.h>
-#include <termios.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include "kernel/Descriptor.h"
 
 #include "tests/kernel/ServiceTest.h"
 
@@ -26,6 +31,13 @@ class SerialAtTest : public ServiceTest {
         EXPECT_EQ(send("AT\r").value, 0);
         from = journal.next();
         log.clear();
+    }
+    // From here on nobody sees what happens to the nodes in /dev.
+    static void stopWatching() { Bivista::sighandler(SIGUSR1); }
+    // Waits until the service has read this many answer lines.
+    void awaitLines(size_t lines) const {
+        size_t at = 0;
+        while (lines-- > 0) at = log.waitForPrefix("serialAtCmd: rd: [", at);
     }
     uint64_t from = 0;
 };
@@ -48,6 +60,15 @@ TEST_F(SerialAtTest, LogsTheExchange) {
             log.texts().front(),
             testing::MatchesRegex(
                     "serialAtCmd: resp:0x[0-9a-f]+ respCount:1024 cb:\\(nil\\) cmd:\\[AT%SWV\\]"));
+    EXPECT_EQ(log.lines().front().priority, ANDROID_LOG_DEBUG);
+}
+
+TEST_F(SerialAtTest, LogsTheCallbackAndABufferThatIsNotThere) {
+    service->serialAtCmd("AT%SWV\r", nullptr, 0, [](char* /*line*/, size_t /*len*/) {});
+    EXPECT_THAT(log.texts().front(),
+                testing::MatchesRegex(
+                        "serialAtCmd: resp:\\(nil\\) respCount:0 cb:0x[0-9a-f]+ cmd:\\[AT%SWV\\]"));
+    EXPECT_EQ(log.lines().front().priority, ANDROID_LOG_DEBUG);
 }
 
 TEST_F(SerialAtTest, AcceptsLowerCase) {
@@ -80,18 +101,15 @@ TEST_F(SerialAtTest, AsksForTheCoverBeforeItLooksAtTheCommand) {
 }
 
 TEST_F(SerialAtTest, ReportsATtyThatCannotBeOpened) {
-    // The node goes without its removal being seen: a folder takes its place in one step.
+    stopWatching();
     ASSERT_EQ(unlink("/dev/ttyACM0"), 0);
     const Result result = send("AT%SWV\r");
-    // Either the delete was handled already (no device), or the open failed.
     EXPECT_EQ(result.value, -1);
-    EXPECT_TRUE(result.error == ENOENT || result.error == ENODEV) << result.error;
-    if (result.error == ENOENT) {
-        EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
-                                 "serialAtCmd: failed to open \"/dev/ttyACM0\": No such file or "
-                                 "directory"));
-        EXPECT_THAT(nodeWrites(from), IsEmpty());
-    }
+    EXPECT_EQ(result.error, ENOENT);
+    EXPECT_TRUE(log.contains(
+            ANDROID_LOG_ERROR,
+            "serialAtCmd: failed to open \"/dev/ttyACM0\": No such file or directory"));
+    EXPECT_THAT(nodeWrites(from), IsEmpty());
 }
 
 TEST_F(SerialAtTest, MapsRejectionToProtocolNotSupported) {
@@ -156,6 +174,21 @@ TEST_F(SerialAtTest, AnswersAHangUpWithOne) {
     log.waitFor("serialDeviceRemoved: attached:1");
 }
 
+// Callers take a hang-up for success, so it must not look like any failure.
+TEST_F(SerialAtTest, AHangUpLeavesErrnoAndTheStoredLinesAlone) {
+    phone.setFault(R"(on AT%SWV answer "\r\none\r\ntwo\r\n" times 1)");
+    std::thread unplug([&] {
+        awaitLines(2);
+        phone.detachCover();
+    });
+    char answer[16] = {};
+    errno = E2BIG;
+    EXPECT_EQ(service->serialAtCmd("AT%SWV\r", answer, sizeof(answer), nullptr), 1);
+    EXPECT_EQ(errno, E2BIG);
+    EXPECT_STREQ(answer, "one\ntwo\n") << "the last newline is no NUL";
+    unplug.join();
+}
+
 TEST_F(SerialAtTest, NextCommandWorksAfterAHangUpAndAReplug) {
     phone.setFault("on AT%SWV hangup after 5 times 1");
     EXPECT_EQ(send("AT%SWV\r").value, 1);
@@ -170,10 +203,14 @@ TEST_F(SerialAtTest, TimesOutLeavesTheVoteAndAsksForRecovery) {
     EXPECT_EQ(result.value, -1);
     EXPECT_EQ(result.error, ETIME);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: Timer expired"));
-    const std::string rule(41, '!');
-    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, rule));
-    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "!!!!!!!!!! Bivista Recovery !!!!!!!!!!"));
-    EXPECT_EQ(log.count(rule), 2u);
+    std::vector<std::pair<int, std::string>> recovery;
+    for (const support::LogLine& line : log.lines()) {
+        if (line.text.find("!!!") == 0) recovery.emplace_back(line.priority, line.text);
+    }
+    const std::pair<int, std::string> rule(ANDROID_LOG_ERROR, std::string(41, '!'));
+    const std::pair<int, std::string> title(ANDROID_LOG_ERROR,
+                                            "!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
+    EXPECT_THAT(recovery, ElementsAre(rule, title, rule));
 
     // The recovery makes the cover come back, and the new attachment forgets the vote.
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
@@ -232,6 +269,41 @@ TEST_F(SerialAtTest, WaitsWithoutLimitForALongerCommandToo) {
     EXPECT_FALSE(log.contains("serialAtCmd: Timer expired"));
 }
 
+class LimitedTest : public SerialAtTest, public testing::WithParamInterface<Unlimited> {};
+
+// Of the touch commands only the ones above may take their time.
+TEST_P(LimitedTest, TimesOut) {
+    phone.setFault("on AT%TCHNOTIFY silent times 1");
+    const Result result = send(GetParam().cmd);
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, ETIME);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, LimitedTest,
+                         testing::Values(Unlimited{"PenMode", "AT%TCHNOTIFY=SWTICH_AES,1\r"},
+                                         Unlimited{"Lpwg", "AT%TCHNOTIFY=LPWG_NOTIFY,1,0\r"}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_F(SerialAtTest, PullingTheCoverEndsACommandWithoutLimit) {
+    phone.setFault("on AT%TCHNOTIFY silent times 1");
+    std::thread unplug([&] {
+        journal.waitFor(phone::is(Kind::TtyRx, "AT%TCHNOTIFY=SD\r"), from);
+        phone.detachCover();
+    });
+    EXPECT_EQ(send("AT%TCHNOTIFY=SD\r").value, 1);
+    unplug.join();
+}
+
+TEST_F(SerialAtTest, PullingTheCoverEndsAFloodThatNeverEnds) {
+    phone.setFault("on AT%SWV flood times 1");
+    std::thread unplug([&] {
+        awaitLines(5000);
+        phone.detachCover();
+    });
+    EXPECT_EQ(send("AT%SWV\r").value, 1);
+    unplug.join();
+}
+
 TEST_F(SerialAtTest, HandsAnAnswerOfBytesThroughUnchanged) {
     phone.setFault(R"(on AT%SWV answer "\r\n\xff\x80\x04\x03\x11\x13\r\nOK\r\n")");
     EXPECT_EQ(send("AT%SWV\r").answer, "\xff\x80\x04\x03\x11\x13");
@@ -269,6 +341,76 @@ TEST_F(SerialAtTest, SendsACommandLongerThanTheTtyTakesAtOnce) {
     EXPECT_EQ(result.value, -1);
     EXPECT_EQ(result.error, EPROTONOSUPPORT);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+// In place of the cover's tty a raw one whose other end takes nothing: the cover has stopped
+// draining its port.
+class StuckPortTest : public SerialAtTest {
+  protected:
+    void SetUp() override {
+        SerialAtTest::SetUp();
+        stopWatching();
+        mMaster = open("/dev/ptmx", O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ASSERT_GE(mMaster, 0);
+        int unlocked = 0;
+        ASSERT_EQ(ioctl(mMaster, TIOCSPTLCK, &unlocked), 0);
+        ASSERT_EQ(ptsname_r(mMaster, mName, sizeof(mName)), 0);
+        ASSERT_EQ(unlink("/dev/ttyACM0"), 0);
+        ASSERT_EQ(symlink(mName, "/dev/ttyACM0"), 0);
+    }
+
+    // Takes all the room that the port has.
+    void fill() const {
+        const Descriptor port(open(mName, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(port.isOpen());
+        const std::string block(4096, 'x');
+        while (write(port.get(), block.data(), block.size()) > 0) {
+        }
+        while (write(port.get(), "x", 1) > 0) {
+        }
+        ASSERT_EQ(errno, EAGAIN);
+    }
+
+    // Sends a command, and unplugs once its thread is inside write().
+    Result sendAndUnplug(const std::string& cmd) {
+        std::atomic<pid_t> thread = 0;
+        Result result;
+        std::thread client([&] {
+            thread = gettid();
+            result = send(cmd.c_str());
+        });
+        const std::string inWrite = std::to_string(SYS_write) + " ";
+        std::string call;
+        while (call.find(inWrite) != 0 || nodeWrites(from).empty()) {
+            std::ifstream state("/proc/self/task/" + std::to_string(thread) + "/syscall");
+            std::getline(state, call);
+        }
+        close(mMaster);
+        client.join();
+        return result;
+    }
+
+  private:
+    int mMaster = -1;
+    char mName[64] = {};
+};
+
+TEST_F(StuckPortTest, UnplugEndsAWriteThatGetsNowhere) {
+    fill();
+    const Result result = sendAndUnplug("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, EIO);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "serialAtCmd: failed to write [AT%SWV]"));
+    EXPECT_FALSE(log.contains("serialAtCmd: wr: [AT%SWV]"));
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on", "control=auto"));
+}
+
+// What was written in part counts as written; the hang-up is seen by the wait for the answer.
+TEST_F(StuckPortTest, UnplugEndsAWriteThatIsHalfDone) {
+    const Result result = sendAndUnplug("AT%" + std::string(400000, 'x') + "\r");
+    EXPECT_EQ(result.value, 1);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: POLLHUP"));
+    EXPECT_THAT(nodeWrites(from), ElementsAre("control=on", "control=auto"));
 }
 
 // Nothing is flushed at open: what an earlier command left unread comes before the answer.

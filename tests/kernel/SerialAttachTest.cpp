@@ -15,7 +15,17 @@ using phone::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using SerialAttachTest = ServiceTest;
+class SerialAttachTest : public ServiceTest {
+  protected:
+    // The log without what the two threads that watch for the cover say.
+    std::vector<std::string> ownLines() const {
+        std::vector<std::string> lines;
+        for (const std::string& text : log.texts()) {
+            if (text.rfind("usb", 0) != 0 && text.rfind("==", 0) != 0) lines.push_back(text);
+        }
+        return lines;
+    }
+};
 
 TEST_F(SerialAttachTest, SendsEchoOffBeforeAnythingElse) {
     start();
@@ -93,7 +103,8 @@ TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
     phone.setFault("on ATE0 error times 1");
     start();
     phone.attachCover();
-    log.waitFor("serialDeviceAdded: failed to write ATE0: Protocol not supported");
+    log.waitFor(ANDROID_LOG_ERROR,
+                "serialDeviceAdded: failed to write ATE0: Protocol not supported");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     EXPECT_THAT(nodeWrites(first), ElementsAre("control=auto", "control=on", "control=auto",
                                                "control=on", "control=auto"));
@@ -124,12 +135,47 @@ TEST_F(SerialAttachTest, ReportsATtyThatCannotBeOpened) {
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
+// Meant: nobody looks at the result of telling the kernel.
+TEST_F(SerialAttachTest, AttachesAlthoughTheKernelCannotBeTold) {
+    phone.setFault(std::string("node ") + phone::kHalReady + " missing");
+    start();
+    phone.attachCover();
+    log.waitFor(ANDROID_LOG_ERROR, "usbReady: failed to open mode: No such file or directory");
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    detach();
+    phone.clearFaults();
+    attach();
+    EXPECT_EQ(phone.node(phone::kHalReady), "Y");
+}
+
+TEST_F(SerialAttachTest, AnAttachWhileAttachedOnlyLogs) {
+    start();
+    attach();
+    const uint64_t from = journal.next();
+    log.clear();
+    service->serialDeviceAdded();
+    EXPECT_THAT(ownLines(), ElementsAre("serialDeviceAdded: attached:1"));
+    EXPECT_THAT(commands(from), IsEmpty());
+    EXPECT_THAT(nodeWrites(from), IsEmpty());
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SerialAttachTest, ADetachWhileDetachedOnlyLogs) {
+    start();
+    log.clear();
+    service->serialDeviceRemoved();
+    EXPECT_THAT(ownLines(), ElementsAre("serialDeviceRemoved: attached:0"));
+    EXPECT_THAT(nodeWrites(first), IsEmpty());
+    attach();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
 TEST_F(SerialAttachTest, DetachMakesCommandsFail) {
     start();
     attach();
     phone.detachCover();
-    log.waitFor("========== ttyACM0 delete");
-    log.waitFor("serialDeviceRemoved: attached:1");
+    log.waitFor(ANDROID_LOG_INFO, "========== ttyACM0 delete");
+    log.waitFor(ANDROID_LOG_DEBUG, "serialDeviceRemoved: attached:1");
     while (send("AT%SWV\r").error != ENODEV) {
     }
     EXPECT_EQ(send("AT%SWV\r").value, -1);

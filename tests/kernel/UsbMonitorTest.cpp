@@ -24,6 +24,15 @@ class UsbMonitorTest : public ServiceTest {
         });
     }
 
+    // Makes /dev/hidraw5, a device two levels below one with these ids.
+    void createHidNode(const std::string& vendor, const std::string& product) {
+        phone.setNode("/sys/class/hidraw/hidraw5/idVendor", vendor);
+        phone.setNode("/sys/class/hidraw/hidraw5/idProduct", product);
+        phone.setNode("/sys/class/hidraw/hidraw5/a/b/uevent", "");
+        ASSERT_EQ(symlink("a/b", "/sys/class/hidraw/hidraw5/device"), 0);
+        createNode("hidraw5");
+    }
+
   private:
     int mMarkers = 0;
 };
@@ -55,8 +64,9 @@ TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
     createNode("hidraw0");
     phone.attachCover();
     start();
-    const size_t hid = log.waitFor("usbNotifyThread: access \"/dev/hidraw0\" OK");
-    log.waitFor("usbNotifyThread: access \"/dev/ttyACM0\" OK", hid);
+    const size_t hid =
+            log.waitFor(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/hidraw0\" OK");
+    log.waitFor(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/ttyACM0\" OK", hid);
     const size_t seen = log.waitFor("usbNotifyThread: mHidDisplayAttached:0");
     log.waitFor("usbNotifyThread: mSerialAttached:0", seen);
 }
@@ -189,15 +199,33 @@ TEST_F(UsbMonitorTest, IgnoresOtherNames) {
 
 TEST_F(UsbMonitorTest, LooksAtTheIdsOfHidNodes) {
     start();
-    phone.setNode("/sys/class/hidraw/hidraw5/idVendor", "3e91\n");
-    phone.setNode("/sys/class/hidraw/hidraw5/idProduct", "6a2f\n");
-    phone.setNode("/sys/class/hidraw/hidraw5/a/b/uevent", "");
-    ASSERT_EQ(symlink("a/b", "/sys/class/hidraw/hidraw5/device"), 0);
-    createNode("hidraw5");
-    log.waitFor("========== hidraw5 create");
+    createHidNode("3e91\n", "6a2f\n");
+    log.waitFor(ANDROID_LOG_INFO, "========== hidraw5 create");
     // The vote is the tty's matter alone.
     EXPECT_THAT(nodeWrites(first), IsEmpty());
 }
+
+class HidIdTest : public UsbMonitorTest, public testing::WithParamInterface<Ids> {};
+
+TEST_P(HidIdTest, IgnoreOtherHidNodes) {
+    start();
+    createHidNode(GetParam().vendor, GetParam().product);
+    awaitMarker();
+    EXPECT_TRUE(
+            log.contains("usbNotifyThread: \"/sys/class/hidraw/hidraw5/device/../../idVendor\": " +
+                         GetParam().vendor));
+    EXPECT_EQ(
+            log.contains("usbNotifyThread: \"/sys/class/hidraw/hidraw5/device/../../idProduct\": " +
+                         GetParam().product),
+            GetParam().productRead);
+    EXPECT_FALSE(log.contains("========== hidraw5 create"));
+    EXPECT_THAT(nodeWrites(first), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, HidIdTest,
+                         testing::Values(Ids{"OtherVendor", "1d6b\n", "6a2f\n", false, false},
+                                         Ids{"OtherProduct", "3e91\n", "6a2e\n", false, true}),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(UsbMonitorTest, RecoversWhenMoreHappensThanTheQueueHolds) {
     start();
