@@ -133,18 +133,51 @@ TEST(TransactionNumbers, OfTheServicesThatItUses) {
                              METHOD(14, setAesModeToLpwg, 0)});
 }
 
-TEST(WireForm, OfTheTypes) {
-    EXPECT_EQ(static_cast<int32_t>(V1_0::Status::OK), 0);
-    EXPECT_EQ(static_cast<int32_t>(V1_0::Status::FAIL), 1);
-    EXPECT_EQ(static_cast<int32_t>(V1_0::LpwgEventStatus::UNKNOWN), -1);
-    EXPECT_EQ(static_cast<int32_t>(V1_0::LpwgEventStatus::BV_PEN_DETECTION), 3);
-    EXPECT_EQ(static_cast<int32_t>(V1_1::LpwgEventStatus::WAKEUP), 0);
-    EXPECT_EQ(static_cast<int32_t>(V1_1::LpwgEventStatus::BV_UPDATE_STATE), 7);
-    EXPECT_EQ(static_cast<int32_t>(SubScreenState::UNINITIALIZED), 0);
-    EXPECT_EQ(static_cast<int32_t>(SubScreenState::ON), 3);
+template <typename Enum>
+void expectValues(const std::vector<std::pair<Enum, int32_t>>& values) {
+    for (const auto& [name, value] : values) EXPECT_EQ(static_cast<int32_t>(name), value);
+}
+
+TEST(WireForm, OfTheEnumerations) {
+    using V1_0::ScreenMode;
+    using V1_0::Status;
+    expectValues<Status>({{Status::OK, 0}, {Status::FAIL, 1}});
+    expectValues<ScreenMode>({{ScreenMode::DEFAULT, 0},
+                              {ScreenMode::MODE_1, 1},
+                              {ScreenMode::MODE_2, 2},
+                              {ScreenMode::MODE_3, 3}});
+    expectValues<SubScreenState>({{SubScreenState::UNINITIALIZED, 0},
+                                  {SubScreenState::INITIALIZED, 1},
+                                  {SubScreenState::OFF, 2},
+                                  {SubScreenState::ON, 3}});
+    using Event = V1_0::LpwgEventStatus;
+    expectValues<Event>({{Event::UNKNOWN, -1},
+                         {Event::WAKEUP, 0},
+                         {Event::BV_PEN_WAKEUP, 1},
+                         {Event::BV_PEN_WAKEUP_BTN, 2},
+                         {Event::BV_PEN_DETECTION, 3}});
+    using NewEvent = V1_1::LpwgEventStatus;
+    expectValues<NewEvent>({{NewEvent::UNKNOWN, -1},
+                            {NewEvent::WAKEUP, 0},
+                            {NewEvent::BV_PEN_WAKEUP, 1},
+                            {NewEvent::BV_PEN_WAKEUP_BTN, 2},
+                            {NewEvent::BV_PEN_DETECTION, 3},
+                            {NewEvent::SWITCH_AES_BOTH, 4},
+                            {NewEvent::SWITCH_AES_TO_1, 5},
+                            {NewEvent::SWITCH_AES_TO_2, 6},
+                            {NewEvent::BV_UPDATE_STATE, 7}});
+}
+
+TEST(WireForm, OfTheStructures) {
     EXPECT_EQ(offsetof(V1_0::LpwgStatus, type), 0u);
     EXPECT_EQ(offsetof(V1_0::LpwgStatus, value), 4u);
+    EXPECT_EQ(sizeof(V1_0::LpwgStatus), 8u);
+    EXPECT_EQ(offsetof(V1_0::SubScreenInfo, x), 0u);
+    EXPECT_EQ(offsetof(V1_0::SubScreenInfo, y), 2u);
+    EXPECT_EQ(offsetof(V1_0::SubScreenInfo, format), 4u);
     EXPECT_EQ(sizeof(V1_0::SubScreenInfo), 6u);
+    EXPECT_EQ(offsetof(V1_0::BivistaStatus, connected), 0u);
+    EXPECT_EQ(sizeof(V1_0::BivistaStatus), 1u);
 }
 
 }  // namespace
