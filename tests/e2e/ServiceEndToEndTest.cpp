@@ -1,5 +1,6 @@
 // The real service on the emulated phone, spoken to with bivistactl.
 #include <csignal>
+#include <filesystem>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,12 +12,18 @@
 namespace e2e {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr char kVersion[] = "BV330-V10k_20210312";
 constexpr char kVersionResult[] =
         "{\"method\":\"sendAtCommand\",\"status\":\"OK\",\"value\":\"BV330-V10k_20210312\"}\n";
+
+// A line of the service's log.
+std::string lineOf(char priority, const std::string& text) {
+    return std::string("bivista@1\\.1-service ") + priority + " [-0-9: ]+ " + text;
+}
 
 class ServiceEndToEndTest : public ProgramsTest {
   protected:
@@ -97,6 +104,13 @@ TEST_F(ServiceEndToEndTest, EscapesAnswersThatAreNotText) {
     EXPECT_THAT(outcome.out, HasSubstr("\"value\":\"\\udcff\\udcfe\""));
 }
 
+TEST_F(ServiceEndToEndTest, CutsAnAnswerAtItsNul) {
+    startPhone();
+    ctl({"fault", R"(on AT%SWV answer "\r\nab\x00cd\r\nOK\r\n")"});
+    EXPECT_EQ(version().out, "{\"method\":\"sendAtCommand\",\"status\":\"OK\",\"value\":\"ab\"}\n");
+    EXPECT_EQ(run({bin("bivistactl"), "at", "AT%SWV"}).out, "ab");
+}
+
 TEST_F(ServiceEndToEndTest, TakesAPropertyThatIsLongerThanAndroidAllows) {
     startPhone({"--property", "ro.product.device=Q-71C" + std::string(500, 'x')});
     awaitLog("serialDeviceAdded: Set MODEL=DCM");
@@ -135,15 +149,15 @@ TEST_F(ServiceEndToEndTest, StopsWatchingOnItsSignal) {
 
 TEST_F(ServiceEndToEndTest, TellsThatItIsReady) {
     startPhone();
-    EXPECT_THAT(log(), HasSubstr("Bivista HAL Ready."));
-    EXPECT_THAT(log(), HasSubstr("========== Bivista HAL Constructor =========="));
+    EXPECT_THAT(log(), ContainsRegex(lineOf('I', "Bivista HAL Ready\\.")));
+    EXPECT_THAT(log(), ContainsRegex(lineOf('D', "========== Bivista HAL Constructor ==========")));
 }
 
 TEST_F(ServiceEndToEndTest, ASecondServiceCannotRegister) {
     startPhone({"--no-cover"});
     const Outcome second = run({bin(kService)});
     EXPECT_EQ(second.status, 1);
-    EXPECT_THAT(second.err, HasSubstr("Cannot register Bivsita HAL service"));
+    EXPECT_THAT(second.err, ContainsRegex(lineOf('E', "Cannot register Bivsita HAL service")));
     EXPECT_THAT(second.err, testing::Not(HasSubstr("Bivista HAL Ready.")));
     EXPECT_EQ(call({"getBV2Connect"}).status, 0) << "the first one serves on";
 }
@@ -153,7 +167,7 @@ TEST_F(ServiceEndToEndTest, NeedsARegistryFolderThatItCanWrite) {
     const Outcome outcome = run({bin(kService)});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("/proc/registry"));
-    EXPECT_THAT(outcome.err, HasSubstr("Cannot register Bivsita HAL service"));
+    EXPECT_THAT(outcome.err, ContainsRegex(lineOf('E', "Cannot register Bivsita HAL service")));
 }
 
 TEST_F(ServiceEndToEndTest, ComesBackOverItsStaleSocket) {
@@ -177,19 +191,90 @@ TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
     EXPECT_NE(outcome.err, "");
 }
 
-// A callback that hangs holds the RPC thread and the AT channel; all goes on when it ends.
-TEST_F(ServiceEndToEndTest, RecoversFromAClientThatHangsInItsCallback) {
-    startPhone();
-    ctl({"fault", R"(on AT%SWV answer "\r\none\r\n" times 1)"});
-    Program hanging({bin("bivistactl"), "at", "AT%SWV"}, folder);
-    await([&] { return hanging.out() == "one\n"; });
-    hanging.signal(SIGSTOP);
-    ctl({"send", "two\\r\\nOK\\r\\n"});
-    Program waiting({bin("bivistactl"), "call", "getBV2Connect"}, folder);
-    awaitLog("rd: [two]");
-    EXPECT_TRUE(waiting.isRunning());
-    hanging.signal(SIGKILL);
-    EXPECT_EQ(waiting.wait().status, 0);
+// A client whose callback hangs: it was stopped during its command, and then a line came.
+class HangingClientTest : public ServiceEndToEndTest {
+  protected:
+    void SetUp() override {
+        startPhone();
+        ctl({"fault", R"(on AT%SWV answer "" times 1)"});
+        hanging = std::make_unique<Program>(
+                std::vector<std::string>{bin("bivistactl"), "at", "AT%SWV"}, folder);
+        awaitLog("serialAtCmd: wr: [AT%SWV]");
+        hanging->signal(SIGSTOP);
+        ctl({"send", "\\r\\none\\r\\nOK\\r\\n"});
+        awaitLog("serialAtCmd: rd: [one]");
+    }
+
+    // Starts a client, and waits until the service has accepted it.
+    std::unique_ptr<Program> connect(std::vector<std::string> arguments) const {
+        const size_t before = serviceSockets();
+        arguments.insert(arguments.begin(), {bin("bivistactl"), "call"});
+        auto client = std::make_unique<Program>(arguments, folder);
+        await([&] { return serviceSockets() > before; });
+        return client;
+    }
+
+    // Two clients wait for the service; no answer and no other command passes.
+    void expectThatOthersWait() {
+        const size_t received = count(journal(), "\"tty-rx\"");
+        waiting = connect({"getBV2Connect"});
+        commanding = connect({"sendAtCommand", "AT%SWV", "null"});
+        // Time enough for an answer: a whole exchange with the emulator.
+        ctl({"show"});
+        EXPECT_TRUE(waiting->isRunning());
+        EXPECT_TRUE(commanding->isRunning());
+        EXPECT_EQ(waiting->out() + commanding->out(), "");
+        EXPECT_EQ(count(journal(), "\"tty-rx\""), received);
+    }
+
+    void expectThatOthersAreAnswered() {
+        EXPECT_EQ(waiting->wait().status, 0);
+        EXPECT_EQ(commanding->wait().out, kVersionResult);
+        EXPECT_EQ(version().out, kVersionResult);
+    }
+
+    std::unique_ptr<Program> hanging;
+    std::unique_ptr<Program> waiting;
+    std::unique_ptr<Program> commanding;
+
+  private:
+    size_t serviceSockets() const {
+        size_t sockets = 0;
+        const std::string fds = "/proc/" + std::to_string(servicePid()) + "/fd";
+        for (const auto& entry : std::filesystem::directory_iterator(fds)) {
+            std::error_code gone;
+            const auto target = std::filesystem::read_symlink(entry, gone).string();
+            if (target.rfind("socket:", 0) == 0) ++sockets;
+        }
+        return sockets;
+    }
+};
+
+TEST_F(HangingClientTest, HoldsTheServiceUntilItGoesOn) {
+    expectThatOthersWait();
+    hanging->signal(SIGCONT);
+    EXPECT_EQ(hanging->wait().out, "one\n");
+    expectThatOthersAreAnswered();
+}
+
+TEST_F(HangingClientTest, HoldsTheServiceUntilItDies) {
+    expectThatOthersWait();
+    hanging->signal(SIGKILL);
+    hanging->wait();
+    expectThatOthersAreAnswered();
+}
+
+// A detach and the next attach wait for the AT channel, and happen when it is free.
+TEST_F(HangingClientTest, HoldsTheAtChannel) {
+    ctl({"detach"});
+    ctl({"attach"});
+    awaitLog("serialDeviceRemoved: attached:1");
+    awaitLog("========== Bivista Attached", 2);
+    EXPECT_EQ(count(log(), "========== ttyACM0 create"), 1u);
+    hanging->signal(SIGCONT);
+    EXPECT_EQ(hanging->wait().status, 0);
+    awaitLog("========== ttyACM0 create", 2);
+    awaitCover();
     EXPECT_EQ(version().out, kVersionResult);
 }
 
