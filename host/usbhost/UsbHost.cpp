@@ -39,30 +39,21 @@ class Loop {
   public:
     bool ok() const { return mTree.fd() >= 0 && mStopEvent >= 0; }
 
-    void run(const Callbacks& callbacks) {
+    int fd() const { return mTree.fd(); }
+
+    // Reports what is there. Returns whether to go on.
+    bool load(const Callbacks& callbacks) {
+        mCallbacks = callbacks;
         std::deque<Change> changes;
         mTree.start(&changes);
-        if (!deliver(&changes, callbacks) || callbacks.reportDone()) return;
-        while (waitForChange()) {
-            mTree.read(&changes);
-            if (!deliver(&changes, callbacks)) return;
-        }
+        return deliver(&changes) && !mCallbacks.reportDone() && !mStopped;
     }
 
-    void stop() {
-        mStopped = true;
-        eventfd_write(mStopEvent.get(), 1);
-    }
-
-  private:
-    // Returns whether to go on.
-    bool deliver(std::deque<Change>* changes, const Callbacks& callbacks) {
-        while (!changes->empty()) {
-            const Change change = changes->front();
-            changes->pop_front();
-            if (mStopped || callbacks.report(change)) return false;
-        }
-        return !mStopped;
+    // Reports what has changed, if anything. Returns whether to go on.
+    bool readEvents() {
+        std::deque<Change> changes;
+        mTree.read(&changes);
+        return deliver(&changes);
     }
 
     // Returns false when the loop is to end.
@@ -75,6 +66,23 @@ class Loop {
         return false;
     }
 
+    void stop() {
+        mStopped = true;
+        eventfd_write(mStopEvent.get(), 1);
+    }
+
+  private:
+    // Returns whether to go on.
+    bool deliver(std::deque<Change>* changes) {
+        while (!changes->empty()) {
+            const Change change = changes->front();
+            changes->pop_front();
+            if (mStopped || mCallbacks.report(change)) return false;
+        }
+        return !mStopped;
+    }
+
+    Callbacks mCallbacks = {};
     DeviceTree mTree{"/dev"};
     android::base::unique_fd mStopEvent{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::atomic<bool> mStopped = false;
@@ -123,12 +131,31 @@ usb_host_context* usb_host_init() {
     return loop->ok() ? contexts().add(std::move(loop)) : nullptr;
 }
 
+int usb_host_load(usb_host_context* context, usb_device_added_cb added_cb,
+                  usb_device_removed_cb removed_cb, usb_discovery_done_cb discovery_done_cb,
+                  void* client_data) {
+    std::shared_ptr<Loop> loop = contexts().find(context);
+    return loop && loop->load({added_cb, removed_cb, discovery_done_cb, client_data}) ? 0 : 1;
+}
+
+int usb_host_get_fd(usb_host_context* context) {
+    std::shared_ptr<Loop> loop = contexts().find(context);
+    return loop ? loop->fd() : -1;
+}
+
+int usb_host_read_event(usb_host_context* context) {
+    std::shared_ptr<Loop> loop = contexts().find(context);
+    return loop && loop->readEvents() ? 0 : 1;
+}
+
 void usb_host_run(usb_host_context* context, usb_device_added_cb added_cb,
                   usb_device_removed_cb removed_cb, usb_discovery_done_cb discovery_done_cb,
                   void* client_data) {
     // Held until the loop has ended, whoever cleans up meanwhile.
     std::shared_ptr<Loop> loop = contexts().find(context);
-    if (loop) loop->run({added_cb, removed_cb, discovery_done_cb, client_data});
+    if (!loop) return;
+    int done = usb_host_load(context, added_cb, removed_cb, discovery_done_cb, client_data);
+    while (done == 0 && loop->waitForChange()) done = usb_host_read_event(context);
 }
 
 void usb_host_cleanup(usb_host_context* context) {

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <usbhost/usbhost.h>
@@ -20,21 +21,15 @@ using testing::IsEmpty;
 
 namespace {
 
-// Records what usb_host_run reports; `onEvent` decides what each callback returns.
+// Records what a context's loop reports; `onEvent` decides what each callback returns.
 class Recorder {
   public:
     std::function<int(const std::string&)> onEvent = [](const std::string&) { return 0; };
 
-    void run(usb_host_context* context) {
-        usb_host_run(
-                context,
-                [](const char* node, void* self) {
-                    return static_cast<Recorder*>(self)->record(std::string("added ") + node);
-                },
-                [](const char* node, void* self) {
-                    return static_cast<Recorder*>(self)->record(std::string("removed ") + node);
-                },
-                [](void* self) { return static_cast<Recorder*>(self)->record("done"); }, this);
+    void run(usb_host_context* context) { usb_host_run(context, added, removed, done, this); }
+
+    int load(usb_host_context* context) {
+        return usb_host_load(context, added, removed, done, this);
     }
 
     // Waits for that many events.
@@ -50,6 +45,14 @@ class Recorder {
     }
 
   private:
+    static int added(const char* node, void* self) {
+        return static_cast<Recorder*>(self)->record(std::string("added ") + node);
+    }
+    static int removed(const char* node, void* self) {
+        return static_cast<Recorder*>(self)->record(std::string("removed ") + node);
+    }
+    static int done(void* self) { return static_cast<Recorder*>(self)->record("done"); }
+
     int record(const std::string& event) {
         {
             std::lock_guard hold(mLock);
@@ -74,6 +77,13 @@ class UsbHostTest : public testing::Test {
     static size_t openDescriptors() {
         auto entries = fs::directory_iterator("/proc/self/fd");
         return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+    }
+
+    // Waits until the context's descriptor is readable.
+    static void awaitEvent(usb_host_context* context) {
+        pollfd wait = {usb_host_get_fd(context), POLLIN, 0};
+        ASSERT_EQ(1, poll(&wait, 1, -1));
+        ASSERT_EQ(POLLIN, wait.revents);
     }
 
     Recorder mRecorder;
@@ -237,4 +247,83 @@ TEST_F(UsbHostTest, ASignalOnItsThreadDoesNotEndTheLoop) {
 TEST_F(UsbHostTest, WithoutDescriptorsLeftThereIsNoContext) {
     NoDescriptorsLeft limit;
     EXPECT_EQ(nullptr, usb_host_init());
+}
+
+TEST_F(UsbHostTest, ACallersOwnLoopReportsWhatIsPresentThenChanges) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    EXPECT_EQ(0, mRecorder.load(context));
+    EXPECT_THAT(mRecorder.events(), ElementsAre("added /dev/bus/usb/001/001", "done"));
+
+    plug("001/002");
+    awaitEvent(context);
+    EXPECT_EQ(0, usb_host_read_event(context));
+    fs::remove("/dev/bus/usb/001/001");
+    awaitEvent(context);
+    EXPECT_EQ(0, usb_host_read_event(context));
+    EXPECT_THAT(mRecorder.events(),
+                ElementsAre("added /dev/bus/usb/001/001", "done", "added /dev/bus/usb/001/002",
+                            "removed /dev/bus/usb/001/001"));
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, WithoutChangesTheDescriptorIsNotReadableAndNothingIsReported) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    mRecorder.load(context);
+    pollfd wait = {usb_host_get_fd(context), POLLIN, 0};
+    EXPECT_EQ(0, poll(&wait, 1, 0));
+    EXPECT_EQ(0, usb_host_read_event(context));
+    EXPECT_THAT(mRecorder.events(), ElementsAre("added /dev/bus/usb/001/001", "done"));
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, LoadTellsThatACallbackAskedForTheEnd) {
+    plug("001/001");
+    plug("001/002");
+    for (const std::string end : {"added /dev/bus/usb/001/001", "done"}) {
+        Recorder recorder;
+        usb_host_context* context = usb_host_init();
+        recorder.onEvent = [&end](const std::string& event) { return event == end ? 1 : 0; };
+        EXPECT_NE(0, recorder.load(context)) << end;
+        EXPECT_EQ(end, recorder.events().back());
+        usb_host_cleanup(context);
+    }
+}
+
+TEST_F(UsbHostTest, ReadEventTellsThatACallbackAskedForTheEnd) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [](const std::string& event) { return event == "done" ? 0 : -1; };
+    fs::remove("/dev/bus/usb/001/001");
+    EXPECT_EQ(0, mRecorder.load(context));
+    plug("001/002");
+    awaitEvent(context);
+    EXPECT_NE(0, usb_host_read_event(context));
+    EXPECT_THAT(mRecorder.events(), ElementsAre("done", "added /dev/bus/usb/001/002"));
+    usb_host_cleanup(context);
+}
+
+TEST_F(UsbHostTest, ACallbackThatCleansUpEndsTheCallersLoop) {
+    plug("001/001");
+    plug("001/002");
+    usb_host_context* context = usb_host_init();
+    mRecorder.onEvent = [context](const std::string&) {
+        usb_host_cleanup(context);
+        return 0;
+    };
+    EXPECT_NE(0, mRecorder.load(context));
+    EXPECT_THAT(mRecorder.events(), ElementsAre("added /dev/bus/usb/001/001"));
+}
+
+TEST_F(UsbHostTest, ACleanedUpContextHasNoDescriptorAndNoEvents) {
+    plug("001/001");
+    usb_host_context* context = usb_host_init();
+    EXPECT_EQ(0, mRecorder.load(context));
+    usb_host_cleanup(context);
+    plug("001/002");
+    EXPECT_EQ(-1, usb_host_get_fd(context));
+    EXPECT_NE(0, usb_host_read_event(context));
+    EXPECT_NE(0, mRecorder.load(context));
+    EXPECT_THAT(mRecorder.events(), ElementsAre("added /dev/bus/usb/001/001", "done"));
 }
