@@ -2,6 +2,7 @@
 
 #include "kernel/Bivista.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -32,7 +33,7 @@ void blockStopSignal() {
 // Tells the USB notify thread to stop.
 std::atomic<bool> sDestroy = false;
 
-Bivista::Bivista() : mNotifyStopFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+Bivista::Bivista() {
     LOG_DEBUG("================================================");
     LOG_DEBUG("========== Bivista HAL Constructor ==========");
     LOG_DEBUG("================================================");
@@ -44,6 +45,9 @@ Bivista::Bivista() : mNotifyStopFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     // The handler logs, joins and frees: it may only run where a thread opens the signal to wait.
     blockStopSignal();
     signal(SIGUSR1, sighandler);
+    mStopFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    // Without it the threads could never be joined, and the handler would hang for good.
+    if (mStopFd < 0) giveUp("Failed to create usb stop eventfd: %s", errno);
     startThread(usbNotifyThread, "Failed to create usb notify pthread: %s");
     startThread(usbThread, "Failed to create usb pthread: %s");
 }
@@ -55,8 +59,11 @@ void Bivista::startThread(void* (*body)(void*), const char* failure) {
     pthread_t thread;
     const int result = pthread_create(&thread, nullptr, body, this);
     // Meant: a positive error number counts as success.
-    if (result >= 0) return;
-    LOG_ERROR(failure, strerror(result));
+    if (result < 0) giveUp(failure, result);
+}
+
+void Bivista::giveUp(const char* failure, int error) {
+    LOG_ERROR(failure, strerror(error));
     sDestroy = true;
     usbThreadJoin();
     LOG_ERROR("Exiting Bivista");

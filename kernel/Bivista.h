@@ -42,9 +42,9 @@ class Bivista : public V1_1::IBivista {
   public:
     // Installs the SIGUSR1 handler, blocks SIGUSR1 on the calling thread (and so on every thread
     // made later: the threads that may take it open it only while they wait), and starts the USB
-    // notify thread and the USB thread. Ends the process with status 1 when a thread creation
-    // reports a negative result. The caller must take a strong reference and keep the object alive
-    // for as long as the two threads run.
+    // notify thread and the USB thread. Ends the process with status 1 when the stop eventfd cannot
+    // be made or a thread creation reports a negative result. The caller must take a strong
+    // reference and keep the object alive for as long as the two threads run.
     Bivista();
     ~Bivista() override;
 
@@ -147,8 +147,11 @@ class Bivista : public V1_1::IBivista {
     static void* usbThread(void* service);
 
     void startThread(void* (*body)(void*), const char* failure);
+    [[noreturn]] void giveUp(const char* failure, int error);
     void watchDevFolder();
     bool waitForNotify(char* buffer, size_t capacity, ssize_t* count);
+    void watchUsb(usb_host_context* context);
+    bool waitForUsb(int fd) const;
     void dispatchNotify(const char* buffer, ssize_t count);
     void handleTtyEvent(uint32_t mask, const char* name);
     void handleHidEvent(uint32_t mask, const char* name);
@@ -180,12 +183,15 @@ class Bivista : public V1_1::IBivista {
     std::atomic<bool> mUsbAttached = false;
     // Outstanding votes for keeping USB awake; written under sUsbAutoSuspendMutex.
     std::atomic<int32_t> mUsbAutoSuspendDisableVote = 0;
-    // Made by the USB thread; null again once usbThreadJoin has taken it.
+    // Made and used by the USB thread; null again once usbThreadJoin has taken it, which releases
+    // it when that thread has ended.
     std::atomic<usb_host_context*> mUsbHostContext = nullptr;
     // The notify thread's inotify descriptor, closed by that thread alone; -1 for none.
     std::atomic<int32_t> mInotifyFd = -1;
-    // eventfd that ends the notify thread's wait: closing an inotify descriptor would not.
-    const int mNotifyStopFd;
+    // eventfd that ends the waits of both USB threads: closing the inotify descriptor that a thread
+    // waits on would not. Made before the threads; written by usbThreadJoin and never read, so that
+    // it stays readable for good.
+    int mStopFd = -1;
     std::atomic<bool> mNotifyJoined = false;
     pthread_t mSerialLogThread = {};
     DevicePath mSerialDevicePath;

@@ -122,7 +122,7 @@ bool Bivista::waitForNotify(char* buffer, size_t capacity, ssize_t* count) {
     sigset_t signals;
     pthread_sigmask(SIG_BLOCK, nullptr, &signals);
     sigdelset(&signals, SIGUSR1);
-    pollfd fds[] = {{mInotifyFd, POLLIN, 0}, {mNotifyStopFd, POLLIN, 0}};
+    pollfd fds[] = {{mInotifyFd, POLLIN, 0}, {mStopFd, POLLIN, 0}};
     int ready = 0;
     do {
         ready = ppoll(fds, 2, nullptr, &signals);
@@ -195,22 +195,52 @@ void* Bivista::usbThread(void* service) {
     self->mUsbThread = pthread_self();
     if (usb_host_context* context = usb_host_init()) {
         self->mUsbHostContext = context;
-        usb_host_run(context, usbDeviceAdded, usbDeviceRemoved, nullptr, self);
+        self->watchUsb(context);
     }
     LOG_DEBUG("%s: exiting", __func__);
     return nullptr;
 }
 
+// Meant: not usb_host_run. On the phone nothing ends that loop: cleaning up would leave it asleep
+// on a closed descriptor, with a context that is freed.
+void Bivista::watchUsb(usb_host_context* context) {
+    const int fd = usb_host_get_fd(context);
+    int done = usb_host_load(context, usbDeviceAdded, usbDeviceRemoved, nullptr, this);
+    while (done == 0 && waitForUsb(fd)) done = usb_host_read_event(context);
+}
+
+// Waits for libusbhost's descriptor. False when the thread is to end. SIGUSR1 stays blocked.
+bool Bivista::waitForUsb(int fd) const {
+    pollfd fds[] = {{fd, POLLIN, 0}, {mStopFd, POLLIN, 0}};
+    int ready = 0;
+    do {
+        ready = poll(fds, 2, -1);
+    } while (ready < 0 && errno == EINTR);
+    if (ready < 0) {
+        LOG_ERROR("%s: failed to poll: %s", "usbThread", strerror(errno));
+        return false;
+    }
+    return fds[1].revents == 0 && (fds[0].revents & POLLIN) != 0;
+}
+
 void Bivista::usbThreadJoin() {
+    // Asked before both threads are stopped: the notify thread takes the descriptor back as it
+    // ends.
+    const bool watchesDev = mInotifyFd != -1;
+    eventfd_write(mStopFd, 1);
     // Whoever takes the context cleans it up: a second signal must not do so twice.
     if (usb_host_context* context = mUsbHostContext.exchange(nullptr)) {
-        usb_host_cleanup(context);
         pthread_join(mUsbThread, nullptr);
+        // The USB thread used the context until here.
+        usb_host_cleanup(context);
     }
-    if (mInotifyFd == -1 || mNotifyJoined.exchange(true)) return;
-    eventfd_write(mNotifyStopFd, 1);
-    // On the notify thread itself this answers EDEADLK: the thread ends on its own.
-    pthread_join(mUsbNotifyThread, nullptr);
+    if (!watchesDev || mNotifyJoined.exchange(true)) return;
+    if (pthread_equal(pthread_self(), mUsbNotifyThread)) {
+        // The handler runs on the notify thread itself, which ends on its own.
+        pthread_detach(mUsbNotifyThread);
+    } else {
+        pthread_join(mUsbNotifyThread, nullptr);
+    }
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,5 +1,6 @@
 // What a healthy system does not do: locks that fail, threads that cannot be made, system calls
 // that break off. The calls of this program go through the functions below (linker option --wrap).
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -9,6 +10,7 @@
 #include <utility>
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 #include <usbhost/usbhost.h>
@@ -18,19 +20,29 @@
 namespace {
 
 // What the wrapped calls of the calling thread do instead; null: what they always do.
-// The lock, or unlock, from now on that fails: 1 is the next one; 0 is none.
+// The lock from now on that fails: 1 is the next one; 0 is none. It is taken and reports an error,
+// since the unlock behind it may not hit a mutex that nobody holds.
 thread_local int failLock = 0;
-thread_local int failUnlock = 0;
+// Every unlock fails: it is done and reports an error.
+thread_local bool failUnlocks = false;
 // The log's own locks do not count.
 thread_local bool logging = false;
 thread_local std::function<int()> onPoll;
+// The polls that go through before onPoll takes one.
+thread_local int pollsBefore = 0;
 thread_local std::function<ssize_t(char*)> onRead;
 thread_local std::function<ssize_t()> onWrite;
 // These are called on the service's threads.
 std::function<int()> onThreadCreate;
 std::function<int()> onInotifyInit;
 std::function<int()> onInotifyWatch;
+std::function<int()> onEventfd;
 bool noUsbHost = false;
+// Polls that include the descriptor of the USB host context.
+std::function<int()> onUsbPoll;
+std::atomic<int> usbHostFd = -1;
+// Told of every clean-up of a context before it is done.
+std::function<void()> onUsbHostCleanup;
 
 bool isDue(int* countdown) {
     return !logging && *countdown > 0 && --*countdown == 0;
@@ -48,13 +60,14 @@ extern "C" {
 
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-    return isDue(&failLock) ? EINVAL : __real_pthread_mutex_lock(mutex);
+    const int result = __real_pthread_mutex_lock(mutex);
+    return isDue(&failLock) ? EINVAL : result;
 }
 
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
     const int result = __real_pthread_mutex_unlock(mutex);
-    return isDue(&failUnlock) ? EPERM : result;
+    return failUnlocks && !logging ? EPERM : result;
 }
 
 int __wrap___android_log_print(int priority, const char* tag, const char* format, ...) {
@@ -80,7 +93,9 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (
 
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
 int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
-    return onPoll ? callOnce(onPoll) : __real_poll(fds, count, timeout);
+    const bool isUsb = count > 0 && fds[0].fd >= 0 && fds[0].fd == usbHostFd;
+    if (isUsb && onUsbPoll) return callOnce(onUsbPoll);
+    return onPoll && pollsBefore-- == 0 ? callOnce(onPoll) : __real_poll(fds, count, timeout);
 }
 
 ssize_t __real_read(int fd, void* buffer, size_t size);
@@ -108,6 +123,23 @@ int __wrap_inotify_add_watch(int fd, const char* path, uint32_t mask) {
 usb_host_context* __real_usb_host_init();
 usb_host_context* __wrap_usb_host_init() {
     return noUsbHost ? nullptr : __real_usb_host_init();
+}
+
+int __real_usb_host_get_fd(usb_host_context* context);
+int __wrap_usb_host_get_fd(usb_host_context* context) {
+    usbHostFd = __real_usb_host_get_fd(context);
+    return usbHostFd;
+}
+
+void __real_usb_host_cleanup(usb_host_context* context);
+void __wrap_usb_host_cleanup(usb_host_context* context) {
+    if (onUsbHostCleanup) onUsbHostCleanup();
+    __real_usb_host_cleanup(context);
+}
+
+int __real_eventfd(unsigned int count, int flags);
+int __wrap_eventfd(unsigned int count, int flags) {
+    return onEventfd ? onEventfd() : __real_eventfd(count, flags);
 }
 }
 
@@ -148,17 +180,80 @@ TEST_F(InterpositionTest, AFailedLockIsLoggedWithTheFunctionsNameAndIgnored) {
 TEST_F(InterpositionTest, AFailedUnlockIsLoggedWithTheFunctionsNameAndIgnored) {
     start();
     attach();
-    // The first unlock in there is that of the leaf lock on the path.
-    failUnlock = 2;
-    EXPECT_EQ(service->usbAutoSuspend(true, false), 4);
-    EXPECT_TRUE(
-            log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_unlock() : usbAutoSuspend\n"));
+    failUnlocks = true;
+    const std::string answer = send("AT%SWV\r").answer;
+    failUnlocks = false;
+    EXPECT_EQ(answer, "BV330-V10k_20210312");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_unlock() : serialAtCmd\n"));
 }
+
+// A function whose first lock is its own, called on an attached cover, where its work succeeds.
+struct LockingFunction {
+    const char* name;
+    void (*call)(Bivista& service);
+};
+class LockFailureTest : public InterpositionTest,
+                        public testing::WithParamInterface<LockingFunction> {};
+
+TEST_P(LockFailureTest, AFailedLockIsLoggedWithTheFunctionsName) {
+    start();
+    attach();
+    failLock = 1;
+    GetParam().call(*service);
+    EXPECT_EQ(failLock, 0);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, std::string("Error at pthread_mutex_lock() : ") +
+                                                        GetParam().name + "\n"));
+}
+
+TEST_P(LockFailureTest, AFailedUnlockIsLoggedWithTheFunctionsName) {
+    start();
+    attach();
+    failUnlocks = true;
+    GetParam().call(*service);
+    failUnlocks = false;
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, std::string("Error at pthread_mutex_unlock() : ") +
+                                                        GetParam().name + "\n"));
+}
+
+class IgnoredAnswer : public IBivistaAtCallback {
+  public:
+    Return<void> onAtResponse(const hidl_string& /*line*/) override { return Void(); }
+};
+
+void sendWithCallback(Bivista& service) {
+    Status status = Status::FAIL;
+    const Return<void> returned = service.sendAtCommand(
+            "AT%SWV", new IgnoredAnswer,
+            [&status](Status answered, const hidl_string& /*answer*/) { status = answered; });
+    EXPECT_TRUE(returned.isOk());
+    EXPECT_EQ(status, Status::OK);
+}
+
+void detachPort(Bivista& service) {
+    service.serialDeviceRemoved();
+    EXPECT_EQ(service.serialAtCmd("AT\r", nullptr, 0, nullptr), -1);
+    EXPECT_EQ(errno, ENODEV);
+}
+
+void forceAuto(Bivista& service) {
+    EXPECT_EQ(service.usbAutoSuspend(true, false), 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Functions, LockFailureTest,
+                         testing::Values(LockingFunction{"sendAtCommand", sendWithCallback},
+                                         LockingFunction{"serialDeviceAdded",
+                                                         [](Bivista& service) {
+                                                             service.serialDeviceAdded();
+                                                         }},
+                                         LockingFunction{"serialDeviceRemoved", detachPort},
+                                         LockingFunction{"usbAutoSuspend", forceAuto}),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(InterpositionTest, TheConstructorsLockIsNamedAfterTheClass) {
     failLock = 1;
-    failUnlock = 1;
+    failUnlocks = true;
     construct();
+    failUnlocks = false;
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_lock() : Bivista\n"));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_unlock() : Bivista\n"));
     log.waitFor("usbThread: creating");
@@ -186,6 +281,20 @@ TEST_F(InterpositionDeathTest, AUsbThreadThatReportsANegativeResultEndsTheProces
             },
             testing::ExitedWithCode(1),
             "Failed to create usb pthread: Unknown error -11(.|\n)*Exiting Bivista");
+}
+
+// Without it the handler would wait for threads that nothing wakes.
+TEST_F(InterpositionDeathTest, AStopEventfdThatCannotBeMadeEndsTheProcess) {
+    EXPECT_EXIT(
+            {
+                __android_log_set_logger(__android_log_stderr_logger);
+                // No thread may be asked for.
+                onThreadCreate = []() -> int { _exit(2); };
+                onEventfd = failing(EMFILE);
+                new Bivista();
+            },
+            testing::ExitedWithCode(1),
+            "Failed to create usb stop eventfd: Too many open files(.|\n)*Exiting Bivista");
 }
 
 // Meant: a positive error number, as POSIX has it, counts as success.
@@ -227,6 +336,47 @@ TEST_F(InterpositionTest, TheHandlerHasNothingToJoinWithoutThreads) {
     EXPECT_THAT(log.texts(), ElementsAre("destroy set"));
 }
 
+// The phone's libusbhost frees the context at once, whoever uses it.
+TEST_F(InterpositionTest, TheUsbHostIsCleanedUpOnceWhenItsThreadHasEnded) {
+    std::atomic<int> cleanups = 0;
+    std::atomic<bool> ended = false;
+    onUsbHostCleanup = [&] {
+        ++cleanups;
+        ended = log.contains("usbThread: exiting");
+    };
+    start();
+    phone.attachLoader();
+    log.waitFor("usbDeviceAdded : normal dload mode");
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_EQ(cleanups, 1);
+    EXPECT_TRUE(ended);
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_EQ(cleanups, 1);
+}
+
+TEST_F(InterpositionTest, AnInterruptedWaitKeepsTheUsbThread) {
+    onUsbPoll = failing(EINTR);
+    start();
+    phone.attachLoader();
+    log.waitFor("usbDeviceAdded : normal dload mode");
+    EXPECT_EQ(onUsbPoll, nullptr);
+    EXPECT_FALSE(log.contains("usbThread: exiting"));
+}
+
+TEST_F(InterpositionTest, AFailedWaitEndsTheUsbThread) {
+    std::atomic<int> cleanups = 0;
+    onUsbHostCleanup = [&] { ++cleanups; };
+    onUsbPoll = failing(ENOMEM);
+    start();
+    const size_t at =
+            log.waitFor(ANDROID_LOG_ERROR, "usbThread: failed to poll: Cannot allocate memory");
+    log.waitFor("usbThread: exiting", at);
+    EXPECT_EQ(cleanups, 0);
+    // The handler still releases the context.
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_EQ(cleanups, 1);
+}
+
 TEST_F(InterpositionTest, AFailedPollEndsTheCommand) {
     start();
     attach();
@@ -241,6 +391,28 @@ TEST_F(InterpositionTest, AFailedPollEndsTheCommand) {
     // The vote is withdrawn.
     journal.waitFor(phone::is(phone::Kind::NodeWrite, "auto"), from);
 }
+
+class LaterPollTest : public InterpositionTest,
+                      public testing::WithParamInterface<std::pair<int, const char*>> {};
+
+TEST_P(LaterPollTest, AFailureShowsTheLastLineRead) {
+    start();
+    attach();
+    pollsBefore = GetParam().first;
+    onPoll = failing(ENOMEM);
+    const Result result = send("AT%SWV\r");
+    EXPECT_EQ(result.value, -1);
+    EXPECT_EQ(result.error, ENOMEM);
+    const size_t at =
+            log.waitFor(ANDROID_LOG_ERROR, "serialAtCmd: failed to poll: Cannot allocate memory");
+    log.waitFor(ANDROID_LOG_ERROR,
+                std::string("serialAtCmd: last read buffer value: [") + GetParam().second + "\n]",
+                at);
+}
+
+INSTANTIATE_TEST_SUITE_P(SecondAndThird, LaterPollTest,
+                         testing::Values(std::pair(1, ""), std::pair(2, "BV330-V10k_20210312")),
+                         [](const auto& info) { return info.index == 0 ? "Second" : "Third"; });
 
 TEST_F(InterpositionTest, AFailedReadEndsTheCommand) {
     start();
