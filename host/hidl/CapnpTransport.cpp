@@ -115,7 +115,7 @@ class Import : public kj::Refcounted {
         tables().imports[identityOf(mClient)] = this;
         mPeer->imports.insert(this);
     }
-    ~Import() noexcept(false) {
+    ~Import() noexcept(false) override {
         tables().imports.erase(identityOf(mClient));
         mPeer->imports.erase(this);
     }

@@ -5,7 +5,6 @@
 #include <capnp/serialize.h>
 #include <fcntl.h>
 #include <hwbinder/Parcel.h>
-#include <kj/debug.h>
 
 #include <algorithm>
 #include <cstring>
@@ -23,6 +22,18 @@ constexpr size_t kMaxParts = 16;
 
 // After so many messages others have their chance.
 constexpr int kMaxBurst = 64;
+
+[[noreturn]] void throwOf(kj::Exception::Type type, const char* why) {
+    kj::throwFatalException(kj::Exception(type, __FILE__, __LINE__, kj::heapString(why)));
+}
+
+[[noreturn]] void throwLost(const char* why) {
+    throwOf(kj::Exception::Type::DISCONNECTED, why);
+}
+
+[[noreturn]] void throwFailed(const char* why) {
+    throwOf(kj::Exception::Type::FAILED, why);
+}
 
 bool hasResultsWithObjects(capnp::MessageReader& reader) {
     const auto message = reader.getRoot<capnp::rpc::Message>();
@@ -120,9 +131,9 @@ bool MessageSocket::growToKnownSize(const capnp::ReaderOptions& options) {
     if (mMessage.size() > 0) {
         uint32_t lastSegment;
         memcpy(&lastSegment, mMessage.begin(), sizeof(lastSegment));
-        KJ_REQUIRE(lastSegment < kMaxSegments, "Message has too many segments.");
+        if (lastSegment >= kMaxSegments) throwFailed("a message has too many segments");
         size = capnp::expectedSizeInWordsFromPrefix(mMessage);
-        KJ_REQUIRE(size <= options.traversalLimitInWords, "Message is too large.");
+        if (size > options.traversalLimitInWords) throwFailed("a message is too large");
         if (size <= mMessage.size()) return false;
     }
     auto larger = kj::heapArray<word>(size);
@@ -148,11 +159,11 @@ MessageSocket::Progress MessageSocket::receive() {
     const ssize_t result = recvmsg(fd(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (result < 0) {
         if (errno == EAGAIN) return Progress::BLOCKED;
-        kj::throwFatalException(KJ_EXCEPTION(DISCONNECTED, "recvmsg failed", errno));
+        throwLost("recvmsg failed");
     }
     if (result == 0) {
         if (mFilled == 0) return Progress::ENDED;
-        kj::throwFatalException(KJ_EXCEPTION(DISCONNECTED, "message is cut short"));
+        throwLost("message is cut short");
     }
     const size_t received = static_cast<size_t>(result);
     mReceivedBytes += received;
@@ -205,7 +216,7 @@ capnp::MessageReaderAndFds MessageSocket::finish(kj::ArrayPtr<kj::AutoCloseFd> f
 
 kj::Promise<void> MessageSocket::writeMessage(
         kj::ArrayPtr<const int> fds, kj::ArrayPtr<const kj::ArrayPtr<const word>> segments) {
-    KJ_REQUIRE(mWrite == nullptr, "a message is being written already");
+    if (mWrite != nullptr) throwFailed("a message is being written already");
     mTable.clear();
     mTable.push_back(static_cast<uint32_t>(segments.size() - 1));
     for (auto& segment : segments) mTable.push_back(static_cast<uint32_t>(segment.size()));
@@ -271,7 +282,7 @@ MessageSocket::Progress MessageSocket::sendParts(std::vector<iovec>& parts, std:
         header.msg_iov = parts.data();
         header.msg_iovlen = std::min(parts.size(), kMaxParts);
         alignas(cmsghdr) char control[CMSG_SPACE(Parcel::kMaxDescriptors * sizeof(int))] = {};
-        KJ_REQUIRE(fds.size() <= Parcel::kMaxDescriptors, "too many descriptors");
+        if (fds.size() > Parcel::kMaxDescriptors) throwFailed("too many descriptors");
         if (!fds.empty()) {
             header.msg_control = control;
             header.msg_controllen = CMSG_SPACE(fds.size() * sizeof(int));
@@ -285,7 +296,7 @@ MessageSocket::Progress MessageSocket::sendParts(std::vector<iovec>& parts, std:
         if (sent < 0) {
             if (errno == EAGAIN) return Progress::BLOCKED;
             if (errno == EINTR) continue;
-            kj::throwFatalException(KJ_EXCEPTION(DISCONNECTED, "sendmsg failed", errno));
+            throwLost("sendmsg failed");
         }
         fds.clear();
         size_t left = static_cast<size_t>(sent);

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "UniqueFd.h"
@@ -27,7 +28,10 @@ struct SocketId {
     int64_t changedSeconds;
     int64_t changedNanoseconds;
 
-    auto operator<=>(const SocketId&) const = default;
+    bool operator<(const SocketId& other) const {
+        return std::tie(device, inode, changedSeconds, changedNanoseconds) <
+               std::tie(other.device, other.inode, other.changedSeconds, other.changedNanoseconds);
+    }
 };
 
 struct ServiceSocket {

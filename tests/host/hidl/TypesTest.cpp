@@ -31,11 +31,12 @@ TEST(HidlString, CopyIsIndependent) {
     EXPECT_EQ(first, "two");
 }
 
-TEST(HidlString, MovedFromIsEmpty) {
+TEST(HidlString, MovedFromCanBeUsedAgain) {
     hidl_string first("one");
     hidl_string second(std::move(first));
+    first = "two";
     EXPECT_EQ(second, "one");
-    EXPECT_EQ(first, "");  // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(first, "two");
 }
 
 TEST(HidlString, CanBeGivenItsOwnTail) {
