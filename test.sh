@@ -60,7 +60,7 @@ failed=0
 run_ctest() {
     local preset=$1 log=build/$1/ctest.log
     shift
-    ctest --preset "$preset" "$@" --no-tests=error --output-on-failure 2>&1 | tee "$log" | grep -v ' Passed ' || true
+    ctest --preset "$preset" "$@" --no-tests=error --output-on-failure 2>&1 | tee "$log" | grep -av ' Passed ' || true
     local total bad
     total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
     bad=$(sed -n 's/.*, \([0-9]*\) tests failed out of .*/\1/p' "$log")
