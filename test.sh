@@ -77,5 +77,5 @@ for step in "${steps[@]}"; do
     run_step "$step" || { outcome=1; say "step '$step' failed"; }
     say "== $step: $((SECONDS - started)) s"
 done
-echo "$passed passed, $failed failed"
+if [ $((passed + failed)) -gt 0 ]; then echo "$passed passed, $failed failed"; fi
 exit $outcome
