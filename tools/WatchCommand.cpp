@@ -12,6 +12,7 @@
 #include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -64,19 +65,21 @@ class End {
         if (mEvent < 0 || mSignals < 0) throw Failure(EXIT_NO_OUTPUT, "no descriptors left.");
     }
 
-    // ExitCode values above 0.
-    void set(ExitCode code) { eventfd_write(mEvent.get(), static_cast<eventfd_t>(code)); }
+    // The first reason counts: every event after one that could not be printed fails as well.
+    void set(ExitCode code) {
+        ExitCode none = EXIT_ANSWERED_OK;
+        if (mCode.compare_exchange_strong(none, code)) eventfd_write(mEvent.get(), 1);
+    }
 
     ExitCode wait() {
         pollfd waits[] = {{mSignals.get(), POLLIN, 0}, {mEvent.get(), POLLIN, 0}};
         while (poll(waits, 2, -1) < 0 && errno == EINTR) continue;
         if ((waits[0].revents & POLLIN) != 0) return EXIT_ANSWERED_OK;
-        eventfd_t code = 0;
-        eventfd_read(mEvent.get(), &code);
-        return static_cast<ExitCode>(code);
+        return mCode;
     }
 
   private:
+    std::atomic<ExitCode> mCode = EXIT_ANSWERED_OK;
     unique_fd mEvent;
     unique_fd mSignals;
 };
