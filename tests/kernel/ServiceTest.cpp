@@ -1,6 +1,7 @@
 #include "tests/kernel/ServiceTest.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 
 #include <unistd.h>
@@ -19,6 +20,10 @@ bool hasPart(const support::LogCapture& log, const std::string& part) {
 }
 
 }  // namespace
+
+ServiceTest::~ServiceTest() {
+    if (service != nullptr) Bivista::sighandler(SIGUSR1);
+}
 
 void ServiceTest::start() {
     service = new Bivista();

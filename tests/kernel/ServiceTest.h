@@ -18,6 +18,10 @@ inline constexpr char kPowerControl[] = "/sys/class/tty/ttyACM0/device/../power/
 
 class ServiceTest : public support::PhoneTest {
   protected:
+    // Stops the service's USB side: a thread that is in a supervised call while the process ends
+    // would never answer the leak check, which stops the phone first.
+    ~ServiceTest() override;
+
     // Makes the service object and waits until it watches /dev; its threads run until the process
     // ends.
     void start();
