@@ -357,8 +357,12 @@ TEST_F(InterpositionTest, TheUsbHostIsCleanedUpOnceWhenItsThreadHasEnded) {
 TEST_F(InterpositionTest, AnInterruptedWaitKeepsTheUsbThread) {
     onUsbPoll = failing(EINTR);
     start();
+    // The first device may be there before the first wait; the second one comes through a wait.
     phone.attachLoader();
-    log.waitFor("usbDeviceAdded : normal dload mode");
+    const size_t at = log.waitFor("usbDeviceAdded : normal dload mode");
+    phone.detachLoader();
+    phone.attachLoader();
+    log.waitFor("usbDeviceAdded : normal dload mode", at);
     EXPECT_EQ(onUsbPoll, nullptr);
     EXPECT_FALSE(log.contains("usbThread: exiting"));
 }
