@@ -7,9 +7,7 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
-using phone::Kind;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class AutoSuspendTest : public ServiceTest {
   protected:

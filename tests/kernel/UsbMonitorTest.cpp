@@ -9,7 +9,6 @@ namespace {
 
 using phone::CoverOptions;
 using phone::Kind;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class UsbMonitorTest : public ServiceTest {
