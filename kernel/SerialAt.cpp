@@ -40,9 +40,6 @@ constexpr int kLogKernelInfo = 6;
 struct LineBuffer {
     char text[1024] = {};
     size_t count = 0;
-
-    // For "%.*s": the line without its last byte.
-    int shownLength() const { return count > 0 ? static_cast<int>(count - 1) : 0; }
 };
 
 bool isWellFormed(const char* cmd) {
