@@ -39,7 +39,8 @@ while [ $# -gt 0 ]; do
     shift
 done
 
-[ $install = no ] || install_packages build test
+# The benchmarks are built and checked like everything else.
+[ $install = no ] || install_packages build test bench
 require_tools
 require_world
 
@@ -60,7 +61,7 @@ failed=0
 run_ctest() {
     local preset=$1 log=build/$1/ctest.log
     shift
-    ctest --preset "$preset" "$@" --no-tests=error --output-on-failure 2>&1 | tee "$log" | grep -av ' Passed ' || true
+    ctest --preset "$preset" "$@" --no-tests=error --output-on-failure 2>&1 | tee "$log" | grep -av -e ' Passed ' -e '^ *Start ' || true
     local total bad
     total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
     bad=$(sed -n 's/.*, \([0-9]*\) tests failed out of .*/\1/p' "$log")
