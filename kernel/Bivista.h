@@ -14,6 +14,7 @@
 #include <utils/RefBase.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
+#include "display/Attach.h"
 #include "kernel/DevicePath.h"
 #include "kernel/Mutex.h"
 #include "kernel/SerialAt.h"
@@ -141,6 +142,19 @@ class Bivista : public V1_1::IBivista {
     void serialDeviceAdded() EXCLUDES(sSerialMutex);
     void serialDeviceRemoved() EXCLUDES(sSerialMutex);
 
+    // Starts or ends the capture of the cover's own log (SerialLog.cpp). Notify thread; the end
+    // waits for the log thread. Result of the command to the cover, 0 when none was sent.
+    int serialLogEnable(bool enable) EXCLUDES(sSerialMutex);
+
+    // The command that makes the cover stream its log, or be silent, as the system properties say.
+    // Any thread.
+    static const char* getLogSaveAtCmd();
+
+    // Bring the cover display side up and down (display/Attach.cpp); `service` is the service
+    // object. Notify thread.
+    void bv2_display_init(void* service) EXCLUDES(sSerialMutex, display_lock);
+    void bv2_display_deinit(void* service) EXCLUDES(display_lock);
+
   private:
     // Thread bodies (UsbMonitor.cpp); the argument is the service object.
     static void* usbNotifyThread(void* service);
@@ -164,6 +178,17 @@ class Bivista : public V1_1::IBivista {
     bool takeLine(AtAnswer* answer, char* line, size_t count, void (*cb)(char* line, size_t len));
     void logSerialLine(const char* line) const;
     bool prepareSerialPort() EXCLUDES(sSerialMutex);
+    bool releaseSerialPort() EXCLUDES(sSerialMutex);
+
+    // Log capture (SerialLog.cpp). The thread body's argument is the service object.
+    static void* serialLogThread(void* service);
+    int startSerialLog() EXCLUDES(sSerialMutex);
+    int stopSerialLog() EXCLUDES(sSerialMutex);
+    void wakeSerialLog() REQUIRES(sSerialMutex);
+    void joinSerialLog() EXCLUDES(sSerialMutex);
+    void captureSerialLog(int wakeFd, int timeout);
+    bool copySerialLog(int wakeFd, int timeout);
+    int copySerialLine();
 
     // Client's LPWG and pen callback.
     sp<V1_0::IBivistaLpwgCallback> mLpwgCallback GUARDED_BY(mLpwgCallbackLock);
@@ -193,10 +218,17 @@ class Bivista : public V1_1::IBivista {
     // it stays readable for good.
     int mStopFd = -1;
     std::atomic<bool> mNotifyJoined = false;
+    // The log thread, and whether it is there to be joined. Notify thread.
     pthread_t mSerialLogThread = {};
+    std::atomic<bool> mSerialLogThreadExists = false;
+    // eventfd that ends the log thread's sleep, which with the display off nothing else would: it
+    // has no tty open then that could hang up. Written when mSerialAttached or mSerialLogEnabled is
+    // cleared, never read; -1 while there is no capture.
+    int mSerialLogWakeFd GUARDED_BY(sSerialMutex) = -1;
     DevicePath mSerialDevicePath;
     // The AT port is usable. Changed under sSerialMutex.
     std::atomic<bool> mSerialAttached = false;
+    // The capture of the cover's log was asked for. Changed under sSerialMutex.
     std::atomic<bool> mSerialLogEnabled = false;
     // Where the lines go that the cover sends outside a command's answer.
     const bool mSerialLogToLogcat = true;

@@ -28,6 +28,12 @@ class CAPABILITY("mutex") Mutex {
         }
     }
 
+    // False when somebody holds the mutex; does not wait.
+    bool tryLock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&mHandle) == 0; }
+
+    // Gives the mutex up until the condition is signalled (or for no reason), and takes it again.
+    void wait(pthread_cond_t* condition) REQUIRES(this) { pthread_cond_wait(condition, &mHandle); }
+
   private:
     pthread_mutex_t mHandle = PTHREAD_MUTEX_INITIALIZER;
 };

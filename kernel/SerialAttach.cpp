@@ -49,7 +49,9 @@ void Bivista::serialDeviceAdded() {
         LOG_INFO("%s: Set MODEL=DCM", __func__);
         serialAtCmd("AT%MODEL=DCM\r", nullptr, 0, nullptr);
     }
+    bv2_display_init(this);
     usbReady();
+    serialLogEnable(true);
 }
 
 bool Bivista::prepareSerialPort() {
@@ -70,8 +72,17 @@ bool Bivista::prepareSerialPort() {
 
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialAttached.load());
-    const MutexLock lock(sSerialMutex, __func__);
+    if (!releaseSerialPort()) return;
+    bv2_display_deinit(this);
+    serialLogEnable(false);
+}
+
+bool Bivista::releaseSerialPort() {
+    const MutexLock lock(sSerialMutex, "serialDeviceRemoved");
+    if (!mSerialAttached) return false;
     mSerialAttached = false;
+    wakeSerialLog();
+    return true;
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

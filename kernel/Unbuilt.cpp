@@ -82,42 +82,6 @@ Return<void> Bivista::setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& /*ca
     return Void();
 }
 
-Return<Status> Bivista::setBrightness(int32_t /*value*/) {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::setPowerStatus(bool /*enable*/, bool /*uevent*/) {
-    return Status::FAIL;
-}
-
-Return<void> Bivista::getCoverDisplayCutout(getCoverDisplayCutout_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
-Return<Status> Bivista::setRgbTune(uint32_t /*value1*/, uint32_t /*value2*/, uint32_t /*value3*/,
-                                   uint32_t /*value4*/) {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::setScreenMode(ScreenMode /*mode*/) {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::setScreenTune(uint32_t /*value1*/, uint32_t /*value2*/, uint32_t /*value3*/,
-                                      uint32_t /*ignored*/) {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::setBVBrightnessOffset(int32_t /*value*/) {
-    return Status::FAIL;
-}
-
-Return<void> Bivista::getBV2Status(getBV2Status_cb cb) {
-    cb(Status::FAIL, BivistaStatus{});
-    return Void();
-}
-
 Return<Status> Bivista::setSubDisplayBrightness(int32_t /*value*/) {
     return Status::FAIL;
 }

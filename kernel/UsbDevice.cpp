@@ -100,8 +100,4 @@ int Bivista::usbDeviceRemoved(const char* devname, void* client) {
     return 0;
 }
 
-Return<bool> Bivista::getBV2Connect() {
-    return mUsbAttached.load();
-}
-
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -120,9 +120,6 @@ TEST_F(ServiceEndToEndTest, RefusesWhatIsNotBuiltYet) {
     startPhone();
     const std::vector<std::vector<std::string>> calls = {
             {"getFirmwareVersion"},
-            {"setBrightness", "128"},
-            {"setPowerStatus", "true", "false"},
-            {"setRgbTune", "1", "2", "3", "4"},
             {"setStatus", "1", "0"},
             {"drawSubDisplay", "1,2"},
             {"getSubDisplayInfo"},

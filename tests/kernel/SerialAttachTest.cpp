@@ -12,16 +12,20 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 using phone::Kind;
+using testing::_;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 class SerialAttachTest : public ServiceTest {
   protected:
-    // The log without what the two threads that watch for the cover say.
+    // The log without what the other threads say.
     std::vector<std::string> ownLines() const {
         std::vector<std::string> lines;
         for (const std::string& text : log.texts()) {
-            if (text.rfind("usb", 0) != 0 && text.rfind("==", 0) != 0) lines.push_back(text);
+            const bool other = text.rfind("usb", 0) == 0 || text.rfind("==", 0) == 0 ||
+                               text.rfind("serialLogThread", 0) == 0 ||
+                               text.rfind("BrightnessThread", 0) == 0;
+            if (!other) lines.push_back(text);
         }
         return lines;
     }
@@ -37,11 +41,29 @@ TEST_F(SerialAttachTest, SendsEchoOffBeforeAnythingElse) {
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: [ATE0]"));
 }
 
-TEST_F(SerialAttachTest, AllowsSuspendThenTellsTheKernelThatItIsReady) {
+TEST_F(SerialAttachTest, BringsUpTheDisplayTellsTheKernelThenStartsTheLog) {
     start();
     attach();
-    EXPECT_THAT(nodeWrites(first),
-                ElementsAre("control=auto", "control=on", "control=auto", "bv2_hal_ready=Y"));
+    EXPECT_THAT(commands(first), ElementsAre("ATE0\r", "AT%GETBVCUTOUT\r", "AT%LOGSAVE=3\r"));
+    EXPECT_THAT(nodeWrites(first), ElementsAre("control=auto",                  // allowed
+                                               "control=on", "control=auto",    // echo off
+                                               "control=on", "control=auto",    // cutout
+                                               "bv2_hal_ready=Y",               //
+                                               "control=on", "control=auto"));  // log
+    const size_t up = log.waitFor(ANDROID_LOG_INFO, "bv2_display_init --, bv2_initialized:1");
+    log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 1", up);
+}
+
+TEST_F(SerialAttachTest, TakesTheDisplayDownThenEndsTheLog) {
+    start();
+    attach();
+    const size_t from = log.size();
+    const uint64_t entry = journal.next();
+    detach();
+    const size_t down =
+            log.waitFor(ANDROID_LOG_INFO, "bv2_display_deinit --, bv2_initialized:0", from);
+    log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 0", down);
+    EXPECT_THAT(commands(entry), IsEmpty());
 }
 
 TEST_F(SerialAttachTest, AppliesTheLineSettings) {
@@ -74,10 +96,10 @@ TEST_P(ModelTest, IsSentForDevicesOfTheLine) {
     start();
     attach();
     if (GetParam().dcm) {
-        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", "AT%MODEL=DCM\r"));
+        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", "AT%MODEL=DCM\r", _, _));
         EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "serialDeviceAdded: Set MODEL=DCM"));
     } else {
-        EXPECT_THAT(commands(first), ElementsAre("ATE0\r"));
+        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", _, _));
     }
 }
 
@@ -176,9 +198,8 @@ TEST_F(SerialAttachTest, DetachMakesCommandsFail) {
     phone.detachCover();
     log.waitFor(ANDROID_LOG_INFO, "========== ttyACM0 delete");
     log.waitFor(ANDROID_LOG_DEBUG, "serialDeviceRemoved: attached:1");
-    while (send("AT%SWV\r").error != ENODEV) {
-    }
-    EXPECT_EQ(send("AT%SWV\r").value, -1);
+    log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 0");
+    EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
 }
 
 TEST_F(SerialAttachTest, SurvivesAnUnplugInMidAnswerAndAnswersAfterTheNextPlug) {

@@ -22,7 +22,11 @@ bool hasPart(const support::LogCapture& log, const std::string& part) {
 }  // namespace
 
 ServiceTest::~ServiceTest() {
-    if (service != nullptr) Bivista::sighandler(SIGUSR1);
+    if (service == nullptr) return;
+    // A hang-up ends an exchange that is under way.
+    if (phone.isCoverAttached()) phone.detachCover();
+    Bivista::sighandler(SIGUSR1);
+    service->serialDeviceRemoved();
 }
 
 void ServiceTest::start() {
@@ -40,16 +44,22 @@ void ServiceTest::start() {
 void ServiceTest::attach(const phone::CoverOptions& options) {
     const uint64_t from = journal.next();
     phone.attachCover(options);
-    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+    awaitAttached(from);
+}
+
+void ServiceTest::awaitAttached(uint64_t from) const {
+    const auto isLast = [](const phone::Entry& entry) {
+        return entry.kind == Kind::TtyRx && entry.bytes.rfind("AT%LOGSAVE=", 0) == 0;
+    };
+    journal.waitFor(isLast, from);
+    // Held until the exchange is over.
+    const MutexLock lock(sSerialMutex, __func__);
 }
 
 void ServiceTest::detach() {
     const size_t from = log.size();
     phone.detachCover();
-    log.waitFor("serialDeviceRemoved: attached:1", from);
-    // The flag is cleared right after the line: a command tells.
-    while (service->serialAtCmd("AT\r", nullptr, 0, nullptr) >= 0 || errno != ENODEV) {
-    }
+    log.waitFor("serialLogEnable: 0", from);
 }
 
 ServiceTest::Result ServiceTest::send(const char* cmd) {

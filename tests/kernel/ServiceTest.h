@@ -18,8 +18,8 @@ inline constexpr char kPowerControl[] = "/sys/class/tty/ttyACM0/device/../power/
 
 class ServiceTest : public support::PhoneTest {
   protected:
-    // Stops the service's USB side: a thread that is in a supervised call while the process ends
-    // would never answer the leak check, which stops the phone first.
+    // Stops the service's USB side and log capture: a thread that is in a supervised call while the
+    // process ends would never answer the leak check, which stops the phone first.
     ~ServiceTest() override;
 
     // Makes the service object and waits until it watches /dev; its threads run until the process
@@ -28,6 +28,8 @@ class ServiceTest : public support::PhoneTest {
 
     // Puts the cover on and waits until the service has attached it.
     void attach(const phone::CoverOptions& options = {});
+    // Waits for the end of an attach that began at journal entry `from` or later.
+    void awaitAttached(uint64_t from) const;
     // Pulls the cover off and waits until the service has detached it.
     void detach();
 

@@ -1,0 +1,28 @@
+// The cover display side: whether it is up, and the lock of its state.
+#pragma once
+
+#include <atomic>
+
+#include "kernel/Mutex.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+class Bivista;
+
+// Guards the brightness queue and values, the offset state, changes of the screen state and of the
+// applied colour settings, and the attachment status. Taken alone: no other lock is taken inside.
+extern Mutex display_lock;
+
+// The cover display side is up: set at attach, cleared at detach, on the notify thread, without the
+// lock. Power and offset requests are refused while it is false. Any thread reads it.
+extern std::atomic<bool> bv2_initialized;
+
+// The service object of the last attach or detach; null before the first. Written on the notify
+// thread, without the lock; any thread reads it.
+extern std::atomic<Bivista*> sDisplayService;
+
+// Whether the platform's accessory service says that the cover is attached; false without that
+// service. Waits for the service's answer. Any thread.
+bool bv2connected();
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,88 @@
+// From setBrightness, which only queues, to the worker that sends level by level.
+
+#include "display/Brightness.h"
+
+#include <cstdio>
+
+#include "display/BrightnessOffset.h"
+#include "kernel/Bivista.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+constexpr size_t kQueueCapacity = 20;
+constexpr uint32_t kLevels = 256;
+constexpr size_t kBufferSize = 1024;
+
+// Signalled once for each level pushed.
+pthread_cond_t br_cond = PTHREAD_COND_INITIALIZER;
+
+}  // namespace
+
+// Meant: twenty zeros at the start. The first attach empties the queue before they are sent.
+std::vector<int32_t>& br_arr = *new std::vector<int32_t>(kQueueCapacity, 0);
+int32_t brightness_value = 0;
+
+void forgetBrightness() {
+    br_arr.clear();
+    brightness_value = 0;
+}
+
+Return<Status> Bivista::setBrightness(int32_t value) {
+    const MutexLock lock(display_lock, __func__);
+    if (static_cast<uint32_t>(value) >= kLevels) {
+        LOG_ERROR("invalid brightness value:%d, old_value:%d", value, brightness_value);
+        return Status::OK;
+    }
+    brightness_value = value;
+    if (br_arr.size() >= kQueueCapacity) br_arr.erase(br_arr.begin());
+    br_arr.push_back(value);
+    pthread_cond_signal(&br_cond);
+    return Status::OK;
+}
+
+namespace {
+
+// Waits for the next level and maps it. False when there is none: the queue was emptied between the
+// signal and the wake-up.
+bool takeLevel(int32_t* level) EXCLUDES(display_lock) {
+    static constexpr char kFunction[] = "BrightnessThread";
+    const MutexLock lock(display_lock, kFunction);
+    if (br_arr.empty()) {
+        LOG_INFO("%s: br_arr empty. wait signal, set br_offset_count 0", kFunction);
+        br_offset_count = 0;
+        // Meant: one wait, and no second look at the queue before its front is taken.
+        display_lock.wait(&br_cond);
+        if (br_arr.empty()) return false;
+    }
+    *level = br_arr.front();
+    br_arr.erase(br_arr.begin());
+    // Meant: the latest brightness is mapped, not the level taken: a new offset re-sends it.
+    if (br_offset != 0 && brightness_value != 0) *level = br_to_offset_br(brightness_value, 0);
+    return true;
+}
+
+void sendLevel(Bivista* service, int32_t level, char* resp) {
+    char command[kBufferSize] = {};
+    snprintf(command, sizeof(command), "%s%d\r", "AT%DB=", level);
+    const int result = service->serialAtCmd(command, resp, kBufferSize, nullptr);
+    if (result < 0) {
+        LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", "BrightnessThread", resp, result);
+    }
+}
+
+}  // namespace
+
+void* BrightnessThread(void* service) {
+    Bivista* const self = static_cast<Bivista*>(service);
+    // Meant: cleared once, so a failure is logged with the text of an earlier answer. One byte more
+    // than the transport is told, since a failed command may leave no NUL.
+    char resp[kBufferSize + 1] = {};
+    for (;;) {
+        int32_t level = 0;
+        if (takeLevel(&level)) sendLevel(self, level, resp);
+    }
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
