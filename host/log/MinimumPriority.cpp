@@ -5,6 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "host/log/StandardError.h"
+
 namespace {
 
 struct Level {
@@ -36,4 +38,5 @@ extern "C" __attribute__((constructor(101))) void hostLogMinimumPriority() {
     const char* name = getenv("HOST_LOG_LEVEL");
     bool unset = name == nullptr || *name == '\0';
     __android_log_set_minimum_priority(unset ? ANDROID_LOG_VERBOSE : priorityOf(name));
+    __android_log_set_logger(hostLogStandardError);
 }

@@ -139,7 +139,7 @@ TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
     log.waitFor("serialDeviceAdded: failed to write ATE0: Timer expired");
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kRecovery, "Y"), first);
     // It comes back, and the second attach succeeds.
-    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), first);
+    awaitAttached(first);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
@@ -224,7 +224,7 @@ TEST_F(SerialAttachTest, HandlesADetachAndAnAttachInOneReadInOrder) {
     const size_t mark = log.size();
     const uint64_t from = journal.next();
     phone.reattachCover();
-    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+    awaitAttached(from);
     const size_t removed = log.waitFor("========== ttyACM0 delete", mark);
     log.waitFor("========== ttyACM0 create", removed);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");

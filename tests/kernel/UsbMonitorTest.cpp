@@ -54,7 +54,7 @@ TEST_F(UsbMonitorTest, LogsWhatItSees) {
 TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
     phone.attachCover();
     start();
-    journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), first);
+    awaitAttached(first);
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/ttyACM0\" OK"));
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
@@ -135,7 +135,7 @@ TEST_P(IdTest, DecideAboutTheTty) {
     options.idProductText = GetParam().product;
     phone.attachCover(options);
     if (GetParam().accepted) {
-        journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), first);
+        awaitAttached(first);
     } else {
         awaitMarker();
         EXPECT_FALSE(log.contains("========== ttyACM0 create"));
@@ -257,7 +257,7 @@ TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
     const auto cycle = [&] {
         const uint64_t from = journal.next();
         phone.reattachCover();
-        journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kHalReady, "Y"), from);
+        awaitAttached(from);
         EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
         log.clear();
     };

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <android/log.h>
+
+// A logger for __android_log_set_logger(): one message a line, `TAG P MM-DD HH:MM:SS pid tid
+// message`, in one write. Any thread.
+void hostLogStandardError(const __android_logger_data* data, const char* message);
