@@ -12,6 +12,10 @@ struct Mistake {
     std::vector<std::string> command;
     const char* error;
 };
+void PrintTo(const Mistake& mistake, std::ostream* out) {
+    *out << mistake.name;
+}
+
 class ScriptsTest : public ProgramsTest, public testing::WithParamInterface<Mistake> {};
 
 TEST_P(ScriptsTest, RefuseWrongArguments) {
