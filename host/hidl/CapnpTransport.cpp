@@ -581,7 +581,8 @@ class DoorServer final : public wire::Door::Server {
     }
 
   private:
-    // Registered for as long as the process runs.
+    // Never the last reference, whose end would be the user's: the listener has one, or whoever
+    // withdraws it.
     const sp<BHwBinder> mObject;
     kj::Own<Peer> mPeer;
 };
@@ -624,10 +625,13 @@ class Connection {
 
 // --- serving ---
 
-class Listener : private Loop::Watch {
+class Listener : private Loop::Watch, private kj::TaskSet::ErrorHandler {
   public:
     Listener(UniqueFd socket, const sp<BHwBinder>& object)
-        : Watch(Loop::get(), std::move(socket)), mObject(object), mSpare(openSpare()) {}
+        : Watch(Loop::get(), std::move(socket)),
+          mObject(object),
+          mSpare(openSpare()),
+          mConnections(*this) {}
 
   private:
     static UniqueFd openSpare() { return UniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)); }
@@ -666,12 +670,21 @@ class Listener : private Loop::Watch {
                 kj::heap<Connection>(std::move(socket), capnp::rpc::twoparty::Side::SERVER);
         connection->serve(mObject);
         auto gone = connection->onDisconnect();
-        Loop::get().keep(gone.attach(kj::mv(connection)));
+        mConnections.add(gone.attach(kj::mv(connection)));
     }
+
+    void taskFailed(kj::Exception&& exception) override { Loop::report(exception); }
 
     const sp<BHwBinder> mObject;
     UniqueFd mSpare;
+    kj::TaskSet mConnections;
 };
+
+// What this process serves, by its most derived name. Used in turns.
+std::map<std::string, std::unique_ptr<Listener>>& listeners() {
+    static auto* const instance = new std::map<std::string, std::unique_ptr<Listener>>;
+    return *instance;
+}
 
 // --- looking up ---
 
@@ -761,11 +774,16 @@ status_t publish(const std::vector<std::string>& descriptors, const std::string&
     UniqueFd socket;
     const status_t status = registry::publish(descriptors, instance, &socket);
     if (status != OK) return status;
-    Loop::get().run([socket = std::move(socket), object]() mutable {
-        // For as long as the process runs.
-        new Listener(std::move(socket), object);
-    });
+    Loop::get().run(
+            [name = descriptors[0] + "/" + instance, socket = std::move(socket), object]() mutable {
+                listeners()[name] = std::make_unique<Listener>(std::move(socket), object);
+            });
     return OK;
+}
+
+void withdraw(const std::vector<std::string>& descriptors, const std::string& instance) {
+    registry::withdraw(descriptors, instance);
+    Loop::get().run([name = descriptors[0] + "/" + instance] { listeners().erase(name); });
 }
 
 }  // namespace android::hardware::transport

@@ -176,9 +176,13 @@ void Loop::nudge() {
 }
 
 void Loop::taskFailed(kj::Exception&& exception) {
+    report(exception);
+}
+
+void Loop::report(const kj::Exception& failure) {
     // A peer that goes is no failure of ours.
-    if (exception.getType() == kj::Exception::Type::DISCONNECTED) return;
-    ALOGE("HIDL transport: %s", exception.getDescription().cStr());
+    if (failure.getType() == kj::Exception::Type::DISCONNECTED) return;
+    ALOGE("HIDL transport: %s", failure.getDescription().cStr());
 }
 
 }  // namespace android::hardware

@@ -80,6 +80,9 @@ class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
     // In a turn: keeps the promise going; a failure is logged.
     void keep(kj::Promise<void> promise) { mTasks.add(kj::mv(promise)); }
 
+    // Logs a failed promise, but not the loss of a peer.
+    static void report(const kj::Exception& failure);
+
   private:
     // kj need not wait for anything itself.
     class NoPort : public kj::EventPort {

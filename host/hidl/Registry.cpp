@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <utils/Mutex.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,8 +25,17 @@ namespace {
 // A name that was made by this process; it goes with the process, if it is still the same file.
 struct PublishedName {
     UniqueFd folder;
+    std::string descriptor;  // the folder's name
     std::string name;
     ino_t inode;
+
+    void unlink() const {
+        struct stat status;
+        if (fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            status.st_ino == inode) {
+            unlinkat(folder.get(), name.c_str(), 0);
+        }
+    }
 };
 
 struct Published {
@@ -122,7 +132,8 @@ status_t checkFree(int folder, const std::string& descriptor, const std::string&
 }
 
 // Gives what was made under a temporary name its own name, in place of a stale one.
-status_t moveIntoPlace(UniqueFd folder, const std::string& temporary, const std::string& name) {
+status_t moveIntoPlace(UniqueFd folder, const std::string& temporary, const std::string& descriptor,
+                       const std::string& name) {
     struct stat status;
     if (fstatat(folder.get(), temporary.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
         renameat(folder.get(), temporary.c_str(), folder.get(), name.c_str()) != 0) {
@@ -132,11 +143,12 @@ status_t moveIntoPlace(UniqueFd folder, const std::string& temporary, const std:
     }
     Published& mine = published();
     AutoMutex lock(mine.mutex);
-    mine.names.push_back({std::move(folder), name, status.st_ino});
+    mine.names.push_back({std::move(folder), descriptor, name, status.st_ino});
     return OK;
 }
 
-status_t listenAt(UniqueFd folder, const std::string& instance, UniqueFd* listener) {
+status_t listenAt(UniqueFd folder, const std::string& descriptor, const std::string& instance,
+                  UniqueFd* listener) {
     UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket.ok()) return fail(errno, "Cannot make a socket for", instance);
     const std::string temporary = ".new-" + std::to_string(getpid());
@@ -152,31 +164,26 @@ status_t listenAt(UniqueFd folder, const std::string& instance, UniqueFd* listen
         return fail(error, "Cannot listen for", instance);
     }
     *listener = std::move(socket);
-    return moveIntoPlace(std::move(folder), temporary, instance);
+    return moveIntoPlace(std::move(folder), temporary, descriptor, instance);
 }
 
-status_t linkTo(UniqueFd folder, const std::string& descriptor, const std::string& instance) {
-    const std::string target = "../" + descriptor + "/" + instance;
+// Makes the name that a parent interface has.
+status_t linkTo(const std::string& served, UniqueFd folder, const std::string& descriptor,
+                const std::string& instance) {
+    const std::string target = "../" + served + "/" + instance;
     const std::string temporary = ".new-" + std::to_string(getpid());
     unlinkat(folder.get(), temporary.c_str(), 0);
     if (symlinkat(target.c_str(), folder.get(), temporary.c_str()) != 0) {
         return fail(errno, "Cannot make the link to", target);
     }
-    return moveIntoPlace(std::move(folder), temporary, instance);
+    return moveIntoPlace(std::move(folder), temporary, descriptor, instance);
 }
 
 // Takes back the names from `first` on.
 void withdrawFrom(size_t first) {
     Published& mine = published();
     AutoMutex lock(mine.mutex);
-    for (size_t i = first; i < mine.names.size(); ++i) {
-        const PublishedName& made = mine.names[i];
-        struct stat status;
-        if (fstatat(made.folder.get(), made.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-            status.st_ino == made.inode) {
-            unlinkat(made.folder.get(), made.name.c_str(), 0);
-        }
-    }
+    for (size_t i = first; i < mine.names.size(); ++i) mine.names[i].unlink();
     mine.names.resize(std::min(first, mine.names.size()));
 }
 
@@ -209,9 +216,9 @@ status_t publishNames(int folder, const std::vector<std::string>& descriptors,
         if (status == OK) status = checkFree(folders[i].get(), descriptors[i], instance);
         if (status != OK) return status;
     }
-    status_t status = listenAt(std::move(folders[0]), instance, listener);
+    status_t status = listenAt(std::move(folders[0]), descriptors[0], instance, listener);
     for (size_t i = 1; status == OK && i < folders.size(); ++i) {
-        status = linkTo(std::move(folders[i]), descriptors[0], instance);
+        status = linkTo(descriptors[0], std::move(folders[i]), descriptors[i], instance);
     }
     return status;
 }
@@ -248,6 +255,18 @@ status_t publish(const std::vector<std::string>& descriptors, const std::string&
     const status_t status = publishNames(folder.get(), descriptors, instance, listener);
     if (status != OK) withdrawFrom(before);
     return status;
+}
+
+void withdraw(const std::vector<std::string>& descriptors, const std::string& instance) {
+    Published& mine = published();
+    AutoMutex lock(mine.mutex);
+    std::erase_if(mine.names, [&](const PublishedName& made) {
+        const bool taken = made.name == instance &&
+                           std::find(descriptors.begin(), descriptors.end(), made.descriptor) !=
+                                   descriptors.end();
+        if (taken) made.unlink();
+        return taken;
+    });
 }
 
 std::optional<ServiceSocket> find(const std::string& descriptor, const std::string& instance) {

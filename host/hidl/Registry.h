@@ -48,6 +48,9 @@ std::string directory();
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
                  UniqueFd* listener);
 
+// Takes back the names that publish() gave: they are free, and the service counts as absent.
+void withdraw(const std::vector<std::string>& descriptors, const std::string& instance);
+
 // The socket of a registered service, which may be stale; nothing when there is none.
 std::optional<ServiceSocket> find(const std::string& descriptor, const std::string& instance);
 

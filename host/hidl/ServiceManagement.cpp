@@ -65,6 +65,24 @@ status_t registerAsServiceInternal(const sp<IBase>& service, const std::string& 
     return OK;
 }
 
+status_t unregisterServiceInternal(const sp<IBase>& service, const std::string& name) {
+    if (service == nullptr || service->isRemote()) return UNEXPECTED_NULL;
+    const std::vector<std::string> descriptors = servedDescriptors(service);
+    if (descriptors.empty()) return UNKNOWN_ERROR;
+    const sp<IBinder> object = getOrCreateCachedBinder(service.get());
+    {
+        OwnServices& own = ownServices();
+        AutoMutex lock(own.mutex);
+        const auto found = own.objects.find(descriptors[0] + "/" + name);
+        if (found == own.objects.end() || found->second != object) return NAME_NOT_FOUND;
+        for (const std::string& descriptor : descriptors) {
+            own.objects.erase(descriptor + "/" + name);
+        }
+    }
+    transport::withdraw(descriptors, name);
+    return OK;
+}
+
 sp<IBinder> findService(const std::string& descriptor, const std::string& instance) {
     {
         OwnServices& own = ownServices();

@@ -13,6 +13,10 @@ namespace android::hardware::transport {
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
                  const sp<BHwBinder>& object);
 
+// Takes it back, under the names it was published with: it counts as absent, and other processes
+// that have the object find it dead, as if this process had ended.
+void withdraw(const std::vector<std::string>& descriptors, const std::string& instance);
+
 // The object of a service: the same one each time while it is known to this process. Null when no
 // live process of the same user serves it.
 sp<IBinder> find(const std::string& descriptor, const std::string& instance);

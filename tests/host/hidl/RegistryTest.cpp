@@ -1,5 +1,6 @@
 // The directory of services: names, who may use them, and what is in the way.
 #include <fcntl.h>
+#include <hidl/ServiceManagement.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -163,6 +164,73 @@ TEST(Registry, NamesGoWhenTheProcessExits) {
     EXPECT_EQ(child.wait(), 0);
     EXPECT_FALSE(fs::exists(fs::symlink_status(directory.path() + "/" + kName + "/default")));
     EXPECT_FALSE(fs::exists(fs::symlink_status(directory.path() + "/" + kOldName + "/default")));
+}
+
+// A process that takes its service back and registers it again, at each byte it is sent.
+int serveOnAndOff(const Child::Ready& ready, int orders, int reports) {
+    const sp<IBivista> service = makeFake();
+    if (service->registerAsService() != ::android::OK) return 1;
+    ready();
+    bool served = true;
+    for (char order; read(orders, &order, 1) == 1; served = !served) {
+        const ::android::status_t status =
+                served ? ::android::hardware::details::unregisterServiceInternal(service, "default")
+                       : service->registerAsService();
+        if (status != ::android::OK || write(reports, &order, 1) != 1) return 2;
+    }
+    return 0;
+}
+
+TEST(Withdrawal, MakesTheServiceAbsentUntilItIsRegisteredAgain) {
+    ServiceDirectory directory;
+    int orders[2];
+    int reports[2];
+    ASSERT_EQ(pipe2(orders, O_CLOEXEC), 0);
+    ASSERT_EQ(pipe2(reports, O_CLOEXEC), 0);
+    Child child([&](const Child::Ready& ready) {
+        close(orders[1]);
+        return serveOnAndOff(ready, orders[0], reports[1]);
+    });
+    ASSERT_TRUE(child.waitUntilReady());
+    const auto turn = [&] {
+        char byte = 'x';
+        ASSERT_EQ(write(orders[1], &byte, 1), 1);
+        ASSERT_EQ(read(reports[0], &byte, 1), 1);
+    };
+    size_t descriptors = 0;
+    for (int i = 0; i < 20; ++i) {
+        sp<IBivista> service = getService();
+        ASSERT_TRUE(service->ping().isOk());
+        turn();
+        EXPECT_EQ(IBivista::getService(), nullptr);
+        EXPECT_EQ(IBivista10::getService(), nullptr);
+        EXPECT_FALSE(fs::exists(fs::symlink_status(directory.path() + "/" + kName + "/default")));
+        EXPECT_FALSE(
+                fs::exists(fs::symlink_status(directory.path() + "/" + kOldName + "/default")));
+        EXPECT_TRUE(service->ping().isDeadObject());
+        service = nullptr;
+        turn();
+        if (i == 0) descriptors = descriptorsOf(child.pid());
+    }
+    EXPECT_EQ(descriptorsOf(child.pid()), descriptors);
+    EXPECT_TRUE(getService()->ping().isOk());
+    close(orders[1]);
+    EXPECT_EQ(child.wait(), 0);
+}
+
+TEST(Withdrawal, IsSeenInTheProcessItself) {
+    ServiceDirectory directory;
+    using ::android::hardware::details::unregisterServiceInternal;
+    const sp<IBivista> service = makeFake();
+    EXPECT_EQ(unregisterServiceInternal(service, "default"), ::android::NAME_NOT_FOUND);
+    ASSERT_EQ(service->registerAsService(), ::android::OK);
+    EXPECT_EQ(unregisterServiceInternal(makeFake(), "default"), ::android::NAME_NOT_FOUND);
+    EXPECT_EQ(unregisterServiceInternal(service, "other"), ::android::NAME_NOT_FOUND);
+    EXPECT_EQ(IBivista::getService(), service);
+    EXPECT_EQ(unregisterServiceInternal(service, "default"), ::android::OK);
+    EXPECT_EQ(IBivista::getService(), nullptr);
+    EXPECT_EQ(unregisterServiceInternal(service, "default"), ::android::NAME_NOT_FOUND);
+    EXPECT_EQ(unregisterServiceInternal(nullptr, "default"), ::android::UNEXPECTED_NULL);
 }
 
 TEST(Registry, NamesStayWhenAForkedChildExits) {

@@ -24,6 +24,12 @@ namespace details {
 status_t registerAsServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
                                    const std::string& name);
 
+// Takes a registration of this process back, as a phone's service manager does on its
+// tryUnregister: the service is absent until it is registered again, and other processes that have
+// it find it dead. NAME_NOT_FOUND: this process has not registered it so.
+status_t unregisterServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
+                                   const std::string& name);
+
 // The object of a registered service, null when there is none; the implementation itself when this
 // process registered it.
 sp<IBinder> findService(const std::string& descriptor, const std::string& instance);
