@@ -23,7 +23,7 @@ struct EffectWord {
 };
 
 // Parser and printer both read this table.
-constexpr std::array<EffectWord, 11> kEffects = {{
+constexpr std::array<EffectWord, 12> kEffects = {{
         {"silent", Effect::Silent, Argument::None, "silent"},
         {"late", Effect::Late, Argument::Duration, "late 200ms"},
         {"split", Effect::Split, Argument::Duration, "split 1ms"},
@@ -31,6 +31,7 @@ constexpr std::array<EffectWord, 11> kEffects = {{
         {"error", Effect::Error, Argument::None, "error"},
         {"before", Effect::Before, Argument::Text, R"(before "boot: hello")"},
         {"after", Effect::After, Argument::Text, R"(after "boot: hello")"},
+        {"inside", Effect::Inside, Argument::Text, R"(inside "boot: hello")"},
         {"hangup", Effect::HangUp, Argument::AfterBytes, "hangup after 5"},
         {"answer", Effect::Answer, Argument::Text, R"(answer "\r\nhello\r\nOK\r\n")"},
         {"half", Effect::Half, Argument::None, "half"},

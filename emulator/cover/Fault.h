@@ -9,6 +9,8 @@
 //            | "error"                  the command is not carried out and answered ERROR
 //            | "before" TEXT            TEXT and a line end ahead of the reply
 //            | "after" TEXT             TEXT and a line end behind the reply
+//            | "inside" TEXT            TEXT and a line end in the answer, behind the line end that
+//                                       begins it
 //            | "hangup" [ "after" N ]   the tty vanishes after N bytes of the reply (none: at once)
 //            | "answer" TEXT            exactly these bytes instead of the echo and the answer
 //            | "half"                   the answer stops in the middle of its first line
@@ -40,6 +42,7 @@ struct Fault {
         Error,
         Before,
         After,
+        Inside,
         HangUp,
         Answer,
         Half,
@@ -49,7 +52,7 @@ struct Fault {
     Effect effect = Effect::Silent;
     Time time{};                    // Late, Split
     std::optional<uint64_t> count;  // HangUp: bytes; Flood: lines
-    std::string text;               // Before, After, Answer
+    std::string text;               // Before, After, Inside, Answer
     bool all = false;               // Garble
     std::optional<uint64_t> times;  // commands it is still good for, 1 or more; none: no end
 

@@ -32,6 +32,12 @@ void silence(Reply& reply) {
     reply.hangUpAfter = hangUpAfter;
 }
 
+// A line that the cover's firmware would never send there: behind the answer's first line end.
+void intrude(Reply& reply, const std::string& line) {
+    const size_t start = reply.head.find('\n');
+    reply.head.insert(start == std::string::npos ? 0 : start + 1, line + "\r\n");
+}
+
 void flood(Reply& reply, std::optional<uint64_t> lines) {
     reply.floodLines = lines.value_or(0);
     reply.floodForever = !lines;
@@ -65,6 +71,8 @@ void applyOne(const Fault& fault, Reply& reply) {
         case Fault::Effect::After:
             reply.after += fault.text + "\r\n";
             return;
+        case Fault::Effect::Inside:
+            return intrude(reply, fault.text);
         case Fault::Effect::HangUp:
             reply.hangUpAfter = fault.count.value_or(0);
             return;

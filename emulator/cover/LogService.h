@@ -1,6 +1,4 @@
-// Where the cover's own log goes: "AT%LOGSAVE=".
-//
-// The stream of log lines over the serial line, which follows the mode and DTR, has its place here.
+// Where the cover's own log goes: "AT%LOGSAVE=". LogStream.h sends it.
 #pragma once
 
 #include <vector>

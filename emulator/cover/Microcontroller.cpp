@@ -8,6 +8,7 @@
 #include "emulator/cover/Dispatcher.h"
 #include "emulator/cover/FirmwareService.h"
 #include "emulator/cover/LogService.h"
+#include "emulator/cover/LogStream.h"
 #include "emulator/cover/ScreenService.h"
 #include "emulator/cover/TouchService.h"
 #include "emulator/cover/Transmitter.h"
@@ -38,6 +39,9 @@ struct Microcontroller::Parts {
     void depart(std::vector<Action>& actions);
     bool departureIsNext(Time now) const;
     bool transmitterIsDue(Time now) const;
+    bool sendLog(std::vector<Action>& actions);
+    std::optional<Time> nextChatter() const;
+    bool sendChatter(Time now, std::vector<Action>& actions);
 
     Options options;
     State state;
@@ -53,6 +57,7 @@ struct Microcontroller::Parts {
     FirmwareService firmware{state, options};
     TouchService touch{state.touch, options};
     LogService log{state};
+    LogStream stream{state};
 };
 
 Microcontroller::Parts::Parts(Options chosen) : options(std::move(chosen)) {
@@ -73,6 +78,7 @@ UsbIdentity Microcontroller::Parts::identity() const {
 void Microcontroller::Parts::turn(Power power) {
     channel.reset();
     transmitter.reset(Time::zero());
+    stream.reset();
     departure.reset();
     loader.reset();
     state.power = power;
@@ -86,6 +92,8 @@ void Microcontroller::Parts::takeUpLine() {
     std::string echo = state.echo ? line.text + '\r' : "";
     const Answer answer = execute(line, refuses(taken));
     leaveTo = answer.leaveTo;
+    if (!state.streamsLog()) stream.reset();
+    stream.announceReply(line.arrival);
 
     Reply reply = makeReply(std::move(echo), answer);
     apply(taken, reply);
@@ -123,6 +131,29 @@ bool Microcontroller::Parts::transmitterIsDue(Time now) const {
     return !transmitter.idle() && transmitter.due() <= now;
 }
 
+// Lines of the log go between replies.
+bool Microcontroller::Parts::sendLog(std::vector<Action>& actions) {
+    if (!transmitter.lineIsFree() || !stream.hasWaiting()) return false;
+    actions.push_back({.kind = Action::Kind::Send, .bytes = stream.takeWaiting()});
+    return true;
+}
+
+// When a line of chatter may be sent, if nothing changes.
+std::optional<Time> Microcontroller::Parts::nextChatter() const {
+    if (state.power != Power::Running || !transmitter.lineIsFree()) return std::nullopt;
+    const std::optional<Time> due = stream.chatterDue();
+    // A reply goes ahead of the chatter, which has no end.
+    if (!transmitter.idle() && due >= transmitter.due()) return std::nullopt;
+    return due;
+}
+
+bool Microcontroller::Parts::sendChatter(Time now, std::vector<Action>& actions) {
+    const std::optional<Time> due = nextChatter();
+    if (!due || *due > now) return false;
+    actions.push_back({.kind = Action::Kind::Send, .bytes = stream.takeChatter(now)});
+    return true;
+}
+
 Microcontroller::Microcontroller(Options options)
     : mParts(std::make_unique<Parts>(std::move(options))) {}
 
@@ -157,12 +188,30 @@ void Microcontroller::receive(std::string_view bytes, Time now) {
 
 void Microcontroller::setDtr(bool raised) {
     mParts->state.dtr = raised;
+    if (!raised) mParts->stream.reset();
+}
+
+bool Microcontroller::log(std::string_view line, Time now) {
+    return mParts->state.power == Power::Running && mParts->stream.add(line, now);
+}
+
+void Microcontroller::setChatter(std::optional<Chatter> chatter, Time now) {
+    mParts->stream.setChatter(std::move(chatter), now);
+}
+
+const std::optional<Chatter>& Microcontroller::chatter() const {
+    return mParts->stream.chatter();
 }
 
 std::optional<Time> Microcontroller::nextDeadline() const {
     std::optional<Time> next;
     if (!mParts->transmitter.idle()) next = mParts->transmitter.due();
-    if (mParts->departure) next = std::min(next.value_or(Time::max()), mParts->departure->at);
+    const auto consider = [&next](Time due) { next = std::min(next.value_or(Time::max()), due); };
+    if (mParts->departure) consider(mParts->departure->at);
+    if (mParts->transmitter.lineIsFree()) {
+        if (const std::optional<Time> lines = mParts->stream.waitingSince()) consider(*lines);
+    }
+    if (const std::optional<Time> chatter = mParts->nextChatter()) consider(*chatter);
     return next;
 }
 
@@ -173,7 +222,11 @@ std::vector<Action> Microcontroller::poll(Time now) {
             mParts->depart(actions);
             return actions;
         }
-        if (!mParts->transmitterIsDue(now)) return actions;
+        if (mParts->sendLog(actions)) continue;
+        if (!mParts->transmitterIsDue(now)) {
+            mParts->sendChatter(now, actions);
+            return actions;
+        }
         switch (mParts->transmitter.step(now, actions)) {
             case Transmitter::Step::Sent:
                 break;

@@ -49,8 +49,18 @@ class Microcontroller {
     // is due wait their turn; beyond 64 waiting they are lost. Ignored unless Running.
     void receive(std::string_view bytes, Time now);
 
-    // The tty's DTR line, shown in state().
+    // The tty's DTR line, shown in state(). The cover's own log is streamed only while it is raised
+    // and "AT%LOGSAVE=" asked for it (State::streamsLog()).
     void setDtr(bool raised);
+
+    // The cover logs a line, without line ends: sent as soon as no reply is on the line. False when
+    // it is dropped: the log is not streamed, or too many lines wait.
+    bool log(std::string_view line, Time now);
+    // Lines that the cover logs by itself, from now on: one after the other while the line is free,
+    // and one ahead of each reply, but none within it. Outlives a power-up; none: silent. Like a
+    // flood they come a piece at a time.
+    void setChatter(std::optional<Chatter> chatter, Time now);
+    const std::optional<Chatter>& chatter() const;
 
     // When to call poll() next: at once when that is not after the caller's now; nothing: not
     // before another method was called.

@@ -1,6 +1,7 @@
 #include "emulator/cover/ScreenService.h"
 
 #include <algorithm>
+#include <string>
 
 #include "emulator/cover/Integers.h"
 
@@ -14,6 +15,11 @@ Answer setGroup(std::array<int32_t, N>& group, std::string_view arguments) {
     if (!values || values->size() != N) return refused();
     std::copy(values->begin(), values->end(), group.begin());
     return ok();
+}
+
+// Readers would take an empty line for one of the answer.
+Answer lineOrNothing(const std::string& line) {
+    return line.empty() ? ok() : ok({line});
 }
 
 }  // namespace
@@ -42,8 +48,8 @@ Answer ScreenService::setPower(std::string_view arguments) {
 
 Answer ScreenService::hotPlug() {
     const bool plugged = mState.hotPlugged();
-    if (mState.hotPlugPollsLeft > 0) --mState.hotPlugPollsLeft;
-    return ok({plugged ? "On" : "Off"});
+    if (mState.hotPlugPollsLeft > 0) --*mState.hotPlugPollsLeft;
+    return lineOrNothing(plugged ? mOptions.hotPlugAnswer : "Off");
 }
 
 Answer ScreenService::setBrightness(std::string_view arguments) {
@@ -61,7 +67,7 @@ Answer ScreenService::setMode(std::string_view arguments) {
 }
 
 Answer ScreenService::cutout() const {
-    return mOptions.cutout.empty() ? ok() : ok({mOptions.cutout});
+    return lineOrNothing(mOptions.cutout);
 }
 
 }  // namespace cover

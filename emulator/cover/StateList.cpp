@@ -27,16 +27,6 @@ const char* nameOf(Power power) {
     return "";
 }
 
-template <typename Numbers>
-std::string join(const Numbers& numbers) {
-    std::string text;
-    for (const auto number : numbers) {
-        if (!text.empty()) text += ',';
-        text += std::to_string(number);
-    }
-    return text;
-}
-
 std::string join(const std::map<int32_t, int32_t>& values) {
     std::string text;
     for (const auto& [type, value] : values) {
@@ -71,6 +61,8 @@ std::vector<std::pair<std::string, std::string>> Microcontroller::listState() co
             {"echo", onOff(s.echo)},
             {"dtr", yesNo(s.dtr)},
             {"log-save", std::to_string(s.logSave)},
+            {"log-stream", onOff(s.streamsLog())},
+            {"log-lines", std::to_string(s.logLines)},
             {"screen", onOff(s.screen.on)},
             {"hot-plugged", yesNo(s.screen.hotPlugged())},
             {"brightness", std::to_string(s.screen.brightness)},

@@ -18,6 +18,17 @@ std::optional<std::string> unescape(std::string_view text);
 // escape(bytes) between double quotes.
 std::string quote(std::string_view bytes);
 
+// "1,2,3".
+template <typename Numbers>
+std::string join(const Numbers& numbers) {
+    std::string text;
+    for (const auto number : numbers) {
+        if (!text.empty()) text += ',';
+        text += std::to_string(number);
+    }
+    return text;
+}
+
 // Whether `text` begins with `prefix`, ASCII letters compared without case.
 bool startsWithNoCase(std::string_view text, std::string_view prefix);
 

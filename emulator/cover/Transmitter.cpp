@@ -31,6 +31,7 @@ Transmitter::Step Transmitter::step(Time now, std::vector<Action>& actions) {
         size = static_cast<size_t>(std::min<uint64_t>(size, *mLeftUntilHangUp));
         *mLeftUntilHangUp -= size;
     }
+    mBegun = true;
     actions.push_back({.kind = Action::Kind::Send, .bytes = mPiece.substr(mPosition, size)});
     mPosition += size;
 

@@ -28,6 +28,8 @@ class Transmitter {
     void reset(Time at);
 
     bool idle() const { return !mBusy; }
+    // Whether no reply is under way on the line: none is there, or its first byte is still to come.
+    bool lineIsFree() const { return !mBusy || !mBegun; }
     // When the next step is due, or was when idle: the end of the last reply.
     Time due() const { return mDue; }
     // Makes one step, which must be due at `now`; idle() must not hold.
@@ -41,6 +43,7 @@ class Transmitter {
     void refillWithFlood();
 
     bool mBusy = false;
+    bool mBegun = false;
     Time mDue{};
     Time mGap{};
     std::string mPiece;  // being sent, from mPosition on

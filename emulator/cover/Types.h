@@ -41,8 +41,11 @@ struct Options {
     uint16_t loaderVendor = 0x0483;
     uint16_t loaderProduct = 0xDF11;
 
-    // How many "AT%HPD" after "AT%BV=1" are answered "Off" before the first "On"; 0 or more.
-    int hotPlugPolls = 2;
+    // How many "AT%HPD" after "AT%BV=1" are answered "Off" before the panel is up, 0 or more; none:
+    // it never comes up. Takes effect with the next "AT%BV=1".
+    std::optional<int> hotPlugPolls = 2;
+    // What "AT%HPD" is answered when the panel is up.
+    std::string hotPlugAnswer = "On";
     // From the end of the answer to "AT%GODLOAD" or "AT%GOSTMDLOAD" to the departure.
     Time loaderDelay = std::chrono::milliseconds(100);
     // From recover() to the departure.
@@ -61,10 +64,20 @@ enum class LoaderEntry {
     Error,      // no bootable firmware: serial "00000000001B"
 };
 
+// What the cover logs when nobody asks it to: lines `text` and a number, one after the other.
+struct Chatter {
+    std::string text =
+            "mcu: dp link up, lane 0 swing 1 pre 0; touch idle; hub port 2 enabled; vbus 5023 mV";
+    Time gap{};  // from one line to the next; 0: as fast as the phone takes them
+
+    bool operator==(const Chatter&) const = default;
+};
+
 struct ScreenState {
     bool on = false;
-    int hotPlugPollsLeft = 0;  // "AT%HPD" answers "On" when the screen is on and this is 0
-    int brightness = 0;        // 0..255
+    // The panel is up when the screen is on and this is 0; none: never.
+    std::optional<int> hotPlugPollsLeft = 0;
+    int brightness = 0;  // 0..255
     std::array<int32_t, 4> rgb = {2, 0, 0, 0};
     std::array<int32_t, 3> tune = {2, 2, 2};
     int32_t mode = 0;
@@ -99,6 +112,10 @@ struct State {
     uint64_t commands = 0;  // taken up since power-up, empty lines not counted
     uint64_t refused = 0;   // of these, answered "ERROR" by the firmware itself
     uint64_t lost = 0;      // lines dropped because too many were waiting
+    uint64_t logLines = 0;  // of the cover's own log, sent
+
+    // Whether the cover's own log goes over the serial line.
+    bool streamsLog() const { return dtr && (logSave == 0 || logSave == 2); }
 
     bool operator==(const State&) const = default;
 };

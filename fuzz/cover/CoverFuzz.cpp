@@ -13,7 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr size_t kFaults = 16;
-constexpr int kPolls = 200;  // an endless flood must not keep the fuzzer
+constexpr int kPolls = 200;  // a flood or a chatter without end must not keep the fuzzer
 
 void require(bool condition) {
     if (!condition) std::abort();
@@ -57,9 +57,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     cover::Microcontroller controller;
     cover::Time now = 0s;
     controller.powerUp(now);
+    controller.setChatter(cover::Chatter{"chatter", 1ms}, now);
     addFaults(controller, input);
     while (!input.empty()) {
+        controller.setDtr(true);
         controller.receive(cutAt(input, '\xff'), now);
+        controller.log("log", now);
         play(controller, now);
         if (controller.state().power != cover::Power::Running) controller.powerUp(now);
     }

@@ -206,6 +206,23 @@ TEST(HotPlug, FallsWithTheScreenAndStaysWhenItIsSwitchedOnTwice) {
     EXPECT_EQ(bench.exchange("AT%HPD\r"), "\r\nOn\r\nOK\r\n");
 }
 
+TEST(HotPlug, NeverAnswersOnWhenThePanelNeverComesUp) {
+    QuietBench bench({.hotPlugPolls = std::nullopt});
+    bench.exchange("AT%BV=1\r");
+    for (int poll = 0; poll < 100; ++poll) {
+        ASSERT_EQ(bench.exchange("AT%HPD\r"), "\r\nOff\r\nOK\r\n");
+    }
+    EXPECT_TRUE(bench.controller.state().screen.on);
+}
+
+TEST(HotPlug, AnswersAnotherTextThanOnWhenItIsToldTo) {
+    QuietBench bench({.hotPlugPolls = 1, .hotPlugAnswer = "Online"});
+    bench.exchange("AT%BV=1\r");
+    EXPECT_EQ(bench.exchange("AT%HPD\r"), "\r\nOff\r\nOK\r\n");
+    EXPECT_EQ(bench.exchange("AT%HPD\r"), "\r\nOnline\r\nOK\r\n");
+    EXPECT_TRUE(bench.controller.state().screen.hotPlugged());
+}
+
 TEST(OptionTexts, TakeEffectWithTheNextCommand) {
     QuietBench bench;
     Options options = bench.controller.options();
@@ -220,8 +237,14 @@ TEST(OptionTexts, TakeEffectWithTheNextCommand) {
 
 // An empty line would be taken for a line of the answer.
 TEST(OptionTexts, ThatAreEmptyGiveAnAnswerWithoutLines) {
-    QuietBench bench({.version = "", .cutout = "", .touchVersion = ""});
-    for (const char* command : {"AT%SWV\r", "AT%GETBVCUTOUT\r", "AT%TCHDEBUG=FWVER\r"}) {
+    QuietBench bench({.version = "",
+                      .cutout = "",
+                      .touchVersion = "",
+                      .hotPlugPolls = 0,
+                      .hotPlugAnswer = ""});
+    bench.exchange("AT%BV=1\r");
+    for (const char* command :
+         {"AT%SWV\r", "AT%GETBVCUTOUT\r", "AT%TCHDEBUG=FWVER\r", "AT%HPD\r"}) {
         EXPECT_EQ(bench.exchange(command), kOk) << command;
     }
 }

@@ -57,6 +57,9 @@ INSTANTIATE_TEST_SUITE_P(
                         {.effect = Effect::Before, .text = "boot: hello"},
                         ""},
                 Reading{R"(on * after "")", {.effect = Effect::After}, ""},
+                Reading{R"(on AT%HPD inside "log: hello")",
+                        {.prefix = "AT%HPD", .effect = Effect::Inside, .text = "log: hello"},
+                        ""},
                 Reading{"on * hangup", {.effect = Effect::HangUp}, ""},
                 Reading{"on * hangup after 5", {.effect = Effect::HangUp, .count = 5}, ""},
                 Reading{"on * hangup after 0", {.effect = Effect::HangUp, .count = 0}, ""},
@@ -167,8 +170,8 @@ INSTANTIATE_TEST_SUITE_P(
         Effect, Mistakes,
         testing::Values(Mistake{"on *",
                                 "after the command comes an effect, but the line ends; write one "
-                                "of: silent, late, split, garble, error, before, after, hangup, "
-                                "answer, half, flood"},
+                                "of: silent, late, split, garble, error, before, after, inside, "
+                                "hangup, answer, half, flood"},
                         Mistake{"on * sielnt", "not \"sielnt\"; write one of: silent, late"},
                         Mistake{"on * \"silent\"", "comes an effect, not \"silent\""},
                         Mistake{"on * SILENT", "not \"SILENT\""},
@@ -192,6 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 "before needs a quoted text, not \"hello\"; for "
                                 "example: before \"boot: hello\""},
                         Mistake{"on * after", "after needs a quoted text, but the line ends"},
+                        Mistake{"on * inside", "inside needs a quoted text, but the line ends"},
                         Mistake{"on * answer OK", "answer needs a quoted text"},
                         Mistake{"on * hangup 5", "the line should end before \"5\""},
                         Mistake{"on * hangup after",

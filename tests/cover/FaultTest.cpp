@@ -46,6 +46,8 @@ INSTANTIATE_TEST_SUITE_P(
                 Case{R"(on AT%SWV after "late: hello")",
                      "AT%SWV\r"s + kVersion + "late: hello\r\n"},
                 Case{R"(on AT%SWV before "one\r\ntwo")", "one\r\ntwo\r\nAT%SWV\r"s + kVersion},
+                Case{R"(on AT%SWV inside "log: hello")",
+                     "AT%SWV\r\r\nlog: hello\r\nBV330-V10k_20210312\r\nOK\r\n"},
                 Case{"on AT%SWV half", "AT%SWV\r\r\nBV330-V10"},
                 Case{"on AT%SWV flood 3",
                      "AT%SWV\r\r\nBV330-V10k_20210312\r\nflood 1\r\nflood 2\r\nflood 3\r\nOK\r\n"},
@@ -167,6 +169,13 @@ TEST(Several, LinesBeforeAndAfterAdd) {
         bench.fault(fault);
     }
     EXPECT_EQ(bench.exchange("AT\r"), "1\r\n2\r\n\r\nOK\r\n3\r\n4\r\n");
+}
+
+TEST(Inside, OfBytesWithoutALineComesFirst) {
+    QuietBench bench;
+    bench.fault(R"(on * answer "OK")");
+    bench.fault(R"(on * inside "x")");
+    EXPECT_EQ(bench.exchange("AT\r"), "x\r\nOK");
 }
 
 TEST(Several, SilenceSwallowsWhatWasAddedBeforeItButNotAHangUp) {

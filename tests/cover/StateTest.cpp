@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "emulator/cover/ScreenView.h"
 #include "tests/cover/Bench.h"
 
 namespace cover {
@@ -90,6 +91,8 @@ TEST(StateList, ShowsAFreshCover) {
             {"echo", "on"},
             {"dtr", "no"},
             {"log-save", "3"},
+            {"log-stream", "off"},
+            {"log-lines", "0"},
             {"screen", "off"},
             {"hot-plugged", "no"},
             {"brightness", "0"},
@@ -128,6 +131,39 @@ TEST(StateList, ShowsWhatWasSet) {
     EXPECT_EQ(values["aes-mode"], "2");
     EXPECT_EQ(values["update-state"], "3,-1");
     EXPECT_EQ(values["echo"], "off");
+}
+
+TEST(StateList, TellsWhetherTheLogIsStreamed) {
+    QuietBench bench;
+    bench.exchange("AT%LOGSAVE=2\r");
+    EXPECT_EQ(shown(bench)["log-stream"], "off");
+    bench.controller.setDtr(true);
+    EXPECT_EQ(shown(bench)["log-stream"], "on");
+    bench.controller.log("one", bench.now);
+    bench.drain();
+    EXPECT_EQ(shown(bench)["log-lines"], "1");
+}
+
+TEST(Screen, IsDarkUntilThePanelIsUp) {
+    QuietBench bench({.hotPlugPolls = 1});
+    const auto seen = [&bench] { return toText(viewOf(bench.controller.state())); };
+    bench.exchange("AT%DB=128\r");
+    EXPECT_EQ(seen(), "off");
+    bench.exchange("AT%BV=1\r");
+    EXPECT_EQ(seen(), "off");
+    bench.exchange("AT%HPD\r");
+    EXPECT_EQ(seen(), "on, brightness 128 of 255, rgb 2,0,0,0, tune 2,2,2, mode 0");
+    bench.exchange("AT%BV=0\r");
+    EXPECT_EQ(seen(), "off");
+}
+
+TEST(Screen, ShowsWhatWasSetAndGoesDarkWithThePower) {
+    QuietBench bench({.hotPlugPolls = 0});
+    bench.exchange("AT%BV=1\rAT%DB=7\rAT%PRGB=9,8,7,-6\rAT%SHS=5,4,3\rAT%SMODE=2\r");
+    const ScreenView lit = {true, 7, {9, 8, 7, -6}, {5, 4, 3}, 2};
+    EXPECT_EQ(viewOf(bench.controller.state()), lit);
+    bench.controller.powerDown();
+    EXPECT_EQ(viewOf(bench.controller.state()), ScreenView{});
 }
 
 TEST(StateList, ShowsTheLoaderAndTheUnpluggedCover) {

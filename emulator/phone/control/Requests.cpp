@@ -45,6 +45,10 @@ class Members {
         return member->get<Value>();
     }
 
+    bool isText(const char* name) const {
+        return mObject.contains(name) && mObject[name].is_string();
+    }
+
     template <typename Value>
     Value need(const char* name) {
         std::optional<Value> value = take<Value>(name);
@@ -152,6 +156,20 @@ Json detach(Phone& phone, const httplib::Request& request) {
     return Json::object();
 }
 
+// A number, or "never".
+void takeHotPlugPolls(Members& members, cover::Options& options) {
+    constexpr char kName[] = "hot_plug_polls";
+    if (members.isText(kName)) {
+        if (members.take<std::string>(kName) != "never") {
+            throw BadRequest("\"hot_plug_polls\" must be a number or \"never\"");
+        }
+        options.hotPlugPolls = std::nullopt;
+    } else if (const std::optional<int> polls = members.take<int>(kName)) {
+        if (*polls < 0) throw BadRequest("\"hot_plug_polls\" must not be negative");
+        options.hotPlugPolls = *polls;
+    }
+}
+
 Json setCover(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
     cover::Options options = phone.coverOptions();
@@ -159,9 +177,10 @@ Json setCover(Phone& phone, const httplib::Request& request) {
     options.cutout = members.take<std::string>("cutout").value_or(options.cutout);
     options.touchVersion =
             members.take<std::string>("touch_version").value_or(options.touchVersion);
-    options.hotPlugPolls = members.take<int>("hot_plug_polls").value_or(options.hotPlugPolls);
+    options.hotPlugAnswer =
+            members.take<std::string>("hot_plug_answer").value_or(options.hotPlugAnswer);
+    takeHotPlugPolls(members, options);
     members.refuseOthers();
-    if (options.hotPlugPolls < 0) throw BadRequest("\"hot_plug_polls\" must not be negative");
     phone.setCoverOptions(options);
     return Json::object();
 }
