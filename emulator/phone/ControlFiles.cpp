@@ -1,7 +1,9 @@
 #include "emulator/phone/ControlFiles.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -31,13 +33,30 @@ void appendToKernelLog(const std::string& message) {
     (void)!write(fd.get(), message.data(), message.size());
 }
 
-// A descriptor whose writes fail with EIO: a terminal that hung up.
-Fd openBroken() {
+struct Pty {
+    Fd master;
+    Fd slave;
+};
+
+Pty makePty() {
     int master = -1;
     int slave = -1;
     if (openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) throwErrno("cannot make a pty");
-    close(master);
-    return Fd(slave);
+    return {Fd(master), Fd(slave)};
+}
+
+// Descriptors of which one side has hung up: writes fail with EIO; reads fail with EIO.
+Fd openUnwritable() {
+    return makePty().slave;
+}
+
+Fd openUnreadable() {
+    return makePty().master;
+}
+
+bool isRegular(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 }  // namespace
@@ -60,11 +79,19 @@ Verdict ControlFiles::decide(const OpenCall& call) {
     if (verdict.error != 0) {
         mJournal.add(Kind::NodeRefused, path, {}, strerrorname_np(verdict.error));
     } else if (isRecorded(call, path)) {
-        const bool broken = hasEio(call, path);
-        mJournal.add(Kind::NodeOpen, path, {}, nameOpenFlags(call.flags) + (broken ? " eio" : ""));
-        verdict.replacement = broken ? openBroken() : openWriter(path);
+        const bool broken = has(NodeEffect::Eio, path);
+        noteOpen(call, path, broken ? " eio" : "");
+        verdict.replacement = broken ? openUnwritable() : openWriter(path);
+    } else if (isUnreadable(call, path)) {
+        noteOpen(call, path, " read-eio");
+        verdict.replacement = openUnreadable();
     }
+    verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
     return verdict;
+}
+
+void ControlFiles::noteOpen(const OpenCall& call, const std::string& path, const char* fault) {
+    mJournal.add(Kind::NodeOpen, path, {}, nameOpenFlags(call.flags) + fault);
 }
 
 int ControlFiles::faultError(const OpenCall& call, const std::string& path) const {
@@ -75,18 +102,21 @@ int ControlFiles::faultError(const OpenCall& call, const std::string& path) cons
     return 0;
 }
 
-bool ControlFiles::hasEio(const OpenCall& call, const std::string& path) const {
-    for (const NodeFault& fault : mFaults) {
-        if (fault.effect == NodeEffect::Eio && call.writes() && resolveFolder(fault.path) == path) {
-            return true;
-        }
-    }
-    return false;
+bool ControlFiles::has(NodeEffect effect, const std::string& path) const {
+    return std::any_of(mFaults.begin(), mFaults.end(), [&](const NodeFault& fault) {
+        return fault.effect == effect && resolveFolder(fault.path) == path;
+    });
+}
+
+bool ControlFiles::isUnreadable(const OpenCall& call, const std::string& path) const {
+    return !call.isTest && !call.writes() && has(NodeEffect::ReadEio, path) && isRegular(path);
 }
 
 bool ControlFiles::isRecorded(const OpenCall& call, const std::string& path) const {
     if (call.isTest || !call.writes()) return false;
-    if (path.rfind("/sys/", 0) != 0 && path != kKernelLog && !hasEio(call, path)) return false;
+    if (path.rfind("/sys/", 0) != 0 && path != kKernelLog && !has(NodeEffect::Eio, path)) {
+        return false;
+    }
     struct stat status;
     if (stat(path.c_str(), &status) == 0) {
         const bool wantsNew = (call.flags & O_CREAT) != 0 && (call.flags & O_EXCL) != 0;

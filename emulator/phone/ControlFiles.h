@@ -42,8 +42,10 @@ class ControlFiles {
     };
 
     int faultError(const OpenCall& call, const std::string& path) const;
-    bool hasEio(const OpenCall& call, const std::string& path) const;
+    bool has(NodeEffect effect, const std::string& path) const;
+    bool isUnreadable(const OpenCall& call, const std::string& path) const;
     bool isRecorded(const OpenCall& call, const std::string& path) const;
+    void noteOpen(const OpenCall& call, const std::string& path, const char* fault);
     Fd openWriter(const std::string& path);
     // False when the writer is gone.
     bool drain(Writer& writer);

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include <poll.h>
+#include <sys/ioctl.h>
 
 #include "emulator/phone/Devices.h"
 #include "emulator/phone/Files.h"
@@ -50,8 +51,9 @@ void Devices::flush(Tty& tty) {
 
 void Devices::supervise(Fd listener) {
     const int fd = listener.get();
-    mSupervisors.try_emplace(fd, std::move(listener),
-                             [this](const OpenCall& call) { return decide(call); });
+    mSupervisors.try_emplace(fd, std::move(listener), [this](const Call& call) {
+        return std::visit([this](const auto& c) { return decide(c); }, call);
+    });
     mLoop.watch(fd, POLLIN, [this, fd](short events) {
         if ((events & POLLIN) != 0) {
             mSupervisors.at(fd).answer();
@@ -79,14 +81,46 @@ Verdict Devices::decide(const OpenCall& call) {
     }
 }
 
+// A pty knows no modem lines; the tty of an ACM device does.
+Verdict Devices::decide(const IoctlCall& call) {
+    const Tty* tty = findTty(call.file);
+    if (tty == nullptr) return {};
+    // What the caller wrote before comes first.
+    record();
+    Verdict verdict;
+    if (!call.value) {
+        verdict.error = EFAULT;
+        return verdict;
+    }
+    if ((*call.value & TIOCM_DTR) != 0) setDtr(*tty, call.request == TIOCMBIS);
+    verdict.result = 0;
+    return verdict;
+}
+
 void Devices::noteTtyOpen(const OpenCall& call) {
-    if (!mCover || !mCover->tty) return;
-    const Tty& tty = *mCover->tty;
-    const std::string path = resolveFolder(call.path);
-    if (path != tty.node() && path != tty.pty()) return;
-    mJournal.add(Kind::TtyOpen, tty.node(), {}, nameOpenFlags(call.flags));
-    // The kernel's driver raises it with the first open.
-    mController->setDtr(true);
+    const Tty* tty = findTty(resolveFolder(call.path));
+    if (tty == nullptr) return;
+    mJournal.add(Kind::TtyOpen, tty->node(), {}, nameOpenFlags(call.flags));
+    // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
+    setDtr(*tty, true);
+}
+
+Tty* Devices::findTty(const std::string& path) const {
+    const auto isIt = [&path](const std::unique_ptr<Plugged>& device) {
+        return device && device->tty && (path == device->tty->node() || path == device->tty->pty());
+    };
+    if (isIt(mCover)) return mCover->tty.get();
+    for (const auto& [number, foreign] : mForeign) {
+        if (isIt(foreign)) return foreign->tty.get();
+    }
+    return nullptr;
+}
+
+void Devices::setDtr(const Tty& tty, bool raised) {
+    // Only the cover looks at it.
+    if (!mCover || &tty != mCover->tty.get() || mController->state().dtr == raised) return;
+    mJournal.add(Kind::Dtr, tty.node(), {}, raised ? "raised" : "lowered");
+    mController->setDtr(raised);
 }
 
 void Devices::nodeWritten(const std::string& path, const std::string& bytes) {

@@ -243,6 +243,26 @@ void Devices::sendFromCover(const std::string& bytes) {
     send(*mCover->tty, bytes);
 }
 
+bool Devices::logFromCover(const std::string& line) {
+    if (line.find_first_of("\r\n") != std::string::npos) {
+        throw Error("a line of the log holds no line ends");
+    }
+    if (!mController->log(line, EventLoop::now())) return false;
+    // So that who reads the tty next finds it.
+    turn();
+    return true;
+}
+
+void Devices::setChatter(std::optional<cover::Chatter> chatter) {
+    if (chatter && chatter->text.find_first_of("\r\n") != std::string::npos) {
+        throw Error("a line of the log holds no line ends");
+    }
+    if (chatter && chatter->gap < cover::Time::zero()) {
+        throw Error("the time between two lines is not negative");
+    }
+    mController->setChatter(std::move(chatter), EventLoop::now());
+}
+
 void Devices::attachForeignTty(int number, const std::string& vendorText,
                                const std::string& productText) {
     checkTtyNumber(number);

@@ -45,6 +45,8 @@ class Devices {
     bool isCoverAttached() const { return mCover != nullptr; }
     cover::Microcontroller& controller() { return *mController; }
     void sendFromCover(const std::string& bytes);
+    bool logFromCover(const std::string& line);
+    void setChatter(std::optional<cover::Chatter> chatter);
 
     void attachForeignTty(int number, const std::string& vendorText,
                           const std::string& productText);
@@ -92,7 +94,11 @@ class Devices {
     void comeBack();
 
     Verdict decide(const OpenCall& call);
+    Verdict decide(const IoctlCall& call);
     void noteTtyOpen(const OpenCall& call);
+    // The tty with this node or pty, if it is one of ours.
+    Tty* findTty(const std::string& path) const;
+    void setDtr(const Tty& tty, bool raised);
     void nodeWritten(const std::string& path, const std::string& bytes);
 
     void readTty(Tty& tty);

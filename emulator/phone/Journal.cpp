@@ -30,6 +30,8 @@ std::string_view name(Kind kind) {
             return "detach";
         case Kind::TtyOpen:
             return "tty-open";
+        case Kind::Dtr:
+            return "dtr";
         case Kind::TtyRx:
             return "tty-rx";
         case Kind::TtyTx:
@@ -46,6 +48,8 @@ std::string_view name(Kind kind) {
             return "node-set";
         case Kind::KernelLog:
             return "klog";
+        case Kind::HidlCall:
+            return "hidl-call";
         case Kind::Property:
             return "property";
         case Kind::Fault:

@@ -19,14 +19,17 @@ enum class Kind {
     Attach,       // a device came; path: its node or USB name; note: its identity
     Detach,       // it went
     TtyOpen,      // the phone opened a tty; note: open flags
+    Dtr,          // a tty's DTR line changed; note: "raised" or "lowered"
     TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
     TtyTx,        // the cover sent `bytes`, in one piece
-    NodeOpen,     // a control file was opened for writing; note: open flags, and the fault if any
+    NodeOpen,     // a control file was opened for writing, or with a fault; note: open flags, and
+                  // the fault if any
     NodeWrite,    // one write() of `bytes`, exactly
     NodeClose,    // the last descriptor of that open is gone
     NodeRefused,  // an open or access test was refused by a fault; note: the error
     NodeSet,      // the emulator gave a file new content `bytes`, or removed it (note "removed")
     KernelLog,    // one message for the kernel log
+    HidlCall,     // a neighbour service answered; path: interface and method; note: the answer
     Property,     // path: the key; bytes: its new value
     Fault,        // bytes: the text of a fault that was set; empty: all were cleared
 };
@@ -68,6 +71,11 @@ class Journal {
     // `sync` makes the emulator record what has been written; called by readers, without the lock.
     void setSync(std::function<void()> sync) { mSync = std::move(sync); }
 
+    // Whoever adds what software did calls it first, so that what it wrote before stands before.
+    void sync() const {
+        if (mSync) mSync();
+    }
+
     void add(Kind kind, std::string path, std::string bytes = {}, std::string note = {});
 
     // Sequence number that the next entry will have.
@@ -90,10 +98,6 @@ class Journal {
   private:
     // The first match from entry *seq on; *seq moves behind what was looked at.
     const Entry* find(const Match& match, uint64_t* seq) const;
-
-    void sync() const {
-        if (mSync) mSync();
-    }
 
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     std::function<void()> mSync;

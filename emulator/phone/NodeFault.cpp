@@ -13,14 +13,15 @@ namespace {
 
 constexpr std::string_view kWord = "node";
 
-constexpr std::array<std::pair<std::string_view, NodeEffect>, 4> kEffects = {{
+constexpr std::array<std::pair<std::string_view, NodeEffect>, 5> kEffects = {{
         {"missing", NodeEffect::Missing},
         {"unreadable", NodeEffect::Unreadable},
         {"unwritable", NodeEffect::Unwritable},
         {"eio", NodeEffect::Eio},
+        {"read-eio", NodeEffect::ReadEio},
 }};
 
-constexpr char kUsage[] = "write: node PATH missing|unreadable|unwritable|eio";
+constexpr char kUsage[] = "write: node PATH missing|unreadable|unwritable|eio|read-eio";
 
 std::string_view trim(std::string_view text) {
     const size_t first = text.find_first_not_of(' ');
@@ -73,6 +74,7 @@ int refusal(const NodeFault& fault, const OpenCall& call) {
         case NodeEffect::Unwritable:
             return call.writes() ? EACCES : 0;
         case NodeEffect::Eio:
+        case NodeEffect::ReadEio:
             return 0;
     }
     return 0;

@@ -1,4 +1,4 @@
-// Faults of control files: "node PATH missing|unreadable|unwritable|eio".
+// Faults of control files: "node PATH missing|unreadable|unwritable|eio|read-eio".
 #pragma once
 
 #include <optional>
@@ -10,7 +10,7 @@
 
 namespace phone {
 
-enum class NodeEffect { Missing, Unreadable, Unwritable, Eio };
+enum class NodeEffect { Missing, Unreadable, Unwritable, Eio, ReadEio };
 
 struct NodeFault {
     std::string path;

@@ -14,6 +14,7 @@
 #include "emulator/phone/Devices.h"
 #include "emulator/phone/EventLoop.h"
 #include "emulator/phone/Files.h"
+#include "emulator/phone/Supervisor.h"
 #include "emulator/phone/SyscallFilter.h"
 
 namespace phone {
@@ -138,7 +139,7 @@ Phone::~Phone() {
 }
 
 void Phone::superviseThisThread() {
-    Fd listener(installFilter(makeOpenFilter(findCLibrary())));
+    Fd listener(installFilter(makeFilter(findCLibrary(), Supervisor::handledCalls())));
     if (!listener) throwSupervision();
     setenv(kSupervisedVariable, "1", 1);
     mParts->call([&](Devices& devices) { devices.supervise(std::move(listener)); });
@@ -156,7 +157,7 @@ pid_t Phone::spawn(const std::vector<std::string>& command) {
     argv.reserve(command.size() + 1);
     for (const std::string& argument : command) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
-    const std::vector<sock_filter> filter = makeOpenFilter({});
+    const std::vector<sock_filter> filter = makeFilter({}, Supervisor::handledCalls());
     setenv(kSupervisedVariable, "1", 1);
 
     const pid_t child = fork();
@@ -216,6 +217,18 @@ void Phone::setCoverOptions(cover::Options options) {
 
 void Phone::sendFromCover(const std::string& bytes) {
     mParts->call([&](Devices& devices) { devices.sendFromCover(bytes); });
+}
+
+bool Phone::logFromCover(const std::string& line) {
+    return mParts->call([&](Devices& devices) { return devices.logFromCover(line); });
+}
+
+void Phone::setChatter(std::optional<cover::Chatter> chatter) {
+    mParts->call([&](Devices& devices) { devices.setChatter(std::move(chatter)); });
+}
+
+std::optional<cover::Chatter> Phone::chatter() const {
+    return mParts->call([](Devices& devices) { return devices.controller().chatter(); });
 }
 
 void Phone::attachForeignTty(int number, const std::string& idVendorText,

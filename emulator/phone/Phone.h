@@ -92,6 +92,13 @@ class Phone {
     // Bytes from the cover outside of any answer, such as lines of its log.
     void sendFromCover(const std::string& bytes);
 
+    // A line of the cover's own log, without line ends: sent as soon as no answer is on the line.
+    // False when it is dropped: DTR is down, "AT%LOGSAVE=" did not ask for it, or too many wait.
+    bool logFromCover(const std::string& line);
+    // Lines that it logs by itself (cover::Microcontroller::setChatter); none: it is silent.
+    void setChatter(std::optional<cover::Chatter> chatter);
+    std::optional<cover::Chatter> chatter() const;
+
     // Another ACM device, silent, as /dev/ttyACM<number>; ids as in sysfs, for example "1d6b\n".
     void attachForeignTty(int number, const std::string& idVendorText,
                           const std::string& idProductText);
@@ -119,15 +126,16 @@ class Phone {
     void wakeLock(bool held);
 
     // A fault of the cover's AT channel (emulator/cover/Fault.h), or of a node:
-    //   node PATH missing | unreadable | unwritable | eio
+    //   node PATH missing | unreadable | unwritable | eio | read-eio
     // missing: ENOENT to open and access; unreadable: EACCES to what asks to read; unwritable:
-    // EACCES to what asks to write; eio: opens, but every write fails with EIO.
+    // EACCES to what asks to write; eio: opens, but every write fails with EIO; read-eio: opens for
+    // reading, but every read fails with EIO.
     void setFault(const std::string& text);
     std::vector<std::string> faults() const;
     void clearFaults();
 
-    // Everything as it was made: nothing attached, no faults, first contents, default options. The
-    // journal is kept.
+    // Everything as it was made: nothing attached, no faults, first contents, default options, no
+    // chatter. The journal is kept.
     void reset();
 
     Journal& journal();

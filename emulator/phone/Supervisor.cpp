@@ -41,12 +41,102 @@ std::string readText(pid_t task, uint64_t address) {
     return end == nullptr ? std::string() : std::string(text);
 }
 
-// What a relative path of the task starts from.
-fs::path startOf(pid_t task, int folder) {
+// What a descriptor of the task is open on; of AT_FDCWD its working folder.
+fs::path fileOf(pid_t task, int fd) {
     const std::string link = "/proc/" + std::to_string(task) +
-                             (folder == AT_FDCWD ? "/cwd" : "/fd/" + std::to_string(folder));
+                             (fd == AT_FDCWD ? "/cwd" : "/fd/" + std::to_string(fd));
     std::error_code error;
     return fs::read_symlink(link, error);
+}
+
+pid_t taskOf(const seccomp_notif& notification) {
+    return static_cast<pid_t>(notification.pid);
+}
+
+int argument(const seccomp_notif& notification, int number) {
+    return static_cast<int>(notification.data.args[number]);
+}
+
+// The path that argument `number` points to, taken from folder `start`. Empty when it is
+// unreadable: then the kernel finds the right error.
+fs::path readPath(const seccomp_notif& notification, int number, int start = AT_FDCWD) {
+    const std::string path = readText(taskOf(notification), notification.data.args[number]);
+    if (path.empty() || path[0] == '/') return path;
+    return fileOf(taskOf(notification), start) / path;
+}
+
+// Readers of the calls that are handled.
+
+[[maybe_unused]] Call readOpen(const seccomp_notif& call) {
+    return OpenCall{.path = readPath(call, 0), .flags = argument(call, 1)};
+}
+
+[[maybe_unused]] Call readCreat(const seccomp_notif& call) {
+    return OpenCall{.path = readPath(call, 0), .flags = O_WRONLY | O_CREAT | O_TRUNC};
+}
+
+Call readOpenAt(const seccomp_notif& call) {
+    return OpenCall{.path = readPath(call, 1, argument(call, 0)), .flags = argument(call, 2)};
+}
+
+Call readOpenAt2(const seccomp_notif& call) {
+    open_how how = {};
+    readMemory(taskOf(call), call.data.args[2], &how,
+               std::min<size_t>(call.data.args[3], sizeof(how)));
+    return OpenCall{.path = readPath(call, 1, argument(call, 0)),
+                    .flags = static_cast<int>(how.flags)};
+}
+
+[[maybe_unused]] Call readAccess(const seccomp_notif& call) {
+    return OpenCall{.path = readPath(call, 0), .isTest = true, .mode = argument(call, 1)};
+}
+
+Call readAccessAt(const seccomp_notif& call) {
+    return OpenCall{.path = readPath(call, 1, argument(call, 0)),
+                    .isTest = true,
+                    .mode = argument(call, 2)};
+}
+
+Call readIoctl(const seccomp_notif& call) {
+    IoctlCall read = {.file = fileOf(taskOf(call), argument(call, 0)),
+                      .request = static_cast<uint32_t>(call.data.args[1])};
+    int value = 0;
+    if (readMemory(taskOf(call), call.data.args[2], &value, sizeof(value)) == sizeof(value)) {
+        read.value = value;
+    }
+    return read;
+}
+
+struct Handled {
+    HandledCall call;
+    Call (*read)(const seccomp_notif&);
+};
+
+constexpr Handled kHandled[] = {
+#ifdef SYS_open
+        {{SYS_open}, readOpen},
+#endif
+#ifdef SYS_creat
+        {{SYS_creat}, readCreat},
+#endif
+#ifdef SYS_access
+        {{SYS_access}, readAccess},
+#endif
+        {{SYS_openat}, readOpenAt},
+        {{SYS_openat2}, readOpenAt2},
+        {{SYS_faccessat}, readAccessAt},
+        {{SYS_faccessat2}, readAccessAt},
+        {{SYS_ioctl, TIOCMBIS}, readIoctl},
+        {{SYS_ioctl, TIOCMBIC}, readIoctl},
+};
+
+const Handled* find(const seccomp_notif& notification) {
+    for (const Handled& handled : kHandled) {
+        if (static_cast<int>(handled.call.number) != notification.data.nr) continue;
+        const auto request = static_cast<uint32_t>(notification.data.args[1]);
+        if (!handled.call.request || handled.call.request == request) return &handled;
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -64,70 +154,30 @@ bool OpenCall::writes() const {
 Supervisor::Supervisor(Fd listener, Decide decide)
     : mListener(std::move(listener)), mDecide(std::move(decide)) {}
 
-bool Supervisor::readCall(const seccomp_notif& call, OpenCall* open) const {
-    const auto task = static_cast<pid_t>(call.pid);
-    const auto& args = call.data.args;
-    int folder = AT_FDCWD;
-    uint64_t text = args[0];
-    switch (call.data.nr) {
-#ifdef SYS_open
-        case SYS_open:
-            open->flags = static_cast<int>(args[1]);
-            break;
-#endif
-#ifdef SYS_creat
-        case SYS_creat:
-            open->flags = O_WRONLY | O_CREAT | O_TRUNC;
-            break;
-#endif
-#ifdef SYS_access
-        case SYS_access:
-            open->isTest = true;
-            open->mode = static_cast<int>(args[1]);
-            break;
-#endif
-        case SYS_openat:
-            folder = static_cast<int>(args[0]);
-            text = args[1];
-            open->flags = static_cast<int>(args[2]);
-            break;
-        case SYS_openat2: {
-            open_how how = {};
-            readMemory(task, args[2], &how, std::min<size_t>(args[3], sizeof(how)));
-            folder = static_cast<int>(args[0]);
-            text = args[1];
-            open->flags = static_cast<int>(how.flags);
-            break;
-        }
-        default:  // faccessat, faccessat2
-            open->isTest = true;
-            folder = static_cast<int>(args[0]);
-            text = args[1];
-            open->mode = static_cast<int>(args[2]);
-            break;
-    }
-    const std::string path = readText(task, text);
-    if (path.empty()) return false;
-    open->path = path[0] == '/' ? fs::path(path) : startOf(task, folder) / path;
-    return true;
+std::vector<HandledCall> Supervisor::handledCalls() {
+    std::vector<HandledCall> calls;
+    for (const Handled& handled : kHandled) calls.push_back(handled.call);
+    return calls;
 }
 
-void Supervisor::reply(const seccomp_notif& call, const Verdict& verdict, bool closeOnExec) const {
+void Supervisor::reply(const seccomp_notif& notification, const Verdict& verdict) const {
     if (verdict.replacement) {
         seccomp_notif_addfd add = {};
-        add.id = call.id;
+        add.id = notification.id;
         add.flags = SECCOMP_ADDFD_FLAG_SEND;
         add.srcfd = static_cast<uint32_t>(verdict.replacement.get());
-        add.newfd_flags = closeOnExec ? O_CLOEXEC : 0;
+        add.newfd_flags = verdict.closeOnExec ? O_CLOEXEC : 0;
         if (ioctl(fd(), SECCOMP_IOCTL_NOTIF_ADDFD, &add) >= 0 || errno == ENOENT) return;
     }
     seccomp_notif_resp answer = {};
-    answer.id = call.id;
+    answer.id = notification.id;
     if (verdict.replacement) {
         // No descriptor is left to the caller, most likely.
         answer.error = -errno;
     } else if (verdict.error != 0) {
         answer.error = -verdict.error;
+    } else if (verdict.result) {
+        answer.val = *verdict.result;
     } else {
         answer.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
     }
@@ -136,15 +186,14 @@ void Supervisor::reply(const seccomp_notif& call, const Verdict& verdict, bool c
 }
 
 void Supervisor::answer() {
-    seccomp_notif call = {};
+    seccomp_notif notification = {};
     // Fails when the caller was killed since it was announced.
-    if (ioctl(fd(), SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) return;
-    OpenCall open;
-    const bool known = readCall(call, &open);
+    if (ioctl(fd(), SECCOMP_IOCTL_NOTIF_RECV, &notification) != 0) return;
+    std::optional<Call> call;
+    if (const Handled* handled = find(notification)) call = handled->read(notification);
     // What was read belongs to the caller only if it still waits: ids of tasks are used again.
-    if (ioctl(fd(), SECCOMP_IOCTL_NOTIF_ID_VALID, &call.id) != 0) return;
-    // Where there is no text the kernel finds the right error.
-    reply(call, known ? mDecide(open) : Verdict(), (open.flags & O_CLOEXEC) != 0);
+    if (ioctl(fd(), SECCOMP_IOCTL_NOTIF_ID_VALID, &notification.id) != 0) return;
+    reply(notification, call ? mDecide(*call) : Verdict());
 }
 
 }  // namespace phone

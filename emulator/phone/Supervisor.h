@@ -1,20 +1,24 @@
 // Answers the system calls that a filter (SyscallFilter.h) hands over. Emulator thread only.
 //
-// Other calls find their place here in the same way: ioctl(TIOCMBIS, TIOCMBIC) for the tty's DTR,
-// and the hidraw requests, which a filter can tell by their request number.
+// A call that comes to be handled is a row in the table of Supervisor.cpp, and an alternative of
+// Call when it is of a new kind.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <string>
+#include <optional>
+#include <variant>
+#include <vector>
 
 #include <linux/seccomp.h>
-#include <sys/types.h>
 
 #include "emulator/phone/Fd.h"
+#include "emulator/phone/SyscallFilter.h"
 
 namespace phone {
 
+// open(), creat(), openat(), openat2(); access(), faccessat(), faccessat2().
 struct OpenCall {
     std::filesystem::path path;  // absolute, as the caller wrote it otherwise
     bool isTest = false;         // access(): nothing is opened
@@ -25,24 +29,38 @@ struct OpenCall {
     bool writes() const;
 };
 
+// ioctl() with a request that points to an int.
+struct IoctlCall {
+    std::filesystem::path file;  // what the descriptor is open on, as /proc shows it
+    uint32_t request = 0;
+    std::optional<int> value;  // none: the pointer is bad
+};
+
+using Call = std::variant<OpenCall, IoctlCall>;
+
+// At most one of the first three is set; none: the kernel carries the call out.
 struct Verdict {
-    int error = 0;   // refuse with this errno
-    Fd replacement;  // or answer with this descriptor; neither: the kernel carries the call out
+    int error = 0;                  // refuse with this errno
+    Fd replacement;                 // answer with this descriptor
+    std::optional<int64_t> result;  // answer with this value
+    bool closeOnExec = false;       // of the replacement
 };
 
 class Supervisor {
   public:
-    using Decide = std::function<Verdict(const OpenCall&)>;
+    using Decide = std::function<Verdict(const Call&)>;
 
     Supervisor(Fd listener, Decide decide);
+
+    // What a filter must hand over.
+    static std::vector<HandledCall> handledCalls();
 
     int fd() const { return mListener.get(); }
     // Answers the call that waits, if one does.
     void answer();
 
   private:
-    bool readCall(const seccomp_notif& call, OpenCall* open) const;
-    void reply(const seccomp_notif& call, const Verdict& verdict, bool closeOnExec) const;
+    void reply(const seccomp_notif& notification, const Verdict& verdict) const;
 
     const Fd mListener;
     const Decide mDecide;

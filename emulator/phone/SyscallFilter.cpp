@@ -23,21 +23,9 @@ constexpr uint32_t kArchitecture = AUDIT_ARCH_AARCH64;
 #error "The supervisor knows x86-64 and arm64."
 #endif
 
-constexpr uint32_t kOpenCalls[] = {
-#ifdef SYS_open
-        SYS_open,
-#endif
-#ifdef SYS_creat
-        SYS_creat,
-#endif
-#ifdef SYS_access
-        SYS_access,
-#endif
-        SYS_openat, SYS_openat2, SYS_faccessat, SYS_faccessat2,
-};
-
 constexpr uint32_t kAddressLow = offsetof(seccomp_data, instruction_pointer);
 constexpr uint32_t kAddressHigh = kAddressLow + 4;
+constexpr uint32_t kSecondArgumentLow = offsetof(seccomp_data, args) + sizeof(uint64_t);
 
 void load(std::vector<sock_filter>& code, uint32_t offset) {
     code.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset));
@@ -62,6 +50,16 @@ void allowIfBelow(std::vector<sock_filter>& code, uint64_t bound, bool below) {
     load(code, kAddressLow);
     jump(code, BPF_JGE, low, below ? 1 : 0, below ? 0 : 1);
     give(code, SECCOMP_RET_ALLOW);
+}
+
+void handOver(std::vector<sock_filter>& code, const HandledCall& call) {
+    load(code, offsetof(seccomp_data, nr));
+    jump(code, BPF_JEQ, call.number, 0, call.request ? 3 : 1);
+    if (call.request) {
+        load(code, kSecondArgumentLow);
+        jump(code, BPF_JEQ, *call.request, 0, 1);
+    }
+    give(code, SECCOMP_RET_USER_NOTIF);
 }
 
 struct Search {
@@ -91,7 +89,7 @@ CodeRange findCLibrary() {
     return search.range;
 }
 
-std::vector<sock_filter> makeOpenFilter(const CodeRange& range) {
+std::vector<sock_filter> makeFilter(const CodeRange& range, const std::vector<HandledCall>& calls) {
     std::vector<sock_filter> code;
     load(code, offsetof(seccomp_data, arch));
     jump(code, BPF_JEQ, kArchitecture, 1, 0);
@@ -100,11 +98,7 @@ std::vector<sock_filter> makeOpenFilter(const CodeRange& range) {
         allowIfBelow(code, range.begin, true);
         allowIfBelow(code, range.end, false);
     }
-    load(code, offsetof(seccomp_data, nr));
-    for (uint32_t call : kOpenCalls) {
-        jump(code, BPF_JEQ, call, 0, 1);
-        give(code, SECCOMP_RET_USER_NOTIF);
-    }
+    for (const HandledCall& call : calls) handOver(code, call);
     give(code, SECCOMP_RET_ALLOW);
     return code;
 }

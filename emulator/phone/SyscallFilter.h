@@ -1,7 +1,8 @@
-// The seccomp filter that hands the opening of files over to a supervisor.
+// The seccomp filter that hands system calls over to a supervisor.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include <linux/filter.h>
@@ -21,9 +22,15 @@ struct CodeRange {
 // waits for a lock, the supervisor's too.
 CodeRange findCLibrary();
 
-// Filter that hands over open, creat, openat, openat2, access, faccessat and faccessat2 (those that
-// the architecture has) and allows the rest.
-std::vector<sock_filter> makeOpenFilter(const CodeRange& range);
+// A system call to hand over: every one of this number, or those whose second argument is
+// `request`.
+struct HandledCall {
+    uint32_t number = 0;
+    std::optional<uint32_t> request = std::nullopt;
+};
+
+// Filter that hands over these calls and allows the rest.
+std::vector<sock_filter> makeFilter(const CodeRange& range, const std::vector<HandledCall>& calls);
 
 // Installs it on the calling thread and returns the supervisor's descriptor, or none with errno set
 // (EBUSY: the thread is supervised already). Async-signal-safe.

@@ -2,12 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -209,6 +211,28 @@ TEST_F(NodeTest, EveryWriteToAnEioNodeFails) {
     EXPECT_EQ(journal.since(first).back().note, "O_WRONLY eio");
 }
 
+TEST_F(NodeTest, EveryReadOfAReadEioNodeFails) {
+    phone.setFault(std::string("node ") + phone::kWakeLock + " read-eio");
+    const Fd node(open(phone::kWakeLock, O_RDONLY | O_CLOEXEC));
+    ASSERT_TRUE(node);
+    EXPECT_EQ(fcntl(node.get(), F_GETFD), FD_CLOEXEC);
+    char bytes[64];
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(read(node.get(), bytes, sizeof(bytes)), -1);
+        EXPECT_EQ(errno, EIO);
+    }
+    EXPECT_EQ(journal.since(first).back().note, "O_RDONLY|O_CLOEXEC read-eio");
+    EXPECT_EQ(accessError(phone::kWakeLock, R_OK), 0);
+    writeTo(phone::kWakeLock, "x");
+    phone.clearFaults();
+    EXPECT_EQ(contentOf(phone::kWakeLock), "x");
+}
+
+TEST_F(NodeTest, ReadEioNodeThatIsNotThereIsNotFound) {
+    phone.setFault("node /sys/none read-eio");
+    EXPECT_EQ(openError("/sys/none", O_RDONLY), ENOENT);
+}
+
 TEST_F(NodeTest, FaultOfAnAttachedDeviceMayBeSetBeforeItComes) {
     phone.setFault(std::string("node ") + kControl + " missing");
     phone.attachCover();
@@ -275,6 +299,30 @@ TEST_F(NodeTest, WakeLockKeepsItsLength) {
     EXPECT_EQ(released.size(), held.size());
     phone.wakeLock(true);
     EXPECT_EQ(contentOf(phone::kWakeLock), held);
+}
+
+TEST_F(NodeTest, WakeLockIsModifiedInPlaceAndNeverSeenEmpty) {
+    const Fd watch(inotify_init1(IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), phone::kWakeLock, IN_ALL_EVENTS & ~IN_ACCESS), 0);
+    for (const bool held : {false, true, false}) phone.wakeLock(held);
+    alignas(inotify_event) char buffer[4096];
+    const ssize_t size = read(watch.get(), buffer, sizeof(buffer));
+    int modifications = 0;
+    for (ssize_t at = 0; at < size;) {
+        const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+        EXPECT_EQ(event->mask & (IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF), 0u);
+        if ((event->mask & IN_MODIFY) != 0) ++modifications;
+        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+    EXPECT_EQ(modifications, 3);
+
+    std::atomic<bool> done = false;
+    std::thread reader([&] {
+        while (!done) EXPECT_FALSE(contentOf(phone::kWakeLock).empty());
+    });
+    for (int i = 0; i < 200; ++i) phone.wakeLock(i % 2 == 0);
+    done = true;
+    reader.join();
 }
 
 TEST_F(NodeTest, PropertiesAreLinesOfAFile) {
