@@ -5,6 +5,7 @@
 #include <fstream>
 #include <thread>
 
+#include <fcntl.h>
 #include <httplib.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -27,11 +28,18 @@ struct Reply {
     json body;
 };
 
+struct WrongRequest {
+    const char* method;
+    const char* path;
+    const char* body;
+    int status;
+};
+
 class ControlTest : public support::PhoneTest {
   protected:
     ControlTest() : mFolder(control::socketFolder()), mClient(mFolder + "/emulator.sock") {
         control::makeSocketFolder(mFolder);
-        server.emplace(phone, mFolder);
+        server.emplace(phone, accessory, mFolder);
         mClient.set_address_family(AF_UNIX);
     }
 
@@ -53,7 +61,24 @@ class ControlTest : public support::PhoneTest {
     }
     Reply remove(const std::string& path) { return request("DELETE", path, ""); }
 
+    void expectRefusal(const WrongRequest& wrong) {
+        const Reply reply = request(wrong.method, wrong.path, wrong.body);
+        EXPECT_EQ(reply.status, wrong.status) << wrong.method << wrong.path << wrong.body;
+        EXPECT_TRUE(reply.body.is_object() && reply.body.value("error", "") != "")
+                << wrong.method << wrong.path << wrong.body << reply.body;
+    }
+
+    // Opens the tty as the phone does, and has the cover told to stream its log.
+    phone::Fd listenToTheLog() {
+        phone.attachCover();
+        phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        EXPECT_EQ(write(tty.get(), "AT%LOGSAVE=0\r", 13), 13);
+        journal.waitFor(phone::is(Kind::TtyTx, "AT%LOGSAVE=0\r\r\nOK\r\n"), first);
+        return tty;
+    }
+
     const std::string mFolder;
+    neighbours::Accessory accessory{phone};
     std::optional<control::ControlServer> server;
 
   private:
@@ -89,6 +114,27 @@ TEST_F(ControlTest, ShowsTheState) {
     EXPECT_EQ(body["cover"]["power"], "running");
     EXPECT_EQ(body["properties"]["k"], "v\\xff");
     EXPECT_EQ(body["faults"], json(phone.faults()));
+    EXPECT_EQ(body["screen"], json({{"on", false}}));
+    EXPECT_TRUE(body["chatter"].is_null());
+    EXPECT_EQ(body["accessory"], json({{"present", false}}));
+}
+
+TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
+    put("/v1/cover", {{"hot_plug_polls", 0}});
+    phone.attachCover();
+    const phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    const std::string commands = "ATE0\rAT%BV=1\rAT%DB=128\rAT%PRGB=1,2,3,4\rAT%SMODE=2\r";
+    ASSERT_EQ(write(tty.get(), commands.data(), commands.size()),
+              static_cast<ssize_t>(commands.size()));
+    while (journal.list(Kind::TtyTx, first).size() < 5) {
+    }
+    EXPECT_EQ(get("/v1/state").body["screen"], json({{"on", true},
+                                                     {"brightness", 128},
+                                                     {"rgb", {1, 2, 3, 4}},
+                                                     {"tune", {2, 2, 2}},
+                                                     {"mode", 2}}));
+    phone.detachCover();
+    EXPECT_EQ(get("/v1/state").body["screen"], json({{"on", false}}));
 }
 
 TEST_F(ControlTest, SetsListsAndClearsFaults) {
@@ -143,12 +189,69 @@ TEST_F(ControlTest, ChangesAndSpeaksForTheCover) {
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("x\0\n", 3));
 }
 
+TEST_F(ControlTest, MakesTheCoverSayOnlineOrNeverComeUp) {
+    EXPECT_EQ(put("/v1/cover", {{"hot_plug_answer", "Online"}}).status, 200);
+    EXPECT_EQ(phone.coverOptions().hotPlugAnswer, "Online");
+    EXPECT_EQ(put("/v1/cover", {{"hot_plug_polls", "never"}}).status, 200);
+    EXPECT_EQ(phone.coverOptions().hotPlugPolls, std::nullopt);
+    EXPECT_EQ(phone.coverOptions().hotPlugAnswer, "Online");
+}
+
+TEST_F(ControlTest, SendsALineOfTheCoversLog) {
+    const phone::Fd tty = listenToTheLog();
+    const uint64_t from = journal.next();
+    EXPECT_EQ(post("/v1/log", {{"text", "a\\x00b"}}).status, 200);
+    EXPECT_EQ(journal.joined(Kind::TtyTx, from), std::string("a\0b\r\n", 5));
+}
+
+TEST_F(ControlTest, SaysWhyTheCoversLogIsNotSent) {
+    const auto refusal = [this] {
+        const Reply reply = post("/v1/log", {{"text", "x"}});
+        EXPECT_EQ(reply.status, 409);
+        return reply.body.value("error", "");
+    };
+    EXPECT_THAT(refusal(), testing::HasSubstr("no cover is attached"));
+    phone.attachCover();
+    EXPECT_THAT(refusal(), testing::HasSubstr("DTR is down"));
+    const phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    EXPECT_THAT(refusal(), testing::HasSubstr("AT%LOGSAVE= is 3"));
+}
+
+TEST_F(ControlTest, MakesTheCoverChatter) {
+    const phone::Fd tty = listenToTheLog();
+    EXPECT_EQ(put("/v1/chatter", {{"text", "tick"}, {"gap_us", 1000}}).status, 200);
+    EXPECT_EQ(get("/v1/state").body["chatter"], json({{"text", "tick"}, {"gap_us", 1000}}));
+    journal.waitFor(phone::is(Kind::TtyTx, "tick 3\r\n"), first);
+    EXPECT_EQ(remove("/v1/chatter").status, 200);
+    EXPECT_TRUE(get("/v1/state").body["chatter"].is_null());
+    EXPECT_EQ(put("/v1/chatter", json::object()).status, 200);
+    EXPECT_EQ(phone.chatter(), cover::Chatter{});
+}
+
+TEST_F(ControlTest, SetsTheAccessoryService) {
+    EXPECT_EQ(put("/v1/accessory", json::object()).status, 200);
+    EXPECT_EQ(get("/v1/state").body["accessory"],
+              json({{"present", true}, {"type", 0}, {"state", 0}}));
+    phone.attachCover();
+    EXPECT_EQ(get("/v1/state").body["accessory"]["state"], 3);
+    EXPECT_EQ(put("/v1/accessory", {{"state", 4294967295u}, {"type", 7}}).status, 200);
+    EXPECT_EQ(accessory.state(), (neighbours::AccessoryState{7, 4294967295u}));
+    EXPECT_EQ(remove("/v1/accessory").status, 200);
+    EXPECT_FALSE(accessory.isServed());
+    EXPECT_EQ(get("/v1/state").body["accessory"], json({{"present", false}}));
+}
+
 TEST_F(ControlTest, ResetsThePhone) {
     phone.attachCover();
     phone.setFault("on AT silent");
+    phone.setChatter(cover::Chatter{});
+    accessory.setState(neighbours::AccessoryState{0, 9});
     EXPECT_EQ(post("/v1/reset").status, 200);
     EXPECT_FALSE(phone.isCoverAttached());
     EXPECT_TRUE(phone.faults().empty());
+    EXPECT_EQ(phone.chatter(), std::nullopt);
+    EXPECT_TRUE(accessory.isServed());
+    EXPECT_EQ(accessory.state(), neighbours::AccessoryState{});
 }
 
 TEST_F(ControlTest, PagesTheJournal) {
@@ -184,59 +287,74 @@ TEST_F(ControlTest, EndsWhileARequestWaits) {
     EXPECT_NE(access((mFolder + "/emulator.sock").c_str(), F_OK), 0);
 }
 
-TEST_F(ControlTest, WrongRequestsAreRefusedWithAReason) {
-    struct Case {
-        const char* method;
-        const char* path;
-        const char* body;
-        int status;
-    };
-    const Case cases[] = {
-            {"POST", "/v1/attach", "{", 400},
-            {"POST", "/v1/attach", "[]", 400},
-            {"POST", "/v1/attach", "\xff", 400},
-            {"POST", "/v1/attach", R"({"tty":"0"})", 400},
-            {"POST", "/v1/attach", R"({"tty":1.5})", 400},
-            {"POST", "/v1/attach", R"({"tty":99999999999})", 400},
-            {"POST", "/v1/attach", R"({"with_tty":1})", 400},
-            {"POST", "/v1/attach", R"({"ttty":1})", 400},
-            {"POST", "/v1/attach", R"({"tty":256})", 409},
-            {"POST", "/v1/attach", R"({"tty":-1})", 409},
-            {"POST", "/v1/detach", "", 409},
-            {"POST", "/v1/detach", R"({"unread":"maybe"})", 400},
-            {"POST", "/v1/reattach", "", 409},
-            {"DELETE", "/v1/loader", "", 409},
-            {"POST", "/v1/loader", R"({"serial":7})", 400},
-            {"POST", "/v1/send", R"({"bytes":"x"})", 409},
-            {"POST", "/v1/send", R"({"bytes":"\\q"})", 400},
-            {"POST", "/v1/send", "", 400},
-            {"PUT", "/v1/cover", R"({"hot_plug_polls":-1})", 400},
-            {"POST", "/v1/faults", R"({"text":"on"})", 409},
-            {"POST", "/v1/faults", "{}", 400},
-            {"PUT", "/v1/properties", R"({"key":"a"})", 400},
-            {"PUT", "/v1/properties", R"({"key":"","value":""})", 409},
-            {"PUT", "/v1/properties", R"({"key":"a","value":"\\n"})", 409},
-            {"GET", "/v1/node", "", 400},
-            {"GET", "/v1/node?path=/etc/passwd", "", 409},
-            {"GET", "/v1/node?path=/sys/none", "", 409},
-            {"GET", "/v1/node?path=%ff%00", "", 409},
-            {"PUT", "/v1/node", R"({"path":"/etc/x","bytes":""})", 409},
-            {"PUT", "/v1/node", R"({"path":"/sys/x","bytes":"\\xg0"})", 400},
-            {"DELETE", "/v1/node?path=/sys/none", "", 409},
-            {"PUT", "/v1/wakelock", R"({"held":"on"})", 400},
-            {"GET", "/v1/journal?since=x", "", 400},
-            {"GET", "/v1/journal?since=-1", "", 400},
-            {"GET", "/v1/journal?limit=99999999999999999999", "", 400},
-            {"GET", "/v1/nothing", "", 404},
-            {"GET", "/v1/attach", "", 404},
-            {"GET", "/", "", 404},
-    };
-    for (const Case& wrong : cases) {
-        const Reply reply = request(wrong.method, wrong.path, wrong.body);
-        EXPECT_EQ(reply.status, wrong.status) << wrong.method << wrong.path << wrong.body;
-        EXPECT_TRUE(reply.body.is_object() && reply.body.value("error", "") != "")
-                << wrong.method << wrong.path << wrong.body << reply.body;
-    }
+constexpr WrongRequest kWrongOfTheCover[] = {
+        {"POST", "/v1/send", R"({"bytes":"x"})", 409},
+        {"POST", "/v1/send", R"({"bytes":"\\q"})", 400},
+        {"POST", "/v1/send", "", 400},
+        {"PUT", "/v1/cover", R"({"hot_plug_polls":-1})", 400},
+        {"PUT", "/v1/cover", R"({"hot_plug_polls":"often"})", 400},
+        {"PUT", "/v1/cover", R"({"hot_plug_polls":true})", 400},
+        {"PUT", "/v1/cover", R"({"hot_plug_answer":7})", 400},
+        {"POST", "/v1/log", "", 400},
+        {"POST", "/v1/log", R"({"text":"\\q"})", 400},
+        {"POST", "/v1/log", R"({"text":"x","more":1})", 400},
+        {"POST", "/v1/log", R"({"text":"a\\nb"})", 409},
+        {"PUT", "/v1/chatter", R"({"gap_us":-1})", 409},
+        {"PUT", "/v1/chatter", R"({"gap_us":"fast"})", 400},
+        {"PUT", "/v1/chatter", R"({"text":"\\x0"})", 400},
+        {"PUT", "/v1/chatter", R"({"text":"a\\rb"})", 409},
+        {"PUT", "/v1/chatter", R"({"rate":1})", 400},
+        {"PUT", "/v1/accessory", R"({"state":-1})", 400},
+        {"PUT", "/v1/accessory", R"({"state":4294967296})", 400},
+        {"PUT", "/v1/accessory", R"({"state":"3"})", 400},
+        {"PUT", "/v1/accessory", R"({"type":3})", 400},
+        {"PUT", "/v1/accessory", R"({"present":true})", 400},
+};
+
+constexpr WrongRequest kWrongOfThePhone[] = {
+        {"POST", "/v1/attach", "{", 400},
+        {"POST", "/v1/attach", "[]", 400},
+        {"POST", "/v1/attach", "\xff", 400},
+        {"POST", "/v1/attach", R"({"tty":"0"})", 400},
+        {"POST", "/v1/attach", R"({"tty":1.5})", 400},
+        {"POST", "/v1/attach", R"({"tty":99999999999})", 400},
+        {"POST", "/v1/attach", R"({"with_tty":1})", 400},
+        {"POST", "/v1/attach", R"({"ttty":1})", 400},
+        {"POST", "/v1/attach", R"({"tty":256})", 409},
+        {"POST", "/v1/attach", R"({"tty":-1})", 409},
+        {"POST", "/v1/detach", "", 409},
+        {"POST", "/v1/detach", R"({"unread":"maybe"})", 400},
+        {"POST", "/v1/reattach", "", 409},
+        {"DELETE", "/v1/loader", "", 409},
+        {"POST", "/v1/loader", R"({"serial":7})", 400},
+        {"POST", "/v1/faults", R"({"text":"on"})", 409},
+        {"POST", "/v1/faults", "{}", 400},
+        {"PUT", "/v1/properties", R"({"key":"a"})", 400},
+        {"PUT", "/v1/properties", R"({"key":"","value":""})", 409},
+        {"PUT", "/v1/properties", R"({"key":"a","value":"\\n"})", 409},
+        {"GET", "/v1/node", "", 400},
+        {"GET", "/v1/node?path=/etc/passwd", "", 409},
+        {"GET", "/v1/node?path=/sys/none", "", 409},
+        {"GET", "/v1/node?path=%ff%00", "", 409},
+        {"PUT", "/v1/node", R"({"path":"/etc/x","bytes":""})", 409},
+        {"PUT", "/v1/node", R"({"path":"/sys/x","bytes":"\\xg0"})", 400},
+        {"DELETE", "/v1/node?path=/sys/none", "", 409},
+        {"PUT", "/v1/wakelock", R"({"held":"on"})", 400},
+        {"GET", "/v1/journal?since=x", "", 400},
+        {"GET", "/v1/journal?since=-1", "", 400},
+        {"GET", "/v1/journal?limit=99999999999999999999", "", 400},
+        {"GET", "/v1/nothing", "", 404},
+        {"GET", "/v1/attach", "", 404},
+        {"GET", "/", "", 404},
+};
+
+TEST_F(ControlTest, WrongRequestsOfTheCoverAreRefusedWithAReason) {
+    for (const WrongRequest& wrong : kWrongOfTheCover) expectRefusal(wrong);
+    EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, WrongRequestsOfThePhoneAreRefusedWithAReason) {
+    for (const WrongRequest& wrong : kWrongOfThePhone) expectRefusal(wrong);
     EXPECT_EQ(get("/v1/state").status, 200);
 }
 
@@ -256,7 +374,7 @@ TEST_F(ControlTest, GarbageOnTheSocketHarmsNobody) {
 }
 
 TEST_F(ControlTest, SecondServerOnTheSameSocketIsRefused) {
-    EXPECT_THROW(control::ControlServer(phone, mFolder), phone::Error);
+    EXPECT_THROW(control::ControlServer(phone, accessory, mFolder), phone::Error);
     EXPECT_EQ(get("/v1/state").status, 200);
 }
 
@@ -268,14 +386,14 @@ TEST_F(ControlTest, SocketThatNobodyAnswersIsReplaced) {
         ASSERT_EQ(bind(dead.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     }
     EXPECT_EQ(get("/v1/state").status, 0);
-    server.emplace(phone, mFolder);
+    server.emplace(phone, accessory, mFolder);
     EXPECT_EQ(get("/v1/state").status, 200);
 }
 
 TEST_F(ControlTest, FolderMayHaveALongName) {
     const std::string folder = "/data/" + std::string(200, 'x');
     control::makeSocketFolder(folder);
-    const control::ControlServer other(phone, folder);
+    const control::ControlServer other(phone, accessory, folder);
     struct stat status;
     ASSERT_EQ(stat((folder + "/emulator.sock").c_str(), &status), 0);
     EXPECT_TRUE(S_ISSOCK(status.st_mode));

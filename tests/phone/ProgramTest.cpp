@@ -273,6 +273,17 @@ TEST_F(ProgramTest, WrongArgumentsAreUsageErrors) {
             {"ctl", "wakelock", "maybe"},
             {"ctl", "journal", "--since", "x"},
             {"ctl", "send"},
+            {"ctl", "log"},
+            {"ctl", "chatter"},
+            {"ctl", "chatter", "loud"},
+            {"ctl", "chatter", "on", "--gap-us", "-1"},
+            {"ctl", "accessory"},
+            {"ctl", "accessory", "gone"},
+            {"ctl", "accessory", "4294967296"},
+            {"ctl", "accessory", "0x3"},
+            {"ctl", "cover", "--hot-plug-polls", "-1"},
+            {"ctl", "cover", "--hot-plug-polls", "often"},
+            {"ctl", "klog", "extra"},
     };
     for (const std::vector<std::string>& arguments : wrong) {
         const Outcome outcome = invoke(arguments);
@@ -337,6 +348,60 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
     EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: false\n"));
     EXPECT_EQ(phone.wait(), 0);
     EXPECT_EQ(ctl({"show"}).status, 3);
+}
+
+TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
+    // The phone's software has told the cover to stream its log, and holds the tty open.
+    Child phone(emulator({"run", "--", "/bin/sh", "-c",
+                          "exec 3<>/dev/ttyACM0; printf 'ATE0\\r' >&3; head -n 2 <&3 >/dev/null; "
+                          "printf 'AT%%LOGSAVE=0\\r' >&3; head -n 2 <&3; read line || exit 0"}));
+    phone.waitFor("OK");
+    const auto ctl = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "ctl");
+        return invoke(arguments);
+    };
+    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nscreen: off\n"
+                                              "accessory: type 0, state 3\nchatter: off\n"));
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("  dtr: yes\n"));
+    EXPECT_EQ(ctl({"log", "hello"}).status, 0);
+    EXPECT_THAT(ctl({"journal"}).out, HasSubstr(R"("bytes":"hello\\r\\n")"));
+    EXPECT_EQ(ctl({"log", "two\\nlines"}).status, 1);
+    EXPECT_EQ(ctl({"chatter", "on", "--text", "tick", "--gap-us", "60000000"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("chatter: every 60000000 us: tick\n"));
+    EXPECT_EQ(ctl({"chatter", "off"}).status, 0);
+    EXPECT_EQ(ctl({"accessory", "7", "--type", "1"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("accessory: type 1, state 7\n"));
+    EXPECT_EQ(ctl({"accessory", "cover", "--type", "1"}).status, 1);
+    EXPECT_EQ(ctl({"accessory", "absent"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("accessory: absent\n"));
+    EXPECT_EQ(ctl({"accessory", "cover"}).status, 0);
+    EXPECT_EQ(ctl({"cover", "--hot-plug-polls", "never", "--hot-plug-answer", "Online"}).status, 0);
+    EXPECT_EQ(phone.wait(), 0);
+}
+
+TEST_F(ProgramTest, ShowTellsWhatIsOnTheScreen) {
+    const Outcome outcome = runShell(
+            kEmulator +
+            " ctl cover --hot-plug-polls 0; printf 'AT%%BV=1\\rAT%%DB=77\\r' > /dev/ttyACM0; " +
+            kEmulator + " ctl show | grep ^screen; " + kEmulator + " ctl detach; " + kEmulator +
+            " ctl show | grep ^screen; ");
+    EXPECT_EQ(outcome.out,
+              "screen: on, brightness 77 of 255, rgb 2,0,0,0, tune 2,2,2, mode 0\nscreen: off\n");
+}
+
+TEST_F(ProgramTest, KernelLogIsPrinted) {
+    const Outcome outcome = runShell("printf '<6>a \\001\\n' > /dev/kmsg; printf b > /dev/kmsg; " +
+                                     kEmulator + " ctl klog");
+    EXPECT_EQ(outcome.out, "<6>a \\x01\nb\n");
+}
+
+TEST_F(ProgramTest, AccessoryServiceStandsInTheRegistry) {
+    const std::string name = "vendor.qmx.hardware.accessory@1.1::IAccessory/default";
+    const Outcome outcome =
+            runShell("cd $HIDL_SOCKET_DIR; test -S " + name + " && echo there; " + kEmulator +
+                     " ctl accessory absent; test -e " + name + " || echo absent");
+    EXPECT_EQ(outcome.out, "there\nabsent\n");
+    EXPECT_FALSE(fs::exists(mFolder + "/hidl/" + name));
 }
 
 TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {

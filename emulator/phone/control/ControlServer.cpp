@@ -45,7 +45,7 @@ class Server : public httplib::Server {
 
 class ControlServer::Impl {
   public:
-    Impl(phone::Phone& phone, const std::string& folder);
+    Impl(phone::Phone& phone, neighbours::Accessory& accessory, const std::string& folder);
     ~Impl();
 
   private:
@@ -62,10 +62,11 @@ class ControlServer::Impl {
     ino_t mSocket = 0;
 };
 
-ControlServer::Impl::Impl(phone::Phone& phone, const std::string& folder)
+ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Accessory& accessory,
+                          const std::string& folder)
     : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     if (!mFolder) phone::throwErrno("cannot open " + folder);
-    addRequests(mServer, phone, mStopping);
+    addRequests(mServer, phone, accessory, mStopping);
     mServer.set_payload_max_length(kMaxBody);
     bind(folder);
 
@@ -109,8 +110,9 @@ ControlServer::Impl::~Impl() {
     mThread.join();
 }
 
-ControlServer::ControlServer(phone::Phone& phone, const std::string& folder)
-    : mImpl(std::make_unique<Impl>(phone, folder)) {}
+ControlServer::ControlServer(phone::Phone& phone, neighbours::Accessory& accessory,
+                             const std::string& folder)
+    : mImpl(std::make_unique<Impl>(phone, accessory, folder)) {}
 
 ControlServer::~ControlServer() = default;
 

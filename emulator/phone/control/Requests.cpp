@@ -7,11 +7,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "emulator/cover/ScreenView.h"
 #include "emulator/cover/Text.h"
 
 namespace control {
 
 using Json = nlohmann::ordered_json;
+using neighbours::Accessory;
 using phone::Phone;
 
 namespace {
@@ -57,14 +59,11 @@ class Members {
     }
 
     // A text that spells bytes.
-    std::string needBytes(const char* name) {
-        const std::string text = need<std::string>(name);
-        const std::optional<std::string> bytes = cover::unescape(text);
-        if (!bytes) {
-            throw BadRequest(std::string("\"") + name +
-                             "\" has a wrong escape: write \\\\ for a backslash, \\xHH for a byte");
-        }
-        return *bytes;
+    std::string needBytes(const char* name) { return spelt(name, need<std::string>(name)); }
+    std::optional<std::string> takeBytes(const char* name) {
+        const std::optional<std::string> text = take<std::string>(name);
+        if (!text) return std::nullopt;
+        return spelt(name, *text);
     }
 
     // To be called when all that is known was taken.
@@ -81,14 +80,27 @@ class Members {
         if constexpr (std::is_same_v<Value, int>) {
             return member.is_number_integer() && member >= INT32_MIN && member <= INT32_MAX;
         }
+        if constexpr (std::is_same_v<Value, uint32_t>) {
+            return member.is_number_unsigned() && member <= UINT32_MAX;
+        }
         return member.is_string();
+    }
+
+    static std::string spelt(const char* name, const std::string& text) {
+        std::optional<std::string> bytes = cover::unescape(text);
+        if (!bytes) {
+            throw BadRequest(std::string("\"") + name +
+                             "\" has a wrong escape: write \\\\ for a backslash, \\xHH for a byte");
+        }
+        return *std::move(bytes);
     }
 
     template <typename Value>
     static std::string wrongType(const char* name) {
-        const char* type = std::is_same_v<Value, bool>  ? "true or false"
-                           : std::is_same_v<Value, int> ? "an integer"
-                                                        : "a text";
+        const char* type = std::is_same_v<Value, bool>       ? "true or false"
+                           : std::is_same_v<Value, int>      ? "an integer"
+                           : std::is_same_v<Value, uint32_t> ? "an integer from 0 to 4294967295"
+                                                             : "a text";
         return std::string("\"") + name + "\" must be " + type;
     }
 
@@ -123,11 +135,37 @@ Json listProperties(Phone& phone) {
     return list;
 }
 
-Json showState(Phone& phone, const httplib::Request& /*request*/) {
+Json showScreen(const cover::ScreenView& view) {
+    if (!view.on) return {{"on", false}};
+    return {{"on", true},
+            {"brightness", view.brightness},
+            {"rgb", view.rgb},
+            {"tune", view.tune},
+            {"mode", view.mode}};
+}
+
+Json showAccessory(const Accessory& accessory) {
+    if (!accessory.isServed()) return {{"present", false}};
+    const neighbours::AccessoryState state = accessory.state();
+    return {{"present", true}, {"type", state.type}, {"state", state.state}};
+}
+
+Json showChatter(Phone& phone) {
+    const std::optional<cover::Chatter> chatter = phone.chatter();
+    if (!chatter) return nullptr;
+    return {{"text", cover::escape(chatter->text)},
+            {"gap_us",
+             std::chrono::duration_cast<std::chrono::microseconds>(chatter->gap).count()}};
+}
+
+Json showState(Phone& phone, const Accessory& accessory) {
     Json cover = Json::object();
     for (const auto& [name, value] : phone.listCoverState()) cover[name] = value;
     return {{"attached", phone.isCoverAttached()},
+            {"screen", showScreen(cover::viewOf(phone.coverState()))},
             {"cover", cover},
+            {"chatter", showChatter(phone)},
+            {"accessory", showAccessory(accessory)},
             {"faults", listFaults(phone)},
             {"properties", listProperties(phone)}};
 }
@@ -190,6 +228,57 @@ Json send(Phone& phone, const httplib::Request& request) {
     const std::string bytes = members.needBytes("bytes");
     members.refuseOthers();
     phone.sendFromCover(bytes);
+    return Json::object();
+}
+
+// Why the cover's log goes nowhere.
+std::string describeSilence(const cover::State& state) {
+    if (state.power != cover::Power::Running) return "no cover is attached";
+    if (!state.dtr) return "DTR is down: the phone has not opened the tty, or lowered it";
+    if (!state.streamsLog()) {
+        return "AT%LOGSAVE= is " + std::to_string(state.logSave) + ": the phone sets it to 0 or 2";
+    }
+    return "too many of its lines wait";
+}
+
+Json log(Phone& phone, const httplib::Request& request) {
+    Members members(request.body);
+    const std::string text = members.needBytes("text");
+    members.refuseOthers();
+    if (!phone.logFromCover(text)) {
+        throw phone::Error("the cover's log is not sent: " + describeSilence(phone.coverState()));
+    }
+    return Json::object();
+}
+
+Json setChatter(Phone& phone, const httplib::Request& request) {
+    Members members(request.body);
+    cover::Chatter chatter;
+    chatter.text = members.takeBytes("text").value_or(chatter.text);
+    chatter.gap = std::chrono::microseconds(members.take<int>("gap_us").value_or(0));
+    members.refuseOthers();
+    phone.setChatter(chatter);
+    return Json::object();
+}
+
+// Present, with a state of its own or that of the cover.
+Json setAccessory(Accessory& accessory, const httplib::Request& request) {
+    Members members(request.body);
+    const std::optional<uint32_t> state = members.take<uint32_t>("state");
+    const std::optional<uint32_t> type = members.take<uint32_t>("type");
+    members.refuseOthers();
+    if (type && !state) throw BadRequest("\"type\" needs \"state\"");
+    std::optional<neighbours::AccessoryState> fixed;
+    if (state) fixed = neighbours::AccessoryState{type.value_or(0), *state};
+    accessory.setState(fixed);
+    accessory.serve();
+    return Json::object();
+}
+
+Json reset(Phone& phone, Accessory& accessory) {
+    phone.reset();
+    accessory.setState(std::nullopt);
+    accessory.serve();
     return Json::object();
 }
 
@@ -300,18 +389,22 @@ Action plain(void (*work)(Phone&)) {
     };
 }
 
-}  // namespace
-
-void addRequests(httplib::Server& server, Phone& phone, const std::atomic<bool>& stopping) {
+void addCoverRequests(httplib::Server& server, Phone& phone) {
     const auto handler = [&phone](const Action& action) { return makeHandler(phone, action); };
-    server.Get("/v1/state", handler(showState));
     server.Post("/v1/attach", handler(attach));
     server.Post("/v1/detach", handler(detach));
     server.Post("/v1/reattach", handler(plain([](Phone& p) { p.reattachCover(); })));
     server.Put("/v1/cover", handler(setCover));
     server.Post("/v1/send", handler(send));
+    server.Post("/v1/log", handler(log));
+    server.Put("/v1/chatter", handler(setChatter));
+    server.Delete("/v1/chatter", handler(plain([](Phone& p) { p.setChatter(std::nullopt); })));
     server.Post("/v1/loader", handler(attachLoader));
     server.Delete("/v1/loader", handler(plain([](Phone& p) { p.detachLoader(); })));
+}
+
+void addPhoneRequests(httplib::Server& server, Phone& phone) {
+    const auto handler = [&phone](const Action& action) { return makeHandler(phone, action); };
     server.Get("/v1/faults", handler([](Phone& p, const httplib::Request&) -> Json {
                    return {{"faults", listFaults(p)}};
                }));
@@ -329,8 +422,34 @@ void addRequests(httplib::Server& server, Phone& phone, const std::atomic<bool>&
                       return Json::object();
                   }));
     server.Put("/v1/wakelock", handler(setWakeLock));
-    server.Post("/v1/reset", handler(plain([](Phone& p) { p.reset(); })));
-    server.Get("/v1/journal", handler([&stopping](Phone& p, const httplib::Request& request) {
+}
+
+void addAccessoryRequests(httplib::Server& server, Phone& phone, Accessory& accessory) {
+    const auto handler = [&phone](const Action& action) { return makeHandler(phone, action); };
+    server.Put("/v1/accessory", handler([&accessory](Phone&, const httplib::Request& request) {
+                   return setAccessory(accessory, request);
+               }));
+    server.Delete("/v1/accessory", handler([&accessory](Phone&, const httplib::Request&) {
+                      accessory.withdraw();
+                      return Json::object();
+                  }));
+    server.Get("/v1/state", handler([&accessory](Phone& p, const httplib::Request&) {
+                   return showState(p, accessory);
+               }));
+    server.Post("/v1/reset", handler([&accessory](Phone& p, const httplib::Request&) {
+                    return reset(p, accessory);
+                }));
+}
+
+}  // namespace
+
+void addRequests(httplib::Server& server, Phone& phone, Accessory& accessory,
+                 const std::atomic<bool>& stopping) {
+    addCoverRequests(server, phone);
+    addPhoneRequests(server, phone);
+    addAccessoryRequests(server, phone, accessory);
+    server.Get("/v1/journal",
+               makeHandler(phone, [&stopping](Phone& p, const httplib::Request& request) {
                    return showJournal(p, request, stopping);
                }));
     server.set_error_handler([](const httplib::Request& request, httplib::Response& response) {

@@ -1,5 +1,6 @@
 #include "emulator/phone/program/CtlCommand.h"
 
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -9,6 +10,8 @@
 #include <sys/socket.h>
 #include <nlohmann/json.hpp>
 
+#include "emulator/cover/Integers.h"
+#include "emulator/cover/ScreenView.h"
 #include "emulator/cover/Text.h"
 #include "emulator/phone/Fd.h"
 #include "emulator/phone/control/SocketFolder.h"
@@ -173,42 +176,59 @@ void addFault(CLI::App& ctl, int* status) {
             "A fault is one of\n"
             "  on PREFIX EFFECT [times N]   commands that begin with PREFIX (*: all); EFFECT is\n"
             "     silent | late 2s | split 1ms | garble [all] | error | before \"TEXT\" |\n"
-            "     after \"TEXT\" | hangup [after N] | answer \"TEXT\" | half | flood [N]\n"
-            "  node PATH missing|unreadable|unwritable|eio\n\n"
+            "     after \"TEXT\" | inside \"TEXT\" | hangup [after N] | answer \"TEXT\" | half |\n"
+            "     flood [N]\n"
+            "  node PATH missing|unreadable|unwritable|eio|read-eio\n\n"
             "Examples:\n"
             "  bivista-emulator ctl fault 'on AT%SWV silent times 1'\n"
             "  bivista-emulator ctl fault node /sys/class/bivista/bv2/bv2_recovery missing");
 }
 
-void printEntries(const Json& page) {
-    for (const Json& entry : page.at("entries")) std::cout << entry.dump() << "\n";
-    std::cout.flush();
+struct Reading {
+    uint64_t since = 1;
+    bool follow = false;
+};
+
+// Reads the journal from `since` on, to its end or, with `follow`, until the emulator's.
+void readJournal(Session& session, const Reading& reading, void (*print)(const Json& entry)) {
+    for (uint64_t since = reading.since;;) {
+        httplib::Params params = {{"since", std::to_string(since)}};
+        if (reading.follow) params.emplace("wait_ms", std::to_string(kJournalWaitMs));
+        const std::optional<Json> page = session.get("/v1/journal", params);
+        if (!page) return;
+        for (const Json& entry : page->at("entries")) print(entry);
+        std::cout.flush();
+        if (page->at("entries").empty() && !reading.follow) return;
+        since = page->at("next").get<uint64_t>();
+    }
+}
+
+void printMessage(const Json& entry) {
+    if (entry.at("kind") != "klog") return;
+    std::string message = cover::unescape(entry.value("bytes", "")).value_or("");
+    // Its own line end is the end of the printed one.
+    if (message.ends_with('\n')) message.pop_back();
+    std::cout << cover::escape(message) << "\n";
 }
 
 void addJournal(CLI::App& ctl, int* status) {
-    struct Options {
-        uint64_t since = 1;
-        bool follow = false;
-    };
-    const auto options = std::make_shared<Options>();
+    const auto reading = std::make_shared<Reading>();
     CLI::App* command = add(ctl, "journal", "Print the journal, one JSON object a line", status,
-                            [options](Session& session) {
-                                uint64_t since = options->since;
-                                for (;;) {
-                                    httplib::Params params = {{"since", std::to_string(since)}};
-                                    if (options->follow) {
-                                        params.emplace("wait_ms", std::to_string(kJournalWaitMs));
-                                    }
-                                    const std::optional<Json> page =
-                                            session.get("/v1/journal", params);
-                                    if (!page) return;
-                                    printEntries(*page);
-                                    if (page->at("entries").empty() && !options->follow) return;
-                                    since = page->at("next").get<uint64_t>();
-                                }
+                            [reading](Session& session) {
+                                readJournal(session, *reading, [](const Json& entry) {
+                                    std::cout << entry.dump() << "\n";
+                                });
                             });
-    command->add_option("--since", options->since, "First entry's number")->capture_default_str();
-    command->add_flag("--follow", options->follow, "Go on until ended");
+    command->add_option("--since", reading->since, "First entry's number")->capture_default_str();
+    command->add_flag("--follow", reading->follow, "Go on until ended");
+}
+
+void addKernelLog(CLI::App& ctl, int* status) {
+    const auto reading = std::make_shared<Reading>();
+    CLI::App* command =
+            add(ctl, "klog", "Print what was written to the kernel log, a message a line", status,
+                [reading](Session& session) { readJournal(session, *reading, printMessage); });
+    command->add_flag("--follow", reading->follow, "Go on until ended");
 }
 
 void printMembers(const Json& object, const std::string& indent) {
@@ -218,25 +238,54 @@ void printMembers(const Json& object, const std::string& indent) {
     }
 }
 
+std::string showScreen(const Json& screen) {
+    cover::ScreenView view;
+    view.on = screen.at("on").get<bool>();
+    if (view.on) {
+        screen.at("brightness").get_to(view.brightness);
+        screen.at("rgb").get_to(view.rgb);
+        screen.at("tune").get_to(view.tune);
+        screen.at("mode").get_to(view.mode);
+    }
+    return cover::toText(view);
+}
+
+std::string showAccessory(const Json& accessory) {
+    if (!accessory.at("present").get<bool>()) return "absent";
+    return "type " + accessory.at("type").dump() + ", state " + accessory.at("state").dump();
+}
+
+std::string showChatter(const Json& chatter) {
+    if (chatter.is_null()) return "off";
+    return "every " + chatter.at("gap_us").dump() + " us: " + chatter.at("text").get<std::string>();
+}
+
+void printState(const Json& state) {
+    std::cout << "attached: " << state.at("attached") << "\n"
+              << "screen: " << showScreen(state.at("screen")) << "\n"
+              << "accessory: " << showAccessory(state.at("accessory")) << "\n"
+              << "chatter: " << showChatter(state.at("chatter")) << "\ncover:\n";
+    printMembers(state.at("cover"), "  ");
+    std::cout << "properties:\n";
+    printMembers(state.at("properties"), "  ");
+    std::cout << "faults:\n";
+    for (const Json& fault : state.at("faults")) {
+        std::cout << "  " << fault.get<std::string>() << "\n";
+    }
+}
+
 void addShow(CLI::App& ctl, int* status) {
     const auto asJson = std::make_shared<bool>(false);
-    CLI::App* command =
-            add(ctl, "show", "Show what the cover is doing", status, [asJson](Session& session) {
-                const std::optional<Json> state = session.get("/v1/state");
-                if (!state) return;
-                if (*asJson) {
-                    std::cout << state->dump() << "\n";
-                    return;
-                }
-                std::cout << "attached: " << state->at("attached") << "\ncover:\n";
-                printMembers(state->at("cover"), "  ");
-                std::cout << "properties:\n";
-                printMembers(state->at("properties"), "  ");
-                std::cout << "faults:\n";
-                for (const Json& fault : state->at("faults")) {
-                    std::cout << "  " << fault.get<std::string>() << "\n";
-                }
-            });
+    CLI::App* command = add(ctl, "show", "Show what the cover is doing, and what its screen shows",
+                            status, [asJson](Session& session) {
+                                const std::optional<Json> state = session.get("/v1/state");
+                                if (!state) return;
+                                if (*asJson) {
+                                    std::cout << state->dump() << "\n";
+                                } else {
+                                    printState(*state);
+                                }
+                            });
     command->add_flag("--json", *asJson, "As one JSON object");
 }
 
@@ -302,33 +351,123 @@ void addWakeLock(CLI::App& ctl, int* status) {
     command->add_option("STATE", *state)->required()->check(CLI::IsMember({"on", "off"}));
 }
 
+// A count, or "never".
+std::string checkPolls(const std::string& text) {
+    if (text == "never" || cover::parseInteger<int>(text) >= 0) return "";
+    return "write a number from 0 up, or never";
+}
+
 void addCover(CLI::App& ctl, int* status) {
     struct Options {
         std::string version;
         std::string cutout;
-        int polls = 0;
+        std::string polls;
+        std::string answer;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* command = ctl.add_subcommand("cover", "Change what the cover is like");
     CLI::Option* version = command->add_option("--firmware-version", options->version);
     CLI::Option* cutout = command->add_option("--cutout", options->cutout);
     CLI::Option* polls = command->add_option("--hot-plug-polls", options->polls,
-                                             "\"Off\" answers before the first \"On\"");
+                                             "\"Off\" answers before the panel is up, or never")
+                                 ->check(checkPolls, "N|never");
+    CLI::Option* answer =
+            command->add_option("--hot-plug-answer", options->answer,
+                                "Answer to AT%HPD when the panel is up (at the start: On)");
     command->callback([=] {
         Json body = Json::object();
         if (version->count() != 0) body["version"] = options->version;
         if (cutout->count() != 0) body["cutout"] = options->cutout;
-        if (polls->count() != 0) body["hot_plug_polls"] = options->polls;
+        if (polls->count() != 0) {
+            body["hot_plug_polls"] = options->polls == "never"
+                                             ? Json("never")
+                                             : Json(*cover::parseInteger<int>(options->polls));
+        }
+        if (answer->count() != 0) body["hot_plug_answer"] = options->answer;
         Session session;
         session.put("/v1/cover", body);
         *status = session.status();
     });
 }
 
+void addLog(CLI::App& ctl, int* status) {
+    const auto text = std::make_shared<std::string>();
+    CLI::App* log = add(ctl, "log", "The cover logs a line, if the phone listens", status,
+                        [text](Session& session) {
+                            session.post("/v1/log", {{"text", *text}});
+                        });
+    log->add_option("TEXT", *text, "Without line ends; may hold \\xHH, \\\\")->required();
+    log->footer("The phone listens while DTR is raised and AT%LOGSAVE= is 0 or 2.");
+}
+
+void addChatter(CLI::App& ctl, int* status) {
+    struct Options {
+        std::string state;
+        std::string text;
+        int gapUs = 0;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = ctl.add_subcommand(
+            "chatter", "The cover logs lines by itself, between answers and ahead of each");
+    command->add_option("STATE", options->state)->required()->check(CLI::IsMember({"on", "off"}));
+    CLI::Option* text = command->add_option("--text", options->text, "Begins each line");
+    command->add_option("--gap-us", options->gapUs,
+                        "From line to line, in microseconds; 0: as fast as the phone takes them")
+            ->check(CLI::NonNegativeNumber)
+            ->capture_default_str();
+    command->callback([=] {
+        Session session;
+        if (options->state == "off") {
+            session.remove("/v1/chatter");
+        } else {
+            Json body = {{"gap_us", options->gapUs}};
+            if (text->count() != 0) body["text"] = options->text;
+            session.put("/v1/chatter", body);
+        }
+        *status = session.status();
+    });
+}
+
+// "absent", "cover", or a state's number.
+std::string checkAccessory(const std::string& text) {
+    const bool isState = cover::parseInteger<uint32_t>(text).has_value();
+    if (isState || text == "absent" || text == "cover") return "";
+    return "write absent, cover or a state from 0 to 4294967295";
+}
+
+void addAccessory(CLI::App& ctl, int* status) {
+    struct Options {
+        std::string state;
+        uint32_t type = 0;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = ctl.add_subcommand(
+            "accessory", "What the phone's accessory service answers, and whether there is one");
+    command->add_option("STATE", options->state,
+                        "A state (3: attached); cover: 3 while the cover is on, else 0; absent")
+            ->required()
+            ->check(checkAccessory, "N|cover|absent");
+    CLI::Option* type = command->add_option("--type", options->type, "The first value, with N");
+    command->callback([=] {
+        Session session;
+        if (options->state == "absent") {
+            session.remove("/v1/accessory");
+        } else {
+            Json body = Json::object();
+            if (options->state != "cover") {
+                body["state"] = *cover::parseInteger<uint32_t>(options->state);
+            }
+            if (type->count() != 0) body["type"] = options->type;
+            session.put("/v1/accessory", body);
+        }
+        *status = session.status();
+    });
+}
+
 void addSend(CLI::App& ctl, int* status) {
     const auto text = std::make_shared<std::string>();
-    CLI::App* command = add(ctl, "send", "Send bytes from the cover, such as a line of its log",
-                            status, [text](Session& session) {
+    CLI::App* command = add(ctl, "send", "Send bytes from the cover, whoever listens", status,
+                            [text](Session& session) {
                                 session.post("/v1/send", {{"bytes", *text}});
                             });
     command->add_option("TEXT", *text, "May hold \\r, \\n, \\xHH, \\\\")->required();
@@ -352,11 +491,15 @@ void addCtl(CLI::App& app, int* status) {
     addLoader(*ctl, status);
     addFault(*ctl, status);
     addJournal(*ctl, status);
+    addKernelLog(*ctl, status);
     addShow(*ctl, status);
     addProperty(*ctl, status);
     addNode(*ctl, status);
     addWakeLock(*ctl, status);
+    addAccessory(*ctl, status);
     addCover(*ctl, status);
+    addLog(*ctl, status);
+    addChatter(*ctl, status);
     addSend(*ctl, status);
 }
 

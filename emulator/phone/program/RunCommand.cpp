@@ -16,6 +16,7 @@
 #include "emulator/phone/World.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
+#include "emulator/phone/neighbours/Accessory.h"
 
 namespace emulator {
 
@@ -111,10 +112,12 @@ void endOrphans() {
 int runOnPhone(const RunOptions& options, const std::string& folder, const sigset_t& signals) {
     phone::Phone phone;
     setUp(phone, options);
-    const control::ControlServer server(phone, folder);
     // The program is root here, whoever started it: it must meet its clients at the same place.
     setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
     unsetenv("ANDROID_PROPERTY_FILE");
+    neighbours::Accessory accessory(phone);
+    const control::ControlServer server(phone, accessory, folder);
+    accessory.serve();
     pid_t program = -1;
     try {
         program = phone.spawn(options.program);

@@ -1,0 +1,50 @@
+// The platform's accessory service, IAccessory 1.1 "default", which tells whether the cover is
+// attached.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "emulator/phone/Phone.h"
+
+namespace neighbours {
+
+// What getAccessoryState() gives.
+struct AccessoryState {
+    uint32_t type = 0;
+    uint32_t state = 0;  // kAttached while the cover is on
+
+    bool operator==(const AccessoryState&) const = default;
+};
+
+inline constexpr uint32_t kAttached = 3;
+
+// Any thread may use it.
+class Accessory {
+  public:
+    // Absent at first.
+    explicit Accessory(phone::Phone& phone);
+    // Absent from then on.
+    ~Accessory();
+    Accessory(const Accessory&) = delete;
+    Accessory& operator=(const Accessory&) = delete;
+
+    // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is absent. A look-up
+    // in this process finds the object itself. Throws phone::Error when it cannot be registered.
+    void serve();
+    // Takes it back, if it is there: looking it up finds nothing.
+    void withdraw();
+    bool isServed() const;
+
+    // What it answers from now on; none: state 3 while the cover is attached, 0 otherwise.
+    void setState(std::optional<AccessoryState> state);
+    AccessoryState state() const;
+
+  private:
+    class Service;
+    struct Parts;
+    std::unique_ptr<Parts> mParts;
+};
+
+}  // namespace neighbours
