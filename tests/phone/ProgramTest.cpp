@@ -351,10 +351,11 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
 }
 
 TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
-    // The phone's software has told the cover to stream its log, and holds the tty open.
-    Child phone(emulator({"run", "--", "/bin/sh", "-c",
-                          "exec 3<>/dev/ttyACM0; printf 'ATE0\\r' >&3; head -n 2 <&3 >/dev/null; "
-                          "printf 'AT%%LOGSAVE=0\\r' >&3; head -n 2 <&3; read line || exit 0"}));
+    // Tells the cover to stream its log, and holds the tty open.
+    const std::string listener =
+            "exec 3<>/dev/ttyACM0; printf 'ATE0\\r' >&3; head -n 2 <&3 >/dev/null; "
+            "printf 'AT%%LOGSAVE=0\\r' >&3; head -n 2 <&3; read line || exit 0";
+    Child phone(emulator({"run", "--", "/bin/sh", "-c", listener}));
     phone.waitFor("OK");
     const auto ctl = [](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "ctl");
