@@ -1,18 +1,15 @@
 // bivistactl at: an AT command to the cover, with its answer line by line.
 
-#include <unistd.h>
 #include <vendor/qmx/hardware/bivista/1.0/IBivistaAtCallback.h>
 
 #include <atomic>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
 #include "tools/Service.h"
-#include "tools/Text.h"
 
 namespace bivistactl {
 namespace {
@@ -33,17 +30,16 @@ Examples:
   bivistactl at 'AT%SWV'
   bivistactl at 'AT%HPD')";
 
-bool printLine(std::string_view line) {
-    static const bool forPeople = isatty(STDOUT_FILENO) != 0;
-    return print(forPeople ? spellControls(line) : std::string(line));
-}
+constexpr char kFailed[] =
+        "the command is malformed, no cover is attached, it does not answer, or it rejected the "
+        "command. The service's log tells which.";
 
 // Prints the lines of the answer. Called on the thread of the RPC pool.
 class LinePrinter : public IBivistaAtCallback {
   public:
     Return<void> onAtResponse(const hidl_string& line) override {
         mPrinted = true;
-        if (!printLine({line.c_str(), line.size()})) mFailed = true;
+        if (!printCoverLine({line.c_str(), line.size()})) mFailed = true;
         return Void();
     }
 
@@ -54,16 +50,6 @@ class LinePrinter : public IBivistaAtCallback {
     std::atomic<bool> mPrinted = false;
     std::atomic<bool> mFailed = false;
 };
-
-// The lines of an answer that has no blank line at its start reach only the response.
-bool printResponse(std::string_view response) {
-    while (!response.empty()) {
-        const size_t length = std::min(response.find('\n'), response.size() - 1) + 1;
-        if (!printLine(response.substr(0, length))) return false;
-        response.remove_prefix(length);
-    }
-    return print("\n");
-}
 
 int send(const std::string& text) {
     const auto service = findService();
@@ -77,15 +63,10 @@ int send(const std::string& text) {
             });
     requireDelivered(result);
 
-    bool written = !printer->failed();
-    if (!printer->printed() && !response.empty()) written = printResponse(response);
-    if (!written) throw Failure(EXIT_NO_OUTPUT, "cannot write to standard output.");
-    if (status == Status::OK) return EXIT_ANSWERED_OK;
-    complain(
-            "FAIL: the command is malformed, no cover is attached, it does not answer, or it "
-            "rejected "
-            "the command. The service's log tells which.");
-    return EXIT_ANSWERED_FAIL;
+    if (printer->failed()) throw Failure(EXIT_NO_OUTPUT, "cannot write to standard output.");
+    // The lines of an answer that has no blank line at its start reach only the response.
+    if (!printer->printed() && !response.empty()) printCoverText(response);
+    return reportStatus(status, kFailed);
 }
 
 }  // namespace

@@ -2,6 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <string>
+#include <utility>
+
+#include "tools/Arguments.h"
+#include "tools/Service.h"
 
 namespace bivistactl {
 
@@ -15,5 +20,37 @@ void addCallCommand(CLI::App& program, Action& chosen);
 void addAtCommand(CLI::App& program, Action& chosen);
 void addWatchCommand(CLI::App& program, Action& chosen);
 void addStatusCommand(CLI::App& program, Action& chosen);
+void addPowerCommand(CLI::App& program, Action& chosen);
+void addBrightnessCommands(CLI::App& program, Action& chosen);
+void addColourCommand(CLI::App& program, Action& chosen);
+void addCutoutCommand(CLI::App& program, Action& chosen);
+
+// Adds an argument that the command line must have. `parse` reads it; a text for which it throws
+// BadArgument is wrong usage. `value` must live as long as the program.
+template <typename T>
+void addArgument(CLI::App& command, const std::string& name, const std::string& help,
+                 T (*parse)(const std::string& text), T* value) {
+    CLI::callback_t take = [name, parse, value](const CLI::results_t& texts) {
+        try {
+            *value = parse(texts.front());
+        } catch (const BadArgument& bad) {
+            throw CLI::ValidationError(name, bad.what());
+        }
+        return true;
+    };
+    command.add_option(name, std::move(take), help)->required();
+}
+
+// For answers of FAIL that the service's interface does not provide for.
+inline constexpr char kRefused[] = "the service refused. Its log tells why.";
+
+// How a command ends that asked the service for one thing: silently on OK; on FAIL with `failure`
+// on standard error, which tells people what that means and what to do.
+int reportStatus(::vendor::qmx::hardware::bivista::V1_0::Status answered,
+                 const std::string& failure);
+// The same for the call itself. Throws Failure when the service did not carry it out.
+int reportCall(
+        const ::android::hardware::Return<::vendor::qmx::hardware::bivista::V1_0::Status>& answered,
+        const std::string& failure);
 
 }  // namespace bivistactl

@@ -16,15 +16,15 @@ service was started with.
 
 Examples:
   bivistactl status
+  bivistactl power on
+  bivistactl brightness 128
   bivistactl at 'AT%SWV'
   bivistactl call setPowerStatus true false)";
 
 // Each in the file of its name.
 constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
-        addStatusCommand,
-        addAtCommand,
-        addWatchCommand,
-        addCallCommand,
+        addStatusCommand, addPowerCommand, addBrightnessCommands, addColourCommand,
+        addCutoutCommand, addAtCommand,    addWatchCommand,       addCallCommand,
 };
 
 int run(int argc, char** argv) {

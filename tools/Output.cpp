@@ -3,13 +3,25 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <mutex>
 #include <string>
 
 #include "tools/Failure.h"
+#include "tools/Text.h"
 
 namespace bivistactl {
+namespace {
+
+void requireWritten(bool written) {
+    if (written) return;
+    throw Failure(EXIT_NO_OUTPUT,
+                  std::string("cannot write to standard output: ") + strerror(errno));
+}
+
+}  // namespace
 
 bool print(std::string_view text) {
     // Guards standard output, so that lines of several threads do not mix.
@@ -19,9 +31,21 @@ bool print(std::string_view text) {
 }
 
 void printOrFail(std::string_view text) {
-    if (print(text)) return;
-    throw Failure(EXIT_NO_OUTPUT,
-                  std::string("cannot write to standard output: ") + strerror(errno));
+    requireWritten(print(text));
+}
+
+bool printCoverLine(std::string_view line) {
+    static const bool forPeople = isatty(STDOUT_FILENO) != 0;
+    return print(forPeople ? spellControls(line) : std::string(line));
+}
+
+void printCoverText(std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = std::min(text.find('\n'), text.size() - 1) + 1;
+        requireWritten(printCoverLine(text.substr(0, length)));
+        text.remove_prefix(length);
+    }
+    printOrFail("\n");
 }
 
 void complain(std::string_view message) {

@@ -11,6 +11,13 @@ bool print(std::string_view text);
 // As print(); throws Failure with EXIT_NO_OUTPUT when it cannot be written.
 void printOrFail(std::string_view text);
 
+// As print(), for a line that the cover sent: on a terminal, control characters are spelled.
+bool printCoverLine(std::string_view line);
+
+// The same for lines with line feeds between them, and one more at the end. Throws as
+// printOrFail().
+void printCoverText(std::string_view text);
+
 // Writes one line to standard error, after the program's name.
 void complain(std::string_view message);
 

@@ -1,8 +1,5 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
-#include <pty.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <string>
@@ -16,17 +13,6 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 class AtTest : public CliTest {};
-
-// All that arrives at the terminal until nobody has it open any more.
-std::string readTerminal(int terminal) {
-    std::string text;
-    char buffer[4096];
-    ssize_t count;
-    while ((count = read(terminal, buffer, sizeof(buffer))) > 0) {
-        text.append(buffer, static_cast<size_t>(count));
-    }
-    return text;
-}
 
 }  // namespace
 
@@ -70,19 +56,9 @@ TEST_F(AtTest, TheLinesBeforeAFailureArePrinted) {
 
 TEST_F(AtTest, OnATerminalControlCharactersAreSpelled) {
     givenService({"--lines", hex("a\x1b[31m\r\xff\n")});
-    int terminal = -1;
-    int ours = -1;
-    ASSERT_EQ(0, openpty(&terminal, &ours, nullptr, nullptr, nullptr));
-    termios settings;
-    ASSERT_EQ(0, tcgetattr(ours, &settings));
-    cfmakeraw(&settings);
-    ASSERT_EQ(0, tcsetattr(ours, TCSANOW, &settings));
-
-    auto program = start({"at", "AT%SWV"}, ours);
-    close(ours);
-    EXPECT_EQ("a<ESC>[31m<CR><0xff>\n", readTerminal(terminal));
-    EXPECT_EQ(0, program->wait());
-    close(terminal);
+    Result result = runOnTerminal({"at", "AT%SWV"});
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ("a<ESC>[31m<CR><0xff>\n", result.output);
 }
 
 TEST_F(AtTest, WithoutAServiceItEndsWithThree) {

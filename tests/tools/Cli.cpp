@@ -1,11 +1,13 @@
 #include "tests/tools/Cli.h"
 
 #include <fcntl.h>
+#include <pty.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -17,6 +19,32 @@ namespace {
 std::string makeFolder() {
     char name[] = "/tmp/bivistactl-XXXXXX";
     return mkdtemp(name);
+}
+
+// A terminal that passes on every byte as it is.
+struct Terminal {
+    Terminal() {
+        EXPECT_EQ(0, openpty(&reader, &writer, nullptr, nullptr, nullptr));
+        termios settings;
+        EXPECT_EQ(0, tcgetattr(writer, &settings));
+        cfmakeraw(&settings);
+        EXPECT_EQ(0, tcsetattr(writer, TCSANOW, &settings));
+        for (int end : {reader, writer}) EXPECT_EQ(0, fcntl(end, F_SETFD, FD_CLOEXEC));
+    }
+
+    int reader = -1;
+    int writer = -1;
+};
+
+// All that arrives until nobody has the other end open any more.
+std::string readAll(int fd) {
+    std::string text;
+    char buffer[4096];
+    ssize_t count;
+    while ((count = read(fd, buffer, sizeof(buffer))) > 0) {
+        text.append(buffer, static_cast<size_t>(count));
+    }
+    return text;
 }
 
 }  // namespace
@@ -108,6 +136,16 @@ Result CliTest::run(const std::vector<std::string>& arguments, int output) {
     auto process = start(arguments, output);
     std::string text = process->rest();
     int code = process->wait();
+    return {code, text, errors()};
+}
+
+Result CliTest::runOnTerminal(const std::vector<std::string>& arguments) {
+    const Terminal terminal;
+    auto process = start(arguments, terminal.writer);
+    close(terminal.writer);
+    std::string text = readAll(terminal.reader);
+    int code = process->wait();
+    close(terminal.reader);
     return {code, text, errors()};
 }
 

@@ -50,6 +50,8 @@ class CliTest : public testing::Test {
 
     // Runs bivistactl to its end.
     Result run(const std::vector<std::string>& arguments, int output = -1);
+    // The same with a terminal as its output.
+    Result runOnTerminal(const std::vector<std::string>& arguments);
     // Starts it.
     std::unique_ptr<Process> start(const std::vector<std::string>& arguments, int output = -1);
     // What the program that was started last wrote to standard error so far.

@@ -16,11 +16,12 @@ class ProgramTest : public CliTest {};
 }  // namespace
 
 TEST_F(ProgramTest, HelpHasExamplesForEveryCommand) {
-    for (const auto& words : std::vector<std::vector<std::string>>{{"--help"},
-                                                                   {"call", "--help"},
-                                                                   {"at", "--help"},
-                                                                   {"watch", "--help"},
-                                                                   {"status", "--help"}}) {
+    const std::vector<std::vector<std::string>> commands = {
+            {},         {"status"},         {"power"},         {"brightness"},     {"offset"},
+            {"colour"}, {"colour", "mode"}, {"colour", "rgb"}, {"colour", "tune"}, {"cutout"},
+            {"at"},     {"watch"},          {"call"}};
+    for (std::vector<std::string> words : commands) {
+        words.push_back("--help");
         Result result = run(words);
         EXPECT_EQ(0, result.code);
         EXPECT_EQ("", result.errors);

@@ -1,0 +1,198 @@
+// The commands of the cover screen: power, brightness, offset, colour and cutout.
+
+#include <gmock/gmock.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/tools/Cli.h"
+
+using namespace std::string_literals;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct Setting {
+    const char* name;
+    Words words;
+    // What reaches the service.
+    const char* method;
+    const char* arguments;
+    // What a person is told, among the rest, when the service answers FAIL.
+    const char* onFail;
+};
+
+void PrintTo(const Setting& setting, std::ostream* out) {
+    *out << setting.name;
+}
+
+constexpr const char* kLog = "Its log tells why";
+
+const Setting kSettings[] = {
+        {"PowerOn", {"power", "on"}, "setPowerStatus", "[true,false]", "did not come up"},
+        {"PowerOff", {"power", "off"}, "setPowerStatus", "[false,false]", "not attached"},
+        {"PowerOnByUevent", {"power", "on", "--uevent"}, "setPowerStatus", "[true,true]", "status"},
+        {"PowerOffByUevent",
+         {"power", "--uevent", "off"},
+         "setPowerStatus",
+         "[false,true]",
+         "status"},
+        {"BrightnessLeast", {"brightness", "0"}, "setBrightness", "[0]", kLog},
+        {"BrightnessMost", {"brightness", "0xff"}, "setBrightness", "[255]", kLog},
+        {"OffsetBelow", {"offset", "-20"}, "setBVBrightnessOffset", "[-20]", "power on"},
+        {"OffsetLeast",
+         {"offset", "-2147483648"},
+         "setBVBrightnessOffset",
+         "[-2147483648]",
+         "screen is off"},
+        {"OffsetMost",
+         {"offset", "2147483647"},
+         "setBVBrightnessOffset",
+         "[2147483647]",
+         "is kept"},
+        {"OffsetHexadecimal", {"offset", "-0x10"}, "setBVBrightnessOffset", "[-16]", "is kept"},
+        {"OffsetOnce", {"offset", "100"}, "setBVBrightnessOffset", "[100]", "screen is off"},
+        {"ModeByName", {"colour", "mode", "MODE_2"}, "setScreenMode", "[2]", kLog},
+        {"ModeByNameInAnyCase", {"colour", "mode", "default"}, "setScreenMode", "[0]", kLog},
+        {"ModeByNumber", {"colour", "mode", "3"}, "setScreenMode", "[3]", kLog},
+        {"ModeWithoutName", {"colour", "mode", "-7"}, "setScreenMode", "[-7]", kLog},
+        {"Rgb",
+         {"colour", "rgb", "1", "0xffffffff", "0", "4"},
+         "setRgbTune",
+         "[1,4294967295,0,4]",
+         kLog},
+        {"Tune",
+         {"colour", "tune", "3", "2", "4294967295"},
+         "setScreenTune",
+         "[3,2,4294967295,0]",
+         kLog},
+        {"OtherSpelling", {"color", "tune", "1", "2", "3"}, "setScreenTune", "[1,2,3,0]", kLog},
+};
+
+class SettingTest : public CliTest, public testing::WithParamInterface<Setting> {};
+class ScreenTest : public CliTest {};
+
+struct Mistake {
+    Words words;
+    std::string message;
+};
+
+}  // namespace
+
+TEST_P(SettingTest, ReachesTheServiceAndSaysNothing) {
+    givenService();
+    Result result = run(GetParam().words);
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_EQ("", result.errors);
+    EXPECT_EQ(Json({{"method", GetParam().method}, {"args", Json::parse(GetParam().arguments)}}),
+              nextCall());
+}
+
+TEST_P(SettingTest, AnAnswerOfFailEndsWithOneAndTellsWhatToDo) {
+    givenService({"--fail"});
+    Result result = run(GetParam().words);
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: "));
+    EXPECT_THAT(result.errors, HasSubstr(GetParam().onFail));
+    EXPECT_THAT(result.errors, EndsWith(".\n"));
+}
+
+TEST_P(SettingTest, AServiceThatDiesInTheCallEndsWithThree) {
+    givenService({"--exit-in", GetParam().method});
+    Result result = run(GetParam().words);
+    EXPECT_EQ(3, result.code);
+    EXPECT_THAT(result.errors, HasSubstr("the service died during the call"));
+}
+
+TEST_P(SettingTest, WithoutAServiceItEndsWithThree) {
+    Result result = run(GetParam().words);
+    EXPECT_EQ(3, result.code);
+    EXPECT_THAT(result.errors, HasSubstr("Start the service"));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SettingTest, testing::ValuesIn(kSettings),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(ScreenTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
+    const Mistake mistakes[] = {
+            {{"power"}, "STATE is required"},
+            {{"power", "maybe"}, "STATE: \"maybe\" is neither on nor off"},
+            {{"power", "ON"}, "STATE: \"ON\" is neither on nor off"},
+            {{"power", ""}, "STATE: \"\" is neither on nor off"},
+            {{"power", "on", "off"}, "not expected: off"},
+            {{"brightness"}, "LEVEL is required"},
+            {{"brightness", "256"}, "LEVEL: \"256\" is not from 0 to 255; the service would drop"},
+            {{"brightness", "-1"}, "LEVEL: \"-1\" is not from 0 to 255"},
+            {{"brightness", "2147483648"}, "LEVEL: \"2147483648\" is not an integer"},
+            {{"brightness", "50%"}, "LEVEL: \"50%\" is not an integer"},
+            {{"brightness", "1", "2"}, "not expected: 2"},
+            {{"offset"}, "N is required"},
+            {{"offset", "2147483648"}, "N: \"2147483648\" is not an integer from -2147483648"},
+            {{"offset", "-2147483649"}, "N: \"-2147483649\" is not an integer"},
+            {{"offset", "dark"}, "N: \"dark\" is not an integer"},
+            {{"offset", "-dark"}, "N is required"},
+            {{"colour"}, "subcommand is required"},
+            {{"colour", "hue", "1"}, "subcommand is required"},
+            {{"colour", "mode"}, "MODE is required"},
+            {{"colour", "mode", "vivid"}, "MODE: \"vivid\" is not an integer"},
+            {{"colour", "mode", "MODE_4"}, "nor a name: DEFAULT, MODE_1, MODE_2, MODE_3"},
+            {{"colour", "rgb", "1", "2", "3"}, "D is required"},
+            {{"colour", "rgb", "1", "2", "-3", "4"}, "C: \"-3\" is not an integer from 0"},
+            {{"colour", "rgb", "1", "2", "3", "4", "5"}, "not expected: 5"},
+            {{"colour", "tune", "1", "2"}, "C is required"},
+            {{"colour", "tune", "1", "x", "3"}, "B: \"x\" is not an integer from 0"},
+            {{"colour", "tune", "1", "2", "3", "4"}, "not expected: 4"},
+            {{"cutout", "please"}, "not expected: please"},
+    };
+    for (const Mistake& mistake : mistakes) {
+        Result result = run(mistake.words);
+        EXPECT_EQ(2, result.code) << testing::PrintToString(mistake.words);
+        EXPECT_EQ("", result.output);
+        EXPECT_THAT(result.errors, HasSubstr(mistake.message));
+        EXPECT_THAT(result.errors, HasSubstr("--help"));
+    }
+}
+
+TEST_F(ScreenTest, HelpOfOffsetTellsWhat100Is) {
+    EXPECT_THAT(run({"offset", "--help"}).output, HasSubstr("100 is no offset but a one-shot"));
+}
+
+TEST_F(ScreenTest, CutoutIsPrintedAsItIs) {
+    givenService({"--text", hex("M 0,0 H -36\nV 60 \xff\x1b Z")});
+    Result result = run({"cutout"});
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ("M 0,0 H -36\nV 60 \xff\x1b Z\n", result.output);
+    EXPECT_EQ(Json::parse(R"({"method":"getCoverDisplayCutout","args":[]})"), nextCall());
+}
+
+TEST_F(ScreenTest, OnATerminalACutoutIsSpelled) {
+    givenService({"--text", hex("M\x1b[31m\nZ\xff")});
+    Result result = runOnTerminal({"cutout"});
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ("M<ESC>[31m\nZ<0xff>\n", result.output);
+}
+
+TEST_F(ScreenTest, ACutoutThatIsUnknownIsNotPrinted) {
+    givenService({"--fail", "--text", hex("half a cut")});
+    Result result = run({"cutout"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: the cover is not attached"));
+}
+
+TEST_F(ScreenTest, WithoutAServiceThereIsNoCutout) {
+    EXPECT_EQ(3, run({"cutout"}).code);
+}
+
+TEST_F(ScreenTest, AServiceThatDiesHasNoCutout) {
+    givenService({"--exit-in", "getCoverDisplayCutout"});
+    EXPECT_EQ(3, run({"cutout"}).code);
+}

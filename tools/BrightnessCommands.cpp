@@ -1,0 +1,76 @@
+// bivistactl brightness, bivistactl offset: the light of the cover screen.
+
+#include <memory>
+#include <string>
+
+#include "tools/Command.h"
+
+namespace bivistactl {
+namespace {
+
+constexpr const char* kBrightnessHelp = R"(
+The service queues the level and answers at once, also without a cover; of a burst it
+sends the newest 20. An offset in force changes what is sent ("bivistactl offset").
+
+Examples:
+  bivistactl brightness 128
+  for level in 0 64 128 192 255; do bivistactl brightness $level; done)";
+
+constexpr const char* kOffsetHelp = R"(
+Shifts the brightness of the cover screen by twice N, within 10 to 255, and sends the
+current level again. A positive offset counts for that one level; a negative one stays
+in force, with low levels compressed instead of cut. 0 is no offset.
+
+100 is no offset but a one-shot command: the next level is shifted in full by the offset
+in force, and nothing is sent now. It is that only while the screen is on; otherwise 100
+is kept as an offset like any other number.
+
+Examples:
+  bivistactl offset -20
+  bivistactl offset 100
+  bivistactl offset 0)";
+
+constexpr char kScreenOff[] =
+        "the cover screen is off. The offset is kept, for the levels to come; switch the screen on "
+        "with \"bivistactl power on\".";
+
+int32_t parseLevel(const std::string& text) {
+    const int32_t level = parseInt32(text);
+    if (level >= 0 && level <= 255) return level;
+    throw BadArgument("\"" + text +
+                      "\" is not from 0 to 255; the service would drop it and answer OK");
+}
+
+void addBrightness(CLI::App& program, Action& chosen) {
+    CLI::App* command =
+            program.add_subcommand("brightness", "Set the brightness of the cover screen");
+    auto level = std::make_shared<int32_t>();
+    addArgument(*command, "LEVEL", "0 to 255", parseLevel, level.get());
+    command->footer(kBrightnessHelp);
+    command->callback([level, &chosen] {
+        chosen = [level] { return reportCall(findService()->setBrightness(*level), kRefused); };
+    });
+}
+
+void addOffset(CLI::App& program, Action& chosen) {
+    CLI::App* command = program.add_subcommand(
+            "offset", "Shift the cover screen's brightness relative to the phone's");
+    auto offset = std::make_shared<int32_t>();
+    addArgument(*command, "N", "Any 32-bit number; 100 is a command of its own", parseInt32,
+                offset.get());
+    command->footer(kOffsetHelp);
+    command->callback([offset, &chosen] {
+        chosen = [offset] {
+            return reportCall(findService()->setBVBrightnessOffset(*offset), kScreenOff);
+        };
+    });
+}
+
+}  // namespace
+
+void addBrightnessCommands(CLI::App& program, Action& chosen) {
+    addBrightness(program, chosen);
+    addOffset(program, chosen);
+}
+
+}  // namespace bivistactl

@@ -1,0 +1,55 @@
+// bivistactl power: the cover screen on or off.
+
+#include <memory>
+#include <string>
+
+#include "tools/Command.h"
+
+namespace bivistactl {
+namespace {
+
+constexpr const char* kHelp = R"(
+Switching on waits until the cover reports its screen, half a second at most; longer
+when the cover answers late. A request is carried out also when the screen is in that
+state already.
+
+Examples:
+  bivistactl power on
+  bivistactl power off --uevent)";
+
+constexpr char kNotSwitchedOn[] =
+        "the cover refused, is not attached, or its screen did not come up. See \"bivistactl "
+        "status\"; the service's log tells which.";
+constexpr char kNotSwitchedOff[] =
+        "the cover refused, or is not attached. See \"bivistactl status\"; the service's log tells "
+        "which.";
+
+struct Request {
+    bool on = false;
+    bool uevent = false;
+};
+
+bool parseState(const std::string& text) {
+    if (text == "on") return true;
+    if (text == "off") return false;
+    throw BadArgument("\"" + text + "\" is neither on nor off");
+}
+
+int send(const Request& request) {
+    return reportCall(findService()->setPowerStatus(request.on, request.uevent),
+                      request.on ? kNotSwitchedOn : kNotSwitchedOff);
+}
+
+}  // namespace
+
+void addPowerCommand(CLI::App& program, Action& chosen) {
+    CLI::App* command = program.add_subcommand("power", "Switch the cover screen on or off");
+    auto request = std::make_shared<Request>();
+    addArgument(*command, "STATE", "on or off", parseState, &request->on);
+    command->add_flag("--uevent", request->uevent,
+                      "Tell the phone's display driver that a uevent asked for it");
+    command->footer(kHelp);
+    command->callback([request, &chosen] { chosen = [request] { return send(*request); }; });
+}
+
+}  // namespace bivistactl
