@@ -1,26 +1,22 @@
 // An AT exchange with an answer of three lines, through the service's transport, against the same
 // system calls by hand and against python3-serial; all with the emulated cover in this process.
 // Prints rows (bench/Row.h).
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <string>
 #include <vector>
 
 #include <android/log.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "bench/BareExchange.h"
+#include "bench/Device.h"
 #include "bench/Row.h"
-#include "bench/at/BareExchange.h"
-#include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
-#include "kernel/Bivista.h"
 
 namespace {
 
-using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
+using bench::Bivista;
+using bench::fail;
+using bench::now;
 
 constexpr char kCommand[] = "AT%SWV\r";
 constexpr int kLines = 3;
@@ -32,17 +28,6 @@ struct Cost {
     double wall = 0;  // us of one exchange
     double cpu = 0;   // us of the calling thread's CPU
 };
-
-double now(clockid_t clock) {
-    timespec time = {};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
-}
-
-[[noreturn]] void fail(const char* what) {
-    std::fprintf(stderr, "bench_at: %s\n", what);
-    std::exit(1);
-}
 
 template <typename Exchange>
 Cost measure(Exchange exchange) {
@@ -132,41 +117,26 @@ void measurePython(Bivista& service) {
     bench::printPairs("AT exchange against python3-serial", "us", mine, theirs, 0.5);
 }
 
-// The log is written as a service's is, to memory: a file of the world.
-void logToFile() {
-    const int log = open("/data", O_TMPFILE | O_WRONLY | O_APPEND, 0600);
-    if (log < 0 || dup2(log, STDERR_FILENO) < 0) fail("no file for the log");
-    close(log);
-}
-
 }  // namespace
 
 int main() {
-    if (const std::string error = phone::enterWorld(); !error.empty()) fail(error.c_str());
-    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-    phone::Phone phone;
-    const ::android::sp<Bivista> service = new Bivista();
-    service->incStrong(nullptr);
-    phone.attachCover();
-    while (service->serialAtCmd(kCommand, nullptr, 0, nullptr) < 0) usleep(1000);
+    bench::Device device;
+    Bivista& service = device.service();
+    while (service.serialAtCmd(kCommand, nullptr, 0, nullptr) < 0) usleep(1000);
 
     __android_log_set_minimum_priority(ANDROID_LOG_INFO);
-    const Pairs filtered = measurePairs(*service);
+    const Pairs filtered = measurePairs(service);
     bench::printPairs("AT exchange, debug lines filtered: time", "us", filtered.wall,
                       filtered.bareWall, 1.10);
     bench::printPairs("AT exchange, debug lines filtered: own CPU", "us", filtered.cpu,
                       filtered.bareCpu, 1.15);
-    measurePython(*service);
+    measurePython(service);
 
-    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-    const int terminal = dup(STDERR_FILENO);
-    logToFile();
-    const Pairs logged = measurePairs(*service);
-    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-    dup2(terminal, STDERR_FILENO);
-    bench::printPairs("AT exchange, all lines written: time", "us", logged.wall, logged.bareWall,
-                      1.25);
-    std::fflush(nullptr);
-    // The service's threads run until the process ends.
-    _exit(0);
+    {
+        const bench::Logging logging(ANDROID_LOG_VERBOSE);
+        const Pairs logged = measurePairs(service);
+        bench::printPairs("AT exchange, all lines written: time", "us", logged.wall,
+                          logged.bareWall, 1.25);
+    }
+    device.end();
 }

@@ -1,4 +1,4 @@
-#include "bench/at/BareExchange.h"
+#include "bench/BareExchange.h"
 
 #include <cstring>
 

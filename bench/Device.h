@@ -1,0 +1,46 @@
+// The service's object with the emulated cover, both in this process, for benchmarks.
+#pragma once
+
+#include <ctime>
+#include <string>
+
+#include "emulator/phone/Phone.h"
+#include "kernel/Bivista.h"
+
+namespace bench {
+
+using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
+
+// Tells what went wrong, and ends the benchmark.
+[[noreturn]] void fail(const std::string& what);
+
+// Microseconds of a clock.
+double now(clockid_t clock = CLOCK_MONOTONIC);
+
+// Enters the world with the log silent, and puts a cover of this kind on. The first commands may
+// come before the service has attached it. Once a process.
+class Device {
+  public:
+    explicit Device(const cover::Options& cover = {});
+    // The service's threads run until the process ends: end() does that.
+    [[noreturn]] void end();
+
+    phone::Phone& phone() { return *mPhone; }
+    Bivista& service() { return *mService; }
+
+  private:
+    phone::Phone* mPhone = nullptr;
+    Bivista* mService = nullptr;
+};
+
+// From here to the end of its scope the log is written as a service's is, from this priority on
+// (ANDROID_LOG_INFO: without the debug lines); to memory, a file of the world. One at a time.
+class Logging {
+  public:
+    explicit Logging(int priority);
+    ~Logging();
+    Logging(const Logging&) = delete;
+    Logging& operator=(const Logging&) = delete;
+};
+
+}  // namespace bench
