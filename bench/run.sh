@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
 # Measures the service against references in one run; prints a table and writes bench/results.json.
 # Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] runs only these benchmarks:
-# at, hidl, idle.
+# at, brightness, hidl, idle.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(at hidl idle)
+[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle)
 for word in "${wanted[@]}"; do
     case $word in
-        at | hidl | idle) ;;
-        *) fail "no benchmark '$word'; there are: at, hidl, idle" ;;
+        at | brightness | hidl | idle) ;;
+        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle" ;;
     esac
 done
 
