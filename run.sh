@@ -68,6 +68,13 @@ show() {
     "$@"
 }
 
+# What a person sees on the cover screen.
+show_screen() {
+    say ""
+    say "\$ bivista-emulator ctl show | grep ^screen"
+    "$emulator" ctl show | grep ^screen
+}
+
 # Waits until a command succeeds; the emulator must be alive meanwhile.
 await() {
     local what=$1
@@ -82,6 +89,7 @@ await() {
 }
 
 covered() { "$ctl" call sendAtCommand AT%SWV null; }
+received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\"$1\\\\r\"" "$out/journal.jsonl"; }
 connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
 uncovered() { ! connected && ! covered; }
 
@@ -94,13 +102,31 @@ await "the cover's answer" covered
 
 show "$ctl" status
 show "$ctl" at AT%SWV
-show "$ctl" call sendAtCommand AT%GETBVCUTOUT null
+show "$ctl" call sendAtCommand AT%SWV null
+show "$ctl" cutout
+
+say ""
+say "The cover screen goes on"
+show "$ctl" power on
+show_screen
+
+say ""
+say "A brightness sweep: the service takes the levels at once, and the cover follows"
+for level in 0 64 128 192 255; do show "$ctl" brightness $level; done
+await "the last level" received AT%DB=255
+show_screen
+
+say ""
+say "Its colours change"
+show "$ctl" colour mode MODE_1
+show "$ctl" colour rgb 1 20 30 40
+show_screen
 
 say ""
 say "The cover is pulled off: commands fail, with exit status 1"
 show "$emulator" ctl detach
 await "the detach" uncovered
-show "$ctl" call sendAtCommand AT%SWV null || say "(exit status $?)"
+show "$ctl" power on || say "(exit status $?)"
 
 say ""
 say "The cover is put back"
@@ -123,7 +149,7 @@ say ""
 say "The phone stays up. In a second terminal:"
 say "  cd $PWD"
 if [ -n "${HIDL_SOCKET_DIR:-}" ]; then say "  export HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR"; fi
-say "  build/release/bin/bivistactl at 'AT%SWV'"
+say "  build/release/bin/bivistactl power on"
 say "  build/release/bin/bivistactl --help"
 say "  build/release/bin/bivista-emulator ctl --help"
 say "The log of the service: tail -f build/run/service.log. Ctrl-C ends the phone."
