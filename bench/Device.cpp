@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "bench/Cpu.h"
 #include "emulator/phone/World.h"
 
 namespace bench {
@@ -34,7 +35,9 @@ double now(clockid_t clock) {
 Device::Device(const cover::Options& cover) {
     if (const std::string error = phone::enterWorld(); !error.empty()) fail(error);
     __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+    useCpu(1);
     mPhone = new phone::Phone();
+    useCpu(0);
     mService = new Bivista();
     mService->incStrong(nullptr);
     mPhone->setCoverOptions(cover);

@@ -124,14 +124,15 @@ int main() {
     Bivista& service = device.service();
     while (service.serialAtCmd(kCommand, nullptr, 0, nullptr) < 0) usleep(1000);
 
-    __android_log_set_minimum_priority(ANDROID_LOG_INFO);
-    const Pairs filtered = measurePairs(service);
-    bench::printPairs("AT exchange, debug lines filtered: time", "us", filtered.wall,
-                      filtered.bareWall, 1.10);
-    bench::printPairs("AT exchange, debug lines filtered: own CPU", "us", filtered.cpu,
-                      filtered.bareCpu, 1.15);
+    {
+        const bench::Logging logging(ANDROID_LOG_INFO);
+        const Pairs filtered = measurePairs(service);
+        bench::printPairs("AT exchange, debug lines filtered: time", "us", filtered.wall,
+                          filtered.bareWall, 1.10);
+        bench::printPairs("AT exchange, debug lines filtered: own CPU", "us", filtered.cpu,
+                          filtered.bareCpu, 1.15);
+    }
     measurePython(service);
-
     {
         const bench::Logging logging(ANDROID_LOG_VERBOSE);
         const Pairs logged = measurePairs(service);

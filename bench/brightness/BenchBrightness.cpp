@@ -147,11 +147,11 @@ void measureLink(Device& device) {
 
     compare(
             "brightness, from call to wire", "us", [&] { return measureOne(phone, set); },
-            [&] { return measureOne(phone, setBare); }, 1.25);
+            [&] { return measureOne(phone, setBare); }, 1.15);
     compare(
             "last brightness of 10,000, from call to wire", "us",
             [&] { return measureLastOfBurst(phone, set); },
-            [&] { return measureLastOfBurst(phone, setBare); }, 1.25);
+            [&] { return measureLastOfBurst(phone, setBare); }, 1.15);
 }
 
 bool writePower(const char* text) {

@@ -1,7 +1,6 @@
-// A forked process that is ended with its owner, and the CPUs of both.
+// A forked process that is ended with its owner.
 #pragma once
 
-#include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -10,29 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bench/Cpu.h"
+
 namespace bench {
 
 [[noreturn]] inline void fail(const char* what) {
     std::perror(what);
     std::exit(1);
-}
-
-// Puts this process on the first or the second of the CPUs that it may use. Left alone, the
-// scheduler runs both ends of some pairs on one CPU and of others on two, where waking costs ten
-// times as much; that is no matter of what carries the calls.
-inline void useCpu(int which) {
-    static const cpu_set_t allowed = [] {
-        cpu_set_t set;
-        sched_getaffinity(0, sizeof(set), &set);
-        return set;
-    }();
-    if (CPU_COUNT(&allowed) < 2) return;
-    int cpu = 0;
-    for (int seen = 0; !CPU_ISSET(cpu, &allowed) || seen++ < which;) ++cpu;
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(cpu, &one);
-    sched_setaffinity(0, sizeof(one), &one);
 }
 
 class ServerProcess {
