@@ -1,9 +1,9 @@
 // What a healthy system does not do: locks that fail, threads that cannot be made, system calls
-// that break off. The calls of this program go through the functions below (linker option --wrap).
+// that break off. The calls of this program go through the functions below (linker option --wrap)
+// and those of tests/support/Interposition.h.
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -16,24 +16,17 @@
 #include <usbhost/usbhost.h>
 
 #include "tests/kernel/ServiceTest.h"
+#include "tests/support/Interposition.h"
 
 namespace {
 
 // What the wrapped calls of the calling thread do instead; null: what they always do.
-// The lock from now on that fails: 1 is the next one; 0 is none. It is taken and reports an error,
-// since the unlock behind it may not hit a mutex that nobody holds.
-thread_local int failLock = 0;
-// Every unlock fails: it is done and reports an error.
-thread_local bool failUnlocks = false;
-// The log's own locks do not count.
-thread_local bool logging = false;
 thread_local std::function<int()> onPoll;
 // The polls that go through before onPoll takes one.
 thread_local int pollsBefore = 0;
 thread_local std::function<ssize_t(char*)> onRead;
 thread_local std::function<ssize_t()> onWrite;
 // These are called on the service's threads.
-std::function<int()> onThreadCreate;
 std::function<int()> onInotifyInit;
 std::function<int()> onInotifyWatch;
 std::function<int()> onEventfd;
@@ -44,10 +37,6 @@ std::atomic<int> usbHostFd = -1;
 // Told of every clean-up of a context before it is done.
 std::function<void()> onUsbHostCleanup;
 
-bool isDue(int* countdown) {
-    return !logging && *countdown > 0 && --*countdown == 0;
-}
-
 template <typename Function, typename... Arguments>
 auto callOnce(Function& function, Arguments... arguments) {
     const Function call = std::exchange(function, nullptr);
@@ -57,39 +46,6 @@ auto callOnce(Function& function, Arguments... arguments) {
 }  // namespace
 
 extern "C" {
-
-int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
-int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-    const int result = __real_pthread_mutex_lock(mutex);
-    return isDue(&failLock) ? EINVAL : result;
-}
-
-int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
-int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
-    const int result = __real_pthread_mutex_unlock(mutex);
-    return failUnlocks && !logging ? EPERM : result;
-}
-
-int __wrap___android_log_print(int priority, const char* tag, const char* format, ...) {
-    logging = true;
-    va_list arguments;
-    va_start(arguments, format);
-    const int result = __android_log_vprint(priority, tag, format, arguments);
-    va_end(arguments);
-    logging = false;
-    return result;
-}
-
-int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*body)(void*),
-                          void* argument);
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*body)(void*),
-                          void* argument) {
-    if (onThreadCreate) {
-        const int result = onThreadCreate();
-        if (result != 0) return result;
-    }
-    return __real_pthread_create(thread, attr, body, argument);
-}
 
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
 int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
@@ -146,6 +102,10 @@ int __wrap_eventfd(unsigned int count, int flags) {
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
+using support::failLock;
+using support::failUnlocks;
+using support::onThreadCreate;
+using support::ThreadBody;
 using testing::ElementsAre;
 
 std::function<int()> failing(int error) {
@@ -265,7 +225,7 @@ TEST_F(InterpositionDeathTest, ANotifyThreadThatReportsANegativeResultEndsThePro
     EXPECT_EXIT(
             {
                 __android_log_set_logger(__android_log_stderr_logger);
-                onThreadCreate = [] { return -EAGAIN; };
+                onThreadCreate = [](ThreadBody) { return -EAGAIN; };
                 new Bivista();
             },
             testing::ExitedWithCode(1),
@@ -276,7 +236,9 @@ TEST_F(InterpositionDeathTest, AUsbThreadThatReportsANegativeResultEndsTheProces
     EXPECT_EXIT(
             {
                 __android_log_set_logger(__android_log_stderr_logger);
-                onThreadCreate = [calls = 0]() mutable { return ++calls == 2 ? -EAGAIN : 0; };
+                onThreadCreate = [calls = 0](ThreadBody) mutable {
+                    return ++calls == 2 ? -EAGAIN : 0;
+                };
                 new Bivista();
             },
             testing::ExitedWithCode(1),
@@ -289,7 +251,7 @@ TEST_F(InterpositionDeathTest, AStopEventfdThatCannotBeMadeEndsTheProcess) {
             {
                 __android_log_set_logger(__android_log_stderr_logger);
                 // No thread may be asked for.
-                onThreadCreate = []() -> int { _exit(2); };
+                onThreadCreate = [](ThreadBody) -> int { _exit(2); };
                 onEventfd = failing(EMFILE);
                 new Bivista();
             },
@@ -299,7 +261,7 @@ TEST_F(InterpositionDeathTest, AStopEventfdThatCannotBeMadeEndsTheProcess) {
 
 // Meant: a positive error number, as POSIX has it, counts as success.
 TEST_F(InterpositionTest, APositiveThreadErrorIsNoFailure) {
-    onThreadCreate = [] { return EAGAIN; };
+    onThreadCreate = [](ThreadBody) { return EAGAIN; };
     construct();
     onThreadCreate = nullptr;
     EXPECT_FALSE(log.contains("Exiting Bivista"));
