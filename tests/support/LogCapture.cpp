@@ -8,6 +8,10 @@
 
 namespace support {
 
+void PrintTo(const LogLine& line, std::ostream* stream) {
+    *stream << line.tag << ' ' << line.priority << " \"" << line.text << '"';
+}
+
 struct LogCapture::Sink {
     std::mutex lock;  // guards what follows
     std::condition_variable added;

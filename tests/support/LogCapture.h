@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,8 @@ struct LogLine {
 
     bool operator==(const LogLine&) const = default;
 };
+// For GoogleTest's messages.
+void PrintTo(const LogLine& line, std::ostream* stream);
 
 class LogCapture {
   public:
