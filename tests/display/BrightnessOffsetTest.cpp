@@ -187,6 +187,14 @@ TEST_F(BrightnessOffsetTest, IsStoredBeforeTheFirstAttachment) {
     EXPECT_EQ(queue(), std::vector<int32_t>(20, 0));
 }
 
+// Meant: without the lock.
+TEST_F(BrightnessOffsetTest, IsStoredBeforeTheFirstAttachmentWhoeverHoldsTheLock) {
+    start();
+    const MutexLock lock(display_lock, __func__);
+    EXPECT_EQ(offset(-7), Status::OK);
+    EXPECT_EQ(br_offset, -7);
+}
+
 TEST_F(BrightnessOffsetTest, IsStoredAndRefusedWhileTheScreenIsOff) {
     bringUp();
     settle(100);
@@ -269,6 +277,15 @@ TEST_F(BrightnessOffsetTest, IsNotAppliedWithoutALevel) {
     awaitSent(0);
     EXPECT_THAT(commands(), ElementsAre("AT%DB=0\r"));
     EXPECT_THAT(lines(), ElementsAre(infoLine("request br_offset is 5"), infoLine(kRestLine)));
+}
+
+TEST_F(BrightnessOffsetTest, IsNotAppliedWhenTheLatestLevelIsZero) {
+    bringUp();
+    setState({-5, 0, false});
+    fillQueue({50});
+    EXPECT_EQ(service->setBrightness(0), Status::OK);
+    awaitSent(0);
+    EXPECT_THAT(commands(), ElementsAre("AT%DB=50\r", "AT%DB=0\r"));
 }
 
 TEST_F(BrightnessOffsetTest, OneHundredArmsTheBypassAndQueuesNothing) {

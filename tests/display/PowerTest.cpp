@@ -237,6 +237,23 @@ INSTANTIATE_TEST_SUITE_P(
                         HotPlug{"Nothing", R"(OK)", false, ""}),
         [](const auto& info) { return info.param.name; });
 
+// A line of the cover's log that gets between the command and its answer.
+TEST_F(PowerTest, ALogLineAheadOfTheAnswerDoesNotCount) {
+    bringUp();
+    setHotPlugPolls(10);
+    phone.setFault(R"(on AT%HPD before "On fire")");
+    EXPECT_EQ(power(true), Status::FAIL);
+    EXPECT_TRUE(log.contains("setPowerStatus: HPD Status failed Status:Off, trial:10"));
+}
+
+// Meant: without the blank line that starts an answer nothing tells the log from it.
+TEST_F(PowerTest, ALogLineAheadOfAnAnswerWithoutABlankLineCounts) {
+    bringUp();
+    phone.setFault(R"(on AT%HPD answer "On fire\r\nOff\r\nOK\r\n")");
+    EXPECT_EQ(power(true), Status::OK);
+    EXPECT_TRUE(log.contains("setPowerStatus:HPD status changed :On fire\nOff, ret:12, trial:0"));
+}
+
 TEST_F(PowerTest, APollThatFailsCountsAsATrial) {
     bringUp();
     setHotPlugPolls(0);
@@ -279,6 +296,15 @@ TEST_F(PowerTest, ACoverThatHangsUpAtTheSwitchIsPolled) {
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "setPowerStatus: Bivista : , ret:1"));
     EXPECT_THAT(lines("setPowerStatus: failed to serial AtCmd"), SizeIs(10));
+}
+
+TEST_F(PowerTest, ACoverThatHangsUpAtTheSwitchOffIsOff) {
+    bringUp();
+    powerOn();
+    phone.setFault("on AT%BV=0 hangup times 1");
+    EXPECT_EQ(power(false), Status::OK);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "setPowerStatus: Bivista:"));
+    EXPECT_FALSE(bv2_screen_on);
 }
 
 TEST_F(PowerTest, ASwitchThatFailsIsNotPolled) {
@@ -328,6 +354,14 @@ TEST_F(PowerTest, TheLogIsAskedForAsThePropertiesSay) {
     mark();
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_EQ(commands().at(0), "AT%LOGSAVE=2\r");
+}
+
+TEST_F(PowerTest, PropertiesThatCannotBeReadLeaveTheLogOff) {
+    phone.setNode(phone::kPropertyFile, "\n=\npersist.vendor.qmx.service.kernel.enable\n\xff");
+    bringUp();
+    setHotPlugPolls(0);
+    EXPECT_EQ(power(true), Status::OK);
+    EXPECT_EQ(commands().at(0), "AT%LOGSAVE=3\r");
 }
 
 // Meant: the screen counts as on, so setters go on sending, and the failure has no line.
