@@ -42,6 +42,8 @@ Device::Device(const cover::Options& cover) {
     mService->incStrong(nullptr);
     mPhone->setCoverOptions(cover);
     mPhone->attachCover();
+    // The last command of the attach; what is measured waits behind it.
+    mPhone->journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%LOGSAVE="));
 }
 
 void Device::end() {

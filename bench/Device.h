@@ -18,7 +18,7 @@ using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 double now(clockid_t clock = CLOCK_MONOTONIC);
 
 // Enters the world with the log silent, and puts a cover of this kind on; the cover has the second
-// CPU. The first commands may come before the service has attached it. Once a process.
+// CPU. The attach is over but for its last command, behind which others wait. Once a process.
 class Device {
   public:
     explicit Device(const cover::Options& cover = {});

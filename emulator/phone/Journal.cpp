@@ -74,6 +74,12 @@ Match is(Kind kind, std::string bytes) {
     };
 }
 
+Match beginsWith(Kind kind, std::string bytes) {
+    return [kind, bytes = std::move(bytes)](const Entry& entry) {
+        return entry.kind == kind && entry.bytes.starts_with(bytes);
+    };
+}
+
 Match isOn(Kind kind, std::string path, std::string bytes) {
     return [kind, path = std::move(path), bytes = std::move(bytes)](const Entry& entry) {
         return entry.kind == kind && entry.path == path && entry.bytes == bytes;

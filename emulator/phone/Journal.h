@@ -52,8 +52,9 @@ std::string toJson(const Entry& entry);
 
 using Match = std::function<bool(const Entry&)>;
 
-// Matches for waitFor(): kind and exact bytes; kind, path and exact bytes.
+// Matches for waitFor(): kind and exact bytes; kind and first bytes; kind, path and exact bytes.
 Match is(Kind kind, std::string bytes);
+Match beginsWith(Kind kind, std::string bytes);
 Match isOn(Kind kind, std::string path, std::string bytes);
 
 // Any thread may use it at any time. The oldest entries are dropped beyond kMaxEntries or

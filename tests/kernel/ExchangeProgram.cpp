@@ -22,7 +22,9 @@ int main() {
     const android::sp<Bivista> service = new Bivista();
     service->incStrong(nullptr);
     phone.attachCover();
-    while (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) usleep(1000);
+    // The last command of the attach; the exchange behind it waits for its end.
+    phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%LOGSAVE="));
+    if (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return 1;
 
     char answer[1025] = {};
     syscall(SYS_getppid);

@@ -48,10 +48,7 @@ void ServiceTest::attach(const phone::CoverOptions& options) {
 }
 
 void ServiceTest::awaitAttached(uint64_t from) const {
-    const auto isLast = [](const phone::Entry& entry) {
-        return entry.kind == Kind::TtyRx && entry.bytes.rfind("AT%LOGSAVE=", 0) == 0;
-    };
-    journal.waitFor(isLast, from);
+    journal.waitFor(phone::beginsWith(Kind::TtyRx, "AT%LOGSAVE="), from);
     // Held until the exchange is over.
     const MutexLock lock(sSerialMutex, __func__);
 }
