@@ -90,6 +90,8 @@ await() {
 
 covered() { "$ctl" call sendAtCommand AT%SWV null; }
 received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\"$1\\\\r\"" "$out/journal.jsonl"; }
+# The service has brought the cover up so many times.
+ready() { [ "$(grep -c '"node-write".*/bv2_hal_ready"' "$out/journal.jsonl")" -ge "$1" ]; }
 connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
 uncovered() { ! connected && ! covered; }
 
@@ -98,7 +100,7 @@ say "Starting the service on an emulated phone, with a cover attached"
 emulator_pid=$!
 await "the service" "$ctl" call getBV2Connect
 await "the attach" connected
-await "the cover's answer" covered
+await "the cover" ready 1
 
 show "$ctl" status
 show "$ctl" at AT%SWV
@@ -132,7 +134,7 @@ say ""
 say "The cover is put back"
 show "$emulator" ctl attach
 await "the attach" connected
-await "the cover's answer" covered
+await "the cover" ready 2
 show "$ctl" at AT%SWV
 
 say ""
