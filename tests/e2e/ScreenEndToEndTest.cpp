@@ -1,0 +1,173 @@
+// The cover screen, switched, dimmed and tinted with bivistactl as a person would.
+#include <algorithm>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/e2e/Programs.h"
+
+namespace e2e {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class ScreenEndToEndTest : public ProgramsTest {
+  protected:
+    void startScreen(const std::vector<std::string>& options = {}) {
+        startPhone(options);
+        awaitAttached(1);
+    }
+
+    // Waits until the service has brought the cover up so many times.
+    void awaitAttached(size_t times) const {
+        await([&] { return countReceived("AT%LOGSAVE=3\\r") >= times; });
+    }
+
+    Outcome type(std::vector<std::string> words) const {
+        words.insert(words.begin(), bin("bivistactl"));
+        return run(words);
+    }
+
+    // A command that the service carries out and about which it has nothing to tell.
+    void expectDone(const std::vector<std::string>& words) const {
+        const Outcome outcome = type(words);
+        EXPECT_EQ(outcome.status, 0) << words.front();
+        EXPECT_EQ(outcome.out + outcome.err, "");
+    }
+
+    void expectFailed(const std::vector<std::string>& words, const std::string& told) const {
+        const Outcome outcome = type(words);
+        EXPECT_EQ(outcome.status, 1) << words.front();
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_THAT(outcome.err, HasSubstr(told));
+    }
+
+    // What the journal holds so far: the cover's commands as they are, writes to control files as
+    // "bv2_pd=1 0". Only what begins with one of these.
+    std::vector<std::string> events(const std::vector<std::string>& beginnings) const {
+        std::vector<std::string> found;
+        std::istringstream lines(journal());
+        for (std::string line; std::getline(lines, line);) {
+            const nlohmann::json entry = nlohmann::json::parse(line, nullptr, false);
+            // The last line may be half written.
+            if (entry.is_discarded()) break;
+            const std::string path = entry.value("path", "");
+            std::string event = entry.value("bytes", "");
+            if (entry["kind"] == "node-write") {
+                event = path.substr(path.rfind('/') + 1) + "=" + event;
+            } else if (entry["kind"] != "tty-rx") {
+                continue;
+            }
+            const auto isBeginning = [&](const std::string& text) {
+                return event.starts_with(text);
+            };
+            if (std::any_of(beginnings.begin(), beginnings.end(), isBeginning)) {
+                found.push_back(event);
+            }
+        }
+        return found;
+    }
+
+    size_t countReceived(const std::string& event) const { return events({event}).size(); }
+    void awaitEvent(const std::string& event) const {
+        await([&] { return countReceived(event) > 0; });
+    }
+};
+
+TEST_F(ScreenEndToEndTest, GoesOnAndOff) {
+    startScreen();
+    const size_t before = events({"AT%LOGSAVE"}).size();
+    expectDone({"power", "on"});
+    awaitEvent("bv2_pd=1 0");
+    std::vector<std::string> switching = events({"AT%LOGSAVE", "AT%BV=", "AT%HPD", "bv2_pd="});
+    switching.erase(switching.begin(), switching.begin() + static_cast<ptrdiff_t>(before));
+    EXPECT_THAT(switching, ElementsAre("AT%LOGSAVE=3\\r", "AT%BV=1\\r", "AT%HPD\\r", "AT%HPD\\r",
+                                       "AT%HPD\\r", "bv2_pd=1 0"));
+
+    expectDone({"power", "off", "--uevent"});
+    awaitEvent("bv2_pd=0 1");
+    EXPECT_THAT(events({"AT%BV=", "bv2_pd="}),
+                ElementsAre("AT%BV=1\\r", "bv2_pd=1 0", "AT%BV=0\\r", "bv2_pd=0 1"));
+}
+
+TEST_F(ScreenEndToEndTest, KeepsUsbAwakeWhileItIsOn) {
+    startScreen();
+    expectDone({"power", "on"});
+    expectDone({"brightness", "128"});
+    awaitEvent("AT%DB=128\\r");
+    expectDone({"power", "off"});
+    awaitEvent("bv2_pd=0 0");
+    const std::vector<std::string> all = events({"bv2_pd=", "AT%", "control="});
+    const std::vector<std::string> on(std::find(all.begin(), all.end(), "bv2_pd=1 0"), all.end());
+    EXPECT_THAT(on, ElementsAre("bv2_pd=1 0", "control=on", "AT%DB=128\\r", "AT%BV=0\\r",
+                                "control=auto", "bv2_pd=0 0"));
+}
+
+TEST_F(ScreenEndToEndTest, IsDimmedAndTinted) {
+    startScreen();
+    expectDone({"power", "on"});
+    expectDone({"brightness", "128"});
+    awaitEvent("AT%DB=128\\r");
+    expectDone({"offset", "-20"});
+    awaitEvent("AT%DB=88\\r");
+    expectDone({"colour", "mode", "MODE_1"});
+    expectDone({"colour", "rgb", "1", "20", "30", "40"});
+    expectDone({"colour", "tune", "3", "2", "1"});
+    EXPECT_THAT(events({"AT%SMODE", "AT%PRGB", "AT%SHS"}),
+                ElementsAre("AT%SMODE=1\\r", "AT%PRGB=1,20,30,40\\r", "AT%SHS=3,2,1\\r"));
+}
+
+TEST_F(ScreenEndToEndTest, GetsItsColoursBackWithACoverPutOnAgain) {
+    startScreen();
+    expectDone({"colour", "mode", "MODE_2"});
+    EXPECT_THAT(events({"AT%SMODE"}), IsEmpty()) << "the screen is off";
+    expectDone({"power", "on"});
+    EXPECT_THAT(events({"AT%SMODE"}), ElementsAre("AT%SMODE=2\\r"));
+    ctl({"detach"});
+    awaitNoCover();
+    expectFailed({"power", "on"}, "not attached");
+    const size_t attached = countReceived("AT%LOGSAVE=3\\r") + 1;
+    ctl({"attach"});
+    awaitAttached(attached);
+    expectDone({"power", "on"});
+    EXPECT_THAT(events({"AT%SMODE"}), ElementsAre("AT%SMODE=2\\r", "AT%SMODE=2\\r"));
+}
+
+TEST_F(ScreenEndToEndTest, ThatIsAbsentCannotGoOn) {
+    startPhone({"--no-cover"});
+    expectFailed({"power", "on"}, "not attached");
+    expectFailed({"cutout"}, "not attached");
+}
+
+TEST_F(ScreenEndToEndTest, ThatDoesNotComeUpIsAFailure) {
+    startScreen();
+    ctl({"fault", R"(on AT%HPD answer "\r\nOff\r\nOK\r\n")"});
+    expectFailed({"power", "on"}, "did not come up");
+    EXPECT_EQ(countReceived("AT%HPD\\r"), 10u);
+    EXPECT_THAT(events({"bv2_pd="}), IsEmpty());
+}
+
+TEST_F(ScreenEndToEndTest, ThatIsOffKeepsAnOffset) {
+    startScreen();
+    expectFailed({"offset", "-20"}, "screen is off");
+    expectDone({"power", "on"});
+    expectDone({"brightness", "255"});
+    awaitEvent("AT%DB=215\\r");
+}
+
+TEST_F(ScreenEndToEndTest, TellsItsCutoutAlsoWhenTheCoverIsGone) {
+    startScreen();
+    const Outcome attached = type({"cutout"});
+    EXPECT_EQ(attached.status, 0);
+    EXPECT_EQ(attached.out, "M 0,0 H -36 V 60 H 36 V 0 H 0 Z\n");
+    ctl({"detach"});
+    awaitNoCover();
+    EXPECT_EQ(type({"cutout"}).out, attached.out);
+}
+
+}  // namespace
+}  // namespace e2e
