@@ -129,6 +129,8 @@ TEST_F(ColorTest, ValuesAreSentAsSignedNumbers) {
 
 TEST_F(ColorTest, NothingIsSentBeforeAnAttachment) {
     start();
+    // Not enough by itself.
+    bv2_screen_on = true;
     log.waitFor("usbThread: creating");
     mark();
     setRgb(1, 2, 3, 4);
