@@ -13,6 +13,7 @@ namespace {
 
 constexpr size_t kCapacity = 1024;
 
+// Set under sTextLock, with the text.
 std::atomic<bool> sFetched = false;
 
 // Leaf lock, held only to copy. Guards sText. The text has one byte more than the transport is
@@ -25,9 +26,13 @@ void copyText(char (&text)[kCapacity + 1]) {
     memcpy(text, sText, sizeof(text));
 }
 
-void keepText(const char (&text)[kCapacity + 1]) {
+// An attach and a client may ask at the same time. What was fetched stays, whatever the other query
+// brings: it may have begun with the text before, and failed.
+void keepText(const char (&text)[kCapacity + 1], bool fetched) {
     const std::lock_guard<std::mutex> lock(sTextLock);
+    if (sFetched) return;
     memcpy(sText, text, sizeof(sText));
+    sFetched = fetched;
 }
 
 }  // namespace
@@ -41,19 +46,19 @@ bool fetchCutout(Bivista* service, const char* function) {
     char text[kCapacity + 1];
     copyText(text);
     const int result = service->serialAtCmd("AT%GETBVCUTOUT\r", text, kCapacity, nullptr);
-    keepText(text);
     // Meant: a hang-up counts as success, and may keep an empty text for good.
-    if (result == -1) {
+    const bool fetched = result != -1;
+    keepText(text, fetched);
+    if (fetched) {
+        LOG_DEBUG("%s: %s", function, text);
+    } else {
         LOG_ERROR("%s: CUTOUT info: %s: ret:%d", function, text, result);
-        return false;
     }
-    LOG_DEBUG("%s: %s", function, text);
-    sFetched = true;
-    return true;
+    return fetched;
 }
 
 void clearCutout() {
-    keepText({});
+    keepText({}, false);
 }
 
 Return<void> Bivista::getCoverDisplayCutout(getCoverDisplayCutout_cb cb) {

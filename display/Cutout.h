@@ -12,7 +12,7 @@ bool isCutoutFetched();
 // failed; the text is then what came of the answer. Any thread; waits for the AT exchange.
 bool fetchCutout(Bivista* service, const char* function);
 
-// Empties the text. Any thread.
+// Empties the text, unless another thread has fetched it meanwhile. Any thread.
 void clearCutout();
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
