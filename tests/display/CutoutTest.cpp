@@ -1,6 +1,8 @@
 // The cover display's cutout: read once, then served from memory.
 #include "display/Cutout.h"
 
+#include <functional>
+
 #include "tests/display/DisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -119,6 +121,40 @@ TEST_F(CutoutTest, ALongOneOfAFailedCommandIsCutToItsBufferToo) {
                    "\\r\\nERROR\\r\\n\" times 1");
     EXPECT_EQ(ask(), (Answer{Status::FAIL, std::string(1024, 'M')}));
     EXPECT_EQ(ask(), (Answer{Status::OK, kCutout}));
+}
+
+// Two queries begin while nothing is known; the first one is answered, the second refused.
+class TwoQueriesTest : public CutoutTest {
+  protected:
+    void askWith(const std::function<void()>& other) {
+        bringUpWithout();
+        phone.setFault("on AT%GETBVCUTOUT error");
+        phone.setFault(R"(on AT%GETBVCUTOUT answer "\r\nM 1\r\nOK\r\n" times 1)");
+        blockLink();
+        std::thread client([this] { ask(); });
+        const auto isQuery = [](const support::LogLine& line) {
+            return line.text.ends_with("cmd:[AT%GETBVCUTOUT]");
+        };
+        const size_t asked = log.waitUntil(isQuery);
+        std::thread otherClient(other);
+        log.waitUntil(isQuery, asked);
+        freeLink();
+        client.join();
+        otherClient.join();
+        EXPECT_THAT(lines(),
+                    testing::Contains(testing::Field(&support::LogLine::text,
+                                                     testing::EndsWith("CUTOUT info: : ret:-1"))));
+    }
+};
+
+TEST_F(TwoQueriesTest, OfTwoClientsKeepTheAnswer) {
+    askWith([this] { ask(); });
+    EXPECT_EQ(ask(), (Answer{Status::OK, "M 1"}));
+}
+
+TEST_F(TwoQueriesTest, OfAClientAndAnAttachKeepTheAnswer) {
+    askWith([this] { service->bv2_display_init(service.get()); });
+    EXPECT_EQ(ask(), (Answer{Status::OK, "M 1"}));
 }
 
 // A client may ask while the cover comes and goes.
