@@ -10,6 +10,7 @@
 
 #include <string>
 
+#include "emulator/phone/UeventSender.h"
 #include "tests/host/cutils/PrivateWorld.h"
 
 using namespace std::string_literals;
@@ -17,42 +18,6 @@ using namespace std::string_literals;
 namespace {
 
 const std::string kEvent = "change@/bv2\0SUBSYSTEM=QMX_BV2\0"s;
-
-// A netlink socket that plays the sender.
-class Sender {
-  public:
-    Sender() : mFd(socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT)) {}
-    ~Sender() { close(mFd); }
-
-    // Asks the kernel to broadcast the event, and waits until it has.
-    void throughKernel(const std::string& event) {
-        nlmsghdr header = {};
-        header.nlmsg_len = static_cast<uint32_t>(NLMSG_HDRLEN + event.size());
-        header.nlmsg_type = NLMSG_MIN_TYPE;
-        header.nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
-        std::string message(reinterpret_cast<const char*>(&header), sizeof(header));
-        ASSERT_TRUE(send(message + event, 0, 0));
-
-        char reply[4096];
-        ASSERT_GE(recv(mFd, reply, sizeof(reply), 0), static_cast<ssize_t>(NLMSG_LENGTH(4)));
-        nlmsgerr answer;
-        memcpy(&answer, NLMSG_DATA(reply), sizeof(answer.error));
-        ASSERT_EQ(0, answer.error) << strerror(-answer.error);
-    }
-
-    // Sends to a group or a port, as any process may.
-    bool send(const std::string& message, uint32_t port, uint32_t group) {
-        sockaddr_nl address = {};
-        address.nl_family = AF_NETLINK;
-        address.nl_pid = port;
-        address.nl_groups = group;
-        return sendto(mFd, message.data(), message.size(), 0, reinterpret_cast<sockaddr*>(&address),
-                      sizeof(address)) == static_cast<ssize_t>(message.size());
-    }
-
-  private:
-    int mFd;
-};
 
 class UeventTest : public testing::Test {
   protected:
@@ -91,7 +56,7 @@ class UeventTest : public testing::Test {
     }
 
     const int mFd;
-    Sender mSender;
+    const phone::UeventSender mSender;
 };
 
 class UeventWithoutCredentialsTest : public UeventTest {
@@ -118,12 +83,12 @@ TEST_F(UeventTest, EventsArriveInOrder) {
 }
 
 TEST_F(UeventTest, AProcessThatSpeaksToTheGroupIsDropped) {
-    ASSERT_TRUE(mSender.send(kEvent, 0, 1)) << strerror(errno);
+    ASSERT_TRUE(mSender.asProcess(kEvent, 0, 1)) << strerror(errno);
     expectDropped();
 }
 
 TEST_F(UeventTest, AProcessThatSpeaksToTheSocketIsDropped) {
-    ASSERT_TRUE(mSender.send(kEvent, port(), 0)) << strerror(errno);
+    ASSERT_TRUE(mSender.asProcess(kEvent, port(), 0)) << strerror(errno);
     expectDropped();
 }
 
@@ -141,7 +106,7 @@ TEST_F(UeventTest, TheKernelsAnswerToTheSocketAloneIsDropped) {
 }
 
 TEST_F(UeventTest, AfterADroppedMessageTheKernelIsHeard) {
-    ASSERT_TRUE(mSender.send(kEvent, 0, 1));
+    ASSERT_TRUE(mSender.asProcess(kEvent, 0, 1));
     mSender.throughKernel(kEvent);
     expectDropped();
     EXPECT_EQ(kEvent, receive().substr(0, kEvent.size()));

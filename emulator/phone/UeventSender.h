@@ -1,0 +1,31 @@
+// Uevents of the kernel, raised from outside of it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "emulator/phone/Fd.h"
+
+namespace phone {
+
+class UeventSender {
+  public:
+    // Longest event that the kernel passes on whatever its number is: both have 2,032 bytes.
+    static constexpr size_t kLimit = 2032 - sizeof("SEQNUM=18446744073709551615");
+
+    // Throws phone::Error when there can be no netlink socket.
+    UeventSender();
+
+    // Has the kernel broadcast the event in this network namespace, with "SEQNUM=<n>" and a NUL
+    // behind it; returns when it has. Whoever listens with a full buffer misses it. Throws
+    // phone::Error when the kernel refuses. One thread at a time.
+    void throughKernel(const std::string& event) const;
+
+    // Sends the bytes to a group or a port as any process may; false, errno set, on failure.
+    bool asProcess(const std::string& bytes, uint32_t port, uint32_t group) const;
+
+  private:
+    Fd mSocket;
+};
+
+}  // namespace phone
