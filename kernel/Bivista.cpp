@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 
 #include "kernel/Descriptor.h"
+#include "kernel/StopSignal.h"
 #include "kernel/UsbMonitor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -20,13 +21,6 @@ Mutex sInstanceLock;
 // The service object. Written once, before any thread that could take the signal exists; so the
 // handler reads it without the lock.
 std::atomic<Bivista*> sInstance = nullptr;
-
-void blockStopSignal() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGUSR1);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
 
 }  // namespace
 
@@ -42,7 +36,6 @@ Bivista::Bivista() {
         sInstance = this;
     }
     sDestroy = false;
-    // The handler logs, joins and frees: it may only run where a thread opens the signal to wait.
     blockStopSignal();
     signal(SIGUSR1, sighandler);
     mStopFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);

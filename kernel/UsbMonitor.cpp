@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +17,7 @@
 
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
+#include "kernel/StopSignal.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -119,9 +119,7 @@ void Bivista::watchDevFolder() {
 // Waits for events and reads them. False when the thread is to end. The SIGUSR1 handler may run
 // here, and only here.
 bool Bivista::waitForNotify(char* buffer, size_t capacity, ssize_t* count) {
-    sigset_t signals;
-    pthread_sigmask(SIG_BLOCK, nullptr, &signals);
-    sigdelset(&signals, SIGUSR1);
+    const sigset_t signals = stopSignalOpen();
     pollfd fds[] = {{mInotifyFd, POLLIN, 0}, {mStopFd, POLLIN, 0}};
     int ready = 0;
     do {
