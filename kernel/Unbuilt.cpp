@@ -34,47 +34,7 @@ Return<Status> Bivista::cancelFirmwareUpgrade() {
     return Status::FAIL;
 }
 
-Return<void> Bivista::getTouchFirmwareVersion(getTouchFirmwareVersion_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
-Return<Status> Bivista::DoRawdata() {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::DoDelta() {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::DoTouchReset() {
-    return Status::FAIL;
-}
-
-Return<void> Bivista::getGpiopin(getGpiopin_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
 Return<Status> Bivista::setStatus(const LpwgStatus& /*status*/) {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::DoTouchFirmwareUpgrade() {
-    return Status::FAIL;
-}
-
-Return<void> Bivista::getSelfTest(getSelfTest_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
-Return<void> Bivista::getLPWGSelfTest(getLPWGSelfTest_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
-Return<Status> Bivista::getTestResults() {
     return Status::FAIL;
 }
 
@@ -117,10 +77,6 @@ Return<Status> Bivista::manageAesMode(uint32_t /*mode*/) {
 }
 
 Return<Status> Bivista::bv_update_state() {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::set_touch_perf(bool /*enable*/) {
     return Status::FAIL;
 }
 

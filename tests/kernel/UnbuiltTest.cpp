@@ -50,16 +50,7 @@ const std::vector<Method> kMethods = {
         PLAIN(goDload),
         PLAIN(goSTMDload),
         PLAIN(cancelFirmwareUpgrade),
-        WITH_CALLBACK(getTouchFirmwareVersion),
-        PLAIN(DoRawdata),
-        PLAIN(DoDelta),
-        PLAIN(DoTouchReset),
-        WITH_CALLBACK(getGpiopin),
         PLAIN(setStatus, LpwgStatus{1, 0}),
-        PLAIN(DoTouchFirmwareUpgrade),
-        WITH_CALLBACK(getSelfTest),
-        WITH_CALLBACK(getLPWGSelfTest),
-        PLAIN(getTestResults),
         PLAIN(setSubDisplayBrightness, 1),
         PLAIN(setSubDisplayPowerState, true),
         WITH_CALLBACK(getSubDisplayInfo),
@@ -68,7 +59,6 @@ const std::vector<Method> kMethods = {
         PLAIN(setAesMode, 1),
         PLAIN(manageAesMode, 1),
         PLAIN(bv_update_state),
-        PLAIN(set_touch_perf, true),
 };
 
 class UnbuiltTest : public ServiceTest {

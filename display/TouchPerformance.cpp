@@ -1,0 +1,26 @@
+// The touch performance mode of the cover.
+
+#include <cstdio>
+
+#include "display/Attach.h"
+#include "kernel/AtQuery.h"
+#include "kernel/Bivista.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+Return<Status> Bivista::set_touch_perf(bool enable) {
+    if (!bv2_initialized) {
+        LOG_ERROR("%s: bv2 not initialized, enable:%d", __func__, enable);
+        return Status::FAIL;
+    }
+    char cmd[1024] = {};
+    snprintf(cmd, sizeof(cmd), "%s%d\r", "AT%TCPERF=", enable);
+    const AtQuery<> query(*this, cmd);
+    LOG_INFO("%s: Bivista send TCPERF: %s, ret:%d", __func__, query.text(), query.result());
+    // Meant: any negative result is a failure here.
+    if (query.result() >= 0) return Status::OK;
+    LOG_ERROR("%s: enable:%d, buf:%s, ret: %d", __func__, enable, query.text(), query.result());
+    return Status::FAIL;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
