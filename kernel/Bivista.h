@@ -108,6 +108,10 @@ class Bivista : public V1_1::IBivista {
     // Writes the bytes, creating the file if need be; false only when it cannot be opened.
     static bool writeString(const std::string& path, const std::string& value);
 
+    // Has the kernel bring back a cover whose loader finds no firmware (FirmwareUpgrade.cpp). USB
+    // thread. FAIL when the kernel's control file cannot be used.
+    Status doRecoveryUpgrade();
+
     // Stops and joins the two USB threads (UsbMonitor.cpp); a second call does nothing more. Runs
     // in the SIGUSR1 handler, also on the notify thread itself, which then is not joined.
     void usbThreadJoin();
@@ -190,11 +194,17 @@ class Bivista : public V1_1::IBivista {
     bool copySerialLog(int wakeFd, int timeout);
     int copySerialLine();
 
+    // Chooses the image of `dir` for a cover of this version (FirmwareFile.cpp). `selected` holds
+    // 1024 zero bytes and takes the image's file name; it stays empty when there is no image at
+    // all. FAIL when the folder cannot be opened or its images are all of other hardware lines.
+    Status getDFUFile(const std::string& dir, const char* version, char* selected);
+    void keepFirmwareFile(const char* name);
+
     // Client's LPWG and pen callback.
     sp<V1_0::IBivistaLpwgCallback> mLpwgCallback GUARDED_BY(mLpwgCallbackLock);
     // Client's sub display callback.
     sp<IBivistaSubDisplayCallback> mSubDisplayCallback GUARDED_BY(sub_state_lock);
-    // File name of the selected firmware image.
+    // File name of the firmware image that was looked at last. RPC thread.
     char mDfuFilePath[1024] = {};
     // The uevent worker; set when it is created.
     pthread_t mUeventThread = {};

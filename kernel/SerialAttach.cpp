@@ -73,6 +73,7 @@ bool Bivista::prepareSerialPort() {
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialAttached.load());
     if (!releaseSerialPort()) return;
+    (void)cancelFirmwareUpgrade().isOk();
     bv2_display_deinit(this);
     serialLogEnable(false);
 }

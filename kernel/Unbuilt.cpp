@@ -4,36 +4,6 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Return<void> Bivista::getFirmwareVersion(getFirmwareVersion_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
-Return<Status> Bivista::checkFirmwareVersion() {
-    return Status::FAIL;
-}
-
-Return<void> Bivista::getFirmwareFile(getFirmwareFile_cb cb) {
-    cb(Status::FAIL, "");
-    return Void();
-}
-
-Return<Status> Bivista::doFirmwareUpgrade() {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::goDload() {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::goSTMDload() {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::cancelFirmwareUpgrade() {
-    return Status::FAIL;
-}
-
 Return<Status> Bivista::setStatus(const LpwgStatus& /*status*/) {
     return Status::FAIL;
 }

@@ -44,7 +44,7 @@ bool isRecoveryModel(const char* product) {
     return false;
 }
 
-void loaderAdded(usb_device* device) {
+void loaderAdded(Bivista& service, usb_device* device) {
     static constexpr char kFunction[] = "usbDeviceAdded";
     const Text serial(usb_device_get_serial(device, kStringTimeoutMs));
     if (serial == nullptr) {
@@ -66,12 +66,15 @@ void loaderAdded(usb_device* device) {
         LOG_INFO("%s : normal dload mode", kFunction);
     } else if (strcmp(serial.get(), kErrorLoaderSerial) == 0) {
         LOG_INFO("%s : error dload mode", kFunction);
+        service.doRecoveryUpgrade();
+        LOG_DEBUG("%s: doRecoveryUpgrade called", kFunction);
     }
 }
 
 }  // namespace
 
 int Bivista::usbDeviceAdded(const char* devname, void* client) {
+    Bivista& service = *static_cast<Bivista*>(client);
     const Device device(usb_device_open(devname));
     if (device == nullptr) {
         LOG_ERROR("usb_device_open failed");
@@ -84,9 +87,9 @@ int Bivista::usbDeviceAdded(const char* devname, void* client) {
         LOG_DEBUG("%s: %s idVendor:%04x idProduct:%04x", __func__, devname, vendor, product);
         free(sUsbDeviceName);
         sUsbDeviceName = strdup(devname);
-        static_cast<Bivista*>(client)->mUsbAttached = true;
+        service.mUsbAttached = true;
     } else if (vendor == kLoaderVendor && product == kLoaderProduct) {
-        loaderAdded(device.get());
+        loaderAdded(service, device.get());
     }
     return 0;
 }

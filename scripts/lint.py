@@ -17,7 +17,8 @@ ANDROID = (
     "vendor/qmx/hardware/",
 )
 LINUX = ("linux/", "sys/")
-LINUX_FILES = {"fcntl.h", "libgen.h", "poll.h", "pthread.h", "sched.h", "strings.h", "termios.h", "unistd.h"}
+LINUX_FILES = {"dirent.h", "fcntl.h", "libgen.h", "poll.h", "pthread.h", "sched.h", "strings.h",
+               "termios.h", "unistd.h"}
 # Folder: the project's headers that it may include.
 ROOMS = {
     "service": ("kernel/Bivista.h", "kernel/Log.h"),

@@ -9,7 +9,8 @@ using support::LogLine;
 namespace {
 
 bool isOfDisplay(const LogLine& line) {
-    for (const char* other : {"serial", "usb", "==", "getLogSaveAtCmd"}) {
+    for (const char* other :
+         {"serial", "usb", "==", "getLogSaveAtCmd", "Writing 0 to /sys/devices"}) {
         if (line.text.starts_with(other)) return false;
     }
     return true;

@@ -136,8 +136,9 @@ TEST_F(AutoSuspendTest, AVoteLeftByATimeOutIsResetByTheNextAttachment) {
     const uint64_t again = journal.next();
     detach();
     attach();
-    EXPECT_THAT(nodeWrites(again), ElementsAre("control=auto", "control=on", "control=auto",
-                                               "bv2_hal_ready=Y", "control=on", "control=auto"));
+    EXPECT_THAT(nodeWrites(again),
+                ElementsAre("virtual_mcu_firmware_write=0", "control=auto", "control=on",
+                            "control=auto", "bv2_hal_ready=Y", "control=on", "control=auto"));
 }
 
 using UsbDriverTest = ServiceTest;

@@ -9,6 +9,7 @@
 #include <functional>
 #include <utility>
 
+#include <dirent.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
@@ -34,6 +35,8 @@ bool noUsbHost = false;
 // Polls that include the descriptor of the USB host context.
 std::function<int()> onUsbPoll;
 std::atomic<int> usbHostFd = -1;
+// The next entry of a folder that the calling thread reads.
+thread_local std::function<dirent*()> onReadFolder;
 // Told of every clean-up of a context before it is done.
 std::function<void()> onUsbHostCleanup;
 
@@ -91,6 +94,11 @@ void __real_usb_host_cleanup(usb_host_context* context);
 void __wrap_usb_host_cleanup(usb_host_context* context) {
     if (onUsbHostCleanup) onUsbHostCleanup();
     __real_usb_host_cleanup(context);
+}
+
+dirent* __real_readdir(DIR* folder);
+dirent* __wrap_readdir(DIR* folder) {
+    return onReadFolder ? callOnce(onReadFolder) : __real_readdir(folder);
 }
 
 int __real_eventfd(unsigned int count, int flags);
@@ -416,6 +424,21 @@ TEST_F(InterpositionTest, AFailedWriteEndsTheCommand) {
     // The vote is withdrawn.
     journal.waitFor(phone::is(phone::Kind::NodeWrite, "auto"), from);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+// No file system of today holds such a name.
+TEST_F(InterpositionTest, AnImagesNameThatDoesNotFitEndsTheSearch) {
+    start();
+    attach();
+    alignas(dirent) char entry[sizeof(dirent) + 1024] = {};
+    const std::string name = std::string(1020, 'x') + ".dfu";
+    memcpy(entry + offsetof(dirent, d_name), name.c_str(), name.size() + 1);
+    onReadFolder = [&] { return reinterpret_cast<dirent*>(entry); };
+    log.clear();
+    EXPECT_EQ(service->checkFirmwareVersion(), Status::FAIL);
+    EXPECT_EQ(onReadFolder, nullptr);
+    EXPECT_FALSE(log.contains("getDFUFile: There is no matching firmware"));
+    EXPECT_FALSE(log.contains("checkFirmwareVersion: doFirmwareUpgrade not called"));
 }
 
 }  // namespace

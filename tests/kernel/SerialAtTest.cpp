@@ -215,9 +215,10 @@ TEST_F(SerialAtTest, TimesOutLeavesTheVoteAndAsksForRecovery) {
     // The recovery makes the cover come back, and the new attachment forgets the vote.
     awaitAttached(from);
     const std::vector<std::string> writes = nodeWrites(from);
-    ASSERT_GE(writes.size(), 4u);
-    EXPECT_THAT(std::vector(writes.begin(), writes.begin() + 4),
-                ElementsAre("control=on", "bv2_recovery=Y", "control=auto", "control=on"));
+    ASSERT_GE(writes.size(), 5u);
+    EXPECT_THAT(std::vector(writes.begin(), writes.begin() + 5),
+                ElementsAre("control=on", "bv2_recovery=Y", "virtual_mcu_firmware_write=0",
+                            "control=auto", "control=on"));
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 

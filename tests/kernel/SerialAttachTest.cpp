@@ -16,20 +16,7 @@ using testing::_;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class SerialAttachTest : public ServiceTest {
-  protected:
-    // The log without what the other threads say.
-    std::vector<std::string> ownLines() const {
-        std::vector<std::string> lines;
-        for (const std::string& text : log.texts()) {
-            const bool other = text.rfind("usb", 0) == 0 || text.rfind("==", 0) == 0 ||
-                               text.rfind("serialLogThread", 0) == 0 ||
-                               text.rfind("BrightnessThread", 0) == 0;
-            if (!other) lines.push_back(text);
-        }
-        return lines;
-    }
-};
+using SerialAttachTest = ServiceTest;
 
 TEST_F(SerialAttachTest, SendsEchoOffBeforeAnythingElse) {
     start();
@@ -54,14 +41,16 @@ TEST_F(SerialAttachTest, BringsUpTheDisplayTellsTheKernelThenStartsTheLog) {
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 1", up);
 }
 
-TEST_F(SerialAttachTest, TakesTheDisplayDownThenEndsTheLog) {
+TEST_F(SerialAttachTest, CancelsAnUpgradeTakesTheDisplayDownThenEndsTheLog) {
     start();
     attach();
     const size_t from = log.size();
     const uint64_t entry = journal.next();
     detach();
+    const size_t cancelled =
+            log.waitFor(std::string("Writing 0 to ") + phone::kFirmwareWrite, from);
     const size_t down =
-            log.waitFor(ANDROID_LOG_INFO, "bv2_display_deinit --, bv2_initialized:0", from);
+            log.waitFor(ANDROID_LOG_INFO, "bv2_display_deinit --, bv2_initialized:0", cancelled);
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 0", down);
     EXPECT_THAT(commands(entry), IsEmpty());
 }

@@ -81,6 +81,17 @@ std::vector<std::string> ServiceTest::nodeWrites(uint64_t from) const {
     return writes;
 }
 
+std::vector<std::string> ServiceTest::ownLines() const {
+    std::vector<std::string> lines;
+    for (const std::string& text : log.texts()) {
+        const bool isOther = text.rfind("usb", 0) == 0 || text.rfind("==", 0) == 0 ||
+                             text.rfind("serialLogThread", 0) == 0 ||
+                             text.rfind("BrightnessThread", 0) == 0;
+        if (!isOther) lines.push_back(text);
+    }
+    return lines;
+}
+
 std::vector<std::string> ServiceTest::commands(uint64_t from) const {
     return journal.list(Kind::TtyRx, from);
 }

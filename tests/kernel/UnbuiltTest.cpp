@@ -43,13 +43,6 @@ struct Method {
     }
 
 const std::vector<Method> kMethods = {
-        WITH_CALLBACK(getFirmwareVersion),
-        PLAIN(checkFirmwareVersion),
-        WITH_CALLBACK(getFirmwareFile),
-        PLAIN(doFirmwareUpgrade),
-        PLAIN(goDload),
-        PLAIN(goSTMDload),
-        PLAIN(cancelFirmwareUpgrade),
         PLAIN(setStatus, LpwgStatus{1, 0}),
         PLAIN(setSubDisplayBrightness, 1),
         PLAIN(setSubDisplayPowerState, true),
