@@ -43,7 +43,7 @@ Device::Device(const cover::Options& cover) {
     mPhone->setCoverOptions(cover);
     mPhone->attachCover();
     // The last command of the attach; what is measured waits behind it.
-    mPhone->journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%LOGSAVE="));
+    mPhone->journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
 }
 
 void Device::end() {

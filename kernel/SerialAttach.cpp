@@ -52,6 +52,8 @@ void Bivista::serialDeviceAdded() {
     bv2_display_init(this);
     usbReady();
     serialLogEnable(true);
+    const Status status = bv_update_state();
+    LOG_ERROR("status = %d", static_cast<int>(status));
 }
 
 bool Bivista::prepareSerialPort() {

@@ -46,8 +46,4 @@ Return<Status> Bivista::manageAesMode(uint32_t /*mode*/) {
     return Status::FAIL;
 }
 
-Return<Status> Bivista::bv_update_state() {
-    return Status::FAIL;
-}
-
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

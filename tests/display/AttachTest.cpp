@@ -40,7 +40,8 @@ TEST_F(AttachTest, FetchesTheCutoutAndSaysSo) {
     start();
     mark();
     attach();
-    EXPECT_THAT(commands(), ElementsAre("ATE0\r", kGetCutout, "AT%LOGSAVE=3\r"));
+    EXPECT_THAT(commands(),
+                ElementsAre("ATE0\r", kGetCutout, "AT%LOGSAVE=3\r", kUpdateStateCommand));
     EXPECT_THAT(lines("bv2_display_init"),
                 ElementsAre(infoLine("bv2_display_init ++, bv2_initialized:0"),
                             debugLine(std::string("bv2_display_init: ") + kCutout),
@@ -65,7 +66,7 @@ TEST_F(AttachTest, ASecondAttachmentDoesNotFetchTheCutoutAgain) {
     detach();
     mark();
     attach();
-    EXPECT_THAT(commands(), ElementsAre("ATE0\r", "AT%LOGSAVE=3\r"));
+    EXPECT_THAT(commands(), ElementsAre("ATE0\r", "AT%LOGSAVE=3\r", kUpdateStateCommand));
     EXPECT_THAT(lines("bv2_display_init"),
                 ElementsAre(infoLine("bv2_display_init ++, bv2_initialized:0"),
                             infoLine("bv2_display_init --, bv2_initialized:1")));
@@ -137,7 +138,7 @@ TEST_F(AttachTest, AClientThatFetchesTheCutoutSparesTheNextAttachmentThat) {
     detach();
     mark();
     attach();
-    EXPECT_THAT(commands(), ElementsAre("ATE0\r", "AT%LOGSAVE=3\r"));
+    EXPECT_THAT(commands(), ElementsAre("ATE0\r", "AT%LOGSAVE=3\r", kUpdateStateCommand));
 }
 
 // Meant: a hang-up counts as an answer, and the empty text as the cutout.
@@ -150,7 +151,7 @@ TEST_F(AttachTest, AHangUpMakesAnEmptyCutoutTheCutoutForGood) {
     mark();
     attach();
     EXPECT_EQ(cutout(), "");
-    EXPECT_THAT(commands(), ElementsAre("ATE0\r", "AT%LOGSAVE=3\r"));
+    EXPECT_THAT(commands(), ElementsAre("ATE0\r", "AT%LOGSAVE=3\r", kUpdateStateCommand));
 }
 
 // Meant: the queue is emptied only before the cutout is fetched. So a client that fetches it

@@ -9,8 +9,8 @@ using support::LogLine;
 namespace {
 
 bool isOfDisplay(const LogLine& line) {
-    for (const char* other :
-         {"serial", "usb", "==", "getLogSaveAtCmd", "Writing 0 to /sys/devices"}) {
+    for (const char* other : {"serial", "usb", "==", "getLogSaveAtCmd", "readString",
+                              "bv_update_state", "status = ", "Writing 0 to /sys/devices"}) {
         if (line.text.starts_with(other)) return false;
     }
     return true;

@@ -119,8 +119,10 @@ TEST_F(ServiceEndToEndTest, TakesAPropertyThatIsLongerThanAndroidAllows) {
 TEST_F(ServiceEndToEndTest, RefusesWhatIsNotBuiltYet) {
     startPhone();
     const std::vector<std::vector<std::string>> calls = {
-            {"setStatus", "1", "0"}, {"drawSubDisplay", "1,2"}, {"getSubDisplayInfo"},
-            {"setAesMode", "1"},     {"bv_update_state"},
+            {"setStatus", "1", "0"},
+            {"drawSubDisplay", "1,2"},
+            {"getSubDisplayInfo"},
+            {"setAesMode", "1"},
     };
     for (const auto& arguments : calls) {
         const Outcome outcome = call(arguments);

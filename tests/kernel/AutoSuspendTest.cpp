@@ -138,7 +138,8 @@ TEST_F(AutoSuspendTest, AVoteLeftByATimeOutIsResetByTheNextAttachment) {
     attach();
     EXPECT_THAT(nodeWrites(again),
                 ElementsAre("virtual_mcu_firmware_write=0", "control=auto", "control=on",
-                            "control=auto", "bv2_hal_ready=Y", "control=on", "control=auto"));
+                            "control=auto", "bv2_hal_ready=Y", "control=on", "control=auto",
+                            "control=on", "control=auto"));
 }
 
 using UsbDriverTest = ServiceTest;

@@ -23,7 +23,7 @@ int main() {
     service->incStrong(nullptr);
     phone.attachCover();
     // The last command of the attach; the exchange behind it waits for its end.
-    phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%LOGSAVE="));
+    phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
     if (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return 1;
 
     char answer[1025] = {};

@@ -213,7 +213,7 @@ TEST_F(SerialAtTest, TimesOutLeavesTheVoteAndAsksForRecovery) {
     EXPECT_THAT(recovery, ElementsAre(rule, title, rule));
 
     // The recovery makes the cover come back, and the new attachment forgets the vote.
-    awaitAttached(from);
+    awaitAttached();
     const std::vector<std::string> writes = nodeWrites(from);
     ASSERT_GE(writes.size(), 5u);
     EXPECT_THAT(std::vector(writes.begin(), writes.begin() + 5),

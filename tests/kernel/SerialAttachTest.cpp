@@ -28,15 +28,17 @@ TEST_F(SerialAttachTest, SendsEchoOffBeforeAnythingElse) {
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: [ATE0]"));
 }
 
-TEST_F(SerialAttachTest, BringsUpTheDisplayTellsTheKernelThenStartsTheLog) {
+TEST_F(SerialAttachTest, BringsUpTheDisplayTellsTheKernelThenStartsTheLogThenTellsTheCover) {
     start();
     attach();
-    EXPECT_THAT(commands(first), ElementsAre("ATE0\r", "AT%GETBVCUTOUT\r", "AT%LOGSAVE=3\r"));
+    EXPECT_THAT(commands(first),
+                ElementsAre("ATE0\r", "AT%GETBVCUTOUT\r", "AT%LOGSAVE=3\r", kUpdateStateCommand));
     EXPECT_THAT(nodeWrites(first), ElementsAre("control=auto",                  // allowed
                                                "control=on", "control=auto",    // echo off
                                                "control=on", "control=auto",    // cutout
                                                "bv2_hal_ready=Y",               //
-                                               "control=on", "control=auto"));  // log
+                                               "control=on", "control=auto",    // log
+                                               "control=on", "control=auto"));  // touch
     const size_t up = log.waitFor(ANDROID_LOG_INFO, "bv2_display_init --, bv2_initialized:1");
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 1", up);
 }
@@ -53,6 +55,22 @@ TEST_F(SerialAttachTest, CancelsAnUpgradeTakesTheDisplayDownThenEndsTheLog) {
             log.waitFor(ANDROID_LOG_INFO, "bv2_display_deinit --, bv2_initialized:0", cancelled);
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 0", down);
     EXPECT_THAT(commands(entry), IsEmpty());
+}
+
+TEST_F(SerialAttachTest, PassesOnTheTouchUpdateStateAtLast) {
+    phone.setNode(phone::kUpdateState, "3 1 0\n");
+    start();
+    attach();
+    EXPECT_EQ(commands(first).back(), "AT%TCHUPDATE=UPDATE_STATE,3,1,0\r");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "status = 0"));
+}
+
+TEST_F(SerialAttachTest, AttachesWithoutATouchUpdateState) {
+    phone.removeNode(phone::kUpdateState);
+    start();
+    attach();
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "status = 1"));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
 TEST_F(SerialAttachTest, AppliesTheLineSettings) {
@@ -85,10 +103,11 @@ TEST_P(ModelTest, IsSentForDevicesOfTheLine) {
     start();
     attach();
     if (GetParam().dcm) {
-        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", "AT%MODEL=DCM\r", _, _));
+        EXPECT_THAT(commands(first),
+                    ElementsAre("ATE0\r", "AT%MODEL=DCM\r", _, _, kUpdateStateCommand));
         EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "serialDeviceAdded: Set MODEL=DCM"));
     } else {
-        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", _, _));
+        EXPECT_THAT(commands(first), ElementsAre("ATE0\r", _, _, kUpdateStateCommand));
     }
 }
 
@@ -128,7 +147,7 @@ TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
     log.waitFor("serialDeviceAdded: failed to write ATE0: Timer expired");
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kRecovery, "Y"), first);
     // It comes back, and the second attach succeeds.
-    awaitAttached(first);
+    awaitAttached();
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
@@ -211,9 +230,8 @@ TEST_F(SerialAttachTest, HandlesADetachAndAnAttachInOneReadInOrder) {
     start();
     attach();
     const size_t mark = log.size();
-    const uint64_t from = journal.next();
     phone.reattachCover();
-    awaitAttached(from);
+    awaitAttached(mark);
     const size_t removed = log.waitFor("========== ttyACM0 delete", mark);
     log.waitFor("========== ttyACM0 create", removed);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");

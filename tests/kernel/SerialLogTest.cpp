@@ -9,6 +9,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 using phone::Kind;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -121,7 +122,7 @@ TEST_F(SerialLogTest, APropertyFileThatIsMissingOrMalformedMeansNoCapture) {
 TEST_F(SerialLogTest, AttachSendsTheCommandAndDetachSendsNothing) {
     phone.setProperty(kUart, "1");
     attachWithCapture();
-    EXPECT_EQ(commands(first).back(), "AT%LOGSAVE=2\r");
+    EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=2\r").Times(1));
     const uint64_t from = journal.next();
     detach();
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting");
@@ -267,7 +268,7 @@ TEST_F(SerialLogTest, WithoutCaptureThePortStaysClosed) {
     phone.setProperty(kCapture, "0");
     start();
     attach();
-    EXPECT_EQ(commands(first).back(), "AT%LOGSAVE=3\r");
+    EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=3\r").Times(1));
     phone.wakeLock(false);
     phone.wakeLock(true);
     detach();
@@ -280,7 +281,7 @@ TEST_F(SerialLogTest, OpensThePortForAValueThatOnlyBeginsWithZero) {
     phone.setProperty(kCapture, "01");
     start();
     attach();
-    EXPECT_EQ(commands(first).back(), "AT%LOGSAVE=3\r");
+    EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=3\r").Times(1));
     awaitResume();
 }
 

@@ -16,6 +16,10 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 // The control file of the cover's USB power, as the service reaches it.
 inline constexpr char kPowerControl[] = "/sys/class/tty/ttyACM0/device/../power/control";
 
+// The last command of an attach, as long as the phone's touch update state is what it was made
+// with.
+inline constexpr char kUpdateStateCommand[] = "AT%TCHUPDATE=UPDATE_STATE,0,0,0\r";
+
 class ServiceTest : public support::PhoneTest {
   protected:
     // Stops the service's USB side and log capture: a thread that is in a supervised call while the
@@ -28,8 +32,8 @@ class ServiceTest : public support::PhoneTest {
 
     // Puts the cover on and waits until the service has attached it.
     void attach(const phone::CoverOptions& options = {});
-    // Waits for the end of an attach that began at journal entry `from` or later.
-    void awaitAttached(uint64_t from) const;
+    // Waits for the end of an attach that the log tells of at this line or later.
+    void awaitAttached(size_t line = 0) const;
     // Pulls the cover off and waits until the service has detached it.
     void detach();
 

@@ -51,7 +51,6 @@ const std::vector<Method> kMethods = {
         WITH_CALLBACK(getSubDisplayPowerState),
         PLAIN(setAesMode, 1),
         PLAIN(manageAesMode, 1),
-        PLAIN(bv_update_state),
 };
 
 class UnbuiltTest : public ServiceTest {

@@ -1,0 +1,20 @@
+// The touch update state, which the phone's touch driver publishes and the cover has to know.
+
+#include "display/UpdateStateCommand.h"
+#include "kernel/AtQuery.h"
+#include "kernel/Bivista.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+Return<Status> Bivista::bv_update_state() {
+    std::string text;
+    const int32_t nodeError =
+            readString("/sys/devices/virtual/input/qmx_touch/bv_update_state", text);
+    Status status = Status::FAIL;
+    if (nodeError == 0) status = sendAndLog(*this, __func__, makeUpdateStateCommand(text));
+    LOG_DEBUG("%s : ATCMD_Status : %d, sysNodeError : %d\n", __func__, static_cast<int>(status),
+              nodeError);
+    return status;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
