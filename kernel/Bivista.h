@@ -18,6 +18,7 @@
 #include "kernel/DevicePath.h"
 #include "kernel/Mutex.h"
 #include "kernel/SerialAt.h"
+#include "kernel/SharedPointer.h"
 
 struct usb_host_context;
 
@@ -107,6 +108,9 @@ class Bivista : public V1_1::IBivista {
     static int32_t writeInt32(const std::string& path, int32_t value);
     // Writes the bytes, creating the file if need be; false only when it cannot be opened.
     static bool writeString(const std::string& path, const std::string& value);
+
+    // The client's LPWG and pen callback, null for none. Any thread.
+    sp<V1_0::IBivistaLpwgCallback> lpwgCallback() const { return mLpwgCallback.get(); }
 
     // Has the kernel bring back a cover whose loader finds no firmware (FirmwareUpgrade.cpp). USB
     // thread. FAIL when the kernel's control file cannot be used.
@@ -200,15 +204,21 @@ class Bivista : public V1_1::IBivista {
     Status getDFUFile(const std::string& dir, const char* version, char* selected);
     void keepFirmwareFile(const char* name);
 
-    // Client's LPWG and pen callback.
-    sp<V1_0::IBivistaLpwgCallback> mLpwgCallback GUARDED_BY(mLpwgCallbackLock);
+    // The uevent worker (Lpwg.cpp).
+    void startUeventWorker() REQUIRES(mLpwgCallbackLock);
+    void stopUeventWorker() REQUIRES(mLpwgCallbackLock);
+
+    // Client's LPWG and pen callback. Replaced under mLpwgCallbackLock; the uevent worker, which
+    // must not take that lock, copies it.
+    SharedPointer<V1_0::IBivistaLpwgCallback> mLpwgCallback;
     // Client's sub display callback.
     sp<IBivistaSubDisplayCallback> mSubDisplayCallback GUARDED_BY(sub_state_lock);
     // File name of the firmware image that was looked at last. RPC thread.
     char mDfuFilePath[1024] = {};
     // The uevent worker; set when it is created.
-    pthread_t mUeventThread = {};
-    // Guards the LPWG callback and the uevent worker's start and stop.
+    pthread_t mUeventThread GUARDED_BY(mLpwgCallbackLock) = {};
+    // Guards the replacement of the LPWG callback and the uevent worker's start and stop; held
+    // while the worker is joined.
     Mutex mLpwgCallbackLock;
     // The two USB threads. Each stores its own id before it publishes what makes others join it:
     // mUsbHostContext and mInotifyFd.

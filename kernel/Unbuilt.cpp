@@ -4,14 +4,6 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Return<Status> Bivista::setStatus(const LpwgStatus& /*status*/) {
-    return Status::FAIL;
-}
-
-Return<void> Bivista::setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& /*callback*/) {
-    return Void();
-}
-
 Return<Status> Bivista::setSubDisplayBrightness(int32_t /*value*/) {
     return Status::FAIL;
 }
@@ -36,14 +28,6 @@ Return<void> Bivista::getSubDisplayPowerState(getSubDisplayPowerState_cb cb) {
 
 Return<void> Bivista::setSubDisplayCallback(const sp<IBivistaSubDisplayCallback>& /*callback*/) {
     return Void();
-}
-
-Return<Status> Bivista::setAesMode(uint32_t /*mode*/) {
-    return Status::FAIL;
-}
-
-Return<Status> Bivista::manageAesMode(uint32_t /*mode*/) {
-    return Status::FAIL;
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

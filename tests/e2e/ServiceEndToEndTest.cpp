@@ -119,10 +119,8 @@ TEST_F(ServiceEndToEndTest, TakesAPropertyThatIsLongerThanAndroidAllows) {
 TEST_F(ServiceEndToEndTest, RefusesWhatIsNotBuiltYet) {
     startPhone();
     const std::vector<std::vector<std::string>> calls = {
-            {"setStatus", "1", "0"},
             {"drawSubDisplay", "1,2"},
             {"getSubDisplayInfo"},
-            {"setAesMode", "1"},
     };
     for (const auto& arguments : calls) {
         const Outcome outcome = call(arguments);

@@ -207,6 +207,10 @@ void forceAuto(Bivista& service) {
     EXPECT_EQ(service.usbAutoSuspend(true, false), 4);
 }
 
+void clearNoCallback(Bivista& service) {
+    EXPECT_TRUE(service.setLpwgCallback(nullptr).isOk());
+}
+
 INSTANTIATE_TEST_SUITE_P(Functions, LockFailureTest,
                          testing::Values(LockingFunction{"sendAtCommand", sendWithCallback},
                                          LockingFunction{"serialDeviceAdded",
@@ -214,6 +218,7 @@ INSTANTIATE_TEST_SUITE_P(Functions, LockFailureTest,
                                                              service.serialDeviceAdded();
                                                          }},
                                          LockingFunction{"serialDeviceRemoved", detachPort},
+                                         LockingFunction{"setLpwgCallback", clearNoCallback},
                                          LockingFunction{"usbAutoSuspend", forceAuto}),
                          [](const auto& info) { return info.param.name; });
 

@@ -1,0 +1,51 @@
+// The pen (AES) mode, which the cover, the kernel's USB HID driver and the phone's LPWG service
+// hold.
+
+#include "display/PenAes.h"
+
+#include <vendor/qmx/hardware/lpwg/1.3/ILpwg.h>
+
+#include "kernel/AtQuery.h"
+#include "kernel/Bivista.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+using ::vendor::qmx::hardware::lpwg::V1_3::ILpwg;
+
+namespace {
+
+// The LPWG service's result; 0 when there is no such service, or its process is gone.
+int32_t setModeOfPhone(int32_t mode) {
+    const sp<ILpwg> lpwg = ILpwg::getService();
+    if (lpwg == nullptr) return 0;
+    const Return<int32_t> result = lpwg->setAesModeToLpwg(mode);
+    return result.isOk() ? static_cast<int32_t>(result) : 0;
+}
+
+}  // namespace
+
+Return<Status> Bivista::setAesMode(uint32_t mode) {
+    // Meant: the cover's firmware spells SWITCH so.
+    return sendAndLog(*this, __func__, "AT%TCHNOTIFY=SWTICH_AES," + std::to_string(mode) + "\r");
+}
+
+Return<Status> Bivista::manageAesMode(uint32_t mode) {
+    Status status = Status::FAIL;
+    int32_t lpwgResult = 0;
+    // Meant: the order differs. For mode 1 the cover comes first and the LPWG service last; for any
+    // other the LPWG service comes first and the parameter last.
+    if (mode == 1) {
+        status = setAesMode(1);
+        writeInt32(kAesModePath, 0);
+        lpwgResult = setModeOfPhone(2);
+    } else {
+        lpwgResult = setModeOfPhone(0);
+        status = setAesMode(2);
+        writeInt32(kAesModePath, 2);
+    }
+    LOG_DEBUG("%s : ATCMD_Status : %d, sysNodeError : %d\n", __func__, static_cast<int>(status),
+              lpwgResult);
+    return status;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

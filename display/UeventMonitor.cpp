@@ -1,0 +1,151 @@
+#include "display/UeventMonitor.h"
+
+#include <cerrno>
+
+#include <cutils/uevent.h>
+#include <fcntl.h>
+
+#include "display/Lpwg.h"
+#include "display/LpwgEvent.h"
+#include "display/PenAes.h"
+#include "display/UeventWalk.h"
+#include "kernel/Bivista.h"
+#include "kernel/Descriptor.h"
+#include "kernel/StopSignal.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+std::atomic<bool> sWorkerExit = false;
+
+namespace {
+
+constexpr int kReceiveBufferSize = 0x10000;
+constexpr int kEvents = 64;
+// A message of this size may have been cut.
+constexpr ssize_t kMessageLimit = 2048;
+
+using Handler = void (*)(uint32_t events, data* record);
+
+Status logStatus(Status status) {
+    LOG_ERROR("status = %d", static_cast<int>(status));
+    return status;
+}
+
+// Carries out what the service does by itself. False for an event that is the client's.
+bool handleInService(Bivista& service, LpwgEventStatus status) {
+    switch (status) {
+        case LpwgEventStatus::SWITCH_AES_BOTH:
+            // Meant: this one leaves the parameter to manageAesMode.
+            logStatus(service.manageAesMode(2));
+            return true;
+        case LpwgEventStatus::SWITCH_AES_TO_1:
+            // Meant: mode 1 is 0 to the parameter.
+            if (logStatus(service.setAesMode(1)) == Status::OK) writeNode(kAesModePath, "0");
+            return true;
+        case LpwgEventStatus::SWITCH_AES_TO_2:
+            if (logStatus(service.setAesMode(2)) == Status::OK) writeNode(kAesModePath, "2");
+            return true;
+        case LpwgEventStatus::BV_UPDATE_STATE:
+            logStatus(service.bv_update_state());
+            return true;
+        default:
+            return false;
+    }
+}
+
+void tellClient(const sp<V1_0::IBivistaLpwgCallback>& callback,
+                const sp<V1_1::IBivistaLpwgCallback>& newer, LpwgEventStatus status,
+                int32_t result) {
+    const Return<void> told =
+            newer != nullptr
+                    ? newer->onLpwgEvent_1_1(status, result)
+                    : callback->onLpwgEvent(static_cast<V1_0::LpwgEventStatus>(status), result);
+    if (!told.isOk()) LOG_ERROR("error %s", told.description().c_str());
+}
+
+void handleMessage(Bivista& service, const char* message) {
+    UeventWalk walk(message);
+    while (const char* subsystem = walk.findSubsystem()) {
+        LOG_ERROR("uevent received %s", subsystem);
+        // Copied once: a client may replace it meanwhile.
+        const sp<V1_0::IBivistaLpwgCallback> callback = service.lpwgCallback();
+        // Meant: without a client not even the service's own events are carried out.
+        if (callback == nullptr) return;
+        const sp<V1_1::IBivistaLpwgCallback> newer = asVersion1_1(callback);
+        const char* cp1 = walk.next();
+        if (cp1 == nullptr) return;
+        LOG_ERROR("cp1 = %s", cp1);
+        const char* text = findEventText(cp1);
+        // Meant: only the string behind the subsystem is looked at; the walk goes on with it.
+        if (text == nullptr) continue;
+        LOG_ERROR("Uevent_msg = %s", text);
+        std::string token = text;
+        LpwgEventStatus status = LpwgEventStatus::UNKNOWN;
+        const int32_t result = getLpwgStatusHelper_1_1(status, token);
+        if (handleInService(service, status)) return;
+        tellClient(callback, newer, status, result);
+    }
+}
+
+// The SIGUSR1 handler may run here, and only here.
+int waitForEvents(int epoll, epoll_event (&events)[kEvents]) {
+    const sigset_t signals = stopSignalOpen();
+    return epoll_pwait(epoll, events, kEvents, -1, &signals);
+}
+
+void serveEvents(int epoll, data* record) {
+    while (!sWorkerExit) {
+        epoll_event events[kEvents] = {};
+        const int ready = waitForEvents(epoll, events);
+        if (ready == -1 && errno != EINTR) {
+            LOG_ERROR("lpwg epoll_wait failed; errno=%d", errno);
+            break;
+        }
+        for (int i = 0; i < ready; ++i) {
+            const auto handler = reinterpret_cast<Handler>(events[i].data.ptr);
+            if (handler != nullptr) handler(events[i].events, record);
+        }
+    }
+    LOG_INFO("exiting worker thread");
+}
+
+}  // namespace
+
+void uevent_event(uint32_t /*events*/, data* record) {
+    // Room for the two NULs that end the message.
+    char message[kMessageLimit + 2] = {};
+    const ssize_t count = uevent_kernel_multicast_recv(record->fd, message, kMessageLimit);
+    if (count < 1 || count >= kMessageLimit) return;
+    message[count] = '\0';
+    message[count + 1] = '\0';
+    handleMessage(*record->service, message);
+}
+
+void* work(void* service) {
+    LOG_ERROR("creating thread");
+    const Descriptor socket(uevent_open_socket(kReceiveBufferSize, true));
+    if (!socket.isOpen()) {
+        LOG_ERROR("uevent_init: uevent_open_socket failed\n");
+        return nullptr;
+    }
+    if (fcntl(socket.get(), F_SETFL, O_NONBLOCK) == -1) {
+        LOG_ERROR("fcntl failed\n");
+        return nullptr;
+    }
+    data record = {socket.get(), static_cast<Bivista*>(service), {}};
+    record.registration.events = EPOLLIN;
+    record.registration.data.ptr = reinterpret_cast<void*>(uevent_event);
+    const Descriptor epoll(epoll_create(kEvents));
+    if (!epoll.isOpen()) {
+        LOG_ERROR("epoll_create failed; errno=%d", errno);
+        return nullptr;
+    }
+    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, socket.get(), &record.registration) == -1) {
+        LOG_ERROR("epoll_ctl failed; errno=%d", errno);
+        return nullptr;
+    }
+    serveEvents(epoll.get(), &record);
+    return nullptr;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

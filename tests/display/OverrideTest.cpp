@@ -1,0 +1,72 @@
+// The service calls its own interface methods as methods of the interface: whoever overrides them
+// is heard. Built without RTTI, as the class is.
+#include "tests/display/WorkerTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using testing::ElementsAre;
+
+struct OwnSetAesMode : Bivista {
+    Return<Status> setAesMode(uint32_t mode) override {
+        LOG_INFO("own setAesMode %u", mode);
+        return Status::OK;
+    }
+};
+
+struct OwnMethods : OwnSetAesMode {
+    Return<Status> manageAesMode(uint32_t mode) override {
+        LOG_INFO("own manageAesMode %u", mode);
+        return Status::FAIL;
+    }
+    Return<Status> bv_update_state() override {
+        LOG_INFO("own bv_update_state");
+        return Status::OK;
+    }
+};
+
+class OverrideTest : public WorkerTest {
+  protected:
+    void serve(const sp<Bivista>& own) {
+        service = own;
+        service->incStrong(nullptr);
+    }
+    // What the overriding methods and the worker's verdicts said.
+    std::vector<std::string> said() const {
+        std::vector<std::string> lines = log.texts();
+        std::erase_if(lines, [](const std::string& line) {
+            return line.rfind("own ", 0) != 0 && line.rfind("status", 0) != 0;
+        });
+        return lines;
+    }
+};
+
+TEST_F(OverrideTest, ManagingThePenModeCallsTheOverriddenMethod) {
+    serve(new OwnSetAesMode);
+    EXPECT_EQ(service->manageAesMode(1), Status::OK);
+    EXPECT_EQ(service->manageAesMode(0), Status::OK);
+    EXPECT_THAT(said(), ElementsAre("own setAesMode 1", "own setAesMode 2"));
+}
+
+TEST_F(OverrideTest, TheWorkerCallsOverriddenMethods) {
+    serve(new OwnMethods);
+    registerClient(new LpwgClient1_1);
+    for (const char* name :
+         {"SWITCH_AES_BOTH", "SWITCH_AES_TO_1", "SWITCH_AES_TO_2", "BV_UPDATE_STATE"}) {
+        raiseEvent(name);
+    }
+    handled();
+    EXPECT_THAT(said(),
+                ElementsAre("own manageAesMode 2", "status = 1", "own setAesMode 1", "status = 0",
+                            "own setAesMode 2", "status = 0", "own bv_update_state", "status = 0"));
+    EXPECT_THAT(told(from), ElementsAre("aes_mode=0", "aes_mode=2"));
+}
+
+TEST_F(OverrideTest, AnAttachCallsTheOverriddenMethod) {
+    serve(new OwnMethods);
+    attach();
+    EXPECT_THAT(said(), ElementsAre("own bv_update_state", "status = 0"));
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
