@@ -16,6 +16,7 @@
 
 #include "display/Attach.h"
 #include "kernel/DevicePath.h"
+#include "kernel/HidDisplay.h"
 #include "kernel/Mutex.h"
 #include "kernel/SerialAt.h"
 #include "kernel/SharedPointer.h"
@@ -163,6 +164,28 @@ class Bivista : public V1_1::IBivista {
     void bv2_display_init(void* service) EXCLUDES(sSerialMutex, display_lock);
     void bv2_display_deinit(void* service) EXCLUDES(display_lock);
 
+    // The sub display's HID node has appeared, or gone (HidDisplay.cpp). Notify thread. Negative
+    // when the panel could not be asked for its size; it then stays attached, and uninitialised.
+    int32_t hidDisplayDeviceAdded() EXCLUDES(hid_lock);
+    int32_t hidDisplayDeviceRemoved() EXCLUDES(hid_lock);
+
+    // Transfers to and from the sub display's panel (HidDisplay.cpp). Any thread; each opens the
+    // node anew and holds hid_lock until it is closed. Negative, logged, on failure.
+    //
+    // The panel's record. A panel that answers less than 7 bytes leaves the rest as it was.
+    int32_t hidDisplayGetInfo(hid_display_report_info* info) EXCLUDES(hid_lock);
+    // Power and brightness; nobody sets `flag`.
+    int32_t hidDisplaySetConfig(bool flag, bool power, uint8_t brightness) EXCLUDES(hid_lock);
+    // Sends `length` bytes of pixels to `offset` of the panel's memory, at most 4089 a report. A
+    // length of 0 sends one empty report, which ends a frame. Returns `length`.
+    int32_t hidDisplayPalette(uint16_t length, uint16_t offset, const uint8_t* data)
+            EXCLUDES(hid_lock);
+
+    // The sub display's panel was found, or has gone (sub_display/SubDisplay.cpp). Notify thread;
+    // `service` is the service object, which is told to switch the panel on. Both return 0.
+    int32_t initSubDisplay(Bivista* service, hid_display_report_info info);
+    int32_t deinitSubDisplay();
+
   private:
     // Thread bodies (UsbMonitor.cpp); the argument is the service object.
     static void* usbNotifyThread(void* service);
@@ -207,6 +230,16 @@ class Bivista : public V1_1::IBivista {
     // The uevent worker (Lpwg.cpp).
     void startUeventWorker() REQUIRES(mLpwgCallbackLock);
     void stopUeventWorker() REQUIRES(mLpwgCallbackLock);
+
+    SubScreenState getSubDisplayState() EXCLUDES(sub_state_lock);
+    // Tells the client, too.
+    void setSubDisplayState(SubScreenState state) EXCLUDES(sub_state_lock);
+    bool switchSubDisplay(bool enable) EXCLUDES(mSubThreadLock);
+    // The thread that sends frames (sub_display/UpdateThread.cpp). permit: a stop that was asked
+    // for earlier no longer holds. stop waits for its end; `function` names a failing lock.
+    void permitUpdateThread() EXCLUDES(mSubThreadLock);
+    void startUpdateThread(Bivista* service) EXCLUDES(mSubThreadLock);
+    void stopUpdateThread(const char* function) EXCLUDES(mSubThreadLock);
 
     // Client's LPWG and pen callback. Replaced under mLpwgCallbackLock; the uevent worker, which
     // must not take that lock, copies it.
@@ -254,10 +287,17 @@ class Bivista : public V1_1::IBivista {
     const bool mSerialLogToLogcat = true;
     const bool mSerialLogToKernel = true;
     DevicePath mHidDevicePath;
-    // The sub display's HID node is present.
+    // The sub display's HID node is present. Changed under hid_lock.
     std::atomic<bool> mHidDisplayAttached = false;
-    // Guards the sub display callback and the sub display's state.
+    // Guards the sub display callback and the sub display's state; held while the callback runs.
     Mutex sub_state_lock;
+    SubScreenState mSubDisplayState GUARDED_BY(sub_state_lock) = SubScreenState::UNINITIALIZED;
+    // Makes each start and each stop of the update thread one step: held while it is joined, so
+    // that nobody joins it twice, or lets it run again before it has seen that it is to end.
+    Mutex mSubThreadLock;
+    // The update thread; the flag is false where its creation failed and counts as a success.
+    pthread_t mSubUpdateThread GUARDED_BY(mSubThreadLock) = {};
+    bool mSubUpdateThreadExists GUARDED_BY(mSubThreadLock) = false;
 };
 
 // As Bivista::writeString, for callers without an object; logs its line as an error.

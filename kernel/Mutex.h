@@ -31,8 +31,14 @@ class CAPABILITY("mutex") Mutex {
     // False when somebody holds the mutex; does not wait.
     bool tryLock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&mHandle) == 0; }
 
+    // As unlock(), for the one place where a failure is not logged.
+    void unlockSilently() RELEASE() { pthread_mutex_unlock(&mHandle); }
+
     // Gives the mutex up until the condition is signalled (or for no reason), and takes it again.
-    void wait(pthread_cond_t* condition) REQUIRES(this) { pthread_cond_wait(condition, &mHandle); }
+    // The result of pthread_cond_wait.
+    int wait(pthread_cond_t* condition) REQUIRES(this) {
+        return pthread_cond_wait(condition, &mHandle);
+    }
 
   private:
     pthread_mutex_t mHandle = PTHREAD_MUTEX_INITIALIZER;

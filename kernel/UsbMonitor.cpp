@@ -181,8 +181,10 @@ void Bivista::handleHidEvent(uint32_t mask, const char* name) {
         }
         LOG_INFO("========== %s create", name);
         mHidDevicePath.set(name);
+        hidDisplayDeviceAdded();
     } else if ((mask & IN_DELETE) != 0 && mHidDisplayAttached && mHidDevicePath.name() == name) {
         LOG_INFO("========== %s delete", name);
+        hidDisplayDeviceRemoved();
         mHidDevicePath.clear();
     }
 }

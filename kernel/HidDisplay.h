@@ -1,0 +1,26 @@
+// What the sub display's panel says of itself over HID, and the lock of its node.
+#pragma once
+
+#include <cstdint>
+
+#include "kernel/Mutex.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+// Feature report 2, as it comes: packed, little-endian.
+struct hid_display_report_info {
+    uint8_t report_id;  // 2
+    uint16_t x;         // width in pixels
+    uint16_t y;         // height in pixels
+    uint8_t format;     // pixel format code, for clients
+    uint8_t ready;      // bit 0: the panel is ready
+} __attribute__((packed));
+static_assert(sizeof(hid_display_report_info) == 7);
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "reports are read and written as they are");
+
+// Serialises all use of the panel's hidraw node, and changes of its attached flag: held for the
+// whole of every transfer. A leaf but for the log.
+extern Mutex hid_lock;
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

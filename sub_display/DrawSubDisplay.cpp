@@ -1,0 +1,80 @@
+// A client's frame, from its words to a buffer that waits to be sent.
+
+#include <algorithm>
+
+#include "kernel/Bivista.h"
+#include "sub_display/FrameBuffer.h"
+#include "sub_display/PackFrame.h"
+#include "sub_display/SubDisplay.h"
+#include "sub_display/UpdateThread.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+// The buffer last drawn into unless it is in use, so that a newer frame replaces one that was not
+// sent yet. Null, logged, when none can be had.
+FrameBuffer* claimBuffer() {
+    FrameBuffer* const last = frameBuffer(cur_fb);
+    if (last == nullptr) {
+        // Meant: said twice.
+        frameBuffer(cur_fb);
+        LOG_ERROR("There is no Palette Buffer. Try again later.");
+        return nullptr;
+    }
+    if (claimForDrawing(last)) return last;
+    for (uint8_t index = 0; index < kFrameBuffers; ++index) {
+        FrameBuffer* const other = frameBuffer(index);
+        if (!claimForDrawing(other)) continue;
+        cur_fb = index;
+        return other;
+    }
+    LOG_ERROR("There is no Writable Buffer. Try again later.");
+    return nullptr;
+}
+
+// False, logged, when the frame is not one of the panel's size.
+bool drawFrame(const hidl_vec<uint32_t>& frame, FrameBuffer* buffer) {
+    const SubScreenInfo panel = subScreenInfo();
+    // Meant: 16 bits.
+    const uint16_t screen = static_cast<uint16_t>(uint32_t{panel.x} * panel.y);
+    if (screen != frame.size()) {
+        LOG_ERROR(screen < frame.size() ? "Input buffer size is overflow! screen buffer size = %d, "
+                                          "input size = %d"
+                                        : "Input buffer size is underflow! screen buffer size = "
+                                          "%d, input size = %d",
+                  screen, static_cast<int>(frame.size()));
+        return false;
+    }
+    // The frame area ends with the first pair: of a frame that is larger than the buffer, the first
+    // pairs lie beyond it.
+    const size_t pairs = screen / 2;
+    const size_t kept = std::min<size_t>(pairs, FrameBuffer::kCapacity);
+    packFrame(frame.data() + 2 * (pairs - kept), kept, buffer->data);
+    return true;
+}
+
+}  // namespace
+
+Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& frame) {
+    LOG_INFO("Draw Sub DISPLAY ++");
+    const SubScreenState state = getSubDisplayState();
+    if (state == SubScreenState::UNINITIALIZED || state == SubScreenState::OFF) {
+        LOG_ERROR("Sub Panel is not ready state(%d). Could not request to draw.",
+                  static_cast<int>(state));
+        return Status::FAIL;
+    }
+    FrameBuffer* const buffer = claimBuffer();
+    if (buffer == nullptr) return Status::FAIL;
+    const bool drawn = drawFrame(frame, buffer);
+    // Meant: a frame of the wrong size loses the one that was waiting in its buffer.
+    setBufferState(buffer->idx, drawn ? BUFFER_READY : BUFFER_FREE);
+    if (drawn) {
+        wakeUpdateThread(__func__);
+        cur_fb = buffer->idx;
+    }
+    LOG_INFO("Draw Sub DISPLAY --");
+    return drawn ? Status::OK : Status::FAIL;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,88 @@
+// Power and brightness of the sub display.
+
+#include <unistd.h>
+
+#include "kernel/Bivista.h"
+#include "sub_display/FrameBuffer.h"
+#include "sub_display/SubDisplay.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+constexpr uint8_t kBrightnessOn = 90;
+constexpr uint8_t kBrightnessOff = 0;
+constexpr uint32_t kMaxBrightness = 255;
+
+constexpr useconds_t kSettlingTime = 500'000;
+
+// A power request runs. Another one meanwhile is dropped.
+std::atomic<bool> sub_power_in_progress = false;
+
+// Whether the panel may be switched; logged when not.
+bool canSwitch(SubScreenState state, bool enable) {
+    if (state == SubScreenState::UNINITIALIZED) {
+        LOG_ERROR("Sub Display is not initialized yet");
+        return false;
+    }
+    // A panel that is neither on nor off yet can be switched both ways.
+    const bool isOn = state == SubScreenState::ON;
+    if (isOn != enable || state == SubScreenState::INITIALIZED) return true;
+    LOG_INFO("Same status is requested, cur_state : %d, isON : %d, enable : %d",
+             static_cast<int>(state), isOn, enable);
+    return false;
+}
+
+}  // namespace
+
+Return<Status> Bivista::setSubDisplayPowerState(bool enable) {
+    const SubScreenState state = getSubDisplayState();
+    LOG_INFO("setSubDisplayPowerState ++, enable : %d", enable);
+    if (sub_power_in_progress.exchange(true)) {
+        LOG_ERROR("Sub Display Power state is in progress...");
+        // Meant: a request that is dropped is reported as carried out.
+        return Status::OK;
+    }
+    if (!canSwitch(state, enable)) {
+        sub_power_in_progress = false;
+        return Status::FAIL;
+    }
+    const bool switched = switchSubDisplay(enable);
+    sub_power_in_progress = false;
+    LOG_INFO("setSubDisplayPowerState --");
+    return switched ? Status::OK : Status::FAIL;
+}
+
+bool Bivista::switchSubDisplay(bool enable) {
+    if (hidDisplaySetConfig(false, enable, enable ? kBrightnessOn : kBrightnessOff) < 0) {
+        return false;
+    }
+    if (enable) {
+        startUpdateThread(subDisplayService());
+    } else {
+        stopUpdateThread("setSubDisplayPowerState");
+        freeFrameBuffers();
+    }
+    usleep(kSettlingTime);
+    setSubDisplayState(enable ? SubScreenState::ON : SubScreenState::OFF);
+    return true;
+}
+
+Return<Status> Bivista::setSubDisplayBrightness(int32_t value) {
+    LOG_INFO("setSubDisplayBrightness ++, value : %d", value);
+    const SubScreenState state = getSubDisplayState();
+    if (state == SubScreenState::UNINITIALIZED) {
+        LOG_ERROR("Sub Display is not initialized yet");
+        return Status::FAIL;
+    }
+    if (static_cast<uint32_t>(value) > kMaxBrightness) {
+        LOG_ERROR("invalid brightness value:%d", value);
+        return Status::FAIL;
+    }
+    const int32_t result =
+            hidDisplaySetConfig(false, state != SubScreenState::OFF, static_cast<uint8_t>(value));
+    LOG_INFO("setSubDisplayBrightness --");
+    return result < 0 ? Status::FAIL : Status::OK;
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
