@@ -1,0 +1,122 @@
+// The panel pulled off while something is going on.
+#include <cstring>
+#include <thread>
+
+#include <dirent.h>
+
+#include "tests/sub_display/SubDisplayTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using testing::ElementsAre;
+
+class SubDisplayDetachTest : public SubDisplayTest {
+  protected:
+    void SetUp() override {
+        start();
+        attachPanel();
+        service->setSubDisplayCallback(client);
+    }
+
+    // After a detach everything works with the next panel.
+    void expectRecovery() {
+        attachPanel();
+        EXPECT_EQ(state(), SubScreenState::ON);
+        const size_t frames = hidraw.frames().size();
+        EXPECT_EQ(service->drawSubDisplay(makeFrame(0xABCD)), Status::OK);
+        EXPECT_EQ(hidraw.waitForFrames(frames + 1).back(), frameBytes(0xABCD));
+    }
+};
+
+TEST_F(SubDisplayDetachTest, InTheMiddleOfAFrame) {
+    hidraw.hold(HidCall::Write);
+    EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
+    hidraw.awaitHeld();
+    detachPanel();
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
+    EXPECT_TRUE(log.contains("hidDisplayPalette: failed to write palette: No such device"));
+    EXPECT_EQ(bufferState(0), BUFFER_FREE);
+    hidraw.release();
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, WhileThePanelIsBeingConfigured) {
+    hidraw.hold(HidCall::SetFeature);
+    std::thread request([&] { EXPECT_EQ(service->setSubDisplayPowerState(false), Status::FAIL); });
+    hidraw.awaitHeld();
+    detachPanel();
+    request.join();
+    EXPECT_EQ(state(), SubScreenState::UNINITIALIZED);
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
+    hidraw.release();
+    expectRecovery();
+}
+
+// Meant: a request that has come so far ends as it would have; the next panel cures that.
+TEST_F(SubDisplayDetachTest, WhileThePanelSettlesAfterOff) {
+    std::thread request([&] { EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK); });
+    log.waitFor("Sub DISPLAY UPDATE Thread is over");
+    detachPanel();
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
+    request.join();
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED, SubScreenState::OFF));
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, WhileThePanelSettlesAfterOn) {
+    EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
+    const size_t from = log.size();
+    std::thread request([&] { EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK); });
+    log.waitFor("There is no buffer to be consumed.", from);
+    detachPanel();
+    log.waitFor("Sub DISPLAY UPDATE Thread is over", from);
+    request.join();
+    EXPECT_EQ(state(), SubScreenState::ON);
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::OFF, SubScreenState::UNINITIALIZED,
+                                              SubScreenState::ON));
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, WhileAClientDraws) {
+    uint32_t number = 0;
+    std::thread drawer([&] {
+        while (service->drawSubDisplay(makeFrame(number)) == Status::OK ||
+               state() != SubScreenState::UNINITIALIZED) {
+            ++number;
+        }
+    });
+    hidraw.waitForFrames(5);
+    detachPanel();
+    drawer.join();
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
+    EXPECT_TRUE(log.contains("Sub Panel is not ready state(0). Could not request to draw."));
+    for (const std::string& frame : hidraw.frames()) {
+        uint32_t sent = 0;
+        memcpy(&sent, frame.data(), sizeof(sent));
+        EXPECT_LT(sent, number);
+        EXPECT_EQ(frame, frameBytes(sent));
+    }
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, ManyTimesLeavesNothingBehind) {
+    const auto count = [](const char* folder) {
+        size_t entries = 0;
+        DIR* const open = opendir(folder);
+        while (readdir(open) != nullptr) ++entries;
+        closedir(open);
+        return entries;
+    };
+    const size_t threads = count("/proc/self/task");
+    const size_t descriptors = count("/proc/self/fd");
+    for (int i = 0; i < 5; ++i) {
+        detachPanel();
+        expectRecovery();
+    }
+    EXPECT_EQ(count("/proc/self/task"), threads);
+    EXPECT_EQ(count("/proc/self/fd"), descriptors);
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,145 @@
+// A client that draws as fast as it can, while the panel takes frames, is switched and comes and
+// goes: what arrives was drawn, and is whole.
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include <unistd.h>
+
+#include "tests/sub_display/SubDisplayTest.h"
+
+namespace {
+
+// As long as a panel takes to settle.
+constexpr useconds_t kSettlingTime = 500'000;
+// Panels settle at once.
+std::atomic<bool> quickPanels = false;
+
+}  // namespace
+
+extern "C" {
+
+int __real_usleep(useconds_t time);
+int __wrap_usleep(useconds_t time) {
+    return time == kSettlingTime && quickPanels ? 0 : __real_usleep(time);
+}
+}
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+class SubDisplayStressTest : public SubDisplayTest {
+  protected:
+    void SetUp() override {
+        quickPanels = true;
+        start();
+        attachPanel();
+    }
+
+    // Draws frame after frame, numbered from 1, until stop().
+    void startDrawing() {
+        mDrawer = std::thread([this] {
+            while (!mStop) {
+                const uint32_t number = mDrawn + 1;
+                const hidl_vec<uint32_t> frame = makeFrame(number);
+                // Counted before: it may arrive before the call returns.
+                mDrawn = number;
+                (void)service->drawSubDisplay(frame).isOk();
+            }
+        });
+    }
+    void stopDrawing() {
+        mStop = true;
+        mDrawer.join();
+    }
+
+    // Every frame is one that was drawn, whole, and none is older than one before it.
+    void expectWholeFrames(const std::vector<std::string>& frames) const {
+        uint32_t last = 0;
+        for (const std::string& frame : frames) {
+            uint32_t number = 0;
+            memcpy(&number, frame.data(), sizeof(number));
+            EXPECT_GE(number, last);
+            EXPECT_LE(number, mDrawn);
+            EXPECT_TRUE(frame == frameBytes(number)) << "frame " << number << " is mixed";
+            last = number;
+        }
+    }
+
+  private:
+    std::thread mDrawer;
+    std::atomic<bool> mStop = false;
+    std::atomic<uint32_t> mDrawn = 0;
+};
+
+TEST_F(SubDisplayStressTest, EveryFrameThatArrivesWasDrawn) {
+    startDrawing();
+    const std::vector<std::string> frames = hidraw.waitForFrames(500);
+    stopDrawing();
+    expectWholeFrames(frames);
+}
+
+TEST_F(SubDisplayStressTest, AlsoWhileTransfersFail) {
+    startDrawing();
+    for (int i = 0; i < 50; ++i) {
+        hidraw.answerWrites({4096, -EIO, 4000, 7, -ETIMEDOUT});
+        hidraw.waitForFrames(hidraw.frames().size() + 3);
+    }
+    stopDrawing();
+    // A frame that was given up leaves part of it to the next one's, which is written over it.
+    expectWholeFrames(hidraw.frames());
+}
+
+TEST_F(SubDisplayStressTest, AlsoWhileThePanelIsSwitched) {
+    startDrawing();
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
+        const size_t frames = hidraw.frames().size();
+        EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
+        hidraw.waitForFrames(frames + 1);
+    }
+    stopDrawing();
+    expectWholeFrames(hidraw.frames());
+}
+
+TEST_F(SubDisplayStressTest, AlsoWhileThePanelComesAndGoes) {
+    startDrawing();
+    for (int i = 0; i < 50; ++i) {
+        detachPanel();
+        attachPanel();
+        hidraw.waitForFrames(hidraw.frames().size() + 1);
+    }
+    stopDrawing();
+    EXPECT_EQ(state(), SubScreenState::ON);
+    expectWholeFrames(hidraw.frames());
+}
+
+// A client's requests and the panel's comings and goings meet in every order.
+TEST_F(SubDisplayStressTest, SwitchingAndDetachingMeet) {
+    std::atomic<bool> stop = false;
+    std::thread switcher([&] {
+        for (bool enable = false; !stop; enable = !enable) {
+            (void)service->setSubDisplayPowerState(enable).isOk();
+        }
+    });
+    startDrawing();
+    for (int i = 0; i < 200; ++i) {
+        service->hidDisplayDeviceRemoved();
+        service->hidDisplayDeviceAdded();
+    }
+    stop = true;
+    switcher.join();
+    stopDrawing();
+    expectWholeFrames(hidraw.frames());
+    // Whatever the last state was, the next panel works.
+    detachPanel();
+    attachPanel();
+    EXPECT_EQ(state(), SubScreenState::ON);
+    const size_t frames = hidraw.frames().size();
+    EXPECT_EQ(service->drawSubDisplay(makeFrame(7)), Status::OK);
+    EXPECT_EQ(hidraw.waitForFrames(frames + 1).back(), frameBytes(7));
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
