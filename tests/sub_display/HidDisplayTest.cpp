@@ -114,8 +114,8 @@ TEST_F(HidDisplayTest, ReadsTheInfoReport) {
     hid_display_report_info info = {};
     EXPECT_EQ(service->hidDisplayGetInfo(&info), 7);
     EXPECT_EQ(info.report_id, 2);
-    EXPECT_EQ(info.x, 128);
-    EXPECT_EQ(info.y, 128);
+    EXPECT_EQ(uint16_t{info.x}, 128);
+    EXPECT_EQ(uint16_t{info.y}, 128);
     EXPECT_EQ(info.format, 4);
     EXPECT_EQ(info.ready, 1);
     EXPECT_THAT(calls(), ElementsAre(HidCall::Open, HidCall::GetFeature, HidCall::Close));
@@ -360,7 +360,7 @@ TEST_F(HidAttachTest, APanelThatDoesNotSayItsSizeBlocksTheNextOnes) {
     hidraw.allow(HidCall::GetFeature);
     const size_t from = hidraw.next();
     EXPECT_EQ(service->hidDisplayDeviceAdded(), 0);
-    EXPECT_THAT(hidraw.transfers(from), IsEmpty());
+    EXPECT_THAT(hidraw.transfers(HidCall::Open, from), IsEmpty());
     EXPECT_EQ(state(), SubScreenState::UNINITIALIZED);
 
     unplugPanel();
