@@ -18,18 +18,6 @@ bool isOfDisplay(const LogLine& line) {
 
 }  // namespace
 
-LogLine debugLine(std::string text) {
-    return {ANDROID_LOG_DEBUG, BIVISTA_LOG_TAG, std::move(text)};
-}
-
-LogLine infoLine(std::string text) {
-    return {ANDROID_LOG_INFO, BIVISTA_LOG_TAG, std::move(text)};
-}
-
-LogLine errorLine(std::string text) {
-    return {ANDROID_LOG_ERROR, BIVISTA_LOG_TAG, std::move(text)};
-}
-
 DisplayTest::~DisplayTest() {
     if (mBlocker.joinable()) freeLink();
 }

@@ -11,11 +11,6 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// Lines of the service's log as tests expect them.
-support::LogLine debugLine(std::string text);
-support::LogLine infoLine(std::string text);
-support::LogLine errorLine(std::string text);
-
 // What BrightnessThread says when it has nothing to send.
 inline constexpr char kRestLine[] =
         "BrightnessThread: br_arr empty. wait signal, set br_offset_count 0";

@@ -3,12 +3,14 @@
 #include <cerrno>
 #include <csignal>
 #include <fstream>
+#include <utility>
 
 #include <unistd.h>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 using phone::Kind;
+using support::LogLine;
 
 namespace {
 
@@ -20,6 +22,18 @@ bool hasPart(const support::LogCapture& log, const std::string& part) {
 }
 
 }  // namespace
+
+LogLine debugLine(std::string text) {
+    return {ANDROID_LOG_DEBUG, BIVISTA_LOG_TAG, std::move(text)};
+}
+
+LogLine infoLine(std::string text) {
+    return {ANDROID_LOG_INFO, BIVISTA_LOG_TAG, std::move(text)};
+}
+
+LogLine errorLine(std::string text) {
+    return {ANDROID_LOG_ERROR, BIVISTA_LOG_TAG, std::move(text)};
+}
 
 ServiceTest::~ServiceTest() {
     if (service == nullptr) return;

@@ -20,6 +20,11 @@ inline constexpr char kPowerControl[] = "/sys/class/tty/ttyACM0/device/../power/
 // with.
 inline constexpr char kUpdateStateCommand[] = "AT%TCHUPDATE=UPDATE_STATE,0,0,0\r";
 
+// Lines of the service's log as tests expect them.
+support::LogLine debugLine(std::string text);
+support::LogLine infoLine(std::string text);
+support::LogLine errorLine(std::string text);
+
 class ServiceTest : public support::PhoneTest {
   protected:
     // Stops the service's USB side and log capture: a thread that is in a supervised call while the
