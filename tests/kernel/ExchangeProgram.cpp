@@ -3,12 +3,12 @@
 #include <cstdio>
 
 #include <android/log.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/World.h"
 #include "kernel/Bivista.h"
+#include "tests/support/Trace.h"
 
 using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 
@@ -27,8 +27,8 @@ int main() {
     if (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return 1;
 
     char answer[1025] = {};
-    syscall(SYS_getppid);
+    support::markTrace();
     const int stored = service->serialAtCmd("AT%SWV\r", answer, 1024, nullptr);
-    syscall(SYS_getppid);
+    support::markTrace();
     _exit(stored == 20 ? 0 : 1);
 }

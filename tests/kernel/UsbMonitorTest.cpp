@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "tests/kernel/ServiceTest.h"
+#include "tests/support/HidNode.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
@@ -20,15 +21,6 @@ class UsbMonitorTest : public ServiceTest {
         log.waitUntil([&](const support::LogLine& line) {
             return line.text.find("name:" + name) != std::string::npos;
         });
-    }
-
-    // Makes /dev/hidraw5, a device two levels below one with these ids.
-    void createHidNode(const std::string& vendor, const std::string& product) {
-        phone.setNode("/sys/class/hidraw/hidraw5/idVendor", vendor);
-        phone.setNode("/sys/class/hidraw/hidraw5/idProduct", product);
-        phone.setNode("/sys/class/hidraw/hidraw5/a/b/uevent", "");
-        ASSERT_EQ(symlink("a/b", "/sys/class/hidraw/hidraw5/device"), 0);
-        createNode("hidraw5");
     }
 
   private:
@@ -197,7 +189,7 @@ TEST_F(UsbMonitorTest, IgnoresOtherNames) {
 
 TEST_F(UsbMonitorTest, LooksAtTheIdsOfHidNodes) {
     start();
-    createHidNode("3e91\n", "6a2f\n");
+    support::createHidNode(phone, 5);
     log.waitFor(ANDROID_LOG_INFO, "========== hidraw5 create");
     // The vote is the tty's matter alone.
     EXPECT_THAT(nodeWrites(first), IsEmpty());
@@ -207,7 +199,7 @@ class HidIdTest : public UsbMonitorTest, public testing::WithParamInterface<Ids>
 
 TEST_P(HidIdTest, IgnoreOtherHidNodes) {
     start();
-    createHidNode(GetParam().vendor, GetParam().product);
+    support::createHidNode(phone, 5, GetParam().vendor, GetParam().product);
     awaitMarker();
     EXPECT_TRUE(
             log.contains("usbNotifyThread: \"/sys/class/hidraw/hidraw5/device/../../idVendor\": " +

@@ -12,13 +12,6 @@ using support::LogLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-LogLine infoLine(const std::string& text) {
-    return {ANDROID_LOG_INFO, BIVISTA_LOG_TAG, text};
-}
-LogLine errorLine(const std::string& text) {
-    return {ANDROID_LOG_ERROR, BIVISTA_LOG_TAG, text};
-}
-
 class DrawSubDisplayTest : public SubDisplayTest {
   protected:
     // A panel that did not come on: frames may be drawn, and nobody sends them.

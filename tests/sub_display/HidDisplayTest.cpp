@@ -172,8 +172,7 @@ class FailureTest : public HidDisplayTest, public testing::WithParamInterface<Fa
 TEST_P(FailureTest, IsReportedOnce) {
     hidraw.refuse(GetParam().call, GetParam().error);
     EXPECT_EQ(GetParam().transfer(*service), -1);
-    EXPECT_THAT(log.lines(),
-                ElementsAre(support::LogLine{ANDROID_LOG_ERROR, BIVISTA_LOG_TAG, GetParam().line}));
+    EXPECT_THAT(log.lines(), ElementsAre(errorLine(GetParam().line)));
     EXPECT_EQ(since(HidCall::Close).size(), GetParam().call == HidCall::Open ? 0u : 1u);
 }
 

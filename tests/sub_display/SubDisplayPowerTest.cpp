@@ -46,13 +46,6 @@ class SubDisplayPowerTest : public SubDisplayTest {
     size_t mFrom = 0;
 };
 
-LogLine infoLine(const std::string& text) {
-    return {ANDROID_LOG_INFO, BIVISTA_LOG_TAG, text};
-}
-LogLine errorLine(const std::string& text) {
-    return {ANDROID_LOG_ERROR, BIVISTA_LOG_TAG, text};
-}
-
 struct Switching {
     const char* name;
     SubScreenState from;

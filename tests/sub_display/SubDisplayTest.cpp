@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "tests/support/HidNode.h"
+
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 Return<void> StateRecorder::onSubDisplayStateChanged(SubScreenState state) {
@@ -25,22 +27,16 @@ void StateRecorder::waitFor(SubScreenState state) const {
 SubDisplayTest::SubDisplayTest() : hidraw(support::FakeHidraw::instance()) {}
 
 SubDisplayTest::~SubDisplayTest() {
-    if (!mNode.empty()) detachPanel();
+    if (mNode.empty()) return;
+    unplugPanel();
+    // Whoever is first, this or the notify thread, ends the update thread.
+    service->hidDisplayDeviceRemoved();
 }
 
 void SubDisplayTest::plugPanel(const PanelOptions& options) {
-    const std::string name = "hidraw" + std::to_string(options.node);
-    const std::string folder = "/sys/class/hidraw/" + name;
-    phone.setNode(folder + "/idVendor", "3e91\n");
-    phone.setNode(folder + "/idProduct", "6a2f\n");
-    phone.setNode(folder + "/a/b/uevent", "");
-    const std::string link = folder + "/device";
-    if (access(link.c_str(), F_OK) != 0) {
-        ASSERT_EQ(symlink("a/b", link.c_str()), 0);
-    }
     hidraw.plug(options);
-    createNode(name);
-    mNode = "/dev/" + name;
+    support::createHidNode(phone, options.node);
+    mNode = "/dev/hidraw" + std::to_string(options.node);
 }
 
 void SubDisplayTest::attachPanel(const PanelOptions& options) {

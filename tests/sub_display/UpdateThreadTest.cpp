@@ -188,11 +188,9 @@ TEST_F(UpdateThreadTest, EndsAtOnceWhenItIsToEnd) {
     setBufferState(0, BUFFER_READY);
     log.clear();
     EXPECT_EQ(subDisplayUpdateThread(service.get()), nullptr);
-    EXPECT_THAT(log.lines(), ElementsAre(LogLine{ANDROID_LOG_INFO, BIVISTA_LOG_TAG,
-                                                 "Sub DISPLAY UPDATE Thread is running, "
-                                                 "sub_display_destroyThread : 1"},
-                                         LogLine{ANDROID_LOG_INFO, BIVISTA_LOG_TAG,
-                                                 "Sub DISPLAY UPDATE Thread is over"}));
+    EXPECT_THAT(log.lines(), ElementsAre(infoLine("Sub DISPLAY UPDATE Thread is running, "
+                                                  "sub_display_destroyThread : 1"),
+                                         infoLine("Sub DISPLAY UPDATE Thread is over")));
     EXPECT_EQ(bufferState(0), BUFFER_READY);
 }
 

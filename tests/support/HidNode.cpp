@@ -1,0 +1,20 @@
+#include "tests/support/HidNode.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace support {
+
+void createHidNode(phone::Phone& phone, int number, const std::string& vendor,
+                   const std::string& product) {
+    const std::string name = "hidraw" + std::to_string(number);
+    const std::string folder = "/sys/class/hidraw/" + name;
+    phone.setNode(folder + "/idVendor", vendor);
+    phone.setNode(folder + "/idProduct", product);
+    phone.setNode(folder + "/a/b/uevent", "");
+    std::filesystem::remove(folder + "/device");
+    std::filesystem::create_symlink("a/b", folder + "/device");
+    std::ofstream("/dev/" + name).close();
+}
+
+}  // namespace support

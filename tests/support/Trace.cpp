@@ -1,0 +1,34 @@
+#include "tests/support/Trace.h"
+
+#include <cstdlib>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace support {
+
+std::vector<std::string> traceCalls(const std::string& program) {
+    char trace[] = "/tmp/trace-XXXXXX";
+    const int fd = mkstemp(trace);
+    EXPECT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(system(("strace -o " + std::string(trace) + " " + program).c_str()), 0);
+
+    std::vector<std::string> calls;
+    int marks = 0;
+    std::ifstream file(trace);
+    for (std::string line; std::getline(file, line);) {
+        const std::string name = line.substr(0, line.find('('));
+        if (name == "getppid") {
+            ++marks;
+        } else if (marks == 1) {
+            calls.push_back(name);
+        }
+    }
+    unlink(trace);
+    EXPECT_EQ(marks, 2);
+    return calls;
+}
+
+}  // namespace support
