@@ -5,6 +5,7 @@
 #include <cstring>
 #include <thread>
 
+#include <sched.h>
 #include <unistd.h>
 
 #include "tests/sub_display/SubDisplayTest.h"
@@ -19,6 +20,13 @@ std::atomic<bool> quickPanels = false;
 }  // namespace
 
 extern "C" {
+
+// Gives the others a chance in between, as seldom happens by itself.
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    sched_yield();
+    return __real_pthread_mutex_lock(mutex);
+}
 
 int __real_usleep(useconds_t time);
 int __wrap_usleep(useconds_t time) {
@@ -113,6 +121,14 @@ TEST_F(SubDisplayStressTest, AlsoWhileThePanelComesAndGoes) {
     stopDrawing();
     EXPECT_EQ(state(), SubScreenState::ON);
     expectWholeFrames(hidraw.frames());
+}
+
+// A stop may come before the thread's first wait: it then ends without one.
+TEST_F(SubDisplayStressTest, AThreadThatIsStoppedAtOnceEnds) {
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
+        EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
+    }
 }
 
 // A client's requests and the panel's comings and goings meet in every order.
