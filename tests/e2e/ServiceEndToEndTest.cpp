@@ -119,11 +119,8 @@ TEST_F(ServiceEndToEndTest, TakesAPropertyThatIsLongerThanAndroidAllows) {
 TEST_F(ServiceEndToEndTest, RefusesWhatNeedsACoverWithoutOne) {
     startPhone({"--no-cover"});
     const std::vector<std::vector<std::string>> calls = {
-            {"getFirmwareVersion"},
-            {"setPowerStatus", "true", "false"},
-            {"setStatus", "1", "0"},
-            {"setAesMode", "1"},
-            {"drawSubDisplay", "1,2"},
+            {"getFirmwareVersion"}, {"setPowerStatus", "true", "false"}, {"setStatus", "1", "0"},
+            {"setAesMode", "1"},    {"drawSubDisplay", "1,2"},
     };
     for (const auto& arguments : calls) {
         const Outcome outcome = call(arguments);
