@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
 # Measures the service against references in one run; prints a table and writes bench/results.json.
 # Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] runs only these benchmarks:
-# at, brightness, hidl, idle.
+# at, brightness, hidl, idle, sub.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle)
+[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle sub)
 for word in "${wanted[@]}"; do
     case $word in
-        at | brightness | hidl | idle) ;;
-        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle" ;;
+        at | brightness | hidl | idle | sub) ;;
+        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle, sub" ;;
     esac
 done
 
