@@ -1,8 +1,10 @@
 // The two answers to "is the cover there": the accessory service's, and that of the USB bus.
+#include <functional>
 #include <future>
 
 #include <vendor/qmx/hardware/accessory/1.1/IAccessory.h>
 
+#include "emulator/phone/neighbours/Accessory.h"
 #include "tests/display/DisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -16,13 +18,13 @@ bool isFree(Mutex& mutex) {
     return true;
 }
 
-// The platform's accessory service, with an answer that the test sets.
-class FakeAccessory : public IAccessory {
+// An accessory service that does what the phone's never would.
+class OddAccessory : public IAccessory {
   public:
     Return<void> getAccessoryState(getAccessoryState_cb cb) override {
         isLockFree = isFree(display_lock);
         if (onCall) onCall();
-        cb(type, state);
+        cb(0, state);
         if (fails) return ::android::hardware::Status::fromStatusT(::android::DEAD_OBJECT);
         return Void();
     }
@@ -54,7 +56,6 @@ class FakeAccessory : public IAccessory {
     RESERVED(22)
 #undef RESERVED
 
-    uint32_t type = 0;
     uint32_t state = 0;
     bool fails = false;
     std::function<void()> onCall;
@@ -63,11 +64,11 @@ class FakeAccessory : public IAccessory {
 
 class AttachmentStatusTest : public DisplayTest {
   protected:
-    // From here on the phone has an accessory service.
-    sp<FakeAccessory> serveAccessory() {
-        const sp<FakeAccessory> accessory = new FakeAccessory;
-        EXPECT_EQ(accessory->registerAsService(), ::android::OK);
-        return accessory;
+    // From here on the phone has this accessory service.
+    sp<OddAccessory> serveOddAccessory() {
+        const sp<OddAccessory> odd = new OddAccessory;
+        EXPECT_EQ(odd->registerAsService(), ::android::OK);
+        return odd;
     }
 
     bool isConnected() {
@@ -85,6 +86,9 @@ class AttachmentStatusTest : public DisplayTest {
         EXPECT_EQ(results, 1);
         return answer.connected;
     }
+
+    // The phone's own; absent until it is served.
+    neighbours::Accessory accessory{phone};
 };
 
 TEST_F(AttachmentStatusTest, WithoutAnAccessoryServiceTheCoverIsAway) {
@@ -93,51 +97,63 @@ TEST_F(AttachmentStatusTest, WithoutAnAccessoryServiceTheCoverIsAway) {
     EXPECT_FALSE(bv2connected());
 }
 
+TEST_F(AttachmentStatusTest, FollowsTheAccessoryService) {
+    start();
+    accessory.serve();
+    EXPECT_FALSE(isConnected());
+    phone.attachCover();
+    EXPECT_TRUE(isConnected());
+    accessory.withdraw();
+    EXPECT_FALSE(isConnected()) << "it is looked up anew";
+    accessory.serve();
+    EXPECT_TRUE(isConnected());
+    phone.detachCover();
+    EXPECT_FALSE(isConnected());
+}
+
 TEST_F(AttachmentStatusTest, OnlyStateThreeIsAttached) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
+    accessory.serve();
     for (const uint32_t state : {0u, 1u, 2u, 4u, 0x103u, UINT32_MAX}) {
-        accessory->state = state;
+        accessory.setState(neighbours::AccessoryState{.state = state});
         EXPECT_FALSE(isConnected()) << state;
     }
-    accessory->state = 3;
+    accessory.setState(neighbours::AccessoryState{.type = UINT32_MAX, .state = 3});
     EXPECT_TRUE(isConnected());
-    accessory->state = 2;
-    EXPECT_FALSE(isConnected()) << "each question is asked anew";
 }
 
 TEST_F(AttachmentStatusTest, TheKindOfTheAccessoryIsNotItsState) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
-    accessory->type = 3;
+    accessory.serve();
+    accessory.setState(neighbours::AccessoryState{.type = 3});
     EXPECT_FALSE(isConnected());
 }
 
 TEST_F(AttachmentStatusTest, ACallThatFailedIsNotLookedAt) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
-    accessory->fails = true;
+    const sp<OddAccessory> odd = serveOddAccessory();
+    odd->fails = true;
     EXPECT_FALSE(isConnected());
-    accessory->state = 3;
+    odd->state = 3;
     EXPECT_TRUE(isConnected());
 }
 
 TEST_F(AttachmentStatusTest, TheAccessoryServiceIsLetGo) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
-    const int32_t references = accessory->getStrongCount();
+    const sp<OddAccessory> odd = serveOddAccessory();
+    const int32_t references = odd->getStrongCount();
     isConnected();
-    EXPECT_EQ(accessory->getStrongCount(), references);
+    EXPECT_EQ(odd->getStrongCount(), references);
 }
 
 TEST_F(AttachmentStatusTest, TheAccessoryServiceIsAskedUnderTheLock) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
-    accessory->isLockFree = true;
+    const sp<OddAccessory> odd = serveOddAccessory();
+    odd->isLockFree = true;
     isConnected();
-    EXPECT_FALSE(accessory->isLockFree);
+    EXPECT_FALSE(odd->isLockFree);
     bv2connected();
-    EXPECT_TRUE(accessory->isLockFree) << "the question alone takes no lock";
+    EXPECT_TRUE(odd->isLockFree) << "the question alone takes no lock";
 }
 
 // Meant: a slow accessory service holds up the cover's removal.
@@ -145,8 +161,8 @@ TEST_F(AttachmentStatusTest, ADetachWaitsForTheAccessoryServicesAnswer) {
     bringUp();
     std::promise<void> asked;
     std::promise<void> answer;
-    const sp<FakeAccessory> accessory = serveAccessory();
-    accessory->onCall = [&] {
+    const sp<OddAccessory> odd = serveOddAccessory();
+    odd->onCall = [&] {
         asked.set_value();
         answer.get_future().wait();
     };
@@ -166,7 +182,8 @@ TEST_F(AttachmentStatusTest, ADetachWaitsForTheAccessoryServicesAnswer) {
 
 TEST_F(AttachmentStatusTest, TheBusMayKnowACoverThatTheAccessoryServiceDoesNot) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
+    accessory.serve();
+    accessory.setState(neighbours::AccessoryState{});
     EXPECT_FALSE(service->getBV2Connect());
     phone.attachCover();
     while (!service->getBV2Connect()) {
@@ -176,8 +193,7 @@ TEST_F(AttachmentStatusTest, TheBusMayKnowACoverThatTheAccessoryServiceDoesNot) 
 
 TEST_F(AttachmentStatusTest, TheAccessoryServiceMayKnowACoverThatTheBusDoesNot) {
     start();
-    const sp<FakeAccessory> accessory = serveAccessory();
-    accessory->state = 3;
+    accessory.serve();
     attach({.withUsb = false});
     EXPECT_TRUE(isConnected());
     EXPECT_FALSE(service->getBV2Connect());
