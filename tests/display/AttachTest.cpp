@@ -7,7 +7,6 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
-using phone::Kind;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
