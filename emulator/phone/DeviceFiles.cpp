@@ -93,6 +93,10 @@ void Devices::wakeLock(bool held) {
 void Devices::setFault(const std::string& text) {
     if (isNodeFault(text)) {
         mFiles.addFault(parseNodeFault(text));
+    } else if (cover::isPanelFault(text)) {
+        const cover::ParsedPanelFault parsed = cover::parsePanelFault(text);
+        if (!parsed.fault) throw Error(parsed.error);
+        mHidraw.faults().add(*parsed.fault);
     } else {
         cover::ParsedFault parsed = cover::parseFault(text);
         if (!parsed.fault) throw Error(parsed.error);
@@ -105,13 +109,17 @@ std::vector<std::string> Devices::faults() const {
     std::vector<std::string> texts;
     for (const cover::Fault& fault : mController->faults().list()) texts.push_back(toText(fault));
     for (const NodeFault& fault : mFiles.faults()) texts.push_back(toText(fault));
+    for (const auto& fault : mHidraw.faults().list()) texts.push_back(toText(fault));
     return texts;
 }
 
 void Devices::clearFaults() {
     mController->faults().clear();
     mFiles.clearFaults();
+    mHidraw.faults().clear();
     mJournal.add(Kind::Fault, {});
+    // What a fault held up goes on.
+    decideWaiting();
 }
 
 }  // namespace phone

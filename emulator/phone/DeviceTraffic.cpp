@@ -22,7 +22,7 @@ void Devices::watch(Tty& tty) {
 void Devices::readTty(Tty& tty) {
     const std::string bytes = tty.read();
     // What was written to control files before these bytes comes before them.
-    mFiles.drain();
+    recordFiles();
     for (size_t at = 0; at < bytes.size();) {
         const size_t end = std::min(bytes.find('\r', at), bytes.size() - 1) + 1;
         mJournal.add(Kind::TtyRx, tty.node(), bytes.substr(at, end - at));
@@ -31,8 +31,13 @@ void Devices::readTty(Tty& tty) {
     if (mCover && &tty == mCover->tty.get()) mController->receive(bytes, EventLoop::now());
 }
 
-void Devices::record() {
+void Devices::recordFiles() {
     mFiles.drain();
+    mHidraw.drain();
+}
+
+void Devices::record() {
+    recordFiles();
     if (mCover && mCover->tty) readTty(*mCover->tty);
     for (const auto& [number, foreign] : mForeign) readTty(*foreign->tty);
 }
@@ -51,8 +56,8 @@ void Devices::flush(Tty& tty) {
 
 void Devices::supervise(Fd listener) {
     const int fd = listener.get();
-    mSupervisors.try_emplace(fd, std::move(listener), [this](const Call& call) {
-        return std::visit([this](const auto& c) { return decide(c); }, call);
+    mSupervisors.try_emplace(fd, std::move(listener), [this](const Call& call, bool waited) {
+        return std::visit([&](const auto& c) { return decide(c, waited); }, call);
     });
     mLoop.watch(fd, POLLIN, [this, fd](short events) {
         if ((events & POLLIN) != 0) {
@@ -65,13 +70,20 @@ void Devices::supervise(Fd listener) {
     });
 }
 
-Verdict Devices::decide(const OpenCall& call) {
+void Devices::decideWaiting(std::optional<cover::Time> now) {
+    for (auto& [fd, supervisor] : mSupervisors) supervisor.decideWaiting(now);
+}
+
+Verdict Devices::decide(const OpenCall& call, bool waited) {
     if (!isOfWorld(call.path)) return {};
     // What the caller wrote before comes first.
     record();
     try {
         Verdict verdict = mFiles.decide(call);
-        if (verdict.error == 0 && !verdict.replacement && !call.isTest) noteTtyOpen(call);
+        if (verdict.error != 0 || verdict.replacement || call.isTest) return verdict;
+        std::optional<Verdict> ofPanel = mHidraw.open(resolveFolder(call.path), call, waited);
+        if (ofPanel) return *std::move(ofPanel);
+        noteTtyOpen(call);
         return verdict;
     } catch (const std::exception&) {
         // Out of descriptors or memory: so is the phone's kernel.
@@ -82,7 +94,7 @@ Verdict Devices::decide(const OpenCall& call) {
 }
 
 // A pty knows no modem lines; the tty of an ACM device does.
-Verdict Devices::decide(const IoctlCall& call) {
+Verdict Devices::decide(const IoctlCall& call, bool /*waited*/) {
     const Tty* tty = findTty(call.file);
     if (tty == nullptr) return {};
     // What the caller wrote before comes first.
@@ -95,6 +107,12 @@ Verdict Devices::decide(const IoctlCall& call) {
     if ((*call.value & TIOCM_DTR) != 0) setDtr(*tty, call.request == TIOCMBIS);
     verdict.result = 0;
     return verdict;
+}
+
+Verdict Devices::decide(const ReportCall& call, bool waited) {
+    // What the caller wrote before comes first.
+    record();
+    return mHidraw.decide(call, waited);
 }
 
 void Devices::noteTtyOpen(const OpenCall& call) {

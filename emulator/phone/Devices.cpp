@@ -48,6 +48,10 @@ Devices::Devices(EventLoop& loop, Journal& journal)
              [this](const std::string& path, const std::string& bytes) {
                  nodeWritten(path, bytes);
              }),
+      mHidraw(loop, journal,
+              [this] {
+                  if (mCover) detachCover();
+              }),
       mController(std::make_unique<cover::Microcontroller>()) {
     makeFiles();
 }
@@ -62,6 +66,7 @@ void Devices::reset() {
     clearFaults();
     if (!mProperties.empty()) clearProperties();
     mController = std::make_unique<cover::Microcontroller>();
+    panel() = cover::Panel();
     for (const char* folder : {"/sys", "/data", "/system_ext"}) {
         for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
             // The sockets of the services of this phone.
@@ -72,6 +77,16 @@ void Devices::reset() {
 }
 
 std::optional<cover::Time> Devices::turn() {
+    decideWaiting(EventLoop::now());
+    std::optional<cover::Time> next = turnCover();
+    for (const auto& [fd, supervisor] : mSupervisors) {
+        const std::optional<cover::Time> due = supervisor.nextDeadline();
+        if (due && (!next || *due < *next)) next = due;
+    }
+    return next;
+}
+
+std::optional<cover::Time> Devices::turnCover() {
     if (mReturn && EventLoop::now() >= mReturn->due) comeBack();
     // Whoever asked it to leave waits, whatever else is still to be sent.
     if (!mDepartures.empty() && EventLoop::now() >= *mLeaveLimit) detachCover();
@@ -169,9 +184,14 @@ void Devices::checkTtyNumber(int number) const {
     }
 }
 
+void Devices::checkNumbers(const CoverOptions& options) const {
+    if (options.withTty) checkTtyNumber(options.tty);
+    if (options.withHid) Hidraw::checkNumber(options.hid);
+}
+
 void Devices::attachCover(const CoverOptions& options) {
     if (mCover) throw Error("the cover is attached already: detach it first");
-    if (options.withTty) checkTtyNumber(options.tty);
+    checkNumbers(options);
     mReturn.reset();
     if (mLoader && mLoaderIsCover) detachLoader();
     mActions.clear();
@@ -187,12 +207,20 @@ void Devices::attachCover(const CoverOptions& options) {
     if (options.withTty) {
         device->tty = std::make_unique<Tty>(options.tty);
         device->usb->addTty(options.tty);
-        device->usb->addHidraw(options.tty);
         watch(*device->tty);
     }
+    if (options.withHid) device->usb->addHidraw(options.hid);
     mCover = std::move(device);
+    publish(options);
+}
+
+// In the order of the device's interfaces, as the kernel does.
+void Devices::publish(const CoverOptions& options) {
     if (options.withUsb) mCover->usb->publish();
     if (options.withTty) mCover->tty->publish();
+    if (!options.withHid) return;
+    mHidraw.plug(options.hid);
+    mCover->hasHidraw = true;
 }
 
 void Devices::detachCover() {
@@ -224,6 +252,11 @@ void Devices::unplug(std::unique_ptr<Plugged> device) {
         readTty(*device->tty);
         mLoop.unwatch(device->tty->master());
         device->tty.reset();
+    }
+    if (device->hasHidraw) {
+        mHidraw.unplug();
+        // Transfers that are under way end here.
+        decideWaiting();
     }
     mJournal.add(Kind::Detach, device->usb->name());
     device->usb.reset();

@@ -12,6 +12,7 @@
 #include "emulator/cover/Microcontroller.h"
 #include "emulator/phone/ControlFiles.h"
 #include "emulator/phone/EventLoop.h"
+#include "emulator/phone/Hidraw.h"
 #include "emulator/phone/Journal.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/Supervisor.h"
@@ -44,6 +45,8 @@ class Devices {
     void reattachCover();
     bool isCoverAttached() const { return mCover != nullptr; }
     cover::Microcontroller& controller() { return *mController; }
+    cover::Panel& panel() { return mHidraw.panel(); }
+    bool isPanelAttached() const { return mHidraw.isPlugged(); }
     void sendFromCover(const std::string& bytes);
     bool logFromCover(const std::string& line);
     void setChatter(std::optional<cover::Chatter> chatter);
@@ -71,10 +74,11 @@ class Devices {
     void reset();
 
   private:
-    // A device that is plugged in. Its nodes go in this order: tty, USB device.
+    // A device that is plugged in. Its nodes go in this order: tty, hidraw, USB device.
     struct Plugged {
         std::unique_ptr<UsbDevice> usb;
         std::unique_ptr<Tty> tty;
+        bool hasHidraw = false;
         CoverOptions options;
     };
     // A device that has left the bus and comes back.
@@ -87,14 +91,23 @@ class Devices {
     void makeFiles();
     std::unique_ptr<UsbDevice> makeUsb(const cover::UsbIdentity& identity);
     void checkTtyNumber(int number) const;
+    void checkNumbers(const CoverOptions& options) const;
+    void publish(const CoverOptions& options);
     void watch(Tty& tty);
     void unplug(std::unique_ptr<Plugged> device);
     // As unplug(), for the cover; the microcontroller keeps its power.
     void unplugCover();
     void comeBack();
 
-    Verdict decide(const OpenCall& call);
-    Verdict decide(const IoctlCall& call);
+    Verdict decide(const OpenCall& call, bool waited);
+    Verdict decide(const IoctlCall& call, bool waited);
+    Verdict decide(const ReportCall& call, bool waited);
+    // Asks again about the calls that wait: those that are due by `now`, or all.
+    void decideWaiting(std::optional<cover::Time> now = std::nullopt);
+    // What was done to files until now; the ttys are left out.
+    void recordFiles();
+    // What the cover does now; returns when it wants to be asked again.
+    std::optional<cover::Time> turnCover();
     void noteTtyOpen(const OpenCall& call);
     // The tty with this node or pty, if it is one of ours.
     Tty* findTty(const std::string& path) const;
@@ -111,6 +124,7 @@ class Devices {
     EventLoop& mLoop;
     Journal& mJournal;
     ControlFiles mFiles;
+    Hidraw mHidraw;
     std::map<int, Supervisor> mSupervisors;  // by listener
 
     std::unique_ptr<cover::Microcontroller> mController;

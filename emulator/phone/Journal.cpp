@@ -48,6 +48,16 @@ std::string_view name(Kind kind) {
             return "node-set";
         case Kind::KernelLog:
             return "klog";
+        case Kind::HidOpen:
+            return "hid-open";
+        case Kind::HidGet:
+            return "hid-get";
+        case Kind::HidSet:
+            return "hid-set";
+        case Kind::HidWrite:
+            return "hid-write";
+        case Kind::HidClose:
+            return "hid-close";
         case Kind::HidlCall:
             return "hidl-call";
         case Kind::Property:

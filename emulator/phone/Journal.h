@@ -29,9 +29,14 @@ enum class Kind {
     NodeRefused,  // an open or access test was refused by a fault; note: the error
     NodeSet,      // the emulator gave a file new content `bytes`, or removed it (note "removed")
     KernelLog,    // one message for the kernel log
-    HidlCall,     // a neighbour service answered; path: interface and method; note: the answer
-    Property,     // path: the key; bytes: its new value
-    Fault,        // bytes: the text of a fault that was set; empty: all were cleared
+    HidOpen,      // the panel's hidraw node was opened; note: open flags, and the error if any
+    HidGet,       // its feature report `bytes` was read; note: the error, or none
+    HidSet,    // its feature report `bytes` was written; note: the error or the bytes that passed
+    HidWrite,  // one output report `bytes`; note: the error, or the bytes that passed if not all
+    HidClose,  // the last descriptor of that open is gone
+    HidlCall,  // a neighbour service answered; path: interface and method; note: the answer
+    Property,  // path: the key; bytes: its new value
+    Fault,     // bytes: the text of a fault that was set; empty: all were cleared
 };
 
 // "tty-rx", "node-write", ...: as in the JSON. All names differ.

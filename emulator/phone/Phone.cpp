@@ -219,6 +219,28 @@ void Phone::sendFromCover(const std::string& bytes) {
     mParts->call([&](Devices& devices) { devices.sendFromCover(bytes); });
 }
 
+cover::PanelState Phone::panelState() const {
+    return mParts->call([](Devices& devices) { return devices.panel().state(); });
+}
+
+bool Phone::isPanelAttached() const {
+    return mParts->call([](Devices& devices) { return devices.isPanelAttached(); });
+}
+
+cover::PanelOptions Phone::panelOptions() const {
+    return mParts->call([](Devices& devices) { return devices.panel().options(); });
+}
+
+void Phone::setPanelOptions(const cover::PanelOptions& options) {
+    mParts->call([&](Devices& devices) { devices.panel().setOptions(options); });
+}
+
+std::optional<cover::Picture> Phone::panelPicture() const {
+    return mParts->call([](Devices& devices) {
+        return devices.isPanelAttached() ? devices.panel().picture() : std::nullopt;
+    });
+}
+
 bool Phone::logFromCover(const std::string& line) {
     return mParts->call([&](Devices& devices) { return devices.logFromCover(line); });
 }

@@ -18,6 +18,7 @@
 
 #include <sys/types.h>
 
+#include "emulator/cover/Panel.h"
 #include "emulator/cover/Types.h"
 #include "emulator/phone/Journal.h"
 
@@ -44,9 +45,11 @@ inline constexpr char kKernelLog[] = "/dev/kmsg";
 
 // How the cover is put on.
 struct CoverOptions {
-    int tty = 0;          // the tty is /dev/ttyACM<tty>; 0..255
-    bool withTty = true;  // without: only the USB device shows
-    bool withUsb = true;  // without: only the tty shows (its ids in sysfs all the same)
+    int tty = 0;  // the tty is /dev/ttyACM<tty>; 0..255
+    bool withTty = true;
+    int hid = 0;  // the panel's node is /dev/hidraw<hid>; 0..63
+    bool withHid = true;
+    bool withUsb = true;  // without: it is not on the USB bus (its ids are in sysfs all the same)
     // Exact content of the two id files, instead of the cover's ids and a newline.
     std::optional<std::string> idVendorText;
     std::optional<std::string> idProductText;
@@ -82,7 +85,7 @@ class Phone {
     void detachCover(Unread unread = Unread::Lost);
     // Off and on again at once: watchers may see both in one read.
     void reattachCover();
-    // A tty or its USB device is present.
+    // A node of it is present.
     bool isCoverAttached() const;
     cover::State coverState() const;
     // The same for people: ("brightness", "128"), ...
@@ -91,6 +94,15 @@ class Phone {
     void setCoverOptions(cover::Options options);
     // Bytes from the cover outside of any answer, such as lines of its log.
     void sendFromCover(const std::string& bytes);
+
+    // The cover's sub display, from its plugging in on. New options take effect with its next
+    // report.
+    cover::PanelState panelState() const;
+    bool isPanelAttached() const;
+    cover::PanelOptions panelOptions() const;
+    void setPanelOptions(const cover::PanelOptions& options);
+    // What it shows (cover::Panel::picture()); none without a panel too.
+    std::optional<cover::Picture> panelPicture() const;
 
     // A line of the cover's own log, without line ends: sent as soon as no answer is on the line.
     // False when it is dropped: DTR is down, "AT%LOGSAVE=" did not ask for it, or too many wait.
@@ -125,13 +137,15 @@ class Phone {
     // Takes or releases the display's wake lock: one write of unchanged length.
     void wakeLock(bool held);
 
-    // A fault of the cover's AT channel (emulator/cover/Fault.h), or of a node:
+    // A fault of the cover's AT channel (emulator/cover/Fault.h), of its panel's hidraw node
+    // (emulator/cover/PanelFault.h), or of a file:
     //   node PATH missing | unreadable | unwritable | eio | read-eio
     // missing: ENOENT to open and access; unreadable: EACCES to what asks to read; unwritable:
     // EACCES to what asks to write; eio: opens, but every write fails with EIO; read-eio: opens for
     // reading, but every read fails with EIO.
     void setFault(const std::string& text);
     std::vector<std::string> faults() const;
+    // Calls that a fault holds up go on.
     void clearFaults();
 
     // Everything as it was made: nothing attached, no faults, first contents, default options, no

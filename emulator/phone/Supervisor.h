@@ -8,11 +8,13 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <string>
 #include <variant>
 #include <vector>
 
 #include <linux/seccomp.h>
 
+#include "emulator/cover/Types.h"
 #include "emulator/phone/Fd.h"
 #include "emulator/phone/SyscallFilter.h"
 
@@ -36,7 +38,24 @@ struct IoctlCall {
     std::optional<int> value;  // none: the pointer is bad
 };
 
-using Call = std::variant<OpenCall, IoctlCall>;
+// write() to a descriptor from kFirstWatched on, or ioctl() of a hidraw feature report.
+struct ReportCall {
+    enum class Kind { Write, GetFeature, SetFeature };
+    Kind kind = Kind::Write;
+    std::filesystem::path file;  // what the descriptor is open on, as /proc shows it
+    size_t size = 0;             // of the buffer
+    // What the buffer holds, at most kMaxReport bytes; of GetFeature the first. None: the pointer
+    // is bad.
+    std::optional<std::string> bytes;
+};
+// As the kernel's HID layer.
+inline constexpr size_t kMaxReport = 16384;
+
+// Writes to descriptors of these numbers are handed over.
+inline constexpr uint32_t kFirstWatched = 960;
+inline constexpr uint32_t kEndWatched = 1024;
+
+using Call = std::variant<OpenCall, IoctlCall, ReportCall>;
 
 // At most one of the first three is set; none: the kernel carries the call out.
 struct Verdict {
@@ -44,11 +63,16 @@ struct Verdict {
     Fd replacement;                 // answer with this descriptor
     std::optional<int64_t> result;  // answer with this value
     bool closeOnExec = false;       // of the replacement
+    bool watched = false;           // the replacement gets a number from kFirstWatched on
+    std::string output;             // goes into the buffer of GetFeature, with `result`
+    // Nothing is answered yet: ask again after this time, or when decideWaiting() says so.
+    std::optional<cover::Time> askAgainAfter;
 };
 
 class Supervisor {
   public:
-    using Decide = std::function<Verdict(const Call&)>;
+    // `waited`: it is asked again about this call.
+    using Decide = std::function<Verdict(const Call&, bool waited)>;
 
     Supervisor(Fd listener, Decide decide);
 
@@ -59,11 +83,26 @@ class Supervisor {
     // Answers the call that waits, if one does.
     void answer();
 
+    // Asks again about calls that wait and are due by `now`, or about all.
+    void decideWaiting(std::optional<cover::Time> now = std::nullopt);
+    std::optional<cover::Time> nextDeadline() const;
+
   private:
+    struct Waiting {
+        seccomp_notif notification;
+        Call call;
+        cover::Time due{};
+    };
+
+    bool isPending(const seccomp_notif& notification) const;
+    void decide(Waiting call, bool waited);
     void reply(const seccomp_notif& notification, const Verdict& verdict) const;
+    // False with errno set.
+    bool replace(const seccomp_notif& notification, const Verdict& verdict) const;
 
     const Fd mListener;
     const Decide mDecide;
+    std::vector<Waiting> mWaiting;
 };
 
 }  // namespace phone

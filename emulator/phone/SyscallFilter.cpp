@@ -25,7 +25,8 @@ constexpr uint32_t kArchitecture = AUDIT_ARCH_AARCH64;
 
 constexpr uint32_t kAddressLow = offsetof(seccomp_data, instruction_pointer);
 constexpr uint32_t kAddressHigh = kAddressLow + 4;
-constexpr uint32_t kSecondArgumentLow = offsetof(seccomp_data, args) + sizeof(uint64_t);
+constexpr uint32_t kFirstArgumentLow = offsetof(seccomp_data, args);
+constexpr uint32_t kSecondArgumentLow = kFirstArgumentLow + sizeof(uint64_t);
 
 void load(std::vector<sock_filter>& code, uint32_t offset) {
     code.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset));
@@ -53,13 +54,24 @@ void allowIfBelow(std::vector<sock_filter>& code, uint64_t bound, bool below) {
 }
 
 void handOver(std::vector<sock_filter>& code, const HandledCall& call) {
+    const size_t begin = code.size();
     load(code, offsetof(seccomp_data, nr));
-    jump(code, BPF_JEQ, call.number, 0, call.request ? 3 : 1);
+    jump(code, BPF_JEQ, call.number, 0, 0);
+    if (call.firstDescriptor != 0) {
+        load(code, kFirstArgumentLow);
+        jump(code, BPF_JGE, call.firstDescriptor, 0, 0);
+    }
     if (call.request) {
         load(code, kSecondArgumentLow);
-        jump(code, BPF_JEQ, *call.request, 0, 1);
+        code.push_back(BPF_STMT(BPF_ALU | BPF_AND | BPF_K, call.mask));
+        jump(code, BPF_JEQ, *call.request, 0, 0);
     }
     give(code, SECCOMP_RET_USER_NOTIF);
+    // What does not fit goes on behind.
+    for (size_t at = begin; at < code.size(); ++at) {
+        if (BPF_CLASS(code[at].code) != BPF_JMP) continue;
+        code[at].jf = static_cast<uint8_t>(code.size() - at - 1);
+    }
 }
 
 struct Search {

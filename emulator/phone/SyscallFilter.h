@@ -22,11 +22,14 @@ struct CodeRange {
 // waits for a lock, the supervisor's too.
 CodeRange findCLibrary();
 
-// A system call to hand over: every one of this number, or those whose second argument is
-// `request`.
+// A system call to hand over: every one of this number that fits what else is given.
 struct HandledCall {
     uint32_t number = 0;
+    // The second argument, in those bits that `mask` has set.
     std::optional<uint32_t> request = std::nullopt;
+    uint32_t mask = UINT32_MAX;
+    // The first argument is a descriptor of at least this number.
+    uint32_t firstDescriptor = 0;
 };
 
 // Filter that hands over these calls and allows the rest.

@@ -144,7 +144,7 @@ TEST_F(AttachTest, AClientThatFetchesTheCutoutSparesTheNextAttachmentThat) {
 TEST_F(AttachTest, AHangUpMakesAnEmptyCutoutTheCutoutForGood) {
     phone.setFault("on AT%GETBVCUTOUT hangup times 1");
     start();
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor(ANDROID_LOG_DEBUG, "bv2_display_init: ");
     log.waitFor("serialLogEnable: 0");
     mark();
@@ -158,7 +158,7 @@ TEST_F(AttachTest, AHangUpMakesAnEmptyCutoutTheCutoutForGood) {
 TEST_F(AttachTest, ACutoutFetchedEarlyLetsTheTwentyZerosOut) {
     phone.setFault("on ATE0 error times 1");
     start();
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor("serialDeviceAdded: failed to write ATE0: Protocol not supported");
     EXPECT_EQ(cutout(), kCutout);
     detach();

@@ -185,7 +185,7 @@ TEST_F(AttachmentStatusTest, TheBusMayKnowACoverThatTheAccessoryServiceDoesNot) 
     accessory.serve();
     accessory.setState(neighbours::AccessoryState{});
     EXPECT_FALSE(service->getBV2Connect());
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     while (!service->getBV2Connect()) {
     }
     EXPECT_FALSE(isConnected());

@@ -132,7 +132,7 @@ TEST_F(SerialAttachTest, GoesOnWhenTheModelIsRejected) {
 TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
     phone.setFault("on ATE0 error times 1");
     start();
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor(ANDROID_LOG_ERROR,
                 "serialDeviceAdded: failed to write ATE0: Protocol not supported");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
@@ -143,7 +143,7 @@ TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
 TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
     phone.setFault("on ATE0 silent times 1");
     start();
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor("serialDeviceAdded: failed to write ATE0: Timer expired");
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kRecovery, "Y"), first);
     // It comes back, and the second attach succeeds.
@@ -169,7 +169,7 @@ TEST_F(SerialAttachTest, ReportsATtyThatCannotBeOpened) {
 TEST_F(SerialAttachTest, AttachesAlthoughTheKernelCannotBeTold) {
     phone.setFault(std::string("node ") + phone::kHalReady + " missing");
     start();
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor(ANDROID_LOG_ERROR, "usbReady: failed to open mode: No such file or directory");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     detach();

@@ -19,7 +19,7 @@ constexpr char kUart[] = "persist.vendor.qmx.dd.uart.enable";
 class SerialLogTest : public ServiceTest {
   protected:
     // Attaches a cover whose log is wanted.
-    void attachWithCapture(const phone::CoverOptions& options = {}) {
+    void attachWithCapture(const phone::CoverOptions& options = support::withoutPanel()) {
         phone.setProperty(kCapture, "1");
         start();
         attach(options);
@@ -186,7 +186,7 @@ TEST_F(SerialLogTest, AFailedEndLeavesTheThreadToTheNextStart) {
 }
 
 TEST_F(SerialLogTest, AFailedEndWithoutTheUsbDeviceWaitsForTheThread) {
-    phone::CoverOptions options;
+    phone::CoverOptions options = support::withoutPanel();
     options.withUsb = false;
     attachWithCapture(options);
     awaitResume();

@@ -35,8 +35,8 @@ class ServiceTest : public support::PhoneTest {
     // ends.
     void start();
 
-    // Puts the cover on and waits until the service has attached it.
-    void attach(const phone::CoverOptions& options = {});
+    // Puts the cover on, as a rule without its panel, and waits until the service has attached it.
+    void attach(const phone::CoverOptions& options = support::withoutPanel());
     // Waits for the end of an attach that the log tells of at this line or later.
     void awaitAttached(size_t line = 0) const;
     // Pulls the cover off and waits until the service has detached it.

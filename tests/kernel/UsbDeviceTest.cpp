@@ -9,7 +9,7 @@ using UsbDeviceTest = ServiceTest;
 TEST_F(UsbDeviceTest, FollowsTheCover) {
     start();
     EXPECT_FALSE(service->getBV2Connect());
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     size_t at = log.waitFor(ANDROID_LOG_INFO, "========== Bivista Attached");
     log.waitUntil(
             [](const support::LogLine& line) {
@@ -27,14 +27,14 @@ TEST_F(UsbDeviceTest, FollowsTheCover) {
 }
 
 TEST_F(UsbDeviceTest, SeesACoverThatIsThereAtTheStart) {
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     start();
     log.waitFor("========== Bivista Attached");
 }
 
 TEST_F(UsbDeviceTest, KeepsTheCoverWhenAnotherDeviceGoes) {
     start();
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor("========== Bivista Attached");
     phone.attachLoader();
     log.waitFor("usbDeviceAdded : normal dload mode");
@@ -66,7 +66,7 @@ TEST_P(LoaderTest, IsRecognised) {
     size_t at = 0;
     for (const std::string& line : GetParam().lines) at = log.waitFor(line, at);
     // The cover's attach stands behind all of the loader's lines, on the same thread.
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     log.waitFor("========== Bivista Attached", at);
     size_t loaderLines = 0;
     for (const std::string& text : log.texts()) {

@@ -43,7 +43,7 @@ TEST_F(UsbMonitorTest, LogsWhatItSees) {
 }
 
 TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     start();
     awaitAttached();
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/ttyACM0\" OK"));
@@ -52,7 +52,7 @@ TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
 
 TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
     createNode("hidraw0");
-    phone.attachCover();
+    phone.attachCover(support::withoutPanel());
     start();
     const size_t hid =
             log.waitFor(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/hidraw0\" OK");
@@ -63,7 +63,7 @@ TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
 
 // Meant: only the nodes numbered 0 are probed.
 TEST_F(UsbMonitorTest, DoesNotProbeOtherNumbersAtTheStart) {
-    CoverOptions options;
+    CoverOptions options = support::withoutPanel();
     options.tty = 1;
     phone.attachCover(options);
     start();
@@ -74,7 +74,7 @@ TEST_F(UsbMonitorTest, DoesNotProbeOtherNumbersAtTheStart) {
 
 TEST_F(UsbMonitorTest, AttachesATtyOfAnyNumberWhenItAppears) {
     start();
-    CoverOptions options;
+    CoverOptions options = support::withoutPanel();
     options.tty = 42;
     attach(options);
     EXPECT_TRUE(log.contains("========== ttyACM42 create"));
@@ -121,7 +121,7 @@ class IdTest : public UsbMonitorTest, public testing::WithParamInterface<Ids> {}
 
 TEST_P(IdTest, DecideAboutTheTty) {
     start();
-    CoverOptions options;
+    CoverOptions options = support::withoutPanel();
     options.idVendorText = GetParam().vendor;
     options.idProductText = GetParam().product;
     phone.attachCover(options);

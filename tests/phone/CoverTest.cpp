@@ -25,6 +25,7 @@ using phone::Entry;
 using phone::Fd;
 using phone::Kind;
 using phone::Unread;
+using support::withoutPanel;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -85,18 +86,22 @@ TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
     EXPECT_THAT(namesIn("/sys/bus/usb/devices"), IsEmpty());
 }
 
-TEST_F(CoverTest, WatcherSeesOneCreationAndOneDeletionOfTheTty) {
+TEST_F(CoverTest, WatcherSeesOneCreationAndOneDeletionOfEachNode) {
     const Watch watch("/dev");
     phone.attachCover();
     std::vector<Change> changes = watch.read();
-    ASSERT_EQ(changes.size(), 1u);
+    ASSERT_EQ(changes.size(), 2u);
     EXPECT_EQ(changes[0].mask, uint32_t{IN_CREATE});
     EXPECT_EQ(changes[0].name, "ttyACM0");
+    EXPECT_EQ(changes[1].mask, uint32_t{IN_CREATE});
+    EXPECT_EQ(changes[1].name, "hidraw0");
     phone.detachCover();
     changes = watch.read();
-    ASSERT_EQ(changes.size(), 1u);
+    ASSERT_EQ(changes.size(), 2u);
     EXPECT_EQ(changes[0].mask, uint32_t{IN_DELETE});
     EXPECT_EQ(changes[0].name, "ttyACM0");
+    EXPECT_EQ(changes[1].mask, uint32_t{IN_DELETE});
+    EXPECT_EQ(changes[1].name, "hidraw0");
 }
 
 TEST_F(CoverTest, IdsAreThereWhenTheNodeIsCreated) {
@@ -112,7 +117,7 @@ TEST_F(CoverTest, IdsAreThereWhenTheNodeIsCreated) {
 }
 
 TEST_F(CoverTest, ReattachmentCanBeSeenInOneRead) {
-    phone.attachCover();
+    phone.attachCover(withoutPanel());
     const Watch watch("/dev");
     phone.reattachCover();
     const std::vector<Change> changes = watch.read();
@@ -177,17 +182,26 @@ TEST_F(CoverTest, GetsANewUsbNumberEachTimeAndStartsAgainBehindTheLast) {
 TEST_F(CoverTest, TtyAndUsbDeviceCanComeAlone) {
     CoverOptions options;
     options.withTty = false;
+    options.withHid = false;
     phone.attachCover(options);
     EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
+    EXPECT_NE(access("/dev/hidraw0", F_OK), 0);
     EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 1u);
     EXPECT_THROW(phone.sendFromCover("x"), phone::Error);
     phone.detachCover();
-    options = {};
+    options = withoutPanel();
     options.withUsb = false;
     phone.attachCover(options);
     EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
     EXPECT_THAT(namesIn("/dev/bus/usb/001"), IsEmpty());
+    phone.detachCover();
+    options = {};
+    options.withTty = false;
+    phone.attachCover(options);
+    EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
+    EXPECT_EQ(access("/dev/hidraw0", F_OK), 0);
+    EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idVendor"), "3e91\n");
 }
 
 TEST_F(CoverTest, WrongStatesAreRefused) {
@@ -254,7 +268,7 @@ TEST_F(CoverTest, CoverAndLoaderCanBeThereAtOnce) {
 }
 
 TEST_F(CoverTest, YesToTheRecoveryNodeMakesItComeBackFresh) {
-    phone.attachCover();
+    phone.attachCover(withoutPanel());
     const Watch watch("/dev");
     {
         const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));

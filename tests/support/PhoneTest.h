@@ -12,6 +12,14 @@
 
 namespace support {
 
+// How the cover is put on where a test is about its tty: a service is busy with the panel for a
+// while longer, on the thread that looks after both.
+inline phone::CoverOptions withoutPanel() {
+    phone::CoverOptions options;
+    options.withHid = false;
+    return options;
+}
+
 class PhoneTest : public testing::Test {
   protected:
     PhoneTest();
