@@ -7,6 +7,8 @@
 
 #include <fcntl.h>
 #include <httplib.h>
+#include <linux/hidraw.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -77,6 +79,17 @@ class ControlTest : public support::PhoneTest {
         return tty;
     }
 
+    // Switches the sub display on and draws levels 10 and 3.
+    static void drawTwoPixels() {
+        const phone::Fd node(open("/dev/hidraw0", O_WRONLY));
+        uint8_t config[] = {3, 2, 90};
+        EXPECT_EQ(ioctl(node.get(), HIDIOCSFEATURE(sizeof(config)), config), 3);
+        const uint8_t pixels[] = {2, 1, 0, 0, 0, 0, 0, 0xa3};
+        EXPECT_EQ(write(node.get(), pixels, sizeof(pixels)), 8);
+        const uint8_t end[] = {2, 0, 0, 0, 0, 0, 0};
+        EXPECT_EQ(write(node.get(), end, sizeof(end)), 7);
+    }
+
     const std::string mFolder;
     neighbours::Accessory accessory{phone};
     std::optional<control::ControlServer> server;
@@ -101,8 +114,51 @@ TEST_F(ControlTest, AttachesAsAsked) {
     EXPECT_EQ(phone.node("/sys/class/tty/ttyACM3/device/../idProduct"), "6a2f\n");
     EXPECT_NE(access("/sys/bus/usb/devices/1-1", F_OK), 0);
     EXPECT_EQ(post("/v1/detach", {{"unread", "read"}}).status, 200);
-    EXPECT_EQ(post("/v1/attach", {{"with_tty", false}}).status, 200);
+    EXPECT_EQ(post("/v1/attach", {{"with_tty", false}, {"hid", 9}}).status, 200);
     EXPECT_EQ(access("/sys/bus/usb/devices/1-1", F_OK), 0);
+    EXPECT_EQ(access("/dev/hidraw9", F_OK), 0);
+    EXPECT_EQ(post("/v1/detach").status, 200);
+    EXPECT_EQ(post("/v1/attach", {{"with_hid", false}}).status, 200);
+    EXPECT_NE(access("/dev/hidraw0", F_OK), 0);
+}
+
+TEST_F(ControlTest, ChangesAndShowsTheSubDisplay) {
+    EXPECT_EQ(put("/v1/subdisplay", {{"width", 2}, {"height", 65535}, {"format", 8}, {"ready", 0}})
+                      .status,
+              200);
+    EXPECT_EQ(phone.panelOptions(), (cover::PanelOptions{2, 65535, 8, 0}));
+    EXPECT_EQ(put("/v1/subdisplay", {{"height", 1}}).status, 200);
+    EXPECT_EQ(get("/v1/state").body["sub_display"]["attached"], false);
+    phone.attachCover();
+    drawTwoPixels();
+    EXPECT_EQ(get("/v1/state").body["sub_display"], json({{"attached", true},
+                                                          {"on", true},
+                                                          {"brightness", 90},
+                                                          {"width", 2},
+                                                          {"height", 1},
+                                                          {"format", 8},
+                                                          {"ready", 0},
+                                                          {"frames", 1},
+                                                          {"reports", 3},
+                                                          {"refused", 0}}));
+}
+
+TEST_F(ControlTest, TakesASnapshotOfTheSubDisplay) {
+    phone.setPanelOptions({2, 1, 4, 1});
+    phone.attachCover();
+    drawTwoPixels();
+    EXPECT_EQ(get("/v1/snapshot").body, json({{"width", 2}, {"height", 1}, {"levels", "a3"}}));
+}
+
+TEST_F(ControlTest, SaysWhyThereIsNoSnapshot) {
+    Reply reply = get("/v1/snapshot");
+    EXPECT_EQ(reply.status, 409);
+    EXPECT_THAT(reply.body.value("error", ""), testing::HasSubstr("no sub display"));
+    phone.setPanelOptions({65535, 65535, 4, 1});
+    phone.attachCover();
+    reply = get("/v1/snapshot");
+    EXPECT_EQ(reply.status, 409);
+    EXPECT_THAT(reply.body.value("error", ""), testing::HasSubstr("more pixels"));
 }
 
 TEST_F(ControlTest, ShowsTheState) {
@@ -291,6 +347,13 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"POST", "/v1/send", R"({"bytes":"x"})", 409},
         {"POST", "/v1/send", R"({"bytes":"\\q"})", 400},
         {"POST", "/v1/send", "", 400},
+        {"PUT", "/v1/subdisplay", R"({"width":65536})", 400},
+        {"PUT", "/v1/subdisplay", R"({"height":-1})", 400},
+        {"PUT", "/v1/subdisplay", R"({"format":256})", 400},
+        {"PUT", "/v1/subdisplay", R"({"ready":true})", 400},
+        {"PUT", "/v1/subdisplay", R"({"depth":4})", 400},
+        {"POST", "/v1/attach", R"({"hid":64})", 409},
+        {"POST", "/v1/attach", R"({"with_hid":1})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_polls":-1})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_polls":"often"})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_polls":true})", 400},

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include <fcntl.h>
+#include <png.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -284,6 +285,10 @@ TEST_F(ProgramTest, WrongArgumentsAreUsageErrors) {
             {"ctl", "cover", "--hot-plug-polls", "-1"},
             {"ctl", "cover", "--hot-plug-polls", "often"},
             {"ctl", "klog", "extra"},
+            {"ctl", "attach", "--hid", "64"},
+            {"ctl", "snapshot"},
+            {"ctl", "subdisplay", "--width", "65536"},
+            {"ctl", "subdisplay", "--format", "-1"},
     };
     for (const std::vector<std::string>& arguments : wrong) {
         const Outcome outcome = invoke(arguments);
@@ -362,6 +367,7 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
         return invoke(arguments);
     };
     EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nscreen: off\n"
+                                              "sub display: off, 128 x 128, format 4, frames 0\n"
                                               "accessory: type 0, state 3\nchatter: off\n"));
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("  dtr: yes\n"));
     EXPECT_EQ(ctl({"log", "hello"}).status, 0);
@@ -388,6 +394,60 @@ TEST_F(ProgramTest, ShowTellsWhatIsOnTheScreen) {
             " ctl show | grep ^screen; ");
     EXPECT_EQ(outcome.out,
               "screen: on, brightness 77 of 255, rgb 2,0,0,0, tune 2,2,2, mode 0\nscreen: off\n");
+}
+
+// Switches the sub display on and draws eight levels of grey on it.
+constexpr char kDraw[] = R"(python3 -c '
+import fcntl, os
+node = os.open("/dev/hidraw0", os.O_RDWR | os.O_NONBLOCK)
+fcntl.ioctl(node, 0xc0034806, bytes([3, 2, 90]))
+os.write(node, bytes([2, 4, 0, 0, 0, 0, 0, 0xef, 0xcd, 0x32, 0x10]))
+os.write(node, bytes([2, 0, 0, 0, 0, 0, 0]))
+')";
+
+TEST_F(ProgramTest, SnapshotIsThePictureThatTheSubDisplayShows) {
+    const std::string file = mFolder + "/picture.png";
+    const Outcome outcome =
+            runShell(kEmulator + " ctl subdisplay --width 4 --height 2; " + kDraw + "; " +
+                     kEmulator + " ctl show | grep ^sub; " + kEmulator + " ctl snapshot " + file);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "sub display: on, brightness 90 of 255, 4 x 2, format 4, frames 1\n");
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_file(&image, file.c_str()), 0) << image.message;
+    EXPECT_EQ(image.width, 4u);
+    EXPECT_EQ(image.height, 2u);
+    image.format = PNG_FORMAT_GRAY;
+    std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(image));
+    ASSERT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0);
+    for (uint8_t& pixel : pixels) {
+        EXPECT_EQ(pixel % 17, 0);
+        pixel /= 17;
+    }
+    EXPECT_EQ(pixels, (std::vector<uint8_t>{1, 0, 3, 2, 12, 13, 14, 15}));
+}
+
+TEST_F(ProgramTest, SnapshotThatCannotBeTakenIsReported) {
+    const auto snapshot = [](const std::string& before, const std::string& file) {
+        return runShell(kEmulator + " ctl " + before + "; " + kEmulator + " ctl snapshot " + file);
+    };
+    const std::string file = mFolder + "/picture.png";
+    const Outcome detached = snapshot("detach", file);
+    EXPECT_EQ(detached.status, 1);
+    EXPECT_THAT(detached.err, HasSubstr("no sub display"));
+    const Outcome empty = snapshot("subdisplay --width 0", file);
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_THAT(empty.err, HasSubstr("cannot write the picture"));
+    const Outcome nowhere = snapshot("show", "/nowhere/picture.png");
+    EXPECT_EQ(nowhere.status, 1);
+    EXPECT_THAT(nowhere.err, HasSubstr("/nowhere/picture.png"));
+}
+
+TEST_F(ProgramTest, CoverCanComeWithoutItsPanel) {
+    const Outcome outcome = invoke({"run", "--no-hid", "--", "/bin/sh", "-c",
+                                    "test -e /dev/hidraw0 || echo none; ls /dev/ttyACM0; " +
+                                            kEmulator + " ctl show | grep ^sub"});
+    EXPECT_EQ(outcome.out, "none\n/dev/ttyACM0\nsub display: absent\n");
 }
 
 TEST_F(ProgramTest, KernelLogIsPrinted) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <set>
 #include <string>
 
@@ -158,11 +159,27 @@ Json showChatter(Phone& phone) {
              std::chrono::duration_cast<std::chrono::microseconds>(chatter->gap).count()}};
 }
 
+Json showSubDisplay(Phone& phone) {
+    const cover::PanelState state = phone.panelState();
+    const cover::PanelOptions options = phone.panelOptions();
+    return {{"attached", phone.isPanelAttached()},
+            {"on", state.on},
+            {"brightness", state.brightness},
+            {"width", options.width},
+            {"height", options.height},
+            {"format", options.format},
+            {"ready", options.ready},
+            {"frames", state.frames},
+            {"reports", state.reports},
+            {"refused", state.refused}};
+}
+
 Json showState(Phone& phone, const Accessory& accessory) {
     Json cover = Json::object();
     for (const auto& [name, value] : phone.listCoverState()) cover[name] = value;
     return {{"attached", phone.isCoverAttached()},
             {"screen", showScreen(cover::viewOf(phone.coverState()))},
+            {"sub_display", showSubDisplay(phone)},
             {"cover", cover},
             {"chatter", showChatter(phone)},
             {"accessory", showAccessory(accessory)},
@@ -175,6 +192,8 @@ Json attach(Phone& phone, const httplib::Request& request) {
     phone::CoverOptions options;
     options.tty = members.take<int>("tty").value_or(options.tty);
     options.withTty = members.take<bool>("with_tty").value_or(options.withTty);
+    options.hid = members.take<int>("hid").value_or(options.hid);
+    options.withHid = members.take<bool>("with_hid").value_or(options.withHid);
     options.withUsb = members.take<bool>("with_usb").value_or(options.withUsb);
     options.idVendorText = members.take<std::string>("id_vendor");
     options.idProductText = members.take<std::string>("id_product");
@@ -221,6 +240,39 @@ Json setCover(Phone& phone, const httplib::Request& request) {
     members.refuseOthers();
     phone.setCoverOptions(options);
     return Json::object();
+}
+
+// A member that is a number of `Number`'s range; otherwise left alone.
+template <typename Number>
+void takeSmall(Members& members, const char* name, Number& out) {
+    const std::optional<int> value = members.take<int>(name);
+    if (!value) return;
+    constexpr int kMax = std::numeric_limits<Number>::max();
+    if (*value < 0 || *value > kMax) {
+        throw BadRequest(std::string("\"") + name + "\" must be 0 to " + std::to_string(kMax));
+    }
+    out = static_cast<Number>(*value);
+}
+
+Json setSubDisplay(Phone& phone, const httplib::Request& request) {
+    Members members(request.body);
+    cover::PanelOptions options = phone.panelOptions();
+    takeSmall(members, "width", options.width);
+    takeSmall(members, "height", options.height);
+    takeSmall(members, "format", options.format);
+    takeSmall(members, "ready", options.ready);
+    members.refuseOthers();
+    phone.setPanelOptions(options);
+    return Json::object();
+}
+
+Json showSnapshot(Phone& phone, const httplib::Request& /*request*/) {
+    if (!phone.isPanelAttached()) throw phone::Error("no sub display is attached");
+    const std::optional<cover::Picture> picture = phone.panelPicture();
+    if (!picture) throw phone::Error("the sub display claims more pixels than it has memory for");
+    std::string levels;
+    for (const uint8_t level : picture->levels) levels += "0123456789abcdef"[level];
+    return {{"width", picture->width}, {"height", picture->height}, {"levels", levels}};
 }
 
 Json send(Phone& phone, const httplib::Request& request) {
@@ -395,6 +447,8 @@ void addCoverRequests(httplib::Server& server, Phone& phone) {
     server.Post("/v1/detach", handler(detach));
     server.Post("/v1/reattach", handler(plain([](Phone& p) { p.reattachCover(); })));
     server.Put("/v1/cover", handler(setCover));
+    server.Put("/v1/subdisplay", handler(setSubDisplay));
+    server.Get("/v1/snapshot", handler(showSnapshot));
     server.Post("/v1/send", handler(send));
     server.Post("/v1/log", handler(log));
     server.Put("/v1/chatter", handler(setChatter));

@@ -15,6 +15,7 @@
 #include "emulator/cover/Text.h"
 #include "emulator/phone/Fd.h"
 #include "emulator/phone/control/SocketFolder.h"
+#include "emulator/phone/program/Png.h"
 
 namespace emulator {
 
@@ -104,18 +105,25 @@ CLI::App* add(CLI::App& app, const char* name, const char* help, int* status, Wo
 void addAttach(CLI::App& ctl, int* status) {
     struct Options {
         int tty = 0;
+        int hid = 0;
         bool noTty = false;
+        bool noHid = false;
         bool noUsb = false;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* command = add(ctl, "attach", "Put the cover on", status, [options](Session& session) {
         session.post("/v1/attach", {{"tty", options->tty},
                                     {"with_tty", !options->noTty},
+                                    {"hid", options->hid},
+                                    {"with_hid", !options->noHid},
                                     {"with_usb", !options->noUsb}});
     });
     command->add_option("--tty", options->tty, "Number of its ttyACM")->check(CLI::Range(0, 255));
-    command->add_flag("--no-tty", options->noTty, "Only its USB device shows");
-    command->add_flag("--no-usb", options->noUsb, "Only its tty shows");
+    command->add_option("--hid", options->hid, "Number of its panel's hidraw node")
+            ->check(CLI::Range(0, 63));
+    command->add_flag("--no-tty", options->noTty, "Without its tty");
+    command->add_flag("--no-hid", options->noHid, "Without its panel's hidraw node");
+    command->add_flag("--no-usb", options->noUsb, "Not on the USB bus");
 }
 
 void addDetach(CLI::App& ctl, int* status) {
@@ -178,9 +186,13 @@ void addFault(CLI::App& ctl, int* status) {
             "     silent | late 2s | split 1ms | garble [all] | error | before \"TEXT\" |\n"
             "     after \"TEXT\" | inside \"TEXT\" | hangup [after N] | answer \"TEXT\" | half |\n"
             "     flood [N]\n"
+            "  hid CALL EFFECT [after N] [times N]   calls of the panel's node; CALL is open | "
+            "info |\n"
+            "     config | write | *; EFFECT is error EIO | short 100 | late 2s | unplug\n"
             "  node PATH missing|unreadable|unwritable|eio|read-eio\n\n"
             "Examples:\n"
             "  bivista-emulator ctl fault 'on AT%SWV silent times 1'\n"
+            "  bivista-emulator ctl fault 'hid write unplug after 1'\n"
             "  bivista-emulator ctl fault node /sys/class/bivista/bv2/bv2_recovery missing");
 }
 
@@ -260,9 +272,20 @@ std::string showChatter(const Json& chatter) {
     return "every " + chatter.at("gap_us").dump() + " us: " + chatter.at("text").get<std::string>();
 }
 
+std::string showSubDisplay(const Json& display) {
+    if (!display.at("attached").get<bool>()) return "absent";
+    std::string text = "off";
+    if (display.at("on").get<bool>()) {
+        text = "on, brightness " + display.at("brightness").dump() + " of 255";
+    }
+    return text + ", " + display.at("width").dump() + " x " + display.at("height").dump() +
+           ", format " + display.at("format").dump() + ", frames " + display.at("frames").dump();
+}
+
 void printState(const Json& state) {
     std::cout << "attached: " << state.at("attached") << "\n"
               << "screen: " << showScreen(state.at("screen")) << "\n"
+              << "sub display: " << showSubDisplay(state.at("sub_display")) << "\n"
               << "accessory: " << showAccessory(state.at("accessory")) << "\n"
               << "chatter: " << showChatter(state.at("chatter")) << "\ncover:\n";
     printMembers(state.at("cover"), "  ");
@@ -276,7 +299,7 @@ void printState(const Json& state) {
 
 void addShow(CLI::App& ctl, int* status) {
     const auto asJson = std::make_shared<bool>(false);
-    CLI::App* command = add(ctl, "show", "Show what the cover is doing, and what its screen shows",
+    CLI::App* command = add(ctl, "show", "Show what the cover is doing, and what its screens show",
                             status, [asJson](Session& session) {
                                 const std::optional<Json> state = session.get("/v1/state");
                                 if (!state) return;
@@ -390,6 +413,58 @@ void addCover(CLI::App& ctl, int* status) {
     });
 }
 
+void addSubDisplay(CLI::App& ctl, int* status) {
+    struct Options {
+        std::optional<int> width;
+        std::optional<int> height;
+        std::optional<int> format;
+        std::optional<int> ready;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = add(ctl, "subdisplay", "Change what the sub display says of itself", status,
+                            [options](Session& session) {
+                                Json body = Json::object();
+                                if (options->width) body["width"] = *options->width;
+                                if (options->height) body["height"] = *options->height;
+                                if (options->format) body["format"] = *options->format;
+                                if (options->ready) body["ready"] = *options->ready;
+                                session.put("/v1/subdisplay", body);
+                            });
+    constexpr int kMaxSize = 65535;
+    constexpr int kMaxByte = 255;
+    command->add_option("--width", options->width)->check(CLI::Range(0, kMaxSize));
+    command->add_option("--height", options->height)->check(CLI::Range(0, kMaxSize));
+    command->add_option("--format", options->format)->check(CLI::Range(0, kMaxByte));
+    command->add_option("--ready", options->ready)->check(CLI::Range(0, kMaxByte));
+    command->footer("The phone's software asks at an attachment: \"ctl reattach\" makes it ask.");
+}
+
+cover::Picture readPicture(const Json& snapshot) {
+    cover::Picture picture;
+    snapshot.at("width").get_to(picture.width);
+    snapshot.at("height").get_to(picture.height);
+    for (const char digit : snapshot.at("levels").get<std::string>()) {
+        picture.levels.push_back(digit >= 'a' ? digit - 'a' + 10 : digit - '0');
+    }
+    return picture;
+}
+
+void addSnapshot(CLI::App& ctl, int* status) {
+    const auto path = std::make_shared<std::string>();
+    CLI::App* command = ctl.add_subcommand("snapshot", "Keep what the sub display shows as a PNG");
+    command->add_option("FILE", *path)->required();
+    command->callback([=] {
+        Session session;
+        const std::optional<Json> snapshot = session.get("/v1/snapshot");
+        *status = session.status();
+        if (!snapshot) return;
+        const std::string error = writePng(*path, readPicture(*snapshot));
+        if (error.empty()) return;
+        std::cerr << "bivista-emulator: " << error << "\n";
+        *status = kRefused;
+    });
+}
+
 void addLog(CLI::App& ctl, int* status) {
     const auto text = std::make_shared<std::string>();
     CLI::App* log = add(ctl, "log", "The cover logs a line, if the phone listens", status,
@@ -498,6 +573,8 @@ void addCtl(CLI::App& app, int* status) {
     addWakeLock(*ctl, status);
     addAccessory(*ctl, status);
     addCover(*ctl, status);
+    addSubDisplay(*ctl, status);
+    addSnapshot(*ctl, status);
     addLog(*ctl, status);
     addChatter(*ctl, status);
     addSend(*ctl, status);

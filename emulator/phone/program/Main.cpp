@@ -15,6 +15,9 @@ void addRun(CLI::App& app, emulator::RunOptions& options) {
     run->add_option("--tty", options.tty, "Number of the cover's ttyACM")
             ->check(CLI::Range(0, 255))
             ->capture_default_str();
+    bool& withHid = options.withHid;
+    run->add_flag_callback(
+            "--no-hid", [&withHid] { withHid = false; }, "Cover without its panel's hidraw node");
     run->add_option("--firmware-version", options.firmwareVersion, "The cover's answer to AT%SWV");
     run->add_option("--property", options.properties, "System property KEY=VALUE; repeatable")
             ->allow_extra_args(false)

@@ -48,6 +48,7 @@ void setUp(phone::Phone& phone, const RunOptions& options) {
     if (!options.withCover) return;
     phone::CoverOptions cover;
     cover.tty = options.tty;
+    cover.withHid = options.withHid;
     phone.attachCover(cover);
 }
 

@@ -9,6 +9,7 @@ namespace emulator {
 struct RunOptions {
     bool withCover = true;
     int tty = 0;
+    bool withHid = true;
     std::string firmwareVersion;          // empty: the cover's own
     std::vector<std::string> properties;  // "key=value"
     std::vector<std::string> faults;
