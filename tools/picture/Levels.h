@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tools/picture/Picture.h"
+
+namespace picture {
+
+// What the panel can show: each pixel a level, 0 black to 15 white, in equal steps.
+inline constexpr uint8_t kLevels = 16;
+
+// The grey of a level in a Picture: levels lie exactly on it, so that a picture of these 16 greys
+// is shown unchanged, dithered or not.
+constexpr uint8_t greyOf(uint8_t level) {
+    return static_cast<uint8_t>(level * 17);
+}
+
+// The nearest level of each pixel.
+std::vector<uint8_t> roundToLevels(const Picture& picture);
+
+// Levels that keep the mean grey of each area: what a pixel lacks is made up for by its neighbours
+// (Floyd and Steinberg's error diffusion).
+std::vector<uint8_t> ditherToLevels(const Picture& picture);
+
+}  // namespace picture
