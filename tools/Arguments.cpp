@@ -1,14 +1,11 @@
 #include "tools/Arguments.h"
 
-#include <errno.h>
-#include <string.h>
-#include <sys/stat.h>
-
 #include <charconv>
-#include <fstream>
 #include <limits>
 #include <optional>
 #include <string_view>
+
+#include "tools/File.h"
 
 namespace bivistactl {
 namespace {
@@ -46,28 +43,13 @@ Integer parseInteger(const std::string& text) {
     return static_cast<Integer>(negative ? -static_cast<int64_t>(*size) : *size);
 }
 
-std::string readWhole(const std::string& path) {
-    struct stat info;
-    if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-        throw BadArgument(quoted(path) + " is a folder, not a file of words");
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw BadArgument(quoted(path) + " cannot be opened: " + strerror(errno));
-    // One byte more than fits tells a file that is too long.
-    std::string bytes(kMaxBytes + 1, '\0');
-    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (file.bad()) throw BadArgument(quoted(path) + " cannot be read: " + strerror(errno));
-    bytes.resize(static_cast<size_t>(file.gcount()));
-    return bytes;
-}
-
 void requireRoom(const std::string& text, size_t bytes) {
     if (bytes <= kMaxBytes) return;
     throw BadArgument(quoted(text.substr(0, 60)) + " holds more than 1 MiB, which no call carries");
 }
 
 std::vector<uint32_t> parseFile(const std::string& path) {
-    const std::string bytes = readWhole(path);
+    const std::string bytes = readFile(path, kMaxBytes);
     requireRoom(path, bytes.size());
     if (bytes.size() % 4 != 0) {
         throw BadArgument(quoted(path) + " holds " + std::to_string(bytes.size()) +
@@ -103,6 +85,12 @@ int32_t parseInt32(const std::string& text) {
 
 uint32_t parseUint32(const std::string& text) {
     return parseInteger<uint32_t>(text);
+}
+
+int32_t parseLevel(const std::string& text) {
+    const int32_t level = parseInt32(text);
+    if (level >= 0 && level <= 255) return level;
+    throw BadArgument(quoted(text) + " is not from 0 to 255");
 }
 
 bool parseBool(const std::string& text) {

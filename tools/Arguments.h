@@ -21,6 +21,8 @@ class BadArgument : public std::runtime_error {
 // nothing else. All throw BadArgument.
 int32_t parseInt32(const std::string& text);
 uint32_t parseUint32(const std::string& text);
+// A brightness, 0 to 255.
+int32_t parseLevel(const std::string& text);
 // "true" or "false".
 bool parseBool(const std::string& text);
 // "@FILE": the 32-bit little-endian words of a file, or numbers with commas between; empty for

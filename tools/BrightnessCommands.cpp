@@ -9,7 +9,8 @@ namespace bivistactl {
 namespace {
 
 constexpr const char* kBrightnessHelp = R"(
-The service queues the level and answers at once, also without a cover; of a burst it
+The service queues the level and answers at once, also without a cover, and also for a
+level that it then drops, which is why others than these are refused here. Of a burst it
 sends the newest 20. An offset in force changes what is sent ("bivistactl offset").
 
 Examples:
@@ -33,13 +34,6 @@ Examples:
 constexpr char kScreenOff[] =
         "the cover screen is off. The offset is kept, for the levels to come; switch the screen on "
         "with \"bivistactl power on\".";
-
-int32_t parseLevel(const std::string& text) {
-    const int32_t level = parseInt32(text);
-    if (level >= 0 && level <= 255) return level;
-    throw BadArgument("\"" + text +
-                      "\" is not from 0 to 255; the service would drop it and answer OK");
-}
 
 void addBrightness(CLI::App& program, Action& chosen) {
     CLI::App* command =

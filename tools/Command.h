@@ -24,6 +24,9 @@ void addPowerCommand(CLI::App& program, Action& chosen);
 void addBrightnessCommands(CLI::App& program, Action& chosen);
 void addColourCommand(CLI::App& program, Action& chosen);
 void addCutoutCommand(CLI::App& program, Action& chosen);
+void addSubCommand(CLI::App& program, Action& chosen);
+// The commands of the sub display that draw; `sub` is its command.
+void addSubDrawing(CLI::App& sub, Action& chosen);
 
 // Adds an argument that the command line must have. `parse` reads it; a text for which it throws
 // BadArgument is wrong usage. `value` must live as long as the program.
@@ -40,6 +43,9 @@ void addArgument(CLI::App& command, const std::string& name, const std::string& 
     };
     command.add_option(name, std::move(take), help)->required();
 }
+
+// Prints the states of the sub display as they come, until ended by a signal; an Action.
+int watchSubDisplay();
 
 // For answers of FAIL that the service's interface does not provide for.
 inline constexpr char kRefused[] = "the service refused. Its log tells why.";

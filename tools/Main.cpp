@@ -18,13 +18,15 @@ Examples:
   bivistactl status
   bivistactl power on
   bivistactl brightness 128
+  bivistactl sub show picture.png
   bivistactl at 'AT%SWV'
   bivistactl call setPowerStatus true false)";
 
 // Each in the file of its name.
 constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
-        addStatusCommand, addPowerCommand, addBrightnessCommands, addColourCommand,
-        addCutoutCommand, addAtCommand,    addWatchCommand,       addCallCommand,
+        addStatusCommand, addPowerCommand,  addBrightnessCommands,
+        addColourCommand, addCutoutCommand, addSubCommand,
+        addAtCommand,     addWatchCommand,  addCallCommand,
 };
 
 int run(int argc, char** argv) {

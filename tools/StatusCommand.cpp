@@ -10,6 +10,7 @@
 #include "tools/Methods.h"
 #include "tools/Output.h"
 #include "tools/Service.h"
+#include "tools/SubDisplay.h"
 #include "tools/Text.h"
 
 namespace bivistactl {
@@ -66,12 +67,8 @@ std::string coverInWords(const Json& cover) {
 
 std::string subDisplayInWords(const Json& sub) {
     if (sub.is_null()) return "unknown";
-    std::string text = sub["state"].is_string() ? sub["state"].get<std::string>()
-                                                : "state " + sub["code"].dump();
     const Json& info = sub["info"];
-    if (info.is_null()) return text;
-    return text + ", " + info["x"].dump() + " x " + info["y"].dump() + ", format " +
-           info["format"].dump();
+    return stateInWords(sub) + (info.is_null() ? "" : ", " + panelInWords(info));
 }
 
 std::string inWords(const Json& status) {

@@ -52,6 +52,24 @@ size_t utf8Length(std::string_view bytes) {
     return length;
 }
 
+std::optional<std::u32string> decodeUtf8(std::string_view text) {
+    std::u32string characters;
+    while (!text.empty()) {
+        const size_t length = utf8Length(text);
+        if (length == 0) return std::nullopt;
+        // The first of n bytes tells n by n ones and a zero; a single byte is all value.
+        char32_t character = length == 1 ? byteAt(text, 0) : byteAt(text, 0) & (0x7fu >> length);
+        for (size_t i = 1; i < length; ++i) character = character << 6 | (byteAt(text, i) & 0x3fu);
+        characters.push_back(character);
+        text.remove_prefix(length);
+    }
+    return characters;
+}
+
+bool isControl(char32_t character) {
+    return character < 0x20 || (character >= 0x7f && character < 0xa0);
+}
+
 std::string spellControls(std::string_view bytes) {
     std::string text;
     while (!bytes.empty()) {

@@ -2,6 +2,7 @@
 
 #include <stddef.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,12 @@ namespace bivistactl {
 
 // The length of the valid UTF-8 sequence that `bytes` begin with; 0 when they begin with none.
 size_t utf8Length(std::string_view bytes);
+
+// The characters of the text; none when it is not UTF-8.
+std::optional<std::u32string> decodeUtf8(std::string_view text);
+
+// U+0000 to U+001F, U+007F to U+009F.
+bool isControl(char32_t character);
 
 // The text for a person's terminal: control characters and bytes that are not UTF-8 are spelled, as
 // in "<CR>", "<ESC>", "<0x80>", so that a cover's answer cannot steer the terminal. A line feed is

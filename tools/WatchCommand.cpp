@@ -191,13 +191,13 @@ int watchLpwg(bool onlyV1_0) {
     });
 }
 
+}  // namespace
+
 int watchSubDisplay() {
     return watch("the sub display's state", [](BivistaV1_0& service, EventPrinter printer) {
         return service.setSubDisplayCallback(new SubDisplay(std::move(printer)));
     });
 }
-
-}  // namespace
 
 void addWatchCommand(CLI::App& program, Action& chosen) {
     CLI::App* command = program.add_subcommand("watch", "Print the events of the service");

@@ -1,9 +1,10 @@
 // Serves IBivista for tests of its clients. Prints "ready", then each call as a line of JSON:
 // {"method":"setBrightness","args":[128]}.
 //
-// Options: --fail answers FAIL; --text HEX answers this text; --lines HEX is what AT callbacks are
-// told, line by line; --exit-in METHOD dies in that method; --v1_0 serves only version 1.0;
-// --flag answers true where a bool is asked.
+// Options: --fail answers FAIL; --fail-in METHOD does so in that method alone; --text HEX answers
+// this text; --lines HEX is what AT callbacks are told, line by line; --exit-in METHOD dies in that
+// method; --v1_0 serves only version 1.0; --flag answers true where a bool is asked; --panel
+// WIDTHxHEIGHT is the sub display's size.
 
 #include <hidl/HidlTransportSupport.h>
 #include <stdio.h>
@@ -35,8 +36,10 @@ struct Options {
     std::string text = "text";
     std::string lines = "one\ntwo\n";
     std::string exitIn;
+    std::string failIn;
     bool onlyV1_0 = false;
     bool flag = false;
+    V1_0::SubScreenInfo panel = {128, 65535, 255};
 } sOptions;
 
 // Prints the call. Everything of this program that prints runs on one thread at a time.
@@ -101,7 +104,7 @@ class Fake : public Interface {
 
     Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
         record(method, arguments);
-        return sOptions.status;
+        return sOptions.failIn == method ? Status::FAIL : sOptions.status;
     }
     Return<void> textual(const char* method, const Text& done) {
         record(method);
@@ -172,7 +175,7 @@ class Fake : public Interface {
     Return<void> getSubDisplayInfo(
             std::function<void(Status, const V1_0::SubScreenInfo&)> done) override {
         record("getSubDisplayInfo");
-        done(sOptions.status, {128, 65535, 255});
+        done(sOptions.status, sOptions.panel);
         return Void();
     }
     Return<Status> drawSubDisplay(const hidl_vec<uint32_t>& frame) override {
@@ -230,6 +233,10 @@ std::string fromHex(const std::string& hex) {
     return bytes;
 }
 
+bool parsePanel(const std::string& text) {
+    return sscanf(text.c_str(), "%hux%hu", &sOptions.panel.x, &sOptions.panel.y) == 2;
+}
+
 bool parse(const std::vector<std::string>& words) {
     for (size_t i = 0; i < words.size(); ++i) {
         const std::string& option = words[i];
@@ -247,6 +254,10 @@ bool parse(const std::vector<std::string>& words) {
             sOptions.lines = fromHex(words[++i]);
         } else if (option == "--exit-in") {
             sOptions.exitIn = words[++i];
+        } else if (option == "--fail-in") {
+            sOptions.failIn = words[++i];
+        } else if (option == "--panel") {
+            if (!parsePanel(words[++i])) return false;
         } else {
             return false;
         }

@@ -16,10 +16,30 @@ class ProgramTest : public CliTest {};
 }  // namespace
 
 TEST_F(ProgramTest, HelpHasExamplesForEveryCommand) {
-    const std::vector<std::vector<std::string>> commands = {
-            {},         {"status"},         {"power"},         {"brightness"},     {"offset"},
-            {"colour"}, {"colour", "mode"}, {"colour", "rgb"}, {"colour", "tune"}, {"cutout"},
-            {"at"},     {"watch"},          {"call"}};
+    const std::vector<std::vector<std::string>> commands = {{},
+                                                            {"status"},
+                                                            {"power"},
+                                                            {"brightness"},
+                                                            {"offset"},
+                                                            {"colour"},
+                                                            {"colour", "mode"},
+                                                            {"colour", "rgb"},
+                                                            {"colour", "tune"},
+                                                            {"cutout"},
+                                                            {"sub"},
+                                                            {"sub", "on"},
+                                                            {"sub", "off"},
+                                                            {"sub", "brightness"},
+                                                            {"sub", "info"},
+                                                            {"sub", "state"},
+                                                            {"sub", "show"},
+                                                            {"sub", "text"},
+                                                            {"sub", "test-pattern"},
+                                                            {"sub", "clear"},
+                                                            {"sub", "watch"},
+                                                            {"at"},
+                                                            {"watch"},
+                                                            {"call"}};
     for (std::vector<std::string> words : commands) {
         words.push_back("--help");
         Result result = run(words);

@@ -1,4 +1,4 @@
-// The commands of the cover screen: power, brightness, offset, colour and cutout.
+// The commands that set something on the cover's two screens, and those that tell of the first one.
 
 #include <gmock/gmock.h>
 
@@ -72,6 +72,18 @@ const Setting kSettings[] = {
          "setScreenTune",
          "[3,2,4294967295,0]",
          kLog},
+        {"SubOn", {"sub", "on"}, "setSubDisplayPowerState", "[true]", "on already"},
+        {"SubOff", {"sub", "off"}, "setSubDisplayPowerState", "[false]", "off already"},
+        {"SubBrightnessLeast",
+         {"sub", "brightness", "0"},
+         "setSubDisplayBrightness",
+         "[0]",
+         "no panel"},
+        {"SubBrightnessMost",
+         {"sub", "brightness", "255"},
+         "setSubDisplayBrightness",
+         "[255]",
+         "sub state"},
         {"OtherSpelling", {"color", "tune", "1", "2", "3"}, "setScreenTune", "[1,2,3,0]", kLog},
 };
 
@@ -129,7 +141,7 @@ TEST_F(ScreenTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
             {{"power", ""}, "STATE: \"\" is neither on nor off"},
             {{"power", "on", "off"}, "not expected: off"},
             {{"brightness"}, "LEVEL is required"},
-            {{"brightness", "256"}, "LEVEL: \"256\" is not from 0 to 255; the service would drop"},
+            {{"brightness", "256"}, "LEVEL: \"256\" is not from 0 to 255"},
             {{"brightness", "-1"}, "LEVEL: \"-1\" is not from 0 to 255"},
             {{"brightness", "2147483648"}, "LEVEL: \"2147483648\" is not an integer"},
             {{"brightness", "50%"}, "LEVEL: \"50%\" is not an integer"},
@@ -150,6 +162,13 @@ TEST_F(ScreenTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
             {{"colour", "tune", "1", "2"}, "C is required"},
             {{"colour", "tune", "1", "x", "3"}, "B: \"x\" is not an integer from 0"},
             {{"colour", "tune", "1", "2", "3", "4"}, "not expected: 4"},
+            {{"sub"}, "subcommand is required"},
+            {{"sub", "dim"}, "subcommand is required"},
+            {{"sub", "on", "now"}, "not expected: now"},
+            {{"sub", "brightness"}, "LEVEL is required"},
+            {{"sub", "brightness", "256"}, "LEVEL: \"256\" is not from 0 to 255"},
+            {{"sub", "brightness", "-2147483648"}, "LEVEL: \"-2147483648\" is not from 0 to 255"},
+            {{"sub", "brightness", "bright"}, "LEVEL: \"bright\" is not an integer"},
             {{"cutout", "please"}, "not expected: please"},
     };
     for (const Mistake& mistake : mistakes) {

@@ -5,6 +5,8 @@
 #include <string>
 
 using namespace std::string_literals;
+using bivistactl::decodeUtf8;
+using bivistactl::isControl;
 using bivistactl::spellControls;
 using bivistactl::utf8Length;
 
@@ -32,6 +34,28 @@ TEST(Utf8LengthTest, RefusesAllElse) {
                  "\xc2z", "\xe2\x82z", "\xf0\x9f\x98z",           // interrupted
          }) {
         EXPECT_EQ(0u, utf8Length(bytes)) << bytes;
+    }
+}
+
+TEST(DecodeUtf8Test, TellsCharacters) {
+    EXPECT_EQ(U"", decodeUtf8(""));
+    EXPECT_EQ(U"a\u007f", decodeUtf8("a\x7f"));
+    EXPECT_EQ(U"\u00a0\u07ff", decodeUtf8("\xc2\xa0\xdf\xbf"));
+    EXPECT_EQ(U"\u0800\uffff", decodeUtf8("\xe0\xa0\x80\xef\xbf\xbf"));
+    EXPECT_EQ(U"\U00010000\U0010ffff", decodeUtf8("\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"));
+}
+
+TEST(DecodeUtf8Test, HasNothingForOtherBytes) {
+    EXPECT_EQ(std::nullopt, decodeUtf8("a\xff"));
+    EXPECT_EQ(std::nullopt, decodeUtf8("a\xe2\x82"));
+}
+
+TEST(IsControlTest, TellsBothRanges) {
+    for (const char32_t control : U"\u0001\u001f\u007f\u0080\u009f"s) {
+        EXPECT_TRUE(isControl(control)) << static_cast<uint32_t>(control);
+    }
+    for (const char32_t other : U" ~\u00a0\U0010ffff"s) {
+        EXPECT_FALSE(isControl(other)) << static_cast<uint32_t>(other);
     }
 }
 

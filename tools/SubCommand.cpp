@@ -1,0 +1,143 @@
+// bivistactl sub: the sub display, its power, brightness and state.
+
+#include <memory>
+#include <string>
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/Output.h"
+#include "tools/SubDisplay.h"
+
+namespace bivistactl {
+namespace {
+
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
+
+constexpr const char* kHelp = R"(
+The small panel of the cover. The service switches it on when the cover is attached, and
+what is drawn stays until the next picture.
+
+Examples:
+  bivistactl sub show picture.png
+  bivistactl sub text "12:45"
+  bivistactl sub brightness 200
+  bivistactl sub off)";
+
+constexpr const char* kOnHelp = R"(
+Takes half a second, and sets the brightness to 90. The service answers FAIL when the
+panel is on already.
+
+Examples:
+  bivistactl sub on)";
+
+constexpr const char* kOffHelp = R"(
+Takes half a second. A picture that was not sent yet is lost. The service answers FAIL
+when the panel is off already.
+
+Examples:
+  bivistactl sub off)";
+
+constexpr const char* kBrightnessHelp = R"(
+Counts until the panel is switched on again, which sets 90.
+
+Examples:
+  bivistactl sub brightness 200)";
+
+constexpr const char* kInfoHelp = R"(
+Prints width and height in pixels, and the panel's own number for its pixel format. For
+JSON: "bivistactl call getSubDisplayInfo".
+
+Examples:
+  bivistactl sub info)";
+
+constexpr const char* kStateHelp = R"(
+Prints UNINITIALIZED without a panel, INITIALIZED while it was not switched yet, then ON
+or OFF. For JSON: "bivistactl call getSubDisplayPowerState".
+
+Examples:
+  bivistactl sub state)";
+
+constexpr const char* kWatchHelp = R"(
+The same as "bivistactl watch sub": one JSON object for each change, until Ctrl-C.
+
+Examples:
+  bivistactl sub watch | jq --unbuffered .state)";
+
+constexpr char kNotSwitchedOn[] =
+        "there is no panel, it refused, or it is on already. See \"bivistactl sub state\"; the "
+        "service's log tells which.";
+constexpr char kNotSwitchedOff[] =
+        "there is no panel, it refused, or it is off already. See \"bivistactl sub state\"; the "
+        "service's log tells which.";
+constexpr char kNotDimmed[] =
+        "there is no panel, or it refused. See \"bivistactl sub state\"; the service's log tells "
+        "which.";
+
+int switchPanel(bool on) {
+    return reportCall(findService()->setSubDisplayPowerState(on),
+                      on ? kNotSwitchedOn : kNotSwitchedOff);
+}
+
+int printInfo() {
+    Status status = Status::FAIL;
+    Json info;
+    requireDelivered(
+            findService()->getSubDisplayInfo([&](Status answered, const SubScreenInfo& panel) {
+                status = answered;
+                info = toJson(panel);
+            }));
+    // With FAIL comes the panel that was there before.
+    if (status == Status::OK) printOrFail(panelInWords(info) + "\n");
+    return reportStatus(status, kNoPanel);
+}
+
+int printState() {
+    Status status = Status::FAIL;
+    Json state;
+    requireDelivered(
+            findService()->getSubDisplayPowerState([&](Status answered, SubScreenState current) {
+                status = answered;
+                state = toJson(current);
+            }));
+    if (status == Status::OK) printOrFail(stateInWords(state) + "\n");
+    return reportStatus(status, kRefused);
+}
+
+void addPlain(CLI::App& sub, const char* name, const char* about, const char* help, Action& chosen,
+              const Action& action) {
+    CLI::App* command = sub.add_subcommand(name, about);
+    command->footer(help);
+    command->callback([action, &chosen] { chosen = action; });
+}
+
+void addBrightness(CLI::App& sub, Action& chosen) {
+    CLI::App* command = sub.add_subcommand("brightness", "Set its brightness");
+    auto level = std::make_shared<int32_t>();
+    addArgument(*command, "LEVEL", "0 to 255", parseLevel, level.get());
+    command->footer(kBrightnessHelp);
+    command->callback([level, &chosen] {
+        chosen = [level] {
+            return reportCall(findService()->setSubDisplayBrightness(*level), kNotDimmed);
+        };
+    });
+}
+
+}  // namespace
+
+void addSubCommand(CLI::App& program, Action& chosen) {
+    CLI::App* sub = program.add_subcommand("sub", "Use the sub display, the cover's small panel");
+    sub->require_subcommand(1);
+    sub->footer(kHelp);
+    addPlain(*sub, "on", "Switch it on", kOnHelp, chosen, [] { return switchPanel(true); });
+    addPlain(*sub, "off", "Switch it off", kOffHelp, chosen, [] { return switchPanel(false); });
+    addBrightness(*sub, chosen);
+    addPlain(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
+    addPlain(*sub, "state", "Print its state", kStateHelp, chosen, printState);
+    addSubDrawing(*sub, chosen);
+    addPlain(*sub, "watch", "Print its state whenever it changes", kWatchHelp, chosen,
+             watchSubDisplay);
+}
+
+}  // namespace bivistactl

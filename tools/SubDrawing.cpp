@@ -1,0 +1,210 @@
+// bivistactl sub show, text, test-pattern, clear: pictures on the sub display.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/File.h"
+#include "tools/SubDisplay.h"
+#include "tools/Text.h"
+#include "tools/picture/Lettering.h"
+#include "tools/picture/Levels.h"
+#include "tools/picture/Png.h"
+#include "tools/picture/Scale.h"
+#include "tools/picture/TestPattern.h"
+
+namespace bivistactl {
+namespace {
+
+using ::picture::Picture;
+using ::picture::Size;
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo;
+
+constexpr const char* kShowHelp = R"(
+PICTURE is a PNG file of any depth and colour. It is shown in grey, transparent parts
+over black, of an animation the picture that stands for it. A picture of another size is
+stretched to the whole panel; --fit keeps its proportions, with black bars beside it. In
+its own size a picture whose greys are the panel's 16 levels is shown pixel for pixel.
+
+The service queues the picture and answers at once; a newer one replaces it.
+
+Examples:
+  bivistactl sub show picture.png
+  bivistactl sub show --fit photo.png
+  bivistactl sub show --no-dither icon.png)";
+
+constexpr const char* kTextHelp = R"(
+One line, white on black and centred, as large as the panel's width allows, but at most
+a third of its height. Letters stand side by side as they come: scripts that join or
+reorder them look wrong.
+
+Examples:
+  bivistactl sub text "12:45"
+  bivistactl sub text --font /usr/share/fonts/truetype/dejavu/DejaVuSerif.ttf Hello)";
+
+constexpr const char* kTestPatternHelp = R"(
+The panel's 16 levels as bars, black on the left to white on the right, within a white
+border, with a white square in the upper left corner.
+
+Examples:
+  bivistactl sub test-pattern)";
+
+constexpr const char* kClearHelp = R"(
+Draws a black picture; "bivistactl sub off" switches the panel off.
+
+Examples:
+  bivistactl sub clear)";
+
+constexpr char kNotDrawn[] =
+        "the panel is off or gone, or two pictures are on their way to it. See \"bivistactl sub "
+        "state\"; the service's log tells which.";
+
+// More than any picture within the limit of pixels needs, unless it hardly compresses.
+constexpr size_t kMostBytes = size_t{64} << 20;
+
+// The service counts a panel's pixels in 16 bits.
+constexpr size_t kMostPanelPixels = 65535;
+
+// Makes the levels of a panel's pixels. May throw NoPicture.
+using Artist = std::function<std::vector<uint8_t>(Size panel)>;
+
+Picture parsePicture(const std::string& path) {
+    const std::string bytes = readFile(path, kMostBytes);
+    try {
+        if (bytes.size() > kMostBytes) throw picture::NoPicture("is longer than 64 MiB");
+        return picture::decodePng(bytes);
+    } catch (const picture::NoPicture& none) {
+        throw BadArgument("\"" + path + "\" " + none.what());
+    }
+}
+
+std::u32string parseLine(const std::string& text) {
+    const auto characters = decodeUtf8(text);
+    if (!characters) throw BadArgument("\"" + spellControls(text) + "\" is not UTF-8");
+    if (characters->empty()) {
+        throw BadArgument("\"\" is no text; \"bivistactl sub clear\" clears the panel");
+    }
+    for (const char32_t character : *characters) {
+        if (!isControl(character)) continue;
+        throw BadArgument("\"" + spellControls(text) +
+                          "\" holds a control character; a text is one line");
+    }
+    return *characters;
+}
+
+Status askSize(BivistaV1_0& service, Size* size) {
+    Status status = Status::FAIL;
+    requireDelivered(service.getSubDisplayInfo([&](Status answered, const SubScreenInfo& panel) {
+        status = answered;
+        *size = {panel.x, panel.y};
+    }));
+    return status;
+}
+
+void requireDrawable(Size panel) {
+    if (panel.pixels() > 0 && panel.pixels() <= kMostPanelPixels) return;
+    throw Failure(EXIT_ANSWERED_FAIL, "the panel reports " + std::to_string(panel.width) + " x " +
+                                              std::to_string(panel.height) +
+                                              " pixels, and no picture of that size can be drawn.");
+}
+
+std::vector<uint32_t> makeFrame(const Artist& draw, Size panel) {
+    try {
+        std::vector<uint32_t> words;
+        words.reserve(panel.pixels());
+        // The panel takes its level from the upper half of a word's lowest byte.
+        for (const uint8_t level : draw(panel)) words.push_back(uint32_t{level} << 4);
+        return words;
+    } catch (const picture::NoPicture& none) {
+        throw Failure(EXIT_USAGE, std::string(none.what()) + ".");
+    }
+}
+
+int draw(const Artist& artist) {
+    const auto service = findService();
+    Size panel;
+    const Status status = askSize(*service, &panel);
+    if (status != Status::OK) return reportStatus(status, kNoPanel);
+    requireDrawable(panel);
+    return reportCall(service->drawSubDisplay(makeFrame(artist, panel)), kNotDrawn);
+}
+
+void addShow(CLI::App& sub, Action& chosen) {
+    struct Request {
+        Picture picture;
+        bool fit = false;
+        bool noDither = false;
+    };
+    CLI::App* command = sub.add_subcommand("show", "Show a picture");
+    auto request = std::make_shared<Request>();
+    addArgument(*command, "PICTURE", "A PNG file", parsePicture, &request->picture);
+    command->add_flag("--fit", request->fit, "Keep the picture's proportions");
+    command->add_flag("--no-dither", request->noDither,
+                      "Show the nearest level of each pixel instead of dithering");
+    command->footer(kShowHelp);
+    command->callback([request, &chosen] {
+        chosen = [request] {
+            return draw([&](Size panel) {
+                const Picture scaled = request->fit ? picture::fit(request->picture, panel)
+                                                    : picture::stretch(request->picture, panel);
+                return request->noDither ? picture::roundToLevels(scaled)
+                                         : picture::ditherToLevels(scaled);
+            });
+        };
+    });
+}
+
+void addText(CLI::App& sub, Action& chosen) {
+    struct Request {
+        std::u32string line;
+        std::string font = picture::kDefaultFont;
+    };
+    CLI::App* command = sub.add_subcommand("text", "Show a line of text");
+    auto request = std::make_shared<Request>();
+    addArgument(*command, "TEXT", "The text", parseLine, &request->line);
+    command->add_option("--font", request->font, "A font file")->capture_default_str();
+    command->footer(kTextHelp);
+    command->callback([request, &chosen] {
+        chosen = [request] {
+            return draw([&](Size panel) {
+                return picture::roundToLevels(picture::letter(request->line, request->font, panel));
+            });
+        };
+    });
+}
+
+void addTestPattern(CLI::App& sub, Action& chosen) {
+    CLI::App* command = sub.add_subcommand("test-pattern", "Show all its levels, and its edges");
+    command->footer(kTestPatternHelp);
+    command->callback([&chosen] {
+        chosen = [] {
+            return draw(
+                    [](Size panel) { return picture::roundToLevels(picture::testPattern(panel)); });
+        };
+    });
+}
+
+void addClear(CLI::App& sub, Action& chosen) {
+    CLI::App* command = sub.add_subcommand("clear", "Clear it");
+    command->footer(kClearHelp);
+    command->callback([&chosen] {
+        chosen = [] {
+            return draw([](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
+        };
+    });
+}
+
+}  // namespace
+
+void addSubDrawing(CLI::App& sub, Action& chosen) {
+    addShow(sub, chosen);
+    addText(sub, chosen);
+    addTestPattern(sub, chosen);
+    addClear(sub, chosen);
+}
+
+}  // namespace bivistactl
