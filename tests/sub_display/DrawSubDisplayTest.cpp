@@ -10,7 +10,6 @@ namespace {
 
 using support::LogLine;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class DrawSubDisplayTest : public SubDisplayTest {
   protected:
