@@ -24,6 +24,14 @@ void addRow(const Picture& picture, size_t row, size_t weight, std::vector<uint6
     });
 }
 
+// Clears the sums for the next row.
+void putMeans(std::vector<uint64_t>& sums, uint64_t area, uint8_t* row) {
+    for (uint64_t& sum : sums) {
+        *row++ = static_cast<uint8_t>((sum + area / 2) / area);
+        sum = 0;
+    }
+}
+
 size_t scaled(size_t length, size_t to, size_t from) {
     return std::max<size_t>(1, (length * to + from / 2) / from);
 }
@@ -39,17 +47,13 @@ Size fittingSize(Size picture, Size room) {
 
 Picture stretch(const Picture& picture, Size size) {
     Picture result = black(size);
-    const uint64_t area = picture.size.pixels();
-    std::vector<uint64_t> sums(size.width);
-    uint64_t filled = 0;
+    std::vector<uint64_t> sums(size.width, 0);
+    size_t filled = 0;
     eachOverlap(picture.size.height, size.height, [&](size_t row, size_t y, size_t overlap) {
         addRow(picture, row, overlap, sums);
         filled += overlap;
         if (filled < picture.size.height) return;
-        for (size_t x = 0; x < size.width; ++x) {
-            result.at(x, y) = static_cast<uint8_t>((sums[x] + area / 2) / area);
-        }
-        std::fill(sums.begin(), sums.end(), 0);
+        putMeans(sums, picture.size.pixels(), &result.at(0, y));
         filled = 0;
     });
     return result;
