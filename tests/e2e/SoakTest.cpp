@@ -22,6 +22,7 @@ using android::hardware::Void;
 using vendor::qmx::hardware::bivista::V1_0::IBivista;
 using vendor::qmx::hardware::bivista::V1_0::IBivistaAtCallback;
 using vendor::qmx::hardware::bivista::V1_0::Status;
+using vendor::qmx::hardware::bivista::V1_0::SubScreenState;
 
 struct Footprint {
     ptrdiff_t descriptors = 0;
@@ -65,6 +66,7 @@ class SoakTest : public ProgramsTest {
         startPhone();
         service = IBivista::getService();
         ASSERT_NE(service, nullptr);
+        await([&] { return isCoverOn(); });
     }
 
     Status send(const char* cmd, const sp<IBivistaAtCallback>& cb) const {
@@ -75,6 +77,24 @@ class SoakTest : public ProgramsTest {
         return status;
     }
     bool isAttached() const { return service->getBV2Connect(); }
+
+    // The sub display is the last to come and the last to go: with it the service has noticed all
+    // of the cover. A cover that came back before its going was noticed would not be set up.
+    bool isSubDisplay(SubScreenState expected) const {
+        SubScreenState state = SubScreenState::UNINITIALIZED;
+        const Return<void> done = service->getSubDisplayPowerState(
+                [&](Status, SubScreenState answered) { state = answered; });
+        EXPECT_TRUE(done.isOk());
+        return state == expected;
+    }
+    bool isCoverOn() const {
+        return isAttached() && isSubDisplay(SubScreenState::ON) &&
+               send("AT", nullptr) == Status::OK;
+    }
+    bool isCoverOff() const {
+        return !isAttached() && isSubDisplay(SubScreenState::UNINITIALIZED) &&
+               send("AT", nullptr) == Status::FAIL;
+    }
 
     // Half of the commands bring a callback.
     void sendMany(int commands) const {
@@ -88,9 +108,9 @@ class SoakTest : public ProgramsTest {
     // Off and on, a client that comes and goes, and the commands of one that stays.
     void cycle(int commands) {
         ctl({"detach"});
-        await([&] { return !isAttached() && send("AT", nullptr) == Status::FAIL; });
+        await([&] { return isCoverOff(); });
         ctl({"attach"});
-        await([&] { return isAttached() && send("AT", nullptr) == Status::OK; });
+        await([&] { return isCoverOn(); });
         ASSERT_EQ(call({"sendAtCommand", "AT%SWV", "null"}).status, 0);
         sendMany(commands);
     }
