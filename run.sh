@@ -92,6 +92,8 @@ covered() { "$ctl" call sendAtCommand AT%SWV null; }
 received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\"$1\\\\r\"" "$out/journal.jsonl"; }
 # The service has brought the cover up so many times.
 ready() { [ "$(grep -c '"node-write".*/bv2_hal_ready"' "$out/journal.jsonl")" -ge "$1" ]; }
+panel_on() { "$ctl" sub state | grep -x ON >/dev/null; }
+panel_drawn() { "$emulator" ctl show | grep '^sub display: .*, frames [1-9]' >/dev/null; }
 connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
 uncovered() { ! connected && ! covered; }
 
@@ -123,6 +125,15 @@ say "Its colours change"
 show "$ctl" colour mode MODE_1
 show "$ctl" colour rgb 1 20 30 40
 show_screen
+
+say ""
+say "A text on the sub display"
+await "the sub display" panel_on
+show "$ctl" sub text "12:45"
+await "the picture" panel_drawn
+show "$emulator" ctl snapshot "$out/panel.png"
+say ""
+say "What the panel shows is in $out/panel.png."
 
 say ""
 say "The cover is pulled off: commands fail, with exit status 1"
