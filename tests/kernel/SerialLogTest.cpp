@@ -113,7 +113,7 @@ TEST_F(SerialLogTest, LogsThePropertiesThatItReads) {
 TEST_F(SerialLogTest, APropertyFileThatIsMissingOrMalformedMeansNoCapture) {
     phone.clearProperties();
     EXPECT_STREQ(Bivista::getLogSaveAtCmd(), "AT%LOGSAVE=3\r");
-    phone.setNode(phone::kPropertyFile, std::string("\0\n=1\npersist.vendor\n\xff\xfe=", 24));
+    phone.setNode(phone::kPropertyFile, std::string("\0\n=1\npersist.vendor\n\xff\xfe=", 23));
     EXPECT_STREQ(Bivista::getLogSaveAtCmd(), "AT%LOGSAVE=3\r");
 }
 
