@@ -49,7 +49,7 @@ run_step() {
         style) scripts/check-style.sh ;;
         g++) scripts/check-gcc.sh ;;
         release) build_preset release; run_ctest release ;;
-        tour) ./run.sh --tour --no-install >build/tour.log || { cat build/tour.log; return 1; } ;;
+        tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan; run_ctest tsan "${tsan_label[@]}" ;;
     esac
