@@ -255,15 +255,35 @@ UniqueFd duplicate(int fd) {
     return UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, 0));
 }
 
-capnp::MessageSize sizeOf(const ParcelContents& contents) {
+// How the words of a Parcel come into a message.
+enum class Words {
+    COPIED,
+    // Referred to: they stay as they are until the end of this turn, and the message is written, or
+    // never will be, by then.
+    BORROWED,
+};
+
+capnp::MessageSize sizeOf(const ParcelContents& contents, Words words) {
     constexpr uint64_t kEnvelopeWords = 32;
     const uint64_t extra = contents.objects.size() + contents.descriptors.size();
-    return {kEnvelopeWords + contents.words.size() + extra, static_cast<uint>(extra)};
+    const uint64_t copied = words == Words::COPIED ? contents.words.size() : 0;
+    return {kEnvelopeWords + copied + extra, static_cast<uint>(extra)};
 }
 
-status_t fill(wire::Contents::Builder builder, const ParcelContents& contents, Peer& peer) {
-    builder.setWords(kj::arrayPtr(reinterpret_cast<const kj::byte*>(contents.words.data()),
-                                  contents.words.size() * sizeof(uint64_t)));
+void setWords(wire::Contents::Builder builder, const ParcelWords& contents, Words words) {
+    const auto bytes = kj::arrayPtr(reinterpret_cast<const kj::byte*>(contents.data()),
+                                    contents.size() * sizeof(uint64_t));
+    if (words == Words::COPIED) {
+        builder.setWords(bytes);
+    } else {
+        builder.adoptWords(
+                capnp::Orphanage::getForMessageContaining(builder).referenceExternalData(bytes));
+    }
+}
+
+status_t fill(wire::Contents::Builder builder, const ParcelContents& contents, Words words,
+              Peer& peer) {
+    setWords(builder, contents.words, words);
     if (!contents.objects.empty()) {
         auto objects = builder.initObjects(contents.objects.size());
         for (uint i = 0; i < objects.size(); ++i) {
@@ -323,13 +343,22 @@ void receive(OutgoingCall& call, capnp::Response<wire::Object::TransactResults>&
     call.finish(status);
 }
 
+// The caller's words outlive the turn, since it is told behind that; and with nothing before it the
+// message is written in this turn.
+Words wordsOf(Peer& peer, const OutgoingCall& call) {
+    constexpr size_t kLarge = 4096 / sizeof(uint64_t);
+    const bool isNext = peer.network->getCurrentQueueSize() == 0;
+    return isNext && call.contents->words.size() >= kLarge ? Words::BORROWED : Words::COPIED;
+}
+
 // Sends, and sees to it that the caller is told exactly once.
 void sendTo(Peer& peer, OutgoingCall& call) {
-    auto request = call.import->client().transactRequest(sizeOf(*call.contents));
+    const Words words = wordsOf(peer, call);
+    auto request = call.import->client().transactRequest(sizeOf(*call.contents, words));
     request.setCode(call.code);
     request.setFlags(call.flags);
     request.setChain(call.isOneway() ? 0 : call.caller->chain());
-    const status_t status = fill(request.initContents(), *call.contents, peer);
+    const status_t status = fill(request.initContents(), *call.contents, words, peer);
     if (status != OK) {
         call.finish(status);
         return;
@@ -535,9 +564,9 @@ class ServedObject final : public wire::Object::Server {
     }
 
     void reply(TransactContext& context, Answer& answer) {
-        auto results = context.getResults(sizeOf(answer.contents));
+        auto results = context.getResults(sizeOf(answer.contents, Words::COPIED));
         if (answer.status == OK) {
-            answer.status = fill(results.initContents(), answer.contents, *mPeer);
+            answer.status = fill(results.initContents(), answer.contents, Words::COPIED, *mPeer);
         }
         results.setStatus(answer.status);
     }

@@ -36,6 +36,7 @@ class LogKj : public kj::ExceptionCallback {
 
 constexpr uint64_t kNudgeId = 0;
 constexpr uint32_t kReading = EPOLLIN | EPOLLRDHUP | EPOLLET;
+constexpr uint32_t kUnattended = EPOLLIN | EPOLLONESHOT;
 
 epoll_event eventFor(uint32_t events, uint64_t id) {
     epoll_event event = {};
@@ -79,20 +80,44 @@ Loop& Loop::get() {
 Loop::Loop()
     : mEpoll(epoll_create1(EPOLL_CLOEXEC)),
       mNudge(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      mStandBy(epoll_create1(EPOLL_CLOEXEC)),
       mEvents(mPort),
       mTasks(*this) {
-    epoll_event event = eventFor(EPOLLIN | EPOLLET, kNudgeId);
-    if (!mEpoll.ok() || !mNudge.ok() ||
-        epoll_ctl(mEpoll.get(), EPOLL_CTL_ADD, mNudge.get(), &event) != 0) {
+    epoll_event nudged = eventFor(EPOLLIN | EPOLLET, kNudgeId);
+    epoll_event unattended = eventFor(kUnattended, 0);
+    if (!mEpoll.ok() || !mNudge.ok() || !mStandBy.ok() ||
+        epoll_ctl(mEpoll.get(), EPOLL_CTL_ADD, mNudge.get(), &nudged) != 0 ||
+        epoll_ctl(mStandBy.get(), EPOLL_CTL_ADD, mEpoll.get(), &unattended) != 0) {
         LOG_ALWAYS_FATAL("Cannot wait for HIDL sockets: %s", strerror(errno));
     }
     RpcThreads::get().waitAt(this);
     AllSignalsBlocked blocked;
-    std::thread([this] {
-        for (;;) {
-            if (waitAtSockets()) RpcThreads::get().passNudgeOn();
-        }
-    }).detach();
+    std::thread([this] { standBy(); }).detach();
+}
+
+// Two threads that waited at the same sockets would both be woken by a message that comes in two
+// pieces, for nothing.
+void Loop::standBy() {
+    for (;;) {
+        epoll_event unattended;
+        epoll_wait(mStandBy.get(), &unattended, 1, -1);
+        if (lookAtSockets(false)) RpcThreads::get().passNudgeOn();
+        AutoMutex lock(mAttendance);
+        if (!mAttended) armStandBy();
+    }
+}
+
+void Loop::setAttended(bool attended) {
+    AutoMutex lock(mAttendance);
+    mAttended = attended;
+    armStandBy();
+}
+
+void Loop::armStandBy() {
+    epoll_event event = eventFor(mAttended ? 0 : kUnattended, 0);
+    if (epoll_ctl(mStandBy.get(), EPOLL_CTL_MOD, mEpoll.get(), &event) != 0) {
+        LOG_ALWAYS_FATAL("Cannot wait for HIDL sockets: %s", strerror(errno));
+    }
 }
 
 bool Loop::isInTurn() {
@@ -146,9 +171,9 @@ void Loop::tellReady(uint64_t id, bool hungUp) {
     if (it != mWatches.end()) guard([&] { it->second->ready(hungUp); });
 }
 
-bool Loop::waitAtSockets() {
+bool Loop::lookAtSockets(bool wait) {
     epoll_event events[16];
-    const int count = epoll_wait(mEpoll.get(), events, std::size(events), -1);
+    const int count = epoll_wait(mEpoll.get(), events, std::size(events), wait ? -1 : 0);
     bool nudged = false;
     bool isReady = false;
     for (int i = 0; i < count; ++i) (events[i].data.u64 == kNudgeId ? nudged : isReady) = true;
@@ -164,7 +189,9 @@ bool Loop::waitAtSockets() {
 }
 
 void Loop::waitOnce() {
-    waitAtSockets();
+    setAttended(true);
+    lookAtSockets(true);
+    setAttended(false);
 }
 
 void Loop::nudge() {

@@ -18,9 +18,9 @@ namespace android::hardware {
 // call takes a turn itself; so does a thread that waits at the sockets for its answer or its next
 // job (see RpcThreads), since each switch of threads costs more than all the rest of a call.
 //
-// A thread of the loop waits at the sockets always, for when nobody else does. The kernel wakes the
-// one who came last, which is never this one while calls follow one another. It is started when the
-// loop is first asked for: a process that never uses HIDL has no such thread, and may fork.
+// A thread of the loop stands by: it is woken for what comes in while nobody waits at the sockets,
+// and for that only. It is started when the loop is first asked for: a process that never uses HIDL
+// has no such thread, and may fork.
 //
 // A turn never blocks, and nothing of the user's runs in one.
 class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
@@ -99,13 +99,21 @@ class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
     void guard(kj::FunctionParam<void()> body);
     void waitOnce() override;
     void nudge() override;
-    // Whether nudge() was among what was waited for.
-    bool waitAtSockets();
+    // Deals with what came in; waits for it, or not at all. Whether nudge() was among it.
+    bool lookAtSockets(bool wait);
+    [[noreturn]] void standBy();
+    // Somebody waits at the sockets from now on, or nobody.
+    void setAttended(bool attended);
+    void armStandBy() REQUIRES(mAttendance);
     void tellReady(uint64_t id, bool hungUp);
     void taskFailed(kj::Exception&& exception) override;
 
     const UniqueFd mEpoll;
     const UniqueFd mNudge;
+    // What the thread that stands by waits at: the sockets' epoll, looked at once for each arming.
+    const UniqueFd mStandBy;
+    Mutex mAttendance;
+    bool mAttended GUARDED_BY(mAttendance) = false;
     // Held for a turn. What follows is used in turns only.
     Mutex mMutex;
     NoPort mPort;

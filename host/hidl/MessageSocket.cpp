@@ -41,6 +41,15 @@ bool hasResultsWithObjects(capnp::MessageReader& reader) {
     return message.getReturn().getResults().getCapTable().size() > 0;
 }
 
+std::vector<kj::byte> joined(const std::vector<iovec>& parts) {
+    std::vector<kj::byte> all;
+    for (const iovec& part : parts) {
+        const auto* bytes = static_cast<const kj::byte*>(part.iov_base);
+        all.insert(all.end(), bytes, bytes + part.iov_len);
+    }
+    return all;
+}
+
 UniqueFd nonBlocking(UniqueFd socket) {
     fcntl(socket.get(), F_SETFL, fcntl(socket.get(), F_GETFL) | O_NONBLOCK);
     return socket;
@@ -231,18 +240,22 @@ kj::Promise<void> MessageSocket::writeMessage(
         parts.push_back({const_cast<word*>(segment.begin()), segment.size() * sizeof(word)});
     }
     if (mSending.empty() && fds.size() == 0 && mayWait(segments)) {
-        for (const iovec& part : parts) {
-            const auto* bytes = static_cast<const kj::byte*>(part.iov_base);
-            mHeld.insert(mHeld.end(), bytes, bytes + part.iov_len);
-        }
+        mHeld = joined(parts);
         return kj::READY_NOW;
     }
     std::vector<int> unsent(fds.begin(), fds.end());
     if (sendParts(parts, unsent) == Progress::DONE) return kj::READY_NOW;
+    keep(parts);
     auto waiting = kj::newPromiseAndFulfiller<void>();
     mWrite = PendingWrite{std::move(parts), std::move(unsent), kj::mv(waiting.fulfiller)};
     watchWriting();
     return kj::mv(waiting.promise);
+}
+
+// What the peer does not take now goes out from here: the segments are not ours for longer.
+void MessageSocket::keep(std::vector<iovec>& parts) {
+    mSending = joined(parts);
+    parts = {{mSending.data(), mSending.size()}};
 }
 
 // Whether it only tells that results have come, and nothing depends on the peer's knowing now.

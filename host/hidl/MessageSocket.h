@@ -15,7 +15,7 @@ namespace android::hardware {
 
 // Used in turns of the loop. A read of the socket takes all that is there, and a write sends a
 // whole message, as far as the peer keeps up. A message above the limit of its reader, or cut
-// short, fails the read.
+// short, fails the read. The segments of a message that is written are looked at only in the call.
 class MessageSocket final : public capnp::MessageStream, private Loop::Watch {
   public:
     // Takes the connected socket, and makes it non-blocking.
@@ -71,6 +71,7 @@ class MessageSocket final : public capnp::MessageStream, private Loop::Watch {
     capnp::MessageReaderAndFds finish(kj::ArrayPtr<kj::AutoCloseFd> fdSpace,
                                       const capnp::ReaderOptions& options);
     bool mayWait(kj::ArrayPtr<const kj::ArrayPtr<const capnp::word>> segments);
+    void keep(std::vector<iovec>& parts);
     Progress sendParts(std::vector<iovec>& parts, std::vector<int>& fds);
 
     kj::Array<capnp::word> mMessage;
