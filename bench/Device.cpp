@@ -41,7 +41,9 @@ Device::Device(const cover::Options& cover) {
     mService = new Bivista();
     mService->incStrong(nullptr);
     mPhone->setCoverOptions(cover);
-    mPhone->attachCover();
+    phone::CoverOptions withoutPanel;
+    withoutPanel.withHid = false;
+    mPhone->attachCover(withoutPanel);
     // The last command of the attach; what is measured waits behind it.
     mPhone->journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
 }

@@ -17,8 +17,9 @@ using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 // Microseconds of a clock.
 double now(clockid_t clock = CLOCK_MONOTONIC);
 
-// Enters the world with the log silent, and puts a cover of this kind on; the cover has the second
-// CPU. The attach is over but for its last command, behind which others wait. Once a process.
+// Enters the world with the log silent, and puts a cover of this kind on, without its panel; the
+// cover has the second CPU. The attach is over but for its last command, behind which others wait.
+// Once a process.
 class Device {
   public:
     explicit Device(const cover::Options& cover = {});

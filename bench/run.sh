@@ -21,15 +21,20 @@ require_world
 targets=(bivista-service)
 for word in "${wanted[@]}"; do
     targets+=("bench_$word")
-    if [ "$word" = idle ]; then targets+=(bench_idle_reference); fi
+    case $word in
+        idle) targets+=(bench_idle_reference) ;;
+        sub) targets+=(bench_frames bench_bare_frames) ;;
+    esac
 done
 build_preset release "${targets[@]}"
 
 bin=build/release/bin
+service=$PWD/$bin/vendor.qmx.hardware.bivista@1.1-service
 for word in "${wanted[@]}"; do
     say "measuring: $word" >&2
     case $word in
-        idle) $bin/bench_idle "$bin/vendor.qmx.hardware.bivista@1.1-service" $bin/bench_idle_reference ;;
+        idle) $bin/bench_idle "$service" $bin/bench_idle_reference ;;
+        sub) $bin/bench_sub; $bin/bench_frames "$service" "$PWD/$bin/bench_bare_frames" ;;
         *) "$bin/bench_$word" ;;
     esac
 done | python3 bench/table.py bench/results.json
