@@ -36,8 +36,11 @@ struct Microcontroller::Parts {
     void takeUpLine();
     void finishReply();
     Answer execute(const CommandLine& line, bool refuse);
-    void depart(std::vector<Action>& actions);
+    std::optional<Departure> nextDeparture() const;
     bool departureIsNext(Time now) const;
+    void depart(std::vector<Action>& actions);
+    void beginWriting(Time now);
+    bool writeFirmware(Time now, std::vector<Action>& actions);
     bool transmitterIsDue(Time now) const;
     bool sendLog(std::vector<Action>& actions);
     std::optional<Time> nextChatter() const;
@@ -46,8 +49,11 @@ struct Microcontroller::Parts {
     Options options;
     State state;
     std::optional<LoaderEntry> loader;   // while in the Loader
+    bool loaderIsUp = false;             // it is on the bus
     std::optional<LoaderEntry> leaveTo;  // when the reply under way has ended
     std::optional<Departure> departure;
+    Upgrade upgrade;
+    bool isBootable = true;  // all of the firmware is there
     Faults faults;
     Channel channel;
     Transmitter transmitter;
@@ -81,6 +87,9 @@ void Microcontroller::Parts::turn(Power power) {
     stream.reset();
     departure.reset();
     loader.reset();
+    loaderIsUp = false;
+    // A plan goes along into the loader; what is being written does not survive.
+    if (power != Power::Loader || upgrade.phase() == Upgrade::Phase::Writing) upgrade.reset();
     state.power = power;
 }
 
@@ -115,16 +124,47 @@ void Microcontroller::Parts::finishReply() {
     takeUpLine();
 }
 
+// That of a reset or a command goes ahead of one for an upgrade.
+std::optional<Departure> Microcontroller::Parts::nextDeparture() const {
+    if (departure || state.power != Power::Running) return departure;
+    if (upgrade.phase() != Upgrade::Phase::Planned) return std::nullopt;
+    return Departure{*upgrade.due(), LoaderEntry::OnRequest};
+}
+
 void Microcontroller::Parts::depart(std::vector<Action>& actions) {
-    const std::optional<LoaderEntry> to = departure->loader;
+    std::optional<LoaderEntry> to = nextDeparture()->loader;
+    // Without firmware it cannot come back as anything else.
+    if (!to && !isBootable) to = LoaderEntry::Error;
     turn(to ? Power::Loader : Power::Off);
     loader = to;
     actions.push_back({.kind = Action::Kind::Reenumerate, .identity = identity()});
 }
 
 bool Microcontroller::Parts::departureIsNext(Time now) const {
-    return departure && departure->at <= now &&
-           (transmitter.idle() || departure->at <= transmitter.due());
+    const std::optional<Departure> next = nextDeparture();
+    return next && next->at <= now && (transmitter.idle() || next->at <= transmitter.due());
+}
+
+void Microcontroller::Parts::beginWriting(Time now) {
+    // What was there is erased first.
+    isBootable = false;
+    upgrade.begin(now, options.upgradeTime);
+}
+
+// Takes one step of the writing that is due; false when there is none.
+bool Microcontroller::Parts::writeFirmware(Time now, std::vector<Action>& actions) {
+    if (upgrade.phase() != Upgrade::Phase::Writing) return false;
+    const Time due = *upgrade.due();
+    if (due > now || (departure && departure->at < due)) return false;
+    const int percent = upgrade.step();
+    actions.push_back({.kind = Action::Kind::Progress, .percent = percent});
+    if (percent == 100) {
+        isBootable = true;
+        options.version = upgrade.version();
+        departure = Departure{due, std::nullopt};
+        upgrade.reset();
+    }
+    return true;
 }
 
 bool Microcontroller::Parts::transmitterIsDue(Time now) const {
@@ -160,6 +200,7 @@ Microcontroller::Microcontroller(Options options)
 Microcontroller::~Microcontroller() = default;
 
 void Microcontroller::powerUp(Time now) {
+    if (!mParts->isBootable) return powerUpInLoader(LoaderEntry::Error, now);
     mParts->state = State{};
     mParts->turn(Power::Running);
     mParts->transmitter.reset(now);
@@ -169,10 +210,31 @@ void Microcontroller::powerDown() {
     mParts->turn(Power::Off);
 }
 
-void Microcontroller::powerUpInLoader(LoaderEntry entry) {
+void Microcontroller::powerUpInLoader(LoaderEntry entry, Time now) {
     mParts->state = State{};
     mParts->turn(Power::Loader);
     mParts->loader = entry;
+    mParts->loaderIsUp = true;
+    if (mParts->upgrade.phase() == Upgrade::Phase::Planned) mParts->beginWriting(now);
+}
+
+bool Microcontroller::startUpgrade(std::string version, Time now) {
+    if (mParts->state.power == Power::Off) return false;
+    if (mParts->upgrade.phase() != Upgrade::Phase::None) return false;
+    mParts->upgrade.plan(std::move(version), now + mParts->options.upgradeDelay);
+    if (mParts->loaderIsUp) mParts->beginWriting(now);
+    return true;
+}
+
+bool Microcontroller::cancelUpgrade() {
+    const bool isWaiting = mParts->state.power == Power::Running &&
+                           mParts->upgrade.phase() == Upgrade::Phase::Planned;
+    if (isWaiting) mParts->upgrade.reset();
+    return isWaiting;
+}
+
+const Upgrade& Microcontroller::upgrade() const {
+    return mParts->upgrade;
 }
 
 void Microcontroller::recover(Time now) {
@@ -207,7 +269,10 @@ std::optional<Time> Microcontroller::nextDeadline() const {
     std::optional<Time> next;
     if (!mParts->transmitter.idle()) next = mParts->transmitter.due();
     const auto consider = [&next](Time due) { next = std::min(next.value_or(Time::max()), due); };
-    if (mParts->departure) consider(mParts->departure->at);
+    if (const std::optional<Departure> departure = mParts->nextDeparture()) {
+        consider(departure->at);
+    }
+    if (mParts->upgrade.phase() == Upgrade::Phase::Writing) consider(*mParts->upgrade.due());
     if (mParts->transmitter.lineIsFree()) {
         if (const std::optional<Time> lines = mParts->stream.waitingSince()) consider(*lines);
     }
@@ -218,6 +283,7 @@ std::optional<Time> Microcontroller::nextDeadline() const {
 std::vector<Action> Microcontroller::poll(Time now) {
     std::vector<Action> actions;
     for (;;) {
+        if (mParts->writeFirmware(now, actions)) continue;
         if (mParts->departureIsNext(now)) {
             mParts->depart(actions);
             return actions;

@@ -21,6 +21,7 @@
 
 #include "emulator/cover/Faults.h"
 #include "emulator/cover/Types.h"
+#include "emulator/cover/Upgrade.h"
 
 namespace cover {
 
@@ -33,16 +34,27 @@ class Microcontroller {
     Microcontroller& operator=(const Microcontroller&) = delete;
 
     // The cover is attached and its firmware starts: state() goes back to its initial values, and
-    // whatever was due or half received is forgotten. Faults stay.
+    // whatever was due or half received is forgotten. Faults stay. Where an upgrade was cut short
+    // while it was written there is no firmware to start: it comes up in its loader, in error.
     void powerUp(Time now);
     // The cover is pulled off: nothing is due any more. From any state.
     void powerDown();
-    // The cover is attached and comes up in its loader instead of its firmware.
-    void powerUpInLoader(LoaderEntry entry);
+    // The cover is attached and comes up in its loader instead of its firmware; an upgrade that is
+    // planned is written from now on.
+    void powerUpInLoader(LoaderEntry entry, Time now);
     // The recovery line was pulled: after Options::recoveryDelay the device leaves the bus and
     // comes back. What is being answered is cut short there. Ignored when Off, or when a departure
     // is already on its way.
     void recover(Time now);
+
+    // The phone's kernel has firmware of this version for the cover. After Options::upgradeDelay
+    // the device leaves for its loader, where the writing takes Options::upgradeTime; then it comes
+    // back with that version. In its loader already, the writing begins at once. False, and
+    // ignored, when Off or when another upgrade is under way.
+    bool startUpgrade(std::string version, Time now);
+    // Gives up an upgrade for which the cover has not left yet; false when there is none such.
+    bool cancelUpgrade();
+    const Upgrade& upgrade() const;
 
     // What the phone wrote to the tty, cut anywhere. A command ends with "\r"; empty ones are
     // ignored, one longer than 4096 bytes is answered "ERROR". Commands that come while an answer

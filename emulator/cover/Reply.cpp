@@ -7,6 +7,7 @@ namespace cover {
 Reply makeReply(std::string echo, const Answer& answer) {
     Reply reply;
     reply.echo = std::move(echo);
+    reply.delay = answer.delay;
     // One blank line only: readers take any further one for a line of the answer.
     reply.head = "\r\n";
     for (const std::string& line : answer.lines) reply.head += line + "\r\n";

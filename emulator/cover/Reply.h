@@ -15,6 +15,7 @@ struct Answer {
     bool ok = true;
     std::vector<std::string> lines;      // without line ends; none of them is empty
     std::optional<LoaderEntry> leaveTo;  // leaves for its loader when it has answered
+    Time delay{};                        // until it is answered
 };
 
 // Sent in the order of the fields: before, echo, head, flood, tail, after.

@@ -27,6 +27,19 @@ const char* nameOf(Power power) {
     return "";
 }
 
+std::string describe(const Upgrade& upgrade) {
+    switch (upgrade.phase()) {
+        case Upgrade::Phase::None:
+            return "";
+        case Upgrade::Phase::Planned:
+            return "planned: " + escape(upgrade.version());
+        case Upgrade::Phase::Writing:
+            return "writing: " + escape(upgrade.version()) + ", " +
+                   std::to_string(upgrade.percent()) + "%";
+    }
+    return "";
+}
+
 std::string join(const std::map<int32_t, int32_t>& values) {
     std::string text;
     for (const auto& [type, value] : values) {
@@ -57,6 +70,7 @@ std::vector<std::pair<std::string, std::string>> Microcontroller::listState() co
             {"product", escape(usb.productName)},
             {"serial", escape(usb.serial)},
             {"version", escape(options().version)},
+            {"upgrade", describe(upgrade())},
             {"model", escape(s.model)},
             {"echo", onOff(s.echo)},
             {"dtr", yesNo(s.dtr)},

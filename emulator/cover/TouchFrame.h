@@ -5,14 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "emulator/cover/Types.h"
+
 namespace cover {
 
-constexpr int kTouchRows = 24;
-constexpr int kTouchColumns = 32;
-
-// One line a row, each value right-aligned in five characters: 24 lines of 160 characters. The
-// values are made up, differ from frame to frame, and are the same for the same `frame`.
-std::vector<std::string> rawTouchFrame(uint32_t frame);    // 1900..2099
-std::vector<std::string> deltaTouchFrame(uint32_t frame);  // -20..20
+// One line a row, each value right-aligned in five characters. The values are made up, differ from
+// frame to frame, and are the same for the same `frame`.
+std::vector<std::string> rawTouchFrame(uint32_t frame, TouchSize size);    // 1900..2099
+std::vector<std::string> deltaTouchFrame(uint32_t frame, TouchSize size);  // -20..20
 
 }  // namespace cover

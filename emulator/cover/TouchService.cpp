@@ -30,24 +30,39 @@ void append(std::vector<std::string>& lines, std::vector<std::string> more) {
     for (std::string& line : more) lines.push_back(std::move(line));
 }
 
+// Adds lines until all of them, each with a line end, have this many bytes. No line is empty.
+void fillUp(std::vector<std::string>& lines, size_t bytes) {
+    size_t filled = 0;
+    for (const std::string& line : lines) filled += line.size() + 1;
+    for (int node = 0; filled < bytes; ++node) {
+        const size_t left = bytes - filled;
+        if (left == 1) {
+            lines.back() += '.';
+            return;
+        }
+        lines.push_back(("NODE " + std::to_string(node) + ": PASS").substr(0, left - 1));
+        filled += lines.back().size() + 1;
+    }
+}
+
+// Takes a while before it is answered.
+Answer after(Time delay, Answer answer) {
+    answer.delay = delay;
+    return answer;
+}
+
 }  // namespace
 
 std::vector<Route> TouchService::routes() {
     using enum Route::Arguments;
     using Text = std::string_view;
-    const auto counted = [](uint32_t& counter) {
-        return [&counter](Text) {
-            ++counter;
-            return ok();
-        };
-    };
     return {
             {"AT%TCHDEBUG=FWVER", None, [this](Text) { return version(); }},
             {"AT%TCHDEBUG=RAWDATA", None, [this](Text) { return rawFrame(); }},
             {"AT%TCHDEBUG=DELTA", None, [this](Text) { return deltaFrame(); }},
-            {"AT%TCHDEBUG=RESET", None, counted(mState.resets)},
+            {"AT%TCHDEBUG=RESET", None, [this](Text) { return reset(); }},
             {"AT%TCHDEBUG=GPIO_PIN", None, [](Text) { return ok({"INT:1 RESET:1 VDD:1 VIO:1"}); }},
-            {"AT%TCHNOTIFY=FW_UPGRADE", None, counted(mState.upgrades)},
+            {"AT%TCHNOTIFY=FW_UPGRADE", None, [this](Text) { return upgrade(); }},
             {"AT%TCHNOTIFY=SD", None, [this](Text) { return selfTest(); }},
             {"AT%TCHNOTIFY=LPWG_SD", None, [this](Text) { return lpwgSelfTest(); }},
             {"AT%TCHNOTIFY=PULL_SD_RESULT", None, [this](Text) { return selfTestReport(); }},
@@ -65,21 +80,31 @@ Answer TouchService::version() const {
 }
 
 Answer TouchService::rawFrame() {
-    return ok(rawTouchFrame(mState.frames++));
+    return ok(rawTouchFrame(mState.frames++, mOptions.touchSize));
 }
 
 Answer TouchService::deltaFrame() {
-    return ok(deltaTouchFrame(mState.frames++));
+    return ok(deltaTouchFrame(mState.frames++, mOptions.touchSize));
+}
+
+Answer TouchService::reset() {
+    ++mState.resets;
+    return ok();
+}
+
+Answer TouchService::upgrade() {
+    ++mState.upgrades;
+    return after(mOptions.touchUpgradeTime, ok());
 }
 
 Answer TouchService::selfTest() {
     ++mState.selfTests;
-    return ok(selfTestResults());
+    return after(mOptions.selfTestTime, ok(selfTestResults()));
 }
 
 Answer TouchService::lpwgSelfTest() {
     ++mState.lpwgSelfTests;
-    return ok(lpwgSelfTestResults());
+    return after(mOptions.selfTestTime, ok(lpwgSelfTestResults()));
 }
 
 Answer TouchService::selfTestReport() const {
@@ -88,9 +113,10 @@ Answer TouchService::selfTestReport() const {
     append(lines, mState.lpwgSelfTests ? lpwgSelfTestResults()
                                        : std::vector<std::string>{"LPWG SD: not run"});
     lines.push_back("RAW DATA");
-    append(lines, rawTouchFrame(mState.frames));
+    append(lines, rawTouchFrame(mState.frames, mOptions.touchSize));
     lines.push_back("DELTA");
-    append(lines, deltaTouchFrame(mState.frames));
+    append(lines, deltaTouchFrame(mState.frames, mOptions.touchSize));
+    fillUp(lines, mOptions.selfTestReportSize);
     return ok(std::move(lines));
 }
 

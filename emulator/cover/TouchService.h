@@ -18,6 +18,8 @@ class TouchService {
     Answer version() const;
     Answer rawFrame();
     Answer deltaFrame();
+    Answer reset();
+    Answer upgrade();
     Answer selfTest();
     Answer lpwgSelfTest();
     Answer selfTestReport() const;

@@ -26,8 +26,16 @@ struct UsbIdentity {
     bool operator==(const UsbIdentity&) const = default;
 };
 
+// How the touch panel's firmware prints a frame: one line a row, five characters a value.
+struct TouchSize {
+    int rows = 24;
+    int columns = 32;
+
+    bool operator==(const TouchSize&) const = default;
+};
+
 // The kind of cover to play. A new value takes effect with the next command; the delays with the
-// next departure.
+// next departure, and that of an upgrade with the next one.
 struct Options {
     // "AT%SWV": the text before its first "-" is the hardware line, the text before its first "_"
     // the version key that firmware images are compared with.
@@ -36,6 +44,14 @@ struct Options {
     std::string cutout = "M 0,0 H -36 V 60 H 36 V 0 H 0 Z";
     // "AT%TCHDEBUG=FWVER".
     std::string touchVersion = "TP330-V1.07";
+    // Of the frames of "AT%TCHDEBUG=RAWDATA" and "=DELTA".
+    TouchSize touchSize;
+    // How long "AT%TCHNOTIFY=FW_UPGRADE" takes, and each of the self tests, until it is answered.
+    Time touchUpgradeTime = std::chrono::milliseconds(300);
+    Time selfTestTime = std::chrono::milliseconds(200);
+    // "AT%TCHNOTIFY=PULL_SD_RESULT" is filled up to so many bytes, a line end counted as one. What
+    // is longer by itself stays so.
+    size_t selfTestReportSize = 0;
 
     UsbIdentity usb = {0x3E91, 0x6A2F, "TQC330R", "BV33021030001"};
     uint16_t loaderVendor = 0x0483;
@@ -48,6 +64,10 @@ struct Options {
     std::string hotPlugAnswer = "On";
     // From the end of the answer to "AT%GODLOAD" or "AT%GOSTMDLOAD" to the departure.
     Time loaderDelay = std::chrono::milliseconds(100);
+    // From startUpgrade() to the departure for the loader.
+    Time upgradeDelay = std::chrono::milliseconds(500);
+    // How long the loader writes the firmware of an upgrade.
+    Time upgradeTime = std::chrono::seconds(2);
     // From recover() to the departure.
     Time recoveryDelay = std::chrono::milliseconds(100);
 };
@@ -128,13 +148,17 @@ struct Action {
         // The tty vanishes in mid-answer, as when the cover is pulled off. It stays away until it
         // is attached again, with powerUp().
         HangUp,
-        // The device leaves the bus, tty and all, and comes back as `identity`. When that is the
-        // cover's own, call powerUp() at its return; when it is the loader's, there is no tty.
+        // The device leaves the bus, tty and all, and comes back as `identity`. At its return call
+        // powerUp() when that is the cover's own, powerUpInLoader() when it is the loader's, which
+        // has no tty.
         Reenumerate,
+        // So many `percent` of an upgrade's firmware are written: 0 at the begin, 100 at the end.
+        Progress,
     };
     Kind kind = Kind::Send;
     std::string bytes;
     UsbIdentity identity;
+    int percent = 0;
 
     bool operator==(const Action&) const = default;
 };

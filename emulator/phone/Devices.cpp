@@ -327,7 +327,8 @@ void Devices::attachLoader(const cover::UsbIdentity& identity) {
     if (mLoaderIsCover) {
         mController->powerUpInLoader(identity.serial == kErrorSerial
                                              ? cover::LoaderEntry::Error
-                                             : cover::LoaderEntry::OnRequest);
+                                             : cover::LoaderEntry::OnRequest,
+                                     EventLoop::now());
     }
     mLoader = makeUsb(identity);
     mJournal.add(Kind::Attach, mLoader->name(), {}, describe(identity));

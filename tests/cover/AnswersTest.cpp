@@ -157,6 +157,15 @@ TEST_P(Frames, DifferFromOneToTheNextAndRepeatAfterPowerUp) {
     EXPECT_EQ(bench.exchange(command), first);
 }
 
+TEST_P(Frames, HaveTheSizeThatIsAskedFor) {
+    QuietBench bench({.touchSize = {.rows = 2, .columns = 210}});
+    const std::vector<std::string> lines =
+            linesOf(bench.exchange("AT%TCHDEBUG=" + GetParam() + "\r"));
+    ASSERT_EQ(lines.size(), 1u + 2u + 1u);
+    EXPECT_EQ(lines[1].size(), 1050u);
+    EXPECT_EQ(lines[2].size(), 1050u);
+}
+
 TEST(SelfTestReport, NamesTheTestsThatWereNotRun) {
     QuietBench bench;
     const std::string report = bench.exchange("AT%TCHNOTIFY=PULL_SD_RESULT\r");
@@ -178,6 +187,34 @@ TEST(SelfTestReport, IsLargeButWithinThePhonesBuffer) {
     const size_t size = bench.exchange("AT%TCHNOTIFY=PULL_SD_RESULT\r").size();
     EXPECT_GT(size, 4096u);
     EXPECT_LT(size, 40960u);
+}
+
+// As the phone stores it: without "\r", from behind the blank line to ahead of the "OK".
+size_t storedSize(const std::string& answer) {
+    size_t size = 0;
+    const std::vector<std::string> lines = linesOf(answer);
+    for (size_t i = 1; i + 1 < lines.size(); ++i) size += lines[i].size() + 1;
+    return size;
+}
+
+TEST(SelfTestReport, IsFilledUpToTheByte) {
+    const size_t natural = storedSize(QuietBench().exchange("AT%TCHNOTIFY=PULL_SD_RESULT\r"));
+    std::vector<size_t> sizes = {40960, 1 << 20};
+    for (size_t more = 0; more < 40; ++more) sizes.push_back(natural + more);
+    for (const size_t size : sizes) {
+        QuietBench bench({.selfTestReportSize = size});
+        const std::string answer = bench.exchange("AT%TCHNOTIFY=PULL_SD_RESULT\r");
+        ASSERT_EQ(storedSize(answer), size);
+        EXPECT_THAT(answer, testing::Not(HasSubstr("\n\r\n"))) << size;
+        EXPECT_THAT(answer, EndsWith("\r\nOK\r\n"));
+    }
+}
+
+TEST(SelfTestReport, IsNotCut) {
+    QuietBench small({.selfTestReportSize = 10});
+    QuietBench natural;
+    EXPECT_EQ(small.exchange("AT%TCHNOTIFY=PULL_SD_RESULT\r"),
+              natural.exchange("AT%TCHNOTIFY=PULL_SD_RESULT\r"));
 }
 
 TEST(HotPlug, AnswersOnAfterTheSetNumberOfPolls) {

@@ -74,7 +74,7 @@ TEST(Lines, AreIgnoredWithoutPower) {
     QuietBench bench;
     bench.controller.powerDown();
     EXPECT_EQ(bench.exchange("AT\r"), "");
-    bench.controller.powerUpInLoader(LoaderEntry::Error);
+    bench.controller.powerUpInLoader(LoaderEntry::Error, bench.now);
     EXPECT_EQ(bench.exchange("AT\r"), "");
 }
 

@@ -70,14 +70,14 @@ TEST(Loader, GivesWayToTheFirmwareAtTheNextPowerUp) {
 
 TEST(Loader, ShowsItsErrorSerialWhenTheCoverComesUpInIt) {
     Bench bench;
-    bench.controller.powerUpInLoader(LoaderEntry::Error);
+    bench.controller.powerUpInLoader(LoaderEntry::Error, bench.now);
     EXPECT_EQ(bench.controller.usbIdentity(), kBrokenLoader);
     EXPECT_EQ(bench.controller.state().power, Power::Loader);
 }
 
 TEST(Loader, ShowsTheProductOfTheCoverItBelongsTo) {
     Bench bench({.usb = {0x3E91, 0x6A2F, "TQA110R", "1"}});
-    bench.controller.powerUpInLoader(LoaderEntry::OnRequest);
+    bench.controller.powerUpInLoader(LoaderEntry::OnRequest, bench.now);
     EXPECT_EQ(bench.controller.usbIdentity().productName, "TQA110R");
 }
 
@@ -117,7 +117,7 @@ TEST(Recovery, EndsAnEndlessFlood) {
 
 TEST(Recovery, RescuesTheCoverFromItsLoader) {
     QuietBench bench;
-    bench.controller.powerUpInLoader(LoaderEntry::Error);
+    bench.controller.powerUpInLoader(LoaderEntry::Error, bench.now);
     bench.controller.recover(bench.now);
     bench.drain();
     ASSERT_EQ(bench.others.size(), 1u);

@@ -87,6 +87,7 @@ TEST(StateList, ShowsAFreshCover) {
             {"product", "TQC330R"},
             {"serial", "BV33021030001"},
             {"version", "BV330-V10k_20210312"},
+            {"upgrade", ""},
             {"model", ""},
             {"echo", "on"},
             {"dtr", "no"},
@@ -168,7 +169,7 @@ TEST(Screen, ShowsWhatWasSetAndGoesDarkWithThePower) {
 
 TEST(StateList, ShowsTheLoaderAndTheUnpluggedCover) {
     Bench bench;
-    bench.controller.powerUpInLoader(LoaderEntry::Error);
+    bench.controller.powerUpInLoader(LoaderEntry::Error, bench.now);
     EXPECT_EQ(shown(bench)["power"], "loader");
     EXPECT_EQ(shown(bench)["usb"], "0483:df11");
     EXPECT_EQ(shown(bench)["serial"], "00000000001B");

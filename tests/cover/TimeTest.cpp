@@ -63,6 +63,35 @@ TEST(Late, CountsFromTheCommandWhenTheAnswerBeforeWasOverByThen) {
     EXPECT_EQ(bench.controller.nextDeadline(), start + 60ms);
 }
 
+struct SlowCommand {
+    std::string command;
+    Time time;
+};
+
+class SlowTouch : public testing::TestWithParam<SlowCommand> {};
+
+TEST_P(SlowTouch, IsAnsweredWhenItIsDone) {
+    QuietBench bench({.touchUpgradeTime = 3s, .selfTestTime = 2s});
+    bench.write(GetParam().command);
+    EXPECT_EQ(bench.controller.nextDeadline(), bench.now + GetParam().time);
+    bench.now += GetParam().time - 1ns;
+    EXPECT_THAT(bench.pieces(), IsEmpty());
+    bench.now += 1ns;
+    EXPECT_EQ(bench.pieces().size(), 1u);
+}
+
+TEST_P(SlowTouch, RefusesAtOnce) {
+    QuietBench bench({.touchUpgradeTime = 3s, .selfTestTime = 2s});
+    bench.fault("on AT%TCH error");
+    bench.write(GetParam().command);
+    EXPECT_THAT(bench.pieces(), ElementsAre("\r\nERROR\r\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, SlowTouch,
+                         testing::Values(SlowCommand{"AT%TCHNOTIFY=FW_UPGRADE\r", 3s},
+                                         SlowCommand{"AT%TCHNOTIFY=SD\r", 2s},
+                                         SlowCommand{"AT%TCHNOTIFY=LPWG_SD\r", 2s}));
+
 TEST(Split, SendsOneByteAtATimeOnSchedule) {
     QuietBench bench;
     bench.fault("on AT split 1ms");
