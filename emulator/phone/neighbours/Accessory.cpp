@@ -3,29 +3,27 @@
 #include <mutex>
 #include <string>
 
-#include <hidl/HidlTransportSupport.h>
-#include <hidl/ServiceManagement.h>
 #include <vendor/qmx/hardware/accessory/1.1/IAccessory.h>
+
+#include "emulator/phone/neighbours/PhoneLink.h"
+#include "emulator/phone/neighbours/Registration.h"
 
 namespace neighbours {
 
 namespace {
 
-using ::android::OK;
 using ::android::sp;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
-using ::android::hardware::details::unregisterServiceInternal;
 using ::vendor::qmx::hardware::accessory::V1_1::IAccessory;
 
-constexpr char kInstance[] = "default";
 constexpr char kMethod[] = "IAccessory.getAccessoryState";
 
 }  // namespace
 
 class Accessory::Service : public IAccessory {
   public:
-    explicit Service(phone::Phone& phone) : mPhone(&phone) {}
+    explicit Service(phone::Phone& phone) : mPhone(phone) {}
 
     void setState(std::optional<AccessoryState> state) {
         const std::lock_guard lock(mLock);
@@ -33,21 +31,18 @@ class Accessory::Service : public IAccessory {
     }
 
     AccessoryState state() {
-        const std::lock_guard lock(mLock);
-        if (mState) return *mState;
-        if (mPhone == nullptr || !mPhone->isCoverAttached()) return {};
-        return {.state = kAttached};
+        {
+            const std::lock_guard lock(mLock);
+            if (mState) return *mState;
+        }
+        return {.state = mPhone.isCoverAttached() ? kAttached : 0};
     }
 
-    // Clients may hold the object for longer than there is a phone.
-    void forgetPhone() {
-        const std::lock_guard lock(mLock);
-        mPhone = nullptr;
-    }
+    void forgetPhone() { mPhone.cut(); }
 
     Return<void> getAccessoryState(getAccessoryState_cb callback) override {
         const AccessoryState answer = state();
-        note(answer);
+        mPhone.note(kMethod, {}, std::to_string(answer.type) + "," + std::to_string(answer.state));
         callback(answer.type, answer.state);
         return Void();
     }
@@ -76,16 +71,8 @@ class Accessory::Service : public IAccessory {
     Return<void> reserved_22() override { return Void(); }
 
   private:
-    void note(const AccessoryState& answer) {
-        const std::lock_guard lock(mLock);
-        if (mPhone == nullptr) return;
-        mPhone->journal().sync();
-        mPhone->journal().add(phone::Kind::HidlCall, kMethod, {},
-                              std::to_string(answer.type) + "," + std::to_string(answer.state));
-    }
-
+    PhoneLink mPhone;
     std::mutex mLock;
-    phone::Phone* mPhone;                  // guarded by mLock
     std::optional<AccessoryState> mState;  // guarded by mLock
 };
 
@@ -93,8 +80,7 @@ struct Accessory::Parts {
     explicit Parts(phone::Phone& phone) : service(new Service(phone)) {}
 
     const sp<Service> service;
-    std::mutex lock;
-    bool served = false;  // guarded by lock
+    Registration registration{service, "accessory service"};
 };
 
 Accessory::Accessory(phone::Phone& phone) : mParts(std::make_unique<Parts>(phone)) {}
@@ -105,25 +91,15 @@ Accessory::~Accessory() {
 }
 
 void Accessory::serve() {
-    const std::lock_guard lock(mParts->lock);
-    if (mParts->served) return;
-    if (mParts->service->registerAsService(kInstance) != OK) {
-        throw phone::Error(
-                "cannot register the accessory service: the line above tells why; another registry "
-                "folder is chosen with HIDL_SOCKET_DIR");
-    }
-    mParts->served = true;
+    mParts->registration.serve();
 }
 
 void Accessory::withdraw() {
-    const std::lock_guard lock(mParts->lock);
-    if (mParts->served) unregisterServiceInternal(mParts->service, kInstance);
-    mParts->served = false;
+    mParts->registration.withdraw();
 }
 
 bool Accessory::isServed() const {
-    const std::lock_guard lock(mParts->lock);
-    return mParts->served;
+    return mParts->registration.isServed();
 }
 
 void Accessory::setState(std::optional<AccessoryState> state) {

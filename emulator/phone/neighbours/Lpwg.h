@@ -1,0 +1,38 @@
+// The phone's LPWG service, ILpwg 1.3 "default", which holds the phone's side of the pen mode.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "emulator/phone/Phone.h"
+
+namespace neighbours {
+
+// Any thread may use it.
+class Lpwg {
+  public:
+    // Absent at first.
+    explicit Lpwg(phone::Phone& phone);
+    // Absent from then on.
+    ~Lpwg();
+    Lpwg(const Lpwg&) = delete;
+    Lpwg& operator=(const Lpwg&) = delete;
+
+    // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is absent. A look-up
+    // in this process finds the object itself. Throws phone::Error when it cannot be registered.
+    void serve();
+    // Takes it back, if it is there: looking it up finds nothing.
+    void withdraw();
+    bool isServed() const;
+
+    // What setAesModeToLpwg() answers from now on; 0 at first.
+    void setResult(int32_t result);
+    int32_t result() const;
+
+  private:
+    class Service;
+    struct Parts;
+    std::unique_ptr<Parts> mParts;
+};
+
+}  // namespace neighbours

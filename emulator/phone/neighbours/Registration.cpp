@@ -1,0 +1,52 @@
+#include "emulator/phone/neighbours/Registration.h"
+
+#include <utility>
+
+#include <hidl/ServiceManagement.h>
+
+#include "emulator/phone/Phone.h"
+
+namespace neighbours {
+
+namespace {
+
+using ::android::OK;
+using ::android::sp;
+using ::android::hardware::details::registerAsServiceInternal;
+using ::android::hardware::details::unregisterServiceInternal;
+using ::android::hidl::base::V1_0::IBase;
+
+constexpr char kInstance[] = "default";
+
+}  // namespace
+
+Registration::Registration(sp<IBase> service, std::string what)
+    : mService(std::move(service)), mWhat(std::move(what)) {}
+
+Registration::~Registration() {
+    withdraw();
+}
+
+void Registration::serve() {
+    const std::lock_guard lock(mLock);
+    if (mServed) return;
+    if (registerAsServiceInternal(mService, kInstance) != OK) {
+        throw phone::Error("cannot register the " + mWhat +
+                           ": the line above tells why; another registry folder is chosen with "
+                           "HIDL_SOCKET_DIR");
+    }
+    mServed = true;
+}
+
+void Registration::withdraw() {
+    const std::lock_guard lock(mLock);
+    if (mServed) unregisterServiceInternal(mService, kInstance);
+    mServed = false;
+}
+
+bool Registration::isServed() const {
+    const std::lock_guard lock(mLock);
+    return mServed;
+}
+
+}  // namespace neighbours

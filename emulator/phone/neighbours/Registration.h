@@ -1,0 +1,36 @@
+// A service of this process in the registry: put there, and taken back.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include <android/hidl/base/1.0/IBase.h>
+#include <utils/StrongPointer.h>
+
+namespace neighbours {
+
+// Any thread may use it.
+class Registration {
+  public:
+    // Absent at first; `what` names the service to people, as in "accessory service".
+    Registration(::android::sp<::android::hidl::base::V1_0::IBase> service, std::string what);
+    // Absent from then on.
+    ~Registration();
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+
+    // Registers it as "default" (HIDL_SOCKET_DIR), if it is absent. Throws phone::Error when it
+    // cannot be registered.
+    void serve();
+    // Takes it back, if it is there.
+    void withdraw();
+    bool isServed() const;
+
+  private:
+    const ::android::sp<::android::hidl::base::V1_0::IBase> mService;
+    const std::string mWhat;
+    mutable std::mutex mLock;
+    bool mServed = false;  // guarded by mLock
+};
+
+}  // namespace neighbours
