@@ -142,6 +142,7 @@ void Devices::setDtr(const Tty& tty, bool raised) {
 }
 
 void Devices::nodeWritten(const std::string& path, const std::string& bytes) {
+    if (path == kFirmwareWrite) controlFirmware(bytes);
     // As the driver: the first byte counts.
     if (path == kRecovery && bytes[0] == 'Y' && mCover) mController->recover(EventLoop::now());
 }

@@ -23,21 +23,10 @@ constexpr cover::Time kReadCheck = milliseconds(1);
 // Actions of the cover in one turn of the loop; others get their turn in between.
 constexpr int kActionsPerTurn = 16;
 
-// The loader's serial number where no firmware can be started.
-constexpr char kErrorSerial[] = "00000000001B";
-
 constexpr int kMaxTty = 255;
 // Number 1 is the bus itself.
 constexpr int kMinUsbNumber = 2;
 constexpr int kMaxUsbNumber = 127;
-
-std::string describe(const cover::UsbIdentity& identity) {
-    std::string text = UsbDevice::idText(identity.vendor).substr(0, 4) + ":" +
-                       UsbDevice::idText(identity.product).substr(0, 4);
-    if (!identity.productName.empty()) text += " " + identity.productName;
-    if (!identity.serial.empty()) text += " " + identity.serial;
-    return text;
-}
 
 }  // namespace
 
@@ -66,6 +55,7 @@ void Devices::reset() {
     clearFaults();
     if (!mProperties.empty()) clearProperties();
     mController = std::make_unique<cover::Microcontroller>();
+    mLastOptions = {};
     panel() = cover::Panel();
     for (const char* folder : {"/sys", "/data", "/system_ext"}) {
         for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
@@ -115,10 +105,26 @@ std::optional<cover::Time> Devices::turnCover() {
 }
 
 bool Devices::perform(const cover::Action& action) {
-    if (action.kind == cover::Action::Kind::Send) {
-        if (!mCover || !mCover->tty) return true;
-        if (!mCover->tty->isFlushed()) return false;
-        send(*mCover->tty, action.bytes);
+    switch (action.kind) {
+        case cover::Action::Kind::Send:
+            if (!mCover || !mCover->tty) return true;
+            if (!mCover->tty->isFlushed()) return false;
+            send(*mCover->tty, action.bytes);
+            return true;
+        case cover::Action::Kind::Progress:
+            noteUpgrade(std::to_string(action.percent) + "%");
+            return true;
+        case cover::Action::Kind::HangUp:
+        case cover::Action::Kind::Reenumerate:
+            return leave(action);
+    }
+    return true;
+}
+
+bool Devices::leave(const cover::Action& action) {
+    if (mLoaderIsCover) {
+        unplugLoader();
+        mReturn = {EventLoop::now() + kAwayTime, action.identity, mLastOptions};
         return true;
     }
     if (!mCover) return true;
@@ -150,6 +156,8 @@ void Devices::comeBack() {
     if (back.identity == mController->options().usb) {
         attachCover(back.options);
     } else {
+        // Another may have come meanwhile.
+        if (mLoader) unplugLoader();
         attachLoader(back.identity);
     }
 }
@@ -195,15 +203,18 @@ void Devices::attachCover(const CoverOptions& options) {
     mReturn.reset();
     if (mLoader && mLoaderIsCover) detachLoader();
     mActions.clear();
+    mLastOptions = options;
     mController->powerUp(EventLoop::now());
-
     const cover::UsbIdentity identity = mController->usbIdentity();
+    // Firmware that was cut short does not start.
+    if (mController->state().power == cover::Power::Loader) return attachLoader(identity);
+
     auto device = std::make_unique<Plugged>();
     device->options = options;
     device->usb = makeUsb(identity);
     device->usb->setIds(options.idVendorText.value_or(UsbDevice::idText(identity.vendor)),
                         options.idProductText.value_or(UsbDevice::idText(identity.product)));
-    mJournal.add(Kind::Attach, device->usb->name(), {}, describe(identity));
+    mJournal.add(Kind::Attach, device->usb->name(), {}, UsbDevice::describe(identity));
     if (options.withTty) {
         device->tty = std::make_unique<Tty>(options.tty);
         device->usb->addTty(options.tty);
@@ -319,28 +330,6 @@ void Devices::detachForeignTty(int number) {
     std::unique_ptr<Plugged> gone = std::move(device->second);
     mForeign.erase(device);
     unplug(std::move(gone));
-}
-
-void Devices::attachLoader(const cover::UsbIdentity& identity) {
-    if (mLoader) throw Error("the loader is attached already: detach it first");
-    mLoaderIsCover = !mCover;
-    if (mLoaderIsCover) {
-        mController->powerUpInLoader(identity.serial == kErrorSerial
-                                             ? cover::LoaderEntry::Error
-                                             : cover::LoaderEntry::OnRequest,
-                                     EventLoop::now());
-    }
-    mLoader = makeUsb(identity);
-    mJournal.add(Kind::Attach, mLoader->name(), {}, describe(identity));
-    mLoader->publish();
-}
-
-void Devices::detachLoader() {
-    mReturn.reset();
-    if (!mLoader) throw Error("no loader is attached");
-    mJournal.add(Kind::Detach, mLoader->name());
-    mLoader.reset();
-    if (std::exchange(mLoaderIsCover, false)) mController->powerDown();
 }
 
 }  // namespace phone

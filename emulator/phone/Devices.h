@@ -57,6 +57,14 @@ class Devices {
 
     void attachLoader(const cover::UsbIdentity& identity);
     void detachLoader();
+    // The cover comes up in its loader, wherever it was.
+    void sendToLoader(cover::LoaderEntry entry);
+    // It comes back from there as itself, with the options it had.
+    void leaveLoader();
+
+    void putFirmware(const std::string& name, size_t size);
+    std::vector<FirmwareFile> firmware() const;
+    void clearFirmware();
 
     void setProperty(const std::string& key, const std::string& value);
     const std::map<std::string, std::string>& properties() const { return mProperties; }
@@ -97,6 +105,8 @@ class Devices {
     void unplug(std::unique_ptr<Plugged> device);
     // As unplug(), for the cover; the microcontroller keeps its power.
     void unplugCover();
+    // The same for the loader.
+    void unplugLoader();
     void comeBack();
 
     Verdict decide(const OpenCall& call, bool waited);
@@ -113,12 +123,17 @@ class Devices {
     Tty* findTty(const std::string& path) const;
     void setDtr(const Tty& tty, bool raised);
     void nodeWritten(const std::string& path, const std::string& bytes);
+    // What the cover's kernel driver does with a number for its firmware.
+    void controlFirmware(const std::string& bytes);
+    void startUpgrade();
+    void noteUpgrade(const std::string& what);
 
     void readTty(Tty& tty);
     void send(Tty& tty, const std::string& bytes);
     void flush(Tty& tty);
     // False when the action has to wait.
     bool perform(const cover::Action& action);
+    bool leave(const cover::Action& action);
     bool mayLeave();
 
     EventLoop& mLoop;
@@ -132,6 +147,8 @@ class Devices {
     std::map<int, std::unique_ptr<Plugged>> mForeign;  // by tty number
     std::unique_ptr<UsbDevice> mLoader;
     bool mLoaderIsCover = false;
+    CoverOptions mLastOptions;  // with which the cover was put on
+    std::string mImage;         // file name of the image of the last upgrade
     int mLastUsbNumber = 1;
 
     std::deque<cover::Action> mActions;

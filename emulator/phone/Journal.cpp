@@ -60,6 +60,10 @@ std::string_view name(Kind kind) {
             return "hid-close";
         case Kind::HidlCall:
             return "hidl-call";
+        case Kind::Uevent:
+            return "uevent";
+        case Kind::Upgrade:
+            return "upgrade";
         case Kind::Property:
             return "property";
         case Kind::Fault:

@@ -34,7 +34,10 @@ enum class Kind {
     HidSet,    // its feature report `bytes` was written; note: the error or the bytes that passed
     HidWrite,  // one output report `bytes`; note: the error, or the bytes that passed if not all
     HidClose,  // the last descriptor of that open is gone
-    HidlCall,  // a neighbour service answered; path: interface and method; note: the answer
+    HidlCall,  // a neighbour service answered; path: interface and method; bytes: the arguments;
+               // note: the answer
+    Uevent,    // the kernel raises the uevent `bytes`; note: "forged" when a process sends it
+    Upgrade,   // of the cover's firmware; path: the image's file name; note: what became of it
     Property,  // path: the key; bytes: its new value
     Fault,     // bytes: the text of a fault that was set; empty: all were cleared
 };

@@ -16,6 +16,7 @@
 #include "emulator/phone/Files.h"
 #include "emulator/phone/Supervisor.h"
 #include "emulator/phone/SyscallFilter.h"
+#include "emulator/phone/Uevents.h"
 
 namespace phone {
 
@@ -108,6 +109,7 @@ struct Phone::Parts {
     Journal journal;
     EventLoop loop;
     Devices devices{loop, journal};
+    Uevents uevents{journal};
 
     // Carries out `work` on the emulator thread and returns its result.
     template <typename Work>
@@ -273,6 +275,38 @@ void Phone::attachLoader(const std::string& serial, const std::string& product) 
 
 void Phone::detachLoader() {
     mParts->call([](Devices& devices) { devices.detachLoader(); });
+}
+
+void Phone::sendToLoader(cover::LoaderEntry entry) {
+    mParts->call([&](Devices& devices) { devices.sendToLoader(entry); });
+}
+
+void Phone::leaveLoader() {
+    mParts->call([](Devices& devices) { devices.leaveLoader(); });
+}
+
+void Phone::putFirmware(const std::string& name, size_t size) {
+    mParts->call([&](Devices& devices) { devices.putFirmware(name, size); });
+}
+
+std::vector<FirmwareFile> Phone::firmware() const {
+    return mParts->call([](Devices& devices) { return devices.firmware(); });
+}
+
+void Phone::clearFirmware() {
+    mParts->call([](Devices& devices) { devices.clearFirmware(); });
+}
+
+void Phone::raiseUevent(const std::string& message) {
+    mParts->uevents.raise(message);
+}
+
+void Phone::raiseTouchEvent(const std::string& name) {
+    mParts->uevents.raise(touchEventMessage(name));
+}
+
+void Phone::forgeUevent(const std::string& message) {
+    mParts->uevents.forge(message);
 }
 
 void Phone::setProperty(const std::string& key, const std::string& value) {

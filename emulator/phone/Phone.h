@@ -55,6 +55,14 @@ struct CoverOptions {
     std::optional<std::string> idProductText;
 };
 
+// A file in the folder of firmware images.
+struct FirmwareFile {
+    std::string name;
+    uint64_t size = 0;
+
+    bool operator==(const FirmwareFile&) const = default;
+};
+
 // What becomes of lines that the phone has not read yet when the cover goes.
 enum class Unread {
     Lost,  // as when it is pulled off
@@ -80,7 +88,8 @@ class Phone {
     // waits for it. Throws when it cannot be executed.
     pid_t spawn(const std::vector<std::string>& command);
 
-    // The cover. attachCover() throws when it is on already; detachCover() when it is not.
+    // The cover. attachCover() throws when it is on already; detachCover() when it is not. A cover
+    // that was pulled off while an upgrade was written comes up in its loader, in error.
     void attachCover(const CoverOptions& options = {});
     void detachCover(Unread unread = Unread::Lost);
     // Off and on again at once: watchers may see both in one read.
@@ -121,6 +130,25 @@ class Phone {
     void attachLoader(const std::string& serial = "00000000001A",
                       const std::string& product = "TQC330R");
     void detachLoader();
+    // The cover itself comes up in its loader, attached or not; throws when a loader is there.
+    void sendToLoader(cover::LoaderEntry entry);
+    // It comes back as itself, as it was put on last; throws when it is not in its loader.
+    void leaveLoader();
+
+    // Files in kFirmwareFolder, of any content: an image's file name tells its version. A number
+    // written to kFirmwareWrite makes the kernel's driver choose among them (cover::chooseImage())
+    // and write that one into the cover.
+    void putFirmware(const std::string& name, size_t size);
+    std::vector<FirmwareFile> firmware() const;
+    void clearFirmware();
+
+    // Has the kernel raise a uevent: strings, each with a NUL behind it, of at most
+    // UeventSender::kLimit bytes. One waits until listeners had time for the one before.
+    void raiseUevent(const std::string& message);
+    // As raiseUevent(), of the cover's touch panel: one of kGestures or kPenEvents, or any other.
+    void raiseTouchEvent(const std::string& name);
+    // Sends it as any process may: listeners are to ignore it.
+    void forgeUevent(const std::string& message);
 
     // System properties, any bytes but newline in the value. clearProperties() removes the file.
     void setProperty(const std::string& key, const std::string& value);

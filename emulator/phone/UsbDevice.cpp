@@ -54,6 +54,14 @@ std::string UsbDevice::idText(uint16_t id) {
     return format("%04x\n", id);
 }
 
+std::string UsbDevice::describe(const cover::UsbIdentity& identity) {
+    std::string text =
+            idText(identity.vendor).substr(0, 4) + ":" + idText(identity.product).substr(0, 4);
+    if (!identity.productName.empty()) text += " " + identity.productName;
+    if (!identity.serial.empty()) text += " " + identity.serial;
+    return text;
+}
+
 UsbDevice::UsbDevice(int port, int number, const cover::UsbIdentity& identity)
     : mPort(port),
       mNumber(number),

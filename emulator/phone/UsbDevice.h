@@ -15,6 +15,8 @@ class UsbDevice {
   public:
     // Content of the two id files of an identity: "3e91\n" and the like.
     static std::string idText(uint16_t id);
+    // For people: "3e91:6a2f TQC330R 0001".
+    static std::string describe(const cover::UsbIdentity& identity);
 
     // Makes the folder of a device on the bus's port `port` (1..) with its `number` (2..127).
     // Empty strings of the identity are strings that the device lacks.

@@ -31,6 +31,8 @@ class FirmwareVersionTest : public ServiceTest {
     void setVersion(const std::string& version) {
         cover::Options options = phone.coverOptions();
         options.version = version;
+        // The cover stays, whatever is started.
+        options.upgradeDelay = std::chrono::hours(1);
         phone.setCoverOptions(options);
     }
     static void addImage(const std::string& name) {

@@ -16,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include "emulator/phone/Fd.h"
+#include "emulator/phone/Uevents.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "tests/support/PhoneTest.h"
@@ -41,7 +42,7 @@ class ControlTest : public support::PhoneTest {
   protected:
     ControlTest() : mFolder(control::socketFolder()), mClient(mFolder + "/emulator.sock") {
         control::makeSocketFolder(mFolder);
-        server.emplace(phone, accessory, mFolder);
+        server.emplace(phone, neighbours, mFolder);
         mClient.set_address_family(AF_UNIX);
     }
 
@@ -91,7 +92,8 @@ class ControlTest : public support::PhoneTest {
     }
 
     const std::string mFolder;
-    neighbours::Accessory accessory{phone};
+    neighbours::Neighbours neighbours{phone};
+    neighbours::Accessory& accessory = neighbours.accessory;
     std::optional<control::ControlServer> server;
 
   private:
@@ -173,6 +175,7 @@ TEST_F(ControlTest, ShowsTheState) {
     EXPECT_EQ(body["screen"], json({{"on", false}}));
     EXPECT_TRUE(body["chatter"].is_null());
     EXPECT_EQ(body["accessory"], json({{"present", false}}));
+    EXPECT_EQ(body["lpwg"], json({{"present", false}}));
 }
 
 TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
@@ -297,8 +300,78 @@ TEST_F(ControlTest, SetsTheAccessoryService) {
     EXPECT_EQ(get("/v1/state").body["accessory"], json({{"present", false}}));
 }
 
+TEST_F(ControlTest, SetsTheLpwgService) {
+    EXPECT_EQ(put("/v1/lpwg", json::object()).status, 200);
+    EXPECT_EQ(get("/v1/state").body["lpwg"], json({{"present", true}, {"result", 0}}));
+    EXPECT_EQ(put("/v1/lpwg", {{"result", -7}}).status, 200);
+    EXPECT_EQ(neighbours.lpwg.result(), -7);
+    EXPECT_EQ(remove("/v1/lpwg").status, 200);
+    EXPECT_FALSE(neighbours.lpwg.isServed());
+    EXPECT_EQ(put("/v1/lpwg", json::object()).status, 200);
+    EXPECT_EQ(get("/v1/state").body["lpwg"], json({{"present", true}, {"result", -7}}));
+}
+
+TEST_F(ControlTest, RaisesEventsOfTheTouchPanel) {
+    EXPECT_EQ(post("/v1/event", {{"name", "WAKEUP"}}).status, 200);
+    EXPECT_EQ(post("/v1/event", {{"name", "A\\xff"}}).status, 200);
+    EXPECT_THAT(journal.list(Kind::Uevent, first),
+                testing::ElementsAre(phone::touchEventMessage("WAKEUP"),
+                                     phone::touchEventMessage("A\xff")));
+}
+
+TEST_F(ControlTest, RaisesEventsOfAnyBytes) {
+    EXPECT_EQ(post("/v1/uevent", {{"bytes", "a\\x00b"}}).status, 200);
+    EXPECT_EQ(post("/v1/uevent", {{"bytes", "c"}, {"forged", true}}).status, 200);
+    const std::vector<phone::Entry> entries = journal.since(first);
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0].bytes, std::string("a\0b", 3));
+    EXPECT_EQ(entries[0].note, "");
+    EXPECT_EQ(entries[1].note, "forged");
+}
+
+TEST_F(ControlTest, KeepsListsAndRemovesFirmwareImages) {
+    EXPECT_EQ(put("/v1/firmware", {{"name", "AB-2_x.dfu"}, {"size", 3}}).status, 200);
+    EXPECT_EQ(put("/v1/firmware", {{"name", "AB-1"}}).status, 200);
+    EXPECT_EQ(get("/v1/firmware").body["files"],
+              json({{{"name", "AB-1"}, {"size", 1024}}, {{"name", "AB-2_x.dfu"}, {"size", 3}}}));
+    EXPECT_EQ(remove("/v1/firmware").status, 200);
+    EXPECT_EQ(get("/v1/firmware").body["files"], json::array());
+}
+
+TEST_F(ControlTest, TakesTheCoverToItsLoaderAndBack) {
+    phone.attachCover();
+    EXPECT_EQ(put("/v1/loader", {{"mode", "error"}}).status, 200);
+    EXPECT_EQ(get("/v1/state").body["cover"]["serial"], "00000000001B");
+    EXPECT_EQ(put("/v1/loader", {{"mode", "leave"}}).status, 200);
+    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_EQ(put("/v1/loader", {{"mode", "normal"}}).status, 200);
+    EXPECT_EQ(get("/v1/state").body["cover"]["serial"], "00000000001A");
+}
+
+TEST_F(ControlTest, MakesTheTouchPanelLargeAndSlow) {
+    EXPECT_EQ(put("/v1/cover", {{"touch_version", "T9"},
+                                {"touch_rows", 2},
+                                {"touch_columns", 1000},
+                                {"self_test_report_bytes", 40960},
+                                {"touch_upgrade_ms", 86400000},
+                                {"self_test_ms", 0},
+                                {"upgrade_delay_ms", 1},
+                                {"upgrade_ms", 2}})
+                      .status,
+              200);
+    const cover::Options options = phone.coverOptions();
+    EXPECT_EQ(options.touchVersion, "T9");
+    EXPECT_EQ(options.touchSize, (cover::TouchSize{2, 1000}));
+    EXPECT_EQ(options.selfTestReportSize, 40960u);
+    EXPECT_EQ(options.touchUpgradeTime, std::chrono::hours(24));
+    EXPECT_EQ(options.selfTestTime, std::chrono::seconds(0));
+    EXPECT_EQ(options.upgradeDelay, std::chrono::milliseconds(1));
+    EXPECT_EQ(options.upgradeTime, std::chrono::milliseconds(2));
+}
+
 TEST_F(ControlTest, ResetsThePhone) {
     phone.attachCover();
+    neighbours.lpwg.setResult(4);
     phone.setFault("on AT silent");
     phone.setChatter(cover::Chatter{});
     accessory.setState(neighbours::AccessoryState{0, 9});
@@ -308,6 +381,8 @@ TEST_F(ControlTest, ResetsThePhone) {
     EXPECT_EQ(phone.chatter(), std::nullopt);
     EXPECT_TRUE(accessory.isServed());
     EXPECT_EQ(accessory.state(), neighbours::AccessoryState{});
+    EXPECT_TRUE(neighbours.lpwg.isServed());
+    EXPECT_EQ(neighbours.lpwg.result(), 0);
 }
 
 TEST_F(ControlTest, PagesTheJournal) {
@@ -372,6 +447,16 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/accessory", R"({"state":"3"})", 400},
         {"PUT", "/v1/accessory", R"({"type":3})", 400},
         {"PUT", "/v1/accessory", R"({"present":true})", 400},
+        {"PUT", "/v1/lpwg", R"({"result":2147483648})", 400},
+        {"PUT", "/v1/lpwg", R"({"result":"0"})", 400},
+        {"PUT", "/v1/lpwg", R"({"present":true})", 400},
+        {"PUT", "/v1/cover", R"({"touch_rows":0})", 400},
+        {"PUT", "/v1/cover", R"({"touch_columns":1001})", 400},
+        {"PUT", "/v1/cover", R"({"self_test_report_bytes":-1})", 400},
+        {"PUT", "/v1/cover", R"({"self_test_report_bytes":1048577})", 400},
+        {"PUT", "/v1/cover", R"({"upgrade_ms":-1})", 400},
+        {"PUT", "/v1/cover", R"({"upgrade_ms":86400001})", 400},
+        {"PUT", "/v1/cover", R"({"touch_upgrade_ms":"long"})", 400},
 };
 
 constexpr WrongRequest kWrongOfThePhone[] = {
@@ -390,6 +475,23 @@ constexpr WrongRequest kWrongOfThePhone[] = {
         {"POST", "/v1/reattach", "", 409},
         {"DELETE", "/v1/loader", "", 409},
         {"POST", "/v1/loader", R"({"serial":7})", 400},
+        {"PUT", "/v1/loader", "", 400},
+        {"PUT", "/v1/loader", R"({"mode":"fly"})", 400},
+        {"PUT", "/v1/loader", R"({"mode":"leave"})", 409},
+        {"PUT", "/v1/firmware", "", 400},
+        {"PUT", "/v1/firmware", R"({"name":""})", 409},
+        {"PUT", "/v1/firmware", R"({"name":".."})", 409},
+        {"PUT", "/v1/firmware", R"({"name":"a/b"})", 409},
+        {"PUT", "/v1/firmware", R"({"name":"a","size":67108865})", 409},
+        {"PUT", "/v1/firmware", R"({"name":"a","size":-1})", 400},
+        {"POST", "/v1/event", "", 400},
+        {"POST", "/v1/event", R"({"name":7})", 400},
+        {"POST", "/v1/event", R"({"name":"\\q"})", 400},
+        {"POST", "/v1/event", R"({"name":"WAKEUP","more":1})", 400},
+        {"POST", "/v1/uevent", "", 400},
+        {"POST", "/v1/uevent", R"({"bytes":""})", 409},
+        {"POST", "/v1/uevent", R"({"bytes":"","forged":true})", 409},
+        {"POST", "/v1/uevent", R"({"bytes":"a","forged":1})", 400},
         {"POST", "/v1/faults", R"({"text":"on"})", 409},
         {"POST", "/v1/faults", "{}", 400},
         {"PUT", "/v1/properties", R"({"key":"a"})", 400},
@@ -421,6 +523,13 @@ TEST_F(ControlTest, WrongRequestsOfThePhoneAreRefusedWithAReason) {
     EXPECT_EQ(get("/v1/state").status, 200);
 }
 
+TEST_F(ControlTest, TooLongAUeventIsRefused) {
+    const std::string longest(phone::UeventSender::kLimit, 'x');
+    EXPECT_EQ(post("/v1/uevent", {{"bytes", longest}}).status, 200);
+    EXPECT_EQ(post("/v1/uevent", {{"bytes", longest + "x"}}).status, 409);
+    EXPECT_EQ(post("/v1/event", {{"name", longest}}).status, 409);
+}
+
 TEST_F(ControlTest, TooLargeABodyIsRefused) {
     EXPECT_EQ(post("/v1/faults", {{"text", std::string(2 << 20, 'x')}}).status, 413);
     EXPECT_EQ(get("/v1/state").status, 200);
@@ -437,7 +546,7 @@ TEST_F(ControlTest, GarbageOnTheSocketHarmsNobody) {
 }
 
 TEST_F(ControlTest, SecondServerOnTheSameSocketIsRefused) {
-    EXPECT_THROW(control::ControlServer(phone, accessory, mFolder), phone::Error);
+    EXPECT_THROW(control::ControlServer(phone, neighbours, mFolder), phone::Error);
     EXPECT_EQ(get("/v1/state").status, 200);
 }
 
@@ -449,14 +558,14 @@ TEST_F(ControlTest, SocketThatNobodyAnswersIsReplaced) {
         ASSERT_EQ(bind(dead.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     }
     EXPECT_EQ(get("/v1/state").status, 0);
-    server.emplace(phone, accessory, mFolder);
+    server.emplace(phone, neighbours, mFolder);
     EXPECT_EQ(get("/v1/state").status, 200);
 }
 
 TEST_F(ControlTest, FolderMayHaveALongName) {
     const std::string folder = "/data/" + std::string(200, 'x');
     control::makeSocketFolder(folder);
-    const control::ControlServer other(phone, accessory, folder);
+    const control::ControlServer other(phone, neighbours, folder);
     struct stat status;
     ASSERT_EQ(stat((folder + "/emulator.sock").c_str(), &status), 0);
     EXPECT_TRUE(S_ISSOCK(status.st_mode));

@@ -141,6 +141,15 @@ class ProgramTest : public testing::Test {
         return emulator({"run", "--", "/bin/sh", "-c", "echo up; read line || exit 0"});
     }
 
+    static void expectUsageErrors(const std::vector<std::vector<std::string>>& wrong) {
+        for (const std::vector<std::string>& arguments : wrong) {
+            const Outcome outcome = invoke(arguments);
+            EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
+            EXPECT_NE(outcome.err, "") << testing::PrintToString(arguments);
+            EXPECT_EQ(outcome.out, "") << testing::PrintToString(arguments);
+        }
+    }
+
     std::string mFolder;
 };
 
@@ -290,12 +299,33 @@ TEST_F(ProgramTest, WrongArgumentsAreUsageErrors) {
             {"ctl", "subdisplay", "--width", "65536"},
             {"ctl", "subdisplay", "--format", "-1"},
     };
-    for (const std::vector<std::string>& arguments : wrong) {
-        const Outcome outcome = invoke(arguments);
-        EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
-        EXPECT_NE(outcome.err, "") << testing::PrintToString(arguments);
-        EXPECT_EQ(outcome.out, "") << testing::PrintToString(arguments);
-    }
+    expectUsageErrors(wrong);
+}
+
+TEST_F(ProgramTest, WrongArgumentsOfEventsAndFirmwareAreUsageErrors) {
+    expectUsageErrors({
+            {"ctl", "lpwg"},
+            {"ctl", "lpwg", "gone"},
+            {"ctl", "lpwg", "result"},
+            {"ctl", "lpwg", "result", "x"},
+            {"ctl", "lpwg", "present", "1"},
+            {"ctl", "loader", "fly"},
+            {"ctl", "firmware"},
+            {"ctl", "firmware", "put"},
+            {"ctl", "firmware", "put", "a", "--size", "-1"},
+            {"ctl", "firmware", "list", "extra"},
+            {"ctl", "gesture"},
+            {"ctl", "gesture", "BV_PEN_WAKEUP"},
+            {"ctl", "pen"},
+            {"ctl", "pen", "WAKEUP"},
+            {"ctl", "pen", "BV_PEN_WAKEUP", "SWITCH_AES_TO_3"},
+            {"ctl", "uevent"},
+            {"ctl", "cover", "--touch-rows", "0"},
+            {"ctl", "cover", "--touch-columns", "1001"},
+            {"ctl", "cover", "--self-test-report-bytes", "-1"},
+            {"ctl", "cover", "--upgrade-ms", "86400001"},
+            {"ctl", "cover", "--upgrade-delay-ms", "soon"},
+    });
 }
 
 TEST_F(ProgramTest, HelpIsGivenEverywhere) {
@@ -368,7 +398,8 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     };
     EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nscreen: off\n"
                                               "sub display: off, 128 x 128, format 4, frames 0\n"
-                                              "accessory: type 0, state 3\nchatter: off\n"));
+                                              "accessory: type 0, state 3\n"
+                                              "lpwg: result 0\nchatter: off\n"));
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("  dtr: yes\n"));
     EXPECT_EQ(ctl({"log", "hello"}).status, 0);
     EXPECT_THAT(ctl({"journal"}).out, HasSubstr(R"("bytes":"hello\\r\\n")"));
@@ -382,8 +413,92 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     EXPECT_EQ(ctl({"accessory", "absent"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("accessory: absent\n"));
     EXPECT_EQ(ctl({"accessory", "cover"}).status, 0);
+    EXPECT_EQ(ctl({"lpwg", "result", "-7"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: result -7\n"));
+    EXPECT_EQ(ctl({"lpwg", "absent"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: absent\n"));
+    EXPECT_EQ(ctl({"lpwg", "present"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: result -7\n"));
     EXPECT_EQ(ctl({"cover", "--hot-plug-polls", "never", "--hot-plug-answer", "Online"}).status, 0);
     EXPECT_EQ(phone.wait(), 0);
+}
+
+TEST_F(ProgramTest, CtlRaisesKernelEventsInTheirOrder) {
+    Child phone(stayingUp());
+    phone.waitFor("up\n");
+    const auto ctl = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "ctl");
+        return invoke(arguments);
+    };
+    EXPECT_EQ(ctl({"gesture", "WAKEUP"}).status, 0);
+    EXPECT_EQ(ctl({"pen", "SWITCH_AES_BOTH", "BV_PEN_DETECTION"}).status, 0);
+    EXPECT_EQ(ctl({"uevent", "a\\x00"}).status, 0);
+    EXPECT_EQ(ctl({"uevent", "--forged", "b"}).status, 0);
+    EXPECT_EQ(ctl({"uevent", "\\q"}).status, 1);
+    const std::string journal = ctl({"journal"}).out;
+    size_t at = 0;
+    for (const char* part :
+         {R"("kind":"uevent","bytes":"change@/devices/virtual/bivista/bv2\\x00)",
+          R"(\\x00SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=WAKEUP\\x00"})",
+          R"(TOUCH_GESTURE_WAKEUP=SWITCH_AES_BOTH\\x00"})",
+          R"(TOUCH_GESTURE_WAKEUP=BV_PEN_DETECTION\\x00"})", R"("kind":"uevent","bytes":"a\\x00"})",
+          R"("kind":"uevent","bytes":"b","note":"forged"})"}) {
+        at = journal.find(part, at);
+        ASSERT_NE(at, std::string::npos) << part << "\n" << journal;
+    }
+    EXPECT_EQ(phone.wait(), 0);
+}
+
+TEST_F(ProgramTest, HelpListsTheEvents) {
+    EXPECT_THAT(invoke({"ctl", "gesture", "--help"}).out, HasSubstr("WAKEUP"));
+    const std::string help = invoke({"ctl", "pen", "--help"}).out;
+    for (const char* word :
+         {"BV_PEN_WAKEUP", "BV_PEN_WAKEUP_BTN", "BV_PEN_DETECTION", "SWITCH_AES_BOTH",
+          "SWITCH_AES_TO_1", "SWITCH_AES_TO_2", "BV_UPDATE_STATE"}) {
+        EXPECT_THAT(help, HasSubstr(word));
+    }
+}
+
+TEST_F(ProgramTest, CtlUpgradesTheCover) {
+    Child phone(stayingUp());
+    phone.waitFor("up\n");
+    const auto ctl = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "ctl");
+        return invoke(arguments);
+    };
+    const std::string image = "BV330-V20k_20220101.dfu";
+    EXPECT_EQ(ctl({"firmware", "put", image, "--size", "7"}).status, 0);
+    EXPECT_EQ(ctl({"firmware", "list"}).out, image + " 7\n");
+    EXPECT_EQ(ctl({"cover", "--upgrade-delay-ms", "0", "--upgrade-ms", "3600000"}).status, 0);
+    EXPECT_EQ(ctl({"loader", "error"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("  power: loader\n"));
+    EXPECT_EQ(ctl({"loader", "error"}).status, 1);
+    EXPECT_EQ(ctl({"loader", "leave"}).status, 0);
+    EXPECT_EQ(ctl({"loader", "leave"}).status, 1);
+    EXPECT_EQ(ctl({"loader", "normal"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("  upgrade: \n"));
+    EXPECT_EQ(ctl({"firmware", "clear"}).status, 0);
+    EXPECT_EQ(ctl({"firmware", "list"}).out, "");
+    EXPECT_EQ(phone.wait(), 0);
+}
+
+TEST_F(ProgramTest, ShowAndJournalTellOfAnUpgrade) {
+    const std::string node = "/sys/devices/platform/soc/soc:gpio_keys/virtual_mcu_firmware_write";
+    const Outcome outcome = runShell(
+            "ctl='" + kEmulator + " ctl'; $ctl firmware put BV330-V20k_x.dfu; " +
+            "$ctl cover --upgrade-delay-ms 0 --upgrade-ms 86400000; printf 1 > " + node + "; " +
+            "until $ctl journal | grep -q '\"note\":\"0%\"'; do :; done; " +
+            "$ctl show | grep upgrade:; $ctl journal | grep -c '\"kind\":\"upgrade\",\"path\":'");
+    EXPECT_EQ(outcome.out, "  upgrade: writing: BV330-V20k_x, 0%\n2\n");
+}
+
+TEST_F(ProgramTest, LpwgServiceStandsInTheRegistryInEveryVersion) {
+    const Outcome outcome = runShell(
+            "cd $HIDL_SOCKET_DIR; ls -d vendor.qmx.hardware.lpwg*; " + kEmulator +
+            " ctl lpwg absent; ls -d vendor.qmx.hardware.lpwg*/default 2>/dev/null || echo absent");
+    EXPECT_EQ(outcome.out,
+              "vendor.qmx.hardware.lpwg@1.0::ILpwg\nvendor.qmx.hardware.lpwg@1.1::ILpwg\n"
+              "vendor.qmx.hardware.lpwg@1.2::ILpwg\nvendor.qmx.hardware.lpwg@1.3::ILpwg\nabsent\n");
 }
 
 TEST_F(ProgramTest, ShowTellsWhatIsOnTheScreen) {

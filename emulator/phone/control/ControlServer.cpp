@@ -45,7 +45,7 @@ class Server : public httplib::Server {
 
 class ControlServer::Impl {
   public:
-    Impl(phone::Phone& phone, neighbours::Accessory& accessory, const std::string& folder);
+    Impl(phone::Phone& phone, neighbours::Neighbours& neighbours, const std::string& folder);
     ~Impl();
 
   private:
@@ -62,11 +62,11 @@ class ControlServer::Impl {
     ino_t mSocket = 0;
 };
 
-ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Accessory& accessory,
+ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Neighbours& neighbours,
                           const std::string& folder)
     : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     if (!mFolder) phone::throwErrno("cannot open " + folder);
-    addRequests(mServer, phone, accessory, mStopping);
+    addRequests(mServer, phone, neighbours, mStopping);
     mServer.set_payload_max_length(kMaxBody);
     bind(folder);
 
@@ -110,9 +110,9 @@ ControlServer::Impl::~Impl() {
     mThread.join();
 }
 
-ControlServer::ControlServer(phone::Phone& phone, neighbours::Accessory& accessory,
+ControlServer::ControlServer(phone::Phone& phone, neighbours::Neighbours& neighbours,
                              const std::string& folder)
-    : mImpl(std::make_unique<Impl>(phone, accessory, folder)) {}
+    : mImpl(std::make_unique<Impl>(phone, neighbours, folder)) {}
 
 ControlServer::~ControlServer() = default;
 

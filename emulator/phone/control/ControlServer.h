@@ -5,16 +5,17 @@
 #include <string>
 
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/neighbours/Accessory.h"
+#include "emulator/phone/neighbours/Neighbours.h"
 
 namespace control {
 
 class ControlServer {
   public:
-    // Serves `phone` and its neighbour on <folder>/emulator.sock until destroyed. A socket that
+    // Serves `phone` and its neighbours on <folder>/emulator.sock until destroyed. A socket that
     // nobody answers is replaced. Throws phone::Error when another emulator answers there, or it
     // cannot be made.
-    ControlServer(phone::Phone& phone, neighbours::Accessory& accessory, const std::string& folder);
+    ControlServer(phone::Phone& phone, neighbours::Neighbours& neighbours,
+                  const std::string& folder);
     ~ControlServer();
     ControlServer(const ControlServer&) = delete;
     ControlServer& operator=(const ControlServer&) = delete;

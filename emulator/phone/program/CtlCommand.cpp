@@ -5,102 +5,16 @@
 #include <memory>
 #include <optional>
 
-#include <fcntl.h>
-#include <httplib.h>
-#include <sys/socket.h>
-#include <nlohmann/json.hpp>
-
-#include "emulator/cover/Integers.h"
 #include "emulator/cover/ScreenView.h"
 #include "emulator/cover/Text.h"
-#include "emulator/phone/Fd.h"
-#include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/program/Png.h"
+#include "emulator/phone/program/Session.h"
 
 namespace emulator {
-
-using Json = nlohmann::ordered_json;
 
 namespace {
 
 constexpr int kJournalWaitMs = 30'000;
-// Longer than a request may wait for the journal, or for the phone to read.
-constexpr int kReadTimeoutS = 60;
-
-// One conversation with the emulator. Failures are told on standard error and kept as status.
-class Session {
-  public:
-    Session()
-        : mFolder(control::socketFolder()),
-          mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-          mClient("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
-        mClient.set_address_family(AF_UNIX);
-        mClient.set_read_timeout(kReadTimeoutS);
-    }
-
-    int status() const { return mStatus; }
-
-    std::optional<Json> get(const std::string& path, const httplib::Params& params = {}) {
-        return take(mClient.Get(path, params, httplib::Headers()));
-    }
-    std::optional<Json> post(const std::string& path, const Json& body = Json::object()) {
-        const std::optional<std::string> text = encode(body);
-        return text ? take(mClient.Post(path, *text, kJson)) : std::nullopt;
-    }
-    std::optional<Json> put(const std::string& path, const Json& body) {
-        const std::optional<std::string> text = encode(body);
-        return text ? take(mClient.Put(path, *text, kJson)) : std::nullopt;
-    }
-    std::optional<Json> remove(const std::string& path, const httplib::Params& params = {}) {
-        return take(mClient.Delete(httplib::append_query_params(path, params)));
-    }
-
-  private:
-    static constexpr char kJson[] = "application/json";
-
-    std::optional<std::string> encode(const Json& body) {
-        try {
-            return body.dump();
-        } catch (const Json::type_error&) {
-            std::cerr << "bivista-emulator: an argument is not UTF-8: write \\xHH for such bytes\n";
-            mStatus = kUsage;
-            return std::nullopt;
-        }
-    }
-
-    std::optional<Json> take(const httplib::Result& result) {
-        if (!result) {
-            std::cerr << "bivista-emulator: no emulator answers on " << mFolder << "/"
-                      << control::kSocketName
-                      << ": start one with \"bivista-emulator run -- PROGRAM\" (HIDL_SOCKET_DIR "
-                         "must be the same for both)\n";
-            mStatus = kNoEmulator;
-            return std::nullopt;
-        }
-        const Json body = Json::parse(result->body, nullptr, false);
-        if (result->status == 200 && body.is_object()) return body;
-        std::cerr << "bivista-emulator: " << body.value("error", "answered with an error") << "\n";
-        mStatus = kRefused;
-        return std::nullopt;
-    }
-
-    const std::string mFolder;
-    const phone::Fd mFolderFd;
-    httplib::Client mClient;
-    int mStatus = 0;
-};
-
-// Adds a command whose `work` gets a session. Options are kept by shared pointers in the closures.
-template <typename Work>
-CLI::App* add(CLI::App& app, const char* name, const char* help, int* status, Work work) {
-    CLI::App* command = app.add_subcommand(name, help);
-    command->callback([status, work] {
-        Session session;
-        work(session);
-        *status = session.status();
-    });
-    return command;
-}
 
 void addAttach(CLI::App& ctl, int* status) {
     struct Options {
@@ -135,27 +49,6 @@ void addDetach(CLI::App& ctl, int* status) {
     command->add_flag("--when-read", *whenRead, "Not before the phone has read what was sent");
     add(ctl, "reattach", "Pull the cover off and put it on at once", status,
         [](Session& session) { session.post("/v1/reattach"); });
-}
-
-void addLoader(CLI::App& ctl, int* status) {
-    CLI::App* loader = ctl.add_subcommand("loader", "The cover's loader on the USB bus");
-    loader->require_subcommand(1);
-    struct Options {
-        std::string serial = "00000000001A";
-        std::string product = "TQC330R";
-    };
-    const auto options = std::make_shared<Options>();
-    CLI::App* attach =
-            add(*loader, "attach", "The loader appears", status, [options](Session& session) {
-                session.post("/v1/loader",
-                             {{"serial", options->serial}, {"product", options->product}});
-            });
-    attach->add_option("--serial", options->serial,
-                       "00000000001A: sent there, 00000000001B: no firmware")
-            ->capture_default_str();
-    attach->add_option("--product", options->product, "Product string")->capture_default_str();
-    add(*loader, "detach", "The loader goes", status,
-        [](Session& session) { session.remove("/v1/loader"); });
 }
 
 void addFault(CLI::App& ctl, int* status) {
@@ -267,6 +160,11 @@ std::string showAccessory(const Json& accessory) {
     return "type " + accessory.at("type").dump() + ", state " + accessory.at("state").dump();
 }
 
+std::string showLpwg(const Json& lpwg) {
+    if (!lpwg.at("present").get<bool>()) return "absent";
+    return "result " + lpwg.at("result").dump();
+}
+
 std::string showChatter(const Json& chatter) {
     if (chatter.is_null()) return "off";
     return "every " + chatter.at("gap_us").dump() + " us: " + chatter.at("text").get<std::string>();
@@ -287,6 +185,7 @@ void printState(const Json& state) {
               << "screen: " << showScreen(state.at("screen")) << "\n"
               << "sub display: " << showSubDisplay(state.at("sub_display")) << "\n"
               << "accessory: " << showAccessory(state.at("accessory")) << "\n"
+              << "lpwg: " << showLpwg(state.at("lpwg")) << "\n"
               << "chatter: " << showChatter(state.at("chatter")) << "\ncover:\n";
     printMembers(state.at("cover"), "  ");
     std::cout << "properties:\n";
@@ -372,45 +271,6 @@ void addWakeLock(CLI::App& ctl, int* status) {
                                 session.put("/v1/wakelock", {{"held", *state == "on"}});
                             });
     command->add_option("STATE", *state)->required()->check(CLI::IsMember({"on", "off"}));
-}
-
-// A count, or "never".
-std::string checkPolls(const std::string& text) {
-    if (text == "never" || cover::parseInteger<int>(text) >= 0) return "";
-    return "write a number from 0 up, or never";
-}
-
-void addCover(CLI::App& ctl, int* status) {
-    struct Options {
-        std::string version;
-        std::string cutout;
-        std::string polls;
-        std::string answer;
-    };
-    const auto options = std::make_shared<Options>();
-    CLI::App* command = ctl.add_subcommand("cover", "Change what the cover is like");
-    CLI::Option* version = command->add_option("--firmware-version", options->version);
-    CLI::Option* cutout = command->add_option("--cutout", options->cutout);
-    CLI::Option* polls = command->add_option("--hot-plug-polls", options->polls,
-                                             "\"Off\" answers before the panel is up, or never")
-                                 ->check(checkPolls, "N|never");
-    CLI::Option* answer =
-            command->add_option("--hot-plug-answer", options->answer,
-                                "Answer to AT%HPD when the panel is up (at the start: On)");
-    command->callback([=] {
-        Json body = Json::object();
-        if (version->count() != 0) body["version"] = options->version;
-        if (cutout->count() != 0) body["cutout"] = options->cutout;
-        if (polls->count() != 0) {
-            body["hot_plug_polls"] = options->polls == "never"
-                                             ? Json("never")
-                                             : Json(*cover::parseInteger<int>(options->polls));
-        }
-        if (answer->count() != 0) body["hot_plug_answer"] = options->answer;
-        Session session;
-        session.put("/v1/cover", body);
-        *status = session.status();
-    });
 }
 
 void addSubDisplay(CLI::App& ctl, int* status) {
@@ -503,42 +363,6 @@ void addChatter(CLI::App& ctl, int* status) {
     });
 }
 
-// "absent", "cover", or a state's number.
-std::string checkAccessory(const std::string& text) {
-    const bool isState = cover::parseInteger<uint32_t>(text).has_value();
-    if (isState || text == "absent" || text == "cover") return "";
-    return "write absent, cover or a state from 0 to 4294967295";
-}
-
-void addAccessory(CLI::App& ctl, int* status) {
-    struct Options {
-        std::string state;
-        uint32_t type = 0;
-    };
-    const auto options = std::make_shared<Options>();
-    CLI::App* command = ctl.add_subcommand(
-            "accessory", "What the phone's accessory service answers, and whether there is one");
-    command->add_option("STATE", options->state,
-                        "A state (3: attached); cover: 3 while the cover is on, else 0; absent")
-            ->required()
-            ->check(checkAccessory, "N|cover|absent");
-    CLI::Option* type = command->add_option("--type", options->type, "The first value, with N");
-    command->callback([=] {
-        Session session;
-        if (options->state == "absent") {
-            session.remove("/v1/accessory");
-        } else {
-            Json body = Json::object();
-            if (options->state != "cover") {
-                body["state"] = *cover::parseInteger<uint32_t>(options->state);
-            }
-            if (type->count() != 0) body["type"] = options->type;
-            session.put("/v1/accessory", body);
-        }
-        *status = session.status();
-    });
-}
-
 void addSend(CLI::App& ctl, int* status) {
     const auto text = std::make_shared<std::string>();
     CLI::App* command = add(ctl, "send", "Send bytes from the cover, whoever listens", status,
@@ -560,10 +384,12 @@ void addCtl(CLI::App& app, int* status) {
             "Examples:\n"
             "  bivista-emulator ctl detach\n"
             "  bivista-emulator ctl fault 'on AT%SWV late 2s times 1'\n"
+            "  bivista-emulator ctl pen BV_PEN_WAKEUP\n"
             "  bivista-emulator ctl journal --follow");
     addAttach(*ctl, status);
     addDetach(*ctl, status);
-    addLoader(*ctl, status);
+    addFirmware(*ctl, status);
+    addEvents(*ctl, status);
     addFault(*ctl, status);
     addJournal(*ctl, status);
     addKernelLog(*ctl, status);
@@ -571,7 +397,7 @@ void addCtl(CLI::App& app, int* status) {
     addProperty(*ctl, status);
     addNode(*ctl, status);
     addWakeLock(*ctl, status);
-    addAccessory(*ctl, status);
+    addNeighbours(*ctl, status);
     addCover(*ctl, status);
     addSubDisplay(*ctl, status);
     addSnapshot(*ctl, status);

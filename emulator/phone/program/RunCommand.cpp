@@ -16,7 +16,7 @@
 #include "emulator/phone/World.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
-#include "emulator/phone/neighbours/Accessory.h"
+#include "emulator/phone/neighbours/Neighbours.h"
 
 namespace emulator {
 
@@ -116,9 +116,9 @@ int runOnPhone(const RunOptions& options, const std::string& folder, const sigse
     // The program is root here, whoever started it: it must meet its clients at the same place.
     setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
     unsetenv("ANDROID_PROPERTY_FILE");
-    neighbours::Accessory accessory(phone);
-    const control::ControlServer server(phone, accessory, folder);
-    accessory.serve();
+    neighbours::Neighbours neighbours(phone);
+    const control::ControlServer server(phone, neighbours, folder);
+    neighbours.serve();
     pid_t program = -1;
     try {
         program = phone.spawn(options.program);

@@ -1,0 +1,94 @@
+// Answers of the touch panel as they pass the tty: long ones, and ones that take their time.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <string>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "emulator/phone/Fd.h"
+#include "tests/support/PhoneTest.h"
+
+namespace {
+
+using phone::Fd;
+using phone::Kind;
+
+class TouchTest : public support::PhoneTest {
+  protected:
+    template <typename Change>
+    void change(Change change) {
+        cover::Options options = phone.coverOptions();
+        change(options);
+        phone.setCoverOptions(options);
+    }
+
+    // Opens the tty as the service does, with the cover's echo off.
+    Fd openTty() {
+        phone.attachCover(support::withoutPanel());
+        Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        termios settings = {};
+        settings.c_iflag = IGNPAR | IGNCR;
+        settings.c_cflag = B115200 | CS8 | CREAD | CLOCAL | CRTSCTS;
+        settings.c_lflag = ICANON;
+        EXPECT_EQ(tcsetattr(tty.get(), TCSANOW, &settings), 0);
+        send(tty, "ATE0\r");
+        readAnswer(tty);
+        return tty;
+    }
+
+    static void send(const Fd& tty, const std::string& command) {
+        ASSERT_EQ(write(tty.get(), command.data(), command.size()),
+                  static_cast<ssize_t>(command.size()));
+    }
+
+    // All up to the "OK", line ends included.
+    static std::string readAnswer(const Fd& tty) {
+        std::string answer;
+        while (!answer.ends_with("\nOK\n")) {
+            char line[4096];
+            const ssize_t count = read(tty.get(), line, sizeof(line));
+            if (count <= 0) {
+                ADD_FAILURE() << "the tty ends behind " << answer;
+                return answer;
+            }
+            answer.append(line, static_cast<size_t>(count));
+        }
+        return answer;
+    }
+};
+
+TEST_F(TouchTest, ResultsOf40KilobytesArriveWhole) {
+    change([](cover::Options& options) { options.selfTestReportSize = 40960; });
+    const Fd tty = openTty();
+    send(tty, "AT%TCHNOTIFY=PULL_SD_RESULT\r");
+    const std::string answer = readAnswer(tty);
+    EXPECT_EQ(answer.size(), 1 + 40960 + 3u);
+    EXPECT_THAT(answer, testing::StartsWith("\nTOUCH FW: "));
+}
+
+TEST_F(TouchTest, LinesOf4000CharactersArriveWhole) {
+    change([](cover::Options& options) { options.touchSize = {3, 800}; });
+    const Fd tty = openTty();
+    send(tty, "AT%TCHDEBUG=RAWDATA\r");
+    EXPECT_EQ(readAnswer(tty).size(), 1 + 3 * 4001 + 3u);
+}
+
+TEST_F(TouchTest, UpgradeIsAnsweredWhenItIsDone) {
+    constexpr std::chrono::milliseconds kTime(150);
+    change([&](cover::Options& options) { options.touchUpgradeTime = kTime; });
+    const Fd tty = openTty();
+    const uint64_t from = journal.next();
+    send(tty, "AT%TCHNOTIFY=FW_UPGRADE\r");
+    EXPECT_EQ(readAnswer(tty), "\nOK\n");
+    const phone::Entry asked =
+            journal.waitFor(phone::is(Kind::TtyRx, "AT%TCHNOTIFY=FW_UPGRADE\r"), from);
+    const phone::Entry answered = journal.waitFor(phone::is(Kind::TtyTx, "\r\nOK\r\n"), from);
+    EXPECT_GE(answered.time - asked.time, kTime);
+    EXPECT_EQ(phone.coverState().touch.upgrades, 1u);
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+// Uevents of the phone's kernel, as its listeners hear them.
+
+#include "emulator/phone/Uevents.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include <linux/netlink.h>
+#include <sys/socket.h>
+
+#include "emulator/phone/Fd.h"
+#include "tests/support/PhoneTest.h"
+
+namespace {
+
+using phone::Kind;
+using phone::UeventSender;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+struct Heard {
+    uint32_t sender = 0;  // 0: the kernel
+    std::string message;
+};
+
+class UeventTest : public support::PhoneTest {
+  protected:
+    UeventTest() : mSocket(socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT)) {
+        sockaddr_nl address = {};
+        address.nl_family = AF_NETLINK;
+        address.nl_groups = 1;
+        EXPECT_EQ(bind(mSocket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    }
+
+    // The next message, waited for.
+    Heard hear() const {
+        char buffer[4096];
+        sockaddr_nl sender = {};
+        socklen_t size = sizeof(sender);
+        const ssize_t count = recvfrom(mSocket.get(), buffer, sizeof(buffer), 0,
+                                       reinterpret_cast<sockaddr*>(&sender), &size);
+        EXPECT_GT(count, 0);
+        return {sender.nl_pid, std::string(buffer, static_cast<size_t>(count))};
+    }
+
+  private:
+    const phone::Fd mSocket;
+};
+
+TEST_F(UeventTest, TouchEventsHaveTheFormOfTheirDriver) {
+    const std::string device = "/devices/virtual/bivista/bv2";
+    EXPECT_EQ(phone::touchEventMessage("BV_PEN_WAKEUP"),
+              "change@" + device + std::string(1, '\0') + "ACTION=change" + '\0' +
+                      "DEVPATH=" + device + '\0' + "SUBSYSTEM=QMX_BV2" + '\0' +
+                      "TOUCH_GESTURE_WAKEUP=BV_PEN_WAKEUP" + '\0');
+}
+
+TEST_F(UeventTest, ComesFromTheKernelWithItsNumberBehindIt) {
+    phone.raiseTouchEvent("WAKEUP");
+    const Heard heard = hear();
+    EXPECT_EQ(heard.sender, 0u);
+    EXPECT_THAT(heard.message, StartsWith(phone::touchEventMessage("WAKEUP") + "SEQNUM="));
+}
+
+TEST_F(UeventTest, CarriesAnyBytes) {
+    const std::string message("a\0\xff\n\0", 5);
+    phone.raiseUevent(message);
+    EXPECT_THAT(hear().message, StartsWith(message));
+}
+
+TEST_F(UeventTest, IsRecordedBeforeItIsHeard) {
+    phone.raiseTouchEvent("WAKEUP");
+    hear();
+    EXPECT_THAT(journal.list(Kind::Uevent, first), ElementsAre(phone::touchEventMessage("WAKEUP")));
+}
+
+TEST_F(UeventTest, ThatIsForgedComesFromAProcess) {
+    const std::string message = phone::touchEventMessage("WAKEUP");
+    phone.forgeUevent(message);
+    const Heard heard = hear();
+    EXPECT_NE(heard.sender, 0u);
+    EXPECT_EQ(heard.message, message);
+    const phone::Entry entry = journal.since(first).back();
+    EXPECT_EQ(entry.kind, Kind::Uevent);
+    EXPECT_EQ(entry.bytes, message);
+    EXPECT_EQ(entry.note, "forged");
+}
+
+TEST_F(UeventTest, OfWrongLengthIsRefusedAndNotRecorded) {
+    EXPECT_THROW(phone.raiseUevent(""), phone::Error);
+    EXPECT_THROW(phone.forgeUevent(""), phone::Error);
+    EXPECT_THROW(phone.raiseUevent(std::string(UeventSender::kLimit + 1, 'x')), phone::Error);
+    EXPECT_THROW(phone.forgeUevent(std::string(UeventSender::kLimit + 1, 'x')), phone::Error);
+    EXPECT_THROW(phone.raiseTouchEvent(std::string(UeventSender::kLimit, 'x')), phone::Error);
+    EXPECT_THAT(journal.list(Kind::Uevent, first), IsEmpty());
+    phone.raiseUevent(std::string(UeventSender::kLimit, 'x'));
+    EXPECT_THAT(hear().message, StartsWith(std::string(UeventSender::kLimit, 'x') + "SEQNUM="));
+}
+
+using UnheardUeventTest = support::PhoneTest;
+
+TEST_F(UnheardUeventTest, IsRaisedAllTheSame) {
+    for (int i = 0; i < 3; ++i) phone.raiseTouchEvent("WAKEUP");
+    EXPECT_EQ(journal.list(Kind::Uevent, first).size(), 3u);
+}
+
+}  // namespace
