@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <thread>
 
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 namespace e2e {
 
@@ -50,6 +52,12 @@ size_t count(const std::string& text, const std::string& part) {
         ++found;
     }
     return found;
+}
+
+std::string JournalEntry::deed() const {
+    if (kind == "tty-rx") return bytes;
+    if (kind == "node-write") return path.substr(path.rfind('/') + 1) + "=" + bytes;
+    return "";
 }
 
 Program::Program(const std::vector<std::string>& command, const std::string& folder)
@@ -130,11 +138,13 @@ void ProgramsTest::ctl(std::vector<std::string> arguments) const {
     ASSERT_EQ(outcome.status, 0) << outcome.err;
 }
 
-void ProgramsTest::startPhone(const std::vector<std::string>& options) {
+void ProgramsTest::startPhone(const std::vector<std::string>& options,
+                              const std::vector<std::string>& program) {
     std::vector<std::string> command = {bin("bivista-emulator"), "run", "--journal",
                                         folder + "/journal.jsonl"};
     command.insert(command.end(), options.begin(), options.end());
-    command.insert(command.end(), {"--", bin(kService)});
+    command.push_back("--");
+    command.insert(command.end(), program.begin(), program.end());
     phone = std::make_unique<Program>(command, folder);
     await([this] { return call({"getBV2Connect"}).status == 0; });
     if (std::find(options.begin(), options.end(), "--no-cover") == options.end()) awaitCover();
@@ -156,6 +166,12 @@ void ProgramsTest::awaitNoCover() const {
     });
 }
 
+void ProgramsTest::awaitAttachDone() const {
+    // The last of the notify thread, and the last of the thread that captures the cover's log.
+    awaitLog("status = ");
+    await([this] { return count(journal(), "AT%LOGSAVE=3") > 0; });
+}
+
 pid_t ProgramsTest::servicePid() const {
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
         std::ifstream file(entry.path() / "cmdline");
@@ -170,6 +186,19 @@ pid_t ProgramsTest::servicePid() const {
 
 std::string ProgramsTest::journal() const {
     return readFile(folder + "/journal.jsonl");
+}
+
+std::vector<JournalEntry> ProgramsTest::entries() const {
+    std::vector<JournalEntry> entries;
+    std::istringstream lines(journal());
+    for (std::string line; std::getline(lines, line);) {
+        const nlohmann::json entry = nlohmann::json::parse(line, nullptr, false);
+        // The last line may be half written.
+        if (entry.is_discarded()) break;
+        entries.push_back({entry.at("kind"), entry.value("path", ""), entry.value("bytes", ""),
+                           entry.value("note", "")});
+    }
+    return entries;
 }
 
 void ProgramsTest::await(const std::function<bool()>& condition) {

@@ -17,6 +17,18 @@ struct Outcome {
     std::string err;
 };
 
+// An entry of the phone's journal; texts are spelt as there.
+struct JournalEntry {
+    std::string kind;
+    std::string path;
+    std::string bytes;
+    std::string note;
+
+    // What the phone did to its cover and kernel, in short: a command as it is, a write to a
+    // control file as "bv2_pd=1 0". Empty for other entries.
+    std::string deed() const;
+};
+
 // A program that was started and may still run. Ended, if need be by SIGKILL, with the object.
 class Program {
   public:
@@ -58,16 +70,21 @@ class ProgramsTest : public testing::Test {
     // bivista-emulator ctl, which must succeed.
     void ctl(std::vector<std::string> arguments) const;
 
-    // Starts the service on the emulated phone; waits until it serves. With a cover, waits until it
-    // is attached too.
-    void startPhone(const std::vector<std::string>& options = {});
+    // Starts the service, or a program that starts it, on the emulated phone; waits until it
+    // serves. With a cover, waits until it is attached too.
+    void startPhone(const std::vector<std::string>& options = {},
+                    const std::vector<std::string>& program = {bin(kService)});
     bool isCoverReady() const;
     void awaitCover() const;
     void awaitNoCover() const;
+    // Waits until the service has done all that it does at the attach with which the phone started.
+    void awaitAttachDone() const;
     pid_t servicePid() const;
 
     // The journal file, whole.
     std::string journal() const;
+    // Its entries so far.
+    std::vector<JournalEntry> entries() const;
     std::string log() const { return phone->err(); }
 
     // Waits until a condition holds; the test's time limit ends a wait in vain.

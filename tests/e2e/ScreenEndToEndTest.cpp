@@ -1,10 +1,8 @@
 // The cover screen, switched, dimmed and tinted with bivistactl as a person would.
 #include <algorithm>
-#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "tests/e2e/Programs.h"
 
@@ -46,22 +44,11 @@ class ScreenEndToEndTest : public ProgramsTest {
         EXPECT_THAT(outcome.err, HasSubstr(told));
     }
 
-    // What the journal holds so far: the cover's commands as they are, writes to control files as
-    // "bv2_pd=1 0". Only what begins with one of these.
+    // What the phone did so far. Only what begins with one of these.
     std::vector<std::string> events(const std::vector<std::string>& beginnings) const {
         std::vector<std::string> found;
-        std::istringstream lines(journal());
-        for (std::string line; std::getline(lines, line);) {
-            const nlohmann::json entry = nlohmann::json::parse(line, nullptr, false);
-            // The last line may be half written.
-            if (entry.is_discarded()) break;
-            const std::string path = entry.value("path", "");
-            std::string event = entry.value("bytes", "");
-            if (entry["kind"] == "node-write") {
-                event = path.substr(path.rfind('/') + 1) + "=" + event;
-            } else if (entry["kind"] != "tty-rx") {
-                continue;
-            }
+        for (const JournalEntry& entry : entries()) {
+            const std::string event = entry.deed();
             const auto isBeginning = [&](const std::string& text) {
                 return event.starts_with(text);
             };

@@ -1,0 +1,294 @@
+// Kernel events of the cover's touch panel and pen: what the cover, the kernel, the LPWG service
+// and a client get to hear of them.
+#include <csignal>
+#include <memory>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/e2e/Programs.h"
+
+namespace e2e {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr char kUpdateState[] = "/sys/devices/virtual/input/qmx_touch/bv_update_state";
+
+std::string eventLine(const std::string& version, int status, const std::string& name, int result) {
+    std::ostringstream line;
+    line << R"({"event":"lpwg","version":")" << version << R"(","status":)" << status
+         << R"(,"name":")" << name << R"(","result":)" << result << "}";
+    return line.str();
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+class EventsEndToEndTest : public ProgramsTest {
+  protected:
+    // With the attach done to its end, and a client for whom the service listens.
+    void startPhoneAndClient() {
+        startPhone();
+        awaitAttachDone();
+        client = startClient();
+        mark = entries().size();
+    }
+
+    std::unique_ptr<Program> startClient(const std::vector<std::string>& options = {}) {
+        std::vector<std::string> command = {bin("bivistactl"), "watch", "lpwg"};
+        command.insert(command.end(), options.begin(), options.end());
+        auto watch = std::make_unique<Program>(command, folder);
+        await([&] { return watch->err().find("watching") != std::string::npos; });
+        // What is raised before the service has its socket reaches nobody.
+        await([this] {
+            raiseMarker();
+            return count(log(), "uevent received SUBSYSTEM=QMX_BV2 marker") > 0;
+        });
+        awaitHandled();
+        return watch;
+    }
+
+    void raise(const std::string& strings) const { ctl({"uevent", strings}); }
+
+    // An event that the service logs, and does nothing about; returns its last line there.
+    std::string raiseMarker() {
+        const std::string marker = "MARKER=" + std::to_string(++mMarkers) + ".";
+        raise("SUBSYSTEM=QMX_BV2 marker\\x00" + marker + "\\x00");
+        return "cp1 = " + marker;
+    }
+
+    // Waits until the service is done with what was raised so far.
+    void awaitHandled() { awaitLog(raiseMarker()); }
+
+    // What was done since `mark`, in order; of uevents those of the touch panel.
+    std::vector<std::string> told() const {
+        std::vector<std::string> told;
+        const std::vector<JournalEntry> all = entries();
+        for (size_t i = mark; i < all.size(); ++i) {
+            const JournalEntry& entry = all[i];
+            if (entry.kind == "hidl-call") {
+                told.push_back(entry.path + "(" + entry.bytes + ")=" + entry.note);
+            } else if (entry.kind == "uevent" && entry.bytes.starts_with("change@")) {
+                told.emplace_back("uevent");
+            } else if (!entry.deed().empty() && entry.deed().find("control=") != 0) {
+                told.push_back(entry.deed());
+            }
+        }
+        return told;
+    }
+
+    std::unique_ptr<Program> client;
+    size_t mark = 0;
+
+  private:
+    int mMarkers = 0;
+};
+
+TEST_F(EventsEndToEndTest, GesturesAndThePenReachAClientOfVersion1_1) {
+    startPhoneAndClient();
+    ctl({"gesture", "WAKEUP"});
+    ctl({"pen", "BV_PEN_WAKEUP", "BV_PEN_WAKEUP_BTN", "BV_PEN_DETECTION"});
+    awaitHandled();
+    EXPECT_THAT(linesOf(client->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0),
+                                                    eventLine("1.1", 1, "BV_PEN_WAKEUP", 0),
+                                                    eventLine("1.1", 2, "BV_PEN_WAKEUP_BTN", 0),
+                                                    eventLine("1.1", 3, "BV_PEN_DETECTION", 0)));
+    EXPECT_THAT(told(), ElementsAre("uevent", "uevent", "uevent", "uevent"));
+}
+
+TEST_F(EventsEndToEndTest, GesturesAndThePenReachAClientOfVersion1_0) {
+    startPhone();
+    const auto older = startClient({"--v1_0"});
+    ctl({"gesture", "WAKEUP"});
+    ctl({"pen", "BV_PEN_WAKEUP", "BV_PEN_WAKEUP_BTN", "BV_PEN_DETECTION"});
+    awaitHandled();
+    EXPECT_THAT(linesOf(older->out()), ElementsAre(eventLine("1.0", 0, "WAKEUP", 0),
+                                                   eventLine("1.0", 1, "BV_PEN_WAKEUP", 0),
+                                                   eventLine("1.0", 2, "BV_PEN_WAKEUP_BTN", 0),
+                                                   eventLine("1.0", 3, "BV_PEN_DETECTION", 0)));
+}
+
+TEST_F(EventsEndToEndTest, NamesThatNobodyKnowsReachTheClientAsUnknown) {
+    startPhoneAndClient();
+    raise("SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=SWITCH_AES_TO_3\\x00");
+    raise("SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=\\x00");
+    awaitHandled();
+    EXPECT_THAT(linesOf(client->out()), ElementsAre(eventLine("1.1", -1, "UNKNOWN", -1),
+                                                    eventLine("1.1", -1, "UNKNOWN", -1)));
+    EXPECT_THAT(told(), IsEmpty());
+}
+
+// Meant: mode 1 is 0 to the kernel's parameter.
+TEST_F(EventsEndToEndTest, PenMode1GoesToTheCoverThenToTheKernel) {
+    startPhoneAndClient();
+    ctl({"pen", "SWITCH_AES_TO_1"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0"));
+    EXPECT_EQ(client->out(), "");
+}
+
+TEST_F(EventsEndToEndTest, PenMode2GoesToTheCoverThenToTheKernel) {
+    startPhoneAndClient();
+    ctl({"pen", "SWITCH_AES_TO_2"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_EQ(client->out(), "");
+}
+
+TEST_F(EventsEndToEndTest, PenModeBothGoesToTheLpwgServiceTheCoverAndTheKernel) {
+    startPhoneAndClient();
+    ctl({"lpwg", "result", "5"});
+    ctl({"pen", "SWITCH_AES_BOTH"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "ILpwg.setAesModeToLpwg(0)=5",
+                                    "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 5\n"));
+    EXPECT_EQ(client->out(), "");
+}
+
+TEST_F(EventsEndToEndTest, PenModeBothGoesOnWithoutAnLpwgService) {
+    startPhoneAndClient();
+    ctl({"lpwg", "absent"});
+    ctl({"pen", "SWITCH_AES_BOTH"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 0\n"));
+}
+
+TEST_F(EventsEndToEndTest, AClientsPenMode1GoesToTheLpwgServiceLast) {
+    startPhoneAndClient();
+    EXPECT_EQ(call({"manageAesMode", "1"}).out,
+              "{\"method\":\"manageAesMode\",\"status\":\"OK\"}\n");
+    EXPECT_THAT(told(), ElementsAre("AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0",
+                                    "ILpwg.setAesModeToLpwg(2)=0"));
+}
+
+TEST_F(EventsEndToEndTest, TheKernelKeepsItsPenModeWhenTheCoverRefuses) {
+    startPhoneAndClient();
+    ctl({"fault", "on AT%TCHNOTIFY error"});
+    ctl({"pen", "SWITCH_AES_TO_1", "SWITCH_AES_TO_2"});
+    awaitHandled();
+    std::vector<std::string> done = told();
+    std::erase(done, "uevent");
+    EXPECT_THAT(done, ElementsAre("AT%TCHNOTIFY=SWTICH_AES,1\\r", "AT%TCHNOTIFY=SWTICH_AES,2\\r"));
+    EXPECT_THAT(log(), HasSubstr("status = 1\n"));
+}
+
+TEST_F(EventsEndToEndTest, TheTouchUpdateStateGoesToTheCover) {
+    startPhoneAndClient();
+    ctl({"node", kUpdateState, "7 -8 9\\n"});
+    ctl({"pen", "BV_UPDATE_STATE"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHUPDATE=UPDATE_STATE,7,-8,9\\r"));
+    EXPECT_EQ(client->out(), "");
+}
+
+TEST_F(EventsEndToEndTest, GestureSettingsGoToTheCover) {
+    startPhoneAndClient();
+    EXPECT_EQ(call({"setStatus", "-5", "2147483647"}).status, 0);
+    EXPECT_THAT(told(), ElementsAre("AT%TCHNOTIFY=LPWG_NOTIFY,-5,2147483647\\r"));
+}
+
+TEST_F(EventsEndToEndTest, EventsOfAnotherProcessAreIgnored) {
+    startPhoneAndClient();
+    ctl({"uevent", "--forged", "SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=BV_PEN_WAKEUP\\x00"});
+    ctl({"gesture", "WAKEUP"});
+    awaitHandled();
+    EXPECT_THAT(linesOf(client->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
+}
+
+TEST_F(EventsEndToEndTest, ABurstArrivesWholeAndInOrder) {
+    startPhoneAndClient();
+    const char* const names[] = {"BV_PEN_WAKEUP", "BV_PEN_WAKEUP_BTN", "BV_PEN_DETECTION"};
+    std::vector<std::string> command = {"pen"};
+    std::vector<std::string> expected;
+    for (int i = 0; i < 100; ++i) {
+        command.emplace_back(names[i % 3]);
+        expected.push_back(eventLine("1.1", i % 3 + 1, names[i % 3], 0));
+    }
+    ctl(command);
+    awaitHandled();
+    EXPECT_EQ(linesOf(client->out()), expected);
+}
+
+TEST_F(EventsEndToEndTest, ABurstOfAllKindsLosesNothing) {
+    startPhoneAndClient();
+    std::vector<std::string> command = {"pen"};
+    for (int i = 0; i < 25; ++i) {
+        command.insert(command.end(),
+                       {"BV_PEN_WAKEUP", "SWITCH_AES_TO_1", "SWITCH_AES_BOTH", "BV_UPDATE_STATE"});
+    }
+    ctl(command);
+    awaitHandled();
+    EXPECT_EQ(linesOf(client->out()).size(), 25u);
+    std::vector<std::string> expected;
+    for (int i = 0; i < 25; ++i) {
+        expected.insert(expected.end(),
+                        {"AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0",
+                         "ILpwg.setAesModeToLpwg(0)=0", "AT%TCHNOTIFY=SWTICH_AES,2\\r",
+                         "aes_mode=2", "AT%TCHUPDATE=UPDATE_STATE,0,0,0\\r"});
+    }
+    std::vector<std::string> done = told();
+    std::erase(done, "uevent");
+    EXPECT_EQ(done, expected);
+}
+
+TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
+    startPhoneAndClient();
+    const auto next = startClient();
+    ctl({"gesture", "WAKEUP"});
+    awaitHandled();
+    EXPECT_EQ(client->out(), "");
+    EXPECT_THAT(linesOf(next->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
+}
+
+TEST_F(EventsEndToEndTest, AClientThatDiedIsReportedAndReplaced) {
+    startPhoneAndClient();
+    client->signal(SIGKILL);
+    client->wait();
+    ctl({"gesture", "WAKEUP"});
+    awaitHandled();
+    EXPECT_THAT(log(), HasSubstr("DEAD_OBJECT"));
+    const auto next = startClient();
+    ctl({"gesture", "WAKEUP"});
+    awaitHandled();
+    EXPECT_THAT(linesOf(next->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
+}
+
+// Ending a watch never clears the callback, which would stop the service.
+TEST_F(EventsEndToEndTest, TheServiceOutlivesItsClients) {
+    startPhoneAndClient();
+    client->signal(SIGINT);
+    EXPECT_EQ(client->wait().status, 0);
+    ctl({"pen", "SWITCH_AES_TO_2"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_EQ(call({"getBV2Connect"}).status, 0);
+}
+
+TEST_F(EventsEndToEndTest, AServiceThatIsKilledInABurstStartsAgain) {
+    startPhoneAndClient();
+    std::vector<std::string> command = {bin("bivista-emulator"), "ctl", "pen"};
+    command.insert(command.end(), 1000, "BV_PEN_WAKEUP");
+    Program burst(command, folder);
+    await([this] { return linesOf(client->out()).size() >= 10; });
+    ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
+    EXPECT_EQ(phone->wait().status, 128 + SIGKILL);
+    EXPECT_EQ(client->wait().status, 3);
+    burst.wait();
+    startPhoneAndClient();
+    ctl({"gesture", "WAKEUP"});
+    awaitHandled();
+    EXPECT_THAT(linesOf(client->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
+}
+
+}  // namespace
+}  // namespace e2e
