@@ -50,7 +50,16 @@ if [ $tour_only = yes ]; then
 fi
 
 emulator_pid=
+watch_pid=
+end_watch() {
+    if [ -n "$watch_pid" ]; then
+        kill "$watch_pid" 2>/dev/null || true
+        wait "$watch_pid" 2>/dev/null || true
+    fi
+    watch_pid=
+}
 finish() {
+    end_watch
     if [ -n "$emulator_pid" ]; then
         kill "$emulator_pid" 2>/dev/null || true
         wait "$emulator_pid" 2>/dev/null || true
@@ -94,6 +103,8 @@ received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\
 ready() { [ "$(grep -c '"node-write".*/bv2_hal_ready"' "$out/journal.jsonl")" -ge "$1" ]; }
 panel_on() { "$ctl" sub state | grep -x ON >/dev/null; }
 panel_drawn() { "$emulator" ctl show | grep '^sub display: .*, frames [1-9]' >/dev/null; }
+# The client has heard of an event, which is raised anew until the service listens.
+heard() { grep -qF "\"name\":\"$1\"" "$out/events.jsonl" || { "$emulator" ctl pen "$1" && false; }; }
 connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
 uncovered() { ! connected && ! covered; }
 
@@ -134,6 +145,17 @@ await "the picture" panel_drawn
 show "$emulator" ctl snapshot "$out/panel.png"
 say ""
 say "What the panel shows is in $out/panel.png."
+
+say ""
+say "The pen comes near the cover: the kernel says so, and a client of the service hears it"
+rm -f "$out/events.jsonl" "$out/watch.log"
+"$ctl" watch lpwg >"$out/events.jsonl" 2>"$out/watch.log" &
+watch_pid=$!
+await "the client" grep -q watching "$out/watch.log"
+show "$emulator" ctl pen BV_PEN_DETECTION
+await "the event" heard BV_PEN_DETECTION
+head -n 1 "$out/events.jsonl"
+end_watch
 
 say ""
 say "The cover is pulled off: commands fail, with exit status 1"
