@@ -23,12 +23,13 @@ HELP
 }
 
 steps=(style g++ release tour asan tsan)
+tsan_target=(threads_tests)
 tsan_label=(-L threads)
 install=yes
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
-        --tsan) steps=(tsan); tsan_label=() ;;
+        --tsan) steps=(tsan); tsan_target=(); tsan_label=() ;;
         --only)
             [ $# -ge 2 ] || fail "--only needs one of: ${steps[*]}"
             case " ${steps[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${steps[*]}" ;; esac
@@ -51,7 +52,7 @@ run_step() {
         release) build_preset release; run_ctest release ;;
         tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;
-        tsan) build_preset tsan; run_ctest tsan "${tsan_label[@]}" ;;
+        tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
     esac
 }
 

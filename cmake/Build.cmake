@@ -56,10 +56,14 @@ target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 # the service is process-wide. MAIN: the sources bring their own main(). Label "threads": the test
 # is one where threads meet, and runs under ThreadSanitizer in every ./test.sh. The time limit only
 # ends a test that hangs. The sanitizers' options stand in CMakePresets.json, so that the programs
-# which a test starts get them too.
+# which a test starts get them too. The test's own sources are not optimised, since compiling them
+# is what takes most of the time; what they test is. The target "threads_tests" builds all tests
+# with that label.
+add_custom_target(threads_tests)
 function(bivista_test name)
     cmake_parse_arguments(arg "MAIN" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
+    target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE)
     target_link_libraries(${name} PRIVATE bivista-warnings ${arg_LIBRARIES}
             GTest::gmock $<IF:$<BOOL:${arg_MAIN}>,GTest::gtest,GTest::gtest_main>)
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
@@ -71,6 +75,9 @@ function(bivista_test name)
     set(properties TIMEOUT ${arg_TIMEOUT})
     if(arg_LABELS)
         list(APPEND properties LABELS "${arg_LABELS}")
+    endif()
+    if(threads IN_LIST arg_LABELS)
+        add_dependencies(threads_tests ${name})
     endif()
     include(GoogleTest)
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
