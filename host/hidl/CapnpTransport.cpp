@@ -798,6 +798,10 @@ sp<IBinder> find(const std::string& descriptor, const std::string& instance) {
     return findThrough(found->id, std::move(socket));
 }
 
+std::vector<std::string> list(const std::string& descriptor) {
+    return registry::list(descriptor);
+}
+
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
                  const sp<BHwBinder>& object) {
     UniqueFd socket;

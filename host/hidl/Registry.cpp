@@ -289,6 +289,20 @@ std::optional<ServiceSocket> find(const std::string& descriptor, const std::stri
     return ServiceSocket{std::move(socket), id};
 }
 
+std::vector<std::string> list(const std::string& descriptor) {
+    std::vector<std::string> instances;
+    if (!isUsableName(descriptor)) return instances;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(directory() + "/" + descriptor, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const std::string instance = entry->path().filename();
+        const std::optional<ServiceSocket> found = find(descriptor, instance);
+        if (found && connectTo(*found).ok()) instances.push_back(instance);
+    }
+    std::sort(instances.begin(), instances.end());
+    return instances;
+}
+
 UniqueFd connectTo(const ServiceSocket& found) {
     UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     int result;

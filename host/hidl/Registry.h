@@ -54,6 +54,9 @@ void withdraw(const std::vector<std::string>& descriptors, const std::string& in
 // The socket of a registered service, which may be stale; nothing when there is none.
 std::optional<ServiceSocket> find(const std::string& descriptor, const std::string& instance);
 
+// The instances of an interface that somebody answers, sorted.
+std::vector<std::string> list(const std::string& descriptor);
+
 // A connection to the service; not ok() when nobody answers, or somebody else's process does.
 UniqueFd connectTo(const ServiceSocket& socket);
 

@@ -19,6 +19,10 @@ sp<::android::hidl::manager::V1_0::IServiceManager> defaultServiceManager() {
     return nullptr;
 }
 
+std::vector<std::string> getAllHalInstanceNames(const std::string& descriptor) {
+    return transport::list(descriptor);
+}
+
 namespace details {
 
 namespace {

@@ -21,4 +21,7 @@ void withdraw(const std::vector<std::string>& descriptors, const std::string& in
 // live process of the same user serves it.
 sp<IBinder> find(const std::string& descriptor, const std::string& instance);
 
+// The instances of an interface that live processes of the same user serve, sorted.
+std::vector<std::string> list(const std::string& descriptor);
+
 }  // namespace android::hardware::transport

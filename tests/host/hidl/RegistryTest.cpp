@@ -96,6 +96,32 @@ TEST(Registry, OtherInstancesAreFree) {
     EXPECT_TRUE(IBivista::getService()->isRemote());
 }
 
+TEST(Registry, ListsInstancesThatAreServed) {
+    using ::android::hardware::getAllHalInstanceNames;
+    using Names = std::vector<std::string>;
+    ServiceDirectory directory;
+    EXPECT_EQ(getAllHalInstanceNames(kName), Names());
+    ServiceChild child(makeFake);
+    std::string log;
+    ASSERT_EQ(registerFake(&log, "another"), ::android::OK) << log;
+    EXPECT_EQ(getAllHalInstanceNames(kName), (Names{"another", "default"}));
+    EXPECT_EQ(getAllHalInstanceNames(kOldName), (Names{"another", "default"}));
+    EXPECT_EQ(getAllHalInstanceNames("vendor.qmx.hardware.bivista@1.2::IBivista"), Names());
+    EXPECT_EQ(getAllHalInstanceNames("../hidl"), Names());
+}
+
+TEST(Registry, ListsNoInstanceThatNobodyAnswers) {
+    using ::android::hardware::getAllHalInstanceNames;
+    ServiceDirectory directory;
+    ServiceChild child(makeFake);
+    close(open((directory.path() + "/" + kName + "/file").c_str(), O_CREAT | O_WRONLY, 0600));
+    EXPECT_EQ(getAllHalInstanceNames(kName), std::vector<std::string>{"default"});
+    child.kill(SIGKILL);
+    child.wait();
+    EXPECT_TRUE(fs::is_socket(directory.path() + "/" + kName + "/default"));
+    EXPECT_EQ(getAllHalInstanceNames(kName), std::vector<std::string>());
+}
+
 TEST(Registry, NameOfAFileIsTaken) {
     ServiceDirectory directory;
     fs::create_directory(directory.path() + "/" + kName);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <hidl/HidlTransportSupport.h>
 #include <utils/StrongPointer.h>
@@ -15,6 +16,10 @@ namespace android::hardware {
 
 // Always null: there is no service manager to ask. registerForNotifications() answers false.
 sp<::android::hidl::manager::V1_0::IServiceManager> defaultServiceManager();
+
+// The instances of an interface that are served now, sorted by name. On a phone: those that its
+// manifest declares, served or not.
+std::vector<std::string> getAllHalInstanceNames(const std::string& descriptor);
 
 namespace details {
 
