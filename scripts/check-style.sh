@@ -28,7 +28,7 @@ test_checks+=,performance-for-range-copy,performance-unnecessary-copy-initializa
 tidy() {
     xargs -0 -r -n 1 -P "$(nproc)" clang-tidy -p build/release --quiet "$@" 2>>build/clang-tidy.err
 }
-printf '%s\0' "${units[@]}" | grep -zv '^tests/' | tidy || outcome=1
-printf '%s\0' "${units[@]}" | grep -z '^tests/' | tidy --checks="$test_checks" || outcome=1
+printf '%s\0' "${units[@]}" | grep -zv -e '^tests/' -e '^vts/' | tidy || outcome=1
+printf '%s\0' "${units[@]}" | grep -z -e '^tests/' -e '^vts/' | tidy --checks="$test_checks" || outcome=1
 
 exit $outcome

@@ -3,6 +3,8 @@
 - The device folders (service, kernel, display, sub_display) hold no conditional compilation for the
   platform, and include nothing but the standard library, Linux, the public headers of the Android
   libraries that they use, and each other as the layout allows.
+- The conformance suite includes the standard library, GoogleTest, HIDL and itself alone, so that it
+  sees nothing of the service but its interface, and has no conditional compilation either.
 - The cover's model includes the standard library and itself alone.
 - Every header has `#pragma once`; no function body is longer than a screen.
 
@@ -26,6 +28,8 @@ ROOMS = {
     "display": ("kernel/", "display/"),
     "sub_display": ("kernel/", "sub_display/"),
 }
+SUITE = "vts/functional/"
+SUITE_LIBRARIES = ("gtest/", "hidl/", "vendor/qmx/hardware/bivista/")
 LONGEST_FUNCTION = 60
 
 INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
@@ -44,6 +48,12 @@ def allowed_in_room(room, bracket, header):
             or header in LINUX_FILES)
 
 
+def allowed_in_suite(bracket, header):
+    if bracket == '"':
+        return "/" not in header
+    return is_standard(header) or header.startswith(SUITE_LIBRARIES)
+
+
 def lint_includes(path, number, line):
     room = path.split("/", 1)[0]
     match = INCLUDE.match(line)
@@ -51,12 +61,14 @@ def lint_includes(path, number, line):
         bracket, header = match.groups()
         if room in ROOMS and not allowed_in_room(room, bracket, header):
             yield f"{path}:{number}: {room}/ may not include {header}"
+        if path.startswith(SUITE) and not allowed_in_suite(bracket, header):
+            yield f"{path}:{number}: the conformance suite may not include {header}"
         if path.startswith("emulator/cover/"):
             own = bracket == '"' and header.startswith("emulator/cover/")
             if not own and not (bracket == "<" and is_standard(header)):
                 yield f"{path}:{number}: the cover's model may not include {header}"
     match = CONDITIONAL.match(line)
-    if match and room in ROOMS and "__clang__" not in match.group(1):
+    if match and (room in ROOMS or path.startswith(SUITE)) and "__clang__" not in match.group(1):
         yield f"{path}:{number}: no conditional compilation in {room}/"
 
 

@@ -34,6 +34,17 @@ class LintTest(unittest.TestCase):
         self.assertEqual(findings("emulator/cover/A.cpp", "#include <unistd.h>\n"),
                          ["emulator/cover/A.cpp:1: the cover's model may not include unistd.h"])
 
+    def test_the_conformance_suite_sees_the_interface_alone(self):
+        text = ('#include "BivistaTest.h"\n\n#include <string>\n#include <gtest/gtest.h>\n'
+                '#include <vendor/qmx/hardware/bivista/1.1/IBivista.h>\n')
+        self.assertEqual(findings("vts/functional/A.cpp", text), [])
+        for header in ('"kernel/Bivista.h"', "<vendor/qmx/hardware/lpwg/1.3/ILpwg.h>", "<unistd.h>"):
+            self.assertEqual(findings("vts/functional/A.cpp", f"#include {header}\n"),
+                             ["vts/functional/A.cpp:1: the conformance suite may not include "
+                              + header[1:-1]])
+        self.assertEqual(findings("vts/functional/A.cpp", "#ifdef __ANDROID__\n"),
+                         ["vts/functional/A.cpp:1: no conditional compilation in vts/"])
+
     def test_other_rooms_include_what_they_like(self):
         self.assertEqual(findings("tools/A.cpp", "#include <CLI/CLI.hpp>\n"), [])
 

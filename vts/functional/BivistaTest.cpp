@@ -1,0 +1,147 @@
+#include "BivistaTest.h"
+
+#include <chrono>
+#include <thread>
+
+namespace bivista_vts {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPause(20);
+
+}  // namespace
+
+Status statusOf(const Return<Status>& result) {
+    EXPECT_TRUE(result.isOk()) << result.description();
+    if (!result.isOk()) return Status(-1);
+    const Status status = result;
+    EXPECT_TRUE(status == Status::OK || status == Status::FAIL) << toString(status);
+    return status;
+}
+
+void expectDone(const Return<void>& result) {
+    EXPECT_TRUE(result.isOk()) << result.description();
+}
+
+bool await(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + options().patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end || testing::Test::HasFailure()) return false;
+        std::this_thread::sleep_for(kPause);
+    }
+    return true;
+}
+
+Return<void> LineRecorder::onAtResponse(const hidl_string& line) {
+    const std::lock_guard<std::mutex> lock(mLock);
+    mLines.push_back(line);
+    return Void();
+}
+
+std::vector<std::string> LineRecorder::lines() const {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return mLines;
+}
+
+void BivistaTest::SetUp() {
+    service = IBivista::getService(GetParam());
+    ASSERT_NE(service, nullptr) << "nobody serves " << GetParam();
+}
+
+TextResult BivistaTest::query(TextMethod method) const {
+    TextResult result;
+    int deliveries = 0;
+    expectDone(((*service).*method)([&](Status status, const hidl_string& text) {
+        ++deliveries;
+        result = {status, text};
+    }));
+    EXPECT_EQ(deliveries, 1) << "of the result";
+    return result;
+}
+
+TextResult BivistaTest::send(const std::string& cmd, const sp<IBivistaAtCallback>& cb) const {
+    TextResult result;
+    int deliveries = 0;
+    expectDone(service->sendAtCommand(cmd, cb, [&](Status status, const hidl_string& response) {
+        ++deliveries;
+        result = {status, response};
+    }));
+    EXPECT_EQ(deliveries, 1) << "of the result";
+    return result;
+}
+
+SubScreenState BivistaTest::subDisplayState() const {
+    SubScreenState state = SubScreenState::UNINITIALIZED;
+    int deliveries = 0;
+    expectDone(service->getSubDisplayPowerState([&](Status status, SubScreenState answered) {
+        ++deliveries;
+        state = answered;
+        EXPECT_EQ(status, Status::OK);
+    }));
+    EXPECT_EQ(deliveries, 1) << "of the result";
+    return state;
+}
+
+BivistaTest::InfoResult BivistaTest::subDisplayInfo() const {
+    InfoResult result;
+    int deliveries = 0;
+    expectDone(service->getSubDisplayInfo([&](Status status, const SubScreenInfo& info) {
+        ++deliveries;
+        result = {status, info};
+    }));
+    EXPECT_EQ(deliveries, 1) << "of the result";
+    return result;
+}
+
+bool BivistaTest::isCoverOn() const {
+    const Return<bool> connected = service->getBV2Connect();
+    EXPECT_TRUE(connected.isOk()) << connected.description();
+    if (!connected.isOk() || !connected) return false;
+    // Refused until the attachment has brought the cover's screen up.
+    return statusOf(service->set_touch_perf(false)) == Status::OK;
+}
+
+bool BivistaTest::isCoverOff() const {
+    const Return<bool> connected = service->getBV2Connect();
+    EXPECT_TRUE(connected.isOk()) << connected.description();
+    if (!connected.isOk() || connected) return false;
+    return send("AT").status == Status::FAIL;
+}
+
+void BivistaTest::miss(const char* thing, const std::string& reason) {
+    if (options().with.count(thing) != 0) FAIL() << reason;
+    GTEST_SKIP() << reason;
+}
+
+bool BivistaTest::settle() const {
+    const bool mayBeOn = options().without.count(kCover) == 0;
+    const bool mayBeOff = options().with.count(kCover) == 0;
+    const auto isSettled = [&] { return (mayBeOn && isCoverOn()) || (mayBeOff && isCoverOff()); };
+    // Who was waited for in vain once is not waited for again.
+    static bool sIsPatient = true;
+    if (!sIsPatient) return isSettled();
+    sIsPatient = await(isSettled);
+    return sIsPatient;
+}
+
+void CoverTest::SetUp() {
+    BivistaTest::SetUp();
+    if (HasFatalFailure()) return;
+    settle();
+    if (!isCoverOn()) miss(kCover, "no cover is attached");
+}
+
+void CoverTest::expectAs(const std::string& cmd, const Return<Status>& result) const {
+    EXPECT_EQ(statusOf(result), send(cmd).status) << cmd;
+}
+
+void NoCoverTest::SetUp() {
+    BivistaTest::SetUp();
+    if (HasFatalFailure()) return;
+    settle();
+    if (isCoverOff()) return;
+    if (options().without.count(kCover) != 0) FAIL() << "a cover is attached";
+    GTEST_SKIP() << "a cover is attached";
+}
+
+}  // namespace bivista_vts

@@ -1,0 +1,85 @@
+#include "Options.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace bivista_vts {
+
+namespace {
+
+constexpr char kUsage[] =
+        "Options of this suite, behind those of GoogleTest:\n"
+        "  --with=THING[,THING]     the phone has these: a test that misses one fails, instead of\n"
+        "                           skipping; THING: cover, panel, nodes, accessory\n"
+        "  --without=THING[,THING]  it has not: cover, panel\n"
+        "  --allow-loader           the firmware of the cover may be upgraded, and its loader\n"
+        "                           entered, from which it may not come back by itself\n"
+        "  --patience=SECONDS       when a wait is in vain; default: 60\n"
+        "  --gesture-command=COMMAND\n"
+        "                           shell command that makes the phone report one WAKEUP gesture\n";
+
+Options sOptions;
+
+// Whether `argument` is `name` and a value.
+bool takeValue(const std::string& argument, const std::string& name, std::string* value) {
+    if (argument.compare(0, name.size(), name) != 0) return false;
+    *value = argument.substr(name.size());
+    return true;
+}
+
+bool takeThings(const std::string& list, const std::set<std::string>& known,
+                std::set<std::string>* things) {
+    for (size_t begin = 0; begin <= list.size();) {
+        const size_t end = std::min(list.find(',', begin), list.size());
+        const std::string thing = list.substr(begin, end - begin);
+        if (known.count(thing) == 0) return false;
+        things->insert(thing);
+        begin = end + 1;
+    }
+    return true;
+}
+
+bool takeSeconds(const std::string& text, std::chrono::seconds* seconds) {
+    const bool isNumber = !text.empty() && text.size() <= 6 &&
+                          text.find_first_not_of("0123456789") == std::string::npos;
+    if (isNumber) *seconds = std::chrono::seconds(std::stoi(text));
+    return isNumber;
+}
+
+bool take(const std::string& argument) {
+    // GoogleTest has printed its own part, and will run no test.
+    if (argument == "--help" || argument == "-h") {
+        fputs(kUsage, stdout);
+        return true;
+    }
+    if (argument == "--allow-loader") {
+        sOptions.allowLoader = true;
+        return true;
+    }
+    std::string value;
+    if (takeValue(argument, "--with=", &value)) {
+        return takeThings(value, {kCover, kPanel, kNodes, kAccessory}, &sOptions.with);
+    }
+    if (takeValue(argument, "--without=", &value)) {
+        return takeThings(value, {kCover, kPanel}, &sOptions.without);
+    }
+    if (takeValue(argument, "--patience=", &value)) return takeSeconds(value, &sOptions.patience);
+    return takeValue(argument, "--gesture-command=", &sOptions.gestureCommand);
+}
+
+}  // namespace
+
+const Options& options() {
+    return sOptions;
+}
+
+bool parseOptions(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (take(argv[i])) continue;
+        fprintf(stderr, "bivista-vts: unknown argument '%s'\n%s", argv[i], kUsage);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace bivista_vts

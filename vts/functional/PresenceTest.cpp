@@ -1,0 +1,41 @@
+// Whether a cover is there, as the USB bus and the platform's accessory service tell it.
+#include "BivistaTest.h"
+
+namespace bivista_vts {
+namespace {
+
+class PresenceTest : public BivistaTest {};
+
+using vendor::qmx::hardware::bivista::V1_0::BivistaStatus;
+
+TEST_P(PresenceTest, OnTheBusMeansThatItAnswers) {
+    EXPECT_TRUE(settle());
+}
+
+TEST_P(PresenceTest, IsAsTheCommandLineSays) {
+    if (options().with.count(kCover) == 0 && options().without.count(kCover) == 0) {
+        GTEST_SKIP() << "neither --with=cover nor --without=cover was given";
+    }
+    EXPECT_TRUE(settle());
+    EXPECT_EQ(isCoverOn(), options().with.count(kCover) != 0);
+}
+
+TEST_P(PresenceTest, IsAlsoToldByTheAccessoryService) {
+    BivistaStatus told = {};
+    int deliveries = 0;
+    expectDone(service->getBV2Status([&](Status status, const BivistaStatus& state) {
+        ++deliveries;
+        EXPECT_EQ(status, Status::OK) << "also when there is no accessory service";
+        told = state;
+    }));
+    EXPECT_EQ(deliveries, 1);
+    // The two may disagree; the bus is followed where there is an accessory service at all.
+    if (options().with.count(kAccessory) == 0) return;
+    EXPECT_TRUE(settle());
+    EXPECT_EQ(told.connected, isCoverOn());
+}
+
+BIVISTA_PER_INSTANCE(PresenceTest);
+
+}  // namespace
+}  // namespace bivista_vts

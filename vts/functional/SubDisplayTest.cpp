@@ -1,0 +1,208 @@
+// The sub display: what its panel says of itself, power, brightness, frames, and who is told.
+#include "BivistaTest.h"
+
+#include <cstdint>
+
+namespace bivista_vts {
+namespace {
+
+using vendor::qmx::hardware::bivista::V1_0::IBivistaSubDisplayCallback;
+using States = std::vector<SubScreenState>;
+
+// Any thread.
+class StateRecorder : public IBivistaSubDisplayCallback {
+  public:
+    Return<void> onSubDisplayStateChanged(SubScreenState state) override {
+        const std::lock_guard<std::mutex> lock(mLock);
+        mStates.push_back(state);
+        return Void();
+    }
+    States states() const {
+        const std::lock_guard<std::mutex> lock(mLock);
+        return mStates;
+    }
+
+  private:
+    mutable std::mutex mLock;  // guards mStates
+    States mStates;
+};
+
+class NoPanelTest : public BivistaTest {
+  protected:
+    void SetUp() override {
+        BivistaTest::SetUp();
+        if (HasFatalFailure() || subDisplayState() == SubScreenState::UNINITIALIZED) return;
+        if (options().without.count(kPanel) != 0) FAIL() << "there is a panel";
+        GTEST_SKIP() << "there is a panel";
+    }
+};
+
+TEST_P(NoPanelTest, IsRefused) {
+    EXPECT_EQ(subDisplayInfo().status, Status::FAIL);
+    for (const bool enable : {false, true}) {
+        EXPECT_EQ(statusOf(service->setSubDisplayPowerState(enable)), Status::FAIL) << enable;
+    }
+    for (const int32_t level : {0, 90, 255, 256, -1}) {
+        EXPECT_EQ(statusOf(service->setSubDisplayBrightness(level)), Status::FAIL) << level;
+    }
+    for (const size_t words : {0u, 1u, 16384u}) {
+        EXPECT_EQ(statusOf(service->drawSubDisplay(std::vector<uint32_t>(words))), Status::FAIL)
+                << words;
+    }
+    EXPECT_EQ(subDisplayState(), SubScreenState::UNINITIALIZED);
+}
+
+TEST_P(NoPanelTest, CallbacksAreTakenAndNotCalled) {
+    const sp<StateRecorder> recorder = new StateRecorder;
+    expectDone(service->setSubDisplayCallback(recorder));
+    expectDone(service->setSubDisplayCallback(recorder));
+    EXPECT_EQ(statusOf(service->setSubDisplayPowerState(true)), Status::FAIL);
+    expectDone(service->setSubDisplayCallback(nullptr));
+    expectDone(service->setSubDisplayCallback(nullptr));
+    EXPECT_EQ(recorder->states(), States());
+}
+
+// Needs a panel; leaves it as it was, but for its picture.
+class PanelTest : public BivistaTest {
+  protected:
+    void SetUp() override {
+        BivistaTest::SetUp();
+        if (HasFatalFailure()) return;
+        // A panel is switched on as it comes.
+        const bool isPromised = options().with.count(kPanel) != 0;
+        await([&] {
+            const SubScreenState state = subDisplayState();
+            return state == SubScreenState::ON || state == SubScreenState::OFF ||
+                   (state == SubScreenState::UNINITIALIZED && (!isPromised || isCoverOff()));
+        });
+        if (subDisplayState() == SubScreenState::UNINITIALIZED) {
+            return miss(kPanel, "the cover has no sub display");
+        }
+        mWasOff = subDisplayState() == SubScreenState::OFF;
+        mIsReady = true;
+    }
+    void TearDown() override {
+        if (!mIsReady) return;
+        expectDone(service->setSubDisplayCallback(nullptr));
+        if (mWasOff) switchTo(false);
+    }
+
+    // Does nothing for a panel that is in the state already.
+    void switchTo(bool enable) const {
+        const SubScreenState wanted = enable ? SubScreenState::ON : SubScreenState::OFF;
+        if (subDisplayState() == wanted) return;
+        EXPECT_EQ(statusOf(service->setSubDisplayPowerState(enable)), Status::OK) << enable;
+        EXPECT_EQ(subDisplayState(), wanted);
+    }
+
+    // Words of a frame.
+    size_t frameSize() const {
+        const SubScreenInfo info = subDisplayInfo().info;
+        return static_cast<uint16_t>(uint32_t{info.x} * info.y);
+    }
+    Status draw(size_t words, uint32_t word = 0) const {
+        return statusOf(service->drawSubDisplay(std::vector<uint32_t>(words, word)));
+    }
+
+  private:
+    bool mIsReady = false;
+    bool mWasOff = false;
+};
+
+TEST_P(PanelTest, TellsItsSize) {
+    const InfoResult first = subDisplayInfo();
+    EXPECT_EQ(first.status, Status::OK);
+    EXPECT_GT(first.info.x, 0);
+    EXPECT_GT(first.info.y, 0);
+    const InfoResult second = subDisplayInfo();
+    EXPECT_EQ(second.info.x, first.info.x);
+    EXPECT_EQ(second.info.y, first.info.y);
+    EXPECT_EQ(second.info.format, first.info.format);
+}
+
+TEST_P(PanelTest, EachChangeOfItsPowerIsToldOnceBeforeTheResult) {
+    switchTo(true);
+    const sp<StateRecorder> recorder = new StateRecorder;
+    expectDone(service->setSubDisplayCallback(recorder));
+    EXPECT_EQ(recorder->states(), States()) << "of the state that holds already";
+    EXPECT_EQ(statusOf(service->setSubDisplayPowerState(false)), Status::OK);
+    EXPECT_EQ(recorder->states(), States{SubScreenState::OFF});
+    EXPECT_EQ(subDisplayState(), SubScreenState::OFF);
+    EXPECT_EQ(statusOf(service->setSubDisplayPowerState(true)), Status::OK);
+    EXPECT_EQ(recorder->states(), (States{SubScreenState::OFF, SubScreenState::ON}));
+    EXPECT_EQ(subDisplayState(), SubScreenState::ON);
+}
+
+TEST_P(PanelTest, RefusesTheStateThatItHas) {
+    for (const bool enable : {true, false}) {
+        switchTo(enable);
+        const sp<StateRecorder> recorder = new StateRecorder;
+        expectDone(service->setSubDisplayCallback(recorder));
+        EXPECT_EQ(statusOf(service->setSubDisplayPowerState(enable)), Status::FAIL) << enable;
+        EXPECT_EQ(recorder->states(), States());
+    }
+    switchTo(true);
+}
+
+TEST_P(PanelTest, TellsTheLatestCallbackAlone) {
+    switchTo(true);
+    const sp<StateRecorder> replaced = new StateRecorder;
+    const sp<StateRecorder> latest = new StateRecorder;
+    expectDone(service->setSubDisplayCallback(replaced));
+    expectDone(service->setSubDisplayCallback(latest));
+    EXPECT_EQ(statusOf(service->setSubDisplayPowerState(false)), Status::OK);
+    expectDone(service->setSubDisplayCallback(nullptr));
+    EXPECT_EQ(statusOf(service->setSubDisplayPowerState(true)), Status::OK);
+    EXPECT_EQ(replaced->states(), States());
+    EXPECT_EQ(latest->states(), States{SubScreenState::OFF});
+}
+
+TEST_P(PanelTest, TakesBrightnessOf8Bits) {
+    for (const bool enable : {false, true}) {
+        switchTo(enable);
+        for (const int32_t level : {0, 255, 90}) {
+            EXPECT_EQ(statusOf(service->setSubDisplayBrightness(level)), Status::OK) << level;
+        }
+        for (const int32_t level : {-1, 256, INT32_MAX, INT32_MIN}) {
+            EXPECT_EQ(statusOf(service->setSubDisplayBrightness(level)), Status::FAIL) << level;
+        }
+    }
+}
+
+TEST_P(PanelTest, DrawsFramesOfItsSizeAlone) {
+    switchTo(true);
+    const size_t words = frameSize();
+    ASSERT_GT(words, 0u);
+    EXPECT_EQ(draw(words - 1), Status::FAIL);
+    EXPECT_EQ(draw(words + 1), Status::FAIL);
+    EXPECT_EQ(draw(0), Status::FAIL);
+    EXPECT_EQ(draw(2 * words), Status::FAIL);
+    EXPECT_EQ(draw(words), Status::OK);
+}
+
+TEST_P(PanelTest, DrawsAnyWords) {
+    switchTo(true);
+    for (const uint32_t word : {UINT32_MAX, 0x80000000u, 0x7fffffffu, 0xf0u, 0u}) {
+        EXPECT_EQ(draw(frameSize(), word), Status::OK) << word;
+    }
+}
+
+TEST_P(PanelTest, DrawsABurst) {
+    switchTo(true);
+    const size_t words = frameSize();
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(draw(words), Status::OK) << i;
+}
+
+TEST_P(PanelTest, DrawsNothingWhileOff) {
+    switchTo(false);
+    EXPECT_EQ(draw(frameSize()), Status::FAIL);
+    EXPECT_EQ(subDisplayInfo().status, Status::OK) << "the panel is known";
+    switchTo(true);
+    EXPECT_EQ(draw(frameSize()), Status::OK);
+}
+
+BIVISTA_PER_INSTANCE(NoPanelTest);
+BIVISTA_PER_INSTANCE(PanelTest);
+
+}  // namespace
+}  // namespace bivista_vts
