@@ -12,6 +12,7 @@ Installs what is missing (Debian packages), then runs, in this order:
   style     layout of the sources, static checks, and our own linters
   g++       the device folders built by g++ too
   release   every test, optimised as on the phone
+  mutation  seeded defects of the service, each of which the conformance suite must find
   tour      ./run.sh --tour
   asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
   tsan      the tests where threads meet under ThreadSanitizer
@@ -22,7 +23,7 @@ Installs what is missing (Debian packages), then runs, in this order:
 HELP
 }
 
-steps=(style g++ release tour asan tsan)
+steps=(style g++ release mutation tour asan tsan)
 tsan_target=(threads_tests)
 tsan_label=(-L threads)
 install=yes
@@ -50,6 +51,7 @@ run_step() {
         style) scripts/check-style.sh ;;
         g++) scripts/check-gcc.sh ;;
         release) build_preset release; run_ctest release ;;
+        mutation) build_preset release; vts/mutate.py build/release ;;
         tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
