@@ -25,6 +25,9 @@ else()
     add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
 endif()
 
+option(BIVISTA_PHONE "Compile the device folders for the phone's processor, and nothing else" OFF)
+option(BIVISTA_CFI "With BIVISTA_PHONE: check control flow" OFF)
+
 option(BIVISTA_FUZZ "Build the fuzz targets for libFuzzer" OFF)
 if(BIVISTA_FUZZ)
     # The fuzzer is guided by what it reaches in the libraries, not only in its own sources.
@@ -36,8 +39,10 @@ set(ANDROID_LIBRARY_DIR /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
 foreach(name utils log)
     add_library(android-${name} INTERFACE)
     target_include_directories(android-${name} SYSTEM INTERFACE /usr/include/android)
-    target_link_libraries(android-${name} INTERFACE ${ANDROID_LIBRARY_DIR}/lib${name}.so)
-    target_link_options(android-${name} INTERFACE -Wl,-rpath,${ANDROID_LIBRARY_DIR})
+    if(NOT BIVISTA_PHONE)
+        target_link_libraries(android-${name} INTERFACE ${ANDROID_LIBRARY_DIR}/lib${name}.so)
+        target_link_options(android-${name} INTERFACE -Wl,-rpath,${ANDROID_LIBRARY_DIR})
+    endif()
 endforeach()
 
 # Flags of code that we wrote. Clang checks the lock annotations.
