@@ -11,6 +11,7 @@ usage: ./test.sh [--tsan] [--only WORD] [--no-install]
 Installs what is missing (Debian packages), then runs, in this order:
   style     layout of the sources, static checks, and our own linters
   g++       the device folders built by g++ too
+  phone     what a phone's build takes; the device folders for its processor
   release   every test, optimised as on the phone
   mutation  seeded defects of the service, each of which the conformance suite must find
   tour      ./run.sh --tour
@@ -23,7 +24,7 @@ Installs what is missing (Debian packages), then runs, in this order:
 HELP
 }
 
-steps=(style g++ release mutation tour asan tsan)
+steps=(style g++ phone release mutation tour asan tsan)
 tsan_target=(threads_tests)
 tsan_label=(-L threads)
 install=yes
@@ -50,6 +51,7 @@ run_step() {
     case $1 in
         style) scripts/check-style.sh ;;
         g++) scripts/check-gcc.sh ;;
+        phone) scripts/check-phone.sh ;;
         release) build_preset release; run_ctest release ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
         tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# What a phone's build takes of this folder, as far as a host can check it: Android.bp files, VINTF and
+# init files, frozen interfaces, the policy, and the device folders compiled for the phone's processor.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/common.sh
+
+outcome=0
+
+(cd scripts && python3 -m unittest -q blueprint_test phone_test policy_test objects_test) || outcome=1
+
+mapfile -t blueprints < <(git ls-files '*Android.bp')
+say "bpfmt: ${#blueprints[@]} files"
+unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
+[ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
+
+say "names, versions, hashes, nodes"
+python3 scripts/phone.py || outcome=1
+
+# compile_policy: our policy in the place of the platform's that tests/sepolicy plays.
+compile_policy() {
+    local own=service/sepolicy platform=tests/sepolicy
+    mkdir -p build/sepolicy
+    {
+        cat $platform/head.conf
+        m4 $platform/macros.m4 $platform/platform.te $own/attributes $own/neighbours/attributes \
+            $own/*.te $own/neighbours/*.te $platform/neighbours.te
+        cat $platform/tail.conf $own/genfs_contexts
+    } >build/sepolicy/policy.conf
+    checkpolicy -M -o build/sepolicy/policy build/sepolicy/policy.conf >build/sepolicy/log 2>&1 ||
+        { cat build/sepolicy/log; return 1; }
+}
+say "checkpolicy"
+if compile_policy; then
+    # Debian's modules are those of Debian's python.
+    /usr/bin/python3 scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
+        service/sepolicy/file_contexts || outcome=1
+else
+    outcome=1
+fi
+
+build_preset phone
+mapfile -t objects < <(find build/phone -name '*.o')
+say "flags and symbols: ${#objects[@]} objects"
+llvm-nm -A "${objects[@]}" |
+    python3 scripts/objects.py build/phone/compile_commands.json || outcome=1
+
+build_preset phone-cfi
+llvm-nm -A build/phone-cfi/libbivista-phone.so |
+    python3 scripts/objects.py build/phone-cfi/compile_commands.json --cfi || outcome=1
+
+exit $outcome
