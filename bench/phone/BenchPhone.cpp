@@ -25,7 +25,7 @@ void repeatCall(benchmark::State& state, Call call) {
         state.SkipWithError("no Bivista service");
         return;
     }
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (!call(*service)) {
             state.SkipWithError("the service died");
             break;
@@ -52,7 +52,7 @@ void refuseFrame(benchmark::State& state) {
 void packWholeFrame(benchmark::State& state) {
     const std::vector<uint32_t> words(kWords, 0x50);
     std::vector<uint8_t> area(kWords / 2);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         packFrame(words.data(), area.size(), area.data());
         benchmark::DoNotOptimize(area.data());
         benchmark::ClobberMemory();
