@@ -6,7 +6,7 @@ source scripts/common.sh
 
 usage() {
     cat <<'HELP'
-usage: ./test.sh [--tsan] [--only WORD] [--no-install]
+usage: ./test.sh [--tsan] [--arm64 [--yes]] [--only WORD] [--no-install]
 
 Installs what is missing (Debian packages), then runs, in this order:
   style     layout of the sources, static checks, and our own linters
@@ -19,6 +19,9 @@ Installs what is missing (Debian packages), then runs, in this order:
   tsan      the tests where threads meet under ThreadSanitizer
 
   --tsan        run all tests under ThreadSanitizer, and nothing else
+  --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
+                own and starts no programs; and nothing else. Asks before it downloads libraries
+  --yes         download them without asking
   --only WORD   run one of the steps above, and nothing else
   --no-install  install nothing; fail where something is missing
 HELP
@@ -27,11 +30,14 @@ HELP
 steps=(style g++ phone release mutation tour asan tsan)
 tsan_target=(threads_tests)
 tsan_label=(-L threads)
+arm64_libraries=()
 install=yes
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
         --tsan) steps=(tsan); tsan_target=(); tsan_label=() ;;
+        --arm64) steps=(arm64) ;;
+        --yes) arm64_libraries=(--yes) ;;
         --only)
             [ $# -ge 2 ] || fail "--only needs one of: ${steps[*]}"
             case " ${steps[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${steps[*]}" ;; esac
@@ -43,7 +49,9 @@ while [ $# -gt 0 ]; do
 done
 
 # The benchmarks are built and checked like everything else.
-[ $install = no ] || install_packages build test bench
+kinds=(build test bench)
+[ "${steps[*]}" != arm64 ] || kinds+=(arm64-tools)
+[ $install = no ] || install_packages "${kinds[@]}"
 require_tools
 require_world
 
@@ -57,7 +65,14 @@ run_step() {
         tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
+        arm64) arm64_sysroot && build_preset arm64 && run_ctest arm64 ;;
     esac
+}
+
+arm64_sysroot() {
+    [ $install = yes ] || [ -f build/arm64-sysroot/.packages ] ||
+        fail "no libraries for 64-bit Arm in build/arm64-sysroot; run without --no-install"
+    scripts/arm64-sysroot.sh "${arm64_libraries[@]}"
 }
 
 # Runs the tests of a preset; adds to the totals that the last line tells.

@@ -38,9 +38,11 @@ endif()
 set(ANDROID_LIBRARY_DIR /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
 foreach(name utils log)
     add_library(android-${name} INTERFACE)
-    target_include_directories(android-${name} SYSTEM INTERFACE /usr/include/android)
+    target_include_directories(android-${name} SYSTEM INTERFACE
+        ${CMAKE_SYSROOT}/usr/include/android)
     if(NOT BIVISTA_PHONE)
-        target_link_libraries(android-${name} INTERFACE ${ANDROID_LIBRARY_DIR}/lib${name}.so)
+        target_link_libraries(android-${name} INTERFACE
+            ${CMAKE_SYSROOT}${ANDROID_LIBRARY_DIR}/lib${name}.so)
         target_link_options(android-${name} INTERFACE -Wl,-rpath,${ANDROID_LIBRARY_DIR})
     endif()
 endforeach()
@@ -56,17 +58,18 @@ target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti)
 target_link_libraries(bivista-device-flags INTERFACE bivista-warnings)
 target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 
-# bivista_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [MAIN])
+# bivista_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [MAIN] [PROGRAMS])
 # Declares a GoogleTest program; each of its tests becomes a process of its own, since the state of
-# the service is process-wide. MAIN: the sources bring their own main(). Label "threads": the test
-# is one where threads meet, and runs under ThreadSanitizer in every ./test.sh. The time limit only
-# ends a test that hangs. The sanitizers' options stand in CMakePresets.json, so that the programs
-# which a test starts get them too. The test's own sources are not optimised, since compiling them
-# is what takes most of the time; what they test is. The target "threads_tests" builds all tests
-# with that label.
+# the service is process-wide. MAIN: the sources bring their own main(), which enters a world of its
+# own. PROGRAMS: it starts programs of this build. Neither can be done where another processor is
+# emulated: there such a test is built and not run. Label "threads": the test is one where threads
+# meet, and runs under ThreadSanitizer in every ./test.sh. The time limit only ends a test that
+# hangs. The sanitizers' options stand in CMakePresets.json, so that the programs which a test
+# starts get them too. The test's own sources are not optimised, since compiling them is what takes
+# most of the time; what they test is. The target "threads_tests" builds all tests with that label.
 add_custom_target(threads_tests)
 function(bivista_test name)
-    cmake_parse_arguments(arg "MAIN" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(arg "MAIN;PROGRAMS" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE)
     target_link_libraries(${name} PRIVATE bivista-warnings ${arg_LIBRARIES}
@@ -74,6 +77,9 @@ function(bivista_test name)
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
     set_target_properties(${name} PROPERTIES
             RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    if(CMAKE_CROSSCOMPILING AND (arg_MAIN OR arg_PROGRAMS))
+        return()
+    endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
