@@ -1,7 +1,7 @@
 """What the phone's build says must be true of the sources.
 
-- Every file that an Android.bp names exists, and every source of the service and every .hal file is
-  named; modules of interfaces carry the names and the parents of their packages.
+- Every file that an Android.bp names exists, and every source of the service, every source beside
+  another Android.bp and every .hal file is named; modules of interfaces carry the names and the parents of their packages.
 - VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces
   and with the program's name.
 - current.txt holds the hashes of the interfaces as they are.
@@ -23,6 +23,9 @@ ROOT = "vendor.qmx.hardware"
 SERVED = f"{ROOT}.bivista"
 BASE = "android.hidl.base@1.0"
 SERVICE_FOLDERS = ("service/", "kernel/", "display/", "sub_display/")
+# Modules of the tree that ours may need.
+PLATFORM = {"VtsHalTargetTestDefaults"}
+LIBRARIES = ("shared_libs", "static_libs")
 FILE_PROPERTIES = ("srcs", "init_rc", "vintf_fragments", "src")
 
 IMPORT = re.compile(r"^import ([\w.]*)@(\d+\.\d+)::", re.MULTILINE)
@@ -98,15 +101,30 @@ def check_service_sources(tree):
         yield "Android.bp: the sources of the service are not in order, or named twice"
 
 
+def check_other_sources(tree):
+    """Below a folder with an Android.bp of its own, all sources belong to its modules."""
+    for file in tree.names:
+        folder, name = os.path.split(file)
+        if name != "Android.bp" or not folder:
+            continue
+        named = {os.path.normpath(os.path.join(folder, source))
+                 for own, _, properties in tree.modules() if own == file
+                 for source in properties.get("srcs", [])}
+        for source in tree.ending(".cpp"):
+            if source.startswith(folder + "/") and source not in named:
+                yield f"{file}: does not name {source}"
+
+
 def check_modules(tree):
     names = [properties.get("name") for _, _, properties in tree.modules()]
     for name in sorted({name for name in names if names.count(name) > 1}):
         yield f"two modules are called {name}"
     for file, _, properties in tree.modules():
         wanted = properties.get("defaults", []) + properties.get("required", [])
-        wanted += [name for name in properties.get("shared_libs", []) if name.startswith(ROOT)]
+        for kind in LIBRARIES:
+            wanted += [name for name in properties.get(kind, []) if name.startswith(ROOT)]
         for name in wanted:
-            if name not in names:
+            if name not in names and name not in PLATFORM:
                 yield f"{file}: {properties['name']} needs {name}, which is no module"
 
 
@@ -249,8 +267,8 @@ def check_documents(tree):
 
 
 def check(tree):
-    for part in (check_files, check_service_sources, check_modules, check_interfaces, check_vintf,
-                 check_init, check_makefile, check_documents):
+    for part in (check_files, check_service_sources, check_other_sources, check_modules,
+                 check_interfaces, check_vintf, check_init, check_makefile, check_documents):
         yield from part(tree)
 
 

@@ -95,6 +95,21 @@ class PhoneTest(unittest.TestCase):
                     f"Android.bp: {PROGRAM} needs vendor.qmx.hardware.bivista@1.2, "
                     "which is no module")
 
+    def test_modules_of_the_tree_and_libraries_of_the_tree_may_be_needed(self):
+        test = ('cc_test { name: "test", defaults: ["VtsHalTargetTestDefaults"], '
+                'static_libs: ["libbase", "vendor.qmx.hardware.bivista@1.0"] }')
+        self.expect(phone.check_modules(tree(new={"vts/Android.bp": test})))
+        self.expect(phone.check_modules(tree(new={"vts/Android.bp": test.replace("1.0", "2.0")})),
+                    "vts/Android.bp: test needs vendor.qmx.hardware.bivista@2.0, which is no module")
+
+    def test_every_source_beside_another_file_is_named(self):
+        test = 'cc_test { name: "test", srcs: ["functional/A.cpp"] }'
+        files = {"vts/Android.bp": test, "vts/functional/A.cpp": ""}
+        self.expect(phone.check_other_sources(tree(new=files)))
+        files["vts/functional/B.cpp"] = ""
+        self.expect(phone.check_other_sources(tree(new=files)),
+                    "vts/Android.bp: does not name vts/functional/B.cpp")
+
     def test_a_module_is_called_so_once(self):
         self.expect(phone.check_modules(tree(new={"vts/Android.bp": 'cc_test { name: "rules" }'})),
                     "two modules are called rules")
