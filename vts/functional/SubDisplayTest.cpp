@@ -78,7 +78,10 @@ class PanelTest : public BivistaTest {
         if (subDisplayState() == SubScreenState::UNINITIALIZED) {
             return miss(kPanel, "the cover has no sub display");
         }
-        mWasOff = subDisplayState() == SubScreenState::OFF;
+        const bool isOn = subDisplayState() == SubScreenState::ON;
+        // The state that it has is refused, unless the request that led to it is still under way.
+        await([&] { return statusOf(service->setSubDisplayPowerState(isOn)) == Status::FAIL; });
+        mWasOff = !isOn;
         mIsReady = true;
     }
     void TearDown() override {
