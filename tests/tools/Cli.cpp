@@ -1,50 +1,25 @@
 #include "tests/tools/Cli.h"
 
 #include <fcntl.h>
-#include <pty.h>
+#include <gmock/gmock.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "tests/tools/Terminal.h"
+
 namespace {
 
 std::string makeFolder() {
     char name[] = "/tmp/bivistactl-XXXXXX";
     return mkdtemp(name);
-}
-
-// A terminal that passes on every byte as it is.
-struct Terminal {
-    Terminal() {
-        EXPECT_EQ(0, openpty(&reader, &writer, nullptr, nullptr, nullptr));
-        termios settings;
-        EXPECT_EQ(0, tcgetattr(writer, &settings));
-        cfmakeraw(&settings);
-        EXPECT_EQ(0, tcsetattr(writer, TCSANOW, &settings));
-        for (int end : {reader, writer}) EXPECT_EQ(0, fcntl(end, F_SETFD, FD_CLOEXEC));
-    }
-
-    int reader = -1;
-    int writer = -1;
-};
-
-// All that arrives until nobody has the other end open any more.
-std::string readAll(int fd) {
-    std::string text;
-    char buffer[4096];
-    ssize_t count;
-    while ((count = read(fd, buffer, sizeof(buffer))) > 0) {
-        text.append(buffer, static_cast<size_t>(count));
-    }
-    return text;
 }
 
 }  // namespace
@@ -127,9 +102,15 @@ void CliTest::killService() {
 }
 
 std::unique_ptr<Process> CliTest::start(const std::vector<std::string>& arguments, int output) {
+    return startWithErrors(errorFile(), arguments, output);
+}
+
+std::unique_ptr<Process> CliTest::startWithErrors(const std::string& errors,
+                                                  const std::vector<std::string>& arguments,
+                                                  int output) {
     std::vector<std::string> command = {BIVISTACTL};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return std::make_unique<Process>(command, errorFile(), output);
+    return std::make_unique<Process>(command, errors, output);
 }
 
 Result CliTest::run(const std::vector<std::string>& arguments, int output) {
@@ -140,12 +121,11 @@ Result CliTest::run(const std::vector<std::string>& arguments, int output) {
 }
 
 Result CliTest::runOnTerminal(const std::vector<std::string>& arguments) {
-    const Terminal terminal;
-    auto process = start(arguments, terminal.writer);
-    close(terminal.writer);
-    std::string text = readAll(terminal.reader);
+    Terminal terminal;
+    auto process = start(arguments, terminal.writer());
+    terminal.closeWriter();
+    std::string text = terminal.rest();
     int code = process->wait();
-    close(terminal.reader);
     return {code, text, errors()};
 }
 
@@ -153,6 +133,14 @@ std::string CliTest::errors() const {
     std::stringstream text;
     text << std::ifstream(errorFile()).rdbuf();
     return text.str();
+}
+
+void CliTest::expectWrongUsage(const Mistake& mistake) {
+    Result result = run(mistake.words);
+    EXPECT_EQ(2, result.code) << testing::PrintToString(mistake.words);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, testing::HasSubstr(mistake.message));
+    EXPECT_THAT(result.errors, testing::HasSubstr("--help"));
 }
 
 nlohmann::ordered_json CliTest::nextCall() {

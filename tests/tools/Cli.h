@@ -37,6 +37,12 @@ struct Result {
     std::string errors;
 };
 
+// A command line that is wrong usage, and what a person is told, among the rest.
+struct Mistake {
+    std::vector<std::string> words;
+    std::string message;
+};
+
 // bivistactl and a fake service in a registry of their own.
 class CliTest : public testing::Test {
   protected:
@@ -54,8 +60,15 @@ class CliTest : public testing::Test {
     Result runOnTerminal(const std::vector<std::string>& arguments);
     // Starts it.
     std::unique_ptr<Process> start(const std::vector<std::string>& arguments, int output = -1);
-    // What the program that was started last wrote to standard error so far.
+    // The same with this file, a terminal for instance, as its standard error.
+    static std::unique_ptr<Process> startWithErrors(const std::string& errors,
+                                                    const std::vector<std::string>& arguments,
+                                                    int output = -1);
+    // What the program that start() started last wrote to standard error so far.
     std::string errors() const;
+
+    // Runs it; nothing but standard error tells of the mistake, and where to read more.
+    void expectWrongUsage(const Mistake& mistake);
 
     // The next call that the service recorded, as JSON; waits for it.
     nlohmann::ordered_json nextCall();

@@ -2,10 +2,12 @@
 // {"method":"setBrightness","args":[128]}.
 //
 // Options: --fail answers FAIL; --fail-in METHOD does so in that method alone; --text HEX answers
-// this text; --lines HEX is what AT callbacks are told, line by line; --exit-in METHOD dies in that
-// method; --v1_0 serves only version 1.0; --flag answers true where a bool is asked; --panel
-// WIDTHxHEIGHT is the sub display's size.
+// this text; --text-in METHOD HEX answers another one in that method; --lines HEX is what AT
+// callbacks are told, line by line; --exit-in METHOD dies in that method; --hold-in METHOD FIFO
+// waits in that method for a byte in the named pipe, one for each call; --v1_0 serves only version
+// 1.0; --flag answers true where a bool is asked; --panel WIDTHxHEIGHT is the sub display's size.
 
+#include <fcntl.h>
 #include <hidl/HidlTransportSupport.h>
 #include <stdio.h>
 #include <string.h>
@@ -13,6 +15,7 @@
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -34,19 +37,30 @@ using Json = nlohmann::ordered_json;
 struct Options {
     Status status = Status::OK;
     std::string text = "text";
+    std::map<std::string, std::string> textIn;
     std::string lines = "one\ntwo\n";
     std::string exitIn;
     std::string failIn;
+    std::string holdIn;
+    std::string holdFifo;
     bool onlyV1_0 = false;
     bool flag = false;
     V1_0::SubScreenInfo panel = {128, 65535, 255};
 } sOptions;
+
+// Waits for a byte in the pipe. Open both ways, since it keeps what comes before it is asked for.
+void hold() {
+    static const int fifo = open(sOptions.holdFifo.c_str(), O_RDWR | O_CLOEXEC);
+    char byte;
+    if (read(fifo, &byte, 1) != 1) _exit(9);
+}
 
 // Prints the call. Everything of this program that prints runs on one thread at a time.
 void record(const char* method, const Json& arguments = Json::array()) {
     printf("%s\n", Json({{"method", method}, {"args", arguments}}).dump().c_str());
     fflush(stdout);
     if (sOptions.exitIn == method) _exit(9);
+    if (sOptions.holdIn == method) hold();
 }
 
 template <typename Callback>
@@ -60,10 +74,16 @@ Json describe(const hidl_vec<uint32_t>& frame) {
     return std::vector<uint32_t>(frame);
 }
 
-hidl_string text() {
+hidl_string textOf(const char* method) {
+    const auto own = sOptions.textIn.find(method);
+    const std::string& answer = own != sOptions.textIn.end() ? own->second : sOptions.text;
     hidl_string text;
-    text.setToExternal(sOptions.text.data(), sOptions.text.size());
+    text.setToExternal(answer.data(), answer.size());
     return text;
+}
+
+Status statusOf(const char* method) {
+    return sOptions.failIn == method ? Status::FAIL : sOptions.status;
 }
 
 std::vector<std::string> lines() {
@@ -102,14 +122,16 @@ template <typename Interface>
 class Fake : public Interface {
     using Text = std::function<void(Status, const hidl_string&)>;
 
-    Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
-        record(method, arguments);
-        return sOptions.failIn == method ? Status::FAIL : sOptions.status;
-    }
     Return<void> textual(const char* method, const Text& done) {
         record(method);
-        done(sOptions.status, text());
+        done(statusOf(method), textOf(method));
         return Void();
+    }
+
+  protected:
+    static Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
+        record(method, arguments);
+        return statusOf(method);
     }
 
   public:
@@ -205,17 +227,12 @@ class Fake : public Interface {
                 if (!callback->onAtResponse(line).isOk()) break;
             }
         }
-        done(sOptions.status, text());
+        done(sOptions.status, textOf("sendAtCommand"));
         return Void();
     }
 };
 
 class FakeV1_1 : public Fake<V1_1::IBivista> {
-    static Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
-        record(method, arguments);
-        return sOptions.status;
-    }
-
   public:
     Return<Status> setAesMode(uint32_t mode) override { return plain("setAesMode", {mode}); }
     Return<Status> manageAesMode(uint32_t mode) override { return plain("manageAesMode", {mode}); }
@@ -237,27 +254,60 @@ bool parsePanel(const std::string& text) {
     return sscanf(text.c_str(), "%hux%hu", &sOptions.panel.x, &sOptions.panel.y) == 2;
 }
 
+// The options that stand alone.
+bool parseFlag(const std::string& option) {
+    if (option == "--fail") {
+        sOptions.status = Status::FAIL;
+    } else if (option == "--v1_0") {
+        sOptions.onlyV1_0 = true;
+    } else if (option == "--flag") {
+        sOptions.flag = true;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// Those with a word behind them.
+bool parseValue(const std::string& option, const std::string& value) {
+    if (option == "--text") {
+        sOptions.text = fromHex(value);
+    } else if (option == "--lines") {
+        sOptions.lines = fromHex(value);
+    } else if (option == "--exit-in") {
+        sOptions.exitIn = value;
+    } else if (option == "--fail-in") {
+        sOptions.failIn = value;
+    } else if (option == "--panel") {
+        return parsePanel(value);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// Those with two.
+bool parsePair(const std::string& option, const std::string& method, const std::string& value) {
+    if (option == "--text-in") {
+        sOptions.textIn[method] = fromHex(value);
+    } else if (option == "--hold-in") {
+        sOptions.holdIn = method;
+        sOptions.holdFifo = value;
+    } else {
+        return false;
+    }
+    return true;
+}
+
 bool parse(const std::vector<std::string>& words) {
-    for (size_t i = 0; i < words.size(); ++i) {
-        const std::string& option = words[i];
-        if (option == "--fail") {
-            sOptions.status = Status::FAIL;
-        } else if (option == "--v1_0") {
-            sOptions.onlyV1_0 = true;
-        } else if (option == "--flag") {
-            sOptions.flag = true;
-        } else if (i + 1 == words.size()) {
-            return false;
-        } else if (option == "--text") {
-            sOptions.text = fromHex(words[++i]);
-        } else if (option == "--lines") {
-            sOptions.lines = fromHex(words[++i]);
-        } else if (option == "--exit-in") {
-            sOptions.exitIn = words[++i];
-        } else if (option == "--fail-in") {
-            sOptions.failIn = words[++i];
-        } else if (option == "--panel") {
-            if (!parsePanel(words[++i])) return false;
+    const size_t count = words.size();
+    for (size_t i = 0; i < count;) {
+        if (parseFlag(words[i])) {
+            i += 1;
+        } else if (i + 1 < count && parseValue(words[i], words[i + 1])) {
+            i += 2;
+        } else if (i + 2 < count && parsePair(words[i], words[i + 1], words[i + 2])) {
+            i += 3;
         } else {
             return false;
         }

@@ -2,35 +2,16 @@
 
 #include <gmock/gmock.h>
 
-#include <ostream>
 #include <string>
-#include <vector>
 
-#include "tests/tools/Cli.h"
+#include "tests/tools/SettingTest.h"
 
 using namespace std::string_literals;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Json = nlohmann::ordered_json;
 
 namespace {
-
-using Words = std::vector<std::string>;
-
-struct Setting {
-    const char* name;
-    Words words;
-    // What reaches the service.
-    const char* method;
-    const char* arguments;
-    // What a person is told, among the rest, when the service answers FAIL.
-    const char* onFail;
-};
-
-void PrintTo(const Setting& setting, std::ostream* out) {
-    *out << setting.name;
-}
 
 constexpr const char* kLog = "Its log tells why";
 
@@ -87,51 +68,11 @@ const Setting kSettings[] = {
         {"OtherSpelling", {"color", "tune", "1", "2", "3"}, "setScreenTune", "[1,2,3,0]", kLog},
 };
 
-class SettingTest : public CliTest, public testing::WithParamInterface<Setting> {};
 class ScreenTest : public CliTest {};
-
-struct Mistake {
-    Words words;
-    std::string message;
-};
 
 }  // namespace
 
-TEST_P(SettingTest, ReachesTheServiceAndSaysNothing) {
-    givenService();
-    Result result = run(GetParam().words);
-    EXPECT_EQ(0, result.code);
-    EXPECT_EQ("", result.output);
-    EXPECT_EQ("", result.errors);
-    EXPECT_EQ(Json({{"method", GetParam().method}, {"args", Json::parse(GetParam().arguments)}}),
-              nextCall());
-}
-
-TEST_P(SettingTest, AnAnswerOfFailEndsWithOneAndTellsWhatToDo) {
-    givenService({"--fail"});
-    Result result = run(GetParam().words);
-    EXPECT_EQ(1, result.code);
-    EXPECT_EQ("", result.output);
-    EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: "));
-    EXPECT_THAT(result.errors, HasSubstr(GetParam().onFail));
-    EXPECT_THAT(result.errors, EndsWith(".\n"));
-}
-
-TEST_P(SettingTest, AServiceThatDiesInTheCallEndsWithThree) {
-    givenService({"--exit-in", GetParam().method});
-    Result result = run(GetParam().words);
-    EXPECT_EQ(3, result.code);
-    EXPECT_THAT(result.errors, HasSubstr("the service died during the call"));
-}
-
-TEST_P(SettingTest, WithoutAServiceItEndsWithThree) {
-    Result result = run(GetParam().words);
-    EXPECT_EQ(3, result.code);
-    EXPECT_THAT(result.errors, HasSubstr("Start the service"));
-}
-
-INSTANTIATE_TEST_SUITE_P(All, SettingTest, testing::ValuesIn(kSettings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Screen, SettingTest, testing::ValuesIn(kSettings), nameOf);
 
 TEST_F(ScreenTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
     const Mistake mistakes[] = {
@@ -171,13 +112,7 @@ TEST_F(ScreenTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
             {{"sub", "brightness", "bright"}, "LEVEL: \"bright\" is not an integer"},
             {{"cutout", "please"}, "not expected: please"},
     };
-    for (const Mistake& mistake : mistakes) {
-        Result result = run(mistake.words);
-        EXPECT_EQ(2, result.code) << testing::PrintToString(mistake.words);
-        EXPECT_EQ("", result.output);
-        EXPECT_THAT(result.errors, HasSubstr(mistake.message));
-        EXPECT_THAT(result.errors, HasSubstr("--help"));
-    }
+    for (const Mistake& mistake : mistakes) expectWrongUsage(mistake);
 }
 
 TEST_F(ScreenTest, HelpOfOffsetTellsWhat100Is) {

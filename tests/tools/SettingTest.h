@@ -1,0 +1,27 @@
+// Tests of every command that asks the service for one thing and then only tells how that went.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/tools/Cli.h"
+
+struct Setting {
+    const char* name;
+    std::vector<std::string> words;
+    // What reaches the service.
+    const char* method;
+    const char* arguments;
+    // What a person is told, among the rest, when the service answers FAIL.
+    const char* onFail;
+    // What a person is told when it answers OK.
+    const char* onOk = "";
+};
+
+void PrintTo(const Setting& setting, std::ostream* out);
+
+// Instantiated beside each list of commands.
+class SettingTest : public CliTest, public testing::WithParamInterface<Setting> {};
+
+std::string nameOf(const testing::TestParamInfo<Setting>& info);
