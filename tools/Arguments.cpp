@@ -99,6 +99,12 @@ bool parseBool(const std::string& text) {
     throw BadArgument(quoted(text) + " is neither true nor false");
 }
 
+bool parseSwitch(const std::string& text) {
+    if (text == "on") return true;
+    if (text == "off") return false;
+    throw BadArgument(quoted(text) + " is neither on nor off");
+}
+
 std::vector<uint32_t> parseWords(const std::string& text) {
     return text.starts_with('@') ? parseFile(text.substr(1)) : parseList(text);
 }

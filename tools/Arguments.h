@@ -25,6 +25,8 @@ uint32_t parseUint32(const std::string& text);
 int32_t parseLevel(const std::string& text);
 // "true" or "false".
 bool parseBool(const std::string& text);
+// "on" or "off".
+bool parseSwitch(const std::string& text);
 // "@FILE": the 32-bit little-endian words of a file, or numbers with commas between; empty for
 // none. At most 1 MiB, which is what a call carries.
 std::vector<uint32_t> parseWords(const std::string& text);

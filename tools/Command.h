@@ -44,6 +44,10 @@ void addArgument(CLI::App& command, const std::string& name, const std::string& 
     command.add_option(name, std::move(take), help)->required();
 }
 
+// Adds a command without arguments to its parent.
+void addPlainCommand(CLI::App& parent, const char* name, const char* about, const char* help,
+                     Action& chosen, const Action& action);
+
 // Prints the states of the sub display as they come, until ended by a signal; an Action.
 int watchSubDisplay();
 

@@ -29,12 +29,6 @@ struct Request {
     bool uevent = false;
 };
 
-bool parseState(const std::string& text) {
-    if (text == "on") return true;
-    if (text == "off") return false;
-    throw BadArgument("\"" + text + "\" is neither on nor off");
-}
-
 int send(const Request& request) {
     return reportCall(findService()->setPowerStatus(request.on, request.uevent),
                       request.on ? kNotSwitchedOn : kNotSwitchedOff);
@@ -45,7 +39,7 @@ int send(const Request& request) {
 void addPowerCommand(CLI::App& program, Action& chosen) {
     CLI::App* command = program.add_subcommand("power", "Switch the cover screen on or off");
     auto request = std::make_shared<Request>();
-    addArgument(*command, "STATE", "on or off", parseState, &request->on);
+    addArgument(*command, "STATE", "on or off", parseSwitch, &request->on);
     command->add_flag("--uevent", request->uevent,
                       "Tell the phone's display driver that a uevent asked for it");
     command->footer(kHelp);

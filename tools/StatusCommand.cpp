@@ -55,10 +55,6 @@ Json gather(const sp<BivistaV1_0>& service, bool firmware) {
     return status;
 }
 
-std::string row(const std::string& name, const std::string& text) {
-    return name + std::string(14 - name.size(), ' ') + text + "\n";
-}
-
 std::string coverInWords(const Json& cover) {
     return std::string(cover["usb"] == true ? "on USB" : "not on USB") +
            (cover["accessory"] == true ? ", attached" : ", not attached") +

@@ -105,13 +105,6 @@ int printState() {
     return reportStatus(status, kRefused);
 }
 
-void addPlain(CLI::App& sub, const char* name, const char* about, const char* help, Action& chosen,
-              const Action& action) {
-    CLI::App* command = sub.add_subcommand(name, about);
-    command->footer(help);
-    command->callback([action, &chosen] { chosen = action; });
-}
-
 void addBrightness(CLI::App& sub, Action& chosen) {
     CLI::App* command = sub.add_subcommand("brightness", "Set its brightness");
     auto level = std::make_shared<int32_t>();
@@ -130,14 +123,15 @@ void addSubCommand(CLI::App& program, Action& chosen) {
     CLI::App* sub = program.add_subcommand("sub", "Use the sub display, the cover's small panel");
     sub->require_subcommand(1);
     sub->footer(kHelp);
-    addPlain(*sub, "on", "Switch it on", kOnHelp, chosen, [] { return switchPanel(true); });
-    addPlain(*sub, "off", "Switch it off", kOffHelp, chosen, [] { return switchPanel(false); });
+    addPlainCommand(*sub, "on", "Switch it on", kOnHelp, chosen, [] { return switchPanel(true); });
+    addPlainCommand(*sub, "off", "Switch it off", kOffHelp, chosen,
+                    [] { return switchPanel(false); });
     addBrightness(*sub, chosen);
-    addPlain(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
-    addPlain(*sub, "state", "Print its state", kStateHelp, chosen, printState);
+    addPlainCommand(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
+    addPlainCommand(*sub, "state", "Print its state", kStateHelp, chosen, printState);
     addSubDrawing(*sub, chosen);
-    addPlain(*sub, "watch", "Print its state whenever it changes", kWatchHelp, chosen,
-             watchSubDisplay);
+    addPlainCommand(*sub, "watch", "Print its state whenever it changes", kWatchHelp, chosen,
+                    watchSubDisplay);
 }
 
 }  // namespace bivistactl

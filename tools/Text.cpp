@@ -90,4 +90,8 @@ std::string spellControls(std::string_view bytes) {
     return text;
 }
 
+std::string row(const std::string& name, const std::string& text) {
+    return name + std::string(14 - name.size(), ' ') + text + "\n";
+}
+
 }  // namespace bivistactl

@@ -22,4 +22,7 @@ bool isControl(char32_t character);
 // kept at the end and spelled elsewhere.
 std::string spellControls(std::string_view bytes);
 
+// A line of a table for people: the name, of at most 13 characters, and the text beside it.
+std::string row(const std::string& name, const std::string& text);
+
 }  // namespace bivistactl

@@ -90,6 +90,14 @@ TEST(ParseBoolTest, TakesTwoWords) {
     }
 }
 
+TEST(ParseSwitchTest, TakesTwoWords) {
+    EXPECT_TRUE(parseSwitch("on"));
+    EXPECT_FALSE(parseSwitch("off"));
+    for (const char* text : {"", "1", "true", "On", "off "}) {
+        EXPECT_THROW(parseSwitch(text), BadArgument) << text;
+    }
+}
+
 TEST(ParseWordsTest, TakesNumbersWithCommas) {
     EXPECT_THAT(parseWords("1,0xf0,4294967295"), ElementsAre(1, 0xf0, UINT32_MAX));
     EXPECT_THAT(parseWords("7"), ElementsAre(7));

@@ -7,6 +7,7 @@
 using namespace std::string_literals;
 using bivistactl::decodeUtf8;
 using bivistactl::isControl;
+using bivistactl::row;
 using bivistactl::spellControls;
 using bivistactl::utf8Length;
 
@@ -73,4 +74,10 @@ TEST(SpellControlsTest, SpellsControlCharacters) {
 
 TEST(SpellControlsTest, SpellsBytesThatAreNotUtf8) {
     EXPECT_EQ("a<0xff><0xc2>", spellControls("a\xff\xc2"));
+}
+
+TEST(RowTest, PutsTextsBelowEachOther) {
+    EXPECT_EQ("cover         a b\n", row("cover", "a b"));
+    EXPECT_EQ("sub display   \n", row("sub display", ""));
+    EXPECT_EQ("thirteen char x\n", row("thirteen char", "x"));
 }
