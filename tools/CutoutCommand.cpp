@@ -1,15 +1,12 @@
 // bivistactl cutout: the outline of the cover screen's cutout.
 
-#include <string>
-
+#include "tools/Ask.h"
 #include "tools/Command.h"
-#include "tools/Failure.h"
 #include "tools/Output.h"
 
 namespace bivistactl {
 namespace {
 
-using ::android::hardware::hidl_string;
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr const char* kHelp = R"(
@@ -25,25 +22,16 @@ constexpr char kUnknown[] =
         "again.";
 
 int show() {
-    Status status = Status::FAIL;
-    std::string text;
-    const auto result =
-            findService()->getCoverDisplayCutout([&](Status answered, const hidl_string& cutout) {
-                status = answered;
-                text.assign(cutout.c_str(), cutout.size());
-            });
-    requireDelivered(result);
-    if (status == Status::OK) printCoverText(text);
-    return reportStatus(status, kUnknown);
+    const TextAnswer cutout = askForText(findService(), &BivistaV1_0::getCoverDisplayCutout);
+    if (cutout.status == Status::OK) printCoverText(cutout.text);
+    return reportStatus(cutout.status, kUnknown);
 }
 
 }  // namespace
 
 void addCutoutCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command =
-            program.add_subcommand("cutout", "Print the outline of the cover screen's cutout");
-    command->footer(kHelp);
-    command->callback([&chosen] { chosen = show; });
+    addPlainCommand(program, "cutout", "Print the outline of the cover screen's cutout", kHelp,
+                    chosen, show);
 }
 
 }  // namespace bivistactl

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace bivistactl {
+
+// Shows on a terminal that the program waits for an answer, and for how long: one line, redrawn
+// while this object lives and erased at its end. Other output to the terminal waits for that end.
+class Spinner {
+  public:
+    // Draws on `fd` as soon as `delay` is over, so that a quick answer does not flicker. Does
+    // nothing when that is no terminal.
+    explicit Spinner(int fd = STDERR_FILENO,
+                     std::chrono::milliseconds delay = std::chrono::milliseconds(300));
+    ~Spinner();
+    Spinner(const Spinner&) = delete;
+    Spinner& operator=(const Spinner&) = delete;
+
+  private:
+    void spin(std::chrono::milliseconds delay);
+    void draw(const std::string& line);
+
+    const int mFd;
+    std::mutex mLock;  // guards mOver
+    std::condition_variable mEnd;
+    bool mOver = false;
+    std::thread mThread;
+};
+
+// "59 s", "1 min 00 s". Never shorter for a longer time, so that a line can be written over.
+std::string elapsedInWords(std::chrono::seconds elapsed);
+
+}  // namespace bivistactl
