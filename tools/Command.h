@@ -17,6 +17,9 @@ using Action = std::function<int()>;
 // Each adds its commands to the program, in the file of its name. The one that the command line
 // names stores its action.
 void addCallCommand(CLI::App& program, Action& chosen);
+void addTouchCommand(CLI::App& program, Action& chosen);
+void addPenCommand(CLI::App& program, Action& chosen);
+void addLpwgCommand(CLI::App& program, Action& chosen);
 void addAtCommand(CLI::App& program, Action& chosen);
 void addWatchCommand(CLI::App& program, Action& chosen);
 void addStatusCommand(CLI::App& program, Action& chosen);
@@ -53,6 +56,10 @@ int watchSubDisplay();
 
 // For answers of FAIL that the service's interface does not provide for.
 inline constexpr char kRefused[] = "the service refused. Its log tells why.";
+// For FAIL to what is a command to the cover.
+inline constexpr char kNotAnswered[] =
+        "no cover is attached, it does not answer, or it rejected the command. The service's log "
+        "tells which.";
 
 // How a command ends that asked the service for one thing: silently on OK; on FAIL with `failure`
 // on standard error, which tells people what that means and what to do.

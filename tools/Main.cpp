@@ -24,9 +24,9 @@ Examples:
 
 // Each in the file of its name.
 constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
-        addStatusCommand, addPowerCommand,  addBrightnessCommands,
-        addColourCommand, addCutoutCommand, addSubCommand,
-        addAtCommand,     addWatchCommand,  addCallCommand,
+        addStatusCommand, addPowerCommand, addBrightnessCommands, addColourCommand,
+        addCutoutCommand, addSubCommand,   addTouchCommand,       addPenCommand,
+        addLpwgCommand,   addAtCommand,    addWatchCommand,       addCallCommand,
 };
 
 int run(int argc, char** argv) {

@@ -1,0 +1,47 @@
+// bivistactl lpwg: settings of the low-power wake gestures.
+
+#include <memory>
+
+#include "tools/Ask.h"
+#include "tools/Command.h"
+
+namespace bivistactl {
+namespace {
+
+using ::vendor::qmx::hardware::bivista::V1_0::LpwgStatus;
+
+constexpr const char* kHelp = R"(
+The gestures themselves are printed by "bivistactl watch lpwg", the cover's test of them
+by "bivistactl touch lpwg-selftest".
+
+Examples:
+  bivistactl lpwg status 1 0
+  bivistactl watch lpwg)";
+
+constexpr const char* kStatusHelp = R"(
+The two numbers go to the cover as they are; what they mean is its firmware's matter.
+
+Examples:
+  bivistactl lpwg status 1 0
+  bivistactl lpwg status 2 -1)";
+
+}  // namespace
+
+void addLpwgCommand(CLI::App& program, Action& chosen) {
+    CLI::App* lpwg = program.add_subcommand("lpwg", "Set the low-power wake gestures");
+    lpwg->require_subcommand(1);
+    lpwg->footer(kHelp);
+    CLI::App* command = lpwg->add_subcommand("status", "Pass a setting to the cover");
+    auto status = std::make_shared<LpwgStatus>();
+    addArgument(*command, "TYPE", "Any 32-bit number", parseInt32, &status->type);
+    addArgument(*command, "VALUE", "Any 32-bit number", parseInt32, &status->value);
+    command->footer(kStatusHelp);
+    command->callback([status, &chosen] {
+        chosen = [status] {
+            return reportAnswer([&](const auto& service) { return service->setStatus(*status); },
+                                kNotAnswered);
+        };
+    });
+}
+
+}  // namespace bivistactl

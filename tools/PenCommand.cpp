@@ -1,0 +1,64 @@
+// bivistactl pen: the mode of the pen.
+
+#include <memory>
+#include <string>
+
+#include "tools/Ask.h"
+#include "tools/Command.h"
+
+namespace bivistactl {
+namespace {
+
+constexpr const char* kHelp = R"(
+Pen events are printed by "bivistactl watch lpwg".
+
+Examples:
+  bivistactl pen aes 1
+  bivistactl watch lpwg)";
+
+constexpr const char* kAesHelp = R"(
+Switches the three places that hold the mode: the cover, the phone's kernel and the
+phone's LPWG service. The answer is the cover's; the other two are told also when it
+refuses. --cover-only tells the cover alone.
+
+Examples:
+  bivistactl pen aes 1
+  bivistactl pen aes --cover-only 2)";
+
+struct Request {
+    uint32_t mode = 0;
+    bool coverOnly = false;
+};
+
+uint32_t parseAesMode(const std::string& text) {
+    const uint32_t mode = parseUint32(text);
+    // The service would take any other number for 2.
+    if (mode == 1 || mode == 2) return mode;
+    throw BadArgument("\"" + text + "\" is neither 1 nor 2");
+}
+
+int setAes(const Request& request) {
+    return reportAnswer(
+            [&](const ::android::sp<BivistaV1_0>& service) {
+                const auto newer = asV1_1(service);
+                return request.coverOnly ? newer->setAesMode(request.mode)
+                                         : newer->manageAesMode(request.mode);
+            },
+            kNotAnswered);
+}
+
+}  // namespace
+
+void addPenCommand(CLI::App& program, Action& chosen) {
+    CLI::App* pen = program.add_subcommand("pen", "Set the pen's mode");
+    pen->require_subcommand(1);
+    pen->footer(kHelp);
+    CLI::App* aes = pen->add_subcommand("aes", "Set the AES mode");
+    auto request = std::make_shared<Request>();
+    addArgument(*aes, "MODE", "1 or 2", parseAesMode, &request->mode);
+    aes->add_flag("--cover-only", request->coverOnly, "Tell the cover alone");
+    aes->footer(kAesHelp);
+    aes->callback([request, &chosen] { chosen = [request] { return setAes(*request); }; });
+}
+
+}  // namespace bivistactl

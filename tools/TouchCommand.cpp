@@ -1,0 +1,176 @@
+// bivistactl touch: diagnostics and self tests of the cover's touch panel.
+
+#include <memory>
+#include <string>
+
+#include "tools/Ask.h"
+#include "tools/Command.h"
+#include "tools/Failure.h"
+#include "tools/Output.h"
+
+namespace bivistactl {
+namespace {
+
+using ::android::sp;
+using ::android::hardware::Return;
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+
+constexpr const char* kHelp = R"(
+Texts are printed as the cover sent them; on a terminal, control characters are spelled
+(<ESC>). What the cover said before it refused is printed too. For JSON use
+"bivistactl call".
+
+The self tests, the fetching of their results and the upgrade take as long as the cover
+takes; meanwhile no other call of the service is served. The others have 5 seconds for
+each line of the answer.
+
+Examples:
+  bivistactl touch fwver
+  bivistactl touch selftest
+  bivistactl touch perf on)";
+
+constexpr const char* kFwverHelp = R"(
+Examples:
+  bivistactl touch fwver)";
+
+constexpr const char* kGpioHelp = R"(
+Examples:
+  bivistactl touch gpio)";
+
+constexpr const char* kSelfTestHelp = R"(
+Waits for the cover without a time limit. Prints at most 1023 bytes of its verdict; the
+results in full are fetched by "bivistactl touch results".
+
+Examples:
+  bivistactl touch selftest && bivistactl touch results)";
+
+constexpr const char* kLpwgSelfTestHelp = R"(
+Waits for the cover without a time limit. Prints at most 1023 bytes of its verdict.
+
+Examples:
+  bivistactl touch lpwg-selftest)";
+
+constexpr const char* kRawdataHelp = R"(
+The frame reaches the log of the service alone, line by line behind "DoRawdata:", at debug
+level.
+
+Examples:
+  bivistactl touch rawdata)";
+
+constexpr const char* kDeltaHelp = R"(
+The frame reaches the log of the service alone, line by line behind "DoDelta:", at debug
+level.
+
+Examples:
+  bivistactl touch delta)";
+
+constexpr const char* kResetHelp = R"(
+Examples:
+  bivistactl touch reset)";
+
+constexpr const char* kUpgradeHelp = R"(
+Waits without a time limit until the cover reports success.
+
+Examples:
+  bivistactl touch upgrade && bivistactl touch fwver)";
+
+constexpr const char* kResultsHelp = R"(
+Appends them, at most 40 KB, to /data/vendor/touch/touch_module_self_test.txt on the phone.
+Waits for the cover without a time limit.
+
+Examples:
+  bivistactl touch results)";
+
+constexpr const char* kPerfHelp = R"(
+Examples:
+  bivistactl touch perf on
+  bivistactl touch perf off)";
+
+constexpr char kInRawdataLog[] = "the frame is in the service's log, behind \"DoRawdata:\"";
+constexpr char kInDeltaLog[] = "the frame is in the service's log, behind \"DoDelta:\"";
+constexpr char kInFile[] = "appended to /data/vendor/touch/touch_module_self_test.txt on the phone";
+
+constexpr char kNotFetched[] =
+        "no cover is attached, it rejected the command, or the phone's file for the results cannot "
+        "be opened. The service's log tells which.";
+
+struct Query {
+    const char* name;
+    const char* about;
+    const char* help;
+    TextMethod method;
+};
+
+constexpr Query kQueries[] = {
+        {"fwver", "Print the version of its firmware", kFwverHelp,
+         &BivistaV1_0::getTouchFirmwareVersion},
+        {"gpio", "Print the state of its GPIO pins", kGpioHelp, &BivistaV1_0::getGpiopin},
+        {"selftest", "Run its self test", kSelfTestHelp, &BivistaV1_0::getSelfTest},
+        {"lpwg-selftest", "Run the self test of its wake gestures", kLpwgSelfTestHelp,
+         &BivistaV1_0::getLPWGSelfTest},
+};
+
+struct Order {
+    const char* name;
+    const char* about;
+    const char* help;
+    Return<Status> (BivistaV1_0::*method)();
+    const char* failure;
+    // Told on OK, where a person would look for something; null for nothing.
+    const char* outcome;
+};
+
+constexpr Order kOrders[] = {
+        {"rawdata", "Have a frame of raw data logged", kRawdataHelp, &BivistaV1_0::DoRawdata,
+         kNotAnswered, kInRawdataLog},
+        {"delta", "Have a frame of delta data logged", kDeltaHelp, &BivistaV1_0::DoDelta,
+         kNotAnswered, kInDeltaLog},
+        {"reset", "Reset its controller", kResetHelp, &BivistaV1_0::DoTouchReset, kNotAnswered,
+         nullptr},
+        {"results", "Fetch the results of the last self test", kResultsHelp,
+         &BivistaV1_0::getTestResults, kNotFetched, kInFile},
+        {"upgrade", "Upgrade its firmware", kUpgradeHelp, &BivistaV1_0::DoTouchFirmwareUpgrade,
+         kNotAnswered, nullptr},
+};
+
+int carryOut(const Order& order) {
+    const auto call = [&](const sp<BivistaV1_0>& service) {
+        return (service.get()->*order.method)();
+    };
+    const int code = reportAnswer(call, order.failure);
+    if (code == EXIT_ANSWERED_OK && order.outcome != nullptr) complain(order.outcome);
+    return code;
+}
+
+int setPerformance(bool on) {
+    return reportAnswer(
+            [on](const sp<BivistaV1_0>& service) { return asV1_1(service)->set_touch_perf(on); },
+            kNotAnswered);
+}
+
+void addPerformance(CLI::App& touch, Action& chosen) {
+    CLI::App* command = touch.add_subcommand("perf", "Switch its performance mode");
+    auto on = std::make_shared<bool>();
+    addArgument(*command, "STATE", "on or off", parseSwitch, on.get());
+    command->footer(kPerfHelp);
+    command->callback([on, &chosen] { chosen = [on] { return setPerformance(*on); }; });
+}
+
+}  // namespace
+
+void addTouchCommand(CLI::App& program, Action& chosen) {
+    CLI::App* touch = program.add_subcommand("touch", "Test and maintain the cover's touch panel");
+    touch->require_subcommand(1);
+    touch->footer(kHelp);
+    for (const Query& query : kQueries) {
+        addPlainCommand(*touch, query.name, query.about, query.help, chosen,
+                        [&query] { return printAnswer(query.method, kNotAnswered); });
+    }
+    for (const Order& order : kOrders) {
+        addPlainCommand(*touch, order.name, order.about, order.help, chosen,
+                        [&order] { return carryOut(order); });
+    }
+    addPerformance(*touch, chosen);
+}
+
+}  // namespace bivistactl
