@@ -17,6 +17,7 @@ using Action = std::function<int()>;
 // Each adds its commands to the program, in the file of its name. The one that the command line
 // names stores its action.
 void addCallCommand(CLI::App& program, Action& chosen);
+void addFirmwareCommand(CLI::App& program, Action& chosen);
 void addTouchCommand(CLI::App& program, Action& chosen);
 void addPenCommand(CLI::App& program, Action& chosen);
 void addLpwgCommand(CLI::App& program, Action& chosen);

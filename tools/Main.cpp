@@ -19,14 +19,16 @@ Examples:
   bivistactl power on
   bivistactl brightness 128
   bivistactl sub show picture.png
+  bivistactl firmware check
   bivistactl at 'AT%SWV'
   bivistactl call setPowerStatus true false)";
 
 // Each in the file of its name.
 constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
-        addStatusCommand, addPowerCommand, addBrightnessCommands, addColourCommand,
-        addCutoutCommand, addSubCommand,   addTouchCommand,       addPenCommand,
-        addLpwgCommand,   addAtCommand,    addWatchCommand,       addCallCommand,
+        addStatusCommand, addPowerCommand,    addBrightnessCommands, addColourCommand,
+        addCutoutCommand, addSubCommand,      addTouchCommand,       addPenCommand,
+        addLpwgCommand,   addFirmwareCommand, addAtCommand,          addWatchCommand,
+        addCallCommand,
 };
 
 int run(int argc, char** argv) {

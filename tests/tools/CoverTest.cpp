@@ -239,6 +239,9 @@ TEST_F(WaitingTest, EveryCommandThatWaitsForTheCoverShowsIt) {
                                                                    {"touch", "perf", "on"},
                                                                    {"touch", "results"},
                                                                    {"touch", "rawdata"},
+                                                                   {"firmware", "version"},
+                                                                   {"firmware", "check"},
+                                                                   {"firmware", "dload"},
                                                                    {"cutout"}}) {
         Terminal terminal;
         auto shown = startWithErrors(terminal.path(), words);
