@@ -23,6 +23,10 @@ Bytes of a text that are not UTF-8 become \udcXX, XX being the byte.
 Arguments: integers are decimal or 0x-hexadecimal, switches true or false, a
 callback null, a frame @FILE (32-bit little-endian words) or numbers with commas.
 
+"setLpwgCallback null" does not return when a callback is registered: the service's
+uevent worker stops the USB monitoring for good, the service waits for it for ever, and
+no later call is served until the service is restarted.
+
 Examples:
   bivistactl call getBV2Connect
   bivistactl call setPowerStatus true false
@@ -53,12 +57,12 @@ std::string describeMethods() {
     return text;
 }
 
-// In time to let a person interrupt it: every other method returns.
+// Before the call, since nothing can be said behind it: every other method returns.
 void warnOfTheLastCall() {
     complain(
-            "setLpwgCallback null does not return, stops the service's USB monitoring for good, "
-            "and "
-            "no later call is served. Only a restart of the service ends that.");
+            "setLpwgCallback null does not return when a callback is registered: the service's "
+            "uevent worker stops the USB monitoring for good, the service waits for it for ever, "
+            "and no later call is served. Only a restart of the service ends that.");
 }
 
 int run(const Method& method, const std::vector<std::string>& texts) {

@@ -43,7 +43,8 @@ Prints one JSON object for each event until ended with Ctrl-C:
   {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
   {"event":"sub","state":"ON","code":3}
 The service keeps one callback of each kind: a watch takes it from the client that
-had it. Ending a watch does not clear the callback.
+had it. Ending a watch does not clear the callback: to clear that for touch and pen
+events would stop the service ("bivistactl call --help").
 
 Examples:
   bivistactl watch lpwg
