@@ -26,12 +26,6 @@ void fail(const std::string& what) {
     _exit(1);
 }
 
-double now(clockid_t clock) {
-    timespec time = {};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
-}
-
 Device::Device(const cover::Options& cover) {
     if (const std::string error = phone::enterWorld(); !error.empty()) fail(error);
     __android_log_set_minimum_priority(ANDROID_LOG_SILENT);

@@ -1,9 +1,9 @@
 // The service's object with the emulated cover, both in this process, for benchmarks.
 #pragma once
 
-#include <ctime>
 #include <string>
 
+#include "bench/Clock.h"
 #include "emulator/phone/Phone.h"
 #include "kernel/Bivista.h"
 
@@ -13,9 +13,6 @@ using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 
 // Tells what went wrong, and ends the benchmark.
 [[noreturn]] void fail(const std::string& what);
-
-// Microseconds of a clock.
-double now(clockid_t clock = CLOCK_MONOTONIC);
 
 // Enters the world with the log silent, and puts a cover of this kind on, without its panel; the
 // cover has the second CPU. The attach is over but for its last command, behind which others wait.

@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
 # Measures the service against references in one run; prints a table and writes bench/results.json.
 # Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] runs only these benchmarks:
-# at, brightness, hidl, idle, sub.
+# at, brightness, hidl, idle, sub, uevent.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle sub)
+[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle sub uevent)
 for word in "${wanted[@]}"; do
     case $word in
-        at | brightness | hidl | idle | sub) ;;
-        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle, sub" ;;
+        at | brightness | hidl | idle | sub | uevent) ;;
+        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle, sub, uevent" ;;
     esac
 done
 
@@ -35,6 +35,7 @@ for word in "${wanted[@]}"; do
     case $word in
         idle) $bin/bench_idle "$service" $bin/bench_idle_reference ;;
         sub) $bin/bench_sub; $bin/bench_frames "$service" "$PWD/$bin/bench_bare_frames" ;;
+        uevent) $bin/bench_uevent "$service" ;;
         *) "$bin/bench_$word" ;;
     esac
 done | python3 bench/table.py bench/results.json

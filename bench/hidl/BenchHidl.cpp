@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "bench/Row.h"
+#include "bench/ServerProcess.h"
 #include "bench/hidl/Echo.h"
-#include "bench/hidl/ServerProcess.h"
 
 namespace {
 

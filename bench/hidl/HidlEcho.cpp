@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include "bench/ServerProcess.h"
 #include "bench/hidl/Echo.h"
-#include "bench/hidl/ServerProcess.h"
 #include "tests/host/hidl/FakeBivista.h"
 
 namespace bench {

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/ServerProcess.h"
 #include "bench/hidl/Echo.h"
-#include "bench/hidl/ServerProcess.h"
 
 namespace bench {
 

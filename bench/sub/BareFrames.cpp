@@ -1,22 +1,12 @@
-// Sends bare frames one behind the other. Usage: bench_bare_frames SECONDS
+// Sends bare frames one behind the other. Usage: bench_bare_frames MICROSECONDS
 #include <cstdlib>
-#include <ctime>
 
+#include "bench/Clock.h"
 #include "bench/sub/BareFrame.h"
-
-namespace {
-
-double now() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 2) return EXIT_FAILURE;
-    for (const double end = now() + strtod(argv[1], nullptr); now() < end;) {
+    for (const double end = bench::now() + strtod(argv[1], nullptr); bench::now() < end;) {
         if (!bench::bareFrame("/dev/hidraw0")) return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

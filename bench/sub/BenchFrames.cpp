@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <vendor/qmx/hardware/bivista/1.0/IBivista.h>
 
+#include "bench/Clock.h"
 #include "bench/Row.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/World.h"
@@ -19,23 +20,18 @@ namespace {
 
 using ::android::sp;
 using ::android::hardware::hidl_vec;
+using bench::now;
 using vendor::qmx::hardware::bivista::V1_0::IBivista;
 using vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr int kPairs = 15;
-constexpr double kWindow = 0.2;  // s, each half of a pair
+constexpr double kWindow = 0.2e6;  // us, each half of a pair
 constexpr size_t kWords = 16384;
 constexpr char kPace[] = "hid write late 125us";
 
 [[noreturn]] void fail(const std::string& what) {
     fprintf(stderr, "bench_frames: %s\n", what.c_str());
     exit(1);
-}
-
-double now() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 sp<IBivista> awaitService() {
@@ -54,7 +50,7 @@ double usPerFrame(const phone::Phone& phone, Work work) {
     const double time = now() - start;
     const uint64_t frames = phone.panelState().frames - before;
     if (frames == 0) fail("no frame reached the panel");
-    return time * 1e6 / static_cast<double>(frames);
+    return time / static_cast<double>(frames);
 }
 
 void draw(const sp<IBivista>& service, const hidl_vec<uint32_t>& frame) {
