@@ -81,7 +81,7 @@ class FirmwareEndToEndTest : public ProgramsTest {
 
     std::string check() const { return call({"checkFirmwareVersion"}).out; }
     std::string valueOf(const std::string& method) const {
-        const std::string out = call({method}).out;
+        std::string out = call({method}).out;
         const size_t at = out.find("\"value\":\"");
         if (at == std::string::npos) return out;
         const size_t begin = at + 9;
