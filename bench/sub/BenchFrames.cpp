@@ -1,6 +1,6 @@
 // Frames from a client through HIDL to the panel, against the same open, writes and close by hand,
 // both as fast as they can. The panel is the emulated one, at the real one's pace: a frame takes it
-// 0.5 ms and more. Prints a row (bench/Row.h).
+// 1 ms and more. Prints a row (bench/Row.h).
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -27,7 +27,7 @@ using vendor::qmx::hardware::bivista::V1_0::Status;
 constexpr int kPairs = 15;
 constexpr double kWindow = 0.2e6;  // us, each half of a pair
 constexpr size_t kWords = 16384;
-constexpr char kPace[] = "hid write late 125us";
+constexpr char kPace[] = "hid write late 250us";
 
 [[noreturn]] void fail(const std::string& what) {
     fprintf(stderr, "bench_frames: %s\n", what.c_str());

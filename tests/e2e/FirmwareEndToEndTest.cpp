@@ -131,6 +131,52 @@ TEST_F(FirmwareEndToEndTest, ACoverThatIsCurrentIsLeftAlone) {
     EXPECT_THAT(happened(), IsEmpty());
 }
 
+TEST_F(FirmwareEndToEndTest, APersonIsToldWhatCameOfACheck) {
+    startCover();
+    const auto friendlyCheck = [this] { return run({bin("bivistactl"), "firmware", "check"}); };
+
+    Outcome outcome = friendlyCheck();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("the phone has no image"));
+    EXPECT_EQ(valueOf("getFirmwareFile"), "");
+
+    ctl({"firmware", "put", "AB-1_20220101.dfu"});
+    outcome = friendlyCheck();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("the cover is current"));
+    EXPECT_EQ(valueOf("getFirmwareFile"), "AB-1_20220101.dfu");
+
+    ctl({"firmware", "clear"});
+    ctl({"firmware", "put", "AC-2_x.dfu"});
+    outcome = friendlyCheck();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("AC-2_x.dfu"));
+    EXPECT_THAT(outcome.err, HasSubstr("no upgrade was started"));
+    EXPECT_EQ(valueOf("getFirmwareFile"), "AC-2_x.dfu");
+
+    ctl({"fault", "node /system_ext/etc/dfu missing"});
+    outcome = friendlyCheck();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("no upgrade was started"));
+    EXPECT_EQ(valueOf("getFirmwareFile"), "AC-2_x.dfu");
+    EXPECT_EQ(count(log(), "DIR open fail"), 1u);
+    ctl({"fault", "--clear"});
+
+    ctl({"fault", "on AT%SWV error times 1"});
+    outcome = friendlyCheck();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("nothing was checked"));
+    EXPECT_THAT(happened(), IsEmpty());
+
+    ctl({"firmware", "put", "AB-2_x.dfu"});
+    outcome = friendlyCheck();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("AB-2_x.dfu"));
+    EXPECT_THAT(outcome.err, HasSubstr("either an upgrade to this image was started"));
+    awaitBack();
+    EXPECT_EQ(run({bin("bivistactl"), "firmware", "version"}).out, "AB-2_x\n");
+}
+
 TEST_F(FirmwareEndToEndTest, AnUpgradeCanBeAskedForWithoutACheck) {
     startCover();
     ctl({"firmware", "put", "AB-0_old.dfu"});
