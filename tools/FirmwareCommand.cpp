@@ -120,8 +120,10 @@ std::string hardwareLine(const std::string& version) {
 }
 
 // An upgrade is started to an image of the cover's own line alone, and that is the last one then.
+// An empty version is that of a cover which hung up, and may have told it by the time of the check.
 bool mayHaveStarted(const std::string& version, const std::string& image) {
-    return !image.empty() && hardwareLine(image) == hardwareLine(version);
+    if (image.empty()) return false;
+    return version.empty() || hardwareLine(image) == hardwareLine(version);
 }
 
 int reportCheck(Status checked, const std::string& version, const std::string& image) {

@@ -139,6 +139,14 @@ TEST_F(LpwgCallbackTest, ThatIsClearedStopsTheUsbSideAndKeepsItsClientWaiting) {
     log.waitFor(ANDROID_LOG_DEBUG, "destroy set", at);
     EXPECT_TRUE(log.contains("usbNotifyThread: exiting"));
     EXPECT_TRUE(log.contains("usbThread: exiting"));
+    // Whoever comes after waits too.
+    static std::atomic<bool> nextReturned = false;
+    const sp<LpwgClient1_1> next = new LpwgClient1_1;
+    std::thread([service = service, next] {
+        (void)service->setLpwgCallback(next).isOk();
+        nextReturned = true;
+    }).detach();
+    log.waitFor("Registering 1.1 callback", at);
 
     // The worker listens on, and has nobody to tell.
     const size_t cleared = log.size();
@@ -153,13 +161,35 @@ TEST_F(LpwgCallbackTest, ThatIsClearedStopsTheUsbSideAndKeepsItsClientWaiting) {
     EXPECT_FALSE(log.contains("status = 1"));
     EXPECT_FALSE(log.contains("exiting worker thread"));
     EXPECT_FALSE(log.contains("pthread destroyed"));
+    EXPECT_THAT(next->calls(), IsEmpty());
     EXPECT_FALSE(returned);
+    EXPECT_FALSE(nextReturned);
+}
+
+// The handler would stop the USB side in the middle of whatever the worker does.
+TEST_F(LpwgCallbackTest, IsCalledWithTheStopSignalBlocked) {
+    class Client : public LpwgClient1_1 {
+      public:
+        Return<void> onLpwgEvent_1_1(LpwgEventStatus status, int32_t result) override {
+            sigset_t signals;
+            pthread_sigmask(SIG_SETMASK, nullptr, &signals);
+            isBlocked = sigismember(&signals, SIGUSR1) == 1;
+            return LpwgClient1_1::onLpwgEvent_1_1(status, result);
+        }
+        std::atomic<bool> isBlocked = false;
+    };
+    const sp<Client> client = new Client;
+    registerClient(client);
+    raiseEvent("WAKEUP");
+    handled();
+    EXPECT_THAT(client->calls(), ElementsAre(LpwgCall{1, 0, 0}));
+    EXPECT_TRUE(client->isBlocked);
 }
 
 // Every event reaches the client of its moment.
 TEST_F(LpwgCallbackTest, IsReplacedWhileEventsArrive) {
-    registerClient(new LpwgClient1_1);
-    std::vector<sp<LpwgClient1_1>> clients;
+    std::vector<sp<LpwgClient1_1>> clients = {new LpwgClient1_1};
+    registerClient(clients.back());
     std::thread changing([&] {
         for (int i = 0; i < 500; ++i) {
             clients.push_back(new LpwgClient1_1);
@@ -181,7 +211,7 @@ TEST_F(LpwgCallbackTest, IsReplacedWhileEventsArrive) {
     // None was lost, and none came twice.
     size_t calls = 0;
     for (const sp<LpwgClient1_1>& client : clients) calls += client->calls().size();
-    EXPECT_LE(calls, static_cast<size_t>(kRounds * kEvents + 1));
+    EXPECT_EQ(calls, static_cast<size_t>(kRounds * kEvents + 1));
 }
 
 }  // namespace

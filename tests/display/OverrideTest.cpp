@@ -25,6 +25,17 @@ struct OwnMethods : OwnSetAesMode {
     }
 };
 
+struct OwnUpgrades : Bivista {
+    Return<Status> doFirmwareUpgrade() override {
+        LOG_INFO("own doFirmwareUpgrade");
+        return Status::OK;
+    }
+    Return<Status> cancelFirmwareUpgrade() override {
+        LOG_INFO("own cancelFirmwareUpgrade");
+        return Status::OK;
+    }
+};
+
 class OverrideTest : public WorkerTest {
   protected:
     void serve(const sp<Bivista>& own) {
@@ -66,6 +77,16 @@ TEST_F(OverrideTest, AnAttachCallsTheOverriddenMethod) {
     serve(new OwnMethods);
     attach();
     EXPECT_THAT(said(), ElementsAre("own bv_update_state", "status = 0"));
+}
+
+TEST_F(OverrideTest, ACheckOfTheFirmwareAndADetachCallTheOverriddenMethods) {
+    serve(new OwnUpgrades);
+    attach();
+    phone.setNode(std::string(phone::kFirmwareFolder) + "/BV330-V9_x.dfu", "image");
+    EXPECT_EQ(service->checkFirmwareVersion(), Status::FAIL);
+    detach();
+    EXPECT_THAT(said(),
+                ElementsAre("status = 0", "own doFirmwareUpgrade", "own cancelFirmwareUpgrade"));
 }
 
 }  // namespace

@@ -143,12 +143,6 @@ TEST_P(TouchFrameTest, FailsWithoutACover) {
     EXPECT_THAT(frameLines(), IsEmpty());
 }
 
-// The transport stores the pieces of a long line back to back.
-TEST_P(TouchFrameTest, OfALineThatIsTooLongEndsTheProcess) {
-    answer("\\r\\n" + std::string(1025, 'x') + "\\r\\nOK\\r\\n");
-    EXPECT_EXIT(call(), KilledBySignal(SIGABRT), "");
-}
-
 INSTANTIATE_TEST_SUITE_P(
         Methods, TouchFrameTest,
         testing::Values(Frame{"DoRawdata",

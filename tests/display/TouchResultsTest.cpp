@@ -141,6 +141,13 @@ TEST_F(TouchResultsTest, FailWhenTheFileCannotBeWritten) {
     EXPECT_EQ(results(), "before\n");
 }
 
+TEST_F(TouchResultsTest, FailWhenTheFileCannotBeMade) {
+    phone.setFault(std::string("node ") + kPath + " unwritable");
+    EXPECT_EQ(fetch(), Status::FAIL);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, std::string("Cannot open path: ") + kPath));
+    EXPECT_FALSE(fs::exists(kPath));
+}
+
 // Meant: what the file does not take is lost without a word.
 TEST_F(TouchResultsTest, DoNotFailWhenTheDiskIsFull) {
     phone.setFault(std::string("node ") + kPath + " eio");

@@ -241,6 +241,55 @@ TEST_F(EventsEndToEndTest, ABurstOfAllKindsLosesNothing) {
     EXPECT_EQ(done, expected);
 }
 
+// All that comes of events, in one order.
+TEST_F(EventsEndToEndTest, TheJournalHoldsCallbacksTooInTheirPlaces) {
+    startPhoneAndClient();
+    ctl({"listen"});
+    ctl({"pen", "BV_PEN_WAKEUP", "SWITCH_AES_TO_1", "BV_PEN_WAKEUP_BTN", "SWITCH_AES_BOTH",
+         "BV_PEN_DETECTION", "BV_UPDATE_STATE"});
+    ctl({"gesture", "WAKEUP"});
+    raise("SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=other\\x00");
+    awaitHandled();
+    std::vector<std::string> done = told();
+    std::erase(done, "uevent");
+    EXPECT_THAT(done, ElementsAre("IBivistaLpwgCallback.onLpwgEvent_1_1(1,0)=",
+                                  "AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0",
+                                  "IBivistaLpwgCallback.onLpwgEvent_1_1(2,0)=",
+                                  "ILpwg.setAesModeToLpwg(0)=0", "AT%TCHNOTIFY=SWTICH_AES,2\\r",
+                                  "aes_mode=2", "IBivistaLpwgCallback.onLpwgEvent_1_1(3,0)=",
+                                  "AT%TCHUPDATE=UPDATE_STATE,0,0,0\\r",
+                                  "IBivistaLpwgCallback.onLpwgEvent_1_1(0,0)=",
+                                  "IBivistaLpwgCallback.onLpwgEvent_1_1(-1,-1)="));
+    EXPECT_EQ(client->out(), "") << "it was replaced";
+}
+
+TEST_F(EventsEndToEndTest, TheJournalTellsAnOlderClientsMethod) {
+    startPhoneAndClient();
+    ctl({"listen", "--v1_0"});
+    ctl({"gesture", "WAKEUP"});
+    awaitHandled();
+    EXPECT_THAT(told(), ElementsAre("uevent", "IBivistaLpwgCallback.onLpwgEvent(0,0)="));
+}
+
+// Meant: clearing the callback stops the USB side and never returns, and the one thread that serves
+// calls waits with it. Events are still received, and are nobody's.
+TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
+    startPhoneAndClient();
+    Program clearing({bin("bivistactl"), "call", "setLpwgCallback", "null"}, folder);
+    awaitLog("destroy set");
+    EXPECT_THAT(clearing.err(), HasSubstr("setLpwgCallback"));
+    Program next({bin("bivistactl"), "call", "getBV2Connect"}, folder);
+    ctl({"gesture", "WAKEUP"});
+    raise("SUBSYSTEM=QMX_BV2 last\\x00");
+    awaitLog("uevent received SUBSYSTEM=QMX_BV2 last");
+    EXPECT_TRUE(clearing.isRunning());
+    EXPECT_TRUE(next.isRunning());
+    EXPECT_EQ(client->out(), "");
+    ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
+    EXPECT_EQ(clearing.wait().status, 3);
+    EXPECT_EQ(next.wait().status, 3);
+}
+
 TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
     startPhoneAndClient();
     const auto next = startClient();

@@ -162,10 +162,14 @@ TEST_F(FirmwareEndToEndTest, APersonIsToldWhatCameOfACheck) {
     EXPECT_EQ(count(log(), "DIR open fail"), 1u);
     ctl({"fault", "--clear"});
 
-    ctl({"fault", "on AT%SWV error times 1"});
+    ctl({"fault", "on AT%SWV error"});
     outcome = friendlyCheck();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("nothing was checked"));
+    EXPECT_THAT(check(), HasSubstr(kStarted)) << "reported the same";
+    EXPECT_THAT(log(), HasSubstr("checkFirmwareVersion: AT command failed"));
+    EXPECT_EQ(valueOf("getFirmwareFile"), "AC-2_x.dfu");
+    ctl({"fault", "--clear"});
     EXPECT_THAT(happened(), IsEmpty());
 
     ctl({"firmware", "put", "AB-2_x.dfu"});
@@ -173,6 +177,7 @@ TEST_F(FirmwareEndToEndTest, APersonIsToldWhatCameOfACheck) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, HasSubstr("AB-2_x.dfu"));
     EXPECT_THAT(outcome.err, HasSubstr("either an upgrade to this image was started"));
+    EXPECT_EQ(valueOf("getFirmwareFile"), "AB-2_x.dfu");
     awaitBack();
     EXPECT_EQ(run({bin("bivistactl"), "firmware", "version"}).out, "AB-2_x\n");
 }

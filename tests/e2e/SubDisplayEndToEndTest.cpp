@@ -21,6 +21,21 @@ class SubDisplayEndToEndTest : public ProgramsTest {
         startPhone();
         awaitState("ON");
     }
+    // Another panel, which says this of itself.
+    void changePanel(const std::vector<std::string>& options) {
+        ctl({"detach"});
+        awaitState("UNINITIALIZED");
+        std::vector<std::string> command = {"subdisplay"};
+        command.insert(command.end(), options.begin(), options.end());
+        ctl(command);
+        ctl({"attach"});
+    }
+    // Draws the test pattern, which the panel shows in the end.
+    void expectPatternShown() const {
+        expectDone({"test-pattern"});
+        const picture::Picture expected = pattern(snapshot().size);
+        await([&] { return snapshot() == expected; });
+    }
 
     Outcome sub(std::vector<std::string> words) const {
         words.insert(words.begin(), {bin("bivistactl"), "sub"});
@@ -82,9 +97,7 @@ TEST_F(SubDisplayEndToEndTest, GoesOffAndOn) {
     EXPECT_THAT(log(), HasSubstr("Sub Panel is not ready state(2). Could not request to draw."));
     expectDone({"on"});
     awaitState("ON");
-    expectDone({"test-pattern"});
-    const picture::Picture expected = pattern(snapshot().size);
-    await([&] { return snapshot() == expected; });
+    expectPatternShown();
 }
 
 TEST_F(SubDisplayEndToEndTest, GoesWithTheCover) {
@@ -94,7 +107,89 @@ TEST_F(SubDisplayEndToEndTest, GoesWithTheCover) {
     EXPECT_EQ(sub({"test-pattern"}).status, 1);
     ctl({"attach"});
     awaitState("ON");
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, ShowsPicturesOfThePanelsProportions) {
+    startPanel();
+    changePanel({"--width", "96", "--height", "40"});
+    awaitState("ON");
+    EXPECT_EQ(snapshot().size, (picture::Size{96, 40}));
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, AFrameThatThePanelDoesNotTakeIsTriedAgain) {
+    startPanel();
+    ctl({"fault", "hid write error EIO after 1 times 2"});
+    expectPatternShown();
+    EXPECT_EQ(count(log(), "HID-DISPLAY: write Palette done"), 1u);
+}
+
+TEST_F(SubDisplayEndToEndTest, AFrameThatThePanelTakesInPiecesIsResumed) {
+    startPanel();
+    ctl({"fault", "hid write short 1000 times 3"});
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, ASlowPanelShowsAFrameInTheEnd) {
+    startPanel();
+    ctl({"fault", "hid write late 50ms"});
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, APanelThatRefusesKeepsItsState) {
+    startPanel();
+    ctl({"fault", "hid config error EPIPE times 1"});
+    EXPECT_EQ(sub({"off"}).status, 1);
+    awaitState("ON");
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, APanelThatDoesNotSayItsSizeIsNotDrawnOn) {
+    startPanel();
+    ctl({"fault", "hid info error EPIPE times 1"});
+    changePanel({"--width", "128"});
+    awaitCover();
+    EXPECT_EQ(sub({"test-pattern"}).status, 1);
+    // The next one says it, but is not looked at before this one goes.
+    ctl({"reattach"});
+    awaitState("ON");
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, SizesThatCannotBeHarmNothing) {
+    startPanel();
+    const std::string frame = folder + "/frame";
+    for (const char* size : {"0", "3", "255", "65535"}) {
+        changePanel({"--width", size, "--height", size});
+        awaitState("ON");
+        for (const size_t words : {0, 1, 9, 65025, 65536}) {
+            std::ofstream(frame, std::ios::binary) << std::string(4 * words, '\xa5');
+            call({"drawSubDisplay", "@" + frame});
+        }
+        EXPECT_NE(sub({"test-pattern"}).status, 3) << size;
+        EXPECT_EQ(call({"getBV2Connect"}).status, 0) << size;
+    }
+    changePanel({"--width", "128", "--height", "128"});
+    awaitState("ON");
+    expectPatternShown();
+}
+
+TEST_F(SubDisplayEndToEndTest, GoesInTheMiddleOfAFrameAndTellsItsClient) {
+    startPanel();
+    Program watch({bin("bivistactl"), "watch", "sub"}, folder);
+    await([&] { return watch.err().find("watching") != std::string::npos; });
+    ctl({"fault", "hid write unplug after 1 times 1"});
     expectDone({"test-pattern"});
+    awaitState("UNINITIALIZED");
+    ctl({"attach"});
+    awaitState("ON");
+    expectPatternShown();
+    await([&] { return count(watch.out(), R"("ON")") == 1; });
+    EXPECT_EQ(watch.out(),
+              "{\"event\":\"sub\",\"state\":\"UNINITIALIZED\",\"code\":0}\n"
+              "{\"event\":\"sub\",\"state\":\"INITIALIZED\",\"code\":1}\n"
+              "{\"event\":\"sub\",\"state\":\"ON\",\"code\":3}\n");
 }
 
 }  // namespace

@@ -46,12 +46,24 @@ TEST_F(TouchEndToEndTest, FramesGoToTheLogLineByLine) {
     EXPECT_EQ(count(log(), "DoDelta: "), 24u);
 }
 
-// Meant: such a line has no room in the service, which ends rather than go on.
+// Meant: such a line has no room in the service, which ends rather than go on. The transport stores
+// the pieces of a long line back to back.
 TEST_F(TouchEndToEndTest, AFrameWithALineOfMoreThan1024CharactersEndsTheService) {
+    for (const char* method : {"DoRawdata", "DoDelta"}) {
+        startPhone();
+        ctl({"cover", "--touch-columns", "205", "--touch-rows", "2"});
+        EXPECT_EQ(call({method}).status, 3);
+        EXPECT_EQ(phone->wait().status, 128 + SIGABRT);
+    }
+}
+
+TEST_F(TouchEndToEndTest, ResultsWithoutTheirFolderAreToldToAPerson) {
     startPhone();
-    ctl({"cover", "--touch-columns", "205", "--touch-rows", "2"});
-    EXPECT_EQ(call({"DoRawdata"}).status, 3);
-    EXPECT_EQ(phone->wait().status, 128 + SIGABRT);
+    ctl({"fault", std::string("node ") + kResults + " missing"});
+    const Outcome outcome = run({bin("bivistactl"), "touch", "results"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("FAIL"));
+    EXPECT_THAT(log(), HasSubstr(std::string("Cannot open path: ") + kResults));
 }
 
 TEST_F(TouchEndToEndTest, AnUpgradeHoldsTheCallUntilItIsDone) {

@@ -254,8 +254,16 @@ TEST_F(FirmwareVersionTest, TakesTheLongestNamesThatAFolderHolds) {
     EXPECT_EQ(file(), name);
 }
 
+TEST_F(FirmwareVersionTest, ANameThatIsAllExtensionIsOfAnotherLine) {
+    fs::create_directory(fs::path(phone::kFirmwareFolder) / ".dfu");
+    EXPECT_EQ(check(), Status::FAIL);
+    EXPECT_FALSE(upgrades());
+    EXPECT_EQ(file(), ".dfu");
+}
+
 TEST_F(FirmwareVersionTest, FindsOneImageAmongTenThousandFiles) {
-    for (int i = 0; i < 10000; ++i) addImage("note" + std::to_string(i) + ".txt");
+    for (int i = 0; i < 5000; ++i) addImage("note" + std::to_string(i) + ".txt");
+    for (int i = 0; i < 5000; ++i) addImage("AC-" + std::to_string(i) + "_x.dfu");
     addImage("AB-2_x.dfu");
     EXPECT_EQ(check(), Status::FAIL);
     EXPECT_TRUE(upgrades());

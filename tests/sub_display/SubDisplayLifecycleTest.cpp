@@ -1,6 +1,11 @@
 // The sub display's panel found and lost, and what clients are told of it.
+#include <atomic>
+#include <fstream>
 #include <future>
+#include <iterator>
 #include <thread>
+
+#include <unistd.h>
 
 #include "tests/sub_display/PowerSpy.h"
 #include "tests/sub_display/SubDisplayTest.h"
@@ -61,6 +66,18 @@ TEST_F(SubDisplayLifecycleTest, APanelIsSwitchedOnAtOnce) {
     at = log.waitFor(ANDROID_LOG_INFO, "initSubDisplay -- ", at);
     at = log.waitFor(ANDROID_LOG_INFO, "setSubDisplayPowerState ++, enable : 1", at);
     log.waitFor(ANDROID_LOG_INFO, "setSubDisplayPowerState --", at);
+}
+
+TEST_F(SubDisplayLifecycleTest, TheNextPanelIsSwitchedOnAsTheFirst) {
+    start();
+    attachPanel();
+    detachPanel();
+    const size_t from = log.size();
+    attachPanel();
+    EXPECT_EQ(state(), SubScreenState::ON);
+    const size_t at = log.waitFor(ANDROID_LOG_INFO, "initSubDisplay ++ ", from);
+    log.waitFor(ANDROID_LOG_INFO, "initSubDisplay : sub_display_destroyThread = 0", at);
+    EXPECT_FALSE(log.contains("initSubDisplay : sub_display_destroyThread = 1"));
 }
 
 TEST_F(SubDisplayLifecycleTest, TheClientIsToldEveryState) {
@@ -249,6 +266,14 @@ TEST_F(SubDisplayLifecycleTest, CarriesOnWithACallbackThatDied) {
     EXPECT_EQ(state(), SubScreenState::ON);
 }
 
+// Whether this thread of the process waits for something.
+bool isAsleep(pid_t thread) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    const std::string text(std::istreambuf_iterator<char>(stat), {});
+    const size_t name = text.rfind(')');
+    return name != std::string::npos && text.compare(name, 3, ") S") == 0;
+}
+
 // Whoever asks while a client is being told hears the new state, once the client has heard it.
 TEST_F(SubDisplayLifecycleTest, AStateIsNotReadWhileTheClientIsBeingTold) {
     start();
@@ -271,14 +296,19 @@ TEST_F(SubDisplayLifecycleTest, AStateIsNotReadWhileTheClientIsBeingTold) {
     service->setSubDisplayCallback(slow);
     plugPanel();
     slow->called.get_future().wait();
-    bool told = false;
+    std::atomic<pid_t> reading = 0;
+    std::atomic<bool> hasRead = false;
     std::thread reader([&] {
+        reading = gettid();
         EXPECT_NE(state(), SubScreenState::UNINITIALIZED);
-        told = !slow->states().empty();
+        hasRead = true;
     });
+    while (reading == 0 || (!hasRead && !isAsleep(reading))) usleep(1000);
+    EXPECT_FALSE(hasRead);
+    EXPECT_TRUE(slow->states().empty());
     slow->answer();
     reader.join();
-    EXPECT_TRUE(told);
+    EXPECT_FALSE(slow->states().empty());
     log.waitFor("setSubDisplayPowerState --");
 }
 

@@ -48,9 +48,14 @@ class SubDisplayStressTest : public SubDisplayTest {
     // Draws frame after frame, numbered from 1, until stop().
     void startDrawing() {
         mDrawer = std::thread([this] {
+            hidl_vec<uint32_t> frame = makeFrame(0);
             while (!mStop) {
                 const uint32_t number = mDrawn + 1;
-                const hidl_vec<uint32_t> frame = makeFrame(number);
+                // The same words over and over, put there faster than they are sent.
+                const hidl_vec<uint32_t> words = makeFrame(number, sizeof(number));
+                for (size_t i = 0; i < frame.size(); i += words.size()) {
+                    memcpy(&frame[i], words.data(), words.size() * sizeof(uint32_t));
+                }
                 // Counted before: it may arrive before the call returns.
                 mDrawn = number;
                 (void)service->drawSubDisplay(frame).isOk();

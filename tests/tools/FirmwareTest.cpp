@@ -164,6 +164,13 @@ TEST_F(FirmwareCheckTest, AnImageOfAnotherLineMeansFailed) {
     }
 }
 
+TEST_F(FirmwareCheckTest, ACoverThatHungUpMeansStartedOrFailed) {
+    givenFail("", "LINE-3_b.dfu");
+    Result result = check();
+    EXPECT_EQ(1, result.code);
+    EXPECT_THAT(result.errors, HasSubstr(kStartedOrFailed));
+}
+
 TEST_F(FirmwareCheckTest, WithoutAnyImageItMeansFailed) {
     givenFail("LINE-2_a", "");
     Result result = check();

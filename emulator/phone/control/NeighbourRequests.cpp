@@ -1,13 +1,16 @@
-// The services of other vendors: what they answer, and whether they are there.
+// The services of other vendors: what they answer, and whether they are there. The client of the
+// cover's service.
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "emulator/phone/control/Routes.h"
 
 namespace control {
 
 using neighbours::Accessory;
+using neighbours::Framework;
 using neighbours::Lpwg;
 using phone::Phone;
 
@@ -37,6 +40,17 @@ Json setLpwg(Lpwg& lpwg, const httplib::Request& request) {
     return Json::object();
 }
 
+Json listen(Framework& framework, const httplib::Request& request) {
+    Members members(request.body);
+    const std::string version = members.take<std::string>("version").value_or("1.1");
+    members.refuseOthers();
+    if (version != "1.0" && version != "1.1") {
+        throw BadRequest("\"version\" must be \"1.0\" or \"1.1\"");
+    }
+    framework.listen(version == "1.0" ? Framework::Version::V1_0 : Framework::Version::V1_1);
+    return Json::object();
+}
+
 // The requests of one neighbour: PUT makes it present, DELETE absent.
 template <typename Neighbour>
 void addNeighbour(httplib::Server& server, Phone& phone, const char* path, Neighbour& neighbour,
@@ -56,6 +70,10 @@ void addNeighbourRequests(httplib::Server& server, Phone& phone,
                           neighbours::Neighbours& neighbours) {
     addNeighbour(server, phone, "/v1/accessory", neighbours.accessory, setAccessory);
     addNeighbour(server, phone, "/v1/lpwg", neighbours.lpwg, setLpwg);
+    server.Put("/v1/listen",
+               makeHandler(phone, [&neighbours](Phone&, const httplib::Request& request) {
+                   return listen(neighbours.framework, request);
+               }));
 }
 
 }  // namespace control

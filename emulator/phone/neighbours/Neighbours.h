@@ -1,24 +1,25 @@
-// All services of other vendors that stand beside the cover's on the phone.
+// Who stands beside the cover's service on the phone: services of other vendors, and its client.
 #pragma once
 
 #include <optional>
 
 #include "emulator/phone/neighbours/Accessory.h"
+#include "emulator/phone/neighbours/Framework.h"
 #include "emulator/phone/neighbours/Lpwg.h"
 
 namespace neighbours {
 
 struct Neighbours {
-    // All of them absent.
-    explicit Neighbours(phone::Phone& phone) : accessory(phone), lpwg(phone) {}
+    // All services absent.
+    explicit Neighbours(phone::Phone& phone) : accessory(phone), lpwg(phone), framework(phone) {}
 
-    // All of them present. Throws phone::Error when one cannot be registered.
+    // All services present. Throws phone::Error when one cannot be registered.
     void serve() {
         accessory.serve();
         lpwg.serve();
     }
 
-    // All of them present, and answering as at the start.
+    // All services present, and answering as at the start.
     void reset() {
         accessory.setState(std::nullopt);
         lpwg.setResult(0);
@@ -27,6 +28,7 @@ struct Neighbours {
 
     Accessory accessory;
     Lpwg lpwg;
+    Framework framework;
 };
 
 }  // namespace neighbours

@@ -1,4 +1,4 @@
-// ctl: the services of other vendors.
+// ctl: the services of other vendors, and the client of the cover's service.
 
 #include <cstdint>
 
@@ -74,11 +74,24 @@ void addLpwg(CLI::App& ctl, int* status) {
     });
 }
 
+void addListen(CLI::App& ctl, int* status) {
+    const auto older = std::make_shared<bool>(false);
+    CLI::App* command = ctl.add_subcommand(
+            "listen", "Have the phone's framework hear of touch and pen events, for the journal");
+    command->add_flag("--v1_0", *older, "With a callback that implements version 1.0 only");
+    command->callback([=] {
+        Session session;
+        session.put("/v1/listen", {{"version", *older ? "1.0" : "1.1"}});
+        *status = session.status();
+    });
+}
+
 }  // namespace
 
 void addNeighbours(CLI::App& ctl, int* status) {
     addAccessory(ctl, status);
     addLpwg(ctl, status);
+    addListen(ctl, status);
 }
 
 }  // namespace emulator
