@@ -13,6 +13,7 @@ Installs what is missing (Debian packages), then runs, in this order:
   g++       the device folders built by g++ too
   phone     what a phone's build takes; the device folders for its processor
   release   every test, optimised as on the phone
+  package   the Debian package: what is in it, its unit, its udev rule
   mutation  seeded defects of the service, each of which the conformance suite must find
   tour      ./run.sh --tour
   asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
@@ -27,7 +28,7 @@ Installs what is missing (Debian packages), then runs, in this order:
 HELP
 }
 
-steps=(style g++ phone release mutation tour asan tsan)
+steps=(style g++ phone release package mutation tour asan tsan)
 tsan_target=(threads_tests)
 tsan_label=(-L threads)
 arm64_libraries=()
@@ -61,6 +62,7 @@ run_step() {
         g++) scripts/check-gcc.sh ;;
         phone) scripts/check-phone.sh ;;
         release) build_preset release; run_ctest release ;;
+        package) scripts/check-package.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
         tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;

@@ -64,3 +64,15 @@ build_preset() {
         fail "the build failed (whole output: $log)"
     }
 }
+
+# build_package: makes the Debian package of what is built; its path is in $package.
+build_package() {
+    local log=build/package.log
+    build_preset release bivista-service bivistactl bivista-emulator bivista-vts
+    rm -f build/release/package/*.deb
+    (cd build/release && cpack -G DEB) >"$log" 2>&1 || {
+        cat "$log" >&2
+        fail "no package was made (whole output: $log)"
+    }
+    package=$(ls build/release/package/*.deb)
+}

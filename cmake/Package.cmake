@@ -1,0 +1,71 @@
+# What is installed on a Linux machine, and the Debian package of it:
+#     cmake --build --preset release --target package
+
+include(GNUInstallDirs)
+set(packaging ${CMAKE_SOURCE_DIR}/package)
+set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/bivista)
+
+set(programs bivistactl bivista-emulator)
+if(TARGET bivista-vts)
+    list(APPEND programs bivista-vts)
+endif()
+install(TARGETS ${programs})
+install(TARGETS bivista-service DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/bivista)
+# Where the loader looks for Android's libraries is the same here and there.
+set_target_properties(${programs} bivista-service PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+
+get_target_property(service_name bivista-service OUTPUT_NAME)
+set(BIVISTA_SERVICE ${CMAKE_INSTALL_FULL_LIBEXECDIR}/bivista/${service_name})
+configure_file(${packaging}/bivista.service.in ${CMAKE_BINARY_DIR}/package/bivista.service @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/package/bivista.service DESTINATION lib/systemd/system)
+install(FILES ${packaging}/60-bivista.rules DESTINATION lib/udev/rules.d)
+install(FILES ${packaging}/host.prop DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/bivista)
+
+# Side by side as here, so that the links between them lead somewhere.
+install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
+    DESTINATION ${doc_folder})
+
+# install_found(PATTERN DESTINATION ...): installs what is there, which may be nothing.
+function(install_found pattern)
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${pattern})
+    if(found)
+        install(FILES ${found} ${ARGN})
+    endif()
+endfunction()
+install_found(docs/*.md DESTINATION ${doc_folder}/docs)
+install_found(tools/man/*.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install_found(tools/completion/bivistactl.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME bivistactl)
+install_found(tools/completion/_bivistactl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+
+# dpkg-shlibdeps and strip are those of this machine.
+if(CMAKE_CROSSCOMPILING)
+    return()
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME bivista)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "service of the Bivista cover, with its client and an emulator")
+set(CPACK_PACKAGE_DESCRIPTION
+"Bivista is a detachable cover with a screen, a small second panel and a pen.
+The service drives one that is plugged in over USB; bivistactl is its client
+on the command line. bivista-emulator runs the service on an emulated phone
+with an emulated cover, and bivista-vts checks any service of the interface.")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/package)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Bivista maintainers <bivista@localhost>")
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The letters of texts on the sub display.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS fonts-dejavu-core)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${packaging}/conffiles ${packaging}/postinst
+    ${packaging}/prerm ${packaging}/postrm)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+include(CPack)
