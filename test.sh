@@ -6,7 +6,7 @@ source scripts/common.sh
 
 usage() {
     cat <<'HELP'
-usage: ./test.sh [--tsan] [--arm64 [--yes]] [--only WORD] [--no-install]
+usage: ./test.sh [--tsan] [--arm64 [--yes]] [--package] [--only WORD] [--no-install]
 
 Installs what is missing (Debian packages), then runs, in this order:
   style     layout of the sources, static checks, and our own linters
@@ -23,6 +23,8 @@ Installs what is missing (Debian packages), then runs, in this order:
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
                 own and starts no programs; and nothing else. Asks before it downloads libraries
   --yes         download them without asking
+  --package     install the Debian package in a bare Debian below build/, run the service and call it
+                there, remove it; and nothing else. Needs root (or sudo), and downloads that Debian once
   --only WORD   run one of the steps above, and nothing else
   --no-install  install nothing; fail where something is missing
 HELP
@@ -38,6 +40,7 @@ while [ $# -gt 0 ]; do
         --help | -h) usage; exit 0 ;;
         --tsan) steps=(tsan); tsan_target=(); tsan_label=() ;;
         --arm64) steps=(arm64) ;;
+        --package) steps=(clean-root) ;;
         --yes) arm64_libraries=(--yes) ;;
         --only)
             [ $# -ge 2 ] || fail "--only needs one of: ${steps[*]}"
@@ -52,6 +55,7 @@ done
 # The benchmarks are built and checked like everything else.
 kinds=(build test bench)
 [ "${steps[*]}" != arm64 ] || kinds+=(arm64-tools)
+[ "${steps[*]}" != clean-root ] || kinds+=(clean-root)
 [ $install = no ] || install_packages "${kinds[@]}"
 require_tools
 require_world
@@ -63,6 +67,7 @@ run_step() {
         phone) scripts/check-phone.sh ;;
         release) build_preset release; run_ctest release ;;
         package) scripts/check-package.sh ;;
+        clean-root) scripts/check-clean-root.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
         tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
         asan) build_preset asan; run_ctest asan ;;
