@@ -25,19 +25,14 @@ install(FILES ${packaging}/host.prop DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR
 install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
     DESTINATION ${doc_folder})
 
-# install_found(PATTERN DESTINATION ...): installs what is there, which may be nothing.
-function(install_found pattern)
-    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${pattern})
-    if(found)
-        install(FILES ${found} ${ARGN})
-    endif()
-endfunction()
-install_found(docs/*.md DESTINATION ${doc_folder}/docs)
-install_found(tools/man/*.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install_found(tools/completion/bivistactl.bash
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME bivistactl)
-install_found(tools/completion/_bivistactl
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md)
+install(FILES ${documents} DESTINATION ${doc_folder}/docs)
+
+# What there must be before the package is made: the programs, and their manual pages where these are.
+add_custom_target(packaged DEPENDS ${programs} bivista-service)
+if(TARGET pages)
+    add_dependencies(packaged pages)
+endif()
 
 # dpkg-shlibdeps and strip are those of this machine.
 if(CMAKE_CROSSCOMPILING)

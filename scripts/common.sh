@@ -68,7 +68,7 @@ build_preset() {
 # build_package: makes the Debian package of what is built; its path is in $package.
 build_package() {
     local log=build/package.log
-    build_preset release bivista-service bivistactl bivista-emulator bivista-vts
+    build_preset release packaged
     rm -f build/release/package/*.deb
     (cd build/release && cpack -G DEB) >"$log" 2>&1 || {
         cat "$log" >&2

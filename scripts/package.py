@@ -27,7 +27,8 @@ REQUIRED = PROGRAMS + (
 )
 PLACES = ("/etc/bivista/", "/usr/bin/", "/usr/lib/systemd/system/", "/usr/lib/udev/rules.d/",
           "/usr/libexec/bivista/", "/usr/share/bash-completion/completions/",
-          "/usr/share/doc/bivista/", "/usr/share/man/man1/", "/usr/share/zsh/vendor-completions/")
+          "/usr/share/doc/bivista/", "/usr/share/man/man1/", "/usr/share/man/man8/",
+          "/usr/share/zsh/vendor-completions/")
 DEPENDS = ("android-libcutils", "android-liblog", "android-libutils", "libc6", "libstdc++6")
 ENTRY = re.compile(r"(\S{10}) (\S+) +\d+ \S+ \S+ \.(/.*)$")
 RUNPATH = re.compile(r"\((?:RUNPATH|RPATH)\).*\[(.*)\]")
