@@ -12,4 +12,6 @@ if [ "$(id -u)" = 0 ]; then as_root=(); else
     say "Root is needed to make a bare Debian: using sudo"
     as_root=(sudo)
 fi
+# The folder stays the user's, who can then delete what root leaves there.
+mkdir -p build/clean-root
 "${as_root[@]}" scripts/clean-root.sh build/clean-root "$package"
