@@ -24,6 +24,7 @@ void addLpwgCommand(CLI::App& program, Action& chosen);
 void addAtCommand(CLI::App& program, Action& chosen);
 void addWatchCommand(CLI::App& program, Action& chosen);
 void addStatusCommand(CLI::App& program, Action& chosen);
+void addDoctorCommand(CLI::App& program, Action& chosen);
 void addPowerCommand(CLI::App& program, Action& chosen);
 void addBrightnessCommands(CLI::App& program, Action& chosen);
 void addColourCommand(CLI::App& program, Action& chosen);

@@ -8,14 +8,15 @@ namespace bivistactl {
 namespace {
 
 constexpr const char* kHelp = R"(
-Exit status: 0 done; 1 the service answered FAIL; 2 wrong usage; 3 no service, or it
-died during the call; 4 standard output cannot be written.
+Exit status: 0 done; 1 the service answered FAIL, or the doctor found a problem; 2 wrong
+usage; 3 no service, or it died during the call; 4 standard output cannot be written.
 
 HIDL_SOCKET_DIR names the folder where services register; it must be the one that the
 service was started with.
 
 Examples:
   bivistactl status
+  bivistactl doctor
   bivistactl power on
   bivistactl brightness 128
   bivistactl sub show picture.png
@@ -25,10 +26,10 @@ Examples:
 
 // Each in the file of its name.
 constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
-        addStatusCommand, addPowerCommand,    addBrightnessCommands, addColourCommand,
-        addCutoutCommand, addSubCommand,      addTouchCommand,       addPenCommand,
-        addLpwgCommand,   addFirmwareCommand, addAtCommand,          addWatchCommand,
-        addCallCommand,
+        addStatusCommand, addDoctorCommand, addPowerCommand,    addBrightnessCommands,
+        addColourCommand, addCutoutCommand, addSubCommand,      addTouchCommand,
+        addPenCommand,    addLpwgCommand,   addFirmwareCommand, addAtCommand,
+        addWatchCommand,  addCallCommand,
 };
 
 int run(int argc, char** argv) {

@@ -18,6 +18,7 @@ class ProgramTest : public CliTest {};
 TEST_F(ProgramTest, HelpHasExamplesForEveryCommand) {
     const std::vector<std::vector<std::string>> commands = {{},
                                                             {"status"},
+                                                            {"doctor"},
                                                             {"power"},
                                                             {"brightness"},
                                                             {"offset"},

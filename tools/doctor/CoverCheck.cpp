@@ -1,0 +1,140 @@
+// The cover as the kernel shows it: its USB device, its nodes, its autosuspend.
+#include <strings.h>
+
+#include <optional>
+#include <string>
+
+#include "tools/doctor/Checks.h"
+
+namespace doctor {
+namespace {
+
+constexpr char kUsbDevices[] = "/sys/bus/usb/devices/";
+
+struct Identity {
+    const char* vendor;
+    const char* product;
+};
+constexpr Identity kCover = {"3e91", "6a2f"};
+constexpr Identity kLoader = {"0483", "df11"};
+
+bool has(const Tree& world, const std::string& folder, const Identity& identity) {
+    return strcasecmp(world.text(folder + "/idVendor").value_or("").c_str(), identity.vendor) ==
+                   0 &&
+           strcasecmp(world.text(folder + "/idProduct").value_or("").c_str(), identity.product) ==
+                   0;
+}
+
+std::optional<std::string> findDevice(const Tree& world, const Identity& identity) {
+    for (const std::string& name : world.names(kUsbDevices)) {
+        if (has(world, kUsbDevices + name, identity)) return kUsbDevices + name;
+    }
+    return std::nullopt;
+}
+
+// The node of libusb's: /dev/bus/usb/001/002.
+std::string busNode(const Tree& world, const std::string& device) {
+    const auto padded = [&](const char* file) {
+        const std::string number = world.text(device + file).value_or("");
+        return std::string(3 - std::min<size_t>(number.size(), 3), '0') + number;
+    };
+    return "/dev/bus/usb/" + padded("/busnum") + "/" + padded("/devnum");
+}
+
+// A kind of node that the cover has.
+struct Kind {
+    const char* check;
+    const char* folder;
+    const char* prefix;
+    // From the node's folder to that of its USB device.
+    const char* device;
+    const char* remedy;
+};
+
+constexpr Kind kTty = {"tty", "/sys/class/tty/", "ttyACM", "/device/..",
+                       "Load the kernel's driver: sudo modprobe cdc_acm"};
+constexpr Kind kHidraw = {"hidraw", "/sys/class/hidraw/", "hidraw", "/device/../..",
+                          "Load the kernel's driver: sudo modprobe usbhid; the kernel must have "
+                          "CONFIG_HIDRAW."};
+
+Findings examineNodes(const Scene& scene, const Kind& kind) {
+    Findings findings;
+    for (const std::string& name : scene.world.names(kind.folder)) {
+        if (!name.starts_with(kind.prefix)) continue;
+        if (!has(scene.world, kind.folder + name + kind.device, kCover)) continue;
+        findings.push_back(examineNode(scene, kind.check, "/dev/" + name));
+        findings.push_back(examineHolders(scene, kind.check, "/dev/" + name));
+    }
+    if (findings.empty()) {
+        findings.push_back(problem(
+                kind.check, std::string("the cover has no ") + kind.prefix + " node", kind.remedy));
+    }
+    return findings;
+}
+
+Finding examineAutosuspend(const Scene& scene, const std::string& device) {
+    constexpr char kCheck[] = "autosuspend";
+    const std::string file = device + "/power/control";
+    const auto control = scene.world.text(file);
+    if (!control) {
+        return problem(kCheck, file + " is missing or cannot be read",
+                       "The service cannot keep the cover awake, and its commands may come late. "
+                       "The kernel must have CONFIG_PM.");
+    }
+    const std::string state = scene.world.text(device + "/power/runtime_status").value_or("");
+    const std::string words = file + " is " + *control + (state.empty() ? "" : ", " + state);
+    if (state == "error") {
+        return problem(kCheck, words,
+                       "The kernel could not wake it: pull the cover off and put it "
+                       "back.");
+    }
+    if (!scene.world.mayUse(file, scene.user)) {
+        return problem(kCheck, words + ", and " + scene.user.name() + " may not change it",
+                       "The cover may sleep while it is used, and commands come late. Run the "
+                       "service as root, or, until it is plugged in again: sudo chown " +
+                               scene.user.name() + " " + file);
+    }
+    return fine(kCheck, words);
+}
+
+Finding examineAbsence(const Tree& world) {
+    if (const auto loader = findDevice(world, kLoader)) {
+        return problem("cover", "its loader, 0483:df11, is there in its place: " + *loader,
+                       "An upgrade is under way, or one did not end: see the service's log. If "
+                       "nothing happens, pull the cover off and put it back.");
+    }
+    return problem("cover", "no USB device 3e91:6a2f is plugged in",
+                   "Plug the cover in. When \"lsusb -d 3e91:\" does not show it then, try another "
+                   "cable or port; \"sudo dmesg\" tells what the kernel saw.");
+}
+
+}  // namespace
+
+Finding examineNode(const Scene& scene, const std::string& check, const std::string& node) {
+    const auto status = scene.world.status(node);
+    if (!status) {
+        return problem(check, node + " is missing",
+                       "The device is there, and its node is not: see whether udev runs "
+                       "(systemctl status systemd-udevd), or plug the cover in again.");
+    }
+    const std::string words = node + " is of " + ownershipInWords(*status);
+    if (scene.world.mayUse(node, scene.user)) return fine(check, words);
+    return problem(check, words + ", and " + scene.user.name() + " may not use it",
+                   "Run the service as root, or, until the cover is plugged in again: sudo chown " +
+                           scene.user.name() + " " + node);
+}
+
+Findings examineCover(const Scene& scene) {
+    const auto device = findDevice(scene.world, kCover);
+    if (!device) return {examineAbsence(scene.world)};
+    Findings findings = {fine("cover", "3e91:6a2f is there: " + *device),
+                         examineNode(scene, "usb", busNode(scene.world, *device))};
+    for (const Kind* kind : {&kTty, &kHidraw}) {
+        const Findings nodes = examineNodes(scene, *kind);
+        findings.insert(findings.end(), nodes.begin(), nodes.end());
+    }
+    findings.push_back(examineAutosuspend(scene, *device));
+    return findings;
+}
+
+}  // namespace doctor
