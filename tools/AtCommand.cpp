@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/Ask.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
@@ -24,11 +25,13 @@ using ::vendor::qmx::hardware::bivista::V1_0::Status;
 constexpr const char* kHelp = R"(
 Prints each line of the answer as it comes, byte by byte as the cover sent it; on
 a terminal, control characters are spelled (<ESC>). The cover has 5 seconds for
-each line. While the command runs, no other call of the service is served.
+each line. While the command runs, no other call of the service is served. --json prints
+the answer as a whole.
 
 Examples:
   bivistactl at 'AT%SWV'
-  bivistactl at 'AT%HPD')";
+  bivistactl at 'AT%HPD'
+  bivistactl at --json 'AT%SWV')";
 
 constexpr char kFailed[] =
         "the command is malformed, no cover is attached, it does not answer, or it rejected the "
@@ -51,7 +54,8 @@ class LinePrinter : public IBivistaAtCallback {
     std::atomic<bool> mFailed = false;
 };
 
-int send(const std::string& text) {
+int send(const std::string& text, bool json) {
+    if (json) return printJson("sendAtCommand", {text, "null"}, kFailed);
     const auto service = findService();
     sp<LinePrinter> printer = new LinePrinter;
     Status status = Status::FAIL;
@@ -76,8 +80,11 @@ void addAtCommand(CLI::App& program, Action& chosen) {
     auto text = std::make_shared<std::string>();
     command->add_option("CMD", *text, "The command, beginning with AT, without carriage return")
             ->required();
+    auto json = std::make_shared<bool>(false);
+    addJsonFlag(*command, json.get());
     command->footer(kHelp);
-    command->callback([text, &chosen] { chosen = [text] { return send(*text); }; });
+    command->callback(
+            [text, json, &chosen] { chosen = [text, json] { return send(*text, *json); }; });
 }
 
 }  // namespace bivistactl

@@ -70,11 +70,7 @@ int run(const Method& method, const std::vector<std::string>& texts) {
     const auto service = findService();
     if (method.name == "setLpwgCallback") warnOfTheLastCall();
     const Answer answer = call(service);
-
-    Json line = {{"method", method.name}};
-    if (answer.status) line["status"] = toJson(*answer.status);
-    if (answer.value) line["value"] = *answer.value;
-    printOrFail(toLine(line) + "\n");
+    printOrFail(toLine(method.name, answer));
     return answer.status.value_or(Status::OK) == Status::OK ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
 }
 

@@ -1,5 +1,7 @@
 #include "tools/Command.h"
 
+#include <memory>
+
 #include "tools/Failure.h"
 #include "tools/Output.h"
 
@@ -12,6 +14,20 @@ void addPlainCommand(CLI::App& parent, const char* name, const char* about, cons
     CLI::App* command = parent.add_subcommand(name, about);
     command->footer(help);
     command->callback([action, &chosen] { chosen = action; });
+}
+
+void addPrintingCommand(CLI::App& parent, const char* name, const char* about, const char* help,
+                        Action& chosen, const std::function<int(bool json)>& action) {
+    CLI::App* command = parent.add_subcommand(name, about);
+    auto json = std::make_shared<bool>(false);
+    addJsonFlag(*command, json.get());
+    command->footer(help);
+    command->callback(
+            [action, json, &chosen] { chosen = [action, json] { return action(*json); }; });
+}
+
+void addJsonFlag(CLI::App& command, bool* json) {
+    command.add_flag("--json", *json, "Print one JSON object on one line");
 }
 
 int reportStatus(Status answered, const std::string& failure) {

@@ -53,6 +53,12 @@ void addArgument(CLI::App& command, const std::string& name, const std::string& 
 void addPlainCommand(CLI::App& parent, const char* name, const char* about, const char* help,
                      Action& chosen, const Action& action);
 
+// The same for a command that prints something: `action` is told whether to print JSON.
+void addPrintingCommand(CLI::App& parent, const char* name, const char* about, const char* help,
+                        Action& chosen, const std::function<int(bool json)>& action);
+// Adds --json to a command.
+void addJsonFlag(CLI::App& command, bool* json);
+
 // Prints the states of the sub display as they come, until ended by a signal; an Action.
 int watchSubDisplay();
 

@@ -15,14 +15,16 @@ Prints the text as the cover gave it; on a terminal, control characters are spel
 the service tells what it has kept also when the cover is off.
 
 Examples:
-  bivistactl cutout)";
+  bivistactl cutout
+  bivistactl cutout --json)";
 
 constexpr char kUnknown[] =
         "the cover is not attached, or did not answer yet. See \"bivistactl status\", and try "
         "again.";
 
-int show() {
-    const TextAnswer cutout = askForText(findService(), &BivistaV1_0::getCoverDisplayCutout);
+int show(bool json) {
+    if (json) return printJson("getCoverDisplayCutout", {}, kUnknown);
+    const TextAnswer cutout = askForText(findService(), "getCoverDisplayCutout");
     if (cutout.status == Status::OK) printCoverText(cutout.text);
     return reportStatus(cutout.status, kUnknown);
 }
@@ -30,8 +32,8 @@ int show() {
 }  // namespace
 
 void addCutoutCommand(CLI::App& program, Action& chosen) {
-    addPlainCommand(program, "cutout", "Print the outline of the cover screen's cutout", kHelp,
-                    chosen, show);
+    addPrintingCommand(program, "cutout", "Print the outline of the cover screen's cutout", kHelp,
+                       chosen, show);
 }
 
 }  // namespace bivistactl

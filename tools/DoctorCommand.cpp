@@ -105,7 +105,7 @@ void addDoctorCommand(CLI::App& program, Action& chosen) {
     CLI::App* command =
             program.add_subcommand("doctor", "Find out what is wrong, and what to do about it");
     auto options = std::make_shared<Options>();
-    command->add_flag("--json", options->json, "Print one JSON object on one line");
+    addJsonFlag(*command, &options->json);
     command->add_option("--user", options->user,
                         "Whose rights to the nodes count, by name or number; yours by default")
             ->check([](const std::string& text) -> std::string {

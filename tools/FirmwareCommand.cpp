@@ -4,6 +4,7 @@
 
 #include "tools/Ask.h"
 #include "tools/Command.h"
+#include "tools/Json.h"
 #include "tools/Output.h"
 #include "tools/Text.h"
 
@@ -28,7 +29,8 @@ constexpr const char* kVersionHelp = R"(
 The hardware line stands before the first "-", the version before the first "_".
 
 Examples:
-  bivistactl firmware version)";
+  bivistactl firmware version
+  bivistactl firmware version --json)";
 
 constexpr const char* kCheckHelp = R"(
 Compares the cover's version with the phone's images of its hardware line, and has an
@@ -40,8 +42,12 @@ The service answers FAIL when the check failed, but also when it started an upgr
 of the two are possible is told then; "bivistactl firmware version" tells later what the
 cover runs. Versions are compared as texts: LINE-10 is older than LINE-9.
 
+--json has the image null where there is none, and tells by "mayHaveStarted" whether an
+upgrade can have been started. Where nothing was checked it prints nothing.
+
 Examples:
-  bivistactl firmware check)";
+  bivistactl firmware check
+  bivistactl firmware check --json)";
 
 constexpr const char* kFileHelp = R"(
 Prints the name of the image that the last check chose or, when none was of the cover's
@@ -91,6 +97,14 @@ constexpr char kStartedOrFailed[] =
         "check. The service's log tells which; \"bivistactl firmware version\" tells later what "
         "the cover runs.";
 
+struct Query {
+    const char* name;
+    const char* about;
+    const char* help;
+    const char* method;
+    const char* failure;
+};
+
 struct Order {
     const char* name;
     const char* about;
@@ -126,25 +140,47 @@ bool mayHaveStarted(const std::string& version, const std::string& image) {
     return version.empty() || hardwareLine(image) == hardwareLine(version);
 }
 
-int reportCheck(Status checked, const std::string& version, const std::string& image) {
+std::string checkInWords(Status checked, const std::string& version, const std::string& image) {
     std::string table = row("cover", spellControls(version)) +
                         row("image", image.empty() ? "none" : spellControls(image));
     if (checked == Status::OK) {
         table += row("result", image.empty() ? "the phone has no image" : "the cover is current");
     }
-    printOrFail(table);
-    return reportStatus(checked, mayHaveStarted(version, image) ? kStartedOrFailed : kNotStarted);
+    return table;
 }
 
-int check() {
+std::string checkInJson(Status checked, const std::string& version, const std::string& image,
+                        bool mayHaveStarted) {
+    return toLine({{"cover", version},
+                   {"image", image.empty() ? Json() : Json(image)},
+                   {"status", toJson(checked)},
+                   {"mayHaveStarted", mayHaveStarted}}) +
+           "\n";
+}
+
+int reportCheck(Status checked, const std::string& version, const std::string& image, bool json) {
+    const bool started = checked != Status::OK && mayHaveStarted(version, image);
+    printOrFail(json ? checkInJson(checked, version, image, started)
+                     : checkInWords(checked, version, image));
+    return reportStatus(checked, started ? kStartedOrFailed : kNotStarted);
+}
+
+int check(bool json) {
     const auto service = findService();
     // Asked first: an upgrade takes the cover away.
-    const TextAnswer version = askForText(service, &BivistaV1_0::getFirmwareVersion);
+    const TextAnswer version = askForText(service, "getFirmwareVersion");
     if (version.status != Status::OK) return reportStatus(version.status, kNotChecked);
     const Status checked = tell(service, &BivistaV1_0::checkFirmwareVersion);
-    const TextAnswer image = askForText(service, &BivistaV1_0::getFirmwareFile);
+    const TextAnswer image = askForText(service, "getFirmwareFile");
     if (image.status != Status::OK) return reportStatus(image.status, kRefused);
-    return reportCheck(checked, version.text, image.text);
+    return reportCheck(checked, version.text, image.text, json);
+}
+
+void addQuery(CLI::App& firmware, Action& chosen, const Query& query) {
+    addPrintingCommand(firmware, query.name, query.about, query.help, chosen, [query](bool json) {
+        return json ? printJson(query.method, {}, query.failure)
+                    : printAnswer(query.method, query.failure);
+    });
 }
 
 }  // namespace
@@ -154,12 +190,13 @@ void addFirmwareCommand(CLI::App& program, Action& chosen) {
             program.add_subcommand("firmware", "Tell and upgrade the cover's firmware");
     firmware->require_subcommand(1);
     firmware->footer(kHelp);
-    addPlainCommand(*firmware, "version", "Print its version", kVersionHelp, chosen,
-                    [] { return printAnswer(&BivistaV1_0::getFirmwareVersion, kNotAnswered); });
-    addPlainCommand(*firmware, "check", "Upgrade it when the phone has a newer image", kCheckHelp,
-                    chosen, check);
-    addPlainCommand(*firmware, "file", "Print the image that was checked last", kFileHelp, chosen,
-                    [] { return printAnswer(&BivistaV1_0::getFirmwareFile, kRefused); });
+    addQuery(*firmware, chosen,
+             {"version", "Print its version", kVersionHelp, "getFirmwareVersion", kNotAnswered});
+    addPrintingCommand(*firmware, "check", "Upgrade it when the phone has a newer image",
+                       kCheckHelp, chosen, check);
+    addQuery(*firmware, chosen,
+             {"file", "Print the image that was checked last", kFileHelp, "getFirmwareFile",
+              kRefused});
     for (const Order& order : kOrders) {
         addPlainCommand(*firmware, order.name, order.about, order.help, chosen, [&order] {
             return reportStatus(tell(findService(), order.method), order.failure);

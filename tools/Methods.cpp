@@ -191,6 +191,13 @@ const std::vector<Method>& methods() {
     return table;
 }
 
+std::string toLine(const std::string& method, const Answer& answer) {
+    Json line = {{"method", method}};
+    if (answer.status) line["status"] = toJson(*answer.status);
+    if (answer.value) line["value"] = *answer.value;
+    return toLine(line) + "\n";
+}
+
 const Method* findMethod(const std::string& name) {
     for (const Method& method : methods()) {
         if (method.name == name) return &method;

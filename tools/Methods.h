@@ -38,6 +38,9 @@ struct Method {
 // All methods of IBivista 1.0 and 1.1, in the interface's order.
 const std::vector<Method>& methods();
 
+// What a call answered as JSON on one line, with a line feed: {"method":M,"status":S,"value":V}.
+std::string toLine(const std::string& method, const Answer& answer);
+
 // Null when there is no method of that name.
 const Method* findMethod(const std::string& name);
 

@@ -102,7 +102,7 @@ void addStatusCommand(CLI::App& program, Action& chosen) {
         bool firmware = false;
     };
     auto options = std::make_shared<Options>();
-    command->add_flag("--json", options->json, "Print one JSON object on one line");
+    addJsonFlag(*command, &options->json);
     command->add_flag("--firmware", options->firmware, "Ask the cover for its firmware version");
     command->footer(kHelp);
     command->callback([options, &chosen] {

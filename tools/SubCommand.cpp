@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/Ask.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
@@ -46,18 +47,19 @@ Examples:
   bivistactl sub brightness 200)";
 
 constexpr const char* kInfoHelp = R"(
-Prints width and height in pixels, and the panel's own number for its pixel format. For
-JSON: "bivistactl call getSubDisplayInfo".
+Prints width and height in pixels, and the panel's own number for its pixel format.
 
 Examples:
-  bivistactl sub info)";
+  bivistactl sub info
+  bivistactl sub info --json)";
 
 constexpr const char* kStateHelp = R"(
 Prints UNINITIALIZED without a panel, INITIALIZED while it was not switched yet, then ON
-or OFF. For JSON: "bivistactl call getSubDisplayPowerState".
+or OFF.
 
 Examples:
-  bivistactl sub state)";
+  bivistactl sub state
+  bivistactl sub state --json)";
 
 constexpr const char* kWatchHelp = R"(
 The same as "bivistactl watch sub": one JSON object for each change, until Ctrl-C.
@@ -80,7 +82,8 @@ int switchPanel(bool on) {
                       on ? kNotSwitchedOn : kNotSwitchedOff);
 }
 
-int printInfo() {
+int printInfo(bool json) {
+    if (json) return printJson("getSubDisplayInfo", {}, kNoPanel);
     Status status = Status::FAIL;
     Json info;
     requireDelivered(
@@ -93,7 +96,8 @@ int printInfo() {
     return reportStatus(status, kNoPanel);
 }
 
-int printState() {
+int printState(bool json) {
+    if (json) return printJson("getSubDisplayPowerState", {}, kRefused);
     Status status = Status::FAIL;
     Json state;
     requireDelivered(
@@ -127,8 +131,8 @@ void addSubCommand(CLI::App& program, Action& chosen) {
     addPlainCommand(*sub, "off", "Switch it off", kOffHelp, chosen,
                     [] { return switchPanel(false); });
     addBrightness(*sub, chosen);
-    addPlainCommand(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
-    addPlainCommand(*sub, "state", "Print its state", kStateHelp, chosen, printState);
+    addPrintingCommand(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
+    addPrintingCommand(*sub, "state", "Print its state", kStateHelp, chosen, printState);
     addSubDrawing(*sub, chosen);
     addPlainCommand(*sub, "watch", "Print its state whenever it changes", kWatchHelp, chosen,
                     watchSubDisplay);

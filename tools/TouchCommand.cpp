@@ -17,8 +17,7 @@ using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr const char* kHelp = R"(
 Texts are printed as the cover sent them; on a terminal, control characters are spelled
-(<ESC>). What the cover said before it refused is printed too. For JSON use
-"bivistactl call".
+(<ESC>). What the cover said before it refused is printed too.
 
 The self tests, the fetching of their results and the upgrade take as long as the cover
 takes; meanwhile no other call of the service is served. The others have 5 seconds for
@@ -31,7 +30,8 @@ Examples:
 
 constexpr const char* kFwverHelp = R"(
 Examples:
-  bivistactl touch fwver)";
+  bivistactl touch fwver
+  bivistactl touch fwver --json)";
 
 constexpr const char* kGpioHelp = R"(
 Examples:
@@ -98,16 +98,16 @@ struct Query {
     const char* name;
     const char* about;
     const char* help;
-    TextMethod method;
+    // Of the interface.
+    const char* method;
 };
 
 constexpr Query kQueries[] = {
-        {"fwver", "Print the version of its firmware", kFwverHelp,
-         &BivistaV1_0::getTouchFirmwareVersion},
-        {"gpio", "Print the state of its GPIO pins", kGpioHelp, &BivistaV1_0::getGpiopin},
-        {"selftest", "Run its self test", kSelfTestHelp, &BivistaV1_0::getSelfTest},
+        {"fwver", "Print the version of its firmware", kFwverHelp, "getTouchFirmwareVersion"},
+        {"gpio", "Print the state of its GPIO pins", kGpioHelp, "getGpiopin"},
+        {"selftest", "Run its self test", kSelfTestHelp, "getSelfTest"},
         {"lpwg-selftest", "Run the self test of its wake gestures", kLpwgSelfTestHelp,
-         &BivistaV1_0::getLPWGSelfTest},
+         "getLPWGSelfTest"},
 };
 
 struct Order {
@@ -132,6 +132,11 @@ constexpr Order kOrders[] = {
         {"upgrade", "Upgrade its firmware", kUpgradeHelp, &BivistaV1_0::DoTouchFirmwareUpgrade,
          kNotAnswered, nullptr},
 };
+
+int ask(const Query& query, bool json) {
+    return json ? printJson(query.method, {}, kNotAnswered)
+                : printAnswer(query.method, kNotAnswered);
+}
 
 int carryOut(const Order& order) {
     const auto call = [&](const sp<BivistaV1_0>& service) {
@@ -163,8 +168,8 @@ void addTouchCommand(CLI::App& program, Action& chosen) {
     touch->require_subcommand(1);
     touch->footer(kHelp);
     for (const Query& query : kQueries) {
-        addPlainCommand(*touch, query.name, query.about, query.help, chosen,
-                        [&query] { return printAnswer(query.method, kNotAnswered); });
+        addPrintingCommand(*touch, query.name, query.about, query.help, chosen,
+                           [&query](bool json) { return ask(query, json); });
     }
     for (const Order& order : kOrders) {
         addPlainCommand(*touch, order.name, order.about, order.help, chosen,

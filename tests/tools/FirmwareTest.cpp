@@ -199,6 +199,29 @@ TEST_F(FirmwareCheckTest, NamesAreSpelledAndKeepTheirRow) {
             check().output);
 }
 
+TEST_F(FirmwareCheckTest, AsJsonItIsOneObject) {
+    given("LINE-2_a\xff", "");
+    Result result = run({"firmware", "check", "--json"});
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ(R"({"cover":"LINE-2_a\udcff","image":null,"status":"OK","mayHaveStarted":false})"
+              "\n",
+              result.output);
+    killService();
+
+    givenFail("LINE-2_a", "LINE-3_b.dfu");
+    result = run({"firmware", "check", "--json"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ(R"({"cover":"LINE-2_a","image":"LINE-3_b.dfu","status":"FAIL","mayHaveStarted":true})"
+              "\n",
+              result.output);
+    EXPECT_THAT(result.errors, HasSubstr(kStartedOrFailed));
+    killService();
+
+    givenFail("LINE-2_a", "OTHER-3_b.dfu");
+    EXPECT_THAT(run({"firmware", "check", "--json"}).output,
+                HasSubstr(R"("status":"FAIL","mayHaveStarted":false})"));
+}
+
 TEST_F(FirmwareCheckTest, AServiceThatDiesInAnyCallEndsWithThree) {
     for (const char* method : {"getFirmwareVersion", "checkFirmwareVersion", "getFirmwareFile"}) {
         given("LINE-2_a", "", {"--exit-in", method});
