@@ -1,0 +1,104 @@
+// The man pages, against what the programs say of themselves.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/tools/Cli.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+class ManPageTest : public CliTest {
+  protected:
+    // The page as a terminal shows it, without letters that are struck twice.
+    std::string format(const std::string& page) {
+        const std::string errors = mFolder + "/errors";
+        Process groff({"/usr/bin/env", "groff", "-man", "-ww", "-Tascii", "-P-c", "-P-b", "-P-u",
+                       "-rLL=200n", std::string(PAGES) + "/man/" + page},
+                      errors);
+        std::string text = groff.rest();
+        EXPECT_EQ(0, groff.wait());
+        std::stringstream warnings;
+        warnings << std::ifstream(errors).rdbuf();
+        EXPECT_EQ("", warnings.str()) << page;
+        return text;
+    }
+
+    // Says nothing of the page, which is long.
+    static void expectIn(const std::string& page, const std::string& text) {
+        EXPECT_NE(std::string::npos, page.find(text)) << text;
+    }
+
+    std::string helpOf(Words words) {
+        words.emplace_back("--help");
+        Process process(words, mFolder + "/help-errors");
+        std::string text = process.rest();
+        EXPECT_EQ(0, process.wait());
+        return text;
+    }
+
+    // Checks that the page has the usage and the options of each command below `words`.
+    void expectCommands(const std::string& page, const Words& words) {
+        std::string section;
+        std::istringstream help(helpOf(words));
+        for (std::string line; std::getline(help, line);) {
+            if (!line.empty() && line[0] != ' ') section = line;
+            const std::string name = line.substr(0, line.find_first_of(", ", 2));
+            if (line.starts_with("Usage: ") && words.size() > 1) {
+                expectIn(page, "\n   " + line.substr(line.find(' ', 7) + 1) + "\n");
+            } else if (section == "Options:" && line.starts_with("  --")) {
+                expectIn(page, "\n     " + name);
+            } else if (section == "Subcommands:" && line.starts_with("  ") && name.size() > 2) {
+                Words below = words;
+                below.push_back(name.substr(2));
+                expectCommands(page, below);
+                ++mCommands;
+            }
+        }
+    }
+
+    size_t mCommands = 0;
+};
+
+}  // namespace
+
+TEST_F(ManPageTest, HasEveryCommandOfTheClient) {
+    expectCommands(format("man1/bivistactl.1"), {BIVISTACTL});
+    EXPECT_LT(40u, mCommands);
+}
+
+TEST_F(ManPageTest, HasEveryCommandOfTheEmulator) {
+    expectCommands(format("man1/bivista-emulator.1"), {EMULATOR});
+    EXPECT_LT(30u, mCommands);
+}
+
+TEST_F(ManPageTest, HasTheUsualSections) {
+    const std::string page = format("man1/bivistactl.1");
+    EXPECT_THAT(page, HasSubstr("\nNAME\n       bivistactl - Controls the Bivista cover"));
+    for (const char* section :
+         {"SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "EXAMPLES", "COMMANDS", "SEE ALSO"}) {
+        EXPECT_THAT(page, HasSubstr("\n" + std::string(section) + "\n"));
+    }
+    EXPECT_THAT(page, HasSubstr("3 no service"));
+    EXPECT_THAT(page, HasSubstr("\n         bivistactl sub show --fit photo.png\n"));
+    EXPECT_THAT(page, HasSubstr("bivista-emulator(1), bivista-service(8)"));
+}
+
+TEST_F(ManPageTest, KeepsBackslashesAndQuotes) {
+    EXPECT_THAT(format("man1/bivistactl.1"), HasSubstr("become \\udcXX"));
+    EXPECT_THAT(format("man1/bivistactl.1"), HasSubstr("{\"event\":\"sub\",\"state\":\"ON\""));
+}
+
+TEST_F(ManPageTest, TheServicesTellsItsEnvironment) {
+    const std::string page = format("man8/bivista-service.8");
+    for (const char* name : {"HIDL_SOCKET_DIR", "ANDROID_PROPERTY_FILE", "HOST_LOG_LEVEL"}) {
+        EXPECT_THAT(page, HasSubstr("\n       " + std::string(name) + "\n"));
+    }
+}
