@@ -9,7 +9,6 @@
 
 #include "tests/tools/Cli.h"
 
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Json = nlohmann::ordered_json;

@@ -21,6 +21,9 @@ class TreeTest : public testing::Test {
     }
     ~TreeTest() override { fs::remove_all(mFolder); }
 
+    // An empty one.
+    void makeFile(const std::string& name) const { const std::ofstream file(mFolder + name); }
+
     std::string mFolder;
 };
 
@@ -66,8 +69,8 @@ TEST_F(TreeTest, APipeDoesNotBlock) {
 }
 
 TEST_F(TreeTest, KnowsTheDescriptorsOfAProcess) {
-    std::ofstream(mFolder + "/file");
-    std::ofstream(mFolder + "/other");
+    makeFile("/file");
+    makeFile("/other");
     const int fd = open((mFolder + "/file").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_GE(fd, 0);
     const std::string descriptor = "/proc/self/fd/" + std::to_string(fd);
@@ -82,7 +85,7 @@ TEST_F(TreeTest, KnowsTheDescriptorsOfAProcess) {
 }
 
 TEST_F(TreeTest, RightsOfTheCallerAreTheKernels) {
-    std::ofstream(mFolder + "/file");
+    makeFile("/file");
     const Tree tree(mFolder);
     EXPECT_TRUE(tree.mayUse("/file", doctor::User()));
     fs::permissions(mFolder + "/file", fs::perms::owner_read);
