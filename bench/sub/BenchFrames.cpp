@@ -1,6 +1,6 @@
 // Frames from a client through HIDL to the panel, against the same open, writes and close by hand,
-// both as fast as they can. The panel is the emulated one, at a pace of the real one, which takes
-// 0.5 to 1 ms for a frame, and 60 ms when each open wakes it. Prints a row (bench/Row.h).
+// both as many as the panel takes. The panel is the emulated one, at a pace of the real one, which
+// takes 0.5 to 1 ms for a frame, and 60 ms when each open wakes it. Prints a row (bench/Row.h).
 #include <atomic>
 #include <cstdlib>
 #include <string>
@@ -27,6 +27,7 @@ using vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr int kPairs = 15;
 constexpr useconds_t kWindow = 200'000;  // us, each half of a pair
+constexpr useconds_t kBetweenDraws = 400;
 constexpr size_t kWords = 16384;
 constexpr char kPace[] = "hid write late 250us";
 
@@ -59,7 +60,8 @@ double usPerFrame(const phone::Phone& phone) {
     return (now() - start) / static_cast<double>(frames);
 }
 
-// A client that draws as fast as it can.
+// A client that draws some twice as often as the panel takes a frame, so that one always waits to
+// be sent. More would only take CPU from the panel, which on a phone has its own.
 double measureClient(const phone::Phone& phone, const sp<IBivista>& service,
                      const hidl_vec<uint32_t>& frame) {
     std::atomic<bool> stop = false;
@@ -67,6 +69,7 @@ double measureClient(const phone::Phone& phone, const sp<IBivista>& service,
         while (!stop) {
             const auto result = service->drawSubDisplay(frame);
             if (!result.isOk() || result != Status::OK) fail("a frame was refused");
+            usleep(kBetweenDraws);
         }
     });
     const double time = usPerFrame(phone);
