@@ -19,7 +19,6 @@ using ::vendor::qmx::hardware::bivista::V1_0::IBivista;
 namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
 namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
 
-// Outlives the phone, as long as the service holds a callback.
 using SharedLink = std::shared_ptr<PhoneLink>;
 
 template <typename Status>
@@ -63,15 +62,10 @@ class Client1_1 : public V1_1::IBivistaLpwgCallback {
 
 }  // namespace
 
-struct Framework::Parts {
-    SharedLink phone;
-};
-
-Framework::Framework(phone::Phone& phone)
-    : mParts(std::make_unique<Parts>(Parts{std::make_shared<PhoneLink>(phone)})) {}
+Framework::Framework(phone::Phone& phone) : mPhone(std::make_shared<PhoneLink>(phone)) {}
 
 Framework::~Framework() {
-    mParts->phone->cut();
+    mPhone->cut();
 }
 
 void Framework::listen(Version version) {
@@ -79,9 +73,9 @@ void Framework::listen(Version version) {
     if (service == nullptr) throw phone::Error("there is no cover service; start it first");
     sp<V1_0::IBivistaLpwgCallback> client;
     if (version == Version::V1_0) {
-        client = new Client1_0(mParts->phone);
+        client = new Client1_0(mPhone);
     } else {
-        client = new Client1_1(mParts->phone);
+        client = new Client1_1(mPhone);
     }
     if (!service->setLpwgCallback(client).isOk()) throw phone::Error("the cover service has died");
 }

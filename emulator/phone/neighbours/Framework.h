@@ -8,6 +8,8 @@
 
 namespace neighbours {
 
+class PhoneLink;
+
 // Any thread may use it.
 class Framework {
   public:
@@ -27,8 +29,8 @@ class Framework {
     void listen(Version version);
 
   private:
-    struct Parts;
-    std::unique_ptr<Parts> mParts;
+    // Outlives the phone, as long as the service holds a callback.
+    const std::shared_ptr<PhoneLink> mPhone;
 };
 
 }  // namespace neighbours
