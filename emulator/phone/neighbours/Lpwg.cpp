@@ -3,8 +3,7 @@
 #include <atomic>
 #include <string>
 
-#include <vendor/qmx/hardware/lpwg/1.3/ILpwg.h>
-
+#include "emulator/phone/neighbours/LpwgPlaces.h"
 #include "emulator/phone/neighbours/PhoneLink.h"
 #include "emulator/phone/neighbours/Registration.h"
 
@@ -14,14 +13,12 @@ namespace {
 
 using ::android::sp;
 using ::android::hardware::Return;
-using ::android::hardware::Void;
-using ::vendor::qmx::hardware::lpwg::V1_3::ILpwg;
 
 constexpr char kMethod[] = "ILpwg.setAesModeToLpwg";
 
 }  // namespace
 
-class Lpwg::Service : public ILpwg {
+class Lpwg::Service : public LpwgPlaces {
   public:
     explicit Service(phone::Phone& phone) : mPhone(phone) {}
 
@@ -34,20 +31,6 @@ class Lpwg::Service : public ILpwg {
         mPhone.note(kMethod, std::to_string(mode), std::to_string(answer));
         return answer;
     }
-
-    Return<void> reserved_1() override { return Void(); }
-    Return<void> reserved_2() override { return Void(); }
-    Return<void> reserved_3() override { return Void(); }
-    Return<void> reserved_4() override { return Void(); }
-    Return<void> reserved_5() override { return Void(); }
-    Return<void> reserved_6() override { return Void(); }
-    Return<void> reserved_7() override { return Void(); }
-    Return<void> reserved_8() override { return Void(); }
-    Return<void> reserved_9() override { return Void(); }
-    Return<void> reserved_10() override { return Void(); }
-    Return<void> reserved_11() override { return Void(); }
-    Return<void> reserved_12() override { return Void(); }
-    Return<void> reserved_13() override { return Void(); }
 
   private:
     PhoneLink mPhone;
