@@ -6,6 +6,7 @@
 
 #include "display/BrightnessOffset.h"
 #include "kernel/Bivista.h"
+#include "kernel/Statistics.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -38,6 +39,7 @@ Return<Status> Bivista::setBrightness(int32_t value) {
     brightness_value = value;
     if (br_arr.size() >= kQueueCapacity) br_arr.erase(br_arr.begin());
     br_arr.push_back(value);
+    raiseTo(sStatistics.brightnessHighWater, br_arr.size());
     pthread_cond_signal(&br_cond);
     return Status::OK;
 }

@@ -26,6 +26,7 @@ struct usb_host_context;
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 using ::android::sp;
+using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
@@ -40,6 +41,7 @@ using V1_0::SubScreenInfo;
 using V1_0::SubScreenState;
 
 class AtAnswer;
+class DumpText;
 
 class Bivista : public V1_1::IBivista {
   public:
@@ -98,6 +100,10 @@ class Bivista : public V1_1::IBivista {
     Return<Status> manageAesMode(uint32_t mode) override;
     Return<Status> bv_update_state() override;
     Return<Status> set_touch_perf(bool enable) override;
+
+    // IBase: prints what the service knows and counts to the handle's first descriptor (Dump.cpp);
+    // nothing without one. Options: --help, --json, --reset.
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 
     // Kernel nodes (KernelNode.cpp). Any thread. Results: 0 done, -1 no such file, -4 not readable,
     // -3 cannot be opened.
@@ -203,7 +209,8 @@ class Bivista : public V1_1::IBivista {
     // Counts a vote or its withdrawal; whether the control file must be written.
     bool countAutoSuspendVote(bool suspend) REQUIRES(sUsbAutoSuspendMutex);
     void resetAutoSuspendVotes() EXCLUDES(sUsbAutoSuspendMutex);
-    int runAtCmd(const char* cmd, char* resp, size_t respCount, void (*cb)(char* line, size_t len));
+    int runAtCmd(const char* cmd, char* resp, size_t respCount, void (*cb)(char* line, size_t len))
+            REQUIRES(sSerialMutex);
     int exchangeAt(int fd, const char* cmd, char* resp, size_t respCount,
                    void (*cb)(char* line, size_t len), bool* timedOut);
     bool takeLine(AtAnswer* answer, char* line, size_t count, void (*cb)(char* line, size_t len));
@@ -230,6 +237,10 @@ class Bivista : public V1_1::IBivista {
     // The uevent worker (Lpwg.cpp).
     void startUeventWorker() REQUIRES(mLpwgCallbackLock);
     void stopUeventWorker() REQUIRES(mLpwgCallbackLock);
+
+    // What of the dump the service object owns.
+    void dumpLink(DumpText* dump) const;
+    void dumpSubDisplay(DumpText* dump) EXCLUDES(sub_state_lock);
 
     SubScreenState getSubDisplayState() EXCLUDES(sub_state_lock);
     // Tells the client, too.

@@ -14,6 +14,7 @@
 #include "kernel/AtAnswer.h"
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
+#include "kernel/Statistics.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -106,6 +107,12 @@ int refuse(int error) {
     return -1;
 }
 
+// As refuse(), for a command that is not sent.
+int refuseUnsent(int error) {
+    ++sStatistics.refused;
+    return refuse(error);
+}
+
 }  // namespace
 
 int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount,
@@ -125,21 +132,24 @@ int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount,
 
 int Bivista::runAtCmd(const char* cmd, char* resp, size_t respCount,
                       void (*cb)(char* line, size_t len)) {
-    if (!mSerialAttached) return refuse(ENODEV);
-    if (!isWellFormed(cmd)) return refuse(EINVAL);
+    if (!mSerialAttached) return refuseUnsent(ENODEV);
+    if (!isWellFormed(cmd)) return refuseUnsent(EINVAL);
     char path[DevicePath::kCapacity];
     mSerialDevicePath.copyTo(path);
     Descriptor port(open(path, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!port.isOpen()) {
         const ErrnoKeeper keeper;
+        ++sStatistics.refused;
         LOG_ERROR("%s: failed to open \"%s\": %s", kFunction, path, strerror(errno));
         return -1;
     }
     usbAutoSuspend(false, true);
 
     bool timedOut = false;
+    const uint64_t start = monotonicMicros();
     const int result = exchangeAt(port.get(), cmd, resp, respCount, cb, &timedOut);
     const ErrnoKeeper keeper;
+    sStatistics.exchanges.count(cmd, monotonicMicros() - start, result < 0, timedOut);
     port.close();
     if (timedOut) {
         // Meant: the vote stays. It is reset when the tty comes back from the recovery.

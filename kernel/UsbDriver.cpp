@@ -7,6 +7,7 @@
 
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
+#include "kernel/Statistics.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -38,6 +39,7 @@ int Bivista::usbRecovery() {
     LOG_ERROR(kRule);
     LOG_ERROR("!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
     LOG_ERROR(kRule);
+    ++sStatistics.recoveries;
     return writeYes(__func__, "/sys/class/bivista/bv2/bv2_recovery");
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kernel/Bivista.h"
+#include "kernel/Statistics.h"
 #include "sub_display/FrameBuffer.h"
 #include "sub_display/PackFrame.h"
 #include "sub_display/SubDisplay.h"
@@ -67,6 +68,7 @@ Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& frame) {
     FrameBuffer* const buffer = claimBuffer();
     if (buffer == nullptr) return Status::FAIL;
     const bool drawn = drawFrame(frame, buffer);
+    if (drawn) ++sStatistics.framesDrawn;
     // Meant: a frame of the wrong size loses the one that was waiting in its buffer.
     setBufferState(buffer->idx, drawn ? BUFFER_READY : BUFFER_FREE);
     if (drawn) {

@@ -1,5 +1,7 @@
 #include "sub_display/FrameBuffer.h"
 
+#include "kernel/Statistics.h"
+
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 std::atomic<uint8_t> cur_fb = 0;
@@ -33,6 +35,7 @@ void setBufferState(uint8_t index, BufferState state) {
 bool claimForDrawing(FrameBuffer* buffer) {
     const MutexLock lock(buffer->lock, kLook);
     if (buffer->state != BUFFER_FREE && buffer->state != BUFFER_READY) return false;
+    if (buffer->state == BUFFER_READY) ++sStatistics.framesDropped;
     buffer->state = BUFFER_WRITING;
     return true;
 }
@@ -47,6 +50,7 @@ bool claimForSending(FrameBuffer* buffer) {
 void freeFrameBuffers() {
     for (FrameBuffer& buffer : sFrameBuffers) {
         const MutexLock lock(buffer.lock, kChange);
+        if (buffer.state == BUFFER_READY) ++sStatistics.framesDropped;
         if (buffer.state != BUFFER_CONSUMING) buffer.state = BUFFER_FREE;
     }
 }

@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "kernel/Bivista.h"
+#include "kernel/Statistics.h"
 #include "sub_display/FrameBuffer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -57,15 +58,18 @@ void sendFrame(Bivista* service, const FrameBuffer& buffer, int* retries) {
         if (service->hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {
             // An empty report ends the frame.
             service->hidDisplayPalette(0, 0, nullptr);
+            ++sStatistics.framesSent;
             LOG_INFO("HID-DISPLAY: write Palette done %.3fms", (now() - start) / 1e6);
             return;
         }
         // Meant: the retries are counted over the thread's life.
         if (*retries >= kRetries) {
             LOG_ERROR("Could not send palette data.");
+            ++sStatistics.framesDropped;
             return;
         }
         ++*retries;
+        ++sStatistics.frameRetries;
     }
 }
 

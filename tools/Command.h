@@ -23,6 +23,7 @@ void addPenCommand(CLI::App& program, Action& chosen);
 void addLpwgCommand(CLI::App& program, Action& chosen);
 void addAtCommand(CLI::App& program, Action& chosen);
 void addWatchCommand(CLI::App& program, Action& chosen);
+void addDumpCommand(CLI::App& program, Action& chosen);
 void addStatusCommand(CLI::App& program, Action& chosen);
 void addDoctorCommand(CLI::App& program, Action& chosen);
 void addPowerCommand(CLI::App& program, Action& chosen);

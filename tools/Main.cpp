@@ -29,7 +29,7 @@ constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
         addStatusCommand, addDoctorCommand, addPowerCommand,    addBrightnessCommands,
         addColourCommand, addCutoutCommand, addSubCommand,      addTouchCommand,
         addPenCommand,    addLpwgCommand,   addFirmwareCommand, addAtCommand,
-        addWatchCommand,  addCallCommand,
+        addWatchCommand,  addCallCommand,   addDumpCommand,
 };
 
 int run(int argc, char** argv) {

@@ -1,0 +1,218 @@
+// The service's debug dump: what it knows at this moment, and what it has counted.
+//
+// Every lock is held for a copy and no longer, and none that another thread may hold for long is
+// waited for: the dump is there to tell of such a thread.
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "display/Brightness.h"
+#include "display/BrightnessOffset.h"
+#include "display/Color.h"
+#include "display/Power.h"
+#include "kernel/Bivista.h"
+#include "kernel/DumpOptions.h"
+#include "kernel/DumpOutput.h"
+#include "kernel/DumpText.h"
+#include "kernel/Statistics.h"
+#include "kernel/ThreadList.h"
+#include "sub_display/FrameBuffer.h"
+#include "sub_display/SubDisplay.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+constexpr char kFunction[] = "debug";
+
+std::string textOf(const DevicePath& path) {
+    char text[DevicePath::kCapacity];
+    path.copyTo(text);
+    return text;
+}
+
+DumpRow describeBrightness() EXCLUDES(display_lock) {
+    const MutexLock lock(display_lock, kFunction);
+    return DumpRow()
+            .number("value", brightness_value)
+            .number("queued", br_arr.size())
+            .number("highWater", sStatistics.brightnessHighWater.load())
+            .number("offset", br_offset.load())
+            .number("offsetSteps", br_offset_count)
+            .flag("offsetBypass", br_offset_bypass);
+}
+
+template <size_t kSize>
+std::vector<int64_t> valuesOf(const ColorGroup<kSize>& group) {
+    std::vector<int64_t> values;
+    for (size_t i = 0; i < group.kValues; ++i) values.push_back(group[i]);
+    return values;
+}
+
+template <size_t kSize>
+DumpRow describeColor(const char* name, const ColorGroup<kSize>& group,
+                      const ColorGroup<kSize>& applied) {
+    return DumpRow()
+            .text("group", name)
+            .numbers("values", valuesOf(group))
+            .flag("pending", group[group.kValues] != 0)
+            .numbers("applied", valuesOf(applied));
+}
+
+std::vector<DumpRow> describeColors() {
+    return {describeColor("rgb", prgb, prgb_applied),
+            describeColor("tune", screentune, screentune_applied),
+            describeColor("mode", screen_mode, screen_mode_applied)};
+}
+
+const char* nameOf(BufferState state) {
+    switch (state) {
+        case BUFFER_FREE:
+            return "FREE";
+        case BUFFER_WRITING:
+            return "WRITING";
+        case BUFFER_READY:
+            return "READY";
+        case BUFFER_CONSUMING:
+            return "CONSUMING";
+    }
+    return "?";
+}
+
+std::vector<DumpRow> describeBuffers() {
+    std::vector<DumpRow> rows;
+    for (uint8_t index = 0; index < kFrameBuffers; ++index) {
+        FrameBuffer* const buffer = frameBuffer(index);
+        const MutexLock lock(buffer->lock, kFunction);
+        rows.push_back(DumpRow().number("index", index).text("state", nameOf(buffer->state)));
+    }
+    return rows;
+}
+
+DumpRow describeFrames() {
+    return DumpRow()
+            .number("drawn", sStatistics.framesDrawn.load())
+            .number("sent", sStatistics.framesSent.load())
+            .number("dropped", sStatistics.framesDropped.load())
+            .number("retries", sStatistics.frameRetries.load());
+}
+
+struct ExchangeTotals {
+    uint64_t exchanges = 0;
+    uint64_t failures = 0;
+    uint64_t timeouts = 0;
+};
+
+// Nothing for a command that was not sent since the last reset.
+void describeCommand(const std::string& name, const CommandStatistics& command,
+                     std::vector<DumpRow>* rows, ExchangeTotals* totals) {
+    const Latency::Summary latency = command.latency.summary();
+    if (latency.count == 0) return;
+    const uint64_t failures = command.failures;
+    const uint64_t timeouts = command.timeouts;
+    totals->exchanges += latency.count;
+    totals->failures += failures;
+    totals->timeouts += timeouts;
+    rows->push_back(DumpRow()
+                            .text("name", name)
+                            .number("count", latency.count)
+                            .number("failures", failures)
+                            .number("timeouts", timeouts)
+                            .number("p50us", latency.p50)
+                            .number("p99us", latency.p99)
+                            .number("maxus", latency.max));
+}
+
+void dumpExchanges(DumpText* dump) {
+    const ExchangeStatistics& commands = sStatistics.exchanges;
+    const size_t names = commands.names();
+    constexpr size_t kShared = ExchangeStatistics::kNames;
+    std::vector<DumpRow> rows;
+    ExchangeTotals totals;
+    for (size_t row = 0; row < names; ++row) {
+        describeCommand(commands.nameOf(row), commands[row], &rows, &totals);
+    }
+    describeCommand(commands.nameOf(kShared), commands[kShared], &rows, &totals);
+    dump->add("at", DumpRow()
+                            .number("exchanges", totals.exchanges)
+                            .number("failures", totals.failures)
+                            .number("timeouts", totals.timeouts)
+                            .number("refused", sStatistics.refused.load())
+                            .number("recoveries", sStatistics.recoveries.load()));
+    dump->add("commands", std::move(rows));
+}
+
+std::vector<DumpRow> describeThreads() {
+    std::vector<DumpRow> rows;
+    for (const ThreadEntry& thread : listThreads()) {
+        rows.push_back(DumpRow().number("tid", thread.tid).text("name", thread.name));
+    }
+    return rows;
+}
+
+DumpOptions readOptions(const hidl_vec<hidl_string>& options) {
+    std::vector<std::string> texts;
+    for (const hidl_string& option : options) texts.emplace_back(option.c_str(), option.size());
+    return readDumpOptions(texts);
+}
+
+}  // namespace
+
+void Bivista::dumpLink(DumpText* dump) const {
+    dump->add("usb", DumpRow()
+                             .flag("attached", mUsbAttached)
+                             .flag("watched", !mNotifyJoined)
+                             .number("votes", mUsbAutoSuspendDisableVote.load()));
+    dump->add("serial", DumpRow()
+                                .flag("attached", mSerialAttached)
+                                .text("path", textOf(mSerialDevicePath))
+                                .flag("log", mSerialLogEnabled));
+}
+
+void Bivista::dumpSubDisplay(DumpText* dump) {
+    const SubScreenInfo info = subScreenInfo();
+    DumpRow row;
+    row.flag("attached", mHidDisplayAttached).text("path", textOf(mHidDevicePath));
+    // A client's callback runs under this lock, and may hang.
+    if (sub_state_lock.tryLock()) {
+        const SubScreenState state = mSubDisplayState;
+        sub_state_lock.unlock(kFunction);
+        row.text("state", toString(state));
+    } else {
+        row.unknown("state");
+    }
+    row.number("width", info.x).number("height", info.y).number("format", info.format);
+    dump->add("subDisplay", row.number("lastDrawn", cur_fb.load()));
+    dump->add("buffers", describeBuffers());
+    dump->add("frames", describeFrames());
+}
+
+Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
+    const native_handle_t* const handle = fd.getNativeHandle();
+    if (handle == nullptr || handle->numFds < 1) return Void();
+    const int output = handle->data[0];
+    const DumpOptions asked = readOptions(options);
+    if (asked.isWrong) {
+        writeDump(output, "Unknown option " + spelled(asked.wrong) + "; --help lists them.\n");
+        return Void();
+    }
+    if (asked.help) {
+        writeDump(output, kDumpHelp);
+        return Void();
+    }
+    DumpText dump;
+    dumpLink(&dump);
+    dump.add("display",
+             DumpRow().flag("initialized", bv2_initialized).flag("screenOn", bv2_screen_on));
+    dump.add("brightness", describeBrightness());
+    dump.add("colour", describeColors());
+    dumpSubDisplay(&dump);
+    dumpExchanges(&dump);
+    dump.add("threads", describeThreads());
+    if (asked.reset) sStatistics.reset();
+    writeDump(output, asked.json ? dump.json() : dump.words());
+    return Void();
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

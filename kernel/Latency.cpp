@@ -1,0 +1,76 @@
+#include "kernel/Latency.h"
+
+#include <algorithm>
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+constexpr unsigned kExactBits = 4;
+constexpr unsigned kStepBits = 3;
+
+// The smallest duration that at least `percent` of `count` do not exceed is this one in order.
+uint64_t rankOf(uint64_t count, uint64_t percent) {
+    return (count * percent + 99) / 100;
+}
+
+}  // namespace
+
+size_t Latency::bucketOf(uint64_t micros) {
+    if (micros < kExact) return micros;
+    if (micros > UINT32_MAX) return kBuckets - 1;
+    const unsigned top = 63 - static_cast<unsigned>(__builtin_clzll(micros));
+    const size_t step = (micros >> (top - kStepBits)) % kSteps;
+    return kExact + (top - kExactBits) * kSteps + step;
+}
+
+uint64_t Latency::longestOf(size_t bucket) {
+    if (bucket < kExact) return bucket;
+    const size_t doubling = (bucket - kExact) / kSteps;
+    const uint64_t step = (bucket - kExact) % kSteps;
+    const size_t width = kExactBits + doubling - kStepBits;
+    return ((kSteps + step + 1) << width) - 1;
+}
+
+void Latency::add(uint64_t micros) {
+    mBuckets[bucketOf(micros)].fetch_add(1, std::memory_order_relaxed);
+    raiseTo(mMax, micros);
+}
+
+void Latency::reset() {
+    for (auto& bucket : mBuckets) bucket.store(0, std::memory_order_relaxed);
+    mMax.store(0, std::memory_order_relaxed);
+}
+
+Latency::Summary Latency::summary() const {
+    // The percentiles are of the durations counted here, whatever is added meanwhile.
+    std::array<uint32_t, kBuckets> buckets = {};
+    Summary summary;
+    for (size_t i = 0; i < kBuckets; ++i) {
+        buckets[i] = mBuckets[i].load(std::memory_order_relaxed);
+        summary.count += buckets[i];
+    }
+    summary.max = mMax.load(std::memory_order_relaxed);
+    const auto percentile = [&](uint64_t percent) {
+        const uint64_t rank = rankOf(summary.count, percent);
+        if (rank == 0) return uint64_t{0};
+        uint64_t passed = 0;
+        size_t bucket = 0;
+        while (bucket < kBuckets - 1 && (passed += buckets[bucket]) < rank) ++bucket;
+        // Nothing bounds the last bucket but the maximum.
+        if (bucket == kBuckets - 1) return summary.max;
+        return std::min(longestOf(bucket), summary.max);
+    };
+    summary.p50 = percentile(50);
+    summary.p99 = percentile(99);
+    return summary;
+}
+
+void raiseTo(std::atomic<uint64_t>& highest, uint64_t value) {
+    uint64_t known = highest.load(std::memory_order_relaxed);
+    while (known < value &&
+           !highest.compare_exchange_weak(known, value, std::memory_order_relaxed)) {
+    }
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

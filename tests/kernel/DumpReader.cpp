@@ -1,0 +1,27 @@
+#include "tests/kernel/DumpReader.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+std::string dumpOf(Bivista& service, const hidl_vec<hidl_string>& options) {
+    const int file = memfd_create("dump", MFD_CLOEXEC);
+    NATIVE_HANDLE_DECLARE_STORAGE(storage, 1, 0);
+    native_handle_t* const handle = native_handle_init(storage, 1, 0);
+    handle->data[0] = file;
+    EXPECT_TRUE(service.debug(hidl_handle(handle), options).isOk());
+    std::string text(static_cast<size_t>(lseek(file, 0, SEEK_END)), '\0');
+    EXPECT_EQ(pread(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    close(file);
+    return text;
+}
+
+nlohmann::json dumpJsonOf(Bivista& service) {
+    const std::string text = dumpOf(service, {"--json"});
+    EXPECT_EQ(text.find('\n'), text.size() - 1) << "one line";
+    return nlohmann::json::parse(text);
+}
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,0 +1,17 @@
+// The debug dump of a service in this process.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "kernel/Bivista.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+// What it prints to a file that it is given.
+std::string dumpOf(Bivista& service, const hidl_vec<hidl_string>& options = {});
+
+// Its JSON, read.
+nlohmann::json dumpJsonOf(Bivista& service);
+
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

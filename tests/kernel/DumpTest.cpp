@@ -1,0 +1,319 @@
+// The debug dump against states that were made, and what it does with the descriptor it is given.
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "kernel/DumpOutput.h"
+#include "tests/kernel/DumpReader.h"
+#include "tests/kernel/ServiceTest.h"
+
+namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class DumpTest : public ServiceTest {
+  protected:
+    std::string dump(const hidl_vec<hidl_string>& options = {}) {
+        return dumpOf(*service, options);
+    }
+    nlohmann::json dumpJson() { return dumpJsonOf(*service); }
+    // Of a command; null when there is none.
+    nlohmann::json row(const std::string& name) {
+        const nlohmann::json dump = dumpJson();
+        for (const nlohmann::json& row : dump["commands"]) {
+            if (row["name"] == name) return row;
+        }
+        ADD_FAILURE() << "no row of " << name;
+        return nullptr;
+    }
+};
+
+TEST_F(DumpTest, TellsOfAPhoneWithoutACover) {
+    start();
+    const nlohmann::json dump = dumpJson();
+    EXPECT_EQ(dump["usb"], nlohmann::json({{"attached", false}, {"watched", true}, {"votes", 0}}));
+    EXPECT_EQ(dump["serial"], nlohmann::json({{"attached", false}, {"path", ""}, {"log", false}}));
+    EXPECT_EQ(dump["display"], nlohmann::json({{"initialized", false}, {"screenOn", false}}));
+    EXPECT_EQ(dump["subDisplay"], nlohmann::json({{"attached", false},
+                                                  {"path", ""},
+                                                  {"state", "UNINITIALIZED"},
+                                                  {"width", 0},
+                                                  {"height", 0},
+                                                  {"format", 0},
+                                                  {"lastDrawn", 0}}));
+    EXPECT_EQ(dump["at"], nlohmann::json({{"exchanges", 0},
+                                          {"failures", 0},
+                                          {"timeouts", 0},
+                                          {"refused", 0},
+                                          {"recoveries", 0}}));
+    EXPECT_EQ(dump["commands"], nlohmann::json::array());
+}
+
+TEST_F(DumpTest, TellsOfACover) {
+    start();
+    attach();
+    const nlohmann::json dump = dumpJson();
+    EXPECT_EQ(dump["serial"],
+              nlohmann::json({{"attached", true}, {"path", "/dev/ttyACM0"}, {"log", true}}));
+    EXPECT_EQ(dump["display"]["initialized"], true);
+    detach();
+    EXPECT_EQ(dumpJson()["serial"]["attached"], false);
+    EXPECT_EQ(dumpJson()["display"]["initialized"], false);
+}
+
+TEST_F(DumpTest, CountsVotes) {
+    start();
+    attach();
+    service->usbAutoSuspend(false, true);
+    service->usbAutoSuspend(false, true);
+    EXPECT_EQ(dumpJson()["usb"]["votes"], 2);
+}
+
+TEST_F(DumpTest, TellsThatNobodyWatchesAnyMore) {
+    start();
+    service->usbThreadJoin();
+    EXPECT_EQ(dumpJson()["usb"]["watched"], false);
+}
+
+TEST_F(DumpTest, ListsEveryThreadOfTheProcess) {
+    start();
+    std::vector<int> tids;
+    const nlohmann::json dump = dumpJson();
+    for (const nlohmann::json& thread : dump["threads"]) {
+        EXPECT_NE(thread["name"], "");
+        tids.push_back(thread["tid"]);
+    }
+    EXPECT_TRUE(std::is_sorted(tids.begin(), tids.end()));
+    EXPECT_THAT(tids, Contains(gettid()));
+    EXPECT_GE(tids.size(), 3u) << "and the two that watch USB";
+}
+
+TEST_F(DumpTest, CountsExchangesAsTheCoverReceivedThem) {
+    start();
+    attach();
+    send("AT%SWV\r");
+    send("AT%SWV\r");
+    send("AT%DB=7\r");
+    EXPECT_EQ(row("AT%SWV")["count"], 2);
+    EXPECT_EQ(row("AT%DB")["count"], 1);
+    const nlohmann::json dump = dumpJson();
+    EXPECT_EQ(dump["at"]["exchanges"], commands(first).size());
+    uint64_t sum = 0;
+    for (const nlohmann::json& command : dump["commands"]) {
+        sum += command["count"].get<uint64_t>();
+        EXPECT_LE(command["p50us"], command["p99us"]);
+        EXPECT_LE(command["p99us"], command["maxus"]);
+        EXPECT_GT(command["maxus"], 0);
+    }
+    EXPECT_EQ(sum, commands(first).size());
+}
+
+TEST_F(DumpTest, CountsCommandsThatTheCoverRejects) {
+    start();
+    attach();
+    EXPECT_EQ(send("AT%NONSENSE=1\r").error, EPROTONOSUPPORT);
+    EXPECT_EQ(row("AT%NONSENSE")["failures"], 1);
+    EXPECT_EQ(row("AT%NONSENSE")["timeouts"], 0);
+    EXPECT_EQ(dumpJson()["at"]["failures"], 1);
+}
+
+TEST_F(DumpTest, CountsTimeOutsAndRecoveries) {
+    start();
+    attach();
+    phone.setFault("on AT%SWV silent times 1");
+    EXPECT_EQ(send("AT%SWV\r").error, ETIME);
+    EXPECT_EQ(row("AT%SWV")["failures"], 1);
+    EXPECT_EQ(row("AT%SWV")["timeouts"], 1);
+    EXPECT_GE(row("AT%SWV")["maxus"], 5'000'000);
+    EXPECT_EQ(dumpJson()["at"]["timeouts"], 1);
+    EXPECT_EQ(dumpJson()["at"]["recoveries"], 1);
+    EXPECT_THAT(nodeWrites(first), Contains("bv2_recovery=Y").Times(1));
+}
+
+// Meant: callers take a hang-up for success, and so does the count.
+TEST_F(DumpTest, CountsAHangUpAsNoFailure) {
+    start();
+    attach();
+    phone.setFault("on AT%SWV hangup");
+    EXPECT_EQ(send("AT%SWV\r").value, 1);
+    EXPECT_EQ(row("AT%SWV")["failures"], 0);
+}
+
+TEST_F(DumpTest, CountsApartWhatNeverReachedTheTty) {
+    start();
+    EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
+    attach();
+    const size_t received = commands(first).size();
+    EXPECT_EQ(send("%SWV\r").error, EINVAL);
+    const nlohmann::json at = dumpJson()["at"];
+    EXPECT_EQ(at["refused"], 2);
+    EXPECT_EQ(at["exchanges"], received);
+    EXPECT_EQ(at["failures"], 0);
+}
+
+TEST_F(DumpTest, SpellsTheNamesOfCommands) {
+    start();
+    attach();
+    send("AT%\"\x1B\xFF=1\r");
+    EXPECT_EQ(row("AT%\"<0x1B><0xFF>")["count"], 1);
+}
+
+TEST_F(DumpTest, CountsAnewAfterAReset) {
+    start();
+    attach();
+    send("AT%SWV\r");
+    EXPECT_THAT(dump({"--reset", "--json"}), HasSubstr("{\"name\":\"AT%SWV\",\"count\":1,"))
+            << "what is forgotten is printed once more";
+    EXPECT_EQ(dumpJson()["at"]["exchanges"], 0);
+    EXPECT_EQ(dumpJson()["commands"], nlohmann::json::array());
+    EXPECT_EQ(dumpJson()["serial"]["attached"], true) << "the state is no counter";
+    send("AT%SWV\r");
+    EXPECT_EQ(row("AT%SWV")["count"], 1);
+}
+
+TEST_F(DumpTest, IsReadableWithoutOptions) {
+    start();
+    attach();
+    EXPECT_THAT(dump(),
+                AllOf(StartsWith("usb:\n  attached  "), HasSubstr("\n  path      /dev/ttyACM0\n"),
+                      HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 timeouts=0 p50us="),
+                      HasSubstr("\nthreads:\n  tid=")));
+}
+
+TEST_F(DumpTest, HelpsAndDoesNothingElse) {
+    start();
+    attach();
+    EXPECT_EQ(dump({"--help", "--reset"}),
+              "Prints what the service knows of cover, panel and phone, and what it has counted "
+              "since\nits start or the last reset. Asks nothing of the cover.\n\n"
+              "  --json   one JSON object on one line\n"
+              "  --reset  set the counters to 0 when they are printed\n"
+              "  --help   this text\n");
+    EXPECT_EQ(dump({"--reset", "--jso\n"}), "Unknown option --jso<0x0A>; --help lists them.\n");
+    EXPECT_GT(dumpJson()["at"]["exchanges"], 0);
+}
+
+TEST_F(DumpTest, WithoutADescriptorDoesNothing) {
+    start();
+    attach();
+    EXPECT_TRUE(service->debug(hidl_handle(), {"--reset"}).isOk());
+    NATIVE_HANDLE_DECLARE_STORAGE(storage, 0, 1);
+    EXPECT_TRUE(service->debug(hidl_handle(native_handle_init(storage, 0, 1)), {"--reset"}).isOk());
+    EXPECT_GT(dumpJson()["at"]["exchanges"], 0);
+}
+
+TEST_F(DumpTest, AsksNothingOfTheCover) {
+    start();
+    attach();
+    const uint64_t from = journal.next();
+    dump();
+    dumpJson();
+    EXPECT_EQ(journal.next(), from);
+}
+
+TEST_F(DumpTest, DoesNotWaitForTheTty) {
+    start();
+    attach();
+    sSerialMutex.lock("test");
+    EXPECT_EQ(dumpJson()["serial"]["attached"], true);
+    sSerialMutex.unlock("test");
+}
+
+class DumpOutputTest : public ServiceTest {
+  protected:
+    DumpOutputTest() { EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0); }
+    ~DumpOutputTest() override {
+        closeReader();
+        closeWriter();
+    }
+    void closeReader() { closeEnd(0); }
+    void closeWriter() { closeEnd(1); }
+    // Reads to the end, a few bytes at a time.
+    std::string drain() const {
+        std::string text;
+        char piece[100];
+        for (;;) {
+            const ssize_t count = read(ends[0], piece, sizeof(piece));
+            if (count <= 0) return text;
+            text.append(piece, static_cast<size_t>(count));
+        }
+    }
+
+    int ends[2] = {-1, -1};
+    // More than a pipe of one page holds.
+    const std::string text = std::string(10'000, 'a') + std::string(10'001, 'b');
+
+  private:
+    void closeEnd(size_t end) {
+        if (ends[end] >= 0) close(ends[end]);
+        ends[end] = -1;
+    }
+};
+
+TEST_F(DumpOutputTest, GoesOnWhenThePipeHasRoomAgain) {
+    for (const int flags : {0, O_NONBLOCK}) {
+        ASSERT_EQ(fcntl(ends[1], F_SETFL, flags), 0);
+        ASSERT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+        std::string got;
+        std::thread reader([&] {
+            char piece[100];
+            while (got.size() < text.size()) {
+                const ssize_t count = read(ends[0], piece, sizeof(piece));
+                got.append(piece, static_cast<size_t>(count));
+            }
+        });
+        writeDump(ends[1], text);
+        reader.join();
+        EXPECT_EQ(got, text);
+    }
+}
+
+TEST_F(DumpOutputTest, GivesUpAPipeThatNobodyEmpties) {
+    for (const int flags : {0, O_NONBLOCK}) {
+        ASSERT_EQ(fcntl(ends[1], F_SETFL, flags), 0);
+        ASSERT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+        writeDump(ends[1], text);
+        log.waitFor(ANDROID_LOG_ERROR, "debug: failed to write: Connection timed out");
+        log.clear();
+    }
+    closeWriter();
+    EXPECT_EQ(drain(), text.substr(0, 4096));
+}
+
+TEST_F(DumpOutputTest, SurvivesAReaderThatHasGone) {
+    struct sigaction action = {};
+    ASSERT_EQ(sigaction(SIGPIPE, nullptr, &action), 0);
+    const auto before = action.sa_handler;
+    action.sa_handler = SIG_DFL;
+    ASSERT_EQ(sigaction(SIGPIPE, &action, nullptr), 0);
+    closeReader();
+    writeDump(ends[1], text);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "debug: failed to write: Broken pipe"));
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_FALSE(sigismember(&pending, SIGPIPE));
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_FALSE(sigismember(&blocked, SIGPIPE));
+    action.sa_handler = before;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+TEST_F(DumpOutputTest, TellsOfADescriptorThatCannotBeWritten) {
+    const int unwritable = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    writeDump(unwritable, text);
+    close(unwritable);
+    writeDump(unwritable, text);
+    EXPECT_EQ(log.count("debug: failed to write: Bad file descriptor"), 2u);
+}
+
+}  // namespace
+}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
