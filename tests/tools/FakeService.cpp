@@ -27,6 +27,7 @@ namespace {
 namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
 namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
 using ::android::sp;
+using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
@@ -213,6 +214,13 @@ class Fake : public Interface {
             const sp<V1_0::IBivistaSubDisplayCallback>& callback) override {
         record("setSubDisplayCallback", Json::array({nameOf(callback)}));
         if (callback != nullptr) std::thread(sendStates, callback).detach();
+        return Void();
+    }
+    // Writes its text to the descriptor.
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override {
+        record("debug", std::vector<std::string>(options.begin(), options.end()));
+        if (fd.getNativeHandle() == nullptr || fd->numFds != 1) return Void();
+        dprintf(fd->data[0], "%s", sOptions.text.c_str());
         return Void();
     }
     Return<bool> getBV2Connect() override {
