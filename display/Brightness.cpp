@@ -7,6 +7,7 @@
 #include "display/BrightnessOffset.h"
 #include "kernel/Bivista.h"
 #include "kernel/Statistics.h"
+#include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -77,6 +78,7 @@ void sendLevel(Bivista* service, int32_t level, char* resp) {
 }  // namespace
 
 void* BrightnessThread(void* service) {
+    nameThread("brightness");
     Bivista* const self = static_cast<Bivista*>(service);
     // Meant: cleared once, so a failure is logged with the text of an earlier answer. One byte more
     // than the transport is told, since a failed command may leave no NUL.

@@ -12,6 +12,7 @@
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
 #include "kernel/StopSignal.h"
+#include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -122,6 +123,7 @@ void uevent_event(uint32_t /*events*/, data* record) {
 }
 
 void* work(void* service) {
+    nameThread("uevent-worker");
     LOG_ERROR("creating thread");
     const Descriptor socket(uevent_open_socket(kReceiveBufferSize, true));
     if (!socket.isOpen()) {

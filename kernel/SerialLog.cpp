@@ -17,6 +17,7 @@
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
 #include "kernel/SerialAt.h"
+#include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -218,6 +219,7 @@ void Bivista::joinSerialLog() {
 }
 
 void* Bivista::serialLogThread(void* service) {
+    nameThread("serial-log");
     Bivista* const self = static_cast<Bivista*>(service);
     LOG_DEBUG("%s: creating", kFunction);
     int timeout = kNoTimeout;

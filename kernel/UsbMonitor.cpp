@@ -18,6 +18,7 @@
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
 #include "kernel/StopSignal.h"
+#include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -84,6 +85,7 @@ void appendIfPresent(const char* node, char* buffer, ssize_t* count) {
 }  // namespace
 
 void* Bivista::usbNotifyThread(void* service) {
+    nameThread("usb-notify");
     Bivista* const self = static_cast<Bivista*>(service);
     LOG_DEBUG("%s: creating", kFunction);
     self->mUsbNotifyThread = pthread_self();
@@ -190,6 +192,7 @@ void Bivista::handleHidEvent(uint32_t mask, const char* name) {
 }
 
 void* Bivista::usbThread(void* service) {
+    nameThread("usb");
     Bivista* const self = static_cast<Bivista*>(service);
     LOG_DEBUG("%s: creating", __func__);
     self->mUsbThread = pthread_self();

@@ -6,6 +6,7 @@
 
 #include "kernel/Bivista.h"
 #include "kernel/Statistics.h"
+#include "kernel/ThreadName.h"
 #include "sub_display/FrameBuffer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -76,6 +77,7 @@ void sendFrame(Bivista* service, const FrameBuffer& buffer, int* retries) {
 }  // namespace
 
 void* subDisplayUpdateThread(void* service) {
+    nameThread("sub-update");
     LOG_INFO("Sub DISPLAY UPDATE Thread is running, sub_display_destroyThread : %d",
              sub_display_destroyThread.load());
     int retries = 0;

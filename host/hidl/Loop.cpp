@@ -5,6 +5,7 @@
 
 #include <kj/debug.h>
 #include <log/log.h>
+#include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
@@ -92,7 +93,10 @@ Loop::Loop()
     }
     RpcThreads::get().waitAt(this);
     AllSignalsBlocked blocked;
-    std::thread([this] { standBy(); }).detach();
+    std::thread([this] {
+        pthread_setname_np(pthread_self(), "hidl-stand-by");
+        standBy();
+    }).detach();
 }
 
 // Two threads that waited at the same sockets would both be woken by a message that comes in two

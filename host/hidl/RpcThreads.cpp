@@ -1,6 +1,7 @@
 // The pool, and callers that serve their own chain while they wait.
 #include "RpcThreads.h"
 
+#include <pthread.h>
 #include <sys/random.h>
 #include <unistd.h>
 
@@ -130,6 +131,7 @@ void RpcThreads::spawnIfNeeded() {
     ++mStarting;
     AllSignalsBlocked blocked;
     std::thread([this] {
+        pthread_setname_np(pthread_self(), "hidl-rpc");
         {
             AutoMutex lock(mMutex);
             --mStarting;

@@ -29,6 +29,12 @@ TEST_F(DisplayDumpTest, TellsWhetherTheScreenIsOn) {
     EXPECT_EQ(dump()["usb"]["votes"], 1);
 }
 
+TEST_F(DisplayDumpTest, CallsTheThreadOfTheBrightnessByItsWork) {
+    service->setBrightness(1);
+    awaitSent(1);
+    EXPECT_THAT(threadNamesOf(*service), testing::Contains("brightness"));
+}
+
 TEST_F(DisplayDumpTest, TellsOfTheBrightnessQueue) {
     blockWorkerWith(7);
     service->setBrightness(8);

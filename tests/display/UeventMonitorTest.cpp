@@ -7,6 +7,7 @@
 
 #include "tests/display/FakeLpwg.h"
 #include "tests/display/WorkerTest.h"
+#include "tests/kernel/DumpReader.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
@@ -83,6 +84,11 @@ TEST_F(UeventMonitorTest, LogsEachStepAsAnError) {
 TEST_F(UeventMonitorTest, SaysThatItsThreadIsThere) {
     service->setLpwgCallback(client);
     log.waitFor(ANDROID_LOG_ERROR, "creating thread");
+}
+
+TEST_F(UeventMonitorTest, IsCalledByItsWork) {
+    registerClient(client);
+    EXPECT_THAT(threadNamesOf(*service), Contains("uevent-worker"));
 }
 
 TEST_F(UeventMonitorTest, IgnoresOtherSubsystems) {

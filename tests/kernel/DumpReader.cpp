@@ -24,4 +24,13 @@ nlohmann::json dumpJsonOf(Bivista& service) {
     return nlohmann::json::parse(text);
 }
 
+std::vector<std::string> threadNamesOf(Bivista& service) {
+    std::vector<std::string> names;
+    const nlohmann::json dump = dumpJsonOf(service);
+    for (const nlohmann::json& thread : dump["threads"]) {
+        names.push_back(thread["name"]);
+    }
+    return names;
+}
+
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "kernel/Bivista.h"
 
@@ -13,5 +14,8 @@ std::string dumpOf(Bivista& service, const hidl_vec<hidl_string>& options = {});
 
 // Its JSON, read.
 nlohmann::json dumpJsonOf(Bivista& service);
+
+// The names of the threads in it.
+std::vector<std::string> threadNamesOf(Bivista& service);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

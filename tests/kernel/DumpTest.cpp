@@ -17,6 +17,7 @@ namespace {
 using testing::AllOf;
 using testing::Contains;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
 using testing::StartsWith;
 
 class DumpTest : public ServiceTest {
@@ -94,6 +95,14 @@ TEST_F(DumpTest, ListsEveryThreadOfTheProcess) {
     EXPECT_TRUE(std::is_sorted(tids.begin(), tids.end()));
     EXPECT_THAT(tids, Contains(gettid()));
     EXPECT_GE(tids.size(), 3u) << "and the two that watch USB";
+}
+
+TEST_F(DumpTest, CallsThreadsByTheirWork) {
+    start();
+    log.waitFor("usbThread: creating");
+    attach();
+    log.waitFor("serialLogThread: creating");
+    EXPECT_THAT(threadNamesOf(*service), IsSupersetOf({"usb-notify", "usb", "serial-log"}));
 }
 
 TEST_F(DumpTest, CountsExchangesAsTheCoverReceivedThem) {

@@ -44,6 +44,10 @@ TEST_F(SubDisplayDumpTest, TellsOfThePanel) {
     EXPECT_EQ(dump()["subDisplay"]["state"], "UNINITIALIZED");
 }
 
+TEST_F(SubDisplayDumpTest, CallsTheThreadThatSendsByItsWork) {
+    EXPECT_THAT(threadNamesOf(*service), testing::Contains("sub-update"));
+}
+
 TEST_F(SubDisplayDumpTest, CountsFramesThatThePanelTook) {
     drawAndAwait(1);
     drawAndAwait(2);
