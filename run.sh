@@ -97,7 +97,6 @@ await() {
     done
 }
 
-covered() { "$ctl" call sendAtCommand AT%SWV null; }
 received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\"$1\\\\r\"" "$out/journal.jsonl"; }
 # The service has brought the cover up so many times.
 ready() { [ "$(grep -c '"node-write".*/bv2_hal_ready"' "$out/journal.jsonl")" -ge "$1" ]; }
@@ -105,8 +104,12 @@ panel_on() { "$ctl" sub state | grep -x ON >/dev/null; }
 panel_drawn() { "$emulator" ctl show | grep '^sub display: .*, frames [1-9]' >/dev/null; }
 # The client has heard of an event, which is raised anew until the service listens.
 heard() { grep -qF "\"name\":\"$1\"" "$out/events.jsonl" || { "$emulator" ctl pen "$1" && false; }; }
+# The service's log has the text so many times.
+logged() { [ "$(grep -acF -- "$2" "$out/service.log")" -ge "$1" ]; }
 connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
-uncovered() { ! connected && ! covered; }
+# Everything that a detach, or the n-th attach, sets off is done.
+detached() { logged 1 "bv2_display_deinit --" && logged 1 "deinitSubDisplay -- "; }
+attached() { logged "$1" "bv_update_state : ATCMD_Status" && logged "$1" "setSubDisplayPowerState --"; }
 
 say "Starting the service on an emulated phone, with a cover attached"
 "$emulator" run --journal "$out/journal.jsonl" -- "$service" >"$out/service.log" 2>&1 &
@@ -160,15 +163,20 @@ end_watch
 say ""
 say "The cover is pulled off: commands fail, with exit status 1"
 show "$emulator" ctl detach
-await "the detach" uncovered
+await "the detach" detached
 show "$ctl" power on || say "(exit status $?)"
+show "$ctl" at AT%SWV || say "(exit status $?)"
 
 say ""
 say "The cover is put back"
 show "$emulator" ctl attach
-await "the attach" connected
-await "the cover" ready 2
+await "the attach" attached 2
 show "$ctl" at AT%SWV
+
+say ""
+say "What the service has counted meanwhile: one JSON object, in ${out#"$PWD"/}/dump.json; and in words"
+"$ctl" dump --json >"$out/dump.json"
+show "$ctl" dump
 
 say ""
 say "What went over the wire (the whole journal: ${out#"$PWD"/}/journal.jsonl)"

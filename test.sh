@@ -15,7 +15,7 @@ Installs what is missing (Debian packages), then runs, in this order:
   release   every test, optimised as on the phone
   package   the Debian package: what is in it, its unit, its udev rule
   mutation  seeded defects of the service, each of which the conformance suite must find
-  tour      ./run.sh --tour
+  tour      ./run.sh --tour, and its debug dump against what the emulated phone has recorded
   asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
   tsan      the tests where threads meet under ThreadSanitizer
 
@@ -69,11 +69,16 @@ run_step() {
         package) scripts/check-package.sh ;;
         clean-root) scripts/check-clean-root.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
-        tour) ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; } ;;
+        tour) play_tour ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
         arm64) arm64_sysroot && build_preset arm64 && run_ctest arm64 ;;
     esac
+}
+
+play_tour() {
+    ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; }
+    python3 scripts/counters.py build/run/{dump.json,journal.jsonl,service.log}
 }
 
 arm64_sysroot() {
