@@ -15,7 +15,8 @@ Installs what is missing (Debian packages), then runs, in this order:
   release   every test, optimised as on the phone
   package   the Debian package: what is in it, its unit, its udev rule
   mutation  seeded defects of the service, each of which the conformance suite must find
-  tour      ./run.sh --tour, and its debug dump against what the emulated phone has recorded
+  tour      ./run.sh --tour, and its debug dump against what the emulated phone has recorded; the
+            README's picture against a run
   asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
   tsan      the tests where threads meet under ThreadSanitizer
 
@@ -69,7 +70,7 @@ run_step() {
         package) scripts/check-package.sh ;;
         clean-root) scripts/check-clean-root.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
-        tour) play_tour ;;
+        tour) play_tour && scripts/picture.py --check ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
         arm64) arm64_sysroot && build_preset arm64 && run_ctest arm64 ;;

@@ -25,7 +25,8 @@ install(FILES ${packaging}/host.prop DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR
 install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
     DESTINATION ${doc_folder})
 
-file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md)
+file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md
+    ${CMAKE_SOURCE_DIR}/docs/*.svg)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 
 # What there must be before the package is made: the programs, and their manual pages where these are.

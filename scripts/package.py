@@ -23,7 +23,7 @@ UNIT = "/usr/lib/systemd/system/bivista.service"
 REQUIRED = PROGRAMS + (
     UNIT, "/etc/bivista/host.prop", "/usr/lib/udev/rules.d/60-bivista.rules",
     "/usr/share/doc/bivista/copyright", "/usr/share/doc/bivista/README.md",
-    "/usr/share/doc/bivista/docs/linux.md",
+    "/usr/share/doc/bivista/docs/running.svg", "/usr/share/doc/bivista/docs/linux.md",
 )
 PLACES = ("/etc/bivista/", "/usr/bin/", "/usr/lib/systemd/system/", "/usr/lib/udev/rules.d/",
           "/usr/libexec/bivista/", "/usr/share/bash-completion/completions/",
