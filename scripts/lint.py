@@ -7,6 +7,7 @@
   sees nothing of the service but its interface, and has no conditional compilation either.
 - The cover's model includes the standard library and itself alone.
 - Every header has `#pragma once`; no function body is longer than a screen.
+- The guide to the interface has every method of it.
 
 Prints one line per finding; exits 1 when there is one. Run from the project's root.
 """
@@ -32,6 +33,10 @@ SUITE = "vts/functional/"
 SUITE_LIBRARIES = ("gtest/", "hidl/", "vendor/qmx/hardware/bivista/")
 LONGEST_FUNCTION = 60
 
+INTERFACES = ("interfaces/bivista/1.0/IBivista.hal", "interfaces/bivista/1.1/IBivista.hal")
+GUIDE = "docs/interface.md"
+
+METHOD = re.compile(r"^    (\w+)\(", re.MULTILINE)
 INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
 CONDITIONAL = re.compile(r"#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 FUNCTION_START = re.compile(r"^[^\s#/}].*\{$")
@@ -93,13 +98,25 @@ def lint(path, text):
     yield from lint_functions(path, lines)
 
 
+def lint_guide(interface, guide):
+    for method in METHOD.findall(interface):
+        if f"`{method}`" not in guide:
+            yield f"{GUIDE}: has no `{method}`"
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
 def main():
     names = subprocess.run(["git", "ls-files", "*.cpp", "*.h"], capture_output=True, text=True,
                            check=True).stdout.split()
     findings = []
     for path in names:
-        with open(path, encoding="utf-8") as file:
-            findings.extend(lint(path, file.read()))
+        findings.extend(lint(path, read(path)))
+    for interface in INTERFACES:
+        findings.extend(lint_guide(read(interface), read(GUIDE)))
     for finding in findings:
         print(finding)
     return 1 if findings or not names else 0

@@ -51,6 +51,13 @@ class LintTest(unittest.TestCase):
     def test_headers_are_included_once(self):
         self.assertEqual(findings("tools/A.h", "int f();\n"), ["tools/A.h:1: no #pragma once"])
 
+    def test_the_guide_has_every_method(self):
+        interface = ("interface IBivista {\n    /** See other(). */\n    first() generates (Status s);\n"
+                     "    second(int32_t value)\n        generates (Status s);\n};\n")
+        self.assertEqual(list(lint.lint_guide(interface, "| `first`, `second` | both |")), [])
+        self.assertEqual(list(lint.lint_guide(interface, "`second`, first")),
+                         ["docs/interface.md: has no `first`"])
+
     def test_a_function_fits_a_screen(self):
         short = "int f() {\n" + "    g();\n" * 50 + "}\n"
         long = "int f() {\n" + "    g();\n" * 70 + "}\n"
