@@ -58,18 +58,20 @@ target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti)
 target_link_libraries(bivista-device-flags INTERFACE bivista-warnings)
 target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 
-# bivista_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [MAIN] [PROGRAMS])
+# bivista_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [MAIN] [PROGRAMS]
+#     [NATIVE])
 # Declares a GoogleTest program; each of its tests becomes a process of its own, since the state of
 # the service is process-wide. MAIN: the sources bring their own main(), which enters a world of its
-# own. PROGRAMS: it starts programs of this build. Neither can be done where another processor is
-# emulated: there such a test is built and not run. Label "threads": the test is one where threads
-# meet, and runs under ThreadSanitizer in every ./test.sh. The time limit only ends a test that
-# hangs. The sanitizers' options stand in CMakePresets.json, so that the programs which a test
-# starts get them too. The test's own sources are not optimised, since compiling them is what takes
-# most of the time; what they test is. The target "threads_tests" builds all tests with that label.
+# own. PROGRAMS: it starts programs of this build. NATIVE: it makes system calls that QEMU's user mode
+# does not know. None of these can be done where another processor is emulated: there such a test is
+# built and not run. Label "threads": the test is one where threads meet, and runs under
+# ThreadSanitizer in every ./test.sh. The time limit only ends a test that hangs. The sanitizers'
+# options stand in CMakePresets.json, so that the programs which a test starts get them too. The
+# test's own sources are not optimised, since compiling them is what takes most of the time; what
+# they test is. The target "threads_tests" builds all tests with that label.
 add_custom_target(threads_tests)
 function(bivista_test name)
-    cmake_parse_arguments(arg "MAIN;PROGRAMS" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(arg "MAIN;PROGRAMS;NATIVE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE)
     target_link_libraries(${name} PRIVATE bivista-warnings ${arg_LIBRARIES}
@@ -77,7 +79,7 @@ function(bivista_test name)
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
     set_target_properties(${name} PROPERTIES
             RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-    if(CMAKE_CROSSCOMPILING AND (arg_MAIN OR arg_PROGRAMS))
+    if(CMAKE_CROSSCOMPILING AND (arg_MAIN OR arg_PROGRAMS OR arg_NATIVE))
         return()
     endif()
     if(NOT arg_TIMEOUT)
