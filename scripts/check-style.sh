@@ -10,7 +10,7 @@ outcome=0
 say "clang-format: ${#sources[@]} files"
 clang-format --dry-run --Werror "${sources[@]}" || outcome=1
 
-(cd scripts && python3 -B -m unittest -q lint_test counters_test picture_test) || outcome=1
+(cd scripts && python3 -B -m unittest -q lint_test links_test counters_test picture_test) || outcome=1
 (cd vts && python3 -B -m unittest -q mutate_test) || outcome=1
 python3 scripts/lint.py || outcome=1
 

@@ -8,12 +8,16 @@
 - The cover's model includes the standard library and itself alone.
 - Every header has `#pragma once`; no function body is longer than a screen.
 - The guide to the interface has every method of it.
+- Links of documents lead to files and headings that are there.
 
 Prints one line per finding; exits 1 when there is one. Run from the project's root.
 """
+import os
 import re
 import subprocess
 import sys
+
+import links
 
 ANDROID = (
     "android/log.h", "cutils/", "hidl/", "usbhost/", "utils/RefBase.h", "utils/StrongPointer.h",
@@ -104,19 +108,30 @@ def lint_guide(interface, guide):
             yield f"{GUIDE}: has no `{method}`"
 
 
+def files(*patterns):
+    return subprocess.run(["git", "ls-files", *patterns], capture_output=True, text=True,
+                          check=True).stdout.split()
+
+
 def read(path):
+    """The text of a file, nothing for a folder; None when there is neither."""
+    if os.path.isdir(path):
+        return ""
+    if not os.path.isfile(path):
+        return None
     with open(path, encoding="utf-8") as file:
         return file.read()
 
 
 def main():
-    names = subprocess.run(["git", "ls-files", "*.cpp", "*.h"], capture_output=True, text=True,
-                           check=True).stdout.split()
+    names = files("*.cpp", "*.h")
     findings = []
     for path in names:
         findings.extend(lint(path, read(path)))
     for interface in INTERFACES:
         findings.extend(lint_guide(read(interface), read(GUIDE)))
+    for path in files("*.md"):
+        findings.extend(links.check(path, read(path), read))
     for finding in findings:
         print(finding)
     return 1 if findings or not names else 0
