@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
 # Measures the service against references in one run; prints a table and writes bench/results.json.
-# Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] runs only these benchmarks:
-# at, brightness, hidl, idle, sub, uevent.
+# Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] [--list] runs only these
+# benchmarks: at, brightness, hidl, idle, sub, uevent. --list names those that would run, and ends.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
-wanted=("$@")
+list=no
+wanted=()
+for word in "$@"; do
+    if [ "$word" = --list ]; then list=yes; else wanted+=("$word"); fi
+done
 [ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle sub uevent)
 for word in "${wanted[@]}"; do
     case $word in
@@ -14,6 +18,7 @@ for word in "${wanted[@]}"; do
         *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle, sub, uevent" ;;
     esac
 done
+if [ $list = yes ]; then printf '%s\n' "${wanted[@]}"; exit 0; fi
 
 install_packages build bench
 require_tools

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Shows that the conformance suite finds defects.
 
-usage: vts/mutate.py [BUILD_FOLDER] [DEFECT...]
+usage: vts/mutate.py [BUILD_FOLDER] [DEFECT...] [--list]
 
 Puts one defect after another into a copy of one source file of the service, builds the service with
 it, and runs the suite, which must fail. The suite itself is the one of the build folder (default:
 build/release), made from the unchanged interfaces; so are all other objects of the service. At first
 the unchanged service is linked and met in the same way, and must pass. Prints a table; exit status 0
-when all defects were found, 1 when not, 2 when the build folder is of no use.
+when all defects were found, 1 when not, 2 when the build folder is of no use. With --list it
+prints the defects that it would seed, and ends.
 """
 import dataclasses
 import os
@@ -301,19 +302,30 @@ def chosen(names):
     return [defect for defect in DEFECTS if not names or defect.name in names]
 
 
+def seed(build, defects):
+    """Prints how the suite meets each defect. Gives the number of those that it misses."""
+    check_programs(build)
+    commands = commands_of(build)
+    print_row("#", "phone", "defect", "found by")
+    check_unchanged(build, commands)
+    missed = 0
+    for number, defect in enumerate(defects, 1):
+        found, met = meet(build, commands, defect, defect.phone)
+        print_row(number, defect.phone, defect.name, met if found else f"MISSED: {met}")
+        missed += not found
+    return missed
+
+
 def main(arguments):
+    list_only = "--list" in arguments
+    arguments = [word for word in arguments if word != "--list"]
     build = (pathlib.Path(arguments[0]) if arguments else ROOT / "build/release").resolve()
     try:
         defects = chosen(arguments[1:])
-        check_programs(build)
-        commands = commands_of(build)
-        print_row("#", "phone", "defect", "found by")
-        check_unchanged(build, commands)
-        missed = 0
-        for number, defect in enumerate(defects, 1):
-            found, met = meet(build, commands, defect, defect.phone)
-            print_row(number, defect.phone, defect.name, met if found else f"MISSED: {met}")
-            missed += not found
+        if list_only:
+            print(*(defect.name for defect in defects), sep="\n")
+            return 0
+        missed = seed(build, defects)
     except Useless as error:
         print(f"error: {error}", file=sys.stderr)
         return 2

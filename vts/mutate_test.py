@@ -1,4 +1,6 @@
 """Tests of mutate.py: what it does to texts and command lines, and that each defect fits its source."""
+import contextlib
+import io
 import pathlib
 import tempfile
 import unittest
@@ -43,6 +45,21 @@ class DefectTest(unittest.TestCase):
     def test_unknown_ones_are_refused(self):
         with self.assertRaises(mutate.Useless):
             mutate.chosen(["no such defect"])
+
+
+class ListTest(unittest.TestCase):
+    def listed(self, *words):
+        with contextlib.redirect_stdout(io.StringIO()) as output:
+            with contextlib.redirect_stderr(io.StringIO()):
+                status = mutate.main([*words, "--list"])
+        return status, output.getvalue().splitlines()
+
+    def test_names_the_defects_and_seeds_none(self):
+        self.assertEqual(self.listed(), (0, [defect.name for defect in mutate.DEFECTS]))
+        self.assertEqual(self.listed("/nowhere", "presence inverted"), (0, ["presence inverted"]))
+
+    def test_an_unknown_one_is_refused(self):
+        self.assertEqual(self.listed("build/release", "no such defect"), (2, []))
 
 
 class BuildFolderTest(unittest.TestCase):
