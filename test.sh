@@ -6,7 +6,7 @@ source scripts/common.sh
 
 usage() {
     cat <<'HELP'
-usage: ./test.sh [--tsan] [--arm64 [--yes]] [--package] [--only WORD] [--no-install]
+usage: ./test.sh [--tsan] [--arm64 [--yes]] [--package] [--only WORD] [--no-install] [--list]
 
 Installs what is missing (Debian packages), then runs, in this order:
   style     layout of the sources, static checks, and our own linters
@@ -19,6 +19,7 @@ Installs what is missing (Debian packages), then runs, in this order:
             README's picture against a run
   asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
   tsan      the tests where threads meet under ThreadSanitizer
+  documents every command of the documents
 
   --tsan        run all tests under ThreadSanitizer, and nothing else
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
@@ -28,14 +29,16 @@ Installs what is missing (Debian packages), then runs, in this order:
                 there, remove it; and nothing else. Needs root (or sudo), and downloads that Debian once
   --only WORD   run one of the steps above, and nothing else
   --no-install  install nothing; fail where something is missing
+  --list        name the steps that would run, and end
 HELP
 }
 
-steps=(style g++ phone release package mutation tour asan tsan)
+steps=(style g++ phone release package mutation tour asan tsan documents)
 tsan_target=(threads_tests)
 tsan_label=(-L threads)
 arm64_libraries=()
 install=yes
+list=no
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
@@ -48,10 +51,12 @@ while [ $# -gt 0 ]; do
             case " ${steps[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${steps[*]}" ;; esac
             steps=("$2"); shift ;;
         --no-install) install=no ;;
+        --list) list=yes ;;
         *) fail "unknown argument '$1'; see ./test.sh --help" ;;
     esac
     shift
 done
+if [ $list = yes ]; then printf '%s\n' "${steps[@]}"; exit 0; fi
 
 # The benchmarks are built and checked like everything else.
 kinds=(build test bench)
@@ -73,6 +78,7 @@ run_step() {
         tour) play_tour && scripts/picture.py --check ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
+        documents) scripts/check-documents.sh ;;
         arm64) arm64_sysroot && build_preset arm64 && run_ctest arm64 ;;
     esac
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# As root: installs, tries and removes a Debian package in a bare Debian.
+# As root: installs, tries and removes a Debian package in a bare Debian, as the documents say too.
 #     scripts/clean-root.sh FOLDER PACKAGE.deb
 # FOLDER keeps the bare Debian for the next time, as bare.tar; delete it to have it made anew.
 set -euo pipefail
@@ -66,6 +66,12 @@ tar -C "$root" -xf "$folder/bare.tar"
 cp --remove-destination -L /etc/resolv.conf "$root/etc/resolv.conf"
 cp "$package" "$root/root/bivista.deb"
 cp scripts/clean-root-session.sh "$root/root/session.sh"
+# What the documents have of a built project, and what stands in for a running systemd.
+mkdir -p "$root/root/project/build/release/package" "$root/root/programs"
+cp "$package" "$root/root/project/build/release/package"
+cp scripts/stand-ins/bare/* scripts/stand-ins/machine/* scripts/stand-ins/host/interrupted "$root/root/programs"
+echo 'APT::Get::Assume-Yes "true";' >"$root/root/apt.conf"
+python3 -B scripts/documents.py --bare >"$root/root/documents.sh"
 
 say "installing what the package depends on (output: $folder/depends.log)"
 { inside apt-get update -q &&
@@ -79,6 +85,11 @@ inside systemctl --quiet enable bivista
 [ -L "$root/etc/systemd/system/multi-user.target.wants/bivista.service" ] || fail "the unit was not enabled"
 
 inside bash /root/session.sh
+
+say "the commands of the documents"
+inside env PATH=/root/programs:/usr/sbin:/usr/bin APT_CONFIG=/root/apt.conf bash -c '
+    cd /root/project
+    bash /root/documents.sh' || fail "they do not do what the documents say"
 
 say "removing the package"
 inside dpkg --purge bivista >"$folder/dpkg.log" 2>&1 || { cat "$folder/dpkg.log" >&2; fail "dpkg --purge failed"; }

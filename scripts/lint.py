@@ -119,7 +119,7 @@ def read(path):
         return ""
     if not os.path.isfile(path):
         return None
-    with open(path, encoding="utf-8") as file:
+    with open(path, encoding="utf-8", errors="replace") as file:
         return file.read()
 
 

@@ -1,0 +1,66 @@
+"""Tests of document_rules.py."""
+import unittest
+
+import document_rules
+import document_text
+import documents
+
+
+def to_run(text, place="host", bare=False):
+    command = document_text.Command(1, text)
+    return document_rules.to_run(document_text.Block("x.md", place, (command,)), command, bare)
+
+
+class RuleTest(unittest.TestCase):
+    def test_what_no_rule_knows_is_run_as_it_stands(self):
+        for text in ("bivistactl status", "./run.sh --tuor", "cmake --preset asan && cmake --build x"):
+            self.assertEqual(to_run(text), text)
+
+    def test_steps_are_named(self):
+        self.assertEqual(to_run("./test.sh"), "./test.sh --list")
+        self.assertEqual(to_run("./test.sh --only style"), "./test.sh --only style --list")
+        self.assertEqual(to_run("vts/mutate.py"), "vts/mutate.py --list")
+        self.assertEqual(to_run("bench/run.sh uevent"), "bench/run.sh uevent --list")
+
+    def test_only_the_whole_command_counts(self):
+        self.assertEqual(to_run("./test.sh && nonsense"), "./test.sh && nonsense")
+
+    def test_tests_must_be_found(self):
+        self.assertEqual(to_run("ctest --preset asan -R x"), "ctest --preset asan -R x --no-tests=error")
+
+    def test_ctrl_c_is_typed(self):
+        for text in ("bivistactl watch lpwg", "bivistactl watch sub | jq .state",
+                     "bivista-emulator ctl journal --follow", "adb logcat -s x"):
+            self.assertEqual(to_run(text), f"interrupted '{text}'")
+        self.assertEqual(to_run("adb logcat -d -s x"), "adb logcat -d -s x")
+        self.assertEqual(to_run("bivista-emulator ctl journal"), "bivista-emulator ctl journal")
+
+    def test_quotes_are_kept(self):
+        self.assertEqual(to_run("bivistactl watch sub | grep 'x'"),
+                         """interrupted 'bivistactl watch sub | grep '"'"'x'"'"''""")
+
+    def test_devices_are_those_of_the_emulated_phone(self):
+        self.assertEqual(to_run("ls /dev/ttyACM*"),
+                         "HIDL_SOCKET_DIR=$(mktemp -d) bivista-emulator run -- sh -c 'ls /dev/ttyACM*'")
+
+    def test_a_program_of_the_package_is_the_built_one_where_it_is_not_installed(self):
+        text = "bivista-emulator run -- /usr/libexec/bivista/x-service"
+        self.assertEqual(to_run(text, "package"),
+                         "interrupted 'bivista-emulator run -- build/release/bin/x-service'")
+        self.assertEqual(to_run(text, "package", bare=True), f"interrupted '{text}'")
+        self.assertEqual(to_run(text, "host"), text)
+
+    def test_each_rule_tells_why(self):
+        for rule in document_rules.RULES:
+            self.assertTrue(rule.reason, rule.pattern)
+
+    def test_each_rule_is_needed_by_a_document(self):
+        paths = documents.git("ls-files", "*.md").split()
+        blocks = document_text.read_documents(documents.ROOT / path for path in paths)
+        used = {document_rules.find(block, command)
+                for block in blocks for command in block.commands}
+        self.assertEqual([rule.pattern for rule in document_rules.RULES if rule not in used], [])
+
+
+if __name__ == "__main__":
+    unittest.main()
