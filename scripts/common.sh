@@ -3,11 +3,12 @@
 say() { printf '%s\n' "$*"; }
 fail() { printf 'error: %s\n' "$*" >&2; exit 2; }
 
-# packages_for KIND...: the Debian packages of these kinds in scripts/packages.txt.
-packages_for() {
+# package_lines KIND...: the Debian packages of these kinds in scripts/packages.txt, each with what it is for.
+package_lines() {
     local kind
-    for kind in "$@"; do awk -v kind="$kind" '$1 == kind { print $2 }' scripts/packages.txt; done
+    for kind in "$@"; do awk -v kind="$kind" '$1 == kind { $1 = ""; print }' scripts/packages.txt; done
 }
+packages_for() { package_lines "$@" | awk '{ print $1 }'; }
 
 # install_packages KIND...: installs the packages that are missing, and says which and why.
 install_packages() {
@@ -26,7 +27,7 @@ install_packages() {
     fi
     say "Installing Debian packages that are missing:"
     for package in "${missing[@]}"; do
-        say "  $(awk -v name="$package" '$2 == name { $1 = ""; print }' scripts/packages.txt)"
+        say " $(package_lines "$@" | awk -v name="$package" '$1 == name')"
     done
     local log
     log=$(mktemp)

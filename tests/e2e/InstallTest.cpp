@@ -52,6 +52,13 @@ constexpr char kInstall[] =
         "update -q\n"
         "install -q -y --no-install-recommends ninja-build\n";
 
+TEST_F(InstallTest, TellsOnceOfAPackageThatIsThereForArmToo) {
+    tool("dpkg-query", R"([ "$4" = libpng-dev ] || echo "install ok installed")");
+    EXPECT_EQ(install().out,
+              "Installing Debian packages that are missing:\n"
+              "  libpng-dev pictures for the sub display, and the emulator's snapshots of it\n");
+}
+
 TEST_F(InstallTest, TellsAndInstallsWhatIsMissing) {
     const Outcome outcome = install();
     EXPECT_EQ(outcome.status, 0) << outcome.err;
