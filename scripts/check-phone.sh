@@ -7,14 +7,15 @@ source scripts/common.sh
 
 outcome=0
 
-(cd scripts && python3 -m unittest -q blueprint_test phone_test policy_test objects_test) || outcome=1
+(cd scripts && python3 -m unittest -q blueprint_test nodes_test phone_test policy_test \
+    objects_test) || outcome=1
 
 mapfile -t blueprints < <(git ls-files '*Android.bp')
 say "bpfmt: ${#blueprints[@]} files"
 unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 [ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
 
-say "names, versions, hashes, nodes"
+say "names, versions, hashes, nodes and their owners"
 python3 scripts/phone.py || outcome=1
 
 # compile_policy: our policy in the place of the platform's that tests/sepolicy plays.

@@ -8,6 +8,7 @@
 - The product makefile names what exists.
 - docs/integration.md names every path and property that the service uses, and property_contexts
   every property of the vendor.
+- The nodes of that page are the service's to open, by the ueventd file or the init script.
 
 Prints one line per finding; exits 1 when there is one. Run from the project's root.
 """
@@ -18,6 +19,7 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 import blueprint
+import nodes
 
 ROOT = "vendor.qmx.hardware"
 SERVED = f"{ROOT}.bivista"
@@ -266,9 +268,19 @@ def check_documents(tree):
         yield f"{contexts}: does not label {' '.join(own)}, and nothing else"
 
 
+def check_nodes(tree):
+    rules = [properties["src"] for _, kind, properties in tree.modules() if kind == "prebuilt_etc"]
+    files = [*tree.program().get("init_rc", []), *rules, nodes.PAGE, nodes.ACCESSES]
+    if len(files) == 4 and set(files) <= set(tree.names):
+        yield from nodes.check(*map(tree.read, files))
+    else:
+        yield "not one init script and one file of owners, with the page and the accesses"
+
+
 def check(tree):
     for part in (check_files, check_service_sources, check_other_sources, check_modules,
-                 check_interfaces, check_vintf, check_init, check_makefile, check_documents):
+                 check_interfaces, check_vintf, check_init, check_makefile, check_documents,
+                 check_nodes):
         yield from part(tree)
 
 

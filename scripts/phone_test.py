@@ -18,7 +18,7 @@ FILES = {
                   'prebuilt_etc { name: "rules", src: "service/u.rc" }\n',
     "bivista.mk": f"PRODUCT_PACKAGES += {PROGRAM}\nX += $(bivista_folder)/service/sepolicy \\\n"
                   "    $(bivista_folder)/service/framework_compatibility_matrix.xml\n",
-    "docs/integration.md": "`/dev` `/sys/class/tty/*/id` `ro.product.device` `ro.vendor.a`\n",
+    "docs/integration.md": "| `/sys/d/a` | writes | `sysfs_a` |\n`/dev` `/sys/class/tty/*/id` `ro.product.device` `ro.vendor.a`\n",
     "interfaces/bivista/1.0/Android.bp": INTERFACE.format("bivista@1.0", "I.hal", ""),
     "interfaces/bivista/1.0/I.hal": "package vendor.qmx.hardware.bivista@1.0;\n",
     "interfaces/bivista/1.1/Android.bp":
@@ -29,6 +29,7 @@ FILES = {
     "kernel/A.cpp": '"/dev" "/sys/class/tty/%s/id" "ro.product.device" "ro.vendor.a" "/devices"\n',
     "service/S.cpp": "\n",
     "service/a.rc": f"service bivista /vendor/bin/hw/{PROGRAM}\n"
+                    "    user system\n"
                     "    interface vendor.qmx.hardware.bivista@1.0::IBivista default\n"
                     "    interface vendor.qmx.hardware.bivista@1.1::IBivista default\n",
     "service/a.xml": '<manifest version="1.0" type="device"><hal format="hidl">'
@@ -39,7 +40,8 @@ FILES = {
     "service/sepolicy/hwservice_contexts":
         "vendor.qmx.hardware.bivista::IBivista    u:object_r:hal_bivista_hwservice:s0\n",
     "service/sepolicy/property_contexts": "ro.vendor.a   u:object_r:p:s0 exact string\n",
-    "service/u.rc": "\n",
+    "service/u.rc": "/sys/d a 0664 system system\n",
+    "tests/sepolicy/accesses.txt": "allow sysfs_a file open write\n",
 }
 HASHES = ["aa vendor.qmx.hardware.bivista@1.0::I"]
 
@@ -211,6 +213,18 @@ class PhoneTest(unittest.TestCase):
         for old, new in (("ro.vendor.a", "ro.vendor.b"), ("\n", "\nx u:object_r:p:s0 exact int\n")):
             self.expect(phone.check_documents(tree(of={contexts: (old, new)})),
                         f"{contexts}: does not label ro.vendor.a, and nothing else")
+
+    def test_nodes_have_owners(self):
+        self.expect(phone.check_nodes(tree(of={"service/u.rc": ("/sys/d a", "/sys/d b")})),
+                    "/sys/d/a: no rule gives it to the service")
+        self.expect(phone.check_nodes(tree(of={"service/a.rc": ("user system", "user nobody")})),
+                    "/sys/d/a: its rule does not let the service write")
+
+    def test_nothing_is_read_of_files_that_are_missing(self):
+        for file in ("service/a.rc", "service/u.rc", "docs/integration.md",
+                     "tests/sepolicy/accesses.txt"):
+            self.expect(phone.check_nodes(tree(without=[file])), "not one init script and one file "
+                        "of owners, with the page and the accesses")
 
 
 if __name__ == "__main__":
