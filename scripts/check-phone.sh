@@ -35,7 +35,8 @@ say "checkpolicy"
 if compile_policy; then
     # Debian's modules are those of Debian's python.
     /usr/bin/python3 scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
-        service/sepolicy/file_contexts || outcome=1
+        service/sepolicy/file_contexts service/sepolicy/{property,hwservice}_contexts \
+        service/sepolicy/neighbours/hwservice_contexts || outcome=1
 else
     outcome=1
 fi

@@ -1,10 +1,11 @@
 """Compares a compiled policy with what the service needs.
 
-usage: policy.py POLICY ACCESSES FILE_CONTEXTS
+usage: policy.py POLICY ACCESSES FILE_CONTEXTS CONTEXTS...
 
 ACCESSES holds one fact a line: `allow TARGET CLASS PERMISSION...` for all that the service may do,
-`deny TARGET CLASS PERMISSION` for what it may not, `label PATH TYPE` for the type that a path gets
-(`-`: none of ours). Prints one line per finding; exits 1 when there is one.
+`allowxperm TARGET CLASS ioctl NUMBER...` for all numbers that its ioctl may have, `deny TARGET CLASS
+PERMISSION` for what it may not, `label PATH TYPE` for the type that a path gets (`-`: none of ours).
+Every type of FILE_CONTEXTS and CONTEXTS is one of the policy. Prints one line per finding; exits 1 when there is one.
 """
 import re
 import sys
@@ -17,6 +18,7 @@ class Facts:
 
     def __init__(self, text):
         self.allowed = set()
+        self.ioctls = set()
         self.denied = set()
         self.labels = []
         for line in text.splitlines():
@@ -29,6 +31,8 @@ class Facts:
             elif kind in ("allow", "deny") and len(rest) > 2:
                 facts = self.allowed if kind == "allow" else self.denied
                 facts.update((rest[0], rest[1], permission) for permission in rest[2:])
+            elif kind == "allowxperm" and len(rest) > 3 and rest[2] == "ioctl":
+                self.ioctls.update((rest[0], rest[1], int(number, 16)) for number in rest[3:])
             else:
                 raise ValueError(f"what is '{line}'?")
 
@@ -41,6 +45,19 @@ def check_accesses(facts, granted):
         yield f"allowed and not needed: {' '.join(access)}"
     for access in sorted(facts.denied & granted):
         yield f"to be denied and allowed: {' '.join(access)}"
+
+
+def check_ioctls(facts, granted):
+    """`granted`: (target, class, number) of all ioctls that the policy narrows the service to. An ioctl
+    that nothing narrows may be any."""
+    for target, of_class, number in sorted(facts.ioctls - granted):
+        yield f"needed and not allowed: {target} {of_class} ioctl {number:#06x}"
+    for target, of_class, number in sorted(granted - facts.ioctls):
+        yield f"allowed and not needed: {target} {of_class} ioctl {number:#06x}"
+    any_number = {(target, of_class) for target, of_class, permission in facts.allowed
+                  if permission == "ioctl"}
+    for target, of_class in sorted(any_number - {fact[:2] for fact in facts.ioctls}):
+        yield f"may be any: {target} {of_class} ioctl"
 
 
 def check_names(facts, types, permissions):
@@ -75,6 +92,23 @@ def read_patterns(text):
     return re.findall(r"^(/\S+)\s+u:object_r:(\w+):s0$", text, re.MULTILINE)
 
 
+def check_contexts(file, text, types):
+    """`file` labels names, a line each, with types that the policy has."""
+    labelled = 0
+    for number, line in enumerate(text.splitlines(), 1):
+        words = line.split()
+        if not words or words[0].startswith("#"):
+            continue
+        labelled += 1
+        context = re.fullmatch(r"u:object_r:(\w+):s0", words[1]) if len(words) > 1 else None
+        if not context:
+            yield f"{file}:{number}: no context of an object"
+        elif context.group(1) not in types:
+            yield f"{file}:{number}: the policy knows no {context.group(1)}"
+    if not labelled:
+        yield f"{file}: labels nothing"
+
+
 # setools is imported where a policy is read: the tests of what is made of it do without.
 def granted_to(policy, domain):
     found = set()
@@ -85,6 +119,17 @@ def granted_to(policy, domain):
             if str(single.source) == domain:
                 found |= {(str(single.target), str(single.tclass), permission)
                           for permission in single.perms}
+    return found
+
+
+def ioctls_granted_to(policy, domain):
+    found = set()
+    for rule in policy.terules():
+        if str(rule.ruletype) != "allowxperm" or rule.xperm_type != "ioctl":
+            continue
+        for single in rule.expand():
+            if str(single.source) == domain:
+                found |= {(str(single.target), str(single.tclass), number) for number in single.perms}
     return found
 
 
@@ -101,23 +146,28 @@ def permissions_of(policy):
     return found
 
 
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
 def main():
     import setools
 
     policy = setools.SELinuxPolicy(sys.argv[1])
-    with open(sys.argv[2], encoding="utf-8") as file:
-        facts = Facts(file.read())
-    with open(sys.argv[3], encoding="utf-8") as file:
-        patterns = read_patterns(file.read())
+    facts = Facts(read(sys.argv[2]))
+    contexts = sys.argv[3:]
     types = {str(each) for each in policy.types()}
     prefixes = [(each.path, str(each.context.type_)) for each in policy.genfscons()
                 if str(each.fs) == "sysfs"]
     findings = [
         *check_accesses(facts, granted_to(policy, DOMAIN)),
+        *check_ioctls(facts, ioctls_granted_to(policy, DOMAIN)),
         *check_names(facts, types, permissions_of(policy)),
-        *check_labels(facts, patterns, prefixes),
-        *(f"no type {name}" for _, name in patterns if name not in types),
+        *check_labels(facts, read_patterns(read(contexts[0])), prefixes),
     ]
+    for path in contexts:
+        findings += check_contexts(path, read(path), types)
     for finding in findings:
         print(finding)
     return 1 if findings else 0
