@@ -22,8 +22,14 @@ install(FILES ${packaging}/60-bivista.rules DESTINATION lib/udev/rules.d)
 install(FILES ${packaging}/host.prop DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/bivista)
 
 # Side by side as here, so that the links between them lead somewhere.
-install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
+install(FILES CHANGELOG.md CONTRIBUTING.md LICENSE README.md SECURITY.md ${packaging}/copyright
     DESTINATION ${doc_folder})
+foreach(linked emulator/cover/README.md emulator/phone/README.md tools/README.md vts/README.md
+        interfaces/bivista/1.0/IBivista.hal interfaces/bivista/1.0/types.hal
+        interfaces/bivista/1.1/IBivista.hal)
+    cmake_path(GET linked PARENT_PATH folder)
+    install(FILES ${CMAKE_SOURCE_DIR}/${linked} DESTINATION ${doc_folder}/${folder})
+endforeach()
 
 file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md
     ${CMAKE_SOURCE_DIR}/docs/*.svg)

@@ -3,7 +3,7 @@
 - Files are root's, with the modes of programs and of what is read, in the folders meant for them; the
   programs, the unit, the rule, the settings and the documents are all there, and no folder is empty.
 - What lies in /etc is kept over upgrades: it is a conffile, and each conffile is there.
-- The unit and the conffiles name what the package has.
+- The unit and the conffiles name what the package has; links of the documents lead to what it has.
 - Programs are stripped, may be loaded anywhere, and look for libraries in Android's folder alone;
   the package depends on what they are linked with.
 
@@ -14,6 +14,8 @@ import re
 import subprocess
 import sys
 import tempfile
+
+import links
 
 PROGRAMS = (
     "/usr/bin/bivista-emulator", "/usr/bin/bivista-vts", "/usr/bin/bivistactl",
@@ -87,6 +89,23 @@ def check_depends(text):
             yield f"Depends: no {name}"
 
 
+def check_links(folder):
+    """`folder`: the unpacked package."""
+    def read(path):
+        file = os.path.join(folder, path)
+        # A link may climb out of the package, to what this machine has.
+        if path.startswith("../") or not os.path.isfile(file):
+            return None
+        with open(file, encoding="utf-8") as opened:
+            return opened.read()
+
+    for place, _, names in sorted(os.walk(folder)):
+        for name in sorted(names):
+            if name.endswith(".md"):
+                path = os.path.relpath(os.path.join(place, name), folder)
+                yield from links.check(path, read(path), read)
+
+
 def check_program(path, readelf, triplet):
     """`readelf` is what `readelf -hSd --wide` prints of it."""
     if not re.search(r"Type: +DYN ", readelf):
@@ -114,6 +133,7 @@ def check(package):
         if UNIT in paths:
             with open(folder + UNIT, encoding="utf-8") as unit:
                 yield from check_unit(unit.read(), paths)
+        yield from check_links(folder)
         for path in PROGRAMS:
             if os.path.exists(folder + path):
                 yield from check_program(path, run("readelf", "-hSd", "--wide", folder + path), triplet)

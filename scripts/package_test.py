@@ -1,4 +1,6 @@
 """Tests of package.py."""
+import os
+import tempfile
 import unittest
 
 import package
@@ -93,6 +95,35 @@ class Unit(unittest.TestCase):
     def test_file_that_is_not_there(self):
         self.assertEqual(self.findings(GOOD_UNIT + "Documentation=file:///usr/share/doc/a.md\n"),
                          [f"{package.UNIT}: names /usr/share/doc/a.md"])
+
+
+class Links(unittest.TestCase):
+    def findings(self, **files):
+        """`files`: texts of documents by their names, a lower line in the place of a slash."""
+        with tempfile.TemporaryDirectory() as folder:
+            for name, text in files.items():
+                path = os.path.join(folder, "doc", name.replace("_", "/") + ".md")
+                os.makedirs(os.path.dirname(path), exist_ok=True)
+                with open(path, "w", encoding="utf-8") as file:
+                    file.write(text)
+            return list(package.check_links(folder))
+
+    def test_good(self):
+        self.assertEqual(self.findings(a="[b](docs/b.md#one) [x](https://x)\n",
+                                       docs_b="# One\n[a](../a.md)\n"), [])
+
+    def test_file_that_is_not_in_the_package(self):
+        self.assertEqual(self.findings(a="\n[b](docs/b.md)\n", docs_c="[a](../a)\n"),
+                         ["doc/a.md:2: docs/b.md: no such file", "doc/docs/c.md:1: ../a: no such file"])
+
+    def test_file_outside_of_the_package(self):
+        up = "../" * 20
+        self.assertEqual(self.findings(a=f"[b]({up}etc/passwd)\n"),
+                         [f"doc/a.md:1: {up}etc/passwd: no such file"])
+
+    def test_heading_that_is_not_there(self):
+        self.assertEqual(self.findings(a="[b](docs/b.md#two)\n", docs_b="# One\n"),
+                         ["doc/a.md:1: docs/b.md#two: no such heading"])
 
 
 class Depends(unittest.TestCase):
