@@ -35,11 +35,8 @@ file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md
     ${CMAKE_SOURCE_DIR}/docs/*.svg)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 
-# What there must be before the package is made: the programs, and their manual pages where these are.
-add_custom_target(packaged DEPENDS ${programs} bivista-service)
-if(TARGET pages)
-    add_dependencies(packaged pages)
-endif()
+# What there must be before the package is made: the programs, their man pages and completions.
+add_custom_target(packaged DEPENDS ${programs} bivista-service pages)
 
 # dpkg-shlibdeps and strip are those of this machine.
 if(CMAKE_CROSSCOMPILING)

@@ -1,7 +1,8 @@
 """What the Debian package must be, which neither CPack nor dpkg checks.
 
 - Files are root's, with the modes of programs and of what is read, in the folders meant for them; the
-  programs, the unit, the rule, the settings and the documents are all there, and no folder is empty.
+  programs, their man pages and completions, the unit, the rule, the settings and the documents are
+  all there, and no folder is empty.
 - What lies in /etc is kept over upgrades: it is a conffile, and each conffile is there.
 - The unit and the conffiles name what the package has; links of the documents lead to what it has.
 - Programs are stripped, may be loaded anywhere, and look for libraries in Android's folder alone;
@@ -22,7 +23,14 @@ PROGRAMS = (
     "/usr/libexec/bivista/vendor.qmx.hardware.bivista@1.1-service",
 )
 UNIT = "/usr/lib/systemd/system/bivista.service"
-REQUIRED = PROGRAMS + (
+COMMANDS = ("bivista-emulator", "bivistactl")
+PAGES = (
+    "/usr/share/man/man1/bivista-emulator.1", "/usr/share/man/man1/bivista-vts.1",
+    "/usr/share/man/man1/bivistactl.1", "/usr/share/man/man8/bivista-service.8",
+)
+COMPLETIONS = tuple(f"/usr/share/bash-completion/completions/{name}" for name in COMMANDS) + \
+    tuple(f"/usr/share/zsh/vendor-completions/_{name}" for name in COMMANDS)
+REQUIRED = PROGRAMS + PAGES + COMPLETIONS + (
     UNIT, "/etc/bivista/host.prop", "/usr/lib/udev/rules.d/60-bivista.rules",
     "/usr/share/doc/bivista/copyright", "/usr/share/doc/bivista/README.md",
     "/usr/share/doc/bivista/docs/running.svg", "/usr/share/doc/bivista/docs/linux.md",

@@ -42,9 +42,16 @@ class Listing(unittest.TestCase):
         self.assertEqual(listing(good()), [])
 
     def test_each_required_file(self):
-        for path in package.REQUIRED[:-1]:
+        for path in package.REQUIRED:
             rest = [entry for entry in good() if entry[2] != path]
             self.assertIn(f"{path}: missing", listing(rest))
+
+    def test_a_program_comes_with_its_page(self):
+        names = {path.rsplit("/", 1)[1] for path in package.PROGRAMS if path.startswith("/usr/bin/")}
+        self.assertEqual({path.rsplit("/", 1)[1] for path in package.PAGES},
+                         {f"{name}.1" for name in names} | {"bivista-service.8"})
+        for path in package.PAGES + package.COMPLETIONS:
+            self.assertIn(path, package.REQUIRED)
 
     def test_owner(self):
         entries = good() + [(FILE, "me/me", "/usr/share/doc/bivista/a")]
@@ -68,8 +75,8 @@ class Listing(unittest.TestCase):
         self.assertEqual(listing(entries), ["/usr/local/a: not a place for it"])
 
     def test_empty_folder(self):
-        entries = good() + [(FOLDER, "root/root", "/usr/share/zsh/")]
-        self.assertEqual(listing(entries), ["/usr/share/zsh/: empty"])
+        entries = good() + [(FOLDER, "root/root", "/usr/share/doc/bivista/docs/none/")]
+        self.assertEqual(listing(entries), ["/usr/share/doc/bivista/docs/none/: empty"])
 
     def test_conffiles(self):
         self.assertEqual(listing(good(), []),

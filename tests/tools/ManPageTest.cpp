@@ -88,7 +88,7 @@ TEST_F(ManPageTest, HasTheUsualSections) {
     }
     EXPECT_THAT(page, HasSubstr("3 no service"));
     EXPECT_THAT(page, HasSubstr("\n         bivistactl sub show --fit photo.png\n"));
-    EXPECT_THAT(page, HasSubstr("bivista-emulator(1), bivista-service(8)"));
+    EXPECT_THAT(page, HasSubstr("bivista-emulator(1), bivista-service(8), bivista-vts(1)"));
 }
 
 TEST_F(ManPageTest, KeepsBackslashesAndQuotes) {
@@ -101,4 +101,19 @@ TEST_F(ManPageTest, TheServicesTellsItsEnvironment) {
     for (const char* name : {"HIDL_SOCKET_DIR", "ANDROID_PROPERTY_FILE", "HOST_LOG_LEVEL"}) {
         EXPECT_THAT(page, HasSubstr("\n       " + std::string(name) + "\n"));
     }
+}
+
+TEST_F(ManPageTest, TheSuitesHasEveryOptionOfItsOwn) {
+    const std::string page = format("man1/bivista-vts.1");
+    const std::string help = helpOf({SUITE});
+    const size_t own = help.find("\nOptions of this suite");
+    ASSERT_NE(std::string::npos, own);
+    size_t options = 0;
+    std::istringstream lines(help.substr(own));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("  --")) continue;
+        expectIn(page, "\n       " + line.substr(2, line.find(' ', 2) - 2) + "\n");
+        ++options;
+    }
+    EXPECT_EQ(5u, options);
 }

@@ -10,7 +10,8 @@ import sys
 import program_help
 
 OWN_SECTIONS = ("Exit status", "Examples")
-PAGES = (("bivista-emulator", 1), ("bivista-service", 8), ("bivistactl", 1))
+PAGES = (("bivista-emulator", 1), ("bivista-service", 8), ("bivista-vts", 1),
+         ("bivistactl", 1))
 
 
 def escape(text):
