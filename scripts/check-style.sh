@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Layout (clang-format), static checks (clang-tidy) and what the project must never contain.
+# Layout (clang-format), the project's own rules (lint.py), tests of the scripts, static checks (clang-tidy).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
