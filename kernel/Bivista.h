@@ -238,9 +238,9 @@ class Bivista : public V1_1::IBivista {
     void startUeventWorker() REQUIRES(mLpwgCallbackLock);
     void stopUeventWorker() REQUIRES(mLpwgCallbackLock);
 
-    // What of the dump the service object owns.
+    // What of the dump the service object owns. A reset sets its counters to 0.
     void dumpLink(DumpText* dump) const;
-    void dumpSubDisplay(DumpText* dump) EXCLUDES(sub_state_lock);
+    void dumpSubDisplay(DumpText* dump, bool reset) EXCLUDES(sub_state_lock);
 
     SubScreenState getSubDisplayState() EXCLUDES(sub_state_lock);
     // Tells the client, too.

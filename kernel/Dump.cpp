@@ -1,8 +1,10 @@
 // The service's debug dump: what it knows at this moment, and what it has counted.
 //
 // Every lock is held for a copy and no longer, and none that another thread may hold for long is
-// waited for: the dump is there to tell of such a thread.
+// waited for: the dump is there to tell of such a thread. A reset takes the counters as it reads
+// them, so that what is counted meanwhile is in this dump or in the next.
 
+#include <atomic>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,15 +34,35 @@ std::string textOf(const DevicePath& path) {
     return text;
 }
 
-DumpRow describeBrightness() EXCLUDES(display_lock) {
+uint64_t take(std::atomic<uint64_t>& counter, bool reset) {
+    return reset ? counter.exchange(0) : counter.load();
+}
+
+struct BrightnessState {
+    int32_t value;
+    size_t queued;
+    int32_t offsetSteps;
+    bool offsetBypass;
+};
+
+BrightnessState copyBrightness() EXCLUDES(display_lock) {
     const MutexLock lock(display_lock, kFunction);
+    return {brightness_value, br_arr.size(), br_offset_count, br_offset_bypass};
+}
+
+DumpRow describeBrightness(bool reset) {
+    const BrightnessState state = copyBrightness();
+    // What waits now is not forgotten.
+    raiseTo(sStatistics.brightnessHighWater, state.queued);
+    const uint64_t highWater = take(sStatistics.brightnessHighWater, reset);
+    if (reset) raiseTo(sStatistics.brightnessHighWater, state.queued);
     return DumpRow()
-            .number("value", brightness_value)
-            .number("queued", br_arr.size())
-            .number("highWater", sStatistics.brightnessHighWater.load())
+            .number("value", state.value)
+            .number("queued", state.queued)
+            .number("highWater", highWater)
             .number("offset", br_offset.load())
-            .number("offsetSteps", br_offset_count)
-            .flag("offsetBypass", br_offset_bypass);
+            .number("offsetSteps", state.offsetSteps)
+            .flag("offsetBypass", state.offsetBypass);
 }
 
 template <size_t kSize>
@@ -80,22 +102,26 @@ const char* nameOf(BufferState state) {
     return "?";
 }
 
+BufferState copyState(FrameBuffer* buffer) {
+    const MutexLock lock(buffer->lock, kFunction);
+    return buffer->state;
+}
+
 std::vector<DumpRow> describeBuffers() {
     std::vector<DumpRow> rows;
     for (uint8_t index = 0; index < kFrameBuffers; ++index) {
-        FrameBuffer* const buffer = frameBuffer(index);
-        const MutexLock lock(buffer->lock, kFunction);
-        rows.push_back(DumpRow().number("index", index).text("state", nameOf(buffer->state)));
+        const BufferState state = copyState(frameBuffer(index));
+        rows.push_back(DumpRow().number("index", index).text("state", nameOf(state)));
     }
     return rows;
 }
 
-DumpRow describeFrames() {
+DumpRow describeFrames(bool reset) {
     return DumpRow()
-            .number("drawn", sStatistics.framesDrawn.load())
-            .number("sent", sStatistics.framesSent.load())
-            .number("dropped", sStatistics.framesDropped.load())
-            .number("retries", sStatistics.frameRetries.load());
+            .number("drawn", take(sStatistics.framesDrawn, reset))
+            .number("sent", take(sStatistics.framesSent, reset))
+            .number("dropped", take(sStatistics.framesDropped, reset))
+            .number("retries", take(sStatistics.frameRetries, reset));
 }
 
 struct ExchangeTotals {
@@ -105,12 +131,12 @@ struct ExchangeTotals {
 };
 
 // Nothing for a command that was not sent since the last reset.
-void describeCommand(const std::string& name, const CommandStatistics& command,
+void describeCommand(const std::string& name, CommandStatistics& command, bool reset,
                      std::vector<DumpRow>* rows, ExchangeTotals* totals) {
-    const Latency::Summary latency = command.latency.summary();
+    const Latency::Summary latency = reset ? command.latency.take() : command.latency.summary();
     if (latency.count == 0) return;
-    const uint64_t failures = command.failures;
-    const uint64_t timeouts = command.timeouts;
+    const uint64_t failures = take(command.failures, reset);
+    const uint64_t timeouts = take(command.timeouts, reset);
     totals->exchanges += latency.count;
     totals->failures += failures;
     totals->timeouts += timeouts;
@@ -124,22 +150,22 @@ void describeCommand(const std::string& name, const CommandStatistics& command,
                             .number("maxus", latency.max));
 }
 
-void dumpExchanges(DumpText* dump) {
-    const ExchangeStatistics& commands = sStatistics.exchanges;
+void dumpExchanges(DumpText* dump, bool reset) {
+    ExchangeStatistics& commands = sStatistics.exchanges;
     const size_t names = commands.names();
     constexpr size_t kShared = ExchangeStatistics::kNames;
     std::vector<DumpRow> rows;
     ExchangeTotals totals;
     for (size_t row = 0; row < names; ++row) {
-        describeCommand(commands.nameOf(row), commands[row], &rows, &totals);
+        describeCommand(commands.nameOf(row), commands[row], reset, &rows, &totals);
     }
-    describeCommand(commands.nameOf(kShared), commands[kShared], &rows, &totals);
+    describeCommand(commands.nameOf(kShared), commands[kShared], reset, &rows, &totals);
     dump->add("at", DumpRow()
                             .number("exchanges", totals.exchanges)
                             .number("failures", totals.failures)
                             .number("timeouts", totals.timeouts)
-                            .number("refused", sStatistics.refused.load())
-                            .number("recoveries", sStatistics.recoveries.load()));
+                            .number("refused", take(sStatistics.refused, reset))
+                            .number("recoveries", take(sStatistics.recoveries, reset)));
     dump->add("commands", std::move(rows));
 }
 
@@ -162,7 +188,7 @@ DumpOptions readOptions(const hidl_vec<hidl_string>& options) {
 void Bivista::dumpLink(DumpText* dump) const {
     dump->add("usb", DumpRow()
                              .flag("attached", mUsbAttached)
-                             .flag("watched", !mNotifyJoined)
+                             .flag("watched", mInotifyFd != -1)
                              .number("votes", mUsbAutoSuspendDisableVote.load()));
     dump->add("serial", DumpRow()
                                 .flag("attached", mSerialAttached)
@@ -170,7 +196,7 @@ void Bivista::dumpLink(DumpText* dump) const {
                                 .flag("log", mSerialLogEnabled));
 }
 
-void Bivista::dumpSubDisplay(DumpText* dump) {
+void Bivista::dumpSubDisplay(DumpText* dump, bool reset) {
     const SubScreenInfo info = subScreenInfo();
     DumpRow row;
     row.flag("attached", mHidDisplayAttached).text("path", textOf(mHidDevicePath));
@@ -185,7 +211,7 @@ void Bivista::dumpSubDisplay(DumpText* dump) {
     row.number("width", info.x).number("height", info.y).number("format", info.format);
     dump->add("subDisplay", row.number("lastDrawn", cur_fb.load()));
     dump->add("buffers", describeBuffers());
-    dump->add("frames", describeFrames());
+    dump->add("frames", describeFrames(reset));
 }
 
 Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
@@ -205,12 +231,11 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     dumpLink(&dump);
     dump.add("display",
              DumpRow().flag("initialized", bv2_initialized).flag("screenOn", bv2_screen_on));
-    dump.add("brightness", describeBrightness());
+    dump.add("brightness", describeBrightness(asked.reset));
     dump.add("colour", describeColors());
-    dumpSubDisplay(&dump);
-    dumpExchanges(&dump);
+    dumpSubDisplay(&dump, asked.reset);
+    dumpExchanges(&dump, asked.reset);
     dump.add("threads", describeThreads());
-    if (asked.reset) sStatistics.reset();
     writeDump(output, asked.json ? dump.json() : dump.words());
     return Void();
 }

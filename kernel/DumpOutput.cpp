@@ -1,74 +1,124 @@
 #include "kernel/DumpOutput.h"
 
-#include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstring>
-#include <ctime>
+#include <memory>
+#include <string_view>
+#include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "kernel/Descriptor.h"
 #include "kernel/Log.h"
+#include "kernel/Statistics.h"
+#include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-constexpr int kPatienceMs = 2000;
+constexpr uint64_t kPatienceMicros = 2'000'000;
 
-// A write does not raise SIGPIPE on this thread while this lives.
-class NoPipeSignal {
-  public:
-    NoPipeSignal() {
-        sigemptyset(&mPipe);
-        sigaddset(&mPipe, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &mPipe, &mBefore);
-    }
-    ~NoPipeSignal() { pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
-    NoPipeSignal(const NoPipeSignal&) = delete;
-    NoPipeSignal& operator=(const NoPipeSignal&) = delete;
+// The thread below exists.
+std::atomic<bool> sWriting = false;
 
-    // The signal of a write that failed, if it raised one: it would come when the thread takes
-    // signals again.
-    void swallow() const {
-        const timespec now = {};
-        sigtimedwait(&mPipe, nullptr, &now);
-    }
+// A text on its way, shared by the thread that writes it and the one that waits for that.
+struct Output {
+    Output(int fd, std::string text)
+        : target(fcntl(fd, F_DUPFD_CLOEXEC, 0)),
+          ended(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+          text(std::move(text)) {}
 
-  private:
-    sigset_t mPipe = {};
-    sigset_t mBefore = {};
+    const Descriptor target;
+    const Descriptor ended;  // written at the end, whichever it was
+    const std::string text;
 };
 
-// Waits until a piece can be written. False, with errno set, when it takes too long or fails.
-bool awaitRoom(int fd) {
-    pollfd output = {fd, POLLOUT, 0};
-    const int ready = poll(&output, 1, kPatienceMs);
-    if (ready == 0) errno = ETIMEDOUT;
-    return ready > 0 || (ready < 0 && errno == EINTR);
+void logFailure(int error) {
+    LOG_ERROR("debug: failed to write: %s", strerror(error));
 }
 
-// Bytes written, 0 to try again, or negative with errno set.
-ssize_t writePiece(int fd, std::string_view text) {
-    if (!awaitRoom(fd)) return -1;
-    const ssize_t written = write(fd, text.data(), std::min<size_t>(text.size(), PIPE_BUF));
-    return written < 0 && (errno == EINTR || errno == EAGAIN) ? 0 : written;
+// 0, or the error.
+int writeAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<size_t>(written));
+        } else if (errno == EAGAIN) {
+            pollfd room = {fd, POLLOUT, 0};
+            poll(&room, 1, -1);
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+// Its reader may have gone: the signal that tells so would end the service.
+void blockPipeSignal() {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+}
+
+void* writeOutput(void* argument) {
+    nameThread("dump");
+    blockPipeSignal();
+    const std::unique_ptr<std::shared_ptr<Output>> held(
+            static_cast<std::shared_ptr<Output>*>(argument));
+    const Output& output = **held;
+    if (const int error = writeAll(output.target.get(), output.text)) logFailure(error);
+    sWriting = false;
+    eventfd_write(output.ended.get(), 1);
+    return nullptr;
+}
+
+// Whether the thread has come to its end within the time that it is given.
+bool awaitEnd(const Output& output) {
+    const uint64_t deadline = monotonicMicros() + kPatienceMicros;
+    for (;;) {
+        const uint64_t now = monotonicMicros();
+        const int left = now < deadline ? static_cast<int>((deadline - now + 999) / 1000) : 0;
+        pollfd ended = {output.ended.get(), POLLIN, 0};
+        const int ready = poll(&ended, 1, left);
+        if (ready >= 0 || errno != EINTR) return ready > 0;
+    }
+}
+
+// 0, or the error.
+int startThread(const std::shared_ptr<Output>& output) {
+    auto held = std::make_unique<std::shared_ptr<Output>>(output);
+    pthread_t thread;
+    const int result = pthread_create(&thread, nullptr, writeOutput, held.get());
+    if (result != 0) return result;
+    // The thread frees it.
+    static_cast<void>(held.release());
+    pthread_detach(thread);
+    return 0;
 }
 
 }  // namespace
 
-void writeDump(int fd, std::string_view text) {
-    const NoPipeSignal noSignal;
-    while (!text.empty()) {
-        const ssize_t written = writePiece(fd, text);
-        if (written < 0) {
-            LOG_ERROR("debug: failed to write: %s", strerror(errno));
-            noSignal.swallow();
-            return;
-        }
-        text.remove_prefix(static_cast<size_t>(written));
+void writeDump(int fd, std::string text) {
+    if (sWriting.exchange(true)) {
+        LOG_ERROR("debug: nobody has read an earlier dump yet");
+        return;
+    }
+    const auto output = std::make_shared<Output>(fd, std::move(text));
+    int error = output->target.isOpen() && output->ended.isOpen() ? 0 : errno;
+    if (error == 0) error = startThread(output);
+    if (error != 0) {
+        sWriting = false;
+        logFailure(error);
+    } else if (!awaitEnd(*output)) {
+        LOG_ERROR("debug: nobody reads the dump");
     }
 }
 

@@ -1,13 +1,14 @@
 // Writing to a descriptor that a client handed over: whatever it is, the service goes on.
 #pragma once
 
-#include <string_view>
+#include <string>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// Writes the text, in pieces that fit into a pipe with room. Gives up, logged, when the descriptor
-// fails, or is a pipe, socket or terminal that has taken nothing for two seconds. A reader that has
-// gone raises no SIGPIPE.
-void writeDump(int fd, std::string_view text);
+// Writes the text to a duplicate of the descriptor, on a thread of its own, and waits two seconds
+// for it at most: a full pipe, or a terminal that was stopped, may take it much later or never.
+// What is not taken by then is written on behind the caller's back. There is one such thread at
+// most: while it waits, further texts are dropped. What goes wrong is logged; no signal is raised.
+void writeDump(int fd, std::string text);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -33,33 +33,37 @@ uint64_t Latency::longestOf(size_t bucket) {
 }
 
 void Latency::add(uint64_t micros) {
-    mBuckets[bucketOf(micros)].fetch_add(1, std::memory_order_relaxed);
     raiseTo(mMax, micros);
-}
-
-void Latency::reset() {
-    for (auto& bucket : mBuckets) bucket.store(0, std::memory_order_relaxed);
-    mMax.store(0, std::memory_order_relaxed);
+    mBuckets[bucketOf(micros)].fetch_add(1, std::memory_order_relaxed);
 }
 
 Latency::Summary Latency::summary() const {
-    // The percentiles are of the durations counted here, whatever is added meanwhile.
-    std::array<uint32_t, kBuckets> buckets = {};
-    Summary summary;
+    Counts counts = {};
+    for (size_t i = 0; i < kBuckets; ++i) counts[i] = mBuckets[i].load(std::memory_order_relaxed);
+    return summarise(counts, mMax.load(std::memory_order_relaxed));
+}
+
+Latency::Summary Latency::take() {
+    Counts counts = {};
     for (size_t i = 0; i < kBuckets; ++i) {
-        buckets[i] = mBuckets[i].load(std::memory_order_relaxed);
-        summary.count += buckets[i];
+        counts[i] = mBuckets[i].exchange(0, std::memory_order_relaxed);
     }
-    summary.max = mMax.load(std::memory_order_relaxed);
+    return summarise(counts, mMax.exchange(0, std::memory_order_relaxed));
+}
+
+Latency::Summary Latency::summarise(const Counts& counts, uint64_t max) {
+    Summary summary;
+    summary.max = max;
+    for (const uint32_t count : counts) summary.count += count;
     const auto percentile = [&](uint64_t percent) {
         const uint64_t rank = rankOf(summary.count, percent);
         if (rank == 0) return uint64_t{0};
         uint64_t passed = 0;
         size_t bucket = 0;
-        while (bucket < kBuckets - 1 && (passed += buckets[bucket]) < rank) ++bucket;
+        while (bucket < kBuckets - 1 && (passed += counts[bucket]) < rank) ++bucket;
         // Nothing bounds the last bucket but the maximum.
-        if (bucket == kBuckets - 1) return summary.max;
-        return std::min(longestOf(bucket), summary.max);
+        if (bucket == kBuckets - 1) return max;
+        return std::min(longestOf(bucket), max);
     };
     summary.p50 = percentile(50);
     summary.p99 = percentile(99);

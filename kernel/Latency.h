@@ -21,9 +21,10 @@ class Latency {
     };
 
     void add(uint64_t micros);
-    // Forgets all. A duration that another thread adds meanwhile may be forgotten in part.
-    void reset();
     Summary summary() const;
+    // The same, and forgets what is in it. A duration that another thread adds meanwhile is in this
+    // summary or in the next; only its being the longest may be told too early.
+    Summary take();
 
   private:
     static constexpr size_t kExact = 16;
@@ -32,6 +33,9 @@ class Latency {
     static constexpr size_t kDoublings = 28;
     static constexpr size_t kBuckets = kExact + kSteps * kDoublings;
 
+    using Counts = std::array<uint32_t, kBuckets>;
+
+    static Summary summarise(const Counts& counts, uint64_t max);
     static size_t bucketOf(uint64_t micros);
     static uint64_t longestOf(size_t bucket);
 

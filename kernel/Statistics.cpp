@@ -8,9 +8,17 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 Statistics sStatistics;
 
+namespace {
+
+char capital(char letter) {
+    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
+}  // namespace
+
 CommandName::CommandName(const char* cmd)
     : mLength(static_cast<uint8_t>(std::min(strcspn(cmd, "=\r"), mText.size()))) {
-    memcpy(mText.data(), cmd, mLength);
+    std::transform(cmd, cmd + mLength, mText.begin(), capital);
 }
 
 bool CommandName::operator==(const CommandName& other) const {
@@ -21,12 +29,6 @@ void CommandStatistics::count(uint64_t micros, bool failed, bool timedOut) {
     latency.add(micros);
     if (failed) ++failures;
     if (timedOut) ++timeouts;
-}
-
-void CommandStatistics::reset() {
-    latency.reset();
-    failures = 0;
-    timeouts = 0;
 }
 
 std::string ExchangeStatistics::nameOf(size_t row) const {
@@ -46,18 +48,6 @@ size_t ExchangeStatistics::rowOf(const CommandName& name) {
 
 void ExchangeStatistics::count(const char* cmd, uint64_t micros, bool failed, bool timedOut) {
     mRows[rowOf(CommandName(cmd))].count(micros, failed, timedOut);
-}
-
-void ExchangeStatistics::reset() {
-    for (CommandStatistics& row : mRows) row.reset();
-}
-
-void Statistics::reset() {
-    exchanges.reset();
-    for (auto* counter : {&refused, &recoveries, &framesDrawn, &framesSent, &framesDropped,
-                          &frameRetries, &brightnessHighWater}) {
-        *counter = 0;
-    }
 }
 
 uint64_t monotonicMicros() {

@@ -15,7 +15,8 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// What an AT command is counted under: its text up to "=" or "\r", at most 63 bytes of it.
+// What an AT command is counted under: its text up to "=" or "\r", at most 63 bytes of it, in
+// capitals: to the cover the case makes no difference.
 class CommandName {
   public:
     CommandName() = default;
@@ -36,7 +37,6 @@ struct CommandStatistics {
     Latency latency;
 
     void count(uint64_t micros, bool failed, bool timedOut);
-    void reset();
 };
 
 // The first 32 names that were sent; those that come later share one row. Names stay for good.
@@ -49,11 +49,10 @@ class ExchangeStatistics {
     // Rows in the order of their first command, the shared one last. Those of names() are in use.
     size_t names() const { return mNames.load(std::memory_order_acquire); }
     std::string nameOf(size_t row) const;
-    const CommandStatistics& operator[](size_t row) const { return mRows[row]; }
+    CommandStatistics& operator[](size_t row) { return mRows[row]; }
 
     // One at a time: by whoever holds the tty.
     void count(const char* cmd, uint64_t micros, bool failed, bool timedOut) REQUIRES(sSerialMutex);
-    void reset();
 
   private:
     size_t rowOf(const CommandName& name);
@@ -79,8 +78,6 @@ struct Statistics {
     std::atomic<uint64_t> frameRetries = 0;
     // The longest that the brightness queue was when a level was pushed.
     std::atomic<uint64_t> brightnessHighWater = 0;
-
-    void reset();
 };
 
 extern Statistics sStatistics;

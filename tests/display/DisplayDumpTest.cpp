@@ -57,6 +57,16 @@ TEST_F(DisplayDumpTest, KnowsHowLongTheQueueWas) {
     EXPECT_EQ(dump()["brightness"]["highWater"], 20);
 }
 
+TEST_F(DisplayDumpTest, ForgetsNotWhatStillWaits) {
+    blockWorkerWith(7);
+    for (const int level : {8, 9, 10}) service->setBrightness(level);
+    dumpOf(*service, {"--reset"});
+    EXPECT_EQ(dump()["brightness"], brightness(10, 3, 3, 0, 0, false));
+    freeLink();
+    awaitSent(10);
+    EXPECT_EQ(dump()["brightness"], brightness(10, 0, 3, 0, 0, false));
+}
+
 TEST_F(DisplayDumpTest, TellsOfTheOffset) {
     powerOn();
     blockWorkerWith(200);

@@ -1,6 +1,7 @@
 // The histogram of durations: what it keeps, and how far its percentiles may be off.
 #include "kernel/Latency.h"
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -83,14 +84,30 @@ TEST(LatencyBound, OfAPercentileIsAnEighth) {
     }
 }
 
-TEST(LatencyReset, ForgetsAll) {
+TEST(LatencyTake, GivesAllAndForgetsIt) {
     Latency latency;
     latency.add(1000);
-    latency.reset();
+    const Latency::Summary taken = latency.take();
+    EXPECT_EQ(taken.count, 1u);
+    EXPECT_EQ(taken.p50, 1000u);
+    EXPECT_EQ(taken.max, 1000u);
     EXPECT_EQ(latency.summary().count, 0u);
     EXPECT_EQ(latency.summary().max, 0u);
     latency.add(3);
     EXPECT_EQ(latency.summary().p99, 3u);
+}
+
+TEST(LatencyThreads, LoseNothingWhileOthersTake) {
+    Latency latency;
+    std::atomic<bool> ended = false;
+    std::thread filler([&] {
+        for (uint64_t i = 0; i < 20'000; ++i) latency.add(i % 100);
+        ended = true;
+    });
+    uint64_t taken = 0;
+    while (!ended) taken += latency.take().count;
+    filler.join();
+    EXPECT_EQ(taken + latency.take().count, 20'000u);
 }
 
 TEST(LatencyThreads, LoseNothing) {

@@ -11,7 +11,7 @@ class DumpTest : public CliTest {};
 
 }  // namespace
 
-TEST_F(DumpTest, HasTheServiceWriteToStandardOutput) {
+TEST_F(DumpTest, PrintsWhatTheServiceWrites) {
     givenService({"--text", hex("a\n\xff")});
     Result result = run({"dump"});
     EXPECT_EQ(0, result.code);
@@ -24,6 +24,14 @@ TEST_F(DumpTest, PassesItsOptionsOn) {
     givenService();
     EXPECT_EQ(0, run({"dump", "--reset", "--json"}).code);
     EXPECT_EQ(Json({{"method", "debug"}, {"args", {"--json", "--reset"}}}), nextCall());
+}
+
+TEST_F(DumpTest, OfAServiceThatHasNoneEndsWithOne) {
+    givenService({"--text", ""});
+    Result result = run({"dump", "--json"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("no dump"));
 }
 
 TEST_F(DumpTest, OfAServiceThatDiesEndsWithThree) {

@@ -75,6 +75,7 @@ TEST_F(ExitStatusTest, OutputThatCannotBeWrittenIsFour) {
                                                  {"doctor"},
                                                  {"doctor", "--json"},
                                                  {"cutout"},
+                                                 {"dump"},
                                                  {"sub", "info", "--json"},
                                                  {"call", "getGpiopin"}}) {
         EXPECT_EQ(4, run(words, full).code) << words[0];
