@@ -89,7 +89,7 @@ inside bash /root/session.sh
 say "the commands of the documents"
 inside env PATH=/root/programs:/usr/sbin:/usr/bin APT_CONFIG=/root/apt.conf bash -c '
     cd /root/project
-    bash /root/documents.sh' || fail "they do not do what the documents say"
+    bash /root/documents.sh </dev/null' || fail "they do not do what the documents say"
 
 say "removing the package"
 inside dpkg --purge bivista >"$folder/dpkg.log" 2>&1 || { cat "$folder/dpkg.log" >&2; fail "dpkg --purge failed"; }

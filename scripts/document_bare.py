@@ -34,7 +34,7 @@ def script(blocks):
     parts = [HEAD]
     for block in blocks:
         if block.place == "package":
-            own = ' "$(mktemp -d)"' if document_rules.runs_phone(block) else ""
+            own = ' "$(mktemp -d -p /run)"' if document_rules.runs_phone(block) else ""
             commands = document_shell.script(document_rules.steps(block, bare=True))
             parts.append(f"run {shlex.quote(commands)}{own}\n")
     return "".join(parts) + TAIL

@@ -55,6 +55,8 @@ RULES = (
     Rule(r"(bivistactl|bivista-emulator) ([A-Z]+) --help", instead(r"\1 --help"),
          "stands for any of its commands"),
     Rule(r"bivista-emulator ctl", instead(r"bivista-emulator ctl --help"), "stands for its commands"),
+    Rule(r"lshal debug", instead(r"\g<0> vendor.qmx.hardware.bivista@1.1::IBivista/default"),
+         "stands for that of the service"),
     Rule(r"(?:ls|cat) /(?:dev|sys)/\S*", instead(r'HIDL_SOCKET_DIR=$(mktemp -d) '
                                                  r"bivista-emulator run -- sh -c '\g<0>'"),
          "has a cover: the emulated phone"),

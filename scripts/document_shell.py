@@ -57,7 +57,7 @@ def script(steps):
     for step in steps:
         right = " ".join(str(status) for status in sorted(step.statuses))
         arguments = " ".join(shlex.quote(word) for word in (step.place, right, step.command))
-        parts.append(f'{{\n{step.run}\n}} >"$output" 2>&1 </dev/null\ntold {arguments}\n')
+        parts.append(f'{{\n{step.run}\n}} >"$output" 2>&1\ntold {arguments}\n')
     return "".join(parts) + TAIL
 
 
