@@ -25,6 +25,8 @@ uint32_t parseUint32(const std::string& text);
 int32_t parseLevel(const std::string& text);
 // "true" or "false".
 bool parseBool(const std::string& text);
+// What parseBool() takes.
+const char* formatBool(bool value);
 // "on" or "off".
 bool parseSwitch(const std::string& text);
 // "@FILE": the 32-bit little-endian words of a file, or numbers with commas between; empty for

@@ -1,16 +1,11 @@
 #include "tools/Ask.h"
 
-#include "tools/Command.h"
-#include "tools/Methods.h"
 #include "tools/Output.h"
 #include "tools/Spinner.h"
 
 namespace bivistactl {
 
 using ::android::sp;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
-
-namespace {
 
 Answer ask(const sp<BivistaV1_0>& service, const std::string& method,
            const std::vector<std::string>& arguments) {
@@ -19,18 +14,9 @@ Answer ask(const sp<BivistaV1_0>& service, const std::string& method,
     return call(service);
 }
 
-}  // namespace
-
 TextAnswer askForText(const sp<BivistaV1_0>& service, const std::string& method) {
-    const Answer answer = ask(service, method, {});
+    const Answer answer = ask(service, method);
     return {answer.status.value(), answer.value.value().get<std::string>()};
-}
-
-Status askForStatus(const sp<BivistaV1_0>& service, const StatusCall& call) {
-    const Spinner spinner;
-    const auto answered = call(service);
-    requireDelivered(answered);
-    return answered;
 }
 
 int printAnswer(const std::string& method, const std::string& failure) {
@@ -41,13 +27,22 @@ int printAnswer(const std::string& method, const std::string& failure) {
 
 int printJson(const std::string& method, const std::vector<std::string>& arguments,
               const std::string& failure) {
-    const Answer answer = ask(findService(), method, arguments);
-    printOrFail(toLine(method, answer));
-    return reportStatus(answer.status.value(), failure);
+    return reportAnswer(method, ask(findService(), method, arguments), failure, true);
 }
 
-int reportAnswer(const StatusCall& call, const std::string& failure) {
-    return reportStatus(askForStatus(findService(), call), failure);
+int carryOut(const Order& order, bool json) {
+    return reportAnswer(order.method, ask(findService(), order.method, order.arguments),
+                        order.failure, json);
+}
+
+void addOrder(CLI::App& command, Action& chosen, const std::function<Order()>& make) {
+    addPrinting(command, chosen, [make](bool json) { return carryOut(make(), json); });
+}
+
+int reportAnswer(const std::string& method, const Answer& answer, const std::string& failure,
+                 bool json) {
+    if (json) printOrFail(toLine(method, answer));
+    return reportStatus(answer.status.value(), failure);
 }
 
 }  // namespace bivistactl

@@ -80,11 +80,8 @@ void addAtCommand(CLI::App& program, Action& chosen) {
     auto text = std::make_shared<std::string>();
     command->add_option("CMD", *text, "The command, beginning with AT, without carriage return")
             ->required();
-    auto json = std::make_shared<bool>(false);
-    addJsonFlag(*command, json.get());
     command->footer(kHelp);
-    command->callback(
-            [text, json, &chosen] { chosen = [text, json] { return send(*text, *json); }; });
+    addPrinting(*command, chosen, [text](bool json) { return send(*text, json); });
 }
 
 }  // namespace bivistactl

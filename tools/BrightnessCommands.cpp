@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/Ask.h"
 #include "tools/Command.h"
 
 namespace bivistactl {
@@ -41,8 +42,8 @@ void addBrightness(CLI::App& program, Action& chosen) {
     auto level = std::make_shared<int32_t>();
     addArgument(*command, "LEVEL", "0 to 255", parseLevel, level.get());
     command->footer(kBrightnessHelp);
-    command->callback([level, &chosen] {
-        chosen = [level] { return reportCall(findService()->setBrightness(*level), kRefused); };
+    addOrder(*command, chosen, [level] {
+        return Order{"setBrightness", {std::to_string(*level)}, kRefused};
     });
 }
 
@@ -53,10 +54,8 @@ void addOffset(CLI::App& program, Action& chosen) {
     addArgument(*command, "N", "Any 32-bit number; 100 is a command of its own", parseInt32,
                 offset.get());
     command->footer(kOffsetHelp);
-    command->callback([offset, &chosen] {
-        chosen = [offset] {
-            return reportCall(findService()->setBVBrightnessOffset(*offset), kScreenOff);
-        };
+    addOrder(*command, chosen, [offset] {
+        return Order{"setBVBrightnessOffset", {std::to_string(*offset)}, kScreenOff};
     });
 }
 

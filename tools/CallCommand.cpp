@@ -90,6 +90,8 @@ int call(const CLI::App& command, std::vector<std::string> words) {
         printOrFail(command.help());
         return EXIT_ANSWERED_OK;
     }
+    // Behind all its arguments, since a text may be this word.
+    if (words.size() > method->parameters.size() && words.back() == "--json") words.pop_back();
     return run(*method, words);
 }
 
@@ -100,6 +102,7 @@ void addCallCommand(CLI::App& program, Action& chosen) {
             program.add_subcommand("call", "Call any method of the service by its name");
     command->formatter(std::make_shared<CallHelp>());
     command->prefix_command();
+    addIdleJsonFlag(*command);
     command->footer(kHelp + describeMethods());
     command->callback([command, &chosen] {
         chosen = [command] { return call(*command, command->remaining()); };

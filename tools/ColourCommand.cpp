@@ -5,7 +5,9 @@
 #include <array>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "tools/Ask.h"
 #include "tools/Command.h"
 
 namespace bivistactl {
@@ -65,8 +67,8 @@ void addMode(CLI::App& colour, Action& chosen) {
     auto mode = std::make_shared<ScreenMode>();
     addArgument(*command, "MODE", "Name or number of the mode", parseMode, mode.get());
     command->footer(kModeHelp);
-    command->callback([mode, &chosen] {
-        chosen = [mode] { return reportCall(findService()->setScreenMode(*mode), kRefused); };
+    addOrder(*command, chosen, [mode] {
+        return Order{"setScreenMode", {std::to_string(static_cast<int32_t>(*mode))}, kRefused};
     });
 }
 
@@ -81,15 +83,19 @@ std::shared_ptr<std::array<uint32_t, N>> addNumbers(CLI::App& command,
     return numbers;
 }
 
+template <size_t N>
+std::vector<std::string> toTexts(const std::array<uint32_t, N>& numbers) {
+    std::vector<std::string> texts;
+    for (const uint32_t number : numbers) texts.push_back(std::to_string(number));
+    return texts;
+}
+
 void addRgb(CLI::App& colour, Action& chosen) {
     CLI::App* command = colour.add_subcommand("rgb", "Set the colour tuning");
     auto numbers = addNumbers<4>(*command, {"A", "B", "C", "D"});
     command->footer(kRgbHelp);
-    command->callback([numbers, &chosen] {
-        chosen = [numbers] {
-            const auto& [a, b, c, d] = *numbers;
-            return reportCall(findService()->setRgbTune(a, b, c, d), kRefused);
-        };
+    addOrder(*command, chosen, [numbers] {
+        return Order{"setRgbTune", toTexts(*numbers), kRefused};
     });
 }
 
@@ -97,12 +103,11 @@ void addTune(CLI::App& colour, Action& chosen) {
     CLI::App* command = colour.add_subcommand("tune", "Set the screen tuning");
     auto numbers = addNumbers<3>(*command, {"A", "B", "C"});
     command->footer(kTuneHelp);
-    command->callback([numbers, &chosen] {
-        chosen = [numbers] {
-            const auto& [a, b, c] = *numbers;
-            // The service ignores the fourth.
-            return reportCall(findService()->setScreenTune(a, b, c, 0), kRefused);
-        };
+    addOrder(*command, chosen, [numbers] {
+        std::vector<std::string> arguments = toTexts(*numbers);
+        // The service ignores the fourth.
+        arguments.emplace_back("0");
+        return Order{"setScreenTune", arguments, kRefused};
     });
 }
 

@@ -9,36 +9,32 @@ namespace bivistactl {
 
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-void addPlainCommand(CLI::App& parent, const char* name, const char* about, const char* help,
-                     Action& chosen, const Action& action) {
-    CLI::App* command = parent.add_subcommand(name, about);
-    command->footer(help);
-    command->callback([action, &chosen] { chosen = action; });
+void addPrinting(CLI::App& command, Action& chosen, const PrintingAction& action) {
+    auto json = std::make_shared<bool>(false);
+    addJsonFlag(command, json.get());
+    command.callback(
+            [action, json, &chosen] { chosen = [action, json] { return action(*json); }; });
 }
 
 void addPrintingCommand(CLI::App& parent, const char* name, const char* about, const char* help,
-                        Action& chosen, const std::function<int(bool json)>& action) {
+                        Action& chosen, const PrintingAction& action) {
     CLI::App* command = parent.add_subcommand(name, about);
-    auto json = std::make_shared<bool>(false);
-    addJsonFlag(*command, json.get());
     command->footer(help);
-    command->callback(
-            [action, json, &chosen] { chosen = [action, json] { return action(*json); }; });
+    addPrinting(*command, chosen, action);
 }
 
 void addJsonFlag(CLI::App& command, bool* json) {
     command.add_flag("--json", *json, "Print one JSON object on one line");
 }
 
+void addIdleJsonFlag(CLI::App& command) {
+    command.add_flag("--json", "Changes nothing: JSON is printed in any case");
+}
+
 int reportStatus(Status answered, const std::string& failure) {
     if (answered == Status::OK) return EXIT_ANSWERED_OK;
     complain("FAIL: " + failure);
     return EXIT_ANSWERED_FAIL;
-}
-
-int reportCall(const ::android::hardware::Return<Status>& answered, const std::string& failure) {
-    requireDelivered(answered);
-    return reportStatus(answered, failure);
 }
 
 }  // namespace bivistactl

@@ -50,18 +50,21 @@ void addArgument(CLI::App& command, const std::string& name, const std::string& 
     command.add_option(name, std::move(take), help)->required();
 }
 
-// Adds a command without arguments to its parent.
-void addPlainCommand(CLI::App& parent, const char* name, const char* about, const char* help,
-                     Action& chosen, const Action& action);
+// Runs the command; told whether to print JSON.
+using PrintingAction = std::function<int(bool json)>;
 
-// The same for a command that prints something: `action` is told whether to print JSON.
+// Adds --json to a command, and has it run the action.
+void addPrinting(CLI::App& command, Action& chosen, const PrintingAction& action);
+// Adds a command without arguments to its parent, in the same way.
 void addPrintingCommand(CLI::App& parent, const char* name, const char* about, const char* help,
-                        Action& chosen, const std::function<int(bool json)>& action);
+                        Action& chosen, const PrintingAction& action);
 // Adds --json to a command.
 void addJsonFlag(CLI::App& command, bool* json);
+// The same for a command that prints JSON in any case.
+void addIdleJsonFlag(CLI::App& command);
 
-// Prints the states of the sub display as they come, until ended by a signal; an Action.
-int watchSubDisplay();
+// Has the command print the states of the sub display as they come, until ended by a signal.
+void addSubDisplayWatch(CLI::App& command, Action& chosen);
 
 // For answers of FAIL that the service's interface does not provide for.
 inline constexpr char kRefused[] = "the service refused. Its log tells why.";
@@ -74,9 +77,5 @@ inline constexpr char kNotAnswered[] =
 // on standard error, which tells people what that means and what to do.
 int reportStatus(::vendor::qmx::hardware::bivista::V1_0::Status answered,
                  const std::string& failure);
-// The same for the call itself. Throws Failure when the service did not carry it out.
-int reportCall(
-        const ::android::hardware::Return<::vendor::qmx::hardware::bivista::V1_0::Status>& answered,
-        const std::string& failure);
 
 }  // namespace bivistactl

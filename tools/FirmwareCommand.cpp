@@ -11,8 +11,6 @@
 namespace bivistactl {
 namespace {
 
-using ::android::sp;
-using ::android::hardware::Return;
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr const char* kHelp = R"(
@@ -97,7 +95,8 @@ constexpr char kStartedOrFailed[] =
         "check. The service's log tells which; \"bivistactl firmware version\" tells later what "
         "the cover runs.";
 
-struct Query {
+// A command that calls one method without arguments.
+struct Entry {
     const char* name;
     const char* about;
     const char* help;
@@ -105,29 +104,13 @@ struct Query {
     const char* failure;
 };
 
-struct Order {
-    const char* name;
-    const char* about;
-    const char* help;
-    Return<Status> (BivistaV1_0::*method)();
-    const char* failure;
-};
-
-constexpr Order kOrders[] = {
-        {"upgrade", "Start an upgrade", kUpgradeHelp, &BivistaV1_0::doFirmwareUpgrade,
-         kNoControlFile},
-        {"cancel", "Cancel an upgrade", kCancelHelp, &BivistaV1_0::cancelFirmwareUpgrade,
-         kNoControlFile},
-        {"dload", "Restart the cover into its loader", kDloadHelp, &BivistaV1_0::goDload,
-         kNotAnswered},
+constexpr Entry kOrders[] = {
+        {"upgrade", "Start an upgrade", kUpgradeHelp, "doFirmwareUpgrade", kNoControlFile},
+        {"cancel", "Cancel an upgrade", kCancelHelp, "cancelFirmwareUpgrade", kNoControlFile},
+        {"dload", "Restart the cover into its loader", kDloadHelp, "goDload", kNotAnswered},
         {"stm-dload", "Restart its STM microcontroller into its loader", kStmDloadHelp,
-         &BivistaV1_0::goSTMDload, kNotAnswered},
+         "goSTMDload", kNotAnswered},
 };
-
-Status tell(const sp<BivistaV1_0>& service, Return<Status> (BivistaV1_0::*method)()) {
-    return askForStatus(
-            service, [method](const sp<BivistaV1_0>& object) { return (object.get()->*method)(); });
-}
 
 std::string hardwareLine(const std::string& version) {
     return version.substr(0, version.find('-'));
@@ -170,13 +153,13 @@ int check(bool json) {
     // Asked first: an upgrade takes the cover away.
     const TextAnswer version = askForText(service, "getFirmwareVersion");
     if (version.status != Status::OK) return reportStatus(version.status, kNotChecked);
-    const Status checked = tell(service, &BivistaV1_0::checkFirmwareVersion);
+    const Status checked = ask(service, "checkFirmwareVersion").status.value();
     const TextAnswer image = askForText(service, "getFirmwareFile");
     if (image.status != Status::OK) return reportStatus(image.status, kRefused);
     return reportCheck(checked, version.text, image.text, json);
 }
 
-void addQuery(CLI::App& firmware, Action& chosen, const Query& query) {
+void addQuery(CLI::App& firmware, Action& chosen, const Entry& query) {
     addPrintingCommand(firmware, query.name, query.about, query.help, chosen, [query](bool json) {
         return json ? printJson(query.method, {}, query.failure)
                     : printAnswer(query.method, query.failure);
@@ -197,10 +180,11 @@ void addFirmwareCommand(CLI::App& program, Action& chosen) {
     addQuery(*firmware, chosen,
              {"file", "Print the image that was checked last", kFileHelp, "getFirmwareFile",
               kRefused});
-    for (const Order& order : kOrders) {
-        addPlainCommand(*firmware, order.name, order.about, order.help, chosen, [&order] {
-            return reportStatus(tell(findService(), order.method), order.failure);
-        });
+    for (const Entry& order : kOrders) {
+        addPrintingCommand(*firmware, order.name, order.about, order.help, chosen,
+                           [&order](bool json) {
+                               return carryOut({order.method, {}, order.failure}, json);
+                           });
     }
 }
 

@@ -1,6 +1,7 @@
 // bivistactl lpwg: settings of the low-power wake gestures.
 
 #include <memory>
+#include <string>
 
 #include "tools/Ask.h"
 #include "tools/Command.h"
@@ -36,11 +37,10 @@ void addLpwgCommand(CLI::App& program, Action& chosen) {
     addArgument(*command, "TYPE", "Any 32-bit number", parseInt32, &status->type);
     addArgument(*command, "VALUE", "Any 32-bit number", parseInt32, &status->value);
     command->footer(kStatusHelp);
-    command->callback([status, &chosen] {
-        chosen = [status] {
-            return reportAnswer([&](const auto& service) { return service->setStatus(*status); },
-                                kNotAnswered);
-        };
+    addOrder(*command, chosen, [status] {
+        return Order{"setStatus",
+                     {std::to_string(status->type), std::to_string(status->value)},
+                     kNotAnswered};
     });
 }
 

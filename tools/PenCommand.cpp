@@ -37,16 +37,6 @@ uint32_t parseAesMode(const std::string& text) {
     throw BadArgument("\"" + text + "\" is neither 1 nor 2");
 }
 
-int setAes(const Request& request) {
-    return reportAnswer(
-            [&](const ::android::sp<BivistaV1_0>& service) {
-                const auto newer = asV1_1(service);
-                return request.coverOnly ? newer->setAesMode(request.mode)
-                                         : newer->manageAesMode(request.mode);
-            },
-            kNotAnswered);
-}
-
 }  // namespace
 
 void addPenCommand(CLI::App& program, Action& chosen) {
@@ -58,7 +48,11 @@ void addPenCommand(CLI::App& program, Action& chosen) {
     addArgument(*aes, "MODE", "1 or 2", parseAesMode, &request->mode);
     aes->add_flag("--cover-only", request->coverOnly, "Tell the cover alone");
     aes->footer(kAesHelp);
-    aes->callback([request, &chosen] { chosen = [request] { return setAes(*request); }; });
+    addOrder(*aes, chosen, [request] {
+        return Order{request->coverOnly ? "setAesMode" : "manageAesMode",
+                     {std::to_string(request->mode)},
+                     kNotAnswered};
+    });
 }
 
 }  // namespace bivistactl

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/Ask.h"
 #include "tools/Command.h"
 
 namespace bivistactl {
@@ -29,11 +30,6 @@ struct Request {
     bool uevent = false;
 };
 
-int send(const Request& request) {
-    return reportCall(findService()->setPowerStatus(request.on, request.uevent),
-                      request.on ? kNotSwitchedOn : kNotSwitchedOff);
-}
-
 }  // namespace
 
 void addPowerCommand(CLI::App& program, Action& chosen) {
@@ -43,7 +39,11 @@ void addPowerCommand(CLI::App& program, Action& chosen) {
     command->add_flag("--uevent", request->uevent,
                       "Tell the phone's display driver that a uevent asked for it");
     command->footer(kHelp);
-    command->callback([request, &chosen] { chosen = [request] { return send(*request); }; });
+    addOrder(*command, chosen, [request] {
+        return Order{"setPowerStatus",
+                     {formatBool(request->on), formatBool(request->uevent)},
+                     request->on ? kNotSwitchedOn : kNotSwitchedOff};
+    });
 }
 
 }  // namespace bivistactl

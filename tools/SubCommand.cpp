@@ -77,9 +77,10 @@ constexpr char kNotDimmed[] =
         "there is no panel, or it refused. See \"bivistactl sub state\"; the service's log tells "
         "which.";
 
-int switchPanel(bool on) {
-    return reportCall(findService()->setSubDisplayPowerState(on),
-                      on ? kNotSwitchedOn : kNotSwitchedOff);
+int switchPanel(bool on, bool json) {
+    return carryOut(
+            {"setSubDisplayPowerState", {formatBool(on)}, on ? kNotSwitchedOn : kNotSwitchedOff},
+            json);
 }
 
 int printInfo(bool json) {
@@ -114,10 +115,8 @@ void addBrightness(CLI::App& sub, Action& chosen) {
     auto level = std::make_shared<int32_t>();
     addArgument(*command, "LEVEL", "0 to 255", parseLevel, level.get());
     command->footer(kBrightnessHelp);
-    command->callback([level, &chosen] {
-        chosen = [level] {
-            return reportCall(findService()->setSubDisplayBrightness(*level), kNotDimmed);
-        };
+    addOrder(*command, chosen, [level] {
+        return Order{"setSubDisplayBrightness", {std::to_string(*level)}, kNotDimmed};
     });
 }
 
@@ -127,15 +126,17 @@ void addSubCommand(CLI::App& program, Action& chosen) {
     CLI::App* sub = program.add_subcommand("sub", "Use the sub display, the cover's small panel");
     sub->require_subcommand(1);
     sub->footer(kHelp);
-    addPlainCommand(*sub, "on", "Switch it on", kOnHelp, chosen, [] { return switchPanel(true); });
-    addPlainCommand(*sub, "off", "Switch it off", kOffHelp, chosen,
-                    [] { return switchPanel(false); });
+    addPrintingCommand(*sub, "on", "Switch it on", kOnHelp, chosen,
+                       [](bool json) { return switchPanel(true, json); });
+    addPrintingCommand(*sub, "off", "Switch it off", kOffHelp, chosen,
+                       [](bool json) { return switchPanel(false, json); });
     addBrightness(*sub, chosen);
     addPrintingCommand(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
     addPrintingCommand(*sub, "state", "Print its state", kStateHelp, chosen, printState);
     addSubDrawing(*sub, chosen);
-    addPlainCommand(*sub, "watch", "Print its state whenever it changes", kWatchHelp, chosen,
-                    watchSubDisplay);
+    CLI::App* watch = sub->add_subcommand("watch", "Print its state whenever it changes");
+    watch->footer(kWatchHelp);
+    addSubDisplayWatch(*watch, chosen);
 }
 
 }  // namespace bivistactl

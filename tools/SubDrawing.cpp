@@ -2,12 +2,15 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/Ask.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/File.h"
+#include "tools/Json.h"
 #include "tools/SubDisplay.h"
 #include "tools/Text.h"
 #include "tools/picture/Lettering.h"
@@ -22,7 +25,6 @@ namespace {
 using ::picture::Picture;
 using ::picture::Size;
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
-using ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo;
 
 constexpr const char* kShowHelp = R"(
 PICTURE is a PNG file of any depth and colour. It is shown in grey, transparent parts
@@ -96,15 +98,6 @@ std::u32string parseLine(const std::string& text) {
     return *characters;
 }
 
-Status askSize(BivistaV1_0& service, Size* size) {
-    Status status = Status::FAIL;
-    requireDelivered(service.getSubDisplayInfo([&](Status answered, const SubScreenInfo& panel) {
-        status = answered;
-        *size = {panel.x, panel.y};
-    }));
-    return status;
-}
-
 void requireDrawable(Size panel) {
     if (panel.pixels() > 0 && panel.pixels() <= kMostPanelPixels) return;
     throw Failure(EXIT_ANSWERED_FAIL, "the panel reports " + std::to_string(panel.width) + " x " +
@@ -124,13 +117,23 @@ std::vector<uint32_t> makeFrame(const Artist& draw, Size panel) {
     }
 }
 
-int draw(const Artist& artist) {
+Size sizeOf(const Json& info) {
+    return {info["x"].get<size_t>(), info["y"].get<size_t>()};
+}
+
+int draw(const Artist& artist, bool json) {
     const auto service = findService();
-    Size panel;
-    const Status status = askSize(*service, &panel);
-    if (status != Status::OK) return reportStatus(status, kNoPanel);
+    const Answer info = ask(service, "getSubDisplayInfo");
+    if (info.status != Status::OK) return reportAnswer("getSubDisplayInfo", info, kNoPanel, json);
+    const Size panel = sizeOf(info.value.value());
     requireDrawable(panel);
-    return reportCall(service->drawSubDisplay(makeFrame(artist, panel)), kNotDrawn);
+    const auto drawn = service->drawSubDisplay(makeFrame(artist, panel));
+    requireDelivered(drawn);
+    return reportAnswer("drawSubDisplay", {drawn, std::nullopt}, kNotDrawn, json);
+}
+
+void addDrawing(CLI::App& command, Action& chosen, const Artist& artist) {
+    addPrinting(command, chosen, [artist](bool json) { return draw(artist, json); });
 }
 
 void addShow(CLI::App& sub, Action& chosen) {
@@ -146,15 +149,10 @@ void addShow(CLI::App& sub, Action& chosen) {
     command->add_flag("--no-dither", request->noDither,
                       "Show the nearest level of each pixel instead of dithering");
     command->footer(kShowHelp);
-    command->callback([request, &chosen] {
-        chosen = [request] {
-            return draw([&](Size panel) {
-                const Picture scaled = request->fit ? picture::fit(request->picture, panel)
-                                                    : picture::stretch(request->picture, panel);
-                return request->noDither ? picture::roundToLevels(scaled)
-                                         : picture::ditherToLevels(scaled);
-            });
-        };
+    addDrawing(*command, chosen, [request](Size panel) {
+        const Picture scaled = request->fit ? picture::fit(request->picture, panel)
+                                            : picture::stretch(request->picture, panel);
+        return request->noDither ? picture::roundToLevels(scaled) : picture::ditherToLevels(scaled);
     });
 }
 
@@ -168,34 +166,23 @@ void addText(CLI::App& sub, Action& chosen) {
     addArgument(*command, "TEXT", "The text", parseLine, &request->line);
     command->add_option("--font", request->font, "A font file")->capture_default_str();
     command->footer(kTextHelp);
-    command->callback([request, &chosen] {
-        chosen = [request] {
-            return draw([&](Size panel) {
-                return picture::roundToLevels(picture::letter(request->line, request->font, panel));
-            });
-        };
+    addDrawing(*command, chosen, [request](Size panel) {
+        return picture::roundToLevels(picture::letter(request->line, request->font, panel));
     });
 }
 
 void addTestPattern(CLI::App& sub, Action& chosen) {
     CLI::App* command = sub.add_subcommand("test-pattern", "Show all its levels, and its edges");
     command->footer(kTestPatternHelp);
-    command->callback([&chosen] {
-        chosen = [] {
-            return draw(
-                    [](Size panel) { return picture::roundToLevels(picture::testPattern(panel)); });
-        };
-    });
+    addDrawing(*command, chosen,
+               [](Size panel) { return picture::roundToLevels(picture::testPattern(panel)); });
 }
 
 void addClear(CLI::App& sub, Action& chosen) {
     CLI::App* command = sub.add_subcommand("clear", "Clear it");
     command->footer(kClearHelp);
-    command->callback([&chosen] {
-        chosen = [] {
-            return draw([](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
-        };
-    });
+    addDrawing(*command, chosen,
+               [](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
 }
 
 }  // namespace

@@ -11,10 +11,6 @@
 namespace bivistactl {
 namespace {
 
-using ::android::sp;
-using ::android::hardware::Return;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
-
 constexpr const char* kHelp = R"(
 Texts are printed as the cover sent them; on a terminal, control characters are spelled
 (<ESC>). What the cover said before it refused is printed too.
@@ -110,27 +106,27 @@ constexpr Query kQueries[] = {
          "getLPWGSelfTest"},
 };
 
-struct Order {
+struct Maintenance {
     const char* name;
     const char* about;
     const char* help;
-    Return<Status> (BivistaV1_0::*method)();
+    // Of the interface.
+    const char* method;
     const char* failure;
     // Told on OK, where a person would look for something; null for nothing.
     const char* outcome;
 };
 
-constexpr Order kOrders[] = {
-        {"rawdata", "Have a frame of raw data logged", kRawdataHelp, &BivistaV1_0::DoRawdata,
-         kNotAnswered, kInRawdataLog},
-        {"delta", "Have a frame of delta data logged", kDeltaHelp, &BivistaV1_0::DoDelta,
-         kNotAnswered, kInDeltaLog},
-        {"reset", "Reset its controller", kResetHelp, &BivistaV1_0::DoTouchReset, kNotAnswered,
+constexpr Maintenance kMaintenance[] = {
+        {"rawdata", "Have a frame of raw data logged", kRawdataHelp, "DoRawdata", kNotAnswered,
+         kInRawdataLog},
+        {"delta", "Have a frame of delta data logged", kDeltaHelp, "DoDelta", kNotAnswered,
+         kInDeltaLog},
+        {"reset", "Reset its controller", kResetHelp, "DoTouchReset", kNotAnswered, nullptr},
+        {"results", "Fetch the results of the last self test", kResultsHelp, "getTestResults",
+         kNotFetched, kInFile},
+        {"upgrade", "Upgrade its firmware", kUpgradeHelp, "DoTouchFirmwareUpgrade", kNotAnswered,
          nullptr},
-        {"results", "Fetch the results of the last self test", kResultsHelp,
-         &BivistaV1_0::getTestResults, kNotFetched, kInFile},
-        {"upgrade", "Upgrade its firmware", kUpgradeHelp, &BivistaV1_0::DoTouchFirmwareUpgrade,
-         kNotAnswered, nullptr},
 };
 
 int ask(const Query& query, bool json) {
@@ -138,19 +134,10 @@ int ask(const Query& query, bool json) {
                 : printAnswer(query.method, kNotAnswered);
 }
 
-int carryOut(const Order& order) {
-    const auto call = [&](const sp<BivistaV1_0>& service) {
-        return (service.get()->*order.method)();
-    };
-    const int code = reportAnswer(call, order.failure);
-    if (code == EXIT_ANSWERED_OK && order.outcome != nullptr) complain(order.outcome);
+int maintain(const Maintenance& work, bool json) {
+    const int code = carryOut({work.method, {}, work.failure}, json);
+    if (code == EXIT_ANSWERED_OK && work.outcome != nullptr) complain(work.outcome);
     return code;
-}
-
-int setPerformance(bool on) {
-    return reportAnswer(
-            [on](const sp<BivistaV1_0>& service) { return asV1_1(service)->set_touch_perf(on); },
-            kNotAnswered);
 }
 
 void addPerformance(CLI::App& touch, Action& chosen) {
@@ -158,7 +145,9 @@ void addPerformance(CLI::App& touch, Action& chosen) {
     auto on = std::make_shared<bool>();
     addArgument(*command, "STATE", "on or off", parseSwitch, on.get());
     command->footer(kPerfHelp);
-    command->callback([on, &chosen] { chosen = [on] { return setPerformance(*on); }; });
+    addOrder(*command, chosen, [on] {
+        return Order{"set_touch_perf", {formatBool(*on)}, kNotAnswered};
+    });
 }
 
 }  // namespace
@@ -171,9 +160,9 @@ void addTouchCommand(CLI::App& program, Action& chosen) {
         addPrintingCommand(*touch, query.name, query.about, query.help, chosen,
                            [&query](bool json) { return ask(query, json); });
     }
-    for (const Order& order : kOrders) {
-        addPlainCommand(*touch, order.name, order.about, order.help, chosen,
-                        [&order] { return carryOut(order); });
+    for (const Maintenance& work : kMaintenance) {
+        addPrintingCommand(*touch, work.name, work.about, work.help, chosen,
+                           [&work](bool json) { return maintain(work, json); });
     }
     addPerformance(*touch, chosen);
 }

@@ -192,12 +192,17 @@ int watchLpwg(bool onlyV1_0) {
     });
 }
 
-}  // namespace
-
 int watchSubDisplay() {
     return watch("the sub display's state", [](BivistaV1_0& service, EventPrinter printer) {
         return service.setSubDisplayCallback(new SubDisplay(std::move(printer)));
     });
+}
+
+}  // namespace
+
+void addSubDisplayWatch(CLI::App& command, Action& chosen) {
+    addIdleJsonFlag(command);
+    command.callback([&chosen] { chosen = watchSubDisplay; });
 }
 
 void addWatchCommand(CLI::App& program, Action& chosen) {
@@ -208,10 +213,10 @@ void addWatchCommand(CLI::App& program, Action& chosen) {
     CLI::App* lpwg = command->add_subcommand("lpwg", "Touch and pen events");
     auto onlyV1_0 = std::make_shared<bool>(false);
     lpwg->add_flag("--v1_0", *onlyV1_0, "Register a callback that implements only version 1.0");
+    addIdleJsonFlag(*lpwg);
     lpwg->callback([onlyV1_0, &chosen] { chosen = [onlyV1_0] { return watchLpwg(*onlyV1_0); }; });
 
-    CLI::App* sub = command->add_subcommand("sub", "State changes of the sub display");
-    sub->callback([&chosen] { chosen = watchSubDisplay; });
+    addSubDisplayWatch(*command->add_subcommand("sub", "State changes of the sub display"), chosen);
 }
 
 }  // namespace bivistactl

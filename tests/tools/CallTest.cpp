@@ -136,6 +136,23 @@ TEST_P(MethodTest, AServiceThatDiesInTheCallEndsWithThree) {
 INSTANTIATE_TEST_SUITE_P(All, MethodTest, testing::ValuesIn(kMethods),
                          [](const auto& info) { return std::string(info.param.name); });
 
+TEST_P(MethodTest, PrintsTheSameWhenAskedForJson) {
+    givenService();
+    const std::string printed = run(commandLine()).output;
+    std::vector<std::string> words = commandLine();
+    words.push_back("--json");
+    EXPECT_EQ(printed, run(words).output);
+    words.pop_back();
+    words.insert(words.begin() + 1, "--json");
+    EXPECT_EQ(printed, run(words).output);
+}
+
+TEST_F(CallTest, ATextMayBeTheWordForJson) {
+    givenService();
+    EXPECT_EQ(0, run({"call", "sendAtCommand", "--json", "null"}).code);
+    EXPECT_EQ(Json({"--json", nullptr}), nextCall()["args"]);
+}
+
 TEST_F(CallTest, WithoutAServiceItEndsWithThreeAndTellsWhereItLooked) {
     Result result = run({"call", "getBV2Connect"});
     EXPECT_EQ(3, result.code);
@@ -157,6 +174,8 @@ TEST_F(CallTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
     expectRefused({"setBrightness"},
                   "takes 1 arguments, not 0: bivistactl call setBrightness value");
     expectRefused({"setBrightness", "1", "2"}, "takes 1 arguments, not 2");
+    expectRefused({"setBrightness", "--json"}, "value: \"--json\" is not");
+    expectRefused({"setBrightness", "1", "--json", "--json"}, "takes 1 arguments, not 2");
     expectRefused({"setBrightness", "2147483648"}, "setBrightness, value: \"2147483648\" is not");
     expectRefused({"setBrightness", ""}, "\"\" is not an integer");
     expectRefused({"setRgbTune", "1", "2", "-3", "4"}, "setRgbTune, value3: \"-3\"");

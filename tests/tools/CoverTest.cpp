@@ -169,7 +169,7 @@ TEST_F(CoverTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
             {{"touch"}, "subcommand is required"},
             {{"touch", "version"}, "subcommand is required"},
             {{"touch", "fwver", "1"}, "not expected: 1"},
-            {{"touch", "reset", "--json"}, "not expected: --json"},
+            {{"touch", "reset", "--brew"}, "not expected: --brew"},
             {{"touch", "reset", "now"}, "not expected: now"},
             {{"touch", "perf"}, "STATE is required"},
             {{"touch", "perf", "true"}, "STATE: \"true\" is neither on nor off"},

@@ -35,6 +35,25 @@ TEST_P(SettingTest, AnAnswerOfFailEndsWithOneAndTellsWhatToDo) {
     EXPECT_THAT(result.errors, EndsWith(".\n"));
 }
 
+TEST_P(SettingTest, AsJsonTheAnswerIsPrintedAsCallDoes) {
+    givenService();
+    Result result = runAsJson();
+    EXPECT_EQ(0, result.code);
+    EXPECT_EQ(answered("OK"), result.output);
+    EXPECT_EQ(GetParam().onOk, result.errors);
+    EXPECT_EQ(Json({{"method", GetParam().method}, {"args", Json::parse(GetParam().arguments)}}),
+              nextCall());
+}
+
+TEST_P(SettingTest, AsJsonAnAnswerOfFailIsPrintedAndToldToPeopleToo) {
+    givenService({"--fail"});
+    Result result = runAsJson();
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ(answered("FAIL"), result.output);
+    EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: "));
+    EXPECT_THAT(result.errors, HasSubstr(GetParam().onFail));
+}
+
 TEST_P(SettingTest, AServiceThatDiesInTheCallEndsWithThree) {
     givenService({"--exit-in", GetParam().method});
     Result result = run(GetParam().words);
@@ -46,4 +65,5 @@ TEST_P(SettingTest, WithoutAServiceItEndsWithThree) {
     Result result = run(GetParam().words);
     EXPECT_EQ(3, result.code);
     EXPECT_THAT(result.errors, HasSubstr("Start the service"));
+    EXPECT_EQ("", runAsJson().output);
 }

@@ -22,6 +22,18 @@ struct Setting {
 void PrintTo(const Setting& setting, std::ostream* out);
 
 // Instantiated beside each list of commands.
-class SettingTest : public CliTest, public testing::WithParamInterface<Setting> {};
+class SettingTest : public CliTest, public testing::WithParamInterface<Setting> {
+  protected:
+    Result runAsJson() {
+        std::vector<std::string> words = GetParam().words;
+        words.push_back("--json");
+        return run(words);
+    }
+    // What is printed of an answer.
+    static std::string answered(const std::string& status) {
+        return std::string(R"({"method":")") + GetParam().method + R"(","status":")" + status +
+               "\"}\n";
+    }
+};
 
 std::string nameOf(const testing::TestParamInfo<Setting>& info);

@@ -83,9 +83,11 @@ TEST_F(SubTest, StateIsToldByItsName) {
 
 TEST_F(SubTest, WatchPrintsTheStates) {
     givenService();
-    auto watch = start({"sub", "watch"});
-    EXPECT_EQ(R"({"event":"sub","state":"INITIALIZED","code":1})", watch->line());
-    EXPECT_EQ(R"({"event":"sub","state":"ON","code":3})", watch->line());
+    for (const Words& words : {Words{"sub", "watch"}, {"sub", "watch", "--json"}}) {
+        auto watch = start(words);
+        EXPECT_EQ(R"({"event":"sub","state":"INITIALIZED","code":1})", watch->line());
+        EXPECT_EQ(R"({"event":"sub","state":"ON","code":3})", watch->line());
+    }
 }
 
 TEST_F(SubTest, APictureInThePanelsSizeIsShownPixelForPixel) {
@@ -174,6 +176,43 @@ TEST_F(SubTest, AFrameThatTheServiceRefusesEndsWithOneAndTellsWhatToDo) {
         EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: the panel is off or gone"));
         EXPECT_THAT(result.errors, EndsWith(".\n"));
     }
+}
+
+TEST_F(SubTest, AsJsonWhatTheDrawingAnsweredIsPrinted) {
+    const std::string picture = givenPicture(1, 1, {0});
+    std::vector<Words> drawing(std::begin(kDrawing), std::end(kDrawing));
+    drawing.push_back({"sub", "show", picture});
+    for (Words words : drawing) {
+        words.push_back("--json");
+        givenService({"--panel", "64x64"});
+        Result result = run(words);
+        EXPECT_EQ(0, result.code) << words[1];
+        EXPECT_EQ("{\"method\":\"drawSubDisplay\",\"status\":\"OK\"}\n", result.output);
+        EXPECT_EQ("", result.errors);
+        killService();
+
+        givenService({"--panel", "64x64", "--fail-in", "drawSubDisplay"});
+        result = run(words);
+        EXPECT_EQ(1, result.code) << words[1];
+        EXPECT_EQ("{\"method\":\"drawSubDisplay\",\"status\":\"FAIL\"}\n", result.output);
+        EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: the panel is off or gone"));
+        killService();
+    }
+}
+
+TEST_F(SubTest, AsJsonTheQuestionForThePanelIsPrintedWhenThereIsNone) {
+    givenService({"--panel", "4x2", "--fail"});
+    const Result result = run({"sub", "clear", "--json"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ(run({"call", "getSubDisplayInfo"}).output, result.output);
+    EXPECT_THAT(result.output, StartsWith(R"({"method":"getSubDisplayInfo","status":"FAIL",)"));
+}
+
+TEST_F(SubTest, AsJsonNothingIsPrintedOfAPanelThatCannotBeDrawnOn) {
+    givenService({"--panel", "0x2"});
+    const Result result = run({"sub", "clear", "--json"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
 }
 
 TEST_F(SubTest, AServiceThatDiesEndsWithThree) {

@@ -43,6 +43,14 @@ TEST_F(WatchTest, PrintsLpwgEventsOfVersion1_1) {
     endWith(SIGINT, *watch);
 }
 
+TEST_F(WatchTest, PrintsTheSameWhenAskedForJson) {
+    givenService();
+    EXPECT_EQ(R"({"event":"sub","state":"INITIALIZED","code":1})",
+              start({"watch", "sub", "--json"})->line());
+    EXPECT_EQ(R"({"event":"lpwg","version":"1.0","status":-1,"name":"UNKNOWN","result":-1})",
+              start({"watch", "lpwg", "--json", "--v1_0"})->line());
+}
+
 TEST_F(WatchTest, ACallbackOfVersion1_0ReceivesItsOwnEvents) {
     givenService();
     auto watch = start({"watch", "lpwg", "--v1_0"});
