@@ -1,6 +1,8 @@
 #include "tools/Command.h"
 
+#include <exception>
 #include <memory>
+#include <string>
 
 #include "tools/Failure.h"
 #include "tools/Output.h"
@@ -29,6 +31,19 @@ void addJsonFlag(CLI::App& command, bool* json) {
 
 void addIdleJsonFlag(CLI::App& command) {
     command.add_flag("--json", "Changes nothing: JSON is printed in any case");
+}
+
+int runToExitStatus(const Action& action) {
+    try {
+        return action();
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        return failure.code;
+    } catch (const std::exception& error) {
+        complain(std::string("this program failed, not the service: ") + error.what() +
+                 ". \"bivistactl status\" tells what was done until then.");
+        return EXIT_NO_OUTPUT;
+    }
 }
 
 int reportStatus(Status answered, const std::string& failure) {

@@ -63,6 +63,10 @@ void addJsonFlag(CLI::App& command, bool* json);
 // The same for a command that prints JSON in any case.
 void addIdleJsonFlag(CLI::App& command);
 
+// Runs the action, tells people what it throws, and returns how the program ends: with the code of
+// a Failure, else with EXIT_NO_OUTPUT.
+int runToExitStatus(const Action& action);
+
 // Has the command print the states of the sub display as they come, until ended by a signal.
 void addSubDisplayWatch(CLI::App& command, Action& chosen);
 

@@ -11,6 +11,7 @@ enum ExitCode {
     EXIT_ANSWERED_FAIL = 1,
     EXIT_USAGE = 2,
     EXIT_NO_SERVICE = 3,
+    // Or any other failure of this program itself.
     EXIT_NO_OUTPUT = 4,
 };
 

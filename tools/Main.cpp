@@ -2,14 +2,14 @@
 
 #include "tools/Command.h"
 #include "tools/Failure.h"
-#include "tools/Output.h"
 
 namespace bivistactl {
 namespace {
 
 constexpr const char* kHelp = R"(
 Exit status: 0 done; 1 the service answered FAIL, or the doctor found a problem; 2 wrong
-usage; 3 no service, or it died during the call; 4 standard output cannot be written.
+usage; 3 no service, or it died during the call; 4 standard output cannot be written, or
+this program ran out of memory, descriptors or threads.
 
 HIDL_SOCKET_DIR names the folder where services register; it must be the one that the
 service was started with.
@@ -51,10 +51,5 @@ int run(int argc, char** argv) {
 }  // namespace bivistactl
 
 int main(int argc, char** argv) {
-    try {
-        return bivistactl::run(argc, argv);
-    } catch (const bivistactl::Failure& failure) {
-        bivistactl::complain(failure.what());
-        return failure.code;
-    }
+    return bivistactl::runToExitStatus([&] { return bivistactl::run(argc, argv); });
 }

@@ -1,0 +1,42 @@
+// What an action throws becomes an exit status.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <new>
+
+#include "tools/Command.h"
+#include "tools/Failure.h"
+
+using bivistactl::Failure;
+using bivistactl::runToExitStatus;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+TEST(RunToExitStatusTest, IsWhatTheActionReturns) {
+    CaptureStderr();
+    EXPECT_EQ(1, runToExitStatus([] { return bivistactl::EXIT_ANSWERED_FAIL; }));
+    EXPECT_EQ("", GetCapturedStderr());
+}
+
+TEST(RunToExitStatusTest, AFailureHasItsOwn) {
+    CaptureStderr();
+    EXPECT_EQ(3, runToExitStatus([]() -> int {
+                  throw Failure(bivistactl::EXIT_NO_SERVICE, "no service.");
+              }));
+    EXPECT_EQ("bivistactl: no service.\n", GetCapturedStderr());
+}
+
+TEST(RunToExitStatusTest, AnythingElseThatIsThrownIsAFailureOfTheProgram) {
+    CaptureStderr();
+    EXPECT_EQ(4, runToExitStatus([]() -> int { throw std::bad_alloc(); }));
+    EXPECT_EQ(4, runToExitStatus([]() -> int {
+                  throw std::filesystem::filesystem_error(
+                          "cannot read", std::make_error_code(std::errc::io_error));
+              }));
+    EXPECT_EQ(
+            "bivistactl: this program failed, not the service: std::bad_alloc. \"bivistactl "
+            "status\" tells what was done until then.\n"
+            "bivistactl: this program failed, not the service: filesystem error: cannot read: "
+            "Input/output error. \"bivistactl status\" tells what was done until then.\n",
+            GetCapturedStderr());
+}
