@@ -95,8 +95,12 @@ int report(const Options& options) {
     const bool healthy = std::all_of(findings.begin(), findings.end(),
                                      [](const Finding& finding) { return finding.ok; });
     printOrFail(options.json ? inJson(findings, healthy) : inWords(findings));
-    // A thread may still wait for the service.
-    quick_exit(healthy ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL);
+    return healthy ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
+}
+
+// A thread may still wait for the service, also when the report failed.
+[[noreturn]] int reportAndEnd(const Options& options) {
+    quick_exit(runToExitStatus([&] { return report(options); }));
 }
 
 }  // namespace
@@ -120,7 +124,8 @@ void addDoctorCommand(CLI::App& program, Action& chosen) {
     command->add_option("--root", options->root)->group("");
     command->add_option("--patience-ms", options->patience)->group("");
     command->footer(kHelp);
-    command->callback([options, &chosen] { chosen = [options] { return report(*options); }; });
+    command->callback(
+            [options, &chosen] { chosen = [options] { return reportAndEnd(*options); }; });
 }
 
 }  // namespace bivistactl

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -161,6 +162,21 @@ TEST_F(DoctorTest, AServiceThatServesSomebodyElseIsBusy) {
     auto client = start({"call", "getGpiopin"});
     ASSERT_EQ("getGpiopin", nextCall()["method"]);
     expectProblem("service", "does not answer", "one call at a time", {"--patience-ms", "1"});
+}
+
+TEST_F(DoctorTest, OutputThatCannotBeWrittenEndsWithFourWhileAServiceIsBusyToo) {
+    const std::string fifo = mFolder + "/hold";
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    givenService({"--hold-in", "getBV2Connect", fifo});
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    for (int i = 0; i < 20; ++i) {
+        const Result result = run({"doctor", "--root", mRoot, "--patience-ms", "1"}, full);
+        EXPECT_EQ(4, result.code);
+        EXPECT_EQ("bivistactl: cannot write to standard output: No space left on device\n",
+                  result.errors);
+    }
+    close(full);
 }
 
 TEST_F(DoctorTest, AServiceThatDiesIsToldSo) {

@@ -1,13 +1,13 @@
 // Whether the service answers.
 #include <sys/socket.h>
 
+#include <exception>
 #include <future>
 #include <optional>
 #include <string>
 #include <thread>
 
 #include "host/hidl/Registry.h"
-#include "tools/Failure.h"
 #include "tools/Service.h"
 #include "tools/doctor/Checks.h"
 
@@ -39,7 +39,7 @@ std::string ask() {
     try {
         bivistactl::requireDelivered(bivistactl::findService()->getBV2Connect());
         return "";
-    } catch (const bivistactl::Failure& failure) {
+    } catch (const std::exception& failure) {
         return failure.what();
     }
 }
