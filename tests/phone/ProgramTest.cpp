@@ -298,6 +298,12 @@ TEST_F(ProgramTest, WrongArgumentsAreUsageErrors) {
             {"ctl", "snapshot"},
             {"ctl", "subdisplay", "--width", "65536"},
             {"ctl", "subdisplay", "--format", "-1"},
+            {"ctl", "fault", "--json", "--clear"},
+            {"ctl", "fault", "--json", "on AT silent"},
+            {"ctl", "property", "--json", "--clear"},
+            {"ctl", "property", "--json", "a", "b"},
+            {"ctl", "node", "/sys/x", "--json", "--remove"},
+            {"ctl", "node", "/sys/x", "--json", "text"},
     };
     expectUsageErrors(wrong);
 }
@@ -363,13 +369,19 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
     EXPECT_EQ(ctl({"fault", "node /sys/x eio"}).status, 0);
     EXPECT_EQ(ctl({"fault", "nonsense"}).status, 1);
     EXPECT_THAT(ctl({"fault"}).out, HasSubstr("silent times 2\nnode \"/sys/x\" eio\n"));
+    EXPECT_THAT(ctl({"fault", "--json"}).out, StartsWith(R"({"faults":["on )"));
     EXPECT_EQ(ctl({"fault", "--clear"}).status, 0);
     EXPECT_EQ(ctl({"fault"}).out, "");
+    EXPECT_EQ(ctl({"fault", "--json"}).out, "{\"faults\":[]}\n");
     EXPECT_EQ(ctl({"property", "a", "1\xff"}).status, 0);
     EXPECT_EQ(ctl({"property"}).out, "a: 1\\xff\n");
+    EXPECT_EQ(ctl({"property", "--json"}).out, R"({"properties":{"a":"1\\xff"}})"
+                                               "\n");
     EXPECT_EQ(ctl({"property", "--clear"}).status, 0);
     EXPECT_EQ(ctl({"node", "/sys/x", "a\\n"}).status, 0);
     EXPECT_EQ(ctl({"node", "/sys/x"}).out, "a\\n\n");
+    EXPECT_EQ(ctl({"node", "/sys/x", "--json"}).out, R"({"path":"/sys/x","bytes":"a\\n"})"
+                                                     "\n");
     EXPECT_EQ(ctl({"node", "/sys/x", "--remove"}).status, 0);
     EXPECT_EQ(ctl({"node", "/sys/x"}).status, 1);
     EXPECT_EQ(ctl({"node", "/sys/\xff", "x"}).status, 2);
@@ -469,6 +481,8 @@ TEST_F(ProgramTest, CtlUpgradesTheCover) {
     const std::string image = "BV330-V20k_20220101.dfu";
     EXPECT_EQ(ctl({"firmware", "put", image, "--size", "7"}).status, 0);
     EXPECT_EQ(ctl({"firmware", "list"}).out, image + " 7\n");
+    EXPECT_EQ(ctl({"firmware", "list", "--json"}).out,
+              "{\"files\":[{\"name\":\"" + image + "\",\"size\":7}]}\n");
     EXPECT_EQ(ctl({"cover", "--upgrade-delay-ms", "0", "--upgrade-ms", "3600000"}).status, 0);
     EXPECT_EQ(ctl({"loader", "error"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("  power: loader\n"));

@@ -51,10 +51,15 @@ void addDetach(CLI::App& ctl, int* status) {
         [](Session& session) { session.post("/v1/reattach"); });
 }
 
+void printFaults(const Json& list) {
+    for (const Json& fault : list.at("faults")) std::cout << fault.get<std::string>() << "\n";
+}
+
 void addFault(CLI::App& ctl, int* status) {
     struct Options {
         std::vector<std::string> words;
         bool clear = false;
+        bool json = false;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* command = add(
@@ -64,15 +69,15 @@ void addFault(CLI::App& ctl, int* status) {
                     session.remove("/v1/faults");
                 } else if (!options->words.empty()) {
                     session.post("/v1/faults", {{"text", CLI::detail::join(options->words, " ")}});
-                } else if (const std::optional<Json> list = session.get("/v1/faults")) {
-                    for (const Json& fault : list->at("faults")) {
-                        std::cout << fault.get<std::string>() << "\n";
-                    }
+                } else {
+                    printAnswer(session.get("/v1/faults"), options->json, printFaults);
                 }
             });
     CLI::Option* words = command->add_option("TEXT", options->words,
                                              "The fault, as one argument or several words");
-    command->add_flag("--clear", options->clear, "Take all faults away")->excludes(words);
+    CLI::Option* clear = command->add_flag("--clear", options->clear, "Take all faults away");
+    clear->excludes(words);
+    addJsonFlag(*command, &options->json)->excludes(words)->excludes(clear);
     command->footer(
             "A fault is one of\n"
             "  on PREFIX EFFECT [times N]   commands that begin with PREFIX (*: all); EFFECT is\n"
@@ -200,15 +205,13 @@ void addShow(CLI::App& ctl, int* status) {
     const auto asJson = std::make_shared<bool>(false);
     CLI::App* command = add(ctl, "show", "Show what the cover is doing, and what its screens show",
                             status, [asJson](Session& session) {
-                                const std::optional<Json> state = session.get("/v1/state");
-                                if (!state) return;
-                                if (*asJson) {
-                                    std::cout << state->dump() << "\n";
-                                } else {
-                                    printState(*state);
-                                }
+                                printAnswer(session.get("/v1/state"), *asJson, printState);
                             });
-    command->add_flag("--json", *asJson, "As one JSON object");
+    addJsonFlag(*command, asJson.get());
+}
+
+void printProperties(const Json& list) {
+    printMembers(list.at("properties"), "");
 }
 
 void addProperty(CLI::App& ctl, int* status) {
@@ -216,6 +219,7 @@ void addProperty(CLI::App& ctl, int* status) {
         std::string key;
         std::string value;
         bool clear = false;
+        bool json = false;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* command = ctl.add_subcommand(
@@ -224,7 +228,9 @@ void addProperty(CLI::App& ctl, int* status) {
     CLI::Option* value = command->add_option("VALUE", options->value);
     key->needs(value);
     value->needs(key);
-    command->add_flag("--clear", options->clear, "Take all properties away")->excludes(key);
+    CLI::Option* clear = command->add_flag("--clear", options->clear, "Take all properties away");
+    clear->excludes(key);
+    addJsonFlag(*command, &options->json)->excludes(key)->excludes(clear);
     command->callback([options, key, status] {
         Session session;
         if (options->clear) {
@@ -232,11 +238,15 @@ void addProperty(CLI::App& ctl, int* status) {
         } else if (key->count() != 0) {
             session.put("/v1/properties", {{"key", cover::escape(options->key)},
                                            {"value", cover::escape(options->value)}});
-        } else if (const std::optional<Json> list = session.get("/v1/properties")) {
-            printMembers(list->at("properties"), "");
+        } else {
+            printAnswer(session.get("/v1/properties"), options->json, printProperties);
         }
         *status = session.status();
     });
+}
+
+void printContent(const Json& node) {
+    std::cout << node.at("bytes").get<std::string>() << "\n";
 }
 
 void addNode(CLI::App& ctl, int* status) {
@@ -244,21 +254,25 @@ void addNode(CLI::App& ctl, int* status) {
         std::string path;
         std::string text;
         bool remove = false;
+        bool json = false;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* command =
             ctl.add_subcommand("node", "Print a file of the phone, or give it the content TEXT");
     command->add_option("PATH", options->path)->required();
     CLI::Option* text = command->add_option("TEXT", options->text, "May hold \\n, \\xHH, \\\\");
-    command->add_flag("--remove", options->remove, "Remove the file")->excludes(text);
+    CLI::Option* remove = command->add_flag("--remove", options->remove, "Remove the file");
+    remove->excludes(text);
+    addJsonFlag(*command, &options->json)->excludes(text)->excludes(remove);
     command->callback([options, text, status] {
         Session session;
         if (options->remove) {
             session.remove("/v1/node", {{"path", options->path}});
         } else if (text->count() != 0) {
             session.put("/v1/node", {{"path", options->path}, {"bytes", options->text}});
-        } else if (const auto node = session.get("/v1/node", {{"path", options->path}})) {
-            std::cout << node->at("bytes").get<std::string>() << "\n";
+        } else {
+            printAnswer(session.get("/v1/node", {{"path", options->path}}), options->json,
+                        printContent);
         }
         *status = session.status();
     });

@@ -53,17 +53,26 @@ void addPut(CLI::App& firmware, int* status) {
     put->add_option("--size", options->size, "In bytes")->capture_default_str();
 }
 
+void printFiles(const Json& list) {
+    for (const Json& file : list.at("files")) {
+        std::cout << file.at("name").get<std::string>() << " " << file.at("size") << "\n";
+    }
+}
+
+void addList(CLI::App& firmware, int* status) {
+    const auto asJson = std::make_shared<bool>(false);
+    CLI::App* list = add(firmware, "list", "Print the files, with their sizes", status,
+                         [asJson](Session& session) {
+                             printAnswer(session.get("/v1/firmware"), *asJson, printFiles);
+                         });
+    addJsonFlag(*list, asJson.get());
+}
+
 void addImages(CLI::App& ctl, int* status) {
     CLI::App* firmware = ctl.add_subcommand("firmware", "The phone's folder of firmware images");
     firmware->require_subcommand(1);
     addPut(*firmware, status);
-    add(*firmware, "list", "Print the files, with their sizes", status, [](Session& session) {
-        const std::optional<Json> list = session.get("/v1/firmware");
-        if (!list) return;
-        for (const Json& file : list->at("files")) {
-            std::cout << file.at("name").get<std::string>() << " " << file.at("size") << "\n";
-        }
-    });
+    addList(*firmware, status);
     add(*firmware, "clear", "Remove them all", status,
         [](Session& session) { session.remove("/v1/firmware"); });
     firmware->footer(

@@ -71,4 +71,18 @@ std::optional<Json> Session::take(const httplib::Result& result) {
     return std::nullopt;
 }
 
+CLI::Option* addJsonFlag(CLI::App& command, bool* asJson) {
+    return command.add_flag("--json", *asJson, "As one JSON object");
+}
+
+void printAnswer(const std::optional<Json>& answer, bool asJson,
+                 void (*printInWords)(const Json& answer)) {
+    if (!answer) return;
+    if (asJson) {
+        std::cout << answer->dump() << "\n";
+    } else {
+        printInWords(*answer);
+    }
+}
+
 }  // namespace emulator

@@ -51,6 +51,12 @@ CLI::App* add(CLI::App& app, const char* name, const char* help, int* status, Wo
     return command;
 }
 
+// Adds --json, for a command that prints an answer.
+CLI::Option* addJsonFlag(CLI::App& command, bool* asJson);
+// Prints an answer, if there is one: as JSON, or in words.
+void printAnswer(const std::optional<Json>& answer, bool asJson,
+                 void (*printInWords)(const Json& answer));
+
 // What the files of this folder add to "ctl"; each keeps its exit status in *status.
 void addCover(CLI::App& ctl, int* status);
 void addEvents(CLI::App& ctl, int* status);
