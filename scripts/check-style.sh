@@ -23,8 +23,7 @@ say "clang-tidy: ${#units[@]} files"
 # go without the checks that spend their time in the macros of GoogleTest.
 test_checks=-*,misc-unused-using-decls,misc-unused-alias-decls,misc-definitions-in-headers
 test_checks+=,modernize-use-override,modernize-use-nullptr,readability-redundant-string-cstr
-test_checks+=,bugprone-use-after-move,bugprone-unused-return-value,bugprone-infinite-loop
-test_checks+=,bugprone-unused-raii,bugprone-suspicious-*,bugprone-string-*,bugprone-sizeof-*
+test_checks+=,bugprone-suspicious-*,bugprone-string-*,bugprone-sizeof-*
 test_checks+=,performance-for-range-copy,performance-unnecessary-copy-initialization
 tidy() {
     xargs -0 -r -n 1 -P "$(nproc)" clang-tidy -p build/release --quiet "$@" 2>>build/clang-tidy.err
