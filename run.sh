@@ -98,9 +98,6 @@ await() {
 }
 
 received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\"$1\\\\r\"" "$out/journal.jsonl"; }
-# The service has brought the cover up so many times.
-ready() { [ "$(grep -c '"node-write".*/bv2_hal_ready"' "$out/journal.jsonl")" -ge "$1" ]; }
-panel_on() { "$ctl" sub state | grep -x ON >/dev/null; }
 panel_drawn() { "$emulator" ctl show | grep '^sub display: .*, frames [1-9]' >/dev/null; }
 # The client has heard of an event, which is raised anew until the service listens.
 heard() { grep -qF "\"name\":\"$1\"" "$out/events.jsonl" || { "$emulator" ctl pen "$1" && false; }; }
@@ -115,8 +112,8 @@ say "Starting the service on an emulated phone, with a cover attached"
 "$emulator" run --journal "$out/journal.jsonl" -- "$service" >"$out/service.log" 2>&1 &
 emulator_pid=$!
 await "the service" "$ctl" call getBV2Connect
-await "the attach" connected
-await "the cover" ready 1
+await "the cover" connected
+await "the attach" attached 1
 
 show "$ctl" status
 show "$ctl" at AT%SWV
@@ -142,7 +139,6 @@ show_screen
 
 say ""
 say "A text on the sub display"
-await "the sub display" panel_on
 show "$ctl" sub text "12:45"
 await "the picture" panel_drawn
 show "$emulator" ctl snapshot "$out/panel.png"

@@ -52,10 +52,10 @@ BrightnessState copyBrightness() EXCLUDES(display_lock) {
 
 DumpRow describeBrightness(bool reset) {
     const BrightnessState state = copyBrightness();
+    std::atomic<uint64_t>& longest = sStatistics.brightnessHighWater;
+    raiseTo(longest, state.queued);
     // What waits now is not forgotten.
-    raiseTo(sStatistics.brightnessHighWater, state.queued);
-    const uint64_t highWater = take(sStatistics.brightnessHighWater, reset);
-    if (reset) raiseTo(sStatistics.brightnessHighWater, state.queued);
+    const uint64_t highWater = reset ? longest.exchange(state.queued) : longest.load();
     return DumpRow()
             .number("value", state.value)
             .number("queued", state.queued)

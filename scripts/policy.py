@@ -5,7 +5,8 @@ usage: policy.py POLICY ACCESSES FILE_CONTEXTS CONTEXTS...
 ACCESSES holds one fact a line: `allow TARGET CLASS PERMISSION...` for all that the service may do,
 `allowxperm TARGET CLASS ioctl NUMBER...` for all numbers that its ioctl may have, `deny TARGET CLASS
 PERMISSION` for what it may not, `label PATH TYPE` for the type that a path gets (`-`: none of ours).
-Every type of FILE_CONTEXTS and CONTEXTS is one of the policy. Prints one line per finding; exits 1 when there is one.
+Every type of FILE_CONTEXTS and CONTEXTS is one of the policy. Prints one line per finding; exits 1
+when there is one.
 """
 import re
 import sys
