@@ -359,9 +359,8 @@ INSTANTIATE_TEST_SUITE_P(Offsets, AnyOffsetTest,
 
 TEST_F(BrightnessOffsetTest, ReturnsWhatTheServicesOwnSetBrightnessReturns) {
     std::vector<int32_t> taken;
-    service = makeOtherBivista(&taken);
-    // Its threads use it until the process ends.
-    service->incStrong(nullptr);
+    make(makeOtherBivista(&taken));
+    awaitWatching();
     bv2_initialized = true;
     bv2_screen_on = true;
     fillQueue({33});

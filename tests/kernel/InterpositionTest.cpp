@@ -27,7 +27,8 @@ thread_local std::function<int()> onPoll;
 thread_local int pollsBefore = 0;
 thread_local std::function<ssize_t(char*)> onRead;
 thread_local std::function<ssize_t()> onWrite;
-// These are called on the service's threads.
+// These are called on the service's threads; those of inotify are the notify thread's own, and the
+// USB host watches on.
 std::function<int()> onInotifyInit;
 std::function<int()> onInotifyWatch;
 std::function<int()> onEventfd;
@@ -71,12 +72,15 @@ ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
 
 int __real_inotify_init1(int flags);
 int __wrap_inotify_init1(int flags) {
-    return onInotifyInit ? onInotifyInit() : __real_inotify_init1(flags);
+    const bool ofUsbHost = (flags & IN_NONBLOCK) != 0;
+    return onInotifyInit && !ofUsbHost ? onInotifyInit() : __real_inotify_init1(flags);
 }
 
 int __real_inotify_add_watch(int fd, const char* path, uint32_t mask);
 int __wrap_inotify_add_watch(int fd, const char* path, uint32_t mask) {
-    return onInotifyWatch ? onInotifyWatch() : __real_inotify_add_watch(fd, path, mask);
+    const bool ofUsbHost = (mask & IN_ONLYDIR) != 0;
+    return onInotifyWatch && !ofUsbHost ? onInotifyWatch()
+                                        : __real_inotify_add_watch(fd, path, mask);
 }
 
 usb_host_context* __real_usb_host_init();
@@ -125,15 +129,14 @@ std::function<int()> failing(int error) {
 
 class InterpositionTest : public ServiceTest {
   protected:
-    // As start(), for a service whose threads may not come up.
-    void construct() {
-        service = new Bivista();
-        service->incStrong(nullptr);
-    }
     ~InterpositionTest() override {
         onPoll = nullptr;
         onRead = nullptr;
         onWrite = nullptr;
+        onInotifyInit = nullptr;
+        onInotifyWatch = nullptr;
+        noUsbHost = false;
+        onUsbHostCleanup = nullptr;
     }
 };
 
@@ -225,11 +228,11 @@ INSTANTIATE_TEST_SUITE_P(Functions, LockFailureTest,
 TEST_F(InterpositionTest, TheConstructorsLockIsNamedAfterTheClass) {
     failLock = 1;
     failUnlocks = true;
-    construct();
+    make();
     failUnlocks = false;
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_lock() : Bivista\n"));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Error at pthread_mutex_unlock() : Bivista\n"));
-    log.waitFor("usbThread: creating");
+    awaitWatching();
 }
 
 using InterpositionDeathTest = InterpositionTest;
@@ -275,7 +278,7 @@ TEST_F(InterpositionDeathTest, AStopEventfdThatCannotBeMadeEndsTheProcess) {
 // Meant: a positive error number, as POSIX has it, counts as success.
 TEST_F(InterpositionTest, APositiveThreadErrorIsNoFailure) {
     onThreadCreate = [](ThreadBody) { return EAGAIN; };
-    construct();
+    make();
     onThreadCreate = nullptr;
     EXPECT_FALSE(log.contains("Exiting Bivista"));
     EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
@@ -287,23 +290,25 @@ TEST_F(InterpositionTest, APositiveThreadErrorIsNoFailure) {
 
 TEST_F(InterpositionTest, WithoutInotifyTheNotifyThreadEnds) {
     onInotifyInit = failing(EMFILE);
-    construct();
+    make();
     const size_t at = log.waitFor("usbNotifyThread: failed to init inotify: Too many open files");
     log.waitFor("usbNotifyThread: exiting", at);
+    awaitUsbWatch();
 }
 
 TEST_F(InterpositionTest, WithoutAWatchTheNotifyThreadEnds) {
     onInotifyWatch = failing(ENOSPC);
-    construct();
+    make();
     const size_t at = log.waitFor("usbNotifyThread: failed to add watch: No space left on device");
     log.waitFor("usbNotifyThread: exiting", at);
+    awaitUsbWatch();
 }
 
 // With neither thread to stop, the handler sets the flag and says so.
 TEST_F(InterpositionTest, TheHandlerHasNothingToJoinWithoutThreads) {
     onInotifyInit = failing(EMFILE);
     noUsbHost = true;
-    construct();
+    make();
     log.waitFor("usbNotifyThread: exiting");
     log.waitFor("usbThread: exiting");
     log.clear();

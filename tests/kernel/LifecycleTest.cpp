@@ -11,14 +11,7 @@ namespace {
 
 using phone::Kind;
 
-class LifecycleTest : public ServiceTest {
-  protected:
-    // Waits until the USB thread is where it can be joined, as start() does for the other one.
-    void awaitUsbThread() {
-        phone.attachLoader();
-        log.waitFor("usbDeviceAdded : normal dload mode");
-    }
-};
+using LifecycleTest = ServiceTest;
 
 constexpr char kRule[] = "================================================";
 
@@ -41,7 +34,6 @@ TEST_F(LifecycleTest, StartsBothUsbThreads) {
 
 TEST_F(LifecycleTest, TheHandlerStopsTheUsbSide) {
     start();
-    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     EXPECT_TRUE(log.contains("usbThread: exiting"));
     EXPECT_TRUE(log.contains("usbNotifyThread: exiting"));
@@ -51,7 +43,6 @@ TEST_F(LifecycleTest, TheHandlerStopsTheUsbSide) {
 
 TEST_F(LifecycleTest, TheNotifyThreadEndsAsAfterAFailedRead) {
     start();
-    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     const size_t at = log.waitFor("usbNotifyThread: failed to read notify: Bad file descriptor");
     log.waitFor("usbNotifyThread: exiting", at);
@@ -59,7 +50,6 @@ TEST_F(LifecycleTest, TheNotifyThreadEndsAsAfterAFailedRead) {
 
 TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
     start();
-    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     const size_t mark = log.size();
     Bivista::sighandler(SIGUSR1);
@@ -69,7 +59,6 @@ TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
 
 TEST_F(LifecycleTest, ASignalToTheProcessIsTakenByAThreadThatWaits) {
     start();
-    awaitUsbThread();
     ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
     log.waitFor("destroy set");
     log.waitFor("usbThread: exiting");
@@ -104,7 +93,6 @@ TEST_F(LifecycleTest, AfterTheSignalNobodyWatchesAnyMore) {
 
 TEST_F(LifecycleTest, AnotherSignalOnlyInstallsTheHandlerAgain) {
     start();
-    awaitUsbThread();
     signal(SIGUSR1, SIG_IGN);
     const size_t mark = log.size();
     Bivista::sighandler(SIGUSR2);
@@ -117,7 +105,6 @@ TEST_F(LifecycleTest, AnotherSignalOnlyInstallsTheHandlerAgain) {
 // The destructor joins nothing, so the threads are stopped first.
 TEST_F(LifecycleTest, CanBeDestroyedOnceItsThreadsAreGone) {
     start();
-    awaitUsbThread();
     Bivista::sighandler(SIGUSR1);
     const ::android::wp<Bivista> weak = service;
     service->decStrong(nullptr);

@@ -2,9 +2,14 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <utility>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -17,6 +22,23 @@ namespace {
 bool hasPart(const support::LogCapture& log, const std::string& part) {
     for (const std::string& text : log.texts()) {
         if (text.find(part) != std::string::npos) return true;
+    }
+    return false;
+}
+
+// Whether this process watches the folder with inotify.
+bool isWatched(const char* folder) {
+    struct stat info = {};
+    if (stat(folder, &info) != 0) return false;
+    char watch[64];
+    snprintf(watch, sizeof(watch), " ino:%jx sdev:%x ", static_cast<uintmax_t>(info.st_ino),
+             major(info.st_dev) << 20 | minor(info.st_dev));
+    for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fdinfo")) {
+        // A descriptor that was closed meanwhile has no lines.
+        std::ifstream lines(fd.path());
+        for (std::string line; std::getline(lines, line);) {
+            if (line.find(watch) != std::string::npos) return true;
+        }
     }
     return false;
 }
@@ -43,11 +65,31 @@ ServiceTest::~ServiceTest() {
     service->serialDeviceRemoved();
 }
 
-void ServiceTest::start() {
-    service = new Bivista();
-    // Its threads use it until the process ends.
+void ServiceTest::make() {
+    make(new Bivista());
+}
+
+void ServiceTest::make(sp<Bivista> made) {
+    // A leak check shall find those of earlier tests in this process too.
+    static std::vector<Bivista*>& all = *new std::vector<Bivista*>;
+    service = std::move(made);
     service->incStrong(nullptr);
-    // The watch on /dev is set some time behind the thread's first line.
+    all.push_back(service.get());
+}
+
+void ServiceTest::start() {
+    make();
+    awaitWatching();
+}
+
+void ServiceTest::awaitUsbWatch() {
+    // The last folder that the USB thread begins to watch before it waits for events.
+    while (!isWatched("/dev/bus/usb")) usleep(1000);
+}
+
+void ServiceTest::awaitWatching() {
+    awaitUsbWatch();
+    // The watch on /dev is set some time ahead of the first read.
     while (!hasPart(log, "name:started")) {
         createNode("started");
         unlink("/dev/started");

@@ -31,8 +31,14 @@ class ServiceTest : public support::PhoneTest {
     // process ends would never answer the leak check, which stops the phone first.
     ~ServiceTest() override;
 
-    // Makes the service object and waits until it watches /dev; its threads run until the process
-    // ends.
+    // Makes the service object; its threads use it until they end, which may be with the process.
+    void make();
+    void make(sp<Bivista> made);
+    // Waits until both of its threads are where the handler of SIGUSR1 joins them. Whoever makes a
+    // service waits for this, or for the end of the threads: see the destructor.
+    void awaitWatching();
+    static void awaitUsbWatch();
+    // Both.
     void start();
 
     // Puts the cover on, as a rule without its panel, and waits until the service has attached it.
