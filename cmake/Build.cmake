@@ -58,6 +58,14 @@ target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti)
 target_link_libraries(bivista-device-flags INTERFACE bivista-warnings)
 target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 
+# For what no sanitized test asks to be fast: under a sanitizer the target is not optimised, which
+# halves the time that CLI11 and GoogleTest take to compile.
+function(bivista_compile_quickly name)
+    if(BIVISTA_SANITIZER)
+        target_compile_options(${name} PRIVATE -O0)
+    endif()
+endfunction()
+
 # bivista_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [MAIN] [PROGRAMS]
 #     [NATIVE])
 # Declares a GoogleTest program; each of its tests becomes a process of its own, since the state of
