@@ -2,6 +2,7 @@
 
 #include "tools/Command.h"
 #include "tools/Failure.h"
+#include "tools/Output.h"
 
 namespace bivistactl {
 namespace {
@@ -51,5 +52,6 @@ int run(int argc, char** argv) {
 }  // namespace bivistactl
 
 int main(int argc, char** argv) {
+    bivistactl::occupyStandardDescriptors();
     return bivistactl::runToExitStatus([&] { return bivistactl::run(argc, argv); });
 }

@@ -1,6 +1,7 @@
 #include "tools/Output.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -22,6 +23,14 @@ void requireWritten(bool written) {
 }
 
 }  // namespace
+
+void occupyStandardDescriptors() {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(fd, F_GETFD) != -1) continue;
+        // The lowest free number is this one. Opened for the other direction.
+        open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
 
 bool print(std::string_view text) {
     // Guards standard output, so that lines of several threads do not mix.

@@ -4,6 +4,11 @@
 
 namespace bivistactl {
 
+// Takes the numbers of standard descriptors that the caller has closed, so that the connection to
+// the service gets none of them: what is printed would be sent there. Using them fails as before.
+// To be called before anything is opened.
+void occupyStandardDescriptors();
+
 // Writes to standard output and flushes, whole even when several threads print. Returns whether it
 // could be written. Any thread.
 bool print(std::string_view text);

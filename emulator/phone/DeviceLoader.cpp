@@ -22,7 +22,12 @@ void Devices::attachLoader(const cover::UsbIdentity& identity) {
     }
     mLoader = makeUsb(identity);
     mJournal.add(Kind::Attach, mLoader->name(), {}, UsbDevice::describe(identity));
-    mLoader->publish();
+    try {
+        mLoader->publish();
+    } catch (...) {
+        detachLoader();
+        throw;
+    }
 }
 
 void Devices::unplugLoader() {

@@ -153,12 +153,18 @@ bool Devices::mayLeave() {
 
 void Devices::comeBack() {
     const Return back = *std::exchange(mReturn, std::nullopt);
-    if (back.identity == mController->options().usb) {
-        attachCover(back.options);
-    } else {
-        // Another may have come meanwhile.
-        if (mLoader) unplugLoader();
-        attachLoader(back.identity);
+    try {
+        if (back.identity == mController->options().usb) {
+            attachCover(back.options);
+        } else {
+            // Another may have come meanwhile.
+            if (mLoader) unplugLoader();
+            attachLoader(back.identity);
+        }
+    } catch (const std::exception& error) {
+        // Its node is taken, or the phone is out of descriptors: nobody waits for an answer here.
+        mController->powerDown();
+        mJournal.add(Kind::Detach, {}, {}, std::string("does not come back: ") + error.what());
     }
 }
 
@@ -215,18 +221,23 @@ void Devices::attachCover(const CoverOptions& options) {
     device->usb->setIds(options.idVendorText.value_or(UsbDevice::idText(identity.vendor)),
                         options.idProductText.value_or(UsbDevice::idText(identity.product)));
     mJournal.add(Kind::Attach, device->usb->name(), {}, UsbDevice::describe(identity));
-    if (options.withTty) {
-        device->tty = std::make_unique<Tty>(options.tty);
-        device->usb->addTty(options.tty);
-        watch(*device->tty);
-    }
-    if (options.withHid) device->usb->addHidraw(options.hid);
     mCover = std::move(device);
-    publish(options);
+    try {
+        plug(options);
+    } catch (...) {
+        detachCover();
+        throw;
+    }
 }
 
-// In the order of the device's interfaces, as the kernel does.
-void Devices::publish(const CoverOptions& options) {
+void Devices::plug(const CoverOptions& options) {
+    if (options.withTty) {
+        mCover->tty = std::make_unique<Tty>(options.tty);
+        mCover->usb->addTty(options.tty);
+        watch(*mCover->tty);
+    }
+    if (options.withHid) mCover->usb->addHidraw(options.hid);
+    // In the order of the device's interfaces, as the kernel does.
     if (options.withUsb) mCover->usb->publish();
     if (options.withTty) mCover->tty->publish();
     if (!options.withHid) return;
@@ -319,7 +330,12 @@ void Devices::attachForeignTty(int number, const std::string& vendorText,
     watch(*device->tty);
     Tty& tty = *device->tty;
     mForeign[number] = std::move(device);
-    tty.publish();
+    try {
+        tty.publish();
+    } catch (...) {
+        detachForeignTty(number);
+        throw;
+    }
 }
 
 void Devices::detachForeignTty(int number) {

@@ -100,7 +100,8 @@ class Devices {
     std::unique_ptr<UsbDevice> makeUsb(const cover::UsbIdentity& identity);
     void checkTtyNumber(int number) const;
     void checkNumbers(const CoverOptions& options) const;
-    void publish(const CoverOptions& options);
+    // What of mCover stands between its USB identity and its being there.
+    void plug(const CoverOptions& options);
     void watch(Tty& tty);
     void unplug(std::unique_ptr<Plugged> device);
     // As unplug(), for the cover; the microcontroller keeps its power.

@@ -81,7 +81,7 @@ UsbDevice::UsbDevice(int port, int number, const cover::UsbIdentity& identity)
 UsbDevice::~UsbDevice() {
     // Nothing may leave a destructor; a tree that somebody made read-only stays where it is.
     std::error_code ignored;
-    fs::remove(mNode, ignored);
+    if (mPublished) fs::remove(mNode, ignored);
     for (auto link = mLinks.rbegin(); link != mLinks.rend(); ++link) fs::remove(*link, ignored);
     fs::remove_all(mFolder, ignored);
 }
@@ -115,6 +115,7 @@ void UsbDevice::addHidraw(int number) {
 void UsbDevice::publish() {
     addClassLink(fs::path("/sys/bus/usb/devices") / mName, mFolder);
     linkFile(mNode, makeDescriptor(mIdentity));
+    mPublished = true;
 }
 
 }  // namespace phone

@@ -53,6 +53,7 @@ class UsbDevice {
     const std::string mName;
     const std::filesystem::path mFolder;
     const std::filesystem::path mNode;
+    bool mPublished = false;                    // mNode is ours
     std::vector<std::filesystem::path> mLinks;  // removed in reverse order
 };
 

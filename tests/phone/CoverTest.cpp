@@ -15,6 +15,7 @@
 
 #include "emulator/phone/Fd.h"
 #include "tests/support/PhoneTest.h"
+#include "tests/support/TheWorld.h"
 
 namespace {
 
@@ -331,6 +332,84 @@ TEST_F(CoverTest, DetachingWhileItIsAwayKeepsItAway) {
     phone.reset();
     EXPECT_FALSE(phone.isCoverAttached());
     EXPECT_EQ(gone.path, "1-1");
+}
+
+// A file where the next USB device's node would be.
+class Occupied {
+  public:
+    Occupied() {
+        phone::Phone& phone = support::thePhone();
+        phone.attachCover(withoutPanel());
+        const int last = std::stoi(namesIn(kBus).at(0));
+        char name[32];
+        snprintf(name, sizeof(name), "%s/%03d", kBus, last + 1);
+        mPath = name;
+        std::ofstream(mPath) << "occupied";
+    }
+    ~Occupied() { unlink(mPath.c_str()); }
+    Occupied(const Occupied&) = delete;
+    Occupied& operator=(const Occupied&) = delete;
+
+    // Nothing but the file is there.
+    void expectAlone() const {
+        EXPECT_EQ(contentOf(mPath), "occupied");
+        EXPECT_EQ(namesIn(kBus).size(), 1u);
+        EXPECT_THAT(namesIn("/sys/bus/usb/devices"), IsEmpty());
+        EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
+        EXPECT_NE(access("/dev/hidraw0", F_OK), 0);
+        EXPECT_THAT(namesIn("/sys/class/tty"), IsEmpty());
+    }
+
+  private:
+    static constexpr char kBus[] = "/dev/bus/usb/001";
+    std::string mPath;
+};
+
+TEST_F(CoverTest, ACoverThatCannotComeBackStaysAway) {
+    const Occupied occupied;
+    const Fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_EQ(write(node.get(), "Y", 1), 1);
+    journal.waitFor([](const Entry& e) { return e.note.starts_with("does not come back: "); },
+                    first);
+    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_EQ(phone.coverState().power, cover::Power::Off);
+    occupied.expectAlone();
+    // The next number is free.
+    phone.attachCover();
+    EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
+}
+
+TEST_F(CoverTest, AnAttachmentThatFailsLeavesNothingBehind) {
+    const Occupied occupied;
+    phone.detachCover();
+    EXPECT_THROW(phone.attachCover(), phone::Error);
+    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_EQ(phone.coverState().power, cover::Power::Off);
+    occupied.expectAlone();
+}
+
+TEST_F(CoverTest, ALoaderThatCannotBeAttachedLeavesNothingBehind) {
+    const Occupied occupied;
+    phone.detachCover();
+    EXPECT_THROW(phone.attachLoader(), phone::Error);
+    occupied.expectAlone();
+    phone.attachLoader();
+    phone.detachLoader();
+}
+
+TEST_F(CoverTest, ANodeThatIsTakenKeepsATtyAway) {
+    std::ofstream("/dev/ttyACM0") << "occupied";
+    std::ofstream("/dev/ttyACM1") << "occupied";
+    EXPECT_THROW(phone.attachCover(), phone::Error);
+    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_THROW(phone.attachForeignTty(1, "1d6b\n", "0001\n"), phone::Error);
+    EXPECT_THAT(namesIn("/sys/class/tty"), IsEmpty());
+    EXPECT_EQ(contentOf("/dev/ttyACM0"), "occupied");
+    EXPECT_EQ(contentOf("/dev/ttyACM1"), "occupied");
+    unlink("/dev/ttyACM0");
+    unlink("/dev/ttyACM1");
+    phone.attachCover();
+    phone.attachForeignTty(1, "1d6b\n", "0001\n");
 }
 
 TEST_F(CoverTest, HundredCyclesLeaveDescriptorsAndThreadsWhereTheyWere) {

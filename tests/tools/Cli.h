@@ -66,6 +66,7 @@ class CliTest : public testing::Test {
                                                     int output = -1);
     // What the program that start() started last wrote to standard error so far.
     std::string errors() const;
+    std::string errorFile() const { return mFolder + "/errors"; }
 
     // Runs it; nothing but standard error tells of the mistake, and where to read more.
     void expectWrongUsage(const Mistake& mistake);
@@ -76,8 +77,6 @@ class CliTest : public testing::Test {
     const std::string mFolder;
 
   private:
-    std::string errorFile() const { return mFolder + "/errors"; }
-
     std::unique_ptr<Process> mService;
 };
 

@@ -67,6 +67,21 @@ TEST_F(ExitStatusTest, AServiceThatDiesInTheCallIsThree) {
     EXPECT_EQ(3, run({"call", "getGpiopin"}).code);
 }
 
+// What this program opens must not take the place of what is closed.
+TEST_F(ExitStatusTest, ClosedOutputIsFourAndReachesNobody) {
+    givenService();
+    for (const char* words : {"status", "sub info --json", "call getGpiopin", "dump"}) {
+        for (const char* closed : {" >&-", " <&- >&-", " <&- >&- 2>&-"}) {
+            const std::string command = std::string(BIVISTACTL) + " " + words + closed;
+            EXPECT_EQ(4, Process({"/bin/sh", "-c", command}, errorFile()).wait()) << command;
+            const std::string told =
+                    "bivistactl: cannot write to standard output: Bad file descriptor\n";
+            EXPECT_EQ(errors(), command.ends_with("2>&-") ? "" : told) << command;
+            EXPECT_EQ(0, run({"status"}).code) << command;
+        }
+    }
+}
+
 TEST_F(ExitStatusTest, OutputThatCannotBeWrittenIsFour) {
     givenService();
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
