@@ -17,7 +17,7 @@ namespace phone {
 
 enum class Kind {
     Attach,       // a device came; path: its node or USB name; note: its identity
-    Detach,       // it went
+    Detach,       // it went; without a path: it does not come back, and the note tells why
     TtyOpen,      // the phone opened a tty; note: open flags
     Dtr,          // a tty's DTR line changed; note: "raised" or "lowered"
     TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
