@@ -9,6 +9,7 @@
 #include "emulator/phone/World.h"
 #include "kernel/Bivista.h"
 #include "tests/support/Trace.h"
+#include "tests/support/Watch.h"
 
 using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 
@@ -25,6 +26,8 @@ int main() {
     // The last command of the attach; the exchange behind it waits for its end.
     phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
     if (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return 1;
+    // Before it watches, the log's thread takes the lock of an exchange once.
+    support::awaitWatch("/sys/power/wake_lock");
 
     char answer[1025] = {};
     support::markTrace();

@@ -2,15 +2,12 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <utility>
 
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
+
+#include "tests/support/Watch.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -22,23 +19,6 @@ namespace {
 bool hasPart(const support::LogCapture& log, const std::string& part) {
     for (const std::string& text : log.texts()) {
         if (text.find(part) != std::string::npos) return true;
-    }
-    return false;
-}
-
-// Whether this process watches the folder with inotify.
-bool isWatched(const char* folder) {
-    struct stat info = {};
-    if (stat(folder, &info) != 0) return false;
-    char watch[64];
-    snprintf(watch, sizeof(watch), " ino:%jx sdev:%x ", static_cast<uintmax_t>(info.st_ino),
-             major(info.st_dev) << 20 | minor(info.st_dev));
-    for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fdinfo")) {
-        // A descriptor that was closed meanwhile has no lines.
-        std::ifstream lines(fd.path());
-        for (std::string line; std::getline(lines, line);) {
-            if (line.find(watch) != std::string::npos) return true;
-        }
     }
     return false;
 }
@@ -84,7 +64,7 @@ void ServiceTest::start() {
 
 void ServiceTest::awaitUsbWatch() {
     // The last folder that the USB thread begins to watch before it waits for events.
-    while (!isWatched("/dev/bus/usb")) usleep(1000);
+    support::awaitWatch("/dev/bus/usb");
 }
 
 void ServiceTest::awaitWatching() {
