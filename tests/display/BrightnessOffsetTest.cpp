@@ -359,8 +359,7 @@ INSTANTIATE_TEST_SUITE_P(Offsets, AnyOffsetTest,
 
 TEST_F(BrightnessOffsetTest, ReturnsWhatTheServicesOwnSetBrightnessReturns) {
     std::vector<int32_t> taken;
-    make(makeOtherBivista(&taken));
-    awaitWatching();
+    start(makeOtherBivista(&taken));
     bv2_initialized = true;
     bv2_screen_on = true;
     fillQueue({33});

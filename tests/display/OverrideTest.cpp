@@ -38,10 +38,6 @@ struct OwnUpgrades : Bivista {
 
 class OverrideTest : public WorkerTest {
   protected:
-    void serve(const sp<Bivista>& own) {
-        service = own;
-        service->incStrong(nullptr);
-    }
     // What the overriding methods and the worker's verdicts said.
     std::vector<std::string> said() const {
         std::vector<std::string> lines = log.texts();
@@ -53,14 +49,14 @@ class OverrideTest : public WorkerTest {
 };
 
 TEST_F(OverrideTest, ManagingThePenModeCallsTheOverriddenMethod) {
-    serve(new OwnSetAesMode);
+    start(new OwnSetAesMode);
     EXPECT_EQ(service->manageAesMode(1), Status::OK);
     EXPECT_EQ(service->manageAesMode(0), Status::OK);
     EXPECT_THAT(said(), ElementsAre("own setAesMode 1", "own setAesMode 2"));
 }
 
 TEST_F(OverrideTest, TheWorkerCallsOverriddenMethods) {
-    serve(new OwnMethods);
+    start(new OwnMethods);
     registerClient(new LpwgClient1_1);
     for (const char* name :
          {"SWITCH_AES_BOTH", "SWITCH_AES_TO_1", "SWITCH_AES_TO_2", "BV_UPDATE_STATE"}) {
@@ -74,13 +70,13 @@ TEST_F(OverrideTest, TheWorkerCallsOverriddenMethods) {
 }
 
 TEST_F(OverrideTest, AnAttachCallsTheOverriddenMethod) {
-    serve(new OwnMethods);
+    start(new OwnMethods);
     attach();
     EXPECT_THAT(said(), ElementsAre("own bv_update_state", "status = 0"));
 }
 
 TEST_F(OverrideTest, ACheckOfTheFirmwareAndADetachCallTheOverriddenMethods) {
-    serve(new OwnUpgrades);
+    start(new OwnUpgrades);
     attach();
     phone.setNode(std::string(phone::kFirmwareFolder) + "/BV330-V9_x.dfu", "image");
     EXPECT_EQ(service->checkFirmwareVersion(), Status::FAIL);

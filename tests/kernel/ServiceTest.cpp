@@ -58,7 +58,11 @@ void ServiceTest::make(sp<Bivista> made) {
 }
 
 void ServiceTest::start() {
-    make();
+    start(new Bivista());
+}
+
+void ServiceTest::start(sp<Bivista> made) {
+    make(std::move(made));
     awaitWatching();
 }
 

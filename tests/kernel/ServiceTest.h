@@ -40,6 +40,7 @@ class ServiceTest : public support::PhoneTest {
     static void awaitUsbWatch();
     // Both.
     void start();
+    void start(sp<Bivista> made);
 
     // Puts the cover on, as a rule without its panel, and waits until the service has attached it.
     void attach(const phone::CoverOptions& options = support::withoutPanel());

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "kernel/SerialAt.h"
 #include "tests/kernel/ServiceTest.h"
 #include "tests/support/HidNode.h"
 
@@ -219,14 +220,14 @@ INSTANTIATE_TEST_SUITE_P(Files, HidIdTest,
 
 TEST_F(UsbMonitorTest, RecoversWhenMoreHappensThanTheQueueHolds) {
     start();
-    log.waitFor("usbNotifyThread: creating");
-    attach();
-    // The notify thread is busy with an exchange while the queue overflows.
-    phone.setFault("on ATE0 late 1s times 1");
-    phone.reattachCover();
-    for (int i = 0; i < 20000; ++i) {
-        ASSERT_EQ(symlink("x", "/dev/overflow"), 0);
-        ASSERT_EQ(unlink("/dev/overflow"), 0);
+    {
+        // The notify thread waits for it, with the cover's tty in hand, while the queue overflows.
+        const MutexLock lock(sUsbAutoSuspendMutex, __func__);
+        phone.attachCover(support::withoutPanel());
+        for (int i = 0; i < 20000; ++i) {
+            ASSERT_EQ(symlink("x", "/dev/overflow"), 0);
+            ASSERT_EQ(unlink("/dev/overflow"), 0);
+        }
     }
     log.waitUntil([](const support::LogLine& line) {
         return line.text.find("mask:0x00004000 name:") != std::string::npos;

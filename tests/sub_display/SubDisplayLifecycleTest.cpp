@@ -189,9 +189,7 @@ TEST_F(SubDisplayLifecycleTest, APanelThatDoesNotComeOnStaysInitialized) {
 // The power-on of an attach goes through the interface.
 TEST_F(SubDisplayLifecycleTest, TheServiceObjectIsAskedToSwitchOn) {
     std::vector<bool> asked;
-    service = makePowerSpy(&asked);
-    service->incStrong(nullptr);
-    log.waitFor("usbNotifyThread: creating");
+    start(makePowerSpy(&asked));
     EXPECT_EQ(service->initSubDisplay(service.get(), {}), 0);
     EXPECT_THAT(asked, ElementsAre(true));
     EXPECT_EQ(state(), SubScreenState::INITIALIZED);
