@@ -12,6 +12,8 @@
 
 namespace support {
 
+namespace {
+
 bool isWatched(const char* path) {
     struct stat info = {};
     if (stat(path, &info) != 0) return false;
@@ -27,6 +29,8 @@ bool isWatched(const char* path) {
     }
     return false;
 }
+
+}  // namespace
 
 void awaitWatch(const char* path) {
     while (!isWatched(path)) usleep(1000);
