@@ -1,5 +1,6 @@
 #include "tools/Ask.h"
 
+#include "tools/Methods.h"
 #include "tools/Output.h"
 #include "tools/Spinner.h"
 
@@ -35,8 +36,8 @@ int carryOut(const Order& order, bool json) {
                         order.failure, json);
 }
 
-void addOrder(CLI::App& command, Action& chosen, const std::function<Order()>& make) {
-    addPrinting(command, chosen, [make](bool json) { return carryOut(make(), json); });
+void addOrder(cli::Command& command, const std::function<Order()>& make) {
+    addPrinting(command, [make](bool json) { return carryOut(make(), json); });
 }
 
 int reportAnswer(const std::string& method, const Answer& answer, const std::string& failure,

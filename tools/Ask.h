@@ -1,15 +1,15 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "tools/Command.h"
-#include "tools/Methods.h"
 #include "tools/Service.h"
 
 namespace bivistactl {
+
+struct Answer;
 
 // Calls of the service, which may wait for the cover: while they do, a terminal shows that the
 // program is alive. All throw Failure when the service did not carry out the call.
@@ -47,7 +47,7 @@ int carryOut(const Order& order, bool json);
 
 // Makes the command carry out the order that `make` tells once the command line was read; adds
 // --json.
-void addOrder(CLI::App& command, Action& chosen, const std::function<Order()>& make);
+void addOrder(cli::Command& command, const std::function<Order()>& make);
 
 // How a command ends whose method answered, which it prints before when JSON is asked for.
 int reportAnswer(const std::string& method, const Answer& answer, const std::string& failure,

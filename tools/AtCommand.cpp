@@ -75,13 +75,13 @@ int send(const std::string& text, bool json) {
 
 }  // namespace
 
-void addAtCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command = program.add_subcommand("at", "Send an AT command to the cover");
+void addAtCommand(cli::Command& program) {
+    cli::Command& command = program.add("at", "Send an AT command to the cover");
     auto text = std::make_shared<std::string>();
-    command->add_option("CMD", *text, "The command, beginning with AT, without carriage return")
-            ->required();
-    command->footer(kHelp);
-    addPrinting(*command, chosen, [text](bool json) { return send(*text, json); });
+    command.take("CMD", text.get(), "The command, beginning with AT, without carriage return")
+            .required();
+    command.setHelp(kHelp);
+    addPrinting(command, [text](bool json) { return send(*text, json); });
 }
 
 }  // namespace bivistactl

@@ -36,34 +36,33 @@ constexpr char kScreenOff[] =
         "the cover screen is off. The offset is kept, for the levels to come; switch the screen on "
         "with \"bivistactl power on\".";
 
-void addBrightness(CLI::App& program, Action& chosen) {
-    CLI::App* command =
-            program.add_subcommand("brightness", "Set the brightness of the cover screen");
+void addBrightness(cli::Command& program) {
+    cli::Command& command = program.add("brightness", "Set the brightness of the cover screen");
     auto level = std::make_shared<int32_t>();
-    addArgument(*command, "LEVEL", "0 to 255", parseLevel, level.get());
-    command->footer(kBrightnessHelp);
-    addOrder(*command, chosen, [level] {
+    addArgument(command, "LEVEL", "0 to 255", parseLevel, level.get());
+    command.setHelp(kBrightnessHelp);
+    addOrder(command, [level] {
         return Order{"setBrightness", {std::to_string(*level)}, kRefused};
     });
 }
 
-void addOffset(CLI::App& program, Action& chosen) {
-    CLI::App* command = program.add_subcommand(
-            "offset", "Shift the cover screen's brightness relative to the phone's");
+void addOffset(cli::Command& program) {
+    cli::Command& command =
+            program.add("offset", "Shift the cover screen's brightness relative to the phone's");
     auto offset = std::make_shared<int32_t>();
-    addArgument(*command, "N", "Any 32-bit number; 100 is a command of its own", parseInt32,
+    addArgument(command, "N", "Any 32-bit number; 100 is a command of its own", parseInt32,
                 offset.get());
-    command->footer(kOffsetHelp);
-    addOrder(*command, chosen, [offset] {
+    command.setHelp(kOffsetHelp);
+    addOrder(command, [offset] {
         return Order{"setBVBrightnessOffset", {std::to_string(*offset)}, kScreenOff};
     });
 }
 
 }  // namespace
 
-void addBrightnessCommands(CLI::App& program, Action& chosen) {
-    addBrightness(program, chosen);
-    addOffset(program, chosen);
+void addBrightnessCommands(cli::Command& program) {
+    addBrightness(program);
+    addOffset(program);
 }
 
 }  // namespace bivistactl

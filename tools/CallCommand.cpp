@@ -37,14 +37,6 @@ Examples:
 Methods:
 )";
 
-// The library knows nothing of words that it does not parse.
-class CallHelp : public CLI::Formatter {
-  public:
-    std::string make_usage(const CLI::App*, std::string) const override {
-        return "Usage: bivistactl call METHOD [ARG...]\n";
-    }
-};
-
 std::string describeMethods() {
     std::string text;
     for (const Method& method : methods()) {
@@ -59,10 +51,9 @@ std::string describeMethods() {
 
 // Before the call, since nothing can be said behind it: every other method returns.
 void warnOfTheLastCall() {
-    complain(
-            "setLpwgCallback null does not return when a callback is registered: the service's "
-            "uevent worker stops the USB monitoring for good, the service waits for it for ever, "
-            "and no later call is served. Only a restart of the service ends that.");
+    remark("setLpwgCallback null does not return when a callback is registered: the service's "
+           "uevent worker stops the USB monitoring for good, the service waits for it for ever, "
+           "and no later call is served. Only a restart of the service ends that.");
 }
 
 int run(const Method& method, const std::vector<std::string>& texts) {
@@ -74,9 +65,8 @@ int run(const Method& method, const std::vector<std::string>& texts) {
     return answer.status.value_or(Status::OK) == Status::OK ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
 }
 
-// `words`: the method and its arguments, kept from the option parser, to which a negative number
-// would be an option.
-int call(const CLI::App& command, std::vector<std::string> words) {
+// `words`: the method and its arguments, as they stand on the command line.
+int call(const cli::Command& command, std::vector<std::string> words) {
     if (words.empty()) {
         throw Failure(EXIT_USAGE, "call needs a method. \"bivistactl call --help\" lists them.");
     }
@@ -97,16 +87,13 @@ int call(const CLI::App& command, std::vector<std::string> words) {
 
 }  // namespace
 
-void addCallCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command =
-            program.add_subcommand("call", "Call any method of the service by its name");
-    command->formatter(std::make_shared<CallHelp>());
-    command->prefix_command();
-    addIdleJsonFlag(*command);
-    command->footer(kHelp + describeMethods());
-    command->callback([command, &chosen] {
-        chosen = [command] { return call(*command, command->remaining()); };
-    });
+void addCallCommand(cli::Command& program) {
+    cli::Command& command = program.add("call", "Call any method of the service by its name");
+    auto words = std::make_shared<std::vector<std::string>>();
+    command.takeRest(words.get(), "bivistactl call METHOD [ARG...]");
+    addIdleJsonFlag(command);
+    command.setHelp(kHelp + describeMethods());
+    command.setAction([words, &command] { return call(command, *words); });
 }
 
 }  // namespace bivistactl

@@ -62,19 +62,19 @@ ScreenMode parseMode(const std::string& text) {
     }
 }
 
-void addMode(CLI::App& colour, Action& chosen) {
-    CLI::App* command = colour.add_subcommand("mode", "Set the colour mode");
+void addMode(cli::Command& colour) {
+    cli::Command& command = colour.add("mode", "Set the colour mode");
     auto mode = std::make_shared<ScreenMode>();
-    addArgument(*command, "MODE", "Name or number of the mode", parseMode, mode.get());
-    command->footer(kModeHelp);
-    addOrder(*command, chosen, [mode] {
+    addArgument(command, "MODE", "Name or number of the mode", parseMode, mode.get());
+    command.setHelp(kModeHelp);
+    addOrder(command, [mode] {
         return Order{"setScreenMode", {std::to_string(static_cast<int32_t>(*mode))}, kRefused};
     });
 }
 
 // Numbers of the cover's firmware, of which the service knows nothing but their count.
 template <size_t N>
-std::shared_ptr<std::array<uint32_t, N>> addNumbers(CLI::App& command,
+std::shared_ptr<std::array<uint32_t, N>> addNumbers(cli::Command& command,
                                                     const std::array<const char*, N>& names) {
     auto numbers = std::make_shared<std::array<uint32_t, N>>();
     for (size_t i = 0; i < N; ++i) {
@@ -90,20 +90,18 @@ std::vector<std::string> toTexts(const std::array<uint32_t, N>& numbers) {
     return texts;
 }
 
-void addRgb(CLI::App& colour, Action& chosen) {
-    CLI::App* command = colour.add_subcommand("rgb", "Set the colour tuning");
-    auto numbers = addNumbers<4>(*command, {"A", "B", "C", "D"});
-    command->footer(kRgbHelp);
-    addOrder(*command, chosen, [numbers] {
-        return Order{"setRgbTune", toTexts(*numbers), kRefused};
-    });
+void addRgb(cli::Command& colour) {
+    cli::Command& command = colour.add("rgb", "Set the colour tuning");
+    auto numbers = addNumbers<4>(command, {"A", "B", "C", "D"});
+    command.setHelp(kRgbHelp);
+    addOrder(command, [numbers] { return Order{"setRgbTune", toTexts(*numbers), kRefused}; });
 }
 
-void addTune(CLI::App& colour, Action& chosen) {
-    CLI::App* command = colour.add_subcommand("tune", "Set the screen tuning");
-    auto numbers = addNumbers<3>(*command, {"A", "B", "C"});
-    command->footer(kTuneHelp);
-    addOrder(*command, chosen, [numbers] {
+void addTune(cli::Command& colour) {
+    cli::Command& command = colour.add("tune", "Set the screen tuning");
+    auto numbers = addNumbers<3>(command, {"A", "B", "C"});
+    command.setHelp(kTuneHelp);
+    addOrder(command, [numbers] {
         std::vector<std::string> arguments = toTexts(*numbers);
         // The service ignores the fourth.
         arguments.emplace_back("0");
@@ -113,14 +111,13 @@ void addTune(CLI::App& colour, Action& chosen) {
 
 }  // namespace
 
-void addColourCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command = program.add_subcommand("colour", "Set the cover screen's colours");
-    command->alias("color");
-    command->require_subcommand(1);
-    command->footer(kHelp);
-    addMode(*command, chosen);
-    addRgb(*command, chosen);
-    addTune(*command, chosen);
+void addColourCommand(cli::Command& program) {
+    cli::Command& command = program.add("colour", "Set the cover screen's colours");
+    command.alias("color");
+    command.setHelp(kHelp);
+    addMode(command);
+    addRgb(command);
+    addTune(command);
 }
 
 }  // namespace bivistactl

@@ -11,26 +11,25 @@ namespace bivistactl {
 
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-void addPrinting(CLI::App& command, Action& chosen, const PrintingAction& action) {
+void addPrinting(cli::Command& command, const PrintingAction& action) {
     auto json = std::make_shared<bool>(false);
     addJsonFlag(command, json.get());
-    command.callback(
-            [action, json, &chosen] { chosen = [action, json] { return action(*json); }; });
+    command.setAction([action, json] { return action(*json); });
 }
 
-void addPrintingCommand(CLI::App& parent, const char* name, const char* about, const char* help,
-                        Action& chosen, const PrintingAction& action) {
-    CLI::App* command = parent.add_subcommand(name, about);
-    command->footer(help);
-    addPrinting(*command, chosen, action);
+void addPrintingCommand(cli::Command& parent, const char* name, const char* about, const char* help,
+                        const PrintingAction& action) {
+    cli::Command& command = parent.add(name, about);
+    command.setHelp(help);
+    addPrinting(command, action);
 }
 
-void addJsonFlag(CLI::App& command, bool* json) {
-    command.add_flag("--json", *json, "Print one JSON object on one line");
+void addJsonFlag(cli::Command& command, bool* json) {
+    command.flag("--json", json, "Print one JSON object on one line");
 }
 
-void addIdleJsonFlag(CLI::App& command) {
-    command.add_flag("--json", "Changes nothing: JSON is printed in any case");
+void addIdleJsonFlag(cli::Command& command) {
+    command.flag("--json", "Changes nothing: JSON is printed in any case");
 }
 
 int runToExitStatus(const Action& action) {

@@ -1,74 +1,71 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
-#include <utility>
 
+#include "cli/Command.h"
 #include "tools/Arguments.h"
 #include "tools/Service.h"
 
 namespace bivistactl {
 
-// What the command line asks for: runs the command and returns how the program ends. May throw
-// Failure.
-using Action = std::function<int()>;
+// Runs a command and returns how the program ends. May throw Failure.
+using Action = cli::Command::Action;
 
-// Each adds its commands to the program, in the file of its name. The one that the command line
-// names stores its action.
-void addCallCommand(CLI::App& program, Action& chosen);
-void addFirmwareCommand(CLI::App& program, Action& chosen);
-void addTouchCommand(CLI::App& program, Action& chosen);
-void addPenCommand(CLI::App& program, Action& chosen);
-void addLpwgCommand(CLI::App& program, Action& chosen);
-void addAtCommand(CLI::App& program, Action& chosen);
-void addWatchCommand(CLI::App& program, Action& chosen);
-void addDumpCommand(CLI::App& program, Action& chosen);
-void addStatusCommand(CLI::App& program, Action& chosen);
-void addDoctorCommand(CLI::App& program, Action& chosen);
-void addPowerCommand(CLI::App& program, Action& chosen);
-void addBrightnessCommands(CLI::App& program, Action& chosen);
-void addColourCommand(CLI::App& program, Action& chosen);
-void addCutoutCommand(CLI::App& program, Action& chosen);
-void addSubCommand(CLI::App& program, Action& chosen);
+// Each adds its commands to the program, in the file of its name.
+void addCallCommand(cli::Command& program);
+void addFirmwareCommand(cli::Command& program);
+void addTouchCommand(cli::Command& program);
+void addPenCommand(cli::Command& program);
+void addLpwgCommand(cli::Command& program);
+void addAtCommand(cli::Command& program);
+void addWatchCommand(cli::Command& program);
+void addDumpCommand(cli::Command& program);
+void addStatusCommand(cli::Command& program);
+void addDoctorCommand(cli::Command& program);
+void addPowerCommand(cli::Command& program);
+void addBrightnessCommands(cli::Command& program);
+void addColourCommand(cli::Command& program);
+void addCutoutCommand(cli::Command& program);
+void addSubCommand(cli::Command& program);
 // The commands of the sub display that draw; `sub` is its command.
-void addSubDrawing(CLI::App& sub, Action& chosen);
+void addSubDrawing(cli::Command& sub);
 
 // Adds an argument that the command line must have. `parse` reads it; a text for which it throws
 // BadArgument is wrong usage. `value` must live as long as the program.
 template <typename T>
-void addArgument(CLI::App& command, const std::string& name, const std::string& help,
+void addArgument(cli::Command& command, const std::string& name, const std::string& help,
                  T (*parse)(const std::string& text), T* value) {
-    CLI::callback_t take = [name, parse, value](const CLI::results_t& texts) {
+    const auto take = [parse, value](const std::string& text) -> std::string {
         try {
-            *value = parse(texts.front());
+            *value = parse(text);
         } catch (const BadArgument& bad) {
-            throw CLI::ValidationError(name, bad.what());
+            return bad.what();
         }
-        return true;
+        return "";
     };
-    command.add_option(name, std::move(take), help)->required();
+    command.takeParsed(name, take, help).required();
 }
 
 // Runs the command; told whether to print JSON.
 using PrintingAction = std::function<int(bool json)>;
 
 // Adds --json to a command, and has it run the action.
-void addPrinting(CLI::App& command, Action& chosen, const PrintingAction& action);
+void addPrinting(cli::Command& command, const PrintingAction& action);
 // Adds a command without arguments to its parent, in the same way.
-void addPrintingCommand(CLI::App& parent, const char* name, const char* about, const char* help,
-                        Action& chosen, const PrintingAction& action);
+void addPrintingCommand(cli::Command& parent, const char* name, const char* about, const char* help,
+                        const PrintingAction& action);
 // Adds --json to a command.
-void addJsonFlag(CLI::App& command, bool* json);
+void addJsonFlag(cli::Command& command, bool* json);
 // The same for a command that prints JSON in any case.
-void addIdleJsonFlag(CLI::App& command);
+void addIdleJsonFlag(cli::Command& command);
 
 // Runs the action, tells people what it throws, and returns how the program ends: with the code of
 // a Failure, else with EXIT_NO_OUTPUT.
 int runToExitStatus(const Action& action);
 
 // Has the command print the states of the sub display as they come, until ended by a signal.
-void addSubDisplayWatch(CLI::App& command, Action& chosen);
+void addSubDisplayWatch(cli::Command& command);
 
 // For answers of FAIL that the service's interface does not provide for.
 inline constexpr char kRefused[] = "the service refused. Its log tells why.";

@@ -31,9 +31,9 @@ int show(bool json) {
 
 }  // namespace
 
-void addCutoutCommand(CLI::App& program, Action& chosen) {
+void addCutoutCommand(cli::Command& program) {
     addPrintingCommand(program, "cutout", "Print the outline of the cover screen's cutout", kHelp,
-                       chosen, show);
+                       show);
 }
 
 }  // namespace bivistactl

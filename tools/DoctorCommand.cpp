@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
+#include "cli/Colour.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/Json.h"
@@ -70,11 +72,15 @@ Findings examine(const Options& options) {
     return findings;
 }
 
+std::string verdict(bool ok) {
+    return ok ? cli::inColour(cli::Colour::GOOD, "ok", STDOUT_FILENO) + "       "
+              : cli::inColour(cli::Colour::BAD, "problem", STDOUT_FILENO) + "  ";
+}
+
 std::string inWords(const Findings& findings) {
     std::string text;
     for (const Finding& finding : findings) {
-        text += (finding.ok ? "ok       " : "problem  ") + finding.check + ": " +
-                spellControls(finding.what) + "\n";
+        text += verdict(finding.ok) + finding.check + ": " + spellControls(finding.what) + "\n";
         if (!finding.ok) text += "         " + spellControls(finding.remedy) + "\n";
     }
     return text;
@@ -105,14 +111,14 @@ int report(const Options& options) {
 
 }  // namespace
 
-void addDoctorCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command =
-            program.add_subcommand("doctor", "Find out what is wrong, and what to do about it");
+void addDoctorCommand(cli::Command& program) {
+    cli::Command& command =
+            program.add("doctor", "Find out what is wrong, and what to do about it");
     auto options = std::make_shared<Options>();
-    addJsonFlag(*command, &options->json);
-    command->add_option("--user", options->user,
-                        "Whose rights to the nodes count, by name or number; yours by default")
-            ->check([](const std::string& text) -> std::string {
+    addJsonFlag(command, &options->json);
+    command.take("--user", &options->user,
+                 "Whose rights to the nodes count, by name or number; yours by default")
+            .check([](const std::string& text) -> std::string {
                 try {
                     parseUser(text);
                     return "";
@@ -120,12 +126,11 @@ void addDoctorCommand(CLI::App& program, Action& chosen) {
                     return bad.what();
                 }
             });
-    // Without a group, not part of the help: for tests.
-    command->add_option("--root", options->root)->group("");
-    command->add_option("--patience-ms", options->patience)->group("");
-    command->footer(kHelp);
-    command->callback(
-            [options, &chosen] { chosen = [options] { return reportAndEnd(*options); }; });
+    // For tests.
+    command.take("--root", &options->root, "").hidden();
+    command.take("--patience-ms", &options->patience, "").hidden();
+    command.setHelp(kHelp);
+    command.setAction([options] { return reportAndEnd(*options); });
 }
 
 }  // namespace bivistactl

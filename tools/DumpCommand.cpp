@@ -82,12 +82,12 @@ int dump(bool json, bool reset) {
 
 }  // namespace
 
-void addDumpCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command = program.add_subcommand("dump", "Show what the service knows and counts");
+void addDumpCommand(cli::Command& program) {
+    cli::Command& command = program.add("dump", "Show what the service knows and counts");
     auto reset = std::make_shared<bool>(false);
-    addPrinting(*command, chosen, [reset](bool json) { return dump(json, *reset); });
-    command->add_flag("--reset", *reset, "Set the counters to 0 when they are printed");
-    command->footer(kHelp);
+    addPrinting(command, [reset](bool json) { return dump(json, *reset); });
+    command.flag("--reset", reset.get(), "Set the counters to 0 when they are printed");
+    command.setHelp(kHelp);
 }
 
 }  // namespace bivistactl

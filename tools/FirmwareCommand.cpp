@@ -5,6 +5,7 @@
 #include "tools/Ask.h"
 #include "tools/Command.h"
 #include "tools/Json.h"
+#include "tools/Methods.h"
 #include "tools/Output.h"
 #include "tools/Text.h"
 
@@ -159,8 +160,8 @@ int check(bool json) {
     return reportCheck(checked, version.text, image.text, json);
 }
 
-void addQuery(CLI::App& firmware, Action& chosen, const Entry& query) {
-    addPrintingCommand(firmware, query.name, query.about, query.help, chosen, [query](bool json) {
+void addQuery(cli::Command& firmware, const Entry& query) {
+    addPrintingCommand(firmware, query.name, query.about, query.help, [query](bool json) {
         return json ? printJson(query.method, {}, query.failure)
                     : printAnswer(query.method, query.failure);
     });
@@ -168,23 +169,19 @@ void addQuery(CLI::App& firmware, Action& chosen, const Entry& query) {
 
 }  // namespace
 
-void addFirmwareCommand(CLI::App& program, Action& chosen) {
-    CLI::App* firmware =
-            program.add_subcommand("firmware", "Tell and upgrade the cover's firmware");
-    firmware->require_subcommand(1);
-    firmware->footer(kHelp);
-    addQuery(*firmware, chosen,
+void addFirmwareCommand(cli::Command& program) {
+    cli::Command& firmware = program.add("firmware", "Tell and upgrade the cover's firmware");
+    firmware.setHelp(kHelp);
+    addQuery(firmware,
              {"version", "Print its version", kVersionHelp, "getFirmwareVersion", kNotAnswered});
-    addPrintingCommand(*firmware, "check", "Upgrade it when the phone has a newer image",
-                       kCheckHelp, chosen, check);
-    addQuery(*firmware, chosen,
-             {"file", "Print the image that was checked last", kFileHelp, "getFirmwareFile",
-              kRefused});
+    addPrintingCommand(firmware, "check", "Upgrade it when the phone has a newer image", kCheckHelp,
+                       check);
+    addQuery(firmware, {"file", "Print the image that was checked last", kFileHelp,
+                        "getFirmwareFile", kRefused});
     for (const Entry& order : kOrders) {
-        addPrintingCommand(*firmware, order.name, order.about, order.help, chosen,
-                           [&order](bool json) {
-                               return carryOut({order.method, {}, order.failure}, json);
-                           });
+        addPrintingCommand(firmware, order.name, order.about, order.help, [&order](bool json) {
+            return carryOut({order.method, {}, order.failure}, json);
+        });
     }
 }
 

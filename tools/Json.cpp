@@ -2,6 +2,7 @@
 
 #include <stdio.h>
 #include <vendor/qmx/hardware/bivista/1.1/types.h>
+#include <nlohmann/json.hpp>
 
 #include "tools/Text.h"
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <vendor/qmx/hardware/bivista/1.0/types.h>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
 namespace bivistactl {
 
-// Members keep the order in which they were added.
+// Members keep the order in which they were added. Whoever makes or reads one includes
+// <nlohmann/json.hpp>, which takes long to compile.
 using Json = nlohmann::ordered_json;
 
 // The value on one line. Strings may hold any bytes: a byte that is no part of valid UTF-8 becomes

@@ -28,16 +28,15 @@ Examples:
 
 }  // namespace
 
-void addLpwgCommand(CLI::App& program, Action& chosen) {
-    CLI::App* lpwg = program.add_subcommand("lpwg", "Set the low-power wake gestures");
-    lpwg->require_subcommand(1);
-    lpwg->footer(kHelp);
-    CLI::App* command = lpwg->add_subcommand("status", "Pass a setting to the cover");
+void addLpwgCommand(cli::Command& program) {
+    cli::Command& lpwg = program.add("lpwg", "Set the low-power wake gestures");
+    lpwg.setHelp(kHelp);
+    cli::Command& command = lpwg.add("status", "Pass a setting to the cover");
     auto status = std::make_shared<LpwgStatus>();
-    addArgument(*command, "TYPE", "Any 32-bit number", parseInt32, &status->type);
-    addArgument(*command, "VALUE", "Any 32-bit number", parseInt32, &status->value);
-    command->footer(kStatusHelp);
-    addOrder(*command, chosen, [status] {
+    addArgument(command, "TYPE", "Any 32-bit number", parseInt32, &status->type);
+    addArgument(command, "VALUE", "Any 32-bit number", parseInt32, &status->value);
+    command.setHelp(kStatusHelp);
+    addOrder(command, [status] {
         return Order{"setStatus",
                      {std::to_string(status->type), std::to_string(status->value)},
                      kNotAnswered};

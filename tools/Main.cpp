@@ -1,5 +1,6 @@
 // bivistactl: the Bivista service from the command line, through its HIDL interface alone.
 
+#include "cli/Process.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
@@ -26,7 +27,7 @@ Examples:
   bivistactl call setPowerStatus true false)";
 
 // Each in the file of its name.
-constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
+constexpr void (*kAddCommands[])(cli::Command&) = {
         addStatusCommand, addDoctorCommand, addPowerCommand,    addBrightnessCommands,
         addColourCommand, addCutoutCommand, addSubCommand,      addTouchCommand,
         addPenCommand,    addLpwgCommand,   addFirmwareCommand, addAtCommand,
@@ -34,24 +35,16 @@ constexpr void (*kAddCommands[])(CLI::App&, Action&) = {
 };
 
 int run(int argc, char** argv) {
-    CLI::App program("Controls the Bivista cover through its service.", "bivistactl");
-    program.require_subcommand(1);
-    program.footer(kHelp);
-    Action chosen;
-    for (auto* add : kAddCommands) add(program, chosen);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        // Help is an error to the library, with code 0.
-        return program.exit(error) == 0 ? EXIT_ANSWERED_OK : EXIT_USAGE;
-    }
-    return chosen();
+    cli::Command program("bivistactl", "Controls the Bivista cover through its service.");
+    program.setHelp(kHelp);
+    for (auto* add : kAddCommands) add(program);
+    return program.run(argc, argv, EXIT_USAGE);
 }
 
 }  // namespace
 }  // namespace bivistactl
 
 int main(int argc, char** argv) {
-    bivistactl::occupyStandardDescriptors();
+    cli::beginProcess();
     return bivistactl::runToExitStatus([&] { return bivistactl::run(argc, argv); });
 }

@@ -1,7 +1,6 @@
 #include "tools/Output.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include <mutex>
 #include <string>
 
+#include "cli/Message.h"
 #include "tools/Failure.h"
 #include "tools/Text.h"
 
@@ -23,14 +23,6 @@ void requireWritten(bool written) {
 }
 
 }  // namespace
-
-void occupyStandardDescriptors() {
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(fd, F_GETFD) != -1) continue;
-        // The lowest free number is this one. Opened for the other direction.
-        open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
-}
 
 bool print(std::string_view text) {
     // Guards standard output, so that lines of several threads do not mix.
@@ -58,8 +50,11 @@ void printCoverText(std::string_view text) {
 }
 
 void complain(std::string_view message) {
-    const std::string line = "bivistactl: " + std::string(message) + "\n";
-    fwrite(line.data(), 1, line.size(), stderr);
+    cli::complain("bivistactl", message);
+}
+
+void remark(std::string_view message) {
+    cli::remark("bivistactl", message);
 }
 
 }  // namespace bivistactl

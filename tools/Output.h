@@ -4,11 +4,6 @@
 
 namespace bivistactl {
 
-// Takes the numbers of standard descriptors that the caller has closed, so that the connection to
-// the service gets none of them: what is printed would be sent there. Using them fails as before.
-// To be called before anything is opened.
-void occupyStandardDescriptors();
-
 // Writes to standard output and flushes, whole even when several threads print. Returns whether it
 // could be written. Any thread.
 bool print(std::string_view text);
@@ -23,7 +18,9 @@ bool printCoverLine(std::string_view line);
 // printOrFail().
 void printCoverText(std::string_view text);
 
-// Writes one line to standard error, after the program's name.
+// Writes one line to standard error, after the program's name: what went wrong, or what else people
+// are to know.
 void complain(std::string_view message);
+void remark(std::string_view message);
 
 }  // namespace bivistactl

@@ -39,16 +39,15 @@ uint32_t parseAesMode(const std::string& text) {
 
 }  // namespace
 
-void addPenCommand(CLI::App& program, Action& chosen) {
-    CLI::App* pen = program.add_subcommand("pen", "Set the pen's mode");
-    pen->require_subcommand(1);
-    pen->footer(kHelp);
-    CLI::App* aes = pen->add_subcommand("aes", "Set the AES mode");
+void addPenCommand(cli::Command& program) {
+    cli::Command& pen = program.add("pen", "Set the pen's mode");
+    pen.setHelp(kHelp);
+    cli::Command& aes = pen.add("aes", "Set the AES mode");
     auto request = std::make_shared<Request>();
-    addArgument(*aes, "MODE", "1 or 2", parseAesMode, &request->mode);
-    aes->add_flag("--cover-only", request->coverOnly, "Tell the cover alone");
-    aes->footer(kAesHelp);
-    addOrder(*aes, chosen, [request] {
+    addArgument(aes, "MODE", "1 or 2", parseAesMode, &request->mode);
+    aes.flag("--cover-only", &request->coverOnly, "Tell the cover alone");
+    aes.setHelp(kAesHelp);
+    addOrder(aes, [request] {
         return Order{request->coverOnly ? "setAesMode" : "manageAesMode",
                      {std::to_string(request->mode)},
                      kNotAnswered};

@@ -32,14 +32,14 @@ struct Request {
 
 }  // namespace
 
-void addPowerCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command = program.add_subcommand("power", "Switch the cover screen on or off");
+void addPowerCommand(cli::Command& program) {
+    cli::Command& command = program.add("power", "Switch the cover screen on or off");
     auto request = std::make_shared<Request>();
-    addArgument(*command, "STATE", "on or off", parseSwitch, &request->on);
-    command->add_flag("--uevent", request->uevent,
-                      "Tell the phone's display driver that a uevent asked for it");
-    command->footer(kHelp);
-    addOrder(*command, chosen, [request] {
+    addArgument(command, "STATE", "on or off", parseSwitch, &request->on);
+    command.flag("--uevent", &request->uevent,
+                 "Tell the phone's display driver that a uevent asked for it");
+    command.setHelp(kHelp);
+    addOrder(command, [request] {
         return Order{"setPowerStatus",
                      {formatBool(request->on), formatBool(request->uevent)},
                      request->on ? kNotSwitchedOn : kNotSwitchedOff};

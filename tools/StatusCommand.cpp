@@ -94,20 +94,17 @@ int show(bool json, bool firmware) {
 
 }  // namespace
 
-void addStatusCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command =
-            program.add_subcommand("status", "Show the service and the cover at a glance");
+void addStatusCommand(cli::Command& program) {
+    cli::Command& command = program.add("status", "Show the service and the cover at a glance");
     struct Options {
         bool json = false;
         bool firmware = false;
     };
     auto options = std::make_shared<Options>();
-    addJsonFlag(*command, &options->json);
-    command->add_flag("--firmware", options->firmware, "Ask the cover for its firmware version");
-    command->footer(kHelp);
-    command->callback([options, &chosen] {
-        chosen = [options] { return show(options->json, options->firmware); };
-    });
+    addJsonFlag(command, &options->json);
+    command.flag("--firmware", &options->firmware, "Ask the cover for its firmware version");
+    command.setHelp(kHelp);
+    command.setAction([options] { return show(options->json, options->firmware); });
 }
 
 }  // namespace bivistactl

@@ -1,6 +1,7 @@
 // bivistactl sub: the sub display, its power, brightness and state.
 
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "tools/Ask.h"
@@ -110,33 +111,32 @@ int printState(bool json) {
     return reportStatus(status, kRefused);
 }
 
-void addBrightness(CLI::App& sub, Action& chosen) {
-    CLI::App* command = sub.add_subcommand("brightness", "Set its brightness");
+void addBrightness(cli::Command& sub) {
+    cli::Command& command = sub.add("brightness", "Set its brightness");
     auto level = std::make_shared<int32_t>();
-    addArgument(*command, "LEVEL", "0 to 255", parseLevel, level.get());
-    command->footer(kBrightnessHelp);
-    addOrder(*command, chosen, [level] {
+    addArgument(command, "LEVEL", "0 to 255", parseLevel, level.get());
+    command.setHelp(kBrightnessHelp);
+    addOrder(command, [level] {
         return Order{"setSubDisplayBrightness", {std::to_string(*level)}, kNotDimmed};
     });
 }
 
 }  // namespace
 
-void addSubCommand(CLI::App& program, Action& chosen) {
-    CLI::App* sub = program.add_subcommand("sub", "Use the sub display, the cover's small panel");
-    sub->require_subcommand(1);
-    sub->footer(kHelp);
-    addPrintingCommand(*sub, "on", "Switch it on", kOnHelp, chosen,
+void addSubCommand(cli::Command& program) {
+    cli::Command& sub = program.add("sub", "Use the sub display, the cover's small panel");
+    sub.setHelp(kHelp);
+    addPrintingCommand(sub, "on", "Switch it on", kOnHelp,
                        [](bool json) { return switchPanel(true, json); });
-    addPrintingCommand(*sub, "off", "Switch it off", kOffHelp, chosen,
+    addPrintingCommand(sub, "off", "Switch it off", kOffHelp,
                        [](bool json) { return switchPanel(false, json); });
-    addBrightness(*sub, chosen);
-    addPrintingCommand(*sub, "info", "Print its size and format", kInfoHelp, chosen, printInfo);
-    addPrintingCommand(*sub, "state", "Print its state", kStateHelp, chosen, printState);
-    addSubDrawing(*sub, chosen);
-    CLI::App* watch = sub->add_subcommand("watch", "Print its state whenever it changes");
-    watch->footer(kWatchHelp);
-    addSubDisplayWatch(*watch, chosen);
+    addBrightness(sub);
+    addPrintingCommand(sub, "info", "Print its size and format", kInfoHelp, printInfo);
+    addPrintingCommand(sub, "state", "Print its state", kStateHelp, printState);
+    addSubDrawing(sub);
+    cli::Command& watch = sub.add("watch", "Print its state whenever it changes");
+    watch.setHelp(kWatchHelp);
+    addSubDisplayWatch(watch);
 }
 
 }  // namespace bivistactl

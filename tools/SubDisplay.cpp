@@ -1,5 +1,7 @@
 #include "tools/SubDisplay.h"
 
+#include <nlohmann/json.hpp>
+
 namespace bivistactl {
 
 std::string stateInWords(const Json& state) {

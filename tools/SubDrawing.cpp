@@ -11,6 +11,7 @@
 #include "tools/Failure.h"
 #include "tools/File.h"
 #include "tools/Json.h"
+#include "tools/Methods.h"
 #include "tools/SubDisplay.h"
 #include "tools/Text.h"
 #include "tools/picture/Lettering.h"
@@ -132,66 +133,65 @@ int draw(const Artist& artist, bool json) {
     return reportAnswer("drawSubDisplay", {drawn, std::nullopt}, kNotDrawn, json);
 }
 
-void addDrawing(CLI::App& command, Action& chosen, const Artist& artist) {
-    addPrinting(command, chosen, [artist](bool json) { return draw(artist, json); });
+void addDrawing(cli::Command& command, const Artist& artist) {
+    addPrinting(command, [artist](bool json) { return draw(artist, json); });
 }
 
-void addShow(CLI::App& sub, Action& chosen) {
+void addShow(cli::Command& sub) {
     struct Request {
         Picture picture;
         bool fit = false;
         bool noDither = false;
     };
-    CLI::App* command = sub.add_subcommand("show", "Show a picture");
+    cli::Command& command = sub.add("show", "Show a picture");
     auto request = std::make_shared<Request>();
-    addArgument(*command, "PICTURE", "A PNG file", parsePicture, &request->picture);
-    command->add_flag("--fit", request->fit, "Keep the picture's proportions");
-    command->add_flag("--no-dither", request->noDither,
-                      "Show the nearest level of each pixel instead of dithering");
-    command->footer(kShowHelp);
-    addDrawing(*command, chosen, [request](Size panel) {
+    addArgument(command, "PICTURE", "A PNG file", parsePicture, &request->picture);
+    command.flag("--fit", &request->fit, "Keep the picture's proportions");
+    command.flag("--no-dither", &request->noDither,
+                 "Show the nearest level of each pixel instead of dithering");
+    command.setHelp(kShowHelp);
+    addDrawing(command, [request](Size panel) {
         const Picture scaled = request->fit ? picture::fit(request->picture, panel)
                                             : picture::stretch(request->picture, panel);
         return request->noDither ? picture::roundToLevels(scaled) : picture::ditherToLevels(scaled);
     });
 }
 
-void addText(CLI::App& sub, Action& chosen) {
+void addText(cli::Command& sub) {
     struct Request {
         std::u32string line;
         std::string font = picture::kDefaultFont;
     };
-    CLI::App* command = sub.add_subcommand("text", "Show a line of text");
+    cli::Command& command = sub.add("text", "Show a line of text");
     auto request = std::make_shared<Request>();
-    addArgument(*command, "TEXT", "The text", parseLine, &request->line);
-    command->add_option("--font", request->font, "A font file")->capture_default_str();
-    command->footer(kTextHelp);
-    addDrawing(*command, chosen, [request](Size panel) {
+    addArgument(command, "TEXT", "The text", parseLine, &request->line);
+    command.take("--font", &request->font, "A font file").showDefault();
+    command.setHelp(kTextHelp);
+    addDrawing(command, [request](Size panel) {
         return picture::roundToLevels(picture::letter(request->line, request->font, panel));
     });
 }
 
-void addTestPattern(CLI::App& sub, Action& chosen) {
-    CLI::App* command = sub.add_subcommand("test-pattern", "Show all its levels, and its edges");
-    command->footer(kTestPatternHelp);
-    addDrawing(*command, chosen,
+void addTestPattern(cli::Command& sub) {
+    cli::Command& command = sub.add("test-pattern", "Show all its levels, and its edges");
+    command.setHelp(kTestPatternHelp);
+    addDrawing(command,
                [](Size panel) { return picture::roundToLevels(picture::testPattern(panel)); });
 }
 
-void addClear(CLI::App& sub, Action& chosen) {
-    CLI::App* command = sub.add_subcommand("clear", "Clear it");
-    command->footer(kClearHelp);
-    addDrawing(*command, chosen,
-               [](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
+void addClear(cli::Command& sub) {
+    cli::Command& command = sub.add("clear", "Clear it");
+    command.setHelp(kClearHelp);
+    addDrawing(command, [](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
 }
 
 }  // namespace
 
-void addSubDrawing(CLI::App& sub, Action& chosen) {
-    addShow(sub, chosen);
-    addText(sub, chosen);
-    addTestPattern(sub, chosen);
-    addClear(sub, chosen);
+void addSubDrawing(cli::Command& sub) {
+    addShow(sub);
+    addText(sub);
+    addTestPattern(sub);
+    addClear(sub);
 }
 
 }  // namespace bivistactl

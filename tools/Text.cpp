@@ -2,6 +2,9 @@
 
 #include <stdint.h>
 #include <stdio.h>
+#include <unistd.h>
+
+#include "cli/Colour.h"
 
 namespace bivistactl {
 namespace {
@@ -91,7 +94,8 @@ std::string spellControls(std::string_view bytes) {
 }
 
 std::string row(const std::string& name, const std::string& text) {
-    return name + std::string(14 - name.size(), ' ') + text + "\n";
+    return cli::inColour(cli::Colour::NAME, name, STDOUT_FILENO) +
+           std::string(14 - name.size(), ' ') + text + "\n";
 }
 
 }  // namespace bivistactl

@@ -136,35 +136,32 @@ int ask(const Query& query, bool json) {
 
 int maintain(const Maintenance& work, bool json) {
     const int code = carryOut({work.method, {}, work.failure}, json);
-    if (code == EXIT_ANSWERED_OK && work.outcome != nullptr) complain(work.outcome);
+    if (code == EXIT_ANSWERED_OK && work.outcome != nullptr) remark(work.outcome);
     return code;
 }
 
-void addPerformance(CLI::App& touch, Action& chosen) {
-    CLI::App* command = touch.add_subcommand("perf", "Switch its performance mode");
+void addPerformance(cli::Command& touch) {
+    cli::Command& command = touch.add("perf", "Switch its performance mode");
     auto on = std::make_shared<bool>();
-    addArgument(*command, "STATE", "on or off", parseSwitch, on.get());
-    command->footer(kPerfHelp);
-    addOrder(*command, chosen, [on] {
-        return Order{"set_touch_perf", {formatBool(*on)}, kNotAnswered};
-    });
+    addArgument(command, "STATE", "on or off", parseSwitch, on.get());
+    command.setHelp(kPerfHelp);
+    addOrder(command, [on] { return Order{"set_touch_perf", {formatBool(*on)}, kNotAnswered}; });
 }
 
 }  // namespace
 
-void addTouchCommand(CLI::App& program, Action& chosen) {
-    CLI::App* touch = program.add_subcommand("touch", "Test and maintain the cover's touch panel");
-    touch->require_subcommand(1);
-    touch->footer(kHelp);
+void addTouchCommand(cli::Command& program) {
+    cli::Command& touch = program.add("touch", "Test and maintain the cover's touch panel");
+    touch.setHelp(kHelp);
     for (const Query& query : kQueries) {
-        addPrintingCommand(*touch, query.name, query.about, query.help, chosen,
+        addPrintingCommand(touch, query.name, query.about, query.help,
                            [&query](bool json) { return ask(query, json); });
     }
     for (const Maintenance& work : kMaintenance) {
-        addPrintingCommand(*touch, work.name, work.about, work.help, chosen,
+        addPrintingCommand(touch, work.name, work.about, work.help,
                            [&work](bool json) { return maintain(work, json); });
     }
-    addPerformance(*touch, chosen);
+    addPerformance(touch);
 }
 
 }  // namespace bivistactl

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "tools/Command.h"
@@ -176,7 +177,7 @@ int watch(const std::string& what,
     const auto linked = service->linkToDeath(notice, 0);
     requireDelivered(linked);
     requireDelivered(listen(*service, EventPrinter(end)));
-    complain("watching " + what + "; end it with Ctrl-C");
+    remark("watching " + what + "; end it with Ctrl-C");
     return reportEnd(end->wait());
 }
 
@@ -200,23 +201,22 @@ int watchSubDisplay() {
 
 }  // namespace
 
-void addSubDisplayWatch(CLI::App& command, Action& chosen) {
+void addSubDisplayWatch(cli::Command& command) {
     addIdleJsonFlag(command);
-    command.callback([&chosen] { chosen = watchSubDisplay; });
+    command.setAction(watchSubDisplay);
 }
 
-void addWatchCommand(CLI::App& program, Action& chosen) {
-    CLI::App* command = program.add_subcommand("watch", "Print the events of the service");
-    command->require_subcommand(1);
-    command->footer(kHelp);
+void addWatchCommand(cli::Command& program) {
+    cli::Command& command = program.add("watch", "Print the events of the service");
+    command.setHelp(kHelp);
 
-    CLI::App* lpwg = command->add_subcommand("lpwg", "Touch and pen events");
+    cli::Command& lpwg = command.add("lpwg", "Touch and pen events");
     auto onlyV1_0 = std::make_shared<bool>(false);
-    lpwg->add_flag("--v1_0", *onlyV1_0, "Register a callback that implements only version 1.0");
-    addIdleJsonFlag(*lpwg);
-    lpwg->callback([onlyV1_0, &chosen] { chosen = [onlyV1_0] { return watchLpwg(*onlyV1_0); }; });
+    lpwg.flag("--v1_0", onlyV1_0.get(), "Register a callback that implements only version 1.0");
+    addIdleJsonFlag(lpwg);
+    lpwg.setAction([onlyV1_0] { return watchLpwg(*onlyV1_0); });
 
-    addSubDisplayWatch(*command->add_subcommand("sub", "State changes of the sub display"), chosen);
+    addSubDisplayWatch(command.add("sub", "State changes of the sub display"));
 }
 
 }  // namespace bivistactl

@@ -211,6 +211,30 @@ TEST_F(ProgramTest, SignalsReachTheProgram) {
     EXPECT_EQ(child.out(), "up\ngot\n");
 }
 
+// A job in the background of a script has SIGINT ignored.
+TEST_F(ProgramTest, SignalsReachAProgramAlsoWhereTheEmulatorWasStartedWithThemIgnored) {
+    for (const int number : {SIGINT, SIGTERM}) {
+        signal(number, SIG_IGN);
+        Child child(emulator({"run", "--", "/bin/sh", "-c", "echo up; exec sleep 1000"}));
+        signal(number, SIG_DFL);
+        child.waitFor("up\n");
+        kill(child.pid(), number);
+        EXPECT_EQ(child.wait(), 128 + number);
+    }
+}
+
+TEST_F(ProgramTest, ColoursAreForTerminalsOrOnRequest) {
+    setenv("TERM", "xterm", 1);
+    unsetenv("NO_COLOR");
+    const std::string show = kEmulator + " ctl show | head -n 1";
+    EXPECT_EQ(runShell(show).out, "attached: true\n");
+    EXPECT_EQ(runShell(kEmulator + " --color=always ctl show | head -n 1").out,
+              "\033[1mattached:\033[0m true\n");
+    EXPECT_THAT(invoke({"--color=always", "ctl", "show"}).err,
+                StartsWith("\033[1;31mbivista-emulator:\033[0m "));
+    EXPECT_EQ(invoke({"--color=sometimes", "ctl", "show"}).status, 2);
+}
+
 TEST_F(ProgramTest, WhatTheProgramLeavesBehindEndsWithThePhone) {
     const Outcome outcome = runShell("sleep 1000 & echo $!");
     EXPECT_EQ(outcome.status, 0);

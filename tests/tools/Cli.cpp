@@ -81,6 +81,8 @@ void Process::signal(int number) {
 
 CliTest::CliTest() : mFolder(makeFolder()) {
     setenv("HIDL_SOCKET_DIR", (mFolder + "/hidl").c_str(), 1);
+    // A terminal without colours.
+    setenv("TERM", "dumb", 1);
 }
 
 CliTest::~CliTest() {

@@ -82,8 +82,8 @@ TEST_F(ManPageTest, HasEveryCommandOfTheEmulator) {
 TEST_F(ManPageTest, HasTheUsualSections) {
     const std::string page = format("man1/bivistactl.1");
     EXPECT_THAT(page, HasSubstr("\nNAME\n       bivistactl - Controls the Bivista cover"));
-    for (const char* section :
-         {"SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "EXAMPLES", "COMMANDS", "SEE ALSO"}) {
+    for (const char* section : {"SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "EXAMPLES", "OPTIONS",
+                                "COMMANDS", "SEE ALSO"}) {
         EXPECT_THAT(page, HasSubstr("\n" + std::string(section) + "\n"));
     }
     EXPECT_THAT(page, HasSubstr("3 no service"));

@@ -77,6 +77,17 @@ TEST_F(WatchTest, PrintsStatesOfTheSubDisplay) {
     endWith(SIGTERM, *watch);
 }
 
+// A job in the background of a script has SIGINT ignored.
+TEST_F(WatchTest, ASignalEndsItThatWasIgnoredWhenItWasStarted) {
+    givenService();
+    signal(SIGINT, SIG_IGN);
+    auto watch = start({"watch", "sub"});
+    signal(SIGINT, SIG_DFL);
+    EXPECT_NE("", watch->line());
+    watch->signal(SIGINT);
+    EXPECT_EQ(0, watch->wait());
+}
+
 TEST_F(WatchTest, AServiceThatDiesEndsTheWatchWithThree) {
     givenService();
     auto watch = start({"watch", "lpwg"});

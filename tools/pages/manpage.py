@@ -45,11 +45,15 @@ def rows(rows_of_a_section):
     return lines
 
 
+def without_help(options):
+    return [row for row in options if "--help" not in row.names]
+
+
 def describe(command, parent):
     usage = command.usage.split(" ", 1)[1]
     lines = [f'.SS "{escape(usage)}"', escape(command.about) + "."]
     lines += rows(command.arguments)
-    lines += rows(row for row in command.options if "--help" not in row.names)
+    lines += rows(without_help(command.options))
     # What is said of a whole group stands with the group alone.
     if command.footer not in ("", parent.footer):
         lines += [".PP", *paragraphs(command.footer)]
@@ -88,6 +92,7 @@ def page(program):
         ".SH NAME", f"{name} \\- {escape(program.about.rstrip('.'))}",
         ".SH SYNOPSIS", bold(name) + escape(program.usage.removeprefix(name)),
         *own_text(program.footer),
+        ".SH OPTIONS", *rows(without_help(program.options)),
         ".SH COMMANDS", *describe_all(program),
         ".SH SEE ALSO", ",\n".join(others)]) + "\n"
 

@@ -1,5 +1,8 @@
 // ctl: what the cover is like.
 
+#include <array>
+#include <iterator>
+
 #include "emulator/cover/Integers.h"
 #include "emulator/phone/program/Session.h"
 
@@ -50,34 +53,47 @@ constexpr NumberOption kNumbers[] = {
         {"--upgrade-ms", "upgrade_ms", 0, kDayMs, "How long the loader writes firmware (2000)"},
 };
 
-// Adds an option that becomes a member of the request's body when it is given.
-template <typename Value>
-CLI::Option* addMember(CLI::App& command, const std::shared_ptr<Json>& body, const char* option,
-                       const char* member, const char* help) {
-    const auto set = [body, member](const Value& value) { (*body)[member] = value; };
-    return command.add_option_function<Value>(option, set, help);
+struct Options {
+    std::array<std::optional<std::string>, std::size(kTexts)> texts;
+    std::array<std::optional<int>, std::size(kNumbers)> numbers;
+    std::optional<std::string> polls;
+};
+
+// Options become members of the request's body when they are given.
+Json toBody(const Options& options) {
+    Json body = Json::object();
+    for (size_t i = 0; i < std::size(kTexts); ++i) {
+        if (options.texts[i]) body[kTexts[i].member] = *options.texts[i];
+    }
+    for (size_t i = 0; i < std::size(kNumbers); ++i) {
+        if (options.numbers[i]) body[kNumbers[i].member] = *options.numbers[i];
+    }
+    if (options.polls == "never") {
+        body["hot_plug_polls"] = "never";
+    } else if (options.polls) {
+        body["hot_plug_polls"] = *cover::parseInteger<int>(*options.polls);
+    }
+    return body;
 }
 
 }  // namespace
 
-void addCover(CLI::App& ctl, int* status) {
-    const auto body = std::make_shared<Json>(Json::object());
-    CLI::App* command = add(ctl, "cover", "Change what the cover is like", status,
-                            [body](Session& session) { session.put("/v1/cover", *body); });
-    for (const TextOption& text : kTexts) {
-        addMember<std::string>(*command, body, text.option, text.member, text.help);
+void addCover(cli::Command& ctl) {
+    const auto options = std::make_shared<Options>();
+    cli::Command& command =
+            add(ctl, "cover", "Change what the cover is like",
+                [options](Session& session) { session.put("/v1/cover", toBody(*options)); });
+    for (size_t i = 0; i < std::size(kTexts); ++i) {
+        command.take(kTexts[i].option, &options->texts[i], kTexts[i].help);
     }
-    for (const NumberOption& number : kNumbers) {
-        addMember<int>(*command, body, number.option, number.member, number.help)
-                ->check(CLI::Range(number.least, number.most));
+    for (size_t i = 0; i < std::size(kNumbers); ++i) {
+        const NumberOption& number = kNumbers[i];
+        command.take(number.option, &options->numbers[i], number.help)
+                .range(number.least, number.most);
     }
-    const auto setPolls = [body](const std::string& polls) {
-        (*body)["hot_plug_polls"] =
-                polls == "never" ? Json("never") : Json(*cover::parseInteger<int>(polls));
-    };
-    command->add_option_function<std::string>("--hot-plug-polls", setPolls,
-                                              "\"Off\" answers before the panel is up, or never")
-            ->check(checkPolls, "N|never");
+    command.take("--hot-plug-polls", &options->polls,
+                 "\"Off\" answers before the panel is up, or never")
+            .check(checkPolls, "N|never");
 }
 
 }  // namespace emulator

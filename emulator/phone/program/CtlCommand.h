@@ -1,20 +1,18 @@
 // bivista-emulator ctl: speaks to the control interface of a running emulator.
 #pragma once
 
-#include <string>
-#include <vector>
-
-#include <CLI/CLI.hpp>
+#include "cli/Command.h"
 
 namespace emulator {
+
+inline constexpr char kProgram[] = "bivista-emulator";
 
 // Exit statuses of ctl.
 inline constexpr int kRefused = 1;  // the emulator said no
 inline constexpr int kUsage = 2;
 inline constexpr int kNoEmulator = 3;  // there is none, or it ended
 
-// Adds the "ctl" command with its own commands to `app`. The one that was chosen runs as soon as
-// the arguments are parsed; its exit status is stored in *status.
-void addCtl(CLI::App& app, int* status);
+// Adds the "ctl" command with its own commands to the program.
+void addCtl(cli::Command& program);
 
 }  // namespace emulator

@@ -10,27 +10,23 @@ namespace emulator {
 
 namespace {
 
-void addLoader(CLI::App& ctl, int* status) {
-    CLI::App* loader = ctl.add_subcommand("loader", "The cover's loader on the USB bus");
-    loader->require_subcommand(1);
+void addLoader(cli::Command& ctl) {
+    cli::Command& loader = ctl.add("loader", "The cover's loader on the USB bus");
     struct Options {
         std::string serial = "00000000001A";
         std::string product = "TQC330R";
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* attach =
-            add(*loader, "attach", "The loader appears", status, [options](Session& session) {
-                session.post("/v1/loader",
-                             {{"serial", options->serial}, {"product", options->product}});
-            });
-    attach->add_option("--serial", options->serial,
-                       "00000000001A: sent there, 00000000001B: no firmware")
-            ->capture_default_str();
-    attach->add_option("--product", options->product, "Product string")->capture_default_str();
-    add(*loader, "detach", "The loader goes", status,
+    cli::Command& attach = add(loader, "attach", "The loader appears", [options](Session& session) {
+        session.post("/v1/loader", {{"serial", options->serial}, {"product", options->product}});
+    });
+    attach.take("--serial", &options->serial, "00000000001A: sent there, 00000000001B: no firmware")
+            .showDefault();
+    attach.take("--product", &options->product, "Product string").showDefault();
+    add(loader, "detach", "The loader goes",
         [](Session& session) { session.remove("/v1/loader"); });
     const auto addMove = [&](const char* mode, const char* help) {
-        add(*loader, mode, help, status, [mode](Session& session) {
+        add(loader, mode, help, [mode](Session& session) {
             session.put("/v1/loader", {{"mode", mode}});
         });
     };
@@ -39,18 +35,18 @@ void addLoader(CLI::App& ctl, int* status) {
     addMove("leave", "The cover comes back from its loader as itself");
 }
 
-void addPut(CLI::App& firmware, int* status) {
+void addPut(cli::Command& firmware) {
     struct Options {
         std::string name;
         uint32_t size = 1024;
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* put = add(firmware, "put", "Put a file there", status, [options](Session& session) {
+    cli::Command& put = add(firmware, "put", "Put a file there", [options](Session& session) {
         session.put("/v1/firmware",
                     {{"name", cover::escape(options->name)}, {"size", options->size}});
     });
-    put->add_option("NAME", options->name, "For example BV330-V20k_20220101.dfu")->required();
-    put->add_option("--size", options->size, "In bytes")->capture_default_str();
+    put.take("NAME", &options->name, "For example BV330-V20k_20220101.dfu").required();
+    put.take("--size", &options->size, "In bytes").showDefault();
 }
 
 void printFiles(const Json& list) {
@@ -59,23 +55,22 @@ void printFiles(const Json& list) {
     }
 }
 
-void addList(CLI::App& firmware, int* status) {
+void addList(cli::Command& firmware) {
     const auto asJson = std::make_shared<bool>(false);
-    CLI::App* list = add(firmware, "list", "Print the files, with their sizes", status,
-                         [asJson](Session& session) {
-                             printAnswer(session.get("/v1/firmware"), *asJson, printFiles);
-                         });
-    addJsonFlag(*list, asJson.get());
+    cli::Command& list =
+            add(firmware, "list", "Print the files, with their sizes", [asJson](Session& session) {
+                printAnswer(session.get("/v1/firmware"), *asJson, printFiles);
+            });
+    addJsonFlag(list, asJson.get());
 }
 
-void addImages(CLI::App& ctl, int* status) {
-    CLI::App* firmware = ctl.add_subcommand("firmware", "The phone's folder of firmware images");
-    firmware->require_subcommand(1);
-    addPut(*firmware, status);
-    addList(*firmware, status);
-    add(*firmware, "clear", "Remove them all", status,
+void addImages(cli::Command& ctl) {
+    cli::Command& firmware = ctl.add("firmware", "The phone's folder of firmware images");
+    addPut(firmware);
+    addList(firmware);
+    add(firmware, "clear", "Remove them all",
         [](Session& session) { session.remove("/v1/firmware"); });
-    firmware->footer(
+    firmware.setHelp(
             "An image is named by what it holds: hardware line, \"-\", version, and after \"_\" "
             "whatever\n"
             "else tells it apart, then \".dfu\". An upgrade takes the newest of the cover's line.\n"
@@ -85,9 +80,9 @@ void addImages(CLI::App& ctl, int* status) {
 
 }  // namespace
 
-void addFirmware(CLI::App& ctl, int* status) {
-    addLoader(ctl, status);
-    addImages(ctl, status);
+void addFirmware(cli::Command& ctl) {
+    addLoader(ctl);
+    addImages(ctl);
 }
 
 }  // namespace emulator

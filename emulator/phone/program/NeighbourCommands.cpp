@@ -16,82 +16,78 @@ std::string checkAccessory(const std::string& text) {
     return "write absent, cover or a state from 0 to 4294967295";
 }
 
-void addAccessory(CLI::App& ctl, int* status) {
+void addAccessory(cli::Command& ctl) {
     struct Options {
         std::string state;
-        uint32_t type = 0;
+        std::optional<uint32_t> type;
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* command = ctl.add_subcommand(
-            "accessory", "What the phone's accessory service answers, and whether there is one");
-    command->add_option("STATE", options->state,
-                        "A state (3: attached); cover: 3 while the cover is on, else 0; absent")
-            ->required()
-            ->check(checkAccessory, "N|cover|absent");
-    CLI::Option* type = command->add_option("--type", options->type, "The first value, with N");
-    command->callback([=] {
-        Session session;
-        if (options->state == "absent") {
-            session.remove("/v1/accessory");
-        } else {
-            Json body = Json::object();
-            if (options->state != "cover") {
-                body["state"] = *cover::parseInteger<uint32_t>(options->state);
-            }
-            if (type->count() != 0) body["type"] = options->type;
-            session.put("/v1/accessory", body);
-        }
-        *status = session.status();
-    });
+    cli::Command& command =
+            add(ctl, "accessory",
+                "What the phone's accessory service answers, and whether there is one",
+                [options](Session& session) {
+                    if (options->state == "absent") {
+                        session.remove("/v1/accessory");
+                        return;
+                    }
+                    Json body = Json::object();
+                    if (options->state != "cover") {
+                        body["state"] = *cover::parseInteger<uint32_t>(options->state);
+                    }
+                    if (options->type) body["type"] = *options->type;
+                    session.put("/v1/accessory", body);
+                });
+    command.take("STATE", &options->state,
+                 "A state (3: attached); cover: 3 while the cover is on, else 0; absent")
+            .required()
+            .check(checkAccessory, "N|cover|absent");
+    command.take("--type", &options->type, "The first value, with N");
 }
 
-void addLpwg(CLI::App& ctl, int* status) {
+void addLpwg(cli::Command& ctl) {
     struct Options {
         std::string state;
-        int result = 0;
+        std::optional<int> result;
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* command = ctl.add_subcommand(
-            "lpwg", "Whether the phone's LPWG service is there, and what it answers");
-    command->add_option("STATE", options->state,
-                        "present, absent, or result and the N that it answers from now on")
-            ->required()
-            ->check(CLI::IsMember({"present", "absent", "result"}));
-    CLI::Option* result = command->add_option("N", options->result, "At the start: 0");
-    command->callback([=] {
-        if ((options->state == "result") != (result->count() != 0)) {
-            throw CLI::ValidationError("lpwg", "write present, absent, or result and a number");
-        }
-        Session session;
-        if (options->state == "absent") {
-            session.remove("/v1/lpwg");
-        } else {
-            Json body = Json::object();
-            if (result->count() != 0) body["result"] = options->result;
-            session.put("/v1/lpwg", body);
-        }
-        *status = session.status();
-    });
+    cli::Command& command =
+            add(ctl, "lpwg", "Whether the phone's LPWG service is there, and what it answers",
+                [options](Session& session) {
+                    if ((options->state == "result") != options->result.has_value()) {
+                        cli::refuseUsage("lpwg", "write present, absent, or result and a number");
+                    }
+                    if (options->state == "absent") {
+                        session.remove("/v1/lpwg");
+                        return;
+                    }
+                    Json body = Json::object();
+                    if (options->result) body["result"] = *options->result;
+                    session.put("/v1/lpwg", body);
+                });
+    command.take("STATE", &options->state,
+                 "present, absent, or result and the N that it answers from now on")
+            .required()
+            .oneOf({"present", "absent", "result"});
+    command.take("N", &options->result, "At the start: 0");
 }
 
-void addListen(CLI::App& ctl, int* status) {
+void addListen(cli::Command& ctl) {
     const auto older = std::make_shared<bool>(false);
-    CLI::App* command = ctl.add_subcommand(
-            "listen", "Have the phone's framework hear of touch and pen events, for the journal");
-    command->add_flag("--v1_0", *older, "With a callback that implements version 1.0 only");
-    command->callback([=] {
-        Session session;
-        session.put("/v1/listen", {{"version", *older ? "1.0" : "1.1"}});
-        *status = session.status();
-    });
+    cli::Command& command =
+            add(ctl, "listen",
+                "Have the phone's framework hear of touch and pen events, for the journal",
+                [older](Session& session) {
+                    session.put("/v1/listen", {{"version", *older ? "1.0" : "1.1"}});
+                });
+    command.flag("--v1_0", older.get(), "With a callback that implements version 1.0 only");
 }
 
 }  // namespace
 
-void addNeighbours(CLI::App& ctl, int* status) {
-    addAccessory(ctl, status);
-    addLpwg(ctl, status);
-    addListen(ctl, status);
+void addNeighbours(cli::Command& ctl) {
+    addAccessory(ctl);
+    addLpwg(ctl);
+    addListen(ctl);
 }
 
 }  // namespace emulator

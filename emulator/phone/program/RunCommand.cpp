@@ -2,27 +2,47 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "cli/Message.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/World.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/neighbours/Neighbours.h"
+#include "emulator/phone/program/CtlCommand.h"
 
 namespace emulator {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+// Exit status of a run whose phone could not be made.
+constexpr int kPhoneFailed = 125;
+// Exit status when the program could not be started.
+constexpr int kProgramFailed = 127;
+
+struct RunOptions {
+    bool noCover = false;
+    int tty = 0;
+    bool noHid = false;
+    std::string firmwareVersion;          // empty: the cover's own
+    std::vector<std::string> properties;  // "key=value"
+    std::vector<std::string> faults;
+    std::string journal;  // file; empty: none
+    std::vector<std::string> program;
+};
 
 void refuseHidden(const std::string& path, const char* what) {
     if (path.empty() || !phone::isHiddenByWorld(path)) return;
@@ -45,10 +65,10 @@ void setUp(phone::Phone& phone, const RunOptions& options) {
         cover.version = options.firmwareVersion;
         phone.setCoverOptions(cover);
     }
-    if (!options.withCover) return;
+    if (options.noCover) return;
     phone::CoverOptions cover;
     cover.tty = options.tty;
-    cover.withHid = options.withHid;
+    cover.withHid = !options.noHid;
     phone.attachCover(cover);
 }
 
@@ -123,7 +143,7 @@ int runOnPhone(const RunOptions& options, const std::string& folder, const sigse
     try {
         program = phone.spawn(options.program);
     } catch (const phone::Error& error) {
-        fprintf(stderr, "bivista-emulator: %s\n", error.what());
+        cli::complain(kProgram, error.what());
         return kProgramFailed;
     }
     const int status = attend(program, signals);
@@ -131,8 +151,8 @@ int runOnPhone(const RunOptions& options, const std::string& folder, const sigse
     return status;
 }
 
-}  // namespace
-
+// Runs until the program ends; returns its exit status (128 + signal when one ended it). Errors are
+// told on standard error.
 int run(const RunOptions& options) {
     try {
         const std::string folder = fs::absolute(control::socketFolder());
@@ -148,9 +168,42 @@ int run(const RunOptions& options) {
         prctl(PR_SET_CHILD_SUBREAPER, 1);
         return runOnPhone(options, folder, signals);
     } catch (const std::exception& error) {
-        fprintf(stderr, "bivista-emulator: %s\n", error.what());
+        cli::complain(kProgram, error.what());
         return kPhoneFailed;
     }
+}
+
+std::string checkProperty(const std::string& text) {
+    return text.find('=') == std::string::npos ? "write KEY=VALUE" : "";
+}
+
+}  // namespace
+
+void addRun(cli::Command& program) {
+    const auto options = std::make_shared<RunOptions>();
+    cli::Command& command = program.add("run", "Run a program on an emulated phone");
+    command.flag("--no-cover", &options->noCover, "Start without the cover");
+    command.take("--tty", &options->tty, "Number of the cover's ttyACM")
+            .range(0, 255)
+            .showDefault();
+    command.flag("--no-hid", &options->noHid, "Cover without its panel's hidraw node");
+    command.take("--firmware-version", &options->firmwareVersion, "The cover's answer to AT%SWV");
+    command.takeRepeated("--property", &options->properties,
+                         "System property KEY=VALUE; repeatable")
+            .check(checkProperty);
+    command.takeRepeated("--fault", &options->faults,
+                         "Fault, see \"ctl fault --help\"; repeatable");
+    command.take("--journal", &options->journal, "Write the journal to this file, as JSON lines");
+    command.takeWords("PROGRAM", &options->program, "After \"--\": the program and its arguments")
+            .required();
+    command.setHelp(
+            "The program finds the phone's devices at their own paths (/dev, /sys, /data and\n"
+            "/system_ext are the phone's); everything else is as outside. The phone ends with it.\n"
+            "Exit status: that of the program; 125 no phone could be made, 127 no such program.\n\n"
+            "Examples:\n"
+            "  bivista-emulator run -- build/release/bin/vendor.qmx.hardware.bivista@1.1-service\n"
+            "  bivista-emulator run --no-cover --journal /tmp/journal.jsonl -- sh");
+    command.setAction([options] { return run(*options); });
 }
 
 }  // namespace emulator

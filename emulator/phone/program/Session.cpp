@@ -3,8 +3,11 @@
 #include <iostream>
 
 #include <fcntl.h>
+#include <httplib.h>
 #include <sys/socket.h>
 
+#include "cli/Message.h"
+#include "emulator/phone/Fd.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/program/CtlCommand.h"
 
@@ -19,60 +22,95 @@ constexpr char kJson[] = "application/json";
 
 }  // namespace
 
-Session::Session()
-    : mFolder(control::socketFolder()),
-      mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-      mClient("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
-    mClient.set_address_family(AF_UNIX);
-    mClient.set_read_timeout(kReadTimeoutS);
+class Session::Impl {
+  public:
+    Impl()
+        : mFolder(control::socketFolder()),
+          mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+          client("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
+        client.set_address_family(AF_UNIX);
+        client.set_read_timeout(kReadTimeoutS);
+    }
+
+    std::optional<std::string> encode(const Json& body) {
+        try {
+            return body.dump();
+        } catch (const Json::type_error&) {
+            cli::complain(kProgram, "an argument is not UTF-8: write \\xHH for such bytes");
+            status = kUsage;
+            return std::nullopt;
+        }
+    }
+
+    std::optional<Json> take(const httplib::Result& result) {
+        if (!result) {
+            cli::complain(kProgram, "no emulator answers on " + mFolder + "/" +
+                                            control::kSocketName +
+                                            ": start one with \"bivista-emulator run -- PROGRAM\" "
+                                            "(HIDL_SOCKET_DIR must be the same for both)");
+            status = kNoEmulator;
+            return std::nullopt;
+        }
+        const Json body = Json::parse(result->body, nullptr, false);
+        if (result->status == 200 && body.is_object()) return body;
+        cli::complain(kProgram, body.value("error", "answered with an error"));
+        status = kRefused;
+        return std::nullopt;
+    }
+
+  private:
+    const std::string mFolder;
+    const phone::Fd mFolderFd;
+
+  public:
+    httplib::Client client;
+    int status = 0;
+};
+
+Session::Session() : mImpl(std::make_unique<Impl>()) {}
+
+Session::~Session() = default;
+
+int Session::status() const {
+    return mImpl->status;
 }
 
-std::optional<Json> Session::get(const std::string& path, const httplib::Params& params) {
-    return take(mClient.Get(path, params, httplib::Headers()));
+void Session::fail(const std::string& message) {
+    cli::complain(kProgram, message);
+    mImpl->status = kRefused;
+}
+
+std::optional<Json> Session::get(const std::string& path, const Params& params) {
+    return mImpl->take(mImpl->client.Get(path, params, httplib::Headers()));
 }
 
 std::optional<Json> Session::post(const std::string& path, const Json& body) {
-    const std::optional<std::string> text = encode(body);
-    return text ? take(mClient.Post(path, *text, kJson)) : std::nullopt;
+    const std::optional<std::string> text = mImpl->encode(body);
+    return text ? mImpl->take(mImpl->client.Post(path, *text, kJson)) : std::nullopt;
 }
 
 std::optional<Json> Session::put(const std::string& path, const Json& body) {
-    const std::optional<std::string> text = encode(body);
-    return text ? take(mClient.Put(path, *text, kJson)) : std::nullopt;
+    const std::optional<std::string> text = mImpl->encode(body);
+    return text ? mImpl->take(mImpl->client.Put(path, *text, kJson)) : std::nullopt;
 }
 
-std::optional<Json> Session::remove(const std::string& path, const httplib::Params& params) {
-    return take(mClient.Delete(httplib::append_query_params(path, params)));
+std::optional<Json> Session::remove(const std::string& path, const Params& params) {
+    return mImpl->take(mImpl->client.Delete(httplib::append_query_params(path, params)));
 }
 
-std::optional<std::string> Session::encode(const Json& body) {
-    try {
-        return body.dump();
-    } catch (const Json::type_error&) {
-        std::cerr << "bivista-emulator: an argument is not UTF-8: write \\xHH for such bytes\n";
-        mStatus = kUsage;
-        return std::nullopt;
-    }
+cli::Command& add(cli::Command& parent, const char* name, const char* help,
+                  const std::function<void(Session&)>& work) {
+    cli::Command& command = parent.add(name, help);
+    command.setAction([work] {
+        Session session;
+        work(session);
+        return session.status();
+    });
+    return command;
 }
 
-std::optional<Json> Session::take(const httplib::Result& result) {
-    if (!result) {
-        std::cerr << "bivista-emulator: no emulator answers on " << mFolder << "/"
-                  << control::kSocketName
-                  << ": start one with \"bivista-emulator run -- PROGRAM\" (HIDL_SOCKET_DIR "
-                     "must be the same for both)\n";
-        mStatus = kNoEmulator;
-        return std::nullopt;
-    }
-    const Json body = Json::parse(result->body, nullptr, false);
-    if (result->status == 200 && body.is_object()) return body;
-    std::cerr << "bivista-emulator: " << body.value("error", "answered with an error") << "\n";
-    mStatus = kRefused;
-    return std::nullopt;
-}
-
-CLI::Option* addJsonFlag(CLI::App& command, bool* asJson) {
-    return command.add_flag("--json", *asJson, "As one JSON object");
+cli::Option addJsonFlag(cli::Command& command, bool* asJson) {
+    return command.flag("--json", asJson, "As one JSON object");
 }
 
 void printAnswer(const std::optional<Json>& answer, bool asJson,

@@ -1,15 +1,15 @@
 // A conversation of "ctl" with the running emulator, and the commands that have one.
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include <httplib.h>
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "emulator/phone/Fd.h"
+#include "cli/Command.h"
 
 namespace emulator {
 
@@ -18,49 +18,42 @@ using Json = nlohmann::ordered_json;
 // Failures are told on standard error and kept as status.
 class Session {
   public:
+    using Params = std::multimap<std::string, std::string>;
+
     Session();
+    ~Session();
 
     // 0, or one of the exit statuses of CtlCommand.h.
-    int status() const { return mStatus; }
+    int status() const;
+
+    // Says why the command failed; to be called for what happens outside a request.
+    void fail(const std::string& message);
 
     // The answer's object; nothing after a failure.
-    std::optional<Json> get(const std::string& path, const httplib::Params& params = {});
+    std::optional<Json> get(const std::string& path, const Params& params = {});
     std::optional<Json> post(const std::string& path, const Json& body = Json::object());
     std::optional<Json> put(const std::string& path, const Json& body);
-    std::optional<Json> remove(const std::string& path, const httplib::Params& params = {});
+    std::optional<Json> remove(const std::string& path, const Params& params = {});
 
   private:
-    std::optional<std::string> encode(const Json& body);
-    std::optional<Json> take(const httplib::Result& result);
-
-    const std::string mFolder;
-    const phone::Fd mFolderFd;
-    httplib::Client mClient;
-    int mStatus = 0;
+    class Impl;
+    const std::unique_ptr<Impl> mImpl;
 };
 
-// Adds a command whose `work` gets a session. Options are kept by shared pointers in the closures.
-template <typename Work>
-CLI::App* add(CLI::App& app, const char* name, const char* help, int* status, Work work) {
-    CLI::App* command = app.add_subcommand(name, help);
-    command->callback([status, work] {
-        Session session;
-        work(session);
-        *status = session.status();
-    });
-    return command;
-}
+// Adds a command whose `work` gets a session; the program ends with its status.
+cli::Command& add(cli::Command& parent, const char* name, const char* help,
+                  const std::function<void(Session&)>& work);
 
 // Adds --json, for a command that prints an answer.
-CLI::Option* addJsonFlag(CLI::App& command, bool* asJson);
+cli::Option addJsonFlag(cli::Command& command, bool* asJson);
 // Prints an answer, if there is one: as JSON, or in words.
 void printAnswer(const std::optional<Json>& answer, bool asJson,
                  void (*printInWords)(const Json& answer));
 
-// What the files of this folder add to "ctl"; each keeps its exit status in *status.
-void addCover(CLI::App& ctl, int* status);
-void addEvents(CLI::App& ctl, int* status);
-void addFirmware(CLI::App& ctl, int* status);
-void addNeighbours(CLI::App& ctl, int* status);
+// What the files of this folder add to "ctl".
+void addCover(cli::Command& ctl);
+void addEvents(cli::Command& ctl);
+void addFirmware(cli::Command& ctl);
+void addNeighbours(cli::Command& ctl);
 
 }  // namespace emulator
