@@ -1,7 +1,8 @@
 """What the phone's build says must be true of the sources.
 
 - Every file that an Android.bp names exists, and every source of the service, every source beside
-  another Android.bp and every .hal file is named; modules of interfaces carry the names and the parents of their packages.
+  another Android.bp and every .hal file is named. Modules of interfaces carry the names of their
+  packages, and those of all packages that these come from: the linker takes no less.
 - VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces
   and with the program's name.
 - current.txt holds the hashes of the interfaces as they are.
@@ -130,21 +131,23 @@ def check_modules(tree):
                 yield f"{file}: {properties['name']} needs {name}, which is no module"
 
 
-def parents(tree, package, version, files):
-    """Package versions that the files of one import from others."""
+def ancestors(tree, packages, package, version):
+    """Package versions that the files of one import from others, and what those import in turn."""
     found = {BASE}
-    for file in files:
+    for file in packages.get((package, version), ()):
         folder = package[len(ROOT) + 1:]
         for imported, of_version in IMPORT.findall(
                 tree.read(f"interfaces/{folder}/{version}/{file}")):
-            found.add(f"{imported or package}@{of_version}")
+            parent = imported or package
+            found |= {f"{parent}@{of_version}", *ancestors(tree, packages, parent, of_version)}
     return found
 
 
 def check_interfaces(tree):
     modules = {properties.get("name"): (file, properties)
                for file, kind, properties in tree.modules() if kind == "hidl_interface"}
-    for (package, version), files in sorted(tree.packages().items()):
+    packages = tree.packages()
+    for (package, version), files in sorted(packages.items()):
         name = f"{package}@{version}"
         if name not in modules:
             yield f"no hidl_interface {name}"
@@ -156,9 +159,9 @@ def check_interfaces(tree):
             yield f"{file}: the root of {name} is not {ROOT}"
         if sorted(properties.get("srcs", [])) != sorted(files):
             yield f"{file}: {name} does not name its files, {' '.join(sorted(files))}"
-        expected = parents(tree, package, version, files)
+        expected = ancestors(tree, packages, package, version)
         if set(properties.get("interfaces", [])) != expected:
-            yield f"{file}: {name} does not name its parents, {' '.join(sorted(expected))}"
+            yield f"{file}: {name} does not name what it comes from, {' '.join(sorted(expected))}"
     for name in modules:
         yield f"hidl_interface {name} has no .hal file"
 

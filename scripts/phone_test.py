@@ -143,12 +143,34 @@ class PhoneTest(unittest.TestCase):
         self.expect(phone.check_interfaces(changed), "interfaces/bivista/1.0/Android.bp: "
                     "vendor.qmx.hardware.bivista@1.0 does not name its files, I.hal types.hal")
 
-    def test_an_interface_names_its_parents(self):
+    def test_an_interface_names_its_parent(self):
         changed = tree(of={"interfaces/bivista/1.1/Android.bp":
                            (', "vendor.qmx.hardware.bivista@1.0"', "")})
         self.expect(phone.check_interfaces(changed), "interfaces/bivista/1.1/Android.bp: "
-                    "vendor.qmx.hardware.bivista@1.1 does not name its parents, "
+                    "vendor.qmx.hardware.bivista@1.1 does not name what it comes from, "
                     "android.hidl.base@1.0 vendor.qmx.hardware.bivista@1.0")
+
+    def test_an_interface_names_all_of_its_chain(self):
+        below = ', "vendor.qmx.hardware.bivista@1.0", "vendor.qmx.hardware.bivista@1.1"'
+        for named, *found in (
+                (below,),
+                (', "vendor.qmx.hardware.bivista@1.1"', "interfaces/bivista/1.2/Android.bp: "
+                 "vendor.qmx.hardware.bivista@1.2 does not name what it comes from, "
+                 "android.hidl.base@1.0 vendor.qmx.hardware.bivista@1.0 "
+                 "vendor.qmx.hardware.bivista@1.1")):
+            changed = tree(new={
+                "interfaces/bivista/1.2/Android.bp": INTERFACE.format("bivista@1.2", "I.hal", named),
+                "interfaces/bivista/1.2/I.hal": "import @1.1::I;\n"})
+            self.expect(phone.check_interfaces(changed), *found)
+
+    def test_a_chain_leads_through_other_packages(self):
+        imported = "vendor.qmx.hardware.bivista@1.1"
+        changed = tree(new={
+            "interfaces/lpwg/1.0/Android.bp": INTERFACE.format("lpwg@1.0", "I.hal", f', "{imported}"'),
+            "interfaces/lpwg/1.0/I.hal": f"import {imported}::I;\n"})
+        self.expect(phone.check_interfaces(changed), "interfaces/lpwg/1.0/Android.bp: "
+                    "vendor.qmx.hardware.lpwg@1.0 does not name what it comes from, "
+                    f"android.hidl.base@1.0 vendor.qmx.hardware.bivista@1.0 {imported}")
 
     def test_a_manifest_is_xml(self):
         found = list(phone.check_vintf(tree(of={"service/a.xml": ("</manifest>", "")})))
