@@ -8,7 +8,7 @@ source scripts/common.sh
 outcome=0
 
 (cd scripts && python3 -m unittest -q blueprint_test nodes_test phone_test policy_test \
-    objects_test) || outcome=1
+    product_test objects_test) || outcome=1
 
 mapfile -t blueprints < <(git ls-files '*Android.bp')
 say "bpfmt: ${#blueprints[@]} files"
@@ -18,10 +18,13 @@ unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 say "names, versions, hashes, nodes and their owners"
 python3 scripts/phone.py || outcome=1
 
-# compile_policy: our policy in the place of the platform's that tests/sepolicy plays.
+# compile_policy: our policy in the place of the platform's that tests/sepolicy plays, for a product with
+# the controller that its table of labels has.
 compile_policy() {
     local own=service/sepolicy platform=tests/sepolicy
     mkdir -p build/sepolicy
+    m4 -D bivista_usb_controller='/sys/devices/platform/soc/usb-host/xhci-hcd.*.auto' \
+        $own/file_contexts >build/sepolicy/file_contexts || return 1
     {
         cat $platform/head.conf
         m4 $platform/macros.m4 $platform/platform.te $own/attributes $own/neighbours/attributes \
@@ -35,7 +38,7 @@ say "checkpolicy"
 if compile_policy; then
     # Debian's modules are those of Debian's python.
     /usr/bin/python3 scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
-        service/sepolicy/file_contexts service/sepolicy/{property,hwservice}_contexts \
+        build/sepolicy/file_contexts service/sepolicy/{property,hwservice}_contexts \
         service/sepolicy/neighbours/hwservice_contexts || outcome=1
 else
     outcome=1

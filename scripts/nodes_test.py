@@ -17,8 +17,10 @@ DEVICES = """\
 /dev/ttyACM*   0660   system   system
 /dev/hidraw*   0660   system   system
 /sys/class/c/d   a   0664   root   system
-/sys/bus/usb/devices/*   power/control   0664   root   system
+@BIVISTA_USB_CONTROLLER@/usb*/*-[0-9]   power/control   0664   root   system
+@BIVISTA_USB_CONTROLLER@/usb*/*-[0-9]/*-[0-9].[0-9]   power/control   0664   root   system
 """
+COVER = "/sys/devices/platform/soc/a600000.ssusb/xhci-hcd.3.auto/usb1/1-1"
 PAGE = """\
 | node | the service | label |
 |---|---|---|
@@ -66,8 +68,10 @@ class NodesTest(unittest.TestCase):
                 ("devices", "/dev/ttyACM*   0660   system   system\n", "/dev/ttyACM0"),
                 ("devices", "/dev/hidraw*   0660   system   system\n", "/dev/hidraw0"),
                 ("devices", "/sys/class/c/d   a   0664   root   system\n", "/sys/class/c/d/a"),
-                ("devices", "/sys/bus/usb/devices/*   power/control   0664   root   system\n",
-                 "/sys/bus/usb/devices/*/power/control"),
+                ("devices", "@BIVISTA_USB_CONTROLLER@/usb*/*-[0-9]   power/control   0664   root   system\n",
+                 f"{COVER}/power/control"),
+                ("devices", "@BIVISTA_USB_CONTROLLER@/usb*/*-[0-9]/*-[0-9].[0-9]   power/control   0664"
+                 "   root   system\n", f"{COVER}/1-1.2/power/control"),
                 ("init", "    chown root system /sys/module/m/parameters/p\n",
                  "/sys/module/m/parameters/p"),
                 ("init", "    chmod 0664 /sys/module/m/parameters/p\n",
@@ -77,6 +81,38 @@ class NodesTest(unittest.TestCase):
     def test_a_rule_in_a_comment_is_none(self):
         self.assertEqual(check(devices=("/sys/class/c", "# /sys/class/c")),
                          ["/sys/class/c/d/a: no rule gives it to the service"])
+
+    def test_ueventd_of_android_11_imports_nothing(self):
+        line = "import /vendor/etc/ueventd.bivista.rc"
+        self.assertEqual(check(devices=("# why", line)),
+                         [f"service/ueventd.bivista.rc:1: no rule of owners: {line}"])
+
+    def test_a_line_that_ueventd_does_not_take_gives_nothing(self):
+        for line in ("/dev/hidraw*   0660   system", "/dev/hidraw*   0660   system   system   x",
+                     "/dev/hidraw*   rw   system   system", "/dev/hidraw*"):
+            self.assertEqual(check(devices=("/dev/hidraw*   0660   system   system", line)),
+                             [f"service/ueventd.bivista.rc:3: no rule of owners: {' '.join(line.split())}",
+                              "/dev/hidraw0: no rule gives it to the service"])
+
+    def test_a_rule_for_all_usb_devices_reaches_too_far(self):
+        path = "/sys/class/tty/*/device/../power/control"
+        for pattern, places in (
+                ("/sys/bus/usb/devices/*", ("/sys/bus/usb/devices/1-1/", "/sys/bus/usb/devices/1-1.2/")),
+                ("/sys/bus/usb/devices/*-*", ("/sys/bus/usb/devices/1-1/", "/sys/bus/usb/devices/1-1.2/")),
+                ("/sys/devices/platform/soc/*",
+                 ("/sys/devices/platform/soc/a800000.ssusb/xhci-hcd.3.auto/usb1/1-1/", ))):
+            line = f"{pattern}   power/control   0664   root   system\n/sys/class/c/d"
+            self.assertEqual(check(devices=("/sys/class/c/d", line)),
+                             [f"{path}: a rule reaches further than the cover's controller, to {place}"
+                              for place in places])
+
+    def test_a_pattern_matches_as_in_ueventd(self):
+        for pattern, path, expected in (
+                ("/dev/a*", "/dev/a/b/c", True), ("/dev/a*", "/dev/b", False), ("/dev/a", "/dev/a", True),
+                ("/dev/a", "/dev/a1", False), ("/d/*/c", "/d/a.b/c", True), ("/d/*/c", "/d/a/b/c", False),
+                ("/d/*-[0-9]", "/d/1-1", True), ("/d/*-[0-9]", "/d/1-1:1.0", False),
+                ("/d/[0-9]", "/d/1", False), ("*", "/d", True)):
+            self.assertEqual(nodes.matches(pattern, path), expected, (pattern, path))
 
     def test_a_rule_gives_it_to_the_service(self):
         line = "/dev/hidraw*   0660   system   system"

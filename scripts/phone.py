@@ -6,10 +6,11 @@
 - VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces
   and with the program's name.
 - current.txt holds the hashes of the interfaces as they are.
-- The product makefile names what exists.
+- The makefiles name what exists, and a product takes the modules.
 - docs/integration.md names every path and property that the service uses, and property_contexts
   every property of the vendor.
-- The nodes of that page are the service's to open, by the ueventd file or the init script.
+- The nodes of that page are the service's to open, by the ueventd file or the init script, and no
+  others are.
 
 Prints one line per finding; exits 1 when there is one. Run from the project's root.
 """
@@ -234,15 +235,17 @@ def check_hashes(tree, hashes):
         yield f"interfaces/current.txt: has {line}, which is no interface as it is"
 
 
-def check_makefile(tree):
-    text = tree.read("bivista.mk")
+def check_makefiles(tree):
     folders = {os.path.dirname(name) for name in tree.names}
-    for path in re.findall(r"\$\(bivista_folder\)/(\S+)", text):
-        if path not in tree.names and path not in folders:
-            yield f"bivista.mk: names {path}, which does not exist"
-    packages = re.findall(r"^PRODUCT_PACKAGES \+= (\S+)$", text, re.MULTILINE)
-    if packages != [tree.program().get("name")]:
-        yield "bivista.mk: PRODUCT_PACKAGES is not the service"
+    for file in ("bivista.mk", "Android.mk"):
+        for path in re.findall(r"\$\((?:bivista_folder|LOCAL_PATH)\)/(\S+)", tree.read(file)):
+            if path not in tree.names and path not in folders:
+                yield f"{file}: names {path}, which does not exist"
+    packages = re.findall(r"^PRODUCT_PACKAGES \+= (\S+)$", tree.read("bivista.mk"), re.MULTILINE)
+    made = re.findall(r"^LOCAL_MODULE := (\S+)$", tree.read("Android.mk"), re.MULTILINE)
+    expected = [tree.program().get("name"), *made]
+    if packages != expected:
+        yield f"bivista.mk: PRODUCT_PACKAGES is not {' '.join(expected)}"
 
 
 def literals(tree, pattern):
@@ -272,17 +275,16 @@ def check_documents(tree):
 
 
 def check_nodes(tree):
-    rules = [properties["src"] for _, kind, properties in tree.modules() if kind == "prebuilt_etc"]
-    files = [*tree.program().get("init_rc", []), *rules, nodes.PAGE, nodes.ACCESSES]
+    files = [*tree.program().get("init_rc", []), nodes.DEVICES, nodes.PAGE, nodes.ACCESSES]
     if len(files) == 4 and set(files) <= set(tree.names):
         yield from nodes.check(*map(tree.read, files))
     else:
-        yield "not one init script and one file of owners, with the page and the accesses"
+        yield "not one init script and the file of owners, with the page and the accesses"
 
 
 def check(tree):
     for part in (check_files, check_service_sources, check_other_sources, check_modules,
-                 check_interfaces, check_vintf, check_init, check_makefile, check_documents,
+                 check_interfaces, check_vintf, check_init, check_makefiles, check_documents,
                  check_nodes):
         yield from part(tree)
 

@@ -15,8 +15,9 @@ FILES = {
                   'vintf_fragments: ["service/a.xml"], required: ["rules"],\n'
                   'srcs: ["kernel/A.cpp", "service/S.cpp"],\n'
                   'shared_libs: ["liblog", "vendor.qmx.hardware.bivista@1.1"] }\n'
-                  'prebuilt_etc { name: "rules", src: "service/u.rc" }\n',
-    "bivista.mk": f"PRODUCT_PACKAGES += {PROGRAM}\nX += $(bivista_folder)/service/sepolicy \\\n"
+                  'prebuilt_etc { name: "rules", src: "service/ueventd.bivista.rc" }\n',
+    "Android.mk": "LOCAL_MODULE := owners\n$(X): $(LOCAL_PATH)/service/ueventd.bivista.rc\n",
+    "bivista.mk": f"PRODUCT_PACKAGES += {PROGRAM}\nPRODUCT_PACKAGES += owners\nX += $(bivista_folder)/service/sepolicy \\\n"
                   "    $(bivista_folder)/service/framework_compatibility_matrix.xml\n",
     "docs/integration.md": "| `/sys/d/a` | writes | `sysfs_a` |\n`/dev` `/sys/class/tty/*/id` `ro.product.device` `ro.vendor.a`\n",
     "interfaces/bivista/1.0/Android.bp": INTERFACE.format("bivista@1.0", "I.hal", ""),
@@ -40,7 +41,7 @@ FILES = {
     "service/sepolicy/hwservice_contexts":
         "vendor.qmx.hardware.bivista::IBivista    u:object_r:hal_bivista_hwservice:s0\n",
     "service/sepolicy/property_contexts": "ro.vendor.a   u:object_r:p:s0 exact string\n",
-    "service/u.rc": "/sys/d a 0664 system system\n",
+    "service/ueventd.bivista.rc": "/sys/d a 0664 system system\n",
     "tests/sepolicy/accesses.txt": "allow sysfs_a file open write\n",
 }
 HASHES = ["aa vendor.qmx.hardware.bivista@1.0::I"]
@@ -68,8 +69,8 @@ class PhoneTest(unittest.TestCase):
         self.expect(phone.check_hashes(tree(), HASHES))
 
     def test_a_named_file_exists(self):
-        self.expect(phone.check_files(tree(without=["service/u.rc"])),
-                    "Android.bp: rules names service/u.rc, which does not exist")
+        self.expect(phone.check_files(tree(without=["service/ueventd.bivista.rc"])),
+                    "Android.bp: rules names service/ueventd.bivista.rc, which does not exist")
         self.expect(phone.check_files(tree(without=["kernel/A.cpp"])),
                     f"Android.bp: {PROGRAM} names kernel/A.cpp, which does not exist")
 
@@ -218,11 +219,17 @@ class PhoneTest(unittest.TestCase):
                     f"interfaces/current.txt: lacks {other}",
                     f"interfaces/current.txt: has {HASHES[0]}, which is no interface as it is")
 
-    def test_the_makefile_names_what_exists(self):
-        self.expect(phone.check_makefile(tree(of={"bivista.mk": ("/sepolicy", "/policy")})),
+    def test_makefiles_name_what_exists(self):
+        self.expect(phone.check_makefiles(tree(of={"bivista.mk": ("/sepolicy", "/policy")})),
                     "bivista.mk: names service/policy, which does not exist")
-        self.expect(phone.check_makefile(tree(of={"bivista.mk": (PROGRAM, "service")})),
-                    "bivista.mk: PRODUCT_PACKAGES is not the service")
+        self.expect(phone.check_makefiles(tree(of={"Android.mk": ("/ueventd", "/devices")})),
+                    "Android.mk: names service/devices.bivista.rc, which does not exist")
+
+    def test_a_product_takes_the_service_and_the_owners_of_its_nodes(self):
+        for old, new in ((PROGRAM, "service"), ("+= owners", "+= owner"),
+                         ("PRODUCT_PACKAGES += owners\n", "")):
+            self.expect(phone.check_makefiles(tree(of={"bivista.mk": (old, new)})),
+                        f"bivista.mk: PRODUCT_PACKAGES is not {PROGRAM} owners")
 
     def test_the_page_names_every_path_and_property(self):
         for old, missing in (("`/dev` ", "/dev"), ("tty/*/id", "/sys/class/tty/%s/id"),
@@ -237,15 +244,15 @@ class PhoneTest(unittest.TestCase):
                         f"{contexts}: does not label ro.vendor.a, and nothing else")
 
     def test_nodes_have_owners(self):
-        self.expect(phone.check_nodes(tree(of={"service/u.rc": ("/sys/d a", "/sys/d b")})),
+        self.expect(phone.check_nodes(tree(of={"service/ueventd.bivista.rc": ("/sys/d a", "/sys/d b")})),
                     "/sys/d/a: no rule gives it to the service")
         self.expect(phone.check_nodes(tree(of={"service/a.rc": ("user system", "user nobody")})),
                     "/sys/d/a: its rule does not let the service write")
 
     def test_nothing_is_read_of_files_that_are_missing(self):
-        for file in ("service/a.rc", "service/u.rc", "docs/integration.md",
+        for file in ("service/a.rc", "service/ueventd.bivista.rc", "docs/integration.md",
                      "tests/sepolicy/accesses.txt"):
-            self.expect(phone.check_nodes(tree(without=[file])), "not one init script and one file "
+            self.expect(phone.check_nodes(tree(without=[file])), "not one init script and the file "
                         "of owners, with the page and the accesses")
 
 

@@ -1,0 +1,122 @@
+"""Tests of bivista.mk, Android.mk and file_contexts: what a product's build makes of its variables.
+
+A product and as much of the platform's makefiles as these use are played; make and m4 are real.
+"""
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+import nodes
+import policy
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+CONTEXTS = "service/sepolicy/file_contexts"
+CONTROLLER = nodes.CONTROLLER
+PRODUCT = """\
+my-dir = $(patsubst %/,%,$(dir $(lastword $(MAKEFILE_LIST))))
+BUILD_SYSTEM := .
+CLEAR_VARS := clear_vars.mk
+TARGET_OUT_ODM := odm
+include {root}/bivista.mk
+include {root}/Android.mk
+told:
+	@echo packages $(PRODUCT_PACKAGES)
+	@echo m4 '$(addprefix -D,$(BOARD_SEPOLICY_M4DEFS))'
+	@echo policy $(BOARD_SEPOLICY_DIRS)
+"""
+RULES = """\
+LOCAL_BUILT_MODULE := obj/$(LOCAL_MODULE)
+$(LOCAL_MODULE_PATH)/$(LOCAL_INSTALLED_MODULE_STEM): $(LOCAL_BUILT_MODULE)
+	@mkdir -p $(dir $@)
+	@cp $< $@
+"""
+
+
+def run(words, folder):
+    ended = subprocess.run(words, cwd=folder, capture_output=True, text=True, check=False)
+    return ended.returncode, ended.stdout, ended.stderr
+
+
+class ProductTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        for name, text in (("Makefile", PRODUCT.format(root=ROOT)), ("base_rules.mk", RULES),
+                           ("clear_vars.mk", "")):
+            (self.folder / name).write_text(text, encoding="utf-8")
+
+    def make(self, target, *variables):
+        return run(["make", "-s", target, *variables], self.folder)
+
+    def told(self, *variables):
+        status, text, errors = self.make("told", f"BIVISTA_USB_CONTROLLER={CONTROLLER}", *variables)
+        self.assertEqual((status, errors), (0, ""))
+        return dict(line.split(" ", 1) for line in text.splitlines())
+
+    def test_the_product_names_the_controller(self):
+        for path in ("", "/sys/class/usb", "devices/platform", f"{CONTROLLER}/",
+                     f"{CONTROLLER} {CONTROLLER}", f"{CONTROLLER} x"):
+            status, _, errors = self.make("told", f"BIVISTA_USB_CONTROLLER={path}")
+            self.assertEqual(status, 2)
+            self.assertIn(f'BIVISTA_USB_CONTROLLER is "{path}"; set it to the path below /sys/devices',
+                          errors)
+
+    def test_the_product_gets_service_owners_and_policy(self):
+        told = self.told()
+        self.assertEqual(told["packages"],
+                         "vendor.qmx.hardware.bivista@1.1-service ueventd.bivista.rc")
+        self.assertEqual(told["policy"],
+                         f"{ROOT}/service/sepolicy {ROOT}/service/sepolicy/neighbours")
+
+    def test_a_product_with_a_file_of_its_own_gets_none(self):
+        self.assertEqual(self.told("BIVISTA_ODM_UEVENTD=false")["packages"],
+                         "vendor.qmx.hardware.bivista@1.1-service")
+
+    def test_the_file_that_ueventd_reads_has_the_path(self):
+        status, _, errors = self.make("odm/ueventd.rc", f"BIVISTA_USB_CONTROLLER={CONTROLLER}")
+        self.assertEqual((status, errors), (0, ""))
+        made = (self.folder / "odm/ueventd.rc").read_text(encoding="utf-8")
+        template = (ROOT / nodes.DEVICES).read_text(encoding="utf-8")
+        self.assertEqual(made, template.replace(nodes.VARIABLE, CONTROLLER))
+        self.assertNotEqual(made, template)
+
+    def labels(self, controller):
+        """The labels of file_contexts, by path, as the platform's build expands it."""
+        definition = self.told()["m4"].replace(CONTROLLER, controller)
+        status, text, errors = run(["m4", "--fatal-warnings", "-s", definition, CONTEXTS], ROOT)
+        self.assertEqual((status, errors), (0, ""))
+        patterns = policy.read_patterns(text)
+        return lambda path: policy.label(path, patterns, [])
+
+    def test_usb_devices_at_the_controller_are_labelled(self):
+        label = self.labels(CONTROLLER)
+        for device in nodes.COVERS:
+            self.assertEqual(label(f"{device}idVendor"), "sysfs_bivista_usb_id")
+            self.assertEqual(label(f"{device}idProduct"), "sysfs_bivista_usb_id")
+            self.assertEqual(label(f"{device}power/control"), "sysfs_bivista_usb_power")
+
+    def test_no_other_is(self):
+        label = self.labels("/sys/devices/a.b")
+        self.assertEqual(label("/sys/devices/a.b/usb1/1-1/power/control"), "sysfs_bivista_usb_power")
+        for device in ("/sys/devices/a.b/usb1/", "/sys/devices/a.b/usb1/1-1/1-1.2/1-1.2.1/",
+                       "/sys/devices/a.b/usb1/1-1/1-1:1.0/", "/sys/devices/a-b/usb1/1-1/",
+                       "/sys/devices/a.b/c/usb1/1-1/", *nodes.OTHERS):
+            for attribute in ("idVendor", "idProduct", "power/control"):
+                self.assertEqual(label(device + attribute), "-")
+
+    def test_a_star_stands_for_a_part_of_the_path(self):
+        label = self.labels("/sys/devices/*/a*")
+        self.assertEqual(label("/sys/devices/b/a1/usb1/1-1/idVendor"), "sysfs_bivista_usb_id")
+        for path in ("/sys/devices/b/c/a1/usb1/1-1/idVendor", "/sys/devices/b/a1/c/usb1/1-1/idVendor"):
+            self.assertEqual(label(path), "-")
+
+    def test_without_the_controller_no_policy_is_built(self):
+        status, _, errors = run(["m4", "--fatal-warnings", "-s", CONTEXTS], ROOT)
+        self.assertEqual((status, errors), (1, "file_contexts: BIVISTA_USB_CONTROLLER is not set: "
+                                               "see docs/integration.md\n"))
+
+
+if __name__ == "__main__":
+    unittest.main()
