@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Every command of the documents, run. They build what else they need.
+# The commands of the documents, run: each as it stands, or as document_rules.py has it, with stand-ins/ for a phone
+# and an installed machine. They build what else they need.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh

@@ -65,6 +65,8 @@ class PhoneTest(unittest.TestCase):
 
     def test_modules_are_those_of_the_tree(self):
         self.assertEqual(run("phone/m", "bivista-benchmark"), (0, ""))
+        self.assertEqual(run("phone/m", "ueventd.bivista.rc"), (0, ""))
+        self.assertEqual(run("phone/m", "ueventd"), (1, "m: nothing to build: ueventd\n"))
         self.assertEqual(run("phone/atest", "VtsHalBivista"), (1, "atest: nothing to build: VtsHalBivista\n"))
         self.assertEqual(run("phone/mmm", "vts"), (0, ""))
         self.assertEqual(run("phone/mmm", "tests"), (1, "mmm: nothing to build: tests\n"))
