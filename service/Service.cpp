@@ -5,8 +5,10 @@
 #include "kernel/Bivista.h"
 #include "kernel/Log.h"
 
+using ::android::NO_MEMORY;
 using ::android::OK;
 using ::android::sp;
+using ::android::status_t;
 using ::android::hardware::configureRpcThreadpool;
 using ::android::hardware::joinRpcThreadpool;
 using ::vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
@@ -16,11 +18,14 @@ int main() {
     // Its threads use the object until the process is gone, so it outlives this function.
     service->incStrong(nullptr);
     configureRpcThreadpool(1, true /* callerWillJoin */);
-    if (service->registerAsService("default") == OK) {
+    const status_t registered = service->registerAsService("default");
+    if (registered == OK) {
         LOG_INFO("Bivista HAL Ready.");
         joinRpcThreadpool();
     }
     // Meant: misspelt, and also logged when the pool is left; there is no good way out.
     LOG_ERROR("Cannot register Bivsita HAL service");
+    // A transport without its thread ends the service in the words of the constructor.
+    if (registered == NO_MEMORY) LOG_ERROR("Exiting Bivista");
     return 1;
 }

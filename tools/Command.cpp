@@ -1,5 +1,8 @@
 #include "tools/Command.h"
 
+#include <stdlib.h>
+#include <unistd.h>
+
 #include <exception>
 #include <memory>
 #include <string>
@@ -43,6 +46,12 @@ int runToExitStatus(const Action& action) {
                  ". \"bivistactl status\" tells what was done until then.");
         return EXIT_NO_OUTPUT;
     }
+}
+
+void endOnUncaughtException() {
+    const std::exception_ptr uncaught = std::current_exception();
+    if (uncaught == nullptr) abort();
+    _exit(runToExitStatus([&]() -> int { std::rethrow_exception(uncaught); }));
 }
 
 int reportStatus(Status answered, const std::string& failure) {

@@ -64,6 +64,10 @@ void addIdleJsonFlag(cli::Command& command);
 // a Failure, else with EXIT_NO_OUTPUT.
 int runToExitStatus(const Action& action);
 
+// For std::set_terminate(): ends the program in the same way for what a thread throws, such as the
+// HIDL transport's when it can start no other.
+[[noreturn]] void endOnUncaughtException();
+
 // Has the command print the states of the sub display as they come, until ended by a signal.
 void addSubDisplayWatch(cli::Command& command);
 

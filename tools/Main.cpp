@@ -1,5 +1,7 @@
 // bivistactl: the Bivista service from the command line, through its HIDL interface alone.
 
+#include <exception>
+
 #include "cli/Process.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
@@ -46,5 +48,6 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     cli::beginProcess();
+    std::set_terminate(bivistactl::endOnUncaughtException);
     return bivistactl::runToExitStatus([&] { return bivistactl::run(argc, argv); });
 }

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <system_error>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -803,15 +804,20 @@ std::vector<std::string> list(const std::string& descriptor) {
 }
 
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
-                 const sp<BHwBinder>& object) {
+                 const sp<BHwBinder>& object) try {
+    Loop& loop = Loop::get();
     UniqueFd socket;
     const status_t status = registry::publish(descriptors, instance, &socket);
     if (status != OK) return status;
-    Loop::get().run(
+    loop.run(
             [name = descriptors[0] + "/" + instance, socket = std::move(socket), object]() mutable {
                 listeners()[name] = std::make_unique<Listener>(std::move(socket), object);
             });
     return OK;
+} catch (const std::system_error& error) {
+    // A service may be built without exceptions.
+    ALOGE("Cannot register a service: %s", error.what());
+    return NO_MEMORY;
 }
 
 void withdraw(const std::vector<std::string>& descriptors, const std::string& instance) {

@@ -9,6 +9,7 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
+#include <system_error>
 #include <thread>
 
 #include "SignalMask.h"
@@ -89,14 +90,21 @@ Loop::Loop()
     if (!mEpoll.ok() || !mNudge.ok() || !mStandBy.ok() ||
         epoll_ctl(mEpoll.get(), EPOLL_CTL_ADD, mNudge.get(), &nudged) != 0 ||
         epoll_ctl(mStandBy.get(), EPOLL_CTL_ADD, mEpoll.get(), &unattended) != 0) {
-        LOG_ALWAYS_FATAL("Cannot wait for HIDL sockets: %s", strerror(errno));
+        throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
     }
+    startStandBy();
+    // Only now: whoever waits at the sockets must not do so at a loop that was given up.
     RpcThreads::get().waitAt(this);
+}
+
+void Loop::startStandBy() try {
     AllSignalsBlocked blocked;
     std::thread([this] {
         pthread_setname_np(pthread_self(), "hidl-stand-by");
         standBy();
     }).detach();
+} catch (const std::system_error& error) {
+    throw std::system_error(error.code(), "Cannot start the thread of the HIDL sockets");
 }
 
 // Two threads that waited at the same sockets would both be woken by a message that comes in two

@@ -53,7 +53,8 @@ class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
         const uint64_t mId;
     };
 
-    // Never destroyed.
+    // Never destroyed. The first call makes it, and throws std::system_error when its descriptors
+    // or its thread cannot be had; the next one tries again.
     static Loop& get();
 
     // Runs the function in a turn: at once, or, when this thread is in one, at the end of that.
@@ -101,6 +102,7 @@ class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
     void nudge() override;
     // Deals with what came in; waits for it, or not at all. Whether nudge() was among it.
     bool lookAtSockets(bool wait);
+    void startStandBy();
     [[noreturn]] void standBy();
     // Somebody waits at the sockets from now on, or nobody.
     void setAttended(bool attended);

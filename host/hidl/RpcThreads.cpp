@@ -127,8 +127,6 @@ RpcThreads::Sleeper* RpcThreads::takeIdle() {
 
 void RpcThreads::spawnIfNeeded() {
     if (!mStarted || mJobs.size() <= mStarting || mSpawned >= mMaxSpawned) return;
-    ++mSpawned;
-    ++mStarting;
     AllSignalsBlocked blocked;
     std::thread([this] {
         pthread_setname_np(pthread_self(), "hidl-rpc");
@@ -138,6 +136,9 @@ void RpcThreads::spawnIfNeeded() {
         }
         serve();
     }).detach();
+    // Counted once it is there: the next job tries again after a failure. It waits for the lock.
+    ++mSpawned;
+    ++mStarting;
 }
 
 void RpcThreads::enqueue(std::unique_ptr<Job> job) {

@@ -9,7 +9,8 @@
 
 namespace android::hardware::transport {
 
-// Makes the object known under the names, most derived interface first. See Registry.h for errors.
+// Makes the object known under the names, most derived interface first. See Registry.h for errors;
+// NO_MEMORY: no descriptors or thread for the sockets.
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
                  const sp<BHwBinder>& object);
 
@@ -18,7 +19,8 @@ status_t publish(const std::vector<std::string>& descriptors, const std::string&
 void withdraw(const std::vector<std::string>& descriptors, const std::string& instance);
 
 // The object of a service: the same one each time while it is known to this process. Null when no
-// live process of the same user serves it.
+// live process of the same user serves it. Throws std::system_error without descriptors or a thread
+// for the sockets.
 sp<IBinder> find(const std::string& descriptor, const std::string& instance);
 
 // The instances of an interface that live processes of the same user serve, sorted.

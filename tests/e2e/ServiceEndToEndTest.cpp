@@ -165,6 +165,7 @@ TEST_F(ServiceEndToEndTest, NeedsARegistryFolderThatItCanWrite) {
 
 TEST_F(ServiceEndToEndTest, ComesBackOverItsStaleSocket) {
     startPhone();
+    EXPECT_THAT(second.err, testing::Not(HasSubstr("Exiting Bivista")));
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
     phone->wait();
     EXPECT_EQ(version().status, 3);
@@ -176,6 +177,17 @@ TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
     startPhone();
     ctl({"fault", "on AT%SWV late 3600s"});
     Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
+TEST_F(ServiceEndToEndTest, EndsWhenItsTransportCanStartNoThread) {
+    const Outcome outcome = run({WITHOUT_THREADS, bin(kService)});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, ContainsRegex(lineOf('E', "Cannot register Bivsita HAL service\n")));
+    EXPECT_THAT(outcome.err, ContainsRegex(lineOf('E', "Exiting Bivista\n$")));
+    EXPECT_THAT(outcome.err, HasSubstr("Cannot start the thread of the HIDL sockets: "
+                                       "Resource temporarily unavailable"));
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("terminate")));
+    EXPECT_TRUE(std::filesystem::is_empty(folder + "/registry"));
+}
+
     awaitLog("serialAtCmd: wr: [AT%SWV]");
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
     const Outcome outcome = client.wait();

@@ -1,8 +1,12 @@
 // What an action throws becomes an exit status.
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <exception>
 #include <filesystem>
 #include <new>
+#include <system_error>
+#include <thread>
 
 #include "tools/Command.h"
 #include "tools/Failure.h"
@@ -39,4 +43,25 @@ TEST(RunToExitStatusTest, AnythingElseThatIsThrownIsAFailureOfTheProgram) {
             "bivistactl: this program failed, not the service: filesystem error: cannot read: "
             "Input/output error. \"bivistactl status\" tells what was done until then.\n",
             GetCapturedStderr());
+}
+
+TEST(UncaughtExceptionDeathTest, OfAnyThreadIsAFailureOfTheProgramToo) {
+    const auto program = [] {
+        std::set_terminate(bivistactl::endOnUncaughtException);
+        std::thread([] {
+            throw std::system_error(EAGAIN, std::generic_category(), "no thread");
+        }).join();
+    };
+    EXPECT_EXIT(
+            program(), testing::ExitedWithCode(4),
+            "^bivistactl: this program failed, not the service: no thread: Resource temporarily "
+            "unavailable. .bivistactl status. tells what was done until then.\n$");
+}
+
+TEST(UncaughtExceptionDeathTest, IsNoneWhenTheProgramIsAtFault) {
+    const auto program = [] {
+        std::set_terminate(bivistactl::endOnUncaughtException);
+        std::terminate();
+    };
+    EXPECT_EXIT(program(), testing::KilledBySignal(SIGABRT), "");
 }

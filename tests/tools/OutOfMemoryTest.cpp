@@ -25,6 +25,23 @@ class OutOfMemoryTest : public CliTest {
 
 }  // namespace
 
+TEST_F(OutOfMemoryTest, IsTheSameWithoutThreads) {
+    givenService();
+    const std::string told = mFolder + "/told";
+    Process process({WITHOUT_THREADS, BIVISTACTL, "power", "on"}, told);
+    EXPECT_EQ("", process.rest());
+    EXPECT_EQ(4, process.wait());
+    std::ifstream file(told);
+    std::string line;
+    std::getline(file, line);
+    EXPECT_EQ(
+            "bivistactl: this program failed, not the service: Cannot start the thread of the HIDL "
+            "sockets: Resource temporarily unavailable. \"bivistactl status\" tells what was done "
+            "until then.",
+            line);
+    EXPECT_FALSE(std::getline(file, line)) << line;
+}
+
 TEST_F(OutOfMemoryTest, IsToldAndEndsWithFour) {
     const std::string told = mFolder + "/told";
     Process process({"/bin/sh", "-c", kLimited, "sh", BIVISTACTL, "sub", "show", givenLongFile()},

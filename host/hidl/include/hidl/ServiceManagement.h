@@ -24,8 +24,9 @@ std::vector<std::string> getAllHalInstanceNames(const std::string& descriptor);
 namespace details {
 
 // Registers under every interface of the object's chain but IBase. ALREADY_EXISTS: a live service
-// has one of the names. PERMISSION_DENIED or another error: the directory cannot be used. All but
-// OK are logged with their cause.
+// has one of the names. NO_MEMORY: the transport's descriptors or its thread cannot be had.
+// PERMISSION_DENIED or another error: the directory cannot be used. All but OK are logged with
+// their cause.
 status_t registerAsServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
                                    const std::string& name);
 
