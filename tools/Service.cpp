@@ -19,7 +19,8 @@ std::string registryInWords() {
 }  // namespace
 
 ::android::sp<BivistaV1_0> findService() {
-    ::android::sp<BivistaV1_0> service = BivistaV1_0::getService();
+    // A service that is declared and not up is not waited for.
+    ::android::sp<BivistaV1_0> service = BivistaV1_0::tryGetService();
     if (service != nullptr) return service;
     throw Failure(EXIT_NO_SERVICE,
                   "no Bivista service answers in " + registryInWords() +

@@ -91,19 +91,6 @@ UniqueFd openFolder(int parent, const char* name) {
     return UniqueFd(openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
-// Opens the service directory, making it first.
-status_t makeDirectory(UniqueFd* folder) {
-    const std::string path = directory();
-    std::error_code error;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
-        return fail(errno, "Cannot make the service directory", path);
-    }
-    *folder = openFolder(AT_FDCWD, path.c_str());
-    if (!folder->ok()) return fail(errno, "Cannot open the service directory", path);
-    return isPrivate(folder->get(), path) ? OK : PERMISSION_DENIED;
-}
-
 status_t makeInterfaceFolder(int directory, const std::string& descriptor, UniqueFd* folder) {
     if (mkdirat(directory, descriptor.c_str(), 0700) != 0 && errno != EEXIST) {
         return fail(errno, "Cannot make the folder of", descriptor);
@@ -236,6 +223,28 @@ std::string directory() {
     return "/tmp/hidl-" + std::to_string(geteuid());
 }
 
+status_t makeDirectory(UniqueFd* folder) {
+    const std::string path = directory();
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        return fail(errno, "Cannot make the service directory", path);
+    }
+    *folder = openFolder(AT_FDCWD, path.c_str());
+    if (!folder->ok()) return fail(errno, "Cannot open the service directory", path);
+    return isPrivate(folder->get(), path) ? OK : PERMISSION_DENIED;
+}
+
+UniqueFd openDirectory() {
+    const std::string path = directory();
+    UniqueFd folder = openFolder(AT_FDCWD, path.c_str());
+    if (!folder.ok()) {
+        if (errno != ENOENT) fail(errno, "Cannot open the service directory", path);
+        return UniqueFd();
+    }
+    return isPrivate(folder.get(), path) ? std::move(folder) : UniqueFd();
+}
+
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
                  UniqueFd* listener) {
     if (descriptors.empty() || !isUsableName(instance)) {
@@ -271,13 +280,8 @@ void withdraw(const std::vector<std::string>& descriptors, const std::string& in
 
 std::optional<ServiceSocket> find(const std::string& descriptor, const std::string& instance) {
     if (!isUsableName(descriptor) || !isUsableName(instance)) return std::nullopt;
-    const std::string path = directory();
-    UniqueFd folder = openFolder(AT_FDCWD, path.c_str());
-    if (!folder.ok()) {
-        if (errno != ENOENT) fail(errno, "Cannot open the service directory", path);
-        return std::nullopt;
-    }
-    if (!isPrivate(folder.get(), path)) return std::nullopt;
+    const UniqueFd folder = openDirectory();
+    if (!folder.ok()) return std::nullopt;
     UniqueFd socket(
             openat(folder.get(), (descriptor + "/" + instance).c_str(), O_PATH | O_CLOEXEC));
     struct stat status;

@@ -43,6 +43,12 @@ struct ServiceSocket {
 // Where services are registered.
 std::string directory();
 
+// Opens the directory, making it first.
+status_t makeDirectory(UniqueFd* folder);
+
+// Opens it; not ok() when there is none, or others can write there.
+UniqueFd openDirectory();
+
 // A listening socket under the names, most derived interface first. ALREADY_EXISTS: a live service
 // has one of them. The names go when the process exits in good order.
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,

@@ -7,8 +7,11 @@
 #include <log/log.h>
 #include <utils/Mutex.h>
 
+#include <cstring>
 #include <map>
+#include <optional>
 
+#include "Declarations.h"
 #include "Transport.h"
 
 namespace android::hardware {
@@ -27,7 +30,8 @@ namespace details {
 
 namespace {
 
-// What this process serves, by "descriptor/instance": found without leaving the process.
+// What this process serves, by "descriptor/instance": found without leaving the process. The lock
+// is held until a name is in the directory and here: a look-up in between would find a proxy.
 struct OwnServices {
     Mutex mutex;
     std::map<std::string, sp<IBinder>> objects GUARDED_BY(mutex);
@@ -59,10 +63,10 @@ status_t registerAsServiceInternal(const sp<IBase>& service, const std::string& 
     const sp<IBinder> object = getOrCreateCachedBinder(service.get());
     if (object == nullptr) return UNKNOWN_ERROR;
     ProcessState::self()->startThreadPool();
-    const status_t status = transport::publish(descriptors, name, object->localBinder());
-    if (status != OK) return status;
     OwnServices& own = ownServices();
     AutoMutex lock(own.mutex);
+    const status_t status = transport::publish(descriptors, name, object->localBinder());
+    if (status != OK) return status;
     for (const std::string& descriptor : descriptors) {
         own.objects[descriptor + "/" + name] = object;
     }
@@ -74,17 +78,21 @@ status_t unregisterServiceInternal(const sp<IBase>& service, const std::string& 
     const std::vector<std::string> descriptors = servedDescriptors(service);
     if (descriptors.empty()) return UNKNOWN_ERROR;
     const sp<IBinder> object = getOrCreateCachedBinder(service.get());
-    {
-        OwnServices& own = ownServices();
-        AutoMutex lock(own.mutex);
-        const auto found = own.objects.find(descriptors[0] + "/" + name);
-        if (found == own.objects.end() || found->second != object) return NAME_NOT_FOUND;
-        for (const std::string& descriptor : descriptors) {
-            own.objects.erase(descriptor + "/" + name);
-        }
-    }
+    OwnServices& own = ownServices();
+    AutoMutex lock(own.mutex);
+    const auto found = own.objects.find(descriptors[0] + "/" + name);
+    if (found == own.objects.end() || found->second != object) return NAME_NOT_FOUND;
+    for (const std::string& descriptor : descriptors) own.objects.erase(descriptor + "/" + name);
     transport::withdraw(descriptors, name);
     return OK;
+}
+
+status_t declareServiceInternal(const sp<IBase>& service, const std::string& name) {
+    return registry::declare(servedDescriptors(service), name);
+}
+
+status_t undeclareServiceInternal(const sp<IBase>& service, const std::string& name) {
+    return registry::undeclare(servedDescriptors(service), name);
 }
 
 sp<IBinder> findService(const std::string& descriptor, const std::string& instance) {
@@ -95,6 +103,32 @@ sp<IBinder> findService(const std::string& descriptor, const std::string& instan
         if (it != own.objects.end()) return it->second;
     }
     return transport::find(descriptor, instance);
+}
+
+sp<IBinder> awaitService(const std::string& descriptor, const std::string& instance) {
+    if (sp<IBinder> object = findService(descriptor, instance); object != nullptr) return object;
+    const std::string name = descriptor + "/" + instance;
+    std::optional<registry::Changes> changes;
+    for (;;) {
+        const int error = !changes || changes->watch() ? 0 : errno;
+        // Asked before the look-up, since who comes up may be undeclared then.
+        const bool declared = registry::isDeclared(descriptor, instance);
+        sp<IBinder> object = findService(descriptor, instance);
+        if (object != nullptr || !declared) {
+            if (changes) ALOGI("%s is %s", name.c_str(), object ? "up" : "no longer declared");
+            return object;
+        }
+        if (error != 0) {
+            ALOGE("Cannot wait for %s: %s", name.c_str(), strerror(error));
+            return nullptr;
+        }
+        if (changes) {
+            changes->wait();
+        } else {
+            ALOGW("Waiting for %s, which is declared and not up", name.c_str());
+            changes.emplace(descriptor);
+        }
+    }
 }
 
 }  // namespace details

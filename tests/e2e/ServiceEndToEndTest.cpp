@@ -1,6 +1,7 @@
 // The real service on the emulated phone, spoken to with bivistactl.
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -57,6 +58,18 @@ TEST_F(ServiceEndToEndTest, IsMissedWhenItIsNotThere) {
     EXPECT_EQ(outcome.status, 3);
     EXPECT_EQ(outcome.out, "");
     EXPECT_THAT(outcome.err, HasSubstr("service"));
+}
+
+// Its clients here never wait for it, whatever is declared.
+TEST_F(ServiceEndToEndTest, IsMissedAlthoughItIsDeclared) {
+    std::ofstream(folder + "/registry/declared")
+            << "vendor.qmx.hardware.bivista@1.0::IBivista/default\n"
+            << "vendor.qmx.hardware.bivista@1.1::IBivista/default\n";
+    EXPECT_EQ(version().status, 3);
+    EXPECT_EQ(run({bin("bivistactl"), "status"}).status, 3);
+    EXPECT_EQ(run({bin("bivistactl"), "doctor"}).status, 1);
+    startPhone();
+    EXPECT_EQ(version().out, kVersionResult);
 }
 
 TEST_F(ServiceEndToEndTest, FollowsTheCoverOffAndOn) {

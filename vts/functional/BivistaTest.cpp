@@ -44,7 +44,8 @@ std::vector<std::string> LineRecorder::lines() const {
 }
 
 void BivistaTest::SetUp() {
-    service = IBivista::getService(GetParam());
+    // A service that is declared and not up fails the test, instead of holding it for ever.
+    service = IBivista::tryGetService(GetParam());
     ASSERT_NE(service, nullptr) << "nobody serves " << GetParam();
 }
 

@@ -70,7 +70,7 @@ TEST_P(InterfaceTest, HasAHashForEachOfThem) {
 }
 
 TEST_P(InterfaceTest, ServesClientsOfVersion1_0) {
-    const sp<V1_0::IBivista> old = V1_0::IBivista::getService(GetParam());
+    const sp<V1_0::IBivista> old = V1_0::IBivista::tryGetService(GetParam());
     ASSERT_NE(old, nullptr);
     EXPECT_EQ(descriptorOf(old), kDescriptor1_1);
     EXPECT_TRUE(android::hardware::interfacesEqual(old, service));
@@ -80,7 +80,7 @@ TEST_P(InterfaceTest, ServesClientsOfVersion1_0) {
 }
 
 TEST_P(InterfaceTest, CastsToItsVersionsAndToNothingElse) {
-    const sp<V1_0::IBivista> old = V1_0::IBivista::getService(GetParam());
+    const sp<V1_0::IBivista> old = V1_0::IBivista::tryGetService(GetParam());
     ASSERT_NE(old, nullptr);
     const Return<sp<IBivista>> newer = IBivista::castFrom(old);
     ASSERT_TRUE(newer.isOk()) << newer.description();

@@ -36,16 +36,30 @@ status_t registerAsServiceInternal(const sp<::android::hidl::base::V1_0::IBase>&
 status_t unregisterServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
                                    const std::string& name);
 
+// Declares a service, under every interface of its chain but IBase, as a phone's manifest does:
+// getService() waits for it while it is not up. Errors are logged.
+status_t declareServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
+                                const std::string& name);
+
+// Takes the declaration back, whoever made it: those who wait get null.
+status_t undeclareServiceInternal(const sp<::android::hidl::base::V1_0::IBase>& service,
+                                  const std::string& name);
+
 // The object of a registered service, null when there is none; the implementation itself when this
 // process registered it.
 sp<IBinder> findService(const std::string& descriptor, const std::string& instance);
 
-// Unlike on a phone, getService() does not wait for an absent service either (`retry` is ignored).
+// The same, but waits for a service that is declared and not up, for as long as it is declared.
+// Logs the beginning and the end of the wait.
+sp<IBinder> awaitService(const std::string& descriptor, const std::string& instance);
+
+// `retry`: getService(), which waits for a declared service; else tryGetService().
 template <typename BpType>
-sp<typename BpType::Pure> getServiceInternal(const std::string& instance, bool /*retry*/,
-                                             bool /*getStub*/) {
+sp<typename BpType::Pure> getServiceInternal(const std::string& instance, bool retry,
+                                             bool getStub) {
     using IType = typename BpType::Pure;
-    sp<IBinder> object = findService(IType::descriptor, instance);
+    sp<IBinder> object = retry && !getStub ? awaitService(IType::descriptor, instance)
+                                           : findService(IType::descriptor, instance);
     if (object == nullptr) return nullptr;
     BHwBinder* local = object->localBinder();
     if (local == nullptr) return new BpType(object);
