@@ -6,6 +6,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -78,6 +80,40 @@ TEST_F(AccessoryTest, CanGoAndComeBack) {
     }
 }
 
+TEST_F(AccessoryTest, HoldsItsClientsWhileItIsDeclaredAndNotUp) {
+    accessory.serve();
+    accessory.declare();
+    EXPECT_TRUE(accessory.isDeclared());
+    EXPECT_FALSE(accessory.isServed());
+    EXPECT_EQ(IAccessory::tryGetService(), nullptr);
+    phone.attachCover();
+    AccessoryState told;
+    std::thread client([&told] { told = ask(); });
+    accessory.serve();
+    client.join();
+    EXPECT_EQ(told, (AccessoryState{0, neighbours::kAttached}));
+    EXPECT_FALSE(accessory.isDeclared());
+    accessory.withdraw();
+    EXPECT_EQ(IAccessory::getService(), nullptr) << "undeclared since it was served";
+}
+
+TEST_F(AccessoryTest, LeavesNoDeclarationBehind) {
+    const std::string file = std::string(getenv("HIDL_SOCKET_DIR")) + "/declared";
+    auto gone = std::make_unique<Accessory>(phone);
+    gone->declare();
+    EXPECT_TRUE(std::filesystem::exists(file));
+    gone.reset();
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(AccessoryTest, TakesBackTheDeclarationOfAnEmulatorThatWasKilled) {
+    std::ofstream(std::string(getenv("HIDL_SOCKET_DIR")) + "/declared")
+            << "vendor.qmx.hardware.accessory@1.1::IAccessory/default\n";
+    accessory.serve();
+    accessory.withdraw();
+    EXPECT_EQ(IAccessory::getService(), nullptr);
+}
+
 TEST_F(AccessoryTest, WhoHoldsItIsAnsweredAlthoughItIsGone) {
     phone.attachCover();
     auto gone = std::make_unique<Accessory>(phone);
@@ -114,6 +150,8 @@ TEST_F(AccessoryTest, RegistryThatCannotBeUsedIsReported) {
     setenv("HIDL_SOCKET_DIR", "/data/file", 1);
     EXPECT_THROW(accessory.serve(), phone::Error);
     EXPECT_FALSE(accessory.isServed());
+    EXPECT_THROW(accessory.declare(), phone::Error);
+    EXPECT_FALSE(accessory.isDeclared());
 }
 
 TEST_F(AccessoryTest, AnswersManyClientsWhileTheCoverComesAndGoes) {

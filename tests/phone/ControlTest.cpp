@@ -174,8 +174,8 @@ TEST_F(ControlTest, ShowsTheState) {
     EXPECT_EQ(body["faults"], json(phone.faults()));
     EXPECT_EQ(body["screen"], json({{"on", false}}));
     EXPECT_TRUE(body["chatter"].is_null());
-    EXPECT_EQ(body["accessory"], json({{"present", false}}));
-    EXPECT_EQ(body["lpwg"], json({{"present", false}}));
+    EXPECT_EQ(body["accessory"], json({{"present", false}, {"declared", false}}));
+    EXPECT_EQ(body["lpwg"], json({{"present", false}, {"declared", false}}));
 }
 
 TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
@@ -297,7 +297,7 @@ TEST_F(ControlTest, SetsTheAccessoryService) {
     EXPECT_EQ(accessory.state(), (neighbours::AccessoryState{7, 4294967295u}));
     EXPECT_EQ(remove("/v1/accessory").status, 200);
     EXPECT_FALSE(accessory.isServed());
-    EXPECT_EQ(get("/v1/state").body["accessory"], json({{"present", false}}));
+    EXPECT_EQ(get("/v1/state").body["accessory"], json({{"present", false}, {"declared", false}}));
 }
 
 TEST_F(ControlTest, SetsTheLpwgService) {
@@ -385,6 +385,26 @@ TEST_F(ControlTest, ResetsThePhone) {
     EXPECT_EQ(neighbours.lpwg.result(), 0);
 }
 
+TEST_F(ControlTest, DeclaresANeighbourThatIsNotUp) {
+    for (const std::string name : {"accessory", "lpwg"}) {
+        const std::string path = "/v1/" + name;
+        EXPECT_EQ(put(path, json::object()).status, 200);
+        EXPECT_EQ(put(path + "/declared", json::object()).status, 200);
+        EXPECT_EQ(get("/v1/state").body[name], json({{"present", false}, {"declared", true}}));
+        EXPECT_EQ(put(path, json::object()).status, 200);
+        EXPECT_EQ(get("/v1/state").body[name]["present"], true);
+        EXPECT_EQ(put(path + "/declared", json::object()).status, 200);
+        EXPECT_EQ(remove(path).status, 200);
+        EXPECT_EQ(get("/v1/state").body[name], json({{"present", false}, {"declared", false}}));
+        EXPECT_EQ(put(path + "/declared", json::object()).status, 200);
+    }
+    EXPECT_EQ(post("/v1/reset").status, 200);
+    EXPECT_TRUE(accessory.isServed());
+    EXPECT_FALSE(accessory.isDeclared());
+    EXPECT_TRUE(neighbours.lpwg.isServed());
+    EXPECT_FALSE(neighbours.lpwg.isDeclared());
+}
+
 TEST_F(ControlTest, PagesTheJournal) {
     const std::string since = "/v1/journal?since=" + std::to_string(first);
     for (const char* value : {"1", "2", "3"}) phone.setProperty("k", value);
@@ -450,6 +470,8 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/lpwg", R"({"result":2147483648})", 400},
         {"PUT", "/v1/lpwg", R"({"result":"0"})", 400},
         {"PUT", "/v1/lpwg", R"({"present":true})", 400},
+        {"PUT", "/v1/accessory/declared", R"({"state":3})", 400},
+        {"DELETE", "/v1/lpwg/declared", "", 404},
         {"PUT", "/v1/cover", R"({"touch_rows":0})", 400},
         {"PUT", "/v1/cover", R"({"touch_columns":1001})", 400},
         {"PUT", "/v1/cover", R"({"self_test_report_bytes":-1})", 400},

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <thread>
 
 #include <vendor/qmx/hardware/lpwg/1.3/ILpwg.h>
 
@@ -68,6 +69,29 @@ TEST_F(LpwgTest, KeepsItsResultWhileItIsAbsent) {
         lpwg.withdraw();
         EXPECT_EQ(ILpwg::getService(), nullptr);
     }
+}
+
+TEST_F(LpwgTest, HoldsItsClientsWhileItIsDeclaredAndNotUp) {
+    lpwg.declare();
+    EXPECT_TRUE(lpwg.isDeclared());
+    EXPECT_FALSE(lpwg.isServed());
+    lpwg.setResult(6);
+    int32_t result = 0;
+    std::thread client([&result] { result = ask(0); });
+    lpwg.serve();
+    client.join();
+    EXPECT_EQ(result, 6);
+    EXPECT_FALSE(lpwg.isDeclared());
+}
+
+TEST_F(LpwgTest, LetsItsClientsGoWhenItIsUndeclared) {
+    lpwg.declare();
+    bool isThere = true;
+    std::thread client([&isThere] { isThere = ILpwg::getService() != nullptr; });
+    lpwg.withdraw();
+    client.join();
+    EXPECT_FALSE(isThere);
+    EXPECT_FALSE(lpwg.isDeclared());
 }
 
 TEST_F(LpwgTest, AnswersTheMethodsThatOnlyHoldTheirPlaces) {

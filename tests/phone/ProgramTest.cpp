@@ -339,6 +339,7 @@ TEST_F(ProgramTest, WrongArgumentsOfEventsAndFirmwareAreUsageErrors) {
             {"ctl", "lpwg", "result"},
             {"ctl", "lpwg", "result", "x"},
             {"ctl", "lpwg", "present", "1"},
+            {"ctl", "lpwg", "declared", "1"},
             {"ctl", "loader", "fly"},
             {"ctl", "firmware"},
             {"ctl", "firmware", "put"},
@@ -448,11 +449,15 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     EXPECT_EQ(ctl({"accessory", "cover", "--type", "1"}).status, 1);
     EXPECT_EQ(ctl({"accessory", "absent"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("accessory: absent\n"));
+    EXPECT_EQ(ctl({"accessory", "declared"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("accessory: declared, not up\n"));
     EXPECT_EQ(ctl({"accessory", "cover"}).status, 0);
     EXPECT_EQ(ctl({"lpwg", "result", "-7"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: result -7\n"));
     EXPECT_EQ(ctl({"lpwg", "absent"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: absent\n"));
+    EXPECT_EQ(ctl({"lpwg", "declared"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: declared, not up\n"));
     EXPECT_EQ(ctl({"lpwg", "present"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: result -7\n"));
     EXPECT_EQ(ctl({"cover", "--hot-plug-polls", "never", "--hot-plug-answer", "Online"}).status, 0);
@@ -616,6 +621,25 @@ TEST_F(ProgramTest, AccessoryServiceStandsInTheRegistry) {
                      " ctl accessory absent; test -e " + name + " || echo absent");
     EXPECT_EQ(outcome.out, "there\nabsent\n");
     EXPECT_FALSE(fs::exists(mFolder + "/hidl/" + name));
+}
+
+TEST_F(ProgramTest, DeclaredNeighboursStandInTheRegistryUntilTheEmulatorEnds) {
+    const Outcome outcome =
+            runShell("cd $HIDL_SOCKET_DIR; ctl='" + kEmulator +
+                     " ctl'; test -e declared || echo none; $ctl accessory declared; cat declared; "
+                     "$ctl accessory absent; test -e declared || echo none; "
+                     "$ctl lpwg declared; wc -l < declared; ls");
+    EXPECT_EQ(outcome.out,
+              "none\n"
+              "vendor.qmx.hardware.accessory@1.1::IAccessory/default\n"
+              "vendor.qmx.hardware.accessory@1.0::IAccessory/default\n"
+              "none\n4\n"
+              "declared\nemulator.sock\n"
+              "vendor.qmx.hardware.accessory@1.0::IAccessory\n"
+              "vendor.qmx.hardware.accessory@1.1::IAccessory\n"
+              "vendor.qmx.hardware.lpwg@1.0::ILpwg\nvendor.qmx.hardware.lpwg@1.1::ILpwg\n"
+              "vendor.qmx.hardware.lpwg@1.2::ILpwg\nvendor.qmx.hardware.lpwg@1.3::ILpwg\n");
+    EXPECT_FALSE(fs::exists(mFolder + "/hidl/declared"));
 }
 
 TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {

@@ -51,12 +51,18 @@ Json listen(Framework& framework, const httplib::Request& request) {
     return Json::object();
 }
 
-// The requests of one neighbour: PUT makes it present, DELETE absent.
+// The requests of one neighbour: PUT makes it present, or declared and not up, DELETE absent.
 template <typename Neighbour>
-void addNeighbour(httplib::Server& server, Phone& phone, const char* path, Neighbour& neighbour,
-                  Json (*set)(Neighbour&, const httplib::Request&)) {
+void addNeighbour(httplib::Server& server, Phone& phone, const std::string& path,
+                  Neighbour& neighbour, Json (*set)(Neighbour&, const httplib::Request&)) {
     server.Put(path, makeHandler(phone, [&neighbour, set](Phone&, const httplib::Request& request) {
                    return set(neighbour, request);
+               }));
+    server.Put(path + "/declared",
+               makeHandler(phone, [&neighbour](Phone&, const httplib::Request& request) {
+                   Members(request.body).refuseOthers();
+                   neighbour.declare();
+                   return Json::object();
                }));
     server.Delete(path, makeHandler(phone, [&neighbour](Phone&, const httplib::Request&) {
                       neighbour.withdraw();

@@ -79,14 +79,20 @@ Json showSubDisplay(Phone& phone) {
             {"refused", state.refused}};
 }
 
+// A neighbour that is not up.
+template <typename Neighbour>
+Json showAway(const Neighbour& neighbour) {
+    return {{"present", false}, {"declared", neighbour.isDeclared()}};
+}
+
 Json showAccessory(const neighbours::Accessory& accessory) {
-    if (!accessory.isServed()) return {{"present", false}};
+    if (!accessory.isServed()) return showAway(accessory);
     const neighbours::AccessoryState state = accessory.state();
     return {{"present", true}, {"type", state.type}, {"state", state.state}};
 }
 
 Json showLpwg(const neighbours::Lpwg& lpwg) {
-    if (!lpwg.isServed()) return {{"present", false}};
+    if (!lpwg.isServed()) return showAway(lpwg);
     return {{"present", true}, {"result", lpwg.result()}};
 }
 

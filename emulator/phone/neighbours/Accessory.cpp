@@ -94,12 +94,20 @@ void Accessory::serve() {
     mParts->registration.serve();
 }
 
+void Accessory::declare() {
+    mParts->registration.declare();
+}
+
 void Accessory::withdraw() {
     mParts->registration.withdraw();
 }
 
 bool Accessory::isServed() const {
     return mParts->registration.isServed();
+}
+
+bool Accessory::isDeclared() const {
+    return mParts->registration.isDeclared();
 }
 
 void Accessory::setState(std::optional<AccessoryState> state) {

@@ -30,12 +30,16 @@ class Accessory {
     Accessory(const Accessory&) = delete;
     Accessory& operator=(const Accessory&) = delete;
 
-    // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is absent. A look-up
+    // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is not up. A look-up
     // in this process finds the object itself. Throws phone::Error when it cannot be registered.
     void serve();
-    // Takes it back, if it is there: looking it up finds nothing.
+    // Declared, and not up: who looks it up waits until it is served or withdrawn. Throws
+    // phone::Error when it cannot be declared.
+    void declare();
+    // Takes it back, its declaration too: looking it up finds nothing.
     void withdraw();
     bool isServed() const;
+    bool isDeclared() const;
 
     // What it answers from now on; none: state 3 while the cover is attached, 0 otherwise.
     void setState(std::optional<AccessoryState> state);

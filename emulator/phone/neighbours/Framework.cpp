@@ -69,7 +69,7 @@ Framework::~Framework() {
 }
 
 void Framework::listen(Version version) {
-    const sp<IBivista> service = IBivista::getService();
+    const sp<IBivista> service = IBivista::tryGetService();
     if (service == nullptr) throw phone::Error("there is no cover service; start it first");
     sp<V1_0::IBivistaLpwgCallback> client;
     if (version == Version::V1_0) {

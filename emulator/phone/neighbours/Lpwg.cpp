@@ -55,12 +55,20 @@ void Lpwg::serve() {
     mParts->registration.serve();
 }
 
+void Lpwg::declare() {
+    mParts->registration.declare();
+}
+
 void Lpwg::withdraw() {
     mParts->registration.withdraw();
 }
 
 bool Lpwg::isServed() const {
     return mParts->registration.isServed();
+}
+
+bool Lpwg::isDeclared() const {
+    return mParts->registration.isDeclared();
 }
 
 void Lpwg::setResult(int32_t result) {

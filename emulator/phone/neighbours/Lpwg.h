@@ -18,12 +18,16 @@ class Lpwg {
     Lpwg(const Lpwg&) = delete;
     Lpwg& operator=(const Lpwg&) = delete;
 
-    // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is absent. A look-up
+    // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is not up. A look-up
     // in this process finds the object itself. Throws phone::Error when it cannot be registered.
     void serve();
-    // Takes it back, if it is there: looking it up finds nothing.
+    // Declared, and not up: who looks it up waits until it is served or withdrawn. Throws
+    // phone::Error when it cannot be declared.
+    void declare();
+    // Takes it back, its declaration too: looking it up finds nothing.
     void withdraw();
     bool isServed() const;
+    bool isDeclared() const;
 
     // What setAesModeToLpwg() answers from now on; 0 at first.
     void setResult(int32_t result);

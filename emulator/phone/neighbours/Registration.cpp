@@ -12,7 +12,9 @@ namespace {
 
 using ::android::OK;
 using ::android::sp;
+using ::android::hardware::details::declareServiceInternal;
 using ::android::hardware::details::registerAsServiceInternal;
+using ::android::hardware::details::undeclareServiceInternal;
 using ::android::hardware::details::unregisterServiceInternal;
 using ::android::hidl::base::V1_0::IBase;
 
@@ -36,17 +38,43 @@ void Registration::serve() {
                            "HIDL_SOCKET_DIR");
     }
     mServed = true;
+    // Also what an emulator left that was killed.
+    undeclare();
+}
+
+void Registration::declare() {
+    const std::lock_guard lock(mLock);
+    if (declareServiceInternal(mService, kInstance) != OK) {
+        throw phone::Error("cannot declare the " + mWhat + ": the line above tells why");
+    }
+    mDeclared = true;
+    unregister();
 }
 
 void Registration::withdraw() {
     const std::lock_guard lock(mLock);
-    if (mServed) unregisterServiceInternal(mService, kInstance);
-    mServed = false;
+    unregister();
+    if (mDeclared) undeclare();
 }
 
 bool Registration::isServed() const {
     const std::lock_guard lock(mLock);
     return mServed;
+}
+
+bool Registration::isDeclared() const {
+    const std::lock_guard lock(mLock);
+    return mDeclared;
+}
+
+void Registration::unregister() {
+    if (mServed) unregisterServiceInternal(mService, kInstance);
+    mServed = false;
+}
+
+void Registration::undeclare() {
+    undeclareServiceInternal(mService, kInstance);
+    mDeclared = false;
 }
 
 }  // namespace neighbours

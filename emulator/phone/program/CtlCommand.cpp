@@ -172,13 +172,18 @@ std::string showScreen(const Json& screen) {
     return cover::toText(view);
 }
 
+// A neighbour that is not up.
+std::string showAway(const Json& neighbour) {
+    return neighbour.at("declared").get<bool>() ? "declared, not up" : "absent";
+}
+
 std::string showAccessory(const Json& accessory) {
-    if (!accessory.at("present").get<bool>()) return "absent";
+    if (!accessory.at("present").get<bool>()) return showAway(accessory);
     return "type " + accessory.at("type").dump() + ", state " + accessory.at("state").dump();
 }
 
 std::string showLpwg(const Json& lpwg) {
-    if (!lpwg.at("present").get<bool>()) return "absent";
+    if (!lpwg.at("present").get<bool>()) return showAway(lpwg);
     return "result " + lpwg.at("result").dump();
 }
 

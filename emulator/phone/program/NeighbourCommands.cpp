@@ -9,11 +9,11 @@ namespace emulator {
 
 namespace {
 
-// "absent", "cover", or a state's number.
+// "absent", "declared", "cover", or a state's number.
 std::string checkAccessory(const std::string& text) {
     const bool isState = cover::parseInteger<uint32_t>(text).has_value();
-    if (isState || text == "absent" || text == "cover") return "";
-    return "write absent, cover or a state from 0 to 4294967295";
+    if (isState || text == "absent" || text == "declared" || text == "cover") return "";
+    return "write absent, declared, cover or a state from 0 to 4294967295";
 }
 
 void addAccessory(cli::Command& ctl) {
@@ -30,6 +30,10 @@ void addAccessory(cli::Command& ctl) {
                         session.remove("/v1/accessory");
                         return;
                     }
+                    if (options->state == "declared") {
+                        session.put("/v1/accessory/declared", Json::object());
+                        return;
+                    }
                     Json body = Json::object();
                     if (options->state != "cover") {
                         body["state"] = *cover::parseInteger<uint32_t>(options->state);
@@ -38,9 +42,10 @@ void addAccessory(cli::Command& ctl) {
                     session.put("/v1/accessory", body);
                 });
     command.take("STATE", &options->state,
-                 "A state (3: attached); cover: 3 while the cover is on, else 0; absent")
+                 "A state (3: attached); cover: 3 while the cover is on, else 0; absent; "
+                 "declared: not up, and the phone's services wait for it")
             .required()
-            .check(checkAccessory, "N|cover|absent");
+            .check(checkAccessory, "N|cover|absent|declared");
     command.take("--type", &options->type, "The first value, with N");
 }
 
@@ -54,10 +59,15 @@ void addLpwg(cli::Command& ctl) {
             add(ctl, "lpwg", "Whether the phone's LPWG service is there, and what it answers",
                 [options](Session& session) {
                     if ((options->state == "result") != options->result.has_value()) {
-                        cli::refuseUsage("lpwg", "write present, absent, or result and a number");
+                        cli::refuseUsage("lpwg",
+                                         "write present, absent, declared, or result and a number");
                     }
                     if (options->state == "absent") {
                         session.remove("/v1/lpwg");
+                        return;
+                    }
+                    if (options->state == "declared") {
+                        session.put("/v1/lpwg/declared", Json::object());
                         return;
                     }
                     Json body = Json::object();
@@ -65,9 +75,10 @@ void addLpwg(cli::Command& ctl) {
                     session.put("/v1/lpwg", body);
                 });
     command.take("STATE", &options->state,
-                 "present, absent, or result and the N that it answers from now on")
+                 "present, absent, declared (not up, and the phone's services wait for it), or "
+                 "result and the N that it answers from now on")
             .required()
-            .oneOf({"present", "absent", "result"});
+            .oneOf({"present", "absent", "declared", "result"});
     command.take("N", &options->result, "At the start: 0");
 }
 
