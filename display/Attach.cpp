@@ -75,6 +75,7 @@ void Bivista::bv2_display_deinit(void* service) {
 }
 
 bool bv2connected() {
+    // Null for a service that is not declared; one that is declared is waited for.
     const sp<IAccessory> accessory = IAccessory::getService();
     if (accessory == nullptr) return false;
     uint32_t type = 0;
@@ -93,7 +94,7 @@ Return<void> Bivista::getBV2Status(getBV2Status_cb cb) {
     BivistaStatus status;
     {
         const MutexLock lock(display_lock, __func__);
-        // Meant: the accessory service is asked with the lock held.
+        // Meant: the accessory service is looked up and asked with the lock held.
         sAttachmentStatus.connected = bv2connected();
         status = sAttachmentStatus;
     }

@@ -21,8 +21,8 @@ extern std::atomic<bool> bv2_initialized;
 // thread, without the lock; any thread reads it.
 extern std::atomic<Bivista*> sDisplayService;
 
-// Whether the platform's accessory service says that the cover is attached; false without that
-// service. Waits for the service's answer. Any thread.
+// Whether the platform's accessory service says that the cover is attached; false when none is
+// declared. Waits for the service while it is declared and not up, and for its answer. Any thread.
 bool bv2connected();
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -14,7 +14,8 @@ using ::vendor::qmx::hardware::lpwg::V1_3::ILpwg;
 
 namespace {
 
-// The LPWG service's result; 0 when there is no such service, or its process is gone.
+// The LPWG service's result; 0 when no such service is declared, or its process dies. Waits while
+// it is declared and not up.
 int32_t setModeOfPhone(int32_t mode) {
     const sp<ILpwg> lpwg = ILpwg::getService();
     if (lpwg == nullptr) return 0;

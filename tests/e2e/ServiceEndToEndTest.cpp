@@ -165,6 +165,7 @@ TEST_F(ServiceEndToEndTest, ASecondServiceCannotRegister) {
     EXPECT_EQ(second.status, 1);
     EXPECT_THAT(second.err, ContainsRegex(lineOf('E', "Cannot register Bivsita HAL service")));
     EXPECT_THAT(second.err, testing::Not(HasSubstr("Bivista HAL Ready.")));
+    EXPECT_THAT(second.err, testing::Not(HasSubstr("Exiting Bivista")));
     EXPECT_EQ(call({"getBV2Connect"}).status, 0) << "the first one serves on";
 }
 
@@ -176,20 +177,6 @@ TEST_F(ServiceEndToEndTest, NeedsARegistryFolderThatItCanWrite) {
     EXPECT_THAT(outcome.err, ContainsRegex(lineOf('E', "Cannot register Bivsita HAL service")));
 }
 
-TEST_F(ServiceEndToEndTest, ComesBackOverItsStaleSocket) {
-    startPhone();
-    EXPECT_THAT(second.err, testing::Not(HasSubstr("Exiting Bivista")));
-    ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    phone->wait();
-    EXPECT_EQ(version().status, 3);
-    startPhone();
-    EXPECT_EQ(version().out, kVersionResult);
-}
-
-TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
-    startPhone();
-    ctl({"fault", "on AT%SWV late 3600s"});
-    Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
 TEST_F(ServiceEndToEndTest, EndsWhenItsTransportCanStartNoThread) {
     const Outcome outcome = run({WITHOUT_THREADS, bin(kService)});
     EXPECT_EQ(outcome.status, 1);
@@ -201,6 +188,19 @@ TEST_F(ServiceEndToEndTest, EndsWhenItsTransportCanStartNoThread) {
     EXPECT_TRUE(std::filesystem::is_empty(folder + "/registry"));
 }
 
+TEST_F(ServiceEndToEndTest, ComesBackOverItsStaleSocket) {
+    startPhone();
+    ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
+    phone->wait();
+    EXPECT_EQ(version().status, 3);
+    startPhone();
+    EXPECT_EQ(version().out, kVersionResult);
+}
+
+TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
+    startPhone();
+    ctl({"fault", "on AT%SWV late 3600s"});
+    Program client({bin("bivistactl"), "call", "sendAtCommand", "AT%SWV", "null"}, folder);
     awaitLog("serialAtCmd: wr: [AT%SWV]");
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
     const Outcome outcome = client.wait();
@@ -209,20 +209,9 @@ TEST_F(ServiceEndToEndTest, EndsWhenItsTransportCanStartNoThread) {
     EXPECT_NE(outcome.err, "");
 }
 
-// A client whose callback hangs: it was stopped during its command, and then a line came.
-class HangingClientTest : public ServiceEndToEndTest {
+// A service whose RPC thread is held.
+class HeldServiceTest : public ServiceEndToEndTest {
   protected:
-    void SetUp() override {
-        startPhone();
-        ctl({"fault", R"(on AT%SWV answer "" times 1)"});
-        hanging = std::make_unique<Program>(
-                std::vector<std::string>{bin("bivistactl"), "at", "AT%SWV"}, folder);
-        awaitLog("serialAtCmd: wr: [AT%SWV]");
-        hanging->signal(SIGSTOP);
-        ctl({"send", "\\r\\none\\r\\nOK\\r\\n"});
-        awaitLog("serialAtCmd: rd: [one]");
-    }
-
     // Starts a client, and waits until the service has accepted it.
     std::unique_ptr<Program> connect(std::vector<std::string> arguments) const {
         const size_t before = serviceSockets();
@@ -251,7 +240,6 @@ class HangingClientTest : public ServiceEndToEndTest {
         EXPECT_EQ(version().out, kVersionResult);
     }
 
-    std::unique_ptr<Program> hanging;
     std::unique_ptr<Program> waiting;
     std::unique_ptr<Program> commanding;
 
@@ -266,6 +254,23 @@ class HangingClientTest : public ServiceEndToEndTest {
         }
         return sockets;
     }
+};
+
+// A client whose callback hangs: it was stopped during its command, and then a line came.
+class HangingClientTest : public HeldServiceTest {
+  protected:
+    void SetUp() override {
+        startPhone();
+        ctl({"fault", R"(on AT%SWV answer "" times 1)"});
+        hanging = std::make_unique<Program>(
+                std::vector<std::string>{bin("bivistactl"), "at", "AT%SWV"}, folder);
+        awaitLog("serialAtCmd: wr: [AT%SWV]");
+        hanging->signal(SIGSTOP);
+        ctl({"send", "\\r\\none\\r\\nOK\\r\\n"});
+        awaitLog("serialAtCmd: rd: [one]");
+    }
+
+    std::unique_ptr<Program> hanging;
 };
 
 TEST_F(HangingClientTest, HoldsTheServiceUntilItGoesOn) {
@@ -294,6 +299,95 @@ TEST_F(HangingClientTest, HoldsTheAtChannel) {
     awaitLog("========== ttyACM0 create", 2);
     awaitCover();
     EXPECT_EQ(version().out, kVersionResult);
+}
+
+// A neighbour that is declared and not up holds whoever asks for it.
+class DeclaredNeighbourTest : public HeldServiceTest {
+  protected:
+    static std::string waitingFor(const std::string& name) {
+        return "Waiting for " + name + ", which is declared and not up";
+    }
+
+    // A call of the service's, once it waits for the neighbour.
+    std::unique_ptr<Program> startHeldCall(std::vector<std::string> arguments,
+                                           const std::string& neighbour) const {
+        arguments.insert(arguments.begin(), {bin("bivistactl"), "call"});
+        auto held = std::make_unique<Program>(arguments, folder);
+        awaitLog(waitingFor(neighbour));
+        return held;
+    }
+
+    const std::string accessory = "vendor.qmx.hardware.accessory@1.1::IAccessory/default";
+    const std::string lpwg = "vendor.qmx.hardware.lpwg@1.3::ILpwg/default";
+};
+
+TEST_F(DeclaredNeighbourTest, HoldsTheQuestionForTheCoverAndAllOtherCalls) {
+    startPhone();
+    awaitAttachDone();
+    ctl({"accessory", "declared"});
+    const auto asking = startHeldCall({"getBV2Status"}, accessory);
+    expectThatOthersWait();
+    EXPECT_TRUE(asking->isRunning());
+    ctl({"accessory", "cover"});
+    EXPECT_EQ(asking->wait().out,
+              "{\"method\":\"getBV2Status\",\"status\":\"OK\",\"value\":{\"connected\":true}}\n");
+    expectThatOthersAreAnswered();
+}
+
+// Meant: the question holds the lock that the detach needs.
+TEST_F(DeclaredNeighbourTest, StopsADetachUntilItComes) {
+    startPhone();
+    awaitAttachDone();
+    ctl({"accessory", "declared"});
+    const auto asking = startHeldCall({"getBV2Status"}, accessory);
+    ctl({"detach"});
+    awaitLog("bv2_display_deinit ++, bv2_initialized:1");
+    EXPECT_EQ(count(log(), "bv2_display_deinit --"), 0u);
+    ctl({"accessory", "cover"});
+    EXPECT_EQ(asking->wait().status, 0);
+    awaitLog("bv2_display_deinit --, bv2_initialized:0");
+    EXPECT_LT(log().find(accessory + " is up"), log().find("bv2_display_deinit --"));
+}
+
+TEST_F(DeclaredNeighbourTest, HoldsThePenModeBetweenItsSteps) {
+    startPhone();
+    awaitAttachDone();
+    ctl({"lpwg", "declared"});
+    const auto switching = startHeldCall({"manageAesMode", "1"}, lpwg);
+    expectThatOthersWait();
+    EXPECT_EQ(count(journal(), "AT%TCHNOTIFY=SWTICH_AES,1"), 1u) << "the cover comes first";
+    EXPECT_EQ(count(log(), "manageAesMode : "), 0u);
+    ctl({"lpwg", "result", "5"});
+    EXPECT_EQ(switching->wait().status, 0);
+    EXPECT_THAT(log(),
+                ContainsRegex(lineOf('D', "manageAesMode : ATCMD_Status : 0, sysNodeError : 5")));
+    expectThatOthersAreAnswered();
+}
+
+TEST_F(DeclaredNeighbourTest, LetsThePenModeGoWhenItIsUndeclared) {
+    startPhone();
+    awaitAttachDone();
+    ctl({"lpwg", "declared"});
+    const auto switching = startHeldCall({"manageAesMode", "2"}, lpwg);
+    EXPECT_EQ(count(journal(), "AT%TCHNOTIFY=SWTICH_AES,2"), 0u) << "the neighbour comes first";
+    ctl({"lpwg", "absent"});
+    EXPECT_EQ(switching->wait().status, 0);
+    EXPECT_THAT(log(), HasSubstr(lpwg + " is no longer declared"));
+    EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 0"));
+}
+
+// An event's switch waits on the uevent worker: calls are served meanwhile.
+TEST_F(DeclaredNeighbourTest, HoldsTheThreadThatAsksForIt) {
+    startPhone();
+    awaitAttachDone();
+    ctl({"listen"});
+    ctl({"lpwg", "declared"});
+    ctl({"pen", "SWITCH_AES_BOTH"});
+    awaitLog(waitingFor(lpwg));
+    EXPECT_EQ(version().out, kVersionResult);
+    EXPECT_EQ(count(log(), "manageAesMode : "), 0u);
+    ctl({"lpwg", "present"});
+    awaitLog("manageAesMode : ATCMD_Status : 0, sysNodeError : 0");
 }
 
 TEST_F(ServiceEndToEndTest, CarriesOnWhenAClientDiesDuringItsCommand) {

@@ -67,10 +67,12 @@ Findings examineService(std::chrono::milliseconds patience, pid_t* process) {
                               BivistaV1_0::descriptor + " in " + registry::directory();
     const auto reason = askFor(patience);
     if (!reason) {
-        return {problem(kCheck, words + ", and does not answer",
-                        "It serves one call at a time and is busy: a self test or an upgrade may "
-                        "take minutes, a client may hang in its callback, or one has cleared the "
-                        "LPWG callback, which only a restart of the service ends.")};
+        return {problem(
+                kCheck, words + ", and does not answer",
+                "It serves one call at a time and is busy: a self test or an upgrade may "
+                "take minutes, a client may hang in its callback, a service that it asks may be "
+                "declared and not up, or a client has cleared the "
+                "LPWG callback, which only a restart of the service ends.")};
     }
     if (!reason->empty()) return {problem(kCheck, *reason, "See the service's log.")};
     return {fine(kCheck, words)};
