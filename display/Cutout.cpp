@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <string>
 
 #include "kernel/Bivista.h"
+#include "kernel/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -16,20 +16,20 @@ constexpr size_t kCapacity = 1024;
 // Set under sTextLock, with the text.
 std::atomic<bool> sFetched = false;
 
-// Leaf lock, held only to copy. Guards sText. The text has one byte more than the transport is
-// told, since a failed command may leave its answer without a NUL.
-std::mutex sTextLock;
-char sText[kCapacity + 1] = {};
+// Leaf lock, held only to copy.
+Mutex sTextLock;
+// One byte more than the transport is told: a failed command may leave its answer without a NUL.
+char sText[kCapacity + 1] GUARDED_BY(sTextLock) = {};
 
 void copyText(char (&text)[kCapacity + 1]) {
-    const std::lock_guard<std::mutex> lock(sTextLock);
+    const LeafLock lock(sTextLock);
     memcpy(text, sText, sizeof(text));
 }
 
 // An attach and a client may ask at the same time. What was fetched stays, whatever the other query
 // brings: it may have begun with the text before, and failed.
 void keepText(const char (&text)[kCapacity + 1], bool fetched) {
-    const std::lock_guard<std::mutex> lock(sTextLock);
+    const LeafLock lock(sTextLock);
     if (sFetched) return;
     memcpy(sText, text, sizeof(sText));
     sFetched = fetched;

@@ -9,17 +9,17 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 void DevicePath::set(const char* name) {
-    const std::lock_guard lock(mLock);
+    const LeafLock lock(mLock);
     snprintf(mPath, sizeof(mPath), "%s/%s", "/dev", name);
 }
 
 void DevicePath::clear() {
-    const std::lock_guard lock(mLock);
+    const LeafLock lock(mLock);
     mPath[0] = '\0';
 }
 
 void DevicePath::copyTo(char (&path)[kCapacity]) const {
-    const std::lock_guard lock(mLock);
+    const LeafLock lock(mLock);
     memcpy(path, mPath, sizeof(mPath));
 }
 

@@ -1,8 +1,10 @@
 // Path of a device node, shared between the thread that watches /dev and the threads that open it.
 #pragma once
 
-#include <mutex>
+#include <cstddef>
 #include <string>
+
+#include "kernel/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -22,9 +24,9 @@ class DevicePath {
     std::string name() const;
 
   private:
-    // Leaf lock, held only to copy. Guards mPath.
-    mutable std::mutex mLock;
-    char mPath[kCapacity] = {};
+    // Leaf lock, held only to copy.
+    mutable Mutex mLock;
+    char mPath[kCapacity] GUARDED_BY(mLock) = {};
 };
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,5 +1,6 @@
 // The service's mutexes: a failure to lock or unlock is logged with the function's name and
-// otherwise ignored, so that the function carries on.
+// otherwise ignored, so that the function carries on. Not std::mutex: the phone's C++ library gives
+// it a destructor, which runs at exit, and threads of the service outlive main.
 #pragma once
 
 #include <pthread.h>
@@ -31,7 +32,8 @@ class CAPABILITY("mutex") Mutex {
     // False when somebody holds the mutex; does not wait.
     bool tryLock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&mHandle) == 0; }
 
-    // As unlock(), for the one place where a failure is not logged.
+    // As lock() and unlock(), where a failure is not logged.
+    void lockSilently() ACQUIRE() { pthread_mutex_lock(&mHandle); }
     void unlockSilently() RELEASE() { pthread_mutex_unlock(&mHandle); }
 
     // Gives the mutex up until the condition is signalled (or for no reason), and takes it again.
@@ -58,6 +60,18 @@ class SCOPED_CAPABILITY MutexLock {
   private:
     Mutex& mMutex;
     const char* const mFunction;
+};
+
+// Holds a leaf lock for a scope; a failure is not logged.
+class SCOPED_CAPABILITY LeafLock {
+  public:
+    explicit LeafLock(Mutex& mutex) ACQUIRE(mutex) : mMutex(mutex) { mMutex.lockSilently(); }
+    ~LeafLock() RELEASE() { mMutex.unlockSilently(); }
+    LeafLock(const LeafLock&) = delete;
+    LeafLock& operator=(const LeafLock&) = delete;
+
+  private:
+    Mutex& mMutex;
 };
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -2,10 +2,11 @@
 // assigned takes a reference of an object that may be gone.
 #pragma once
 
-#include <mutex>
 #include <utility>
 
 #include <utils/StrongPointer.h>
+
+#include "kernel/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -13,20 +14,20 @@ template <typename T>
 class SharedPointer {
   public:
     ::android::sp<T> get() const {
-        const std::lock_guard<std::mutex> lock(mLock);
+        const LeafLock lock(mLock);
         return mPointer;
     }
 
     void set(::android::sp<T> pointer) {
-        const std::lock_guard<std::mutex> lock(mLock);
+        const LeafLock lock(mLock);
         // The old object is released with the argument, when the lock is free again.
         std::swap(mPointer, pointer);
     }
 
   private:
-    // Leaf lock, held only to copy or swap. Guards mPointer.
-    mutable std::mutex mLock;
-    ::android::sp<T> mPointer;
+    // Leaf lock, held only to copy or swap.
+    mutable Mutex mLock;
+    ::android::sp<T> mPointer GUARDED_BY(mLock);
 };
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -2,7 +2,8 @@
 
 - The device folders (service, kernel, display, sub_display) hold no conditional compilation for the
   platform, and include nothing but the standard library, Linux, the public headers of the Android
-  libraries that they use, and each other as the layout allows.
+  libraries that they use, and each other as the layout allows. None of the standard locks: those of
+  the phone's library have destructors, which run at exit while the service's threads go on.
 - The conformance suite includes the standard library, GoogleTest, HIDL and itself alone, so that it
   sees nothing of the service but its interface, and has no conditional compilation either.
 - The cover's model includes the standard library and itself alone.
@@ -26,6 +27,8 @@ ANDROID = (
 LINUX = ("linux/", "sys/")
 LINUX_FILES = {"dirent.h", "fcntl.h", "libgen.h", "poll.h", "pthread.h", "sched.h", "strings.h",
                "termios.h", "unistd.h"}
+# Instead of these: kernel/Mutex.h.
+STANDARD_LOCKS = {"condition_variable", "mutex", "shared_mutex"}
 # Folder: the project's headers that it may include.
 ROOMS = {
     "service": ("kernel/Bivista.h", "kernel/Log.h"),
@@ -53,6 +56,8 @@ def is_standard(header):
 def allowed_in_room(room, bracket, header):
     if bracket == '"':
         return header.startswith(ROOMS[room])
+    if header in STANDARD_LOCKS:
+        return False
     return (is_standard(header) or header.startswith(ANDROID) or header.startswith(LINUX)
             or header in LINUX_FILES)
 

@@ -18,6 +18,12 @@ class LintTest(unittest.TestCase):
         self.assertEqual(findings("kernel/A.cpp", "#include <nlohmann/json.hpp>\n"),
                          ["kernel/A.cpp:1: kernel/ may not include nlohmann/json.hpp"])
 
+    def test_device_folders_take_no_lock_that_is_destroyed_at_exit(self):
+        for header in ("condition_variable", "mutex", "shared_mutex"):
+            self.assertEqual(findings("display/A.cpp", f"#include <{header}>\n"),
+                             [f"display/A.cpp:1: display/ may not include {header}"])
+            self.assertEqual(findings("emulator/phone/A.cpp", f"#include <{header}>\n"), [])
+
     def test_device_folders_do_not_reach_into_the_host(self):
         self.assertEqual(findings("display/A.cpp", '#include "emulator/cover/State.h"\n'),
                          ["display/A.cpp:1: display/ may not include emulator/cover/State.h"])

@@ -2,9 +2,8 @@
 
 #include "sub_display/SubDisplay.h"
 
-#include <mutex>
-
 #include "kernel/Bivista.h"
+#include "kernel/Mutex.h"
 #include "sub_display/FrameBuffer.h"
 #include "sub_display/UpdateThread.h"
 
@@ -12,17 +11,17 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-// Leaf lock, held only to copy. Guards sInfo.
-std::mutex sInfoLock;
+// Leaf lock, held only to copy.
+Mutex sInfoLock;
 // Kept when the panel goes.
-SubScreenInfo sInfo = {};
+SubScreenInfo sInfo GUARDED_BY(sInfoLock) = {};
 
 std::atomic<Bivista*> sService = nullptr;
 
 }  // namespace
 
 SubScreenInfo subScreenInfo() {
-    const std::lock_guard lock(sInfoLock);
+    const LeafLock lock(sInfoLock);
     return sInfo;
 }
 
@@ -47,7 +46,7 @@ int32_t Bivista::initSubDisplay(Bivista* service, hid_display_report_info info) 
     LOG_INFO("initSubDisplay ++ ");
     sService = service;
     {
-        const std::lock_guard lock(sInfoLock);
+        const LeafLock lock(sInfoLock);
         sInfo = {info.x, info.y, info.format};
     }
     permitUpdateThread();
