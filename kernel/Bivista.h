@@ -157,8 +157,9 @@ class Bivista : public V1_1::IBivista {
     void serialDeviceAdded() EXCLUDES(sSerialMutex);
     void serialDeviceRemoved() EXCLUDES(sSerialMutex);
 
-    // Starts or ends the capture of the cover's own log (SerialLog.cpp). Notify thread; the end
-    // waits for the log thread. Result of the command to the cover, 0 when none was sent.
+    // Starts or ends the capture of the cover's own log (SerialLog.cpp). Notify thread. The end
+    // waits for the log thread, unless a cover on the bus fails the command. Result of the command
+    // to the cover; 0 when none was sent; a thread creation's result when it is negative.
     int serialLogEnable(bool enable) EXCLUDES(sSerialMutex);
 
     // The command that makes the cover stream its log, or be silent, as the system properties say.
@@ -226,7 +227,7 @@ class Bivista : public V1_1::IBivista {
     void joinSerialLog() EXCLUDES(sSerialMutex);
     void captureSerialLog(int wakeFd, int timeout);
     bool copySerialLog(int wakeFd, int timeout);
-    int copySerialLine();
+    int copySerialLine(int wakeFd);
 
     // Chooses the image of `dir` for a cover of this version (FirmwareFile.cpp). `selected` holds
     // 1024 zero bytes and takes the image's file name; it stays empty when there is no image at

@@ -7,7 +7,6 @@
 #include <cutils/properties.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
@@ -37,6 +36,8 @@ constexpr char kDisplayWakeLock[] = "PowerManagerService.Display";
 
 constexpr int kMtkTimeoutMs = 1000;
 constexpr int kNoTimeout = -1;
+// From one try of sSerialMutex to the next.
+constexpr int kExchangeWaitMs = 10;
 
 constexpr size_t kBufferSize = 1024;
 
@@ -128,6 +129,19 @@ bool pollDescriptors(int wakeFd, int timeout) {
     if (poll(all, 1 + fdsCount, timeout) < 0) return failed("failed to poll");
     for (nfds_t i = 0; i < fdsCount; ++i) fds[i].revents = all[1 + i].revents;
     return true;
+}
+
+// Waits a moment for the end of the AT exchange that runs. Leaves out the tty, which would end the
+// wait at once for as long as a line is there. 0, or the cause of a failure.
+int waitForExchange(int wakeFd) {
+    pollfd others[] = {{wakeFd, POLLIN, 0}, fds[0]};
+    if (poll(others, 2, kExchangeWaitMs) < 0) {
+        const int error = errno;
+        failed("failed to poll");
+        return error;
+    }
+    fds[0].revents = others[1].revents;
+    return 0;
 }
 
 bool drainWatch() {
@@ -262,7 +276,7 @@ bool Bivista::copySerialLog(int wakeFd, int timeout) {
             return false;
         }
         if ((fds[1].revents & POLLIN) != 0) {
-            const int copied = copySerialLine();
+            const int copied = copySerialLine(wakeFd);
             if (copied == EAGAIN) continue;
             if (copied != 0) return false;
         }
@@ -270,14 +284,10 @@ bool Bivista::copySerialLog(int wakeFd, int timeout) {
     }
 }
 
-// Copies one line, unless an AT exchange runs: its lines are not for the log. 0, EAGAIN, or the
-// cause of a failed read.
-int Bivista::copySerialLine() {
-    if (!sSerialMutex.tryLock()) {
-        // The exchange reads the line that is there, so this does not go on for long.
-        sched_yield();
-        return EAGAIN;
-    }
+// Copies one line. While an AT exchange runs, whose lines are not for the log, waits a moment
+// instead. 0, EAGAIN when there is no line after all, or the cause of a failure.
+int Bivista::copySerialLine(int wakeFd) {
+    if (!sSerialMutex.tryLock()) return waitForExchange(wakeFd);
     char text[kBufferSize];
     const ssize_t count = read(fds[1].fd, text, sizeof(text));
     const int error = count < 0 ? errno : 0;

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -29,8 +30,14 @@ std::atomic<bool> failWatchRead = false;
 std::atomic<bool> failTtyRead = false;
 std::atomic<int> ttyReadError = EIO;
 std::atomic<bool> failDtr = false;
-// Trials of the lock that found it taken.
-std::atomic<int> yields = 0;
+// Trials of the log thread's that found the lock taken, and that nothing but another trial, or a
+// wait that the tty can end, came after.
+std::atomic<int> busyTries = 0;
+std::atomic<int> hurriedTries = 0;
+// The calling thread's last trial found the lock taken, and it has not waited since.
+thread_local bool mustWait = false;
+// Breaks off the wait after such a trial.
+std::atomic<bool> failBusyWait = false;
 
 int broken(int error) {
     errno = error;
@@ -61,7 +68,13 @@ int __wrap_eventfd(unsigned int count, int flags) {
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
 int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
     const bool mine = count >= 2 && fds[1].fd == watchFd && watchFd >= 0;
-    return mine && failPoll.exchange(false) ? broken(ENOMEM) : __real_poll(fds, count, timeout);
+    if (!mine) return __real_poll(fds, count, timeout);
+    if (std::exchange(mustWait, false)) {
+        // Beside the watch only the descriptor that ends the thread, and for a time.
+        if (count > 2 || timeout <= 0) ++hurriedTries;
+        if (failBusyWait.exchange(false)) return broken(ENOMEM);
+    }
+    return failPoll.exchange(false) ? broken(ENOMEM) : __real_poll(fds, count, timeout);
 }
 
 ssize_t __real_read(int fd, void* buffer, size_t size);
@@ -78,10 +91,13 @@ int __wrap_ioctl(int fd, unsigned long request, void* argument) {
     return __real_ioctl(fd, request, argument);
 }
 
-int __real_sched_yield();
-int __wrap_sched_yield() {
-    ++yields;
-    return __real_sched_yield();
+int __real_pthread_mutex_trylock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_trylock(pthread_mutex_t* mutex) {
+    const int result = __real_pthread_mutex_trylock(mutex);
+    if (mustWait) ++hurriedTries;
+    mustWait = result == EBUSY;
+    if (mustWait) ++busyTries;
+    return result;
 }
 }
 
@@ -103,6 +119,13 @@ class SerialLogInterpositionTest : public ServiceTest {
     }
 
     void awaitResume() const { log.waitFor("serialLogThread: resume"); }
+
+    // Has the cover log a line, and waits until the log thread has found the lock taken.
+    void leavePendingLine(const std::string& line) const {
+        const int before = busyTries;
+        while (!phone.logFromCover(line)) usleep(1000);
+        while (busyTries == before) usleep(1000);
+    }
 
     // The line of a failure, and the end of the thread behind it; the service goes on.
     void expectEnd(const std::string& failure) {
@@ -175,13 +198,63 @@ TEST_F(SerialLogInterpositionTest, LeavesTheLinesAloneWhileTheLockIsTaken) {
     awaitResume();
     {
         const MutexLock lock(sSerialMutex, __func__);
-        while (!phone.logFromCover("later")) {
-        }
-        while (yields == 0) {
-        }
+        leavePendingLine("later");
         EXPECT_FALSE(log.contains("later"));
     }
     log.waitFor(ANDROID_LOG_INFO, "later");
+    EXPECT_EQ(hurriedTries, 0);
+}
+
+// The tty would end such a wait at once, again and again.
+TEST_F(SerialLogInterpositionTest, WaitsWithoutTheTtyBetweenItsTriesOfTheLock) {
+    start();
+    attach();
+    awaitResume();
+    {
+        const MutexLock lock(sSerialMutex, __func__);
+        leavePendingLine("later");
+        while (busyTries < 5) usleep(1000);
+    }
+    log.waitFor(ANDROID_LOG_INFO, "later");
+    EXPECT_EQ(hurriedTries, 0);
+}
+
+TEST_F(SerialLogInterpositionTest, SeesAHangUpWhileTheLockIsTaken) {
+    start();
+    attach();
+    awaitResume();
+    const MutexLock lock(sSerialMutex, __func__);
+    leavePendingLine("lost");
+    phone.detachCover();
+    const size_t at = log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: POLLHUP");
+    log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting", at);
+    EXPECT_FALSE(log.contains("lost"));
+    EXPECT_EQ(hurriedTries, 0);
+}
+
+TEST_F(SerialLogInterpositionTest, FollowsTheDisplayWhileTheLockIsTaken) {
+    start();
+    attach();
+    awaitResume();
+    const MutexLock lock(sSerialMutex, __func__);
+    leavePendingLine("unread");
+    phone.wakeLock(false);
+    log.waitFor(ANDROID_LOG_INFO, "serialLogThread: suspend");
+    EXPECT_FALSE(log.contains("unread"));
+    EXPECT_EQ(hurriedTries, 0);
+}
+
+TEST_F(SerialLogInterpositionTest, EndsWhenTheWaitForTheLockFails) {
+    start();
+    attach();
+    awaitResume();
+    {
+        const MutexLock lock(sSerialMutex, __func__);
+        failBusyWait = true;
+        leavePendingLine("lost");
+        log.waitFor("serialLogThread: exiting");
+    }
+    expectEnd("serialLogThread: failed to poll: Cannot allocate memory");
 }
 
 TEST_F(SerialLogInterpositionTest, EndsWithoutItsEventfdToo) {
