@@ -201,10 +201,13 @@ class Bivista : public V1_1::IBivista {
     void startThread(void* (*body)(void*), const char* failure);
     [[noreturn]] void giveUp(const char* failure, int error);
     void watchDevFolder();
+    void lookForNodes();
+    void recoverFromOverflow();
     bool waitForNotify(char* buffer, size_t capacity, ssize_t* count);
     void watchUsb(usb_host_context* context);
     bool waitForUsb(int fd) const;
     void dispatchNotify(const char* buffer, ssize_t count);
+    void handleNotify(uint32_t mask, const char* name, ssize_t count);
     void handleTtyEvent(uint32_t mask, const char* name);
     void handleHidEvent(uint32_t mask, const char* name);
     // Counts a vote or its withdrawal; whether the control file must be written.

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -33,6 +34,8 @@ constexpr char kTtyPrefix[] = "ttyACM";
 constexpr char kHidPrefix[] = "hidraw";
 
 constexpr size_t kBufferSize = 1024;
+// What the kernel's entry of a short name takes.
+constexpr ssize_t kEntrySize = 2 * sizeof(inotify_event);
 
 bool startsWith(const char* text, const char* prefix) {
     return strncmp(text, prefix, strlen(prefix)) == 0;
@@ -65,21 +68,22 @@ bool isCover(const char* vendorFormat, const char* productFormat, const char* na
     return readId(productFormat, name, &id) && id == kCoverProduct;
 }
 
-// Appends a creation event for a node that is there already.
-void appendIfPresent(const char* node, char* buffer, ssize_t* count) {
-    char path[PATH_MAX];
-    snprintf(path, sizeof(path), "/dev/%s", node);
-    if (access(path, F_OK) != 0) return;
-    // The kernel pads names to a multiple of the event's size too.
-    inotify_event event = {};
-    event.mask = IN_CREATE;
-    event.len = sizeof(inotify_event);
-    memcpy(buffer + *count, &event, sizeof(event));
-    char* name = buffer + *count + sizeof(event);
-    memset(name, 0, event.len);
-    strncpy(name, node, event.len - 1);
-    *count += sizeof(event) + event.len;
-    LOG_DEBUG("%s: access \"%s\" OK", kFunction, path);
+bool isThere(const char* path) {
+    return access(path, F_OK) == 0;
+}
+
+// Whether a node that nothing told of is there.
+bool isPresent(const char* node) {
+    const std::string path = std::string("/dev/") + node;
+    if (!isThere(path.c_str())) return false;
+    LOG_DEBUG("%s: access \"%s\" OK", kFunction, path.c_str());
+    return true;
+}
+
+bool isGone(const DevicePath& devicePath) {
+    char path[DevicePath::kCapacity];
+    devicePath.copyTo(path);
+    return !isThere(path);
 }
 
 }  // namespace
@@ -107,15 +111,22 @@ void* Bivista::usbNotifyThread(void* service) {
 }
 
 void Bivista::watchDevFolder() {
+    // Meant: nodes that are there at the start are handled before the destroy flag is looked at.
+    lookForNodes();
     alignas(inotify_event) char buffer[kBufferSize];
     ssize_t count = 0;
-    appendIfPresent("hidraw0", buffer, &count);
-    appendIfPresent("ttyACM0", buffer, &count);
-    // Meant: nodes that are there at the start are handled before the destroy flag is looked at.
-    do {
+    while (!sDestroy && waitForNotify(buffer, sizeof(buffer), &count)) {
         dispatchNotify(buffer, count);
-        if (sDestroy) return;
-    } while (waitForNotify(buffer, sizeof(buffer), &count));
+    }
+}
+
+// Handles nodes that are there already as if they were just created.
+void Bivista::lookForNodes() {
+    const bool hid = !mHidDisplayAttached && isPresent("hidraw0");
+    const bool tty = !mSerialAttached && isPresent("ttyACM0");
+    const ssize_t count = kEntrySize * (static_cast<int>(hid) + static_cast<int>(tty));
+    if (hid) handleNotify(IN_CREATE, "hidraw0", count);
+    if (tty) handleNotify(IN_CREATE, "ttyACM0", count);
 }
 
 // Waits for events and reads them. False when the thread is to end. The SIGUSR1 handler may run
@@ -144,15 +155,31 @@ void Bivista::dispatchNotify(const char* buffer, ssize_t count) {
     for (ssize_t offset = 0; offset < count;) {
         const inotify_event* event = reinterpret_cast<const inotify_event*>(buffer + offset);
         // Overflow and removal events carry no name.
-        const char* name = event->len > 0 ? event->name : "";
-        LOG_DEBUG("%s: read:%zd mask:0x%08x name:%s", kFunction, count, event->mask, name);
-        if (startsWith(name, kTtyPrefix)) {
-            handleTtyEvent(event->mask, name);
-        } else if (startsWith(name, kHidPrefix)) {
-            handleHidEvent(event->mask, name);
-        }
+        handleNotify(event->mask, event->len > 0 ? event->name : "", count);
+        if ((event->mask & IN_Q_OVERFLOW) != 0) recoverFromOverflow();
         offset += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
     }
+}
+
+// `count`: the bytes of the read that brought it.
+void Bivista::handleNotify(uint32_t mask, const char* name, ssize_t count) {
+    LOG_DEBUG("%s: read:%zd mask:0x%08x name:%s", kFunction, count, mask, name);
+    if (startsWith(name, kTtyPrefix)) {
+        handleTtyEvent(mask, name);
+    } else if (startsWith(name, kHidPrefix)) {
+        handleHidEvent(mask, name);
+    }
+}
+
+// Entries were lost: makes up for the removals and creations among them.
+void Bivista::recoverFromOverflow() {
+    if (mHidDisplayAttached && isGone(mHidDevicePath)) {
+        handleHidEvent(IN_DELETE, mHidDevicePath.name().c_str());
+    }
+    if (mSerialAttached && isGone(mSerialDevicePath)) {
+        handleTtyEvent(IN_DELETE, mSerialDevicePath.name().c_str());
+    }
+    lookForNodes();
 }
 
 void Bivista::handleTtyEvent(uint32_t mask, const char* name) {

@@ -1,4 +1,6 @@
 // Finding the cover's nodes in /dev by their ids.
+#include <functional>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -218,21 +220,117 @@ INSTANTIATE_TEST_SUITE_P(Files, HidIdTest,
                                          Ids{"OtherProduct", "3e91\n", "6a2e\n", false, true}),
                          [](const auto& info) { return info.param.name; });
 
-TEST_F(UsbMonitorTest, RecoversWhenMoreHappensThanTheQueueHolds) {
-    start();
-    {
-        // The notify thread waits for it, with the cover's tty in hand, while the queue overflows.
-        const MutexLock lock(sUsbAutoSuspendMutex, __func__);
-        phone.attachCover(support::withoutPanel());
+// More happens in /dev than the notify thread's queue holds, while that thread waits for a lock.
+class OverflowTest : public UsbMonitorTest {
+  protected:
+    static void overflow() {
         for (int i = 0; i < 20000; ++i) {
             ASSERT_EQ(symlink("x", "/dev/overflow"), 0);
             ASSERT_EQ(unlink("/dev/overflow"), 0);
         }
     }
-    log.waitUntil([](const support::LogLine& line) {
-        return line.text.find("mask:0x00004000 name:") != std::string::npos;
-    });
+    // Holds the notify thread with a panel of this number in hand. What happens then is lost.
+    void loseTheEventsOf(int panel, const std::function<void()>& happen) {
+        const MutexLock lock(hid_lock, __func__);
+        const size_t from = log.size();
+        support::createHidNode(phone, panel);
+        log.waitFor("========== hidraw" + std::to_string(panel) + " create", from);
+        overflow();
+        happen();
+    }
+    // As above, with a tty in hand.
+    void loseTheEventsOf(const CoverOptions& cover, const std::function<void()>& happen) {
+        const MutexLock lock(sUsbAutoSuspendMutex, __func__);
+        const size_t from = log.size();
+        phone.attachCover(cover);
+        log.waitFor("========== ttyACM" + std::to_string(cover.tty) + " create", from);
+        overflow();
+        happen();
+    }
+    // The line after the queue's last entry.
+    size_t awaitOverflow() const {
+        return log.waitUntil([](const support::LogLine& line) {
+            return line.text.find("mask:0x00004000 name:") != std::string::npos;
+        });
+    }
+    static CoverOptions withTty(int number) {
+        CoverOptions options = support::withoutPanel();
+        options.tty = number;
+        return options;
+    }
+};
+
+TEST_F(OverflowTest, LeavesAnAttachedTtyAttached) {
+    start();
+    loseTheEventsOf(support::withoutPanel(), [] {});
+    awaitOverflow();
     awaitMarker();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_EQ(log.count("========== ttyACM0 create"), 1u);
+    EXPECT_EQ(log.count("========== ttyACM0 delete"), 0u);
+    EXPECT_FALSE(log.contains("usbNotifyThread: access \"/dev/ttyACM0\" OK"));
+}
+
+TEST_F(OverflowTest, AttachesATtyThatCameUnseen) {
+    start();
+    loseTheEventsOf(5, [this] { phone.attachCover(support::withoutPanel()); });
+    const size_t at = log.waitFor("usbNotifyThread: access \"/dev/ttyACM0\" OK", awaitOverflow());
+    awaitAttached(at);
+    awaitMarker();
+    EXPECT_EQ(log.count("========== ttyACM0 create"), 1u);
+    EXPECT_THAT(commands(first), testing::Contains("ATE0\r").Times(1));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    // The panel that was in hand stays.
+    EXPECT_FALSE(log.contains("========== hidraw5 delete"));
+    detach();
+}
+
+TEST_F(OverflowTest, AttachesAPanelThatCameUnseen) {
+    start();
+    loseTheEventsOf(withTty(0), [this] { support::createHidNode(phone, 0); });
+    const size_t at = log.waitFor("usbNotifyThread: access \"/dev/hidraw0\" OK", awaitOverflow());
+    log.waitFor(ANDROID_LOG_INFO, "========== hidraw0 create", at);
+    awaitMarker();
+    EXPECT_EQ(log.count("========== hidraw0 create"), 1u);
+}
+
+TEST_F(OverflowTest, DetachesATtyThatWentUnseen) {
+    start();
+    attach();
+    loseTheEventsOf(5, [this] { phone.detachCover(); });
+    const size_t at = log.waitFor(ANDROID_LOG_INFO, "========== ttyACM0 delete", awaitOverflow());
+    log.waitFor("serialDeviceRemoved: attached:1", at);
+    awaitMarker();
+    EXPECT_EQ(log.count("========== ttyACM0 delete"), 1u);
+    EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
+    attach();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(OverflowTest, DetachesAPanelThatWentUnseen) {
+    start();
+    support::createHidNode(phone, 3);
+    log.waitFor("========== hidraw3 create");
+    loseTheEventsOf(withTty(0), [] { ASSERT_EQ(unlink("/dev/hidraw3"), 0); });
+    log.waitFor(ANDROID_LOG_INFO, "========== hidraw3 delete", awaitOverflow());
+    awaitMarker();
+    EXPECT_EQ(log.count("========== hidraw3 delete"), 1u);
+    const size_t from = log.size();
+    support::createHidNode(phone, 4);
+    log.waitFor("========== hidraw4 create", from);
+}
+
+// The removal first: else the service would take itself for attached.
+TEST_F(OverflowTest, AttachesWhatCameInThePlaceOfWhatWent) {
+    start();
+    attach(withTty(3));
+    loseTheEventsOf(5, [this] {
+        phone.detachCover();
+        phone.attachCover(support::withoutPanel());
+    });
+    size_t at = log.waitFor("========== ttyACM3 delete", awaitOverflow());
+    at = log.waitFor("========== ttyACM0 create", at);
+    awaitAttached(at);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
