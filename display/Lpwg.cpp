@@ -53,7 +53,8 @@ void Bivista::startUeventWorker() {
 }
 
 // Meant: the signal stops the USB side for good but not the worker, so the join returns only when
-// the worker's wait fails; until then the lock is held and the client waits.
+// the worker's wait fails; until then the lock is held and the client waits. A worker that ended by
+// itself is joined with glibc alone: the phone's C library gives ESRCH for its id.
 void Bivista::stopUeventWorker() {
     if (pthread_kill(mUeventThread, SIGUSR1) != 0) return;
     pthread_join(mUeventThread, nullptr);

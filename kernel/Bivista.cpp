@@ -11,6 +11,7 @@
 
 #include "kernel/Descriptor.h"
 #include "kernel/StopSignal.h"
+#include "kernel/ThreadName.h"
 #include "kernel/UsbMonitor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -21,6 +22,26 @@ Mutex sInstanceLock;
 // The service object. Written once, before any thread that could take the signal exists; so the
 // handler reads it without the lock.
 std::atomic<Bivista*> sInstance = nullptr;
+
+// Takes the signal when it is sent to the process, as long as the process lives.
+void* stopSignalThread(void* /*unused*/) {
+    nameThread("stop-signal");
+    const sigset_t signals = stopSignal();
+    int signal = 0;
+    while (sigwait(&signals, &signal) == 0) Bivista::sighandler(signal);
+    return nullptr;
+}
+
+// Nobody joins it.
+void startStopSignalThread() {
+    pthread_t thread;
+    const int result = pthread_create(&thread, nullptr, stopSignalThread, nullptr);
+    if (result == 0) {
+        pthread_detach(thread);
+    } else {
+        LOG_ERROR("Failed to create stop signal pthread: %s", strerror(result));
+    }
+}
 
 }  // namespace
 
@@ -43,6 +64,8 @@ Bivista::Bivista() {
     if (mStopFd < 0) giveUp("Failed to create usb stop eventfd: %s", errno);
     startThread(usbNotifyThread, "Failed to create usb notify pthread: %s");
     startThread(usbThread, "Failed to create usb pthread: %s");
+    // Meant: without it the service goes on.
+    startStopSignalThread();
 }
 
 // Meant: joins no thread and closes no descriptor. The members release the two callbacks.

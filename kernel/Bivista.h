@@ -46,10 +46,11 @@ class DumpText;
 class Bivista : public V1_1::IBivista {
   public:
     // Installs the SIGUSR1 handler, blocks SIGUSR1 on the calling thread (and so on every thread
-    // made later: the threads that may take it open it only while they wait), and starts the USB
-    // notify thread and the USB thread. Ends the process with status 1 when the stop eventfd cannot
-    // be made or a thread creation reports a negative result. The caller must take a strong
-    // reference and keep the object alive for as long as the two threads run.
+    // made later: the threads that may take it do so only while they wait), and starts the USB
+    // notify thread, the USB thread and the thread that waits for SIGUSR1. Ends the process with
+    // status 1 when the stop eventfd cannot be made or the creation of a USB thread reports a
+    // negative result. The caller must take a strong reference and keep the object alive for as
+    // long as the two USB threads run or SIGUSR1 may come.
     Bivista();
     ~Bivista() override;
 
@@ -123,9 +124,10 @@ class Bivista : public V1_1::IBivista {
     // thread. FAIL when the kernel's control file cannot be used.
     Status doRecoveryUpgrade();
 
-    // Stops and joins the two USB threads (UsbMonitor.cpp); a second call does nothing more. Runs
-    // in the SIGUSR1 handler, also on the notify thread itself, which then is not joined.
-    void usbThreadJoin();
+    // Stops the two USB threads (UsbMonitor.cpp), cleans up the USB host context, and joins each
+    // thread that has published what it watches; the others end by themselves. A second call waits
+    // for the first one, and joins who has published since. Any thread but these two.
+    void usbThreadJoin() EXCLUDES(mUsbJoinLock);
 
     // libusbhost's callbacks, on the USB thread (UsbDevice.cpp); `client` is the service object.
     // Both return 0: keep watching.
@@ -285,7 +287,9 @@ class Bivista : public V1_1::IBivista {
     // waits on would not. Made before the threads; written by usbThreadJoin and never read, so that
     // it stays readable for good.
     int mStopFd = -1;
-    std::atomic<bool> mNotifyJoined = false;
+    // Makes each stop of the two USB threads one step: held while they are joined, so that nobody
+    // joins one twice, or goes on before they have ended.
+    Mutex mUsbJoinLock;
     // The log thread, and whether it is there to be joined. Notify thread.
     pthread_t mSerialLogThread = {};
     std::atomic<bool> mSerialLogThreadExists = false;

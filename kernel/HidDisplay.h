@@ -20,7 +20,7 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "reports are read and written as they are");
 
 // Serialises all use of the panel's hidraw node, and changes of its attached flag: held for the
-// whole of every transfer. A leaf but for the log.
+// whole of every transfer. Inside it only the lock of the device path is taken.
 extern Mutex hid_lock;
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -5,7 +5,8 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// Guards the power control of the cover's USB device and its votes. A leaf but for the log.
+// Guards the power control of the cover's USB device and its votes. Inside it only the lock of the
+// device path is taken.
 extern Mutex sUsbAutoSuspendMutex;
 
 // Serialises all use of the cover's tty: held for the whole of every AT exchange, and while the

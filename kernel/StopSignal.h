@@ -1,16 +1,23 @@
-// SIGUSR1, which stops the USB side, is blocked on every thread: its handler logs, joins and frees.
-// A thread that may run the handler opens the signal inside a wait, and nowhere else.
+// SIGUSR1, which stops the USB side, is blocked on every thread: its handler logs, locks, joins and
+// frees. One thread does nothing but wait for it. Another one that may run the handler opens the
+// signal inside a wait, and nowhere else.
 #pragma once
 
 #include <csignal>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// Blocks the signal on the calling thread and those that it makes from now on.
-inline void blockStopSignal() {
+// The signal alone.
+inline sigset_t stopSignal() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGUSR1);
+    return signals;
+}
+
+// Blocks the signal on the calling thread and those that it makes from now on.
+inline void blockStopSignal() {
+    const sigset_t signals = stopSignal();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 

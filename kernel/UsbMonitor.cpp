@@ -18,7 +18,6 @@
 
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
-#include "kernel/StopSignal.h"
 #include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -86,6 +85,15 @@ bool isGone(const DevicePath& devicePath) {
     return !isThere(path);
 }
 
+// poll() without a time limit.
+int waitFor(pollfd (&fds)[2]) {
+    int ready = 0;
+    do {
+        ready = poll(fds, 2, -1);
+    } while (ready < 0 && errno == EINTR);
+    return ready;
+}
+
 }  // namespace
 
 void* Bivista::usbNotifyThread(void* service) {
@@ -129,18 +137,12 @@ void Bivista::lookForNodes() {
     if (tty) handleNotify(IN_CREATE, "ttyACM0", count);
 }
 
-// Waits for events and reads them. False when the thread is to end. The SIGUSR1 handler may run
-// here, and only here.
+// Waits for events and reads them. False when the thread is to end.
 bool Bivista::waitForNotify(char* buffer, size_t capacity, ssize_t* count) {
-    const sigset_t signals = stopSignalOpen();
     pollfd fds[] = {{mInotifyFd, POLLIN, 0}, {mStopFd, POLLIN, 0}};
-    int ready = 0;
-    do {
-        ready = ppoll(fds, 2, nullptr, &signals);
-    } while (ready < 0 && errno == EINTR && !sDestroy);
-
+    const int ready = waitFor(fds);
     *count = -1;
-    if (fds[1].revents != 0 || (ready < 0 && errno == EINTR)) {
+    if (fds[1].revents != 0) {
         // usbThreadJoin has asked for the descriptor to be closed: as a read of a closed one.
         errno = EBADF;
     } else if (ready >= 0) {
@@ -239,14 +241,10 @@ void Bivista::watchUsb(usb_host_context* context) {
     while (done == 0 && waitForUsb(fd)) done = usb_host_read_event(context);
 }
 
-// Waits for libusbhost's descriptor. False when the thread is to end. SIGUSR1 stays blocked.
+// Waits for libusbhost's descriptor. False when the thread is to end.
 bool Bivista::waitForUsb(int fd) const {
     pollfd fds[] = {{fd, POLLIN, 0}, {mStopFd, POLLIN, 0}};
-    int ready = 0;
-    do {
-        ready = poll(fds, 2, -1);
-    } while (ready < 0 && errno == EINTR);
-    if (ready < 0) {
+    if (waitFor(fds) < 0) {
         LOG_ERROR("%s: failed to poll: %s", "usbThread", strerror(errno));
         return false;
     }
@@ -254,23 +252,17 @@ bool Bivista::waitForUsb(int fd) const {
 }
 
 void Bivista::usbThreadJoin() {
+    const MutexLock lock(mUsbJoinLock, __func__);
     // Asked before both threads are stopped: the notify thread takes the descriptor back as it
     // ends.
     const bool watchesDev = mInotifyFd != -1;
     eventfd_write(mStopFd, 1);
-    // Whoever takes the context cleans it up: a second signal must not do so twice.
     if (usb_host_context* context = mUsbHostContext.exchange(nullptr)) {
         pthread_join(mUsbThread, nullptr);
         // The USB thread used the context until here.
         usb_host_cleanup(context);
     }
-    if (!watchesDev || mNotifyJoined.exchange(true)) return;
-    if (pthread_equal(pthread_self(), mUsbNotifyThread)) {
-        // The handler runs on the notify thread itself, which ends on its own.
-        pthread_detach(mUsbNotifyThread);
-    } else {
-        pthread_join(mUsbNotifyThread, nullptr);
-    }
+    if (watchesDev) pthread_join(mUsbNotifyThread, nullptr);
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,6 +1,7 @@
 // What a healthy kernel does not do to the uevent worker: calls that fail, and messages that it
 // never sends. The calls of this program go through the functions below (linker option --wrap).
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -27,6 +28,7 @@ std::function<int(const epoll_event* event)> onEpollControl;
 // None: the wait goes through.
 std::function<std::optional<int>(epoll_event* events, int count, int timeout)> onWait;
 std::function<int()> onKill;
+std::function<void()> onJoin;
 // The next message of the calling thread.
 thread_local std::optional<std::string> message;
 
@@ -79,6 +81,12 @@ int __wrap_epoll_pwait(int epoll, epoll_event* events, int count, int timeout,
 int __real_pthread_kill(pthread_t thread, int signal);
 int __wrap_pthread_kill(pthread_t thread, int signal) {
     return onKill ? onKill() : __real_pthread_kill(thread, signal);
+}
+
+int __real_pthread_join(pthread_t thread, void** result);
+int __wrap_pthread_join(pthread_t thread, void** result) {
+    if (onJoin) onJoin();
+    return __real_pthread_join(thread, result);
 }
 }
 
@@ -381,6 +389,40 @@ TEST_F(LpwgInterpositionTest, ClearingReturnsWhenTheWaitBehindTheSignalFails) {
     log.waitFor(ANDROID_LOG_INFO, "pthread destroyed", at);
 }
 
+TEST_F(LpwgInterpositionTest, TheSignalOfClearingStopsTheUsbSideOnTheWorker) {
+    failWaitsBehind(1);
+    std::atomic<int> joins = 0;
+    std::atomic<int> joinsOfWorker = 0;
+    onJoin = [&, client = pthread_self()] {
+        ++joins;
+        char name[16] = {};
+        pthread_getname_np(pthread_self(), name, sizeof(name));
+        if (pthread_self() != client && name == std::string("uevent-worker")) ++joinsOfWorker;
+    };
+    service->setLpwgCallback(new LpwgClient1_1);
+    log.waitFor("creating thread");
+    service->setLpwgCallback(nullptr);
+    onJoin = nullptr;
+    // The client's call joins the worker, which has joined the notify thread and the USB thread.
+    EXPECT_EQ(joins, 3);
+    EXPECT_EQ(joinsOfWorker, 2);
+}
+
+// As the phone's C library has it: a worker that ended can no longer be signalled.
+TEST_F(LpwgInterpositionTest, AWorkerThatEndedIsNotJoinedWhereItCannotBeSignalled) {
+    failWaitsBehind(0);
+    service->setLpwgCallback(new LpwgClient1_1);
+    log.waitFor("exiting worker thread");
+    onKill = [] { return ESRCH; };
+    service->setLpwgCallback(nullptr);
+    onKill = nullptr;
+    EXPECT_FALSE(log.contains("pthread destroyed"));
+    // Nor is the USB side stopped.
+    EXPECT_FALSE(log.contains("destroy set"));
+    EXPECT_EQ(service->lpwgCallback(), nullptr);
+}
+
+// As glibc has it: signalling a thread that ended and was not joined succeeds.
 TEST_F(LpwgInterpositionTest, AWorkerThatEndedLeavesItsClientAndIsJoinedByClearing) {
     failWaitsBehind(0);
     service->setLpwgCallback(new LpwgClient1_1);

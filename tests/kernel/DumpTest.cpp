@@ -107,7 +107,8 @@ TEST_F(DumpTest, CallsThreadsByTheirWork) {
     log.waitFor("usbThread: creating");
     attach();
     log.waitFor("serialLogThread: creating");
-    EXPECT_THAT(threadNamesOf(*service), IsSupersetOf({"usb-notify", "usb", "serial-log"}));
+    EXPECT_THAT(threadNamesOf(*service),
+                IsSupersetOf({"usb-notify", "usb", "stop-signal", "serial-log"}));
 }
 
 TEST_F(DumpTest, CountsExchangesAsTheCoverReceivedThem) {

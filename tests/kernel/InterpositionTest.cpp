@@ -288,6 +288,36 @@ TEST_F(InterpositionTest, APositiveThreadErrorIsNoFailure) {
     EXPECT_THAT(log.texts(), ElementsAre("destroy set"));
 }
 
+// Refuses the n-th thread from now on.
+void refuseThread(int number) {
+    onThreadCreate = [number, calls = 0](ThreadBody) mutable {
+        return ++calls == number ? EAGAIN : 0;
+    };
+}
+
+TEST_F(InterpositionTest, ASignalToTheProcessStopsTheUsbThreadWithoutANotifyThread) {
+    refuseThread(1);
+    make();
+    onThreadCreate = nullptr;
+    awaitUsbWatch();
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    log.waitFor("destroy set", log.waitFor("usbThread: exiting"));
+    EXPECT_FALSE(log.contains("usbNotifyThread: creating"));
+}
+
+TEST_F(InterpositionTest, WithoutAThreadForTheSignalTheServiceGoesOn) {
+    refuseThread(3);
+    start();
+    onThreadCreate = nullptr;
+    EXPECT_TRUE(
+            log.contains(ANDROID_LOG_ERROR,
+                         "Failed to create stop signal pthread: Resource temporarily unavailable"));
+    attach();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    Bivista::sighandler(SIGUSR1);
+    EXPECT_TRUE(log.contains("usbNotifyThread: exiting"));
+}
+
 TEST_F(InterpositionTest, WithoutInotifyTheNotifyThreadEnds) {
     onInotifyInit = failing(EMFILE);
     make();
@@ -314,6 +344,9 @@ TEST_F(InterpositionTest, TheHandlerHasNothingToJoinWithoutThreads) {
     log.clear();
     Bivista::sighandler(SIGUSR1);
     EXPECT_THAT(log.texts(), ElementsAre("destroy set"));
+    // Nor does a signal to the process stay pending.
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    EXPECT_EQ(log.waitFor("destroy set", 1), 2u);
 }
 
 // The phone's libusbhost frees the context at once, whoever uses it.

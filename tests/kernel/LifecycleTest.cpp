@@ -57,12 +57,52 @@ TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
     EXPECT_EQ(log.lines().back().text, "destroy set");
 }
 
-TEST_F(LifecycleTest, ASignalToTheProcessIsTakenByAThreadThatWaits) {
+// Whichever thread takes it: both have ended when the handler says so.
+TEST_F(LifecycleTest, ASignalToTheProcessStopsBothThreadsFirst) {
     start();
     ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
-    log.waitFor("destroy set");
-    log.waitFor("usbThread: exiting");
-    log.waitFor("usbNotifyThread: exiting");
+    const size_t at = log.waitFor(ANDROID_LOG_DEBUG, "destroy set");
+    EXPECT_TRUE(log.contains("usbThread: exiting"));
+    EXPECT_TRUE(log.contains("usbNotifyThread: exiting"));
+    EXPECT_EQ(log.size(), at);
+}
+
+TEST_F(LifecycleTest, ASecondSignalToTheProcessIsTakenToo) {
+    start();
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    const size_t at = log.waitFor("destroy set");
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    EXPECT_EQ(log.waitFor("destroy set", at), at + 1);
+}
+
+// An attach whose first command takes its time.
+class SlowAttachTest : public ServiceTest {
+  protected:
+    void SetUp() override {
+        start();
+        phone.setFault("on ATE0 late 500ms times 1");
+        phone.attachCover(support::withoutPanel());
+        journal.waitFor(phone::is(Kind::TtyRx, "ATE0\r"), first);
+    }
+    // The line after the attach and the end of its thread.
+    size_t awaitEnd() const {
+        return log.waitFor("usbNotifyThread: exiting", log.waitForPrefix("status = "));
+    }
+};
+
+TEST_F(SlowAttachTest, EndsBeforeASignalToTheProcessIsAnswered) {
+    ASSERT_EQ(kill(getpid(), SIGUSR1), 0);
+    log.waitFor("destroy set", awaitEnd());
+    EXPECT_EQ(log.count("destroy set"), 1u);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
+TEST_F(SlowAttachTest, EndsBeforeASecondSignalIsAnsweredEither) {
+    std::thread other([] { Bivista::sighandler(SIGUSR1); });
+    Bivista::sighandler(SIGUSR1);
+    other.join();
+    log.waitFor("destroy set", log.waitFor("destroy set", awaitEnd()));
+    EXPECT_EQ(log.count("destroy set"), 2u);
 }
 
 TEST_F(LifecycleTest, ASignalDuringAnExchangeDoesNotDisturbIt) {
