@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 namespace fs = std::filesystem;
 using doctor::Tree;
@@ -53,6 +55,23 @@ TEST_F(TreeTest, LinksStayWithinIt) {
     EXPECT_EQ("of the tree", tree.text("/relative"));
     EXPECT_EQ(std::nullopt, tree.text("/outside"));
     EXPECT_FALSE(tree.status("/outside"));
+}
+
+TEST_F(TreeTest, FindsAFileBehindTwoDotsWhileOthersAreRenamed) {
+    fs::create_directories(mFolder + "/device/below");
+    makeFile("/device/file");
+    makeFile("/a");
+    std::atomic<bool> over = false;
+    std::thread renaming([&] {
+        while (!over) {
+            fs::rename(mFolder + "/a", mFolder + "/b");
+            fs::rename(mFolder + "/b", mFolder + "/a");
+        }
+    });
+    const Tree tree(mFolder);
+    for (int i = 0; i < 20000; ++i) EXPECT_TRUE(tree.status("/device/below/../below/../file")) << i;
+    over = true;
+    renaming.join();
 }
 
 TEST_F(TreeTest, ARootThatIsNotThereHasNoFiles) {

@@ -1,6 +1,7 @@
 #include "tools/doctor/Tree.h"
 
 #include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
@@ -13,6 +14,13 @@ namespace doctor {
 
 using ::android::base::unique_fd;
 
+namespace {
+
+// A machine that renames so often is no reason to hang.
+constexpr int kMostTries = 10000;
+
+}  // namespace
+
 Tree::Tree(const std::string& root)
     : mRoot(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
 
@@ -20,8 +28,13 @@ unique_fd Tree::open(const std::string& path, int flags) const {
     open_how how = {};
     how.flags = static_cast<uint64_t>(flags | O_CLOEXEC);
     how.resolve = RESOLVE_IN_ROOT;
-    return unique_fd(
-            static_cast<int>(syscall(SYS_openat2, mRoot.get(), path.c_str(), &how, sizeof(how))));
+    long file = -1;
+    // Any rename on the machine makes the kernel unsure of a "..": it asks for another try.
+    for (int tries = 0; tries < kMostTries; ++tries) {
+        file = syscall(SYS_openat2, mRoot.get(), path.c_str(), &how, sizeof(how));
+        if (file >= 0 || errno != EAGAIN) break;
+    }
+    return unique_fd(static_cast<int>(file));
 }
 
 std::optional<std::string> Tree::text(const std::string& path) const {
