@@ -34,14 +34,14 @@ Examples:
   bivistactl touch gpio)";
 
 constexpr const char* kSelfTestHelp = R"(
-Waits for the cover without a time limit. Prints at most 1023 bytes of its verdict; the
+Waits for the cover without a time limit. Prints at most 1024 bytes of its verdict; the
 results in full are fetched by "bivistactl touch results".
 
 Examples:
   bivistactl touch selftest && bivistactl touch results)";
 
 constexpr const char* kLpwgSelfTestHelp = R"(
-Waits for the cover without a time limit. Prints at most 1023 bytes of its verdict.
+Waits for the cover without a time limit. Prints at most 1024 bytes of its verdict.
 
 Examples:
   bivistactl touch lpwg-selftest)";
