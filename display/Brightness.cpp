@@ -55,7 +55,7 @@ bool takeLevel(int32_t* level) EXCLUDES(display_lock) {
     if (br_arr.empty()) {
         LOG_INFO("%s: br_arr empty. wait signal, set br_offset_count 0", kFunction);
         br_offset_count = 0;
-        // Meant: one wait, and no second look at the queue before its front is taken.
+        // Meant: one wait and no loop around it; an empty queue here sends the worker round again.
         display_lock.wait(&br_cond);
         if (br_arr.empty()) return false;
     }
