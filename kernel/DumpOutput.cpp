@@ -1,7 +1,9 @@
 #include "kernel/DumpOutput.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <memory>
@@ -12,6 +14,8 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "kernel/Descriptor.h"
@@ -24,6 +28,8 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 constexpr uint64_t kPatienceMicros = 2'000'000;
+// How long a reader may take nothing before it is given up.
+constexpr int kReaderSeconds = 30;
 
 // The thread below exists.
 std::atomic<bool> sWriting = false;
@@ -44,20 +50,41 @@ void logFailure(int error) {
     LOG_ERROR("debug: failed to write: %s", strerror(error));
 }
 
-// 0, or the error.
-int writeAll(int fd, std::string_view text) {
+// False when nobody has taken anything for too long.
+bool awaitRoom(int fd) {
+    pollfd room = {fd, POLLOUT, 0};
+    int ready = 0;
+    do {
+        ready = poll(&room, 1, kReaderSeconds * 1000);
+    } while (ready < 0 && errno == EINTR);
+    return ready != 0;
+}
+
+// Writes what a descriptor with room takes without waiting. The client shares its flags, so that it
+// cannot be made non-blocking; but a pipe then has room for PIPE_BUF, and a terminal for a byte.
+ssize_t writePiece(int fd, std::string_view text, bool isTerminal) {
+    const ssize_t sent = send(fd, text.data(), text.size(), MSG_DONTWAIT);
+    if (sent >= 0 || errno != ENOTSOCK) return sent;
+    return write(fd, text.data(), std::min<size_t>(text.size(), isTerminal ? 1 : PIPE_BUF));
+}
+
+// Logs why not all could be written.
+void writeAll(int fd, std::string_view text) {
+    struct stat file = {};
+    const bool isTerminal = fstat(fd, &file) == 0 && S_ISCHR(file.st_mode);
     while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
+        if (!awaitRoom(fd)) {
+            LOG_ERROR("debug: nobody has read for %d s; the rest is dropped", kReaderSeconds);
+            return;
+        }
+        const ssize_t written = writePiece(fd, text, isTerminal);
         if (written >= 0) {
             text.remove_prefix(static_cast<size_t>(written));
-        } else if (errno == EAGAIN) {
-            pollfd room = {fd, POLLOUT, 0};
-            poll(&room, 1, -1);
-        } else if (errno != EINTR) {
-            return errno;
+        } else if (errno != EAGAIN && errno != EINTR) {
+            logFailure(errno);
+            return;
         }
     }
-    return 0;
 }
 
 // Its reader may have gone: the signal that tells so would end the service.
@@ -74,7 +101,7 @@ void* writeOutput(void* argument) {
     const std::unique_ptr<std::shared_ptr<Output>> held(
             static_cast<std::shared_ptr<Output>*>(argument));
     const Output& output = **held;
-    if (const int error = writeAll(output.target.get(), output.text)) logFailure(error);
+    writeAll(output.target.get(), output.text);
     sWriting = false;
     eventfd_write(output.ended.get(), 1);
     return nullptr;

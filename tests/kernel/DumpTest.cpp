@@ -1,10 +1,13 @@
 // The debug dump against states that were made, and what it does with the descriptor it is given.
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +15,23 @@
 #include "kernel/DumpOutput.h"
 #include "tests/kernel/DumpReader.h"
 #include "tests/kernel/ServiceTest.h"
+
+namespace {
+
+// A wait for room that is not there is over at once, as if its time had passed.
+std::atomic<bool> isTimePassing = false;
+
+}  // namespace
+
+extern "C" {
+
+int __real_poll(pollfd* fds, nfds_t count, int timeout);
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+    const bool passes = isTimePassing && fds[0].events == POLLOUT && timeout == 30'000;
+    return __real_poll(fds, count, passes ? 0 : timeout);
+}
+
+}  // extern "C"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
@@ -265,6 +285,43 @@ class DumpOutputTest : public ServiceTest {
         }
         return text;
     }
+    void makeSocket() {
+        closeEnd(0);
+        closeEnd(1);
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        const int small = 4096;
+        ASSERT_EQ(setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
+    }
+    void makeTerminal() {
+        closeEnd(0);
+        closeEnd(1);
+        ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ASSERT_EQ(grantpt(ends[0]), 0);
+        ASSERT_EQ(unlockpt(ends[0]), 0);
+        ends[1] = ioctl(ends[0], TIOCGPTPEER, O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ASSERT_GE(ends[1], 0);
+    }
+    // Writes when the thread of an earlier dump has gone.
+    void writeNext(const std::string& next) {
+        do {
+            log.clear();
+            writeDump(ends[1], next);
+        } while (log.contains("debug: nobody has read an earlier dump yet"));
+    }
+    // The reader is there, and takes nothing: then the next one is served.
+    void expectTheReaderGivenUp() {
+        const int flags = fcntl(ends[1], F_GETFL);
+        isTimePassing = true;
+        writeDump(ends[1], text);
+        log.waitFor(ANDROID_LOG_ERROR, "debug: nobody has read for 30 s; the rest is dropped");
+        isTimePassing = false;
+        EXPECT_EQ(fcntl(ends[1], F_GETFL), flags) << "they are the client's too";
+        int others[2];
+        ASSERT_EQ(pipe2(others, O_CLOEXEC), 0);
+        const int stuck[] = {std::exchange(ends[0], others[0]), std::exchange(ends[1], others[1])};
+        expectNext();
+        for (const int end : stuck) close(end);
+    }
     // The write comes back although nobody reads; a later reader gets all of it all the same.
     void expectPatience() {
         writeDump(ends[1], text);
@@ -273,12 +330,9 @@ class DumpOutputTest : public ServiceTest {
         EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "debug: nobody has read an earlier dump yet"));
         EXPECT_EQ(read(text.size()), text);
     }
-    // The thread that has written has gone, and a dump goes through again.
+    // A dump goes through again.
     void expectNext() {
-        do {
-            log.clear();
-            writeDump(ends[1], "next");
-        } while (log.contains("debug: nobody has read an earlier dump yet"));
+        writeNext("next");
         EXPECT_EQ(read(4), "next");
     }
 
@@ -293,7 +347,7 @@ TEST_F(DumpOutputTest, GoesOnWhenThePipeHasRoomAgain) {
         ASSERT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
         std::string got;
         std::thread reader([&] { got = read(text.size()); });
-        writeDump(ends[1], text);
+        writeNext(text);
         reader.join();
         EXPECT_EQ(got, text);
     }
@@ -309,25 +363,30 @@ TEST_F(DumpOutputTest, LeavesAPipeThatNobodyEmpties) {
 }
 
 TEST_F(DumpOutputTest, LeavesASocketThatNobodyEmpties) {
-    closeEnd(0);
-    closeEnd(1);
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    const int small = 4096;
-    ASSERT_EQ(setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
+    makeSocket();
     expectPatience();
     expectNext();
 }
 
 TEST_F(DumpOutputTest, LeavesATerminalThatIsStopped) {
-    closeEnd(0);
-    closeEnd(1);
-    ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_EQ(grantpt(ends[0]), 0);
-    ASSERT_EQ(unlockpt(ends[0]), 0);
-    ends[1] = ioctl(ends[0], TIOCGPTPEER, O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_GE(ends[1], 0);
+    makeTerminal();
     expectPatience();
     expectNext();
+}
+
+TEST_F(DumpOutputTest, GivesUpAPipeThatNobodyEmpties) {
+    ASSERT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+    expectTheReaderGivenUp();
+}
+
+TEST_F(DumpOutputTest, GivesUpASocketThatNobodyEmpties) {
+    makeSocket();
+    expectTheReaderGivenUp();
+}
+
+TEST_F(DumpOutputTest, GivesUpATerminalThatIsStopped) {
+    makeTerminal();
+    expectTheReaderGivenUp();
 }
 
 TEST_F(DumpOutputTest, SurvivesAReaderThatHasGone) {
@@ -337,16 +396,21 @@ TEST_F(DumpOutputTest, SurvivesAReaderThatHasGone) {
     ASSERT_EQ(sigaction(SIGPIPE, &action, &before), 0);
     closeEnd(0);
     writeDump(ends[1], text);
-    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "debug: failed to write: Broken pipe"));
+    log.waitFor(ANDROID_LOG_ERROR, "debug: failed to write: Broken pipe");
     sigaction(SIGPIPE, &before, nullptr);
 }
 
 TEST_F(DumpOutputTest, TellsOfADescriptorThatCannotBeWritten) {
-    const int unwritable = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    writeDump(unwritable, text);
-    close(unwritable);
-    writeDump(unwritable, text);
-    EXPECT_EQ(log.count("debug: failed to write: Bad file descriptor"), 2u);
+    closeEnd(1);
+    ends[1] = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    writeNext(text);
+    log.waitFor(ANDROID_LOG_ERROR, "debug: failed to write: Bad file descriptor");
+}
+
+TEST_F(DumpOutputTest, TellsOfADescriptorThatIsClosed) {
+    closeEnd(1);
+    writeNext(text);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "debug: failed to write: Bad file descriptor"));
 }
 
 }  // namespace
