@@ -2,11 +2,11 @@
 
 #include "display/Brightness.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "display/BrightnessOffset.h"
 #include "kernel/Bivista.h"
-#include "kernel/Statistics.h"
 #include "kernel/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -24,6 +24,7 @@ pthread_cond_t br_cond = PTHREAD_COND_INITIALIZER;
 
 // Meant: twenty zeros at the start. The first attach empties the queue before they are sent.
 std::vector<int32_t>& br_arr = *new std::vector<int32_t>(kQueueCapacity, 0);
+size_t br_high_water = 0;
 int32_t brightness_value = 0;
 
 void forgetBrightness() {
@@ -40,7 +41,7 @@ Return<Status> Bivista::setBrightness(int32_t value) {
     brightness_value = value;
     if (br_arr.size() >= kQueueCapacity) br_arr.erase(br_arr.begin());
     br_arr.push_back(value);
-    raiseTo(sStatistics.brightnessHighWater, br_arr.size());
+    br_high_water = std::max(br_high_water, br_arr.size());
     pthread_cond_signal(&br_cond);
     return Status::OK;
 }

@@ -1,6 +1,7 @@
 // The queue of brightness levels on their way to the cover.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -11,6 +12,9 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 // Levels that wait for BrightnessThread, oldest first; at most 20. Never destroyed: that thread
 // uses it until the process is gone.
 extern std::vector<int32_t>& br_arr GUARDED_BY(display_lock);
+
+// The most that br_arr held when a level was queued or at a debug dump, since the last reset.
+extern size_t br_high_water GUARDED_BY(display_lock);
 
 // The last level that setBrightness accepted, 0..255; 0 after a detach and while the screen is off.
 extern int32_t brightness_value GUARDED_BY(display_lock);

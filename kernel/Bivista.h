@@ -302,6 +302,8 @@ class Bivista : public V1_1::IBivista {
     std::atomic<bool> mSerialAttached = false;
     // The capture of the cover's log was asked for. Changed under sSerialMutex.
     std::atomic<bool> mSerialLogEnabled = false;
+    // The log thread has the tty open and copies what comes. Changed by that thread.
+    std::atomic<bool> mSerialLogRunning = false;
     // Where the lines go that the cover sends outside a command's answer.
     const bool mSerialLogToLogcat = true;
     const bool mSerialLogToKernel = true;

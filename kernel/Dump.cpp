@@ -2,8 +2,9 @@
 //
 // Every lock is held for a copy and no longer, and none that another thread may hold for long is
 // waited for: the dump is there to tell of such a thread. A reset takes the counters as it reads
-// them, so that what is counted meanwhile is in this dump or in the next.
+// them, so that what is counted meanwhile is in this dump or in the next, and in one alone.
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 #include <utility>
@@ -41,25 +42,26 @@ uint64_t take(std::atomic<uint64_t>& counter, bool reset) {
 struct BrightnessState {
     int32_t value;
     size_t queued;
+    size_t highWater;
     int32_t offsetSteps;
     bool offsetBypass;
 };
 
-BrightnessState copyBrightness() EXCLUDES(display_lock) {
+BrightnessState copyBrightness(bool reset) EXCLUDES(display_lock) {
     const MutexLock lock(display_lock, kFunction);
-    return {brightness_value, br_arr.size(), br_offset_count, br_offset_bypass};
+    const size_t queued = br_arr.size();
+    const size_t highWater = std::max(br_high_water, queued);
+    // What waits now is not forgotten.
+    br_high_water = reset ? queued : highWater;
+    return {brightness_value, queued, highWater, br_offset_count, br_offset_bypass};
 }
 
 DumpRow describeBrightness(bool reset) {
-    const BrightnessState state = copyBrightness();
-    std::atomic<uint64_t>& longest = sStatistics.brightnessHighWater;
-    raiseTo(longest, state.queued);
-    // What waits now is not forgotten.
-    const uint64_t highWater = reset ? longest.exchange(state.queued) : longest.load();
+    const BrightnessState state = copyBrightness(reset);
     return DumpRow()
             .number("value", state.value)
             .number("queued", state.queued)
-            .number("highWater", highWater)
+            .number("highWater", state.highWater)
             .number("offset", br_offset.load())
             .number("offsetSteps", state.offsetSteps)
             .flag("offsetBypass", state.offsetBypass);
@@ -124,46 +126,34 @@ DumpRow describeFrames(bool reset) {
             .number("retries", take(sStatistics.frameRetries, reset));
 }
 
-struct ExchangeTotals {
-    uint64_t exchanges = 0;
-    uint64_t failures = 0;
-    uint64_t timeouts = 0;
-};
-
-// Nothing for a command that was not sent since the last reset.
-void describeCommand(const std::string& name, CommandStatistics& command, bool reset,
-                     std::vector<DumpRow>* rows, ExchangeTotals* totals) {
-    const Latency::Summary latency = reset ? command.latency.take() : command.latency.summary();
-    if (latency.count == 0) return;
-    const uint64_t failures = take(command.failures, reset);
-    const uint64_t timeouts = take(command.timeouts, reset);
-    totals->exchanges += latency.count;
-    totals->failures += failures;
-    totals->timeouts += timeouts;
-    rows->push_back(DumpRow()
-                            .text("name", name)
-                            .number("count", latency.count)
-                            .number("failures", failures)
-                            .number("timeouts", timeouts)
-                            .number("p50us", latency.p50)
-                            .number("p99us", latency.p99)
-                            .number("maxus", latency.max));
+DumpRow describeCommand(const std::string& name, const CommandStatistics& command) {
+    const Latency::Summary latency = command.latency.summary();
+    return DumpRow()
+            .text("name", name)
+            .number("count", latency.count)
+            .number("failures", command.failures)
+            .number("timeouts", command.timeouts)
+            .number("p50us", latency.p50)
+            .number("p99us", latency.p99)
+            .number("maxus", latency.max);
 }
 
 void dumpExchanges(DumpText* dump, bool reset) {
-    ExchangeStatistics& commands = sStatistics.exchanges;
-    const size_t names = commands.names();
-    constexpr size_t kShared = ExchangeStatistics::kNames;
+    ExchangeStatistics& exchanges = sStatistics.exchanges;
+    const ExchangeStatistics::Rows& commands = exchanges.gather();
     std::vector<DumpRow> rows;
-    ExchangeTotals totals;
-    for (size_t row = 0; row < names; ++row) {
-        describeCommand(commands.nameOf(row), commands[row], reset, &rows, &totals);
+    CommandStatistics total;
+    for (size_t row = 0; row < commands.size(); ++row) {
+        // Not sent since the last reset, or no row of a name yet.
+        if (commands[row].latency.count() == 0) continue;
+        rows.push_back(describeCommand(exchanges.nameOf(row), commands[row]));
+        total.add(commands[row]);
     }
-    describeCommand(commands.nameOf(kShared), commands[kShared], reset, &rows, &totals);
+    if (reset) exchanges.reset();
     dump->add("at", DumpRow()
-                            .number("exchanges", totals.exchanges)
-                            .number("failures", totals.failures)
-                            .number("timeouts", totals.timeouts)
+                            .number("exchanges", total.latency.count())
+                            .number("failures", total.failures)
+                            .number("timeouts", total.timeouts)
                             .number("refused", take(sStatistics.refused, reset))
                             .number("recoveries", take(sStatistics.recoveries, reset)));
     dump->add("commands", std::move(rows));
@@ -193,7 +183,8 @@ void Bivista::dumpLink(DumpText* dump) const {
     dump->add("serial", DumpRow()
                                 .flag("attached", mSerialAttached)
                                 .text("path", textOf(mSerialDevicePath))
-                                .flag("log", mSerialLogEnabled));
+                                .flag("logAsked", mSerialLogEnabled)
+                                .flag("logRunning", mSerialLogRunning));
 }
 
 void Bivista::dumpSubDisplay(DumpText* dump, bool reset) {

@@ -33,48 +33,29 @@ uint64_t Latency::longestOf(size_t bucket) {
 }
 
 void Latency::add(uint64_t micros) {
-    raiseTo(mMax, micros);
-    mBuckets[bucketOf(micros)].fetch_add(1, std::memory_order_relaxed);
+    ++mBuckets[bucketOf(micros)];
+    ++mCount;
+    mMax = std::max(mMax, micros);
+}
+
+void Latency::add(const Latency& other) {
+    for (size_t i = 0; i < kBuckets; ++i) mBuckets[i] += other.mBuckets[i];
+    mCount += other.mCount;
+    mMax = std::max(mMax, other.mMax);
+}
+
+uint64_t Latency::percentile(uint64_t percent) const {
+    const uint64_t rank = rankOf(mCount, percent);
+    if (rank == 0) return 0;
+    uint64_t passed = 0;
+    size_t bucket = 0;
+    while (bucket < kBuckets - 1 && (passed += mBuckets[bucket]) < rank) ++bucket;
+    // Nothing bounds the last bucket but the maximum.
+    return bucket == kBuckets - 1 ? mMax : std::min(longestOf(bucket), mMax);
 }
 
 Latency::Summary Latency::summary() const {
-    Counts counts = {};
-    for (size_t i = 0; i < kBuckets; ++i) counts[i] = mBuckets[i].load(std::memory_order_relaxed);
-    return summarise(counts, mMax.load(std::memory_order_relaxed));
-}
-
-Latency::Summary Latency::take() {
-    Counts counts = {};
-    for (size_t i = 0; i < kBuckets; ++i) {
-        counts[i] = mBuckets[i].exchange(0, std::memory_order_relaxed);
-    }
-    return summarise(counts, mMax.exchange(0, std::memory_order_relaxed));
-}
-
-Latency::Summary Latency::summarise(const Counts& counts, uint64_t max) {
-    Summary summary;
-    summary.max = max;
-    for (const uint32_t count : counts) summary.count += count;
-    const auto percentile = [&](uint64_t percent) {
-        const uint64_t rank = rankOf(summary.count, percent);
-        if (rank == 0) return uint64_t{0};
-        uint64_t passed = 0;
-        size_t bucket = 0;
-        while (bucket < kBuckets - 1 && (passed += counts[bucket]) < rank) ++bucket;
-        // Nothing bounds the last bucket but the maximum.
-        if (bucket == kBuckets - 1) return max;
-        return std::min(longestOf(bucket), max);
-    };
-    summary.p50 = percentile(50);
-    summary.p99 = percentile(99);
-    return summary;
-}
-
-void raiseTo(std::atomic<uint64_t>& highest, uint64_t value) {
-    uint64_t known = highest.load(std::memory_order_relaxed);
-    while (known < value &&
-           !highest.compare_exchange_weak(known, value, std::memory_order_relaxed)) {
-    }
+    return {mCount, percentile(50), percentile(99), mMax};
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

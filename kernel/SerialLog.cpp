@@ -260,9 +260,12 @@ void Bivista::captureSerialLog(int wakeFd, int timeout) {
     }
     fdsCount = 1;
     if (watchWakeLock()) {
-        while (followDisplay(mSerialDevicePath) && copySerialLog(wakeFd, timeout) && drainWatch()) {
+        while (followDisplay(mSerialDevicePath)) {
+            mSerialLogRunning = fds[1].fd >= 0;
+            if (!copySerialLog(wakeFd, timeout) || !drainWatch()) break;
         }
     }
+    mSerialLogRunning = false;
     closeAll();
 }
 

@@ -1,7 +1,8 @@
 // What the service counts about itself, for its debug dump. Nothing here decides anything: the
 // counters are written where things happen, and read by the dump alone.
 //
-// Any thread, unless said otherwise; no call takes a lock, allocates, or makes a system call.
+// Counting takes no lock, allocates nothing and makes no system call; any thread may count, unless
+// said otherwise.
 #pragma once
 
 #include <array>
@@ -12,11 +13,13 @@
 
 #include "kernel/Latency.h"
 #include "kernel/SerialAt.h"
+#include "kernel/TwoSides.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// What an AT command is counted under: its text up to "=" or "\r", at most 63 bytes of it, in
-// capitals: to the cover the case makes no difference.
+// What an AT command is counted under, in capitals, since to the cover the case makes no
+// difference: its text up to "=" or "\r", at most 63 bytes of it. "AT%TCHNOTIFY" and "AT%TCHDEBUG"
+// are many commands in one: theirs goes on up to "," when the service itself sends that argument.
 class CommandName {
   public:
     CommandName() = default;
@@ -30,29 +33,38 @@ class CommandName {
     uint8_t mLength = 0;
 };
 
-// Exchanges with commands of one name: from the write of a command to its last line.
+// Exchanges with commands of one name: from the write of a command to its last line. One thread at
+// a time.
 struct CommandStatistics {
-    std::atomic<uint64_t> failures = 0;  // a negative result, time-outs included
-    std::atomic<uint64_t> timeouts = 0;
+    uint64_t failures = 0;  // a negative result, time-outs included
+    uint64_t timeouts = 0;
     Latency latency;
 
     void count(uint64_t micros, bool failed, bool timedOut);
+    void add(const CommandStatistics& other);
 };
 
-// The first 32 names that were sent; those that come later share one row. Names stay for good.
+// The first 40 names that were sent; those that come later share one row. Names stay for good.
 class ExchangeStatistics {
   public:
-    static constexpr size_t kNames = 32;
+    static constexpr size_t kNames = 40;
     // What the shared row is called.
     static constexpr char kOther[] = "other";
+    // In the order of each name's first command, the shared one last.
+    using Rows = std::array<CommandStatistics, kNames + 1>;
 
-    // Rows in the order of their first command, the shared one last. Those of names() are in use.
+    // By whoever holds the tty.
+    void count(const char* cmd, uint64_t micros, bool failed, bool timedOut) REQUIRES(sSerialMutex);
+
+    // How many of the names are in use; any thread.
     size_t names() const { return mNames.load(std::memory_order_acquire); }
     std::string nameOf(size_t row) const;
-    CommandStatistics& operator[](size_t row) { return mRows[row]; }
 
-    // One at a time: by whoever holds the tty.
-    void count(const char* cmd, uint64_t micros, bool failed, bool timedOut) REQUIRES(sSerialMutex);
+    // What was counted since the last reset(): each exchange with all that belongs to it, or not at
+    // all. Waits for an exchange that is being counted. One thread at a time.
+    const Rows& gather();
+    // Forgets what gather() gave last, and nothing that was counted meanwhile.
+    void reset();
 
   private:
     size_t rowOf(const CommandName& name);
@@ -60,7 +72,10 @@ class ExchangeStatistics {
     // A name is written before it is counted here, and not touched any more.
     std::atomic<size_t> mNames = 0;
     std::array<CommandName, kNames> mName;
-    std::array<CommandStatistics, kNames + 1> mRows;
+    // What was counted since gather(), on one side.
+    TwoSides mSides;
+    std::array<Rows, 2> mCounted;
+    Rows mGathered;
 };
 
 struct Statistics {
@@ -76,8 +91,6 @@ struct Statistics {
     std::atomic<uint64_t> framesDropped = 0;
     // Frames that were begun anew because the panel refused a report.
     std::atomic<uint64_t> frameRetries = 0;
-    // The longest that the brightness queue was when a level was pushed.
-    std::atomic<uint64_t> brightnessHighWater = 0;
 };
 
 extern Statistics sStatistics;

@@ -11,8 +11,8 @@ import json
 import re
 import sys
 
-# The control characters of a journal's bytes are spelled.
-COMMAND = re.compile(r"([^=\\]+)(?:=[^\\]*)?\\r")
+# A command with its first argument, and without. The control characters of a journal's bytes are spelled.
+COMMAND = re.compile(r"(([^=\\]+)(?:=[^,\\]*)?)[^\\]*\\r")
 REJECTION = r"ERROR\r"
 REFUSAL = re.compile(r"serialAtCmd: (No such device|Invalid argument|failed to open)")
 RECOVERY = "/sys/class/bivista/bv2/bv2_recovery"
@@ -24,9 +24,10 @@ def bytes_of(journal, kind):
     return "".join(entry.get("bytes", "") for entry in journal if entry["kind"] == kind)
 
 
-def received(journal):
-    """How often the cover received each command, by its name."""
-    return collections.Counter(COMMAND.findall(bytes_of(journal, "tty-rx")))
+def received(journal, names):
+    """How often the cover received each command, with its first argument where that is one of the names."""
+    found = COMMAND.findall(bytes_of(journal, "tty-rx"))
+    return collections.Counter(full if full in names else short for full, short in found)
 
 
 def recoveries(journal):
@@ -41,9 +42,9 @@ def reports(journal):
 
 def expected(dump, journal, log):
     """(counter, what the dump says, what the phone has recorded)."""
-    commands = received(journal)
-    at, frames = dump["at"], dump["frames"]
     rows = {row["name"]: row for row in dump["commands"]}
+    commands = received(journal, rows)
+    at, frames = dump["at"], dump["frames"]
     for name in sorted(commands | rows.keys()):
         yield f"commands {name}", rows.get(name, {}).get("count", 0), commands[name]
     taken, failed = reports(journal)

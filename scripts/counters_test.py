@@ -70,6 +70,17 @@ class CountersTest(unittest.TestCase):
                          ["commands AT: the dump says 1, the phone 0",
                           "commands ATE0: the dump says 0, the phone 1"])
 
+    def test_a_command_that_has_rows_by_its_argument(self):
+        sent = [{"kind": "tty-rx", "bytes": r"AT%TCHNOTIFY=SD\rAT%TCHNOTIFY=SWTICH_AES,2\r"}]
+        rows = [row("AT%TCHNOTIFY=SD", 1), row("AT%TCHNOTIFY=SWTICH_AES", 1)]
+        dump = copy.deepcopy(DUMP)
+        dump["at"]["exchanges"] += 2
+        dump["commands"] += rows
+        self.assertEqual(list(counters.check(dump, JOURNAL + sent, LOG)), [])
+        dump["commands"].pop()
+        self.assertEqual(list(counters.check(dump, JOURNAL + sent, LOG)),
+                         ["commands AT%TCHNOTIFY: the dump says 0, the phone 1"])
+
     def test_rows_add_up(self):
         self.assertEqual(["at timeouts: the commands' are 2"],
                          findings(commands=(0, row("ATE0", 1, timeouts=1))))

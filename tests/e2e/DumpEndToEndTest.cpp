@@ -49,7 +49,8 @@ class DumpEndToEndTest : public ProgramsTest {
         return json::parse(outcome.out);
     }
 
-    // How often the cover received each command, by its name.
+    // How often the cover received each command, by its name; those of the touch panel have one for
+    // each argument.
     std::map<std::string, uint64_t> received() const {
         std::string bytes;
         for (const JournalEntry& entry : entries()) {
@@ -57,7 +58,9 @@ class DumpEndToEndTest : public ProgramsTest {
         }
         std::map<std::string, uint64_t> counts;
         for (size_t at = 0, end; (end = bytes.find("\\r", at)) != std::string::npos; at = end + 2) {
-            ++counts[bytes.substr(at, std::min(bytes.find('=', at), end) - at)];
+            const bool isTouch = bytes.compare(at, 13, "AT%TCHNOTIFY=") == 0;
+            const size_t arguments = bytes.find(isTouch ? ',' : '=', at);
+            ++counts[bytes.substr(at, std::min(arguments, end) - at)];
         }
         return counts;
     }
@@ -105,6 +108,7 @@ class DumpEndToEndTest : public ProgramsTest {
         await([this] { return deeds("AT%DB=255\\r") == 1; });
         expect(0, {"colour", "mode", "MODE_1"});
         expect(0, {"touch", "selftest"});
+        expect(0, {"call", "setAesMode", "1"});
         draw();
         // An exchange that began earlier has ended when this one has.
         expect(0, {"at", "AT"});
@@ -159,7 +163,10 @@ TEST_F(DumpEndToEndTest, TellsTheState) {
     playTour();
     const json dump = this->dump();
     EXPECT_EQ(dump["usb"], json({{"attached", true}, {"watched", true}, {"votes", 1}}));
-    EXPECT_EQ(dump["serial"], json({{"attached", true}, {"path", "/dev/ttyACM0"}, {"log", true}}));
+    EXPECT_EQ(dump["serial"], json({{"attached", true},
+                                    {"path", "/dev/ttyACM0"},
+                                    {"logAsked", true},
+                                    {"logRunning", false}}));
     EXPECT_EQ(dump["display"], json({{"initialized", true}, {"screenOn", true}}));
     EXPECT_EQ(dump["brightness"]["value"], 255);
     EXPECT_EQ(dump["brightness"]["queued"], 0);

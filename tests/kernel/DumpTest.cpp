@@ -63,7 +63,10 @@ TEST_F(DumpTest, TellsOfAPhoneWithoutACover) {
     start();
     const nlohmann::json dump = dumpJson();
     EXPECT_EQ(dump["usb"], nlohmann::json({{"attached", false}, {"watched", true}, {"votes", 0}}));
-    EXPECT_EQ(dump["serial"], nlohmann::json({{"attached", false}, {"path", ""}, {"log", false}}));
+    EXPECT_EQ(dump["serial"], nlohmann::json({{"attached", false},
+                                              {"path", ""},
+                                              {"logAsked", false},
+                                              {"logRunning", false}}));
     EXPECT_EQ(dump["display"], nlohmann::json({{"initialized", false}, {"screenOn", false}}));
     EXPECT_EQ(dump["subDisplay"], nlohmann::json({{"attached", false},
                                                   {"path", ""},
@@ -87,12 +90,39 @@ TEST_F(DumpTest, TellsOfACover) {
     start();
     attach();
     const nlohmann::json dump = dumpJson();
-    EXPECT_EQ(dump["serial"],
-              nlohmann::json({{"attached", true}, {"path", "/dev/ttyACM0"}, {"log", true}}));
+    EXPECT_EQ(dump["serial"], nlohmann::json({{"attached", true},
+                                              {"path", "/dev/ttyACM0"},
+                                              {"logAsked", true},
+                                              {"logRunning", false}}))
+            << "no property asks for the cover's log";
     EXPECT_EQ(dump["display"]["initialized"], true);
     detach();
     EXPECT_EQ(dumpJson()["serial"]["attached"], false);
     EXPECT_EQ(dumpJson()["display"]["initialized"], false);
+}
+
+TEST_F(DumpTest, TellsWhetherTheCoversLogIsCapturedAtTheMoment) {
+    const auto isRunning = [&] { return dumpJson()["serial"]["logRunning"] == true; };
+    phone.setProperty("persist.vendor.qmx.service.kernel.enable", "1");
+    phone.wakeLock(false);
+    start();
+    attach();
+    EXPECT_EQ(dumpJson()["serial"]["logAsked"], true);
+    EXPECT_FALSE(isRunning()) << "with the display off nothing is read";
+    phone.wakeLock(true);
+    while (!isRunning()) {
+    }
+    phone.wakeLock(false);
+    while (isRunning()) {
+    }
+    phone.wakeLock(true);
+    while (!isRunning()) {
+    }
+    detach();
+    while (isRunning()) {
+    }
+    while (dumpJson()["serial"]["logAsked"] == true) {
+    }
 }
 
 TEST_F(DumpTest, CountsVotes) {
@@ -149,6 +179,31 @@ TEST_F(DumpTest, CountsExchangesAsTheCoverReceivedThem) {
         EXPECT_GT(command["maxus"], 0);
     }
     EXPECT_EQ(sum, commands(first).size());
+}
+
+// They share a command, but take from milliseconds to minutes.
+TEST_F(DumpTest, CountsTheTouchCommandsOfTheServiceApart) {
+    start();
+    attach();
+    const uint64_t from = journal.next();
+    service->getTouchFirmwareVersion([](auto...) {});
+    service->DoRawdata();
+    service->DoDelta();
+    service->DoTouchReset();
+    service->getGpiopin([](auto...) {});
+    service->setStatus({1, 2});
+    service->DoTouchFirmwareUpgrade();
+    service->getSelfTest([](auto...) {});
+    service->getLPWGSelfTest([](auto...) {});
+    service->getTestResults();
+    service->setAesMode(1);
+    for (const std::string& command : commands(from)) {
+        const std::string name = command.substr(0, command.find_first_of(",\r"));
+        EXPECT_EQ(row(name)["count"], 1) << command;
+    }
+    EXPECT_EQ(commands(from).size(), 11u);
+    send("AT%TCHNOTIFY=ELSE\r");
+    EXPECT_EQ(row("AT%TCHNOTIFY")["count"], 1);
 }
 
 TEST_F(DumpTest, CountsCommandsThatTheCoverRejects) {
@@ -214,11 +269,42 @@ TEST_F(DumpTest, CountsAnewAfterAReset) {
     EXPECT_EQ(row("AT%SWV")["count"], 1);
 }
 
+TEST_F(DumpTest, ResetsDuringExchangesAddUp) {
+    start();
+    attach();
+    dump({"--reset"});
+    const uint64_t from = journal.next();
+    std::atomic<bool> ended = false;
+    std::thread exchanging([&] {
+        for (int i = 0; i < 300; ++i) send(i % 3 == 0 ? "AT%NONSENSE\r" : "AT%SWV\r");
+        ended = true;
+    });
+    uint64_t exchanges = 0, failures = 0;
+    for (bool isLast = false; !isLast;) {
+        isLast = ended;
+        const nlohmann::json taken = nlohmann::json::parse(dump({"--reset", "--json"}));
+        exchanges += taken["at"]["exchanges"].get<uint64_t>();
+        failures += taken["at"]["failures"].get<uint64_t>();
+        for (const nlohmann::json& command : taken["commands"]) {
+            const uint64_t count = command["count"];
+            const bool isRejected = command["name"] == "AT%NONSENSE";
+            EXPECT_EQ(command["failures"], isRejected ? count : 0) << command;
+            EXPECT_GT(count, 0u);
+            EXPECT_GT(command["p50us"], 0) << command;
+            EXPECT_GE(command["maxus"], command["p99us"]) << command;
+        }
+    }
+    exchanging.join();
+    EXPECT_EQ(exchanges, 300u);
+    EXPECT_EQ(exchanges, commands(from).size());
+    EXPECT_EQ(failures, 100u);
+}
+
 TEST_F(DumpTest, IsReadableWithoutOptions) {
     start();
     attach();
     EXPECT_THAT(dump(),
-                AllOf(StartsWith("usb:\n  attached  "), HasSubstr("\n  path      /dev/ttyACM0\n"),
+                AllOf(StartsWith("usb:\n  attached  "), HasSubstr("\n  path        /dev/ttyACM0\n"),
                       HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 timeouts=0 p50us="),
                       HasSubstr("\nthreads:\n  tid=")));
 }

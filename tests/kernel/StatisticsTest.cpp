@@ -1,8 +1,10 @@
-// What AT exchanges are counted under.
+// What AT exchanges are counted under, and that nothing is lost or torn while somebody reads.
 #include "kernel/Statistics.h"
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -32,6 +34,27 @@ INSTANTIATE_TEST_SUITE_P(
                         Named{"", ""}, Named{std::string(63, 'A') + "\r", std::string(63, 'A')},
                         Named{std::string(64, 'A') + "=1\r", std::string(63, 'A')}));
 
+// Those that the service sends; what else a client may send with these commands shares a row.
+INSTANTIATE_TEST_SUITE_P(
+        WithTheirArgument, CommandNameTest,
+        testing::Values(Named{"AT%TCHNOTIFY=SD\r", "AT%TCHNOTIFY=SD"},
+                        Named{"at%tchnotify=sd\r", "AT%TCHNOTIFY=SD"},
+                        Named{"AT%TCHNOTIFY=LPWG_SD\r", "AT%TCHNOTIFY=LPWG_SD"},
+                        Named{"AT%TCHNOTIFY=PULL_SD_RESULT\r", "AT%TCHNOTIFY=PULL_SD_RESULT"},
+                        Named{"AT%TCHNOTIFY=FW_UPGRADE\r", "AT%TCHNOTIFY=FW_UPGRADE"},
+                        Named{"AT%TCHNOTIFY=SWTICH_AES,2\r", "AT%TCHNOTIFY=SWTICH_AES"},
+                        Named{"AT%TCHNOTIFY=LPWG_NOTIFY,1,2\r", "AT%TCHNOTIFY=LPWG_NOTIFY"},
+                        Named{"AT%TCHDEBUG=FWVER\r", "AT%TCHDEBUG=FWVER"},
+                        Named{"AT%TCHDEBUG=RAWDATA\r", "AT%TCHDEBUG=RAWDATA"},
+                        Named{"AT%TCHDEBUG=DELTA\r", "AT%TCHDEBUG=DELTA"},
+                        Named{"AT%TCHDEBUG=RESET\r", "AT%TCHDEBUG=RESET"},
+                        Named{"AT%TCHDEBUG=GPIO_PIN\r", "AT%TCHDEBUG=GPIO_PIN"},
+                        Named{"AT%TCHNOTIFY=SDX\r", "AT%TCHNOTIFY"},
+                        Named{"AT%TCHNOTIFY=S\r", "AT%TCHNOTIFY"},
+                        Named{"AT%TCHNOTIFY=\r", "AT%TCHNOTIFY"},
+                        Named{"AT%TCHNOTIFY\r", "AT%TCHNOTIFY"},
+                        Named{"AT%TCHDEBUG=SD\r", "AT%TCHDEBUG"}));
+
 class ExchangeStatisticsTest : public testing::Test {
   protected:
     void count(const std::string& cmd, uint64_t micros = 5, bool failed = false,
@@ -39,7 +62,7 @@ class ExchangeStatisticsTest : public testing::Test {
         const MutexLock lock(sSerialMutex, "test");
         statistics->count(cmd.c_str(), micros, failed, timedOut);
     }
-    uint64_t countOf(size_t row) const { return (*statistics)[row].latency.summary().count; }
+    uint64_t countOf(size_t row) { return statistics->gather()[row].latency.count(); }
 
     const std::unique_ptr<ExchangeStatistics> statistics = std::make_unique<ExchangeStatistics>();
 };
@@ -65,21 +88,21 @@ TEST_F(ExchangeStatisticsTest, KeepWhatFailedAndWhatTimedOut) {
     count("AT%DB=1\r", 10);
     count("AT%DB=1\r", 20, true);
     count("AT%DB=1\r", 5'000'000, true, true);
-    const CommandStatistics& row = (*statistics)[0];
+    const CommandStatistics& row = statistics->gather()[0];
     EXPECT_EQ(row.failures, 2u);
     EXPECT_EQ(row.timeouts, 1u);
     EXPECT_EQ(row.latency.summary().max, 5'000'000u);
 }
 
-TEST_F(ExchangeStatisticsTest, ShareARowAfterThirtyTwoNames) {
-    for (int i = 0; i < 34; ++i) count("AT%N" + std::to_string(i) + "\r");
-    EXPECT_EQ(statistics->names(), ExchangeStatistics::kNames);
-    EXPECT_EQ(statistics->nameOf(31), "AT%N31");
-    EXPECT_EQ(countOf(31), 1u);
-    EXPECT_EQ(statistics->nameOf(32), "other");
-    EXPECT_EQ(countOf(32), 2u);
-    count("AT%N31\r");
-    EXPECT_EQ(countOf(31), 2u) << "a name that is known keeps its row";
+TEST_F(ExchangeStatisticsTest, ShareARowAfterFortyNames) {
+    for (int i = 0; i < 42; ++i) count("AT%N" + std::to_string(i) + "\r");
+    EXPECT_EQ(statistics->names(), 40u);
+    EXPECT_EQ(statistics->nameOf(39), "AT%N39");
+    EXPECT_EQ(countOf(39), 1u);
+    EXPECT_EQ(statistics->nameOf(40), "other");
+    EXPECT_EQ(countOf(40), 2u);
+    count("AT%N39\r");
+    EXPECT_EQ(countOf(39), 2u) << "a name that is known keeps its row";
 }
 
 TEST_F(ExchangeStatisticsTest, TellNoCaseFromAnother) {
@@ -88,6 +111,91 @@ TEST_F(ExchangeStatisticsTest, TellNoCaseFromAnother) {
     EXPECT_EQ(statistics->names(), 1u);
     EXPECT_EQ(statistics->nameOf(0), "AT%SWV");
     EXPECT_EQ(countOf(0), 2u);
+}
+
+TEST_F(ExchangeStatisticsTest, ForgetOnAReset) {
+    count("AT%SWV\r", 1000, true, true);
+    EXPECT_EQ(countOf(0), 1u);
+    EXPECT_EQ(countOf(0), 1u) << "gathered once more, it is still there";
+    count("AT%SWV\r", 7);
+    statistics->reset();
+    const CommandStatistics& row = statistics->gather()[0];
+    EXPECT_EQ(row.latency.count(), 1u) << "counted after the last look, it was not told yet";
+    EXPECT_EQ(row.latency.summary().max, 7u);
+    EXPECT_EQ(row.failures, 0u);
+    EXPECT_EQ(row.timeouts, 0u);
+    EXPECT_EQ(statistics->nameOf(0), "AT%SWV");
+}
+
+// What is under way when the reader turns is not read before it is whole.
+TEST(TwoSidesTest, AreQuietWhenAllHaveLeft) {
+    TwoSides sides;
+    const size_t early = sides.enter();
+    const size_t late = sides.enter();
+    EXPECT_EQ(late, early);
+    EXPECT_EQ(sides.turn(), early);
+    EXPECT_FALSE(sides.isQuiet(early));
+    const size_t next = sides.enter();
+    EXPECT_NE(next, early);
+    sides.leave(next);
+    EXPECT_FALSE(sides.isQuiet(early)) << "that one was on the other side";
+    sides.leave(late);
+    EXPECT_FALSE(sides.isQuiet(early));
+    sides.leave(early);
+    EXPECT_TRUE(sides.isQuiet(early));
+}
+
+TEST(TwoSidesTest, AreTurnedAgainAndAgain) {
+    TwoSides sides;
+    size_t before = sides.turn();
+    EXPECT_TRUE(sides.isQuiet(before)) << "nobody has ever entered";
+    for (int i = 0; i < 5; ++i) {
+        const size_t side = sides.enter();
+        EXPECT_NE(side, before);
+        EXPECT_EQ(sides.turn(), side);
+        EXPECT_FALSE(sides.isQuiet(side));
+        sides.leave(side);
+        EXPECT_TRUE(sides.isQuiet(side));
+        before = side;
+    }
+}
+
+// The i-th exchange takes i microseconds, so that a maximum tells up to which one was counted.
+TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
+    std::atomic<bool> enough = false;
+    uint64_t exchanges = 0;
+    std::thread exchanging([&] {
+        while (!enough) {
+            ++exchanges;
+            count("AT%SWV\r", exchanges, exchanges % 3 == 0, exchanges % 6 == 0);
+        }
+    });
+    uint64_t total = 0, failures = 0, timeouts = 0;
+    const auto look = [&] {
+        const CommandStatistics& row = statistics->gather()[0];
+        const Latency::Summary latency = row.latency.summary();
+        total += latency.count;
+        failures += row.failures;
+        timeouts += row.timeouts;
+        const bool hasNews = latency.count > 0;
+        EXPECT_EQ(latency.max, hasNews ? total : 0);
+        EXPECT_EQ(latency.p50 > 0, hasNews);
+        EXPECT_EQ(failures, total / 3);
+        EXPECT_EQ(timeouts, total / 6);
+        statistics->reset();
+        return hasNews;
+    };
+    for (int told = 0; told < 500 && !HasFailure();) {
+        if (look()) {
+            ++told;
+        } else {
+            std::this_thread::yield();
+        }
+    }
+    enough = true;
+    exchanging.join();
+    look();
+    EXPECT_EQ(total, exchanges);
 }
 
 }  // namespace
