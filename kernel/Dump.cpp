@@ -140,7 +140,7 @@ DumpRow describeCommand(const std::string& name, const CommandStatistics& comman
 
 void dumpExchanges(DumpText* dump, bool reset) {
     ExchangeStatistics& exchanges = sStatistics.exchanges;
-    const ExchangeStatistics::Rows& commands = exchanges.gather();
+    const std::vector<CommandStatistics> commands = exchanges.gather(reset);
     std::vector<DumpRow> rows;
     CommandStatistics total;
     for (size_t row = 0; row < commands.size(); ++row) {
@@ -149,7 +149,6 @@ void dumpExchanges(DumpText* dump, bool reset) {
         rows.push_back(describeCommand(exchanges.nameOf(row), commands[row]));
         total.add(commands[row]);
     }
-    if (reset) exchanges.reset();
     dump->add("at", DumpRow()
                             .number("exchanges", total.latency.count())
                             .number("failures", total.failures)

@@ -80,7 +80,8 @@ void ExchangeStatistics::count(const char* cmd, uint64_t micros, bool failed, bo
     mSides.leave(side);
 }
 
-const ExchangeStatistics::Rows& ExchangeStatistics::gather() {
+std::vector<CommandStatistics> ExchangeStatistics::gather(bool reset) {
+    const MutexLock lock(mGatherLock, "debug");
     const size_t side = mSides.turn();
     // Whoever counts waits for nobody, so this is over when its thread has had the processor.
     while (!mSides.isQuiet(side)) usleep(kCountingUs);
@@ -90,11 +91,9 @@ const ExchangeStatistics::Rows& ExchangeStatistics::gather() {
         mGathered[row].add(counted);
         counted = {};
     }
-    return mGathered;
-}
-
-void ExchangeStatistics::reset() {
-    mGathered.fill({});
+    std::vector<CommandStatistics> gathered(mGathered.begin(), mGathered.end());
+    if (reset) mGathered.fill({});
+    return gathered;
 }
 
 uint64_t monotonicMicros() {

@@ -10,8 +10,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "kernel/Latency.h"
+#include "kernel/Mutex.h"
 #include "kernel/SerialAt.h"
 #include "kernel/TwoSides.h"
 
@@ -50,32 +52,34 @@ class ExchangeStatistics {
     static constexpr size_t kNames = 40;
     // What the shared row is called.
     static constexpr char kOther[] = "other";
-    // In the order of each name's first command, the shared one last.
-    using Rows = std::array<CommandStatistics, kNames + 1>;
 
     // By whoever holds the tty.
     void count(const char* cmd, uint64_t micros, bool failed, bool timedOut) REQUIRES(sSerialMutex);
 
-    // How many of the names are in use; any thread.
+    // Rows are in the order of each name's first command, the shared one last. Those of names() are
+    // in use. Any thread.
     size_t names() const { return mNames.load(std::memory_order_acquire); }
     std::string nameOf(size_t row) const;
 
-    // What was counted since the last reset(): each exchange with all that belongs to it, or not at
-    // all. Waits for an exchange that is being counted. One thread at a time.
-    const Rows& gather();
-    // Forgets what gather() gave last, and nothing that was counted meanwhile.
-    void reset();
+    // What was counted since the last reset, by row: each exchange with all that belongs to it, or
+    // not at all. A reset forgets what is given here, and nothing that is counted meanwhile. Any
+    // thread; waits for an exchange that is being counted, and for others that gather.
+    std::vector<CommandStatistics> gather(bool reset) EXCLUDES(mGatherLock);
 
   private:
+    using Rows = std::array<CommandStatistics, kNames + 1>;
+
     size_t rowOf(const CommandName& name);
 
     // A name is written before it is counted here, and not touched any more.
     std::atomic<size_t> mNames = 0;
     std::array<CommandName, kNames> mName;
-    // What was counted since gather(), on one side.
+    // What was counted since somebody gathered it, on one side.
     TwoSides mSides;
     std::array<Rows, 2> mCounted;
-    Rows mGathered;
+    // Leaf lock of those who gather; never taken where an exchange is counted.
+    Mutex mGatherLock;
+    Rows mGathered GUARDED_BY(mGatherLock);
 };
 
 struct Statistics {

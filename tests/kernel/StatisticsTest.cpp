@@ -62,7 +62,7 @@ class ExchangeStatisticsTest : public testing::Test {
         const MutexLock lock(sSerialMutex, "test");
         statistics->count(cmd.c_str(), micros, failed, timedOut);
     }
-    uint64_t countOf(size_t row) { return statistics->gather()[row].latency.count(); }
+    uint64_t countOf(size_t row) { return statistics->gather(false)[row].latency.count(); }
 
     const std::unique_ptr<ExchangeStatistics> statistics = std::make_unique<ExchangeStatistics>();
 };
@@ -88,7 +88,7 @@ TEST_F(ExchangeStatisticsTest, KeepWhatFailedAndWhatTimedOut) {
     count("AT%DB=1\r", 10);
     count("AT%DB=1\r", 20, true);
     count("AT%DB=1\r", 5'000'000, true, true);
-    const CommandStatistics& row = statistics->gather()[0];
+    const CommandStatistics row = statistics->gather(false)[0];
     EXPECT_EQ(row.failures, 2u);
     EXPECT_EQ(row.timeouts, 1u);
     EXPECT_EQ(row.latency.summary().max, 5'000'000u);
@@ -116,11 +116,12 @@ TEST_F(ExchangeStatisticsTest, TellNoCaseFromAnother) {
 TEST_F(ExchangeStatisticsTest, ForgetOnAReset) {
     count("AT%SWV\r", 1000, true, true);
     EXPECT_EQ(countOf(0), 1u);
-    EXPECT_EQ(countOf(0), 1u) << "gathered once more, it is still there";
     count("AT%SWV\r", 7);
-    statistics->reset();
-    const CommandStatistics& row = statistics->gather()[0];
-    EXPECT_EQ(row.latency.count(), 1u) << "counted after the last look, it was not told yet";
+    EXPECT_EQ(statistics->gather(true)[0].latency.summary().max, 1000u) << "told once more";
+    EXPECT_EQ(countOf(0), 0u);
+    count("AT%SWV\r", 7);
+    const CommandStatistics row = statistics->gather(false)[0];
+    EXPECT_EQ(row.latency.count(), 1u);
     EXPECT_EQ(row.latency.summary().max, 7u);
     EXPECT_EQ(row.failures, 0u);
     EXPECT_EQ(row.timeouts, 0u);
@@ -172,7 +173,7 @@ TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
     });
     uint64_t total = 0, failures = 0, timeouts = 0;
     const auto look = [&] {
-        const CommandStatistics& row = statistics->gather()[0];
+        const CommandStatistics row = statistics->gather(true)[0];
         const Latency::Summary latency = row.latency.summary();
         total += latency.count;
         failures += row.failures;
@@ -182,7 +183,6 @@ TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
         EXPECT_EQ(latency.p50 > 0, hasNews);
         EXPECT_EQ(failures, total / 3);
         EXPECT_EQ(timeouts, total / 6);
-        statistics->reset();
         return hasNews;
     };
     for (int told = 0; told < 500 && !HasFailure();) {
@@ -196,6 +196,24 @@ TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
     exchanging.join();
     look();
     EXPECT_EQ(total, exchanges);
+}
+
+// A client that is being told of something may ask for a dump while another one has its own.
+TEST_F(ExchangeStatisticsTest, AreGatheredByOneAtATime) {
+    std::atomic<uint64_t> total = 0;
+    std::atomic<bool> ended = false;
+    const auto gatherAll = [&] {
+        for (bool last = false; !last;) {
+            last = ended;
+            total += statistics->gather(true)[0].latency.count();
+        }
+    };
+    std::thread one(gatherAll), other(gatherAll);
+    for (uint64_t i = 1; i <= 5000; ++i) count("AT%SWV\r", i);
+    ended = true;
+    one.join();
+    other.join();
+    EXPECT_EQ(total, 5000u);
 }
 
 }  // namespace
