@@ -26,11 +26,16 @@ class SerialAtTest : public ServiceTest {
     void SetUp() override {
         start();
         attach();
-        // The exchanges of the attach are over when their vote is withdrawn; from here on all lines
-        // and entries are the test's own.
+        // The exchanges of the attach are over when their vote is withdrawn; from here on all
+        // entries are the test's own, and all lines of exchanges.
         EXPECT_EQ(send("AT\r").value, 0);
         from = journal.next();
         log.clear();
+    }
+    // The first that an exchange said.
+    support::LogLine firstLine() const {
+        const size_t next = log.waitForPrefix("serialAtCmd: ");
+        return log.lines().at(next - 1);
     }
     // From here on nobody sees what happens to the nodes in /dev.
     static void stopWatching() { Bivista::sighandler(SIGUSR1); }
@@ -57,18 +62,18 @@ TEST_F(SerialAtTest, LogsTheExchange) {
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: rd: [BV330-V10k_20210312]"));
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: rd: [OK]"));
     EXPECT_THAT(
-            log.texts().front(),
+            firstLine().text,
             testing::MatchesRegex(
                     "serialAtCmd: resp:0x[0-9a-f]+ respCount:1024 cb:\\(nil\\) cmd:\\[AT%SWV\\]"));
-    EXPECT_EQ(log.lines().front().priority, ANDROID_LOG_DEBUG);
+    EXPECT_EQ(firstLine().priority, ANDROID_LOG_DEBUG);
 }
 
 TEST_F(SerialAtTest, LogsTheCallbackAndABufferThatIsNotThere) {
     service->serialAtCmd("AT%SWV\r", nullptr, 0, [](char* /*line*/, size_t /*len*/) {});
-    EXPECT_THAT(log.texts().front(),
+    EXPECT_THAT(firstLine().text,
                 testing::MatchesRegex(
                         "serialAtCmd: resp:\\(nil\\) respCount:0 cb:0x[0-9a-f]+ cmd:\\[AT%SWV\\]"));
-    EXPECT_EQ(log.lines().front().priority, ANDROID_LOG_DEBUG);
+    EXPECT_EQ(firstLine().priority, ANDROID_LOG_DEBUG);
 }
 
 TEST_F(SerialAtTest, AcceptsLowerCase) {

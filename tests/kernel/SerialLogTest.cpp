@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/kernel/ServiceTest.h"
+#include "tests/support/Watch.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
@@ -123,6 +124,7 @@ TEST_F(SerialLogTest, AttachSendsTheCommandAndDetachSendsNothing) {
     phone.setProperty(kUart, "1");
     attachWithCapture();
     EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=2\r").Times(1));
+    awaitResume();
     const uint64_t from = journal.next();
     detach();
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting");
@@ -269,6 +271,8 @@ TEST_F(SerialLogTest, WithoutCaptureThePortStaysClosed) {
     start();
     attach();
     EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=3\r").Times(1));
+    // Of a detach that comes before this, the thread says nothing.
+    support::awaitWatch(phone::kWakeLock);
     phone.wakeLock(false);
     phone.wakeLock(true);
     detach();

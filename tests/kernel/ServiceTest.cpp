@@ -79,6 +79,12 @@ void ServiceTest::awaitWatching() {
         unlink("/dev/started");
         usleep(1000);
     }
+    // The thread has said all of these when it has said the last.
+    createNode("watched");
+    unlink("/dev/watched");
+    log.waitUntil([](const LogLine& line) {
+        return line.text.find("mask:0x00000200 name:watched") != std::string::npos;
+    });
 }
 
 void ServiceTest::attach(const phone::CoverOptions& options) {

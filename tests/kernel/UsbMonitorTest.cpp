@@ -7,6 +7,7 @@
 #include "kernel/SerialAt.h"
 #include "tests/kernel/ServiceTest.h"
 #include "tests/support/HidNode.h"
+#include "tests/support/Watch.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
@@ -338,6 +339,8 @@ TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
     start();
     attach();
     const auto descriptors = [] {
+        // The log's thread, too, has what it needs.
+        support::awaitWatch(phone::kWakeLock);
         size_t count = 0;
         for (int fd = 0; fd < 1024; ++fd) {
             if (fcntl(fd, F_GETFD) != -1) ++count;

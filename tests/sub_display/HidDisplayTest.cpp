@@ -21,7 +21,7 @@ class HidDisplayTest : public SubDisplayTest {
     void SetUp() override {
         start();
         attachPanel();
-        log.waitFor("There is no buffer to be consumed.");
+        awaitIdle();
         mFrom = hidraw.next();
         log.clear();
     }

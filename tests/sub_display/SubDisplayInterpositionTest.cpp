@@ -49,7 +49,7 @@ class SubDisplayInterpositionTest : public SubDisplayTest {
     void attachAndAwaitIdle() {
         start();
         attachPanel();
-        log.waitFor("There is no buffer to be consumed.");
+        awaitIdle();
         log.clear();
     }
 };

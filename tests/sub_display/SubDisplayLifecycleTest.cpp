@@ -115,6 +115,7 @@ TEST_F(SubDisplayLifecycleTest, ADetachTellsTheClientFirst) {
 TEST_F(SubDisplayLifecycleTest, ADetachEndsTheUpdateThread) {
     start();
     attachPanel();
+    awaitIdle();
     detachPanel();
     size_t at = log.waitFor(ANDROID_LOG_INFO, "deinitSubDisplay ++ ");
     at = log.waitFor(ANDROID_LOG_INFO, "deinitSubDisplay : sub_display_destroyThread = 1", at);

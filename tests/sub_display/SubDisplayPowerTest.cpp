@@ -3,6 +3,7 @@
 #include <climits>
 #include <thread>
 
+#include "tests/sub_display/Settling.h"
 #include "tests/sub_display/SubDisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -23,7 +24,7 @@ class SubDisplayPowerTest : public SubDisplayTest {
         if (state == SubScreenState::INITIALIZED) hidraw.refuse(HidCall::SetFeature, EPIPE);
         if (state != SubScreenState::UNINITIALIZED) attachPanel();
         hidraw.allow(HidCall::SetFeature);
-        if (state == SubScreenState::ON) log.waitFor("There is no buffer to be consumed.");
+        if (state == SubScreenState::ON) awaitIdle();
         if (state == SubScreenState::OFF) {
             EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
         }
@@ -205,11 +206,13 @@ TEST_F(SubDisplayPowerTest, ASecondRequestIsDroppedWhileOneRuns) {
 // The test for a request in progress comes before that for a panel.
 TEST_F(SubDisplayPowerTest, ARequestWithoutAPanelIsDroppedTooWhileOneRuns) {
     enter(SubScreenState::ON);
+    support::settling = support::Settling::Held;
     std::thread first([&] { service->setSubDisplayPowerState(false); });
     log.waitFor("Sub DISPLAY UPDATE Thread is over");
     detachPanel();
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
     EXPECT_TRUE(log.contains("Sub Display Power state is in progress..."));
+    support::settling = support::Settling::AsPanelsDo;
     first.join();
 }
 

@@ -8,16 +8,8 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include "tests/sub_display/Settling.h"
 #include "tests/sub_display/SubDisplayTest.h"
-
-namespace {
-
-// As long as a panel takes to settle.
-constexpr useconds_t kSettlingTime = 500'000;
-// Panels settle at once.
-std::atomic<bool> quickPanels = false;
-
-}  // namespace
 
 extern "C" {
 
@@ -27,11 +19,6 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     sched_yield();
     return __real_pthread_mutex_lock(mutex);
 }
-
-int __real_usleep(useconds_t time);
-int __wrap_usleep(useconds_t time) {
-    return time == kSettlingTime && quickPanels ? 0 : __real_usleep(time);
-}
 }
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -40,7 +27,7 @@ namespace {
 class SubDisplayStressTest : public SubDisplayTest {
   protected:
     void SetUp() override {
-        quickPanels = true;
+        support::settling = support::Settling::AtOnce;
         start();
         attachPanel();
     }

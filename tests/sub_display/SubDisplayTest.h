@@ -36,6 +36,8 @@ class SubDisplayTest : public ServiceTest {
     // Takes the panel off.
     ~SubDisplayTest() override;
 
+    // Waits until the update thread, which says so from line `from` on, sleeps for want of a frame.
+    void awaitIdle(size_t from = 0) const;
     // Puts the panel on and waits until the service has done with it; on, as a rule.
     void attachPanel(const PanelOptions& options = {});
     // As above, but does not wait.

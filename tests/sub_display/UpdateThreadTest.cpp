@@ -146,7 +146,9 @@ TEST_F(UpdateThreadTest, TheNextThreadHasItsOwnRetries) {
     drawAndAwait(1);
     EXPECT_THAT(writes(), SizeIs(7));
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
+    const size_t next = log.size();
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
+    log.waitFor(kIdle, next);
     drawAndAwait(2);
     EXPECT_THAT(writes(), SizeIs(7 + 7));
 }
