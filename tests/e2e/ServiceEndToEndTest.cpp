@@ -261,6 +261,8 @@ class HangingClientTest : public HeldServiceTest {
   protected:
     void SetUp() override {
         startPhone();
+        // A thread that still attaches would wait for the AT channel, and see no detach.
+        awaitAttachDone();
         ctl({"fault", R"(on AT%SWV answer "" times 1)"});
         hanging = std::make_unique<Program>(
                 std::vector<std::string>{bin("bivistactl"), "at", "AT%SWV"}, folder);

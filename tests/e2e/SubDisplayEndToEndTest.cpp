@@ -122,6 +122,7 @@ TEST_F(SubDisplayEndToEndTest, AFrameThatThePanelDoesNotTakeIsTriedAgain) {
     startPanel();
     ctl({"fault", "hid write error EIO after 1 times 2"});
     expectPatternShown();
+    awaitLog("HID-DISPLAY: write Palette done");
     EXPECT_EQ(count(log(), "HID-DISPLAY: write Palette done"), 1u);
 }
 
