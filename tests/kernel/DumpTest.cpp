@@ -27,8 +27,8 @@ extern "C" {
 
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
 int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
-    const bool passes = isTimePassing && fds[0].events == POLLOUT && timeout == 30'000;
-    return __real_poll(fds, count, passes ? 0 : timeout);
+    const bool isForRoom = count == 1 && fds[0].events == POLLOUT && timeout == 30'000;
+    return __real_poll(fds, count, isForRoom && isTimePassing ? 0 : timeout);
 }
 
 }  // extern "C"

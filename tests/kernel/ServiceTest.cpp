@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include "tests/support/Asleep.h"
 #include "tests/support/Watch.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -85,6 +86,7 @@ void ServiceTest::awaitWatching() {
     log.waitUntil([](const LogLine& line) {
         return line.text.find("mask:0x00000200 name:watched") != std::string::npos;
     });
+    support::awaitAsleep("usb-notify");
 }
 
 void ServiceTest::attach(const phone::CoverOptions& options) {

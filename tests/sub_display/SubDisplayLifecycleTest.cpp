@@ -1,14 +1,13 @@
 // The sub display's panel found and lost, and what clients are told of it.
 #include <atomic>
-#include <fstream>
 #include <future>
-#include <iterator>
 #include <thread>
 
 #include <unistd.h>
 
 #include "tests/sub_display/PowerSpy.h"
 #include "tests/sub_display/SubDisplayTest.h"
+#include "tests/support/Asleep.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
@@ -265,14 +264,6 @@ TEST_F(SubDisplayLifecycleTest, CarriesOnWithACallbackThatDied) {
     EXPECT_EQ(state(), SubScreenState::ON);
 }
 
-// Whether this thread of the process waits for something.
-bool isAsleep(pid_t thread) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const std::string text(std::istreambuf_iterator<char>(stat), {});
-    const size_t name = text.rfind(')');
-    return name != std::string::npos && text.compare(name, 3, ") S") == 0;
-}
-
 // Whoever asks while a client is being told hears the new state, once the client has heard it.
 TEST_F(SubDisplayLifecycleTest, AStateIsNotReadWhileTheClientIsBeingTold) {
     start();
@@ -302,7 +293,7 @@ TEST_F(SubDisplayLifecycleTest, AStateIsNotReadWhileTheClientIsBeingTold) {
         EXPECT_NE(state(), SubScreenState::UNINITIALIZED);
         hasRead = true;
     });
-    while (reading == 0 || (!hasRead && !isAsleep(reading))) usleep(1000);
+    while (reading == 0 || (!hasRead && !support::isAsleep(reading))) usleep(1000);
     EXPECT_FALSE(hasRead);
     EXPECT_TRUE(slow->states().empty());
     slow->answer();
