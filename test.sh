@@ -1,65 +1,90 @@
 #!/usr/bin/env bash
-# Builds and runs every test. See --help.
+# Builds and runs the tests. See --help.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/common.sh
+# A step that is interrupted is not one that has failed.
+trap 'exit 130' INT
+
+# In the order in which they run.
+every_step() {
+    cat <<'STEPS'
+style      quick  layout of the sources, our own linters, the tests of the scripts
+tidy       all    static checks by clang-tidy
+g++        all    the device folders built by g++ too
+phone      all    what a phone's build takes; the device folders for its processor
+release    quick  every test, optimised as on the phone
+package    all    the Debian package: what is in it, its unit, its udev rule
+mutation   all    seeded defects of the service, each of which the conformance suite must find
+tour       quick  ./run.sh: its tour, a second one beside it, what its counters say; README's picture
+asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
+tsan       all    the tests where threads meet under ThreadSanitizer
+documents  all    the commands of the documents
+STEPS
+}
 
 usage() {
     cat <<'HELP'
-usage: ./test.sh [--tsan] [--arm64 [--yes]] [--package] [--only WORD] [--no-install] [--list]
+usage: ./test.sh [--all] [--only WORD] [--tsan] [--arm64 [--yes]] [--package] [--no-install] [--list]
 
-Installs what is missing (Debian packages), then runs, in this order:
-  style     layout of the sources, static checks, and our own linters
-  g++       the device folders built by g++ too
-  phone     what a phone's build takes; the device folders for its processor
-  release   every test, optimised as on the phone
-  package   the Debian package: what is in it, its unit, its udev rule
-  mutation  seeded defects of the service, each of which the conformance suite must find
-  tour      ./run.sh --tour, and its debug dump against what the emulated phone has recorded; the
-            README's picture against a run
-  asan      every test under AddressSanitizer and UndefinedBehaviorSanitizer
-  tsan      the tests where threads meet under ThreadSanitizer
-  documents every command of the documents
+Installs what is missing (Debian packages), then runs the quick steps below: about 10 minutes on two
+cores, from a bare machine.
 
+  --all         run every step below, as continuous integration does: about 30 minutes
+  --only WORD   run one of the steps, and nothing else
   --tsan        run all tests under ThreadSanitizer, and nothing else
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
                 own and starts no programs; and nothing else. Asks before it downloads libraries
   --yes         download them without asking
   --package     install the Debian package in a bare Debian below build/, run the service and call it
                 there, remove it; and nothing else. Needs root (or sudo), and downloads that Debian once
-  --only WORD   run one of the steps above, and nothing else
   --no-install  install nothing; fail where something is missing
-  --list        name the steps that would run, and end
+  --list        name the steps that would run, without another option all that there are, and end
+
+The steps: "quick" ones run in ./test.sh and in ./test.sh --all, "all" ones in ./test.sh --all alone.
+
 HELP
+    every_step
 }
 
-steps=(style g++ phone release package mutation tour asan tsan documents)
+# steps_of KIND...
+steps_of() { every_step | awk -v kinds=" $* " 'index(kinds, " " $2 " ") { print $1 }'; }
+mapfile -t quick < <(steps_of quick)
+mapfile -t all < <(steps_of quick all)
+
+steps=("${quick[@]}")
 tsan_target=(threads_tests)
 tsan_label=(-L threads)
 arm64_libraries=()
+chosen=no
 install=yes
 list=no
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
-        --tsan) steps=(tsan); tsan_target=(); tsan_label=() ;;
-        --arm64) steps=(arm64) ;;
-        --package) steps=(clean-root) ;;
+        --all) steps=("${all[@]}"); chosen=yes ;;
+        --tsan) steps=(tsan); tsan_target=(); tsan_label=(); chosen=yes ;;
+        --arm64) steps=(arm64); chosen=yes ;;
+        --package) steps=(clean-root); chosen=yes ;;
         --yes) arm64_libraries=(--yes) ;;
         --only)
-            [ $# -ge 2 ] || fail "--only needs one of: ${steps[*]}"
-            case " ${steps[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${steps[*]}" ;; esac
-            steps=("$2"); shift ;;
+            [ $# -ge 2 ] || fail "--only needs one of: ${all[*]}"
+            case " ${all[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${all[*]}" ;; esac
+            steps=("$2"); chosen=yes; shift ;;
         --no-install) install=no ;;
         --list) list=yes ;;
         *) fail "unknown argument '$1'; see ./test.sh --help" ;;
     esac
     shift
 done
+if [ $list$chosen = yesno ]; then every_step; exit 0; fi
 if [ $list = yes ]; then printf '%s\n' "${steps[@]}"; exit 0; fi
 
-# The benchmarks are built and checked like everything else.
-kinds=(build test bench)
+# Who runs quick steps alone installs nothing for others. The benchmarks are built and checked like the rest.
+kinds=(build test)
+for step in "${steps[@]}"; do
+    case " ${quick[*]} " in *" $step "*) ;; *) kinds=(build test all bench) ;; esac
+done
 [ "${steps[*]}" != arm64 ] || kinds+=(arm64-tools)
 [ "${steps[*]}" != clean-root ] || kinds+=(clean-root)
 [ $install = no ] || install_packages "${kinds[@]}"
@@ -69,23 +94,19 @@ require_world
 run_step() {
     case $1 in
         style) scripts/check-style.sh ;;
+        tidy) scripts/check-tidy.sh ;;
         g++) scripts/check-gcc.sh ;;
         phone) scripts/check-phone.sh ;;
         release) build_preset release; run_ctest release ;;
         package) scripts/check-package.sh ;;
         clean-root) scripts/check-clean-root.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
-        tour) play_tour && scripts/picture.py --check ;;
+        tour) scripts/check-tour.sh ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
         documents) scripts/check-documents.sh ;;
-        arm64) arm64_sysroot && build_preset arm64 && run_ctest arm64 ;;
+        arm64) arm64_sysroot; build_preset arm64; run_ctest arm64 ;;
     esac
-}
-
-play_tour() {
-    ./run.sh --tour --no-install >build/tour.log 2>&1 || { cat build/tour.log; return 1; }
-    python3 scripts/counters.py build/run/{dump.json,journal.jsonl,service.log}
 }
 
 arm64_sysroot() {
@@ -94,28 +115,45 @@ arm64_sysroot() {
     scripts/arm64-sysroot.sh "${arm64_libraries[@]}"
 }
 
-# Runs the tests of a preset; adds to the totals that the last line tells.
-passed=0
-failed=0
+# Runs the tests of a preset; its totals go to a file, for the last line.
 run_ctest() {
-    local preset=$1 log=build/$1/ctest.log
+    local preset=$1 log=build/$1/ctest.log status=0 total bad
     shift
-    ctest --preset "$preset" "$@" --no-tests=error --output-on-failure 2>&1 | tee "$log" | grep -av -e ' Passed ' -e '^ *Start ' || true
-    local total bad
+    with_progress "testing ($preset)" "$log" \
+        ctest --preset "$preset" "$@" --no-tests=error --output-on-failure || status=1
+    [ $status = 0 ] || grep -av -e ' Passed ' -e '^ *Start ' "$log" || true
     total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
     bad=$(sed -n 's/.*, \([0-9]*\) tests failed out of .*/\1/p' "$log")
     [ -n "$total" ] || { say "ctest ran no test for preset $preset"; return 1; }
-    passed=$((passed + total - bad))
-    failed=$((failed + bad))
-    [ "$bad" = 0 ]
+    echo "$((total - bad)) $bad" >build/totals
+    return $status
 }
 
-outcome=0
+# A step that fails by something else than its tests counts as a test that has failed.
+passed=0
+failed=0
+failed_steps=()
 for step in "${steps[@]}"; do
     say "== $step"
     started=$SECONDS
-    run_step "$step" || { outcome=1; say "step '$step' failed"; }
+    mkdir -p build
+    echo 0 0 >build/totals
+    # Behind || the shell would run on after a failure.
+    set +e
+    (set -e; run_step "$step")
+    status=$?
+    set -e
+    read -r good bad <build/totals
+    if [ $status != 0 ]; then
+        failed_steps+=("$step")
+        [ "$bad" != 0 ] || bad=1
+        say "step '$step' failed"
+    fi
+    passed=$((passed + good))
+    failed=$((failed + bad))
     say "== $step: $((SECONDS - started)) s"
 done
-if [ $((passed + failed)) -gt 0 ]; then echo "$passed passed, $failed failed"; fi
-exit $outcome
+rm -f build/totals
+if [ ${#failed_steps[@]} -gt 0 ]; then say "failed steps: ${failed_steps[*]}"; fi
+if [ $((passed + failed)) -gt 0 ]; then say "$passed passed, $failed failed"; fi
+[ ${#failed_steps[@]} = 0 ]

@@ -7,11 +7,11 @@ source scripts/common.sh
 
 build_preset release bivista-interfaces
 mapfile -t sources < <(git ls-files 'kernel/*.cpp' 'display/*.cpp' 'sub_display/*.cpp' 'service/*.cpp')
-say "g++: ${#sources[@]} files"
 includes=(-I. -isystem build/release/generated)
 for folder in host/hidl/include host/cutils/include host/usbhost/include host/log/include; do
     if [ -d $folder ]; then includes+=(-isystem $folder); fi
 done
 includes+=(-isystem /usr/include/android)
-printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" \
-    g++ -std=gnu++17 -fno-exceptions -fno-rtti -Wall -Wextra -Werror -O2 -fsyntax-only "${includes[@]}"
+with_progress "compiling (g++)" build/g++.log \
+    scripts/each.py g++ -std=gnu++17 -fno-exceptions -fno-rtti -Wall -Wextra -Werror -O2 -fsyntax-only \
+    "${includes[@]}" -- "${sources[@]}" || { grep -v '^\[' build/g++.log; exit 1; }

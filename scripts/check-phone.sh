@@ -7,9 +7,6 @@ source scripts/common.sh
 
 outcome=0
 
-(cd scripts && python3 -m unittest -q blueprint_test nodes_test phone_test policy_test \
-    product_test objects_test) || outcome=1
-
 mapfile -t blueprints < <(git ls-files '*Android.bp')
 say "bpfmt: ${#blueprints[@]} files"
 unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1

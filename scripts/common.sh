@@ -1,4 +1,5 @@
 # Shared by run.sh, test.sh and the checks under scripts/. Sourced with the project root as folder.
+source scripts/progress.sh
 
 say() { printf '%s\n' "$*"; }
 fail() { printf 'error: %s\n' "$*" >&2; exit 2; }
@@ -31,13 +32,16 @@ install_packages() {
     done
     local log
     log=$(mktemp)
-    { "${as_root[@]}" apt-get update -q &&
-        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-            apt-get install -q -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 || {
+    with_progress "installing" "$log" run_apt_get "${missing[@]}" || {
         tail -n 5 "$log" >&2
         fail "apt-get could not install: ${missing[*]} (whole output: $log)"
     }
     rm -f "$log"
+}
+run_apt_get() {
+    "${as_root[@]}" apt-get update -q &&
+        "${as_root[@]}" env LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+            apt-get install -q -y --no-install-recommends "$@"
 }
 
 require_tools() {
@@ -55,15 +59,19 @@ require_world() {
 
 # build_preset NAME [TARGET...]: configures and builds, and shows output only when it fails.
 build_preset() {
-    local preset=$1 log=build/$1.log
-    shift
+    local log=build/$1.log
     mkdir -p build
-    say "building ($preset)"
-    { cmake --preset "$preset" &&
-        cmake --build --preset "$preset" ${1:+--target "$@"}; } >"$log" 2>&1 || {
+    with_progress "building ($1)" "$log" make_preset "$@" || {
         grep -E -A5 'error:|FAILED:|CMake Error' "$log" | head -n 40 >&2
         fail "the build failed (whole output: $log)"
     }
+}
+
+make_preset() {
+    local preset=$1
+    shift
+    cmake --preset "$preset" &&
+        NINJA_STATUS='[%f/%t] ' cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
 # build_package: makes the Debian package of what is built; its path is in $package.

@@ -8,6 +8,7 @@
   sees nothing of the service but its interface, and has no conditional compilation either.
 - The cover's model includes the standard library and itself alone.
 - Every header has `#pragma once`; no function body is longer than a screen.
+- A name that a source file makes short by `using` is used there; null pointers are `nullptr`.
 - The guide to the interface has every method of it.
 - Links of documents lead to files and headings that are there.
 
@@ -46,6 +47,9 @@ GUIDE = "docs/interface.md"
 METHOD = re.compile(r"^    (\w+)\(", re.MULTILINE)
 INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
 CONDITIONAL = re.compile(r"#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
+USING = re.compile(r"^using (?:[\w:]+::)?(\w+)(?: = .*)?;$", re.MULTILINE)
+NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
+COMMENT = re.compile(r"//.*")
 FUNCTION_START = re.compile(r"^[^\s#/}].*\{$")
 
 
@@ -98,12 +102,22 @@ def lint_functions(path, lines):
             start = None
 
 
+def lint_names(path, text):
+    for match in USING.finditer(text) if path.endswith(".cpp") else ():
+        if len(re.findall(rf"\b{match.group(1)}\b", COMMENT.sub("", text))) == 1:
+            yield f"{path}:{text.count(chr(10), 0, match.start()) + 1}: {match.group(1)} is not used"
+    for number, line in enumerate(text.split("\n"), 1):
+        if NULL.search(COMMENT.sub("", line)):
+            yield f"{path}:{number}: NULL instead of nullptr"
+
+
 def lint(path, text):
     lines = text.split("\n")
     for number, line in enumerate(lines, 1):
         yield from lint_includes(path, number, line)
     if path.endswith(".h") and "#pragma once" not in text:
         yield f"{path}:1: no #pragma once"
+    yield from lint_names(path, text)
     yield from lint_functions(path, lines)
 
 

@@ -57,6 +57,24 @@ class LintTest(unittest.TestCase):
     def test_headers_are_included_once(self):
         self.assertEqual(findings("tools/A.h", "int f();\n"), ["tools/A.h:1: no #pragma once"])
 
+    def test_a_name_made_short_is_used(self):
+        for text in ("using testing::Not;\nNot(x);\n", "using testing::Not;\n#define A Not\n",
+                     "    using Base::Base;\n", "using A = std::vector<int>;\nA a;\n"):
+            self.assertEqual(findings("tools/A.cpp", text), [])
+        self.assertEqual(findings("tools/A.cpp", "\nusing testing::Not;\n// Not here.\nNote();\n"),
+                         ["tools/A.cpp:2: Not is not used"])
+        self.assertEqual(findings("tools/A.cpp", "using A = std::vector<int>;\n"),
+                         ["tools/A.cpp:1: A is not used"])
+
+    def test_a_header_may_pass_names_on(self):
+        self.assertEqual(findings("tools/A.h", "#pragma once\nusing testing::Not;\n"), [])
+
+    def test_null_pointers_have_one_name(self):
+        for line in ('say("NULL");', "// NULL ends it.", "NULLABLE();"):
+            self.assertEqual(findings("tools/A.cpp", line + "\n"), [])
+        self.assertEqual(findings("tools/A.cpp", "f(0, NULL);\n"),
+                         ["tools/A.cpp:1: NULL instead of nullptr"])
+
     def test_the_guide_has_every_method(self):
         interface = ("interface IBivista {\n    /** See other(). */\n    first() generates (Status s);\n"
                      "    second(int32_t value)\n        generates (Status s);\n};\n")

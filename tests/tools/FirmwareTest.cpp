@@ -11,7 +11,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-using Json = nlohmann::ordered_json;
 
 namespace {
 

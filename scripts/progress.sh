@@ -1,0 +1,63 @@
+# Tells how far a command is: on a terminal in one line that is rewritten in place, else in one line at the
+# start and one at the end. Sourced by common.sh.
+
+# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status.
+with_progress() {
+    local what=$1 log=$2 started=$SECONDS status=0
+    shift 2
+    on_terminal || say "$what"
+    "$@" 2>&1 | follow "$what" "$log" || status=${PIPESTATUS[0]}
+    if on_terminal; then printf '\r\e[K'; fi
+    if [ "$status" = 0 ]; then
+        say "$what: $((SECONDS - started)) s"
+    else
+        say "$what: failed after $((SECONDS - started)) s"
+    fi
+    return "$status"
+}
+
+on_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
+
+# follow WHAT LOG: copies its input to the log, and tells on a terminal how far the counters in it are.
+follow() {
+    if ! on_terminal; then cat >"$2"; return; fi
+    local LC_ALL=C what=$1 line finished=0 total=0 bad=0 begun=$SECONDS looked=-1 columns=80
+    # What comes next on the terminal begins a line of its own.
+    trap 'echo >&3; trap - INT; kill -INT $BASHPID' INT
+    while IFS= read -r line || [ -n "$line" ]; do
+        printf '%s\n' "$line"
+        count "$line"
+        if [ $looked != $SECONDS ]; then measure_terminal; fi
+        show_progress >&3
+    done 3>&1 >"$2"
+}
+
+# Reads the counters of ninja, "[12/218] ", and of ctest, "12/2915 Test"; and counts apt's packages.
+count() {
+    if [[ $1 =~ ^\[([0-9]+)/([0-9]+)\] || $1 =~ ^\ *([0-9]+)/([0-9]+)\ Test ]]; then
+        finished=${BASH_REMATCH[1]} total=${BASH_REMATCH[2]}
+        if [[ $1 == *' Test '*'***'* ]]; then bad=$((bad + 1)); fi
+    elif [[ $1 =~ ^([0-9]+)\ upgraded,\ ([0-9]+)\ newly ]]; then
+        total=$((2 * (BASH_REMATCH[1] + BASH_REMATCH[2])))
+    elif [[ $1 == 'Unpacking '* || $1 == 'Setting up '* ]]; then
+        finished=$((finished + 1))
+    fi
+}
+
+# The terminal may be made wider or narrower meanwhile.
+measure_terminal() {
+    local size
+    looked=$SECONDS
+    size=$(stty size 2>/dev/null <&3) && [ "${size##* }" -gt 0 ] && columns=${size##* } || true
+}
+
+show_progress() {
+    local text=$what spent=$((SECONDS - begun))
+    if [ "$total" -gt 0 ]; then text+=" $finished/$total"; fi
+    if [ "$bad" -gt 0 ]; then text+=", $bad failed"; fi
+    # The first few tell nothing of the rest.
+    if [ $spent -ge 5 ] && [ "$finished" -gt 0 ] && [ "$finished" -lt "$total" ]; then
+        text+=", about $((spent * (total - finished) / finished / 60 + 1)) min left"
+    fi
+    printf '\r%s\e[K' "${text:0:columns-1}"
+}
