@@ -1,32 +1,42 @@
 #!/usr/bin/env bash
 # Plays a short tour of the service on the emulated phone and stays up for bivistactl. See --help.
 set -euo pipefail
+# A shell cannot trap what was ignored when it began, as in the background of a script.
+if (( 16#$(sed -n 's/^SigIgn:[[:space:]]*//p' "/proc/$$/status") & 0x4002 )); then
+    exec env --default-signal=INT,TERM "$BASH" "${BASH_SOURCE[0]}" "$@"
+fi
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/common.sh
+source scripts/colour.sh
+source scripts/run-folder.sh
 
 usage() {
     cat <<'HELP'
-usage: ./run.sh [--tour] [--no-install]
+usage: ./run.sh [--tour] [--no-install] [--color=WHEN]
 
 Installs what is missing (Debian packages), builds, starts the service on an emulated phone with a
 cover attached, plays a short tour, and stays up: type bivistactl commands in a second terminal,
-Ctrl-C here ends it.
+Ctrl-C here ends it. From a bare machine about 5 minutes on two cores, from the second time on seconds.
 
-  --tour        play the tour in a registry folder of its own, and end
+  --tour        play the tour in a registry folder of its own, without pauses, and end
   --no-install  install nothing; fail where something is missing
+  --color=WHEN  never, auto (on a terminal, unless NO_COLOR is set) or always
 
-The log of the service goes to build/run/service.log, the journal of the phone to
-build/run/journal.jsonl. HIDL_SOCKET_DIR chooses another registry folder.
+Each run has a folder, build/run/<date>-<time>/, with the log of the service (service.log), the journal of
+the phone (journal.jsonl), and what the tour has made; build/run/latest leads to the last, and the ten last
+are kept. HIDL_SOCKET_DIR chooses another registry folder, and so a second phone.
 HELP
 }
 
 tour_only=no
 install=yes
+choose_colour auto
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
         --tour) tour_only=yes ;;
         --no-install) install=no ;;
+        --color=*) choose_colour "${1#--color=}" ;;
         *) fail "unknown argument '$1'; see ./run.sh --help" ;;
     esac
     shift
@@ -35,19 +45,25 @@ done
 [ $install = no ] || install_packages build
 require_tools
 require_world
+[ $tour_only = yes ] || require_registry
 build_preset release bivista-service bivista-emulator bivistactl
+
+if [ $tour_only = yes ]; then
+    HIDL_SOCKET_DIR=$(mktemp -d)
+    export HIDL_SOCKET_DIR
+else
+    # Another may have come up during the build.
+    require_registry
+fi
+# What is waited for below stands in the log.
+export HOST_LOG_LEVEL=verbose
 
 bin=$PWD/build/release/bin
 service=$bin/vendor.qmx.hardware.bivista@1.1-service
 ctl=$bin/bivistactl
 emulator=$bin/bivista-emulator
-out=$PWD/build/run
-mkdir -p "$out"
-
-if [ $tour_only = yes ]; then
-    HIDL_SOCKET_DIR=$(mktemp -d)
-    export HIDL_SOCKET_DIR
-fi
+make_run_folder "$PWD/build/run"
+run=${out#"$PWD"/}
 
 emulator_pid=
 watch_pid=
@@ -70,31 +86,56 @@ trap finish EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
+paced=no
+if [ $tour_only = no ] && [ -t 0 ] && [ -t 1 ]; then paced=yes; fi
+
+# Leaves a person time to read: until Enter, or a second. In the background the terminal is not to be read.
+pause() {
+    local group foreground
+    [ $paced = yes ] || return 0
+    read -r _ _ _ _ group _ _ foreground _ <"/proc/$$/stat"
+    if [ "$group" = "$foreground" ]; then read -r -s -t 1 || true; else sleep 1; fi
+}
+
+# chapter TEXT: says what comes next.
+chapter() {
+    say ""
+    say "$heading$1$plain"
+}
+
+typed() {
+    say ""
+    say "$prompt\$$plain $typed$*$plain"
+}
 # show COMMAND...: types a command for the reader, then runs it.
 show() {
-    say ""
-    say "\$ ${*/#$bin\//}"
+    typed "${*/#$bin\//}"
     "$@"
+    pause
 }
-
+# fails COMMAND...: shows one that is meant to fail.
+fails() {
+    typed "${*/#$bin\//}"
+    "$@" || say "(exit status $?)"
+    pause
+}
 # What a person sees on the cover screen.
 show_screen() {
-    say ""
-    say "\$ bivista-emulator ctl show | grep ^screen"
+    typed "bivista-emulator ctl show | grep ^screen"
     "$emulator" ctl show | grep ^screen
+    pause
 }
 
-# Waits until a command succeeds; the emulator must be alive meanwhile.
+# await WHAT COMMAND...: waits until a command succeeds, while our own emulator is alive.
 await() {
     local what=$1
     shift
-    until "$@" >/dev/null 2>&1; do
-        kill -0 "$emulator_pid" 2>/dev/null || {
-            tail -n 5 "$out/service.log" >&2
-            fail "the emulated phone has ended while waiting for $what (log: $out/service.log)"
-        }
+    while kill -0 "$emulator_pid" 2>/dev/null; do
+        if "$@" >/dev/null 2>&1; then return; fi
         sleep 0.05
     done
+    tail -n 5 "$out/service.log" >&2
+    fail "the emulated phone has ended while waiting for $what (log: $out/service.log)"
 }
 
 received() { grep -qF "\"kind\":\"tty-rx\",\"path\":\"/dev/ttyACM0\",\"bytes\":\"$1\\\\r\"" "$out/journal.jsonl"; }
@@ -108,10 +149,12 @@ connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
 detached() { logged 1 "bv2_display_deinit --" && logged 1 "deinitSubDisplay -- "; }
 attached() { logged "$1" "bv_update_state : ATCMD_Status" && logged "$1" "setSubDisplayPowerState --"; }
 
-say "Starting the service on an emulated phone, with a cover attached"
+chapter "Starting the service on an emulated phone, with a cover attached"
+if [ $paced = yes ]; then say "A step a second; Enter goes on at once."; fi
 "$emulator" run --journal "$out/journal.jsonl" -- "$service" >"$out/service.log" 2>&1 &
 emulator_pid=$!
-await "the service" "$ctl" call getBV2Connect
+# Once ours is registered, whoever asks in this registry folder asks ours.
+await "the service" logged 1 "Bivista HAL Ready"
 await "the cover" connected
 await "the attach" attached 1
 
@@ -120,76 +163,66 @@ show "$ctl" at AT%SWV
 show "$ctl" call sendAtCommand AT%SWV null
 show "$ctl" cutout
 
-say ""
-say "The cover screen goes on"
+chapter "The cover screen goes on"
 show "$ctl" power on
 show_screen
 
-say ""
-say "A brightness sweep: the service takes the levels at once, and the cover follows"
-for level in 0 64 128 192 255; do show "$ctl" brightness $level; done
+chapter "A brightness sweep: the service takes the levels at once, and the cover follows"
+for level in 0 64 128 192 255; do
+    typed "bivistactl brightness $level"
+    "$ctl" brightness $level
+done
 await "the last level" received AT%DB=255
 show_screen
 
-say ""
-say "Its colours change"
+chapter "Its colours change"
 show "$ctl" colour mode MODE_1
 show "$ctl" colour rgb 1 20 30 40
 show_screen
 
-say ""
-say "A text on the sub display"
+chapter "A text on the sub display: what the panel shows is then in $run/panel.png"
 show "$ctl" sub text "12:45"
 await "the picture" panel_drawn
 show "$emulator" ctl snapshot "$out/panel.png"
-say ""
-say "What the panel shows is in $out/panel.png."
 
-say ""
-say "The pen comes near the cover: the kernel says so, and a client of the service hears it"
-rm -f "$out/events.jsonl" "$out/watch.log"
+chapter "The pen comes near the cover: the kernel says so, and a client of the service hears it"
+typed "bivistactl watch lpwg &"
 "$ctl" watch lpwg >"$out/events.jsonl" 2>"$out/watch.log" &
 watch_pid=$!
 await "the client" grep -q watching "$out/watch.log"
-show "$emulator" ctl pen BV_PEN_DETECTION
+typed "bivista-emulator ctl pen BV_PEN_DETECTION"
+"$emulator" ctl pen BV_PEN_DETECTION
 await "the event" heard BV_PEN_DETECTION
 head -n 1 "$out/events.jsonl"
 end_watch
+pause
 
-say ""
-say "The cover is pulled off: commands fail, with exit status 1"
+chapter "The cover is pulled off: commands fail, with exit status 1"
 show "$emulator" ctl detach
 await "the detach" detached
-show "$ctl" power on || say "(exit status $?)"
-show "$ctl" at AT%SWV || say "(exit status $?)"
+fails "$ctl" power on
+fails "$ctl" at AT%SWV
 
-say ""
-say "The cover is put back"
+chapter "The cover is put back"
 show "$emulator" ctl attach
 await "the attach" attached 2
 show "$ctl" at AT%SWV
-
-say ""
-say "What the service has counted meanwhile: one JSON object, in ${out#"$PWD"/}/dump.json; and in words"
 "$ctl" dump --json >"$out/dump.json"
-show "$ctl" dump
 
-say ""
-say "What went over the wire (the whole journal: ${out#"$PWD"/}/journal.jsonl)"
-tail -n 6 "$out/journal.jsonl"
+chapter "What went over the wire last; the journal has every byte and every write to a node"
+typed "grep tty- $run/journal.jsonl | tail -n 2"
+grep tty- "$out/journal.jsonl" | tail -n 2
+pause
 
+chapter "You have seen a cover come, its screen, panel and pen at work, and what happens without a cover."
 if [ $tour_only = yes ]; then
-    say ""
-    say "The tour is over."
-    exit 0
+    say "Next: ./run.sh stays up for commands of your own, and ./test.sh runs the quick tests;"
+    say "  README.md has the commands, and docs/architecture.md tells what runs where."
+else
+    say "Next, in a second terminal: cd $PWD${HIDL_SOCKET_DIR:+; export HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR}"
+    say "  PATH=\$PWD/build/release/bin:\$PATH; bivistactl doctor; bivistactl --help; bivista-emulator ctl --help"
 fi
-
-say ""
-say "The phone stays up. In a second terminal:"
-say "  cd $PWD"
-if [ -n "${HIDL_SOCKET_DIR:-}" ]; then say "  export HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR"; fi
-say "  build/release/bin/bivistactl power on"
-say "  build/release/bin/bivistactl --help"
-say "  build/release/bin/bivista-emulator ctl --help"
-say "The log of the service: tail -f build/run/service.log. Ctrl-C ends the phone."
+say "The service's log and the phone's journal: $run/service.log and journal.jsonl"
+if [ $tour_only = yes ]; then say "The tour is over."; exit 0; fi
+say "The phone stays up. Ctrl-C ends it."
 wait "$emulator_pid"

@@ -1,13 +1,14 @@
 """The emulated phone of ./run.sh, which is up while the commands of documents run."""
 import os
+import re
 import signal
 import subprocess
 import time
 
 UP = "The phone stays up."
+FOLDER = re.compile(r"build/run/[\d-]+(?=/service\.log)")
 # In vain no wait is longer.
 PATIENCE = 600
-JOURNAL = "build/run/journal.jsonl"
 READY = '/bv2_hal_ready","bytes":'
 
 
@@ -16,7 +17,8 @@ class Down(Exception):
 
 
 class Phone:
-    """Up from its making to `end()`, in a registry folder of its own. Made in the project's root."""
+    """Up from its making to `end()`, in a registry folder of its own; what the run leaves is in `folder`.
+    Made in the project's root."""
 
     def __init__(self, registry, output):
         self.registry = registry
@@ -27,6 +29,7 @@ class Phone:
                 stdin=subprocess.DEVNULL, stdout=file, stderr=file)
         try:
             self._await("./run.sh", lambda: UP in self._told())
+            self.folder = FOLDER.search(self._told()).group(0)
         except Down:
             self.end()
             raise
@@ -57,7 +60,7 @@ class Phone:
             return file.read()
 
     def _times_ready(self):
-        with open(JOURNAL, encoding="utf-8", errors="replace") as file:
+        with open(f"{self.folder}/journal.jsonl", encoding="utf-8", errors="replace") as file:
             return sum('"node-write"' in line and READY in line for line in file)
 
     def _call(self, program, *words):
