@@ -64,8 +64,9 @@ def script(steps):
 def run(shell, steps, folder, environment, limit=LIMIT):
     """Runs steps in a folder. Gives the lines that tell what failed."""
     with tempfile.NamedTemporaryFile(prefix="bivista-documents-") as output:
+        # A person's shell ignores no signals, whatever whoever started this does.
         process = subprocess.Popen(
-            [shell, "-c", script(steps)], cwd=folder, env={**environment, "output": output.name},
+            ["env", "--default-signal", shell, "-c", script(steps)], cwd=folder, env={**environment, "output": output.name},
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
             errors="replace", start_new_session=True)
         try:

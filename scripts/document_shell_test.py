@@ -1,5 +1,6 @@
 """Tests of document_shell.py."""
 import os
+import signal
 import tempfile
 import unittest
 
@@ -65,6 +66,15 @@ class ShellTest(unittest.TestCase):
 
     def test_what_hangs_is_ended(self):
         self.assertEqual(run("sleep 1000", limit=0.2), ["x.md:1: still running after 0.2 s"])
+
+    def test_signals_have_their_usual_meaning(self):
+        for name in ("INT", "TERM", "PIPE"):
+            number = signal.Signals[f"SIG{name}"]
+            before = signal.signal(number, signal.SIG_IGN)
+            try:
+                self.assertEqual(run(f"! sh -c 'kill -{name} $$'"), [])
+            finally:
+                signal.signal(number, before)
 
     def test_another_shell(self):
         self.assertEqual(run("test -n $ZSH_VERSION", "false", shell="zsh"), ["x.md:2: false: exit 1"])

@@ -138,8 +138,9 @@ def main(arguments):
         print(__doc__.split("\n\n")[1], file=sys.stderr)
         return 2
     os.chdir(ROOT)
-    # Ctrl-C ends phones and commands, also where whoever started this ignores it.
+    # Ctrl-C ends phones and commands, also where whoever started this ignores it; and so does being ended.
     signal.signal(signal.SIGINT, signal.default_int_handler)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     try:
         blocks = document_text.read_documents(arguments or git("ls-files", "*.md").split())
     except (document_text.Unreadable, OSError) as error:

@@ -36,7 +36,7 @@ class ProgressTest(unittest.TestCase):
         if process == 0:
             os.chdir(ROOT)
             fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-            os.execvpe("bash", ["bash", "-c", self.script(command, before)],
+            os.execvpe("env", ["env", "--default-signal", "bash", "-c", self.script(command, before)],
                        {**os.environ, "TERM": "xterm", **environment})
         told = b""
         while True:

@@ -70,7 +70,7 @@ class FolderTest(unittest.TestCase):
         process, folder = text.split()
         held = ["flock", "--nonblock", folder, "true"]
         self.assertEqual(subprocess.run(held, check=False).returncode, 1)
-        subprocess.run(["kill", process], check=True)
+        subprocess.run(["kill", "-KILL", process], check=True)
         self.assertEqual(subprocess.run(["flock", folder, "true"], check=False).returncode, 0)
 
     def test_what_is_no_run_stays(self):

@@ -1,5 +1,6 @@
 """Tests of the programs in stand-ins/: what they do not know fails."""
 import pathlib
+import signal
 import subprocess
 import unittest
 
@@ -28,6 +29,15 @@ class InterruptedTest(unittest.TestCase):
     def test_an_end_of_its_own_making_may_fail(self):
         self.assertEqual(interrupted("trap 'exit 5' INT; echo up; while :; do sleep 0.05; done"),
                          (5, "up\n"))
+
+    def test_ctrl_c_comes_where_it_was_ignored(self):
+        before = signal.signal(signal.SIGINT, signal.SIG_IGN)
+        try:
+            self.assertEqual(interrupted("echo up; sleep 1000"), (0, "up\n"))
+            self.assertEqual(interrupted("trap 'exit 5' INT; echo up; while :; do sleep 0.05; done"),
+                             (5, "up\n"))
+        finally:
+            signal.signal(signal.SIGINT, before)
 
     def test_what_fails_by_itself_has_failed(self):
         self.assertEqual(interrupted("echo no such thing >&2; exit 2"), (2, "no such thing\n"))
