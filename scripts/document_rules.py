@@ -42,6 +42,13 @@ RULES = (
     Rule(r"\./run\.sh --tour", instead("./test.sh --only tour --list"), "is a step of ./test.sh"),
     Rule(rf"((?:vts/mutate\.py|bench/run\.sh){ARGUMENTS})", instead(r"\1 --list"),
          "a step of its own, or for a quiet machine: whether it knows these names"),
+    Rule(r"(cmake --preset (asan|debug) && cmake --build --preset \2)( --target \S+)?", instead(r"\1\3 -- -n"),
+         "a step of ./test.sh builds that, or is built so: whether there is such a preset and target"),
+    Rule(r"(?:SOAK_CYCLES=1000 )?(ctest --preset asan .*)", instead(r"\1 -N | grep 'Total Tests: [1-9]'"),
+         "a step of ./test.sh runs them: whether there are such tests"),
+    Rule(rf"({BIN}bivista-emulator run -- gdb) build/debug/(\S+)",
+         instead(r"\1 -batch -ex 'info line main' build/release/\2"),
+         "asks for commands: one that fails without the program, which is not built so here"),
     Rule(r"SOAK_CYCLES=1000 (ctest .*)", instead(r"SOAK_CYCLES=20 \1 --no-tests=error"),
          "takes minutes: fewer cycles"),
     Rule(r"(build/fuzz/fuzz/.*) -max_total_time=60 (.*)", instead(r"\1 -runs=10000 \2"),
@@ -50,8 +57,6 @@ RULES = (
     Rule(rf"{BIN}bivistactl watch .*|{BIN}bivista-emulator ctl \w+ --follow"
          rf"|{BIN}bivista-emulator run .*-- vendor\S+-service"
          r"|journalctl .*-f|adb logcat (?!.*-d\b).*", interrupted, "ends by Ctrl-C"),
-    Rule(rf"({BIN}bivista-emulator run -- gdb) (\S+)", instead(r"\1 -batch -ex 'info line main' \2"),
-         "asks for commands: one that fails without the program"),
     Rule(r"(bivistactl|bivista-emulator) ([A-Z]+) --help", instead(r"\1 --help"),
          "stands for any of its commands"),
     Rule(r"bivista-emulator ctl", instead(r"bivista-emulator ctl --help"), "stands for its commands"),

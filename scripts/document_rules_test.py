@@ -26,7 +26,17 @@ class RuleTest(unittest.TestCase):
         self.assertEqual(to_run("./test.sh && nonsense"), "./test.sh && nonsense")
 
     def test_tests_must_be_found(self):
-        self.assertEqual(to_run("ctest --preset asan -R x"), "ctest --preset asan -R x --no-tests=error")
+        self.assertEqual(to_run("ctest --preset release -R x"), "ctest --preset release -R x --no-tests=error")
+
+    def test_what_a_step_builds_and_runs_is_only_looked_for(self):
+        self.assertEqual(to_run("cmake --preset asan && cmake --build --preset asan"),
+                         "cmake --preset asan && cmake --build --preset asan -- -n")
+        self.assertEqual(to_run("cmake --preset debug && cmake --build --preset debug --target x"),
+                         "cmake --preset debug && cmake --build --preset debug --target x -- -n")
+        for text in ("ctest --preset asan -R x", "SOAK_CYCLES=1000 ctest --preset asan -R x"):
+            self.assertEqual(to_run(text), "ctest --preset asan -R x -N | grep 'Total Tests: [1-9]'")
+        self.assertEqual(to_run("cmake --preset asan && cmake --build --preset tsan"),
+                         "cmake --preset asan && cmake --build --preset tsan")
 
     def test_ctrl_c_is_typed(self):
         for text in ("bivistactl watch lpwg", "bivistactl watch sub | jq .state",
