@@ -87,7 +87,7 @@ endfunction()
 # own. PROGRAMS: it starts programs of this build. NATIVE: it makes system calls that QEMU's user mode
 # does not know. None of these can be done where another processor is emulated: there such a test is
 # built and not run. Label "threads": the test is one where threads meet, and runs under
-# ThreadSanitizer in every ./test.sh. The time limit only ends a test that hangs. The sanitizers'
+# ThreadSanitizer in every ./test.sh --all. The time limit only ends a test that hangs. The sanitizers'
 # options stand in CMakePresets.json, so that the programs which a test starts get them too. The
 # test's own sources are not optimised, since compiling them is what takes most of the time; what
 # they test is. The target "threads_tests" builds all tests with that label.

@@ -12,6 +12,7 @@ namespace e2e {
 namespace {
 
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 
 class InstallTest : public ProgramsTest {
@@ -54,9 +55,10 @@ constexpr char kInstall[] =
 
 TEST_F(InstallTest, TellsOnceOfAPackageThatIsThereForArmToo) {
     tool("dpkg-query", R"([ "$4" = libpng-dev ] || echo "install ok installed")");
-    EXPECT_EQ(install().out,
-              "Installing Debian packages that are missing:\n"
-              "  libpng-dev pictures for the sub display, and the emulator's snapshots of it\n");
+    EXPECT_THAT(install().out,
+                MatchesRegex("Installing Debian packages that are missing:\n"
+                             "  libpng-dev pictures [^\n]* snapshots of it\n"
+                             "installing\ninstalling: [0-9]+ s\n"));
 }
 
 TEST_F(InstallTest, TellsAndInstallsWhatIsMissing) {
