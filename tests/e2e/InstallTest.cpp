@@ -55,10 +55,9 @@ constexpr char kInstall[] =
 
 TEST_F(InstallTest, TellsOnceOfAPackageThatIsThereForArmToo) {
     tool("dpkg-query", R"([ "$4" = libpng-dev ] || echo "install ok installed")");
-    EXPECT_THAT(install().out,
-                MatchesRegex("Installing Debian packages that are missing:\n"
-                             "  libpng-dev pictures [^\n]* snapshots of it\n"
-                             "installing\ninstalling: [0-9]+ s\n"));
+    EXPECT_THAT(install().out, MatchesRegex("Installing Debian packages that are missing:\n"
+                                            "  libpng-dev pictures [^\n]* snapshots of it\n"
+                                            "installing\ninstalling: [0-9]+ s\n"));
 }
 
 TEST_F(InstallTest, TellsAndInstallsWhatIsMissing) {
