@@ -21,7 +21,7 @@ on_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
 # follow WHAT LOG: copies its input to the log, and tells on a terminal how far the counters in it are.
 follow() {
     if ! on_terminal; then cat >"$2"; return; fi
-    local LC_ALL=C what=$1 line finished=0 total=0 bad=0 begun=$SECONDS looked=-1 columns=80
+    local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS looked=-1 columns=80
     # What comes next on the terminal begins a line of its own.
     trap 'echo >&3; trap - INT; kill -INT $BASHPID' INT
     while IFS= read -r line || [ -n "$line" ]; do
@@ -59,5 +59,7 @@ show_progress() {
     if [ $spent -ge 5 ] && [ "$finished" -gt 0 ] && [ "$finished" -lt "$total" ]; then
         text+=", about $((spent * (total - finished) / finished / 60 + 1)) min left"
     fi
+    [ "$text" != "$shown" ] || return 0
+    shown=$text
     printf '\r%s\e[K' "${text:0:columns-1}"
 }

@@ -66,10 +66,10 @@ class ProgressTest(unittest.TestCase):
         self.assertEqual(self.seen("echo '[1/2] a'", TERM="dumb"), (0, "building (x)\nbuilding (x): N s\n"))
 
     def test_on_a_terminal_there_is_one_line(self):
-        self.assertEqual(self.seen("echo configuring; echo '[1/2] a'; echo '[2/2] b'"),
+        self.assertEqual(self.seen("echo configuring; echo more; echo '[1/2] a'; echo '[2/2] b'"),
                          (0, "\rbuilding (x)\x1b[K\rbuilding (x) 1/2\x1b[K\rbuilding (x) 2/2\x1b[K"
                              "\r\x1b[Kbuilding (x): N s\n"))
-        self.assertEqual(self.logged(), "configuring\n[1/2] a\n[2/2] b\n")
+        self.assertEqual(self.logged(), "configuring\nmore\n[1/2] a\n[2/2] b\n")
 
     def test_tests_are_counted_and_those_that_fail(self):
         self.assertIn("building (x) 2/2915, 1 failed", self.lines(
