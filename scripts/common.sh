@@ -79,7 +79,7 @@ build_package() {
     local log=build/package.log
     build_preset release packaged
     rm -f build/release/package/*.deb
-    (cd build/release && cpack -G DEB) >"$log" 2>&1 || {
+    with_progress "making the Debian package" "$log" env -C build/release cpack -G DEB || {
         cat "$log" >&2
         fail "no package was made (whole output: $log)"
     }
