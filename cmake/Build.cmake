@@ -106,7 +106,7 @@ function(bivista_test name)
     if(CMAKE_CROSSCOMPILING AND (arg_MAIN OR arg_PROGRAMS OR arg_NATIVE))
         return()
     endif()
-    set(properties TIMEOUT 120)
+    set(properties TIMEOUT 300)
     if(arg_TIMEOUT)
         # ctest begins with these, or they would run on alone at the end.
         set(properties TIMEOUT ${arg_TIMEOUT} COST ${arg_TIMEOUT})

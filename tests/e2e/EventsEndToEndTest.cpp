@@ -68,6 +68,13 @@ class EventsEndToEndTest : public ProgramsTest {
     // Waits until the service is done with what was raised so far.
     void awaitHandled() { awaitLog(raiseMarker()); }
 
+    // The same as told() once so much was done: the journal has what is written to a node a little
+    // later than the service has written it.
+    std::vector<std::string> awaitTold(size_t count) const {
+        await([&] { return told().size() >= count; });
+        return told();
+    }
+
     // What was done since `mark`, in order; of uevents those of the touch panel.
     std::vector<std::string> told() const {
         std::vector<std::string> told;
@@ -131,7 +138,7 @@ TEST_F(EventsEndToEndTest, PenMode1GoesToTheCoverThenToTheKernel) {
     startPhoneAndClient();
     ctl({"pen", "SWITCH_AES_TO_1"});
     awaitHandled();
-    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0"));
+    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0"));
     EXPECT_EQ(client->out(), "");
 }
 
@@ -139,7 +146,7 @@ TEST_F(EventsEndToEndTest, PenMode2GoesToTheCoverThenToTheKernel) {
     startPhoneAndClient();
     ctl({"pen", "SWITCH_AES_TO_2"});
     awaitHandled();
-    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
     EXPECT_EQ(client->out(), "");
 }
 
@@ -148,8 +155,8 @@ TEST_F(EventsEndToEndTest, PenModeBothGoesToTheLpwgServiceTheCoverAndTheKernel) 
     ctl({"lpwg", "result", "5"});
     ctl({"pen", "SWITCH_AES_BOTH"});
     awaitHandled();
-    EXPECT_THAT(told(), ElementsAre("uevent", "ILpwg.setAesModeToLpwg(0)=5",
-                                    "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_THAT(awaitTold(4), ElementsAre("uevent", "ILpwg.setAesModeToLpwg(0)=5",
+                                          "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
     EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 5\n"));
     EXPECT_EQ(client->out(), "");
 }
@@ -159,7 +166,7 @@ TEST_F(EventsEndToEndTest, PenModeBothGoesOnWithoutAnLpwgService) {
     ctl({"lpwg", "absent"});
     ctl({"pen", "SWITCH_AES_BOTH"});
     awaitHandled();
-    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
     EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 0\n"));
 }
 
@@ -319,7 +326,7 @@ TEST_F(EventsEndToEndTest, TheServiceOutlivesItsClients) {
     EXPECT_EQ(client->wait().status, 0);
     ctl({"pen", "SWITCH_AES_TO_2"});
     awaitHandled();
-    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
+    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
     EXPECT_EQ(call({"getBV2Connect"}).status, 0);
 }
 
