@@ -1,5 +1,7 @@
 // What the debug dump tells of the cover screen, its brightness and its colours.
 #include "tests/display/DisplayTest.h"
+
+#include <nlohmann/json.hpp>
 #include "tests/kernel/DumpReader.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

@@ -2,6 +2,8 @@
 // the LPWG service and the client get to hear of them.
 #include "display/UeventMonitor.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <ostream>
 

@@ -1,8 +1,10 @@
 #include "tests/kernel/DumpReader.h"
 
 #include <gtest/gtest.h>
+
 #include <sys/mman.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

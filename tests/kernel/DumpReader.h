@@ -1,7 +1,7 @@
 // The debug dump of a service in this process.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 

@@ -13,6 +13,8 @@
 #include <unistd.h>
 
 #include "kernel/DumpOutput.h"
+
+#include <nlohmann/json.hpp>
 #include "tests/kernel/DumpReader.h"
 #include "tests/kernel/ServiceTest.h"
 

@@ -1,5 +1,7 @@
 // What the debug dump tells of the sub display, its buffers and its frames.
 #include "tests/kernel/DumpReader.h"
+
+#include <nlohmann/json.hpp>
 #include "tests/sub_display/SubDisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
+
 #include <sys/wait.h>
+#include <nlohmann/json.hpp>
 
 #include <fstream>
 #include <ostream>

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <fstream>

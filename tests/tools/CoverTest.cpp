@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <fstream>
 #include <ostream>

@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <fstream>

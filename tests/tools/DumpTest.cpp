@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/tools/Cli.h"
 

@@ -1,6 +1,7 @@
 // The commands of the cover's firmware.
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 #include <vector>

@@ -1,6 +1,7 @@
 // The commands that set something on the cover's two screens, and those that tell of the first one.
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 

@@ -1,6 +1,7 @@
 #include "tests/tools/SettingTest.h"
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 using testing::EndsWith;
 using testing::HasSubstr;

@@ -1,6 +1,7 @@
 // The commands of the sub display that tell something, and those that draw.
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include <fstream>
 #include <string>

@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <signal.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 #include <string>

@@ -3,6 +3,8 @@
 #include <array>
 #include <iterator>
 
+#include <nlohmann/json.hpp>
+
 #include "emulator/cover/Integers.h"
 #include "emulator/phone/program/Session.h"
 

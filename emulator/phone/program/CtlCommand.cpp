@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
+
 #include "cli/Colour.h"
 #include "emulator/cover/ScreenView.h"
 #include "emulator/cover/Text.h"

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <iostream>
 
+#include <nlohmann/json.hpp>
+
 #include "emulator/cover/Text.h"
 #include "emulator/phone/program/Session.h"
 

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include <nlohmann/json.hpp>
+
 #include "emulator/cover/Integers.h"
 #include "emulator/phone/program/Session.h"
 

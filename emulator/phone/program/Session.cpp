@@ -6,6 +6,8 @@
 #include <httplib.h>
 #include <sys/socket.h>
 
+#include <nlohmann/json.hpp>
+
 #include "cli/Message.h"
 #include "emulator/phone/Fd.h"
 #include "emulator/phone/control/SocketFolder.h"
@@ -82,6 +84,10 @@ void Session::fail(const std::string& message) {
 
 std::optional<Json> Session::get(const std::string& path, const Params& params) {
     return mImpl->take(mImpl->client.Get(path, params, httplib::Headers()));
+}
+
+std::optional<Json> Session::post(const std::string& path) {
+    return post(path, Json::object());
 }
 
 std::optional<Json> Session::post(const std::string& path, const Json& body) {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "cli/Command.h"
 
@@ -31,7 +31,8 @@ class Session {
 
     // The answer's object; nothing after a failure.
     std::optional<Json> get(const std::string& path, const Params& params = {});
-    std::optional<Json> post(const std::string& path, const Json& body = Json::object());
+    std::optional<Json> post(const std::string& path);
+    std::optional<Json> post(const std::string& path, const Json& body);
     std::optional<Json> put(const std::string& path, const Json& body);
     std::optional<Json> remove(const std::string& path, const Params& params = {});
 
