@@ -16,7 +16,7 @@ usage: ./run.sh [--tour] [--no-install] [--color=WHEN]
 
 Installs what is missing (Debian packages), builds, starts the service on an emulated phone with a
 cover attached, plays a short tour, and stays up: type bivistactl commands in a second terminal,
-Ctrl-C here ends it. From a bare machine about 5 minutes on two cores, from the second time on seconds.
+Ctrl-C here ends it. From a bare machine about 2 minutes on two cores, from the second time on seconds.
 
   --tour        play the tour in a registry folder of its own, without pauses, and end
   --no-install  install nothing; fail where something is missing
