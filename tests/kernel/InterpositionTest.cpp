@@ -32,7 +32,7 @@ thread_local std::function<ssize_t()> onWrite;
 std::function<int()> onInotifyInit;
 std::function<int()> onInotifyWatch;
 std::function<int()> onEventfd;
-bool noUsbHost = false;
+std::atomic<bool> noUsbHost = false;
 // Polls that include the descriptor of the USB host context.
 std::function<int()> onUsbPoll;
 std::atomic<int> usbHostFd = -1;
@@ -70,16 +70,17 @@ ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
     return onWrite && command ? callOnce(onWrite) : __real_write(fd, buffer, size);
 }
 
+// The USB thread, which may be late, does not look at what the test sets.
 int __real_inotify_init1(int flags);
 int __wrap_inotify_init1(int flags) {
     const bool ofUsbHost = (flags & IN_NONBLOCK) != 0;
-    return onInotifyInit && !ofUsbHost ? onInotifyInit() : __real_inotify_init1(flags);
+    return !ofUsbHost && onInotifyInit ? onInotifyInit() : __real_inotify_init1(flags);
 }
 
 int __real_inotify_add_watch(int fd, const char* path, uint32_t mask);
 int __wrap_inotify_add_watch(int fd, const char* path, uint32_t mask) {
     const bool ofUsbHost = (mask & IN_ONLYDIR) != 0;
-    return onInotifyWatch && !ofUsbHost ? onInotifyWatch()
+    return !ofUsbHost && onInotifyWatch ? onInotifyWatch()
                                         : __real_inotify_add_watch(fd, path, mask);
 }
 
