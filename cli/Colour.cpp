@@ -12,16 +12,12 @@ When gWhen = When::AUTO;
 
 const char* codeOf(Colour colour) {
     switch (colour) {
-        case Colour::PLAIN:
-            return "";
         case Colour::NAME:
             return "\033[1m";
         case Colour::GOOD:
             return "\033[32m";
         case Colour::BAD:
             return "\033[1;31m";
-        case Colour::FAINT:
-            return "\033[2m";
     }
     return "";
 }
@@ -36,22 +32,20 @@ bool isDumb() {
     return terminal == nullptr || std::string_view(terminal) == "dumb";
 }
 
+bool hasColour(int descriptor) {
+    if (gWhen != When::AUTO) return gWhen == When::ALWAYS;
+    return isatty(descriptor) != 0 && !isSet("NO_COLOR") && !isDumb();
+}
+
 }  // namespace
 
 void setColour(std::string_view when) {
     gWhen = when == "always" ? When::ALWAYS : when == "never" ? When::NEVER : When::AUTO;
 }
 
-bool hasColour(int descriptor) {
-    if (gWhen != When::AUTO) return gWhen == When::ALWAYS;
-    return isatty(descriptor) != 0 && !isSet("NO_COLOR") && !isDumb();
-}
-
 std::string inColour(Colour colour, std::string_view text, int descriptor) {
-    if (colour == Colour::PLAIN || !hasColour(descriptor)) return std::string(text);
-    const bool ended = text.ends_with('\n');
-    if (ended) text.remove_suffix(1);
-    return codeOf(colour) + std::string(text) + "\033[0m" + (ended ? "\n" : "");
+    if (!hasColour(descriptor)) return std::string(text);
+    return codeOf(colour) + std::string(text) + "\033[0m";
 }
 
 }  // namespace cli

@@ -18,6 +18,18 @@ std::string checkAccessory(const std::string& text) {
     return "write absent, declared, cover or a state from 0 to 4294967295";
 }
 
+// Makes a neighbour absent, or declared and not up. False for a state in which it is up.
+bool takeAway(Session& session, const std::string& path, const std::string& state) {
+    if (state == "absent") {
+        session.remove(path);
+    } else if (state == "declared") {
+        session.put(path + "/declared", Json::object());
+    } else {
+        return false;
+    }
+    return true;
+}
+
 void addAccessory(cli::Command& ctl) {
     struct Options {
         std::string state;
@@ -28,14 +40,7 @@ void addAccessory(cli::Command& ctl) {
             add(ctl, "accessory",
                 "What the phone's accessory service answers, and whether there is one",
                 [options](Session& session) {
-                    if (options->state == "absent") {
-                        session.remove("/v1/accessory");
-                        return;
-                    }
-                    if (options->state == "declared") {
-                        session.put("/v1/accessory/declared", Json::object());
-                        return;
-                    }
+                    if (takeAway(session, "/v1/accessory", options->state)) return;
                     Json body = Json::object();
                     if (options->state != "cover") {
                         body["state"] = *cover::parseInteger<uint32_t>(options->state);
@@ -64,14 +69,7 @@ void addLpwg(cli::Command& ctl) {
                         cli::refuseUsage("lpwg",
                                          "write present, absent, declared, or result and a number");
                     }
-                    if (options->state == "absent") {
-                        session.remove("/v1/lpwg");
-                        return;
-                    }
-                    if (options->state == "declared") {
-                        session.put("/v1/lpwg/declared", Json::object());
-                        return;
-                    }
+                    if (takeAway(session, "/v1/lpwg", options->state)) return;
                     Json body = Json::object();
                     if (options->result) body["result"] = *options->result;
                     session.put("/v1/lpwg", body);
