@@ -41,6 +41,9 @@ int runToExitStatus(const Action& action) {
     } catch (const Failure& failure) {
         complain(failure.what());
         return failure.code;
+    } catch (const cli::OutputFailed& failure) {
+        complain(failure.what());
+        return EXIT_NO_OUTPUT;
     } catch (const std::exception& error) {
         complain(std::string("this program failed, not the service: ") + error.what() +
                  ". \"bivistactl status\" tells what was done until then.");

@@ -2,14 +2,12 @@
 
 #include <string_view>
 
+#include "cli/Output.h"
+
 namespace bivistactl {
 
-// Writes to standard output and flushes, whole even when several threads print. Returns whether it
-// could be written. Any thread.
-bool print(std::string_view text);
-
-// As print(); throws Failure with EXIT_NO_OUTPUT when it cannot be written.
-void printOrFail(std::string_view text);
+using cli::print;
+using cli::printOrFail;
 
 // As print(), for a line that the cover sent: on a terminal, control characters are spelled.
 bool printCoverLine(std::string_view line);
