@@ -2,6 +2,7 @@
 
 #include <android-base/unique_fd.h>
 #include <errno.h>
+#include <hidl/HidlTransportSupport.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -44,8 +45,9 @@ Prints one JSON object for each event until ended with Ctrl-C:
   {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
   {"event":"sub","state":"ON","code":3}
 The service keeps one callback of each kind: a watch takes it from the client that
-had it. Ending a watch does not clear the callback: to clear that for touch and pen
-events would stop the service ("bivistactl call --help").
+had it, and ends with status 1 when another client takes it in turn. Ending a watch
+does not clear the callback: to clear that for touch and pen events would stop the
+service ("bivistactl call --help").
 
 Examples:
   bivistactl watch lpwg
@@ -86,10 +88,14 @@ class End {
     unique_fd mSignals;
 };
 
-// Prints events. Called on the thread of the RPC pool.
+// Prints events. Called on the thread of the RPC pool. A callback has it for itself: it goes when
+// the service has let go of that, or has died.
 class EventPrinter {
   public:
     explicit EventPrinter(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+    ~EventPrinter() { mEnd->set(EXIT_ANSWERED_FAIL); }
+    EventPrinter(const EventPrinter&) = delete;
+    EventPrinter& operator=(const EventPrinter&) = delete;
 
     Return<void> printEvent(const Json& event) const {
         if (!print(toLine(event) + "\n")) mEnd->set(EXIT_NO_OUTPUT);
@@ -110,43 +116,43 @@ class EventPrinter {
 
 class LpwgV1_0 : public V1_0::IBivistaLpwgCallback {
   public:
-    explicit LpwgV1_0(EventPrinter printer) : mPrinter(std::move(printer)) {}
+    explicit LpwgV1_0(std::unique_ptr<EventPrinter> printer) : mPrinter(std::move(printer)) {}
 
     Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
-        return mPrinter.printLpwg("1.0", static_cast<int32_t>(status), result);
+        return mPrinter->printLpwg("1.0", static_cast<int32_t>(status), result);
     }
 
   private:
-    const EventPrinter mPrinter;
+    const std::unique_ptr<EventPrinter> mPrinter;
 };
 
 class LpwgV1_1 : public V1_1::IBivistaLpwgCallback {
   public:
-    explicit LpwgV1_1(EventPrinter printer) : mPrinter(std::move(printer)) {}
+    explicit LpwgV1_1(std::unique_ptr<EventPrinter> printer) : mPrinter(std::move(printer)) {}
 
     Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
-        return mPrinter.printLpwg("1.0", static_cast<int32_t>(status), result);
+        return mPrinter->printLpwg("1.0", static_cast<int32_t>(status), result);
     }
     Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
-        return mPrinter.printLpwg("1.1", static_cast<int32_t>(status), result);
+        return mPrinter->printLpwg("1.1", static_cast<int32_t>(status), result);
     }
 
   private:
-    const EventPrinter mPrinter;
+    const std::unique_ptr<EventPrinter> mPrinter;
 };
 
 class SubDisplay : public IBivistaSubDisplayCallback {
   public:
-    explicit SubDisplay(EventPrinter printer) : mPrinter(std::move(printer)) {}
+    explicit SubDisplay(std::unique_ptr<EventPrinter> printer) : mPrinter(std::move(printer)) {}
 
     Return<void> onSubDisplayStateChanged(SubScreenState state) override {
         Json event = {{"event", "sub"}};
         event.update(toJson(state));
-        return mPrinter.printEvent(event);
+        return mPrinter->printEvent(event);
     }
 
   private:
-    const EventPrinter mPrinter;
+    const std::unique_ptr<EventPrinter> mPrinter;
 };
 
 class DeathNotice : public hidl_death_recipient {
@@ -159,30 +165,50 @@ class DeathNotice : public hidl_death_recipient {
     const std::shared_ptr<End> mEnd;
 };
 
-int reportEnd(ExitCode code) {
-    if (code == EXIT_NO_SERVICE) {
-        throw Failure(code,
-                      "the service died. Look into its log, start it again, and watch again.");
-    }
-    if (code == EXIT_NO_OUTPUT) throw Failure(code, "cannot write to standard output.");
-    return code;
+// Whether the service lives that had our callback. Asks its transport alone, which answers also
+// while a call of the service hangs.
+bool isServed(const sp<BivistaV1_0>& service) {
+    const sp<BivistaV1_0> present = BivistaV1_0::tryGetService();
+    return present != nullptr && ::android::hardware::interfacesEqual(present, service);
 }
 
+int reportEnd(ExitCode code, const sp<BivistaV1_0>& service, const std::string& what) {
+    switch (code) {
+        case EXIT_NO_OUTPUT:
+            throw Failure(code, "cannot write to standard output.");
+        case EXIT_ANSWERED_FAIL:
+            // Its death takes the callback as well, in any order with the notice of it.
+            if (isServed(service)) {
+                throw Failure(code, "the service has let go of the callback for " + what +
+                                            ": another client has taken it, or cleared it. "
+                                            "Watch again to take it back.");
+            }
+            [[fallthrough]];
+        case EXIT_NO_SERVICE:
+            throw Failure(EXIT_NO_SERVICE,
+                          "the service died. Look into its log, start it again, and watch again.");
+        default:
+            return code;
+    }
+}
+
+using Listen = std::function<Return<void>(BivistaV1_0&, std::unique_ptr<EventPrinter>)>;
+
 // `listen` registers the callback.
-int watch(const std::string& what,
-          const std::function<Return<void>(BivistaV1_0&, EventPrinter)>& listen) {
+int watch(const std::string& what, const Listen& listen) {
     auto end = std::make_shared<End>();
     const auto service = findService();
     const sp<DeathNotice> notice = new DeathNotice(end);
     const auto linked = service->linkToDeath(notice, 0);
     requireDelivered(linked);
-    requireDelivered(listen(*service, EventPrinter(end)));
-    remark("watching " + what + "; end it with Ctrl-C");
-    return reportEnd(end->wait());
+    requireDelivered(listen(*service, std::make_unique<EventPrinter>(end)));
+    remark("watching " + what +
+           "; this takes their callback from the client that had it. End it with Ctrl-C");
+    return reportEnd(end->wait(), service, what);
 }
 
 int watchLpwg(bool onlyV1_0) {
-    return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, EventPrinter printer) {
+    return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, auto printer) {
         sp<V1_0::IBivistaLpwgCallback> callback;
         if (onlyV1_0) {
             callback = new LpwgV1_0(std::move(printer));
@@ -194,7 +220,7 @@ int watchLpwg(bool onlyV1_0) {
 }
 
 int watchSubDisplay() {
-    return watch("the sub display's state", [](BivistaV1_0& service, EventPrinter printer) {
+    return watch("states of the sub display", [](BivistaV1_0& service, auto printer) {
         return service.setSubDisplayCallback(new SubDisplay(std::move(printer)));
     });
 }

@@ -92,6 +92,15 @@ class EventsEndToEndTest : public ProgramsTest {
         return told;
     }
 
+    // The client ends by itself, and has heard of no event.
+    void expectReplaced() {
+        const Outcome outcome = client->wait();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_THAT(outcome.err, HasSubstr("\nbivistactl: the service has let go of the callback "
+                                           "for touch and pen events"));
+    }
+
     std::unique_ptr<Program> client;
     size_t mark = 0;
 
@@ -267,7 +276,7 @@ TEST_F(EventsEndToEndTest, TheJournalHoldsCallbacksTooInTheirPlaces) {
                                   "AT%TCHUPDATE=UPDATE_STATE,0,0,0\\r",
                                   "IBivistaLpwgCallback.onLpwgEvent_1_1(0,0)=",
                                   "IBivistaLpwgCallback.onLpwgEvent_1_1(-1,-1)="));
-    EXPECT_EQ(client->out(), "") << "it was replaced";
+    expectReplaced();
 }
 
 TEST_F(EventsEndToEndTest, TheJournalTellsAnOlderClientsMethod) {
@@ -291,7 +300,7 @@ TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
     awaitLog("uevent received SUBSYSTEM=QMX_BV2 last");
     EXPECT_TRUE(clearing.isRunning());
     EXPECT_TRUE(next.isRunning());
-    EXPECT_EQ(client->out(), "");
+    expectReplaced();
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
     EXPECT_EQ(clearing.wait().status, 3);
     EXPECT_EQ(next.wait().status, 3);
@@ -300,9 +309,9 @@ TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
 TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
     startPhoneAndClient();
     const auto next = startClient();
+    expectReplaced();
     ctl({"gesture", "WAKEUP"});
     awaitHandled();
-    EXPECT_EQ(client->out(), "");
     EXPECT_THAT(linesOf(next->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
 }
 
@@ -317,6 +326,27 @@ TEST_F(EventsEndToEndTest, AClientThatDiedIsReportedAndReplaced) {
     ctl({"gesture", "WAKEUP"});
     awaitHandled();
     EXPECT_THAT(linesOf(next->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
+}
+
+TEST_F(EventsEndToEndTest, TheNextClientOfTheSubDisplayTakesOver) {
+    startPhone();
+    const std::vector<std::string> command = {bin("bivistactl"), "watch", "sub"};
+    Program first(command, folder);
+    await([&] { return first.err().find("watching") != std::string::npos; });
+    Program next(command, folder);
+    const Outcome outcome = first.wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("has let go of the callback for states of the sub display"));
+    await([&] { return next.err().find("watching") != std::string::npos; });
+    next.signal(SIGINT);
+    EXPECT_EQ(next.wait().status, 0);
+}
+
+TEST_F(EventsEndToEndTest, AWatchedServiceThatIsKilledIsNotTakenForAnotherClient) {
+    startPhoneAndClient();
+    ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
+    EXPECT_EQ(client->wait().status, 3);
+    EXPECT_THAT(client->err(), HasSubstr("the service died"));
 }
 
 // Ending a watch never clears the callback, which would stop the service.

@@ -129,6 +129,10 @@ class Fake : public Interface {
         return Void();
     }
 
+    // Kept until the next ones come.
+    sp<V1_0::IBivistaLpwgCallback> mLpwgCallback;
+    sp<V1_0::IBivistaSubDisplayCallback> mSubDisplayCallback;
+
   protected:
     static Return<Status> plain(const char* method, const Json& arguments = Json::array()) {
         record(method, arguments);
@@ -160,6 +164,7 @@ class Fake : public Interface {
     Return<void> getLPWGSelfTest(Text done) override { return textual("getLPWGSelfTest", done); }
     Return<Status> getTestResults() override { return plain("getTestResults"); }
     Return<void> setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& callback) override {
+        mLpwgCallback = callback;
         record("setLpwgCallback", Json::array({nameOf(callback)}));
         if (callback != nullptr) std::thread(sendLpwgEvents, callback).detach();
         return Void();
@@ -212,6 +217,7 @@ class Fake : public Interface {
     }
     Return<void> setSubDisplayCallback(
             const sp<V1_0::IBivistaSubDisplayCallback>& callback) override {
+        mSubDisplayCallback = callback;
         record("setSubDisplayCallback", Json::array({nameOf(callback)}));
         if (callback != nullptr) std::thread(sendStates, callback).detach();
         return Void();

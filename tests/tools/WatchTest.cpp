@@ -2,14 +2,19 @@
 #include <gmock/gmock.h>
 
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
+#include <fstream>
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/tools/Cli.h"
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using Json = nlohmann::ordered_json;
 
@@ -17,6 +22,11 @@ namespace {
 
 class WatchTest : public CliTest {
   protected:
+    // Waits until so much was said on standard error.
+    void awaitErrors(const std::string& end) const {
+        while (!errors().ends_with(end)) usleep(1000);
+    }
+
     // Ends the watch and tells that it cleared no callback: the next call of the service is ours.
     void endWith(int signal, Process& watch) {
         EXPECT_EQ("events sent", nextCall()["method"]);
@@ -97,6 +107,72 @@ TEST_F(WatchTest, AServiceThatDiesEndsTheWatchWithThree) {
     killService();
     EXPECT_EQ(3, watch->wait());
     EXPECT_THAT(errors(), HasSubstr("the service died"));
+}
+
+TEST_F(WatchTest, TellsThatItTakesTheCallbackAndFromWhom) {
+    givenService();
+    const std::map<std::string, std::string> told = {
+            {"lpwg", "touch and pen events"}, {"sub", "states of the sub display"}};
+    for (const auto& [kind, what] : told) {
+        auto watch = start({"watch", kind});
+        EXPECT_NE("", watch->line());
+        awaitErrors("Ctrl-C\n");
+        EXPECT_EQ("bivistactl: watching " + what +
+                          "; this takes their callback from the client that had it. End it with "
+                          "Ctrl-C\n",
+                  errors());
+    }
+}
+
+TEST_F(WatchTest, AClientThatTakesTheCallbackEndsTheWatchWithOne) {
+    givenService();
+    const std::map<std::vector<std::string>, std::string> told = {
+            {{"watch", "lpwg"}, "touch and pen events"},
+            {{"watch", "lpwg", "--v1_0"}, "touch and pen events"},
+            {{"watch", "sub"}, "states of the sub display"},
+            {{"sub", "watch"}, "states of the sub display"}};
+    for (const auto& [words, what] : told) {
+        auto first = start(words);
+        EXPECT_NE("", first->line());
+        awaitErrors("Ctrl-C\n");
+        auto second = startWithErrors(mFolder + "/second-errors", words);
+        EXPECT_EQ(1, first->wait());
+        EXPECT_THAT(errors(), EndsWith("Ctrl-C\nbivistactl: the service has let go of the callback "
+                                       "for " +
+                                       what +
+                                       ": another client has taken it, or cleared it. Watch again "
+                                       "to take it back.\n"));
+        EXPECT_NE("", second->line());
+        second->signal(SIGINT);
+        EXPECT_EQ(0, second->wait());
+    }
+}
+
+// As the real one does when the callback for touch and pen events is cleared.
+TEST_F(WatchTest, AServiceThatHangsAfterItLetGoEndsTheWatchWithOne) {
+    const std::string fifo = mFolder + "/fifo";
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    givenService({"--hold-in", "setSubDisplayCallback", fifo});
+    std::ofstream release(fifo, std::ios::in | std::ios::out);
+    release << '1' << std::flush;
+    auto watch = start({"watch", "sub"});
+    EXPECT_NE("", watch->line());
+    awaitErrors("Ctrl-C\n");
+    auto clearing = startWithErrors(mFolder + "/second-errors",
+                                    {"call", "setSubDisplayCallback", "null"});
+    EXPECT_EQ(1, watch->wait());
+    EXPECT_THAT(errors(), HasSubstr("has let go of the callback"));
+}
+
+// Both reasons for the end come at once, in any order.
+TEST_F(WatchTest, AServiceThatDiesIsNeverTakenForAnotherClient) {
+    for (int i = 0; i < 10; ++i) {
+        givenService();
+        auto watch = start({"watch", "sub"});
+        EXPECT_NE("", watch->line());
+        killService();
+        EXPECT_EQ(3, watch->wait());
+    }
 }
 
 TEST_F(WatchTest, AServiceThatDiesAtTheRegistrationEndsTheWatchWithThree) {
