@@ -1,9 +1,13 @@
 #include "cli/Command.h"
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <utility>
 
 #include "cli/Colour.h"
+#include "cli/Message.h"
+#include "cli/Output.h"
+#include "cli/Suggestion.h"
 
 namespace cli {
 namespace {
@@ -28,6 +32,72 @@ void addColour(CLI::App& app) {
             ->check(CLI::IsMember({"never", "auto", "always"}));
     // The option counts after a command's name too.
     app.fallthrough();
+}
+
+bool isAny(const CLI::App* /*app*/) {
+    return true;
+}
+
+bool looksLikeOption(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && word != "--" &&
+           isdigit(static_cast<uint8_t>(word[1])) == 0;
+}
+
+// The command below which the word stands on the command line.
+const CLI::App* commandAt(const std::string& word, const CLI::App* program, int argc, char** argv) {
+    const CLI::App* command = program;
+    for (int i = 1; i < argc && argv[i] != word; ++i) {
+        for (const CLI::App* below : command->get_subcommands(isAny)) {
+            if (!below->check_name(argv[i])) continue;
+            command = below;
+            break;
+        }
+    }
+    return command;
+}
+
+// From the program's name on.
+std::string pathOf(const CLI::App* command) {
+    const CLI::App* parent = command->get_parent();
+    return (parent == nullptr ? "" : pathOf(parent) + " ") + command->get_name();
+}
+
+std::vector<std::string> namesBelow(const CLI::App* command) {
+    std::vector<std::string> names;
+    for (const CLI::App* below : command->get_subcommands(isAny)) {
+        names.push_back(below->get_name());
+        for (const std::string& alias : below->get_aliases()) names.push_back(alias);
+    }
+    return names;
+}
+
+// The options of all that stands on the way to the command count there too.
+std::vector<std::string> optionsOf(const CLI::App* command) {
+    std::vector<std::string> names;
+    for (; command != nullptr; command = command->get_parent()) {
+        for (const CLI::Option* option : command->get_options()) {
+            if (option->get_group().empty()) continue;
+            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+// Returns whether the command line has a word that is no command or no option where it stands.
+bool complainOfUnknownWord(const CLI::App& program, int argc, char** argv) {
+    const std::vector<std::string> unknown = program.remaining(true);
+    if (unknown.empty()) return false;
+    const std::string& word = unknown.front();
+    const CLI::App* command = commandAt(word, &program, argc, argv);
+    const bool isOption = looksLikeOption(word);
+    const std::vector<std::string> names = isOption ? optionsOf(command) : namesBelow(command);
+    if (names.empty()) return false;
+    const std::string suggestion = suggest(word.substr(0, word.find('=')), names);
+    complain(program.get_name(), std::string("there is no ") + (isOption ? "option" : "command") +
+                                         " \"" + word + "\"" +
+                                         (suggestion.empty() ? "." : suggestion) + " \"" +
+                                         pathOf(command) + " --help\" lists them.");
+    return true;
 }
 
 }  // namespace
@@ -80,6 +150,7 @@ Option& Option::needs(const Option& other) {
 Command::Command(const std::string& name, const std::string& about)
     : mOwned(std::make_unique<CLI::App>(about, name)), mProgram(this), mApp(mOwned.get()) {
     addColour(*mApp);
+    mApp->set_version_flag("--version", name + " " BIVISTA_VERSION, "Print the version and exit");
 }
 
 Command::Command(Command* program, CLI::App* app) : mProgram(program), mApp(app) {}
@@ -178,10 +249,15 @@ int Command::run(int argc, char** argv, int wrongUsage) {
     try {
         mApp->parse(argc, argv);
         return mChosen();
+    } catch (const CLI::CallForHelp&) {
+        printOrFail(mApp->help());
+    } catch (const CLI::CallForVersion& version) {
+        printOrFail(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        // Help is an error to the library, with code 0.
-        return mApp->exit(error) == 0 ? 0 : wrongUsage;
+        if (!complainOfUnknownWord(*mApp, argc, argv)) mApp->exit(error);
+        return wrongUsage;
     }
+    return 0;
 }
 
 void refuseUsage(const std::string& argument, const std::string& message) {

@@ -50,7 +50,7 @@ class Command {
     // Runs when the command line names the command and is right; returns the program's exit status.
     using Action = std::function<int()>;
 
-    // A program. Its option --color counts for cli/Colour.h.
+    // A program. Its option --color counts for cli/Colour.h; --version tells the package's.
     Command(const std::string& name, const std::string& about);
     ~Command();
     Command(const Command&) = delete;
@@ -92,9 +92,10 @@ class Command {
 
     std::string help() const;
 
-    // Reads the command line and runs what it names. Returns the action's result; 0 after --help;
-    // `wrongUsage` when the command line is wrong, which standard error says. Throws what the
-    // action throws.
+    // Reads the command line and runs what it names. Returns the action's result; 0 after --help
+    // and
+    // --version; `wrongUsage` when the command line is wrong, which standard error says. Throws
+    // what the action throws, and OutputFailed when a help cannot be written.
     int run(int argc, char** argv, int wrongUsage);
 
   private:

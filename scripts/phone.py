@@ -3,6 +3,7 @@
 - Every file that an Android.bp names exists, and every source of the service, every source beside
   another Android.bp and every .hal file is named. Modules of interfaces carry the names of their
   packages, and those of all packages that these come from: the linker takes no less.
+- A module has the version of the project.
 - VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces
   and with the program's name.
 - current.txt holds the hashes of the interfaces as they are.
@@ -36,6 +37,8 @@ IMPORT = re.compile(r"^import ([\w.]*)@(\d+\.\d+)::", re.MULTILINE)
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 PATH = re.compile(r"/(?:dev|sys|data|vendor|system_ext)(?:/.*)?")
 PROPERTY = re.compile(r"(?:ro|persist|sys|vendor)(?:\.[a-z_]+)+")
+PROJECT_VERSION = re.compile(r"^project\(bivista VERSION ([\d.]+)", re.MULTILINE)
+VERSION_FLAG = re.compile(r'-DBIVISTA_VERSION="(.*)"')
 CONTEXT = re.compile(r"^(\S+)\s+u:object_r:(\w+):s0", re.MULTILINE)
 
 
@@ -117,6 +120,16 @@ def check_other_sources(tree):
         for source in tree.ending(".cpp"):
             if source.startswith(folder + "/") and source not in named:
                 yield f"{file}: does not name {source}"
+
+
+def check_version(tree):
+    """What a module says of its version is the project's, which the root's CMakeLists.txt has."""
+    project = PROJECT_VERSION.search(tree.read("CMakeLists.txt"))[1]
+    for file, _, properties in tree.modules():
+        for flag in properties.get("cflags", []):
+            told = VERSION_FLAG.fullmatch(flag)
+            if told and told[1] != project:
+                yield f"{file}: {properties['name']} is version {told[1]}, the project {project}"
 
 
 def check_modules(tree):
@@ -283,8 +296,8 @@ def check_nodes(tree):
 
 
 def check(tree):
-    for part in (check_files, check_service_sources, check_other_sources, check_modules,
-                 check_interfaces, check_vintf, check_init, check_makefiles, check_documents,
+    for part in (check_files, check_service_sources, check_other_sources, check_version,
+                 check_modules, check_interfaces, check_vintf, check_init, check_makefiles, check_documents,
                  check_nodes):
         yield from part(tree)
 

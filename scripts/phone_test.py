@@ -17,6 +17,7 @@ FILES = {
                   'shared_libs: ["liblog", "vendor.qmx.hardware.bivista@1.1"] }\n'
                   'prebuilt_etc { name: "rules", src: "service/ueventd.bivista.rc" }\n',
     "Android.mk": "LOCAL_MODULE := owners\n$(X): $(LOCAL_PATH)/service/ueventd.bivista.rc\n",
+    "CMakeLists.txt": "project(bivista VERSION 1.2.3 LANGUAGES CXX)\n",
     "bivista.mk": f"PRODUCT_PACKAGES += {PROGRAM}\nPRODUCT_PACKAGES += owners\nX += $(bivista_folder)/service/sepolicy \\\n"
                   "    $(bivista_folder)/service/framework_compatibility_matrix.xml\n",
     "docs/integration.md": "| `/sys/d/a` | writes | `sysfs_a` |\n`/dev` `/sys/class/tty/*/id` `ro.product.device` `ro.vendor.a`\n",
@@ -112,6 +113,12 @@ class PhoneTest(unittest.TestCase):
         files["vts/functional/B.cpp"] = ""
         self.expect(phone.check_other_sources(tree(new=files)),
                     "vts/Android.bp: does not name vts/functional/B.cpp")
+
+    def test_a_module_has_the_version_of_the_project(self):
+        test = 'cc_test { name: "test", cflags: ["-Wall", "-DBIVISTA_VERSION=\\"1.2.3\\""] }'
+        self.expect(phone.check_version(tree(new={"vts/Android.bp": test})))
+        self.expect(phone.check_version(tree(new={"vts/Android.bp": test.replace("1.2.3", "1.2.4")})),
+                    "vts/Android.bp: test is version 1.2.4, the project 1.2.3")
 
     def test_a_module_is_called_so_once(self):
         self.expect(phone.check_modules(tree(new={"vts/Android.bp": 'cc_test { name: "rules" }'})),

@@ -16,7 +16,8 @@ constexpr char kUsage[] =
         "                           entered, from which it may not come back by itself\n"
         "  --patience=SECONDS       when a wait is in vain; default: 60\n"
         "  --gesture-command=COMMAND\n"
-        "                           shell command that makes the phone report one WAKEUP gesture\n";
+        "                           shell command that makes the phone report one WAKEUP gesture\n"
+        "  --version                the suite's version, and nothing else\n";
 
 Options sOptions;
 
@@ -54,6 +55,10 @@ bool take(const std::string& argument) {
     }
     if (argument == "--allow-loader") {
         sOptions.allowLoader = true;
+        return true;
+    }
+    if (argument == "--version") {
+        sOptions.version = true;
         return true;
     }
     std::string value;

@@ -17,6 +17,7 @@ struct Options {
     std::set<std::string> with;     // is there: a test that misses it fails, instead of skipping
     std::set<std::string> without;  // is not there: a test that finds it fails
     bool allowLoader = false;       // the cover's firmware may be upgraded, its loader entered
+    bool version = false;           // to be printed; no test runs
     // Ends a wait in vain. Longer than an attachment takes, with a cover that leaves a command
     // unanswered and is reset.
     std::chrono::seconds patience{60};
