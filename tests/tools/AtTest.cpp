@@ -74,6 +74,36 @@ TEST_F(AtTest, AServiceThatDiesEndsWithThree) {
     EXPECT_THAT(result.errors, HasSubstr("the service died during the call"));
 }
 
+TEST_F(AtTest, ATextThatTheServiceOrTheCoverWouldMisunderstandIsWrongUsage) {
+    givenService();
+    const std::string asItIs =
+            "; \"bivistactl call sendAtCommand TEXT null\" sends a text as it is";
+    for (const std::string text : {"", "A", "HELLO", " AT", "T%SWV"}) {
+        expectWrongUsage({{"at", text}, "CMD: an AT command begins with AT" + asItIs + "\n"});
+        expectWrongUsage({{"at", "--json", text}, "CMD: an AT command begins with AT"});
+    }
+    for (const std::string text : {"AT\r", "AT%SWV\rAT%SWV", "AT\n", "\rAT"}) {
+        if (text.starts_with("AT")) {
+            expectWrongUsage({{"at", text},
+                              "CMD: a carriage return or line feed inside makes two commands of "
+                              "one" + asItIs +
+                                      "\n"});
+        }
+        EXPECT_EQ(2, run({"at", text}).code);
+    }
+    // None of them has reached the service.
+    EXPECT_EQ(0, run({"at", "at%swv"}).code);
+    EXPECT_EQ("at%swv", nextCall()["args"][0]);
+}
+
+TEST_F(AtTest, TheCallOfItsMethodSendsAnything) {
+    givenService();
+    for (const std::string text : {"", "HELLO", "AT%SWV\rAT%SWV", "AT\r\n"}) {
+        EXPECT_EQ(0, run({"call", "sendAtCommand", text, "null"}).code);
+        EXPECT_EQ(text, nextCall()["args"][0]);
+    }
+}
+
 TEST_F(AtTest, WithoutACommandItIsWrongUsage) {
     Result result = run({"at"});
     EXPECT_EQ(2, result.code);
