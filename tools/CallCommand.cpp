@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/Suggestion.h"
 #include "tools/Command.h"
 #include "tools/Failure.h"
 #include "tools/Methods.h"
@@ -49,6 +50,12 @@ std::string describeMethods() {
     return text;
 }
 
+std::vector<std::string> names() {
+    std::vector<std::string> names;
+    for (const Method& method : methods()) names.push_back(method.name);
+    return names;
+}
+
 // Before the call, since nothing can be said behind it: every other method returns.
 void warnOfTheLastCall() {
     remark("setLpwgCallback null does not return when a callback is registered: the service's "
@@ -72,8 +79,10 @@ int call(const cli::Command& command, std::vector<std::string> words) {
     }
     const Method* method = findMethod(words.front());
     if (method == nullptr) {
-        throw Failure(EXIT_USAGE, "there is no method \"" + words.front() +
-                                          "\". \"bivistactl call --help\" lists them.");
+        const std::string suggestion = cli::suggest(words.front(), names());
+        throw Failure(EXIT_USAGE, "there is no method \"" + words.front() + "\"" +
+                                          (suggestion.empty() ? "." : suggestion) +
+                                          " \"bivistactl call --help\" lists them.");
     }
     words.erase(words.begin());
     if (words.size() == 1 && (words.front() == "--help" || words.front() == "-h")) {

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "tools/Failure.h"
@@ -35,7 +36,10 @@ void addIdleJsonFlag(cli::Command& command) {
     command.flag("--json", "Changes nothing: JSON is printed in any case");
 }
 
-int runToExitStatus(const Action& action) {
+namespace {
+
+// Tells people what the action throws, but for a lack of memory.
+int runAndTell(const Action& action) {
     try {
         return action();
     } catch (const Failure& failure) {
@@ -44,9 +48,30 @@ int runToExitStatus(const Action& action) {
     } catch (const cli::OutputFailed& failure) {
         complain(failure.what());
         return EXIT_NO_OUTPUT;
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& error) {
         complain(std::string("this program failed, not the service: ") + error.what() +
                  ". \"bivistactl status\" tells what was done until then.");
+        return EXIT_NO_OUTPUT;
+    }
+}
+
+// Needs no memory.
+void complainOfMemory() {
+    constexpr char kLine[] =
+            "bivistactl: this program failed, not the service: it ran out of memory. \"bivistactl "
+            "status\" tells what was done until then.\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine, sizeof(kLine) - 1);
+}
+
+}  // namespace
+
+int runToExitStatus(const Action& action) {
+    try {
+        return runAndTell(action);
+    } catch (const std::bad_alloc&) {
+        complainOfMemory();
         return EXIT_NO_OUTPUT;
     }
 }

@@ -1,6 +1,13 @@
 // bivistactl: the Bivista service from the command line, through its HIDL interface alone.
 
+#include <android-base/unique_fd.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "cli/Process.h"
 #include "tools/Command.h"
@@ -10,10 +17,17 @@
 namespace bivistactl {
 namespace {
 
+using ::android::base::unique_fd;
+
 constexpr const char* kHelp = R"(
-Exit status: 0 done; 1 the service answered FAIL, or the doctor found a problem; 2 wrong
-usage; 3 no service, or it died during the call; 4 standard output cannot be written, or
-this program ran out of memory, descriptors or threads.
+Exit status:
+  0  done
+  1  the service answered FAIL, its panel cannot be drawn on, or it has no dump; the
+     doctor found a problem; another client took the callback of a watch
+  2  wrong usage; the service did nothing
+  3  no service answers, or it died during the call
+  4  standard output cannot be written, or this program ran out of memory,
+     descriptors or threads
 
 HIDL_SOCKET_DIR names the folder where services register; it must be the one that the
 service was started with.
@@ -36,7 +50,23 @@ constexpr void (*kAddCommands[])(cli::Command&) = {
         addWatchCommand,  addCallCommand,   addDumpCommand,
 };
 
+// More than any command needs at once. Without them a service that is there would seem to be
+// absent.
+constexpr int kDescriptors = 16;
+
+void requireDescriptors() {
+    std::vector<unique_fd> free;
+    while (free.size() < kDescriptors) {
+        free.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        if (free.back() >= 0) continue;
+        throw Failure(EXIT_NO_OUTPUT, "this program cannot open " + std::to_string(kDescriptors) +
+                                              " files: " + strerror(errno) +
+                                              ". Allow more: ulimit -n 64");
+    }
+}
+
 int run(int argc, char** argv) {
+    requireDescriptors();
     cli::Command program("bivistactl", "Controls the Bivista cover through its service.");
     program.setHelp(kHelp);
     for (auto* add : kAddCommands) add(program);

@@ -4,16 +4,18 @@
 
 #include <string>
 
+#include "host/hidl/Registry.h"
 #include "tools/Failure.h"
 
 namespace bivistactl {
 namespace {
 
+// The folder in force.
 std::string registryInWords() {
-    const char* folder = getenv("HIDL_SOCKET_DIR");
-    if (folder == nullptr || *folder == '\0')
-        return "the default folder (HIDL_SOCKET_DIR is unset)";
-    return std::string("HIDL_SOCKET_DIR=") + folder;
+    const char* given = getenv("HIDL_SOCKET_DIR");
+    const std::string folder = ::android::hardware::registry::directory();
+    if (given == nullptr || *given == '\0') return folder + " (HIDL_SOCKET_DIR is not set)";
+    return "HIDL_SOCKET_DIR=" + folder;
 }
 
 }  // namespace

@@ -38,8 +38,8 @@ TEST(RunToExitStatusTest, AnythingElseThatIsThrownIsAFailureOfTheProgram) {
                           "cannot read", std::make_error_code(std::errc::io_error));
               }));
     EXPECT_EQ(
-            "bivistactl: this program failed, not the service: std::bad_alloc. \"bivistactl "
-            "status\" tells what was done until then.\n"
+            "bivistactl: this program failed, not the service: it ran out of memory. "
+            "\"bivistactl status\" tells what was done until then.\n"
             "bivistactl: this program failed, not the service: filesystem error: cannot read: "
             "Input/output error. \"bivistactl status\" tells what was done until then.\n",
             GetCapturedStderr());

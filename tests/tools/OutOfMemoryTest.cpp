@@ -2,10 +2,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "tests/tools/Cli.h"
 
+using testing::AnyOf;
+using testing::StartsWith;
 namespace fs = std::filesystem;
 
 namespace {
@@ -13,8 +17,25 @@ namespace {
 // Less than the longest picture file, which is read as a whole.
 constexpr char kLimited[] = R"(ulimit -v 64000 && exec "$@")";
 
+// Of a run with this limit.
+struct Limit {
+    char kind;  // as ulimit has it
+    int value;
+};
+
 class OutOfMemoryTest : public CliTest {
   protected:
+    Result runWithin(Limit limit, const std::vector<std::string>& words) {
+        const std::string script = std::string("ulimit -") + limit.kind + " " +
+                                   std::to_string(limit.value) + R"( && exec "$@")";
+        std::vector<std::string> command = {"/bin/sh", "-c", script, "sh", BIVISTACTL};
+        command.insert(command.end(), words.begin(), words.end());
+        Process process(command, errorFile());
+        std::string text = process.rest();
+        const int code = process.wait();
+        return {code, text, errors()};
+    }
+
     std::string givenLongFile() const {
         std::string path = mFolder + "/long.png";
         std::ofstream file(path);
@@ -51,7 +72,47 @@ TEST_F(OutOfMemoryTest, IsToldAndEndsWithFour) {
     std::string line;
     std::getline(std::ifstream(told), line);
     EXPECT_EQ(
-            "bivistactl: this program failed, not the service: std::bad_alloc. \"bivistactl "
-            "status\" tells what was done until then.",
+            "bivistactl: this program failed, not the service: it ran out of memory. "
+            "\"bivistactl status\" tells what was done until then.",
             line);
+}
+
+// Whatever fails first. Below some of them the program cannot even be loaded, which it cannot tell.
+TEST_F(OutOfMemoryTest, AnyLimitEndsWithFourOrIsEnough) {
+    givenService();
+    std::set<int> codes;
+    for (int kilobytes = 16000; kilobytes < 40000; kilobytes += 160) {
+        if (runWithin({'v', kilobytes}, {"--version"}).code != 0) continue;
+        for (const char* method : {"getBV2Connect", "getGpiopin"}) {
+            const Result result = runWithin({'v', kilobytes}, {"call", method});
+            codes.insert(result.code);
+            EXPECT_THAT(result.code, AnyOf(0, 4)) << kilobytes << ": " << result.errors;
+            if (result.code == 4) {
+                EXPECT_THAT(result.errors, StartsWith("bivistactl: this program failed"));
+            }
+        }
+    }
+    EXPECT_EQ((std::set<int>{0, 4}), codes);
+}
+
+// With fewer than the least, which depends on what the test was started with, it cannot be loaded.
+TEST_F(OutOfMemoryTest, WithoutDescriptorsItEndsWithFourToo) {
+    givenService();
+    int least = 4;
+    while (runWithin({'n', least}, {"--version"}).code == 127) ++least;
+    const std::vector<std::string> commands[] = {
+            {"power", "on"}, {"status"}, {"doctor"}, {"dump"}, {"watch", "sub"}, {"watch", "lpwg"}};
+    for (const std::vector<std::string>& words : commands) {
+        for (int descriptors = least; descriptors < least + 12; ++descriptors) {
+            const Result result = runWithin({'n', descriptors}, words);
+            EXPECT_EQ(4, result.code) << words[0] << " with " << descriptors;
+            EXPECT_EQ("", result.output);
+            EXPECT_EQ(
+                    "bivistactl: this program cannot open 16 files: Too many open files. Allow "
+                    "more: ulimit -n 64\n",
+                    result.errors);
+        }
+        if (words[0] == "watch" || words[0] == "doctor") continue;
+        EXPECT_EQ(0, runWithin({'n', 64}, words).code) << words[0];
+    }
 }

@@ -111,8 +111,8 @@ TEST_F(WatchTest, AServiceThatDiesEndsTheWatchWithThree) {
 
 TEST_F(WatchTest, TellsThatItTakesTheCallbackAndFromWhom) {
     givenService();
-    const std::map<std::string, std::string> told = {
-            {"lpwg", "touch and pen events"}, {"sub", "states of the sub display"}};
+    const std::map<std::string, std::string> told = {{"lpwg", "touch and pen events"},
+                                                     {"sub", "states of the sub display"}};
     for (const auto& [kind, what] : told) {
         auto watch = start({"watch", kind});
         EXPECT_NE("", watch->line());
@@ -158,8 +158,8 @@ TEST_F(WatchTest, AServiceThatHangsAfterItLetGoEndsTheWatchWithOne) {
     auto watch = start({"watch", "sub"});
     EXPECT_NE("", watch->line());
     awaitErrors("Ctrl-C\n");
-    auto clearing = startWithErrors(mFolder + "/second-errors",
-                                    {"call", "setSubDisplayCallback", "null"});
+    auto clearing =
+            startWithErrors(mFolder + "/second-errors", {"call", "setSubDisplayCallback", "null"});
     EXPECT_EQ(1, watch->wait());
     EXPECT_THAT(errors(), HasSubstr("has let go of the callback"));
 }
