@@ -33,6 +33,10 @@ class Rule:
 # A command line of one program and its arguments.
 ARGUMENTS = r"(?: [^&|;<>]*)?"
 BIN = r"(?:build/release/bin/)?"
+# Where gdb finds the service's functions.
+NAMESPACE = "vendor::qmx::hardware::bivista::V1_1::implementation"
+# What is typed there is typed with ./run.sh up: a second phone is the reader's to put elsewhere.
+BESIDE_PHONE = ("README.md",)
 
 RULES = (
     Rule(rf"(\./test\.sh{ARGUMENTS})", instead(r"\1 --list"),
@@ -46,9 +50,12 @@ RULES = (
          "a step of ./test.sh builds that, or is built so: whether there is such a preset and target"),
     Rule(r"(?:SOAK_CYCLES=1000 )?(ctest --preset asan .*)", instead(r"\1 -N | grep 'Total Tests: [1-9]'"),
          "a step of ./test.sh runs them: whether there are such tests"),
-    Rule(rf"({BIN}bivista-emulator run -- gdb) build/debug/(\S+)",
-         instead(r"\1 -batch -ex 'info line main' build/release/\2"),
-         "asks for commands: one that fails without the program, which is not built so here"),
+    Rule(rf"((?:HIDL_SOCKET_DIR=\S+ )?{BIN}bivista-emulator run -- gdb) -ex run build/debug/(\S+)",
+         instead(rf"\1 -batch -ex 'tbreak {NAMESPACE}::Bivista::bv_update_state' -ex run -ex 'backtrace 1'"
+                 r" build/release/\2"),
+         "asks for commands: the last fails unless the service comes as far; not built for debugging here"),
+    Rule(r'gdb -p "[^"]+"', instead(r"\g<0> -batch -ex 'backtrace 1'"),
+         "asks for commands: one that fails without the process"),
     Rule(r"SOAK_CYCLES=1000 (ctest .*)", instead(r"SOAK_CYCLES=20 \1 --no-tests=error"),
          "takes minutes: fewer cycles"),
     Rule(r"(build/fuzz/fuzz/.*) -max_total_time=60 (.*)", instead(r"\1 -runs=10000 \2"),
@@ -102,5 +109,5 @@ def steps(block, bare=False):
 
 
 def runs_phone(block):
-    """Whether it has a phone of its own, which takes a registry of its own."""
-    return block.mentions(r"\bbivista-emulator run\b")
+    """Whether it has a phone of its own, which is given a registry of its own."""
+    return block.path not in BESIDE_PHONE and block.mentions(r"\bbivista-emulator run\b")
