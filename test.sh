@@ -14,7 +14,7 @@ tidy       all    static checks by clang-tidy
 g++        all    the device folders built by g++ too
 phone      all    what a phone's build takes; the device folders for its processor
 release    quick  every test, optimised as on the phone
-package    all    the Debian package: what is in it, its unit, its udev rule
+package    all    the Debian package: what is in it, lintian, its unit, its udev rule
 mutation   all    seeded defects of the service, each of which the conformance suite must find
 tour       quick  ./run.sh: its tour, a second one beside it, what its counters say; README's picture
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer

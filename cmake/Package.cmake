@@ -35,8 +35,34 @@ file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md
     ${CMAKE_SOURCE_DIR}/docs/*.svg)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 
+# install_compressed(FILE FOLDER): without name and time, so that it is the same each time.
+set(compressed)
+function(install_compressed file folder)
+    cmake_path(GET file FILENAME name)
+    set(made ${CMAKE_BINARY_DIR}/package/${name}.gz)
+    add_custom_command(OUTPUT ${made} COMMAND gzip -9nc ${file} > ${made} DEPENDS ${file} VERBATIM)
+    install(FILES ${made} DESTINATION ${folder})
+    set(compressed ${compressed} ${made} PARENT_SCOPE)
+endfunction()
+
+install_compressed(${packaging}/changelog ${doc_folder})
+set(man_pages man8/bivista-service.8)
+if(NOT CMAKE_CROSSCOMPILING)
+    list(APPEND man_pages man1/bivistactl.1 man1/bivista-emulator.1)
+endif()
+if(TARGET bivista-vts)
+    list(APPEND man_pages man1/bivista-vts.1)
+endif()
+foreach(page ${man_pages})
+    cmake_path(GET page PARENT_PATH folder)
+    install_compressed(${CMAKE_BINARY_DIR}/share/man/${page} ${CMAKE_INSTALL_DATADIR}/man/${folder})
+endforeach()
+add_custom_target(compressed ALL DEPENDS ${compressed})
+add_dependencies(compressed pages)
+install(FILES ${packaging}/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME bivista)
+
 # What there must be before the package is made: the programs, their man pages and completions.
-add_custom_target(packaged DEPENDS ${programs} bivista-service pages)
+add_custom_target(packaged DEPENDS ${programs} bivista-service pages compressed)
 
 # dpkg-shlibdeps and strip are those of this machine.
 if(CMAKE_CROSSCOMPILING)

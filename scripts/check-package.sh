@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The Debian package as it comes out of the build: what is in it, its unit, its udev rule. Installs nothing.
+# The Debian package as it comes out of the build: what is in it, what lintian says, its unit, its udev rule. Installs
+# nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -10,6 +11,9 @@ outcome=0
 
 build_package
 python3 scripts/package.py "$package" || outcome=1
+
+say "lintian"
+lintian --allow-root --fail-on error,warning "$package" || outcome=1
 
 say "the unit"
 tree=$(mktemp -d)

@@ -1,4 +1,4 @@
-"""What the Debian package must be, which neither CPack nor dpkg checks.
+"""What the Debian package must be, which CPack, dpkg and lintian do not check.
 
 - Files are root's, with the modes of programs and of what is read, in the folders meant for them; the
   programs, their man pages and completions, the unit, the rule, the settings and the documents are
@@ -7,9 +7,11 @@
 - The unit and the conffiles name what the package has; links of the documents lead to what it has.
 - Programs are stripped, may be loaded anywhere, and look for libraries in Android's folder alone;
   the package depends on what they are linked with.
+- Its changelog begins with its version.
 
     scripts/package.py PACKAGE.deb     one line per finding; exits 1 when there is one
 """
+import gzip
 import os
 import re
 import subprocess
@@ -22,22 +24,23 @@ PROGRAMS = (
     "/usr/bin/bivista-emulator", "/usr/bin/bivista-vts", "/usr/bin/bivistactl",
     "/usr/libexec/bivista/vendor.qmx.hardware.bivista@1.1-service",
 )
+CHANGELOG = "/usr/share/doc/bivista/changelog.gz"
 UNIT = "/usr/lib/systemd/system/bivista.service"
 COMMANDS = ("bivista-emulator", "bivistactl")
 PAGES = (
-    "/usr/share/man/man1/bivista-emulator.1", "/usr/share/man/man1/bivista-vts.1",
-    "/usr/share/man/man1/bivistactl.1", "/usr/share/man/man8/bivista-service.8",
+    "/usr/share/man/man1/bivista-emulator.1.gz", "/usr/share/man/man1/bivista-vts.1.gz",
+    "/usr/share/man/man1/bivistactl.1.gz", "/usr/share/man/man8/bivista-service.8.gz",
 )
 COMPLETIONS = tuple(f"/usr/share/bash-completion/completions/{name}" for name in COMMANDS) + \
     tuple(f"/usr/share/zsh/vendor-completions/_{name}" for name in COMMANDS)
 REQUIRED = PROGRAMS + PAGES + COMPLETIONS + (
     UNIT, "/etc/bivista/host.prop", "/usr/lib/udev/rules.d/60-bivista.rules",
-    "/usr/share/doc/bivista/copyright", "/usr/share/doc/bivista/README.md",
+    "/usr/share/doc/bivista/copyright", CHANGELOG, "/usr/share/doc/bivista/README.md",
     "/usr/share/doc/bivista/docs/running.svg", "/usr/share/doc/bivista/docs/linux.md",
 )
 PLACES = ("/etc/bivista/", "/usr/bin/", "/usr/lib/systemd/system/", "/usr/lib/udev/rules.d/",
           "/usr/libexec/bivista/", "/usr/share/bash-completion/completions/",
-          "/usr/share/doc/bivista/", "/usr/share/man/man1/", "/usr/share/man/man8/",
+          "/usr/share/doc/bivista/", "/usr/share/lintian/overrides/", "/usr/share/man/man1/", "/usr/share/man/man8/",
           "/usr/share/zsh/vendor-completions/")
 DEPENDS = ("android-libcutils", "android-liblog", "android-libutils", "libc6", "libstdc++6")
 ENTRY = re.compile(r"(\S{10}) (\S+) +\d+ \S+ \S+ \.(/.*)$")
@@ -97,6 +100,11 @@ def check_depends(text):
             yield f"Depends: no {name}"
 
 
+def check_changelog(text, version):
+    if not text.startswith(f"bivista ({version}) "):
+        yield f"{CHANGELOG}: does not begin with version {version}"
+
+
 def check_links(folder):
     """`folder`: the unpacked package."""
     def read(path):
@@ -141,6 +149,9 @@ def check(package):
         if UNIT in paths:
             with open(folder + UNIT, encoding="utf-8") as unit:
                 yield from check_unit(unit.read(), paths)
+        if CHANGELOG in paths:
+            with gzip.open(folder + CHANGELOG, "rt", encoding="utf-8") as changelog:
+                yield from check_changelog(changelog.read(), run("dpkg-deb", "-f", package, "Version").strip())
         yield from check_links(folder)
         for path in PROGRAMS:
             if os.path.exists(folder + path):

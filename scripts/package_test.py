@@ -49,7 +49,7 @@ class Listing(unittest.TestCase):
     def test_a_program_comes_with_its_page(self):
         names = {path.rsplit("/", 1)[1] for path in package.PROGRAMS if path.startswith("/usr/bin/")}
         self.assertEqual({path.rsplit("/", 1)[1] for path in package.PAGES},
-                         {f"{name}.1" for name in names} | {"bivista-service.8"})
+                         {f"{name}.1.gz" for name in names} | {"bivista-service.8.gz"})
         for path in package.PAGES + package.COMPLETIONS:
             self.assertIn(path, package.REQUIRED)
 
@@ -142,6 +142,18 @@ class Depends(unittest.TestCase):
         self.assertEqual(list(package.check_depends(
             "android-libcutils, android-libutils, libc6 (>= 2), libstdc++6, libandroid-liblog")),
             ["Depends: no android-liblog"])
+
+
+class Changelog(unittest.TestCase):
+    def findings(self, text):
+        return list(package.check_changelog(text, "1.1.0"))
+
+    def test_good(self):
+        self.assertEqual(self.findings("bivista (1.1.0) unstable; urgency=medium\n"), [])
+
+    def test_another_version_is_the_last(self):
+        self.assertEqual(self.findings("bivista (1.0.0) unstable\n\nbivista (1.1.0) unstable\n"),
+                         [f"{package.CHANGELOG}: does not begin with version 1.1.0"])
 
 
 class Program(unittest.TestCase):
