@@ -38,6 +38,19 @@ class RuleTest(unittest.TestCase):
         self.assertEqual(to_run("cmake --preset asan && cmake --build --preset tsan"),
                          "cmake --preset asan && cmake --build --preset tsan")
 
+    def test_the_debugger_is_asked_for_what_takes_a_running_service(self):
+        for folder in ("", "HIDL_SOCKET_DIR=x "):
+            self.assertEqual(
+                to_run(f"{folder}bivista-emulator run -- gdb -ex run build/debug/bin/x-service"),
+                f"{folder}bivista-emulator run -- gdb -batch -ex 'tbreak {document_rules.NAMESPACE}"
+                "::Bivista::bv_update_state' -ex run -ex 'backtrace 1' build/release/bin/x-service")
+        self.assertEqual(to_run('gdb -p "$(pidof x)"'), """gdb -p "$(pidof x)" -batch -ex 'backtrace 1'""")
+
+    def test_a_phone_beside_that_of_run_sh_is_given_no_registry(self):
+        command = document_text.Command(1, "bivista-emulator run -- ls")
+        for path, given in (("README.md", False), ("docs/x.md", True)):
+            self.assertEqual(document_rules.runs_phone(document_text.Block(path, "host", (command,))), given)
+
     def test_ctrl_c_is_typed(self):
         for text in ("bivistactl watch lpwg", "bivistactl watch sub | jq .state",
                      "bivista-emulator ctl journal --follow", "adb logcat -s x"):
@@ -52,19 +65,6 @@ class RuleTest(unittest.TestCase):
     def test_devices_are_those_of_the_emulated_phone(self):
         self.assertEqual(to_run("ls /dev/ttyACM*"),
                          "HIDL_SOCKET_DIR=$(mktemp -d) bivista-emulator run -- sh -c 'ls /dev/ttyACM*'")
-
-    def test_the_debugger_is_asked_for_what_takes_a_running_service(self):
-        for folder in ("", "HIDL_SOCKET_DIR=x "):
-            self.assertEqual(
-                to_run(f"{folder}bivista-emulator run -- gdb -ex run build/debug/bin/x-service"),
-                f"{folder}bivista-emulator run -- gdb -batch -ex 'tbreak {document_rules.NAMESPACE}"
-                "::Bivista::bv_update_state' -ex run -ex 'backtrace 1' build/release/bin/x-service")
-        self.assertEqual(to_run('gdb -p "$(pidof x)"'), """gdb -p "$(pidof x)" -batch -ex 'backtrace 1'""")
-
-    def test_a_phone_beside_that_of_run_sh_is_given_no_registry(self):
-        command = document_text.Command(1, "bivista-emulator run -- ls")
-        for path, given in (("README.md", False), ("docs/x.md", True)):
-            self.assertEqual(document_rules.runs_phone(document_text.Block(path, "host", (command,))), given)
 
     def test_a_program_of_the_package_is_the_built_one_where_it_is_not_installed(self):
         text = "bivista-emulator run -- /usr/libexec/bivista/x-service"
