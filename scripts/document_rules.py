@@ -54,8 +54,8 @@ RULES = (
          instead(rf"\1 -batch -ex 'tbreak {NAMESPACE}::Bivista::bv_update_state' -ex run -ex 'backtrace 1'"
                  r" build/release/\2"),
          "asks for commands: the last fails unless the service comes as far; not built for debugging here"),
-    Rule(r'gdb -p "[^"]+"', instead(r"\g<0> -batch -ex 'backtrace 1'"),
-         "asks for commands: one that fails without the process"),
+    Rule(r"""gdb (?:-iex '[^']+' )?-p "[^"]+\"""", instead(r"\g<0> -batch -ex 'info line main'"),
+         "asks for commands: one that fails without the process, or without its symbols"),
     Rule(r"SOAK_CYCLES=1000 (ctest .*)", instead(r"SOAK_CYCLES=20 \1 --no-tests=error"),
          "takes minutes: fewer cycles"),
     Rule(r"(build/fuzz/fuzz/.*) -max_total_time=60 (.*)", instead(r"\1 -runs=10000 \2"),

@@ -44,7 +44,8 @@ class RuleTest(unittest.TestCase):
                 to_run(f"{folder}bivista-emulator run -- gdb -ex run build/debug/bin/x-service"),
                 f"{folder}bivista-emulator run -- gdb -batch -ex 'tbreak {document_rules.NAMESPACE}"
                 "::Bivista::bv_update_state' -ex run -ex 'backtrace 1' build/release/bin/x-service")
-        self.assertEqual(to_run('gdb -p "$(pidof x)"'), """gdb -p "$(pidof x)" -batch -ex 'backtrace 1'""")
+        for text in ('gdb -p "$(pidof x)"', """gdb -iex 'set y' -p "$(pidof x)\""""):
+            self.assertEqual(to_run(text), f"{text} -batch -ex 'info line main'")
 
     def test_a_phone_beside_that_of_run_sh_is_given_no_registry(self):
         command = document_text.Command(1, "bivista-emulator run -- ls")
