@@ -276,6 +276,8 @@ class Bivista : public V1_1::IBivista {
     pthread_t mUsbNotifyThread = {};
     // The cover's USB device is on the bus.
     std::atomic<bool> mUsbAttached = false;
+    // A loader is on the bus. Changed by the USB thread, read by the dump alone.
+    std::atomic<bool> mLoaderAttached = false;
     // Outstanding votes for keeping USB awake; written under sUsbAutoSuspendMutex.
     std::atomic<int32_t> mUsbAutoSuspendDisableVote = 0;
     // Made and used by the USB thread; null again once usbThreadJoin has taken it, which releases

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -138,6 +140,33 @@ DumpRow describeCommand(const std::string& name, const CommandStatistics& comman
             .number("maxus", latency.max);
 }
 
+uint64_t secondsSince(uint64_t micros) {
+    return (monotonicMicros() - micros) / 1'000'000;
+}
+
+DumpRow describeOrder() {
+    const auto order = sStatistics.lastOrder.take(false);
+    if (!order) return DumpRow().unknown("order").unknown("status").unknown("secondsAgo");
+    return DumpRow()
+            .text("order", order->what.name)
+            .text("status", order->what.accepted ? "OK" : "FAIL")
+            .number("secondsAgo", secondsSince(order->micros));
+}
+
+// As the log has it.
+const char* causeOf(int error) {
+    return error == EPROTONOSUPPORT ? "Command not supported" : strerror(error);
+}
+
+DumpRow describeFailure(bool reset) {
+    const auto failure = sStatistics.lastFailure.take(reset);
+    if (!failure) return DumpRow().unknown("command").unknown("cause").unknown("secondsAgo");
+    return DumpRow()
+            .text("command", failure->what.name.text())
+            .text("cause", causeOf(failure->what.error))
+            .number("secondsAgo", secondsSince(failure->micros));
+}
+
 void dumpExchanges(DumpText* dump, bool reset) {
     ExchangeStatistics& exchanges = sStatistics.exchanges;
     const std::vector<CommandStatistics> commands = exchanges.gather(reset);
@@ -155,6 +184,7 @@ void dumpExchanges(DumpText* dump, bool reset) {
                             .number("timeouts", total.timeouts)
                             .number("refused", take(sStatistics.refused, reset))
                             .number("recoveries", take(sStatistics.recoveries, reset)));
+    dump->add("lastFailure", describeFailure(reset));
     dump->add("commands", std::move(rows));
 }
 
@@ -177,6 +207,7 @@ DumpOptions readOptions(const hidl_vec<hidl_string>& options) {
 void Bivista::dumpLink(DumpText* dump) const {
     dump->add("usb", DumpRow()
                              .flag("attached", mUsbAttached)
+                             .flag("loader", mLoaderAttached)
                              .flag("watched", mInotifyFd != -1)
                              .number("votes", mUsbAutoSuspendDisableVote.load()));
     dump->add("serial", DumpRow()
@@ -219,6 +250,7 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     }
     DumpText dump;
     dumpLink(&dump);
+    dump.add("upgrade", describeOrder());
     dump.add("display",
              DumpRow().flag("initialized", bv2_initialized).flag("screenOn", bv2_screen_on));
     dump.add("brightness", describeBrightness(asked.reset));

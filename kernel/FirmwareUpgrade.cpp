@@ -2,6 +2,7 @@
 
 #include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/Statistics.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -11,14 +12,20 @@ namespace {
 const std::string& sUpgradeControl =
         *new std::string("/sys/devices/platform/soc/soc:gpio_keys/virtual_mcu_firmware_write");
 
-constexpr int32_t kCancel = 0;
-constexpr int32_t kUpgrade = 1;
-constexpr int32_t kRecover = 6;
+struct Order {
+    int32_t value;
+    const char* name;
+};
+constexpr Order kCancel = {0, "CANCEL"};
+constexpr Order kUpgrade = {1, "UPGRADE"};
+constexpr Order kRecover = {6, "RECOVERY"};
 
 constexpr char kPowerNode[] = "/sys/class/bivista/bv2/bv2_pd";
 
-Status control(int32_t value) {
-    return Bivista::writeInt32(sUpgradeControl, value) != 0 ? Status::FAIL : Status::OK;
+Status control(const Order& order) {
+    const bool accepted = Bivista::writeInt32(sUpgradeControl, order.value) == 0;
+    if (!UpgradeOrderPause::isPaused()) sStatistics.lastOrder.keep({order.name, accepted});
+    return accepted ? Status::OK : Status::FAIL;
 }
 
 Status enterLoader(Bivista& service, const char* function, const char* cmd) {

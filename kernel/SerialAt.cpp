@@ -107,9 +107,14 @@ int refuse(int error) {
     return -1;
 }
 
-// As refuse(), for a command that is not sent.
-int refuseUnsent(int error) {
+void countRefusal(const char* cmd, int error) {
     ++sStatistics.refused;
+    sStatistics.lastFailure.keep({CommandName(cmd), error});
+}
+
+// As refuse(), for a command that is not sent.
+int refuseUnsent(const char* cmd, int error) {
+    countRefusal(cmd, error);
     return refuse(error);
 }
 
@@ -132,14 +137,14 @@ int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount,
 
 int Bivista::runAtCmd(const char* cmd, char* resp, size_t respCount,
                       void (*cb)(char* line, size_t len)) {
-    if (!mSerialAttached) return refuseUnsent(ENODEV);
-    if (!isWellFormed(cmd)) return refuseUnsent(EINVAL);
+    if (!mSerialAttached) return refuseUnsent(cmd, ENODEV);
+    if (!isWellFormed(cmd)) return refuseUnsent(cmd, EINVAL);
     char path[DevicePath::kCapacity];
     mSerialDevicePath.copyTo(path);
     Descriptor port(open(path, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!port.isOpen()) {
         const ErrnoKeeper keeper;
-        ++sStatistics.refused;
+        countRefusal(cmd, errno);
         LOG_ERROR("%s: failed to open \"%s\": %s", kFunction, path, strerror(errno));
         return -1;
     }
@@ -149,6 +154,7 @@ int Bivista::runAtCmd(const char* cmd, char* resp, size_t respCount,
     const uint64_t start = monotonicMicros();
     const int result = exchangeAt(port.get(), cmd, resp, respCount, cb, &timedOut);
     const ErrnoKeeper keeper;
+    if (result < 0) sStatistics.lastFailure.keep({CommandName(cmd), errno});
     sStatistics.exchanges.count(cmd, monotonicMicros() - start, result < 0, timedOut);
     port.close();
     if (timedOut) {

@@ -11,6 +11,7 @@
 #include "kernel/Bivista.h"
 #include "kernel/Descriptor.h"
 #include "kernel/SerialAt.h"
+#include "kernel/Statistics.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -75,7 +76,10 @@ bool Bivista::prepareSerialPort() {
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialAttached.load());
     if (!releaseSerialPort()) return;
-    (void)cancelFirmwareUpgrade().isOk();
+    {
+        const UpgradeOrderPause pause;
+        (void)cancelFirmwareUpgrade().isOk();
+    }
     bv2_display_deinit(this);
     serialLogEnable(false);
 }

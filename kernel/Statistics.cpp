@@ -12,6 +12,8 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 Statistics sStatistics;
 
+thread_local bool UpgradeOrderPause::sIsPaused = false;
+
 namespace {
 
 // Commands that differ in their first argument, as the service sends them.

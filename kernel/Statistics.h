@@ -1,14 +1,15 @@
 // What the service counts about itself, for its debug dump. Nothing here decides anything: the
 // counters are written where things happen, and read by the dump alone.
 //
-// Counting takes no lock, allocates nothing and makes no system call; any thread may count, unless
-// said otherwise.
+// Counting takes no lock, allocates nothing and makes no system call, but for a leaf lock where
+// something is kept whole; any thread may count, unless said otherwise.
 #pragma once
 
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -82,12 +83,74 @@ class ExchangeStatistics {
     Rows mGathered GUARDED_BY(mGatherLock);
 };
 
+// CLOCK_MONOTONIC; keeps errno.
+uint64_t monotonicMicros();
+
+// What happened last of a kind, and when. Any thread.
+template <typename What>
+class Latest {
+  public:
+    struct Event {
+        What what;
+        uint64_t micros;
+    };
+
+    void keep(const What& what) {
+        const Event event = {what, monotonicMicros()};
+        const LeafLock lock(mLock);
+        mEvent = event;
+    }
+    // None when nothing of the kind has happened since it was forgotten.
+    std::optional<Event> take(bool forget) {
+        const LeafLock lock(mLock);
+        const std::optional<Event> event = mEvent;
+        if (forget) mEvent.reset();
+        return event;
+    }
+
+  private:
+    // Leaf lock, held only to copy.
+    Mutex mLock;
+    std::optional<Event> mEvent GUARDED_BY(mLock);
+};
+
+// An AT command that failed.
+struct CommandFailure {
+    CommandName name;
+    int error;
+};
+
+// What the kernel was told to do with the cover's firmware.
+struct UpgradeOrder {
+    const char* name;
+    bool accepted;
+};
+
+// As long as it is there, upgrade orders of its thread are not kept: a detach cancels, whatever was
+// ordered before, and would hide it.
+class UpgradeOrderPause {
+  public:
+    UpgradeOrderPause() { sIsPaused = true; }
+    ~UpgradeOrderPause() { sIsPaused = false; }
+    UpgradeOrderPause(const UpgradeOrderPause&) = delete;
+    UpgradeOrderPause& operator=(const UpgradeOrderPause&) = delete;
+
+    static bool isPaused() { return sIsPaused; }
+
+  private:
+    static thread_local bool sIsPaused;
+};
+
 struct Statistics {
     ExchangeStatistics exchanges;
     // Commands that did not get as far as the tty: no cover, malformed, not to be opened.
     std::atomic<uint64_t> refused = 0;
     // Times that the kernel was asked to reset the cover.
     std::atomic<uint64_t> recoveries = 0;
+    // Of the commands that were refused or failed.
+    Latest<CommandFailure> lastFailure;
+    // No counter: a reset leaves it.
+    Latest<UpgradeOrder> lastOrder;
     // Frames that clients drew; of those, the ones that the panel took and the ones it never got:
     // replaced by a newer one, freed unsent, given up. The rest waits or is being sent.
     std::atomic<uint64_t> framesDrawn = 0;
@@ -98,8 +161,5 @@ struct Statistics {
 };
 
 extern Statistics sStatistics;
-
-// CLOCK_MONOTONIC; keeps errno.
-uint64_t monotonicMicros();
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

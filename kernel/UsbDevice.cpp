@@ -34,8 +34,23 @@ struct Freer {
 };
 using Text = std::unique_ptr<char, Freer>;
 
-// libusbhost's name of the attached cover, null when there is none. USB thread only.
+// libusbhost's names of the attached cover and of a loader, null when there is none. USB thread
+// only.
 char* sUsbDeviceName = nullptr;
+char* sLoaderName = nullptr;
+
+void keepName(char** slot, const char* devname) {
+    free(*slot);
+    *slot = strdup(devname);
+}
+
+// Whether it was that device, whose name is then forgotten.
+bool forgetName(char** slot, const char* devname) {
+    if (*slot == nullptr || strcmp(*slot, devname) != 0) return false;
+    free(*slot);
+    *slot = nullptr;
+    return true;
+}
 
 bool isRecoveryModel(const char* product) {
     for (const char* model : kRecoveryModels) {
@@ -85,21 +100,22 @@ int Bivista::usbDeviceAdded(const char* devname, void* client) {
     if (vendor == kCoverVendor && product == kCoverProduct) {
         LOG_INFO("========== Bivista Attached");
         LOG_DEBUG("%s: %s idVendor:%04x idProduct:%04x", __func__, devname, vendor, product);
-        free(sUsbDeviceName);
-        sUsbDeviceName = strdup(devname);
+        keepName(&sUsbDeviceName, devname);
         service.mUsbAttached = true;
     } else if (vendor == kLoaderVendor && product == kLoaderProduct) {
+        keepName(&sLoaderName, devname);
+        service.mLoaderAttached = true;
         loaderAdded(service, device.get());
     }
     return 0;
 }
 
 int Bivista::usbDeviceRemoved(const char* devname, void* client) {
-    if (sUsbDeviceName == nullptr || strcmp(sUsbDeviceName, devname) != 0) return 0;
+    Bivista& service = *static_cast<Bivista*>(client);
+    if (forgetName(&sLoaderName, devname)) service.mLoaderAttached = false;
+    if (!forgetName(&sUsbDeviceName, devname)) return 0;
     LOG_INFO("========== Bivista Unattached");
-    static_cast<Bivista*>(client)->mUsbAttached = false;
-    free(sUsbDeviceName);
-    sUsbDeviceName = nullptr;
+    service.mUsbAttached = false;
     return 0;
 }
 

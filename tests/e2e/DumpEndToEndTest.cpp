@@ -162,7 +162,8 @@ TEST_F(DumpEndToEndTest, TellsHowLongTheCoverTook) {
 TEST_F(DumpEndToEndTest, TellsTheState) {
     playTour();
     const json dump = this->dump();
-    EXPECT_EQ(dump["usb"], json({{"attached", true}, {"watched", true}, {"votes", 1}}));
+    EXPECT_EQ(dump["usb"],
+              json({{"attached", true}, {"loader", false}, {"watched", true}, {"votes", 1}}));
     EXPECT_EQ(dump["serial"], json({{"attached", true},
                                     {"path", "/dev/ttyACM0"},
                                     {"logAsked", true},
@@ -189,7 +190,7 @@ TEST_F(DumpEndToEndTest, IsReadableByPeople) {
     const Outcome outcome = type({"dump"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(outcome.out, AllOf(StartsWith("usb:\n  attached  true\n  watched   true\n"),
+    EXPECT_THAT(outcome.out, AllOf(StartsWith("usb:\n  attached  true\n  loader    false\n"),
                                    HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 ")));
 }
 

@@ -59,12 +59,24 @@ class DumpTest : public ServiceTest {
         ADD_FAILURE() << "no row of " << name;
         return nullptr;
     }
+    static std::string orderOf(const nlohmann::json& dump) {
+        return dump["upgrade"]["order"].get<std::string>() + " " +
+               dump["upgrade"]["status"].get<std::string>();
+    }
+    static std::string failureOf(const nlohmann::json& dump) {
+        return dump["lastFailure"]["command"].get<std::string>() + ": " +
+               dump["lastFailure"]["cause"].get<std::string>();
+    }
 };
 
 TEST_F(DumpTest, TellsOfAPhoneWithoutACover) {
     start();
     const nlohmann::json dump = dumpJson();
-    EXPECT_EQ(dump["usb"], nlohmann::json({{"attached", false}, {"watched", true}, {"votes", 0}}));
+    EXPECT_EQ(dump["usb"],
+              nlohmann::json(
+                      {{"attached", false}, {"loader", false}, {"watched", true}, {"votes", 0}}));
+    EXPECT_EQ(dump["upgrade"],
+              nlohmann::json({{"order", nullptr}, {"status", nullptr}, {"secondsAgo", nullptr}}));
     EXPECT_EQ(dump["serial"], nlohmann::json({{"attached", false},
                                               {"path", ""},
                                               {"logAsked", false},
@@ -82,6 +94,8 @@ TEST_F(DumpTest, TellsOfAPhoneWithoutACover) {
                                           {"timeouts", 0},
                                           {"refused", 0},
                                           {"recoveries", 0}}));
+    EXPECT_EQ(dump["lastFailure"],
+              nlohmann::json({{"command", nullptr}, {"cause", nullptr}, {"secondsAgo", nullptr}}));
     EXPECT_EQ(dump["commands"], nlohmann::json::array());
     // The queue begins with zeros that are never sent.
     EXPECT_EQ(dump["brightness"]["queued"], 20);
@@ -133,6 +147,74 @@ TEST_F(DumpTest, CountsVotes) {
     service->usbAutoSuspend(false, true);
     service->usbAutoSuspend(false, true);
     EXPECT_EQ(dumpJson()["usb"]["votes"], 2);
+}
+
+TEST_F(DumpTest, TellsOfALoader) {
+    const auto isThere = [&] { return dumpJson()["usb"]["loader"] == true; };
+    start();
+    attach();
+    EXPECT_FALSE(isThere());
+    phone.attachLoader();
+    while (!isThere()) {
+    }
+    phone.detachCover();
+    while (dumpJson()["usb"]["attached"] == true) {
+    }
+    EXPECT_TRUE(isThere()) << "the cover went, and not the loader";
+    phone.detachLoader();
+    while (isThere()) {
+    }
+}
+
+TEST_F(DumpTest, TellsTheLastUpgradeOrder) {
+    start();
+    service->doFirmwareUpgrade();
+    EXPECT_EQ(orderOf(dumpJson()), "UPGRADE OK");
+    service->cancelFirmwareUpgrade();
+    EXPECT_EQ(orderOf(dumpJson()), "CANCEL OK");
+    service->doRecoveryUpgrade();
+    EXPECT_EQ(orderOf(dumpJson()), "RECOVERY OK");
+    phone.removeNode(phone::kFirmwareWrite);
+    service->doFirmwareUpgrade();
+    EXPECT_EQ(orderOf(nlohmann::json::parse(dump({"--json", "--reset"}))), "UPGRADE FAIL");
+    EXPECT_EQ(orderOf(dumpJson()), "UPGRADE FAIL") << "that is no counter";
+    EXPECT_GE(dumpJson()["upgrade"]["secondsAgo"], 0);
+}
+
+TEST_F(DumpTest, KeepsTheOrderWhenADetachCancels) {
+    start();
+    attach();
+    service->doFirmwareUpgrade();
+    detach();
+    EXPECT_THAT(nodeWrites(first), Contains("virtual_mcu_firmware_write=0"));
+    EXPECT_EQ(orderOf(dumpJson()), "UPGRADE OK");
+    service->cancelFirmwareUpgrade();
+    EXPECT_EQ(orderOf(dumpJson()), "CANCEL OK") << "a client's is an order";
+}
+
+TEST_F(DumpTest, TellsTheLastCommandThatFailed) {
+    start();
+    send("AT%SWV\r");
+    EXPECT_EQ(failureOf(dumpJson()), "AT%SWV: No such device");
+    attach();
+    send("at%\x1B=1");
+    EXPECT_EQ(failureOf(dumpJson()), "AT%<0x1B>: Invalid argument");
+    send("AT%NONSENSE=1\r");
+    EXPECT_EQ(failureOf(dumpJson()), "AT%NONSENSE: Command not supported");
+    phone.setFault("on AT%HPD silent times 1");
+    send("AT%HPD\r");
+    EXPECT_EQ(failureOf(dumpJson()), "AT%HPD: Timer expired");
+    EXPECT_GE(dumpJson()["lastFailure"]["secondsAgo"], 0);
+}
+
+TEST_F(DumpTest, KeepsTheFailureWhenCommandsSucceedAndForgetsItOnAReset) {
+    start();
+    attach();
+    send("AT%NONSENSE\r");
+    send("AT%SWV\r");
+    EXPECT_EQ(failureOf(nlohmann::json::parse(dump({"--json", "--reset"}))),
+              "AT%NONSENSE: Command not supported");
+    EXPECT_EQ(dumpJson()["lastFailure"]["command"], nullptr);
 }
 
 TEST_F(DumpTest, TellsThatNobodyWatchesAnyMore) {
