@@ -95,6 +95,8 @@ CliTest::~CliTest() {
 void CliTest::givenService(const std::vector<std::string>& options) {
     std::vector<std::string> command = {FAKE_SERVICE};
     command.insert(command.end(), options.begin(), options.end());
+    // Its name is to be free.
+    mService.reset();
     mService = std::make_unique<Process>(command, mFolder + "/service-errors");
     ASSERT_EQ("ready", mService->line());
 }

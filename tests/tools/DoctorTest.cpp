@@ -7,12 +7,15 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/tools/Cli.h"
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using Json = nlohmann::ordered_json;
 namespace fs = std::filesystem;
@@ -100,6 +103,34 @@ class DoctorTest : public CliTest {
         EXPECT_THAT(problems[0]["what"].get<std::string>(), HasSubstr(what));
         EXPECT_THAT(problems[0]["remedy"].get<std::string>(), HasSubstr(remedy));
     }
+    void expectNote(const std::string& check, const std::string& what, const std::string& remedy,
+                    const std::vector<std::string>& words = {}) {
+        const std::vector<Json> found = findings(check, words);
+        ASSERT_EQ(1u, found.size()) << check;
+        EXPECT_EQ(true, found[0]["ok"]);
+        EXPECT_EQ(true, found[0]["note"]);
+        EXPECT_THAT(found[0]["what"].get<std::string>(), HasSubstr(what));
+        EXPECT_THAT(found[0]["remedy"].get<std::string>(), HasSubstr(remedy));
+    }
+    void givenDumpText(const std::string& text) {
+        const std::string file = mFolder + "/dump";
+        std::ofstream(file) << text;
+        givenService({"--dump-file", file});
+    }
+    // A service that has counted nothing else than these, and sent nine commands.
+    void givenDump(const std::map<std::string, std::string>& members,
+                   const std::string& commands = "") {
+        const auto member = [&](const std::string& name, const std::string& otherwise = "0") {
+            const auto found = members.find(name);
+            return '"' + name + "\":" + (found == members.end() ? otherwise : found->second);
+        };
+        givenDumpText("{\"usb\":{" + member("votes") + "},\"display\":{" +
+                      member("screenOn", "false") + "},\"brightness\":{" + member("offset") +
+                      "},\"frames\":{" + member("dropped") + "," + member("retries") +
+                      "},\"at\":{\"exchanges\":9," + member("timeouts") + "," + member("failures") +
+                      "," + member("recoveries") + "," + member("refused") + "},\"commands\":[" +
+                      commands + "]}");
+    }
     void expectFine(const std::string& check, const std::string& what,
                     const std::vector<std::string>& words = {}) {
         std::string all;
@@ -127,7 +158,11 @@ TEST_F(DoctorTest, WhereAllIsWellEndsWithZero) {
     EXPECT_EQ(0, result.code) << result.output;
     EXPECT_EQ("", result.errors);
     EXPECT_THAT(result.output, StartsWith("ok       service: process "));
-    EXPECT_THAT(result.output, testing::Not(HasSubstr("problem")));
+    EXPECT_THAT(result.output, HasSubstr("\nnote     answer: the cover was not asked: one that is "
+                                         "silent would be reset by that\n"
+                                         "         To ask it for its firmware version: bivistactl "
+                                         "doctor --ask\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("problem")));
     EXPECT_THAT(result.output,
                 HasSubstr("\nok       cover: 3e91:6a2f is there: /sys/bus/usb/devices/1-1\n"));
     EXPECT_THAT(result.output, HasSubstr("ok       tty: /dev/ttyACM0 is held by no other program" +
@@ -188,7 +223,135 @@ TEST_F(DoctorTest, AServiceThatDiesIsToldSo) {
 
 TEST_F(DoctorTest, AServiceWithoutACoverAnswersAllTheSame) {
     givenService({"--fail"});
-    expectFine("service", "serves vendor.qmx.hardware.bivista@1.0::IBivista");
+    expectFine("service", "serves vendor.qmx.hardware.bivista@1.1::IBivista");
+}
+
+TEST_F(DoctorTest, TheInterfaceIsTheOneThatStatusNames) {
+    for (const std::string version : {"1.1", "1.0"}) {
+        givenService(version == "1.0" ? std::vector<std::string>{"--v1_0"}
+                                      : std::vector<std::string>());
+        const std::string interface = "vendor.qmx.hardware.bivista@" + version + "::IBivista";
+        EXPECT_THAT(run({"status"}).output, StartsWith("service       running, " + interface));
+        expectFine("service", " serves " + interface + " in ");
+    }
+}
+
+TEST_F(DoctorTest, TheCoverIsAskedWhenToldAlone) {
+    givenService({"--exit-in", "getFirmwareVersion"});
+    expectNote("answer", "the cover was not asked", "bivistactl doctor --ask");
+    expectProblem("answer", "the service died during the call", "log", {"--ask"});
+}
+
+TEST_F(DoctorTest, ACoverThatAnswersIsToldWithItsVersion) {
+    givenService({"--text-in", "getFirmwareVersion", hex("BV330\x1b")});
+    expectFine("answer", "the cover's firmware is BV330\x1b", {"--ask"});
+    EXPECT_THAT(examine({"--ask"}).output,
+                HasSubstr("\nok       answer: the cover's firmware is BV330<ESC>\n"));
+}
+
+TEST_F(DoctorTest, ACoverThatDoesNotAnswerIsAProblem) {
+    givenService({"--fail-in", "getFirmwareVersion"});
+    expectProblem("answer", "the cover gave no answer to AT%SWV, or rejected it", "pull the cover",
+                  {"--ask"});
+    givenService({"--text-in", "getFirmwareVersion", ""});
+    expectProblem("answer", "its port hung up", "try again", {"--ask"});
+}
+
+TEST_F(DoctorTest, ACoverThatTakesTooLongIsAProblem) {
+    const std::string fifo = mFolder + "/hold";
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    givenService({"--hold-in", "getFirmwareVersion", fifo});
+    expectProblem("answer", "there is no answer yet", "try again later",
+                  {"--ask", "--patience-ms", "500"});
+    const int writer = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(1, write(writer, "x", 1));
+    // Served again: only the dump waits behind the question.
+    expectNote("answer", "was not asked", "--ask");
+    close(writer);
+}
+
+TEST_F(DoctorTest, OfCountersAtZeroThereIsNothingToTell) {
+    givenDump({});
+    expectFine("dump",
+               "of 9 commands none failed; nothing was refused or dropped, no vote is left "
+               "behind, and no brightness offset is in force");
+}
+
+TEST_F(DoctorTest, TimeOutsAndRecoveriesAreProblems) {
+    givenDump({{"timeouts", "3"}, {"failures", "3"}, {"recoveries", "1"}},
+              R"({"name":"AT%SWV","failures":2,"timeouts":2},{"name":"AT%DB","failures":1,)"
+              R"("timeouts":1},{"name":"ATE0","failures":0,"timeouts":0})");
+    expectProblem("timeouts", "3 of 9 commands had no answer in time: AT%SWV, AT%DB",
+                  "forgotten by: bivistactl dump --reset");
+    expectProblem("recoveries", "the kernel was asked 1 time to reset the cover", "sudo dmesg");
+    EXPECT_TRUE(findings("failures").empty());
+    EXPECT_TRUE(findings("dump").empty());
+    EXPECT_EQ(1, examine().code);
+}
+
+TEST_F(DoctorTest, CommandsThatFailedOtherwiseAreNoted) {
+    givenDump({{"timeouts", "1"}, {"failures", "3"}},
+              R"({"name":"A","failures":2,"timeouts":0},{"name":"B","failures":1,"timeouts":1})");
+    expectNote("failures", "2 commands failed, time-outs apart: A", "answered ERROR");
+}
+
+TEST_F(DoctorTest, CommandsThatWereRefusedAreNoted) {
+    givenService();
+    givenCover();
+    givenDump({{"refused", "1"}});
+    expectNote("refused", "1 command did not get as far as the cover", "Without a cover");
+    EXPECT_EQ(0, examine().code) << "that happens to a cover that is well";
+}
+
+TEST_F(DoctorTest, VotesThatNobodyWithdrewAreNoted) {
+    givenDump({{"votes", "2"}});
+    expectNote("votes", "nobody withdrew 2 votes to keep USB awake", "pull the cover off");
+    givenDump({{"votes", "2"}, {"screenOn", "true"}});
+    expectNote("votes", "nobody withdrew 1 vote to keep USB awake", "pull the cover off");
+    givenDump({{"votes", "1"}, {"screenOn", "true"}});
+    EXPECT_TRUE(findings("votes").empty()) << "that is the screen's";
+    givenDump({{"votes", "-4"}});
+    EXPECT_TRUE(findings("votes").empty());
+}
+
+TEST_F(DoctorTest, DrawingsThatWereDroppedAreNotedOrAProblem) {
+    givenDump({{"dropped", "2"}});
+    expectNote("frames", "2 drawings never came to the sub display", "A newer one replaced it");
+    givenDump({{"dropped", "1"}, {"retries", "6"}});
+    expectProblem("frames",
+                  "1 drawing never came to the sub display, and its panel refused data 6 times",
+                  "bivistactl sub off");
+    givenDump({{"retries", "6"}});
+    EXPECT_TRUE(findings("frames").empty()) << "it came all the same";
+}
+
+TEST_F(DoctorTest, AnOffsetInForceIsNoted) {
+    givenDump({{"offset", "-20"}});
+    expectNote("offset", "a brightness offset of -20 is in force", "bivistactl offset 0");
+}
+
+TEST_F(DoctorTest, WithoutADumpSaysSoInOneLine) {
+    for (const auto& [dump, told] : std::vector<std::pair<std::string, std::string>>{
+                 {"", "the service has no debug dump"},
+                 {"usb: attached\xff\n", "the service's debug dump cannot be understood"},
+                 {std::string(100'000, '['), "the service's debug dump cannot be understood"}}) {
+        givenDumpText(dump);
+        expectNote("dump", told + ": what it has counted is not known", "Start the service that");
+    }
+}
+
+TEST_F(DoctorTest, ADumpOfAnotherVersionIsToldWithWhatItLacks) {
+    givenDumpText(R"({"at":{"timeouts":2,"exchanges":4,"failures":"many"},"usb":[]})");
+    expectNote("dump",
+               "is of another version, and lacks at.failures, at.recoveries, at.refused, "
+               "usb.votes, frames.dropped and 2 more",
+               "Start the service that");
+    expectProblem("timeouts", "2 of 4 commands", "dump --reset");
+}
+
+TEST_F(DoctorTest, WhatADumpSaysCannotSteerTheTerminal) {
+    givenDump({{"timeouts", "1"}}, R"({"name":"AT\u001b[31m","failures":1,"timeouts":1})");
+    EXPECT_THAT(examine().output, HasSubstr("in time: AT<ESC>[31m\n"));
 }
 
 TEST_F(DoctorTest, TheRegistryIsToldWithItsOwner) {
@@ -228,6 +391,37 @@ TEST_F(DoctorTest, ANameThatADeadServiceLeft) {
     expectProblem(
             "registry", mFolder + "/hidl/vendor.qmx.hardware.bivista@1.1::IBivista/default",
             "; or: rm " + mFolder + "/hidl/vendor.qmx.hardware.bivista@1.0::IBivista/default");
+}
+
+TEST_F(DoctorTest, NamesInAdviceAreQuotedForTheShell) {
+    const std::string folder = mFolder + "/it's; a\nfolder";
+    const std::string quoted = "$'" + mFolder + "/it\\047s; a\\012folder";
+    setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
+    givenService();
+    fs::permissions(folder, static_cast<fs::perms>(0770));
+    expectProblem("registry", "others may put services there", "chmod 0700 " + quoted + "'");
+    fs::permissions(folder, static_cast<fs::perms>(0700));
+    killService();
+    expectProblem("registry", "nobody answers at " + quoted + "/vendor.",
+                  "; or: rm " + quoted + "/vendor.qmx.hardware.bivista@1.0::IBivista/default' ");
+    EXPECT_THAT(examine().output, Not(HasSubstr("<LF>folder/vendor")));
+}
+
+TEST_F(DoctorTest, LongListsAreShortened) {
+    givenService();
+    killService();
+    for (int i = 0; i < 20; ++i) {
+        std::ofstream(mFolder + "/hidl/vendor.qmx.hardware.bivista@1.1::IBivista/x" +
+                      std::to_string(i));
+    }
+    expectProblem("registry", "/x10 and 17 more",
+                  "/x10 (the first 5 of 22; then see the doctor again)");
+    givenCover();
+    for (int i = 0; i < 20; ++i) {
+        givenProcess(std::to_string(70 + i), "screen", "/dev/ttyACM0");
+    }
+    expectProblem("tty", "screen (process 74) and 15 more",
+                  "kill 70 71 72 73 74 (the first 5 of 20; then see the doctor again)");
 }
 
 TEST_F(DoctorTest, ALoaderInThePlaceOfTheCover) {

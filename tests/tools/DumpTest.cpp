@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <fstream>
+
 #include "tests/tools/Cli.h"
 
 using testing::HasSubstr;
@@ -33,6 +35,26 @@ TEST_F(DumpTest, OfAServiceThatHasNoneEndsWithOne) {
     EXPECT_EQ(1, result.code);
     EXPECT_EQ("", result.output);
     EXPECT_THAT(result.errors, HasSubstr("no dump"));
+}
+
+TEST_F(DumpTest, ThatIsTooLongEndsWithOneAndHoldsNobodyUp) {
+    const std::string file = mFolder + "/long";
+    std::ofstream(file) << std::string(3 << 20, 'x');
+    givenService({"--dump-file", file});
+    Result result = run({"dump"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_EQ("bivistactl: the service's debug dump is longer than 1 MiB, and not read\n",
+              result.errors);
+    EXPECT_EQ(0, run({"call", "getBV2Connect"}).code) << "the service goes on";
+}
+
+TEST_F(DumpTest, ThatHasNoEndEndsWithOne) {
+    givenService({"--keep-dump"});
+    Result result = run({"dump"});
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_EQ("bivistactl: the service began a dump and does not end it\n", result.errors);
 }
 
 TEST_F(DumpTest, OfAServiceThatDiesEndsWithThree) {

@@ -5,18 +5,22 @@
 // this text; --text-in METHOD HEX answers another one in that method; --lines HEX is what AT
 // callbacks are told, line by line; --exit-in METHOD dies in that method; --hold-in METHOD FIFO
 // waits in that method for a byte in the named pipe, one for each call; --v1_0 serves only version
-// 1.0; --flag answers true where a bool is asked; --panel WIDTHxHEIGHT is the sub display's size.
+// 1.0; --flag answers true where a bool is asked; --keep-dump never closes what a dump is written
+// to; --dump-file FILE has the dump; --panel WIDTHxHEIGHT is the sub display's size.
 
 #include <fcntl.h>
 #include <hidl/HidlTransportSupport.h>
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
+#include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -46,6 +50,7 @@ struct Options {
     std::string holdFifo;
     bool onlyV1_0 = false;
     bool flag = false;
+    bool keepDump = false;
     V1_0::SubScreenInfo panel = {128, 65535, 255};
 } sOptions;
 
@@ -226,7 +231,11 @@ class Fake : public Interface {
     Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override {
         record("debug", std::vector<std::string>(options.begin(), options.end()));
         if (fd.getNativeHandle() == nullptr || fd->numFds != 1) return Void();
-        dprintf(fd->data[0], "%s", sOptions.text.c_str());
+        const hidl_string text = textOf("debug");
+        FILE* const output = fdopen(dup(fd->data[0]), "w");
+        fwrite(text.c_str(), 1, text.size(), output);
+        fflush(output);
+        if (!sOptions.keepDump) fclose(output);
         return Void();
     }
     Return<bool> getBV2Connect() override {
@@ -276,6 +285,8 @@ bool parseFlag(const std::string& option) {
         sOptions.onlyV1_0 = true;
     } else if (option == "--flag") {
         sOptions.flag = true;
+    } else if (option == "--keep-dump") {
+        sOptions.keepDump = true;
     } else {
         return false;
     }
@@ -286,6 +297,10 @@ bool parseFlag(const std::string& option) {
 bool parseValue(const std::string& option, const std::string& value) {
     if (option == "--text") {
         sOptions.text = fromHex(value);
+    } else if (option == "--dump-file") {
+        std::ostringstream text;
+        text << std::ifstream(value).rdbuf();
+        sOptions.textIn["debug"] = text.str();
     } else if (option == "--lines") {
         sOptions.lines = fromHex(value);
     } else if (option == "--exit-in") {
@@ -336,6 +351,8 @@ int main(int argc, char** argv) {
         fprintf(stderr, "fake-bivista-service: wrong options\n");
         return 2;
     }
+    // Whoever reads a dump may have gone.
+    signal(SIGPIPE, SIG_IGN);
     ::android::hardware::configureRpcThreadpool(1, true);
     ::android::status_t registered =
             sOptions.onlyV1_0 ? (new Fake<V1_0::IBivista>)->registerAsService("default")

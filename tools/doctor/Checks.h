@@ -12,10 +12,19 @@
 
 namespace doctor {
 
-// Whether a service is registered and serves calls. One that takes longer than `patience` to
-// answer is busy: its call is then left behind on a thread of its own, so that the program must end
-// by quick_exit(). `process` becomes the service's, or stays as it is when there is none.
-Findings examineService(std::chrono::milliseconds patience, pid_t* process);
+// Each call of the service may take as long as `patience`; see within() for what is left behind
+// of one that takes longer.
+
+// Whether a service is registered and serves calls. `process` becomes the service's, or stays as it
+// is when there is none.
+Finding examineService(std::chrono::milliseconds patience, pid_t* process);
+
+// Whether the cover answers a command. Not told to ask, only says so.
+Finding examineAnswer(bool ask, std::chrono::milliseconds patience);
+
+// What the service's debug dump tells of the time since its start, or since the counters were
+// reset.
+Findings examineDump(std::chrono::milliseconds patience);
 
 // The folder where services register.
 Findings examineRegistry();

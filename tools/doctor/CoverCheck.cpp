@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/doctor/Checks.h"
+#include "tools/doctor/Words.h"
 
 namespace doctor {
 namespace {
@@ -92,7 +93,7 @@ Finding examineAutosuspend(const Scene& scene, const std::string& device) {
         return problem(kCheck, words + ", and " + scene.user.name() + " may not change it",
                        "The cover may sleep while it is used, and commands come late. Run the "
                        "service as root, or, until it is plugged in again: sudo chown " +
-                               scene.user.name() + " " + file);
+                               shellWord(scene.user.name()) + " " + shellWord(file));
     }
     return fine(kCheck, words);
 }
@@ -121,7 +122,7 @@ Finding examineNode(const Scene& scene, const std::string& check, const std::str
     if (scene.world.mayUse(node, scene.user)) return fine(check, words);
     return problem(check, words + ", and " + scene.user.name() + " may not use it",
                    "Run the service as root, or, until the cover is plugged in again: sudo chown " +
-                           scene.user.name() + " " + node);
+                           shellWord(scene.user.name()) + " " + shellWord(node));
 }
 
 Findings examineCover(const Scene& scene) {

@@ -3,11 +3,15 @@
 namespace doctor {
 
 Finding fine(const std::string& check, const std::string& what) {
-    return {true, check, what, ""};
+    return {Weight::FINE, check, what, ""};
+}
+
+Finding note(const std::string& check, const std::string& what, const std::string& remedy) {
+    return {Weight::NOTE, check, what, remedy};
 }
 
 Finding problem(const std::string& check, const std::string& what, const std::string& remedy) {
-    return {false, check, what, remedy};
+    return {Weight::PROBLEM, check, what, remedy};
 }
 
 }  // namespace doctor

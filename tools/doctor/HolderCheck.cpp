@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cctype>
 #include <string>
+#include <vector>
 
 #include "tools/doctor/Checks.h"
+#include "tools/doctor/Words.h"
 
 namespace doctor {
 namespace {
@@ -27,20 +29,21 @@ bool holds(const Tree& machine, const std::string& process, const struct stat& n
 
 Finding examineHolders(const Scene& scene, const std::string& check, const std::string& node) {
     const auto status = scene.world.status(node);
-    std::string holders;
-    std::string processes;
+    std::vector<std::string> holders;
+    std::vector<std::string> processes;
     for (const std::string& name : scene.machine.names("/proc")) {
         if (!status || !isNumber(name) || name == std::to_string(scene.service)) continue;
         const std::string folder = "/proc/" + name;
         if (!holds(scene.machine, folder, *status)) continue;
         const std::string program = scene.machine.text(folder + "/comm").value_or("unknown");
         if (program == kEmulator) continue;
-        holders += (holders.empty() ? "" : ", ") + program + " (process " + name + ")";
-        processes += " " + name;
+        holders.push_back(program + " (process " + name + ")");
+        processes.push_back(name);
     }
     if (!holders.empty()) {
-        return problem(check, node + " is held by " + holders,
-                       "It takes answers that the service waits for. End it: kill" + processes);
+        return problem(check, node + " is held by " + listed(holders),
+                       "It takes answers that the service waits for. End it: kill " +
+                               firstOf(processes, " ") + restOf(processes));
     }
     return fine(check, node + " is held by no other program" +
                                (User().isRoot() ? "" : " of those that may be seen without root"));

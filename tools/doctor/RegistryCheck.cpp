@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "host/hidl/Registry.h"
 #include "tools/doctor/Checks.h"
+#include "tools/doctor/Words.h"
 
 namespace doctor {
 namespace {
@@ -15,14 +17,14 @@ namespace registry = ::android::hardware::registry;
 
 constexpr char kCheck[] = "registry";
 
-// Names that nobody answers, with their paths.
-std::string staleNames(const Tree& folder, const std::string& path) {
-    std::string stale;
+// The paths of names that nobody answers, for a shell.
+std::vector<std::string> staleNames(const Tree& folder, const std::string& path) {
+    std::vector<std::string> stale;
     for (const std::string& descriptor : folder.names("/")) {
         const std::vector<std::string> live = registry::list(descriptor);
         for (const std::string& instance : folder.names("/" + descriptor)) {
             if (std::find(live.begin(), live.end(), instance) != live.end()) continue;
-            stale += " " + path + "/" + descriptor + "/" + instance;
+            stale.push_back(shellWord(path + "/" + descriptor + "/" + instance));
         }
     }
     return stale;
@@ -49,14 +51,14 @@ Findings examineRegistry() {
     }
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         return {problem(kCheck, words + ": others may put services there, so none is trusted",
-                        "chmod 0700 " + path)};
+                        "chmod 0700 " + shellWord(path))};
     }
-    const std::string stale = staleNames(Tree(path), path);
+    const std::vector<std::string> stale = staleNames(Tree(path), path);
     if (!stale.empty()) {
-        return {problem(kCheck, "nobody answers at" + stale,
+        return {problem(kCheck, "nobody answers at " + listed(stale, " "),
                         "A service ended without taking its name back: see its log, and start it "
-                        "again; or: rm" +
-                                stale)};
+                        "again; or: rm " +
+                                firstOf(stale, " ") + restOf(stale))};
     }
     return {fine(kCheck, words)};
 }

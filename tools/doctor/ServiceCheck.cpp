@@ -1,28 +1,36 @@
-// Whether the service answers.
+// Whether the service answers, and whether the cover does.
 #include <sys/socket.h>
 
 #include <exception>
-#include <future>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "host/hidl/Registry.h"
+#include "tools/Failure.h"
 #include "tools/Service.h"
 #include "tools/doctor/Checks.h"
+#include "tools/doctor/Patience.h"
 
 namespace doctor {
 namespace {
 
 namespace registry = ::android::hardware::registry;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
 using ::bivistactl::BivistaV1_0;
+using ::bivistactl::BivistaV1_1;
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-constexpr char kCheck[] = "service";
 constexpr char kInstance[] = "default";
 
-// The process that serves the interface; 0 when nobody does.
-pid_t findProcess() {
-    const auto socket = registry::find(BivistaV1_0::descriptor, kInstance);
+// Who serves the interface, and under which name, as far as the registry tells; 0 for nobody.
+struct Server {
+    pid_t process = 0;
+    std::string interface;
+};
+
+pid_t processOf(const char* descriptor) {
+    const auto socket = registry::find(descriptor, kInstance);
     if (!socket) return 0;
     const auto connection = registry::connectTo(*socket);
     ucred peer = {};
@@ -34,48 +42,105 @@ pid_t findProcess() {
     return peer.pid;
 }
 
-// Why the service does not serve calls; empty when it does.
-std::string ask() {
+Server findServer() {
+    for (const char* descriptor : {BivistaV1_1::descriptor, BivistaV1_0::descriptor}) {
+        if (const pid_t process = processOf(descriptor); process != 0) return {process, descriptor};
+    }
+    return {};
+}
+
+// An answer of the service, or why there is none.
+struct Told {
+    std::string text;
+    std::string failure;
+};
+
+// Runs a question; what it throws is the failure.
+template <typename Question>
+Told tell(const Question& question) {
     try {
-        bivistactl::requireDelivered(bivistactl::findService()->getBV2Connect());
-        return "";
+        return {question(), ""};
     } catch (const std::exception& failure) {
-        return failure.what();
+        return {"", failure.what()};
     }
 }
 
-// None when there is no answer in time.
-std::optional<std::string> askFor(std::chrono::milliseconds patience) {
-    std::promise<std::string> promise;
-    auto answer = promise.get_future();
-    std::thread([promise = std::move(promise)]() mutable { promise.set_value(ask()); }).detach();
-    if (answer.wait_for(patience) != std::future_status::ready) return std::nullopt;
-    return answer.get();
+// The service's own interface, which is the first of its chain, once it has served a call.
+std::string askForInterface() {
+    const auto service = bivistactl::findService();
+    bivistactl::requireDelivered(service->getBV2Connect());
+    std::string name;
+    bivistactl::requireDelivered(service->interfaceChain([&](const hidl_vec<hidl_string>& chain) {
+        if (chain.size() > 0) name = chain[0];
+    }));
+    return name;
+}
+
+std::string askForVersion() {
+    std::string version;
+    Status status = Status::FAIL;
+    bivistactl::requireDelivered(bivistactl::findService()->getFirmwareVersion(
+            [&](Status answered, const hidl_string& text) {
+                status = answered;
+                version.assign(text.c_str(), text.size());
+            }));
+    if (status != Status::OK) {
+        throw bivistactl::Failure(bivistactl::EXIT_ANSWERED_FAIL,
+                                  "the cover gave no answer to AT%SWV, or rejected it");
+    }
+    return version;
 }
 
 }  // namespace
 
-Findings examineService(std::chrono::milliseconds patience, pid_t* process) {
-    const pid_t found = findProcess();
-    if (found == 0) {
-        return {problem(kCheck, "no service answers in " + registry::directory(),
-                        "Start it, or set HIDL_SOCKET_DIR to the folder that it was started with, "
-                        "and run both as the same user.")};
+Finding examineService(std::chrono::milliseconds patience, pid_t* process) {
+    constexpr char kCheck[] = "service";
+    const Server server = findServer();
+    if (server.process == 0) {
+        return problem(kCheck, "no service answers in " + registry::directory(),
+                       "Start it, or set HIDL_SOCKET_DIR to the folder that it was started with, "
+                       "and run both as the same user.");
     }
-    *process = found;
-    const std::string words = "process " + std::to_string(found) + " serves " +
-                              BivistaV1_0::descriptor + " in " + registry::directory();
-    const auto reason = askFor(patience);
-    if (!reason) {
-        return {problem(
-                kCheck, words + ", and does not answer",
+    *process = server.process;
+    const auto words = [&](const std::string& interface) {
+        return "process " + std::to_string(server.process) + " serves " + interface + " in " +
+               registry::directory();
+    };
+    const auto told = within(patience, [] { return tell(askForInterface); });
+    if (!told) {
+        return problem(
+                kCheck, words(server.interface) + ", and does not answer",
                 "It serves one call at a time and is busy: a self test or an upgrade may "
                 "take minutes, a client may hang in its callback, a service that it asks may be "
                 "declared and not up, or a client has cleared the "
-                "LPWG callback, which only a restart of the service ends.")};
+                "LPWG callback, which only a restart of the service ends.");
     }
-    if (!reason->empty()) return {problem(kCheck, *reason, "See the service's log.")};
-    return {fine(kCheck, words)};
+    if (!told->failure.empty()) return problem(kCheck, told->failure, "See the service's log.");
+    return fine(kCheck, words(told->text));
+}
+
+Finding examineAnswer(bool ask, std::chrono::milliseconds patience) {
+    constexpr char kCheck[] = "answer";
+    if (!ask) {
+        return note(kCheck, "the cover was not asked: one that is silent would be reset by that",
+                    "To ask it for its firmware version: bivistactl doctor --ask");
+    }
+    const auto told = within(patience, [] { return tell(askForVersion); });
+    if (!told) {
+        return problem(kCheck, "the cover was asked AT%SWV, and there is no answer yet",
+                       "Others' commands may stand before it, or the cover answers too slowly: try "
+                       "again later.");
+    }
+    if (!told->failure.empty()) {
+        return problem(kCheck, told->failure,
+                       "The findings below tell more, and the service's log. When none does, pull "
+                       "the cover off and put it back.");
+    }
+    if (told->text.empty()) {
+        return problem(kCheck, "the cover was asked AT%SWV, and its port hung up",
+                       "Its cable or connector may be loose, or it restarted: try again.");
+    }
+    return fine(kCheck, "the cover's firmware is " + told->text);
 }
 
 }  // namespace doctor

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace doctor {
+
+// What the function gives; none when it takes longer than `patience`. It is then left behind on a
+// thread of its own, so that the program must end by quick_exit(). It must not throw.
+template <typename Function>
+auto within(std::chrono::milliseconds patience, Function function)
+        -> std::optional<decltype(function())> {
+    std::promise<decltype(function())> promise;
+    auto result = promise.get_future();
+    std::thread([promise = std::move(promise), function = std::move(function)]() mutable {
+        promise.set_value(function());
+    }).detach();
+    if (result.wait_for(patience) != std::future_status::ready) return std::nullopt;
+    return result.get();
+}
+
+}  // namespace doctor
