@@ -10,6 +10,7 @@ namespace bivistactl {
 namespace {
 
 using ::vendor::qmx::hardware::bivista::V1_0::BivistaStatus;
+using ::vendor::qmx::hardware::bivista::V1_0::ScreenMode;
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 using ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo;
 using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
@@ -112,6 +113,10 @@ Json toJson(SubScreenState state) {
 Json eventName(int32_t status) {
     using ::vendor::qmx::hardware::bivista::V1_1::LpwgEventStatus;
     return nameOf(static_cast<LpwgEventStatus>(status));
+}
+
+Json screenModeName(int32_t mode) {
+    return nameOf(static_cast<ScreenMode>(mode));
 }
 
 }  // namespace bivistactl

@@ -26,5 +26,7 @@ Json toJson(const ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo& info);
 Json toJson(::vendor::qmx::hardware::bivista::V1_0::SubScreenState state);
 // The name of an event's number, of version 1.1 of the interface.
 Json eventName(int32_t status);
+// The name of a colour mode's number.
+Json screenModeName(int32_t mode);
 
 }  // namespace bivistactl
