@@ -3,6 +3,8 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 
+#include <stdio.h>
+
 #include <algorithm>
 #include <memory>
 #include <type_traits>
@@ -16,10 +18,30 @@ constexpr unsigned kLargest = 200;
 // Left and right of the text.
 constexpr long kMargin = 1;
 
+std::string utf8(char32_t character) {
+    const auto first = [&](unsigned mark, int shift) {
+        return static_cast<char>(mark | (character >> shift));
+    };
+    const auto next = [&](int shift) {
+        return static_cast<char>(0x80 | (character >> shift & 0x3f));
+    };
+    if (character < 0x80) return {first(0, 0)};
+    if (character < 0x800) return {first(0xc0, 6), next(0)};
+    if (character < 0x10000) return {first(0xe0, 12), next(6), next(0)};
+    return {first(0xf0, 18), next(12), next(6), next(0)};
+}
+
+// "\"A\" (U+0041)".
+std::string nameOf(char32_t character) {
+    char point[16];
+    snprintf(point, sizeof(point), "U+%04X", static_cast<unsigned>(character));
+    return "\"" + utf8(character) + "\" (" + point + ")";
+}
+
 // The letters of a font in one size at a time. Lengths are in pixels.
 class Letters {
   public:
-    explicit Letters(const std::string& path) {
+    explicit Letters(const std::string& path) : mPath(path) {
         FT_Library library = nullptr;
         if (FT_Init_FreeType(&library) != 0) throw NoPicture("no memory for letters");
         mLibrary.reset(library);
@@ -44,7 +66,8 @@ class Letters {
     long widthOf(std::u32string_view text) {
         long width = 0;
         for (const char32_t character : text) {
-            if (load(character, FT_LOAD_DEFAULT)) width += advance();
+            load(character, FT_LOAD_DEFAULT);
+            width += advance();
         }
         return width;
     }
@@ -55,7 +78,7 @@ class Letters {
 
     // Adds the letter, which stands on the point; returns how far it reaches.
     long draw(char32_t character, long x, long y, Picture& picture) {
-        if (!load(character, FT_LOAD_RENDER)) return 0;
+        load(character, FT_LOAD_RENDER);
         const FT_GlyphSlot glyph = mFace->glyph;
         if (glyph->bitmap.pixel_mode != FT_PIXEL_MODE_GRAY) return advance();
         for (unsigned row = 0; row < glyph->bitmap.rows; ++row) {
@@ -78,8 +101,12 @@ class Letters {
         picture.at(column, row) = std::max(picture.at(column, row), ink);
     }
 
-    bool load(char32_t character, FT_Int32 flags) {
-        return FT_Load_Char(mFace.get(), character, flags | FT_LOAD_NO_BITMAP) == 0;
+    // The box that a font has for letters that it lacks would tell nobody which one it was.
+    void load(char32_t character, FT_Int32 flags) {
+        const FT_UInt glyph = FT_Get_Char_Index(mFace.get(), character);
+        if (glyph != 0 && FT_Load_Glyph(mFace.get(), glyph, flags | FT_LOAD_NO_BITMAP) == 0) return;
+        throw NoPicture("the font \"" + mPath + "\" has no letter " + nameOf(character) +
+                        "; name another with --font");
     }
 
     // How far the loaded letter reaches.
@@ -91,6 +118,7 @@ class Letters {
     struct CloseFace {
         void operator()(FT_Face face) const { FT_Done_Face(face); }
     };
+    const std::string mPath;
     std::unique_ptr<std::remove_pointer_t<FT_Library>, CloseLibrary> mLibrary;
     std::unique_ptr<std::remove_pointer_t<FT_Face>, CloseFace> mFace;
 };

@@ -82,8 +82,25 @@ TEST(LetteringTest, BlanksAreBlack) {
     EXPECT_THAT(letter(U"  ", kDefaultFont, kPanel).pixels, Each(0));
 }
 
-TEST(LetteringTest, ACharacterThatTheFontLacksHasABox) {
-    EXPECT_GT(Ink(letter(U"\U0010fffd", kDefaultFont, kPanel)).width(), 0u);
+TEST(LetteringTest, ALetterThatTheFontLacksIsNamed) {
+    const std::pair<char32_t, const char*> lacking[] = {
+            {U'\u0007', "\"\x07\" (U+0007)"},
+            {U'\u07b2', "\"\xde\xb2\" (U+07B2)"},
+            {U'\u6f22', "\"\xe6\xbc\xa2\" (U+6F22)"},
+            {U'\U0010fffd', "\"\xf4\x8f\xbf\xbd\" (U+10FFFD)"},
+    };
+    for (const auto& [character, name] : lacking) {
+        const std::u32string text = {U'a', U'\u00e9', character, U'\U0010fffc'};
+        EXPECT_EQ("the font \"" + std::string(kDefaultFont) + "\" has no letter " + name +
+                          "; name another with --font",
+                  complaintAbout(text, kDefaultFont, kPanel));
+    }
+}
+
+// Whether it would have fitted is of no interest then.
+TEST(LetteringTest, ALongTextWithALetterThatTheFontLacksNamesIt) {
+    EXPECT_THAT(complaintAbout(std::u32string(1000, U'W') + U"\u6f22", kDefaultFont, kPanel),
+                HasSubstr("(U+6F22)"));
 }
 
 TEST(LetteringTest, ATextThatCannotBeReadInThatSizeIsRefused) {
