@@ -32,7 +32,7 @@ foreach(linked emulator/cover/README.md emulator/phone/README.md tools/README.md
 endforeach()
 
 file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md
-    ${CMAKE_SOURCE_DIR}/docs/*.svg)
+    ${CMAKE_SOURCE_DIR}/docs/*.png ${CMAKE_SOURCE_DIR}/docs/*.svg)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 
 # install_compressed(FILE FOLDER): without name and time, so that it is the same each time.

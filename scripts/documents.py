@@ -17,7 +17,6 @@ import itertools
 import os
 import pathlib
 import re
-import shutil
 import signal
 import subprocess
 import sys
@@ -34,12 +33,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 STAND_INS = ROOT / "scripts/stand-ins"
 # The folders of a place's programs, ahead of all others.
 PROGRAMS = {"host": ("host",), "phone": ("phone", "host"), "package": ("package", "machine", "host")}
-# What the reader brings, made of these.
-PICTURE = "fuzz/picture/corpus/rgb8"
-PICTURES = ("picture.png", "icon.png")
+# What the reader brings.
 FRAME, FRAME_BYTES = "frame.bin", 4 * 256 * 64
 MADE = ("panel.png", "host.prop")
-READERS = re.compile("|".join(re.escape(name) for name in (*PICTURES, FRAME, *MADE)))
+READERS = re.compile("|".join(re.escape(name) for name in (FRAME, *MADE)))
 USES_PHONE = re.compile(r"\b(?:bivista-emulator|bivistactl|bivista-vts|adb)\b")
 
 
@@ -52,8 +49,6 @@ def make_readers_folder(folder):
     for name in os.listdir(ROOT):
         if name != ".git":
             os.symlink(ROOT / name, folder / name)
-    for name in PICTURES:
-        shutil.copy(ROOT / PICTURE, folder / name)
     (folder / FRAME).write_bytes(bytes(FRAME_BYTES))
     return folder
 

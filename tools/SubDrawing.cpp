@@ -29,21 +29,22 @@ using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr const char* kShowHelp = R"(
 PICTURE is a PNG file of any depth and colour. It is shown in grey, transparent parts
-over black, of an animation the picture that stands for it. A picture of another size is
-stretched to the whole panel; --fit keeps its proportions, with black bars beside it. In
-its own size a picture whose greys are the panel's 16 levels is shown pixel for pixel.
+over black, of an animation the picture that stands for it. It is made as large as the
+panel allows, in the middle, with black bars where its proportions are others than the
+panel's; --stretch fills the whole panel. In the panel's size a picture whose greys are
+the panel's 16 levels is shown pixel for pixel.
 
 The service queues the picture and answers at once; a newer one replaces it.
 
 Examples:
   bivistactl sub show picture.png
-  bivistactl sub show --fit photo.png
+  bivistactl sub show --stretch photo.png
   bivistactl sub show --no-dither icon.png)";
 
 constexpr const char* kTextHelp = R"(
 One line, white on black and centred, as large as the panel's width allows, but at most
 a third of its height. Letters stand side by side as they come: scripts that join or
-reorder them look wrong.
+reorder them look wrong. A letter that the font lacks is named, and nothing is drawn.
 
 Examples:
   bivistactl sub text "12:45"
@@ -140,19 +141,19 @@ void addDrawing(cli::Command& command, const Artist& artist) {
 void addShow(cli::Command& sub) {
     struct Request {
         Picture picture;
-        bool fit = false;
+        bool stretch = false;
         bool noDither = false;
     };
     cli::Command& command = sub.add("show", "Show a picture");
     auto request = std::make_shared<Request>();
     addArgument(command, "PICTURE", "A PNG file", parsePicture, &request->picture);
-    command.flag("--fit", &request->fit, "Keep the picture's proportions");
+    command.flag("--stretch", &request->stretch, "Fill the panel, whatever its proportions");
     command.flag("--no-dither", &request->noDither,
                  "Show the nearest level of each pixel instead of dithering");
     command.setHelp(kShowHelp);
     addDrawing(command, [request](Size panel) {
-        const Picture scaled = request->fit ? picture::fit(request->picture, panel)
-                                            : picture::stretch(request->picture, panel);
+        const Picture scaled = request->stretch ? picture::stretch(request->picture, panel)
+                                                : picture::fit(request->picture, panel);
         return request->noDither ? picture::roundToLevels(scaled) : picture::ditherToLevels(scaled);
     });
 }

@@ -149,7 +149,7 @@ TEST_P(EachCompletionTest, OffersEveryCommandAndOptionOfTheHelp) {
 TEST_F(CompletionTest, OffersWhatBeginsAsTyped) {
     EXPECT_THAT(completeHere({"fi"}), ElementsAre("firmware"));
     EXPECT_THAT(completeHere({"sub", "sh"}), ElementsAre("show"));
-    EXPECT_THAT(completeHere({"sub", "show", "--f"}), Contains("--fit"));
+    EXPECT_THAT(completeHere({"sub", "show", "--s"}), Contains("--stretch"));
     EXPECT_THAT(completeHere({"brew"}), IsEmpty());
 }
 

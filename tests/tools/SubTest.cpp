@@ -98,18 +98,28 @@ TEST_F(SubTest, APictureInThePanelsSizeIsShownPixelForPixel) {
               drawnBy({"sub", "show", picture}));
 }
 
-TEST_F(SubTest, AnotherPictureIsStretchedToThePanel) {
+TEST_F(SubTest, APictureKeepsItsProportionsInTheMiddleOfBlack) {
+    givenService({"--panel", "4x2"});
+    const std::string square = givenPicture(1, 1, {255});
+    EXPECT_EQ(Json({0, kWhite, kWhite, 0, 0, kWhite, kWhite, 0}), drawnBy({"sub", "show", square}));
+    killService();
+    givenService({"--panel", "2x3"});
+    const std::string wide = givenPicture(2, 1, {255, 255});
+    EXPECT_EQ(Json({0, 0, kWhite, kWhite, 0, 0}), drawnBy({"sub", "show", wide}));
+}
+
+TEST_F(SubTest, APictureOfThePanelsProportionsHasNoBars) {
     givenService({"--panel", "4x2"});
     const std::string picture = givenPicture(2, 1, {0, 255});
     EXPECT_EQ(Json({0, 0, kWhite, kWhite, 0, 0, kWhite, kWhite}),
               drawnBy({"sub", "show", picture}));
 }
 
-TEST_F(SubTest, FitKeepsTheProportionsOfAPicture) {
+TEST_F(SubTest, StretchFillsThePanel) {
     givenService({"--panel", "4x2"});
-    const std::string picture = givenPicture(1, 1, {255});
-    EXPECT_EQ(Json({0, kWhite, kWhite, 0, 0, kWhite, kWhite, 0}),
-              drawnBy({"sub", "show", picture, "--fit"}));
+    const std::string picture = givenPicture(1, 2, {0, 255});
+    EXPECT_EQ(Json({0, 0, 0, 0, kWhite, kWhite, kWhite, kWhite}),
+              drawnBy({"sub", "show", "--stretch", picture}));
 }
 
 TEST_F(SubTest, AGreyBetweenTwoLevelsIsDitheredUnlessToldOtherwise) {
@@ -261,4 +271,6 @@ TEST_F(SubTest, ATextThatCannotBeDrawnIsWrongUsage) {
     givenService({"--panel", "20x20"});
     expectRefused({"sub", "text", "far too long for it"}, "legibly on a panel of 20 x 20 pixels.");
     expectRefused({"sub", "text", "a", "--font", "/absent.ttf"}, "\"/absent.ttf\" is no font");
+    expectRefused({"sub", "text", "a\xe6\xbc\xa2"}, "has no letter \"\xe6\xbc\xa2\" (U+6F22)");
+    for (int asked = 0; asked < 3; ++asked) EXPECT_EQ("getSubDisplayInfo", nextCall()["method"]);
 }
