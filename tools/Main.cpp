@@ -22,8 +22,9 @@ using ::android::base::unique_fd;
 constexpr const char* kHelp = R"(
 Exit status:
   0  done
-  1  the service answered FAIL, its panel cannot be drawn on, or it has no dump; the
-     doctor found a problem; another client took the callback of a watch
+  1  the service answered FAIL, its panel cannot be drawn on, or it has no dump; an
+     upgrade that was waited for did not end well; the doctor found a problem; another
+     client took the callback of a watch
   2  wrong usage; the service did nothing
   3  no service answers, or it died during the call
   4  standard output cannot be written, or this program ran out of memory,

@@ -18,7 +18,8 @@ std::string elapsedInWords(std::chrono::seconds elapsed) {
            " s";
 }
 
-Spinner::Spinner(int fd, std::chrono::milliseconds delay) : mFd(fd) {
+Spinner::Spinner(int fd, std::chrono::milliseconds delay, const char* awaited)
+    : mFd(fd), mAwaited(awaited) {
     if (isatty(fd) != 0) mThread = std::thread(&Spinner::spin, this, delay);
 }
 
@@ -39,7 +40,7 @@ void Spinner::spin(std::chrono::milliseconds delay) {
     for (auto wait = delay; !mEnd.wait_for(hold, wait, [this] { return mOver; }); wait = kFrame) {
         const auto elapsed = steady_clock::now() - start;
         const char frame = kFrames[elapsed / kFrame % sizeof(kFrames)];
-        line = std::string(1, frame) + " waiting for the answer, " +
+        line = std::string(1, frame) + " waiting for " + mAwaited + ", " +
                elapsedInWords(std::chrono::duration_cast<std::chrono::seconds>(elapsed));
         draw(line);
     }

@@ -10,14 +10,15 @@
 
 namespace bivistactl {
 
-// Shows on a terminal that the program waits for an answer, and for how long: one line, redrawn
+// Shows on a terminal that the program waits for something, and for how long: one line, redrawn
 // while this object lives and erased at its end. Other output to the terminal waits for that end.
 class Spinner {
   public:
     // Draws on `fd` as soon as `delay` is over, so that a quick answer does not flicker. Does
-    // nothing when that is no terminal.
+    // nothing when that is no terminal. `awaited` lives as long as the program.
     explicit Spinner(int fd = STDERR_FILENO,
-                     std::chrono::milliseconds delay = std::chrono::milliseconds(300));
+                     std::chrono::milliseconds delay = std::chrono::milliseconds(300),
+                     const char* awaited = "the answer");
     ~Spinner();
     Spinner(const Spinner&) = delete;
     Spinner& operator=(const Spinner&) = delete;
@@ -27,6 +28,7 @@ class Spinner {
     void draw(const std::string& line);
 
     const int mFd;
+    const char* const mAwaited;
     std::mutex mLock;  // guards mOver
     std::condition_variable mEnd;
     bool mOver = false;

@@ -2,11 +2,12 @@
 // {"method":"setBrightness","args":[128]}.
 //
 // Options: --fail answers FAIL; --fail-in METHOD does so in that method alone; --text HEX answers
-// this text; --text-in METHOD HEX answers another one in that method; --lines HEX is what AT
-// callbacks are told, line by line; --exit-in METHOD dies in that method; --hold-in METHOD FIFO
-// waits in that method for a byte in the named pipe, one for each call; --v1_0 serves only version
-// 1.0; --flag answers true where a bool is asked; --keep-dump never closes what a dump is written
-// to; --dump-file FILE has the dump; --panel WIDTHxHEIGHT is the sub display's size.
+// this text; --text-in METHOD HEX,HEX... answers others in that method, one a call, and the last
+// one from then on; --lines HEX is what AT callbacks are told, line by line; --exit-in METHOD dies
+// in that method; --hold-in METHOD FIFO waits in that method for a byte in the named pipe, one for
+// each call; --v1_0 serves only version 1.0; --flag answers true where a bool is asked; --keep-dump
+// never closes what a dump is written to; --dump-file FILE has the dump; --panel WIDTHxHEIGHT is
+// the sub display's size.
 
 #include <fcntl.h>
 #include <hidl/HidlTransportSupport.h>
@@ -17,6 +18,7 @@
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
+#include <deque>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -43,6 +45,8 @@ struct Options {
     Status status = Status::OK;
     std::string text = "text";
     std::map<std::string, std::string> textIn;
+    // What comes before that one.
+    std::map<std::string, std::deque<std::string>> firstIn;
     std::string lines = "one\ntwo\n";
     std::string exitIn;
     std::string failIn;
@@ -80,12 +84,15 @@ Json describe(const hidl_vec<uint32_t>& frame) {
     return std::vector<uint32_t>(frame);
 }
 
-hidl_string textOf(const char* method) {
+std::string textOf(const char* method) {
+    std::deque<std::string>& first = sOptions.firstIn[method];
+    if (!first.empty()) {
+        const std::string text = first.front();
+        first.pop_front();
+        return text;
+    }
     const auto own = sOptions.textIn.find(method);
-    const std::string& answer = own != sOptions.textIn.end() ? own->second : sOptions.text;
-    hidl_string text;
-    text.setToExternal(answer.data(), answer.size());
-    return text;
+    return own != sOptions.textIn.end() ? own->second : sOptions.text;
 }
 
 Status statusOf(const char* method) {
@@ -273,6 +280,13 @@ std::string fromHex(const std::string& hex) {
     return bytes;
 }
 
+void keepTexts(const std::string& method, std::string list) {
+    for (size_t comma; (comma = list.find(',')) != std::string::npos; list.erase(0, comma + 1)) {
+        sOptions.firstIn[method].push_back(fromHex(list.substr(0, comma)));
+    }
+    sOptions.textIn[method] = fromHex(list);
+}
+
 bool parsePanel(const std::string& text) {
     return sscanf(text.c_str(), "%hux%hu", &sOptions.panel.x, &sOptions.panel.y) == 2;
 }
@@ -318,7 +332,7 @@ bool parseValue(const std::string& option, const std::string& value) {
 // Those with two.
 bool parsePair(const std::string& option, const std::string& method, const std::string& value) {
     if (option == "--text-in") {
-        sOptions.textIn[method] = fromHex(value);
+        keepTexts(method, value);
     } else if (option == "--hold-in") {
         sOptions.holdIn = method;
         sOptions.holdFifo = value;

@@ -55,6 +55,12 @@ TEST(SpinnerTest, DrawsOneLineAgainAndAgainAndErasesIt) {
     EXPECT_THAT(rest, EndsWith("\r" + std::string(width, ' ') + "\r"));
 }
 
+TEST(SpinnerTest, TellsWhatIsWaitedFor) {
+    Terminal terminal;
+    const Spinner spinner(terminal.writer(), 0ms, "the cover");
+    EXPECT_THAT(terminal.readUntil(kFrameEnd), EndsWith(" waiting for the cover, 0 s"));
+}
+
 TEST(SpinnerTest, AQuickAnswerDrawsNothing) {
     Terminal terminal;
     { const Spinner spinner(terminal.writer(), 1h); }
