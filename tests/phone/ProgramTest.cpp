@@ -11,147 +11,21 @@
 #include <fcntl.h>
 #include <png.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/phone/Program.h"
 
 namespace {
 
-const std::string kEmulator = EMULATOR;
-
 namespace fs = std::filesystem;
 
+using program::Child;
+using program::kEmulator;
+using program::ProgramTest;
 using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr uid_t kNobody = 65534;
-
-// A process whose output is collected and whose input stays open until wait().
-class Child {
-  public:
-    explicit Child(const std::vector<std::string>& command, uid_t user = 0) {
-        int in[2];
-        int out[2];
-        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
-        mError = fs::temp_directory_path() / ("program-test-" + std::to_string(getpid()));
-        std::vector<char*> argv;
-        argv.reserve(command.size() + 1);
-        for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
-        argv.push_back(nullptr);
-        mPid = fork();
-        if (mPid == 0) {
-            dup2(in[0], STDIN_FILENO);
-            dup2(out[1], STDOUT_FILENO);
-            dup2(open(mError.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-            if (user != 0 &&
-                (setresgid(user, user, user) != 0 || setresuid(user, user, user) != 0)) {
-                _exit(99);
-            }
-            execv(argv[0], argv.data());
-            _exit(98);
-        }
-        close(in[0]);
-        close(out[1]);
-        mIn = in[1];
-        mOut = out[0];
-    }
-
-    ~Child() {
-        if (mPid < 0) return;
-        kill(mPid, SIGKILL);
-        wait();
-    }
-
-    pid_t pid() const { return mPid; }
-
-    // Waits until it has printed this text.
-    void waitFor(const std::string& text) {
-        while (mText.find(text) == std::string::npos && readSome()) {
-        }
-    }
-
-    // Its exit status, or 128 + the signal that ended it.
-    int wait() {
-        close(mIn);
-        while (readSome()) {
-        }
-        close(mOut);
-        int status = 0;
-        waitpid(mPid, &status, 0);
-        mPid = -1;
-        std::ifstream file(mError);
-        mErrorText.assign(std::istreambuf_iterator<char>(file), {});
-        fs::remove(mError);
-        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-    }
-
-    const std::string& out() const { return mText; }
-    // After wait().
-    const std::string& err() const { return mErrorText; }
-
-  private:
-    bool readSome() {
-        char buffer[4096];
-        const ssize_t count = read(mOut, buffer, sizeof(buffer));
-        if (count > 0) mText.append(buffer, static_cast<size_t>(count));
-        return count > 0;
-    }
-
-    pid_t mPid = -1;
-    int mIn = -1;
-    int mOut = -1;
-    std::string mText;
-    fs::path mError;
-    std::string mErrorText;
-};
-
-class ProgramTest : public testing::Test {
-  protected:
-    ProgramTest() {
-        char folder[] = "/tmp/emulator-test-XXXXXX";
-        if (mkdtemp(folder) == nullptr) std::abort();
-        mFolder = folder;
-        setenv("HIDL_SOCKET_DIR", (mFolder + "/hidl").c_str(), 1);
-        // ThreadSanitizer lets every program sleep for a second at its end.
-        const char* options = getenv("TSAN_OPTIONS");
-        setenv("TSAN_OPTIONS",
-               (std::string(options == nullptr ? "" : options) + ":atexit_sleep_ms=10").c_str(), 1);
-    }
-    ~ProgramTest() override { fs::remove_all(mFolder); }
-
-    static std::vector<std::string> emulator(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), kEmulator);
-        return arguments;
-    }
-
-    struct Outcome {
-        int status;
-        std::string out;
-        std::string err;
-    };
-    static Outcome invoke(const std::vector<std::string>& arguments) {
-        Child child(emulator(arguments));
-        const int status = child.wait();
-        return {status, child.out(), child.err()};
-    }
-    static Outcome runShell(const std::string& script) {
-        return invoke({"run", "--", "/bin/sh", "-c", script});
-    }
-    // An emulator that lives as long as the object.
-    static std::vector<std::string> stayingUp() {
-        return emulator({"run", "--", "/bin/sh", "-c", "echo up; read line || exit 0"});
-    }
-
-    static void expectUsageErrors(const std::vector<std::vector<std::string>>& wrong) {
-        for (const std::vector<std::string>& arguments : wrong) {
-            const Outcome outcome = invoke(arguments);
-            EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
-            EXPECT_NE(outcome.err, "") << testing::PrintToString(arguments);
-            EXPECT_EQ(outcome.out, "") << testing::PrintToString(arguments);
-        }
-    }
-
-    std::string mFolder;
-};
 
 TEST_F(ProgramTest, GivesTheExitStatusOfTheProgram) {
     EXPECT_EQ(runShell("exit 0").status, 0);
@@ -371,7 +245,7 @@ TEST_F(ProgramTest, HelpIsGivenEverywhere) {
 TEST_F(ProgramTest, CtlWithoutAnEmulatorSaysHowToStartOne) {
     const Outcome outcome = invoke({"ctl", "show"});
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err, HasSubstr("bivista-emulator run -- PROGRAM"));
+    EXPECT_THAT(outcome.err, HasSubstr("start one with \"bivista-emulator run\""));
     EXPECT_EQ(outcome.out, "");
 }
 
@@ -595,7 +469,7 @@ TEST_F(ProgramTest, SnapshotThatCannotBeTakenIsReported) {
     EXPECT_THAT(detached.err, HasSubstr("no sub display"));
     const Outcome empty = snapshot("subdisplay --width 0", file);
     EXPECT_EQ(empty.status, 1);
-    EXPECT_THAT(empty.err, HasSubstr("cannot write the picture"));
+    EXPECT_THAT(empty.err, HasSubstr("there is no picture to keep"));
     const Outcome nowhere = snapshot("show", "/nowhere/picture.png");
     EXPECT_EQ(nowhere.status, 1);
     EXPECT_THAT(nowhere.err, HasSubstr("/nowhere/picture.png"));

@@ -1,7 +1,6 @@
 #include "emulator/phone/program/CtlCommand.h"
 
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -10,6 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Colour.h"
+#include "cli/File.h"
+#include "cli/Output.h"
 #include "emulator/cover/ScreenView.h"
 #include "emulator/cover/Text.h"
 #include "emulator/phone/program/Png.h"
@@ -18,8 +19,6 @@
 namespace emulator {
 
 namespace {
-
-constexpr int kJournalWaitMs = 30'000;
 
 void addAttach(cli::Command& ctl) {
     struct Options {
@@ -54,8 +53,14 @@ void addDetach(cli::Command& ctl) {
         [](Session& session) { session.post("/v1/reattach"); });
 }
 
-void printFaults(const Json& list) {
-    for (const Json& fault : list.at("faults")) std::cout << fault.get<std::string>() << "\n";
+std::string showFaults(const Json& faults, const std::string& indent) {
+    std::string text;
+    for (const Json& fault : faults) text += indent + fault.get<std::string>() + "\n";
+    return text;
+}
+
+std::string listFaults(const Json& list) {
+    return showFaults(list.at("faults"), "");
 }
 
 std::string join(const std::vector<std::string>& words) {
@@ -79,7 +84,7 @@ void addFault(cli::Command& ctl) {
                     } else if (!options->words.empty()) {
                         session.post("/v1/faults", {{"text", join(options->words)}});
                     } else {
-                        printAnswer(session.get("/v1/faults"), options->json, printFaults);
+                        printAnswer(session.get("/v1/faults"), options->json, listFaults);
                     }
                 });
     cli::Option words = command.takeWords("TEXT", &options->words,
@@ -103,63 +108,18 @@ void addFault(cli::Command& ctl) {
             "  bivista-emulator ctl fault node /sys/class/bivista/bv2/bv2_recovery missing");
 }
 
-struct Reading {
-    uint64_t since = 1;
-    bool follow = false;
-};
-
-// Reads the journal from `since` on, to its end or, with `follow`, until the emulator's.
-void readJournal(Session& session, const Reading& reading, void (*print)(const Json& entry)) {
-    for (uint64_t since = reading.since;;) {
-        Session::Params params = {{"since", std::to_string(since)}};
-        if (reading.follow) params.emplace("wait_ms", std::to_string(kJournalWaitMs));
-        const std::optional<Json> page = session.get("/v1/journal", params);
-        if (!page) return;
-        for (const Json& entry : page->at("entries")) print(entry);
-        std::cout.flush();
-        if (page->at("entries").empty() && !reading.follow) return;
-        since = page->at("next").get<uint64_t>();
-    }
-}
-
-void printMessage(const Json& entry) {
-    if (entry.at("kind") != "klog") return;
-    std::string message = cover::unescape(entry.value("bytes", "")).value_or("");
-    // Its own line end is the end of the printed one.
-    if (message.ends_with('\n')) message.pop_back();
-    std::cout << cover::escape(message) << "\n";
-}
-
-void addJournal(cli::Command& ctl) {
-    const auto reading = std::make_shared<Reading>();
-    cli::Command& command = add(ctl, "journal", "Print the journal, one JSON object a line",
-                                [reading](Session& session) {
-                                    readJournal(session, *reading, [](const Json& entry) {
-                                        std::cout << entry.dump() << "\n";
-                                    });
-                                });
-    command.take("--since", &reading->since, "First entry's number").showDefault();
-    command.flag("--follow", &reading->follow, "Go on until ended");
-}
-
-void addKernelLog(cli::Command& ctl) {
-    const auto reading = std::make_shared<Reading>();
-    cli::Command& command =
-            add(ctl, "klog", "Print what was written to the kernel log, a message a line",
-                [reading](Session& session) { readJournal(session, *reading, printMessage); });
-    command.flag("--follow", &reading->follow, "Go on until ended");
-}
-
 // A name in front of its value.
 std::string heading(const std::string& name) {
     return cli::inColour(cli::Colour::NAME, name + ":", STDOUT_FILENO);
 }
 
-void printMembers(const Json& object, const std::string& indent) {
+std::string showMembers(const Json& object, const std::string& indent) {
+    std::string text;
     for (const auto& [name, value] : object.items()) {
-        std::cout << indent << heading(name) << " "
-                  << (value.is_string() ? value.get<std::string>() : value.dump()) << "\n";
+        text += indent + heading(name) + " " +
+                (value.is_string() ? value.get<std::string>() : value.dump()) + "\n";
     }
+    return text;
 }
 
 std::string showScreen(const Json& screen) {
@@ -204,21 +164,16 @@ std::string showSubDisplay(const Json& display) {
            ", format " + display.at("format").dump() + ", frames " + display.at("frames").dump();
 }
 
-void printState(const Json& state) {
-    std::cout << heading("attached") << " " << state.at("attached") << "\n"
-              << heading("screen") << " " << showScreen(state.at("screen")) << "\n"
-              << heading("sub display") << " " << showSubDisplay(state.at("sub_display")) << "\n"
-              << heading("accessory") << " " << showAccessory(state.at("accessory")) << "\n"
-              << heading("lpwg") << " " << showLpwg(state.at("lpwg")) << "\n"
-              << heading("chatter") << " " << showChatter(state.at("chatter")) << "\n"
-              << heading("cover") << "\n";
-    printMembers(state.at("cover"), "  ");
-    std::cout << heading("properties") << "\n";
-    printMembers(state.at("properties"), "  ");
-    std::cout << heading("faults") << "\n";
-    for (const Json& fault : state.at("faults")) {
-        std::cout << "  " << fault.get<std::string>() << "\n";
-    }
+std::string showState(const Json& state) {
+    return heading("attached") + " " + state.at("attached").dump() + "\n" + heading("screen") +
+           " " + showScreen(state.at("screen")) + "\n" + heading("sub display") + " " +
+           showSubDisplay(state.at("sub_display")) + "\n" + heading("accessory") + " " +
+           showAccessory(state.at("accessory")) + "\n" + heading("lpwg") + " " +
+           showLpwg(state.at("lpwg")) + "\n" + heading("chatter") + " " +
+           showChatter(state.at("chatter")) + "\n" + heading("cover") + "\n" +
+           showMembers(state.at("cover"), "  ") + heading("properties") + "\n" +
+           showMembers(state.at("properties"), "  ") + heading("faults") + "\n" +
+           showFaults(state.at("faults"), "  ");
 }
 
 void addShow(cli::Command& ctl) {
@@ -226,13 +181,13 @@ void addShow(cli::Command& ctl) {
     cli::Command& command =
             add(ctl, "show", "Show what the cover is doing, and what its screens show",
                 [asJson](Session& session) {
-                    printAnswer(session.get("/v1/state"), *asJson, printState);
+                    printAnswer(session.get("/v1/state"), *asJson, showState);
                 });
     addJsonFlag(command, asJson.get());
 }
 
-void printProperties(const Json& list) {
-    printMembers(list.at("properties"), "");
+std::string listProperties(const Json& list) {
+    return showMembers(list.at("properties"), "");
 }
 
 void addProperty(cli::Command& ctl) {
@@ -252,7 +207,7 @@ void addProperty(cli::Command& ctl) {
                         session.put("/v1/properties", {{"key", cover::escape(*options->key)},
                                                        {"value", cover::escape(options->value)}});
                     } else {
-                        printAnswer(session.get("/v1/properties"), options->json, printProperties);
+                        printAnswer(session.get("/v1/properties"), options->json, listProperties);
                     }
                 });
     cli::Option key = command.take("KEY", &options->key, "");
@@ -264,8 +219,8 @@ void addProperty(cli::Command& ctl) {
     addJsonFlag(command, &options->json).excludes(key).excludes(clear);
 }
 
-void printContent(const Json& node) {
-    std::cout << node.at("bytes").get<std::string>() << "\n";
+std::string showContent(const Json& node) {
+    return node.at("bytes").get<std::string>() + "\n";
 }
 
 void addNode(cli::Command& ctl) {
@@ -285,7 +240,7 @@ void addNode(cli::Command& ctl) {
                     session.put("/v1/node", {{"path", options->path}, {"bytes", *options->text}});
                 } else {
                     printAnswer(session.get("/v1/node", {{"path", options->path}}), options->json,
-                                printContent);
+                                showContent);
                 }
             });
     command.take("PATH", &options->path, "").required();
@@ -337,19 +292,32 @@ cover::Picture readPicture(const Json& snapshot) {
     for (const char digit : snapshot.at("levels").get<std::string>()) {
         picture.levels.push_back(digit >= 'a' ? digit - 'a' + 10 : digit - '0');
     }
+    if (picture.levels.size() != size_t{picture.width} * picture.height) throw ForeignAnswer();
     return picture;
+}
+
+void keepSnapshot(Session& session, const std::string& path) {
+    const auto snapshot = session.get("/v1/snapshot");
+    if (!snapshot) return;
+    const cover::Picture picture = readPicture(*snapshot);
+    if (picture.levels.empty()) {
+        session.fail("there is no picture to keep: the sub display says that it has no pixels");
+        return;
+    }
+    const std::string png = encodePng(picture);
+    if (path == "-") {
+        cli::printOrFail(png);
+        return;
+    }
+    const std::string error = cli::writeFile(path, png);
+    if (!error.empty()) session.fail("cannot write the picture " + path + ": " + error);
 }
 
 void addSnapshot(cli::Command& ctl) {
     const auto path = std::make_shared<std::string>();
     cli::Command& command = add(ctl, "snapshot", "Keep what the sub display shows as a PNG",
-                                [path](Session& session) {
-                                    const auto snapshot = session.get("/v1/snapshot");
-                                    if (!snapshot) return;
-                                    const auto error = writePng(*path, readPicture(*snapshot));
-                                    if (!error.empty()) session.fail(error);
-                                });
-    command.take("FILE", path.get(), "").required();
+                                [path](Session& session) { keepSnapshot(session, *path); });
+    command.take("FILE", path.get(), "-: standard output").required();
 }
 
 void addLog(cli::Command& ctl) {
@@ -404,7 +372,11 @@ void addSend(cli::Command& ctl) {
 void addCtl(cli::Command& program) {
     cli::Command& ctl = program.add("ctl", "Speak to a running emulator");
     ctl.setHelp(
-            "Exit status: 0 done, 1 refused by the emulator, 2 wrong arguments, 3 no emulator.\n\n"
+            "Exit status: 0 done; 1 refused by the emulator, or the file of \"snapshot\" cannot "
+            "be\n"
+            "written; 2 wrong arguments; 3 no emulator, or what answers is none; 4 standard output "
+            "cannot\n"
+            "be written, or this program ran out of memory, descriptors or threads.\n\n"
             "Examples:\n"
             "  bivista-emulator ctl detach\n"
             "  bivista-emulator ctl fault 'on AT%SWV late 2s times 1'\n"
@@ -416,7 +388,6 @@ void addCtl(cli::Command& program) {
     addEvents(ctl);
     addFault(ctl);
     addJournal(ctl);
-    addKernelLog(ctl);
     addShow(ctl);
     addProperty(ctl);
     addNode(ctl);

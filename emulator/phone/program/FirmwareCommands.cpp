@@ -1,7 +1,6 @@
 // ctl: the cover's loader, and the firmware images of the phone.
 
 #include <cstdint>
-#include <iostream>
 
 #include <nlohmann/json.hpp>
 
@@ -51,17 +50,19 @@ void addPut(cli::Command& firmware) {
     put.take("--size", &options->size, "In bytes").showDefault();
 }
 
-void printFiles(const Json& list) {
+std::string nameFiles(const Json& list) {
+    std::string text;
     for (const Json& file : list.at("files")) {
-        std::cout << file.at("name").get<std::string>() << " " << file.at("size") << "\n";
+        text += file.at("name").get<std::string>() + " " + file.at("size").dump() + "\n";
     }
+    return text;
 }
 
 void addList(cli::Command& firmware) {
     const auto asJson = std::make_shared<bool>(false);
     cli::Command& list =
             add(firmware, "list", "Print the files, with their sizes", [asJson](Session& session) {
-                printAnswer(session.get("/v1/firmware"), *asJson, printFiles);
+                printAnswer(session.get("/v1/firmware"), *asJson, nameFiles);
             });
     addJsonFlag(list, asJson.get());
 }

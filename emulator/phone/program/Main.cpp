@@ -1,5 +1,8 @@
 // bivista-emulator: an emulated phone with a cover, and its remote control.
 
+#include <exception>
+#include <string>
+
 #include "cli/Command.h"
 #include "cli/Message.h"
 #include "cli/Output.h"
@@ -7,28 +10,32 @@
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/RunCommand.h"
 
+namespace emulator {
 namespace {
 
-// Exit status when a help or the version cannot be written.
-constexpr int kNoOutput = 4;
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    cli::beginProcess();
-    cli::Command program(emulator::kProgram,
-                         "An emulated phone with a cover, and its remote control");
+int run(int argc, char** argv) {
+    cli::Command program(kProgram, "An emulated phone with a cover, and its remote control");
     program.setHelp(
             "\"bivista-emulator run --help\" and \"bivista-emulator ctl --help\" tell more.\n\n"
             "Exit status: that of the command; 0 after --help and --version, 2 wrong arguments, 4 "
             "standard\n"
-            "output cannot be written.");
-    emulator::addRun(program);
-    emulator::addCtl(program);
+            "output cannot be written, or this program ran out of memory, descriptors or threads.");
+    addRun(program);
+    addCtl(program);
+    return program.run(argc, argv, kUsage);
+}
+
+}  // namespace
+}  // namespace emulator
+
+int main(int argc, char** argv) {
+    cli::beginProcess();
     try {
-        return program.run(argc, argv, emulator::kUsage);
+        return emulator::run(argc, argv);
     } catch (const cli::OutputFailed& failure) {
         cli::complain(emulator::kProgram, failure.what());
-        return kNoOutput;
+    } catch (const std::exception& error) {
+        cli::complain(emulator::kProgram, std::string("this program failed: ") + error.what());
     }
+    return emulator::kFailed;
 }

@@ -7,7 +7,8 @@
 
 namespace emulator {
 
-// Writes a picture as a PNG of 8-bit grey: level n is 17 n. Empty on success, else what is wrong.
-std::string writePng(const std::string& path, const cover::Picture& picture);
+// A picture as the bytes of a PNG of 8-bit grey: level n is 17 n. Throws std::runtime_error for one
+// without pixels.
+std::string encodePng(const cover::Picture& picture);
 
 }  // namespace emulator

@@ -1,26 +1,37 @@
 #include "emulator/phone/program/Session.h"
 
-#include <iostream>
+#include <cerrno>
+#include <system_error>
 
 #include <fcntl.h>
-#include <httplib.h>
 #include <sys/socket.h>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/Message.h"
+#include "cli/Output.h"
 #include "emulator/phone/Fd.h"
 #include "emulator/phone/control/SocketFolder.h"
+#include "emulator/phone/program/Client.h"
 #include "emulator/phone/program/CtlCommand.h"
 
 namespace emulator {
 
 namespace {
 
-// Longer than a request may wait for the journal, or for the phone to read.
-constexpr int kReadTimeoutS = 60;
+// A list in a list in a list of them would overflow the stack where it is printed.
+constexpr int kDeepestAnswer = 32;
 
-constexpr char kJson[] = "application/json";
+// Discarded unless the text is JSON such as an emulator may answer.
+Json parse(const std::string& text) {
+    bool tooDeep = false;
+    const auto look = [&tooDeep](int depth, Json::parse_event_t, Json&) {
+        tooDeep = tooDeep || depth > kDeepestAnswer;
+        return !tooDeep;
+    };
+    Json answer = Json::parse(text, look, false);
+    return tooDeep ? Json(Json::value_t::discarded) : answer;
+}
 
 }  // namespace
 
@@ -29,43 +40,78 @@ class Session::Impl {
     Impl()
         : mFolder(control::socketFolder()),
           mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-          client("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
-        client.set_address_family(AF_UNIX);
-        client.set_read_timeout(kReadTimeoutS);
+          mClient("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
     }
 
-    std::optional<std::string> encode(const Json& body) {
+    std::optional<Json> ask(const char* method, const std::string& path) {
+        return take(mClient.request(method, path));
+    }
+
+    std::optional<Json> ask(const char* method, const std::string& path, const Json& body) {
+        std::string text;
         try {
-            return body.dump();
+            text = body.dump();
         } catch (const Json::type_error&) {
-            cli::complain(kProgram, "an argument is not UTF-8: write \\xHH for such bytes");
-            status = kUsage;
+            fail(kUsage, "an argument is not UTF-8: write \\xHH for such bytes");
             return std::nullopt;
         }
+        return take(mClient.request(method, path, text));
     }
 
-    std::optional<Json> take(const httplib::Result& result) {
-        if (!result) {
-            cli::complain(kProgram, "no emulator answers on " + mFolder + "/" +
-                                            control::kSocketName +
-                                            ": start one with \"bivista-emulator run -- PROGRAM\" "
-                                            "(HIDL_SOCKET_DIR must be the same for both)");
-            status = kNoEmulator;
-            return std::nullopt;
-        }
-        const Json body = Json::parse(result->body, nullptr, false);
-        if (result->status == 200 && body.is_object()) return body;
-        cli::complain(kProgram, body.value("error", "answered with an error"));
-        status = kRefused;
-        return std::nullopt;
+    void fail(int how, const std::string& message) {
+        cli::complain(kProgram, message);
+        status = how;
+    }
+
+    void failAsForeign() {
+        fail(kNoEmulator, "what answers on " + socket() +
+                                  " is no emulator, or not one of this version: " + kRemedy);
     }
 
   private:
+    static constexpr char kRemedy[] = "end it, or name the emulator's folder with HIDL_SOCKET_DIR";
+
+    std::string socket() const { return mFolder + "/" + control::kSocketName; }
+
+    std::optional<Json> take(const httplib::Result& result) {
+        if (!result) {
+            failWithoutAnswer(result.error());
+            return std::nullopt;
+        }
+        const Json body = parse(result->body);
+        if (!body.is_object()) {
+            failAsForeign();
+            return std::nullopt;
+        }
+        if (result->status == 200) return body;
+        fail(kRefused, body.at("error").get<std::string>());
+        return std::nullopt;
+    }
+
+    void failWithoutAnswer(httplib::Error error) {
+        if (error == httplib::Error::Connection) {
+            requireDescriptor();
+            fail(kNoEmulator, "no emulator answers on " + socket() +
+                                      ": start one with \"bivista-emulator run\" "
+                                      "(HIDL_SOCKET_DIR must be the same for both)");
+        } else {
+            fail(kNoEmulator, "the emulator on " + socket() +
+                                      " has ended before its answer, or is none: start one with "
+                                      "\"bivista-emulator run\"");
+        }
+    }
+
+    // The client does not tell that it had none left for its socket.
+    static void requireDescriptor() {
+        const phone::Fd descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (!descriptor) throw std::system_error(errno, std::generic_category(), "no socket");
+    }
+
     const std::string mFolder;
     const phone::Fd mFolderFd;
+    Client mClient;
 
   public:
-    httplib::Client client;
     int status = 0;
 };
 
@@ -73,17 +119,12 @@ Session::Session() : mImpl(std::make_unique<Impl>()) {}
 
 Session::~Session() = default;
 
-int Session::status() const {
-    return mImpl->status;
-}
-
 void Session::fail(const std::string& message) {
-    cli::complain(kProgram, message);
-    mImpl->status = kRefused;
+    mImpl->fail(kRefused, message);
 }
 
 std::optional<Json> Session::get(const std::string& path, const Params& params) {
-    return mImpl->take(mImpl->client.Get(path, params, httplib::Headers()));
+    return mImpl->ask("GET", httplib::append_query_params(path, params));
 }
 
 std::optional<Json> Session::post(const std::string& path) {
@@ -91,27 +132,33 @@ std::optional<Json> Session::post(const std::string& path) {
 }
 
 std::optional<Json> Session::post(const std::string& path, const Json& body) {
-    const std::optional<std::string> text = mImpl->encode(body);
-    return text ? mImpl->take(mImpl->client.Post(path, *text, kJson)) : std::nullopt;
+    return mImpl->ask("POST", path, body);
 }
 
 std::optional<Json> Session::put(const std::string& path, const Json& body) {
-    const std::optional<std::string> text = mImpl->encode(body);
-    return text ? mImpl->take(mImpl->client.Put(path, *text, kJson)) : std::nullopt;
+    return mImpl->ask("PUT", path, body);
 }
 
 std::optional<Json> Session::remove(const std::string& path, const Params& params) {
-    return mImpl->take(mImpl->client.Delete(httplib::append_query_params(path, params)));
+    return mImpl->ask("DELETE", httplib::append_query_params(path, params));
+}
+
+int Session::hold(const std::function<void(Session&)>& work) {
+    Session session;
+    try {
+        work(session);
+    } catch (const Json::exception&) {
+        session.mImpl->failAsForeign();
+    } catch (const ForeignAnswer&) {
+        session.mImpl->failAsForeign();
+    }
+    return session.mImpl->status;
 }
 
 cli::Command& add(cli::Command& parent, const char* name, const char* help,
                   const std::function<void(Session&)>& work) {
     cli::Command& command = parent.add(name, help);
-    command.setAction([work] {
-        Session session;
-        work(session);
-        return session.status();
-    });
+    command.setAction([work] { return Session::hold(work); });
     return command;
 }
 
@@ -120,13 +167,8 @@ cli::Option addJsonFlag(cli::Command& command, bool* asJson) {
 }
 
 void printAnswer(const std::optional<Json>& answer, bool asJson,
-                 void (*printInWords)(const Json& answer)) {
-    if (!answer) return;
-    if (asJson) {
-        std::cout << answer->dump() << "\n";
-    } else {
-        printInWords(*answer);
-    }
+                 std::string (*inWords)(const Json& answer)) {
+    if (answer) cli::printOrFail(asJson ? answer->dump() + "\n" : inWords(*answer));
 }
 
 }  // namespace emulator
