@@ -162,7 +162,6 @@ TEST_F(ProgramTest, WrongArgumentsAreUsageErrors) {
     const std::vector<std::vector<std::string>> wrong = {
             {},
             {"fly"},
-            {"run"},
             {"run", "--tty", "x", "--", "true"},
             {"run", "--tty", "256", "--", "true"},
             {"run", "--property", "novalue", "--", "true"},

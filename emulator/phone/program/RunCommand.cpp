@@ -3,11 +3,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <sys/prctl.h>
@@ -15,12 +17,14 @@
 #include <unistd.h>
 
 #include "cli/Message.h"
+#include "emulator/phone/Files.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/World.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/neighbours/Neighbours.h"
 #include "emulator/phone/program/CtlCommand.h"
+#include "emulator/phone/program/JournalStream.h"
 
 namespace emulator {
 
@@ -28,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Exit status of a run whose phone could not be made.
+// Exit status of a run whose phone could not be made, or failed.
 constexpr int kPhoneFailed = 125;
 // Exit status when the program could not be started.
 constexpr int kProgramFailed = 127;
@@ -51,9 +55,21 @@ void refuseHidden(const std::string& path, const char* what) {
                        "/system_ext): use a copy elsewhere");
 }
 
-void setUp(phone::Phone& phone, const RunOptions& options) {
-    if (!options.journal.empty() && !phone.journal().writeTo(options.journal)) {
-        throw phone::Error("cannot write the journal " + options.journal + ": " + strerror(errno));
+// The service that was built or installed with this program.
+std::string findService() {
+    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
+    for (const char* place : {".", BIVISTA_SERVICE_FOLDER}) {
+        const fs::path service = (folder / place / BIVISTA_SERVICE_NAME).lexically_normal();
+        if (access(service.c_str(), X_OK) == 0) return service;
+    }
+    return "";
+}
+
+void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream) {
+    if (stream != nullptr) {
+        stream->carry(phone.journal());
+    } else if (!options.journal.empty() && !phone.journal().writeTo(options.journal)) {
+        phone::throwErrno("cannot write the journal " + options.journal);
     }
     for (const std::string& property : options.properties) {
         const size_t equals = property.find('=');
@@ -130,9 +146,10 @@ void endOrphans() {
     }
 }
 
-int runOnPhone(const RunOptions& options, const std::string& folder, const sigset_t& signals) {
+int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream,
+               const sigset_t& signals) {
     phone::Phone phone;
-    setUp(phone, options);
+    setUp(phone, options, stream);
     // The program is root here, whoever started it: it must meet its clients at the same place.
     setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
     unsetenv("ANDROID_PROPERTY_FILE");
@@ -151,25 +168,64 @@ int runOnPhone(const RunOptions& options, const std::string& folder, const sigse
     return status;
 }
 
-// Runs until the program ends; returns its exit status (128 + signal when one ended it). Errors are
-// told on standard error.
-int run(const RunOptions& options) {
+// What the caller's limits may have caused.
+bool isOfLimits(const std::exception& error) {
+    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return true;
+    const auto* failure = dynamic_cast<const std::system_error*>(&error);
+    if (failure == nullptr) return false;
+    const std::error_code code = failure->code();
+    return code == std::errc::resource_unavailable_try_again ||
+           code == std::errc::not_enough_memory || code == std::errc::too_many_files_open;
+}
+
+// Tells why there is no phone, or none any more.
+int failPhone(const std::exception& error) {
+    const char* remedy = isOfLimits(error) ? "more memory, threads or descriptors are needed, see "
+                                             "\"ulimit -a\": "
+                                           : "";
+    cli::complain(kProgram, std::string(remedy) + error.what());
+    return kPhoneFailed;
+}
+
+// For what a thread throws.
+[[noreturn]] void endOnUncaughtException() {
     try {
-        const std::string folder = fs::absolute(control::socketFolder());
-        refuseHidden(folder, "the socket folder");
-        refuseHidden(options.journal, "the journal");
-        if (options.program[0].find('/') != std::string::npos) {
-            refuseHidden(options.program[0], "the program");
-        }
-        control::makeSocketFolder(folder);
-        const sigset_t signals = blockSignals();
-        const std::string forbidden = phone::enterWorld();
-        if (!forbidden.empty()) throw phone::Error(forbidden);
-        prctl(PR_SET_CHILD_SUBREAPER, 1);
-        return runOnPhone(options, folder, signals);
+        std::rethrow_exception(std::current_exception());
     } catch (const std::exception& error) {
-        cli::complain(kProgram, error.what());
-        return kPhoneFailed;
+        _exit(failPhone(error));
+    }
+}
+
+// Runs until the program ends; returns its exit status (128 + signal when one ended it).
+int runProgram(const RunOptions& options) {
+    const std::string folder = fs::absolute(control::socketFolder());
+    refuseHidden(folder, "the socket folder");
+    refuseHidden(options.journal, "the journal");
+    if (options.program[0].find('/') != std::string::npos) {
+        refuseHidden(options.program[0], "the program");
+    }
+    control::makeSocketFolder(folder);
+    const std::unique_ptr<JournalStream> stream = JournalStream::openSpecial(options.journal);
+    const sigset_t signals = blockSignals();
+    const std::string forbidden = phone::enterWorld();
+    if (!forbidden.empty()) throw phone::Error(forbidden);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    return runOnPhone(options, folder, stream.get(), signals);
+}
+
+// The same, or the service without a program. Errors are told on standard error.
+int run(RunOptions& options) {
+    std::set_terminate(endOnUncaughtException);
+    try {
+        if (options.program.empty()) options.program.push_back(findService());
+        if (options.program[0].empty()) {
+            cli::complain(kProgram, "no " BIVISTA_SERVICE_NAME
+                                    " lies beside this program: name what to run after \"--\"");
+            return kProgramFailed;
+        }
+        return runProgram(options);
+    } catch (const std::exception& error) {
+        return failPhone(error);
     }
 }
 
@@ -194,14 +250,22 @@ void addRun(cli::Command& program) {
     command.takeRepeated("--fault", &options->faults,
                          "Fault, see \"ctl fault --help\"; repeatable");
     command.take("--journal", &options->journal, "Write the journal to this file, as JSON lines");
-    command.takeWords("PROGRAM", &options->program, "After \"--\": the program and its arguments")
-            .required();
+    command.takeWords("PROGRAM", &options->program,
+                      "After \"--\": the program and its arguments; without: the service that lies "
+                      "beside this program");
     command.setHelp(
             "The program finds the phone's devices at their own paths (/dev, /sys, /data and\n"
             "/system_ext are the phone's); everything else is as outside. The phone ends with it.\n"
-            "Exit status: that of the program; 125 no phone could be made, 127 no such program.\n\n"
+            "The journal may go into a FIFO: the phone starts when somebody reads it, and never "
+            "waits for\n"
+            "its reader then.\n\n"
+            "Exit status: that of the program, 128 + N when signal N ended it; 2 wrong arguments; "
+            "125 no\n"
+            "phone could be made, or it ran out of memory, descriptors or threads; 127 the program "
+            "could\n"
+            "not be started.\n\n"
             "Examples:\n"
-            "  bivista-emulator run -- build/release/bin/vendor.qmx.hardware.bivista@1.1-service\n"
+            "  bivista-emulator run\n"
             "  bivista-emulator run --no-cover --journal /tmp/journal.jsonl -- sh");
     command.setAction([options] { return run(*options); });
 }
