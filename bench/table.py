@@ -1,14 +1,22 @@
 """Reads benchmark rows, one JSON object a line, from standard input; prints them as a table and
-writes them to the file named. Exits 1 when a ratio is above its limit, or when there is no row."""
+writes them to the file named. Exits 1 when a ratio is above its limit, or when there is no row; 2
+when the file cannot be written. scripts/ must be among Python's folders."""
 import json
 import sys
+
+import files
+
+
+def write_rows(path, rows):
+    try:
+        files.write(path, json.dumps(rows, indent=2).encode() + b"\n")
+    except OSError as error:
+        print(f"error: {path}: {error.strerror}", file=sys.stderr)
+        sys.exit(2)
 
 
 def main():
     rows = [json.loads(line) for line in sys.stdin if line.startswith("{")]
-    with open(sys.argv[1], "w", encoding="utf-8") as file:
-        json.dump(rows, file, indent=2)
-        file.write("\n")
     width = max([len(row["name"]) for row in rows] or [4])
     print(f"{'':{width}} {'value':>10} {'reference':>10} {'unit':4} {'ratio':>6} {'limit':>6}")
     over = 0
@@ -18,6 +26,7 @@ def main():
         print(f"{row['name']:{width}} {row['value']:10.1f} {row['reference']:10.1f} "
               f"{row.get('unit', ''):4} {row['ratio']:6.2f} {row['limit']:6.2f}"
               f"{'' if good else '  TOO SLOW'}")
+    write_rows(sys.argv[1], rows)
     return 1 if over or not rows else 0
 
 

@@ -20,6 +20,7 @@ import tempfile
 import time
 import typing
 
+import files
 import picture_svg
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -218,6 +219,15 @@ def make_picture(build):
             run.stop()
 
 
+def write_picture(made):
+    try:
+        files.write(PICTURE, made)
+    except OSError as error:
+        print(f"error: {PICTURE}: {error.strerror}", file=sys.stderr)
+        return 2
+    return 0
+
+
 def main(arguments):
     check = arguments[:1] == ["--check"]
     folders = arguments[check:]
@@ -232,8 +242,7 @@ def main(arguments):
         print(f"error: {error}", file=sys.stderr)
         return 2
     if not check:
-        PICTURE.write_bytes(made)
-        return 0
+        return write_picture(made)
     if PICTURE.exists() and PICTURE.read_bytes() == made:
         return 0
     print(f"{PICTURE}: a run gives another picture; make it with scripts/picture.py, and look at it")

@@ -119,6 +119,10 @@ class MainTest(unittest.TestCase):
         self.assertEqual(run_main(), (0, "", ""))
         self.assertEqual(self.path.read_bytes(), b"now")
 
+    def test_tells_that_the_picture_cannot_be_written(self):
+        self.path.mkdir()
+        self.assertEqual(run_main(), (2, "", f"error: {self.path}: Is a directory\n"))
+
     def test_check_is_content_with_the_same_bytes(self):
         self.path.write_bytes(b"now")
         self.assertEqual(run_main("--check"), (0, "", ""))
