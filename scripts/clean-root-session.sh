@@ -36,8 +36,8 @@ grep -q ' I .*Bivista HAL Ready' /run/log || fail "it does not say that it is re
 if grep ' D ' /run/log; then fail "it logs more than the unit asks for"; fi
 end
 
-echo "bivista-emulator run -- $start"
-bivista-emulator run -- "$start" >/run/log 2>&1 &
+echo "bivista-emulator run"
+bivista-emulator run >/run/log 2>&1 &
 program=$!
 await bivistactl call sendAtCommand AT%SWV null
 expect '{"method":"sendAtCommand","status":"OK","value":"BV330-V10k_20210312"}' \

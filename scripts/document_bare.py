@@ -35,6 +35,6 @@ def script(blocks):
     for block in blocks:
         if block.place == "package":
             own = ' "$(mktemp -d -p /run)"' if document_rules.runs_phone(block) else ""
-            commands = document_shell.script(document_rules.steps(block, bare=True))
+            commands = document_shell.script(document_rules.steps(block))
             parts.append(f"run {shlex.quote(commands)}{own}\n")
     return "".join(parts) + TAIL

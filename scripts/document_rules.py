@@ -26,8 +26,6 @@ class Rule:
     run: typing.Callable
     reason: str
     places: tuple = ("host", "phone", "package")
-    # On a machine where the package is installed; None: the same.
-    bare: typing.Optional[typing.Callable] = None
 
 
 # A command line of one program and its arguments.
@@ -62,7 +60,7 @@ RULES = (
          "takes a minute: fewer inputs"),
     Rule(r"(.*\bctest .*)", instead(r"\1 --no-tests=error"), "ctest is content with no tests at all"),
     Rule(rf"{BIN}bivistactl watch .*|{BIN}bivista-emulator ctl \w+ --follow"
-         rf"|{BIN}bivista-emulator run .*-- vendor\S+-service"
+         rf"|{BIN}bivista-emulator run(?: --journal \S+)?"
          r"|journalctl .*-f|adb logcat (?!.*-d\b).*", interrupted, "ends by Ctrl-C"),
     Rule(r"(bivistactl|bivista-emulator) ([A-Z]+) --help", instead(r"\1 --help"),
          "stands for any of its commands"),
@@ -78,9 +76,6 @@ RULES = (
     Rule(r"bivistactl sub on", instead(r"bivistactl sub off && \g<0>"), "refused when it is on already"),
     Rule(r"bivistactl offset 0", instead(r"bivistactl power on && \g<0>"), "refused while the screen is off"),
     Rule(r"fpath\+=\((\S+)\)", instead(r"test -d \1"), "zsh takes a folder that is not there"),
-    Rule(r"bivista-emulator run -- /usr/libexec/bivista/(\S+)",
-         instead("interrupted 'bivista-emulator run -- build/release/bin/\\1'"),
-         "is not installed here; ./test.sh --package runs it where it is", ("package",), bare=interrupted),
 )
 
 
@@ -92,19 +87,18 @@ def find(block, command):
     return None
 
 
-def to_run(block, command, bare=False):
-    """What the shell is given, here or on a machine where the package is installed."""
+def to_run(block, command):
+    """What the shell is given."""
     rule = find(block, command)
     if rule is None:
         return command.text
-    run = rule.bare if bare and rule.bare else rule.run
-    return run(re.fullmatch(rule.pattern, command.text, re.DOTALL))
+    return rule.run(re.fullmatch(rule.pattern, command.text, re.DOTALL))
 
 
-def steps(block, bare=False):
+def steps(block):
     """The block as the shell is given it."""
     return [document_shell.Step(f"{block.path}:{command.line}", command.text,
-                                to_run(block, command, bare), frozenset(command.statuses()))
+                                to_run(block, command), frozenset(command.statuses()))
             for command in block.commands]
 
 

@@ -6,9 +6,9 @@ import document_text
 import documents
 
 
-def to_run(text, place="host", bare=False):
+def to_run(text, place="host"):
     command = document_text.Command(1, text)
-    return document_rules.to_run(document_text.Block("x.md", place, (command,)), command, bare)
+    return document_rules.to_run(document_text.Block("x.md", place, (command,)), command)
 
 
 class RuleTest(unittest.TestCase):
@@ -67,12 +67,10 @@ class RuleTest(unittest.TestCase):
         self.assertEqual(to_run("ls /dev/ttyACM*"),
                          "HIDL_SOCKET_DIR=$(mktemp -d) bivista-emulator run -- sh -c 'ls /dev/ttyACM*'")
 
-    def test_a_program_of_the_package_is_the_built_one_where_it_is_not_installed(self):
-        text = "bivista-emulator run -- /usr/libexec/bivista/x-service"
-        self.assertEqual(to_run(text, "package"),
-                         "interrupted 'bivista-emulator run -- build/release/bin/x-service'")
-        self.assertEqual(to_run(text, "package", bare=True), f"interrupted '{text}'")
-        self.assertEqual(to_run(text, "host"), text)
+    def test_a_phone_that_stays_up_ends_by_ctrl_c(self):
+        for text in ("bivista-emulator run", "build/release/bin/bivista-emulator run --journal build/x"):
+            self.assertEqual(to_run(text), f"interrupted '{text}'")
+        self.assertEqual(to_run("bivista-emulator run -- ls /dev"), "bivista-emulator run -- ls /dev")
 
     def test_each_rule_tells_why(self):
         for rule in document_rules.RULES:
