@@ -16,22 +16,30 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// In the world's own file system, and watched by nobody.
-constexpr char kScratchFile[] = "/.new";
-
 void writeWhole(int fd, std::string_view content, const fs::path& path) {
     if (pwrite(fd, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size())) {
         throwErrno("cannot write " + path.string());
     }
 }
 
-void makeScratchFile(std::string_view content, const fs::path& path) {
-    unlink(kScratchFile);
-    const Fd fd(open(kScratchFile, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!fd) throwErrno("cannot make " + path.string());
-    fchmod(fd.get(), 0666);
-    writeWhole(fd.get(), content, path);
-}
+// A file for the moment, in the world's own file system, under a name that nothing else has.
+class ScratchFile {
+  public:
+    explicit ScratchFile(const fs::path& path) : mFd(mkostemp(mName, O_CLOEXEC)) {
+        if (!mFd) throwErrno("cannot make " + path.string());
+        fchmod(mFd.get(), 0666);
+    }
+    ~ScratchFile() { unlink(mName); }
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+
+    const char* name() const { return mName; }
+    int fd() const { return mFd.get(); }
+
+  private:
+    char mName[14] = "/.file-XXXXXX";
+    const Fd mFd;
+};
 
 void makeFolderOf(const fs::path& path) {
     std::error_code error;
@@ -58,15 +66,16 @@ void putFile(const fs::path& path, std::string_view content) {
         }
     }
     makeFolderOf(path);
-    makeScratchFile(content, path);
-    if (rename(kScratchFile, path.c_str()) != 0) throwErrno("cannot put " + path.string());
+    const ScratchFile file(path);
+    writeWhole(file.fd(), content, path);
+    if (rename(file.name(), path.c_str()) != 0) throwErrno("cannot put " + path.string());
 }
 
 void linkFile(const fs::path& path, std::string_view content) {
     makeFolderOf(path);
-    makeScratchFile(content, path);
-    if (link(kScratchFile, path.c_str()) != 0) throwErrno("cannot put " + path.string());
-    unlink(kScratchFile);
+    const ScratchFile file(path);
+    writeWhole(file.fd(), content, path);
+    if (link(file.name(), path.c_str()) != 0) throwErrno("cannot put " + path.string());
 }
 
 std::optional<std::string> takeFile(const fs::path& path) {

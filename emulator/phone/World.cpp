@@ -28,7 +28,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kOwnFolders[] = {"dev", "sys", "data", "system_ext"};
-constexpr char kOldRoot[] = "/.old";
 
 // Set in a program that was started anew as root of a user namespace.
 constexpr char kInsideVariable[] = "BIVISTA_USER_NAMESPACE";
@@ -140,15 +139,17 @@ void mountOrFail(const char* source, const std::string& target, const char* type
     if (mount(source, target.c_str(), type, flags, data) != 0) fail("mounting " + target);
 }
 
-// Makes an empty tmpfs the root; the old one is below kOldRoot.
+// Makes an empty tmpfs the root, and the old root the working folder. The old root gets no name in
+// the new one: whatever the host has in its root may have it.
 void changeRoot() {
     mountOrFail("none", "/", nullptr, MS_REC | MS_PRIVATE);
+    const Fd oldRoot(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!oldRoot) fail("opening the root");
     // Only a place to stand on for a moment: the old /tmp comes back below.
     mountOrFail("phone", "/tmp", "tmpfs", 0, "mode=755");
-    const std::string old = std::string("/tmp") + kOldRoot;
-    if (mkdir(old.c_str(), 0755) != 0) fail("making " + old);
-    if (syscall(SYS_pivot_root, "/tmp", old.c_str()) != 0) fail("changing the root");
-    if (chdir("/") != 0) fail("entering the root");
+    // The same folder twice: the kernel puts the old root on top of the new one.
+    if (chdir("/tmp") != 0 || syscall(SYS_pivot_root, ".", ".") != 0) fail("changing the root");
+    if (fchdir(oldRoot.get()) != 0) fail("entering the old root");
 }
 
 bool isOwnFolder(const std::string& name) {
@@ -167,9 +168,9 @@ void bindTo(const fs::path& source, const fs::path& target) {
     mountOrFail(source.c_str(), target, nullptr, MS_BIND | MS_REC);
 }
 
-// Brings every top-level folder of the old root back, but the world's own.
+// Brings every top-level folder of the old root (the working folder) back, but the world's own.
 void bindOldFolders() {
-    for (const fs::directory_entry& entry : fs::directory_iterator(kOldRoot)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(".")) {
         const std::string name = entry.path().filename();
         if (isOwnFolder(name)) continue;
         const fs::path target = fs::path("/") / name;
@@ -185,9 +186,8 @@ void makeDev() {
     fs::create_directories("/dev/pts");
     fs::create_directories("/dev/shm");
     fs::permissions("/dev/shm", fs::perms::all | fs::perms::sticky_bit);
-    const fs::path oldDev = fs::path(kOldRoot) / "dev";
     for (const char* name : {"null", "zero", "full", "random", "urandom", "tty"}) {
-        bindTo(oldDev / name, fs::path("/dev") / name);
+        bindTo(fs::path("dev") / name, fs::path("/dev") / name);
     }
     mountOrFail("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666,mode=0620");
     fs::create_symlink("pts/ptmx", "/dev/ptmx");
@@ -207,8 +207,7 @@ void build(const fs::path& workingFolder) {
     }
     makeDev();
     umask(mask);
-    if (umount2(kOldRoot, MNT_DETACH) != 0) fail("leaving the old root");
-    fs::remove(kOldRoot);
+    if (umount2(".", MNT_DETACH) != 0 || chdir("/") != 0) fail("leaving the old root");
     // A working folder that the world hides is left for the root.
     std::error_code ignored;
     fs::current_path(workingFolder, ignored);

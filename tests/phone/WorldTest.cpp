@@ -130,13 +130,39 @@ TEST(WorldTest, MakesItsCallerRoot) {
 
 TEST(WorldTest, LeavesNothingOutside) {
     EXPECT_EQ(probe("echo x > /sys/mark; echo x > /data/mark; echo x > /dev/mark").status, 0);
-    for (const char* path : {"/sys/mark", "/data/mark", "/dev/mark", "/.old", "/tmp/.old"}) {
+    for (const char* path : {"/sys/mark", "/data/mark", "/dev/mark"}) {
         EXPECT_FALSE(fs::exists(path)) << path;
     }
 }
 
 TEST(WorldTest, CanBeEnteredFromWithinAWorld) {
     EXPECT_EQ(probe("ls -A /sys; echo entered", "2").out, "entered\n");
+}
+
+// The root of the outer world, which may be written, is the host's.
+TEST(WorldTest, TakesNoNameOfTheHostsRoot) {
+    const Outcome outcome =
+            probe("mkdir /.old /.new; echo old > /.old/mark; echo new > /.new/mark; "
+                  "export names=\"$(ls -A /)\"; exec " WORLD_PROBE
+                  " 1 'cat /.old/mark /.new/mark; ls -A /sys /data; "
+                  "test \"$(ls -A /)\" = \"$names\" && echo all'");
+    EXPECT_EQ(outcome.out, "old\nnew\n/data:\n\n/sys:\nall\n");
+}
+
+TEST(WorldTest, PhoneRunsWhateverTheHostHasInItsRoot) {
+    const Outcome outcome = probe(
+            "mkdir /.old /.new; export names=\"$(ls -A /)\" HIDL_SOCKET_DIR=$(mktemp -d); " EMULATOR
+            " run -- /bin/sh -c 'cat /sys/bus/usb/devices/1-1/idVendor; "
+            "test -L /dev/ttyACM0 && echo attached; "
+            "test \"$(ls -A /)\" = \"$names\" && echo all'; rm -r $HIDL_SOCKET_DIR");
+    EXPECT_EQ(outcome.out, "3e91\nattached\nall\n");
+}
+
+TEST(WorldTest, NeedsNoRootThatCanBeWritten) {
+    const Outcome outcome =
+            probe("mount -o remount,bind,ro / && ! mkdir /x 2>/dev/null && exec " WORLD_PROBE
+                  " 1 'mkdir /x && ls -A /sys && echo entered'");
+    EXPECT_EQ(outcome.out, "entered\n");
 }
 
 TEST(WorldTest, SaysInOneLineWhatIsForbiddenAndHowToAllowIt) {
