@@ -14,6 +14,7 @@
 #include "emulator/phone/Devices.h"
 #include "emulator/phone/EventLoop.h"
 #include "emulator/phone/Files.h"
+#include "emulator/phone/Keeper.h"
 #include "emulator/phone/Supervisor.h"
 #include "emulator/phone/SyscallFilter.h"
 #include "emulator/phone/Uevents.h"
@@ -87,8 +88,9 @@ bool receiveReport(int socket, Report* report, Fd* listener) {
     return true;
 }
 
-[[noreturn]] void runChild(int socket, const std::vector<sock_filter>& filter, char* const* argv) {
-    // The phone's software does not outlive the phone.
+[[noreturn]] void runProgram(int socket, const std::vector<sock_filter>& filter,
+                             char* const* argv) {
+    // A keeper that is killed takes it along.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     sigset_t none;
     sigemptyset(&none);
@@ -101,6 +103,18 @@ bool receiveReport(int socket, Report* report, Fd* listener) {
         sendReport(socket, errno, -1);
     }
     _exit(127);
+}
+
+[[noreturn]] void runKeeper(pid_t phone, int socket, const std::vector<sock_filter>& filter,
+                            char* const* argv) {
+    becomeKeeper(phone);
+    const pid_t program = fork();
+    if (program == 0) runProgram(socket, filter, argv);
+    if (program < 0) {
+        sendReport(socket, errno, -1);
+        _exit(127);
+    }
+    keep(program);
 }
 
 }  // namespace
@@ -162,9 +176,10 @@ pid_t Phone::spawn(const std::vector<std::string>& command) {
     const std::vector<sock_filter> filter = makeFilter({}, Supervisor::handledCalls());
     setenv(kSupervisedVariable, "1", 1);
 
+    const pid_t self = getpid();
     const pid_t child = fork();
     if (child < 0) throwErrno("cannot start a process");
-    if (child == 0) runChild(theirs.get(), filter, argv.data());
+    if (child == 0) runKeeper(self, theirs.get(), filter, argv.data());
     theirs = Fd();
 
     Report report;
@@ -191,10 +206,6 @@ void Phone::detachCover(Unread unread) {
     } else {
         mParts->call([](Devices& devices) { return devices.detachCoverWhenRead(); }).get();
     }
-}
-
-void Phone::reattachCover() {
-    mParts->call([](Devices& devices) { devices.reattachCover(); });
 }
 
 bool Phone::isCoverAttached() const {

@@ -84,8 +84,9 @@ class Phone {
     // alone.
     void superviseThisThread();
 
-    // Starts a supervised program in the world (PATH applies). Returns its process id; the caller
-    // waits for it. Throws when it cannot be executed.
+    // Starts a supervised program in the world (PATH applies). Returns the process id of its keeper
+    // (Keeper.h), which ends as the program does; the caller waits for it. What the program leaves
+    // running ends first. Throws when it cannot be executed.
     pid_t spawn(const std::vector<std::string>& command);
 
     // The cover. attachCover() throws when it is on already; detachCover() when it is not. A cover

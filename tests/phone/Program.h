@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -132,6 +133,14 @@ class ProgramTest : public testing::Test {
     // An emulator that lives as long as the object.
     static std::vector<std::string> stayingUp() {
         return emulator({"run", "--", "/bin/sh", "-c", "echo up; read line || exit 0"});
+    }
+
+    // The build may lie where nobody else may look.
+    std::string copyForEverybody() const {
+        std::string copy = mFolder + "/bivista-emulator";
+        fs::copy(kEmulator, copy);
+        EXPECT_EQ(chmod(mFolder.c_str(), 0777), 0);
+        return copy;
     }
 
     static std::string contentOf(const std::string& path) {

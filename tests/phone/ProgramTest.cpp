@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include <fcntl.h>
 #include <png.h>
@@ -121,6 +122,63 @@ TEST_F(ProgramTest, ProgramEndsWithTheEmulator) {
     kill(child.pid(), SIGKILL);
     // Its standard output is ours: wait() returns when nobody holds it any more.
     EXPECT_EQ(child.wait(), 128 + SIGKILL);
+}
+
+// Starts a grandchild that has left its parents and their session, and notes its number.
+constexpr char kLeaveGrandchild[] =
+        "setsid -f sh -c 'echo $$ > \"$0\"; exec sleep 1000' $F > /dev/null; "
+        "until test -s $F; do :; done; echo up; read line";
+
+class GrandchildTest : public ProgramTest {
+  protected:
+    GrandchildTest() {
+        setenv("F", mFile.c_str(), 1);
+        mPhone.emplace(std::vector<std::string>{"/usr/bin/setsid", kEmulator, "run", "--",
+                                                "/bin/sh", "-c", kLeaveGrandchild});
+        mPhone->waitFor("up\n");
+        std::ifstream(mFile) >> mGrandchild;
+    }
+
+    // A child of the process.
+    static pid_t childOf(pid_t process) {
+        const std::string number = std::to_string(process);
+        pid_t child = 0;
+        std::ifstream("/proc/" + number + "/task/" + number + "/children") >> child;
+        return child;
+    }
+
+    void awaitGrandchildsEnd() const {
+        ASSERT_GT(mGrandchild, 0);
+        while (kill(mGrandchild, 0) == 0) usleep(1000);
+        EXPECT_EQ(errno, ESRCH);
+    }
+
+    const std::string mFile = mFolder + "/grandchild";
+    std::optional<Child> mPhone;
+    pid_t mGrandchild = 0;
+};
+
+TEST_F(GrandchildTest, EndsWithTheProgram) {
+    mPhone->wait();
+    EXPECT_NE(kill(mGrandchild, 0), 0);
+}
+
+TEST_F(GrandchildTest, EndsWithAnEmulatorThatIsKilled) {
+    kill(mPhone->pid(), SIGKILL);
+    EXPECT_EQ(mPhone->wait(), 128 + SIGKILL);
+    awaitGrandchildsEnd();
+}
+
+TEST_F(GrandchildTest, EndsWithAProcessGroupThatIsKilled) {
+    kill(-mPhone->pid(), SIGKILL);
+    EXPECT_EQ(mPhone->wait(), 128 + SIGKILL);
+    awaitGrandchildsEnd();
+}
+
+TEST_F(GrandchildTest, EndsWithAKeeperThatIsKilled) {
+    kill(childOf(mPhone->pid()), SIGKILL);
+    EXPECT_EQ(mPhone->wait(), 128 + SIGKILL);
+    awaitGrandchildsEnd();
 }
 
 TEST_F(ProgramTest, ProgramThatDoesNotExistIsReported) {
@@ -564,10 +622,7 @@ TEST_F(ProgramTest, PhoneInAPhoneIsRefusedWithTheReason) {
 }
 
 TEST_F(ProgramTest, OrdinaryUserNeedsNoRights) {
-    // The build may lie where nobody else may look.
-    const std::string copy = mFolder + "/bivista-emulator";
-    fs::copy(kEmulator, copy);
-    ASSERT_EQ(chmod(mFolder.c_str(), 0777), 0);
+    const std::string copy = copyForEverybody();
     const std::string script =
             "printf on > /sys/class/tty/ttyACM0/device/../power/control; "
             "cat /sys/class/tty/ttyACM0/device/../power/control; exit 7";

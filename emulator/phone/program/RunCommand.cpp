@@ -1,11 +1,9 @@
 #include "emulator/phone/program/RunCommand.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <new>
 #include <string>
@@ -18,6 +16,7 @@
 
 #include "cli/Message.h"
 #include "emulator/phone/Files.h"
+#include "emulator/phone/Keeper.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/World.h"
 #include "emulator/phone/control/ControlServer.h"
@@ -88,66 +87,11 @@ void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream
     phone.attachCover(cover);
 }
 
-// Signals that are passed on to the program.
-constexpr int kForwarded[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2};
-
-sigset_t blockSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGCHLD);
-    for (int number : kForwarded) sigaddset(&signals, number);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
-}
-
 int exitStatus(int status) {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-// Reaps children; true with *status when the program is among them.
-bool reap(pid_t program, int* status) {
-    bool ended = false;
-    int childStatus = 0;
-    for (pid_t child; (child = waitpid(-1, &childStatus, WNOHANG)) > 0;) {
-        if (child != program) continue;
-        *status = childStatus;
-        ended = true;
-    }
-    return ended;
-}
-
-int attend(pid_t program, const sigset_t& signals) {
-    int status = 0;
-    while (!reap(program, &status)) {
-        siginfo_t info = {};
-        const int number = sigwaitinfo(&signals, &info);
-        // What was typed at the terminal has reached the program already.
-        if (number > 0 && number != SIGCHLD && info.si_code != SI_KERNEL) kill(program, number);
-    }
-    return exitStatus(status);
-}
-
-// Children of this process, whichever thread has them.
-std::vector<pid_t> listChildren() {
-    std::vector<pid_t> children;
-    for (const fs::directory_entry& task : fs::directory_iterator("/proc/self/task")) {
-        std::ifstream list(task.path() / "children");
-        for (pid_t child; list >> child;) children.push_back(child);
-    }
-    return children;
-}
-
-// Ends what the program has left running: its kernel goes now. It has become our child, as its
-// parents have ended. A kernel that does not list children leaves it alone.
-void endOrphans() {
-    for (std::vector<pid_t> orphans; !(orphans = listChildren()).empty();) {
-        for (pid_t orphan : orphans) kill(orphan, SIGKILL);
-        if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD) return;
-    }
-}
-
-int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream,
-               const sigset_t& signals) {
+int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream) {
     phone::Phone phone;
     setUp(phone, options, stream);
     // The program is root here, whoever started it: it must meet its clients at the same place.
@@ -163,9 +107,10 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
         cli::complain(kProgram, error.what());
         return kProgramFailed;
     }
-    const int status = attend(program, signals);
-    endOrphans();
-    return status;
+    const int status = phone::attend(program);
+    // Left only when the program's keeper was killed.
+    phone::endChildren();
+    return exitStatus(status);
 }
 
 // What the caller's limits may have caused.
@@ -206,11 +151,11 @@ int runProgram(const RunOptions& options) {
     }
     control::makeSocketFolder(folder);
     const std::unique_ptr<JournalStream> stream = JournalStream::openSpecial(options.journal);
-    const sigset_t signals = blockSignals();
+    phone::blockAttendedSignals();
     const std::string forbidden = phone::enterWorld();
     if (!forbidden.empty()) throw phone::Error(forbidden);
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    return runOnPhone(options, folder, stream.get(), signals);
+    return runOnPhone(options, folder, stream.get());
 }
 
 // The same, or the service without a program. Errors are told on standard error.
