@@ -1,5 +1,6 @@
 #include "emulator/phone/Phone.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -35,6 +37,20 @@ constexpr char kSupervisedVariable[] = "BIVISTA_SUPERVISED";
     throwErrno(
             "cannot supervise the phone's software (it takes Linux 5.19 and seccomp user "
             "notification)");
+}
+
+// The panel's descriptors have high numbers in the phone's software, which inherits this limit.
+void allowDescriptors() {
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur >= kEndWatched) return;
+    const rlimit wanted = {kEndWatched, std::max<rlim_t>(limit.rlim_max, kEndWatched)};
+    if (setrlimit(RLIMIT_NOFILE, &wanted) == 0) return;
+    const std::string needed = std::to_string(kEndWatched);
+    throw Error("the phone's software needs " + needed + " descriptors, and " +
+                std::to_string(limit.rlim_max) +
+                " is the most that is allowed here: allow more with \"ulimit -Hn " + needed +
+                "\" as root, or start the container with \"--ulimit nofile=" + needed + "\"");
 }
 
 // What a child reports before it runs the program: the listener beside it, or an error.
@@ -142,6 +158,7 @@ struct Phone::Parts {
 Phone::Phone() {
     // Its own files would be recorded by the phone around it.
     if (getenv(kSupervisedVariable) != nullptr) throwSupervisedAlready();
+    allowDescriptors();
     mParts = std::make_unique<Parts>();
     mParts->journal.setSync(
             [parts = mParts.get()] { parts->loop.call([parts] { parts->devices.record(); }); });

@@ -232,7 +232,10 @@ bool Supervisor::replace(const seccomp_notif& notification, const Verdict& verdi
         add.flags |= SECCOMP_ADDFD_FLAG_SETFD;
         add.newfd = *number;
     }
-    return ioctl(fd(), SECCOMP_IOCTL_NOTIF_ADDFD, &add) >= 0 || errno == ENOENT;
+    if (ioctl(fd(), SECCOMP_IOCTL_NOTIF_ADDFD, &add) >= 0 || errno == ENOENT) return true;
+    // The caller has lowered its limit below the number.
+    if (errno == EBADF) errno = EMFILE;
+    return false;
 }
 
 void Supervisor::reply(const seccomp_notif& notification, const Verdict& verdict) const {

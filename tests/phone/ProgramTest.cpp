@@ -203,6 +203,40 @@ TEST_F(ProgramTest, JournalThatCannotBeWrittenIsReported) {
     EXPECT_THAT(outcome.err, HasSubstr("cannot write the journal"));
 }
 
+TEST_F(ProgramTest, ProgramMayHaveTheDescriptorsThatThePanelTakes) {
+    Child child({"/bin/sh", "-c",
+                 "ulimit -Sn 100; exec " + kEmulator +
+                         " run -- /bin/sh -c 'ulimit -Sn; exec 3<>/dev/hidraw0 && echo open'"});
+    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(child.out(), "1024\nopen\n");
+}
+
+TEST_F(ProgramTest, ProgramKeepsALimitThatIsHighEnough) {
+    Child child({"/bin/sh", "-c",
+                 "ulimit -Sn 1500; exec " + kEmulator + " run -- /bin/sh -c 'ulimit -Sn'"});
+    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(child.out(), "1500\n");
+}
+
+TEST_F(ProgramTest, TooFewDescriptorsAreReportedWithWhatToDo) {
+    Child child(
+            {"/bin/sh", "-c",
+             "ulimit -n 1000; exec " + copyForEverybody() + " run -- /bin/sh -c 'echo started'"},
+            geteuid() == 0 ? kNobody : 0);
+    EXPECT_EQ(child.wait(), 125);
+    EXPECT_EQ(child.out(), "");
+    EXPECT_EQ(child.err(),
+              "bivista-emulator: the phone's software needs 1024 descriptors, and 1000 is the most "
+              "that is allowed here: allow more with \"ulimit -Hn 1024\" as root, or start the "
+              "container with \"--ulimit nofile=1024\"\n");
+}
+
+TEST_F(ProgramTest, ProgramThatLowersItsLimitMeetsTheKernelsError) {
+    const Outcome outcome = runShell(
+            "ulimit -Sn 100; python3 -c 'import os; os.open(\"/dev/hidraw0\", os.O_RDWR)'");
+    EXPECT_THAT(outcome.err, HasSubstr("Too many open files"));
+}
+
 TEST_F(ProgramTest, WrongSettingsAreReported) {
     EXPECT_EQ(invoke({"run", "--fault", "nonsense", "--", "/bin/true"}).status, 125);
     EXPECT_EQ(invoke({"run", "--property", "=x", "--", "/bin/true"}).status, 125);
