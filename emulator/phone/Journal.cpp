@@ -13,11 +13,19 @@ namespace phone {
 
 namespace {
 
-// An entry's weight besides its texts.
-constexpr size_t kEntryBytes = sizeof(Entry);
+// What the text takes besides its string object: an allocation, when it is not a short one.
+size_t weigh(const std::string& text) {
+    constexpr size_t kAllocation = 16;
+    static const size_t kShort = std::string().capacity();
+    return text.capacity() <= kShort ? 0 : kAllocation + text.capacity();
+}
 
 size_t weigh(const Entry& entry) {
-    return kEntryBytes + entry.path.size() + entry.bytes.size() + entry.note.size();
+    return sizeof(Entry) + weigh(entry.path) + weigh(entry.bytes) + weigh(entry.note);
+}
+
+size_t sizeOfTexts(const Entry& entry) {
+    return entry.path.size() + entry.bytes.size() + entry.note.size();
 }
 
 }  // namespace
@@ -143,12 +151,17 @@ uint64_t Journal::next() const {
     return mNext;
 }
 
-std::vector<Entry> Journal::since(uint64_t seq) const {
+std::vector<Entry> Journal::since(uint64_t seq, size_t most, size_t bytes) const {
     sync();
     const std::lock_guard lock(mLock);
     const uint64_t oldest = mNext - mEntries.size();
-    const size_t skipped = seq <= oldest ? 0 : std::min<uint64_t>(seq - oldest, mEntries.size());
-    return {mEntries.begin() + static_cast<ptrdiff_t>(skipped), mEntries.end()};
+    const size_t begin = seq <= oldest ? 0 : std::min<uint64_t>(seq - oldest, mEntries.size());
+    size_t end = begin;
+    for (size_t size = 0; end < mEntries.size() && end - begin < most && size < bytes; ++end) {
+        size += sizeOfTexts(mEntries[end]);
+    }
+    return {mEntries.begin() + static_cast<ptrdiff_t>(begin),
+            mEntries.begin() + static_cast<ptrdiff_t>(end)};
 }
 
 std::vector<std::string> Journal::list(Kind kind, uint64_t seq) const {

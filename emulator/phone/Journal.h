@@ -90,8 +90,9 @@ class Journal {
     // Sequence number that the next entry will have.
     uint64_t next() const;
 
-    // Entries kept from `seq` on.
-    std::vector<Entry> since(uint64_t seq) const;
+    // Entries kept from `seq` on; the first `most` of them, or fewer: until their texts are `bytes`
+    // long.
+    std::vector<Entry> since(uint64_t seq, size_t most = SIZE_MAX, size_t bytes = SIZE_MAX) const;
 
     // `bytes` of all entries of `kind` from `seq` on, one string each, or joined.
     std::vector<std::string> list(Kind kind, uint64_t seq = 1) const;

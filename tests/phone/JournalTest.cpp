@@ -52,6 +52,20 @@ TEST(JournalTest, GivesEntriesFromANumberOn) {
     EXPECT_EQ(journal.joined(Kind::TtyRx), "abc");
 }
 
+TEST(JournalTest, GivesNoMoreThanAsked) {
+    Journal journal;
+    for (const char* text : {"a", "b", "c"}) journal.add(Kind::TtyRx, "12345", text);
+    const auto count = [&](size_t most, size_t bytes) {
+        return journal.since(1, most, bytes).size();
+    };
+    EXPECT_EQ(count(2, SIZE_MAX), 2u);
+    EXPECT_EQ(count(0, SIZE_MAX), 0u);
+    EXPECT_EQ(count(SIZE_MAX, 1), 1u);
+    EXPECT_EQ(count(SIZE_MAX, 6), 1u);
+    EXPECT_EQ(count(SIZE_MAX, 7), 2u);
+    EXPECT_EQ(journal.since(3, 2, 6).front().bytes, "c");
+}
+
 TEST(JournalTest, JsonBringsEveryByteBack) {
     const Entry entry = {
             7, std::chrono::microseconds(12), Kind::NodeWrite, "/sys/\xff", everyByte(), "a\nb"};
@@ -98,6 +112,17 @@ TEST(JournalTest, DropsTheOldestBeyondItsBounds) {
     EXPECT_GT(entries.size(), 60u);
     EXPECT_EQ(entries.back().seq, 70u);
     EXPECT_EQ(entries.front().seq, 71u - entries.size());
+}
+
+// A text may hold more memory than it has bytes.
+TEST(JournalTest, BoundsTheMemoryThatTextsHold) {
+    Journal journal;
+    for (int i = 0; i < 70; ++i) {
+        std::string roomy = "x";
+        roomy.reserve(1 << 20);
+        journal.add(Kind::TtyTx, {}, std::move(roomy));
+    }
+    EXPECT_LT(journal.since(1).size(), 65u);
 }
 
 TEST(JournalTest, WritesEachEntryToItsFile) {
