@@ -221,8 +221,16 @@ void Phone::detachCover(Unread unread) {
     if (unread == Unread::Lost) {
         mParts->call([](Devices& devices) { devices.detachCover(); });
     } else {
-        mParts->call([](Devices& devices) { return devices.detachCoverWhenRead(); }).get();
+        detachCoverWhenRead().get();
     }
+}
+
+std::future<void> Phone::detachCoverWhenRead() {
+    return mParts->call([](Devices& devices) { return devices.detachCoverWhenRead(); });
+}
+
+void Phone::reattachCover() {
+    mParts->call([](Devices& devices) { devices.reattachCover(); });
 }
 
 bool Phone::isCoverAttached() const {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -93,6 +94,8 @@ class Phone {
     // that was pulled off while an upgrade was written comes up in its loader, in error.
     void attachCover(const CoverOptions& options = {});
     void detachCover(Unread unread = Unread::Lost);
+    // As with Unread::Read, but does not wait: the result is there when the cover is off.
+    std::future<void> detachCoverWhenRead();
     // Off and on again at once: watchers may see both in one read.
     void reattachCover();
     // A node of it is present.

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <deque>
 #include <fstream>
 #include <thread>
 
@@ -19,12 +20,15 @@
 #include "emulator/phone/Uevents.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
+#include "emulator/phone/control/WaitingRoom.h"
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
 using nlohmann::json;
 using phone::Kind;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 struct Reply {
     int status = 0;  // 0: no answer
@@ -155,12 +159,12 @@ TEST_F(ControlTest, TakesASnapshotOfTheSubDisplay) {
 TEST_F(ControlTest, SaysWhyThereIsNoSnapshot) {
     Reply reply = get("/v1/snapshot");
     EXPECT_EQ(reply.status, 409);
-    EXPECT_THAT(reply.body.value("error", ""), testing::HasSubstr("no sub display"));
+    EXPECT_THAT(reply.body.value("error", ""), HasSubstr("no sub display"));
     phone.setPanelOptions({65535, 65535, 4, 1});
     phone.attachCover();
     reply = get("/v1/snapshot");
     EXPECT_EQ(reply.status, 409);
-    EXPECT_THAT(reply.body.value("error", ""), testing::HasSubstr("more pixels"));
+    EXPECT_THAT(reply.body.value("error", ""), HasSubstr("more pixels"));
 }
 
 TEST_F(ControlTest, ShowsTheState) {
@@ -269,11 +273,11 @@ TEST_F(ControlTest, SaysWhyTheCoversLogIsNotSent) {
         EXPECT_EQ(reply.status, 409);
         return reply.body.value("error", "");
     };
-    EXPECT_THAT(refusal(), testing::HasSubstr("no cover is attached"));
+    EXPECT_THAT(refusal(), HasSubstr("no cover is attached"));
     phone.attachCover();
-    EXPECT_THAT(refusal(), testing::HasSubstr("DTR is down"));
+    EXPECT_THAT(refusal(), HasSubstr("DTR is down"));
     const phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
-    EXPECT_THAT(refusal(), testing::HasSubstr("AT%LOGSAVE= is 3"));
+    EXPECT_THAT(refusal(), HasSubstr("AT%LOGSAVE= is 3"));
 }
 
 TEST_F(ControlTest, MakesTheCoverChatter) {
@@ -405,6 +409,17 @@ TEST_F(ControlTest, DeclaresANeighbourThatIsNotUp) {
     EXPECT_FALSE(neighbours.lpwg.isDeclared());
 }
 
+TEST_F(ControlTest, EndsAPageOfTheJournalAfterAMegabyte) {
+    const std::string half(600'000, 'x');
+    for (const char* path : {"/sys/a", "/sys/b", "/sys/c"}) phone.setNode(path, half);
+    const json page = get("/v1/journal?since=" + std::to_string(first)).body;
+    EXPECT_EQ(page["entries"].size(), 2u);
+    EXPECT_EQ(page["next"], first + 2);
+    const json rest = get("/v1/journal?since=" + std::to_string(first + 2)).body;
+    ASSERT_EQ(rest["entries"].size(), 1u);
+    EXPECT_EQ(rest["entries"][0]["bytes"], half);
+}
+
 TEST_F(ControlTest, PagesTheJournal) {
     const std::string since = "/v1/journal?since=" + std::to_string(first);
     for (const char* value : {"1", "2", "3"}) phone.setProperty("k", value);
@@ -436,6 +451,104 @@ TEST_F(ControlTest, EndsWhileARequestWaits) {
     server.reset();
     waiter.join();
     EXPECT_NE(access((mFolder + "/emulator.sock").c_str(), F_OK), 0);
+}
+
+// A request as it goes over the wire.
+class RawRequest {
+  public:
+    explicit RawRequest(const std::string& text)
+        : mSocket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const sockaddr_un address = {AF_UNIX, "/data/hidl/emulator.sock"};
+        EXPECT_EQ(connect(mSocket.get(), reinterpret_cast<const sockaddr*>(&address),
+                          sizeof(address)),
+                  0);
+        EXPECT_EQ(write(mSocket.get(), text.data(), text.size()),
+                  static_cast<ssize_t>(text.size()));
+    }
+
+    // The answer so far, once `end` is in it, or all of it.
+    const std::string& readUntil(const std::string& end) {
+        char buffer[4096];
+        while (mAnswer.find(end) == std::string::npos) {
+            const ssize_t count = read(mSocket.get(), buffer, sizeof(buffer));
+            if (count <= 0) break;
+            mAnswer.append(buffer, static_cast<size_t>(count));
+        }
+        return mAnswer;
+    }
+
+    bool hasMore() const {
+        char byte;
+        return recv(mSocket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0;
+    }
+
+  private:
+    const phone::Fd mSocket;
+    std::string mAnswer;
+};
+
+// Waits for an entry that does not come.
+constexpr char kWait[] = "GET /v1/journal?wait_ms=30000&since=1000000 HTTP/1.1\r\n\r\n";
+
+class WaitingTest : public ControlTest {
+  protected:
+    // As many as have room. Each has a place when its answer has begun.
+    void fill() {
+        for (int i = 0; i < control::WaitingRoom::kPlaces; ++i) {
+            waiting.emplace_back(kWait);
+            ASSERT_THAT(waiting.back().readUntil("\r\n\r\n"), StartsWith("HTTP/1.1 200 OK\r\n"));
+        }
+    }
+
+    std::deque<RawRequest> waiting;
+};
+
+TEST_F(WaitingTest, KeepsNoOtherRequestWaiting) {
+    fill();
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(get("/v1/state").status, 200);
+    EXPECT_EQ(get("/v1/journal?since=1000000").body["entries"], json::array());
+    for (const RawRequest& request : waiting) EXPECT_FALSE(request.hasMore());
+}
+
+TEST_F(WaitingTest, OneMoreThanHaveRoomIsToldSo) {
+    fill();
+    phone.attachCover();
+    const char* error =
+            "64 requests wait already, such as \"ctl journal --follow\": end one of them";
+    const Reply journal = get("/v1/journal?wait_ms=30000&since=1000000");
+    EXPECT_EQ(journal.status, 503);
+    EXPECT_EQ(journal.body, json({{"error", error}}));
+    EXPECT_EQ(post("/v1/detach", {{"unread", "read"}}).status, 503);
+    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_EQ(post("/v1/detach").status, 200);
+}
+
+TEST_F(WaitingTest, AClientThatLeavesLeavesItsPlace) {
+    fill();
+    waiting.pop_front();
+    while (get("/v1/journal?wait_ms=1&since=1000000").status == 503) {
+    }
+    EXPECT_EQ(get("/v1/journal?wait_ms=1&since=1000000").status, 200);
+}
+
+TEST_F(WaitingTest, AllAreAnsweredWhenTheEmulatorEnds) {
+    fill();
+    server.reset();
+    for (RawRequest& request : waiting) {
+        EXPECT_THAT(request.readUntil("]}\n"), HasSubstr(R"({"next":1000000,"entries":[]})"));
+    }
+}
+
+TEST_F(WaitingTest, AllAreAnsweredWhenAnEntryComes) {
+    for (int i = 0; i < 3; ++i) {
+        waiting.emplace_back("GET /v1/journal?wait_ms=30000&since=" + std::to_string(first) +
+                             " HTTP/1.1\r\n\r\n");
+        waiting.back().readUntil("\r\n\r\n");
+    }
+    phone.setProperty("k", "v");
+    for (RawRequest& request : waiting) {
+        EXPECT_THAT(request.readUntil("]}\n"), HasSubstr(R"("path":"k","bytes":"v"}]})"));
+    }
 }
 
 constexpr WrongRequest kWrongOfTheCover[] = {

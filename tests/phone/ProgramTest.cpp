@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <optional>
 
 #include <fcntl.h>
@@ -624,6 +625,23 @@ TEST_F(ProgramTest, FollowedJournalEndsWithTheEmulator) {
     follower.waitFor("\"kind\":\"attach\"");
     EXPECT_EQ(phone.wait(), 0);
     EXPECT_EQ(follower.wait(), 3);
+}
+
+TEST_F(ProgramTest, ManyFollowersKeepNobodyOut) {
+    Child phone(stayingUp());
+    phone.waitFor("up\n");
+    std::vector<std::unique_ptr<Child>> followers;
+    for (int i = 0; i < 20; ++i) {
+        followers.push_back(std::make_unique<Child>(emulator({"ctl", "journal", "--follow"})));
+        followers.back()->waitFor("\"kind\":\"attach\"");
+    }
+    EXPECT_THAT(invoke({"ctl", "show"}).out, StartsWith("attached: true\n"));
+    EXPECT_EQ(invoke({"ctl", "property", "seen", "yes"}).status, 0);
+    for (const std::unique_ptr<Child>& follower : followers) {
+        follower->waitFor(R"("path":"seen","bytes":"yes"})");
+    }
+    EXPECT_EQ(phone.wait(), 0);
+    for (const std::unique_ptr<Child>& follower : followers) EXPECT_EQ(follower->wait(), 3);
 }
 
 TEST_F(ProgramTest, OneEmulatorToASocketFolder) {

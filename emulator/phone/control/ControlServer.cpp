@@ -1,6 +1,5 @@
 #include "emulator/phone/control/ControlServer.h"
 
-#include <atomic>
 #include <cstring>
 #include <thread>
 
@@ -15,14 +14,16 @@
 
 #include "emulator/phone/Fd.h"
 #include "emulator/phone/Files.h"
+#include "emulator/phone/control/RequestThreads.h"
 #include "emulator/phone/control/Requests.h"
+#include "emulator/phone/control/Routes.h"
 #include "emulator/phone/control/SocketFolder.h"
+#include "emulator/phone/control/WaitingRoom.h"
 
 namespace control {
 
 namespace {
 
-constexpr size_t kMaxBody = 1 << 20;
 constexpr char kTemporaryName[] = "emulator.sock.new";
 
 bool isAnswered(const std::string& path) {
@@ -56,7 +57,7 @@ class ControlServer::Impl {
     void bind(const std::string& folder);
 
     const phone::Fd mFolder;
-    std::atomic<bool> mStopping = false;
+    WaitingRoom mWaitingRoom;
     Server mServer;
     std::thread mThread;
     ino_t mSocket = 0;
@@ -66,7 +67,8 @@ ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Neighbours& neighbour
                           const std::string& folder)
     : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     if (!mFolder) phone::throwErrno("cannot open " + folder);
-    addRequests(mServer, phone, neighbours, mStopping);
+    addRequests(mServer, phone, neighbours, mWaitingRoom);
+    mServer.new_task_queue = [] { return new RequestThreads; };
     mServer.set_payload_max_length(kMaxBody);
     bind(folder);
 
@@ -105,7 +107,8 @@ ControlServer::Impl::~Impl() {
     const std::string path = pathOf(kSocketName);
     // Another emulator may have put its own there after ours was removed.
     if (stat(path.c_str(), &status) == 0 && status.st_ino == mSocket) unlink(path.c_str());
-    mStopping = true;
+    // First: the HTTP library breaks off answers when it stops.
+    mWaitingRoom.close();
     mServer.stop();
     mThread.join();
 }

@@ -1,6 +1,7 @@
 // The cover: put on and pulled off, what it is like, what it shows and sends.
 
 #include <chrono>
+#include <future>
 #include <limits>
 #include <optional>
 #include <string>
@@ -28,14 +29,25 @@ Json attach(Phone& phone, const httplib::Request& request) {
     return Json::object();
 }
 
-Json detach(Phone& phone, const httplib::Request& request) {
+void detachWhenRead(Phone& phone, WaitingRoom& room) {
+    const auto place = room.enter();
+    const std::future<void> gone = phone.detachCoverWhenRead();
+    while (gone.wait_for(WaitingRoom::kSlice) == std::future_status::timeout) {
+        if (room.isClosed()) throw phone::Error("the emulator ends");
+    }
+}
+
+Json detach(Phone& phone, WaitingRoom& room, const httplib::Request& request) {
     Members members(request.body);
     const std::string unread = members.take<std::string>("unread").value_or("lost");
     members.refuseOthers();
-    if (unread != "lost" && unread != "read") {
+    if (unread == "lost") {
+        phone.detachCover();
+    } else if (unread == "read") {
+        detachWhenRead(phone, room);
+    } else {
         throw BadRequest("\"unread\" must be \"lost\" or \"read\"");
     }
-    phone.detachCover(unread == "lost" ? phone::Unread::Lost : phone::Unread::Read);
     return Json::object();
 }
 
@@ -172,10 +184,12 @@ Json setChatter(Phone& phone, const httplib::Request& request) {
 
 }  // namespace
 
-void addCoverRequests(httplib::Server& server, Phone& phone) {
+void addCoverRequests(httplib::Server& server, Phone& phone, WaitingRoom& room) {
     const auto handler = [&phone](const Action& action) { return makeHandler(phone, action); };
     server.Post("/v1/attach", handler(attach));
-    server.Post("/v1/detach", handler(detach));
+    server.Post("/v1/detach", handler([&room](Phone& p, const httplib::Request& request) {
+                    return detach(p, room, request);
+                }));
     server.Post("/v1/reattach", handler(plain([](Phone& p) { p.reattachCover(); })));
     server.Put("/v1/cover", handler(setCover));
     server.Put("/v1/subdisplay", handler(setSubDisplay));

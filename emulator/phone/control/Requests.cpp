@@ -1,6 +1,5 @@
 #include "emulator/phone/control/Requests.h"
 
-#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -13,22 +12,6 @@ using neighbours::Neighbours;
 using phone::Phone;
 
 namespace {
-
-constexpr uint64_t kDefaultLimit = 1000;
-constexpr uint64_t kMaxLimit = 10'000;
-constexpr uint64_t kMaxWaitMs = 30'000;
-// How long a waiting request may overlook that the emulator ends.
-constexpr std::chrono::milliseconds kSlice(250);
-
-uint64_t takeNumber(const httplib::Request& request, const char* name, uint64_t otherwise) {
-    if (!request.has_param(name)) return otherwise;
-    const std::string text = request.get_param_value(name);
-    if (text.empty() || text.size() > 18 ||
-        text.find_first_not_of("0123456789") != std::string::npos) {
-        throw BadRequest(std::string("\"") + name + "\" must be a number");
-    }
-    return std::stoull(text);
-}
 
 std::string takePath(const httplib::Request& request) {
     if (!request.has_param("path")) throw BadRequest("\"path\" is missing");
@@ -151,29 +134,6 @@ Json setWakeLock(Phone& phone, const httplib::Request& request) {
     return Json::object();
 }
 
-void awaitEntry(Phone& phone, uint64_t since, uint64_t waitMs, const std::atomic<bool>& stopping) {
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::milliseconds(std::min(waitMs, kMaxWaitMs));
-    const auto any = [](const phone::Entry&) { return true; };
-    while (!stopping && std::chrono::steady_clock::now() < end) {
-        if (phone.journal().waitFor(any, since, kSlice)) return;
-    }
-}
-
-Json showJournal(Phone& phone, const httplib::Request& request, const std::atomic<bool>& stopping) {
-    const uint64_t since = takeNumber(request, "since", 1);
-    const uint64_t limit = std::min(takeNumber(request, "limit", kDefaultLimit), kMaxLimit);
-    awaitEntry(phone, since, takeNumber(request, "wait_ms", 0), stopping);
-    Json entries = Json::array();
-    uint64_t next = since;
-    for (const phone::Entry& entry : phone.journal().since(since)) {
-        if (entries.size() >= limit) break;
-        entries.push_back(Json::parse(toJson(entry)));
-        next = entry.seq + 1;
-    }
-    return {{"next", next}, {"entries", entries}};
-}
-
 void addPhoneRequests(httplib::Server& server, Phone& phone) {
     const auto handler = [&phone](const Action& action) { return makeHandler(phone, action); };
     server.Get("/v1/faults", handler([](Phone& p, const httplib::Request&) -> Json {
@@ -210,18 +170,14 @@ void addWholeRequests(httplib::Server& server, Phone& phone, Neighbours& neighbo
 
 }  // namespace
 
-void addRequests(httplib::Server& server, Phone& phone, Neighbours& neighbours,
-                 const std::atomic<bool>& stopping) {
-    addCoverRequests(server, phone);
+void addRequests(httplib::Server& server, Phone& phone, Neighbours& neighbours, WaitingRoom& room) {
+    addCoverRequests(server, phone, room);
     addFirmwareRequests(server, phone);
     addPhoneRequests(server, phone);
     addEventRequests(server, phone);
     addNeighbourRequests(server, phone, neighbours);
     addWholeRequests(server, phone, neighbours);
-    server.Get("/v1/journal",
-               makeHandler(phone, [&stopping](Phone& p, const httplib::Request& request) {
-                   return showJournal(p, request, stopping);
-               }));
+    addJournalRequests(server, phone, room);
     server.set_error_handler([](const httplib::Request& request, httplib::Response& response) {
         if (!response.body.empty()) return;
         reply(response, response.status,

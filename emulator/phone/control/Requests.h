@@ -1,18 +1,17 @@
 // What each request of the control interface does.
 #pragma once
 
-#include <atomic>
-
 #include <httplib.h>
 
 #include "emulator/phone/Phone.h"
+#include "emulator/phone/control/WaitingRoom.h"
 #include "emulator/phone/neighbours/Neighbours.h"
 
 namespace control {
 
-// Routes all requests of `server` to `phone` and `neighbours`. Requests that wait for the journal
-// end when `stopping` becomes true.
+// Routes all requests of `server` to `phone` and `neighbours`. Those that wait do it in `room`, and
+// end when it is closed.
 void addRequests(httplib::Server& server, phone::Phone& phone, neighbours::Neighbours& neighbours,
-                 const std::atomic<bool>& stopping);
+                 WaitingRoom& room);
 
 }  // namespace control

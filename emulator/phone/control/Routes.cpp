@@ -18,18 +18,27 @@ void reply(httplib::Response& response, int status, const Json& body) {
                          "application/json");
 }
 
-httplib::Server::Handler makeHandler(Phone& phone, const Action& action) {
-    return [&phone, action](const httplib::Request& request, httplib::Response& response) {
+httplib::Server::Handler makeHandler(const httplib::Server::Handler& action) {
+    return [action](const httplib::Request& request, httplib::Response& response) {
         try {
-            reply(response, 200, action(phone, request));
+            action(request, response);
         } catch (const BadRequest& error) {
             reply(response, 400, describe(error));
         } catch (const phone::Error& error) {
             reply(response, 409, describe(error));
+        } catch (const Busy& error) {
+            reply(response, 503, describe(error));
         } catch (const std::exception& error) {
             reply(response, 500, describe(error));
         }
     };
+}
+
+httplib::Server::Handler makeHandler(Phone& phone, const Action& action) {
+    return makeHandler(
+            [&phone, action](const httplib::Request& request, httplib::Response& response) {
+                reply(response, 200, action(phone, request));
+            });
 }
 
 // For requests without a body, that only do something.

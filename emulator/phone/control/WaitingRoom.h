@@ -1,0 +1,36 @@
+// Room for the requests that wait. They have places of their own: no other request waits for them.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+
+namespace control {
+
+// Answered 503.
+class Busy : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class WaitingRoom {
+  public:
+    static constexpr int kPlaces = 64;
+    // How long a request may overlook that the room is closed, or that its client is gone.
+    static constexpr std::chrono::milliseconds kSlice{250};
+
+    // A place is taken as long as the result is kept. Throws Busy when none is free, and once the
+    // room is closed.
+    std::shared_ptr<void> enter();
+
+    // From now on nobody is to wait. Returns when all have left.
+    void close();
+    bool isClosed() const { return mClosed; }
+
+  private:
+    std::atomic<int> mTaken = 0;
+    std::atomic<bool> mClosed = false;
+};
+
+}  // namespace control
