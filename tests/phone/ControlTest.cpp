@@ -27,6 +27,7 @@ namespace {
 
 using nlohmann::json;
 using phone::Kind;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -549,6 +550,48 @@ TEST_F(WaitingTest, AllAreAnsweredWhenAnEntryComes) {
     for (RawRequest& request : waiting) {
         EXPECT_THAT(request.readUntil("]}\n"), HasSubstr(R"("path":"k","bytes":"v"}]})"));
     }
+}
+
+// What the HTTP library refuses by itself.
+TEST_F(ControlTest, WrongHttpIsRefusedWithTheReason) {
+    const std::string malformed =
+            "malformed HTTP: send a request line, headers, an empty line, and a body as the "
+            "headers announce it";
+    const std::string range = "parts of an answer are not given: leave the Range header out";
+    struct Wrong {
+        std::string request;
+        std::string status;
+        std::string error;
+    };
+    const Wrong all[] = {
+            {"garbage\r\n\r\n", "400 Bad Request", malformed},
+            {"\xff\r\n\r\n", "400 Bad Request", malformed},
+            {"BREW /v1/state HTTP/1.1\r\n\r\n", "400 Bad Request", malformed},
+            {"POST /v1/send HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
+             "400 Bad Request", malformed},
+            {"GET /v1/nothing HTTP/1.1\r\n\r\n", "404 Not Found",
+             "no such request: GET /v1/nothing"},
+            {"POST /v1/send HTTP/1.1\r\nContent-Length: 1048577\r\n\r\n" +
+                     std::string(1048577, 'x'),
+             "413 Payload Too Large", "the body is too long: at most 1048576 bytes are taken"},
+            {"GET /" + std::string(9000, 'x') + " HTTP/1.1\r\n\r\n", "414 URI Too Long",
+             "the request line is too long: at most 8192 bytes are taken"},
+            {"GET /v1/state HTTP/1.1\r\nRange: bytes=0-1\r\n\r\n", "416 Range Not Satisfiable",
+             range},
+            {"GET /v1/nothing HTTP/1.1\r\nRange: bytes=90000-90001\r\n\r\n",
+             "416 Range Not Satisfiable", range},
+            {"GET /v1/state HTTP/1.1\r\nRange: all\r\n\r\n", "416 Range Not Satisfiable", range},
+    };
+    for (const Wrong& wrong : all) {
+        const std::string body = "{\"error\":\"" + wrong.error + "\"}\n";
+        const std::string answer = RawRequest(wrong.request).readUntil(body);
+        const std::string what = wrong.request.substr(0, 60) + answer;
+        EXPECT_THAT(answer, StartsWith("HTTP/1.1 " + wrong.status + "\r\n")) << what;
+        EXPECT_THAT(answer, EndsWith("\r\n\r\n" + body)) << what;
+        EXPECT_THAT(answer, HasSubstr("Content-Length: " + std::to_string(body.size()) + "\r\n"))
+                << what;
+    }
+    EXPECT_EQ(get("/v1/state").status, 200);
 }
 
 constexpr WrongRequest kWrongOfTheCover[] = {

@@ -178,11 +178,7 @@ void addRequests(httplib::Server& server, Phone& phone, Neighbours& neighbours, 
     addNeighbourRequests(server, phone, neighbours);
     addWholeRequests(server, phone, neighbours);
     addJournalRequests(server, phone, room);
-    server.set_error_handler([](const httplib::Request& request, httplib::Response& response) {
-        if (!response.body.empty()) return;
-        reply(response, response.status,
-              {{"error", "no such request: " + request.method + " " + request.path}});
-    });
+    explainErrors(server);
 }
 
 }  // namespace control

@@ -26,6 +26,9 @@ httplib::Server::Handler makeHandler(phone::Phone& phone, const Action& action);
 // For an action that answers by itself.
 httplib::Server::Handler makeHandler(const httplib::Server::Handler& action);
 
+// Gives errors that the HTTP library finds by itself a body.
+void explainErrors(httplib::Server& server);
+
 // For requests without a body, that only do something.
 Action plain(void (*work)(phone::Phone&));
 
