@@ -10,6 +10,8 @@ using phone::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr char kVersion[] = "BV330-V10k_20210312";
+
 // Records the lines it is called with.
 struct LineRecorder : IBivistaAtCallback {
     Return<void> onAtResponse(const hidl_string& line) override {
@@ -150,6 +152,44 @@ TEST_F(AtCommandServiceTest, StaysInsideItsBufferWhenALongAnswerFails) {
     const Answer answer = sendAt("AT%SWV", nullptr);
     EXPECT_EQ(answer.status, Status::FAIL);
     EXPECT_EQ(answer.response, std::string(900, 'a') + "\n" + std::string(123, 'b'));
+}
+
+// Meant: an `OK` ends a command wherever it stands, also one that was left over from before.
+TEST_F(AtCommandServiceTest, AnExtraOkShiftsEveryLaterAnswerUntilTheCoverIsReplugged) {
+    const std::string cutout = sendAt("AT%GETBVCUTOUT", nullptr).response;
+    ASSERT_NE(cutout, "");
+    phone.setFault(R"(on AT%SWV after "OK" times 1)");
+    EXPECT_EQ(sendAt("AT%SWV", nullptr).response, kVersion);
+    log.clear();
+    const Answer empty = sendAt("AT%GETBVCUTOUT", nullptr);
+    EXPECT_EQ(empty.status, Status::OK);
+    EXPECT_EQ(empty.response, "");
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "OK\n"));
+    EXPECT_EQ(sendAt("AT%SWV", nullptr).response, cutout);
+    EXPECT_EQ(sendAt("AT%GETBVCUTOUT", nullptr).response, kVersion);
+    detach();
+    attach();
+    EXPECT_EQ(sendAt("AT%SWV", nullptr).response, kVersion);
+}
+
+TEST_F(AtCommandServiceTest, AnOkWhileThePortIsClosedAnswersTheNextCommand) {
+    phone.sendFromCover("\r\nOK\r\n");
+    EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).status, Status::OK);
+    EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::FAIL) << "that of AT%NOSUCH";
+    EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).response, kVersion);
+}
+
+// Meant: the cover takes it for two commands and answers both; the service waits for one answer.
+TEST_F(AtCommandServiceTest, ACarriageReturnInsideACommandShiftsTheAnswersOfAllClients) {
+    const std::string cutout = sendAt("AT%GETBVCUTOUT", nullptr).response;
+    const uint64_t from = journal.next();
+    EXPECT_EQ(sendAt("AT%SWV\rAT%GETBVCUTOUT", nullptr).response, kVersion);
+    EXPECT_EQ(journal.joined(Kind::TtyRx, from), "AT%SWV\rAT%GETBVCUTOUT\r");
+    const sp<LineRecorder> other = new LineRecorder;
+    EXPECT_EQ(sendAt("AT%SWV", other).response, cutout);
+    EXPECT_THAT(other->lines, ElementsAre(cutout + "\n"));
+    EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).response, kVersion);
+    EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::FAIL) << "that of AT%NOSUCH";
 }
 
 TEST_F(AtCommandServiceTest, CutsALineAtItsNul) {

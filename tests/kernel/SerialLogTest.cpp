@@ -439,6 +439,19 @@ TEST_F(SerialLogTest, ALineThatReadsLikeTheEndEndsTheCommand) {
 }
 
 // Cover lines that come while the display is off wait for the next command, which logs them.
+// The capture reads between commands: what it has read no later command meets.
+TEST_F(SerialLogTest, AnExtraOkIsALineOfTheLogAndShiftsNothing) {
+    attachWithCapture();
+    awaitResume();
+    phone.setFault(R"(on AT%SWV after "OK" times 1)");
+    const size_t line = log.lines().size();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    log.waitFor(ANDROID_LOG_INFO, "OK", line);
+    journal.waitFor(phone::is(Kind::KernelLog, "<6>Bivista: OK"), first);
+    EXPECT_EQ(send("AT%GETBVCUTOUT\r").answer, phone.coverOptions().cutout);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
 TEST_F(SerialLogTest, ACommandRaisesDtrWithTheDisplayOff) {
     attachWithCapture();
     awaitResume();
