@@ -254,10 +254,8 @@ def run_suite(build, service, phone, work):
             env=environment, stdout=log, stderr=log)
     try:
         await_service(registry, emulator)
-        gesture = f"--gesture-command='{build}/bin/bivista-emulator' ctl gesture WAKEUP"
         suite = subprocess.run(
-            [build / "bin/bivista-vts", *suite_options, gesture, "--patience=20",
-             "--gtest_fail_fast"],
+            [ROOT / "vts/emulated.sh", build, *suite_options, "--patience=20", "--gtest_fail_fast"],
             env=environment, capture_output=True, text=True, errors="replace", timeout=SUITE_TIMEOUT, check=False)
         return suite.returncode, suite.stdout
     finally:

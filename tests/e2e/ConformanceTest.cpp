@@ -19,8 +19,7 @@ class ConformanceTest : public ProgramsTest {
   protected:
     Outcome runSuite(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(),
-                         {bin("bivista-vts"), "--gesture-command='" + bin("bivista-emulator") +
-                                                      "' ctl gesture WAKEUP"});
+                         {BIVISTA_SOURCE_DIR "/vts/emulated.sh", bin("..")});
         return run(arguments);
     }
 

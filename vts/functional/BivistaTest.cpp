@@ -1,6 +1,7 @@
 #include "BivistaTest.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 namespace bivista_vts {
@@ -30,6 +31,12 @@ bool await(const std::function<bool()>& condition) {
         std::this_thread::sleep_for(kPause);
     }
     return true;
+}
+
+bool runCommand(const std::string& command, const std::string& word) {
+    const int status = std::system(("set -- " + word + "; " + command).c_str());
+    EXPECT_EQ(status, 0) << command << " " << word;
+    return status == 0;
 }
 
 Return<void> LineRecorder::onAtResponse(const hidl_string& line) {

@@ -45,6 +45,9 @@ void expectDone(const Return<void>& result);
 // Asks until the condition holds. False when it has not for so long that waiting is in vain.
 bool await(const std::function<bool()>& condition);
 
+// Runs a shell command of the command line, whose $1 is `word`. False, a failure, when it has failed.
+bool runCommand(const std::string& command, const std::string& word = "");
+
 // Keeps the lines of an answer. Any thread.
 class LineRecorder : public IBivistaAtCallback {
   public:

@@ -8,16 +8,20 @@ namespace bivista_vts {
 namespace {
 
 constexpr char kUsage[] =
-        "Options of this suite, behind those of GoogleTest:\n"
-        "  --with=THING[,THING]     the phone has these: a test that misses one fails, instead of\n"
-        "                           skipping; THING: cover, panel, nodes, accessory\n"
-        "  --without=THING[,THING]  it has not: cover, panel\n"
-        "  --allow-loader           the firmware of the cover may be upgraded, and its loader\n"
-        "                           entered, from which it may not come back by itself\n"
-        "  --patience=SECONDS       when a wait is in vain; default: 60\n"
-        "  --gesture-command=COMMAND\n"
-        "                           shell command that makes the phone report one WAKEUP gesture\n"
-        "  --version                the suite's version, and nothing else\n";
+        "Options of this suite, after those of GoogleTest:\n"
+        "  --with=THING[,THING]       the phone has these: a test that misses one fails, instead of\n"
+        "                             skipping; THING: cover, panel, nodes, accessory, image, newer,\n"
+        "                             plugging, events, silence, hangup\n"
+        "  --without=THING[,THING]    it has not: cover, panel\n"
+        "  --allow-loader             the firmware of the cover may be upgraded, and its loader\n"
+        "                             entered, from which it may not come back by itself\n"
+        "  --patience=SECONDS         when a wait is in vain; default: 60\n"
+        "Shell commands, for what the interface cannot provoke:\n"
+        "  --attach-command=COMMAND   puts the cover on\n"
+        "  --detach-command=COMMAND   takes it off; both: plugging\n"
+        "  --event-command=COMMAND    has the phone report the touch or pen event named by $1\n"
+        "  --silence-command=COMMAND  has the cover leave its next command unanswered\n"
+        "  --hangup-command=COMMAND   has the cover go in the middle of its next answer\n";
 
 Options sOptions;
 
@@ -63,13 +67,20 @@ bool take(const std::string& argument) {
     }
     std::string value;
     if (takeValue(argument, "--with=", &value)) {
-        return takeThings(value, {kCover, kPanel, kNodes, kAccessory}, &sOptions.with);
+        return takeThings(value,
+                          {kCover, kPanel, kNodes, kAccessory, kImage, kNewer, kPlugging, kEvents,
+                           kSilence, kHangup},
+                          &sOptions.with);
     }
     if (takeValue(argument, "--without=", &value)) {
         return takeThings(value, {kCover, kPanel}, &sOptions.without);
     }
     if (takeValue(argument, "--patience=", &value)) return takeSeconds(value, &sOptions.patience);
-    return takeValue(argument, "--gesture-command=", &sOptions.gestureCommand);
+    return takeValue(argument, "--attach-command=", &sOptions.attachCommand) ||
+           takeValue(argument, "--detach-command=", &sOptions.detachCommand) ||
+           takeValue(argument, "--event-command=", &sOptions.eventCommand) ||
+           takeValue(argument, "--silence-command=", &sOptions.silenceCommand) ||
+           takeValue(argument, "--hangup-command=", &sOptions.hangupCommand);
 }
 
 }  // namespace

@@ -7,11 +7,18 @@
 
 namespace bivista_vts {
 
-// What a phone may have. A test that needs one of them finds out by asking the service.
+// What a phone may have. A test that needs one of them finds out by asking the service, or by the
+// commands that it was given.
 inline constexpr char kCover[] = "cover";
 inline constexpr char kPanel[] = "panel";          // the cover's sub display
 inline constexpr char kNodes[] = "nodes";          // kernel nodes and folders that the service uses
 inline constexpr char kAccessory[] = "accessory";  // a service that knows whether a cover is on
+inline constexpr char kImage[] = "image";          // a firmware image for the cover
+inline constexpr char kNewer[] = "newer";          // one that is newer than the cover's firmware
+inline constexpr char kPlugging[] = "plugging";    // attachCommand and detachCommand
+inline constexpr char kEvents[] = "events";        // eventCommand
+inline constexpr char kSilence[] = "silence";      // silenceCommand
+inline constexpr char kHangup[] = "hangup";        // hangupCommand
 
 struct Options {
     std::set<std::string> with;     // is there: a test that misses it fails, instead of skipping
@@ -21,7 +28,12 @@ struct Options {
     // Ends a wait in vain. Longer than an attachment takes, with a cover that leaves a command
     // unanswered and is reset.
     std::chrono::seconds patience{60};
-    std::string gestureCommand;  // shell command that makes the phone report a WAKEUP gesture
+    // Shell commands for what the interface cannot provoke; empty: nobody can.
+    std::string attachCommand;   // puts the cover on
+    std::string detachCommand;   // takes it off
+    std::string eventCommand;    // has the phone report the touch or pen event that is named by $1
+    std::string silenceCommand;  // the cover leaves the next command unanswered, until it is reset
+    std::string hangupCommand;   // it goes in the middle of its next answer, and stays away
 };
 
 // As parsed; written before the first test runs.
