@@ -6,8 +6,8 @@ bin=$(cd "$1/bin" && pwd)
 shift
 ctl="'$bin/bivista-emulator' ctl"
 event='change@/devices/virtual/bivista/bv2\x00SUBSYSTEM=QMX_BV2\x00TOUCH_GESTURE_WAKEUP=$1\x00'
-exec "$bin/bivista-vts" --with=plugging,events,silence,hangup \
+exec "$bin/bivista-vts" --with=dump,plugging,events,silence,hangup \
     --attach-command="$ctl attach" --detach-command="$ctl detach" \
     --event-command="$ctl uevent \"$event\"" \
-    --silence-command="$ctl fault 'on * silent times 1'" \
-    --hangup-command="$ctl fault 'on * hangup after 5 times 1'" "$@"
+    --silence-command="$ctl fault 'on AT%SWV silent times 1'" \
+    --hangup-command="$ctl fault 'on AT%SWV hangup after 5 times 1'" "$@"

@@ -65,11 +65,16 @@ TEST_P(AtCommandTest, GivesEachLineOnceBeforeTheResult) {
     EXPECT_EQ(recorder->lines(), before);
 }
 
-TEST_P(AtCommandTest, GivesLongAnswersInOrderAndCut) {
+TEST_P(AtCommandTest, GivesEachLineOfALongAnswerAndCutsTheResult) {
     const sp<LineRecorder> recorder = new LineRecorder;
     const TextResult result = send("AT%TCHDEBUG=RAWDATA", recorder);
+    size_t length = 0;
+    for (const std::string& line : recorder->lines()) length += line.size();
+    if (length <= kCapacity)
+        GTEST_SKIP() << "the cover's longest answer has " << length << " bytes";
+    EXPECT_EQ(result.status, Status::OK);
+    EXPECT_EQ(result.text.size(), kCapacity - 1);
     EXPECT_EQ(result.text, responseOf(recorder->lines()));
-    EXPECT_LT(result.text.size(), kCapacity);
 }
 
 TEST_P(AtCommandTest, NeedsNoCallback) {

@@ -1,7 +1,9 @@
 #include "BivistaTest.h"
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <thread>
 
 namespace bivista_vts {
@@ -31,6 +33,20 @@ bool await(const std::function<bool()>& condition) {
         std::this_thread::sleep_for(kPause);
     }
     return true;
+}
+
+std::string readDump(IBivista* service, const std::vector<std::string>& options) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::tmpfile(), std::fclose);
+    native_handle_t* const handle = native_handle_create(1, 0);
+    if (file == nullptr || handle == nullptr) return "";
+    handle->data[0] = fileno(file.get());
+    expectDone(service->debug(handle, hidl_vec<hidl_string>(options.begin(), options.end())));
+    native_handle_delete(handle);
+    std::rewind(file.get());
+    std::string text;
+    for (int letter = 0; (letter = std::fgetc(file.get())) != EOF;)
+        text += static_cast<char>(letter);
+    return text;
 }
 
 bool runCommand(const std::string& command, const std::string& word) {
@@ -119,6 +135,30 @@ bool BivistaTest::isCoverOff() const {
 void BivistaTest::miss(const char* thing, const std::string& reason) {
     if (options().with.count(thing) != 0) FAIL() << reason;
     GTEST_SKIP() << reason;
+}
+
+void BivistaTest::needCommand(const char* thing, const std::string& command) {
+    if (command.empty()) miss(thing, std::string("no command was given for ") + thing);
+}
+
+void BivistaTest::needPlugging() {
+    needCommand(kPlugging, options().attachCommand.empty() ? "" : options().detachCommand);
+}
+
+void BivistaTest::detachCover() const {
+    ASSERT_TRUE(runCommand(options().detachCommand));
+    ASSERT_TRUE(await([this] { return isCoverOff(); }));
+}
+
+void BivistaTest::attachCover() const {
+    ASSERT_TRUE(runCommand(options().attachCommand));
+    ASSERT_TRUE(await([this] { return isCoverOn(); }));
+}
+
+bool BivistaTest::isScreenOn() const {
+    const Return<bool> connected = service->getBV2Connect();
+    return connected.isOk() && connected &&
+           statusOf(service->setBVBrightnessOffset(0)) == Status::OK;
 }
 
 bool BivistaTest::settle() const {

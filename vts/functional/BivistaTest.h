@@ -45,7 +45,11 @@ void expectDone(const Return<void>& result);
 // Asks until the condition holds. False when it has not for so long that waiting is in vain.
 bool await(const std::function<bool()>& condition);
 
-// Runs a shell command of the command line, whose $1 is `word`. False, a failure, when it has failed.
+// What debug() writes; empty when that is nothing.
+std::string readDump(IBivista* service, const std::vector<std::string>& options);
+
+// Runs a shell command of the command line, whose $1 is `word`. False, a failure, when it has
+// failed.
 bool runCommand(const std::string& command, const std::string& word = "");
 
 // Keeps the lines of an answer. Any thread.
@@ -82,8 +86,17 @@ class BivistaTest : public testing::TestWithParam<std::string> {
     // command line allows. False when that was in vain.
     bool settle() const;
 
+    // The service takes an offset at once, which it does only with the screen on.
+    bool isScreenOn() const;
+
     // Ends a test that cannot find what it needs: skipped, unless the command line has promised it.
     static void miss(const char* thing, const std::string& reason);
+    // Likewise, when the command line gives no such command.
+    static void needCommand(const char* thing, const std::string& command);
+    static void needPlugging();
+    // By the commands for it; wait until the service has followed.
+    void detachCover() const;
+    void attachCover() const;
 
     sp<IBivista> service;
 };

@@ -69,6 +69,28 @@ TEST_P(InterfaceTest, HasAHashForEachOfThem) {
     EXPECT_EQ(hashes, 3u);
 }
 
+// A handle without descriptors leaves nobody to write to.
+TEST_P(InterfaceTest, TakesADebugRequestThatLeadsNowhere) {
+    expectDone(service->debug({}, {}));
+    expectDone(service->debug({}, {"--json", "", "--no-such-option"}));
+    expectDone(service->ping());
+}
+
+TEST_P(InterfaceTest, WritesADumpThatAgreesWithIt) {
+    if (options().with.count(kDump) == 0) GTEST_SKIP() << "--with=dump was not given";
+    EXPECT_TRUE(settle());
+    EXPECT_NE(readDump(service.get(), {}), "");
+    const std::string state = toString(subDisplayState());
+    const std::string dump = readDump(service.get(), {"--json"});
+    const bool isAttached = isCoverOn();
+    ASSERT_EQ(dump.substr(0, 1), "{") << dump;
+    EXPECT_EQ(dump.find('\n'), dump.size() - 1) << dump;
+    EXPECT_NE(dump.find(isAttached ? "\"attached\":true" : "\"attached\":false"), std::string::npos)
+            << dump;
+    EXPECT_NE(dump.find("\"state\":\"" + state + "\""), std::string::npos) << dump;
+    EXPECT_NE(readDump(service.get(), {"--no-such-option"}), "");
+}
+
 TEST_P(InterfaceTest, ServesClientsOfVersion1_0) {
     const sp<V1_0::IBivista> old = V1_0::IBivista::tryGetService(GetParam());
     ASSERT_NE(old, nullptr);

@@ -11,6 +11,22 @@ class UpgradeTest : public CoverTest {
         if (!options().allowLoader) GTEST_SKIP() << "it may end in an upgrade: --allow-loader";
         CoverTest::SetUp();
     }
+
+    // Versions and names of images: the hardware line up to the first "-", and the key, which tells
+    // the newer of two, up to the first "_". What follows in the name of a chosen image is not
+    // looked at: where the keys differ in length it is not the name's.
+    static std::string lineOf(const std::string& text) { return text.substr(0, text.find('-')); }
+    static std::string keyOf(const std::string& text) { return text.substr(0, text.find('_')); }
+    static bool isNewer(const std::string& image, const std::string& version) {
+        const std::string key = keyOf(version);
+        return lineOf(image) == lineOf(version) && keyOf(image).compare(0, key.size(), key) > 0;
+    }
+
+    // The cover goes, and comes back.
+    void expectUpgrade() const {
+        ASSERT_TRUE(await([this] { return isCoverOff(); })) << "no upgrade was started";
+        ASSERT_TRUE(await([this] { return isCoverOn(); })) << "the cover does not come back";
+    }
 };
 
 // Each of its tests leaves the phone without a cover.
@@ -23,14 +39,23 @@ class LoaderTest : public UpgradeTest {
 };
 
 TEST_P(UpgradeTest, IsStartedForANewerImageAlone) {
+    const std::string version = query(&V1_0::IBivista::getFirmwareVersion).text;
     const Status status = statusOf(service->checkFirmwareVersion());
     const TextResult file = query(&V1_0::IBivista::getFirmwareFile);
     EXPECT_EQ(file.status, Status::OK);
-    if (status == Status::OK) return;
-    // Either the images are all of another hardware line, or an upgrade was started.
-    const std::string suffix = ".dfu";
-    ASSERT_GT(file.text.size(), suffix.size()) << "a phone without images has nothing to refuse";
-    EXPECT_EQ(file.text.substr(file.text.size() - suffix.size()), suffix);
+    if (isNewer(file.text, version)) {
+        EXPECT_EQ(status, Status::FAIL) << "also of an upgrade that was started";
+        expectUpgrade();
+        EXPECT_NE(query(&V1_0::IBivista::getFirmwareVersion).text, version);
+        return;
+    }
+    if (options().with.count(kNewer) != 0) FAIL() << "no image is newer: '" << file.text << "'";
+    // A cover that has an image of its line is current. There may be none, and not even a folder.
+    if (!file.text.empty()) {
+        EXPECT_EQ(status, lineOf(file.text) == lineOf(version) ? Status::OK : Status::FAIL)
+                << file.text << " for " << version;
+    }
+    EXPECT_EQ(query(&V1_0::IBivista::getFirmwareVersion).text, version);
 }
 
 TEST_P(UpgradeTest, OfTheTouchFirmwareIsTheCoversAnswer) {
@@ -46,11 +71,17 @@ TEST_P(LoaderTest, GoStmDloadTakesTheCoverOffTheBus) {
     expectToLeave(service->goSTMDload());
 }
 
-TEST_P(LoaderTest, AnUpgradeCanBeStarted) {
+TEST_P(LoaderTest, AnUpgradeCanBeStartedAndCancelled) {
     if (statusOf(service->doFirmwareUpgrade()) != Status::OK) {
         return miss(kNodes, "the kernel offers no firmware upgrade");
     }
     EXPECT_EQ(statusOf(service->cancelFirmwareUpgrade()), Status::OK);
+}
+
+TEST_P(UpgradeTest, TakesTheCoverAwayAndBringsItBack) {
+    if (options().with.count(kImage) == 0) GTEST_SKIP() << "--with=image was not given";
+    ASSERT_EQ(statusOf(service->doFirmwareUpgrade()), Status::OK);
+    expectUpgrade();
 }
 
 BIVISTA_PER_INSTANCE(UpgradeTest);

@@ -69,46 +69,77 @@ TEST_P(LpwgTest, CallbacksOfBothVersionsAreTakenAndReplaced) {
     expectDone(service->ping());
 }
 
-// Needs somebody who makes gestures.
-class GestureTest : public LpwgTest {
+// Needs somebody who makes the phone report events.
+class EventTest : public LpwgTest {
   protected:
-    static constexpr size_t kGestures = 3;
-
     void SetUp() override {
         LpwgTest::SetUp();
         if (HasFatalFailure()) return;
-        if (options().eventCommand.empty()) miss(kEvents, "--event-command was not given");
+        needCommand(kEvents, options().eventCommand);
     }
 
-    // Whether the gesture has reached the client as its `count`th event.
-    static bool gesture(const EventRecorder& client, size_t count) {
-        return runCommand(options().eventCommand, "WAKEUP") &&
+    // Whether the event has reached the client as its `count`th.
+    static bool report(const std::string& name, const EventRecorder& client, size_t count) {
+        return runCommand(options().eventCommand, name) &&
                await([&] { return client.events().size() >= count; });
     }
 
     template <typename Client>
-    void expectGestures(int minor) {
+    void expectEvents(int minor) {
         const sp<Client> client = new Client;
         expectDone(service->setLpwgCallback(client));
-        for (size_t i = 1; i <= kGestures; ++i) ASSERT_TRUE(gesture(*client, i)) << i;
+        Events expected;
+        for (const auto& [name, status, result] : kDelivered) {
+            expected.push_back({minor, status, result});
+            ASSERT_TRUE(report(name, *client, expected.size())) << name;
+        }
         // Events come one at a time: when the next client has one, none is under way to this.
         const sp<Client> next = new Client;
         expectDone(service->setLpwgCallback(next));
-        ASSERT_TRUE(gesture(*next, 1));
-        EXPECT_EQ(client->events(), Events(kGestures, Event{minor, 0, 0}));
+        ASSERT_TRUE(report("WAKEUP", *next, 1));
+        EXPECT_EQ(client->events(), expected);
     }
+
+    struct Delivered {
+        const char* name;
+        int32_t status;
+        int32_t result;
+    };
+    static constexpr Delivered kDelivered[] = {
+            {"WAKEUP", 0, 0},
+            {"BV_PEN_WAKEUP", 1, 0},
+            {"BV_PEN_WAKEUP_BTN", 2, 0},
+            {"BV_PEN_DETECTION", 3, 0},
+            // What is not known is told as such, however alike it is.
+            {"SWITCH_AES_TO_3", -1, -1},
+            {"wakeup", -1, -1},
+            {"PEN_WAKEUP", -1, -1},
+            {"WAKEUP", 0, 0},
+    };
 };
 
-TEST_P(GestureTest, ReachesAClientOfVersion1_0Once) {
-    expectGestures<Client1_0>(0);
+TEST_P(EventTest, ReachesAClientOfVersion1_0Once) {
+    expectEvents<Client1_0>(0);
 }
 
-TEST_P(GestureTest, ReachesAClientOfVersion1_1ByItsNewMethodAlone) {
-    expectGestures<Client1_1>(1);
+TEST_P(EventTest, ReachesAClientOfVersion1_1ByItsNewMethodAlone) {
+    expectEvents<Client1_1>(1);
+}
+
+TEST_P(EventTest, ThatTheServiceCarriesOutReachesNobody) {
+    const sp<Client1_1> client = new Client1_1;
+    expectDone(service->setLpwgCallback(client));
+    // The last one leaves pen mode 2.
+    for (const char* name :
+         {"SWITCH_AES_TO_1", "BV_UPDATE_STATE", "SWITCH_AES_TO_2", "SWITCH_AES_BOTH"}) {
+        ASSERT_TRUE(runCommand(options().eventCommand, name));
+    }
+    ASSERT_TRUE(report("BV_PEN_DETECTION", *client, 1));
+    EXPECT_EQ(client->events(), (Events{Event{1, 3, 0}}));
 }
 
 BIVISTA_PER_INSTANCE(LpwgTest);
-BIVISTA_PER_INSTANCE(GestureTest);
+BIVISTA_PER_INSTANCE(EventTest);
 
 }  // namespace
 }  // namespace bivista_vts

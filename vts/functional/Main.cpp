@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Options.h"
+#include "Settings.h"
 
 namespace {
 
@@ -33,6 +34,6 @@ int main(int argc, char** argv) {
     if (isOutputClosed()) return complainOfOutput();
     testing::InitGoogleTest(&argc, argv);
     if (!bivista_vts::parseOptions(argc, argv)) return kUsageStatus;
-    const int result = bivista_vts::options().version ? printVersion() : RUN_ALL_TESTS();
-    return fflush(stdout) == 0 && ferror(stdout) == 0 ? result : complainOfOutput();
+    bivista_vts::keepSettings();
+    return RUN_ALL_TESTS();
 }

@@ -9,9 +9,11 @@ namespace {
 
 constexpr char kUsage[] =
         "Options of this suite, after those of GoogleTest:\n"
-        "  --with=THING[,THING]       the phone has these: a test that misses one fails, instead of\n"
-        "                             skipping; THING: cover, panel, nodes, accessory, image, newer,\n"
-        "                             plugging, events, silence, hangup\n"
+        "  --with=THING[,THING]       the phone has these: a test that misses one fails, instead "
+        "of\n"
+        "                             skipping; THING: cover, panel, nodes, accessory, dump, "
+        "image,\n"
+        "                             newer, plugging, events, silence, hangup\n"
         "  --without=THING[,THING]    it has not: cover, panel\n"
         "  --allow-loader             the firmware of the cover may be upgraded, and its loader\n"
         "                             entered, from which it may not come back by itself\n"
@@ -20,8 +22,8 @@ constexpr char kUsage[] =
         "  --attach-command=COMMAND   puts the cover on\n"
         "  --detach-command=COMMAND   takes it off; both: plugging\n"
         "  --event-command=COMMAND    has the phone report the touch or pen event named by $1\n"
-        "  --silence-command=COMMAND  has the cover leave its next command unanswered\n"
-        "  --hangup-command=COMMAND   has the cover go in the middle of its next answer\n";
+        "  --silence-command=COMMAND  has the cover leave its next AT%SWV unanswered\n"
+        "  --hangup-command=COMMAND   has the cover go amid its next answer to AT%SWV\n";
 
 Options sOptions;
 
@@ -68,8 +70,8 @@ bool take(const std::string& argument) {
     std::string value;
     if (takeValue(argument, "--with=", &value)) {
         return takeThings(value,
-                          {kCover, kPanel, kNodes, kAccessory, kImage, kNewer, kPlugging, kEvents,
-                           kSilence, kHangup},
+                          {kCover, kPanel, kNodes, kAccessory, kDump, kImage, kNewer, kPlugging,
+                           kEvents, kSilence, kHangup},
                           &sOptions.with);
     }
     if (takeValue(argument, "--without=", &value)) {

@@ -1,6 +1,7 @@
 // The sub display: what its panel says of itself, power, brightness, frames, and who is told.
 #include "BivistaTest.h"
 
+#include <chrono>
 #include <cstdint>
 
 namespace bivista_vts {
@@ -112,6 +113,35 @@ class PanelTest : public BivistaTest {
     bool mWasOff = false;
 };
 
+class PanelPluggingTest : public PanelTest {
+  protected:
+    void SetUp() override {
+        PanelTest::SetUp();
+        if (HasFatalFailure() || IsSkipped()) return;
+        needPlugging();
+        if (HasFatalFailure() || IsSkipped()) return;
+        mRecorder = new StateRecorder;
+    }
+    // The next test waits for the cover.
+    void TearDown() override {
+        if (mRecorder != nullptr && isCoverOff()) runCommand(options().attachCommand);
+        PanelTest::TearDown();
+    }
+
+    // Told of what follows, without a panel.
+    void takeOff() {
+        detachCover();
+        ASSERT_TRUE(awaitState(SubScreenState::UNINITIALIZED));
+        mRecorder = new StateRecorder;
+        expectDone(service->setSubDisplayCallback(mRecorder));
+    }
+    bool awaitState(SubScreenState state) const {
+        return await([&] { return subDisplayState() == state; });
+    }
+
+    sp<StateRecorder> mRecorder;
+};
+
 TEST_P(PanelTest, TellsItsSize) {
     const InfoResult first = subDisplayInfo();
     EXPECT_EQ(first.status, Status::OK);
@@ -134,6 +164,15 @@ TEST_P(PanelTest, EachChangeOfItsPowerIsToldOnceBeforeTheResult) {
     EXPECT_EQ(statusOf(service->setSubDisplayPowerState(true)), Status::OK);
     EXPECT_EQ(recorder->states(), (States{SubScreenState::OFF, SubScreenState::ON}));
     EXPECT_EQ(subDisplayState(), SubScreenState::ON);
+}
+
+TEST_P(PanelTest, IsGivenItsTimeToSettleByEachChange) {
+    switchTo(true);
+    for (const bool enable : {false, true}) {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(statusOf(service->setSubDisplayPowerState(enable)), Status::OK) << enable;
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+    }
 }
 
 TEST_P(PanelTest, RefusesTheStateThatItHas) {
@@ -204,7 +243,47 @@ TEST_P(PanelTest, DrawsNothingWhileOff) {
     EXPECT_EQ(draw(frameSize()), Status::OK);
 }
 
+TEST_P(PanelPluggingTest, TellsThatItGoesAndComes) {
+    switchTo(true);
+    const size_t words = frameSize();
+    expectDone(service->setSubDisplayCallback(mRecorder));
+    detachCover();
+    ASSERT_TRUE(await([this] { return !mRecorder->states().empty(); }));
+    EXPECT_EQ(mRecorder->states(), States{SubScreenState::UNINITIALIZED});
+    EXPECT_EQ(subDisplayInfo().status, Status::FAIL);
+    EXPECT_EQ(draw(words), Status::FAIL) << "before any panel";
+    EXPECT_EQ(statusOf(service->setSubDisplayPowerState(true)), Status::FAIL);
+    attachCover();
+    ASSERT_TRUE(awaitState(SubScreenState::ON));
+    EXPECT_EQ(mRecorder->states(), (States{SubScreenState::UNINITIALIZED,
+                                           SubScreenState::INITIALIZED, SubScreenState::ON}));
+}
+
+// While the service switches the panel on that has come: a request is dropped, a frame waits.
+TEST_P(PanelPluggingTest, TakesFramesAndNoRequestsWhileItComes) {
+    switchTo(true);
+    const size_t words = frameSize();
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        takeOff();
+        ASSERT_TRUE(runCommand(options().attachCommand));
+        ASSERT_TRUE(await([this] { return !mRecorder->states().empty(); }));
+        const Status drawn = draw(words);
+        const Status dropped = statusOf(service->setSubDisplayPowerState(false));
+        // Else all this was too late, or the request was carried out.
+        const bool isMeanwhile = subDisplayState() == SubScreenState::INITIALIZED;
+        await([this] { return subDisplayState() != SubScreenState::INITIALIZED; });
+        if (!isMeanwhile) continue;
+        EXPECT_EQ(drawn, Status::OK);
+        EXPECT_EQ(dropped, Status::OK);
+        EXPECT_EQ(statusOf(service->setSubDisplayPowerState(true)), Status::FAIL) << "it is on";
+        EXPECT_EQ(mRecorder->states(), (States{SubScreenState::INITIALIZED, SubScreenState::ON}));
+        return;
+    }
+    FAIL() << "no request was dropped";
+}
+
 BIVISTA_PER_INSTANCE(NoPanelTest);
+BIVISTA_PER_INSTANCE(PanelPluggingTest);
 BIVISTA_PER_INSTANCE(PanelTest);
 
 }  // namespace

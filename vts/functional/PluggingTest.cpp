@@ -1,0 +1,116 @@
+// What happens to the cover: it is taken off and put on, falls silent, hangs up.
+#include "BivistaTest.h"
+
+#include <chrono>
+
+namespace bivista_vts {
+namespace {
+
+class PluggingTest : public CoverTest {
+  protected:
+    void SetUp() override {
+        CoverTest::SetUp();
+        if (HasFatalFailure() || IsSkipped()) return;
+        needPlugging();
+        if (HasFatalFailure() || IsSkipped()) return;
+        mIsReady = true;
+        mVersion = query(&V1_0::IBivista::getFirmwareVersion).text;
+    }
+    // The next test waits for the cover.
+    void TearDown() override {
+        if (mIsReady && isCoverOff()) runCommand(options().attachCommand);
+    }
+
+    void switchOn() const { ASSERT_EQ(statusOf(service->setPowerStatus(true, false)), Status::OK); }
+    // It answers, and knows nothing of what was before.
+    void expectFreshCover() const {
+        EXPECT_FALSE(isScreenOn());
+        EXPECT_EQ(query(&V1_0::IBivista::getFirmwareVersion).text, mVersion);
+    }
+
+    std::string mVersion;
+
+  private:
+    bool mIsReady = false;
+};
+
+class SilenceTest : public PluggingTest {
+  protected:
+    void SetUp() override {
+        PluggingTest::SetUp();
+        if (HasFatalFailure() || IsSkipped()) return;
+        needCommand(kSilence, options().silenceCommand);
+    }
+};
+
+class HangupTest : public PluggingTest {
+  protected:
+    void SetUp() override {
+        PluggingTest::SetUp();
+        if (HasFatalFailure() || IsSkipped()) return;
+        needCommand(kHangup, options().hangupCommand);
+    }
+};
+
+TEST_P(PluggingTest, TakesTheScreenAlong) {
+    const TextResult cutout = query(&V1_0::IBivista::getCoverDisplayCutout);
+    switchOn();
+    detachCover();
+    for (const bool enable : {true, false}) {
+        EXPECT_EQ(statusOf(service->setPowerStatus(enable, false)), Status::FAIL) << enable;
+    }
+    EXPECT_EQ(query(&V1_0::IBivista::getFirmwareVersion).status, Status::FAIL);
+    const TextResult remembered = query(&V1_0::IBivista::getCoverDisplayCutout);
+    EXPECT_EQ(remembered.status, cutout.status);
+    EXPECT_EQ(remembered.text, cutout.text);
+    attachCover();
+    expectFreshCover();
+}
+
+TEST_P(PluggingTest, IsToldByBusAndAccessoryService) {
+    if (options().with.count(kAccessory) == 0) GTEST_SKIP() << "--with=accessory was not given";
+    const auto isTold = [this] {
+        bool isConnected = false;
+        expectDone(service->getBV2Status(
+                [&](Status, const auto& status) { isConnected = status.connected; }));
+        return isConnected;
+    };
+    detachCover();
+    EXPECT_TRUE(await([&] { return !isTold(); }));
+    attachCover();
+    EXPECT_TRUE(await(isTold));
+}
+
+TEST_P(SilenceTest, EndsInAFailureAndAReset) {
+    // The cover that comes back from its reset has its screen off.
+    switchOn();
+    ASSERT_TRUE(runCommand(options().silenceCommand));
+    const sp<LineRecorder> recorder = new LineRecorder;
+    const auto begin = std::chrono::steady_clock::now();
+    const TextResult result = send("AT%SWV", recorder);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_EQ(result.status, Status::FAIL);
+    EXPECT_EQ(result.text, "");
+    EXPECT_TRUE(recorder->lines().empty());
+    ASSERT_TRUE(await([this] { return isCoverOn() && !isScreenOn(); }));
+    expectFreshCover();
+}
+
+TEST_P(HangupTest, IsNoFailureAndEndsTheAnswer) {
+    switchOn();
+    ASSERT_TRUE(runCommand(options().hangupCommand));
+    const TextResult result = send("AT%SWV");
+    EXPECT_EQ(result.status, Status::OK);
+    EXPECT_LT(result.text.size(), mVersion.size());
+    EXPECT_EQ(mVersion.compare(0, result.text.size(), result.text), 0) << result.text;
+    ASSERT_TRUE(await([this] { return isCoverOff(); }));
+    attachCover();
+    expectFreshCover();
+}
+
+BIVISTA_PER_INSTANCE(PluggingTest);
+BIVISTA_PER_INSTANCE(SilenceTest);
+BIVISTA_PER_INSTANCE(HangupTest);
+
+}  // namespace
+}  // namespace bivista_vts
