@@ -79,7 +79,7 @@ class BivistaTest : public testing::TestWithParam<std::string> {
 
     // The cover is on the bus, answers, and the service has finished its attachment.
     bool isCoverOn() const;
-    // It is neither on the bus nor answering.
+    // It is neither on the bus nor answering, and the service has finished its detachment.
     bool isCoverOff() const;
 
     // Waits for a cover that is on its way, on or off: until it is one of both, as far as the

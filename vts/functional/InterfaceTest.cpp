@@ -58,7 +58,7 @@ TEST_P(InterfaceTest, NamesAllItsInterfaces) {
     EXPECT_EQ(chain, (std::vector<std::string>{kDescriptor1_1, kDescriptor1_0, kBaseDescriptor}));
 }
 
-TEST_P(InterfaceTest, HasAHashForEachOfThem) {
+TEST_P(InterfaceTest, HasAsManyHashesAsInterfaces) {
     size_t hashes = 0;
     int deliveries = 0;
     expectDone(service->getHashChain([&](const auto& chain) {
