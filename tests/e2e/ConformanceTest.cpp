@@ -5,12 +5,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/e2e/Programs.h"
 
 namespace e2e {
 namespace {
 
+using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -18,9 +20,31 @@ using testing::UnorderedElementsAre;
 class ConformanceTest : public ProgramsTest {
   protected:
     Outcome runSuite(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(),
-                         {BIVISTA_SOURCE_DIR "/vts/emulated.sh", bin("..")});
+        arguments.insert(arguments.begin(), {BIVISTA_SOURCE_DIR "/vts/emulated.sh", bin("..")});
         return run(arguments);
+    }
+
+    // What clients have set: as the service knows it, and as the cover has it.
+    json settings() const {
+        const json dump = json::parse(run({bin("bivistactl"), "dump", "--json"}).out);
+        const json phone = json::parse(run({bin("bivista-emulator"), "ctl", "show", "--json"}).out);
+        json result = {{"votes", dump["usb"]["votes"]},
+                       {"screenOn", dump["display"]["screenOn"]},
+                       {"brightness", dump["brightness"]},
+                       {"screen", phone["screen"]},
+                       {"panelOn", phone["sub_display"]["on"]},
+                       {"panelBrightness", phone["sub_display"]["brightness"]}};
+        result["brightness"].erase("highWater");
+        for (const json& group : dump["colour"]) result["colour"].push_back(group["values"]);
+        for (const char* name :
+             {"brightness", "rgb", "screen-tune", "screen-mode", "touch-performance", "aes-mode"}) {
+            result["cover"][name] = phone["cover"][name];
+        }
+        return result;
+    }
+    std::string lpwgSettings() const {
+        const json phone = json::parse(run({bin("bivista-emulator"), "ctl", "show", "--json"}).out);
+        return phone["cover"]["lpwg"];
     }
 
     // All tests pass, but those of these suites, which are skipped.
@@ -53,18 +77,115 @@ constexpr char kFirmwareWrite[] =
         "/sys/devices/platform/soc/soc:gpio_keys/virtual_mcu_firmware_write";
 constexpr char kUpdateState[] = "/sys/devices/virtual/input/qmx_touch/bv_update_state";
 
-TEST_F(ConformanceTest, HoldsWithACover) {
+TEST_F(ConformanceTest, HoldsWithACoverAndLeavesItAsItWas) {
     startPhone();
-    expectConforming({"--with=cover,panel,nodes,accessory", "--allow-loader", kNotLoader},
+    awaitAttachDone();
+    ctl({"firmware", "put", "BV330-V10k_20210312.dfu"});
+    const json before = settings();
+    expectConforming({"--with=cover,panel,nodes,accessory,image", "--allow-loader", kNotLoader},
                      UnorderedElementsAre("NoCoverTest", "NoPanelTest"));
+    await([&] { return settings() == before; });
+    EXPECT_EQ(lpwgSettings(), "");
+}
+
+TEST_F(ConformanceTest, LeavesALitScreenAsItWas) {
+    startPhone();
+    awaitAttachDone();
+    const std::vector<std::vector<std::string>> calls = {{"setPowerStatus", "true", "false"},
+                                                         {"setBrightness", "77"},
+                                                         {"setBVBrightnessOffset", "-5"},
+                                                         {"setRgbTune", "1", "20", "30", "40"},
+                                                         {"setScreenTune", "3", "4", "5", "0"},
+                                                         {"setScreenMode", "1"},
+                                                         {"setAesMode", "2"}};
+    for (const std::vector<std::string>& arguments : calls) {
+        EXPECT_EQ(call(arguments).status, 0) << arguments[0];
+    }
+    EXPECT_EQ(call({"sendAtCommand", "AT%TCHNOTIFY=LPWG_NOTIFY,1,1", "null"}).status, 0);
+    await([this] { return settings()["cover"]["brightness"] == "67"; });
+    const json before = settings();
+    EXPECT_EQ(before["votes"], 1);
+    const std::string lpwg = lpwgSettings();
+    const Outcome outcome = run({bin("bivista-vts"), "--with=cover,panel,nodes,accessory"});
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+    await([&] { return settings() == before; });
+    EXPECT_THAT(lpwgSettings(), HasSubstr(lpwg));
+}
+
+TEST_F(ConformanceTest, SkipsWhatItHasNoCommandFor) {
+    startPhone();
+    const std::string filter = "--gtest_filter=*Event*:*Plugging*:*Silence*:*Hangup*";
+    const Outcome skipped = run({bin("bivista-vts"), "--with=cover,panel", filter});
+    EXPECT_EQ(skipped.status, 0) << skipped.out;
+    EXPECT_THAT(skippedSuites(skipped.out),
+                UnorderedElementsAre("EventTest", "HangupTest", "PanelPluggingTest", "PluggingTest",
+                                     "SilenceTest"));
+    const Outcome promised =
+            run({bin("bivista-vts"), "--with=cover,panel,events,plugging,silence,hangup", filter,
+                 "--attach-command=true", "--detach-command=true"});
+    EXPECT_EQ(promised.status, 1);
+    for (const char* thing : {"events", "silence", "hangup"}) {
+        EXPECT_THAT(promised.out, HasSubstr("no command was given for " + std::string(thing)));
+    }
+    const Outcome plugging = run({bin("bivista-vts"), "--with=cover,plugging", filter});
+    EXPECT_EQ(plugging.status, 1);
+    EXPECT_THAT(plugging.out, HasSubstr("no command was given for plugging"));
+}
+
+constexpr char kUpgrades[] = "--gtest_filter=*UpgradeTest*:*FirmwareFileTest*";
+
+TEST_F(ConformanceTest, HoldsWhereThePhoneHasNoFolderOfImages) {
+    startPhone({}, {"/bin/sh", "-c", "rmdir /system_ext/etc/dfu && exec \"$0\"", bin(kService)});
+    expectConforming({"--with=cover,nodes", "--allow-loader", kUpgrades},
+                     UnorderedElementsAre("UpgradeTest"));
+    EXPECT_THAT(log(), HasSubstr("DIR open fail"));
+}
+
+TEST_F(ConformanceTest, HoldsWhereThePhoneHasANewerImage) {
+    startPhone({"--firmware-version", "AB-1_20210101"});
+    ctl({"firmware", "put", "AB-2_20220101.dfu"});
+    expectConforming({"--with=cover,nodes,image,newer", "--allow-loader", kUpgrades}, IsEmpty());
+    EXPECT_EQ(count(journal(), "\"100%\""), 2u);
+}
+
+TEST_F(ConformanceTest, HoldsWhereTheKeysOfVersionsDifferInLength) {
+    struct Versions {
+        const char* cover;
+        const char* image;
+        const char* chosen;
+        bool isNewer;
+    };
+    startPhone();
+    for (const auto& [cover, image, chosen, isNewer] :
+         {Versions{"AB-10_20210101", "AB-9_20220101.dfu", "AB-9", true},
+          Versions{"AB-1_20210101", "AB-20_20220101.dfu", "AB-2_", true},
+          Versions{"AB-1_20210101", "AB-10_20220101.dfu", "AB-10_20220101.dfu", false}}) {
+        ctl({"cover", "--firmware-version", cover});
+        ctl({"firmware", "clear"});
+        ctl({"firmware", "put", image});
+        expectConforming({std::string("--with=cover,nodes") + (isNewer ? ",newer" : ""),
+                          "--allow-loader", "--gtest_filter=*UpgradeTest.IsStarted*"},
+                         IsEmpty());
+        EXPECT_THAT(call({"getFirmwareFile"}).out, HasSubstr('"' + std::string(chosen) + '"'));
+    }
+}
+
+TEST_F(ConformanceTest, MissesAnImageThatIsPromised) {
+    startPhone();
+    const Outcome outcome = runSuite({"--with=cover,image,newer", "--allow-loader", "--patience=1",
+                                      "--gtest_filter=*UpgradeTest*"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("no image is newer: ''"));
+    EXPECT_THAT(outcome.out, HasSubstr("no upgrade was started"));
 }
 
 TEST_F(ConformanceTest, HoldsWithoutACover) {
     startPhone({"--no-cover"});
-    expectConforming(
-            {"--with=nodes,accessory", "--without=cover,panel"},
-            UnorderedElementsAre("AtCommandTest", "CoverClientsTest", "FirmwareTest", "LoaderTest",
-                                 "PanelTest", "PenTest", "ScreenTest", "TouchTest", "UpgradeTest"));
+    expectConforming({"--with=nodes,accessory", "--without=cover,panel"},
+                     UnorderedElementsAre("AtCommandTest", "CoverClientsTest", "FirmwareTest",
+                                          "HangupTest", "LoaderTest", "PanelPluggingTest",
+                                          "PanelTest", "PenTest", "PluggingTest", "ScreenTest",
+                                          "SilenceTest", "TouchTest", "UpgradeTest"));
 }
 
 TEST_F(ConformanceTest, HoldsWithACoverThatRefusesMuch) {
@@ -76,13 +197,15 @@ TEST_F(ConformanceTest, HoldsWithACoverThatRefusesMuch) {
     }
     startPhone(options);
     expectConforming({"--with=cover,panel,nodes,accessory", "--allow-loader", kNotLoader},
-                     UnorderedElementsAre("NoCoverTest", "NoPanelTest"));
+                     UnorderedElementsAre("NoCoverTest", "NoPanelTest", "UpgradeTest"));
 }
 
 TEST_F(ConformanceTest, HoldsWithACoverThatHasNoSubDisplay) {
     startPhone({"--no-hid"});
-    expectConforming({"--with=cover", "--without=panel", kNotLoader},
-                     UnorderedElementsAre("NoCoverTest", "PanelTest", "UpgradeTest"));
+    expectConforming({"--with=cover", "--without=panel", kNotLoader,
+                      "--attach-command='" + bin("bivista-emulator") + "' ctl attach --no-hid"},
+                     UnorderedElementsAre("NoCoverTest", "PanelPluggingTest", "PanelTest",
+                                          "PluggingTest", "UpgradeTest"));
 }
 
 TEST_F(ConformanceTest, HoldsWhereTheKernelLacksItsNodes) {

@@ -129,7 +129,7 @@ bool BivistaTest::isCoverOff() const {
     const Return<bool> connected = service->getBV2Connect();
     EXPECT_TRUE(connected.isOk()) << connected.description();
     if (!connected.isOk() || connected) return false;
-    // The panel goes after the serial port; an offset is refused before, but with the screen on.
+    // Screens that are off refuse offsets until the detachment comes to them. The panel goes last.
     return send("AT").status == Status::FAIL &&
            statusOf(service->setBVBrightnessOffset(0)) == Status::OK &&
            subDisplayState() == SubScreenState::UNINITIALIZED;
