@@ -37,18 +37,16 @@ class PluggingTest : public CoverTest {
 class SilenceTest : public PluggingTest {
   protected:
     void SetUp() override {
-        PluggingTest::SetUp();
-        if (HasFatalFailure() || IsSkipped()) return;
         needCommand(kSilence, options().silenceCommand);
+        if (!HasFatalFailure() && !IsSkipped()) PluggingTest::SetUp();
     }
 };
 
 class HangupTest : public PluggingTest {
   protected:
     void SetUp() override {
-        PluggingTest::SetUp();
-        if (HasFatalFailure() || IsSkipped()) return;
         needCommand(kHangup, options().hangupCommand);
+        if (!HasFatalFailure() && !IsSkipped()) PluggingTest::SetUp();
     }
 };
 
