@@ -18,7 +18,7 @@ PLACES = {
 # Inline code that begins with one of these is a command, and so is what begins with a path into build/.
 HOST_PROGRAMS = (
     "./run.sh", "./test.sh", "bench/run.sh", "bivista-emulator", "bivista-vts", "bivistactl", "cat",
-    "cmake", "ctest", "curl", "gdb", "ls", "man", "python3", "vts/mutate.py",
+    "cmake", "ctest", "curl", "gdb", "ls", "man", "python3", "vts/emulated.sh", "vts/mutate.py",
 )
 SHELLS = {"sh": "bash", "zsh": "zsh"}
 FENCE = re.compile(r"( *)```(.*)$")

@@ -5,7 +5,7 @@ set -eu
 bin=$(cd "$1/bin" && pwd)
 shift
 ctl="'$bin/bivista-emulator' ctl"
-event='change@/devices/virtual/bivista/bv2\x00SUBSYSTEM=QMX_BV2\x00TOUCH_GESTURE_WAKEUP=$1\x00'
+event="change@/devices/virtual/bivista/bv2\\x00SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=\$1\\x00"
 exec "$bin/bivista-vts" --with=dump,plugging,events,silence,hangup \
     --attach-command="$ctl attach" --detach-command="$ctl detach" \
     --event-command="$ctl uevent \"$event\"" \
