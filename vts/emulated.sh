@@ -10,4 +10,4 @@ exec "$bin/bivista-vts" --with=dump,plugging,events,silence,hangup \
     --attach-command="$ctl attach" --detach-command="$ctl detach" \
     --event-command="$ctl uevent \"$event\"" \
     --silence-command="$ctl fault 'on AT%SWV silent times 1'" \
-    --hangup-command="$ctl fault 'on AT%SWV hangup after 5 times 1'" "$@"
+    --hangup-command="$ctl fault \"on \\\"\${1:-AT%SWV}\\\" hangup after 5 times 1\"" "$@"

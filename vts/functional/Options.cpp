@@ -9,21 +9,22 @@ namespace {
 
 constexpr char kUsage[] =
         "Options of this suite, after those of GoogleTest:\n"
-        "  --with=THING[,THING]       the phone has these: a test that misses one fails, instead "
-        "of\n"
-        "                             skipping; THING: cover, panel, nodes, accessory, dump, "
-        "image,\n"
-        "                             newer, plugging, events, silence, hangup\n"
+        "  --with=THING[,THING]       the phone has these: a test that misses one fails; THING:\n"
+        "                             cover, panel, nodes, accessory, dump, folder, image, newer,\n"
+        "                             plugging, events, silence, hangup\n"
         "  --without=THING[,THING]    it has not: cover, panel\n"
         "  --allow-loader             the firmware of the cover may be upgraded, and its loader\n"
         "                             entered, from which it may not come back by itself\n"
         "  --patience=SECONDS         when a wait is in vain; default: 60\n"
+        "  --panel=WIDTHxHEIGHTxFORMAT\n"
+        "                             what the sub display says of itself; default: anything\n"
         "Shell commands, for what the interface cannot provoke:\n"
         "  --attach-command=COMMAND   puts the cover on\n"
         "  --detach-command=COMMAND   takes it off; both: plugging\n"
         "  --event-command=COMMAND    has the phone report the touch or pen event named by $1\n"
         "  --silence-command=COMMAND  has the cover leave its next AT%SWV unanswered\n"
-        "  --hangup-command=COMMAND   has the cover go amid its next answer to AT%SWV\n";
+        "  --hangup-command=COMMAND   has the cover go amid its next answer to a command that\n"
+        "                             begins with $1, or to AT%SWV\n";
 
 Options sOptions;
 
@@ -70,15 +71,16 @@ bool take(const std::string& argument) {
     std::string value;
     if (takeValue(argument, "--with=", &value)) {
         return takeThings(value,
-                          {kCover, kPanel, kNodes, kAccessory, kDump, kImage, kNewer, kPlugging,
-                           kEvents, kSilence, kHangup},
+                          {kCover, kPanel, kNodes, kAccessory, kDump, kFolder, kImage, kNewer,
+                           kPlugging, kEvents, kSilence, kHangup},
                           &sOptions.with);
     }
     if (takeValue(argument, "--without=", &value)) {
         return takeThings(value, {kCover, kPanel}, &sOptions.without);
     }
     if (takeValue(argument, "--patience=", &value)) return takeSeconds(value, &sOptions.patience);
-    return takeValue(argument, "--attach-command=", &sOptions.attachCommand) ||
+    return takeValue(argument, "--panel=", &sOptions.panel) ||
+           takeValue(argument, "--attach-command=", &sOptions.attachCommand) ||
            takeValue(argument, "--detach-command=", &sOptions.detachCommand) ||
            takeValue(argument, "--event-command=", &sOptions.eventCommand) ||
            takeValue(argument, "--silence-command=", &sOptions.silenceCommand) ||

@@ -15,6 +15,7 @@ inline constexpr char kNodes[] = "nodes";          // kernel nodes and folders t
 inline constexpr char kAccessory[] = "accessory";  // a service that knows whether a cover is on
 inline constexpr char kImage[] = "image";          // a firmware image for the cover
 inline constexpr char kNewer[] = "newer";          // one that is newer than the cover's firmware
+inline constexpr char kFolder[] = "folder";        // of firmware images, be it empty
 inline constexpr char kDump[] = "dump";            // what the service writes for debug()
 inline constexpr char kPlugging[] = "plugging";    // attachCommand and detachCommand
 inline constexpr char kEvents[] = "events";        // eventCommand
@@ -33,9 +34,11 @@ struct Options {
     std::string attachCommand;   // puts the cover on
     std::string detachCommand;   // takes it off
     std::string eventCommand;    // has the phone report the touch or pen event that is named by $1
+    std::string panel;           // WIDTHxHEIGHTxFORMAT of the sub display; empty: any
     std::string silenceCommand;  // the cover leaves the next AT%SWV unanswered, until it is reset
-    std::string
-            hangupCommand;  // it goes in the middle of its next answer to AT%SWV, and stays away
+    // It goes in the middle of its next answer to a command that begins with $1, or to AT%SWV, and
+    // stays away.
+    std::string hangupCommand;
 };
 
 // As parsed; written before the first test runs.

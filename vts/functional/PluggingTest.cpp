@@ -73,6 +73,7 @@ TEST_P(PluggingTest, IsToldByBusAndAccessoryService) {
                 [&](Status, const auto& status) { isConnected = status.connected; }));
         return isConnected;
     };
+    EXPECT_TRUE(await(isTold));
     detachCover();
     EXPECT_TRUE(await([&] { return !isTold(); }));
     attachCover();

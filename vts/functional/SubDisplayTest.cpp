@@ -16,7 +16,13 @@ class StateRecorder : public IBivistaSubDisplayCallback {
     Return<void> onSubDisplayStateChanged(SubScreenState state) override {
         const std::lock_guard<std::mutex> lock(mLock);
         mStates.push_back(state);
+        mLatest = std::chrono::steady_clock::now();
         return Void();
+    }
+    // When it was told last.
+    std::chrono::steady_clock::time_point latest() const {
+        const std::lock_guard<std::mutex> lock(mLock);
+        return mLatest;
     }
     States states() const {
         const std::lock_guard<std::mutex> lock(mLock);
@@ -24,8 +30,9 @@ class StateRecorder : public IBivistaSubDisplayCallback {
     }
 
   private:
-    mutable std::mutex mLock;  // guards mStates
+    mutable std::mutex mLock;  // guards all below
     States mStates;
+    std::chrono::steady_clock::time_point mLatest;
 };
 
 class NoPanelTest : public BivistaTest {
@@ -143,6 +150,11 @@ TEST_P(PanelTest, TellsItsSize) {
     EXPECT_EQ(first.status, Status::OK);
     EXPECT_GT(first.info.x, 0);
     EXPECT_GT(first.info.y, 0);
+    if (!options().panel.empty()) {
+        EXPECT_EQ(std::to_string(first.info.x) + "x" + std::to_string(first.info.y) + "x" +
+                          std::to_string(first.info.format),
+                  options().panel);
+    }
     const InfoResult second = subDisplayInfo();
     EXPECT_EQ(second.info.x, first.info.x);
     EXPECT_EQ(second.info.y, first.info.y);
@@ -164,10 +176,13 @@ TEST_P(PanelTest, EachChangeOfItsPowerIsToldOnceBeforeTheResult) {
 
 TEST_P(PanelTest, IsGivenItsTimeToSettleByEachChange) {
     switchTo(true);
+    const sp<StateRecorder> recorder = new StateRecorder;
+    expectDone(service->setSubDisplayCallback(recorder));
     for (const bool enable : {false, true}) {
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(statusOf(service->setSubDisplayPowerState(enable)), Status::OK) << enable;
         EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+        EXPECT_GE(recorder->latest() - begin, std::chrono::milliseconds(500)) << "told too early";
     }
 }
 

@@ -59,7 +59,7 @@ TEST_P(TouchTest, ResultsAreCollected) {
 
 TEST_P(TouchTest, PerformanceModeIsSwitched) {
     for (const bool enable : {true, true, false, false}) {
-        EXPECT_EQ(statusOf(service->set_touch_perf(enable)), Status::OK) << enable;
+        expectAs(enable ? "AT%TCPERF=1" : "AT%TCPERF=0", service->set_touch_perf(enable));
     }
 }
 
