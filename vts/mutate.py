@@ -3,11 +3,12 @@
 
 usage: vts/mutate.py [BUILD_FOLDER] [DEFECT...] [--list]
 
-Puts one defect after another into a copy of one source file of the service, builds the service with
-it, and runs the suite, which must fail. The suite itself is the one of the build folder (default:
-build/release), made from the unchanged interfaces; so are all other objects of the service. At first
-the unchanged service is linked and met in the same way, and must pass. Prints a table; exit status 0
-when all defects were found, 1 when not, 2 when the build folder is of no use. With --list it
+Puts one defect of defects.py after another into a copy of one source file of the service, builds the
+service with it, and runs the suite, which must fail. The suite itself is the one of the build folder
+(default: build/release), made from the unchanged interfaces; so are all other objects of the service.
+At first the unchanged service is linked and met in the same way, and must pass. Prints a table, and
+below it the defects that the interface cannot show, with the reason: those must not fail the suite.
+Exit status 0 when all were met so, 1 when not, 2 when the build folder is of no use. With --list it
 prints the defects that it would seed, and ends.
 """
 import concurrent.futures
@@ -21,124 +22,73 @@ import sys
 import tempfile
 import time
 
+import defects
+from defects import Useless
+
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SERVICE = "vendor.qmx.hardware.bivista@1.1-service"
-INTERFACE = "generated/vendor/qmx/hardware/bivista/1.1/BivistaAll.cpp"
 # Ends a suite that hangs, which is not how a defect is to be found.
 SUITE_TIMEOUT = 300
 START_TIMEOUT = 60
 # A suite waits most of the time, so that many at once take little longer than one.
-AT_ONCE = 8
-
-# Surroundings: options of the emulator, and of the suite.
-ATTACHED = ["--with=cover,panel,nodes,accessory", "--allow-loader", "--gtest_filter=-*LoaderTest*"]
-PHONES = {
-    "cover": ([], ATTACHED),
-    # One that takes a few commands less, so that commands differ in their outcome.
-    "picky": (["--fault", "on AT%TCHDEBUG=DELTA error",
-               "--fault", "on AT%TCHNOTIFY=SWTICH_AES,3 error"], ATTACHED),
-    "none": (["--no-cover"], ["--with=nodes,accessory", "--without=cover,panel"]),
-}
-
-
-class Useless(Exception):
-    """The build folder, or a defect, does not fit the sources."""
+AT_ONCE = 12
 
 
 @dataclasses.dataclass(frozen=True)
-class Defect:
-    name: str
-    source: str  # of the project, or of the build folder
-    changes: tuple  # functions of the text, applied in order
-    phone: str = "cover"
+class Phone:
+    """A surrounding of the service."""
+    suite: tuple  # options of the suite
+    emulator: tuple = ()  # options of the emulator
+    before: tuple = ()  # what `bivista-emulator ctl` does before the suite starts
 
 
-def swap(one, other):
-    """A change of the text: the two parts take each other's place."""
-    def apply(text):
-        if text.count(one) != 1 or text.count(other) != 1:
-            raise Useless(f"not exactly once: {one!r}, {other!r}")
-        return text.replace(one, "\0").replace(other, one).replace("\0", other)
-    return apply
+ATTACHED = ("--with=cover,panel,nodes,folder,accessory", "--allow-loader")
+ALL_BUT_LOADER = (*ATTACHED, "--gtest_filter=-*LoaderTest*:*SentTest*")
+UPGRADE = ("--with=cover,nodes,folder", "--allow-loader",
+           "--gtest_filter=*FirmwareFileTest*:*UpgradeTest*")
 
 
-def replace(old, new):
-    """A change of the text at the one place where it holds `old`."""
-    def apply(text):
-        if text.count(old) != 1:
-            raise Useless(f"not exactly once: {old!r}")
-        return text.replace(old, new)
-    return apply
+def faults(*texts):
+    """Options of the emulator."""
+    return tuple(word for text in texts for word in ("--fault", text))
 
 
-DEFECTS = [
-    Defect("two queries in each other's slot", INTERFACE,
-           (swap("case 1 /* getFirmwareVersion */", "case 8 /* getTouchFirmwareVersion */"),)),
-    Defect("two touch requests in each other's slot", INTERFACE,
-           (swap("case 9 /* DoRawdata */", "case 10 /* DoDelta */"),), "picky"),
-    Defect("the two pen modes in each other's slot", INTERFACE,
-           (swap("case 35 /* setAesMode */", "case 36 /* manageAesMode */"),), "picky"),
-    Defect("status of a power change inverted", "sub_display/SubDisplayPower.cpp",
-           (replace("return switched ? Status::OK : Status::FAIL;",
-                    "return switched ? Status::FAIL : Status::OK;"),)),
-    Defect("presence inverted", "display/Attach.cpp",
-           (replace("return mUsbAttached.load();", "return !mUsbAttached.load();"),), "none"),
-    Defect("result callback called twice", "kernel/FirmwareVersion.cpp",
-           (replace('cb(query.status(), query.failed() ? "" : query.text());',
-                    "cb(query.status(), query.text());\n    cb(query.status(), query.text());"),)),
-    Defect("result callback never called", "display/TouchDiagnostics.cpp",
-           (replace('"AT%TCHDEBUG=GPIO_PIN\\r");\n    cb(query.status(), query.text());',
-                    '"AT%TCHDEBUG=GPIO_PIN\\r");'),)),
-    Defect("each line of an answer given twice", "kernel/AtCommandService.cpp",
-           (replace("(void)atCallback()->onAtResponse(line).isOk();",
-                    "for (int i = 0; i < 2; ++i) (void)atCallback()->onAtResponse(line).isOk();"),)),
-    Defect("no line of an answer given", "kernel/AtCommandService.cpp",
-           (replace("serialAtCmd(command.c_str(), answer, kAnswerCapacity, forwardLine)",
-                    "serialAtCmd(command.c_str(), answer, kAnswerCapacity, nullptr)"),)),
-    Defect("lines of an answer given in reverse", "kernel/AtCommandService.cpp",
-           (replace("(void)atCallback()->onAtResponse(line).isOk();", "sLines.emplace_back(line);"),
-            replace("// Passes a line on", "std::vector<std::string> sLines;\n\n// Passes a line on"),
-            replace("kAnswerCapacity, forwardLine);",
-                    "kAnswerCapacity, forwardLine);\n        for (; !sLines.empty();"
-                    " sLines.pop_back()) (void)cb->onAtResponse(sLines.back()).isOk();"))),
-    Defect("lines of an answer given after the result", "kernel/AtCommandService.cpp",
-           (replace("(void)atCallback()->onAtResponse(line).isOk();", "sLines.emplace_back(line);"),
-            replace("// Passes a line on", "std::vector<std::string> sLines;\n\n// Passes a line on"),
-            replace("answer);\n    return Void();",
-                    "answer);\n    for (const std::string& line : sLines) {\n"
-                    "        (void)cb->onAtResponse(line).isOk();\n    }\n"
-                    "    sLines.clear();\n    return Void();"))),
-    Defect("text of a result dropped", "display/Cutout.cpp",
-           (replace("cb(known ? Status::OK : Status::FAIL, text);",
-                    'cb(known ? Status::OK : Status::FAIL, "");'),)),
-    Defect("change of the sub display told twice", "sub_display/SubDisplay.cpp",
-           (replace("(void)mSubDisplayCallback->onSubDisplayStateChanged(state).isOk();",
-                    "for (int i = 0; i < 2; ++i) {\n"
-                    "        (void)mSubDisplayCallback->onSubDisplayStateChanged(state).isOk();\n"
-                    "    }"),)),
-    Defect("frames that are too large drawn", "sub_display/DrawSubDisplay.cpp",
-           (replace("if (screen != frame.size()) {", "if (screen > frame.size()) {"),)),
-    Defect("brightness of the sub display not limited", "sub_display/SubDisplayPower.cpp",
-           (replace("kMaxBrightness = 255", "kMaxBrightness = 256"),)),
-    Defect("offset taken while the screen is off", "display/BrightnessOffset.cpp",
-           (replace("return Status::FAIL;", "return Status::OK;"),)),
-    Defect("gestures told to newer clients by the old method", "display/UeventMonitor.cpp",
-           (replace("newer != nullptr\n", "false\n"),)),
-    Defect("gestures told twice", "display/UeventMonitor.cpp",
-           (replace("    if (!told.isOk()) LOG_ERROR",
-                    "    (void)callback->onLpwgEvent(V1_0::LpwgEventStatus(status), result).isOk();\n"
-                    "    if (!told.isOk()) LOG_ERROR"),), "none"),
-    Defect("malformed commands answered as if there were no failure", "kernel/AtCommandService.cpp",
-           (replace("result(stored < 0 ? Status::FAIL : Status::OK, answer);",
-                    "result(stored < 0 && answer[0] != 0 ? Status::FAIL : Status::OK, answer);"),),
-           "none"),
-]
+def images(*names):
+    """Files in the phone's folder of firmware images; to write one into the cover takes no time."""
+    return (("cover", "--upgrade-ms", "1"), *(("firmware", "put", name) for name in names))
 
 
-def apply(defect, text):
-    for change in defect.changes:
-        text = change(text)
-    return text
+# The cover's firmware is BV330-V10k_20210312. A folder is read from either end.
+PHONES = {
+    "cover": Phone(ALL_BUT_LOADER),
+    # One that takes a few commands less, so that commands differ in their outcome.
+    "picky": Phone(ALL_BUT_LOADER, faults(
+        "on AT%TCHDEBUG=DELTA error",
+        "on AT%TCPERF=1 error",
+        "on AT%TCHNOTIFY=SWTICH_AES,3 error",
+        "on AT%TCHNOTIFY=SWTICH_AES,7 error",
+        'on "AT%TCHNOTIFY=SWTICH_AES,-" error',
+        'on "AT%TCHNOTIFY=LPWG_NOTIFY,-5,2" error')),
+    # One that goes when it hears a certain command, which tells what it is sent.
+    "listening": Phone((*ATTACHED, "--gtest_filter=*SentTest*")),
+    "none": Phone(("--with=nodes,accessory", "--without=cover,panel"), ("--no-cover",)),
+    "newer image": Phone((*UPGRADE, "--with=image,newer"), before=images(
+        "BV330-V05k_20200101.dfu", "BV330-V20k_20220101.dfu", "BV330-V06k_20200202.dfu")),
+    "older image": Phone(UPGRADE, before=images("BV330-V05k_20200101.dfu")),
+    "same image": Phone(UPGRADE, before=images("BV330-V10k_20210312.dfu")),
+    "other image": Phone(UPGRADE, before=images("BV220-V05k_20200101.dfu")),
+    "other file": Phone(UPGRADE, before=images("BV330-V20k_20220101.dfu.bak")),
+    # Sent to one of its loaders; the way to the other is closed.
+    "loader": Phone(("--with=cover", "--allow-loader", "--gtest_filter=*GoDload*"),
+                    faults("on AT%GOSTMDLOAD error")),
+    "wide panel": Phone(("--with=cover,panel", "--panel=96x40x7", "--gtest_filter=*TellsItsSize*"),
+                        ("--no-cover",),
+                        (("subdisplay", "--width", "96", "--height", "40", "--format", "7"), ("attach",))),
+    "no accessory": Phone(("--with=cover", "--gtest_filter=*PresenceTest*"),
+                          before=(("accessory", "absent"),)),
+    "failing lpwg": Phone(("--with=cover,nodes", "--gtest_filter=*PenTest*"),
+                          before=(("lpwg", "result", "5"),)),
+}
 
 
 def check_programs(build):
@@ -206,7 +156,7 @@ def build_service(build, commands, defect, work):
     if defect is not None:
         original = source_path(build, defect.source)
         copy = work / original.name
-        copy.write_text(apply(defect, original.read_text()))
+        copy.write_text(defects.apply(defect, original.read_text()))
         words = compile_command(build, commands, original)
         made = value_of(words, "-o")
         made_of_copy = work / (original.name + ".o")
@@ -242,20 +192,29 @@ def stop(emulator):
         emulator.wait()
 
 
-def run_suite(build, service, phone, work):
+def filter_of(tests):
+    """Options that keep the suite to these suites of tests, separated by colons; empty: to the phone's."""
+    return ["--gtest_filter=" + ":".join(f"*/{name}.*" for name in tests.split(":"))] if tests else []
+
+
+def run_suite(build, service, phone, tests, work):
     """Runs the suite against a service on an emulated phone. Gives its exit status and output."""
-    phone_options, suite_options = PHONES[phone]
+    surrounding = PHONES[phone]
     registry = work / "registry"
     registry.mkdir()
     environment = {**os.environ, "HIDL_SOCKET_DIR": str(registry)}
     with open(work / "log", "wb") as log:
         emulator = subprocess.Popen(
-            [build / "bin/bivista-emulator", "run", *phone_options, "--", service],
+            [build / "bin/bivista-emulator", "run", *surrounding.emulator, "--", service],
             env=environment, stdout=log, stderr=log)
     try:
         await_service(registry, emulator)
+        for words in surrounding.before:
+            subprocess.run([build / "bin/bivista-emulator", "ctl", *words], env=environment, check=True,
+                           stdout=subprocess.DEVNULL)
         suite = subprocess.run(
-            [ROOT / "vts/emulated.sh", build, *suite_options, "--patience=20", "--gtest_fail_fast"],
+            [ROOT / "vts/emulated.sh", build, *surrounding.suite, *filter_of(tests), "--patience=20",
+             "--gtest_fail_fast"],
             env=environment, capture_output=True, text=True, errors="replace", timeout=SUITE_TIMEOUT, check=False)
         return suite.returncode, suite.stdout
     finally:
@@ -270,13 +229,13 @@ def first_failure(output):
     return None
 
 
-def meet(build, commands, defect, phone):
+def meet(build, commands, defect, phone, tests):
     """How the suite meets a defect: whether it failed, and the first test that did."""
     with tempfile.TemporaryDirectory(prefix="bivista-mutate-") as folder:
         work = pathlib.Path(folder)
         service = build_service(build, commands, defect, work)
         try:
-            status, output = run_suite(build, service, phone, work)
+            status, output = run_suite(build, service, phone, tests, work)
         except subprocess.TimeoutExpired:
             return False, "the suite hung"
         found = status == 1 and first_failure(output) is not None
@@ -284,45 +243,67 @@ def meet(build, commands, defect, phone):
 
 
 def print_row(number, phone, name, met):
-    print(f"{number:>2}  {phone:<6} {name:<58} {met}", flush=True)
+    print(f"{number:>3}  {phone:<14} {name:<62} {met}", flush=True)
 
 
-def meet_all(build, commands, pairs):
-    """How the suite meets each pair of defect and phone, in their order."""
+def meet_all(build, commands, meetings):
+    """How the suite meets each defect on its phone with its tests, in their order."""
     pool = concurrent.futures.ThreadPoolExecutor(AT_ONCE)
     try:
-        yield from pool.map(lambda pair: meet(build, commands, *pair), pairs)
+        yield from pool.map(lambda meeting: meet(build, commands, *meeting), meetings)
     finally:
         pool.shutdown(cancel_futures=True)
 
 
-def check_unchanged(build, commands):
-    """The unchanged service passes on every phone; else what fails tells nothing."""
-    for phone, (failed, met) in zip(PHONES, meet_all(build, commands, [(None, phone) for phone in PHONES])):
+def check_unchanged(build, commands, seeded):
+    """The unchanged service passes on every phone, and with the tests that a defect is met with alone."""
+    meetings = sorted({(phone, "") for phone in PHONES}
+                      | {(defect.phone, defect.tests) for defect in seeded})
+    results = meet_all(build, commands, [(None, *meeting) for meeting in meetings])
+    for (phone, tests), (failed, met) in zip(meetings, results):
         if failed or met != "exit status 0":
-            raise Useless(f"the unchanged service fails on the phone '{phone}': {met}")
-        print_row("-", phone, "none", "passes")
+            raise Useless(f"the unchanged service fails on the phone '{phone}', {tests or 'all tests'}: {met}")
+        if not tests:
+            print_row("-", phone, "none", "passes")
 
 
 def chosen(names):
-    unknown = set(names) - {defect.name for defect in DEFECTS}
+    unknown = set(names) - {defect.name for defect in defects.ALL}
     if unknown:
         raise Useless(f"no such defect: {', '.join(sorted(unknown))}")
-    return [defect for defect in DEFECTS if not names or defect.name in names]
+    return [defect for defect in defects.ALL if not names or defect.name in names]
 
 
-def seed(build, defects):
-    """Prints how the suite meets each defect. Gives the number of those that it misses."""
+def judge(defect, found, met):
+    """Whether a defect was met as its table says, and what to print of it."""
+    if defect.reason:
+        passed = met == "exit status 0"
+        return passed, "hidden, see below" if passed else f"NOT HIDDEN: {met}"
+    return found, met if found else f"MISSED: {met}"
+
+
+def seed(build, seeded):
+    """Prints how the suite meets each defect. Gives those that are met otherwise than their table says."""
     check_programs(build)
     commands = commands_of(build)
     print_row("#", "phone", "defect", "found by")
-    check_unchanged(build, commands)
-    missed = 0
-    results = meet_all(build, commands, [(defect, defect.phone) for defect in defects])
-    for number, (defect, (found, met)) in enumerate(zip(defects, results), 1):
-        print_row(number, defect.phone, defect.name, met if found else f"MISSED: {met}")
-        missed += not found
-    return missed
+    check_unchanged(build, commands, seeded)
+    wrong = []
+    results = meet_all(build, commands, [(defect, defect.phone, defect.tests) for defect in seeded])
+    for number, (defect, met) in enumerate(zip(seeded, results), 1):
+        right, text = judge(defect, *met)
+        print_row(number, defect.phone, defect.name, text)
+        if not right:
+            wrong.append(defect)
+    return wrong
+
+
+def print_hidden(seeded):
+    hidden = [defect for defect in seeded if defect.reason]
+    if hidden:
+        print("\nNo suite that has the interface alone can find:")
+    for defect in hidden:
+        print(f"  {defect.name}: {defect.reason}")
 
 
 def main(arguments):
@@ -330,16 +311,20 @@ def main(arguments):
     arguments = [word for word in arguments if word != "--list"]
     build = (pathlib.Path(arguments[0]) if arguments else ROOT / "build/release").resolve()
     try:
-        defects = chosen(arguments[1:])
+        seeded = chosen(arguments[1:])
         if list_only:
-            print(*(defect.name for defect in defects), sep="\n")
+            print(*(defect.name for defect in seeded if not defect.reason), sep="\n")
+            print_hidden(seeded)
             return 0
-        missed = seed(build, defects)
+        wrong = seed(build, seeded)
     except Useless as error:
         print(f"error: {error}", file=sys.stderr)
         return 2
-    print(f"{len(defects) - missed} of {len(defects)} defects found")
-    return 1 if missed else 0
+    print_hidden(seeded)
+    shown = [defect for defect in seeded if not defect.reason]
+    missed = [defect for defect in wrong if not defect.reason]
+    print(f"\n{len(shown) - len(missed)} of {len(shown)} defects found")
+    return 1 if wrong else 0
 
 
 if __name__ == "__main__":

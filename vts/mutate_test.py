@@ -1,50 +1,44 @@
-"""Tests of mutate.py: what it does to texts and command lines, and that each defect fits its source."""
+"""Tests of mutate.py: what it makes of its arguments, of command lines and of the suite's output."""
 import contextlib
 import io
 import pathlib
 import tempfile
 import unittest
 
+import defects
 import mutate
 
 
-class ChangeTest(unittest.TestCase):
-    def test_replaces_at_one_place(self):
-        self.assertEqual(mutate.replace("b", "x")("abc"), "axc")
+class ChoiceTest(unittest.TestCase):
+    def test_is_of_all_defects_without_names(self):
+        self.assertEqual(mutate.chosen([]), defects.ALL)
 
-    def test_does_not_replace_what_is_absent_or_ambiguous(self):
-        for text in ("ac", "abcb"):
-            with self.assertRaises(mutate.Useless):
-                mutate.replace("b", "x")(text)
-
-    def test_swaps_two_parts(self):
-        self.assertEqual(mutate.swap("case 1:", "case 22:")("case 1: a case 22: b"),
-                         "case 22: a case 1: b")
-
-    def test_does_not_swap_what_is_absent_or_ambiguous(self):
-        for text in ("case 1:", "case 1: case 1: case 2:"):
-            with self.assertRaises(mutate.Useless):
-                mutate.swap("case 1:", "case 2:")(text)
-
-
-class DefectTest(unittest.TestCase):
-    def test_there_are_at_least_ten_with_names_of_their_own(self):
-        self.assertGreaterEqual(len(mutate.DEFECTS), 10)
-        self.assertEqual(len({defect.name for defect in mutate.DEFECTS}), len(mutate.DEFECTS))
-
-    def test_each_changes_its_source(self):
-        for defect in mutate.DEFECTS:
-            if defect.source == mutate.INTERFACE:
-                continue  # made by the build
-            text = (mutate.ROOT / defect.source).read_text()
-            self.assertNotEqual(mutate.apply(defect, text), text, defect.name)
-
-    def test_each_meets_a_phone_that_there_is(self):
-        self.assertEqual({defect.phone for defect in mutate.DEFECTS}, set(mutate.PHONES))
-
-    def test_unknown_ones_are_refused(self):
+    def test_of_an_unknown_one_is_refused(self):
         with self.assertRaises(mutate.Useless):
             mutate.chosen(["no such defect"])
+
+
+class JudgementTest(unittest.TestCase):
+    seeded = defects.DEFECTS[0]
+    hidden = defects.HIDDEN[0]
+
+    def test_a_defect_must_be_found(self):
+        self.assertEqual(mutate.judge(self.seeded, True, "PenTest.A"), (True, "PenTest.A"))
+        self.assertEqual(mutate.judge(self.seeded, False, "exit status 0"), (False, "MISSED: exit status 0"))
+
+    def test_a_hidden_one_must_pass(self):
+        self.assertEqual(mutate.judge(self.hidden, False, "exit status 0"), (True, "hidden, see below"))
+        self.assertEqual(mutate.judge(self.hidden, True, "PenTest.A"), (False, "NOT HIDDEN: PenTest.A"))
+        self.assertEqual(mutate.judge(self.hidden, False, "the suite hung"),
+                         (False, "NOT HIDDEN: the suite hung"))
+
+
+class FilterTest(unittest.TestCase):
+    def test_names_suites_of_any_instance(self):
+        self.assertEqual(mutate.filter_of("PenTest:TouchTest"), ["--gtest_filter=*/PenTest.*:*/TouchTest.*"])
+
+    def test_leaves_the_phone_its_own(self):
+        self.assertEqual(mutate.filter_of(""), [])
 
 
 class ListTest(unittest.TestCase):
@@ -55,8 +49,15 @@ class ListTest(unittest.TestCase):
         return status, output.getvalue().splitlines()
 
     def test_names_the_defects_and_seeds_none(self):
-        self.assertEqual(self.listed(), (0, [defect.name for defect in mutate.DEFECTS]))
+        status, lines = self.listed()
+        names = [defect.name for defect in defects.DEFECTS]
+        self.assertEqual((status, lines[:len(names)]), (0, names))
         self.assertEqual(self.listed("/nowhere", "presence inverted"), (0, ["presence inverted"]))
+
+    def test_tells_of_each_hidden_one_why(self):
+        hidden = defects.HIDDEN[0]
+        _, lines = self.listed("/nowhere", hidden.name)
+        self.assertEqual(lines[-1], f"  {hidden.name}: {hidden.reason}")
 
     def test_an_unknown_one_is_refused(self):
         self.assertEqual(self.listed("build/release", "no such defect"), (2, []))
