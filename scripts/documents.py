@@ -36,7 +36,7 @@ PROGRAMS = {"host": ("host",), "phone": ("phone", "host"), "package": ("package"
 # What the reader brings.
 FRAME, FRAME_BYTES = "frame.bin", 4 * 256 * 64
 MADE = ("panel.png", "host.prop")
-READERS = re.compile("|".join(re.escape(name) for name in (*PICTURES, FRAME, *MADE)))
+READERS = re.compile("|".join(re.escape(name) for name in (FRAME, *MADE)))
 USES_PHONE = re.compile(r"\b(?:bivista-emulator|bivistactl|bivista-vts|emulated\.sh|adb)\b")
 
 

@@ -115,5 +115,5 @@ TEST_F(ManPageTest, TheSuitesHasEveryOptionOfItsOwn) {
         expectIn(page, "\n       " + line.substr(2, line.find(' ', 2) - 2) + "\n");
         ++options;
     }
-    EXPECT_EQ(9u, options);
+    EXPECT_EQ(11u, options);
 }

@@ -27,6 +27,11 @@ int printVersion() {
     return 0;
 }
 
+int runTests() {
+    bivista_vts::keepSettings();
+    return RUN_ALL_TESTS();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -34,6 +39,6 @@ int main(int argc, char** argv) {
     if (isOutputClosed()) return complainOfOutput();
     testing::InitGoogleTest(&argc, argv);
     if (!bivista_vts::parseOptions(argc, argv)) return kUsageStatus;
-    bivista_vts::keepSettings();
-    return RUN_ALL_TESTS();
+    const int result = bivista_vts::options().version ? printVersion() : runTests();
+    return fflush(stdout) == 0 && ferror(stdout) == 0 ? result : complainOfOutput();
 }

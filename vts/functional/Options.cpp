@@ -18,6 +18,7 @@ constexpr char kUsage[] =
         "  --patience=SECONDS         when a wait is in vain; default: 60\n"
         "  --panel=WIDTHxHEIGHTxFORMAT\n"
         "                             what the sub display says of itself; default: anything\n"
+        "  --version                  the suite's version, and nothing else\n"
         "Shell commands, for what the interface cannot provoke:\n"
         "  --attach-command=COMMAND   puts the cover on\n"
         "  --detach-command=COMMAND   takes it off; both: plugging\n"
