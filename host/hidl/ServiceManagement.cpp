@@ -31,7 +31,7 @@ namespace details {
 namespace {
 
 // What this process serves, by "descriptor/instance": found without leaving the process. The lock
-// is held until a name is in the directory and here: a look-up in between would find a proxy.
+// is held until a name is in the directory and here.
 struct OwnServices {
     Mutex mutex;
     std::map<std::string, sp<IBinder>> objects GUARDED_BY(mutex);
@@ -40,6 +40,13 @@ struct OwnServices {
 OwnServices& ownServices() {
     static auto* const services = new OwnServices;
     return *services;
+}
+
+sp<IBinder> findOwn(const std::string& name) {
+    OwnServices& own = ownServices();
+    AutoMutex lock(own.mutex);
+    const auto found = own.objects.find(name);
+    return found != own.objects.end() ? found->second : nullptr;
 }
 
 std::vector<std::string> servedDescriptors(const sp<IBase>& service) {
@@ -96,13 +103,12 @@ status_t undeclareServiceInternal(const sp<IBase>& service, const std::string& n
 }
 
 sp<IBinder> findService(const std::string& descriptor, const std::string& instance) {
-    {
-        OwnServices& own = ownServices();
-        AutoMutex lock(own.mutex);
-        auto it = own.objects.find(descriptor + "/" + instance);
-        if (it != own.objects.end()) return it->second;
-    }
-    return transport::find(descriptor, instance);
+    const std::string name = descriptor + "/" + instance;
+    if (sp<IBinder> object = findOwn(name); object != nullptr) return object;
+    const sp<IBinder> found = transport::find(descriptor, instance);
+    // It may be our own, published since: a proxy of that must not get out.
+    const sp<IBinder> published = found != nullptr ? findOwn(name) : nullptr;
+    return published != nullptr ? published : found;
 }
 
 sp<IBinder> awaitService(const std::string& descriptor, const std::string& instance) {
