@@ -145,10 +145,11 @@ uint64_t secondsSince(uint64_t micros) {
 }
 
 DumpRow describeOrder() {
+    DumpRow row;
+    row.number("orders", sStatistics.orders.load());
     const auto order = sStatistics.lastOrder.take(false);
-    if (!order) return DumpRow().unknown("order").unknown("status").unknown("secondsAgo");
-    return DumpRow()
-            .text("order", order->what.name)
+    if (!order) return row.unknown("order").unknown("status").unknown("secondsAgo");
+    return row.text("order", order->what.name)
             .text("status", order->what.accepted ? "OK" : "FAIL")
             .number("secondsAgo", secondsSince(order->micros));
 }

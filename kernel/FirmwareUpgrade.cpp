@@ -24,7 +24,10 @@ constexpr char kPowerNode[] = "/sys/class/bivista/bv2/bv2_pd";
 
 Status control(const Order& order) {
     const bool accepted = Bivista::writeInt32(sUpgradeControl, order.value) == 0;
-    if (!UpgradeOrderPause::isPaused()) sStatistics.lastOrder.keep({order.name, accepted});
+    if (!UpgradeOrderPause::isPaused()) {
+        sStatistics.lastOrder.keep({order.name, accepted});
+        ++sStatistics.orders;
+    }
     return accepted ? Status::OK : Status::FAIL;
 }
 

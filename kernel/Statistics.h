@@ -149,8 +149,9 @@ struct Statistics {
     std::atomic<uint64_t> recoveries = 0;
     // Of the commands that were refused or failed.
     Latest<CommandFailure> lastFailure;
-    // No counter: a reset leaves it.
+    // A reset leaves both: whoever compares two dumps can tell that an order came in between.
     Latest<UpgradeOrder> lastOrder;
+    std::atomic<uint64_t> orders = 0;
     // Frames that clients drew; of those, the ones that the panel took and the ones it never got:
     // replaced by a newer one, freed unsent, given up. The rest waits or is being sent.
     std::atomic<uint64_t> framesDrawn = 0;

@@ -26,7 +26,6 @@ namespace {
 
 using ::android::sp;
 using std::chrono::seconds;
-using std::chrono::steady_clock;
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr const char* kHelp = R"(
@@ -80,26 +79,26 @@ struct Check {
     std::optional<Dump> dump;
 };
 
-// Which upgrade the service ordered, if any, during a check that it answered with FAIL. `elapsed`
-// is the time from before the check until after the dump.
-Outcome outcomeOf(const Dump& dump, steady_clock::duration elapsed) {
-    constexpr DumpMember kOrder = {"upgrade", "order"};
-    if (!dump.has(kOrder)) return Outcome::UNKNOWN;
-    const std::optional<int64_t> age = dump.number({"upgrade", "secondsAgo"});
-    // The service tells whole seconds: an order from right before the check may count as its own.
-    if (!age || *age > std::chrono::floor<seconds>(elapsed).count()) return Outcome::NOT_ORDERED;
+// Which upgrade the service ordered, if any, during a check that it answered with FAIL: the dumps
+// are of before and after the check.
+Outcome outcomeOf(const Dump& before, const Dump& after) {
+    constexpr DumpMember kOrders = {"upgrade", "orders"};
+    const std::optional<int64_t> first = before.number(kOrders);
+    const std::optional<int64_t> last = after.number(kOrders);
+    if (!first || !last) return Outcome::UNKNOWN;
+    if (*first == *last) return Outcome::NOT_ORDERED;
     // Another one came since, such as a cancel.
-    if (dump.text(kOrder) != "UPGRADE") return Outcome::UNKNOWN;
-    return dump.text({"upgrade", "status"}) == "OK" ? Outcome::STARTED : Outcome::REFUSED;
+    if (after.text({"upgrade", "order"}) != "UPGRADE") return Outcome::UNKNOWN;
+    return after.text({"upgrade", "status"}) == "OK" ? Outcome::STARTED : Outcome::REFUSED;
 }
 
 Check checkAndExplain(const sp<BivistaV1_0>& service, const std::string& version) {
     Check check = {version, "", Status::FAIL, Outcome::CURRENT, {}};
-    const auto begin = steady_clock::now();
+    const Dump before = Dump::of(service);
     check.answered = ask(service, "checkFirmwareVersion").status.value();
     if (check.answered != Status::OK) {
         check.dump = Dump::of(service);
-        check.outcome = outcomeOf(*check.dump, steady_clock::now() - begin);
+        check.outcome = outcomeOf(before, *check.dump);
     }
     const TextAnswer image = askForText(service, "getFirmwareFile");
     if (image.status != Status::OK) throw Failure(EXIT_ANSWERED_FAIL, kRefused);

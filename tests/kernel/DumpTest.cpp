@@ -60,7 +60,8 @@ class DumpTest : public ServiceTest {
         return nullptr;
     }
     static std::string orderOf(const nlohmann::json& dump) {
-        return dump["upgrade"]["order"].get<std::string>() + " " +
+        return std::to_string(dump["upgrade"]["orders"].get<int>()) + " " +
+               dump["upgrade"]["order"].get<std::string>() + " " +
                dump["upgrade"]["status"].get<std::string>();
     }
     static std::string failureOf(const nlohmann::json& dump) {
@@ -75,8 +76,10 @@ TEST_F(DumpTest, TellsOfAPhoneWithoutACover) {
     EXPECT_EQ(dump["usb"],
               nlohmann::json(
                       {{"attached", false}, {"loader", false}, {"watched", true}, {"votes", 0}}));
-    EXPECT_EQ(dump["upgrade"],
-              nlohmann::json({{"order", nullptr}, {"status", nullptr}, {"secondsAgo", nullptr}}));
+    EXPECT_EQ(dump["upgrade"], nlohmann::json({{"orders", 0},
+                                               {"order", nullptr},
+                                               {"status", nullptr},
+                                               {"secondsAgo", nullptr}}));
     EXPECT_EQ(dump["serial"], nlohmann::json({{"attached", false},
                                               {"path", ""},
                                               {"logAsked", false},
@@ -169,15 +172,15 @@ TEST_F(DumpTest, TellsOfALoader) {
 TEST_F(DumpTest, TellsTheLastUpgradeOrder) {
     start();
     service->doFirmwareUpgrade();
-    EXPECT_EQ(orderOf(dumpJson()), "UPGRADE OK");
+    EXPECT_EQ(orderOf(dumpJson()), "1 UPGRADE OK");
     service->cancelFirmwareUpgrade();
-    EXPECT_EQ(orderOf(dumpJson()), "CANCEL OK");
+    EXPECT_EQ(orderOf(dumpJson()), "2 CANCEL OK");
     service->doRecoveryUpgrade();
-    EXPECT_EQ(orderOf(dumpJson()), "RECOVERY OK");
+    EXPECT_EQ(orderOf(dumpJson()), "3 RECOVERY OK");
     phone.removeNode(phone::kFirmwareWrite);
     service->doFirmwareUpgrade();
-    EXPECT_EQ(orderOf(nlohmann::json::parse(dump({"--json", "--reset"}))), "UPGRADE FAIL");
-    EXPECT_EQ(orderOf(dumpJson()), "UPGRADE FAIL") << "that is no counter";
+    EXPECT_EQ(orderOf(nlohmann::json::parse(dump({"--json", "--reset"}))), "4 UPGRADE FAIL");
+    EXPECT_EQ(orderOf(dumpJson()), "4 UPGRADE FAIL") << "a reset leaves it";
     EXPECT_GE(dumpJson()["upgrade"]["secondsAgo"], 0);
 }
 
@@ -187,9 +190,9 @@ TEST_F(DumpTest, KeepsTheOrderWhenADetachCancels) {
     service->doFirmwareUpgrade();
     detach();
     EXPECT_THAT(nodeWrites(first), Contains("virtual_mcu_firmware_write=0"));
-    EXPECT_EQ(orderOf(dumpJson()), "UPGRADE OK");
+    EXPECT_EQ(orderOf(dumpJson()), "1 UPGRADE OK");
     service->cancelFirmwareUpgrade();
-    EXPECT_EQ(orderOf(dumpJson()), "CANCEL OK") << "a client's is an order";
+    EXPECT_EQ(orderOf(dumpJson()), "2 CANCEL OK") << "a client's is an order";
 }
 
 TEST_F(DumpTest, TellsTheLastCommandThatFailed) {

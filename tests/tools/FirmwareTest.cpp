@@ -36,15 +36,14 @@ struct Dump {
     bool broughtUp = true;
     bool loader = false;
     int attachments = 1;
+    int orders = 1;
     Json order = "UPGRADE";
     Json status = "OK";
-    Json secondsAgo = 0;
 
     std::string text() const {
         return Json({{"usb", {{"attached", usb}, {"loader", loader}}},
                      {"serial", {{"attached", serial}, {"logAsked", broughtUp}}},
-                     {"upgrade",
-                      {{"order", order}, {"status", status}, {"secondsAgo", secondsAgo}}},
+                     {"upgrade", {{"orders", orders}, {"order", order}, {"status", status}}},
                      {"commands",
                       {{{"name", "AT%SWV"}, {"count", 9}},
                        {{"name", "ATE0"}, {"count", attachments}}}}})
@@ -53,10 +52,11 @@ struct Dump {
     }
 };
 
-Dump ordered(const Json& order, const Json& status, const Json& secondsAgo) {
-    return {.order = order, .status = status, .secondsAgo = secondsAgo};
+Dump ordered(int orders, const Json& order, const Json& status) {
+    return {.orders = orders, .order = order, .status = status};
 }
 
+const Dump kBefore = ordered(0, nullptr, nullptr);
 const Dump kHere;
 const Dump kGone = {.usb = false, .serial = false, .broughtUp = false};
 const Dump kInLoader = {.usb = false, .serial = false, .broughtUp = false, .loader = true};
@@ -78,11 +78,12 @@ class FirmwareCheckTest : public CliTest {
         options.insert(options.end(), more.begin(), more.end());
         givenService(options);
     }
-    // The check is answered with FAIL, and then the dump is this one.
-    void givenFail(const std::string& version, const std::string& image, const std::string& dump,
-                   const std::vector<std::string>& more = {}) {
+    // Two checks are answered with FAIL; the dumps are those of before and after each.
+    void givenFail(const std::string& version, const std::string& image, const std::string& after,
+                   const std::vector<std::string>& more = {},
+                   const std::string& before = kBefore.text()) {
         std::vector<std::string> options = {"--fail-in", "checkFirmwareVersion", "--text-in",
-                                            "debug", hex(dump)};
+                                            "debug", hexOf({before, after, before, after})};
         options.insert(options.end(), more.begin(), more.end());
         given({version}, image, options);
     }
@@ -95,7 +96,7 @@ class FirmwareWaitTest : public FirmwareCheckTest {
   protected:
     void givenUpgrade(std::vector<Dump> looks, const std::vector<std::string>& versions,
                       const std::vector<std::string>& more = {}) {
-        std::vector<std::string> dumps = {kHere.text()};
+        std::vector<std::string> dumps = {kBefore.text(), kHere.text()};
         for (const Dump& look : looks) dumps.push_back(look.text());
         std::vector<std::string> options = {"--fail-in", "checkFirmwareVersion", "--text-in",
                                             "debug", hexOf(dumps)};
@@ -201,7 +202,8 @@ TEST_F(FirmwareTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
 TEST_F(FirmwareCheckTest, AsksForTheVersionBeforeAnUpgradeCanTakeTheCoverAway) {
     given({"LINE-2_a"}, "LINE-2_b.dfu");
     check();
-    for (const char* method : {"getFirmwareVersion", "checkFirmwareVersion", "getFirmwareFile"}) {
+    for (const char* method :
+         {"getFirmwareVersion", "debug", "checkFirmwareVersion", "getFirmwareFile"}) {
         EXPECT_EQ(method, nextCall()["method"]);
     }
 }
@@ -238,10 +240,9 @@ TEST_F(FirmwareCheckTest, AnUpgradeThatWasStartedIsASuccess) {
 }
 
 TEST_F(FirmwareCheckTest, WithoutAnOrderOfItsOwnACheckHasFailed) {
-    for (const Dump& dump : {ordered(nullptr, nullptr, nullptr), ordered("UPGRADE", "OK", 86400),
-                             ordered("CANCEL", "OK", 86400)}) {
+    for (const Dump& dump : {kBefore, ordered(1, "UPGRADE", "OK"), ordered(7, "CANCEL", "OK")}) {
         for (const char* image : {"LINE-3_b.dfu", "OTHER-3_b.dfu"}) {
-            givenFail("LINE-2_a", image, dump.text());
+            givenFail("LINE-2_a", image, dump.text(), {}, dump.text());
             Result result = check();
             EXPECT_EQ(1, result.code);
             EXPECT_EQ(std::string("cover         LINE-2_a\nimage         ") + image + "\n",
@@ -255,7 +256,7 @@ TEST_F(FirmwareCheckTest, WithoutAnOrderOfItsOwnACheckHasFailed) {
 }
 
 TEST_F(FirmwareCheckTest, AnOrderThatTheKernelDidNotTakeIsAFailure) {
-    givenFail("LINE-2_a", "LINE-3_b.dfu", ordered("UPGRADE", "FAIL", 0).text());
+    givenFail("LINE-2_a", "LINE-3_b.dfu", ordered(1, "UPGRADE", "FAIL").text());
     Result result = check();
     EXPECT_EQ(1, result.code);
     EXPECT_EQ(
@@ -268,8 +269,8 @@ TEST_F(FirmwareCheckTest, AnOrderThatTheKernelDidNotTakeIsAFailure) {
 TEST_F(FirmwareCheckTest, WhatCannotBeToldIsAFailureThatSaysSo) {
     for (const std::string& dump :
          {std::string(), std::string("no JSON"), std::string("{}"), std::string("[1]"),
-          std::string(R"({"upgrade":{}})"), ordered("CANCEL", "OK", 0).text(),
-          ordered("RECOVERY", "OK", 0).text()}) {
+          std::string(R"({"upgrade":{"order":"UPGRADE","status":"OK"}})"),
+          ordered(2, "CANCEL", "OK").text(), ordered(1, "RECOVERY", "OK").text()}) {
         givenFail("LINE-2_a", "LINE-3_b.dfu", dump);
         Result result = check();
         EXPECT_EQ(1, result.code) << dump;
@@ -281,7 +282,7 @@ TEST_F(FirmwareCheckTest, WhatCannotBeToldIsAFailureThatSaysSo) {
 }
 
 TEST_F(FirmwareCheckTest, WithoutAnyImageItMeansFailed) {
-    givenFail("LINE-2_a", "", ordered(nullptr, nullptr, nullptr).text());
+    givenFail("LINE-2_a", "", kBefore.text());
     Result result = check();
     EXPECT_EQ(1, result.code);
     EXPECT_EQ("cover         LINE-2_a\nimage         none\n", result.output);
@@ -390,8 +391,8 @@ TEST_F(FirmwareWaitTest, ACoverThatWasGoneBetweenTwoLooksIsBack) {
 }
 
 TEST_F(FirmwareWaitTest, ADumpThatDoesNotTellIsNoPhase) {
-    const std::vector<std::string> dumps = {kHere.text(), "", "text", R"({"usb":{}})",
-                                            kBack.text()};
+    const std::vector<std::string> dumps = {kBefore.text(), kHere.text(),    "",
+                                            "text",         R"({"usb":{}})", kBack.text()};
     given({"LINE-2_a", "LINE-3_b"}, "LINE-3_b.dfu",
           {"--fail-in", "checkFirmwareVersion", "--text-in", "debug", hexOf(dumps)});
     EXPECT_THAT(phases(wait({"--json"})), ElementsAre("started", "cover back, LINE-3_b"));
@@ -414,8 +415,8 @@ TEST_F(FirmwareWaitTest, ACoverIsAskedOnceItHasBeenBroughtUpAgain) {
     EXPECT_EQ(0, wait().code);
     EXPECT_EQ("getFirmwareVersion", nextCall()["method"]);
     EXPECT_THAT(callsUntil("getFirmwareVersion"),
-                ElementsAre("checkFirmwareVersion", "debug", "getFirmwareFile", "debug", "debug",
-                            "debug", "debug", "debug", "getFirmwareVersion"));
+                ElementsAre("debug", "checkFirmwareVersion", "debug", "getFirmwareFile", "debug",
+                            "debug", "debug", "debug", "debug", "getFirmwareVersion"));
 }
 
 TEST_F(FirmwareWaitTest, ACoverThatLeavesAgainIsAskedAgain) {
@@ -474,7 +475,7 @@ TEST_F(FirmwareWaitTest, ForACoverThatIsCurrentNothingIsWaitedFor) {
 }
 
 TEST_F(FirmwareWaitTest, ForACheckThatFailedNothingIsWaitedFor) {
-    for (const Dump& dump : {ordered(nullptr, nullptr, nullptr), ordered("CANCEL", "OK", 0)}) {
+    for (const Dump& dump : {kBefore, ordered(1, "CANCEL", "OK")}) {
         givenFail("LINE-2_a", "LINE-3_b.dfu", dump.text());
         Result result = wait({"--json"});
         EXPECT_EQ(1, result.code);
