@@ -48,7 +48,8 @@ back with the version that it had. It waits for 300 seconds, which should do for
 upgrade, unless --timeout says otherwise. Ctrl-C ends the wait, not the upgrade.
 
 --json has the image null where there is none; "started" is null where nobody can tell. With
---wait it is printed at the end, with the phases. Where nothing was checked it prints nothing.
+--wait it is printed at the end, with the phases, also when the service dies. Where nothing
+was checked it prints nothing.
 
 Examples:
   bivistactl firmware check
@@ -197,12 +198,20 @@ int run(const Options& options) {
     const Check check = checkAndExplain(service, version.text);
     Json object = describe(check);
     if (options.wait) object["phases"] = Json::array();
+    const auto printObject = [&] {
+        if (options.json) printOrFail(toLine(object) + "\n");
+    };
     if (!options.json) printOrFail(inWords(check));
     int code = reportOutcome(check.outcome);
     if (options.wait && check.outcome == Outcome::STARTED) {
-        code = follow(service, check, options, &object);
+        try {
+            code = follow(service, check, options, &object);
+        } catch (const Failure&) {
+            printObject();
+            throw;
+        }
     }
-    if (options.json) printOrFail(toLine(object) + "\n");
+    printObject();
     return code;
 }
 

@@ -509,6 +509,18 @@ TEST_F(FirmwareWaitTest, AServiceThatDiesMeanwhileEndsWithThree) {
     EXPECT_THAT(errors(), HasSubstr("the service died"));
 }
 
+TEST_F(FirmwareWaitTest, AsJsonItTellsWhatWasSeenOfAServiceThatDied) {
+    givenUpgrade({kGone}, {"LINE-2_a"});
+    auto waiting = start({"firmware", "check", "--wait", "--json"});
+    callsUntil("getFirmwareFile");
+    for (int look = 0; look < 2; ++look) EXPECT_EQ("debug", nextCall()["method"]);
+    killService();
+    const Result result = {.code = waiting->wait(), .output = waiting->rest()};
+    EXPECT_EQ(3, result.code);
+    EXPECT_THAT(phases(result), ElementsAre("started", "cover gone"));
+    EXPECT_EQ(true, Json::parse(result.output)["started"]);
+}
+
 TEST_F(FirmwareWaitTest, TheVersionIsSpelled) {
     givenUpgrade({kGone, kBack}, {"LINE-2_a", "LINE-3\x1b[2J"});
     EXPECT_THAT(wait().output, EndsWith(" s, LINE-3<ESC>[2J\n"));
