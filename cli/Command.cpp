@@ -100,6 +100,28 @@ bool complainOfUnknownWord(const CLI::App& program, int argc, char** argv) {
     return true;
 }
 
+// The last command that the command line has.
+const CLI::App* lastOf(const CLI::App* program) {
+    const std::vector<CLI::App*> below = program->get_subcommands();
+    return below.empty() ? program : lastOf(below.back());
+}
+
+// Tells what is wrong with the command line, and where help is.
+void complainOf(const CLI::ParseError& error, const CLI::App& program, int argc, char** argv) {
+    if (complainOfUnknownWord(program, argc, argv)) return;
+    const CLI::App* command = lastOf(&program);
+    std::string wrong = error.what();
+    const std::vector<const CLI::App*> below = command->get_subcommands(isAny);
+    if (!below.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        wrong = "a command is missing after \"" + pathOf(command) + "\":";
+        for (const CLI::App* each : below) {
+            wrong += " " + each->get_name() + (each == below.back() ? "" : ",");
+        }
+    }
+    if (!wrong.ends_with('.')) wrong += ".";
+    complain(program.get_name(), wrong + " \"" + pathOf(command) + " --help\" tells more.");
+}
+
 }  // namespace
 
 Option& Option::required() {
@@ -254,7 +276,7 @@ int Command::run(int argc, char** argv, int wrongUsage) {
     } catch (const CLI::CallForVersion& version) {
         printOrFail(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        if (!complainOfUnknownWord(*mApp, argc, argv)) mApp->exit(error);
+        complainOf(error, *mApp, argc, argv);
         return wrongUsage;
     }
     return 0;

@@ -79,7 +79,7 @@ TEST_F(AtTest, ATextThatTheServiceOrTheCoverWouldMisunderstandIsWrongUsage) {
     const std::string asItIs =
             "; \"bivistactl call sendAtCommand TEXT null\" sends a text as it is";
     for (const std::string text : {"", "A", "HELLO", " AT", "T%SWV"}) {
-        expectWrongUsage({{"at", text}, "CMD: an AT command begins with AT" + asItIs + "\n"});
+        expectWrongUsage({{"at", text}, "CMD: an AT command begins with AT" + asItIs + ". "});
         expectWrongUsage({{"at", "--json", text}, "CMD: an AT command begins with AT"});
     }
     for (const std::string text : {"AT\r", "AT%SWV\rAT%SWV", "AT\n", "\rAT"}) {
@@ -87,7 +87,7 @@ TEST_F(AtTest, ATextThatTheServiceOrTheCoverWouldMisunderstandIsWrongUsage) {
             expectWrongUsage({{"at", text},
                               "CMD: a carriage return or line feed inside makes two commands of "
                               "one" + asItIs +
-                                      "\n"});
+                                      ". "});
         }
         EXPECT_EQ(2, run({"at", text}).code);
     }

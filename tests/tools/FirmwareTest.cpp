@@ -187,7 +187,7 @@ TEST_F(FirmwareTest, WithoutAServiceItEndsWithThree) {
 
 TEST_F(FirmwareTest, WrongArgumentsAreRefusedBeforeAnyServiceIsAsked) {
     const Mistake mistakes[] = {
-            {{"firmware"}, "subcommand is required"},
+            {{"firmware"}, "a command is missing after \"bivistactl firmware\": version, check, "},
             {{"firmware", "flash"}, "there is no command \"flash\""},
             {{"firmware", "upgrade", "LINE-2.dfu"}, "not expected: LINE-2.dfu"},
             {{"firmware", "check", "LINE-2.dfu"}, "not expected: LINE-2.dfu"},
