@@ -56,7 +56,7 @@ std::vector<std::string> names() {
     return names;
 }
 
-// Before the call, since nothing can be said behind it: every other method returns.
+// Before the call, since nothing can be said after it: every other method returns.
 void warnOfTheLastCall() {
     remark("setLpwgCallback null does not return when a callback is registered: the service's "
            "uevent worker stops the USB monitoring for good, the service waits for it for ever, "

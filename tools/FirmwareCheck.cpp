@@ -57,8 +57,8 @@ Examples:
   bivistactl firmware check --wait --json)";
 
 constexpr char kNotChecked[] =
-        "nothing was checked: no cover is attached, it does not answer, or it rejected the "
-        "question for its version. The service's log tells which.";
+        "nothing was checked: no cover is attached, it does not answer, its port hung up, or it "
+        "rejected the question for its version. The service's log tells which.";
 constexpr char kNotStarted[] =
         "the check failed, and no upgrade was started: the phone has only images of other hardware "
         "lines, they cannot be listed, or the cover did not answer. The service's log tells which.";
@@ -194,7 +194,10 @@ int run(const Options& options) {
     const auto service = findService();
     // Asked first: an upgrade takes the cover away.
     const TextAnswer version = askForText(service, "getFirmwareVersion");
-    if (version.status != Status::OK) return reportStatus(version.status, kNotChecked);
+    // The text is empty when the cover hung up.
+    if (version.status != Status::OK || version.text.empty()) {
+        return reportStatus(Status::FAIL, kNotChecked);
+    }
     const Check check = checkAndExplain(service, version.text);
     Json object = describe(check);
     if (options.wait) object["phases"] = Json::array();

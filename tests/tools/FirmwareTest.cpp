@@ -300,6 +300,17 @@ TEST_F(FirmwareCheckTest, ACoverWithoutVersionIsNotChecked) {
     EXPECT_EQ("getBV2Connect", nextCall()["method"]);
 }
 
+TEST_F(FirmwareCheckTest, ACoverThatHangsUpIsNotChecked) {
+    given({""}, "LINE-3_b.dfu");
+    Result result = check();
+    EXPECT_EQ(1, result.code);
+    EXPECT_EQ("", result.output);
+    EXPECT_THAT(result.errors, HasSubstr("its port hung up"));
+    EXPECT_EQ("getFirmwareVersion", nextCall()["method"]);
+    run({"call", "getBV2Connect"});
+    EXPECT_EQ("getBV2Connect", nextCall()["method"]);
+}
+
 TEST_F(FirmwareCheckTest, NamesAreSpelledAndKeepTheirRow) {
     given({"LINE-2\nx\x1b"}, "LINE-2\x07.dfu");
     EXPECT_EQ(
