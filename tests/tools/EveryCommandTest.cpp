@@ -13,6 +13,7 @@
 #include "tests/tools/picture/PngFile.h"
 
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 namespace {
 
@@ -137,7 +138,12 @@ TEST_F(EveryCommandTest, WrongUsageEndsWithTwo) {
         EXPECT_THAT(result.errors, HasSubstr(words[0] == "call" ? "0 arguments" : "--brew"));
     }
     for (const Words& words : mGroups) {
-        EXPECT_EQ(2, run(words).code) << testing::PrintToString(words);
+        const Result result = run(words);
+        EXPECT_EQ(2, result.code) << testing::PrintToString(words);
+        EXPECT_THAT(result.errors,
+                    MatchesRegex("bivistactl: a command is missing after \"bivistactl"
+                                 "[a-z ]*\": [^\n]*\"bivistactl[a-z ]* --help\""
+                                 " tells more\\.\n"));
         EXPECT_EQ(2, run(with(words, {"brew"})).code) << testing::PrintToString(words);
     }
 }
