@@ -166,7 +166,9 @@ std::string happenedInWords(const Json& event, const char* name, const char* mor
 
 std::string inWords(const Json& status) {
     const bool isKnown = status["dump"] == "read";
-    std::string text = row("service", "running, " + status["interfaces"][0].get<std::string>());
+    const Json& interfaces = status["interfaces"];
+    const std::string own = interfaces.empty() ? "" : ", " + interfaces[0].get<std::string>();
+    std::string text = row("service", "running" + own);
     text += row("cover", coverInWords(status["cover"]));
     if (isKnown) {
         text += row("screen", screenInWords(status["screen"]));

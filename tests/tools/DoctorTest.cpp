@@ -415,13 +415,13 @@ TEST_F(DoctorTest, LongListsAreShortened) {
                       std::to_string(i));
     }
     expectProblem("registry", "/x10 and 17 more",
-                  "/x10 (the first 5 of 22; then see the doctor again)");
+                  "/x10 # the first 5 of 22; then see the doctor again");
     givenCover();
     for (int i = 0; i < 20; ++i) {
         givenProcess(std::to_string(70 + i), "screen", "/dev/ttyACM0");
     }
     expectProblem("tty", "screen (process 74) and 15 more",
-                  "kill 70 71 72 73 74 (the first 5 of 20; then see the doctor again)");
+                  "kill 70 71 72 73 74 # the first 5 of 20; then see the doctor again");
 }
 
 TEST_F(DoctorTest, ALoaderInThePlaceOfTheCover) {

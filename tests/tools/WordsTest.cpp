@@ -54,7 +54,7 @@ TEST(WordsTest, ALongListIsShortened) {
     const std::vector<std::string> seven = {"1", "2", "3", "4", "5", "6", "7"};
     EXPECT_EQ("1, 2, 3, 4, 5 and 2 more", listed(seven));
     EXPECT_EQ("1 2 3 4 5", firstOf(seven, " "));
-    EXPECT_EQ(" (the first 5 of 7; then see the doctor again)", restOf(seven));
+    EXPECT_EQ(" # the first 5 of 7; then see the doctor again", restOf(seven));
     EXPECT_EQ("", restOf({"1", "2", "3", "4", "5"}));
     EXPECT_EQ("", listed({}));
 }

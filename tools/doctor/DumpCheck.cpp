@@ -91,7 +91,8 @@ void examineExchanges(const Dump& dump, Findings* findings) {
                 "recoveries",
                 "the kernel was asked " + counted(recoveries, "time") + " to reset the cover",
                 "The cover comes back by itself after each. When it does not: sudo dmesg tells "
-                "what the kernel did, and the service's log whether it could be asked."));
+                "what the kernel did, and the service's log whether it could be asked." +
+                        std::string(kForget)));
     }
     if (const int64_t failed = valueOf(dump, kFailures) - valueOf(dump, kTimeouts); failed > 0) {
         findings->push_back(note("failures",

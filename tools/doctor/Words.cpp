@@ -63,8 +63,8 @@ std::string listed(const std::vector<std::string>& list, const std::string& sepa
 
 std::string restOf(const std::vector<std::string>& list) {
     if (list.size() <= kMostListed) return "";
-    return " (the first " + std::to_string(kMostListed) + " of " + std::to_string(list.size()) +
-           "; then see the doctor again)";
+    return " # the first " + std::to_string(kMostListed) + " of " + std::to_string(list.size()) +
+           "; then see the doctor again";
 }
 
 }  // namespace doctor

@@ -21,7 +21,7 @@ std::string firstOf(const std::vector<std::string>& list, const std::string& sep
 // The same, and how many more there are: "a, b, c, d, e and 17 more".
 std::string listed(const std::vector<std::string>& list, const std::string& separator = ", ");
 
-// What stands behind a command line with the first entries alone; empty when these are all.
+// What stands after a command line with the first entries alone; empty when these are all.
 std::string restOf(const std::vector<std::string>& list);
 
 }  // namespace doctor
