@@ -80,9 +80,15 @@ TEST_P(InterfaceTest, WritesADumpThatAgreesWithIt) {
     if (options().with.count(kDump) == 0) GTEST_SKIP() << "--with=dump was not given";
     EXPECT_TRUE(settle());
     EXPECT_NE(readDump(service.get(), {}), "");
-    const std::string state = toString(subDisplayState());
-    const std::string dump = readDump(service.get(), {"--json"});
     const bool isAttached = isCoverOn();
+    std::string state;
+    std::string dump;
+    // The panel may be coming.
+    ASSERT_TRUE(await([&] {
+        state = toString(subDisplayState());
+        dump = readDump(service.get(), {"--json"});
+        return toString(subDisplayState()) == state;
+    }));
     ASSERT_EQ(dump.substr(0, 1), "{") << dump;
     EXPECT_EQ(dump.find('\n'), dump.size() - 1) << dump;
     EXPECT_NE(dump.find(isAttached ? "\"attached\":true" : "\"attached\":false"), std::string::npos)

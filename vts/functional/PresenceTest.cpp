@@ -22,17 +22,21 @@ TEST_P(PresenceTest, IsAsTheCommandLineSays) {
 
 TEST_P(PresenceTest, IsAlsoToldByTheAccessoryService) {
     EXPECT_TRUE(settle());
-    BivistaStatus told = {};
-    int deliveries = 0;
-    expectDone(service->getBV2Status([&](Status status, const BivistaStatus& state) {
-        ++deliveries;
-        EXPECT_EQ(status, Status::OK) << "also when there is no accessory service";
-        told = state;
-    }));
-    EXPECT_EQ(deliveries, 1);
-    // The two may disagree; the bus is followed where there is an accessory service at all.
+    const auto isTold = [this] {
+        BivistaStatus told = {};
+        int deliveries = 0;
+        expectDone(service->getBV2Status([&](Status status, const BivistaStatus& state) {
+            ++deliveries;
+            EXPECT_EQ(status, Status::OK) << "also when there is no accessory service";
+            told = state;
+        }));
+        EXPECT_EQ(deliveries, 1);
+        return told.connected;
+    };
+    const bool told = isTold();
+    // The two may disagree for a while. Each follows the cover, where there is such a service.
     if (options().with.count(kAccessory) != 0) {
-        EXPECT_EQ(told.connected, isCoverOn());
+        EXPECT_TRUE(await([&] { return isTold() == isCoverOn(); })) << "at first told: " << told;
     }
 }
 
