@@ -216,6 +216,15 @@ TEST_F(ConformanceTest, HoldsWithACoverThatHasNoSubDisplay) {
                                           "PanelTest", "PluggingTest", "UpgradeTest"));
 }
 
+TEST_F(ConformanceTest, HoldsWithAPanelThatRefusesToBeSwitched) {
+    startPhone({"--fault", "hid config error EIO"});
+    const std::string filter = "--gtest_filter=*PanelTest*";
+    expectConforming({"--with=cover", filter}, UnorderedElementsAre("NoPanelTest", "PanelTest"));
+    const Outcome promised = runSuite({"--with=cover,panel", "--gtest_filter=*PanelTest*Size*"});
+    EXPECT_EQ(promised.status, 1);
+    EXPECT_THAT(promised.out, HasSubstr("the panel refuses to be switched"));
+}
+
 TEST_F(ConformanceTest, HoldsWhereTheKernelLacksItsNodes) {
     startPhone({"--fault", "node " + std::string(kFirmwareWrite) + " missing", "--fault",
                 "node " + std::string(kUpdateState) + " missing"});

@@ -49,6 +49,18 @@ std::string readDump(IBivista* service, const std::vector<std::string>& options)
     return text;
 }
 
+bool takeNumbers(const std::string& text, const std::string& mark, int32_t* first, size_t count) {
+    const size_t found = text.find(mark);
+    if (found == std::string::npos) return false;
+    const char* next = text.c_str() + found + mark.size();
+    for (size_t i = 0; i < count; ++i) {
+        char* end = nullptr;
+        first[i] = static_cast<int32_t>(std::strtol(next, &end, 10));
+        next = *end == ',' ? end + 1 : end;
+    }
+    return true;
+}
+
 bool runCommand(const std::string& command, const std::string& word) {
     const int status = std::system(("set -- " + word + "; " + command).c_str());
     EXPECT_EQ(status, 0) << command << " " << word;

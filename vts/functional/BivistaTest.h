@@ -1,6 +1,7 @@
 // What the tests share: the instance under test, calls of it, and what the phone has around it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -47,6 +48,10 @@ bool await(const std::function<bool()>& condition);
 
 // What debug() writes; empty when that is nothing.
 std::string readDump(IBivista* service, const std::vector<std::string>& options);
+
+// The numbers that follow the mark in a dump, separated by commas. False, and they stay, when there
+// are none.
+bool takeNumbers(const std::string& text, const std::string& mark, int32_t* first, size_t count);
 
 // Runs a shell command of the command line, whose $1 is `word`. False, a failure, when it has
 // failed.

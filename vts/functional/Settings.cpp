@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <vector>
 
 #include "BivistaTest.h"
@@ -22,20 +21,6 @@ struct Settings {
     std::array<int32_t, 3> tune = {2, 2, 2};
     int32_t mode = 0;
 };
-
-// The numbers that follow the mark, separated by commas. False, and they stay, when there are none.
-template <typename Number>
-bool takeNumbers(const std::string& text, const std::string& mark, Number* first, size_t count) {
-    const size_t found = text.find(mark);
-    if (found == std::string::npos) return false;
-    const char* next = text.c_str() + found + mark.size();
-    for (size_t i = 0; i < count; ++i) {
-        char* end = nullptr;
-        first[i] = static_cast<Number>(std::strtol(next, &end, 10));
-        next = *end == ',' ? end + 1 : end;
-    }
-    return true;
-}
 
 bool isScreenPlugged(IBivista* service) {
     std::string answer;
