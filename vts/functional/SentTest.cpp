@@ -85,6 +85,18 @@ TEST_P(BrightnessSentTest, TheLastOfABurst) {
     listenFor(commandOf(255));
     for (int32_t level = 1; level < 256; ++level) setBrightness(level);
     expectHeard(commandOf(255));
+    if (options().with.count(kDump) == 0) return;
+    int32_t waited = 0;
+    EXPECT_TRUE(takeNumbers(readDump(service.get(), {"--json"}), "\"highWater\":", &waited, 1));
+    EXPECT_GT(waited, 0);
+    EXPECT_LE(waited, 20);
+}
+
+// As many as may wait, and one more, in whose place the newest comes, unless it is under way.
+TEST_P(BrightnessSentTest, TheTwentyThatWait) {
+    listenFor(commandOf(102));
+    for (int32_t level = 101; level <= 121; ++level) setBrightness(level);
+    expectHeard(commandOf(102));
 }
 
 TEST_P(BrightnessSentTest, AgainForAnOffsetAndTwiceAsFar) {
