@@ -93,7 +93,7 @@ TEST_F(ConformanceTest, HoldsWithACoverAndLeavesItAsItWas) {
     ctl({"firmware", "put", "BV330-V10k_20210312.dfu"});
     const json before = settings();
     expectConforming({"--with=cover,panel,nodes,accessory,image", "--allow-loader", kNotLoader},
-                     UnorderedElementsAre("NoCoverTest", "NoPanelTest"));
+                     UnorderedElementsAre("NoCoverTest", "NoPanelTest", "RefusingPanelTest"));
     await([&] { return settings() == before; });
     EXPECT_EQ(lpwgSettings(), "");
 }
@@ -192,8 +192,8 @@ TEST_F(ConformanceTest, HoldsWithoutACover) {
             UnorderedElementsAre("AtCommandTest", "BrightnessSentTest", "ColoursSentTest",
                                  "CoverClientsTest", "EventSentTest", "FirmwareTest", "HangupTest",
                                  "LoaderTest", "ModeSentTest", "PanelPluggingTest", "PanelTest",
-                                 "PenTest", "PluggingTest", "ScreenTest", "SilenceTest",
-                                 "TouchTest", "UpgradeTest"));
+                                 "PenTest", "PluggingTest", "RefusingPanelTest", "ScreenTest",
+                                 "SilenceTest", "TouchTest", "UpgradeTest"));
 }
 
 TEST_F(ConformanceTest, HoldsWithACoverThatRefusesMuch) {
@@ -204,16 +204,18 @@ TEST_F(ConformanceTest, HoldsWithACoverThatRefusesMuch) {
         options.insert(options.end(), {"--fault", "on \"" + std::string(command) + "\" error"});
     }
     startPhone(options);
-    expectConforming({"--with=cover,panel,nodes,accessory", "--allow-loader", kNotLoader},
-                     UnorderedElementsAre("NoCoverTest", "NoPanelTest", "UpgradeTest"));
+    expectConforming(
+            {"--with=cover,panel,nodes,accessory", "--allow-loader", kNotLoader},
+            UnorderedElementsAre("NoCoverTest", "NoPanelTest", "RefusingPanelTest", "UpgradeTest"));
 }
 
 TEST_F(ConformanceTest, HoldsWithACoverThatHasNoSubDisplay) {
     startPhone({"--no-hid"});
-    expectConforming({"--with=cover", "--without=panel", kNotLoader,
-                      "--attach-command='" + bin("bivista-emulator") + "' ctl attach --no-hid"},
-                     UnorderedElementsAre("EventSentTest", "NoCoverTest", "PanelPluggingTest",
-                                          "PanelTest", "PluggingTest", "UpgradeTest"));
+    expectConforming(
+            {"--with=cover", "--without=panel", kNotLoader,
+             "--attach-command='" + bin("bivista-emulator") + "' ctl attach --no-hid"},
+            UnorderedElementsAre("EventSentTest", "NoCoverTest", "PanelPluggingTest", "PanelTest",
+                                 "PluggingTest", "RefusingPanelTest", "UpgradeTest"));
 }
 
 TEST_F(ConformanceTest, HoldsWithAPanelThatRefusesToBeSwitched) {
