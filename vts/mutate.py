@@ -53,8 +53,8 @@ def faults(*texts):
 
 
 def images(*names):
-    """Files in the phone's folder of firmware images; to write one into the cover takes no time."""
-    return (("cover", "--upgrade-ms", "1"), *(("firmware", "put", name) for name in names))
+    """Files in the phone's folder of firmware images; to write one into the cover takes little time."""
+    return (("cover", "--upgrade-ms", "500"), *(("firmware", "put", name) for name in names))
 
 
 # The cover's firmware is BV330-V10k_20210312. A folder is read from either end.

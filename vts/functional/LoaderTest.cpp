@@ -40,6 +40,8 @@ class LoaderTest : public UpgradeTest {
 
 TEST_P(UpgradeTest, IsStartedForANewerImageAlone) {
     const std::string version = query(&V1_0::IBivista::getFirmwareVersion).text;
+    // What the dump tells is the last order.
+    statusOf(service->cancelFirmwareUpgrade());
     const Status status = statusOf(service->checkFirmwareVersion());
     const TextResult file = query(&V1_0::IBivista::getFirmwareFile);
     EXPECT_EQ(file.status, Status::OK);
@@ -60,6 +62,10 @@ TEST_P(UpgradeTest, IsStartedForANewerImageAlone) {
     } else {
         EXPECT_EQ(status, lineOf(file.text) == lineOf(version) ? Status::OK : Status::FAIL)
                 << file.text << " for " << version;
+    }
+    if (options().with.count(kDump) != 0) {
+        const std::string dump = readDump(service.get(), {"--json"});
+        EXPECT_EQ(dump.find("\"order\":\"UPGRADE\""), std::string::npos) << dump;
     }
     EXPECT_EQ(query(&V1_0::IBivista::getFirmwareVersion).text, version);
 }
