@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -55,17 +56,21 @@ int writeAndClose(int fd, std::string_view bytes) {
     return close(fd) != 0 && error == 0 ? errno : error;
 }
 
+// What files are made without. There is no way to read it but to change it for a moment.
+mode_t mask() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return mask;
+}
+
 // `old`: what the file was, or null.
 int replace(const fs::path& path, std::string_view bytes, const struct stat* old) {
-    const fs::path fresh = path.parent_path() / (".new-" + std::to_string(getpid()));
-    const int fd = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                        old == nullptr ? 0666 : 0600);
+    std::string fresh = path.parent_path() / ".new-XXXXXX";
+    const int fd = mkostemp(fresh.data(), O_CLOEXEC);
     if (fd < 0) return errno;
-    if (old != nullptr) {
-        // Only root may give files away; the content matters more than the owner.
-        (void)!fchown(fd, old->st_uid, old->st_gid);
-        fchmod(fd, old->st_mode & 0777);
-    }
+    // Only root may give files away; the content matters more than the owner.
+    if (old != nullptr) (void)!fchown(fd, old->st_uid, old->st_gid);
+    fchmod(fd, old != nullptr ? old->st_mode & 0777 : 0666 & ~mask());
     int error = writeAndClose(fd, bytes);
     if (error == 0 && rename(fresh.c_str(), path.c_str()) != 0) error = errno;
     if (error != 0) unlink(fresh.c_str());
