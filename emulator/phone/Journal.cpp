@@ -1,5 +1,6 @@
 #include "emulator/phone/Journal.h"
 
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -118,7 +119,27 @@ bool Journal::writeTo(const std::string& path) {
     const std::lock_guard lock(mLock);
     if (mFile >= 0) close(mFile);
     mFile = file;
+    mFileError = 0;
     return true;
+}
+
+int Journal::fileError() const {
+    const std::lock_guard lock(mLock);
+    return mFileError;
+}
+
+// A full disk must not stop the phone: the file ends there, the journal in memory goes on.
+void Journal::writeToFile(std::string_view line) {
+    while (!line.empty()) {
+        const ssize_t count = write(mFile, line.data(), line.size());
+        if (count < 0 && errno != EINTR) {
+            mFileError = errno;
+            close(mFile);
+            mFile = -1;
+            return;
+        }
+        if (count > 0) line.remove_prefix(static_cast<size_t>(count));
+    }
 }
 
 void Journal::add(Kind kind, std::string path, std::string bytes, std::string note) {
@@ -130,11 +151,7 @@ void Journal::add(Kind kind, std::string path, std::string bytes, std::string no
                        std::move(path),
                        std::move(bytes),
                        std::move(note)};
-        if (mFile >= 0) {
-            const std::string line = toJson(entry) + "\n";
-            // A full disk must not stop the phone: the journal in memory goes on.
-            (void)!write(mFile, line.data(), line.size());
-        }
+        if (mFile >= 0) writeToFile(toJson(entry) + "\n");
         mBytes += weigh(entry);
         mEntries.push_back(std::move(entry));
         while (mEntries.size() > kMaxEntries || mBytes > kMaxBytes) {

@@ -75,6 +75,8 @@ class Journal {
     // Writes every later entry to `path` too, one JSON line each; false, errno set, when the file
     // cannot be made.
     bool writeTo(const std::string& path);
+    // The errno at which nothing more was written to the file, or 0.
+    int fileError() const;
     ~Journal();
 
     // `sync` makes the emulator record what has been written; called by readers, without the lock.
@@ -108,6 +110,7 @@ class Journal {
   private:
     // The first match from entry *seq on; *seq moves behind what was looked at.
     const Entry* find(const Match& match, uint64_t* seq) const;
+    void writeToFile(std::string_view line);
 
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     std::function<void()> mSync;
@@ -117,6 +120,7 @@ class Journal {
     size_t mBytes = 0;
     uint64_t mNext = 1;
     int mFile = -1;
+    int mFileError = 0;
 };
 
 }  // namespace phone

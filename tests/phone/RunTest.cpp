@@ -130,6 +130,30 @@ TEST_F(RunTest, JournalInARegularFileIsAnewEachTime) {
     EXPECT_TRUE(fs::is_symlink(link));
 }
 
+// As a shell's >(...), a terminal or /dev/null: what the world hides is open before.
+TEST_F(RunTest, JournalMayGoIntoASpecialFileOfTheHostsDev) {
+    const Outcome outcome = invoke({"run", "--journal", "/dev/stdout", "--", "/bin/true"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, StartsWith(R"({"seq":1,)"));
+    const Outcome full = invoke({"run", "--journal", "/dev/full", "--", "/bin/true"});
+    EXPECT_EQ(full.status, 0);
+    EXPECT_EQ(full.err,
+              "bivista-emulator: the journal /dev/full is not whole: No space left on device\n");
+}
+
+TEST_F(RunTest, SaysThatTheJournalsDiskIsFull) {
+    const std::string disk = mFolder + "/disk";
+    const std::string journal = disk + "/journal";
+    Child child({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
+                 "mkdir " + disk + "; mount -t tmpfs -o size=4k none " + disk + "; " + kEmulator +
+                         " run --journal " + journal +
+                         " -- /bin/sh -c 'for i in $(seq 100); do echo > /sys/power/wake_lock; "
+                         "done; exit 3'"});
+    EXPECT_EQ(child.wait(), 3);
+    EXPECT_EQ(child.err(), "bivista-emulator: the journal " + journal +
+                                   " is not whole: No space left on device\n");
+}
+
 TEST_F(RunTest, SaysThatNoThreadCanBeMade) {
     Child child({WITHOUT_THREADS, kEmulator, "run", "--", "/bin/true"});
     EXPECT_EQ(child.wait(), 125);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -87,6 +88,13 @@ void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream
     phone.attachCover(cover);
 }
 
+void tellOfLostJournal(const phone::Journal& journal, const std::string& file) {
+    journal.sync();
+    const int error = journal.fileError();
+    if (error == 0) return;
+    cli::complain(kProgram, "the journal " + file + " is not whole: " + strerror(error));
+}
+
 int exitStatus(int status) {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
@@ -110,6 +118,7 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
     const int status = phone::attend(program);
     // Left only when the program's keeper was killed.
     phone::endChildren();
+    tellOfLostJournal(phone.journal(), options.journal);
     return exitStatus(status);
 }
 
@@ -145,12 +154,13 @@ int failPhone(const std::exception& error) {
 int runProgram(const RunOptions& options) {
     const std::string folder = fs::absolute(control::socketFolder());
     refuseHidden(folder, "the socket folder");
-    refuseHidden(options.journal, "the journal");
     if (options.program[0].find('/') != std::string::npos) {
         refuseHidden(options.program[0], "the program");
     }
     control::makeSocketFolder(folder);
     const std::unique_ptr<JournalStream> stream = JournalStream::openSpecial(options.journal);
+    // A special file is open already: it may be a terminal, or /dev/fd/63 of a shell.
+    if (stream == nullptr) refuseHidden(options.journal, "the journal");
     phone::blockAttendedSignals();
     const std::string forbidden = phone::enterWorld();
     if (!forbidden.empty()) throw phone::Error(forbidden);
