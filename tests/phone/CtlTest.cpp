@@ -177,6 +177,12 @@ TEST_F(CtlTest, SaysThatAnObjectIsNotTheEmulators) {
     EXPECT_FALSE(fs::exists(picture));
 }
 
+TEST_F(CtlTest, SaysWhatIsRefusedInOneLine) {
+    const Outcome outcome = runShell(kEmulator + " ctl node \"$(printf '/sys/a\\nb\\033[31m')\"");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "bivista-emulator: there is no file /sys/a?b?[31m\n");
+}
+
 TEST_F(CtlTest, SaysThatItHasTooFewDescriptors) {
     Child phone(stayingUp());
     phone.waitFor("up\n");
@@ -249,6 +255,16 @@ TEST_F(CtlTest, SnapshotThatFindsNoRoomLeavesTheFormerOne) {
     EXPECT_EQ(outcome.out, "1\nbefore\na.png\nlink.png\n");
     EXPECT_EQ(outcome.err,
               "bivista-emulator: cannot write the picture link.png: No space left on device\n");
+}
+
+// Such as one that was killed while it wrote has left.
+TEST_F(CtlTest, SnapshotFindsANameBesideWhatWasLeftThere) {
+    const Outcome outcome = runShell("umask 027; cd " + mFolder + "; " + kEmulator +
+                                     " ctl subdisplay --width 4 --height 2; /bin/sh -c '> "
+                                     ".new-$$; exec " +
+                                     kEmulator + " ctl snapshot a.png'; stat -c %a a.png; ls -A");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::MatchesRegex("640\n.new-[0-9]+\na.png\nhidl\n"));
 }
 
 TEST_F(CtlTest, SnapshotReplacesWhatASymlinkLeadsTo) {

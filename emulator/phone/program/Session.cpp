@@ -1,6 +1,9 @@
 #include "emulator/phone/program/Session.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <system_error>
 
 #include <fcntl.h>
@@ -20,17 +23,34 @@ namespace emulator {
 namespace {
 
 // A list in a list in a list of them would overflow the stack where it is printed.
-constexpr int kDeepestAnswer = 32;
+bool isTooDeep(const std::string& json) {
+    constexpr int kDeepest = 32;
+    int depth = 0;
+    bool inString = false;
+    for (size_t i = 0; i < json.size() && depth <= kDeepest; ++i) {
+        const char c = json[i];
+        if (c == '"') inString = !inString;
+        if (inString) {
+            if (c == '\\') ++i;
+        } else if (c == '[' || c == '{') {
+            ++depth;
+        } else if (c == ']' || c == '}') {
+            --depth;
+        }
+    }
+    return depth > kDeepest;
+}
+
+// What is refused is quoted in the message, line ends and colours included.
+std::string inOneLine(std::string message) {
+    std::replace_if(
+            message.begin(), message.end(), [](uint8_t c) { return iscntrl(c) != 0; }, '?');
+    return message;
+}
 
 // Discarded unless the text is JSON such as an emulator may answer.
 Json parse(const std::string& text) {
-    bool tooDeep = false;
-    const auto look = [&tooDeep](int depth, Json::parse_event_t, Json&) {
-        tooDeep = tooDeep || depth > kDeepestAnswer;
-        return !tooDeep;
-    };
-    Json answer = Json::parse(text, look, false);
-    return tooDeep ? Json(Json::value_t::discarded) : answer;
+    return isTooDeep(text) ? Json(Json::value_t::discarded) : Json::parse(text, nullptr, false);
 }
 
 }  // namespace
@@ -84,7 +104,7 @@ class Session::Impl {
             return std::nullopt;
         }
         if (result->status == 200) return body;
-        fail(kRefused, body.at("error").get<std::string>());
+        fail(kRefused, inOneLine(body.at("error").get<std::string>()));
         return std::nullopt;
     }
 
