@@ -59,21 +59,20 @@ void awaitEntry(const Phone& phone, uint64_t since, std::chrono::steady_clock::t
 void replyLater(Phone& phone, const Page& page, std::chrono::milliseconds wait, WaitingRoom& room,
                 httplib::Response& response) {
     const auto end = std::chrono::steady_clock::now() + wait;
-    response.set_chunked_content_provider("application/json",
-                                          [&phone, page, end, &room, place = room.enter()](
-                                                  size_t /*offset*/, httplib::DataSink& client) {
-                                              try {
-                                                  awaitEntry(phone, page.since, end, room, client);
-                                                  const std::string body = print(phone, page);
-                                                  client.write(body.data(), body.size());
-                                                  client.done();
-                                                  return true;
-                                              } catch (const std::exception&) {
-                                                  // The status is sent already: an answer that ends
-                                                  // early is all that is left.
-                                                  return false;
-                                              }
-                                          });
+    auto answer = [&phone, page, end, &room, place = room.enter()](size_t /*offset*/,
+                                                                   httplib::DataSink& client) {
+        try {
+            awaitEntry(phone, page.since, end, room, client);
+            const std::string body = print(phone, page);
+            client.write(body.data(), body.size());
+            client.done();
+            return true;
+        } catch (const std::exception&) {
+            // The status is sent already: an answer that ends early is all that is left.
+            return false;
+        }
+    };
+    response.set_chunked_content_provider("application/json", std::move(answer));
 }
 
 void showJournal(Phone& phone, WaitingRoom& room, const httplib::Request& request,
