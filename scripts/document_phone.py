@@ -35,7 +35,7 @@ class Phone:
             raise
 
     def make_anew(self):
-        """As it was at first: a cover that is attached and ready, no faults, no images."""
+        """As it was at first: a cover that is attached and ready, no faults, no images, nothing counted."""
         ready = self._times_ready()
         self._call("bivista-emulator", "ctl", "reset")
         self._await("the detach", lambda: '"value":false' in self._call("bivistactl", "call",
@@ -43,6 +43,7 @@ class Phone:
         self._call("bivista-emulator", "ctl", "attach")
         self._await("the cover", lambda: self._times_ready() > ready)
         self._await("the panel", lambda: self._call("bivistactl", "sub", "state") == "ON\n")
+        self._call("bivistactl", "dump", "--reset")
 
     def end(self):
         """Ends it by Ctrl-C. Gives what was wrong with that, or None."""
