@@ -30,7 +30,7 @@ usage: ./test.sh [--all] [--only WORD] [--tsan] [--arm64 [--yes]] [--package] [-
 Installs what is missing (Debian packages), then runs the quick steps below: about 5 minutes on two
 cores, from a bare machine.
 
-  --all         run every step below, as continuous integration does: about 25 minutes
+  --all         run every step below, as continuous integration does: about 30 minutes
   --only WORD   run one of the steps, and nothing else
   --tsan        run all tests under ThreadSanitizer, and nothing else
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
