@@ -35,6 +35,9 @@ Examples:
   bivistactl status
   bivistactl status --json)";
 
+// For what the service does not tell.
+constexpr char kUnknown[] = "unknown";
+
 Json interfacesOf(BivistaV1_0& service) {
     Json names = Json::array();
     auto result = service.interfaceChain([&](const hidl_vec<hidl_string>& chain) {
@@ -111,12 +114,10 @@ std::string coverInWords(const Json& cover) {
 }
 
 std::string subDisplayInWords(const Json& sub) {
-    if (sub.is_null()) return "unknown";
+    if (sub.is_null()) return kUnknown;
     const Json& info = sub["info"];
     return stateInWords(sub) + (info.is_null() ? "" : ", " + panelInWords(info));
 }
-
-constexpr char kUnknown[] = "unknown";
 
 // What the dump says may have any bytes.
 std::string wordOf(const Json& value) {

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <iterator>
 
 #include <fcntl.h>
 #include <signal.h>

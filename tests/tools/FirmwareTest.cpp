@@ -89,6 +89,12 @@ class FirmwareCheckTest : public CliTest {
     }
     Result check() { return run({"firmware", "check"}); }
     Json checkAsJson() { return Json::parse(run({"firmware", "check", "--json"}).output); }
+    // The next call of the service is ours.
+    void expectOnlyTheVersionWasAsked() {
+        EXPECT_EQ("getFirmwareVersion", nextCall()["method"]);
+        run({"call", "getBV2Connect"});
+        EXPECT_EQ("getBV2Connect", nextCall()["method"]);
+    }
 };
 
 // An upgrade from LINE-2_a to LINE-3_b. What is seen of it comes from dumps, one a look.
@@ -295,9 +301,7 @@ TEST_F(FirmwareCheckTest, ACoverWithoutVersionIsNotChecked) {
     EXPECT_EQ(1, result.code);
     EXPECT_EQ("", result.output);
     EXPECT_THAT(result.errors, StartsWith("bivistactl: FAIL: nothing was checked: no cover"));
-    EXPECT_EQ("getFirmwareVersion", nextCall()["method"]);
-    run({"call", "getBV2Connect"});
-    EXPECT_EQ("getBV2Connect", nextCall()["method"]);
+    expectOnlyTheVersionWasAsked();
 }
 
 TEST_F(FirmwareCheckTest, ACoverThatHangsUpIsNotChecked) {
@@ -306,9 +310,7 @@ TEST_F(FirmwareCheckTest, ACoverThatHangsUpIsNotChecked) {
     EXPECT_EQ(1, result.code);
     EXPECT_EQ("", result.output);
     EXPECT_THAT(result.errors, HasSubstr("its port hung up"));
-    EXPECT_EQ("getFirmwareVersion", nextCall()["method"]);
-    run({"call", "getBV2Connect"});
-    EXPECT_EQ("getBV2Connect", nextCall()["method"]);
+    expectOnlyTheVersionWasAsked();
 }
 
 TEST_F(FirmwareCheckTest, NamesAreSpelledAndKeepTheirRow) {

@@ -13,7 +13,8 @@ constexpr time_t kReadTimeoutS = 60;
 constexpr time_t kWriteTimeoutS = 5;
 
 constexpr size_t kLongestFirstLine = 4096;
-// A page of the journal spells five characters for each of its 64 MiB at most.
+// An entry of the journal has 64 MiB at most, and five characters for each byte of them. A page
+// ends with the first long entry.
 constexpr size_t kLongestAnswer = size_t{512} << 20;
 
 class BoundedStream : public httplib::Stream {
