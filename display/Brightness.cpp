@@ -7,7 +7,7 @@
 
 #include "display/BrightnessOffset.h"
 #include "kernel/Bivista.h"
-#include "kernel/ThreadName.h"
+#include "kernel/base/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "kernel/Bivista.h"
-#include "kernel/Mutex.h"
+#include "kernel/base/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -7,8 +7,8 @@
 #include <csignal>
 
 #include "display/UeventMonitor.h"
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

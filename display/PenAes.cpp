@@ -5,8 +5,8 @@
 
 #include <vendor/qmx/hardware/lpwg/1.3/ILpwg.h>
 
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -1,8 +1,8 @@
 // Touch diagnostics that are one command to the cover: the answer goes to the client and the log as
 // it is.
 
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

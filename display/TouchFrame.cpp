@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

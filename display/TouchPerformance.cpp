@@ -3,8 +3,8 @@
 #include <cstdio>
 
 #include "display/Attach.h"
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

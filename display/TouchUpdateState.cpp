@@ -1,8 +1,8 @@
 // The touch update state, which the phone's touch driver publishes and the cover has to know.
 
 #include "display/UpdateStateCommand.h"
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

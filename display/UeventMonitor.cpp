@@ -10,9 +10,9 @@
 #include "display/PenAes.h"
 #include "display/UeventWalk.h"
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
-#include "kernel/StopSignal.h"
-#include "kernel/ThreadName.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/base/StopSignal.h"
+#include "kernel/base/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -9,10 +9,10 @@
 
 #include <sys/eventfd.h>
 
-#include "kernel/Descriptor.h"
-#include "kernel/StopSignal.h"
-#include "kernel/ThreadName.h"
-#include "kernel/UsbMonitor.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/base/StopSignal.h"
+#include "kernel/base/ThreadName.h"
+#include "kernel/usb/UsbMonitor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -15,11 +15,11 @@
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
 #include "display/Attach.h"
-#include "kernel/DevicePath.h"
-#include "kernel/HidDisplay.h"
-#include "kernel/Mutex.h"
-#include "kernel/SerialAt.h"
-#include "kernel/SharedPointer.h"
+#include "kernel/base/DevicePath.h"
+#include "kernel/base/Mutex.h"
+#include "kernel/base/SharedPointer.h"
+#include "kernel/hid/HidDisplay.h"
+#include "kernel/serial/SerialAt.h"
 
 struct usb_host_context;
 

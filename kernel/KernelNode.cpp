@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
 #include "kernel/KernelNode.h"
+#include "kernel/base/Descriptor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

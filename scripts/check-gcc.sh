@@ -6,7 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 build_preset release bivista-interfaces
-mapfile -t sources < <(git ls-files 'kernel/*.cpp' 'display/*.cpp' 'sub_display/*.cpp' 'service/*.cpp')
+mapfile -t sources < <(git ls-files 'diagnostics/*.cpp' 'kernel/*.cpp' 'display/*.cpp' 'sub_display/*.cpp' 'service/*.cpp')
 includes=(-I. -isystem build/release/generated)
 for folder in host/hidl/include host/cutils/include host/usbhost/include host/log/include; do
     if [ -d $folder ]; then includes+=(-isystem $folder); fi

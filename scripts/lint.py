@@ -1,6 +1,6 @@
 """Rules of this project that no compiler checks.
 
-- The device folders (service, kernel, display, sub_display) hold no conditional compilation for the
+- The device folders (service, kernel, diagnostics, display, sub_display) hold no conditional compilation for the
   platform, and include nothing but the standard library, Linux, the public headers of the Android
   libraries that they use, and each other as the layout allows. None of the standard locks: those of
   the phone's library have destructors, which run at exit while the service's threads go on.
@@ -28,14 +28,15 @@ ANDROID = (
 LINUX = ("linux/", "sys/")
 LINUX_FILES = {"dirent.h", "fcntl.h", "libgen.h", "poll.h", "pthread.h", "sched.h", "strings.h",
                "termios.h", "unistd.h"}
-# Instead of these: kernel/Mutex.h.
+# Instead of these: kernel/base/Mutex.h.
 STANDARD_LOCKS = {"condition_variable", "mutex", "shared_mutex"}
 # Folder: the project's headers that it may include.
 ROOMS = {
-    "service": ("kernel/Bivista.h", "kernel/Log.h"),
-    "kernel": ("kernel/", "display/", "sub_display/"),
-    "display": ("kernel/", "display/"),
-    "sub_display": ("kernel/", "sub_display/"),
+    "service": ("kernel/Bivista.h", "kernel/base/Log.h"),
+    "kernel": ("kernel/", "diagnostics/", "display/", "sub_display/"),
+    "diagnostics": ("kernel/", "diagnostics/", "display/", "sub_display/"),
+    "display": ("kernel/", "diagnostics/", "display/"),
+    "sub_display": ("kernel/", "diagnostics/", "sub_display/"),
 }
 SUITE = "vts/functional/"
 SUITE_LIBRARIES = ("gtest/", "hidl/", "vendor/qmx/hardware/bivista/")

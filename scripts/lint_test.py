@@ -11,7 +11,7 @@ def findings(path, text):
 class LintTest(unittest.TestCase):
     def test_device_folders_take_standard_linux_and_android_headers(self):
         text = ('#include <string>\n#include <poll.h>\n#include <sys/inotify.h>\n'
-                '#include <cutils/klog.h>\n#include "kernel/Log.h"\n')
+                '#include <cutils/klog.h>\n#include "kernel/base/Log.h"\n')
         self.assertEqual(findings("kernel/A.cpp", text), [])
 
     def test_device_folders_take_no_other_library(self):
@@ -29,8 +29,8 @@ class LintTest(unittest.TestCase):
                          ["display/A.cpp:1: display/ may not include emulator/cover/State.h"])
 
     def test_the_service_sees_the_object_alone(self):
-        self.assertEqual(findings("service/A.cpp", '#include "kernel/SerialAt.h"\n'),
-                         ["service/A.cpp:1: service/ may not include kernel/SerialAt.h"])
+        self.assertEqual(findings("service/A.cpp", '#include "kernel/serial/SerialAt.h"\n'),
+                         ["service/A.cpp:1: service/ may not include kernel/serial/SerialAt.h"])
 
     def test_no_platform_conditions_in_device_folders(self):
         self.assertEqual(findings("kernel/A.cpp", "#ifdef __ANDROID__\n#endif\n"),

@@ -27,7 +27,7 @@ import nodes
 ROOT = "vendor.qmx.hardware"
 SERVED = f"{ROOT}.bivista"
 BASE = "android.hidl.base@1.0"
-SERVICE_FOLDERS = ("service/", "kernel/", "display/", "sub_display/")
+SERVICE_FOLDERS = ("service/", "kernel/", "diagnostics/", "display/", "sub_display/")
 # Modules of the tree that ours may need.
 PLATFORM = {"VtsHalTargetTestDefaults"}
 LIBRARIES = ("shared_libs", "static_libs")

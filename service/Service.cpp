@@ -3,7 +3,7 @@
 #include <hidl/HidlTransportSupport.h>
 
 #include "kernel/Bivista.h"
-#include "kernel/Log.h"
+#include "kernel/base/Log.h"
 
 using ::android::NO_MEMORY;
 using ::android::OK;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "kernel/Statistics.h"
 #include "sub_display/FrameBuffer.h"
 #include "sub_display/PackFrame.h"
 #include "sub_display/SubDisplay.h"

@@ -1,6 +1,6 @@
 #include "sub_display/FrameBuffer.h"
 
-#include "kernel/Statistics.h"
+#include "diagnostics/Statistics.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kernel/Mutex.h"
+#include "kernel/base/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

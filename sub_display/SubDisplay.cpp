@@ -3,7 +3,7 @@
 #include "sub_display/SubDisplay.h"
 
 #include "kernel/Bivista.h"
-#include "kernel/Mutex.h"
+#include "kernel/base/Mutex.h"
 #include "sub_display/FrameBuffer.h"
 #include "sub_display/UpdateThread.h"
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <ctime>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "kernel/Statistics.h"
-#include "kernel/ThreadName.h"
+#include "kernel/base/ThreadName.h"
 #include "sub_display/FrameBuffer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

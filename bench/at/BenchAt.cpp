@@ -11,7 +11,7 @@
 #include "bench/BareExchange.h"
 #include "bench/Device.h"
 #include "bench/Row.h"
-#include "kernel/Statistics.h"
+#include "diagnostics/Statistics.h"
 
 namespace {
 

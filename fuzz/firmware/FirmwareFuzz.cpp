@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "kernel/FirmwareChoice.h"
+#include "kernel/firmware/FirmwareChoice.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "display/TouchFrame.h"
-#include "kernel/AtAnswer.h"
+#include "kernel/serial/AtAnswer.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The answer parser: lines as the tty hands them over in, stored text and verdict out.
-#include "kernel/AtAnswer.h"
+#include "kernel/serial/AtAnswer.h"
 
 #include <cstring>
 #include <ostream>

@@ -12,7 +12,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "kernel/DumpOutput.h"
+#include "diagnostics/DumpOutput.h"
 
 #include <nlohmann/json.hpp>
 #include "tests/kernel/DumpReader.h"

@@ -1,9 +1,9 @@
 // How a dump is spelled, for people and as JSON; and its options.
-#include "kernel/DumpText.h"
+#include "diagnostics/DumpText.h"
 
 #include <gtest/gtest.h>
 
-#include "kernel/DumpOptions.h"
+#include "diagnostics/DumpOptions.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {

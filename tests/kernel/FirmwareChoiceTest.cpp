@@ -1,5 +1,5 @@
 // Choosing a firmware image: names in the order of the folder in, the selected name out.
-#include "kernel/FirmwareChoice.h"
+#include "kernel/firmware/FirmwareChoice.h"
 
 #include <ostream>
 #include <string>

@@ -1,5 +1,5 @@
 // The histogram of durations: what it keeps, and how far its percentiles may be off.
-#include "kernel/Latency.h"
+#include "diagnostics/Latency.h"
 
 #include <vector>
 

@@ -10,7 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "kernel/Descriptor.h"
+#include "kernel/base/Descriptor.h"
 
 #include "tests/kernel/ServiceTest.h"
 

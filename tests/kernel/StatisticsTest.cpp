@@ -1,5 +1,5 @@
 // What AT exchanges are counted under, and that nothing is lost or torn while somebody reads.
-#include "kernel/Statistics.h"
+#include "diagnostics/Statistics.h"
 
 #include <atomic>
 #include <memory>

@@ -14,9 +14,9 @@
 #include <unistd.h>
 
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
-#include "kernel/SerialAt.h"
-#include "kernel/ThreadName.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/base/ThreadName.h"
+#include "kernel/serial/SerialAt.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -5,9 +5,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
-#include "kernel/Statistics.h"
+#include "kernel/base/Descriptor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

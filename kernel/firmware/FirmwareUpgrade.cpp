@@ -1,8 +1,8 @@
 // Upgrades of the cover's firmware, which the kernel carries out, and the cover's two loaders.
 
-#include "kernel/AtQuery.h"
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "kernel/Statistics.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

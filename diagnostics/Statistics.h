@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "kernel/Latency.h"
-#include "kernel/Mutex.h"
-#include "kernel/SerialAt.h"
-#include "kernel/TwoSides.h"
+#include "diagnostics/Latency.h"
+#include "diagnostics/TwoSides.h"
+#include "kernel/base/Mutex.h"
+#include "kernel/serial/SerialAt.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

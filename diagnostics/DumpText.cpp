@@ -1,4 +1,4 @@
-#include "kernel/DumpText.h"
+#include "diagnostics/DumpText.h"
 
 #include <algorithm>
 #include <cstdio>

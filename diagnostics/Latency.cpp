@@ -1,4 +1,4 @@
-#include "kernel/Latency.h"
+#include "diagnostics/Latency.h"
 
 #include <algorithm>
 

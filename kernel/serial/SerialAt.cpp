@@ -1,6 +1,6 @@
 // The one way to talk to the cover's microcontroller: an AT command and its answer over the tty.
 
-#include "kernel/SerialAt.h"
+#include "kernel/serial/SerialAt.h"
 
 #include <cerrno>
 #include <cstring>
@@ -11,10 +11,10 @@
 #include <strings.h>
 #include <unistd.h>
 
-#include "kernel/AtAnswer.h"
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
-#include "kernel/Statistics.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/serial/AtAnswer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -1,4 +1,4 @@
-#include "kernel/DevicePath.h"
+#include "kernel/base/DevicePath.h"
 
 #include <cstdio>
 #include <cstring>

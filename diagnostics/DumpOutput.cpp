@@ -1,4 +1,4 @@
-#include "kernel/DumpOutput.h"
+#include "diagnostics/DumpOutput.h"
 
 #include <algorithm>
 #include <atomic>
@@ -18,10 +18,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "kernel/Descriptor.h"
-#include "kernel/Log.h"
-#include "kernel/Statistics.h"
-#include "kernel/ThreadName.h"
+#include "diagnostics/Statistics.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/base/Log.h"
+#include "kernel/base/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

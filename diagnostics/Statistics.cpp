@@ -1,4 +1,4 @@
-#include "kernel/Statistics.h"
+#include "diagnostics/Statistics.h"
 
 #include <algorithm>
 #include <cstring>

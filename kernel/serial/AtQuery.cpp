@@ -1,4 +1,4 @@
-#include "kernel/AtQuery.h"
+#include "kernel/serial/AtQuery.h"
 
 #include <cstdio>
 

@@ -1,7 +1,7 @@
 // The locks of the cover's serial port, in their order, and what its users share.
 #pragma once
 
-#include "kernel/Mutex.h"
+#include "kernel/base/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

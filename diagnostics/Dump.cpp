@@ -12,16 +12,16 @@
 #include <utility>
 #include <vector>
 
+#include "diagnostics/DumpOptions.h"
+#include "diagnostics/DumpOutput.h"
+#include "diagnostics/DumpText.h"
+#include "diagnostics/Statistics.h"
+#include "diagnostics/ThreadList.h"
 #include "display/Brightness.h"
 #include "display/BrightnessOffset.h"
 #include "display/Color.h"
 #include "display/Power.h"
 #include "kernel/Bivista.h"
-#include "kernel/DumpOptions.h"
-#include "kernel/DumpOutput.h"
-#include "kernel/DumpText.h"
-#include "kernel/Statistics.h"
-#include "kernel/ThreadList.h"
 #include "sub_display/FrameBuffer.h"
 #include "sub_display/SubDisplay.h"
 

@@ -1,6 +1,6 @@
 // The one way to the sub display's panel: feature and output reports over its hidraw node.
 
-#include "kernel/HidDisplay.h"
+#include "kernel/hid/HidDisplay.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
+#include "kernel/base/Descriptor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -5,8 +5,8 @@
 
 #include <pthread.h>
 
-#include "kernel/Log.h"
-#include "kernel/ThreadAnnotations.h"
+#include "kernel/base/Log.h"
+#include "kernel/base/ThreadAnnotations.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

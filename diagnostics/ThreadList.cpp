@@ -1,4 +1,4 @@
-#include "kernel/ThreadList.h"
+#include "diagnostics/ThreadList.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,7 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "kernel/Descriptor.h"
+#include "kernel/base/Descriptor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

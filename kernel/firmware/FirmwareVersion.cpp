@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "kernel/AtQuery.h"
 #include "kernel/Bivista.h"
-#include "kernel/FirmwareChoice.h"
+#include "kernel/firmware/FirmwareChoice.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "kernel/Mutex.h"
+#include "kernel/base/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

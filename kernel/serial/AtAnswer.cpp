@@ -1,4 +1,4 @@
-#include "kernel/AtAnswer.h"
+#include "kernel/serial/AtAnswer.h"
 
 #include <algorithm>
 #include <cstring>

@@ -6,7 +6,7 @@
 
 #include <utils/StrongPointer.h>
 
-#include "kernel/Mutex.h"
+#include "kernel/base/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

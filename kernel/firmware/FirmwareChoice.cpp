@@ -1,4 +1,4 @@
-#include "kernel/FirmwareChoice.h"
+#include "kernel/firmware/FirmwareChoice.h"
 
 #include <cstring>
 #include <utility>

@@ -8,10 +8,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
-#include "kernel/SerialAt.h"
-#include "kernel/Statistics.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/serial/SerialAt.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

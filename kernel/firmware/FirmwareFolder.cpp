@@ -6,7 +6,7 @@
 #include <dirent.h>
 
 #include "kernel/Bivista.h"
-#include "kernel/FirmwareChoice.h"
+#include "kernel/firmware/FirmwareChoice.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -1,6 +1,6 @@
 // The two threads that watch for the cover: one for its nodes in /dev, one for its USB device.
 
-#include "kernel/UsbMonitor.h"
+#include "kernel/usb/UsbMonitor.h"
 
 #include <cerrno>
 #include <climits>
@@ -17,8 +17,8 @@
 #include <usbhost/usbhost.h>
 
 #include "kernel/Bivista.h"
-#include "kernel/Descriptor.h"
-#include "kernel/ThreadName.h"
+#include "kernel/base/Descriptor.h"
+#include "kernel/base/ThreadName.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -1,4 +1,4 @@
-#include "kernel/DumpOptions.h"
+#include "diagnostics/DumpOptions.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
