@@ -1,22 +1,25 @@
 // The service's debug dump: what it knows at this moment, and what it has counted.
 //
-// Every lock is held for a copy and no longer, and none that another thread may hold for long is
-// waited for: the dump is there to tell of such a thread. A reset takes the counters as it reads
-// them, so that what is counted meanwhile is in this dump or in the next, and in one alone.
+// The dump holds each lock for a copy and no longer. It waits for no lock that another thread may
+// hold for long: the dump is there to show such a thread.
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
-#include "diagnostics/DumpOptions.h"
+#include <dirent.h>
+
 #include "diagnostics/DumpOutput.h"
 #include "diagnostics/DumpText.h"
 #include "diagnostics/Statistics.h"
-#include "diagnostics/ThreadList.h"
 #include "display/Brightness.h"
 #include "display/BrightnessOffset.h"
 #include "display/Color.h"
@@ -31,235 +34,199 @@ namespace {
 
 constexpr char kFunction[] = "debug";
 
+constexpr char kHelp[] =
+        "Prints what the service knows of cover, panel and phone, and what it has counted since\n"
+        "its start or the last reset. Asks nothing of the cover.\n"
+        "\n"
+        "  --json   one JSON object on one line\n"
+        "  --reset  set the counters to 0 when they are printed\n"
+        "  --help   this text\n";
+
 std::string textOf(const DevicePath& path) {
     char text[DevicePath::kCapacity];
     path.copyTo(text);
     return text;
 }
 
-uint64_t take(std::atomic<uint64_t>& counter, bool reset) {
-    return reset ? counter.exchange(0) : counter.load();
+uint64_t secondsSince(uint64_t micros) {
+    return (monotonicMicros() - micros) / 1'000'000;
 }
 
-struct BrightnessState {
-    int32_t value;
-    size_t queued;
-    size_t highWater;
-    int32_t offsetSteps;
-    bool offsetBypass;
-};
+DumpRow describeOrder(const Counts& counts) {
+    const auto& order = counts.lastOrder;
+    const char* const status = order && order->accepted ? "OK" : "FAIL";
+    return {{"orders", counts.orders},
+            {"order", order ? DumpValue(order->name) : nullptr},
+            {"status", order ? DumpValue(status) : nullptr},
+            {"secondsAgo", order ? DumpValue(secondsSince(order->micros)) : nullptr}};
+}
 
-BrightnessState copyBrightness(bool reset) EXCLUDES(display_lock) {
+DumpRow describeBrightness(bool reset) {
     const MutexLock lock(display_lock, kFunction);
     const size_t queued = br_arr.size();
     const size_t highWater = std::max(br_high_water, queued);
     // What waits now is not forgotten.
     br_high_water = reset ? queued : highWater;
-    return {brightness_value, queued, highWater, br_offset_count, br_offset_bypass};
-}
-
-DumpRow describeBrightness(bool reset) {
-    const BrightnessState state = copyBrightness(reset);
-    return DumpRow()
-            .number("value", state.value)
-            .number("queued", state.queued)
-            .number("highWater", state.highWater)
-            .number("offset", br_offset.load())
-            .number("offsetSteps", state.offsetSteps)
-            .flag("offsetBypass", state.offsetBypass);
-}
-
-template <size_t kSize>
-std::vector<int64_t> valuesOf(const ColorGroup<kSize>& group) {
-    std::vector<int64_t> values;
-    for (size_t i = 0; i < group.kValues; ++i) values.push_back(group[i]);
-    return values;
+    return {{"value", brightness_value},      {"queued", queued},
+            {"highWater", highWater},         {"offset", br_offset.load()},
+            {"offsetSteps", br_offset_count}, {"offsetBypass", br_offset_bypass}};
 }
 
 template <size_t kSize>
 DumpRow describeColor(const char* name, const ColorGroup<kSize>& group,
                       const ColorGroup<kSize>& applied) {
-    return DumpRow()
-            .text("group", name)
-            .numbers("values", valuesOf(group))
-            .flag("pending", group[group.kValues] != 0)
-            .numbers("applied", valuesOf(applied));
-}
-
-std::vector<DumpRow> describeColors() {
-    return {describeColor("rgb", prgb, prgb_applied),
-            describeColor("tune", screentune, screentune_applied),
-            describeColor("mode", screen_mode, screen_mode_applied)};
-}
-
-const char* nameOf(BufferState state) {
-    switch (state) {
-        case BUFFER_FREE:
-            return "FREE";
-        case BUFFER_WRITING:
-            return "WRITING";
-        case BUFFER_READY:
-            return "READY";
-        case BUFFER_CONSUMING:
-            return "CONSUMING";
+    std::vector<int64_t> asked, held;
+    for (size_t i = 0; i < group.kValues; ++i) {
+        asked.push_back(group[i]);
+        held.push_back(applied[i]);
     }
-    return "?";
-}
-
-BufferState copyState(FrameBuffer* buffer) {
-    const MutexLock lock(buffer->lock, kFunction);
-    return buffer->state;
+    const bool isPending = group[group.kValues] != 0;
+    return {{"group", name}, {"values", asked}, {"pending", isPending}, {"applied", held}};
 }
 
 std::vector<DumpRow> describeBuffers() {
+    static constexpr const char* kStates[] = {"", "FREE", "WRITING", "READY", "CONSUMING"};
     std::vector<DumpRow> rows;
     for (uint8_t index = 0; index < kFrameBuffers; ++index) {
-        const BufferState state = copyState(frameBuffer(index));
-        rows.push_back(DumpRow().number("index", index).text("state", nameOf(state)));
+        FrameBuffer* const buffer = frameBuffer(index);
+        const MutexLock lock(buffer->lock, kFunction);
+        rows.push_back({{"index", index}, {"state", kStates[buffer->state]}});
     }
     return rows;
 }
 
-DumpRow describeFrames(bool reset) {
-    return DumpRow()
-            .number("drawn", take(sStatistics.framesDrawn, reset))
-            .number("sent", take(sStatistics.framesSent, reset))
-            .number("dropped", take(sStatistics.framesDropped, reset))
-            .number("retries", take(sStatistics.frameRetries, reset));
-}
-
-DumpRow describeCommand(const std::string& name, const CommandStatistics& command) {
-    const Latency::Summary latency = command.latency.summary();
-    return DumpRow()
-            .text("name", name)
-            .number("count", latency.count)
-            .number("failures", command.failures)
-            .number("timeouts", command.timeouts)
-            .number("p50us", latency.p50)
-            .number("p99us", latency.p99)
-            .number("maxus", latency.max);
-}
-
-uint64_t secondsSince(uint64_t micros) {
-    return (monotonicMicros() - micros) / 1'000'000;
-}
-
-DumpRow describeOrder() {
-    DumpRow row;
-    row.number("orders", sStatistics.orders.load());
-    const auto order = sStatistics.lastOrder.take(false);
-    if (!order) return row.unknown("order").unknown("status").unknown("secondsAgo");
-    return row.text("order", order->what.name)
-            .text("status", order->what.accepted ? "OK" : "FAIL")
-            .number("secondsAgo", secondsSince(order->micros));
-}
-
-// As the log has it.
-const char* causeOf(int error) {
-    return error == EPROTONOSUPPORT ? "Command not supported" : strerror(error);
-}
-
-DumpRow describeFailure(bool reset) {
-    const auto failure = sStatistics.lastFailure.take(reset);
-    if (!failure) return DumpRow().unknown("command").unknown("cause").unknown("secondsAgo");
-    return DumpRow()
-            .text("command", failure->what.name.text())
-            .text("cause", causeOf(failure->what.error))
-            .number("secondsAgo", secondsSince(failure->micros));
-}
-
-void dumpExchanges(DumpText* dump, bool reset) {
-    ExchangeStatistics& exchanges = sStatistics.exchanges;
-    const std::vector<CommandStatistics> commands = exchanges.gather(reset);
-    std::vector<DumpRow> rows;
-    CommandStatistics total;
-    for (size_t row = 0; row < commands.size(); ++row) {
-        // Not sent since the last reset, or no row of a name yet.
-        if (commands[row].latency.count() == 0) continue;
-        rows.push_back(describeCommand(exchanges.nameOf(row), commands[row]));
-        total.add(commands[row]);
+DumpRow describeExchanges(const Counts& counts) {
+    uint64_t exchanges = 0, failures = 0, timeouts = 0;
+    for (const CommandCounts& command : counts.commands) {
+        exchanges += command.latency.count();
+        failures += command.failures;
+        timeouts += command.timeouts;
     }
-    dump->add("at", DumpRow()
-                            .number("exchanges", total.latency.count())
-                            .number("failures", total.failures)
-                            .number("timeouts", total.timeouts)
-                            .number("refused", take(sStatistics.refused, reset))
-                            .number("recoveries", take(sStatistics.recoveries, reset)));
-    dump->add("lastFailure", describeFailure(reset));
-    dump->add("commands", std::move(rows));
+    return {{"exchanges", exchanges},
+            {"failures", failures},
+            {"timeouts", timeouts},
+            {"refused", counts.refused},
+            {"recoveries", counts.recoveries}};
 }
 
+DumpRow describeFailure(const Counts& counts) {
+    const auto& failure = counts.lastFailure;
+    if (!failure) return {{"command", nullptr}, {"cause", nullptr}, {"secondsAgo", nullptr}};
+    // As the log has it.
+    const char* const cause =
+            failure->error == EPROTONOSUPPORT ? "Command not supported" : strerror(failure->error);
+    return {{"command", failure->name},
+            {"cause", cause},
+            {"secondsAgo", secondsSince(failure->micros)}};
+}
+
+std::vector<DumpRow> describeCommands(const Counts& counts) {
+    std::vector<DumpRow> rows;
+    for (const CommandCounts& command : counts.commands) {
+        const Latency& latency = command.latency;
+        if (latency.count() == 0) continue;
+        rows.push_back({{"name", command.name},
+                        {"count", latency.count()},
+                        {"failures", command.failures},
+                        {"timeouts", command.timeouts},
+                        {"p50us", latency.percentile(50)},
+                        {"p99us", latency.percentile(99)},
+                        {"maxus", latency.max()}});
+    }
+    return rows;
+}
+
+// The threads of this process, by their ids; without those that end meanwhile.
 std::vector<DumpRow> describeThreads() {
+    constexpr char kTasks[] = "/proc/self/task/";
+    std::map<int, std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir(kTasks), closedir);
+    while (const dirent* const entry = tasks == nullptr ? nullptr : readdir(tasks.get())) {
+        std::ifstream file(std::string(kTasks) + entry->d_name + "/comm");
+        std::string name;
+        if (std::getline(file, name)) names[atoi(entry->d_name)] = name;
+    }
     std::vector<DumpRow> rows;
-    for (const ThreadEntry& thread : listThreads()) {
-        rows.push_back(DumpRow().number("tid", thread.tid).text("name", thread.name));
+    for (const auto& [tid, name] : names) {
+        rows.push_back({{"tid", tid}, {"name", name}});
     }
     return rows;
-}
-
-DumpOptions readOptions(const hidl_vec<hidl_string>& options) {
-    std::vector<std::string> texts;
-    for (const hidl_string& option : options) texts.emplace_back(option.c_str(), option.size());
-    return readDumpOptions(texts);
 }
 
 }  // namespace
 
-void Bivista::dumpLink(DumpText* dump) const {
-    dump->add("usb", DumpRow()
-                             .flag("attached", mUsbAttached)
-                             .flag("loader", mLoaderAttached)
-                             .flag("watched", mInotifyFd != -1)
-                             .number("votes", mUsbAutoSuspendDisableVote.load()));
-    dump->add("serial", DumpRow()
-                                .flag("attached", mSerialAttached)
-                                .text("path", textOf(mSerialDevicePath))
-                                .flag("logAsked", mSerialLogEnabled)
-                                .flag("logRunning", mSerialLogRunning));
+DumpRow Bivista::describeUsb() const {
+    return {{"attached", mUsbAttached.load()},
+            {"loader", mLoaderAttached.load()},
+            {"watched", mInotifyFd != -1},
+            {"votes", mUsbAutoSuspendDisableVote.load()}};
 }
 
-void Bivista::dumpSubDisplay(DumpText* dump, bool reset) {
-    const SubScreenInfo info = subScreenInfo();
-    DumpRow row;
-    row.flag("attached", mHidDisplayAttached).text("path", textOf(mHidDevicePath));
+DumpRow Bivista::describeSerial() const {
+    return {{"attached", mSerialAttached.load()},
+            {"path", textOf(mSerialDevicePath)},
+            {"logAsked", mSerialLogEnabled.load()},
+            {"logRunning", mSerialLogRunning.load()}};
+}
+
+DumpRow Bivista::describeSubDisplay() {
+    DumpValue state = nullptr;
     // A client's callback runs under this lock, and may hang.
     if (sub_state_lock.tryLock()) {
-        const SubScreenState state = mSubDisplayState;
+        state = toString(mSubDisplayState);
         sub_state_lock.unlock(kFunction);
-        row.text("state", toString(state));
-    } else {
-        row.unknown("state");
     }
-    row.number("width", info.x).number("height", info.y).number("format", info.format);
-    dump->add("subDisplay", row.number("lastDrawn", cur_fb.load()));
-    dump->add("buffers", describeBuffers());
-    dump->add("frames", describeFrames(reset));
+    const SubScreenInfo info = subScreenInfo();
+    return {{"attached", mHidDisplayAttached.load()},
+            {"path", textOf(mHidDevicePath)},
+            {"state", state},
+            {"width", info.x},
+            {"height", info.y},
+            {"format", info.format},
+            {"lastDrawn", cur_fb.load()}};
 }
 
 Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
     const native_handle_t* const handle = fd.getNativeHandle();
     if (handle == nullptr || handle->numFds < 1) return Void();
     const int output = handle->data[0];
-    const DumpOptions asked = readOptions(options);
-    if (asked.isWrong) {
-        writeDump(output, "Unknown option " + spelled(asked.wrong) + "; --help lists them.\n");
+    bool help = false, json = false, reset = false;
+    for (const hidl_string& option : options) {
+        const std::string_view text(option.c_str(), option.size());
+        if (text != "--help" && text != "--json" && text != "--reset") {
+            writeDump(output, "Unknown option " + spelled(text) + "; --help lists them.\n");
+            return Void();
+        }
+        help |= text == "--help";
+        json |= text == "--json";
+        reset |= text == "--reset";
+    }
+    if (help) {
+        writeDump(output, kHelp);
         return Void();
     }
-    if (asked.help) {
-        writeDump(output, kDumpHelp);
-        return Void();
-    }
-    DumpText dump;
-    dumpLink(&dump);
-    dump.add("upgrade", describeOrder());
+    const Counts counts = sStatistics.take(reset);
+    DumpText dump(json);
+    dump.add("usb", describeUsb());
+    dump.add("serial", describeSerial());
+    dump.add("upgrade", describeOrder(counts));
     dump.add("display",
-             DumpRow().flag("initialized", bv2_initialized).flag("screenOn", bv2_screen_on));
-    dump.add("brightness", describeBrightness(asked.reset));
-    dump.add("colour", describeColors());
-    dumpSubDisplay(&dump, asked.reset);
-    dumpExchanges(&dump, asked.reset);
-    dump.add("threads", describeThreads());
-    writeDump(output, asked.json ? dump.json() : dump.words());
+             {{"initialized", bv2_initialized.load()}, {"screenOn", bv2_screen_on.load()}});
+    dump.add("brightness", describeBrightness(reset));
+    dump.addList("colour", {describeColor("rgb", prgb, prgb_applied),
+                            describeColor("tune", screentune, screentune_applied),
+                            describeColor("mode", screen_mode, screen_mode_applied)});
+    dump.add("subDisplay", describeSubDisplay());
+    dump.addList("buffers", describeBuffers());
+    dump.add("frames", {{"drawn", counts.framesDrawn},
+                        {"sent", counts.framesSent},
+                        {"dropped", counts.framesDropped},
+                        {"retries", counts.frameRetries}});
+    dump.add("at", describeExchanges(counts));
+    dump.add("lastFailure", describeFailure(counts));
+    dump.addList("commands", describeCommands(counts));
+    dump.addList("threads", describeThreads());
+    writeDump(output, dump.text());
     return Void();
 }
 

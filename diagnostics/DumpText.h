@@ -1,5 +1,4 @@
-// The text of a debug dump, for people or as JSON: sections, each of one row or of a list of rows,
-// and in a row members, each with a name and a value.
+// The text of a debug dump, for people or as JSON: sections, each of one row or of a list of rows.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -14,56 +14,35 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 // The text with every byte but the printable ones of ASCII spelled, as in "<0x1B>".
 std::string spelled(std::string_view bytes);
 
-class DumpRow {
-  public:
-    DumpRow& text(const char* name, std::string_view value);
-    DumpRow& flag(const char* name, bool value);
-    DumpRow& numbers(const char* name, const std::vector<int64_t>& values);
-    // What cannot be told at this moment.
-    DumpRow& unknown(const char* name);
+struct DumpValue {
+    // Not known at this moment.
+    DumpValue(std::nullptr_t) : text("null") {}
+    DumpValue(bool value) : text(value ? "true" : "false") {}
+    template <typename T, typename = std::enable_if_t<std::is_integral_v<T>>>
+    DumpValue(T value) : text(std::to_string(value)) {}
+    DumpValue(const std::vector<int64_t>& values);
+    DumpValue(const char* bytes) : text(spelled(bytes)), isQuoted(true) {}
+    DumpValue(const std::string& bytes) : text(spelled(bytes)), isQuoted(true) {}
 
-    template <typename T>
-    DumpRow& number(const char* name, T value) {
-        static_assert(std::is_integral_v<T>);
-        return add(name, std::to_string(value), "");
-    }
-
-    // {"name":value,...}
-    std::string json() const;
-    // "name=value ..."
-    std::string line() const;
-    // "  name  value", a line each, the values below each other.
-    std::string table() const;
-
-  private:
-    struct Member {
-        const char* name;
-        std::string value;
-        const char* quote;  // what stands around it in JSON
-    };
-
-    DumpRow& add(const char* name, std::string value, const char* quote);
-
-    std::vector<Member> mMembers;
+    std::string text;
+    bool isQuoted = false;  // in JSON
 };
+
+// Names, which are plain words, with their values.
+using DumpRow = std::vector<std::pair<std::string, DumpValue>>;
 
 class DumpText {
   public:
-    void add(const char* name, DumpRow row);
-    void add(const char* name, std::vector<DumpRow> rows);
+    // As JSON the text is an object on one line, with a member for each section.
+    explicit DumpText(bool isJson) : mIsJson(isJson) {}
 
-    // An object with a member a section, on one line; a section of a list is an array.
-    std::string json() const;
-    std::string words() const;
+    void add(const char* name, const DumpRow& row);
+    void addList(const char* name, const std::vector<DumpRow>& rows);
+    std::string text() const { return mIsJson ? '{' + mText + "}\n" : mText; }
 
   private:
-    struct Section {
-        const char* name;
-        bool isList;
-        std::vector<DumpRow> rows;
-    };
-
-    std::vector<Section> mSections;
+    const bool mIsJson;
+    std::string mText;
 };
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

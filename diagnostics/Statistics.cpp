@@ -1,101 +1,95 @@
 #include "diagnostics/Statistics.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <string_view>
-
-#include <strings.h>
-#include <unistd.h>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Statistics sStatistics;
+Statistics& sStatistics = *new Statistics;
 
-thread_local bool UpgradeOrderPause::sIsPaused = false;
+thread_local bool sIsOrderOfDetach = false;
 
 namespace {
 
+constexpr size_t kNames = 40;
+constexpr size_t kLongestName = 63;
+
 // Commands that differ in their first argument, as the service sends them.
-constexpr std::string_view kWithArgument[] = {
+constexpr const char* kWithArgument[] = {
         "AT%TCHDEBUG=DELTA",       "AT%TCHDEBUG=FWVER",       "AT%TCHDEBUG=GPIO_PIN",
         "AT%TCHDEBUG=RAWDATA",     "AT%TCHDEBUG=RESET",       "AT%TCHNOTIFY=FW_UPGRADE",
         "AT%TCHNOTIFY=LPWG_SD",    "AT%TCHNOTIFY=SD",         "AT%TCHNOTIFY=PULL_SD_RESULT",
         "AT%TCHNOTIFY=SWTICH_AES", "AT%TCHNOTIFY=LPWG_NOTIFY"};
 
-constexpr useconds_t kCountingUs = 100;
-
 char capital(char letter) {
     return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
 }
 
-size_t nameLength(const char* cmd) {
-    const size_t length = strcspn(cmd, ",\r");
-    for (const std::string_view known : kWithArgument) {
-        if (known.size() == length && strncasecmp(known.data(), cmd, length) == 0) return length;
-    }
-    return strcspn(cmd, "=\r");
+CommandCounts& rowOf(const std::string& name, std::vector<CommandCounts>* rows) {
+    const auto known = std::min(rows->end(), rows->begin() + kNames);
+    const auto row = std::find_if(rows->begin(), known,
+                                  [&](const CommandCounts& row) { return row.name == name; });
+    if (row != known) return *row;
+    if (rows->size() <= kNames) rows->push_back({rows->size() < kNames ? name : "other", 0, 0, {}});
+    return rows->back();
+}
+
+// What counts on, or stays, after a reset.
+Counts keptOf(const Counts& counts) {
+    Counts kept;
+    for (const CommandCounts& row : counts.commands) kept.commands.push_back({row.name, 0, 0, {}});
+    kept.lastOrder = counts.lastOrder;
+    kept.orders = counts.orders;
+    return kept;
 }
 
 }  // namespace
 
-CommandName::CommandName(const char* cmd)
-    : mLength(static_cast<uint8_t>(std::min(nameLength(cmd), mText.size()))) {
-    std::transform(cmd, cmd + mLength, mText.begin(), capital);
+std::string nameOfCommand(const char* cmd) {
+    std::string name(cmd, strcspn(cmd, "\r"));
+    std::transform(name.begin(), name.end(), name.begin(), capital);
+    const std::string first = name.substr(0, name.find(','));
+    const auto end = std::end(kWithArgument);
+    const bool isKnown = std::find(std::begin(kWithArgument), end, first) != end;
+    return (isKnown ? first : name.substr(0, name.find('='))).substr(0, kLongestName);
 }
 
-bool CommandName::operator==(const CommandName& other) const {
-    return mLength == other.mLength && memcmp(mText.data(), other.mText.data(), mLength) == 0;
+void Statistics::count(uint64_t Counts::*counter) {
+    const LeafLock lock(mLock);
+    ++(mCounts.*counter);
 }
 
-void CommandStatistics::count(uint64_t micros, bool failed, bool timedOut) {
-    latency.add(micros);
-    if (failed) ++failures;
-    if (timedOut) ++timeouts;
+void Statistics::countExchange(const char* cmd, uint64_t micros, int error) {
+    const std::string name = nameOfCommand(cmd);
+    const LeafLock lock(mLock);
+    CommandCounts& row = rowOf(name, &mCounts.commands);
+    row.latency.add(micros);
+    if (error == 0) return;
+    ++row.failures;
+    if (error == ETIME) ++row.timeouts;
+    mCounts.lastFailure = {name, error, monotonicMicros()};
 }
 
-void CommandStatistics::add(const CommandStatistics& other) {
-    latency.add(other.latency);
-    failures += other.failures;
-    timeouts += other.timeouts;
+void Statistics::countRefusal(const char* cmd, int error) {
+    const LeafLock lock(mLock);
+    ++mCounts.refused;
+    mCounts.lastFailure = {nameOfCommand(cmd), error, monotonicMicros()};
 }
 
-std::string ExchangeStatistics::nameOf(size_t row) const {
-    return row < kNames ? mName[row].text() : kOther;
+void Statistics::countOrder(const char* name, bool accepted) {
+    if (sIsOrderOfDetach) return;
+    const LeafLock lock(mLock);
+    ++mCounts.orders;
+    mCounts.lastOrder = {name, accepted, monotonicMicros()};
 }
 
-size_t ExchangeStatistics::rowOf(const CommandName& name) {
-    const size_t known = mNames.load(std::memory_order_relaxed);
-    size_t row = 0;
-    while (row < known && !(mName[row] == name)) ++row;
-    if (row == known && row < kNames) {
-        mName[row] = name;
-        mNames.store(row + 1, std::memory_order_release);
-    }
-    return row;
-}
-
-void ExchangeStatistics::count(const char* cmd, uint64_t micros, bool failed, bool timedOut) {
-    const size_t row = rowOf(CommandName(cmd));
-    const size_t side = mSides.enter();
-    mCounted[side][row].count(micros, failed, timedOut);
-    mSides.leave(side);
-}
-
-std::vector<CommandStatistics> ExchangeStatistics::gather(bool reset) {
-    const MutexLock lock(mGatherLock, "debug");
-    const size_t side = mSides.turn();
-    // Whoever counts waits for nobody, so this is over when its thread has had the processor.
-    while (!mSides.isQuiet(side)) usleep(kCountingUs);
-    for (size_t row = 0; row < mGathered.size(); ++row) {
-        CommandStatistics& counted = mCounted[side][row];
-        if (counted.latency.count() == 0) continue;
-        mGathered[row].add(counted);
-        counted = {};
-    }
-    std::vector<CommandStatistics> gathered(mGathered.begin(), mGathered.end());
-    if (reset) mGathered.fill({});
-    return gathered;
+Counts Statistics::take(bool reset) {
+    const LeafLock lock(mLock);
+    Counts taken = mCounts;
+    if (reset) mCounts = keptOf(taken);
+    return taken;
 }
 
 uint64_t monotonicMicros() {

@@ -14,6 +14,7 @@
 #include <utils/RefBase.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
+#include "diagnostics/DumpText.h"
 #include "display/Attach.h"
 #include "kernel/base/DevicePath.h"
 #include "kernel/base/Mutex.h"
@@ -41,7 +42,6 @@ using V1_0::SubScreenInfo;
 using V1_0::SubScreenState;
 
 class AtAnswer;
-class DumpText;
 
 class Bivista : public V1_1::IBivista {
   public:
@@ -244,9 +244,10 @@ class Bivista : public V1_1::IBivista {
     void startUeventWorker() REQUIRES(mLpwgCallbackLock);
     void stopUeventWorker() REQUIRES(mLpwgCallbackLock);
 
-    // What of the dump the service object owns. A reset sets its counters to 0.
-    void dumpLink(DumpText* dump) const;
-    void dumpSubDisplay(DumpText* dump, bool reset) EXCLUDES(sub_state_lock);
+    // What of the dump the service object owns (diagnostics/Dump.cpp).
+    DumpRow describeUsb() const;
+    DumpRow describeSerial() const;
+    DumpRow describeSubDisplay() EXCLUDES(sub_state_lock);
 
     SubScreenState getSubDisplayState() EXCLUDES(sub_state_lock);
     // Tells the client, too.

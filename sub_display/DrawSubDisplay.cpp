@@ -68,7 +68,7 @@ Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& frame) {
     FrameBuffer* const buffer = claimBuffer();
     if (buffer == nullptr) return Status::FAIL;
     const bool drawn = drawFrame(frame, buffer);
-    if (drawn) ++sStatistics.framesDrawn;
+    if (drawn) sStatistics.count(&Counts::framesDrawn);
     // Meant: a frame of the wrong size loses the one that was waiting in its buffer.
     setBufferState(buffer->idx, drawn ? BUFFER_READY : BUFFER_FREE);
     if (drawn) {

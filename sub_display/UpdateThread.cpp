@@ -59,18 +59,18 @@ void sendFrame(Bivista* service, const FrameBuffer& buffer, int* retries) {
         if (service->hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {
             // An empty report ends the frame.
             service->hidDisplayPalette(0, 0, nullptr);
-            ++sStatistics.framesSent;
+            sStatistics.count(&Counts::framesSent);
             LOG_INFO("HID-DISPLAY: write Palette done %.3fms", (now() - start) / 1e6);
             return;
         }
         // Meant: the retries are counted over the thread's life.
         if (*retries >= kRetries) {
             LOG_ERROR("Could not send palette data.");
-            ++sStatistics.framesDropped;
+            sStatistics.count(&Counts::framesDropped);
             return;
         }
         ++*retries;
-        ++sStatistics.frameRetries;
+        sStatistics.count(&Counts::frameRetries);
     }
 }
 

@@ -78,8 +78,8 @@ Pairs measurePairs(Bivista& service) {
 bool countExchange() {
     const implementation::MutexLock lock(implementation::sSerialMutex, "bench");
     const uint64_t start = implementation::monotonicMicros();
-    implementation::sStatistics.exchanges.count(kCommand, implementation::monotonicMicros() - start,
-                                                false, false);
+    implementation::sStatistics.countExchange(kCommand, implementation::monotonicMicros() - start,
+                                              0);
     return true;
 }
 

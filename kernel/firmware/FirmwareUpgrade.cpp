@@ -24,10 +24,7 @@ constexpr char kPowerNode[] = "/sys/class/bivista/bv2/bv2_pd";
 
 Status control(const Order& order) {
     const bool accepted = Bivista::writeInt32(sUpgradeControl, order.value) == 0;
-    if (!UpgradeOrderPause::isPaused()) {
-        sStatistics.lastOrder.keep({order.name, accepted});
-        ++sStatistics.orders;
-    }
+    sStatistics.countOrder(order.name, accepted);
     return accepted ? Status::OK : Status::FAIL;
 }
 

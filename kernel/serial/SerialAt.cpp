@@ -107,14 +107,9 @@ int refuse(int error) {
     return -1;
 }
 
-void countRefusal(const char* cmd, int error) {
-    ++sStatistics.refused;
-    sStatistics.lastFailure.keep({CommandName(cmd), error});
-}
-
 // As refuse(), for a command that is not sent.
 int refuseUnsent(const char* cmd, int error) {
-    countRefusal(cmd, error);
+    sStatistics.countRefusal(cmd, error);
     return refuse(error);
 }
 
@@ -144,7 +139,7 @@ int Bivista::runAtCmd(const char* cmd, char* resp, size_t respCount,
     Descriptor port(open(path, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!port.isOpen()) {
         const ErrnoKeeper keeper;
-        countRefusal(cmd, errno);
+        sStatistics.countRefusal(cmd, errno);
         LOG_ERROR("%s: failed to open \"%s\": %s", kFunction, path, strerror(errno));
         return -1;
     }
@@ -154,8 +149,7 @@ int Bivista::runAtCmd(const char* cmd, char* resp, size_t respCount,
     const uint64_t start = monotonicMicros();
     const int result = exchangeAt(port.get(), cmd, resp, respCount, cb, &timedOut);
     const ErrnoKeeper keeper;
-    if (result < 0) sStatistics.lastFailure.keep({CommandName(cmd), errno});
-    sStatistics.exchanges.count(cmd, monotonicMicros() - start, result < 0, timedOut);
+    sStatistics.countExchange(cmd, monotonicMicros() - start, result < 0 ? errno : 0);
     port.close();
     if (timedOut) {
         // Meant: the vote stays. It is reset when the tty comes back from the recovery.

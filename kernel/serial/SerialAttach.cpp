@@ -76,10 +76,9 @@ bool Bivista::prepareSerialPort() {
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialAttached.load());
     if (!releaseSerialPort()) return;
-    {
-        const UpgradeOrderPause pause;
-        (void)cancelFirmwareUpgrade().isOk();
-    }
+    sIsOrderOfDetach = true;
+    (void)cancelFirmwareUpgrade().isOk();
+    sIsOrderOfDetach = false;
     bv2_display_deinit(this);
     serialLogEnable(false);
 }

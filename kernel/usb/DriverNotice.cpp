@@ -39,7 +39,7 @@ int Bivista::usbRecovery() {
     LOG_ERROR(kRule);
     LOG_ERROR("!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
     LOG_ERROR(kRule);
-    ++sStatistics.recoveries;
+    sStatistics.count(&Counts::recoveries);
     return writeYes(__func__, "/sys/class/bivista/bv2/bv2_recovery");
 }
 

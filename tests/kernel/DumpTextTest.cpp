@@ -1,37 +1,37 @@
-// How a dump is spelled, for people and as JSON; and its options.
+// How a dump is spelled, for people and as JSON.
 #include "diagnostics/DumpText.h"
 
-#include <gtest/gtest.h>
+#include <climits>
 
-#include "diagnostics/DumpOptions.h"
+#include <gtest/gtest.h>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 using namespace std::string_literals;
 
-DumpText makeDump() {
-    DumpText dump;
-    dump.add("one", DumpRow().flag("is", true).number("amount", -3).unknown("state"));
-    dump.add("many", std::vector<DumpRow>{DumpRow().text("name", "a\"\\\r").numbers("of", {1, -2}),
-                                          DumpRow().flag("is", false)});
-    dump.add("none", std::vector<DumpRow>());
-    return dump;
+std::string makeDump(bool isJson) {
+    DumpText dump(isJson);
+    dump.add("one", {{"is", true}, {"amount", -3}, {"state", nullptr}});
+    const std::vector<int64_t> numbers = {1, -2};
+    dump.addList("many", {{{"name", "a\"\\\r"}, {"of", numbers}}, {{"is", false}}});
+    dump.addList("none", {});
+    return dump.text();
 }
 
 TEST(DumpTextTest, IsOneLineOfJson) {
-    EXPECT_EQ(makeDump().json(),
+    EXPECT_EQ(makeDump(true),
               R"({"one":{"is":true,"amount":-3,"state":null},)"
               R"("many":[{"name":"a\"\\<0x0D>","of":[1,-2]},{"is":false}],"none":[]})"
               "\n");
 }
 
 TEST(DumpTextTest, IsReadable) {
-    EXPECT_EQ(makeDump().words(),
+    EXPECT_EQ(makeDump(false),
               "one:\n"
-              "  is      true\n"
-              "  amount  -3\n"
-              "  state   null\n"
+              "  is            true\n"
+              "  amount        -3\n"
+              "  state         null\n"
               "many:\n"
               "  name=a\"\\<0x0D> of=[1,-2]\n"
               "  is=false\n"
@@ -43,24 +43,9 @@ TEST(DumpTextTest, SpellsWhatIsNotPrintable) {
 }
 
 TEST(DumpTextTest, HoldsTheLargestNumbers) {
-    EXPECT_EQ(DumpRow().number("a", UINT64_MAX).number("b", INT64_MIN).json(),
-              R"({"a":18446744073709551615,"b":-9223372036854775808})");
-}
-
-TEST(DumpOptionsTest, MayComeInAnyOrder) {
-    const DumpOptions none = readDumpOptions({});
-    EXPECT_FALSE(none.help || none.json || none.reset || none.isWrong);
-    const DumpOptions all = readDumpOptions({"--reset", "--json", "--help", "--json"});
-    EXPECT_TRUE(all.help && all.json && all.reset);
-    EXPECT_FALSE(all.isWrong);
-}
-
-TEST(DumpOptionsTest, NameTheFirstThatIsWrong) {
-    for (const std::string& wrong : {"-v"s, ""s, "--Json"s, "--json "s, "--json\0"s, "json"s}) {
-        const DumpOptions options = readDumpOptions({"--json", wrong, "--other"});
-        EXPECT_TRUE(options.isWrong);
-        EXPECT_EQ(options.wrong, wrong);
-    }
+    DumpText dump(true);
+    dump.add("all", {{"a", UINT64_MAX}, {"b", INT64_MIN}});
+    EXPECT_EQ(dump.text(), "{\"all\":{\"a\":18446744073709551615,\"b\":-9223372036854775808}}\n");
 }
 
 }  // namespace

@@ -2,14 +2,18 @@
 #include "diagnostics/Statistics.h"
 
 #include <atomic>
-#include <memory>
+#include <cerrno>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
+
+using testing::ElementsAre;
 
 struct Named {
     std::string cmd;
@@ -23,7 +27,7 @@ void PrintTo(const Named& named, std::ostream* out) {
 class CommandNameTest : public testing::TestWithParam<Named> {};
 
 TEST_P(CommandNameTest, EndsWhereTheArgumentsBegin) {
-    EXPECT_EQ(CommandName(GetParam().cmd.c_str()).text(), GetParam().name);
+    EXPECT_EQ(nameOfCommand(GetParam().cmd.c_str()), GetParam().name);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -57,108 +61,72 @@ INSTANTIATE_TEST_SUITE_P(
 
 class ExchangeStatisticsTest : public testing::Test {
   protected:
-    void count(const std::string& cmd, uint64_t micros = 5, bool failed = false,
-               bool timedOut = false) {
-        const MutexLock lock(sSerialMutex, "test");
-        statistics->count(cmd.c_str(), micros, failed, timedOut);
+    void count(const std::string& cmd, uint64_t micros = 5, int error = 0) {
+        statistics.countExchange(cmd.c_str(), micros, error);
     }
-    uint64_t countOf(size_t row) { return statistics->gather(false)[row].latency.count(); }
+    std::vector<CommandCounts> rows() { return statistics.take(false).commands; }
+    // "name count" of each row.
+    std::vector<std::string> counted() {
+        std::vector<std::string> texts;
+        for (const CommandCounts& row : rows()) {
+            texts.push_back(row.name + " " + std::to_string(row.latency.count()));
+        }
+        return texts;
+    }
 
-    const std::unique_ptr<ExchangeStatistics> statistics = std::make_unique<ExchangeStatistics>();
+    Statistics statistics;
 };
 
 TEST_F(ExchangeStatisticsTest, HaveARowANameInTheOrderOfTheFirstCommand) {
-    count("AT%DB=1\r");
-    count("AT%HPD\r");
-    count("AT%DB=2\r");
-    ASSERT_EQ(statistics->names(), 2u);
-    EXPECT_EQ(statistics->nameOf(0), "AT%DB");
-    EXPECT_EQ(countOf(0), 2u);
-    EXPECT_EQ(statistics->nameOf(1), "AT%HPD");
-    EXPECT_EQ(countOf(1), 1u);
+    for (const char* cmd : {"AT%DB=1\r", "AT%HPD\r", "AT%DB=2\r"}) count(cmd);
+    EXPECT_THAT(counted(), ElementsAre("AT%DB 2", "AT%HPD 1"));
 }
 
 TEST_F(ExchangeStatisticsTest, TellNamesApartThatBeginAlike) {
     for (const char* cmd : {"AT\r", "AT%\r", "AT%%\r", "ATE0\r", "AT\r"}) count(cmd);
-    EXPECT_EQ(statistics->names(), 4u);
-    EXPECT_EQ(countOf(0), 2u);
+    EXPECT_THAT(counted(), ElementsAre("AT 2", "AT% 1", "AT%% 1", "ATE0 1"));
+}
+
+TEST_F(ExchangeStatisticsTest, TellNoCaseFromAnother) {
+    count("AT%SWV\r");
+    count("at%swv\r");
+    EXPECT_THAT(counted(), ElementsAre("AT%SWV 2"));
 }
 
 TEST_F(ExchangeStatisticsTest, KeepWhatFailedAndWhatTimedOut) {
     count("AT%DB=1\r", 10);
-    count("AT%DB=1\r", 20, true);
-    count("AT%DB=1\r", 5'000'000, true, true);
-    const CommandStatistics row = statistics->gather(false)[0];
+    count("AT%DB=1\r", 20, EPROTONOSUPPORT);
+    count("AT%DB=1\r", 5'000'000, ETIME);
+    const CommandCounts row = rows()[0];
     EXPECT_EQ(row.failures, 2u);
     EXPECT_EQ(row.timeouts, 1u);
-    EXPECT_EQ(row.latency.summary().max, 5'000'000u);
+    EXPECT_EQ(row.latency.max(), 5'000'000u);
 }
 
 TEST_F(ExchangeStatisticsTest, ShareARowAfterFortyNames) {
     for (int i = 0; i < 42; ++i) count("AT%N" + std::to_string(i) + "\r");
-    EXPECT_EQ(statistics->names(), 40u);
-    EXPECT_EQ(statistics->nameOf(39), "AT%N39");
-    EXPECT_EQ(countOf(39), 1u);
-    EXPECT_EQ(statistics->nameOf(40), "other");
-    EXPECT_EQ(countOf(40), 2u);
     count("AT%N39\r");
-    EXPECT_EQ(countOf(39), 2u) << "a name that is known keeps its row";
-}
-
-TEST_F(ExchangeStatisticsTest, TellNoCaseFromAnother) {
-    count("AT%SWV\r", 10);
-    count("at%swv\r", 10);
-    EXPECT_EQ(statistics->names(), 1u);
-    EXPECT_EQ(statistics->nameOf(0), "AT%SWV");
-    EXPECT_EQ(countOf(0), 2u);
+    const std::vector<std::string> texts = counted();
+    ASSERT_EQ(texts.size(), 41u);
+    EXPECT_EQ(texts[39], "AT%N39 2") << "a name that is known keeps its row";
+    EXPECT_EQ(texts[40], "other 2");
 }
 
 TEST_F(ExchangeStatisticsTest, ForgetOnAReset) {
-    count("AT%SWV\r", 1000, true, true);
-    EXPECT_EQ(countOf(0), 1u);
+    count("AT%SWV\r", 1000, ETIME);
+    statistics.countOrder("UPGRADE", true);
+    const Counts taken = statistics.take(true);
+    EXPECT_EQ(taken.commands[0].latency.max(), 1000u) << "told once more";
+    EXPECT_EQ(taken.lastFailure->name, "AT%SWV");
     count("AT%SWV\r", 7);
-    EXPECT_EQ(statistics->gather(true)[0].latency.summary().max, 1000u) << "told once more";
-    EXPECT_EQ(countOf(0), 0u);
-    count("AT%SWV\r", 7);
-    const CommandStatistics row = statistics->gather(false)[0];
-    EXPECT_EQ(row.latency.count(), 1u);
-    EXPECT_EQ(row.latency.summary().max, 7u);
-    EXPECT_EQ(row.failures, 0u);
-    EXPECT_EQ(row.timeouts, 0u);
-    EXPECT_EQ(statistics->nameOf(0), "AT%SWV");
-}
-
-// What is under way when the reader turns is not read before it is whole.
-TEST(TwoSidesTest, AreQuietWhenAllHaveLeft) {
-    TwoSides sides;
-    const size_t early = sides.enter();
-    const size_t late = sides.enter();
-    EXPECT_EQ(late, early);
-    EXPECT_EQ(sides.turn(), early);
-    EXPECT_FALSE(sides.isQuiet(early));
-    const size_t next = sides.enter();
-    EXPECT_NE(next, early);
-    sides.leave(next);
-    EXPECT_FALSE(sides.isQuiet(early)) << "that one was on the other side";
-    sides.leave(late);
-    EXPECT_FALSE(sides.isQuiet(early));
-    sides.leave(early);
-    EXPECT_TRUE(sides.isQuiet(early));
-}
-
-TEST(TwoSidesTest, AreTurnedAgainAndAgain) {
-    TwoSides sides;
-    size_t before = sides.turn();
-    EXPECT_TRUE(sides.isQuiet(before)) << "nobody has ever entered";
-    for (int i = 0; i < 5; ++i) {
-        const size_t side = sides.enter();
-        EXPECT_NE(side, before);
-        EXPECT_EQ(sides.turn(), side);
-        EXPECT_FALSE(sides.isQuiet(side));
-        sides.leave(side);
-        EXPECT_TRUE(sides.isQuiet(side));
-        before = side;
-    }
+    const Counts counts = statistics.take(false);
+    EXPECT_EQ(counts.commands[0].name, "AT%SWV");
+    EXPECT_EQ(counts.commands[0].latency.count(), 1u);
+    EXPECT_EQ(counts.commands[0].latency.max(), 7u);
+    EXPECT_EQ(counts.commands[0].failures, 0u);
+    EXPECT_EQ(counts.commands[0].timeouts, 0u);
+    EXPECT_FALSE(counts.lastFailure.has_value());
+    EXPECT_EQ(counts.orders, 1u) << "a reset leaves the orders";
 }
 
 // The i-th exchange takes i microseconds, so that a maximum tells up to which one was counted.
@@ -168,19 +136,23 @@ TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
     std::thread exchanging([&] {
         while (!enough) {
             ++exchanges;
-            count("AT%SWV\r", exchanges, exchanges % 3 == 0, exchanges % 6 == 0);
+            count("AT%SWV\r", exchanges,
+                  exchanges % 6 == 0   ? ETIME
+                  : exchanges % 3 == 0 ? EPROTONOSUPPORT
+                                       : 0);
         }
     });
     uint64_t total = 0, failures = 0, timeouts = 0;
     const auto look = [&] {
-        const CommandStatistics row = statistics->gather(true)[0];
-        const Latency::Summary latency = row.latency.summary();
-        total += latency.count;
+        const Counts counts = statistics.take(true);
+        if (counts.commands.empty()) return false;
+        const CommandCounts& row = counts.commands[0];
+        total += row.latency.count();
         failures += row.failures;
         timeouts += row.timeouts;
-        const bool hasNews = latency.count > 0;
-        EXPECT_EQ(latency.max, hasNews ? total : 0);
-        EXPECT_EQ(latency.p50 > 0, hasNews);
+        const bool hasNews = row.latency.count() > 0;
+        EXPECT_EQ(row.latency.max(), hasNews ? total : 0);
+        EXPECT_EQ(row.latency.percentile(50) > 0, hasNews);
         EXPECT_EQ(failures, total / 3);
         EXPECT_EQ(timeouts, total / 6);
         return hasNews;
@@ -196,24 +168,6 @@ TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
     exchanging.join();
     look();
     EXPECT_EQ(total, exchanges);
-}
-
-// A client that is being told of something may ask for a dump while another one has its own.
-TEST_F(ExchangeStatisticsTest, AreGatheredByOneAtATime) {
-    std::atomic<uint64_t> total = 0;
-    std::atomic<bool> ended = false;
-    const auto gatherAll = [&] {
-        for (bool last = false; !last;) {
-            last = ended;
-            total += statistics->gather(true)[0].latency.count();
-        }
-    };
-    std::thread one(gatherAll), other(gatherAll);
-    for (uint64_t i = 1; i <= 5000; ++i) count("AT%SWV\r", i);
-    ended = true;
-    one.join();
-    other.join();
-    EXPECT_EQ(total, 5000u);
 }
 
 }  // namespace
