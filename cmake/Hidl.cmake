@@ -3,10 +3,10 @@
 # a static library would drop them.
 
 find_program(HIDL_GEN hidl-gen REQUIRED)
-set(HIDL_OUTPUT_DIR ${CMAKE_BINARY_DIR}/generated)
+set(HIDL_OUTPUT_DIR ${PROJECT_BINARY_DIR}/generated)
 set(HIDL_ROOTS -R
-        -r vendor.qmx.hardware:${CMAKE_SOURCE_DIR}/interfaces
-        -r android.hidl:${CMAKE_SOURCE_DIR}/host/hidl/interfaces/android/hidl)
+        -r vendor.qmx.hardware:${PROJECT_SOURCE_DIR}/interfaces
+        -r android.hidl:${PROJECT_SOURCE_DIR}/host/hidl/interfaces/android/hidl)
 
 function(hidl_package target fqname)
     string(REGEX REPLACE "^(.*)@(.*)$" "\\1;\\2" parts ${fqname})
@@ -29,7 +29,7 @@ function(hidl_package target fqname)
         endif()
     endforeach()
     add_custom_command(OUTPUT ${sources} ${outputs}
-            COMMAND ${HIDL_GEN} -p ${CMAKE_SOURCE_DIR} -o ${HIDL_OUTPUT_DIR} -L c++ ${HIDL_ROOTS}
+            COMMAND ${HIDL_GEN} -p ${PROJECT_SOURCE_DIR} -o ${HIDL_OUTPUT_DIR} -L c++ ${HIDL_ROOTS}
                     ${fqname}
             DEPENDS ${ARGN} VERBATIM COMMENT "hidl-gen ${fqname}")
     target_sources(${target} PRIVATE ${sources})

@@ -2,7 +2,7 @@
 #     cmake --build --preset release --target package
 
 include(GNUInstallDirs)
-set(packaging ${CMAKE_SOURCE_DIR}/package)
+set(packaging ${PROJECT_SOURCE_DIR}/package)
 set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/bivista)
 
 set(programs bivistactl bivista-emulator)
@@ -16,30 +16,31 @@ set_target_properties(${programs} bivista-service PROPERTIES BUILD_WITH_INSTALL_
 
 get_target_property(service_name bivista-service OUTPUT_NAME)
 set(BIVISTA_SERVICE ${CMAKE_INSTALL_FULL_LIBEXECDIR}/bivista/${service_name})
-configure_file(${packaging}/bivista.service.in ${CMAKE_BINARY_DIR}/package/bivista.service @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/package/bivista.service DESTINATION lib/systemd/system)
+configure_file(${packaging}/bivista.service.in ${PROJECT_BINARY_DIR}/package/bivista.service @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package/bivista.service DESTINATION lib/systemd/system)
 install(FILES ${packaging}/60-bivista.rules DESTINATION lib/udev/rules.d)
 install(FILES ${packaging}/host.prop DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/bivista)
 
 # Side by side as here, so that the links between them lead somewhere.
-install(FILES CHANGELOG.md CONTRIBUTING.md LICENSE README.md SECURITY.md ${packaging}/copyright
+install(FILES LICENSES/Apache-2.0.txt DESTINATION ${doc_folder} RENAME LICENSE)
+install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
     DESTINATION ${doc_folder})
 foreach(linked emulator/cover/README.md emulator/phone/README.md tools/README.md vts/README.md
         interfaces/bivista/1.0/IBivista.hal interfaces/bivista/1.0/types.hal
         interfaces/bivista/1.1/IBivista.hal)
     cmake_path(GET linked PARENT_PATH folder)
-    install(FILES ${CMAKE_SOURCE_DIR}/${linked} DESTINATION ${doc_folder}/${folder})
+    install(FILES ${PROJECT_SOURCE_DIR}/${linked} DESTINATION ${doc_folder}/${folder})
 endforeach()
 
-file(GLOB documents CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md
-    ${CMAKE_SOURCE_DIR}/docs/*.png ${CMAKE_SOURCE_DIR}/docs/*.svg)
+file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md
+    ${PROJECT_SOURCE_DIR}/docs/*.png ${PROJECT_SOURCE_DIR}/docs/*.svg)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 
 # install_compressed(FILE FOLDER): without name and time, so that it is the same each time.
 set(compressed)
 function(install_compressed file folder)
     cmake_path(GET file FILENAME name)
-    set(made ${CMAKE_BINARY_DIR}/package/${name}.gz)
+    set(made ${PROJECT_BINARY_DIR}/package/${name}.gz)
     add_custom_command(OUTPUT ${made} COMMAND gzip -9nc ${file} > ${made} DEPENDS ${file} VERBATIM)
     install(FILES ${made} DESTINATION ${folder})
     set(compressed ${compressed} ${made} PARENT_SCOPE)
@@ -55,7 +56,7 @@ if(TARGET bivista-vts)
 endif()
 foreach(page ${man_pages})
     cmake_path(GET page PARENT_PATH folder)
-    install_compressed(${CMAKE_BINARY_DIR}/share/man/${page} ${CMAKE_INSTALL_DATADIR}/man/${folder})
+    install_compressed(${PROJECT_BINARY_DIR}/share/man/${page} ${CMAKE_INSTALL_DATADIR}/man/${folder})
 endforeach()
 add_custom_target(compressed ALL DEPENDS ${compressed})
 add_dependencies(compressed pages)
@@ -79,7 +80,7 @@ The service drives one that is plugged in over USB; bivistactl is its client
 on the command line. bivista-emulator runs the service on an emulated phone
 with an emulated cover, and bivista-vts checks any service of the interface.")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
-set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/package)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/package)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)

@@ -12,31 +12,32 @@ add_library(host-hidl-base OBJECT)
 set_target_properties(host-hidl-base PROPERTIES CXX_STANDARD 17)
 target_compile_options(host-hidl-base PRIVATE -w)
 file(GLOB hals CONFIGURE_DEPENDS
-    ${CMAKE_SOURCE_DIR}/host/hidl/interfaces/android/hidl/base/1.0/*.hal)
+    ${PROJECT_SOURCE_DIR}/host/hidl/interfaces/android/hidl/base/1.0/*.hal)
 hidl_package(host-hidl-base android.hidl.base@1.0 ${hals})
 
 foreach(room hidl cutils usbhost log)
     add_library(host-${room} INTERFACE)
-    target_include_directories(host-${room} INTERFACE ${CMAKE_SOURCE_DIR}/host/${room}/include)
+    target_include_directories(host-${room} INTERFACE ${PROJECT_SOURCE_DIR}/host/${room}/include)
     target_link_libraries(host-${room} INTERFACE android-utils android-log)
 endforeach()
 target_include_directories(host-hidl SYSTEM INTERFACE ${HIDL_OUTPUT_DIR})
 target_link_libraries(host-hidl-base PRIVATE host-hidl)
 
 add_subdirectory(interfaces)
-add_subdirectory(kernel)
-add_dependencies(bivista-interfaces host-hidl-base)
+add_dependencies(bivista-interfaces-objects host-hidl-base)
+foreach(room kernel diagnostics display sub_display)
+    add_subdirectory(${room})
+endforeach()
 
 add_library(bivista-service OBJECT service/Service.cpp)
 set_target_properties(bivista-service PROPERTIES CXX_STANDARD 17)
-target_link_libraries(bivista-service PRIVATE bivista-device-flags bivista-device
-    bivista-interfaces)
+target_link_libraries(bivista-service PRIVATE bivista-device-flags bivista-device)
 
 # Checks of control flow are made where all the code is seen at once: by the linker.
 if(BIVISTA_CFI)
-    add_library(bivista-phone SHARED $<TARGET_OBJECTS:bivista-service>
-        $<TARGET_OBJECTS:bivista-device> $<TARGET_OBJECTS:bivista-interfaces>)
+    add_library(bivista-phone SHARED $<TARGET_OBJECTS:bivista-service>)
     set_target_properties(bivista-phone PROPERTIES LINKER_LANGUAGE CXX)
+    target_link_libraries(bivista-phone PRIVATE bivista-device)
     target_link_options(bivista-phone PRIVATE -flto -fsanitize=cfi -fuse-ld=lld -nostdlib
         -Wl,--unresolved-symbols=ignore-all -Wl,--undefined=main)
 endif()
