@@ -7,9 +7,11 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 // Packs 2 * `pairs` words into `pairs` bytes. Bits 4 to 7 of a word are its grey level; the other
-// bits are ignored. The first word of a pair is the high half of its byte. The pairs are laid down
-// from the end of the area backwards, which is how the panel is mounted: the first is the last
-// byte.
+// bits (-) are ignored. The first pair is the last byte, which is how the panel is mounted:
+//
+//   words  ------A-  ------B-  ------C-  ------D-  ------E-  ------F-
+//             first pair          second pair         third pair
+//   area   EF  CD  AB
 void packFrame(const uint32_t* words, size_t pairs, uint8_t* area);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
