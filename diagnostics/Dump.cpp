@@ -172,11 +172,11 @@ DumpRow Bivista::describeSerial() const {
 DumpRow Bivista::describeSubDisplay() {
     DumpValue state = nullptr;
     // A client's callback runs under this lock, and may hang.
-    if (sub_state_lock.tryLock()) {
-        state = toString(mSubDisplayState);
-        sub_state_lock.unlock(kFunction);
+    if (mSubDisplay->sub_state_lock.tryLock()) {
+        state = toString(mSubDisplay->state);
+        mSubDisplay->sub_state_lock.unlock(kFunction);
     }
-    const SubScreenInfo info = subScreenInfo();
+    const SubScreenInfo info = mSubDisplay->copyPanel();
     return {{"attached", mHidDisplayAttached.load()},
             {"path", textOf(mHidDevicePath)},
             {"state", state},

@@ -1,6 +1,3 @@
-// Low-power wake gestures: settings for the cover's touch panel, and the client's callback, which
-// starts and stops the uevent worker.
-
 #include "display/Lpwg.h"
 
 #include <cerrno>
@@ -11,6 +8,36 @@
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+void startWorker(Bivista* service, LpwgClient* client) REQUIRES(client->lock) {
+    sWorkerExit = false;
+    signal(SIGUSR1, Bivista::sighandler);
+    if (pthread_create(&client->worker, nullptr, work, service) == 0) return;
+    // Meant: errno, although the call returns its error.
+    LOG_ERROR("pthread creation failed %d", errno);
+    client->callback.set(nullptr);
+}
+
+// Meant: the signal stops the USB side for good but not the worker, so the join returns only when
+// the worker's wait fails; until then the lock is held and the client waits. A worker that ended by
+// itself is joined with glibc alone: the phone's C library gives ESRCH for its id.
+void stopWorker(const LpwgClient& client) REQUIRES(client.lock) {
+    if (pthread_kill(client.worker, SIGUSR1) != 0) return;
+    pthread_join(client.worker, nullptr);
+    LOG_INFO("pthread destroyed");
+}
+
+}  // namespace
+
+std::shared_ptr<LpwgClient> makeLpwgClient() {
+    return std::make_shared<LpwgClient>();
+}
+
+sp<V1_0::IBivistaLpwgCallback> Bivista::lpwgCallback() const {
+    return mLpwgClient->callback.get();
+}
 
 sp<V1_1::IBivistaLpwgCallback> asVersion1_1(const sp<V1_0::IBivistaLpwgCallback>& callback) {
     const Return<sp<V1_1::IBivistaLpwgCallback>> cast =
@@ -29,36 +56,19 @@ Return<void> Bivista::setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& call
     if (callback != nullptr) {
         LOG_DEBUG(isNewer ? "Registering 1.1 callback" : "Registering 1.0 callback");
     }
-    const MutexLock lock(mLpwgCallbackLock, __func__);
-    const bool changes = (mLpwgCallback.get() == nullptr) != (callback == nullptr);
-    mLpwgCallback.set(callback);
+    LpwgClient& client = *mLpwgClient;
+    const MutexLock lock(client.lock, __func__);
+    const bool changes = (client.callback.get() == nullptr) != (callback == nullptr);
+    client.callback.set(callback);
     if (!changes) return Void();
     // Meant: the same words when the callback is cleared.
     LOG_INFO("registering callback");
     if (callback != nullptr) {
-        startUeventWorker();
+        startWorker(this, &client);
     } else {
-        stopUeventWorker();
+        stopWorker(client);
     }
     return Void();
-}
-
-void Bivista::startUeventWorker() {
-    sWorkerExit = false;
-    signal(SIGUSR1, sighandler);
-    if (pthread_create(&mUeventThread, nullptr, work, this) == 0) return;
-    // Meant: errno, although the call returns its error.
-    LOG_ERROR("pthread creation failed %d", errno);
-    mLpwgCallback.set(nullptr);
-}
-
-// Meant: the signal stops the USB side for good but not the worker, so the join returns only when
-// the worker's wait fails; until then the lock is held and the client waits. A worker that ended by
-// itself is joined with glibc alone: the phone's C library gives ESRCH for its id.
-void Bivista::stopUeventWorker() {
-    if (pthread_kill(mUeventThread, SIGUSR1) != 0) return;
-    pthread_join(mUeventThread, nullptr);
-    LOG_INFO("pthread destroyed");
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

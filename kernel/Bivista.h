@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include <utils/RefBase.h>
@@ -18,7 +19,6 @@
 #include "display/Attach.h"
 #include "kernel/base/DevicePath.h"
 #include "kernel/base/Mutex.h"
-#include "kernel/base/SharedPointer.h"
 #include "kernel/hid/HidDisplay.h"
 #include "kernel/serial/SerialAt.h"
 
@@ -42,6 +42,12 @@ using V1_0::SubScreenInfo;
 using V1_0::SubScreenState;
 
 class AtAnswer;
+
+// What the service object holds for other rooms: display/Lpwg.h, sub_display/SubDisplay.h.
+struct LpwgClient;
+struct SubDisplay;
+std::shared_ptr<LpwgClient> makeLpwgClient();
+std::shared_ptr<SubDisplay> makeSubDisplay();
 
 class Bivista : public V1_1::IBivista {
   public:
@@ -118,7 +124,7 @@ class Bivista : public V1_1::IBivista {
     static bool writeString(const std::string& path, const std::string& value);
 
     // The client's LPWG and pen callback, null for none. Any thread.
-    sp<V1_0::IBivistaLpwgCallback> lpwgCallback() const { return mLpwgCallback.get(); }
+    sp<V1_0::IBivistaLpwgCallback> lpwgCallback() const;
 
     // Has the kernel bring back a cover whose loader finds no firmware (FirmwareUpgrade.cpp). USB
     // thread. FAIL when the kernel's control file cannot be used.
@@ -194,6 +200,9 @@ class Bivista : public V1_1::IBivista {
     // `service` is the service object, which is told to switch the panel on. Both return 0.
     int32_t initSubDisplay(Bivista* service, hid_display_report_info info);
     int32_t deinitSubDisplay();
+    // Tells the client, too. Any thread.
+    void setSubDisplayState(SubScreenState state);
+    SubDisplay& subDisplay() { return *mSubDisplay; }
 
   private:
     // Thread bodies (UsbMonitor.cpp); the argument is the service object.
@@ -240,37 +249,14 @@ class Bivista : public V1_1::IBivista {
     Status getDFUFile(const std::string& dir, const char* version, char* selected);
     void keepFirmwareFile(const char* name);
 
-    // The uevent worker (Lpwg.cpp).
-    void startUeventWorker() REQUIRES(mLpwgCallbackLock);
-    void stopUeventWorker() REQUIRES(mLpwgCallbackLock);
-
     // What of the dump the service object owns (diagnostics/Dump.cpp).
     DumpRow describeUsb() const;
     DumpRow describeSerial() const;
-    DumpRow describeSubDisplay() EXCLUDES(sub_state_lock);
+    DumpRow describeSubDisplay();
 
-    SubScreenState getSubDisplayState() EXCLUDES(sub_state_lock);
-    // Tells the client, too.
-    void setSubDisplayState(SubScreenState state) EXCLUDES(sub_state_lock);
-    bool switchSubDisplay(bool enable) EXCLUDES(mSubThreadLock);
-    // The thread that sends frames (sub_display/UpdateThread.cpp). permit: a stop that was asked
-    // for earlier no longer holds. stop waits for its end; `function` names a failing lock.
-    void permitUpdateThread() EXCLUDES(mSubThreadLock);
-    void startUpdateThread(Bivista* service) EXCLUDES(mSubThreadLock);
-    void stopUpdateThread(const char* function) EXCLUDES(mSubThreadLock);
-
-    // Client's LPWG and pen callback. Replaced under mLpwgCallbackLock; the uevent worker, which
-    // must not take that lock, copies it.
-    SharedPointer<V1_0::IBivistaLpwgCallback> mLpwgCallback;
-    // Client's sub display callback.
-    sp<IBivistaSubDisplayCallback> mSubDisplayCallback GUARDED_BY(sub_state_lock);
+    const std::shared_ptr<LpwgClient> mLpwgClient = makeLpwgClient();
     // File name of the firmware image that was looked at last. RPC thread.
     char mDfuFilePath[1024] = {};
-    // The uevent worker; set when it is created.
-    pthread_t mUeventThread GUARDED_BY(mLpwgCallbackLock) = {};
-    // Guards the replacement of the LPWG callback and the uevent worker's start and stop; held
-    // while the worker is joined.
-    Mutex mLpwgCallbackLock;
     // The two USB threads. Each stores its own id before it publishes what makes others join it:
     // mUsbHostContext and mInotifyFd.
     pthread_t mUsbThread = {};
@@ -313,15 +299,7 @@ class Bivista : public V1_1::IBivista {
     DevicePath mHidDevicePath;
     // The sub display's HID node is present. Changed under hid_lock.
     std::atomic<bool> mHidDisplayAttached = false;
-    // Guards the sub display callback and the sub display's state; held while the callback runs.
-    Mutex sub_state_lock;
-    SubScreenState mSubDisplayState GUARDED_BY(sub_state_lock) = SubScreenState::UNINITIALIZED;
-    // Makes each start and each stop of the update thread one step: held while it is joined, so
-    // that nobody joins it twice, or lets it run again before it has seen that it is to end.
-    Mutex mSubThreadLock;
-    // The update thread; the flag is false where its creation failed and counts as a success.
-    pthread_t mSubUpdateThread GUARDED_BY(mSubThreadLock) = {};
-    bool mSubUpdateThreadExists GUARDED_BY(mSubThreadLock) = false;
+    const std::shared_ptr<SubDisplay> mSubDisplay = makeSubDisplay();
 };
 
 // As Bivista::writeString, for callers without an object; logs its line as an error.

@@ -4,10 +4,8 @@
 
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
-#include "sub_display/FrameBuffer.h"
 #include "sub_display/PackFrame.h"
 #include "sub_display/SubDisplay.h"
-#include "sub_display/UpdateThread.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -35,8 +33,7 @@ FrameBuffer* claimBuffer() {
 }
 
 // False, logged, when the frame is not one of the panel's size.
-bool drawFrame(const hidl_vec<uint32_t>& frame, FrameBuffer* buffer) {
-    const SubScreenInfo panel = subScreenInfo();
+bool drawFrame(const hidl_vec<uint32_t>& frame, const SubScreenInfo& panel, FrameBuffer* buffer) {
     // Meant: 16 bits.
     const uint16_t screen = static_cast<uint16_t>(uint32_t{panel.x} * panel.y);
     if (screen != frame.size()) {
@@ -59,7 +56,7 @@ bool drawFrame(const hidl_vec<uint32_t>& frame, FrameBuffer* buffer) {
 
 Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& frame) {
     LOG_INFO("Draw Sub DISPLAY ++");
-    const SubScreenState state = getSubDisplayState();
+    const SubScreenState state = mSubDisplay->copyState();
     if (state == SubScreenState::UNINITIALIZED || state == SubScreenState::OFF) {
         LOG_ERROR("Sub Panel is not ready state(%d). Could not request to draw.",
                   static_cast<int>(state));
@@ -67,12 +64,12 @@ Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& frame) {
     }
     FrameBuffer* const buffer = claimBuffer();
     if (buffer == nullptr) return Status::FAIL;
-    const bool drawn = drawFrame(frame, buffer);
+    const bool drawn = drawFrame(frame, mSubDisplay->copyPanel(), buffer);
     if (drawn) sStatistics.count(&Counts::framesDrawn);
     // Meant: a frame of the wrong size loses the one that was waiting in its buffer.
     setBufferState(buffer->idx, drawn ? BUFFER_READY : BUFFER_FREE);
     if (drawn) {
-        wakeUpdateThread(__func__);
+        mSubDisplay->wakeThread(__func__);
         cur_fb = buffer->idx;
     }
     LOG_INFO("Draw Sub DISPLAY --");

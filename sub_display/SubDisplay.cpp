@@ -3,54 +3,43 @@
 #include "sub_display/SubDisplay.h"
 
 #include "kernel/Bivista.h"
-#include "kernel/base/Mutex.h"
-#include "sub_display/FrameBuffer.h"
-#include "sub_display/UpdateThread.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-namespace {
-
-// Leaf lock, held only to copy.
-Mutex sInfoLock;
-// Kept when the panel goes.
-SubScreenInfo sInfo GUARDED_BY(sInfoLock) = {};
-
-std::atomic<Bivista*> sService = nullptr;
-
-}  // namespace
-
-SubScreenInfo subScreenInfo() {
-    const LeafLock lock(sInfoLock);
-    return sInfo;
+std::shared_ptr<SubDisplay> makeSubDisplay() {
+    return std::make_shared<SubDisplay>();
 }
 
-Bivista* subDisplayService() {
-    return sService;
+SubScreenState SubDisplay::copyState() {
+    const MutexLock lock(sub_state_lock, "getSubDisplayState");
+    return state;
 }
 
-SubScreenState Bivista::getSubDisplayState() {
-    const MutexLock lock(sub_state_lock, __func__);
-    return mSubDisplayState;
+SubScreenInfo SubDisplay::copyPanel() {
+    const LeafLock lock(panelLock);
+    return panel;
 }
 
 void Bivista::setSubDisplayState(SubScreenState state) {
-    const MutexLock lock(sub_state_lock, __func__);
-    mSubDisplayState = state;
-    if (mSubDisplayCallback == nullptr) return;
+    SubDisplay& display = *mSubDisplay;
+    const MutexLock lock(display.sub_state_lock, __func__);
+    display.state = state;
+    if (display.callback == nullptr) return;
     // A client that died is nobody's failure.
-    (void)mSubDisplayCallback->onSubDisplayStateChanged(state).isOk();
+    (void)display.callback->onSubDisplayStateChanged(state).isOk();
 }
 
 int32_t Bivista::initSubDisplay(Bivista* service, hid_display_report_info info) {
     LOG_INFO("initSubDisplay ++ ");
-    sService = service;
+    SubDisplay& display = *mSubDisplay;
+    display.service = service;
     {
-        const LeafLock lock(sInfoLock);
-        sInfo = {info.x, info.y, info.format};
+        const LeafLock lock(display.panelLock);
+        display.panel = {info.x, info.y, info.format};
     }
-    permitUpdateThread();
-    LOG_INFO("initSubDisplay : sub_display_destroyThread = %d", sub_display_destroyThread.load());
+    display.takeBackStop();
+    LOG_INFO("initSubDisplay : sub_display_destroyThread = %d",
+             display.sub_display_destroyThread.load());
     freeFrameBuffers();
     setSubDisplayState(SubScreenState::INITIALIZED);
     LOG_INFO("initSubDisplay -- ");
@@ -60,10 +49,10 @@ int32_t Bivista::initSubDisplay(Bivista* service, hid_display_report_info info) 
 }
 
 int32_t Bivista::deinitSubDisplay() {
-    if (getSubDisplayState() == SubScreenState::UNINITIALIZED) return 0;
+    if (mSubDisplay->copyState() == SubScreenState::UNINITIALIZED) return 0;
     LOG_INFO("deinitSubDisplay ++ ");
     setSubDisplayState(SubScreenState::UNINITIALIZED);
-    stopUpdateThread(__func__);
+    mSubDisplay->stopThread(__func__);
     freeFrameBuffers();
     LOG_INFO("deinitSubDisplay -- ");
     return 0;
@@ -71,27 +60,28 @@ int32_t Bivista::deinitSubDisplay() {
 
 Return<void> Bivista::getSubDisplayInfo(getSubDisplayInfo_cb cb) {
     Status status = Status::OK;
-    if (getSubDisplayState() == SubScreenState::UNINITIALIZED) {
+    if (mSubDisplay->copyState() == SubScreenState::UNINITIALIZED) {
         LOG_ERROR("Sub Display is not initialized yet");
         status = Status::FAIL;
     }
     // Meant: the last panel's, when there is none.
-    cb(status, subScreenInfo());
+    cb(status, mSubDisplay->copyPanel());
     return Void();
 }
 
 Return<void> Bivista::getSubDisplayPowerState(getSubDisplayPowerState_cb cb) {
-    cb(Status::OK, getSubDisplayState());
+    cb(Status::OK, mSubDisplay->copyState());
     return Void();
 }
 
 Return<void> Bivista::setSubDisplayCallback(const sp<IBivistaSubDisplayCallback>& callback) {
     // Lives on until the lock is given back: its release may call the client.
     sp<IBivistaSubDisplayCallback> old;
-    const MutexLock lock(sub_state_lock, __func__);
+    SubDisplay& display = *mSubDisplay;
+    const MutexLock lock(display.sub_state_lock, __func__);
     LOG_INFO("registering callback");
-    old = mSubDisplayCallback;
-    mSubDisplayCallback = callback;
+    old = display.callback;
+    display.callback = callback;
     return Void();
 }
 

@@ -1,16 +1,68 @@
-// The panel that is attached, or was last, as the files of the sub display share it.
+// What the sub display is: its state and its client, its panel, and the thread that sends its
+// frames. The frames themselves lie in the buffers (FrameBuffer.h).
 #pragma once
 
-#include <vendor/qmx/hardware/bivista/1.0/types.h>
+#include <pthread.h>
+
+#include <atomic>
+
+#include <utils/StrongPointer.h>
+#include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
+
+#include "kernel/base/Mutex.h"
+#include "sub_display/FrameBuffer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 class Bivista;
 
-// Size and format; zeros before the first panel. Any thread.
-V1_0::SubScreenInfo subScreenInfo();
+// The body of the thread that sends frames (UpdateThread.cpp); the argument is the service object.
+void* subDisplayUpdateThread(void* service);
 
-// The service object that the last panel was attached to; null before the first one.
-Bivista* subDisplayService();
+// Locks that are taken together, in their order: threadLock, sub_update_lock, a buffer's lock.
+struct SubDisplay {
+    // Guards the state and the callback; held while the callback runs. Taken alone.
+    Mutex sub_state_lock;
+    V1_0::SubScreenState state GUARDED_BY(sub_state_lock) = V1_0::SubScreenState::UNINITIALIZED;
+    // The client's, null for none.
+    ::android::sp<V1_0::IBivistaSubDisplayCallback> callback GUARDED_BY(sub_state_lock);
+
+    // A power request runs.
+    std::atomic<bool> sub_power_in_progress = false;
+
+    // Leaf lock, held only to copy.
+    Mutex panelLock;
+    // Size and format of the panel that is attached, or was last; zeros before the first one.
+    V1_0::SubScreenInfo panel GUARDED_BY(panelLock) = {};
+    // The service object that it was attached to. Set by the notify thread.
+    std::atomic<Bivista*> service = nullptr;
+
+    // Makes each start and each stop of the thread one step: held while it is joined, so that
+    // nobody joins it twice, or lets it run again before it has seen that it is to end.
+    Mutex threadLock ACQUIRED_BEFORE(sub_update_lock);
+    pthread_t thread GUARDED_BY(threadLock) = {};
+    // False where the thread's creation failed and counts as a success.
+    bool threadExists GUARDED_BY(threadLock) = false;
+    // Tells the thread to end. Changed under threadLock.
+    std::atomic<bool> sub_display_destroyThread = false;
+
+    // Guards the thread's running flag, and its look for work and wait for it. Never held while the
+    // thread is joined.
+    Mutex sub_update_lock ACQUIRED_BEFORE(&FrameBuffer::lock);
+    pthread_cond_t sub_update_cond = PTHREAD_COND_INITIALIZER;
+    // From a creation that counts as a success to the join.
+    bool sub_thread_running GUARDED_BY(sub_update_lock) = false;
+
+    // Copies of the state and of the panel. Any thread.
+    V1_0::SubScreenState copyState() EXCLUDES(sub_state_lock);
+    V1_0::SubScreenInfo copyPanel() EXCLUDES(panelLock);
+
+    // Start, stop and wake the thread that sends frames; `function` names a failing lock. A stop
+    // waits for its end, and holds until it is taken back.
+    void startThread() EXCLUDES(threadLock);
+    void stopThread(const char* function) EXCLUDES(threadLock);
+    void takeBackStop() EXCLUDES(threadLock);
+    void wakeThread(const char* function) EXCLUDES(sub_update_lock);
+};
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

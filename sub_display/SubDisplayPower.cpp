@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include "kernel/Bivista.h"
-#include "sub_display/FrameBuffer.h"
 #include "sub_display/SubDisplay.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -15,9 +14,6 @@ constexpr uint8_t kBrightnessOff = 0;
 constexpr uint32_t kMaxBrightness = 255;
 
 constexpr useconds_t kSettlingTime = 500'000;
-
-// A power request runs. Another one meanwhile is dropped.
-std::atomic<bool> sub_power_in_progress = false;
 
 // Whether the panel may be switched; logged when not.
 bool canSwitch(SubScreenState state, bool enable) {
@@ -33,44 +29,46 @@ bool canSwitch(SubScreenState state, bool enable) {
     return false;
 }
 
+// False when the panel refuses.
+bool switchPanel(Bivista& service, bool enable) {
+    if (service.hidDisplaySetConfig(false, enable, enable ? kBrightnessOn : kBrightnessOff) < 0) {
+        return false;
+    }
+    if (enable) {
+        service.subDisplay().startThread();
+    } else {
+        service.subDisplay().stopThread("setSubDisplayPowerState");
+        freeFrameBuffers();
+    }
+    usleep(kSettlingTime);
+    service.setSubDisplayState(enable ? SubScreenState::ON : SubScreenState::OFF);
+    return true;
+}
+
 }  // namespace
 
 Return<Status> Bivista::setSubDisplayPowerState(bool enable) {
-    const SubScreenState state = getSubDisplayState();
+    SubDisplay& display = *mSubDisplay;
+    const SubScreenState state = display.copyState();
     LOG_INFO("setSubDisplayPowerState ++, enable : %d", enable);
-    if (sub_power_in_progress.exchange(true)) {
+    if (display.sub_power_in_progress.exchange(true)) {
         LOG_ERROR("Sub Display Power state is in progress...");
         // Meant: a request that is dropped is reported as carried out.
         return Status::OK;
     }
     if (!canSwitch(state, enable)) {
-        sub_power_in_progress = false;
+        display.sub_power_in_progress = false;
         return Status::FAIL;
     }
-    const bool switched = switchSubDisplay(enable);
-    sub_power_in_progress = false;
+    const bool switched = switchPanel(*this, enable);
+    display.sub_power_in_progress = false;
     LOG_INFO("setSubDisplayPowerState --");
     return switched ? Status::OK : Status::FAIL;
 }
 
-bool Bivista::switchSubDisplay(bool enable) {
-    if (hidDisplaySetConfig(false, enable, enable ? kBrightnessOn : kBrightnessOff) < 0) {
-        return false;
-    }
-    if (enable) {
-        startUpdateThread(subDisplayService());
-    } else {
-        stopUpdateThread("setSubDisplayPowerState");
-        freeFrameBuffers();
-    }
-    usleep(kSettlingTime);
-    setSubDisplayState(enable ? SubScreenState::ON : SubScreenState::OFF);
-    return true;
-}
-
 Return<Status> Bivista::setSubDisplayBrightness(int32_t value) {
     LOG_INFO("setSubDisplayBrightness ++, value : %d", value);
-    const SubScreenState state = getSubDisplayState();
+    const SubScreenState state = mSubDisplay->copyState();
     if (state == SubScreenState::UNINITIALIZED) {
         LOG_ERROR("Sub Display is not initialized yet");
         return Status::FAIL;

@@ -1,4 +1,4 @@
-#include "sub_display/UpdateThread.h"
+// The thread that sends drawn frames to the panel, and what wakes and ends it.
 
 #include <cerrno>
 #include <cstring>
@@ -7,22 +7,13 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
-#include "sub_display/FrameBuffer.h"
+#include "sub_display/SubDisplay.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
-
-Mutex sub_update_lock;
-
-std::atomic<bool> sub_display_destroyThread = false;
 
 namespace {
 
 constexpr int kRetries = 6;
-
-pthread_cond_t sub_update_cond = PTHREAD_COND_INITIALIZER;
-
-// From a creation that counts as a success to the join.
-bool sub_thread_running GUARDED_BY(sub_update_lock) = false;
 
 double now() {
     timespec time = {};
@@ -30,11 +21,11 @@ double now() {
     return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
 }
 
-void waitForWork() REQUIRES(sub_update_lock) {
+void waitForWork(SubDisplay& display) REQUIRES(display.sub_update_lock) {
     LOG_INFO("There is no buffer to be consumed.");
     // The stop sets the flag before it takes the lock to signal: seen here, or signalled below.
-    if (sub_display_destroyThread) return;
-    const int result = sub_update_lock.wait(&sub_update_cond);
+    if (display.sub_display_destroyThread) return;
+    const int result = display.sub_update_lock.wait(&display.sub_update_cond);
     if (result == EINVAL) {
         LOG_ERROR("The value specified by abstime, cond or mutex is invalid.\n");
     } else if (result == EPERM) {
@@ -43,22 +34,22 @@ void waitForWork() REQUIRES(sub_update_lock) {
 }
 
 // A frame to send, which is the caller's from now on; none after a wait.
-FrameBuffer* takeFrame() {
-    const MutexLock lock(sub_update_lock, "subDisplayUpdateThread");
+FrameBuffer* takeFrame(SubDisplay& display) {
+    const MutexLock lock(display.sub_update_lock, "subDisplayUpdateThread");
     for (uint8_t index = 0; index < kFrameBuffers; ++index) {
         FrameBuffer* const buffer = frameBuffer(index);
         if (claimForSending(buffer)) return buffer;
     }
-    waitForWork();
+    waitForWork(display);
     return nullptr;
 }
 
-void sendFrame(Bivista* service, const FrameBuffer& buffer, int* retries) {
+void sendFrame(Bivista& service, const FrameBuffer& buffer, int* retries) {
     for (;;) {
         const double start = now();
-        if (service->hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {
+        if (service.hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {
             // An empty report ends the frame.
-            service->hidDisplayPalette(0, 0, nullptr);
+            service.hidDisplayPalette(0, 0, nullptr);
             sStatistics.count(&Counts::framesSent);
             LOG_INFO("HID-DISPLAY: write Palette done %.3fms", (now() - start) / 1e6);
             return;
@@ -78,48 +69,50 @@ void sendFrame(Bivista* service, const FrameBuffer& buffer, int* retries) {
 
 void* subDisplayUpdateThread(void* service) {
     nameThread("sub-update");
+    Bivista& self = *static_cast<Bivista*>(service);
+    SubDisplay& display = self.subDisplay();
     LOG_INFO("Sub DISPLAY UPDATE Thread is running, sub_display_destroyThread : %d",
-             sub_display_destroyThread.load());
+             display.sub_display_destroyThread.load());
     int retries = 0;
-    while (!sub_display_destroyThread) {
-        FrameBuffer* const buffer = takeFrame();
+    while (!display.sub_display_destroyThread) {
+        FrameBuffer* const buffer = takeFrame(display);
         if (buffer == nullptr) continue;
         LOG_INFO("FB%d is being consumed.", buffer->idx);
-        sendFrame(static_cast<Bivista*>(service), *buffer, &retries);
+        sendFrame(self, *buffer, &retries);
         setBufferState(buffer->idx, BUFFER_FREE);
     }
     LOG_INFO("Sub DISPLAY UPDATE Thread is over");
     return nullptr;
 }
 
-void wakeUpdateThread(const char* function) {
+void SubDisplay::wakeThread(const char* function) {
     const MutexLock lock(sub_update_lock, function);
     pthread_cond_signal(&sub_update_cond);
 }
 
-void Bivista::permitUpdateThread() {
-    const MutexLock lock(mSubThreadLock, "initSubDisplay");
+void SubDisplay::takeBackStop() {
+    const MutexLock lock(threadLock, "initSubDisplay");
     sub_display_destroyThread = false;
 }
 
-void Bivista::startUpdateThread(Bivista* service) {
+void SubDisplay::startThread() {
     static constexpr char kFunction[] = "setSubDisplayPowerState";
-    const MutexLock threadLock(mSubThreadLock, kFunction);
+    const MutexLock step(threadLock, kFunction);
     {
         const MutexLock lock(sub_update_lock, kFunction);
         if (sub_thread_running) return;
     }
     sub_display_destroyThread = false;
-    const int result = pthread_create(&mSubUpdateThread, nullptr, subDisplayUpdateThread, service);
-    mSubUpdateThreadExists = result == 0;
+    const int result = pthread_create(&thread, nullptr, subDisplayUpdateThread, service.load());
+    threadExists = result == 0;
     const MutexLock lock(sub_update_lock, kFunction);
     // Meant: a positive error number counts as success.
     if (result < 0) LOG_ERROR("Failed to create sub display pthread: %s", strerror(result));
     sub_thread_running = result >= 0;
 }
 
-void Bivista::stopUpdateThread(const char* function) {
-    const MutexLock threadLock(mSubThreadLock, function);
+void SubDisplay::stopThread(const char* function) {
+    const MutexLock step(threadLock, function);
     sub_display_destroyThread = true;
     LOG_INFO("deinitSubDisplay : sub_display_destroyThread = %d", sub_display_destroyThread.load());
     {
@@ -127,7 +120,7 @@ void Bivista::stopUpdateThread(const char* function) {
         if (!sub_thread_running) return;
         pthread_cond_signal(&sub_update_cond);
     }
-    if (mSubUpdateThreadExists) pthread_join(mSubUpdateThread, nullptr);
+    if (threadExists) pthread_join(thread, nullptr);
     const MutexLock lock(sub_update_lock, function);
     sub_thread_running = false;
 }

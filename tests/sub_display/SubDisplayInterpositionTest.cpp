@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cerrno>
 
-#include "sub_display/UpdateThread.h"
+#include "sub_display/SubDisplay.h"
 #include "tests/sub_display/SubDisplayTest.h"
 #include "tests/support/Interposition.h"
 
@@ -57,7 +57,7 @@ class SubDisplayInterpositionTest : public SubDisplayTest {
 // A function, called on a panel that is on, and the lock that fails meanwhile.
 struct LockingFunction {
     const char* name;
-    const void* (*mutex)();
+    const void* (*mutex)(Bivista& service);
     void (*call)(Bivista& service);
 };
 class LockFailureTest : public SubDisplayInterpositionTest,
@@ -65,19 +65,19 @@ class LockFailureTest : public SubDisplayInterpositionTest,
 
 TEST_P(LockFailureTest, IsLoggedWithTheFunctionsNameAndIgnored) {
     attachAndAwaitIdle();
-    support::failingMutex = GetParam().mutex();
+    support::failingMutex = GetParam().mutex(*service);
     GetParam().call(*service);
     log.waitFor(ANDROID_LOG_ERROR, lockError(GetParam().name));
     log.waitFor(ANDROID_LOG_ERROR, unlockError(GetParam().name));
 }
 
-const void* hidLock() {
+const void* hidLock(Bivista& /*service*/) {
     return &hid_lock;
 }
-const void* updateLock() {
-    return &sub_update_lock;
+const void* updateLock(Bivista& service) {
+    return &service.subDisplay().sub_update_lock;
 }
-const void* bufferLock() {
+const void* bufferLock(Bivista& /*service*/) {
     return &frameBuffer(0)->lock;
 }
 

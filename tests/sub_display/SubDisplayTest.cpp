@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "sub_display/UpdateThread.h"
+#include "sub_display/SubDisplay.h"
 #include "tests/support/HidNode.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -37,7 +37,7 @@ SubDisplayTest::~SubDisplayTest() {
 void SubDisplayTest::awaitIdle(size_t from) const {
     log.waitFor("There is no buffer to be consumed.", from);
     // It says so with this lock, and gives it up as it falls asleep.
-    const MutexLock lock(sub_update_lock, __func__);
+    const MutexLock lock(service->subDisplay().sub_update_lock, __func__);
 }
 
 void SubDisplayTest::plugPanel(const PanelOptions& options) {

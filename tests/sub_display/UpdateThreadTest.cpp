@@ -1,5 +1,5 @@
 // The thread that sends frames to the panel.
-#include "sub_display/UpdateThread.h"
+#include "sub_display/SubDisplay.h"
 
 #include <cstdio>
 #include <thread>
