@@ -21,9 +21,8 @@
 #include "diagnostics/DumpText.h"
 #include "diagnostics/Statistics.h"
 #include "display/Brightness.h"
-#include "display/BrightnessOffset.h"
 #include "display/Color.h"
-#include "display/Power.h"
+#include "display/Display.h"
 #include "kernel/Bivista.h"
 #include "sub_display/FrameBuffer.h"
 #include "sub_display/SubDisplay.h"
@@ -155,36 +154,39 @@ std::vector<DumpRow> describeThreads() {
 
 }  // namespace
 
-DumpRow Bivista::describeUsb() const {
-    return {{"attached", mUsbAttached.load()},
-            {"loader", mLoaderAttached.load()},
-            {"watched", mInotifyFd != -1},
-            {"votes", mUsbAutoSuspendDisableVote.load()}};
-}
-
-DumpRow Bivista::describeSerial() const {
-    return {{"attached", mSerialAttached.load()},
-            {"path", textOf(mSerialDevicePath)},
-            {"logAsked", mSerialLogEnabled.load()},
-            {"logRunning", mSerialLogRunning.load()}};
-}
-
-DumpRow Bivista::describeSubDisplay() {
-    DumpValue state = nullptr;
-    // A client's callback runs under this lock, and may hang.
-    if (mSubDisplay->sub_state_lock.tryLock()) {
-        state = toString(mSubDisplay->state);
-        mSubDisplay->sub_state_lock.unlock(kFunction);
+// What of the dump the service object owns.
+struct DumpAccess {
+    static DumpRow describeUsb(const Bivista& service) {
+        return {{"attached", service.mUsbAttached.load()},
+                {"loader", service.mLoaderAttached.load()},
+                {"watched", service.mInotifyFd != -1},
+                {"votes", service.mUsbAutoSuspendDisableVote.load()}};
     }
-    const SubScreenInfo info = mSubDisplay->copyPanel();
-    return {{"attached", mHidDisplayAttached.load()},
-            {"path", textOf(mHidDevicePath)},
-            {"state", state},
-            {"width", info.x},
-            {"height", info.y},
-            {"format", info.format},
-            {"lastDrawn", cur_fb.load()}};
-}
+
+    static DumpRow describeSerial(const Bivista& service) {
+        return {{"attached", service.mSerialAttached.load()},
+                {"path", textOf(service.mSerialDevicePath)},
+                {"logAsked", service.mSerialLogEnabled.load()},
+                {"logRunning", service.mSerialLogRunning.load()}};
+    }
+
+    static DumpRow describeSubDisplay(Bivista& service) {
+        DumpValue state = nullptr;
+        // A client's callback runs under this lock, and may hang.
+        if (service.mSubDisplay->sub_state_lock.tryLock()) {
+            state = toString(service.mSubDisplay->state);
+            service.mSubDisplay->sub_state_lock.unlock(kFunction);
+        }
+        const SubScreenInfo info = service.mSubDisplay->copyPanel();
+        return {{"attached", service.mHidDisplayAttached.load()},
+                {"path", textOf(service.mHidDevicePath)},
+                {"state", state},
+                {"width", info.x},
+                {"height", info.y},
+                {"format", info.format},
+                {"lastDrawn", cur_fb.load()}};
+    }
+};
 
 Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
     const native_handle_t* const handle = fd.getNativeHandle();
@@ -207,8 +209,8 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     }
     const Counts counts = sStatistics.take(reset);
     DumpText dump(json);
-    dump.add("usb", describeUsb());
-    dump.add("serial", describeSerial());
+    dump.add("usb", DumpAccess::describeUsb(*this));
+    dump.add("serial", DumpAccess::describeSerial(*this));
     dump.add("upgrade", describeOrder(counts));
     dump.add("display",
              {{"initialized", bv2_initialized.load()}, {"screenOn", bv2_screen_on.load()}});
@@ -216,7 +218,7 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     dump.addList("colour", {describeColor("rgb", prgb, prgb_applied),
                             describeColor("tune", screentune, screentune_applied),
                             describeColor("mode", screen_mode, screen_mode_applied)});
-    dump.add("subDisplay", describeSubDisplay());
+    dump.add("subDisplay", DumpAccess::describeSubDisplay(*this));
     dump.addList("buffers", describeBuffers());
     dump.add("frames", {{"drawn", counts.framesDrawn},
                         {"sent", counts.framesSent},

@@ -1,7 +1,5 @@
 // Brings the cover display side up and down with the cover, and tells whether the cover is there.
 
-#include "display/Attach.h"
-
 #include <cstring>
 
 #include <vendor/qmx/hardware/accessory/1.1/IAccessory.h>
@@ -9,7 +7,7 @@
 #include "display/Brightness.h"
 #include "display/Color.h"
 #include "display/Cutout.h"
-#include "display/Power.h"
+#include "display/Display.h"
 #include "kernel/Bivista.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -48,7 +46,7 @@ void Bivista::bv2_display_init(void* service) {
     sDisplayService = self;
     LOG_INFO("bv2_display_init ++, bv2_initialized:%d", bv2_initialized.load());
     if (self != nullptr && !isCutoutFetched()) {
-        if (!fetchCutout(self, __func__)) clearCutout();
+        if (!fetchCutout(*self, __func__)) clearCutout();
         // Meant: only here, so a cutout that a client fetched earlier leaves the queue as it is.
         const MutexLock lock(display_lock, __func__);
         br_arr.clear();

@@ -3,11 +3,11 @@
 #include "display/Brightness.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <string>
 
-#include "display/BrightnessOffset.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -15,7 +15,6 @@ namespace {
 
 constexpr size_t kQueueCapacity = 20;
 constexpr uint32_t kLevels = 256;
-constexpr size_t kBufferSize = 1024;
 
 // Signalled once for each level pushed.
 pthread_cond_t br_cond = PTHREAD_COND_INITIALIZER;
@@ -26,6 +25,9 @@ pthread_cond_t br_cond = PTHREAD_COND_INITIALIZER;
 std::vector<int32_t>& br_arr = *new std::vector<int32_t>(kQueueCapacity, 0);
 size_t br_high_water = 0;
 int32_t brightness_value = 0;
+std::atomic<int32_t> br_offset = 0;
+int32_t br_offset_count = 0;
+bool br_offset_bypass = false;
 
 void forgetBrightness() {
     br_arr.clear();
@@ -67,26 +69,23 @@ bool takeLevel(int32_t* level) EXCLUDES(display_lock) {
     return true;
 }
 
-void sendLevel(Bivista* service, int32_t level, char* resp) {
-    char command[kBufferSize] = {};
-    snprintf(command, sizeof(command), "%s%d\r", "AT%DB=", level);
-    const int result = service->serialAtCmd(command, resp, kBufferSize, nullptr);
-    if (result < 0) {
-        LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", "BrightnessThread", resp, result);
-    }
+void sendLevel(Bivista& service, int32_t level, AtQuery<>* query) {
+    const std::string command = "AT%DB=" + std::to_string(level) + "\r";
+    if (query->send(service, command.c_str()) >= 0) return;
+    LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", "BrightnessThread", query->text(),
+              query->result());
 }
 
 }  // namespace
 
 void* BrightnessThread(void* service) {
     nameThread("brightness");
-    Bivista* const self = static_cast<Bivista*>(service);
-    // Meant: cleared once, so a failure is logged with the text of an earlier answer. One byte more
-    // than the transport is told, since a failed command may leave no NUL.
-    char resp[kBufferSize + 1] = {};
+    Bivista& self = *static_cast<Bivista*>(service);
+    // Meant: cleared once, so a failure is logged with the text of an earlier answer.
+    AtQuery<> query;
     for (;;) {
         int32_t level = 0;
-        if (takeLevel(&level)) sendLevel(self, level, resp);
+        if (takeLevel(&level)) sendLevel(self, level, &query);
     }
 }
 

@@ -1,14 +1,9 @@
-#include "display/BrightnessOffset.h"
+// The shift of the cover screen's brightness against the phone's.
 
 #include "display/Brightness.h"
-#include "display/Power.h"
 #include "kernel/Bivista.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
-
-std::atomic<int32_t> br_offset = 0;
-int32_t br_offset_count = 0;
-bool br_offset_bypass = false;
 
 namespace {
 

@@ -1,15 +1,13 @@
 #include "display/Color.h"
 
-#include <cstdio>
+#include <string>
 
-#include "display/Power.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
-
-constexpr size_t kBufferSize = 1024;
 
 // What a panel holds after it was attached.
 constexpr int32_t kFreshPrgb[] = {2, 0, 0, 0, 0};
@@ -26,10 +24,12 @@ bool isSame(const Group& group, const Other& other, size_t count) {
 }
 
 // Keeps new values, and sends what waits when the screen can take it.
-template <typename Group>
-void request(Group& group, const int32_t (&values)[Group::kValues]) {
-    if (isSame(group, values, Group::kValues)) return;
-    for (size_t i = 0; i < Group::kValues; ++i) group[i] = values[i];
+template <typename Group, typename... Values>
+void request(Group& group, Values... values) {
+    static_assert(sizeof...(values) == Group::kValues);
+    const int32_t wanted[] = {static_cast<int32_t>(values)...};
+    if (isSame(group, wanted, Group::kValues)) return;
+    for (size_t i = 0; i < Group::kValues; ++i) group[i] = wanted[i];
     group.waiting() = 1;
     if (bv2_initialized && bv2_screen_on) bv2_display_color_control();
 }
@@ -39,6 +39,20 @@ bool markChanged(Group& group, const Group& applied, size_t compared) {
     if (isSame(group, applied, compared)) return false;
     group.waiting() = 1;
     return true;
+}
+
+// Sends the group if it waits, and then sets the result.
+template <typename Group>
+void sendWaiting(Group& group, const char* prefix, int32_t* result) {
+    if (group.waiting() == 0) return;
+    std::string command = prefix;
+    for (size_t i = 0; i < Group::kValues; ++i) {
+        if (i > 0) command += ',';
+        command += std::to_string(group[i]);
+    }
+    *result = bv2_display_color_mode_send((command + '\r').c_str());
+    // Meant: also when the send failed. There is no second try.
+    group.waiting() = 0;
 }
 
 }  // namespace
@@ -71,27 +85,11 @@ bool markChangedColor() {
     return changed;
 }
 
-// Meant: a group no longer waits although its send failed. There is no second try.
 int32_t bv2_display_color_control() {
     int32_t result = 0;
-    char command[kBufferSize] = {};
-    if (prgb.waiting() != 0) {
-        snprintf(command, sizeof(command), "%s%d,%d,%d,%d\r", "AT%PRGB=", prgb[0].load(),
-                 prgb[1].load(), prgb[2].load(), prgb[3].load());
-        result = bv2_display_color_mode_send(command);
-        prgb.waiting() = 0;
-    }
-    if (screentune.waiting() != 0) {
-        snprintf(command, sizeof(command), "%s%d,%d,%d\r", "AT%SHS=", screentune[0].load(),
-                 screentune[1].load(), screentune[2].load());
-        result = bv2_display_color_mode_send(command);
-        screentune.waiting() = 0;
-    }
-    if (screen_mode.waiting() != 0) {
-        snprintf(command, sizeof(command), "%s%d\r", "AT%SMODE=", screen_mode[0].load());
-        result = bv2_display_color_mode_send(command);
-        screen_mode.waiting() = 0;
-    }
+    sendWaiting(prgb, "AT%PRGB=", &result);
+    sendWaiting(screentune, "AT%SHS=", &result);
+    sendWaiting(screen_mode, "AT%SMODE=", &result);
     return result;
 }
 
@@ -102,34 +100,30 @@ int32_t bv2_display_color_mode_send(const char* command) {
         return -1;
     }
     LOG_INFO("%s: at cmd path:%s", __func__, command);
-    // One byte more than the transport is told: a failed command may leave no NUL.
-    char resp[kBufferSize + 1] = {};
-    const int32_t result = service->serialAtCmd(command, resp, kBufferSize, nullptr);
-    if (result != -1) {
-        LOG_INFO("%s: %s", __func__, resp);
+    const AtQuery<> query(*service, command);
+    if (!query.failed()) {
+        LOG_INFO("%s: %s", __func__, query.text());
     } else {
-        LOG_ERROR("%s: %s, ret: %d", __func__, resp, result);
+        LOG_ERROR("%s: %s, ret: %d", __func__, query.text(), query.result());
     }
-    return result;
+    return query.result();
 }
 
 Return<Status> Bivista::setRgbTune(uint32_t value1, uint32_t value2, uint32_t value3,
                                    uint32_t value4) {
-    request(prgb, {static_cast<int32_t>(value1), static_cast<int32_t>(value2),
-                   static_cast<int32_t>(value3), static_cast<int32_t>(value4)});
+    request(prgb, value1, value2, value3, value4);
     return Status::OK;
 }
 
 // Meant: screen tuning has three values; the fourth is not looked at.
 Return<Status> Bivista::setScreenTune(uint32_t value1, uint32_t value2, uint32_t value3,
                                       uint32_t /*ignored*/) {
-    request(screentune, {static_cast<int32_t>(value1), static_cast<int32_t>(value2),
-                         static_cast<int32_t>(value3)});
+    request(screentune, value1, value2, value3);
     return Status::OK;
 }
 
 Return<Status> Bivista::setScreenMode(ScreenMode mode) {
-    request(screen_mode, {static_cast<int32_t>(mode)});
+    request(screen_mode, mode);
     return Status::OK;
 }
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "display/Attach.h"
+#include "display/Display.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

@@ -10,7 +10,7 @@ bool isCutoutFetched();
 
 // Asks the cover and keeps its answer; `function` is the name to log with. False when the command
 // failed; the text is then what came of the answer. Any thread; waits for the AT exchange.
-bool fetchCutout(Bivista* service, const char* function);
+bool fetchCutout(Bivista& service, const char* function);
 
 // Empties the text, unless another thread has fetched it meanwhile. Any thread.
 void clearCutout();

@@ -1,10 +1,36 @@
 // The touch update state, which the phone's touch driver publishes and the cover has to know.
 
-#include "display/UpdateStateCommand.h"
+#include "display/TouchUpdateState.h"
+
+#include <sstream>
+
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+namespace {
+
+size_t countWords(const std::string& text) {
+    std::istringstream stream(text);
+    size_t count = 0;
+    for (std::string word; stream >> word;) ++count;
+    return count;
+}
+
+}  // namespace
+
+std::string makeUpdateStateCommand(const std::string& text) {
+    hidl_vec<int32_t> values;
+    values.resize(countWords(text));
+    std::istringstream stream(text);
+    size_t count = 0;
+    while (count < values.size() && stream >> values[count]) ++count;
+
+    std::string command = "AT%TCHUPDATE=UPDATE_STATE";
+    for (size_t i = 0; i < count; ++i) command += "," + std::to_string(values[i]);
+    return command + "\r";
+}
 
 Return<Status> Bivista::bv_update_state() {
     std::string text;

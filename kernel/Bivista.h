@@ -15,8 +15,6 @@
 #include <utils/RefBase.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
-#include "diagnostics/DumpText.h"
-#include "display/Attach.h"
 #include "kernel/base/DevicePath.h"
 #include "kernel/base/Mutex.h"
 #include "kernel/hid/HidDisplay.h"
@@ -175,9 +173,9 @@ class Bivista : public V1_1::IBivista {
     static const char* getLogSaveAtCmd();
 
     // Bring the cover display side up and down (display/Attach.cpp); `service` is the service
-    // object. Notify thread.
-    void bv2_display_init(void* service) EXCLUDES(sSerialMutex, display_lock);
-    void bv2_display_deinit(void* service) EXCLUDES(display_lock);
+    // object. Notify thread; both take display_lock.
+    void bv2_display_init(void* service) EXCLUDES(sSerialMutex);
+    void bv2_display_deinit(void* service);
 
     // The sub display's HID node has appeared, or gone (HidDisplay.cpp). Notify thread. Negative
     // when the panel could not be asked for its size; it then stays attached, and uninitialised.
@@ -249,10 +247,8 @@ class Bivista : public V1_1::IBivista {
     Status getDFUFile(const std::string& dir, const char* version, char* selected);
     void keepFirmwareFile(const char* name);
 
-    // What of the dump the service object owns (diagnostics/Dump.cpp).
-    DumpRow describeUsb() const;
-    DumpRow describeSerial() const;
-    DumpRow describeSubDisplay();
+    // Reads the members for the debug dump (diagnostics/Dump.cpp).
+    friend struct DumpAccess;
 
     const std::shared_ptr<LpwgClient> mLpwgClient = makeLpwgClient();
     // File name of the firmware image that was looked at last. RPC thread.

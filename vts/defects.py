@@ -75,7 +75,7 @@ DEFECTS = [
            replace('"AT%TCHDEBUG=GPIO_PIN\\r");\n    cb(query.status(), query.text());',
                    '"AT%TCHDEBUG=GPIO_PIN\\r");'), tests="TouchTest"),
     defect("text of a result dropped", "display/Cutout.cpp",
-           replace("cb(known ? Status::OK : Status::FAIL, text);",
+           replace("cb(known ? Status::OK : Status::FAIL, lastQuery().text());",
                    'cb(known ? Status::OK : Status::FAIL, "");'), tests="ScreenTest"),
     defect("debug dump not written", "diagnostics/Dump.cpp",
            replace("    writeDump(output, asked.json ? dump.json() : dump.words());\n", ""),
@@ -170,7 +170,7 @@ DEFECTS = [
     defect("screen not awaited", "display/Power.cpp",
            replace("kPollTrials = 10", "kPollTrials = 1"), tests="ScreenTest"),
     defect("screen answered on and not switched", "display/Power.cpp",
-           replace("    return waitUntilOn(&exchange, uevent);", "    return Status::OK;"), tests="ScreenTest"),
+           replace("    return waitUntilOn(service, uevent);", "    return Status::OK;"), tests="ScreenTest"),
     defect("screen still on after the cover went", "display/Attach.cpp",
            replace("            bv2_screen_on = false;\n", ""), tests="PluggingTest"),
     defect("screen switched without a cover", "display/Power.cpp",
@@ -182,12 +182,12 @@ DEFECTS = [
 
     # Colours.
     defect("large colours refused", "display/Color.cpp",
-           replace("static_cast<int32_t>(value4)});\n    return Status::OK;",
-                   "static_cast<int32_t>(value4)});\n    return value4 < 256 ? Status::OK : Status::FAIL;"),
+           replace("value3, value4);\n    return Status::OK;",
+                   "value3, value4);\n    return value4 < 256 ? Status::OK : Status::FAIL;"),
            tests="ScreenSettingsTest"),
     defect("modes without a name refused", "display/Color.cpp",
-           replace("request(screen_mode, {static_cast<int32_t>(mode)});\n    return Status::OK;",
-                   "request(screen_mode, {static_cast<int32_t>(mode)});\n"
+           replace("request(screen_mode, mode);\n    return Status::OK;",
+                   "request(screen_mode, mode);\n"
                    "    return mode <= ScreenMode::MODE_3 ? Status::OK : Status::FAIL;"),
            tests="ScreenSettingsTest"),
     defect("colours not sent while the screen is on", "display/Color.cpp",
@@ -197,7 +197,7 @@ DEFECTS = [
            replace("if (bv2_initialized && bv2_screen_on)", "if (bv2_initialized)"),
            phone="listening", tests="ColoursSentTest"),
     defect("unchanged colours sent again", "display/Color.cpp",
-           replace("if (isSame(group, values, Group::kValues)) return;", ""),
+           replace("if (isSame(group, wanted, Group::kValues)) return;", ""),
            phone="listening", tests="ColoursSentTest"),
     defect("colours not sent at switching on", "display/Power.cpp",
            replace("if (markChangedColor()) bv2_display_color_control();", ""),
@@ -205,14 +205,12 @@ DEFECTS = [
     defect("colours not sent again after the cover went", "display/Attach.cpp",
            replace("            resetAppliedColor();\n", ""), phone="listening", tests="ColoursSentTest"),
     defect("values of a colour confused", "display/Color.cpp",
-           swap("prgb[1].load()", "prgb[2].load()"), phone="listening", tests="ColoursSentTest"),
+           replace("request(prgb, value1, value2, value3", "request(prgb, value1, value3, value2"), phone="listening", tests="ColoursSentTest"),
     defect("third value of the screen tuning lost", "display/Color.cpp",
-           replace("static_cast<int32_t>(value3)});\n"
-                   "    return Status::OK;\n}\n\nReturn<Status> Bivista::setScreenMode",
-                   "0});\n    return Status::OK;\n}\n\nReturn<Status> Bivista::setScreenMode"),
+           replace("request(screentune, value1, value2, value3);", "request(screentune, value1, value2, value3 & 0);"),
            phone="listening", tests="ColoursSentTest"),
     defect("colour mode not sent", "display/Color.cpp",
-           replace('"AT%SMODE=", screen_mode[0].load()', '"AT%SMODE=", 0'),
+           replace('    sendWaiting(screen_mode, "AT%SMODE=", &result);\n', ""),
            phone="listening", tests="ColoursSentTest"),
 
     # Brightness: its queue and its offset.
@@ -328,7 +326,7 @@ DEFECTS = [
 
     # Touch performance and diagnostics.
     defect("touch performance mode inverted", "display/TouchPerformance.cpp",
-           replace('"AT%TCPERF=", enable)', '"AT%TCPERF=", !enable)'), phone="listening", tests="ModeSentTest"),
+           swap("AT%TCPERF=1", "AT%TCPERF=0"), phone="listening", tests="ModeSentTest"),
     defect("touch performance mode refused by the cover and answered OK", "display/TouchPerformance.cpp",
            replace("if (query.result() >= 0) return Status::OK;", "return Status::OK;"),
            phone="picky", tests="TouchTest"),

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "display/UpdateStateCommand.h"
+#include "display/TouchUpdateState.h"
 
 namespace {
 

@@ -11,9 +11,15 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 template <size_t kCapacity = 1024>
 class AtQuery {
   public:
-    // Sends `cmd` and waits for the answer; see Bivista::serialAtCmd.
-    AtQuery(Bivista& service, const char* cmd)
-        : mResult(service.serialAtCmd(cmd, mText, kCapacity, nullptr)) {}
+    // Nothing asked yet.
+    constexpr AtQuery() = default;
+    AtQuery(Bivista& service, const char* cmd) { send(service, cmd); }
+
+    // Sends `cmd` and waits for the answer, which goes over what an earlier one left; see
+    // Bivista::serialAtCmd. Returns its result.
+    int send(Bivista& service, const char* cmd) {
+        return mResult = service.serialAtCmd(cmd, mText, kCapacity, nullptr);
+    }
 
     // What was stored of the answer, also of a failed one.
     const char* text() const { return mText; }
@@ -23,9 +29,10 @@ class AtQuery {
     Status status() const { return failed() ? Status::FAIL : Status::OK; }
 
   private:
-    // A hang-up may leave the answer without a NUL: one byte more than the transport is told.
+    // A failed command or a hang-up may leave the answer without a NUL: one byte more than the
+    // transport is told.
     char mText[kCapacity + 1] = {};
-    const int mResult;
+    int mResult = 0;
 };
 
 // Sends a command of fixed text, and logs "function: answer" unless it failed. Any thread.

@@ -1,7 +1,7 @@
 // The cover display side coming up with the cover, and going down with it.
-#include "display/BrightnessOffset.h"
+#include "display/Brightness.h"
 #include "display/Cutout.h"
-#include "display/Power.h"
+#include "display/Display.h"
 #include "tests/display/DisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

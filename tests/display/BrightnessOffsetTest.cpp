@@ -1,9 +1,9 @@
 // The shift of the cover screen's brightness: its arithmetic, and its way through the worker.
-#include "display/BrightnessOffset.h"
+#include "display/Brightness.h"
 
 #include <climits>
 
-#include "display/Power.h"
+#include "display/Display.h"
 #include "tests/display/DisplayTest.h"
 #include "tests/display/OtherBivista.h"
 

@@ -1,7 +1,7 @@
 // Levels on their way from setBrightness to the cover.
 #include <climits>
 
-#include "display/Power.h"
+#include "display/Display.h"
 #include "tests/display/DisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

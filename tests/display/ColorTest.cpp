@@ -3,7 +3,7 @@
 
 #include <climits>
 
-#include "display/Power.h"
+#include "display/Display.h"
 #include "tests/display/DisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

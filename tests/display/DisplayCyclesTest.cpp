@@ -1,7 +1,7 @@
 // The cover comes, is switched on and off, and goes, again and again. SOAK_CYCLES sets how often.
 #include <cstdlib>
 
-#include "display/Power.h"
+#include "display/Display.h"
 #include "tests/display/DisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

@@ -1,5 +1,5 @@
 // Switching the cover screen on and off.
-#include "display/Power.h"
+#include "display/Display.h"
 
 #include "tests/display/DisplayTest.h"
 

@@ -8,7 +8,7 @@
 
 #include <unistd.h>
 
-#include "display/Power.h"
+#include "display/Display.h"
 #include "tests/display/DisplayTest.h"
 #include "tests/support/Interposition.h"
 

@@ -1,5 +1,5 @@
 // The touch driver's text in, the command to the cover out.
-#include "display/UpdateStateCommand.h"
+#include "display/TouchUpdateState.h"
 
 #include <ostream>
 #include <string>

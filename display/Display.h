@@ -1,4 +1,4 @@
-// The cover display side: whether it is up, and the lock of its state.
+// The cover display side: its lock, whether it is up, whether its screen is on.
 #pragma once
 
 #include <atomic>
@@ -16,6 +16,10 @@ extern Mutex display_lock;
 // The cover display side is up: set at attach, cleared at detach, on the notify thread, without the
 // lock. Power and offset requests are refused while it is false. Any thread reads it.
 extern std::atomic<bool> bv2_initialized;
+
+// The screen was switched on and the cover confirmed it. Changed under display_lock, by
+// setPowerStatus and at a detach; any thread reads it.
+extern std::atomic<bool> bv2_screen_on;
 
 // The service object of the last attach or detach; null before the first. Written on the notify
 // thread, without the lock; any thread reads it.
