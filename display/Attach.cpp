@@ -31,7 +31,7 @@ std::atomic<bool> sBrightnessThreadStarted = false;
 void startBrightnessThread(Bivista* service) {
     pthread_t thread;
     const int result = pthread_create(&thread, nullptr, BrightnessThread, service);
-    // Meant: a positive error number counts as success.
+    // Meant: quirk negative-only.
     if (result < 0) {
         LOG_ERROR("Failed to create brightness pthread: %s", strerror(result));
         return;
@@ -47,12 +47,13 @@ void Bivista::bv2_display_init(void* service) {
     LOG_INFO("bv2_display_init ++, bv2_initialized:%d", bv2_initialized.load());
     if (self != nullptr && !isCutoutFetched()) {
         if (!fetchCutout(*self, __func__)) clearCutout();
-        // Meant: only here, so a cutout that a client fetched earlier leaves the queue as it is.
+        // Meant: quirk queue-emptied-once.
         const MutexLock lock(display_lock, __func__);
         br_arr.clear();
     }
     if (self != nullptr && !sBrightnessThreadStarted) startBrightnessThread(self);
-    // Meant: also without a brightness thread, which the next attach tries to start again.
+    // Meant: also without a brightness thread: screen and colours do without, and the next attach
+    // tries again.
     bv2_initialized = true;
     LOG_INFO("bv2_display_init --, bv2_initialized:%d", bv2_initialized.load());
 }
@@ -92,7 +93,7 @@ Return<void> Bivista::getBV2Status(getBV2Status_cb cb) {
     BivistaStatus status;
     {
         const MutexLock lock(display_lock, __func__);
-        // Meant: the accessory service is looked up and asked with the lock held.
+        // Meant: quirk status-under-the-lock.
         sAttachmentStatus.connected = bv2connected();
         status = sAttachmentStatus;
     }
@@ -100,7 +101,7 @@ Return<void> Bivista::getBV2Status(getBV2Status_cb cb) {
     return Void();
 }
 
-// Meant: the USB view of the cover, which can differ from the accessory service's.
+// Meant: the USB view of the cover, so that it answers whatever the accessory service does.
 Return<bool> Bivista::getBV2Connect() {
     return mUsbAttached.load();
 }

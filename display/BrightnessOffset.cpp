@@ -41,7 +41,7 @@ int32_t negativeRule(int32_t brightness, int32_t offset) {
 }
 
 int32_t toFloor(int32_t brightness) {
-    // Meant: both numbers are the floor.
+    // Meant: quirk limit-said-twice.
     LOG_INFO("lower than min. br : set %d to %d", kFloor, kFloor);
     LOG_INFO("[%s] %d -> %d\n", "dd", brightness, kFloor);
     return kFloor;
@@ -49,7 +49,7 @@ int32_t toFloor(int32_t brightness) {
 
 int32_t limited(int32_t brightness, int32_t mapped, int32_t max) {
     if (mapped > max) {
-        // Meant: both numbers are the limit.
+        // Meant: quirk limit-said-twice.
         LOG_INFO("bigger than max. br : set %d to %d", max, max);
         mapped = max;
     }
@@ -79,7 +79,7 @@ bool takePlainStep(int32_t brightness, int32_t offset, int32_t max, int32_t* map
         return true;
     }
     if (br_offset_count < 0) {
-        // Meant: the count stays; the worker resets it when its queue runs empty.
+        // Meant: quirk count-said-to-be-reset.
         LOG_INFO("%s: set br_offset_count 0, current: %d", kFunction, br_offset_count);
     }
     return false;
@@ -96,7 +96,7 @@ int32_t br_to_offset_br(int32_t brightness, int32_t max) {
     const int32_t offset = br_offset;
     int32_t mapped = 0;
     if (!takePlainStep(brightness, offset, max, &mapped)) {
-        // Meant: a positive offset is applied by the plain rule alone.
+        // Meant: quirk positive-offset-once.
         if (offset >= 0) return limited(brightness, brightness, max);
         mapped = negativeRule(brightness, offset);
     }
@@ -105,7 +105,7 @@ int32_t br_to_offset_br(int32_t brightness, int32_t max) {
 
 Return<Status> Bivista::setBVBrightnessOffset(int32_t value) {
     if (!bv2_initialized) {
-        // Meant: stored all the same, and a success.
+        // Meant: quirk offset-before-the-cover.
         LOG_ERROR("%s: bv2 not initialized, value:%d", __func__, value);
         br_offset = value;
         return Status::OK;

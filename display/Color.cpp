@@ -51,7 +51,7 @@ void sendWaiting(Group& group, const char* prefix, int32_t* result) {
         command += std::to_string(group[i]);
     }
     *result = bv2_display_color_mode_send((command + '\r').c_str());
-    // Meant: also when the send failed. There is no second try.
+    // Meant: quirk colour-sent-once.
     group.waiting() = 0;
 }
 
@@ -79,7 +79,7 @@ void resetAppliedColor() {
 
 bool markChangedColor() {
     bool changed = markChanged(screen_mode, screen_mode_applied, screen_mode.kValues);
-    // Meant: a change of the fourth value alone is not re-sent.
+    // Meant: quirk fourth-rgb-value.
     changed |= markChanged(prgb, prgb_applied, 3);
     changed |= markChanged(screentune, screentune_applied, screentune.kValues);
     return changed;
@@ -115,7 +115,7 @@ Return<Status> Bivista::setRgbTune(uint32_t value1, uint32_t value2, uint32_t va
     return Status::OK;
 }
 
-// Meant: screen tuning has three values; the fourth is not looked at.
+// Meant: the cover's screen tuning has three values; clients pass four to every tuning.
 Return<Status> Bivista::setScreenTune(uint32_t value1, uint32_t value2, uint32_t value3,
                                       uint32_t /*ignored*/) {
     request(screentune, value1, value2, value3);

@@ -37,10 +37,10 @@ bool isCutoutFetched() {
 }
 
 bool fetchCutout(Bivista& service, const char* function) {
-    // Meant: the answer goes over the text of an earlier attempt.
+    // Meant: quirk answer-over-the-text.
     AtQuery<> query = lastQuery();
     query.send(service, "AT%GETBVCUTOUT\r");
-    // Meant: a hang-up counts as success, and may keep an empty text for good.
+    // Meant: quirk hang-up-is-success.
     const bool fetched = !query.failed();
     keepQuery(query, fetched);
     if (fetched) {
@@ -57,7 +57,7 @@ void clearCutout() {
 
 Return<void> Bivista::getCoverDisplayCutout(getCoverDisplayCutout_cb cb) {
     const bool known = isCutoutFetched() || fetchCutout(*this, __func__);
-    // Meant: also after a failure, with what the text holds.
+    // Meant: quirk text-with-fail.
     cb(known ? Status::OK : Status::FAIL, lastQuery().text());
     return Void();
 }

@@ -15,14 +15,13 @@ void startWorker(Bivista* service, LpwgClient* client) REQUIRES(client->lock) {
     sWorkerExit = false;
     signal(SIGUSR1, Bivista::sighandler);
     if (pthread_create(&client->worker, nullptr, work, service) == 0) return;
-    // Meant: errno, although the call returns its error.
+    // Meant: quirk errno-of-a-thread.
     LOG_ERROR("pthread creation failed %d", errno);
     client->callback.set(nullptr);
 }
 
-// Meant: the signal stops the USB side for good but not the worker, so the join returns only when
-// the worker's wait fails; until then the lock is held and the client waits. A worker that ended by
-// itself is joined with glibc alone: the phone's C library gives ESRCH for its id.
+// Meant: quirk clearing-never-returns. A worker that ended by itself is joined with glibc alone:
+// the phone's C library gives ESRCH for its id.
 void stopWorker(const LpwgClient& client) REQUIRES(client.lock) {
     if (pthread_kill(client.worker, SIGUSR1) != 0) return;
     pthread_join(client.worker, nullptr);
@@ -61,7 +60,7 @@ Return<void> Bivista::setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& call
     const bool changes = (client.callback.get() == nullptr) != (callback == nullptr);
     client.callback.set(callback);
     if (!changes) return Void();
-    // Meant: the same words when the callback is cleared.
+    // Meant: quirk registering-to-clear.
     LOG_INFO("registering callback");
     if (callback != nullptr) {
         startWorker(this, &client);

@@ -33,8 +33,7 @@ Return<Status> Bivista::setAesMode(uint32_t mode) {
 Return<Status> Bivista::manageAesMode(uint32_t mode) {
     Status status = Status::FAIL;
     int32_t lpwgResult = 0;
-    // Meant: the order differs. For mode 1 the cover comes first and the LPWG service last; for any
-    // other the LPWG service comes first and the parameter last.
+    // Meant: quirk pen-order.
     if (mode == 1) {
         status = setAesMode(1);
         writeInt32(kAesModePath, 0);

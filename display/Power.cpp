@@ -43,10 +43,10 @@ Status switchOff(Bivista& service, bool uevent) {
             forgetBrightness();
             bv2_screen_on = false;
         }
-        // Meant: also when switching on never cast the vote that this withdraws.
+        // Meant: quirk vote-nobody-cast.
         service.usbAutoSuspend(true, true);
     }
-    // Meant: the driver is told although the cover may have refused.
+    // Meant: also when the cover refused: the driver must not draw for a client that wants it off.
     usleep(kOffDelayUs);
     writePower(false, uevent);
     return refused ? Status::FAIL : Status::OK;
@@ -67,7 +67,7 @@ bool pollHotPlug(Bivista& service, int trial, AtQuery<>* query) {
                   query->result());
         return false;
     }
-    // Meant: any answer that begins so.
+    // Meant: quirk on-by-two-letters.
     if (strncmp(query->text(), "On", 2) != 0) return false;
     LOG_INFO("%s:HPD status changed :%s, ret:%d, trial:%d", kFunction, query->text(),
              query->result(), trial);
@@ -89,7 +89,7 @@ Status waitUntilOn(Bivista& service, bool uevent) {
     while (trial < kPollTrials && !pollHotPlug(service, trial, &query)) ++trial;
     const bool isOn = trial < kPollTrials;
     if (isOn) confirmOn(service, uevent);
-    // Meant: silent about a failure when the screen was on before.
+    // Meant: quirk silent-second-failure.
     if (!bv2_screen_on) {
         LOG_ERROR("%s: HPD Status failed Status:%s, trial:%d", kFunction, query.text(), trial);
     }

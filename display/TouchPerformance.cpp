@@ -13,7 +13,7 @@ Return<Status> Bivista::set_touch_perf(bool enable) {
     }
     const AtQuery<> query(*this, enable ? "AT%TCPERF=1\r" : "AT%TCPERF=0\r");
     LOG_INFO("%s: Bivista send TCPERF: %s, ret:%d", __func__, query.text(), query.result());
-    // Meant: any negative result is a failure here.
+    // Meant: quirk any-negative.
     if (query.result() >= 0) return Status::OK;
     LOG_ERROR("%s: enable:%d, buf:%s, ret: %d", __func__, enable, query.text(), query.result());
     return Status::FAIL;

@@ -24,7 +24,7 @@ bool appendResults(const char* results) {
         return false;
     }
     LOG_INFO("can open path: %s", kResultsPath);
-    // Meant: a failed write or close is not reported.
+    // Meant: quirk unreported-write.
     fwrite(results, 1, strlen(results), file);
     fclose(file);
     if (chmod(kResultsPath, kReadableByAll) == 0) return true;

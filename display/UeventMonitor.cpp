@@ -36,11 +36,11 @@ Status logStatus(Status status) {
 bool handleInService(Bivista& service, LpwgEventStatus status) {
     switch (status) {
         case LpwgEventStatus::SWITCH_AES_BOTH:
-            // Meant: this one leaves the parameter to manageAesMode.
+            // Meant: no write here, since manageAesMode makes it.
             logStatus(service.manageAesMode(2));
             return true;
         case LpwgEventStatus::SWITCH_AES_TO_1:
-            // Meant: mode 1 is 0 to the parameter.
+            // Meant: quirk pen-parameter-zero.
             if (logStatus(service.setAesMode(1)) == Status::OK) writeNode(kAesModePath, "0");
             return true;
         case LpwgEventStatus::SWITCH_AES_TO_2:
@@ -70,14 +70,14 @@ void handleMessage(Bivista& service, const char* message) {
         LOG_ERROR("uevent received %s", subsystem);
         // Copied once: a client may replace it meanwhile.
         const sp<V1_0::IBivistaLpwgCallback> callback = service.lpwgCallback();
-        // Meant: without a client not even the service's own events are carried out.
+        // Meant: quirk no-client-no-event.
         if (callback == nullptr) return;
         const sp<V1_1::IBivistaLpwgCallback> newer = asVersion1_1(callback);
         const char* cp1 = walk.next();
         if (cp1 == nullptr) return;
         LOG_ERROR("cp1 = %s", cp1);
         const char* text = findEventText(cp1);
-        // Meant: only the string behind the subsystem is looked at; the walk goes on with it.
+        // Meant: quirk event-in-the-next-string. The walk goes on with that string.
         if (text == nullptr) continue;
         LOG_ERROR("Uevent_msg = %s", text);
         std::string token = text;

@@ -11,7 +11,8 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 class Bivista;
 
-// Ends the worker behind its next wait. Meant: nobody sets it; cleared when the worker is started.
+// Ends the worker after its next wait; cleared when the worker is started.
+// Meant: quirk clearing-never-returns.
 extern std::atomic<bool> sWorkerExit;
 
 // What the worker hands to its event handler; lives on the worker's stack.

@@ -13,7 +13,7 @@ constexpr char kEventKey[] = "TOUCH_GESTURE_WAKEUP=";
 
 const char* UeventWalk::findSubsystem() {
     while (*mString != '\0') {
-        // Meant: anywhere in the string, and with anything behind it.
+        // Meant: quirk subsystem-anywhere.
         if (strstr(mString, kSubsystem) != nullptr) return mString;
         next();
     }

@@ -64,7 +64,7 @@ Return<void> Bivista::getSubDisplayInfo(getSubDisplayInfo_cb cb) {
         LOG_ERROR("Sub Display is not initialized yet");
         status = Status::FAIL;
     }
-    // Meant: the last panel's, when there is none.
+    // Meant: quirk last-panels-size.
     cb(status, mSubDisplay->copyPanel());
     return Void();
 }

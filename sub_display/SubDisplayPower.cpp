@@ -53,7 +53,7 @@ Return<Status> Bivista::setSubDisplayPowerState(bool enable) {
     LOG_INFO("setSubDisplayPowerState ++, enable : %d", enable);
     if (display.sub_power_in_progress.exchange(true)) {
         LOG_ERROR("Sub Display Power state is in progress...");
-        // Meant: a request that is dropped is reported as carried out.
+        // Meant: quirk dropped-is-ok.
         return Status::OK;
     }
     if (!canSwitch(state, enable)) {

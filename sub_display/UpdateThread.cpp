@@ -48,13 +48,13 @@ void sendFrame(Bivista& service, const FrameBuffer& buffer, int* retries) {
     for (;;) {
         const double start = now();
         if (service.hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {
-            // An empty report ends the frame.
+            // An empty report ends the frame. Meant: quirk empty-report-ignored.
             service.hidDisplayPalette(0, 0, nullptr);
             sStatistics.count(&Counts::framesSent);
             LOG_INFO("HID-DISPLAY: write Palette done %.3fms", (now() - start) / 1e6);
             return;
         }
-        // Meant: the retries are counted over the thread's life.
+        // Meant: quirk retries-for-a-life.
         if (*retries >= kRetries) {
             LOG_ERROR("Could not send palette data.");
             sStatistics.count(&Counts::framesDropped);
@@ -106,7 +106,7 @@ void SubDisplay::startThread() {
     const int result = pthread_create(&thread, nullptr, subDisplayUpdateThread, service.load());
     threadExists = result == 0;
     const MutexLock lock(sub_update_lock, kFunction);
-    // Meant: a positive error number counts as success.
+    // Meant: quirk negative-only.
     if (result < 0) LOG_ERROR("Failed to create sub display pthread: %s", strerror(result));
     sub_thread_running = result >= 0;
 }
