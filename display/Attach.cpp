@@ -1,4 +1,4 @@
-// Brings the cover display side up and down with the cover, and tells whether the cover is there.
+// Brings the cover display side up and down with the cover, and answers whether the cover is there.
 
 #include <cstring>
 

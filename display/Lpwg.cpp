@@ -1,3 +1,6 @@
+// Low-power wake gestures: settings for the cover's touch panel, and the client's callback, which
+// starts and stops the uevent worker.
+
 #include "display/Lpwg.h"
 
 #include <cerrno>

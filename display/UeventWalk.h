@@ -13,14 +13,14 @@ class UeventWalk {
     // becomes the current one. Null when there is none.
     const char* findSubsystem();
 
-    // Moves to the string behind the current one. Null when there is none.
+    // Moves to the string after the current one. Null when there is none.
     const char* next();
 
   private:
     const char* mString;
 };
 
-// What stands behind the key of touch events in a string of a uevent, null when the string does not
+// The text after the key of touch events in a string of a uevent; null when the string does not
 // hold the key.
 const char* findEventText(const char* string);
 

@@ -198,7 +198,7 @@ class Bivista : public V1_1::IBivista {
     // `service` is the service object, which is told to switch the panel on. Both return 0.
     int32_t initSubDisplay(Bivista* service, hid_display_report_info info);
     int32_t deinitSubDisplay();
-    // Tells the client, too. Any thread.
+    // Calls the client's callback, too. Any thread.
     void setSubDisplayState(SubScreenState state);
     SubDisplay& subDisplay() { return *mSubDisplay; }
 

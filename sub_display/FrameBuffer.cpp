@@ -10,7 +10,7 @@ namespace {
 
 FrameBuffer sFrameBuffers[kFrameBuffers] = {FrameBuffer(0), FrameBuffer(1)};
 
-// Failing locks of whoever looks at a state go under this name.
+// Names for failing locks: of a claim, and of a change.
 constexpr char kLook[] = "getBufferState";
 constexpr char kChange[] = "setBufferState";
 

@@ -1,7 +1,7 @@
 // The two frame buffers, which hand frames from the thread that draws to the thread that sends.
 //
-// Who changes a state from one that others may change too does so in one test-and-set under the
-// buffer's lock; so a buffer belongs to one side at a time, and its bytes need no lock.
+// Where both sides may change a state, each does so in one test-and-set under the buffer's lock. So
+// a buffer belongs to one side at a time, and its bytes need no lock.
 #pragma once
 
 #include <atomic>
@@ -28,7 +28,7 @@ struct FrameBuffer {
     // A leaf but for the log.
     Mutex lock;
     BufferState state GUARDED_BY(lock) = BUFFER_FREE;
-    // Packed pixels (PackFrame.h). Those behind the last frame's are left over from earlier ones.
+    // Packed pixels (PackFrame.h). The bytes after the last frame's are those of earlier ones.
     uint8_t data[kCapacity] = {};
     // Bytes sent per frame, whatever the panel's size.
     const uint16_t size = kCapacity;
@@ -50,8 +50,8 @@ bool claimForDrawing(FrameBuffer* buffer);
 // BUFFER_READY to BUFFER_CONSUMING; false when the buffer is in another state.
 bool claimForSending(FrameBuffer* buffer);
 
-// Drops the frames that were not sent. A buffer that is being sent is left to its sender, who frees
-// it: nobody may draw into it until then.
+// Drops the frames that were not sent. A buffer that is being sent is left to its sender, which
+// frees it: no frame is drawn into it until then.
 void freeFrameBuffers();
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

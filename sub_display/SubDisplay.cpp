@@ -1,4 +1,4 @@
-// Life of the sub display: found, lost, and what clients may ask and be told of it.
+// Life of the sub display: the panel found and lost, its state for clients, their callback.
 
 #include "sub_display/SubDisplay.h"
 
@@ -25,7 +25,7 @@ void Bivista::setSubDisplayState(SubScreenState state) {
     const MutexLock lock(display.sub_state_lock, __func__);
     display.state = state;
     if (display.callback == nullptr) return;
-    // A client that died is nobody's failure.
+    // A client that died is no failure.
     (void)display.callback->onSubDisplayStateChanged(state).isOk();
 }
 
