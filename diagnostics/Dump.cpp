@@ -209,19 +209,19 @@ void Bivista::dumpLink(DumpText* dump) const {
     dump->add("usb", DumpRow()
                              .flag("attached", mUsbAttached)
                              .flag("loader", mLoaderAttached)
-                             .flag("watched", mInotifyFd != -1)
-                             .number("votes", mUsbAutoSuspendDisableVote.load()));
+                             .flag("watched", mUsbWatches.mInotifyFd != -1)
+                             .number("votes", mAutoSuspendVotes.mUsbAutoSuspendDisableVote.load()));
     dump->add("serial", DumpRow()
-                                .flag("attached", mSerialAttached)
-                                .text("path", textOf(mSerialDevicePath))
-                                .flag("logAsked", mSerialLogEnabled)
-                                .flag("logRunning", mSerialLogRunning));
+                                .flag("attached", mSerialLink.isAttached())
+                                .text("path", textOf(mSerialLink.mSerialDevicePath))
+                                .flag("logAsked", mSerialLog.isEnabled())
+                                .flag("logRunning", mSerialLog.isRunning()));
 }
 
 void Bivista::dumpSubDisplay(DumpText* dump, bool reset) {
     const SubScreenInfo info = subScreenInfo();
     DumpRow row;
-    row.flag("attached", mHidDisplayAttached).text("path", textOf(mHidDevicePath));
+    row.flag("attached", mHidLink.isAttached()).text("path", textOf(mHidLink.mHidDevicePath));
     // A client's callback runs under this lock, and may hang.
     if (sub_state_lock.tryLock()) {
         const SubScreenState state = mSubDisplayState;

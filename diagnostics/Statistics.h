@@ -16,7 +16,7 @@
 #include "diagnostics/Latency.h"
 #include "diagnostics/TwoSides.h"
 #include "kernel/base/Mutex.h"
-#include "kernel/serial/SerialAt.h"
+#include "kernel/serial/SerialLink.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 

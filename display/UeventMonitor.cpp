@@ -11,6 +11,7 @@
 #include "display/UeventWalk.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/KernelNode.h"
 #include "kernel/base/StopSignal.h"
 #include "kernel/base/ThreadName.h"
 
