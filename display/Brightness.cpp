@@ -3,11 +3,12 @@
 #include "display/Brightness.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <string>
 
 #include "display/BrightnessOffset.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -15,7 +16,6 @@ namespace {
 
 constexpr size_t kQueueCapacity = 20;
 constexpr uint32_t kLevels = 256;
-constexpr size_t kBufferSize = 1024;
 
 // Signalled once for each level pushed.
 pthread_cond_t br_cond = PTHREAD_COND_INITIALIZER;
@@ -67,12 +67,12 @@ bool takeLevel(int32_t* level) EXCLUDES(display_lock) {
     return true;
 }
 
-void sendLevel(Bivista* service, int32_t level, char* resp) {
-    char command[kBufferSize] = {};
-    snprintf(command, sizeof(command), "%s%d\r", "AT%DB=", level);
-    const int result = service->serialAtCmd(command, resp, kBufferSize, nullptr);
+void sendLevel(Bivista* service, int32_t level, AtQuery<>* query) {
+    const std::string command = "AT%DB=" + std::to_string(level) + "\r";
+    const int result = query->send(*service, command.c_str());
     if (result < 0) {
-        LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", "BrightnessThread", resp, result);
+        LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", "BrightnessThread", query->text(),
+                  result);
     }
 }
 
@@ -81,12 +81,11 @@ void sendLevel(Bivista* service, int32_t level, char* resp) {
 void* BrightnessThread(void* service) {
     nameThread("brightness");
     Bivista* const self = static_cast<Bivista*>(service);
-    // Meant: cleared once, so a failure is logged with the text of an earlier answer. One byte more
-    // than the transport is told, since a failed command may leave no NUL.
-    char resp[kBufferSize + 1] = {};
+    // Meant: cleared once, so a failure is logged with the text of an earlier answer.
+    AtQuery<> query;
     for (;;) {
         int32_t level = 0;
-        if (takeLevel(&level)) sendLevel(self, level, resp);
+        if (takeLevel(&level)) sendLevel(self, level, &query);
     }
 }
 

@@ -4,12 +4,14 @@
 
 #include "display/Power.h"
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-constexpr size_t kBufferSize = 1024;
+// Holds the longest command, of four numbers.
+constexpr size_t kCommandSize = 64;
 
 // What a panel holds after it was attached.
 constexpr int32_t kFreshPrgb[] = {2, 0, 0, 0, 0};
@@ -74,7 +76,7 @@ bool markChangedColor() {
 // Meant: a group no longer waits although its send failed. There is no second try.
 int32_t bv2_display_color_control() {
     int32_t result = 0;
-    char command[kBufferSize] = {};
+    char command[kCommandSize] = {};
     if (prgb.waiting() != 0) {
         snprintf(command, sizeof(command), "%s%d,%d,%d,%d\r", "AT%PRGB=", prgb[0].load(),
                  prgb[1].load(), prgb[2].load(), prgb[3].load());
@@ -102,15 +104,13 @@ int32_t bv2_display_color_mode_send(const char* command) {
         return -1;
     }
     LOG_INFO("%s: at cmd path:%s", __func__, command);
-    // One byte more than the transport is told: a failed command may leave no NUL.
-    char resp[kBufferSize + 1] = {};
-    const int32_t result = service->serialAtCmd(command, resp, kBufferSize, nullptr);
-    if (result != -1) {
-        LOG_INFO("%s: %s", __func__, resp);
+    const AtQuery<> query(*service, command);
+    if (query.failed()) {
+        LOG_ERROR("%s: %s, ret: %d", __func__, query.text(), query.result());
     } else {
-        LOG_ERROR("%s: %s, ret: %d", __func__, resp, result);
+        LOG_INFO("%s: %s", __func__, query.text());
     }
-    return result;
+    return query.result();
 }
 
 Return<Status> Bivista::setRgbTune(uint32_t value1, uint32_t value2, uint32_t value3,

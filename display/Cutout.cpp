@@ -1,37 +1,33 @@
 #include "display/Cutout.h"
 
 #include <atomic>
-#include <cstring>
-#include <string>
 
 #include "kernel/Bivista.h"
 #include "kernel/base/Mutex.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
-
-constexpr size_t kCapacity = 1024;
 
 // Set under sTextLock, with the text.
 std::atomic<bool> sFetched = false;
 
 // Leaf lock, held only to copy.
 Mutex sTextLock;
-// One byte more than the transport is told: a failed command may leave its answer without a NUL.
-char sText[kCapacity + 1] GUARDED_BY(sTextLock) = {};
+AtQuery<> sText GUARDED_BY(sTextLock);
 
-void copyText(char (&text)[kCapacity + 1]) {
+AtQuery<> copyText() {
     const LeafLock lock(sTextLock);
-    memcpy(text, sText, sizeof(text));
+    return sText;
 }
 
 // An attach and a client may ask at the same time. What was fetched stays, whatever the other query
 // brings: it may have begun with the text before, and failed.
-void keepText(const char (&text)[kCapacity + 1], bool fetched) {
+void keepText(const AtQuery<>& query, bool fetched) {
     const LeafLock lock(sTextLock);
     if (sFetched) return;
-    memcpy(sText, text, sizeof(sText));
+    sText = query;
     sFetched = fetched;
 }
 
@@ -43,16 +39,15 @@ bool isCutoutFetched() {
 
 bool fetchCutout(Bivista* service, const char* function) {
     // Meant: the answer goes over the text of an earlier attempt.
-    char text[kCapacity + 1];
-    copyText(text);
-    const int result = service->serialAtCmd("AT%GETBVCUTOUT\r", text, kCapacity, nullptr);
+    AtQuery<> query = copyText();
+    query.send(*service, "AT%GETBVCUTOUT\r");
     // Meant: a hang-up counts as success, and may keep an empty text for good.
-    const bool fetched = result != -1;
-    keepText(text, fetched);
+    const bool fetched = !query.failed();
+    keepText(query, fetched);
     if (fetched) {
-        LOG_DEBUG("%s: %s", function, text);
+        LOG_DEBUG("%s: %s", function, query.text());
     } else {
-        LOG_ERROR("%s: CUTOUT info: %s: ret:%d", function, text, result);
+        LOG_ERROR("%s: CUTOUT info: %s: ret:%d", function, query.text(), query.result());
     }
     return fetched;
 }
@@ -63,10 +58,8 @@ void clearCutout() {
 
 Return<void> Bivista::getCoverDisplayCutout(getCoverDisplayCutout_cb cb) {
     const bool known = isCutoutFetched() || fetchCutout(this, __func__);
-    char text[kCapacity + 1];
-    copyText(text);
     // Meant: also after a failure, with what the text holds.
-    cb(known ? Status::OK : Status::FAIL, text);
+    cb(known ? Status::OK : Status::FAIL, copyText().text());
     return Void();
 }
 

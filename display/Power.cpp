@@ -3,7 +3,6 @@
 #include "display/Power.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include <unistd.h>
@@ -11,6 +10,8 @@
 #include "display/Brightness.h"
 #include "display/Color.h"
 #include "kernel/Bivista.h"
+#include "kernel/base/KernelPaths.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -20,44 +21,27 @@ namespace {
 
 constexpr char kFunction[] = "setPowerStatus";
 
-constexpr char kPowerNode[] = "/sys/class/bivista/bv2/bv2_pd";
-
 constexpr useconds_t kOffDelayUs = 10'000;
 constexpr useconds_t kPollDelayUs = 50'000;
 constexpr int kPollTrials = 10;
 
-// Command and answer of one call. The answer has one byte more than the transport is told, since a
-// failed command may leave no NUL.
-struct Exchange {
-    static constexpr size_t kCapacity = 1024;
-    char command[kCapacity] = {};
-    char resp[kCapacity + 1] = {};
-};
-
-// Sends what `exchange.command` holds.
-int send(Exchange* exchange) {
-    Bivista* const service = sDisplayService;
-    return service->serialAtCmd(exchange->command, exchange->resp, Exchange::kCapacity, nullptr);
-}
-
-int sendSwitch(Exchange* exchange, bool enable) {
-    snprintf(exchange->command, sizeof(exchange->command), "%s%d\r", "AT%BV=", enable);
-    return send(exchange);
+AtQuery<> ask(const char* command) {
+    return AtQuery<>(*sDisplayService.load(), command);
 }
 
 // Tells the kernel's display driver.
 void writePower(bool enable, bool uevent) {
     char text[] = {enable ? '1' : '0', ' ', uevent ? '1' : '0', '\0'};
-    Bivista::writeString(kPowerNode, text);
+    Bivista::writeString(kScreenPowerPath, text);
 }
 
 Status switchOff(bool uevent) {
-    Exchange exchange;
-    const int result = sendSwitch(&exchange, false);
-    if (result < 0) {
-        LOG_ERROR("%s: HPD status: %s: ret:%d", kFunction, exchange.resp, result);
+    const AtQuery<> query = ask("AT%BV=0\r");
+    const bool refused = query.result() < 0;
+    if (refused) {
+        LOG_ERROR("%s: HPD status: %s: ret:%d", kFunction, query.text(), query.result());
     } else {
-        LOG_INFO("%s: Bivista:%s", kFunction, exchange.resp);
+        LOG_INFO("%s: Bivista:%s", kFunction, query.text());
         {
             const MutexLock lock(display_lock, kFunction);
             saveAppliedColor();
@@ -70,7 +54,7 @@ Status switchOff(bool uevent) {
     // Meant: the driver is told although the cover may have refused.
     usleep(kOffDelayUs);
     writePower(false, uevent);
-    return result < 0 ? Status::FAIL : Status::OK;
+    return refused ? Status::FAIL : Status::OK;
 }
 
 void enableLog() {
@@ -81,18 +65,18 @@ void enableLog() {
 }
 
 // One look at the cover's hot-plug state. True when it says that the screen is on.
-bool pollHotPlug(Exchange* exchange, int trial) {
-    memset(exchange->resp, 0, sizeof(exchange->resp));
+bool pollHotPlug(AtQuery<>* query, int trial) {
     usleep(kPollDelayUs);
-    const int result = send(exchange);
-    if (result < 0) {
-        LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", kFunction, exchange->resp, result);
+    *query = ask("AT%HPD\r");
+    if (query->result() < 0) {
+        LOG_ERROR("%s: failed to serial AtCmd: %s, ret: %d", kFunction, query->text(),
+                  query->result());
         return false;
     }
     // Meant: any answer that begins so.
-    if (strncmp(exchange->resp, "On", 2) != 0) return false;
-    LOG_INFO("%s:HPD status changed :%s, ret:%d, trial:%d", kFunction, exchange->resp, result,
-             trial);
+    if (strncmp(query->text(), "On", 2) != 0) return false;
+    LOG_INFO("%s:HPD status changed :%s, ret:%d, trial:%d", kFunction, query->text(),
+             query->result(), trial);
     return true;
 }
 
@@ -105,15 +89,15 @@ void confirmOn(bool uevent) {
     sDisplayService.load()->usbAutoSuspend(false, true);
 }
 
-Status waitUntilOn(Exchange* exchange, bool uevent) {
-    snprintf(exchange->command, sizeof(exchange->command), "%s\r", "AT%HPD");
+Status waitUntilOn(bool uevent) {
+    AtQuery<> query;
     int trial = 0;
-    while (trial < kPollTrials && !pollHotPlug(exchange, trial)) ++trial;
+    while (trial < kPollTrials && !pollHotPlug(&query, trial)) ++trial;
     const bool isOn = trial < kPollTrials;
     if (isOn) confirmOn(uevent);
     // Meant: silent about a failure when the screen was on before.
     if (!bv2_screen_on) {
-        LOG_ERROR("%s: HPD Status failed Status:%s, trial:%d", kFunction, exchange->resp, trial);
+        LOG_ERROR("%s: HPD Status failed Status:%s, trial:%d", kFunction, query.text(), trial);
     }
     return isOn ? Status::OK : Status::FAIL;
 }
@@ -121,14 +105,13 @@ Status waitUntilOn(Exchange* exchange, bool uevent) {
 Status switchOn(bool uevent) {
     if (markChangedColor()) bv2_display_color_control();
     enableLog();
-    Exchange exchange;
-    const int result = sendSwitch(&exchange, true);
-    LOG_INFO("%s: Bivista : %s, ret:%d", kFunction, exchange.resp, result);
-    if (result < 0) {
-        LOG_ERROR("%s: enable:%d, buf:%s, ret: %d", kFunction, 1, exchange.resp, result);
+    const AtQuery<> query = ask("AT%BV=1\r");
+    LOG_INFO("%s: Bivista : %s, ret:%d", kFunction, query.text(), query.result());
+    if (query.result() < 0) {
+        LOG_ERROR("%s: enable:%d, buf:%s, ret: %d", kFunction, 1, query.text(), query.result());
         return Status::FAIL;
     }
-    return waitUntilOn(&exchange, uevent);
+    return waitUntilOn(uevent);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // The touch performance mode of the cover.
 
-#include <cstdio>
-
 #include "display/Attach.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
@@ -13,9 +11,7 @@ Return<Status> Bivista::set_touch_perf(bool enable) {
         LOG_ERROR("%s: bv2 not initialized, enable:%d", __func__, enable);
         return Status::FAIL;
     }
-    char cmd[1024] = {};
-    snprintf(cmd, sizeof(cmd), "%s%d\r", "AT%TCPERF=", enable);
-    const AtQuery<> query(*this, cmd);
+    const AtQuery<> query(*this, enable ? "AT%TCPERF=1\r" : "AT%TCPERF=0\r");
     LOG_INFO("%s: Bivista send TCPERF: %s, ret:%d", __func__, query.text(), query.result());
     // Meant: any negative result is a failure here.
     if (query.result() >= 0) return Status::OK;
