@@ -54,9 +54,10 @@ add_library(bivista-warnings INTERFACE)
 target_compile_options(bivista-warnings INTERFACE -Wall -Wextra -Werror
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 
-# Flags of the folders that are also built in an Android tree.
+# Flags of the folders that are also built in an Android tree. There clang checks the locks' order, too.
 add_library(bivista-device-flags INTERFACE)
-target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti)
+target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety-beta>)
 target_link_libraries(bivista-device-flags INTERFACE bivista-warnings)
 target_include_directories(bivista-device-flags INTERFACE ${CMAKE_SOURCE_DIR})
 
