@@ -25,6 +25,12 @@ inline constexpr char kScreenPowerPath[] = "/sys/class/bivista/bv2/bv2_pd";
 inline constexpr char kUpgradePath[] =
         "/sys/devices/platform/soc/soc:gpio_keys/virtual_mcu_firmware_write";
 
+// Pen (AES) mode of the kernel's USB HID driver: 0 in mode 1, 2 in mode 2.
+inline constexpr char kAesModePath[] = "/sys/module/usbhid/parameters/aes_mode";
+
+// The touch update state, as the phone's touch driver publishes it.
+inline constexpr char kUpdateStatePath[] = "/sys/devices/virtual/input/qmx_touch/bv_update_state";
+
 // Names of the wake locks that are held, the phone display's among them.
 inline constexpr char kWakeLockPath[] = "/sys/power/wake_lock";
 
