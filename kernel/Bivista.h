@@ -123,10 +123,9 @@ class Bivista : public V1_1::IBivista {
     // (firmware/FirmwareUpgrade.cpp). USB thread. FAIL when the control file cannot be used.
     Status doRecoveryUpgrade();
 
-    // Stops the two USB threads (usb/UsbWatches.cpp), joins each that has published what it
-    // watches, and cleans up the USB host context; a thread that has not ends by itself. A second
-    // call waits for the first, and joins a thread that has published since. Any thread but these
-    // two.
+    // Stops the two USB threads, joins each that has published what it watches (the others end by
+    // themselves), and cleans up the USB host context. A second call waits for the first, and joins
+    // a thread that has published since. Any thread but these two.
     void usbThreadJoin() EXCLUDES(mUsbWatches.mUsbJoinLock);
 
     // libusbhost's callbacks, on the USB thread (usb/BusWatch.cpp); `client` is the service object.
@@ -148,11 +147,10 @@ class Bivista : public V1_1::IBivista {
     // Sends an AT command to the cover and collects its answer (serial/SerialAt.cpp). Any thread;
     // holds sSerialMutex throughout. `cmd` begins with "AT", any case, and ends in "\r". `resp`
     // takes `respCount` bytes of the answer's lines, the last stored byte replaced by NUL; may be
-    // null. `cb` is called for each line of the answer proper with its bytes, NUL-terminated, and
-    // their count; may be null. Returns the bytes stored, 1 when the port hung up, or negative with
-    // errno set: ENODEV no cover, EINVAL malformed, ETIME no answer within 5 s, EPROTONOSUPPORT
-    // rejected by the cover, or the cause of a failed system call. On failure `resp` may lack a
-    // NUL.
+    // null. `cb` is called for each line of the answer proper; may be null. Returns the bytes
+    // stored, 1 when the port hung up, or negative with errno set: ENODEV no cover, EINVAL
+    // malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected by the cover, or the cause of
+    // a failed system call. On failure `resp` may lack a NUL.
     int serialAtCmd(const char* cmd, char* resp, size_t respCount, AtLineCallback cb)
             EXCLUDES(sSerialMutex);
 
@@ -174,9 +172,8 @@ class Bivista : public V1_1::IBivista {
     void bv2_display_init(void* service) EXCLUDES(sSerialMutex, display_lock);
     void bv2_display_deinit(void* service) EXCLUDES(display_lock);
 
-    // The sub display's HID node has appeared, or gone (hid/HidDisplay.cpp). Notify thread.
-    // Negative when the panel could not be asked for its size; it then stays attached, and
-    // uninitialised.
+    // The panel's HID node has appeared, or gone (hid/HidDisplay.cpp). Notify thread. Negative when
+    // the panel did not give its size; it then stays attached, and uninitialised.
     int32_t hidDisplayDeviceAdded() EXCLUDES(hid_lock);
     int32_t hidDisplayDeviceRemoved() EXCLUDES(hid_lock);
 
@@ -205,9 +202,8 @@ class Bivista : public V1_1::IBivista {
     static void* serialLogThread(void* service);
 
     // Chooses the image of `dir` for a cover of this version (firmware/FirmwareCheck.cpp).
-    // `selected` holds 1024 zero bytes and takes the image's file name; it stays empty when there
-    // is no image at all. FAIL when the folder cannot be opened or its images are all of other
-    // hardware lines.
+    // `selected` holds 1024 zero bytes and takes the image's file name, none when there is no image
+    // at all. FAIL when the folder cannot be opened or its images are all of other hardware lines.
     Status getDFUFile(const std::string& dir, const char* version, char* selected);
 
     // The uevent worker (Lpwg.cpp).
@@ -240,15 +236,15 @@ class Bivista : public V1_1::IBivista {
     // Guards the replacement of the LPWG callback and the uevent worker's start and stop; held
     // while the worker is joined.
     Mutex mLpwgCallbackLock;
+    // The device side, subject by subject.
     UsbWatches mUsbWatches;
-    // The cover's USB device is on the bus. Changed by the USB thread.
-    std::atomic<bool> mUsbAttached = false;
-    // A loader is on the bus. Changed by the USB thread, read by the dump alone.
-    std::atomic<bool> mLoaderAttached = false;
     AutoSuspendVotes mAutoSuspendVotes;
     SerialLink mSerialLink;
     SerialLog mSerialLog{mSerialLink};
     HidLink mHidLink;
+    // The cover's USB device, and a loader's, is on the bus. Changed by the USB thread.
+    std::atomic<bool> mUsbAttached = false;
+    std::atomic<bool> mLoaderAttached = false;
     // Guards the sub display callback and the sub display's state; held while the callback runs.
     Mutex sub_state_lock;
     SubScreenState mSubDisplayState GUARDED_BY(sub_state_lock) = SubScreenState::UNINITIALIZED;
