@@ -52,9 +52,10 @@ target_compile_options(bivista-flags INTERFACE -Wall -Wextra
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_include_directories(bivista-flags INTERFACE ${PROJECT_SOURCE_DIR})
 
-# Flags of the folders that are also built in an Android tree.
+# Flags of the folders that are also built in an Android tree. There clang checks the locks' order, too.
 add_library(bivista-device-flags INTERFACE)
-target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti)
+target_compile_options(bivista-device-flags INTERFACE -fno-exceptions -fno-rtti
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety-beta>)
 target_link_libraries(bivista-device-flags INTERFACE bivista-flags)
 
 # The service object, made of its rooms. They are linked as objects, so that tests can put their own

@@ -11,8 +11,8 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <dirent.h>
@@ -152,73 +152,78 @@ std::vector<DumpRow> describeThreads() {
     return rows;
 }
 
-}  // namespace
-
-// What of the dump the service object owns.
-struct DumpAccess {
-    static DumpRow describeUsb(const Bivista& service) {
-        return {{"attached", service.mUsbAttached.load()},
-                {"loader", service.mLoaderAttached.load()},
-                {"watched", service.mInotifyFd != -1},
-                {"votes", service.mUsbAutoSuspendDisableVote.load()}};
-    }
-
-    static DumpRow describeSerial(const Bivista& service) {
-        return {{"attached", service.mSerialAttached.load()},
-                {"path", textOf(service.mSerialDevicePath)},
-                {"logAsked", service.mSerialLogEnabled.load()},
-                {"logRunning", service.mSerialLogRunning.load()}};
-    }
-
-    static DumpRow describeSubDisplay(Bivista& service) {
-        DumpValue state = nullptr;
-        // A client's callback runs under this lock, and may hang.
-        if (service.mSubDisplay->sub_state_lock.tryLock()) {
-            state = toString(service.mSubDisplay->state);
-            service.mSubDisplay->sub_state_lock.unlock(kFunction);
-        }
-        const SubScreenInfo info = service.mSubDisplay->copyPanel();
-        return {{"attached", service.mHidDisplayAttached.load()},
-                {"path", textOf(service.mHidDevicePath)},
-                {"state", state},
-                {"width", info.x},
-                {"height", info.y},
-                {"format", info.format},
-                {"lastDrawn", cur_fb.load()}};
-    }
+struct Options {
+    bool help = false;
+    bool json = false;
+    bool reset = false;
 };
 
-Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
+// None, with `wrong` set, when there is one that does not exist.
+std::optional<Options> read(const hidl_vec<hidl_string>& texts, std::string* wrong) {
+    Options options;
+    for (const hidl_string& option : texts) {
+        *wrong = std::string(option.c_str(), option.size());
+        bool* const known = *wrong == "--help"    ? &options.help
+                            : *wrong == "--json"  ? &options.json
+                            : *wrong == "--reset" ? &options.reset
+                                                  : nullptr;
+        if (known == nullptr) return std::nullopt;
+        *known = true;
+    }
+    return options;
+}
+
+DumpRow describe(SubDisplay& display, const HidLink& link) {
+    DumpValue state = nullptr;
+    // A client's callback runs under this lock, and may hang.
+    if (display.sub_state_lock.tryLock()) {
+        state = toString(display.state);
+        display.sub_state_lock.unlock(kFunction);
+    }
+    const SubScreenInfo panel = display.copyPanel();
+    return {{"attached", link.isAttached()},
+            {"path", textOf(link.mHidDevicePath)},
+            {"state", state},
+            {"width", panel.x},
+            {"height", panel.y},
+            {"format", panel.format},
+            {"lastDrawn", cur_fb.load()}};
+}
+
+}  // namespace
+
+Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& texts) {
     const native_handle_t* const handle = fd.getNativeHandle();
     if (handle == nullptr || handle->numFds < 1) return Void();
     const int output = handle->data[0];
-    bool help = false, json = false, reset = false;
-    for (const hidl_string& option : options) {
-        const std::string_view text(option.c_str(), option.size());
-        if (text != "--help" && text != "--json" && text != "--reset") {
-            writeDump(output, "Unknown option " + spelled(text) + "; --help lists them.\n");
-            return Void();
-        }
-        help |= text == "--help";
-        json |= text == "--json";
-        reset |= text == "--reset";
+    std::string wrong;
+    const auto options = read(texts, &wrong);
+    if (!options) {
+        writeDump(output, "Unknown option " + spelled(wrong) + "; --help lists them.\n");
+        return Void();
     }
-    if (help) {
+    if (options->help) {
         writeDump(output, kHelp);
         return Void();
     }
-    const Counts counts = sStatistics.take(reset);
-    DumpText dump(json);
-    dump.add("usb", DumpAccess::describeUsb(*this));
-    dump.add("serial", DumpAccess::describeSerial(*this));
+    const Counts counts = sStatistics.take(options->reset);
+    DumpText dump(options->json);
+    dump.add("usb", {{"attached", mUsbAttached.load()},
+                     {"loader", mLoaderAttached.load()},
+                     {"watched", mUsbWatches.mInotifyFd != -1},
+                     {"votes", mAutoSuspendVotes.mUsbAutoSuspendDisableVote.load()}});
+    dump.add("serial", {{"attached", mSerialLink.isAttached()},
+                        {"path", textOf(mSerialLink.mSerialDevicePath)},
+                        {"logAsked", mSerialLog.isEnabled()},
+                        {"logRunning", mSerialLog.isRunning()}});
     dump.add("upgrade", describeOrder(counts));
     dump.add("display",
              {{"initialized", bv2_initialized.load()}, {"screenOn", bv2_screen_on.load()}});
-    dump.add("brightness", describeBrightness(reset));
+    dump.add("brightness", describeBrightness(options->reset));
     dump.addList("colour", {describeColor("rgb", prgb, prgb_applied),
                             describeColor("tune", screentune, screentune_applied),
                             describeColor("mode", screen_mode, screen_mode_applied)});
-    dump.add("subDisplay", DumpAccess::describeSubDisplay(*this));
+    dump.add("subDisplay", describe(*mSubDisplay, mHidLink));
     dump.addList("buffers", describeBuffers());
     dump.add("frames", {{"drawn", counts.framesDrawn},
                         {"sent", counts.framesSent},

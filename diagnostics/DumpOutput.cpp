@@ -23,39 +23,7 @@ namespace {
 
 constexpr uint64_t kPatienceMicros = 2'000'000;
 
-// The reader may have gone: the signal that says so would end the service.
-class PipeSignalBlock {
-  public:
-    PipeSignalBlock() {
-        sigaddset(&mPipe, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &mPipe, &mBefore);
-    }
-    ~PipeSignalBlock() {
-        const timespec now = {};
-        sigtimedwait(&mPipe, nullptr, &now);
-        pthread_sigmask(SIG_SETMASK, &mBefore, nullptr);
-    }
-    PipeSignalBlock(const PipeSignalBlock&) = delete;
-    PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
-
-  private:
-    sigset_t mPipe = {};
-    sigset_t mBefore = {};
-};
-
-// False at the deadline.
-bool awaitRoom(int fd, uint64_t deadline) {
-    for (;;) {
-        const uint64_t now = monotonicMicros();
-        if (now >= deadline) return false;
-        pollfd room = {fd, POLLOUT, 0};
-        const int ready = poll(&room, 1, static_cast<int>((deadline - now + 999) / 1000));
-        if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
-    }
-}
-
-// Writes what a descriptor with room takes without a wait: of a pipe PIPE_BUF, of a terminal a
-// byte.
+// Writes what a descriptor with room takes at once: of a pipe PIPE_BUF, of a terminal a byte.
 ssize_t writePiece(int fd, std::string_view text, bool isTerminal) {
     const ssize_t sent = send(fd, text.data(), text.size(), MSG_DONTWAIT);
     if (sent >= 0 || errno != ENOTSOCK) return sent;
@@ -66,26 +34,36 @@ void logFailure() {
     LOG_ERROR("debug: failed to write: %s", strerror(errno));
 }
 
-}  // namespace
-
-void writeDump(int fd, std::string_view text) {
-    const PipeSignalBlock block;
+void writeAll(int fd, std::string_view text) {
     const uint64_t deadline = monotonicMicros() + kPatienceMicros;
     struct stat file = {};
     if (fstat(fd, &file) != 0) return logFailure();
-    const bool isTerminal = S_ISCHR(file.st_mode);
     while (!text.empty()) {
-        if (!awaitRoom(fd, deadline)) {
+        const uint64_t now = monotonicMicros();
+        if (now >= deadline) {
             LOG_ERROR("debug: nobody reads the dump; the rest is dropped");
             return;
         }
-        const ssize_t written = writePiece(fd, text, isTerminal);
-        if (written >= 0) {
-            text.remove_prefix(static_cast<size_t>(written));
-        } else if (errno != EAGAIN && errno != EINTR) {
-            return logFailure();
-        }
+        pollfd room = {fd, POLLOUT, 0};
+        if (poll(&room, 1, static_cast<int>((deadline - now) / 1000 + 1)) <= 0) continue;
+        const ssize_t written = writePiece(fd, text, S_ISCHR(file.st_mode));
+        if (written < 0 && errno != EAGAIN && errno != EINTR) return logFailure();
+        text.remove_prefix(static_cast<size_t>(std::max<ssize_t>(written, 0)));
     }
+}
+
+}  // namespace
+
+void writeDump(int fd, std::string_view text) {
+    // The reader may have gone: the signal that says so would end the service.
+    sigset_t pipe, before;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, &before);
+    writeAll(fd, text);
+    const timespec now = {};
+    sigtimedwait(&pipe, nullptr, &now);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -23,10 +23,6 @@ constexpr const char* kWithArgument[] = {
         "AT%TCHNOTIFY=LPWG_SD",    "AT%TCHNOTIFY=SD",         "AT%TCHNOTIFY=PULL_SD_RESULT",
         "AT%TCHNOTIFY=SWTICH_AES", "AT%TCHNOTIFY=LPWG_NOTIFY"};
 
-char capital(char letter) {
-    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-}
-
 CommandCounts& rowOf(const std::string& name, std::vector<CommandCounts>* rows) {
     const auto known = std::min(rows->end(), rows->begin() + kNames);
     const auto row = std::find_if(rows->begin(), known,
@@ -49,7 +45,7 @@ Counts keptOf(const Counts& counts) {
 
 std::string nameOfCommand(const char* cmd) {
     std::string name(cmd, strcspn(cmd, "\r"));
-    std::transform(name.begin(), name.end(), name.begin(), capital);
+    for (char& letter : name) letter = 'a' <= letter && letter <= 'z' ? letter - 32 : letter;
     const std::string first = name.substr(0, name.find(','));
     const auto end = std::end(kWithArgument);
     const bool isKnown = std::find(std::begin(kWithArgument), end, first) != end;

@@ -1,11 +1,10 @@
 // The pen (AES) mode, which the cover, the kernel's USB HID driver and the phone's LPWG service
 // hold.
 
-#include "display/PenAes.h"
-
 #include <vendor/qmx/hardware/lpwg/1.3/ILpwg.h>
 
 #include "kernel/Bivista.h"
+#include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

@@ -8,6 +8,7 @@
 #include "display/Brightness.h"
 #include "display/Color.h"
 #include "kernel/Bivista.h"
+#include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -18,8 +19,6 @@ namespace {
 
 constexpr char kFunction[] = "setPowerStatus";
 
-constexpr char kPowerNode[] = "/sys/class/bivista/bv2/bv2_pd";
-
 constexpr useconds_t kOffDelayUs = 10'000;
 constexpr useconds_t kPollDelayUs = 50'000;
 constexpr int kPollTrials = 10;
@@ -27,7 +26,7 @@ constexpr int kPollTrials = 10;
 // Tells the kernel's display driver.
 void writePower(bool enable, bool uevent) {
     char text[] = {enable ? '1' : '0', ' ', uevent ? '1' : '0', '\0'};
-    Bivista::writeString(kPowerNode, text);
+    Bivista::writeString(kScreenPowerPath, text);
 }
 
 Status switchOff(Bivista& service, bool uevent) {

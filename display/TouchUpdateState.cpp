@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "kernel/Bivista.h"
+#include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -34,8 +35,7 @@ std::string makeUpdateStateCommand(const std::string& text) {
 
 Return<Status> Bivista::bv_update_state() {
     std::string text;
-    const int32_t nodeError =
-            readString("/sys/devices/virtual/input/qmx_touch/bv_update_state", text);
+    const int32_t nodeError = readString(kUpdateStatePath, text);
     Status status = Status::FAIL;
     if (nodeError == 0) status = sendAndLog(*this, __func__, makeUpdateStateCommand(text));
     LOG_DEBUG("%s : ATCMD_Status : %d, sysNodeError : %d\n", __func__, static_cast<int>(status),

@@ -7,10 +7,11 @@
 
 #include "display/Lpwg.h"
 #include "display/LpwgEvent.h"
-#include "display/PenAes.h"
 #include "display/UeventWalk.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/KernelNode.h"
+#include "kernel/base/KernelPaths.h"
 #include "kernel/base/StopSignal.h"
 #include "kernel/base/ThreadName.h"
 

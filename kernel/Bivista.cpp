@@ -1,4 +1,5 @@
-// Life of the service object: construction, the SIGUSR1 handler, destruction.
+// Life of the service object: construction, the SIGUSR1 handler, destruction. Its access to kernel
+// nodes.
 
 #include "kernel/Bivista.h"
 
@@ -7,12 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <sys/eventfd.h>
-
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/KernelNode.h"
 #include "kernel/base/StopSignal.h"
 #include "kernel/base/ThreadName.h"
-#include "kernel/usb/UsbMonitor.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -43,10 +42,22 @@ void startStopSignalThread() {
     }
 }
 
-}  // namespace
+[[noreturn]] void giveUp(Bivista& service, const char* failure, int error) {
+    LOG_ERROR(failure, strerror(error));
+    sDestroy = true;
+    service.usbThreadJoin();
+    LOG_ERROR("Exiting Bivista");
+    exit(1);
+}
 
-// Tells the USB notify thread to stop.
-std::atomic<bool> sDestroy = false;
+void startThread(Bivista& service, void* (*body)(void*), const char* failure) {
+    pthread_t thread;
+    const int result = pthread_create(&thread, nullptr, body, &service);
+    // Meant: quirk negative-only.
+    if (result < 0) giveUp(service, failure, result);
+}
+
+}  // namespace
 
 Bivista::Bivista() {
     LOG_DEBUG("================================================");
@@ -59,32 +70,17 @@ Bivista::Bivista() {
     sDestroy = false;
     blockStopSignal();
     signal(SIGUSR1, sighandler);
-    mStopFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     // Without it the threads could never be joined, and the handler would hang for good.
-    if (mStopFd < 0) giveUp("Failed to create usb stop eventfd: %s", errno);
-    startThread(usbNotifyThread, "Failed to create usb notify pthread: %s");
-    startThread(usbThread, "Failed to create usb pthread: %s");
-    // Meant: without it the service goes on.
+    if (!mUsbWatches.prepare()) giveUp(*this, "Failed to create usb stop eventfd: %s", errno);
+    startThread(*this, usbNotifyThread, "Failed to create usb notify pthread: %s");
+    startThread(*this, usbThread, "Failed to create usb pthread: %s");
+    // Meant: without it the service goes on, and a worker's wait takes the signal.
     startStopSignalThread();
 }
 
-// Meant: joins no thread and closes no descriptor. The members release the two callbacks.
+// Meant: joins no thread and closes no descriptor, since only a signal ends the threads. The
+// members release the two callbacks.
 Bivista::~Bivista() = default;
-
-void Bivista::startThread(void* (*body)(void*), const char* failure) {
-    pthread_t thread;
-    const int result = pthread_create(&thread, nullptr, body, this);
-    // Meant: a positive error number counts as success.
-    if (result < 0) giveUp(failure, result);
-}
-
-void Bivista::giveUp(const char* failure, int error) {
-    LOG_ERROR(failure, strerror(error));
-    sDestroy = true;
-    usbThreadJoin();
-    LOG_ERROR("Exiting Bivista");
-    exit(1);
-}
 
 void Bivista::sighandler(int signal) {
     if (signal != SIGUSR1) {
@@ -95,6 +91,30 @@ void Bivista::sighandler(int signal) {
     sDestroy = true;
     sInstance.load()->usbThreadJoin();
     LOG_DEBUG("destroy set");
+}
+
+void Bivista::usbThreadJoin() {
+    mUsbWatches.join(__func__);
+}
+
+bool Bivista::isExist(const std::string& path) {
+    return node::isExist(path);
+}
+
+bool Bivista::isReadable(const std::string& path) {
+    return node::isReadable(path);
+}
+
+int32_t Bivista::readString(const std::string& path, std::string& out) {
+    return node::readString(path, out);
+}
+
+int32_t Bivista::writeInt32(const std::string& path, int32_t value) {
+    return node::writeInt32(path, value);
+}
+
+bool Bivista::writeString(const std::string& path, const std::string& value) {
+    return node::writeString(path, value);
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,7 +1,7 @@
 // The one service object: IBivista 1.1 on the phone's cover.
 //
 // Interface methods run on the one RPC thread. The device-side methods run on the thread named with
-// them. Each method is defined in the file of its subject.
+// them. Each method is defined in the file of its subject; below, in kernel/ unless said otherwise.
 #pragma once
 
 #include <pthread.h>
@@ -15,12 +15,12 @@
 #include <utils/RefBase.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
-#include "kernel/base/DevicePath.h"
 #include "kernel/base/Mutex.h"
 #include "kernel/hid/HidDisplay.h"
-#include "kernel/serial/SerialAt.h"
-
-struct usb_host_context;
+#include "kernel/serial/SerialLink.h"
+#include "kernel/serial/SerialLog.h"
+#include "kernel/usb/AutoSuspend.h"
+#include "kernel/usb/UsbWatches.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -38,8 +38,6 @@ using V1_0::ScreenMode;
 using V1_0::Status;
 using V1_0::SubScreenInfo;
 using V1_0::SubScreenState;
-
-class AtAnswer;
 
 // What the service object holds for other rooms: display/Lpwg.h, sub_display/SubDisplay.h.
 struct LpwgClient;
@@ -110,8 +108,8 @@ class Bivista : public V1_1::IBivista {
     // nothing without one. Options: --help, --json, --reset.
     Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 
-    // Kernel nodes (KernelNode.cpp). Any thread. Results: 0 done, -1 no such file, -4 not readable,
-    // -3 cannot be opened.
+    // Kernel nodes. Any thread. Results: 0 done, -1 no such file, -4 not readable, -3 cannot be
+    // opened; failures are logged.
     static bool isExist(const std::string& path);
     static bool isReadable(const std::string& path);
     // Appends the whole file, as it is, to `out`.
@@ -124,48 +122,48 @@ class Bivista : public V1_1::IBivista {
     // The client's LPWG and pen callback, null for none. Any thread.
     sp<V1_0::IBivistaLpwgCallback> lpwgCallback() const;
 
-    // Has the kernel bring back a cover whose loader finds no firmware (FirmwareUpgrade.cpp). USB
-    // thread. FAIL when the kernel's control file cannot be used.
+    // Has the kernel bring back a cover whose loader finds no firmware
+    // (firmware/FirmwareUpgrade.cpp). USB thread. FAIL when the control file cannot be used.
     Status doRecoveryUpgrade();
 
-    // Stops the two USB threads (UsbMonitor.cpp), cleans up the USB host context, and joins each
-    // thread that has published what it watches; the others end by themselves. A second call waits
-    // for the first one, and joins who has published since. Any thread but these two.
-    void usbThreadJoin() EXCLUDES(mUsbJoinLock);
+    // Stops the two USB threads, joins each that has published what it watches (the others end by
+    // themselves), and cleans up the USB host context. A second call waits for the first, and joins
+    // a thread that has published since. Any thread but these two.
+    void usbThreadJoin() EXCLUDES(mUsbWatches.mUsbJoinLock);
 
-    // libusbhost's callbacks, on the USB thread (UsbDevice.cpp); `client` is the service object.
+    // libusbhost's callbacks, on the USB thread (usb/BusWatch.cpp); `client` is the service object.
     // Both return 0: keep watching.
     static int usbDeviceAdded(const char* devname, void* client);
     static int usbDeviceRemoved(const char* devname, void* client);
 
     // Tell the cover's kernel driver that the service is ready, or that the link needs a recovery
-    // (UsbDriver.cpp). Bytes written, or negative with errno set.
+    // (usb/DriverNotice.cpp). Bytes written, or negative with errno set.
     int usbReady();
     int usbRecovery();
 
     // Votes for (`suspend` false) or withdraws a vote for (true) keeping the cover's USB device
-    // awake; with `vote` false forces its power control without counting (UsbAutoSuspend.cpp). Any
+    // awake; with `vote` false forces its power control without counting (usb/AutoSuspend.cpp). Any
     // thread; takes sUsbAutoSuspendMutex. Bytes written, 0 when nothing needed writing, or negative
     // with errno set.
     int usbAutoSuspend(bool suspend, bool vote) EXCLUDES(sUsbAutoSuspendMutex);
 
-    // Sends an AT command to the cover and collects its answer (SerialAt.cpp). Any thread; holds
-    // sSerialMutex throughout. `cmd` begins with "AT" in either case and ends in "\r". `resp` takes
-    // `respCount` bytes of the answer's lines, the last stored byte replaced by NUL; may be null.
-    // `cb` is called for each line of the answer proper with its bytes, NUL-terminated, and their
-    // count; may be null. Returns the bytes stored, 1 when the port hung up, or negative with errno
-    // set: ENODEV no cover, EINVAL malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected
-    // by the cover, or the cause of a failed system call. On failure `resp` may lack a NUL.
-    int serialAtCmd(const char* cmd, char* resp, size_t respCount,
-                    void (*cb)(char* line, size_t len)) EXCLUDES(sSerialMutex);
+    // Sends an AT command to the cover and collects its answer (serial/SerialAt.cpp). Any thread;
+    // holds sSerialMutex throughout. `cmd` begins with "AT", any case, and ends in "\r". `resp`
+    // takes `respCount` bytes of the answer's lines, the last stored byte replaced by NUL; may be
+    // null. `cb` is called for each line of the answer proper; may be null. Returns the bytes
+    // stored, 1 when the port hung up, or negative with errno set: ENODEV no cover, EINVAL
+    // malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected by the cover, or the cause of
+    // a failed system call. On failure `resp` may lack a NUL.
+    int serialAtCmd(const char* cmd, char* resp, size_t respCount, AtLineCallback cb)
+            EXCLUDES(sSerialMutex);
 
-    // The cover's tty has appeared, or gone (SerialAttach.cpp). Notify thread.
+    // The cover's tty has appeared, or gone (serial/SerialAttach.cpp). Notify thread.
     void serialDeviceAdded() EXCLUDES(sSerialMutex);
     void serialDeviceRemoved() EXCLUDES(sSerialMutex);
 
-    // Starts or ends the capture of the cover's own log (SerialLog.cpp). Notify thread. The end
-    // waits for the log thread, unless a cover on the bus fails the command. Result of the command
-    // to the cover; 0 when none was sent; a thread creation's result when it is negative.
+    // Starts or ends the capture of the cover's own log (serial/SerialLog.cpp). Notify thread. The
+    // end waits for the log thread, unless a cover on the bus fails the command. Result of the
+    // command to the cover; 0 when none was sent; a thread creation's result when it is negative.
     int serialLogEnable(bool enable) EXCLUDES(sSerialMutex);
 
     // The command that makes the cover stream its log, or be silent, as the system properties say.
@@ -177,13 +175,13 @@ class Bivista : public V1_1::IBivista {
     void bv2_display_init(void* service) EXCLUDES(sSerialMutex);
     void bv2_display_deinit(void* service);
 
-    // The sub display's HID node has appeared, or gone (HidDisplay.cpp). Notify thread. Negative
-    // when the panel could not be asked for its size; it then stays attached, and uninitialised.
+    // The panel's HID node has appeared, or gone (hid/HidDisplay.cpp). Notify thread. Negative when
+    // the panel did not give its size; it then stays attached, and uninitialised.
     int32_t hidDisplayDeviceAdded() EXCLUDES(hid_lock);
     int32_t hidDisplayDeviceRemoved() EXCLUDES(hid_lock);
 
-    // Transfers to and from the sub display's panel (HidDisplay.cpp). Any thread; each opens the
-    // node anew and holds hid_lock until it is closed. Negative, logged, on failure.
+    // Transfers to and from the sub display's panel (hid/HidDisplay.cpp). Any thread; each opens
+    // the node anew and holds hid_lock until it is closed. Negative, logged, on failure.
     //
     // The panel's record. A panel that answers less than 7 bytes leaves the rest as it was.
     int32_t hidDisplayGetInfo(hid_display_report_info* info) EXCLUDES(hid_lock);
@@ -203,102 +201,30 @@ class Bivista : public V1_1::IBivista {
     SubDisplay& subDisplay() { return *mSubDisplay; }
 
   private:
-    // Thread bodies (UsbMonitor.cpp); the argument is the service object.
+    // Thread bodies (usb/DevWatch.cpp, usb/BusWatch.cpp, serial/SerialLogThread.cpp); the argument
+    // is the service object.
     static void* usbNotifyThread(void* service);
     static void* usbThread(void* service);
-
-    void startThread(void* (*body)(void*), const char* failure);
-    [[noreturn]] void giveUp(const char* failure, int error);
-    void watchDevFolder();
-    void lookForNodes();
-    void recoverFromOverflow();
-    bool waitForNotify(char* buffer, size_t capacity, ssize_t* count);
-    void watchUsb(usb_host_context* context);
-    bool waitForUsb(int fd) const;
-    void dispatchNotify(const char* buffer, ssize_t count);
-    void handleNotify(uint32_t mask, const char* name, ssize_t count);
-    void handleTtyEvent(uint32_t mask, const char* name);
-    void handleHidEvent(uint32_t mask, const char* name);
-    // Counts a vote or its withdrawal; whether the control file must be written.
-    bool countAutoSuspendVote(bool suspend) REQUIRES(sUsbAutoSuspendMutex);
-    void resetAutoSuspendVotes() EXCLUDES(sUsbAutoSuspendMutex);
-    int runAtCmd(const char* cmd, char* resp, size_t respCount, void (*cb)(char* line, size_t len))
-            REQUIRES(sSerialMutex);
-    int exchangeAt(int fd, const char* cmd, char* resp, size_t respCount,
-                   void (*cb)(char* line, size_t len), bool* timedOut);
-    bool takeLine(AtAnswer* answer, char* line, size_t count, void (*cb)(char* line, size_t len));
-    void logSerialLine(const char* line) const;
-    bool prepareSerialPort() EXCLUDES(sSerialMutex);
-    bool releaseSerialPort() EXCLUDES(sSerialMutex);
-
-    // Log capture (SerialLog.cpp). The thread body's argument is the service object.
     static void* serialLogThread(void* service);
-    int startSerialLog() EXCLUDES(sSerialMutex);
-    int stopSerialLog() EXCLUDES(sSerialMutex);
-    void wakeSerialLog() REQUIRES(sSerialMutex);
-    void joinSerialLog() EXCLUDES(sSerialMutex);
-    void captureSerialLog(int wakeFd, int timeout);
-    bool copySerialLog(int wakeFd, int timeout);
-    int copySerialLine(int wakeFd);
 
-    // Chooses the image of `dir` for a cover of this version (FirmwareFile.cpp). `selected` holds
-    // 1024 zero bytes and takes the image's file name; it stays empty when there is no image at
-    // all. FAIL when the folder cannot be opened or its images are all of other hardware lines.
+    // Chooses the image of `dir` for a cover of this version (firmware/FirmwareCheck.cpp).
+    // `selected` holds 1024 zero bytes and takes the image's file name, none when there is no image
+    // at all. FAIL when the folder cannot be opened or its images are all of other hardware lines.
     Status getDFUFile(const std::string& dir, const char* version, char* selected);
-    void keepFirmwareFile(const char* name);
-
-    // Reads the members for the debug dump (diagnostics/Dump.cpp).
-    friend struct DumpAccess;
 
     const std::shared_ptr<LpwgClient> mLpwgClient = makeLpwgClient();
     // File name of the firmware image that was looked at last. RPC thread.
     char mDfuFilePath[1024] = {};
-    // The two USB threads. Each stores its own id before it publishes what makes others join it:
-    // mUsbHostContext and mInotifyFd.
-    pthread_t mUsbThread = {};
-    pthread_t mUsbNotifyThread = {};
-    // The cover's USB device is on the bus.
+    // The device side, subject by subject.
+    UsbWatches mUsbWatches;
+    AutoSuspendVotes mAutoSuspendVotes;
+    SerialLink mSerialLink;
+    SerialLog mSerialLog{mSerialLink};
+    HidLink mHidLink;
+    // The cover's USB device, and a loader's, is on the bus. Changed by the USB thread.
     std::atomic<bool> mUsbAttached = false;
-    // A loader is on the bus. Changed by the USB thread, read by the dump alone.
     std::atomic<bool> mLoaderAttached = false;
-    // Outstanding votes for keeping USB awake; written under sUsbAutoSuspendMutex.
-    std::atomic<int32_t> mUsbAutoSuspendDisableVote = 0;
-    // Made and used by the USB thread; null again once usbThreadJoin has taken it, which releases
-    // it when that thread has ended.
-    std::atomic<usb_host_context*> mUsbHostContext = nullptr;
-    // The notify thread's inotify descriptor, closed by that thread alone; -1 for none.
-    std::atomic<int32_t> mInotifyFd = -1;
-    // eventfd that ends the waits of both USB threads: closing the inotify descriptor that a thread
-    // waits on would not. Made before the threads; written by usbThreadJoin and never read, so that
-    // it stays readable for good.
-    int mStopFd = -1;
-    // Makes each stop of the two USB threads one step: held while they are joined, so that nobody
-    // joins one twice, or goes on before they have ended.
-    Mutex mUsbJoinLock;
-    // The log thread, and whether it is there to be joined. Notify thread.
-    pthread_t mSerialLogThread = {};
-    std::atomic<bool> mSerialLogThreadExists = false;
-    // eventfd that ends the log thread's sleep, which with the display off nothing else would: it
-    // has no tty open then that could hang up. Written when mSerialAttached or mSerialLogEnabled is
-    // cleared, never read; -1 while there is no capture.
-    int mSerialLogWakeFd GUARDED_BY(sSerialMutex) = -1;
-    DevicePath mSerialDevicePath;
-    // The AT port is usable. Changed under sSerialMutex.
-    std::atomic<bool> mSerialAttached = false;
-    // The capture of the cover's log was asked for. Changed under sSerialMutex.
-    std::atomic<bool> mSerialLogEnabled = false;
-    // The log thread has the tty open and copies what comes. Changed by that thread.
-    std::atomic<bool> mSerialLogRunning = false;
-    // Where the lines go that the cover sends outside a command's answer.
-    const bool mSerialLogToLogcat = true;
-    const bool mSerialLogToKernel = true;
-    DevicePath mHidDevicePath;
-    // The sub display's HID node is present. Changed under hid_lock.
-    std::atomic<bool> mHidDisplayAttached = false;
     const std::shared_ptr<SubDisplay> mSubDisplay = makeSubDisplay();
 };
-
-// As Bivista::writeString, for callers without an object; logs its line as an error.
-bool writeNode(const std::string& path, const std::string& value);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

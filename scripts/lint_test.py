@@ -29,8 +29,27 @@ class LintTest(unittest.TestCase):
                          ["display/A.cpp:1: display/ may not include emulator/cover/State.h"])
 
     def test_the_service_sees_the_object_alone(self):
-        self.assertEqual(findings("service/A.cpp", '#include "kernel/serial/SerialAt.h"\n'),
-                         ["service/A.cpp:1: service/ may not include kernel/serial/SerialAt.h"])
+        self.assertEqual(findings("service/A.cpp", '#include "kernel/Bivista.h"\n'), [])
+        self.assertEqual(findings("service/A.cpp", '#include "kernel/serial/SerialLink.h"\n'),
+                         ["service/A.cpp:1: service/ may not include kernel/serial/SerialLink.h"])
+
+    def test_rooms_include_what_is_below_them(self):
+        for path, header in (("kernel/usb/A.h", "kernel/serial/B.h"), ("kernel/firmware/A.cpp", "kernel/serial/B.h"),
+                             ("kernel/serial/A.cpp", "diagnostics/Statistics.h"), ("display/A.h", "kernel/base/B.h"),
+                             ("diagnostics/A.cpp", "sub_display/B.h"), ("kernel/A.h", "kernel/hid/B.h")):
+            self.assertEqual(findings(path, f'#pragma once\n#include "{header}"\n'), [])
+        for room, header in (("kernel/base", "kernel/serial/B.h"), ("kernel/base", "kernel/Bivista.h"),
+                             ("kernel/serial", "kernel/usb/B.h"), ("kernel/hid", "kernel/serial/B.h"),
+                             ("kernel/usb", "diagnostics/DumpText.h"), ("kernel/firmware", "display/B.h"),
+                             ("kernel", "sub_display/B.h"), ("display", "sub_display/B.h"),
+                             ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h")):
+            self.assertEqual(findings(f"{room}/A.cpp", f'#include "{header}"\n'),
+                             [f"{room}/A.cpp:1: {room}/ may not include {header}"])
+
+    def test_no_header_passes_the_object_on(self):
+        self.assertEqual(findings("display/A.cpp", '#include "kernel/Bivista.h"\n'), [])
+        self.assertEqual(findings("display/A.h", '#pragma once\n#include "kernel/Bivista.h"\n'),
+                         ["display/A.h:2: display/ may not include kernel/Bivista.h"])
 
     def test_no_platform_conditions_in_device_folders(self):
         self.assertEqual(findings("kernel/A.cpp", "#ifdef __ANDROID__\n#endif\n"),

@@ -23,7 +23,7 @@ int main() {
         LOG_INFO("Bivista HAL Ready.");
         joinRpcThreadpool();
     }
-    // Meant: misspelt, and also logged when the pool is left; there is no good way out.
+    // Meant: quirk misspelt-bivsita.
     LOG_ERROR("Cannot register Bivsita HAL service");
     // A transport without its thread ends the service in the words of the constructor.
     if (registered == NO_MEMORY) LOG_ERROR("Exiting Bivista");

@@ -23,6 +23,12 @@ class DevicePath {
     // Last path component; "." when there is no path, as basename() gives it.
     std::string name() const;
 
+    // Whether the node exists.
+    bool isThere() const;
+    // Opens the node, closed on exec. Negative with errno set on failure, which is logged with the
+    // caller's name.
+    int open(int flags, const char* function) const;
+
   private:
     // Leaf lock, held only to copy.
     mutable Mutex mLock;

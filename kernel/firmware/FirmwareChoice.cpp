@@ -31,12 +31,11 @@ FirmwareChoice::Verdict FirmwareChoice::take(const char* name) {
         return Verdict::kMismatch;
     }
     const std::string key = cutAt(name, '_');
-    // Meant: compared over the candidate's length, so a key that the selected one begins with is
-    // not newer.
+    // Meant: quirk key-compared-by-one-length.
     if (mHasSelection && strncmp(key.c_str(), mSelectedKey.c_str(), key.size()) <= 0) {
         return Verdict::kNotNewer;
     }
-    // Meant: no NUL is written, so a shorter name keeps the tail of the longer one behind it.
+    // Meant: quirk tail-of-a-longer-name.
     memcpy(mSelected, name, length);
     mSelectedKey = key;
     return std::exchange(mHasSelection, true) ? Verdict::kNewer : Verdict::kFirst;
@@ -45,11 +44,9 @@ FirmwareChoice::Verdict FirmwareChoice::take(const char* name) {
 bool isNewerThanCover(char* selected, const char* version) {
     const std::string coverKey = cutAt(version, '_');
     selected[strcspn(selected, "_")] = '\0';
-    // Meant: compared over the length of the cover's key, so a longer key that begins with it is
-    // not newer.
+    // Meant: quirk key-compared-by-one-length.
     if (strncmp(selected, coverKey.c_str(), coverKey.size()) <= 0) return false;
-    // Meant: at the length of the cover's key, which is the wrong place when the keys differ in
-    // length.
+    // Meant: quirk sign-at-the-cover-length.
     selected[coverKey.size()] = '_';
     return true;
 }

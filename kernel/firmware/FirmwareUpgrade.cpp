@@ -2,6 +2,8 @@
 
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
+#include "kernel/base/KernelNode.h"
+#include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -9,8 +11,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 // Never destroyed: threads use it until the process is gone.
-const std::string& sUpgradeControl =
-        *new std::string("/sys/devices/platform/soc/soc:gpio_keys/virtual_mcu_firmware_write");
+const std::string& sUpgradeControl = *new std::string(kUpgradePath);
 
 struct Order {
     int32_t value;
@@ -20,17 +21,16 @@ constexpr Order kCancel = {0, "CANCEL"};
 constexpr Order kUpgrade = {1, "UPGRADE"};
 constexpr Order kRecover = {6, "RECOVERY"};
 
-constexpr char kPowerNode[] = "/sys/class/bivista/bv2/bv2_pd";
-
 Status control(const Order& order) {
-    const bool accepted = Bivista::writeInt32(sUpgradeControl, order.value) == 0;
+    const bool accepted = node::writeInt32(sUpgradeControl, order.value) == 0;
     sStatistics.countOrder(order.name, accepted);
     return accepted ? Status::OK : Status::FAIL;
 }
 
 Status enterLoader(Bivista& service, const char* function, const char* cmd) {
-    // Meant: written before the command and whatever becomes of it, also without a cover.
-    Bivista::writeString(kPowerNode, "0 0");
+    // Meant: before the command and also without a cover, since a cover that enters its loader is
+    // gone before anything could follow.
+    node::writeString(kScreenPowerPath, "0 0");
     return queryAndLog(service, function, cmd).status();
 }
 

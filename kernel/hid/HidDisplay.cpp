@@ -39,17 +39,13 @@ static_assert(sizeof(PaletteReport) == 4096);
 constexpr uint16_t kMaxChunk = sizeof(PaletteReport::data);
 constexpr size_t kHeaderSize = sizeof(PaletteReport) - kMaxChunk;
 
-int openNode(const DevicePath& devicePath, int access, const char* function) {
-    char path[DevicePath::kCapacity];
-    devicePath.copyTo(path);
-    const int fd = open(path, access | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) LOG_ERROR("%s: failed to open \"%s\": %s", function, path, strerror(errno));
-    return fd;
+int openNode(const HidLink& link, int access, const char* function) REQUIRES(hid_lock) {
+    return link.mHidDevicePath.open(access | O_NONBLOCK, function);
 }
 
-int32_t readInfo(const DevicePath& path, hid_display_report_info* info) REQUIRES(hid_lock) {
+int32_t readInfo(const HidLink& link, hid_display_report_info* info) REQUIRES(hid_lock) {
     static constexpr char kFunction[] = "hidDisplayGetInfo";
-    const Descriptor node(openNode(path, O_RDONLY, kFunction));
+    const Descriptor node(openNode(link, O_RDONLY, kFunction));
     if (!node.isOpen()) return -1;
     info->report_id = kInfoReport;
     const int result = ioctl(node.get(), HIDIOCGFEATURE(sizeof(*info)), info);
@@ -92,8 +88,8 @@ int32_t writePalette(int node, uint16_t length, uint16_t offset, const uint8_t* 
 
 int32_t Bivista::hidDisplayGetInfo(hid_display_report_info* info) {
     hid_lock.lock(__func__);
-    const int32_t result = readInfo(mHidDevicePath, info);
-    // Meant: nobody looks at this unlock.
+    const int32_t result = readInfo(mHidLink, info);
+    // Meant: quirk silent-unlock.
     hid_lock.unlockSilently();
     return result;
 }
@@ -102,7 +98,7 @@ int32_t Bivista::hidDisplaySetConfig(bool flag, bool power, uint8_t brightness) 
     const MutexLock lock(hid_lock, __func__);
     const int bits = (power ? kPanelOn : 0) | (flag ? kConfigFlag : 0);
     const uint8_t report[] = {kConfigReport, static_cast<uint8_t>(bits), brightness};
-    const Descriptor node(openNode(mHidDevicePath, O_WRONLY, __func__));
+    const Descriptor node(openNode(mHidLink, O_WRONLY, __func__));
     if (!node.isOpen()) return -1;
     const int result = ioctl(node.get(), HIDIOCSFEATURE(sizeof(report)), report);
     if (result < 0) LOG_ERROR("%s: failed to set config: %s", __func__, strerror(errno));
@@ -111,19 +107,19 @@ int32_t Bivista::hidDisplaySetConfig(bool flag, bool power, uint8_t brightness) 
 
 int32_t Bivista::hidDisplayPalette(uint16_t length, uint16_t offset, const uint8_t* data) {
     const MutexLock lock(hid_lock, __func__);
-    const Descriptor node(openNode(mHidDevicePath, O_WRONLY, __func__));
+    const Descriptor node(openNode(mHidLink, O_WRONLY, __func__));
     return node.isOpen() ? writePalette(node.get(), length, offset, data) : -1;
 }
 
 int32_t Bivista::hidDisplayDeviceAdded() {
-    LOG_DEBUG("%s: attached:%d", __func__, mHidDisplayAttached.load());
+    LOG_DEBUG("%s: attached:%d", __func__, mHidLink.isAttached());
     {
         const MutexLock lock(hid_lock, __func__);
-        if (mHidDisplayAttached.exchange(true)) return 0;
+        if (!mHidLink.setAttached(true)) return 0;
     }
     hid_display_report_info info = {};
     const int32_t result = hidDisplayGetInfo(&info);
-    // Meant: the flag stays, so that further nodes are ignored until this one goes.
+    // Meant: quirk attached-without-size.
     if (result < 0) return result;
     LOG_DEBUG("HID-DISPLAY: x:%d y:%d format:%d ready:%d", info.x, info.y, info.format,
               info.ready & 1);
@@ -131,10 +127,10 @@ int32_t Bivista::hidDisplayDeviceAdded() {
 }
 
 int32_t Bivista::hidDisplayDeviceRemoved() {
-    LOG_DEBUG("%s: attached:%d", __func__, mHidDisplayAttached.load());
+    LOG_DEBUG("%s: attached:%d", __func__, mHidLink.isAttached());
     {
         const MutexLock lock(hid_lock, __func__);
-        if (!mHidDisplayAttached.exchange(false)) return 0;
+        if (!mHidLink.setAttached(false)) return 0;
     }
     return deinitSubDisplay();
 }

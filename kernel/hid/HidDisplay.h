@@ -1,8 +1,10 @@
-// What the sub display's panel says of itself over HID, and the lock of its node.
+// The sub display's HID node, what its panel says of itself over it, and the node's lock.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
+#include "kernel/base/DevicePath.h"
 #include "kernel/base/Mutex.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -22,5 +24,21 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 // Serialises all use of the panel's hidraw node, and changes of its attached flag: held for the
 // whole of every transfer. Inside it only the lock of the device path is taken.
 extern Mutex hid_lock;
+
+class HidLink {
+  public:
+    // Set by the notify thread while the node is not attached.
+    DevicePath mHidDevicePath;
+
+    // The node is present. Any thread.
+    bool isAttached() const { return mHidDisplayAttached; }
+    // Whether that is a change.
+    bool setAttached(bool attached) REQUIRES(hid_lock) {
+        return mHidDisplayAttached.exchange(attached) != attached;
+    }
+
+  private:
+    std::atomic<bool> mHidDisplayAttached = false;
+};
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,14 +1,13 @@
 // The pass-through that lets a client send any AT command to the cover.
 
 #include "kernel/Bivista.h"
+#include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 Mutex sAtCallbackMutex;
 
 namespace {
-
-constexpr size_t kAnswerCapacity = 1024;
 
 // The callback of the running command and, after it, of the last command that brought one: it is
 // never cleared.
@@ -30,18 +29,15 @@ Return<void> Bivista::sendAtCommand(const hidl_string& cmd, const sp<IBivistaAtC
     std::string command = cmd;
     LOG_DEBUG("%s: %s", __func__, command.c_str());
     command += '\r';
-    // A failed command may leave the answer without a NUL: one byte more than the transport is
-    // told.
-    char answer[kAnswerCapacity + 1] = {};
-    int stored = -1;
+    AtQuery<> query;
     if (cb != nullptr) {
         const MutexLock lock(sAtCallbackMutex, __func__);
         atCallback() = cb;
-        stored = serialAtCmd(command.c_str(), answer, kAnswerCapacity, forwardLine);
+        query.send(*this, command.c_str(), forwardLine);
     } else {
-        stored = serialAtCmd(command.c_str(), answer, kAnswerCapacity, nullptr);
+        query.send(*this, command.c_str());
     }
-    result(stored < 0 ? Status::FAIL : Status::OK, answer);
+    result(query.status(), query.text());
     return Void();
 }
 

@@ -1,8 +1,12 @@
 #include "kernel/serial/AtQuery.h"
 
-#include <cstdio>
+#include "kernel/Bivista.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+int sendAtCmd(Bivista& service, const char* cmd, char* resp, size_t respCount, AtLineCallback cb) {
+    return service.serialAtCmd(cmd, resp, respCount, cb);
+}
 
 AtQuery<> queryAndLog(Bivista& service, const char* function, const char* cmd) {
     AtQuery<> query(service, cmd);
@@ -11,11 +15,10 @@ AtQuery<> queryAndLog(Bivista& service, const char* function, const char* cmd) {
 }
 
 Status sendAndLog(Bivista& service, const char* function, const std::string& cmd) {
-    char text[1024];
     // Meant: a command that is cut loses its "\r", and the transport refuses it.
-    snprintf(text, sizeof(text), "%s", cmd.c_str());
-    const AtQuery<> query(service, text);
-    if (!query.failed()) LOG_DEBUG("%s: %s %s", function, text, query.text());
+    const std::string text = cmd.substr(0, 1023);
+    const AtQuery<> query(service, text.c_str());
+    if (!query.failed()) LOG_DEBUG("%s: %s %s", function, text.c_str(), query.text());
     return query.status();
 }
 

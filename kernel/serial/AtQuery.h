@@ -4,9 +4,16 @@
 #include <cstddef>
 #include <string>
 
-#include "kernel/Bivista.h"
+#include <vendor/qmx/hardware/bivista/1.0/types.h>
+
+#include "kernel/serial/SerialLink.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+class Bivista;
+
+// Bivista::serialAtCmd, for those who need not know the service object.
+int sendAtCmd(Bivista& service, const char* cmd, char* resp, size_t respCount, AtLineCallback cb);
 
 template <size_t kCapacity = 1024>
 class AtQuery {
@@ -17,8 +24,8 @@ class AtQuery {
 
     // Sends `cmd` and waits for the answer, which goes over what an earlier one left; see
     // Bivista::serialAtCmd. Returns its result.
-    int send(Bivista& service, const char* cmd) {
-        return mResult = service.serialAtCmd(cmd, mText, kCapacity, nullptr);
+    int send(Bivista& service, const char* cmd, AtLineCallback cb = nullptr) {
+        return mResult = sendAtCmd(service, cmd, mText, kCapacity, cb);
     }
 
     // What was stored of the answer, also of a failed one.
@@ -26,7 +33,7 @@ class AtQuery {
     // As serialAtCmd returned it.
     int result() const { return mResult; }
     bool failed() const { return mResult == -1; }
-    Status status() const { return failed() ? Status::FAIL : Status::OK; }
+    V1_0::Status status() const { return failed() ? V1_0::Status::FAIL : V1_0::Status::OK; }
 
   private:
     // A failed command or a hang-up may leave the answer without a NUL: one byte more than the
@@ -40,6 +47,6 @@ AtQuery<> queryAndLog(Bivista& service, const char* function, const char* cmd);
 
 // Sends a command that was put together, cut at 1023 characters, and logs "function: command
 // answer" unless it failed. Any thread.
-Status sendAndLog(Bivista& service, const char* function, const std::string& cmd);
+V1_0::Status sendAndLog(Bivista& service, const char* function, const std::string& cmd);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

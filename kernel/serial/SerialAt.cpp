@@ -1,11 +1,8 @@
 // The one way to talk to the cover's microcontroller: an AT command and its answer over the tty.
 
-#include "kernel/serial/SerialAt.h"
-
 #include <cerrno>
 #include <cstring>
 
-#include <cutils/klog.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <strings.h>
@@ -18,8 +15,9 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Mutex sSerialMutex;
+namespace {
 
+// Beginnings of the commands whose answer is awaited without a time limit.
 const char* const AtCmdTimeoutException[] = {
         "AT%TCHNOTIFY=SD",
         "AT%TCHNOTIFY=LPWG_SD",
@@ -28,19 +26,16 @@ const char* const AtCmdTimeoutException[] = {
         nullptr,
 };
 
-namespace {
-
 constexpr char kFunction[] = "serialAtCmd";
 
 constexpr int kAnswerTimeoutMs = 5000;
 constexpr int kNoTimeout = -1;
 
-constexpr int kLogKernelInfo = 6;
-
-// One line, or a piece of a longer one, and its NUL.
-struct LineBuffer {
-    char text[1024] = {};
-    size_t count = 0;
+struct Command {
+    const char* cmd;
+    char* resp;
+    size_t respCount;
+    AtLineCallback cb;
 };
 
 bool isWellFormed(const char* cmd) {
@@ -54,50 +49,12 @@ int shownLength(const char* cmd) {
     return length > 0 ? static_cast<int>(length - 1) : 0;
 }
 
-// Meant: the entries are beginnings, so a longer command matches too.
 int answerTimeout(const char* cmd) {
     for (const char* const* entry = AtCmdTimeoutException; *entry != nullptr; ++entry) {
+        // Meant: quirk timeout-by-beginning.
         if (strncasecmp(cmd, *entry, strlen(*entry)) == 0) return kNoTimeout;
     }
     return kAnswerTimeoutMs;
-}
-
-enum class Wait { kLine, kHangUp, kTimeout, kFailure };
-
-// Waits for the next line and reads it.
-Wait readLine(int fd, int timeout, LineBuffer* line) {
-    pollfd port = {fd, POLLIN | POLLHUP, 0};
-    const int ready = poll(&port, 1, timeout);
-    if (ready < 0) {
-        const ErrnoKeeper keeper;
-        LOG_ERROR("%s: failed to poll: %s", kFunction, strerror(errno));
-        LOG_ERROR("%s: last read buffer value: [%s]", kFunction, line->text);
-        return Wait::kFailure;
-    }
-    if (ready == 0) return Wait::kTimeout;
-    if ((port.revents & POLLHUP) != 0) {
-        const ErrnoKeeper keeper;
-        LOG_DEBUG("%s: POLLHUP", kFunction);
-        return Wait::kHangUp;
-    }
-    const ssize_t count = read(fd, line->text, sizeof(line->text) - 1);
-    if (count < 0) {
-        const ErrnoKeeper keeper;
-        LOG_ERROR("%s: failed to read: %s", kFunction, strerror(errno));
-        return Wait::kFailure;
-    }
-    line->count = static_cast<size_t>(count);
-    line->text[line->count] = '\0';
-    return Wait::kLine;
-}
-
-int finishAnswer(const LineBuffer& last, AtAnswer* answer) {
-    if (isRejection(last.text)) {
-        LOG_ERROR("%s: Command not supported", kFunction);
-        errno = EPROTONOSUPPORT;
-        return -1;
-    }
-    return static_cast<int>(answer->finish());
 }
 
 // Logs a failure that errno names, and keeps errno.
@@ -113,105 +70,160 @@ int refuseUnsent(const char* cmd, int error) {
     return refuse(error);
 }
 
-}  // namespace
+// One command and its answer over the open port.
+class Exchange {
+  public:
+    Exchange(const SerialLink& link, int port, const Command& command)
+        : mLink(link),
+          mPort(port),
+          mCommand(command),
+          mAnswer(command.cmd, command.resp, command.respCount) {}
 
-int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount,
-                         void (*cb)(char* line, size_t len)) {
-    LOG_DEBUG("%s: resp:%p respCount:%zu cb:%p cmd:[%.*s]", kFunction, resp, respCount,
-              reinterpret_cast<void*>(cb), shownLength(cmd), cmd);
-    int result = -1;
-    int error = 0;
-    {
-        const MutexLock lock(sSerialMutex, kFunction);
-        result = runAtCmd(cmd, resp, respCount, cb);
-        error = errno;
-    }
-    errno = error;
-    return result;
-}
+    // As serialAtCmd.
+    int run();
+    bool timedOut() const { return mTimedOut; }
 
-int Bivista::runAtCmd(const char* cmd, char* resp, size_t respCount,
-                      void (*cb)(char* line, size_t len)) {
-    if (!mSerialAttached) return refuseUnsent(cmd, ENODEV);
-    if (!isWellFormed(cmd)) return refuseUnsent(cmd, EINVAL);
-    char path[DevicePath::kCapacity];
-    mSerialDevicePath.copyTo(path);
-    Descriptor port(open(path, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (!port.isOpen()) {
-        const ErrnoKeeper keeper;
-        sStatistics.countRefusal(cmd, errno);
-        LOG_ERROR("%s: failed to open \"%s\": %s", kFunction, path, strerror(errno));
-        return -1;
-    }
-    usbAutoSuspend(false, true);
+  private:
+    enum class Wait { kLine, kHangUp, kTimeout, kFailure };
 
-    bool timedOut = false;
-    const uint64_t start = monotonicMicros();
-    const int result = exchangeAt(port.get(), cmd, resp, respCount, cb, &timedOut);
-    const ErrnoKeeper keeper;
-    sStatistics.countExchange(cmd, monotonicMicros() - start, result < 0 ? errno : 0);
-    port.close();
-    if (timedOut) {
-        // Meant: the vote stays. It is reset when the tty comes back from the recovery.
-        usbRecovery();
-    } else {
-        usbAutoSuspend(true, true);
-    }
-    return result;
-}
+    Wait readLine(int timeout);
+    bool takeLine();
+    int finish();
 
-int Bivista::exchangeAt(int fd, const char* cmd, char* resp, size_t respCount,
-                        void (*cb)(char* line, size_t len), bool* timedOut) {
-    const ssize_t written = write(fd, cmd, strlen(cmd));
+    const SerialLink& mLink;
+    const int mPort;
+    const Command& mCommand;
+    AtAnswer mAnswer;
+    bool mTimedOut = false;
+    // The last line, or a piece of a longer one, and its NUL.
+    char mLine[1024] = {};
+    size_t mCount = 0;
+};
+
+int Exchange::run() {
+    const char* const cmd = mCommand.cmd;
+    const ssize_t written = write(mPort, cmd, strlen(cmd));
     if (written < 0) {
         const ErrnoKeeper keeper;
         LOG_ERROR("%s: failed to write [%.*s]", kFunction, shownLength(cmd), cmd);
         return static_cast<int>(written);
     }
     LOG_DEBUG("%s: wr: [%.*s]", kFunction, shownLength(cmd), cmd);
-
     const int timeout = answerTimeout(cmd);
-    AtAnswer answer(cmd, resp, respCount);
-    LineBuffer line;
     for (;;) {
-        switch (readLine(fd, timeout, &line)) {
+        switch (readLine(timeout)) {
             case Wait::kFailure:
                 return -1;
             case Wait::kHangUp:
-                // Meant: callers take a hang-up for success.
+                // Meant: quirk hang-up-is-success.
                 return 1;
             case Wait::kTimeout:
-                *timedOut = true;
+                mTimedOut = true;
                 return refuse(ETIME);
             case Wait::kLine:
                 break;
         }
-        if (takeLine(&answer, line.text, line.count, cb)) return finishAnswer(line, &answer);
+        if (takeLine()) return finish();
     }
+}
+
+// Waits for the next line and reads it.
+Exchange::Wait Exchange::readLine(int timeout) {
+    pollfd port = {mPort, POLLIN | POLLHUP, 0};
+    const int ready = poll(&port, 1, timeout);
+    if (ready < 0) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to poll: %s", kFunction, strerror(errno));
+        LOG_ERROR("%s: last read buffer value: [%s]", kFunction, mLine);
+        return Wait::kFailure;
+    }
+    if (ready == 0) return Wait::kTimeout;
+    if ((port.revents & POLLHUP) != 0) {
+        const ErrnoKeeper keeper;
+        LOG_DEBUG("%s: POLLHUP", kFunction);
+        return Wait::kHangUp;
+    }
+    const ssize_t count = read(mPort, mLine, sizeof(mLine) - 1);
+    if (count < 0) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to read: %s", kFunction, strerror(errno));
+        return Wait::kFailure;
+    }
+    mCount = static_cast<size_t>(count);
+    mLine[mCount] = '\0';
+    return Wait::kLine;
 }
 
 // True when the line ends the command.
-bool Bivista::takeLine(AtAnswer* answer, char* line, size_t count,
-                       void (*cb)(char* line, size_t len)) {
-    const bool inAnswer = answer->started();
-    const AtAnswer::Line kind = answer->take(line, count);
-    const int shown = count > 0 ? static_cast<int>(count - 1) : 0;
+bool Exchange::takeLine() {
+    const bool inAnswer = mAnswer.started();
+    const AtAnswer::Line kind = mAnswer.take(mLine, mCount);
+    const int shown = mCount > 0 ? static_cast<int>(mCount - 1) : 0;
     if (kind == AtAnswer::Line::kStart) {
-        LOG_DEBUG("%s: eh: [%.*s]", kFunction, shown, line);
+        LOG_DEBUG("%s: eh: [%.*s]", kFunction, shown, mLine);
         return false;
     }
-    if (!inAnswer) logSerialLine(line);
+    if (!inAnswer) mLink.logLine(mLine);
     // Stray lines show in the log outputs alone.
-    if (kind != AtAnswer::Line::kStray) LOG_DEBUG("%s: rd: [%.*s]", kFunction, shown, line);
+    if (kind != AtAnswer::Line::kStray) LOG_DEBUG("%s: rd: [%.*s]", kFunction, shown, mLine);
     if (kind == AtAnswer::Line::kEnd) return true;
-    if (inAnswer && cb != nullptr) cb(line, count);
-    answer->store(line, count);
+    if (inAnswer && mCommand.cb != nullptr) mCommand.cb(mLine, mCount);
+    mAnswer.store(mLine, mCount);
     return false;
 }
 
-void Bivista::logSerialLine(const char* line) const {
-    if (mSerialLogToLogcat) LOG_INFO("%s", line);
-    if (mSerialLogToKernel) klog_write(kLogKernelInfo, "<6>Bivista: %s", line);
+int Exchange::finish() {
+    if (isRejection(mLine)) {
+        LOG_ERROR("%s: Command not supported", kFunction);
+        errno = EPROTONOSUPPORT;
+        return -1;
+    }
+    return static_cast<int>(mAnswer.finish());
+}
+
+int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
+        REQUIRES(sSerialMutex) {
+    const char* const cmd = command.cmd;
+    if (!link.isAttached()) return refuseUnsent(cmd, ENODEV);
+    if (!isWellFormed(cmd)) return refuseUnsent(cmd, EINVAL);
+    Descriptor port(link.mSerialDevicePath.open(O_RDWR | O_NOCTTY, kFunction));
+    if (!port.isOpen()) {
+        const ErrnoKeeper keeper;
+        sStatistics.countRefusal(cmd, errno);
+        return -1;
+    }
+    service.usbAutoSuspend(false, true);
+
+    const uint64_t start = monotonicMicros();
+    Exchange exchange(link, port.get(), command);
+    const int result = exchange.run();
+    const ErrnoKeeper keeper;
+    sStatistics.countExchange(cmd, monotonicMicros() - start, result < 0 ? errno : 0);
+    port.close();
+    if (exchange.timedOut()) {
+        // Meant: the vote stays, so that the link is awake for the recovery; the tty that comes
+        // back from it resets the votes.
+        service.usbRecovery();
+    } else {
+        service.usbAutoSuspend(true, true);
+    }
+    return result;
+}
+
+}  // namespace
+
+int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount, AtLineCallback cb) {
+    LOG_DEBUG("%s: resp:%p respCount:%zu cb:%p cmd:[%.*s]", kFunction, resp, respCount,
+              reinterpret_cast<void*>(cb), shownLength(cmd), cmd);
+    int result = -1;
+    int error = 0;
+    {
+        const MutexLock lock(sSerialMutex, kFunction);
+        result = runAtCmd(*this, mSerialLink, {cmd, resp, respCount, cb});
+        error = errno;
+    }
+    errno = error;
+    return result;
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

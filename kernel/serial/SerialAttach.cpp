@@ -11,7 +11,6 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
-#include "kernel/serial/SerialAt.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -36,13 +35,34 @@ bool isDcmDevice() {
            strncmp(device, kDcmDevice, strlen(kDcmDevice)) == 0;
 }
 
+// False when there is nothing to attach, or the port cannot be opened.
+bool preparePort(SerialLink* link) EXCLUDES(sSerialMutex) {
+    static constexpr char kFunction[] = "serialDeviceAdded";
+    const MutexLock lock(sSerialMutex, kFunction);
+    if (link->isAttached()) return false;
+    const Descriptor port(link->mSerialDevicePath.open(O_RDWR | O_NOCTTY, kFunction));
+    if (!port.isOpen()) return false;
+    applyLineSettings(port.get());
+    link->setAttached(true);
+    return true;
+}
+
+// False when there is nothing to detach.
+bool releasePort(SerialLink* link, const SerialLog& log) EXCLUDES(sSerialMutex) {
+    const MutexLock lock(sSerialMutex, "serialDeviceRemoved");
+    if (!link->isAttached()) return false;
+    link->setAttached(false);
+    log.wake();
+    return true;
+}
+
 }  // namespace
 
 void Bivista::serialDeviceAdded() {
-    LOG_DEBUG("%s: attached:%d", __func__, mSerialAttached.load());
-    if (!prepareSerialPort()) return;
+    LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
+    if (!preparePort(&mSerialLink)) return;
     if (serialAtCmd("ATE0\r", nullptr, 0, nullptr) < 0) {
-        // Meant: the port stays attached.
+        // Meant: quirk attached-without-echo-off.
         LOG_ERROR("%s: failed to write ATE0: %s", __func__, strerror(errno));
         return;
     }
@@ -57,38 +77,14 @@ void Bivista::serialDeviceAdded() {
     LOG_ERROR("status = %d", static_cast<int>(status));
 }
 
-bool Bivista::prepareSerialPort() {
-    static constexpr char kFunction[] = "serialDeviceAdded";
-    const MutexLock lock(sSerialMutex, kFunction);
-    if (mSerialAttached) return false;
-    char path[DevicePath::kCapacity];
-    mSerialDevicePath.copyTo(path);
-    const Descriptor port(open(path, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (!port.isOpen()) {
-        LOG_ERROR("%s: failed to open \"%s\": %s", kFunction, path, strerror(errno));
-        return false;
-    }
-    applyLineSettings(port.get());
-    mSerialAttached = true;
-    return true;
-}
-
 void Bivista::serialDeviceRemoved() {
-    LOG_DEBUG("%s: attached:%d", __func__, mSerialAttached.load());
-    if (!releaseSerialPort()) return;
+    LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
+    if (!releasePort(&mSerialLink, mSerialLog)) return;
     sIsOrderOfDetach = true;
     (void)cancelFirmwareUpgrade().isOk();
     sIsOrderOfDetach = false;
     bv2_display_deinit(this);
     serialLogEnable(false);
-}
-
-bool Bivista::releaseSerialPort() {
-    const MutexLock lock(sSerialMutex, "serialDeviceRemoved");
-    if (!mSerialAttached) return false;
-    mSerialAttached = false;
-    wakeSerialLog();
-    return true;
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

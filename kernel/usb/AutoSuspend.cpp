@@ -1,4 +1,4 @@
-// Votes that keep the cover's USB device from being suspended while somebody talks to it.
+#include "kernel/usb/AutoSuspend.h"
 
 #include <climits>
 #include <cstdio>
@@ -9,6 +9,7 @@
 
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/KernelPaths.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -16,12 +17,10 @@ Mutex sUsbAutoSuspendMutex;
 
 namespace {
 
-constexpr char kControlPath[] = "/sys/class/tty/%s/device/../power/control";
-
 int writeControl(const std::string& device, const char* value) {
     static constexpr char kFunction[] = "usbAutoSuspend";
     char path[PATH_MAX];
-    snprintf(path, sizeof(path), kControlPath, device.c_str());
+    snprintf(path, sizeof(path), kUsbPowerPath, device.c_str());
     const Descriptor control(open(path, O_WRONLY | O_CLOEXEC));
     if (!control.isOpen()) {
         const ErrnoKeeper keeper;
@@ -40,7 +39,7 @@ int writeControl(const std::string& device, const char* value) {
 
 }  // namespace
 
-bool Bivista::countAutoSuspendVote(bool suspend) {
+bool AutoSuspendVotes::count(bool suspend) {
     if (!suspend) return mUsbAutoSuspendDisableVote++ < 1;
     const int32_t votes = mUsbAutoSuspendDisableVote--;
     if (votes > 1) return false;
@@ -51,17 +50,17 @@ bool Bivista::countAutoSuspendVote(bool suspend) {
     return true;
 }
 
-int Bivista::usbAutoSuspend(bool suspend, bool vote) {
-    LOG_DEBUG("%s: suspend:%d vote:%d disableVote:%d", __func__, suspend, vote,
-              mUsbAutoSuspendDisableVote.load());
-    const MutexLock lock(sUsbAutoSuspendMutex, __func__);
-    if (vote && !countAutoSuspendVote(suspend)) return 0;
-    return writeControl(mSerialDevicePath.name(), suspend ? "auto" : "on");
-}
-
-void Bivista::resetAutoSuspendVotes() {
+void AutoSuspendVotes::reset() {
     const MutexLock lock(sUsbAutoSuspendMutex, "usbNotifyThread");
     mUsbAutoSuspendDisableVote = 0;
+}
+
+int Bivista::usbAutoSuspend(bool suspend, bool vote) {
+    LOG_DEBUG("%s: suspend:%d vote:%d disableVote:%d", __func__, suspend, vote,
+              mAutoSuspendVotes.mUsbAutoSuspendDisableVote.load());
+    const MutexLock lock(sUsbAutoSuspendMutex, __func__);
+    if (vote && !mAutoSuspendVotes.count(suspend)) return 0;
+    return writeControl(mSerialLink.mSerialDevicePath.name(), suspend ? "auto" : "on");
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

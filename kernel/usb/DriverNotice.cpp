@@ -8,6 +8,7 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/KernelPaths.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -31,7 +32,7 @@ int writeYes(const char* function, const char* path) {
 }  // namespace
 
 int Bivista::usbReady() {
-    return writeYes(__func__, "/sys/class/bivista/bv2/bv2_hal_ready");
+    return writeYes(__func__, kReadyPath);
 }
 
 int Bivista::usbRecovery() {
@@ -40,7 +41,7 @@ int Bivista::usbRecovery() {
     LOG_ERROR("!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
     LOG_ERROR(kRule);
     sStatistics.count(&Counts::recoveries);
-    return writeYes(__func__, "/sys/class/bivista/bv2/bv2_recovery");
+    return writeYes(__func__, kRecoveryPath);
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

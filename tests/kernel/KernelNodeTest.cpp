@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "kernel/Bivista.h"
+#include "kernel/base/KernelNode.h"
 #include "tests/support/LogCapture.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

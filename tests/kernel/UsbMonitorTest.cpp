@@ -4,7 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "kernel/serial/SerialAt.h"
+#include "kernel/serial/SerialLink.h"
 #include "tests/kernel/ServiceTest.h"
 #include "tests/support/HidNode.h"
 #include "tests/support/Watch.h"

@@ -1,21 +1,21 @@
-// The cover's USB device, and its loader, as libusbhost reports them on the USB thread.
+// The watch of the USB bus: the thread that hears from libusbhost of the cover's USB device and of
+// its loader.
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include <poll.h>
 #include <usbhost/usbhost.h>
 
 #include "kernel/Bivista.h"
+#include "kernel/base/ThreadName.h"
+#include "kernel/usb/UsbIds.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
-
-constexpr uint16_t kCoverVendor = 0x3E91;
-constexpr uint16_t kCoverProduct = 0x6A2F;
-constexpr uint16_t kLoaderVendor = 0x0483;
-constexpr uint16_t kLoaderProduct = 0xDF11;
 
 constexpr int kStringTimeoutMs = 200;
 
@@ -86,7 +86,34 @@ void loaderAdded(Bivista& service, usb_device* device) {
     }
 }
 
+// Waits for libusbhost's descriptor. False when the thread is to end.
+bool awaitEvent(const UsbWatches& watches, int fd) {
+    const int events = watches.await(fd);
+    if (events < 0) {
+        LOG_ERROR("%s: failed to poll: %s", "usbThread", strerror(errno));
+        return false;
+    }
+    return (events & POLLIN) != 0;
+}
+
 }  // namespace
+
+// Meant: not usb_host_run. On the phone nothing ends that loop: cleaning up would leave it asleep
+// on a closed descriptor, with a context that is freed.
+void* Bivista::usbThread(void* service) {
+    nameThread("usb");
+    UsbWatches& watches = static_cast<Bivista*>(service)->mUsbWatches;
+    LOG_DEBUG("%s: creating", __func__);
+    watches.mUsbThread = pthread_self();
+    if (usb_host_context* context = usb_host_init()) {
+        watches.mUsbHostContext = context;
+        const int fd = usb_host_get_fd(context);
+        int done = usb_host_load(context, usbDeviceAdded, usbDeviceRemoved, nullptr, service);
+        while (done == 0 && awaitEvent(watches, fd)) done = usb_host_read_event(context);
+    }
+    LOG_DEBUG("%s: exiting", __func__);
+    return nullptr;
+}
 
 int Bivista::usbDeviceAdded(const char* devname, void* client) {
     Bivista& service = *static_cast<Bivista*>(client);
