@@ -42,10 +42,10 @@ class EventsEndToEndTest : public ProgramsTest {
         mark = entries().size();
     }
 
-    std::unique_ptr<Program> startClient(const std::vector<std::string>& options = {}) {
+    std::unique_ptr<Process> startClient(const std::vector<std::string>& options = {}) {
         std::vector<std::string> command = {bin("bivistactl"), "watch", "lpwg"};
         command.insert(command.end(), options.begin(), options.end());
-        auto watch = std::make_unique<Program>(command, folder);
+        auto watch = std::make_unique<Process>(command);
         await([&] { return watch->err().find("watching") != std::string::npos; });
         // What is raised before the service has its socket reaches nobody.
         await([this] {
@@ -94,14 +94,14 @@ class EventsEndToEndTest : public ProgramsTest {
 
     // The client ends by itself, and has heard of no event.
     void expectReplaced() {
-        const Outcome outcome = client->wait();
+        const Outcome outcome = client->outcome();
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.out, "");
         EXPECT_THAT(outcome.err, HasSubstr("\nbivistactl: the service has let go of the callback "
                                            "for touch and pen events"));
     }
 
-    std::unique_ptr<Program> client;
+    std::unique_ptr<Process> client;
     size_t mark = 0;
 
   private:
@@ -291,10 +291,10 @@ TEST_F(EventsEndToEndTest, TheJournalTellsAnOlderClientsMethod) {
 // calls waits with it. Events are still received, and are nobody's.
 TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
     startPhoneAndClient();
-    Program clearing({bin("bivistactl"), "call", "setLpwgCallback", "null"}, folder);
+    Process clearing({bin("bivistactl"), "call", "setLpwgCallback", "null"});
     awaitLog("destroy set");
     EXPECT_THAT(clearing.err(), HasSubstr("setLpwgCallback"));
-    Program next({bin("bivistactl"), "call", "getBV2Connect"}, folder);
+    Process next({bin("bivistactl"), "call", "getBV2Connect"});
     ctl({"gesture", "WAKEUP"});
     raise("SUBSYSTEM=QMX_BV2 last\\x00");
     awaitLog("uevent received SUBSYSTEM=QMX_BV2 last");
@@ -302,8 +302,8 @@ TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
     EXPECT_TRUE(next.isRunning());
     expectReplaced();
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    EXPECT_EQ(clearing.wait().status, 3);
-    EXPECT_EQ(next.wait().status, 3);
+    EXPECT_EQ(clearing.wait(), 3);
+    EXPECT_EQ(next.wait(), 3);
 }
 
 TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
@@ -317,7 +317,7 @@ TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
 
 TEST_F(EventsEndToEndTest, AClientThatDiedIsReportedAndReplaced) {
     startPhoneAndClient();
-    client->signal(SIGKILL);
+    client->kill(SIGKILL);
     client->wait();
     ctl({"gesture", "WAKEUP"});
     awaitHandled();
@@ -331,29 +331,29 @@ TEST_F(EventsEndToEndTest, AClientThatDiedIsReportedAndReplaced) {
 TEST_F(EventsEndToEndTest, TheNextClientOfTheSubDisplayTakesOver) {
     startPhone();
     const std::vector<std::string> command = {bin("bivistactl"), "watch", "sub"};
-    Program first(command, folder);
+    Process first(command);
     await([&] { return first.err().find("watching") != std::string::npos; });
-    Program next(command, folder);
-    const Outcome outcome = first.wait();
+    Process next(command);
+    const Outcome outcome = first.outcome();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("has let go of the callback for states of the sub display"));
     await([&] { return next.err().find("watching") != std::string::npos; });
-    next.signal(SIGINT);
-    EXPECT_EQ(next.wait().status, 0);
+    next.kill(SIGINT);
+    EXPECT_EQ(next.wait(), 0);
 }
 
 TEST_F(EventsEndToEndTest, AWatchedServiceThatIsKilledIsNotTakenForAnotherClient) {
     startPhoneAndClient();
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    EXPECT_EQ(client->wait().status, 3);
+    EXPECT_EQ(client->wait(), 3);
     EXPECT_THAT(client->err(), HasSubstr("the service died"));
 }
 
 // Ending a watch never clears the callback, which would stop the service.
 TEST_F(EventsEndToEndTest, TheServiceOutlivesItsClients) {
     startPhoneAndClient();
-    client->signal(SIGINT);
-    EXPECT_EQ(client->wait().status, 0);
+    client->kill(SIGINT);
+    EXPECT_EQ(client->wait(), 0);
     ctl({"pen", "SWITCH_AES_TO_2"});
     awaitHandled();
     EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
@@ -364,11 +364,11 @@ TEST_F(EventsEndToEndTest, AServiceThatIsKilledInABurstStartsAgain) {
     startPhoneAndClient();
     std::vector<std::string> command = {bin("bivista-emulator"), "ctl", "pen"};
     command.insert(command.end(), 1000, "BV_PEN_WAKEUP");
-    Program burst(command, folder);
+    Process burst(command);
     await([this] { return linesOf(client->out()).size() >= 10; });
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    EXPECT_EQ(phone->wait().status, 128 + SIGKILL);
-    EXPECT_EQ(client->wait().status, 3);
+    EXPECT_EQ(phone->wait(), 128 + SIGKILL);
+    EXPECT_EQ(client->wait(), 3);
     burst.wait();
     startPhoneAndClient();
     ctl({"gesture", "WAKEUP"});

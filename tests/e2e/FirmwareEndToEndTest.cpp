@@ -223,13 +223,13 @@ TEST_F(FirmwareEndToEndTest, AnUpgradeIsFollowedUntilTheCoverIsBack) {
     startCover("86400000");
     ctl({"firmware", "put", "AB-2_x.dfu"});
     ASSERT_EQ(run({bin("bivistactl"), "dump", "--reset"}).status, 0);
-    Program waiting({bin("bivistactl"), "firmware", "check", "--wait"}, folder);
+    Process waiting({bin("bivistactl"), "firmware", "check", "--wait"});
     await([&] { return count(waiting.out(), "loader seen") == 1; });
     // The rest of it is done when the cover comes again.
     ctl({"loader", "detach"});
     ctl({"cover", "--upgrade-ms", "100"});
     ctl({"attach"});
-    const Outcome outcome = waiting.wait();
+    const Outcome outcome = waiting.outcome();
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.out, MatchesRegex("cover         AB-1_20210312\n"
                                           "image         AB-2_x\\.dfu\n"
@@ -277,9 +277,9 @@ TEST_F(FirmwareEndToEndTest, WhoNoLongerWaitsLeavesTheUpgradeToItself) {
     startCover();
     ctl({"cover", "--upgrade-delay-ms", "200"});
     ctl({"firmware", "put", "AB-2_x.dfu"});
-    Program waiting({bin("bivistactl"), "firmware", "check", "--wait"}, folder);
+    Process waiting({bin("bivistactl"), "firmware", "check", "--wait"});
     await([&] { return count(waiting.out(), "\nstarted ") == 1; });
-    waiting.signal(SIGINT);
+    waiting.kill(SIGINT);
     waiting.wait();
     awaitBack();
     EXPECT_EQ(valueOf("getFirmwareVersion"), "AB-2_x");

@@ -178,7 +178,7 @@ TEST_F(SubDisplayEndToEndTest, SizesThatCannotBeHarmNothing) {
 
 TEST_F(SubDisplayEndToEndTest, GoesInTheMiddleOfAFrameAndTellsItsClient) {
     startPanel();
-    Program watch({bin("bivistactl"), "watch", "sub"}, folder);
+    Process watch({bin("bivistactl"), "watch", "sub"});
     await([&] { return watch.err().find("watching") != std::string::npos; });
     ctl({"fault", "hid write unplug after 1 times 1"});
     expectDone({"test-pattern"});

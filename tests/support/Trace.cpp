@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "tests/support/Process.h"
+
 namespace support {
 
 std::vector<std::string> traceCalls(const std::string& program) {
@@ -13,7 +15,8 @@ std::vector<std::string> traceCalls(const std::string& program) {
     const int fd = mkstemp(trace);
     EXPECT_GE(fd, 0);
     close(fd);
-    EXPECT_EQ(system(("strace -o " + std::string(trace) + " " + program).c_str()), 0);
+    const Outcome outcome = Process({"strace", "-o", trace, program}).outcome();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
 
     std::vector<std::string> calls;
     int marks = 0;
