@@ -16,9 +16,9 @@ class DrawSubDisplayTest : public SubDisplayTest {
     // A panel that did not come on: frames may be drawn, and nobody sends them.
     void attachWithoutSender(const PanelOptions& options = {}) {
         start();
-        hidraw.refuse(HidCall::SetFeature, EPIPE);
+        setFault("hid config error EPIPE");
         attachPanel(options);
-        hidraw.allow(HidCall::SetFeature);
+        clearFaults();
         log.clear();
     }
 
@@ -44,14 +44,14 @@ TEST_F(DrawSubDisplayTest, AFrameReachesThePanel) {
     start();
     attachPanel();
     EXPECT_EQ(draw(makeFrame(0xDEADBEEF)), Status::OK);
-    EXPECT_THAT(hidraw.waitForFrames(1), ElementsAre(frameBytes(0xDEADBEEF)));
+    EXPECT_THAT(waitForFrames(1), ElementsAre(frameBytes(0xDEADBEEF)));
 }
 
 TEST_F(DrawSubDisplayTest, AFrameDrawnBeforeThePanelIsOnIsSentFirst) {
     attachWithoutSender();
     EXPECT_EQ(draw(makeFrame(1)), Status::OK);
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
-    EXPECT_EQ(hidraw.waitForFrames(1).at(0), frameBytes(1));
+    EXPECT_EQ(waitForFrames(1).at(0), frameBytes(1));
 }
 
 TEST_F(DrawSubDisplayTest, TheFirstPairIsTheLastByteOfTheFrame) {
@@ -164,7 +164,7 @@ TEST_F(DrawSubDisplayTest, BytesBehindASmallFrameAreLeftOver) {
     start();
     attachPanel();
     EXPECT_EQ(draw(makeFrame(0x11111111)), Status::OK);
-    hidraw.waitForFrames(1);
+    waitForFrames(1);
     detachPanel();
     PanelOptions options;
     options.node = 1;
@@ -172,7 +172,7 @@ TEST_F(DrawSubDisplayTest, BytesBehindASmallFrameAreLeftOver) {
     options.y = 2;
     attachPanel(options);
     EXPECT_EQ(draw(makeFrame(0x22222222, 4)), Status::OK);
-    EXPECT_EQ(hidraw.waitForFrames(2).at(1), "\x22\x22\x22\x22" + std::string(8188, '\x11'));
+    EXPECT_EQ(waitForFrames(2).at(1), "\x22\x22\x22\x22" + std::string(8188, '\x11'));
 }
 
 // A buffer that was not sent yet is overwritten, unless the frame is of the wrong size: then it is
@@ -196,16 +196,16 @@ TEST_F(DrawSubDisplayTest, AFrameOfTheWrongSizeLosesTheOneThatWaited) {
 TEST_F(DrawSubDisplayTest, OnlyTheNewestFrameFollowsTheOneThatIsBeingSent) {
     start();
     attachPanel();
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     EXPECT_EQ(draw(makeFrame(1)), Status::OK);
-    hidraw.awaitHeld();
+    support::awaitHeld();
     EXPECT_EQ(draw(makeFrame(2)), Status::OK);
     EXPECT_EQ(bufferState(1), BUFFER_READY);
     EXPECT_EQ(draw(makeFrame(3)), Status::OK);
     EXPECT_EQ(bufferState(0), BUFFER_CONSUMING);
     EXPECT_EQ(cur_fb, 1);
-    hidraw.release();
-    EXPECT_THAT(hidraw.waitForFrames(2), ElementsAre(frameBytes(1), frameBytes(3)));
+    support::release();
+    EXPECT_THAT(waitForFrames(2), ElementsAre(frameBytes(1), frameBytes(3)));
 }
 
 // All that a draw may find: the buffer drawn into last, and the states of both.

@@ -58,7 +58,7 @@ TEST_F(SubDisplayDumpTest, CountsFramesThatThePanelTook) {
 }
 
 TEST_F(SubDisplayDumpTest, CountsRetriesAndFramesThatWereGivenUp) {
-    hidraw.refuse(HidCall::Write, EIO);
+    setFault("hid write error EIO");
     drawAndAwait(1);
     EXPECT_EQ(dump()["frames"], frames(1, 0, 1, 6));
     drawAndAwait(2);
@@ -66,9 +66,9 @@ TEST_F(SubDisplayDumpTest, CountsRetriesAndFramesThatWereGivenUp) {
 }
 
 TEST_F(SubDisplayDumpTest, CountsAFrameThatANewerOneReplaces) {
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
-    hidraw.awaitHeld();
+    support::awaitHeld();
     EXPECT_EQ(service->drawSubDisplay(makeFrame(2)), Status::OK);
     EXPECT_EQ(dump()["buffers"], buffers("CONSUMING", "READY"));
     EXPECT_EQ(dump()["frames"], frames(2, 0, 0, 0));
@@ -76,7 +76,7 @@ TEST_F(SubDisplayDumpTest, CountsAFrameThatANewerOneReplaces) {
     EXPECT_EQ(service->drawSubDisplay(makeFrame(3)), Status::OK);
     EXPECT_EQ(dump()["frames"], frames(3, 0, 1, 0));
     const size_t from = log.size();
-    hidraw.release();
+    support::release();
     log.waitFor(kIdle, from);
     EXPECT_EQ(dump()["frames"], frames(3, 2, 1, 0));
 }
