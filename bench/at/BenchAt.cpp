@@ -100,7 +100,8 @@ class Python {
         int in[2];
         if (pipe2(in, O_CLOEXEC) != 0) fail("no pipe");
         mProcess.emplace(
-                std::vector<std::string>{"python3", BENCH_SOURCE_DIR "/pyserial_exchange.py"},
+                std::vector<std::string>{"/usr/bin/python3",
+                                         BENCH_SOURCE_DIR "/pyserial_exchange.py"},
                 support::ProcessOptions{.standardError = STDERR_FILENO, .standardInput = in[0]});
         close(in[0]);
         mIn = in[1];
