@@ -55,10 +55,7 @@ TEST_F(DrawSubDisplayTest, AFrameDrawnBeforeThePanelIsOnIsSentFirst) {
 }
 
 TEST_F(DrawSubDisplayTest, TheFirstPairIsTheLastByteOfTheFrame) {
-    PanelOptions options;
-    options.x = 4;
-    options.y = 2;
-    attachWithoutSender(options);
+    attachWithoutSender({.x = 4, .y = 2});
     EXPECT_EQ(draw({0x000000F0, 0x00000010, 0, 0, 0, 0, 0xFFFFFFF7, 0xFFFFFF20}), Status::OK);
     EXPECT_EQ(bufferBytes(0).substr(0, 5), std::string("\xF2\0\0\xF1\0", 5));
 }
@@ -100,10 +97,7 @@ struct Size {
 class FrameSizeTest : public DrawSubDisplayTest, public testing::WithParamInterface<Size> {};
 
 TEST_P(FrameSizeTest, MustBeThePanels) {
-    PanelOptions options;
-    options.x = GetParam().x;
-    options.y = GetParam().y;
-    attachWithoutSender(options);
+    attachWithoutSender({.x = GetParam().x, .y = GetParam().y});
     hidl_vec<uint32_t> frame;
     frame.resize(GetParam().words);
     std::fill(frame.begin(), frame.end(), 0xFFFFFFFF);
@@ -152,10 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Of a frame that is larger than the buffer, the buffer holds the bytes that have a place in it.
 TEST_F(DrawSubDisplayTest, AFrameLargerThanTheBufferIsCutToIt) {
-    PanelOptions options;
-    options.x = 16;
-    options.y = 1030;
-    attachWithoutSender(options);
+    attachWithoutSender({.x = 16, .y = 1030});
     EXPECT_EQ(draw(makeFrame(0x89ABCDEF, 8240)), Status::OK);
     EXPECT_EQ(bufferBytes(0), frameBytes(0x89ABCDEF));
 }
@@ -166,11 +157,7 @@ TEST_F(DrawSubDisplayTest, BytesBehindASmallFrameAreLeftOver) {
     EXPECT_EQ(draw(makeFrame(0x11111111)), Status::OK);
     waitForFrames(1);
     detachPanel();
-    PanelOptions options;
-    options.node = 1;
-    options.x = 4;
-    options.y = 2;
-    attachPanel(options);
+    attachPanel({.node = 1, .x = 4, .y = 2});
     EXPECT_EQ(draw(makeFrame(0x22222222, 4)), Status::OK);
     EXPECT_EQ(waitForFrames(2).at(1), "\x22\x22\x22\x22" + std::string(8188, '\x11'));
 }

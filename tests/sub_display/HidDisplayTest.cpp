@@ -289,12 +289,7 @@ class HidAttachTest : public SubDisplayTest {};
 
 TEST_F(HidAttachTest, ReadsTheInfoAndHandsItOn) {
     start();
-    PanelOptions options;
-    options.x = 300;
-    options.y = 2;
-    options.format = 200;
-    options.ready = 0xFE;
-    attachPanel(options);
+    attachPanel({.x = 300, .y = 2, .format = 200, .ready = 0xFE});
     const size_t at = log.waitFor(ANDROID_LOG_DEBUG, "hidDisplayDeviceAdded: attached:0");
     // The other bits of the last byte do not count.
     const size_t info =
@@ -304,10 +299,7 @@ TEST_F(HidAttachTest, ReadsTheInfoAndHandsItOn) {
 
 TEST_F(HidAttachTest, FindsANodeOfAnyNumber) {
     start();
-    PanelOptions options;
-    options.node = 17;
-    options.ready = 3;
-    attachPanel(options);
+    attachPanel({.node = 17, .ready = 3});
     EXPECT_TRUE(log.contains("HID-DISPLAY: x:128 y:128 format:4 ready:1"));
     EXPECT_EQ(state(), SubScreenState::ON);
 }
@@ -333,10 +325,8 @@ TEST_F(HidAttachTest, ComesBackUnderAnotherNumber) {
     start();
     attachPanel();
     detachPanel();
-    PanelOptions options;
-    options.node = 1;
     const size_t from = log.size();
-    attachPanel(options);
+    attachPanel({.node = 1});
     log.waitFor("hidDisplayDeviceAdded: attached:0", from);
     EXPECT_EQ(state(), SubScreenState::ON);
 }

@@ -1,5 +1,6 @@
-// Calls of the panel's node that a test holds, as a slow device does, or answers in the place of the
-// panel. The calls of a program that links target panel-calls go through PanelCalls.cpp (linker option
+// Calls of the panel's node that a test holds, as a slow device does, or answers in the place of
+// the panel. The calls of a program that links target panel-calls go through PanelCalls.cpp (linker
+// option
 // --wrap).
 #pragma once
 

@@ -7,8 +7,6 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
-constexpr char kIdle[] = "There is no buffer to be consumed.";
-
 nlohmann::json frames(int drawn, int sent, int dropped, int retries) {
     return {{"drawn", drawn}, {"sent", sent}, {"dropped", dropped}, {"retries", retries}};
 }
@@ -22,13 +20,7 @@ class SubDisplayDumpTest : public SubDisplayTest {
     void SetUp() override {
         start();
         attachPanel();
-        log.waitFor(kIdle);
-    }
-    // Draws a frame and waits until the update thread has done with it.
-    void drawAndAwait(uint32_t number) {
-        const size_t from = log.size();
-        EXPECT_EQ(service->drawSubDisplay(makeFrame(number)), Status::OK);
-        log.waitFor(kIdle, from);
+        awaitIdle();
     }
     nlohmann::json dump() { return dumpJsonOf(*service); }
 };
@@ -77,7 +69,7 @@ TEST_F(SubDisplayDumpTest, CountsAFrameThatANewerOneReplaces) {
     EXPECT_EQ(dump()["frames"], frames(3, 0, 1, 0));
     const size_t from = log.size();
     support::release();
-    log.waitFor(kIdle, from);
+    awaitIdle(from);
     EXPECT_EQ(dump()["frames"], frames(3, 2, 1, 0));
 }
 

@@ -146,11 +146,7 @@ TEST_F(SubDisplayLifecycleTest, ADetachAndAnAttachDropFramesThatWereNotSent) {
 
 TEST_F(SubDisplayLifecycleTest, TellsThePanelsSizeAndFormat) {
     start();
-    PanelOptions options;
-    options.x = 65535;
-    options.y = 1;
-    options.format = 255;
-    attachPanel(options);
+    attachPanel({.x = 65535, .y = 1, .format = 255});
     const Info got = getInfo();
     EXPECT_EQ(got.status, Status::OK);
     EXPECT_EQ(got.info, (SubScreenInfo{65535, 1, 255}));
@@ -168,9 +164,7 @@ TEST_F(SubDisplayLifecycleTest, TheSizeOutlivesThePanel) {
 
 TEST_F(SubDisplayLifecycleTest, ThePanelNeedNotBeReady) {
     start();
-    PanelOptions options;
-    options.ready = 0;
-    attachPanel(options);
+    attachPanel({.ready = 0});
     EXPECT_EQ(state(), SubScreenState::ON);
 }
 

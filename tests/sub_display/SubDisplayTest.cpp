@@ -40,6 +40,14 @@ void SubDisplayTest::awaitIdle(size_t from) const {
     const MutexLock lock(sub_update_lock, __func__);
 }
 
+void SubDisplayTest::drawAndAwait(uint32_t number) {
+    const size_t from = log.size();
+    EXPECT_EQ(service->drawSubDisplay(makeFrame(number)), Status::OK);
+    awaitIdle(from);
+    EXPECT_EQ(bufferState(0), BUFFER_FREE);
+    EXPECT_EQ(bufferState(1), BUFFER_FREE);
+}
+
 void SubDisplayTest::plugPanel(const PanelOptions& options) {
     phone.setPanelOptions({options.x, options.y, options.format, options.ready});
     phone::CoverOptions cover;

@@ -46,6 +46,8 @@ class SubDisplayTest : public ServiceTest {
 
     // Waits until the update thread, which says so from line `from` on, sleeps for want of a frame.
     void awaitIdle(size_t from = 0) const;
+    // Draws a frame and waits until the thread has done with it.
+    void drawAndAwait(uint32_t number);
     // Puts the panel on and waits until the service has done with it; on, as a rule.
     void attachPanel(const PanelOptions& options = {});
     // As above, but does not wait.

@@ -26,23 +26,10 @@ class UpdateThreadTest : public SubDisplayTest {
         mFrom = journal.next();
     }
 
-    // Waits until the thread has nothing to do, for the next time.
-    void awaitIdle() { mIdle = log.waitFor(ANDROID_LOG_INFO, kIdle, mIdle); }
-
-    // Draws a frame and waits until the thread has done with it.
-    void drawAndAwait(uint32_t number) {
-        const size_t from = log.size();
-        EXPECT_EQ(service->drawSubDisplay(makeFrame(number)), Status::OK);
-        log.waitFor(kIdle, from);
-        EXPECT_EQ(bufferState(0), BUFFER_FREE);
-        EXPECT_EQ(bufferState(1), BUFFER_FREE);
-    }
-
     std::vector<std::string> writes() const { return bytes(transfers(Kind::HidWrite, mFrom)); }
 
   private:
     uint64_t mFrom = 0;
-    size_t mIdle = 0;
 };
 
 std::string header(const std::string& report) {
