@@ -10,12 +10,13 @@
 
 namespace support {
 
-std::vector<std::string> traceCalls(const std::string& program) {
+std::vector<std::string> traceCalls(std::vector<std::string> command) {
     char trace[] = "/tmp/trace-XXXXXX";
     const int fd = mkstemp(trace);
     EXPECT_GE(fd, 0);
     close(fd);
-    const Outcome outcome = Process({"strace", "-o", trace, program}).outcome();
+    command.insert(command.begin(), {"strace", "-o", trace});
+    const Outcome outcome = Process(command).outcome();
     EXPECT_EQ(outcome.status, 0) << outcome.err;
 
     std::vector<std::string> calls;
