@@ -17,9 +17,9 @@ namespace {
 namespace fs = std::filesystem;
 
 using program::kEmulator;
+using program::ProgramTest;
 using support::Outcome;
 using support::Process;
-using program::ProgramTest;
 using testing::HasSubstr;
 using testing::StartsWith;
 
