@@ -1,15 +1,15 @@
-// A forked process that is ended with its owner.
+// A server of a benchmark, on the second CPU, in a process that is ended with its owner.
 #pragma once
 
-#include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include "bench/Cpu.h"
+#include "tests/support/Process.h"
 
 namespace bench {
 
@@ -18,27 +18,21 @@ namespace bench {
     std::exit(1);
 }
 
-class ServerProcess {
+// So that a server goes when the benchmark fails.
+inline void becomeServer() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    useCpu(1);
+}
+
+class ServerProcess : public support::Process {
   public:
     template <typename Body>
-    explicit ServerProcess(Body body) : mPid(fork()) {
-        if (mPid < 0) fail("fork");
-        if (mPid > 0) return;
-        // So that it goes when the benchmark fails.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        useCpu(1);
-        body();
-        _exit(0);
-    }
-    ~ServerProcess() {
-        kill(mPid, SIGKILL);
-        waitpid(mPid, nullptr, 0);
-    }
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
-
-  private:
-    const pid_t mPid;
+    explicit ServerProcess(Body body)
+        : Process([&](const Ready&) {
+              becomeServer();
+              body();
+              return 0;
+          }) {}
 };
 
 }  // namespace bench

@@ -39,7 +39,10 @@ for word in "${wanted[@]}"; do
     say "measuring: $word" >&2
     case $word in
         idle) $bin/bench_idle "$service" $bin/bench_idle_reference ;;
-        sub) $bin/bench_sub; $bin/bench_frames "$service" "$PWD/$bin/bench_bare_frames" ;;
+        sub)
+            $bin/bench_sub
+            $bin/bench_frames "$service" "$PWD/$bin/bench_bare_frames"
+            python3 -B bench/sub/arm_loop.py ;;
         uevent) $bin/bench_uevent "$service" ;;
         *) "$bin/bench_$word" ;;
     esac

@@ -2,6 +2,8 @@
 // system calls by hand and against python3-serial, and what counting it costs; all with the
 // emulated cover in this process. Prints rows (bench/Row.h).
 #include <cstdio>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include <android/log.h>
@@ -12,6 +14,7 @@
 #include "bench/Device.h"
 #include "bench/Row.h"
 #include "diagnostics/Statistics.h"
+#include "tests/support/Process.h"
 
 namespace {
 
@@ -94,34 +97,26 @@ void measureCounting(const std::vector<double>& exchanges) {
 class Python {
   public:
     Python() {
-        int in[2], out[2];
-        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) fail("no pipe");
-        const pid_t pid = fork();
-        if (pid == 0) {
-            dup2(in[0], STDIN_FILENO);
-            dup2(out[1], STDOUT_FILENO);
-            execl("/usr/bin/python3", "python3", BENCH_SOURCE_DIR "/pyserial_exchange.py", nullptr);
-            _exit(127);
-        }
+        int in[2];
+        if (pipe2(in, O_CLOEXEC) != 0) fail("no pipe");
+        mProcess.emplace(
+                std::vector<std::string>{"/usr/bin/python3",
+                                         BENCH_SOURCE_DIR "/pyserial_exchange.py"},
+                support::ProcessOptions{.standardError = STDERR_FILENO, .standardInput = in[0]});
         close(in[0]);
-        close(out[1]);
-        mIn = fdopen(in[1], "w");
-        mOut = fdopen(out[0], "r");
+        mIn = in[1];
     }
-    Python(const Python&) = delete;
-    Python& operator=(const Python&) = delete;
 
     double exchange() {
-        double time = 0;
-        std::fprintf(mIn, "%d\n", kExchanges);
-        std::fflush(mIn);
-        if (std::fscanf(mOut, "%lf", &time) != 1) fail("python3-serial did not run");
-        return time;
+        dprintf(mIn, "%d\n", kExchanges);
+        const std::string time = mProcess->line();
+        if (time.empty()) fail("python3-serial did not run");
+        return std::stod(time);
     }
 
   private:
-    FILE* mIn = nullptr;
-    FILE* mOut = nullptr;
+    std::optional<support::Process> mProcess;
+    int mIn = -1;
 };
 
 void measurePython(Bivista& service) {

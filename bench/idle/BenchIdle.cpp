@@ -2,22 +2,22 @@
 // with the same libraries: memory, time from exec to ready, and wake-ups. Prints rows
 // (bench/Row.h).
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "bench/Row.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/World.h"
+#include "tests/support/Process.h"
 
 namespace {
 
@@ -38,12 +38,8 @@ class Program {
         int log[2];
         if (pipe2(log, O_CLOEXEC) != 0) fail("no pipe");
         const auto start = Clock::now();
-        mPid = fork();
-        if (mPid == 0) {
-            dup2(log[1], STDERR_FILENO);
-            execl(path.c_str(), path.c_str(), nullptr);
-            _exit(127);
-        }
+        mProcess.emplace(std::vector<std::string>{path},
+                         support::ProcessOptions{.standardError = log[1]});
         close(log[1]);
         awaitReady(log[0], path);
         mStart = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -56,8 +52,7 @@ class Program {
         });
     }
     ~Program() {
-        kill(mPid, SIGKILL);
-        waitpid(mPid, nullptr, 0);
+        mProcess.reset();
         mDrain.join();
     }
     Program(const Program&) = delete;
@@ -66,7 +61,7 @@ class Program {
     double msToReady() const { return mStart; }
 
     double pssKiB() const {
-        std::ifstream file("/proc/" + std::to_string(mPid) + "/smaps_rollup");
+        std::ifstream file("/proc/" + std::to_string(mProcess->pid()) + "/smaps_rollup");
         for (std::string word; file >> word;) {
             if (word == "Pss:") {
                 double value = 0;
@@ -80,7 +75,7 @@ class Program {
     // Voluntary context switches of all threads so far.
     long switches() const {
         long sum = 0;
-        const std::string tasks = "/proc/" + std::to_string(mPid) + "/task";
+        const std::string tasks = "/proc/" + std::to_string(mProcess->pid()) + "/task";
         for (const auto& task : std::filesystem::directory_iterator(tasks)) {
             std::ifstream file(task.path() / "status");
             for (std::string word; file >> word;) {
@@ -104,7 +99,7 @@ class Program {
         }
     }
 
-    pid_t mPid = 0;
+    std::optional<support::Process> mProcess;
     double mStart = 0;
     std::thread mDrain;
 };

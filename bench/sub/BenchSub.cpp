@@ -13,17 +13,6 @@
 #include "sub_display/PackFrame.h"
 #include "tests/support/HidNode.h"
 
-namespace vendor::qmx::hardware::bivista::V1_1::implementation {
-
-// The same as packFrame().
-using PackFrame = void(const uint32_t* words, size_t pairs, uint8_t* area);
-PackFrame packFrame_clang_baseline, packFrame_gxx_baseline;
-#if defined(BENCH_AVX2)
-PackFrame packFrame_clang_avx2, packFrame_gxx_avx2;
-#endif
-
-}  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
-
 namespace {
 
 namespace implementation = vendor::qmx::hardware::bivista::V1_1::implementation;
@@ -74,20 +63,8 @@ void comparePacking(const hidl_vec<uint32_t>& frame) {
     // The compiler must not know what is called.
     static void* (*volatile copyWords)(void*, const void*, size_t) = memcpy;
     const auto copying = [&frame] { copyWords(copy.data(), frame.data(), kWords * 4); };
-    const auto packing = [&frame](implementation::PackFrame* pack) {
-        return [&frame, pack] { pack(frame.data(), kBytes, area.data()); };
-    };
-    compare("packing against memcpy: clang", packing(implementation::packFrame_clang_baseline),
-            copying, 2.5);
-    compare("packing against memcpy: g++", packing(implementation::packFrame_gxx_baseline), copying,
-            2.5);
-#if defined(BENCH_AVX2)
-    if (!__builtin_cpu_supports("avx2")) return;
-    compare("packing against memcpy: clang, AVX2", packing(implementation::packFrame_clang_avx2),
-            copying, 1.2);
-    compare("packing against memcpy: g++, AVX2", packing(implementation::packFrame_gxx_avx2),
-            copying, 1.2);
-#endif
+    const auto packing = [&frame] { implementation::packFrame(frame.data(), kBytes, area.data()); };
+    compare("packing against memcpy", packing, copying, 2.5);
 }
 
 // With a panel that did not come on: nobody sends, so nobody is woken.

@@ -8,6 +8,7 @@
 // there and back. Whoever is woken has slept before, and is on the other CPU.
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -65,12 +66,15 @@ class Client : public V1_1::IBivistaLpwgCallback {
     Arrival& mArrival;
 };
 
-// Becomes the service. Between fork and exec in a process with threads: system calls alone.
-[[noreturn]] void becomeService(const char* path) {
-    const int log = open("/data", O_TMPFILE | O_WRONLY | O_APPEND, 0600);
-    if (log < 0 || dup2(log, STDERR_FILENO) < 0) _exit(127);
-    execl(path, path, nullptr);
-    _exit(127);
+// The service, with its log in memory: a file of the world.
+std::unique_ptr<support::Process> startService(const char* path) {
+    const int log = open("/data", O_TMPFILE | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
+    if (log < 0) fail("no file for the log");
+    auto service = std::make_unique<support::Process>(
+            std::vector<std::string>{path},
+            support::ProcessOptions{.standardError = log, .before = bench::becomeServer});
+    close(log);
+    return service;
 }
 
 sp<IBivista> awaitService() {
@@ -162,7 +166,7 @@ int main(int argc, char** argv) {
 
     BareReceiver receiver;
     const phone::Phone phone;
-    const bench::ServerProcess process([service] { becomeService(service); });
+    const auto process = startService(service);
     const sp<IBivista> object = awaitService();
     ClientEvents events(*object);
     compare(events, receiver, *object);

@@ -16,16 +16,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class LpwgStatusTest : public ServiceTest {
-  protected:
-    void SetUp() override {
-        start();
-        attach();
-        from = journal.next();
-        log.clear();
-    }
-    uint64_t from = 0;
-};
+using LpwgStatusTest = AttachedTest;
 
 TEST_F(LpwgStatusTest, GoesToTheCoverAsTwoNumbers) {
     EXPECT_EQ(service->setStatus({1, 0}), Status::OK);

@@ -44,14 +44,8 @@ void PrintTo(const Diagnosis& diagnosis, std::ostream* out) {
     *out << diagnosis.method;
 }
 
-class TouchDiagnosticsTest : public ServiceTest, public testing::WithParamInterface<Diagnosis> {
+class TouchDiagnosticsTest : public AttachedTest, public testing::WithParamInterface<Diagnosis> {
   protected:
-    void SetUp() override {
-        start();
-        attach();
-        from = journal.next();
-        log.clear();
-    }
     Outcome call() {
         Outcome outcome = GetParam().call(*service);
         EXPECT_EQ(outcome.results, 1);
@@ -69,7 +63,6 @@ class TouchDiagnosticsTest : public ServiceTest, public testing::WithParamInterf
         }
         return false;
     }
-    uint64_t from = 0;
 };
 
 TEST_P(TouchDiagnosticsTest, SendsItsCommandAndPassesTheAnswerOn) {

@@ -55,14 +55,8 @@ void PrintTo(const Frame& frame, std::ostream* out) {
     *out << frame.method;
 }
 
-class TouchFrameTest : public ServiceTest, public testing::WithParamInterface<Frame> {
+class TouchFrameTest : public AttachedTest, public testing::WithParamInterface<Frame> {
   protected:
-    void SetUp() override {
-        start();
-        attach();
-        from = journal.next();
-        log.clear();
-    }
     Status call() { return GetParam().call(*service); }
     // The answer's bytes are spelt as faults spell them.
     void answer(const std::string& bytes) {
@@ -79,7 +73,6 @@ class TouchFrameTest : public ServiceTest, public testing::WithParamInterface<Fr
         }
         return lines;
     }
-    uint64_t from = 0;
 };
 
 TEST_P(TouchFrameTest, IsLoggedLineByLine) {

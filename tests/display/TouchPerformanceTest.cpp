@@ -7,16 +7,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class TouchPerformanceTest : public ServiceTest {
-  protected:
-    void SetUp() override {
-        start();
-        attach();
-        from = journal.next();
-        log.clear();
-    }
-    uint64_t from = 0;
-};
+using TouchPerformanceTest = AttachedTest;
 
 TEST_F(TouchPerformanceTest, IsSwitchedOnAndOff) {
     EXPECT_EQ(service->set_touch_perf(true), Status::OK);

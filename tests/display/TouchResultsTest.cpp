@@ -33,14 +33,8 @@ using testing::StartsWith;
 
 constexpr char kPath[] = "/data/vendor/touch/touch_module_self_test.txt";
 
-class TouchResultsTest : public ServiceTest {
+class TouchResultsTest : public AttachedTest {
   protected:
-    void SetUp() override {
-        start();
-        attach();
-        from = journal.next();
-        log.clear();
-    }
     ~TouchResultsTest() override {
         fs::remove_all(phone::kTouchFolder);
         fs::create_directory(phone::kTouchFolder);
@@ -59,7 +53,6 @@ class TouchResultsTest : public ServiceTest {
         EXPECT_EQ(stat(kPath, &status), 0);
         return status.st_mode & 07777;
     }
-    uint64_t from = 0;
 };
 
 TEST_F(TouchResultsTest, AreWrittenToAFileThatAllMayRead) {

@@ -7,14 +7,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class TouchUpdateStateTest : public ServiceTest {
+class TouchUpdateStateTest : public AttachedTest {
   protected:
-    void SetUp() override {
-        start();
-        attach();
-        from = journal.next();
-        log.clear();
-    }
     Status update(const std::string& node) {
         phone.setNode(phone::kUpdateState, node);
         return service->bv_update_state();
@@ -24,7 +18,6 @@ class TouchUpdateStateTest : public ServiceTest {
                                  "bv_update_state : ATCMD_Status : " + std::to_string(status) +
                                          ", sysNodeError : " + std::to_string(nodeError) + "\n"));
     }
-    uint64_t from = 0;
 };
 
 TEST_F(TouchUpdateStateTest, IsSentInOneCommand) {

@@ -14,9 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-
-constexpr char kUpdateState[] = "/sys/devices/virtual/input/qmx_touch/bv_update_state";
 
 std::string eventLine(const std::string& version, int status, const std::string& name, int result) {
     std::ostringstream line;
@@ -42,10 +39,10 @@ class EventsEndToEndTest : public ProgramsTest {
         mark = entries().size();
     }
 
-    std::unique_ptr<Program> startClient(const std::vector<std::string>& options = {}) {
+    std::unique_ptr<Process> startClient(const std::vector<std::string>& options = {}) {
         std::vector<std::string> command = {bin("bivistactl"), "watch", "lpwg"};
         command.insert(command.end(), options.begin(), options.end());
-        auto watch = std::make_unique<Program>(command, folder);
+        auto watch = std::make_unique<Process>(command);
         await([&] { return watch->err().find("watching") != std::string::npos; });
         // What is raised before the service has its socket reaches nobody.
         await([this] {
@@ -94,14 +91,14 @@ class EventsEndToEndTest : public ProgramsTest {
 
     // The client ends by itself, and has heard of no event.
     void expectReplaced() {
-        const Outcome outcome = client->wait();
+        const Outcome outcome = client->outcome();
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.out, "");
         EXPECT_THAT(outcome.err, HasSubstr("\nbivistactl: the service has let go of the callback "
                                            "for touch and pen events"));
     }
 
-    std::unique_ptr<Program> client;
+    std::unique_ptr<Process> client;
     size_t mark = 0;
 
   private:
@@ -130,109 +127,6 @@ TEST_F(EventsEndToEndTest, GesturesAndThePenReachAClientOfVersion1_0) {
                                                    eventLine("1.0", 1, "BV_PEN_WAKEUP", 0),
                                                    eventLine("1.0", 2, "BV_PEN_WAKEUP_BTN", 0),
                                                    eventLine("1.0", 3, "BV_PEN_DETECTION", 0)));
-}
-
-TEST_F(EventsEndToEndTest, NamesThatNobodyKnowsReachTheClientAsUnknown) {
-    startPhoneAndClient();
-    raise("SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=SWITCH_AES_TO_3\\x00");
-    raise("SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=\\x00");
-    awaitHandled();
-    EXPECT_THAT(linesOf(client->out()), ElementsAre(eventLine("1.1", -1, "UNKNOWN", -1),
-                                                    eventLine("1.1", -1, "UNKNOWN", -1)));
-    EXPECT_THAT(told(), IsEmpty());
-}
-
-// Meant: mode 1 is 0 to the kernel's parameter.
-TEST_F(EventsEndToEndTest, PenMode1GoesToTheCoverThenToTheKernel) {
-    startPhoneAndClient();
-    ctl({"pen", "SWITCH_AES_TO_1"});
-    awaitHandled();
-    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0"));
-    EXPECT_EQ(client->out(), "");
-}
-
-TEST_F(EventsEndToEndTest, PenMode2GoesToTheCoverThenToTheKernel) {
-    startPhoneAndClient();
-    ctl({"pen", "SWITCH_AES_TO_2"});
-    awaitHandled();
-    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
-    EXPECT_EQ(client->out(), "");
-}
-
-TEST_F(EventsEndToEndTest, PenModeBothGoesToTheLpwgServiceTheCoverAndTheKernel) {
-    startPhoneAndClient();
-    ctl({"lpwg", "result", "5"});
-    ctl({"pen", "SWITCH_AES_BOTH"});
-    awaitHandled();
-    EXPECT_THAT(awaitTold(4), ElementsAre("uevent", "ILpwg.setAesModeToLpwg(0)=5",
-                                          "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
-    EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 5\n"));
-    EXPECT_EQ(client->out(), "");
-}
-
-TEST_F(EventsEndToEndTest, PenModeBothGoesOnWithoutAnLpwgService) {
-    startPhoneAndClient();
-    ctl({"lpwg", "absent"});
-    ctl({"pen", "SWITCH_AES_BOTH"});
-    awaitHandled();
-    EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
-    EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 0\n"));
-}
-
-TEST_F(EventsEndToEndTest, AClientsPenMode1GoesToTheLpwgServiceLast) {
-    startPhoneAndClient();
-    EXPECT_EQ(call({"manageAesMode", "1"}).out,
-              "{\"method\":\"manageAesMode\",\"status\":\"OK\"}\n");
-    EXPECT_THAT(told(), ElementsAre("AT%TCHNOTIFY=SWTICH_AES,1\\r", "aes_mode=0",
-                                    "ILpwg.setAesModeToLpwg(2)=0"));
-}
-
-TEST_F(EventsEndToEndTest, TheKernelKeepsItsPenModeWhenTheCoverRefuses) {
-    startPhoneAndClient();
-    ctl({"fault", "on AT%TCHNOTIFY error"});
-    ctl({"pen", "SWITCH_AES_TO_1", "SWITCH_AES_TO_2"});
-    awaitHandled();
-    std::vector<std::string> done = told();
-    std::erase(done, "uevent");
-    EXPECT_THAT(done, ElementsAre("AT%TCHNOTIFY=SWTICH_AES,1\\r", "AT%TCHNOTIFY=SWTICH_AES,2\\r"));
-    EXPECT_THAT(log(), HasSubstr("status = 1\n"));
-}
-
-TEST_F(EventsEndToEndTest, TheTouchUpdateStateGoesToTheCover) {
-    startPhoneAndClient();
-    ctl({"node", kUpdateState, "7 -8 9\\n"});
-    ctl({"pen", "BV_UPDATE_STATE"});
-    awaitHandled();
-    EXPECT_THAT(told(), ElementsAre("uevent", "AT%TCHUPDATE=UPDATE_STATE,7,-8,9\\r"));
-    EXPECT_EQ(client->out(), "");
-}
-
-TEST_F(EventsEndToEndTest, GestureSettingsGoToTheCover) {
-    startPhoneAndClient();
-    EXPECT_EQ(call({"setStatus", "-5", "2147483647"}).status, 0);
-    EXPECT_THAT(told(), ElementsAre("AT%TCHNOTIFY=LPWG_NOTIFY,-5,2147483647\\r"));
-}
-
-TEST_F(EventsEndToEndTest, EventsOfAnotherProcessAreIgnored) {
-    startPhoneAndClient();
-    ctl({"uevent", "--forged", "SUBSYSTEM=QMX_BV2\\x00TOUCH_GESTURE_WAKEUP=BV_PEN_WAKEUP\\x00"});
-    ctl({"gesture", "WAKEUP"});
-    awaitHandled();
-    EXPECT_THAT(linesOf(client->out()), ElementsAre(eventLine("1.1", 0, "WAKEUP", 0)));
-}
-
-TEST_F(EventsEndToEndTest, ABurstArrivesWholeAndInOrder) {
-    startPhoneAndClient();
-    const char* const names[] = {"BV_PEN_WAKEUP", "BV_PEN_WAKEUP_BTN", "BV_PEN_DETECTION"};
-    std::vector<std::string> command = {"pen"};
-    std::vector<std::string> expected;
-    for (int i = 0; i < 100; ++i) {
-        command.emplace_back(names[i % 3]);
-        expected.push_back(eventLine("1.1", i % 3 + 1, names[i % 3], 0));
-    }
-    ctl(command);
-    awaitHandled();
-    EXPECT_EQ(linesOf(client->out()), expected);
 }
 
 TEST_F(EventsEndToEndTest, ABurstOfAllKindsLosesNothing) {
@@ -291,10 +185,10 @@ TEST_F(EventsEndToEndTest, TheJournalTellsAnOlderClientsMethod) {
 // calls waits with it. Events are still received, and are nobody's.
 TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
     startPhoneAndClient();
-    Program clearing({bin("bivistactl"), "call", "setLpwgCallback", "null"}, folder);
+    Process clearing({bin("bivistactl"), "call", "setLpwgCallback", "null"});
     awaitLog("destroy set");
     EXPECT_THAT(clearing.err(), HasSubstr("setLpwgCallback"));
-    Program next({bin("bivistactl"), "call", "getBV2Connect"}, folder);
+    Process next({bin("bivistactl"), "call", "getBV2Connect"});
     ctl({"gesture", "WAKEUP"});
     raise("SUBSYSTEM=QMX_BV2 last\\x00");
     awaitLog("uevent received SUBSYSTEM=QMX_BV2 last");
@@ -302,8 +196,8 @@ TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
     EXPECT_TRUE(next.isRunning());
     expectReplaced();
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    EXPECT_EQ(clearing.wait().status, 3);
-    EXPECT_EQ(next.wait().status, 3);
+    EXPECT_EQ(clearing.wait(), 3);
+    EXPECT_EQ(next.wait(), 3);
 }
 
 TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
@@ -317,7 +211,7 @@ TEST_F(EventsEndToEndTest, TheNextClientTakesOver) {
 
 TEST_F(EventsEndToEndTest, AClientThatDiedIsReportedAndReplaced) {
     startPhoneAndClient();
-    client->signal(SIGKILL);
+    client->kill(SIGKILL);
     client->wait();
     ctl({"gesture", "WAKEUP"});
     awaitHandled();
@@ -331,29 +225,29 @@ TEST_F(EventsEndToEndTest, AClientThatDiedIsReportedAndReplaced) {
 TEST_F(EventsEndToEndTest, TheNextClientOfTheSubDisplayTakesOver) {
     startPhone();
     const std::vector<std::string> command = {bin("bivistactl"), "watch", "sub"};
-    Program first(command, folder);
+    Process first(command);
     await([&] { return first.err().find("watching") != std::string::npos; });
-    Program next(command, folder);
-    const Outcome outcome = first.wait();
+    Process next(command);
+    const Outcome outcome = first.outcome();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("has let go of the callback for states of the sub display"));
     await([&] { return next.err().find("watching") != std::string::npos; });
-    next.signal(SIGINT);
-    EXPECT_EQ(next.wait().status, 0);
+    next.kill(SIGINT);
+    EXPECT_EQ(next.wait(), 0);
 }
 
 TEST_F(EventsEndToEndTest, AWatchedServiceThatIsKilledIsNotTakenForAnotherClient) {
     startPhoneAndClient();
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    EXPECT_EQ(client->wait().status, 3);
+    EXPECT_EQ(client->wait(), 3);
     EXPECT_THAT(client->err(), HasSubstr("the service died"));
 }
 
 // Ending a watch never clears the callback, which would stop the service.
 TEST_F(EventsEndToEndTest, TheServiceOutlivesItsClients) {
     startPhoneAndClient();
-    client->signal(SIGINT);
-    EXPECT_EQ(client->wait().status, 0);
+    client->kill(SIGINT);
+    EXPECT_EQ(client->wait(), 0);
     ctl({"pen", "SWITCH_AES_TO_2"});
     awaitHandled();
     EXPECT_THAT(awaitTold(3), ElementsAre("uevent", "AT%TCHNOTIFY=SWTICH_AES,2\\r", "aes_mode=2"));
@@ -364,11 +258,11 @@ TEST_F(EventsEndToEndTest, AServiceThatIsKilledInABurstStartsAgain) {
     startPhoneAndClient();
     std::vector<std::string> command = {bin("bivista-emulator"), "ctl", "pen"};
     command.insert(command.end(), 1000, "BV_PEN_WAKEUP");
-    Program burst(command, folder);
+    Process burst(command);
     await([this] { return linesOf(client->out()).size() >= 10; });
     ASSERT_EQ(kill(servicePid(), SIGKILL), 0);
-    EXPECT_EQ(phone->wait().status, 128 + SIGKILL);
-    EXPECT_EQ(client->wait().status, 3);
+    EXPECT_EQ(phone->wait(), 128 + SIGKILL);
+    EXPECT_EQ(client->wait(), 3);
     burst.wait();
     startPhoneAndClient();
     ctl({"gesture", "WAKEUP"});

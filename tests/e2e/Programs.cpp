@@ -9,8 +9,6 @@
 #include <sstream>
 #include <thread>
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
@@ -27,17 +25,6 @@ std::string makeFolder() {
     char path[] = "/tmp/bivista-e2e-XXXXXX";
     if (mkdtemp(path) == nullptr) std::abort();
     return path;
-}
-
-void redirect(const std::string& path, int fd) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (file < 0 || dup2(file, fd) < 0) _exit(126);
-    close(file);
-}
-
-std::string nextName(const std::string& folder) {
-    static int number = 0;
-    return folder + "/output" + std::to_string(number++);
 }
 
 }  // namespace
@@ -60,58 +47,6 @@ std::string JournalEntry::deed() const {
     return "";
 }
 
-Program::Program(const std::vector<std::string>& command, const std::string& folder)
-    : mOut(nextName(folder)), mErr(nextName(folder)) {
-    std::vector<char*> arguments;
-    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    mPid = fork();
-    if (mPid != 0) return;
-    redirect("/dev/null", STDIN_FILENO);
-    redirect(mOut, STDOUT_FILENO);
-    redirect(mErr, STDERR_FILENO);
-    execv(arguments[0], arguments.data());
-    _exit(127);
-}
-
-Program::~Program() {
-    if (!isRunning()) return;
-    signal(SIGTERM);
-    for (int i = 0; i < 100 && isRunning(); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    if (!isRunning()) return;
-    signal(SIGCONT);
-    signal(SIGKILL);
-    wait();
-}
-
-bool Program::isRunning() {
-    if (mPid < 0) return false;
-    int status = 0;
-    if (waitpid(mPid, &status, WNOHANG) == 0) return true;
-    mStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    mPid = -1;
-    return false;
-}
-
-std::string Program::out() const {
-    return readFile(mOut);
-}
-
-std::string Program::err() const {
-    return readFile(mErr);
-}
-
-void Program::signal(int number) const {
-    kill(mPid, number);
-}
-
-Outcome Program::wait() {
-    while (isRunning()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    return {mStatus, out(), err()};
-}
-
 ProgramsTest::ProgramsTest() : folder(makeFolder()) {
     setenv("HIDL_SOCKET_DIR", (folder + "/registry").c_str(), 1);
     std::filesystem::create_directory(folder + "/registry");
@@ -119,12 +54,16 @@ ProgramsTest::ProgramsTest() : folder(makeFolder()) {
 
 ProgramsTest::~ProgramsTest() {
     if (HasFailure() && phone != nullptr) std::fprintf(stderr, "%s\n", log().c_str());
-    phone = nullptr;
+    if (phone != nullptr) {
+        // It ends its program, which may write into the folder, before itself.
+        phone->kill(SIGTERM);
+        phone->wait();
+    }
     std::filesystem::remove_all(folder);
 }
 
 Outcome ProgramsTest::run(const std::vector<std::string>& command) const {
-    return Program(command, folder).wait();
+    return Process(command).outcome();
 }
 
 Outcome ProgramsTest::call(std::vector<std::string> arguments) const {
@@ -145,7 +84,7 @@ void ProgramsTest::startPhone(const std::vector<std::string>& options,
     command.insert(command.end(), options.begin(), options.end());
     command.push_back("--");
     command.insert(command.end(), program.begin(), program.end());
-    phone = std::make_unique<Program>(command, folder);
+    phone = std::make_unique<Process>(command);
     await([this] { return call({"getBV2Connect"}).status == 0; });
     if (std::find(options.begin(), options.end(), "--no-cover") == options.end()) awaitCover();
 }

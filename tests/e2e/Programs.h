@@ -7,15 +7,13 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
+
+#include "tests/support/Process.h"
 
 namespace e2e {
 
-struct Outcome {
-    int status = -1;  // exit status, or 128 + the signal that ended it
-    std::string out;
-    std::string err;
-};
+using support::Outcome;
+using support::Process;
 
 // An entry of the phone's journal; texts are spelt as there.
 struct JournalEntry {
@@ -27,30 +25,6 @@ struct JournalEntry {
     // What the phone did to its cover and kernel, in short: a command as it is, a write to a
     // control file as "bv2_pd=1 0". Empty for other entries.
     std::string deed() const;
-};
-
-// A program that was started and may still run. Ended, if need be by SIGKILL, with the object.
-class Program {
-  public:
-    // Output goes to files, which can be read while it runs.
-    Program(const std::vector<std::string>& command, const std::string& folder);
-    ~Program();
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    pid_t pid() const { return mPid; }
-    bool isRunning();
-    std::string out() const;
-    std::string err() const;
-    void signal(int number) const;
-    // Waits for its end.
-    Outcome wait();
-
-  private:
-    pid_t mPid = -1;
-    int mStatus = -1;
-    const std::string mOut;
-    const std::string mErr;
 };
 
 // Path of a program of this build.
@@ -93,7 +67,7 @@ class ProgramsTest : public testing::Test {
     void awaitLog(const std::string& text, size_t times = 1) const;
 
     const std::string folder;
-    std::unique_ptr<Program> phone;
+    std::unique_ptr<Process> phone;
 };
 
 size_t count(const std::string& text, const std::string& part);

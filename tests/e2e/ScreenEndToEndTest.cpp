@@ -11,7 +11,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 class ScreenEndToEndTest : public ProgramsTest {
   protected:
@@ -81,19 +80,6 @@ TEST_F(ScreenEndToEndTest, GoesOnAndOff) {
                 ElementsAre("AT%BV=1\\r", "bv2_pd=1 0", "AT%BV=0\\r", "bv2_pd=0 1"));
 }
 
-TEST_F(ScreenEndToEndTest, KeepsUsbAwakeWhileItIsOn) {
-    startScreen();
-    expectDone({"power", "on"});
-    expectDone({"brightness", "128"});
-    awaitEvent("AT%DB=128\\r");
-    expectDone({"power", "off"});
-    awaitEvent("bv2_pd=0 0");
-    const std::vector<std::string> all = events({"bv2_pd=", "AT%", "control="});
-    const std::vector<std::string> on(std::find(all.begin(), all.end(), "bv2_pd=1 0"), all.end());
-    EXPECT_THAT(on, ElementsAre("bv2_pd=1 0", "control=on", "AT%DB=128\\r", "AT%BV=0\\r",
-                                "control=auto", "bv2_pd=0 0"));
-}
-
 TEST_F(ScreenEndToEndTest, IsDimmedAndTinted) {
     startScreen();
     expectDone({"power", "on"});
@@ -108,52 +94,10 @@ TEST_F(ScreenEndToEndTest, IsDimmedAndTinted) {
                 ElementsAre("AT%SMODE=1\\r", "AT%PRGB=1,20,30,40\\r", "AT%SHS=3,2,1\\r"));
 }
 
-TEST_F(ScreenEndToEndTest, GetsItsColoursBackWithACoverPutOnAgain) {
-    startScreen();
-    expectDone({"colour", "mode", "MODE_2"});
-    EXPECT_THAT(events({"AT%SMODE"}), IsEmpty()) << "the screen is off";
-    expectDone({"power", "on"});
-    EXPECT_THAT(events({"AT%SMODE"}), ElementsAre("AT%SMODE=2\\r"));
-    ctl({"detach"});
-    awaitNoCover();
-    expectFailed({"power", "on"}, "not attached");
-    const size_t attached = countReceived("AT%LOGSAVE=3\\r") + 1;
-    ctl({"attach"});
-    awaitAttached(attached);
-    expectDone({"power", "on"});
-    EXPECT_THAT(events({"AT%SMODE"}), ElementsAre("AT%SMODE=2\\r", "AT%SMODE=2\\r"));
-}
-
 TEST_F(ScreenEndToEndTest, ThatIsAbsentCannotGoOn) {
     startPhone({"--no-cover"});
     expectFailed({"power", "on"}, "not attached");
     expectFailed({"cutout"}, "not attached");
-}
-
-TEST_F(ScreenEndToEndTest, ThatDoesNotComeUpIsAFailure) {
-    startScreen();
-    ctl({"fault", R"(on AT%HPD answer "\r\nOff\r\nOK\r\n")"});
-    expectFailed({"power", "on"}, "did not come up");
-    EXPECT_EQ(countReceived("AT%HPD\\r"), 10u);
-    EXPECT_THAT(events({"bv2_pd="}), IsEmpty());
-}
-
-TEST_F(ScreenEndToEndTest, ThatIsOffKeepsAnOffset) {
-    startScreen();
-    expectFailed({"offset", "-20"}, "screen is off");
-    expectDone({"power", "on"});
-    expectDone({"brightness", "255"});
-    awaitEvent("AT%DB=215\\r");
-}
-
-TEST_F(ScreenEndToEndTest, TellsItsCutoutAlsoWhenTheCoverIsGone) {
-    startScreen();
-    const Outcome attached = type({"cutout"});
-    EXPECT_EQ(attached.status, 0);
-    EXPECT_EQ(attached.out, "M 0,0 H -36 V 60 H 36 V 0 H 0 Z\n");
-    ctl({"detach"});
-    awaitNoCover();
-    EXPECT_EQ(type({"cutout"}).out, attached.out);
 }
 
 }  // namespace

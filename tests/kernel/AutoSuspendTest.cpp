@@ -9,15 +9,8 @@ namespace {
 
 using testing::ElementsAre;
 
-class AutoSuspendTest : public ServiceTest {
+class AutoSuspendTest : public AttachedTest {
   protected:
-    void SetUp() override {
-        start();
-        attach();
-        EXPECT_EQ(send("AT\r").value, 0);
-        from = journal.next();
-        log.clear();
-    }
     // What votes said; the threads of the attach may say something still.
     std::vector<support::LogLine> lines() const {
         std::vector<support::LogLine> found;
@@ -28,7 +21,6 @@ class AutoSuspendTest : public ServiceTest {
     }
     int vote() { return service->usbAutoSuspend(false, true); }
     int withdraw() { return service->usbAutoSuspend(true, true); }
-    uint64_t from = 0;
 };
 
 TEST_F(AutoSuspendTest, WritesOnlyWhenTheCountCrossesZero) {

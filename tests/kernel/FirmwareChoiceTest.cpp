@@ -2,8 +2,8 @@
 #include "kernel/firmware/FirmwareChoice.h"
 
 #include <ostream>
+#include <sstream>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -12,20 +12,32 @@ namespace {
 
 using Verdict = FirmwareChoice::Verdict;
 
-constexpr Verdict N = Verdict::kNoImage;
-constexpr Verdict L = Verdict::kTooLong;
-constexpr Verdict M = Verdict::kMismatch;
-constexpr Verdict F = Verdict::kFirst;
-constexpr Verdict U = Verdict::kNewer;
-constexpr Verdict O = Verdict::kNotNewer;
+char letterOf(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::kNoImage:
+            return 'N';
+        case Verdict::kTooLong:
+            return 'L';
+        case Verdict::kMismatch:
+            return 'M';
+        case Verdict::kFirst:
+            return 'F';
+        case Verdict::kNewer:
+            return 'U';
+        case Verdict::kNotNewer:
+            return 'O';
+    }
+    return '?';
+}
 
 struct Folder {
     const char* what;
     std::string version;
-    std::vector<std::string> names;
-    std::vector<Verdict> verdicts;
+    std::string names;  // with "/" between them
+    // Of the names: N no image, L too long, M of another line, F first, U newer, O not newer.
+    std::string verdicts;
     std::string selected;
-    std::string lastMismatch;
+    std::string lastMismatch = "";
 };
 
 void PrintTo(const Folder& folder, std::ostream* out) {
@@ -39,8 +51,11 @@ TEST_P(FirmwareChoiceTest, SelectsTheImageOfTheCoversLine) {
     char selected[FirmwareChoice::kCapacity] = {};
     FirmwareChoice choice(given.version.c_str(), selected);
 
-    std::vector<Verdict> verdicts;
-    for (const std::string& name : given.names) verdicts.push_back(choice.take(name.c_str()));
+    std::string verdicts;
+    std::istringstream names(given.names);
+    for (std::string name; std::getline(names, name, '/');) {
+        verdicts += letterOf(choice.take(name.c_str()));
+    }
 
     EXPECT_EQ(verdicts, given.verdicts);
     EXPECT_STREQ(selected, given.selected.c_str());
@@ -53,132 +68,51 @@ const std::string kLongest(1019, 'x');
 INSTANTIATE_TEST_SUITE_P(
         Folders, FirmwareChoiceTest,
         testing::Values(
-                Folder{"an empty folder", "AB-1_x", {}, {}, "", ""},
-                Folder{"files that are no images",
-                       "AB-1_x",
-                       {".", "..", "AB-2_x", "AB-2_x.dfu.bak", "AB-2_x.DFU", "AB-2_x.dfu ", "dfu"},
-                       {N, N, N, N, N, N, N},
-                       "",
-                       ""},
-                Folder{"the last extension counts",
-                       "AB-1_x",
-                       {"AB-2_x.bak.dfu"},
-                       {F},
-                       "AB-2_x.bak.dfu",
-                       ""},
-                Folder{"the newest, seen last",
-                       "AB-1_x",
-                       {"AB-2_x.dfu", "AB-3_x.dfu"},
-                       {F, U},
-                       "AB-3_x.dfu",
-                       ""},
-                Folder{"the newest, seen first",
-                       "AB-1_x",
-                       {"AB-3_x.dfu", "AB-2_x.dfu"},
-                       {F, O},
-                       "AB-3_x.dfu",
-                       ""},
-                Folder{"the same key twice: the first stays",
-                       "AB-1_x",
-                       {"AB-2_x.dfu", "AB-2_y.dfu"},
-                       {F, O},
-                       "AB-2_x.dfu",
-                       ""},
-                Folder{"keys are bytes, not numbers",
-                       "AB-1_x",
-                       {"AB-9_x.dfu", "AB-10_x.dfu"},
-                       {F, O},
-                       "AB-9_x.dfu",
-                       ""},
+                Folder{"an empty folder", "AB-1_x", "", "", ""},
+                Folder{"files that are no images", "AB-1_x",
+                       "./../AB-2_x/AB-2_x.dfu.bak/AB-2_x.DFU/AB-2_x.dfu /dfu", "NNNNNNN", ""},
+                Folder{"the last extension counts", "AB-1_x", "AB-2_x.bak.dfu", "F",
+                       "AB-2_x.bak.dfu"},
+                Folder{"the newest, seen last", "AB-1_x", "AB-2_x.dfu/AB-3_x.dfu", "FU",
+                       "AB-3_x.dfu"},
+                Folder{"the newest, seen first", "AB-1_x", "AB-3_x.dfu/AB-2_x.dfu", "FO",
+                       "AB-3_x.dfu"},
+                Folder{"the same key twice: the first stays", "AB-1_x", "AB-2_x.dfu/AB-2_y.dfu",
+                       "FO", "AB-2_x.dfu"},
+                Folder{"keys are bytes, not numbers", "AB-1_x", "AB-9_x.dfu/AB-10_x.dfu", "FO",
+                       "AB-9_x.dfu"},
                 // Meant: the candidate's length counts.
-                Folder{"a key that the selected one begins with is not newer",
-                       "AB-1_x",
-                       {"AB-25_x.dfu", "AB-2_x.dfu"},
-                       {F, O},
-                       "AB-25_x.dfu",
-                       ""},
-                Folder{"a key that begins with the selected one is newer",
-                       "AB-1_x",
-                       {"AB-2_x.dfu", "AB-25_x.dfu"},
-                       {F, U},
-                       "AB-25_x.dfu",
-                       ""},
+                Folder{"a key that the selected one begins with is not newer", "AB-1_x",
+                       "AB-25_x.dfu/AB-2_x.dfu", "FO", "AB-25_x.dfu"},
+                Folder{"a key that begins with the selected one is newer", "AB-1_x",
+                       "AB-2_x.dfu/AB-25_x.dfu", "FU", "AB-25_x.dfu"},
                 // Meant: a shorter name keeps the longer one's tail.
-                Folder{"a shorter name over a longer one",
-                       "AB-1_x",
-                       {"AB-2_20210312.dfu", "AB-3_x.dfu"},
-                       {F, U},
-                       "AB-3_x.dfu312.dfu",
-                       ""},
+                Folder{"a shorter name over a longer one", "AB-1_x", "AB-2_20210312.dfu/AB-3_x.dfu",
+                       "FU", "AB-3_x.dfu312.dfu"},
                 // The key of the name counts, not that of the mixture.
-                Folder{"after a shorter name without a \"_\"",
-                       "AB-1_x",
-                       {"AB-2_20210312.dfu", "AB-3.dfu", "AB-3.e_x.dfu"},
-                       {F, U, U},
-                       "AB-3.e_x.dfu2.dfu",
-                       ""},
-                Folder{"images of other lines alone",
-                       "AB-1_x",
-                       {"AC-2_x.dfu", "A-2_x.dfu"},
-                       {M, M},
-                       "",
+                Folder{"after a shorter name without a \"_\"", "AB-1_x",
+                       "AB-2_20210312.dfu/AB-3.dfu/AB-3.e_x.dfu", "FUU", "AB-3.e_x.dfu2.dfu"},
+                Folder{"images of other lines alone", "AB-1_x", "AC-2_x.dfu/A-2_x.dfu", "MM", "",
                        "A-2_x.dfu"},
-                Folder{"the line is compared whole",
-                       "AB-1_x",
-                       {"ABC-2_x.dfu", "ab-2_x.dfu", "AB_2-x.dfu", "AB.dfu"},
-                       {M, M, M, M},
-                       "",
-                       "AB.dfu"},
-                Folder{"images of other lines beside the cover's",
-                       "AB-1_x",
-                       {"AC-9_x.dfu", "AB-2_x.dfu", "AD-9_x.dfu"},
-                       {M, F, M},
-                       "AB-2_x.dfu",
-                       "AD-9_x.dfu"},
-                Folder{"an image of the cover's line that is older",
-                       "AB-5_x",
-                       {"AB-2_x.dfu"},
-                       {F},
-                       "AB-2_x.dfu",
-                       ""},
-                Folder{"a version without a \"-\" is a line",
-                       "AB",
-                       {"AB-2_x.dfu", "AB.dfu"},
-                       {F, M},
-                       "AB-2_x.dfu",
-                       "AB.dfu"},
-                Folder{"a version that is an image's name",
-                       "AB.dfu",
-                       {"AB.dfu"},
-                       {F},
-                       "AB.dfu",
-                       ""},
-                Folder{"an empty line on both sides",
-                       "-1_x",
-                       {"-2_x.dfu", ".dfu"},
-                       {F, M},
-                       "-2_x.dfu",
-                       ".dfu"},
-                Folder{"an empty version",
-                       "",
-                       {"AB-2_x.dfu", "-2.dfu"},
-                       {M, F},
-                       "-2.dfu",
+                Folder{"the line is compared whole", "AB-1_x",
+                       "ABC-2_x.dfu/ab-2_x.dfu/AB_2-x.dfu/AB.dfu", "MMMM", "", "AB.dfu"},
+                Folder{"images of other lines beside the cover's", "AB-1_x",
+                       "AC-9_x.dfu/AB-2_x.dfu/AD-9_x.dfu", "MFM", "AB-2_x.dfu", "AD-9_x.dfu"},
+                Folder{"an image of the cover's line that is older", "AB-5_x", "AB-2_x.dfu", "F",
                        "AB-2_x.dfu"},
-                Folder{"a name that just fits",
-                       kLongest,
-                       {kLongest + ".dfu"},
-                       {M},
-                       "",
+                Folder{"a version without a \"-\" is a line", "AB", "AB-2_x.dfu/AB.dfu", "FM",
+                       "AB-2_x.dfu", "AB.dfu"},
+                Folder{"a version that is an image's name", "AB.dfu", "AB.dfu", "F", "AB.dfu"},
+                Folder{"an empty line on both sides", "-1_x", "-2_x.dfu/.dfu", "FM", "-2_x.dfu",
+                       ".dfu"},
+                Folder{"an empty version", "", "AB-2_x.dfu/-2.dfu", "MF", "-2.dfu", "AB-2_x.dfu"},
+                Folder{"a name that just fits", kLongest, kLongest + ".dfu", "M", "",
                        kLongest + ".dfu"},
-                Folder{"a selected name that just fits",
-                       "x-1",
-                       {"x-" + std::string(1017, 'y') + ".dfu"},
-                       {F},
-                       "x-" + std::string(1017, 'y') + ".dfu",
-                       ""},
-                Folder{"a name that does not fit", "x-1", {kLongest + "x.dfu"}, {L}, "", ""},
-                Folder{"a long name that is no image", "x-1", {kLongest + "xxx"}, {N}, "", ""}));
+                Folder{"a selected name that just fits", "x-1",
+                       "x-" + std::string(1017, 'y') + ".dfu", "F",
+                       "x-" + std::string(1017, 'y') + ".dfu"},
+                Folder{"a name that does not fit", "x-1", kLongest + "x.dfu", "L", ""},
+                Folder{"a long name that is no image", "x-1", kLongest + "xxx", "N", ""}));
 
 struct Keys {
     const char* what;

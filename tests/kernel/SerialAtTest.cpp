@@ -21,17 +21,8 @@ using phone::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class SerialAtTest : public ServiceTest {
+class SerialAtTest : public AttachedTest {
   protected:
-    void SetUp() override {
-        start();
-        attach();
-        // The exchanges of the attach are over when their vote is withdrawn; from here on all
-        // entries are the test's own, and all lines of exchanges.
-        EXPECT_EQ(send("AT\r").value, 0);
-        from = journal.next();
-        log.clear();
-    }
     // The first that an exchange said.
     support::LogLine firstLine() const {
         const size_t next = log.waitForPrefix("serialAtCmd: ");
@@ -44,7 +35,6 @@ class SerialAtTest : public ServiceTest {
         size_t at = 0;
         while (lines-- > 0) at = log.waitForPrefix("serialAtCmd: rd: [", at);
     }
-    uint64_t from = 0;
 };
 
 TEST_F(SerialAtTest, StoresTheAnswerWithNulForItsLastNewline) {

@@ -143,4 +143,13 @@ std::vector<std::string> ServiceTest::commands(uint64_t from) const {
     return journal.list(Kind::TtyRx, from);
 }
 
+void AttachedTest::SetUp() {
+    start();
+    attach();
+    // The exchanges of the attach are over when their vote is withdrawn.
+    EXPECT_EQ(send("AT\r").value, 0);
+    from = journal.next();
+    log.clear();
+}
+
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

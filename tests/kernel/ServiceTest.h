@@ -72,4 +72,12 @@ class ServiceTest : public support::PhoneTest {
     sp<Bivista> service;
 };
 
+// With a cover, whose attach is over to the last line and vote: what follows is the test's own.
+class AttachedTest : public ServiceTest {
+  protected:
+    void SetUp() override;
+    // Of the journal, behind the attach.
+    uint64_t from = 0;
+};
+
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -1,4 +1,4 @@
-// An AT exchange with an answer of three lines makes fifteen system calls, none of them in vain.
+// The system calls of what the service does most, none of them in vain.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,8 +8,9 @@ namespace {
 
 using testing::ElementsAre;
 
+// Its answer has three lines.
 TEST(SystemCalls, OfAnExchangeAreFifteen) {
-    EXPECT_THAT(support::traceCalls(EXCHANGE_PROGRAM),
+    EXPECT_THAT(support::traceCalls({TRACED_PROGRAM, "exchange"}),
                 ElementsAre("openat",                      // the port
                             "openat", "write", "close",    // keep USB awake
                             "write",                       // the command
@@ -18,6 +19,12 @@ TEST(SystemCalls, OfAnExchangeAreFifteen) {
                             "poll", "read",                // OK
                             "close",                       // the port
                             "openat", "write", "close"));  // let USB sleep
+}
+
+TEST(SystemCalls, OfAFrameAreEight) {
+    EXPECT_THAT(support::traceCalls({TRACED_PROGRAM, "frame"}),
+                ElementsAre("openat", "write", "write", "write", "close",  // 8192 bytes
+                            "openat", "write", "close"));                  // the end
 }
 
 }  // namespace

@@ -23,9 +23,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using program::Child;
 using program::kEmulator;
 using program::ProgramTest;
+using support::Outcome;
+using support::Process;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -184,12 +185,12 @@ TEST_F(CtlTest, SaysWhatIsRefusedInOneLine) {
 }
 
 TEST_F(CtlTest, SaysThatItHasTooFewDescriptors) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
     // Those that the test was started with would count as well.
-    Child child({"/bin/sh", "-c",
-                 "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 4; exec " + kEmulator +
-                         " ctl show"});
+    Process child({"/bin/sh", "-c",
+                   "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 4; exec " + kEmulator +
+                           " ctl show"});
     EXPECT_EQ(child.wait(), 4);
     EXPECT_EQ(child.err(),
               "bivista-emulator: this program failed: no socket: Too many open files\n");
@@ -310,7 +311,7 @@ std::string crcOf(const std::string& bytes) {
 }
 
 TEST_F(CtlTest, JournalOnATerminalShowsManyBytesAsLengthAndDigest) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
     // Spelt, the bytes are longer; their own number counts.
     const std::string most = std::string(255, '\xfe') + "\n";
@@ -320,7 +321,7 @@ TEST_F(CtlTest, JournalOnATerminalShowsManyBytesAsLengthAndDigest) {
     }
     Terminal terminal;
     const auto shown = [&](const std::string& options) {
-        Child child(
+        Process child(
                 {"/bin/sh", "-c", kEmulator + " ctl journal " + options + " > " + terminal.path()});
         std::string text = terminal.readUntil(R"("path":"/sys/x")");
         text = terminal.readUntil("\n") + terminal.readUntil("\n");

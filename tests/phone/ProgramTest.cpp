@@ -21,13 +21,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using program::Child;
 using program::kEmulator;
 using program::ProgramTest;
+using support::Outcome;
+using support::Process;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr uid_t kNobody = 65534;
+// Before a program that root's rights would help.
+void becomeNobody() {
+    constexpr uid_t kNobody = 65534;
+    if (geteuid() != 0) return;
+    if (setresgid(kNobody, kNobody, kNobody) != 0 || setresuid(kNobody, kNobody, kNobody) != 0) {
+        _exit(99);
+    }
+}
 
 TEST_F(ProgramTest, GivesTheExitStatusOfTheProgram) {
     EXPECT_EQ(runShell("exit 0").status, 0);
@@ -79,8 +87,9 @@ TEST_F(ProgramTest, RedirectionsOfAShellAreRecorded) {
 }
 
 TEST_F(ProgramTest, SignalsReachTheProgram) {
-    Child child(emulator({"run", "--", "/bin/sh", "-c",
-                          "trap 'echo got; exit 5' TERM; echo up; while :; do sleep 0.01; done"}));
+    Process child(
+            emulator({"run", "--", "/bin/sh", "-c",
+                      "trap 'echo got; exit 5' TERM; echo up; while :; do sleep 0.01; done"}));
     child.waitFor("up\n");
     kill(child.pid(), SIGTERM);
     EXPECT_EQ(child.wait(), 5);
@@ -91,7 +100,7 @@ TEST_F(ProgramTest, SignalsReachTheProgram) {
 TEST_F(ProgramTest, SignalsReachAProgramAlsoWhereTheEmulatorWasStartedWithThemIgnored) {
     for (const int number : {SIGINT, SIGTERM}) {
         signal(number, SIG_IGN);
-        Child child(emulator({"run", "--", "/bin/sh", "-c", "echo up; exec sleep 1000"}));
+        Process child(emulator({"run", "--", "/bin/sh", "-c", "echo up; exec sleep 1000"}));
         signal(number, SIG_DFL);
         child.waitFor("up\n");
         kill(child.pid(), number);
@@ -118,7 +127,7 @@ TEST_F(ProgramTest, WhatTheProgramLeavesBehindEndsWithThePhone) {
 }
 
 TEST_F(ProgramTest, ProgramEndsWithTheEmulator) {
-    Child child(stayingUp());
+    Process child(stayingUp());
     child.waitFor("up\n");
     kill(child.pid(), SIGKILL);
     // Its standard output is ours: wait() returns when nobody holds it any more.
@@ -155,7 +164,7 @@ class GrandchildTest : public ProgramTest {
     }
 
     const std::string mFile = mFolder + "/grandchild";
-    std::optional<Child> mPhone;
+    std::optional<Process> mPhone;
     pid_t mGrandchild = 0;
 };
 
@@ -205,25 +214,25 @@ TEST_F(ProgramTest, JournalThatCannotBeWrittenIsReported) {
 }
 
 TEST_F(ProgramTest, ProgramMayHaveTheDescriptorsThatThePanelTakes) {
-    Child child({"/bin/sh", "-c",
-                 "ulimit -Sn 100; exec " + kEmulator +
-                         " run -- /bin/sh -c 'ulimit -Sn; exec 3<>/dev/hidraw0 && echo open'"});
+    Process child({"/bin/sh", "-c",
+                   "ulimit -Sn 100; exec " + kEmulator +
+                           " run -- /bin/sh -c 'ulimit -Sn; exec 3<>/dev/hidraw0 && echo open'"});
     EXPECT_EQ(child.wait(), 0);
     EXPECT_EQ(child.out(), "1024\nopen\n");
 }
 
 TEST_F(ProgramTest, ProgramKeepsALimitThatIsHighEnough) {
-    Child child({"/bin/sh", "-c",
-                 "ulimit -Sn 1500; exec " + kEmulator + " run -- /bin/sh -c 'ulimit -Sn'"});
+    Process child({"/bin/sh", "-c",
+                   "ulimit -Sn 1500; exec " + kEmulator + " run -- /bin/sh -c 'ulimit -Sn'"});
     EXPECT_EQ(child.wait(), 0);
     EXPECT_EQ(child.out(), "1500\n");
 }
 
 TEST_F(ProgramTest, TooFewDescriptorsAreReportedWithWhatToDo) {
-    Child child(
+    Process child(
             {"/bin/sh", "-c",
              "ulimit -n 1000; exec " + copyForEverybody() + " run -- /bin/sh -c 'echo started'"},
-            geteuid() == 0 ? kNobody : 0);
+            {.before = becomeNobody});
     EXPECT_EQ(child.wait(), 125);
     EXPECT_EQ(child.out(), "");
     EXPECT_EQ(child.err(),
@@ -342,7 +351,7 @@ TEST_F(ProgramTest, CtlWithoutAnEmulatorSaysHowToStartOne) {
 }
 
 TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
     const auto ctl = [](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "ctl");
@@ -393,7 +402,7 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     const std::string listener =
             "exec 3<>/dev/ttyACM0; printf 'ATE0\\r' >&3; head -n 2 <&3 >/dev/null; "
             "printf 'AT%%LOGSAVE=0\\r' >&3; head -n 2 <&3; read line || exit 0";
-    Child phone(emulator({"run", "--", "/bin/sh", "-c", listener}));
+    Process phone(emulator({"run", "--", "/bin/sh", "-c", listener}));
     phone.waitFor("OK");
     const auto ctl = [](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "ctl");
@@ -431,7 +440,7 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
 }
 
 TEST_F(ProgramTest, CtlRaisesKernelEventsInTheirOrder) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
     const auto ctl = [](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "ctl");
@@ -467,7 +476,7 @@ TEST_F(ProgramTest, HelpListsTheEvents) {
 }
 
 TEST_F(ProgramTest, CtlUpgradesTheCover) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
     const auto ctl = [](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "ctl");
@@ -619,33 +628,33 @@ TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {
 }
 
 TEST_F(ProgramTest, FollowedJournalEndsWithTheEmulator) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
-    Child follower(emulator({"ctl", "journal", "--follow"}));
+    Process follower(emulator({"ctl", "journal", "--follow"}));
     follower.waitFor("\"kind\":\"attach\"");
     EXPECT_EQ(phone.wait(), 0);
     EXPECT_EQ(follower.wait(), 3);
 }
 
 TEST_F(ProgramTest, ManyFollowersKeepNobodyOut) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
-    std::vector<std::unique_ptr<Child>> followers;
+    std::vector<std::unique_ptr<Process>> followers;
     for (int i = 0; i < 20; ++i) {
-        followers.push_back(std::make_unique<Child>(emulator({"ctl", "journal", "--follow"})));
+        followers.push_back(std::make_unique<Process>(emulator({"ctl", "journal", "--follow"})));
         followers.back()->waitFor("\"kind\":\"attach\"");
     }
     EXPECT_THAT(invoke({"ctl", "show"}).out, StartsWith("attached: true\n"));
     EXPECT_EQ(invoke({"ctl", "property", "seen", "yes"}).status, 0);
-    for (const std::unique_ptr<Child>& follower : followers) {
+    for (const std::unique_ptr<Process>& follower : followers) {
         follower->waitFor(R"("path":"seen","bytes":"yes"})");
     }
     EXPECT_EQ(phone.wait(), 0);
-    for (const std::unique_ptr<Child>& follower : followers) EXPECT_EQ(follower->wait(), 3);
+    for (const std::unique_ptr<Process>& follower : followers) EXPECT_EQ(follower->wait(), 3);
 }
 
 TEST_F(ProgramTest, OneEmulatorToASocketFolder) {
-    Child phone(stayingUp());
+    Process phone(stayingUp());
     phone.waitFor("up\n");
     const Outcome second = runShell("exit 0");
     EXPECT_EQ(second.status, 125);
@@ -656,7 +665,7 @@ TEST_F(ProgramTest, OneEmulatorToASocketFolder) {
 
 TEST_F(ProgramTest, SocketOfAnEmulatorThatDiedIsReplaced) {
     {
-        Child phone(stayingUp());
+        Process phone(stayingUp());
         phone.waitFor("up\n");
         kill(phone.pid(), SIGKILL);
         phone.wait();
@@ -678,7 +687,7 @@ TEST_F(ProgramTest, OrdinaryUserNeedsNoRights) {
     const std::string script =
             "printf on > /sys/class/tty/ttyACM0/device/../power/control; "
             "cat /sys/class/tty/ttyACM0/device/../power/control; exit 7";
-    Child child({copy, "run", "--", "/bin/sh", "-c", script}, geteuid() == 0 ? kNobody : 0);
+    Process child({copy, "run", "--", "/bin/sh", "-c", script}, {.before = becomeNobody});
     const int status = child.wait();
     EXPECT_EQ(status, 7) << child.err();
     EXPECT_EQ(child.out(), "on");

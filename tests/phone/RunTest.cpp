@@ -16,9 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using program::Child;
 using program::kEmulator;
 using program::ProgramTest;
+using support::Outcome;
+using support::Process;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -49,17 +50,17 @@ class RunTest : public ProgramTest {
 TEST_F(RunTest, RunsTheServiceThatLiesBesideIt) {
     const std::string copy = givenCopy();
     givenService("/usr/libexec/bivista", "echo installed $#; exit 3");
-    Child installed({copy, "run"});
+    Process installed({copy, "run"});
     EXPECT_EQ(installed.wait(), 3) << installed.err();
     EXPECT_EQ(installed.out(), "installed 0\n");
     givenService("/usr/bin", "echo built $#; exit 4");
-    Child built({copy, "run", "--no-cover"});
+    Process built({copy, "run", "--no-cover"});
     EXPECT_EQ(built.wait(), 4) << built.err();
     EXPECT_EQ(built.out(), "built 0\n");
 }
 
 TEST_F(RunTest, SaysThatNoServiceLiesBesideIt) {
-    Child child({givenCopy(), "run"});
+    Process child({givenCopy(), "run"});
     EXPECT_EQ(child.wait(), 127);
     EXPECT_EQ(child.err(),
               "bivista-emulator: no vendor.qmx.hardware.bivista@1.1-service lies beside this "
@@ -69,8 +70,8 @@ TEST_F(RunTest, SaysThatNoServiceLiesBesideIt) {
 TEST_F(RunTest, WaitsForAReaderOfAFifoAndCanBeInterrupted) {
     const std::string fifo = givenFifo();
     // Standard error into our pipe, to see when it waits.
-    Child waiting({"/bin/sh", "-c",
-                   "exec " + kEmulator + " run --journal " + fifo + " -- /bin/true 2>&1"});
+    Process waiting({"/bin/sh", "-c",
+                     "exec " + kEmulator + " run --journal " + fifo + " -- /bin/true 2>&1"});
     const std::string line =
             "bivista-emulator: waits until somebody reads the FIFO " + fifo + ", the journal's\n";
     waiting.waitFor(line);
@@ -82,7 +83,7 @@ TEST_F(RunTest, WaitsForAReaderOfAFifoAndCanBeInterrupted) {
 
 TEST_F(RunTest, WritesTheWholeJournalIntoAFifo) {
     const std::string fifo = givenFifo();
-    Child reader({"/bin/sh", "-c", "exec cat " + fifo + " > " + mFolder + "/read"});
+    Process reader({"/bin/sh", "-c", "exec cat " + fifo + " > " + mFolder + "/read"});
     const Outcome outcome = invoke({"run", "--journal", fifo, "--", "/bin/sh", "-c",
                                     "for i in $(seq 1000); do echo > /sys/power/wake_lock; done; " +
                                             kEmulator + " ctl journal > " + mFolder + "/journal"});
@@ -97,7 +98,7 @@ TEST_F(RunTest, WritesTheWholeJournalIntoAFifo) {
 // More than a FIFO holds, and nobody takes it: the program ends all the same.
 TEST_F(RunTest, DoesNotWaitForASlowReaderOfAFifo) {
     const std::string fifo = givenFifo();
-    Child phone(
+    Process phone(
             emulator({"run", "--journal", fifo, "--", "/bin/sh", "-c",
                       "for i in $(seq 1000); do echo > /sys/power/wake_lock; done; echo done"}));
     const int reader = open(fifo.c_str(), O_RDONLY | O_CLOEXEC);
@@ -110,8 +111,8 @@ TEST_F(RunTest, DoesNotWaitForASlowReaderOfAFifo) {
 
 TEST_F(RunTest, SaysThatTheReaderOfAFifoHasGone) {
     const std::string fifo = givenFifo();
-    Child phone(emulator({"run", "--journal", fifo, "--", "/bin/sh", "-c",
-                          "exec 2>&1; echo up; read line; exit 0"}));
+    Process phone(emulator({"run", "--journal", fifo, "--", "/bin/sh", "-c",
+                            "exec 2>&1; echo up; read line; exit 0"}));
     const int reader = open(fifo.c_str(), O_RDONLY | O_CLOEXEC);
     phone.waitFor("up\n");
     close(reader);
@@ -144,18 +145,18 @@ TEST_F(RunTest, JournalMayGoIntoASpecialFileOfTheHostsDev) {
 TEST_F(RunTest, SaysThatTheJournalsDiskIsFull) {
     const std::string disk = mFolder + "/disk";
     const std::string journal = disk + "/journal";
-    Child child({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
-                 "mkdir " + disk + "; mount -t tmpfs -o size=4k none " + disk + "; " + kEmulator +
-                         " run --journal " + journal +
-                         " -- /bin/sh -c 'for i in $(seq 100); do echo > /sys/power/wake_lock; "
-                         "done; exit 3'"});
+    Process child({"/usr/bin/unshare", "-m", "/bin/sh", "-c",
+                   "mkdir " + disk + "; mount -t tmpfs -o size=4k none " + disk + "; " + kEmulator +
+                           " run --journal " + journal +
+                           " -- /bin/sh -c 'for i in $(seq 100); do echo > /sys/power/wake_lock; "
+                           "done; exit 3'"});
     EXPECT_EQ(child.wait(), 3);
     EXPECT_EQ(child.err(), "bivista-emulator: the journal " + journal +
                                    " is not whole: No space left on device\n");
 }
 
 TEST_F(RunTest, SaysThatNoThreadCanBeMade) {
-    Child child({WITHOUT_THREADS, kEmulator, "run", "--", "/bin/true"});
+    Process child({WITHOUT_THREADS, kEmulator, "run", "--", "/bin/true"});
     EXPECT_EQ(child.wait(), 125);
     EXPECT_EQ(child.err(),
               "bivista-emulator: more memory, threads or descriptors are needed, see \"ulimit "
@@ -170,7 +171,7 @@ TEST_F(RunTest, EndsWithADocumentedStatusWhateverIsScarce) {
         limits.push_back("-v " + std::to_string(size) + "000");
     }
     for (const std::string& limit : limits) {
-        Child child(
+        Process child(
                 {"/bin/sh", "-c", "ulimit " + limit + "; exec " + kEmulator + " run -- /bin/true"});
         const int status = child.wait();
         EXPECT_THAT(status, testing::AnyOf(0, 125, 127)) << limit;

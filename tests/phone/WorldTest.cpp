@@ -10,15 +10,15 @@
 #include <iterator>
 #include <set>
 
-#include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/support/Process.h"
 
 namespace {
 
@@ -26,10 +26,7 @@ namespace fs = std::filesystem;
 
 using testing::HasSubstr;
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-};
+using support::Outcome;
 
 // Lets the system calls that make namespaces fail with `error`, in this process.
 void forbidNamespaces(uint32_t error) {
@@ -50,27 +47,11 @@ void forbidNamespaces(uint32_t error) {
 // Runs a script in a world within `depth` - 1 others; namespaces fail with `error`, if not 0.
 Outcome probe(const char* script, const char* depth = "1", uint32_t error = 0,
               const char* folder = "/") {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return {};
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(ends[1], STDOUT_FILENO);
+    const auto before = [=] {
         if (chdir(folder) != 0) _exit(126);
         if (error != 0) forbidNamespaces(error);
-        execl(WORLD_PROBE, WORLD_PROBE, depth, script, nullptr);
-        _exit(126);
-    }
-    close(ends[1]);
-    Outcome outcome;
-    char buffer[4096];
-    for (ssize_t count; (count = read(ends[0], buffer, sizeof(buffer))) > 0;) {
-        outcome.out.append(buffer, static_cast<size_t>(count));
-    }
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
+    };
+    return support::Process({WORLD_PROBE, depth, script}, {.before = before}).outcome();
 }
 
 TEST(WorldTest, HasItsOwnDevices) {

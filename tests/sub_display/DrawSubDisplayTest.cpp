@@ -16,9 +16,9 @@ class DrawSubDisplayTest : public SubDisplayTest {
     // A panel that did not come on: frames may be drawn, and nobody sends them.
     void attachWithoutSender(const PanelOptions& options = {}) {
         start();
-        hidraw.refuse(HidCall::SetFeature, EPIPE);
+        setFault("hid config error EPIPE");
         attachPanel(options);
-        hidraw.allow(HidCall::SetFeature);
+        clearFaults();
         log.clear();
     }
 
@@ -44,21 +44,18 @@ TEST_F(DrawSubDisplayTest, AFrameReachesThePanel) {
     start();
     attachPanel();
     EXPECT_EQ(draw(makeFrame(0xDEADBEEF)), Status::OK);
-    EXPECT_THAT(hidraw.waitForFrames(1), ElementsAre(frameBytes(0xDEADBEEF)));
+    EXPECT_THAT(waitForFrames(1), ElementsAre(frameBytes(0xDEADBEEF)));
 }
 
 TEST_F(DrawSubDisplayTest, AFrameDrawnBeforeThePanelIsOnIsSentFirst) {
     attachWithoutSender();
     EXPECT_EQ(draw(makeFrame(1)), Status::OK);
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
-    EXPECT_EQ(hidraw.waitForFrames(1).at(0), frameBytes(1));
+    EXPECT_EQ(waitForFrames(1).at(0), frameBytes(1));
 }
 
 TEST_F(DrawSubDisplayTest, TheFirstPairIsTheLastByteOfTheFrame) {
-    PanelOptions options;
-    options.x = 4;
-    options.y = 2;
-    attachWithoutSender(options);
+    attachWithoutSender({.x = 4, .y = 2});
     EXPECT_EQ(draw({0x000000F0, 0x00000010, 0, 0, 0, 0, 0xFFFFFFF7, 0xFFFFFF20}), Status::OK);
     EXPECT_EQ(bufferBytes(0).substr(0, 5), std::string("\xF2\0\0\xF1\0", 5));
 }
@@ -100,10 +97,7 @@ struct Size {
 class FrameSizeTest : public DrawSubDisplayTest, public testing::WithParamInterface<Size> {};
 
 TEST_P(FrameSizeTest, MustBeThePanels) {
-    PanelOptions options;
-    options.x = GetParam().x;
-    options.y = GetParam().y;
-    attachWithoutSender(options);
+    attachWithoutSender({.x = GetParam().x, .y = GetParam().y});
     hidl_vec<uint32_t> frame;
     frame.resize(GetParam().words);
     std::fill(frame.begin(), frame.end(), 0xFFFFFFFF);
@@ -152,10 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Of a frame that is larger than the buffer, the buffer holds the bytes that have a place in it.
 TEST_F(DrawSubDisplayTest, AFrameLargerThanTheBufferIsCutToIt) {
-    PanelOptions options;
-    options.x = 16;
-    options.y = 1030;
-    attachWithoutSender(options);
+    attachWithoutSender({.x = 16, .y = 1030});
     EXPECT_EQ(draw(makeFrame(0x89ABCDEF, 8240)), Status::OK);
     EXPECT_EQ(bufferBytes(0), frameBytes(0x89ABCDEF));
 }
@@ -164,15 +155,11 @@ TEST_F(DrawSubDisplayTest, BytesBehindASmallFrameAreLeftOver) {
     start();
     attachPanel();
     EXPECT_EQ(draw(makeFrame(0x11111111)), Status::OK);
-    hidraw.waitForFrames(1);
+    waitForFrames(1);
     detachPanel();
-    PanelOptions options;
-    options.node = 1;
-    options.x = 4;
-    options.y = 2;
-    attachPanel(options);
+    attachPanel({.node = 1, .x = 4, .y = 2});
     EXPECT_EQ(draw(makeFrame(0x22222222, 4)), Status::OK);
-    EXPECT_EQ(hidraw.waitForFrames(2).at(1), "\x22\x22\x22\x22" + std::string(8188, '\x11'));
+    EXPECT_EQ(waitForFrames(2).at(1), "\x22\x22\x22\x22" + std::string(8188, '\x11'));
 }
 
 // A buffer that was not sent yet is overwritten, unless the frame is of the wrong size: then it is
@@ -196,16 +183,16 @@ TEST_F(DrawSubDisplayTest, AFrameOfTheWrongSizeLosesTheOneThatWaited) {
 TEST_F(DrawSubDisplayTest, OnlyTheNewestFrameFollowsTheOneThatIsBeingSent) {
     start();
     attachPanel();
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     EXPECT_EQ(draw(makeFrame(1)), Status::OK);
-    hidraw.awaitHeld();
+    support::awaitHeld();
     EXPECT_EQ(draw(makeFrame(2)), Status::OK);
     EXPECT_EQ(bufferState(1), BUFFER_READY);
     EXPECT_EQ(draw(makeFrame(3)), Status::OK);
     EXPECT_EQ(bufferState(0), BUFFER_CONSUMING);
     EXPECT_EQ(cur_fb, 1);
-    hidraw.release();
-    EXPECT_THAT(hidraw.waitForFrames(2), ElementsAre(frameBytes(1), frameBytes(3)));
+    support::release();
+    EXPECT_THAT(waitForFrames(2), ElementsAre(frameBytes(1), frameBytes(3)));
 }
 
 // All that a draw may find: the buffer drawn into last, and the states of both.

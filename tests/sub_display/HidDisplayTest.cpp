@@ -3,18 +3,16 @@
 #include <memory>
 #include <thread>
 
-#include <fcntl.h>
-
 #include "tests/sub_display/SubDisplayTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
-using support::Transfer;
 using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 class HidDisplayTest : public SubDisplayTest {
   protected:
@@ -22,24 +20,14 @@ class HidDisplayTest : public SubDisplayTest {
         start();
         attachPanel();
         awaitIdle();
-        mFrom = hidraw.next();
+        mFrom = journal.next();
         log.clear();
     }
 
     // What the panel saw since the attach.
-    std::vector<HidCall> calls() const {
-        std::vector<HidCall> calls;
-        for (const Transfer& transfer : hidraw.transfers(mFrom)) calls.push_back(transfer.call);
-        return calls;
-    }
-    std::vector<std::string> reports() const {
-        std::vector<std::string> reports;
-        for (const Transfer& transfer : hidraw.transfers(HidCall::Write, mFrom)) {
-            reports.push_back(transfer.bytes);
-        }
-        return reports;
-    }
-    std::vector<Transfer> since(HidCall call) const { return hidraw.transfers(call, mFrom); }
+    std::vector<Kind> calls() const { return kinds(transfers(mFrom)); }
+    std::vector<std::string> reports() const { return bytes(transfers(Kind::HidWrite, mFrom)); }
+    std::vector<phone::Entry> since(Kind kind) const { return transfers(kind, mFrom); }
 
     // Bytes that all differ from their neighbours, in a buffer that ends with them.
     static std::unique_ptr<uint8_t[]> makeData(size_t size) {
@@ -58,7 +46,7 @@ class HidDisplayTest : public SubDisplayTest {
     }
 
   private:
-    size_t mFrom = 0;
+    uint64_t mFrom = 0;
 };
 
 TEST_F(HidDisplayTest, FourThousandAndEightyNineBytesAreOneReport) {
@@ -70,9 +58,9 @@ TEST_F(HidDisplayTest, FourThousandAndEightyNineBytesAreOneReport) {
 
 TEST_F(HidDisplayTest, OneByteMoreIsASecondReport) {
     const auto data = makeData(4090);
-    EXPECT_EQ(service->hidDisplayPalette(4090, 0x1234, data.get()), 4090);
-    EXPECT_THAT(reports(), ElementsAre(report(4089, 0x1234, text(data.get(), 4089)),
-                                       report(1, 0x1234 + 4089, text(data.get() + 4089, 1))));
+    EXPECT_EQ(service->hidDisplayPalette(4090, 0x345, data.get()), 4090);
+    EXPECT_THAT(reports(), ElementsAre(report(4089, 0x345, text(data.get(), 4089)),
+                                       report(1, 0x345 + 4089, text(data.get() + 4089, 1))));
     EXPECT_THAT(reports().at(1), SizeIs(8));
 }
 
@@ -84,14 +72,20 @@ TEST_F(HidDisplayTest, AFrameIsThreeReports) {
     EXPECT_EQ(reports().at(2), report(14, 8178, text(data.get() + 8178, 14)));
 }
 
+// More than a panel has room for.
 TEST_F(HidDisplayTest, TheLongestPaletteGoesOutWhole) {
+    std::string taken;
+    support::takeWrites(&taken);
     const auto data = makeData(65535);
     EXPECT_EQ(service->hidDisplayPalette(65535, 65535, data.get()), 65535);
-    std::string sent;
-    for (const std::string& bytes : reports()) sent += bytes.substr(7);
-    EXPECT_EQ(sent, text(data.get(), 65535));
+    support::takeWrites(nullptr);
+    std::string expected;
     // Offsets have 32 bits.
-    EXPECT_EQ(reports().back(), report(111, 65535 + 16 * 4089, text(data.get() + 65424, 111)));
+    for (uint32_t at = 0; at < 65535; at += 4089) {
+        const auto size = static_cast<uint16_t>(std::min(4089u, 65535 - at));
+        expected += report(size, 65535 + at, text(data.get() + at, size));
+    }
+    EXPECT_EQ(taken, expected);
 }
 
 TEST_F(HidDisplayTest, NothingIsOneEmptyReport) {
@@ -104,10 +98,9 @@ TEST_F(HidDisplayTest, EachPaletteOpensTheNodeAnew) {
     const auto data = makeData(4090);
     service->hidDisplayPalette(4090, 0, data.get());
     service->hidDisplayPalette(0, 0, nullptr);
-    EXPECT_THAT(calls(), ElementsAre(HidCall::Open, HidCall::Write, HidCall::Write, HidCall::Close,
-                                     HidCall::Open, HidCall::Write, HidCall::Close));
-    EXPECT_EQ(since(HidCall::Open).at(0).argument & (O_ACCMODE | O_NONBLOCK),
-              static_cast<unsigned long>(O_WRONLY | O_NONBLOCK));
+    EXPECT_THAT(calls(), ElementsAre(Kind::HidOpen, Kind::HidWrite, Kind::HidWrite, Kind::HidClose,
+                                     Kind::HidOpen, Kind::HidWrite, Kind::HidClose));
+    EXPECT_THAT(since(Kind::HidOpen).at(0).note, StartsWith("O_WRONLY|O_NONBLOCK"));
 }
 
 TEST_F(HidDisplayTest, ReadsTheInfoReport) {
@@ -118,18 +111,16 @@ TEST_F(HidDisplayTest, ReadsTheInfoReport) {
     EXPECT_EQ(uint16_t{info.y}, 128);
     EXPECT_EQ(info.format, 4);
     EXPECT_EQ(info.ready, 1);
-    EXPECT_THAT(calls(), ElementsAre(HidCall::Open, HidCall::GetFeature, HidCall::Close));
-    EXPECT_EQ(since(HidCall::Open).at(0).argument & (O_ACCMODE | O_NONBLOCK),
-              static_cast<unsigned long>(O_RDONLY | O_NONBLOCK));
-    const Transfer request = since(HidCall::GetFeature).at(0);
-    EXPECT_EQ(request.argument, 0xc0074807);
-    EXPECT_EQ(request.bytes, std::string("\2\0\0\0\0\0\0", 7)) << "the report's number goes first";
+    EXPECT_THAT(calls(), ElementsAre(Kind::HidOpen, Kind::HidGet, Kind::HidClose));
+    EXPECT_THAT(since(Kind::HidOpen).at(0).note, StartsWith("O_RDONLY|O_NONBLOCK"));
 }
 
 TEST_F(HidDisplayTest, AsksForTheInfoReportWhateverTheRecordHeld) {
+    // The journal shows what was asked for where there is no answer.
+    setFault("hid info error EPIPE");
     hid_display_report_info info = {9, 1, 2, 3, 4};
     service->hidDisplayGetInfo(&info);
-    EXPECT_EQ(since(HidCall::GetFeature).at(0).bytes, std::string("\2\1\0\2\0\3\4", 7));
+    EXPECT_EQ(since(Kind::HidGet).at(0).bytes, "\2");
 }
 
 struct Config {
@@ -144,12 +135,9 @@ class ConfigTest : public HidDisplayTest, public testing::WithParamInterface<Con
 TEST_P(ConfigTest, IsOneFeatureReport) {
     const Config& config = GetParam();
     EXPECT_EQ(service->hidDisplaySetConfig(config.flag, config.power, config.brightness), 3);
-    EXPECT_THAT(calls(), ElementsAre(HidCall::Open, HidCall::SetFeature, HidCall::Close));
-    EXPECT_EQ(since(HidCall::Open).at(0).argument & (O_ACCMODE | O_NONBLOCK),
-              static_cast<unsigned long>(O_WRONLY | O_NONBLOCK));
-    const Transfer request = since(HidCall::SetFeature).at(0);
-    EXPECT_EQ(request.argument, 0xc0034806);
-    EXPECT_EQ(request.bytes, config.report);
+    EXPECT_THAT(calls(), ElementsAre(Kind::HidOpen, Kind::HidSet, Kind::HidClose));
+    EXPECT_THAT(since(Kind::HidOpen).at(0).note, StartsWith("O_WRONLY|O_NONBLOCK"));
+    EXPECT_EQ(since(Kind::HidSet).at(0).bytes, config.report);
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, ConfigTest,
@@ -162,18 +150,17 @@ INSTANTIATE_TEST_SUITE_P(Values, ConfigTest,
 // A transfer that fails, and what it says.
 struct Failure {
     const char* name;
-    HidCall call;
-    int error;
+    std::string fault;
     int32_t (*transfer)(Bivista& service);
     const char* line;
 };
 class FailureTest : public HidDisplayTest, public testing::WithParamInterface<Failure> {};
 
 TEST_P(FailureTest, IsReportedOnce) {
-    hidraw.refuse(GetParam().call, GetParam().error);
+    setFault(GetParam().fault);
     EXPECT_EQ(GetParam().transfer(*service), -1);
     EXPECT_THAT(log.lines(), ElementsAre(errorLine(GetParam().line)));
-    EXPECT_EQ(since(HidCall::Close).size(), GetParam().call == HidCall::Open ? 0u : 1u);
+    EXPECT_EQ(since(Kind::HidClose).size(), GetParam().fault.starts_with("hid open") ? 0u : 1u);
 }
 
 int32_t getInfo(Bivista& service) {
@@ -191,39 +178,40 @@ int32_t sendPalette(Bivista& service) {
 INSTANTIATE_TEST_SUITE_P(
         Transfers, FailureTest,
         testing::Values(
-                Failure{"InfoCannotBeOpened", HidCall::Open, EACCES, getInfo,
+                Failure{"InfoCannotBeOpened", "hid open error EACCES", getInfo,
                         "hidDisplayGetInfo: failed to open \"/dev/hidraw0\": Permission denied"},
-                Failure{"ConfigCannotBeOpened", HidCall::Open, EBUSY, setConfig,
+                Failure{"ConfigCannotBeOpened", "hid open error EBUSY", setConfig,
                         "hidDisplaySetConfig: failed to open \"/dev/hidraw0\": Device or resource "
                         "busy"},
-                Failure{"PaletteCannotBeOpened", HidCall::Open, ENODEV, sendPalette,
+                Failure{"PaletteCannotBeOpened", "hid open error ENODEV", sendPalette,
                         "hidDisplayPalette: failed to open \"/dev/hidraw0\": No such device"},
-                Failure{"InfoIsRefused", HidCall::GetFeature, EPIPE, getInfo,
+                Failure{"InfoIsRefused", "hid info error EPIPE", getInfo,
                         "hidDisplayGetInfo: failed to get info: Broken pipe"},
-                Failure{"ConfigIsRefused", HidCall::SetFeature, EPIPE, setConfig,
+                Failure{"ConfigIsRefused", "hid config error EPIPE", setConfig,
                         "hidDisplaySetConfig: failed to set config: Broken pipe"},
-                Failure{"PaletteFails", HidCall::Write, EIO, sendPalette,
+                Failure{"PaletteFails", "hid write error EIO", sendPalette,
                         "hidDisplayPalette: failed to write palette: Input/output error"},
-                Failure{"PaletteTimesOut", HidCall::Write, ETIMEDOUT, sendPalette,
+                Failure{"PaletteTimesOut", "hid write error ETIMEDOUT", sendPalette,
                         "hidDisplayPalette: failed to write palette: Connection timed out"}),
         [](const auto& info) { return info.param.name; });
 
 TEST_F(HidDisplayTest, APaletteThatFailsMidwayStopsThere) {
     const auto data = makeData(8192);
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     std::thread sender([&] { EXPECT_EQ(service->hidDisplayPalette(8192, 0, data.get()), -1); });
-    hidraw.awaitHeld();
-    hidraw.unplug();
+    support::awaitHeld();
+    unplugPanel();
     sender.join();
     EXPECT_THAT(reports(), SizeIs(1));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
                              "hidDisplayPalette: failed to write palette: No such device"));
-    EXPECT_EQ(calls().back(), HidCall::Close);
+    EXPECT_EQ(calls().back(), Kind::HidClose);
 }
 
 TEST_F(HidDisplayTest, GoesOnWhereThePanelStopped) {
     const auto data = makeData(5000);
-    hidraw.answerWrites({107, 4096, 8});
+    setFault("hid write short 107 times 1");
+    setFault("hid write short 8 after 2 times 1");
     EXPECT_EQ(service->hidDisplayPalette(5000, 10, data.get()), 5000);
     EXPECT_THAT(reports(), ElementsAre(report(4089, 10, text(data.get(), 4089)),
                                        report(4089, 110, text(data.get() + 100, 4089)),
@@ -233,7 +221,7 @@ TEST_F(HidDisplayTest, GoesOnWhereThePanelStopped) {
 
 TEST_F(HidDisplayTest, AHeaderAloneIsNoProgress) {
     const auto data = makeData(100);
-    hidraw.answerWrites({7, 7});
+    setFault("hid write short 7 times 2");
     EXPECT_EQ(service->hidDisplayPalette(100, 0, data.get()), 100);
     EXPECT_THAT(reports(), ElementsAre(report(100, 0, text(data.get(), 100)),
                                        report(100, 0, text(data.get(), 100)),
@@ -243,7 +231,7 @@ TEST_F(HidDisplayTest, AHeaderAloneIsNoProgress) {
 // Meant: the bytes that a panel takes less than a header count as taken back.
 TEST_F(HidDisplayTest, NeverReadsBeforeTheData) {
     const auto data = makeData(100);
-    hidraw.answerWrites({3});
+    setFault("hid write short 3 times 1");
     EXPECT_EQ(service->hidDisplayPalette(100, 50, data.get()), 100);
     ASSERT_THAT(reports(), SizeIs(2));
     EXPECT_EQ(reports().at(1).substr(0, 7), report(104, 46, ""));
@@ -253,11 +241,14 @@ TEST_F(HidDisplayTest, NeverReadsBeforeTheData) {
 // A node that takes more than it was given is broken; nothing is read beyond the data for it.
 TEST_F(HidDisplayTest, NeverReadsBehindTheData) {
     const auto data = makeData(10);
-    // 10 - (8010 - 7) in 16 bits, then to the end of these.
-    hidraw.answerWrites({8010});
+    std::string taken;
+    support::takeWrites(&taken, 8010);
     EXPECT_EQ(service->hidDisplayPalette(10, 0, data.get()), 10);
-    EXPECT_EQ(reports().at(1).substr(0, 7), report(4089, 8003, ""));
-    EXPECT_THAT(reports(), SizeIs(1 + (65536 - 7993 + 4088) / 4089));
+    support::takeWrites(nullptr);
+    // 10 - (8010 - 7) in 16 bits, then to the end of these.
+    EXPECT_EQ(taken.substr(17, 7), report(4089, 8003, ""));
+    const size_t left = 65536 - 7993;
+    EXPECT_THAT(taken, SizeIs(17 + left + 7 * ((left + 4088) / 4089)));
 }
 
 TEST_F(HidDisplayTest, ASecondAdditionIsIgnored) {
@@ -281,13 +272,13 @@ TEST_F(HidDisplayTest, APaletteAndAConfigurationNeverMix) {
     });
     for (int i = 0; i < kTimes; ++i) service->hidDisplayPalette(8192, 0, data.get());
     client.join();
-    std::vector<HidCall> transfer;
-    for (const HidCall call : calls()) {
+    std::vector<Kind> transfer;
+    for (const Kind call : calls()) {
         transfer.push_back(call);
-        if (call != HidCall::Close) continue;
-        EXPECT_THAT(transfer, AnyOf(ElementsAre(HidCall::Open, HidCall::SetFeature, HidCall::Close),
-                                    ElementsAre(HidCall::Open, HidCall::Write, HidCall::Write,
-                                                HidCall::Write, HidCall::Close)));
+        if (call != Kind::HidClose) continue;
+        EXPECT_THAT(transfer, AnyOf(ElementsAre(Kind::HidOpen, Kind::HidSet, Kind::HidClose),
+                                    ElementsAre(Kind::HidOpen, Kind::HidWrite, Kind::HidWrite,
+                                                Kind::HidWrite, Kind::HidClose)));
         transfer.clear();
     }
     EXPECT_THAT(transfer, IsEmpty());
@@ -298,12 +289,7 @@ class HidAttachTest : public SubDisplayTest {};
 
 TEST_F(HidAttachTest, ReadsTheInfoAndHandsItOn) {
     start();
-    PanelOptions options;
-    options.x = 300;
-    options.y = 2;
-    options.format = 200;
-    options.ready = 0xFE;
-    attachPanel(options);
+    attachPanel({.x = 300, .y = 2, .format = 200, .ready = 0xFE});
     const size_t at = log.waitFor(ANDROID_LOG_DEBUG, "hidDisplayDeviceAdded: attached:0");
     // The other bits of the last byte do not count.
     const size_t info =
@@ -313,10 +299,7 @@ TEST_F(HidAttachTest, ReadsTheInfoAndHandsItOn) {
 
 TEST_F(HidAttachTest, FindsANodeOfAnyNumber) {
     start();
-    PanelOptions options;
-    options.node = 17;
-    options.ready = 3;
-    attachPanel(options);
+    attachPanel({.node = 17, .ready = 3});
     EXPECT_TRUE(log.contains("HID-DISPLAY: x:128 y:128 format:4 ready:1"));
     EXPECT_EQ(state(), SubScreenState::ON);
 }
@@ -342,10 +325,8 @@ TEST_F(HidAttachTest, ComesBackUnderAnotherNumber) {
     start();
     attachPanel();
     detachPanel();
-    PanelOptions options;
-    options.node = 1;
     const size_t from = log.size();
-    attachPanel(options);
+    attachPanel({.node = 1});
     log.waitFor("hidDisplayDeviceAdded: attached:0", from);
     EXPECT_EQ(state(), SubScreenState::ON);
 }
@@ -353,13 +334,13 @@ TEST_F(HidAttachTest, ComesBackUnderAnotherNumber) {
 // Meant: the panel counts as attached although nothing is known of it.
 TEST_F(HidAttachTest, APanelThatDoesNotSayItsSizeBlocksTheNextOnes) {
     start();
-    hidraw.refuse(HidCall::GetFeature, EPIPE);
+    setFault("hid info error EPIPE");
     plugPanel();
     log.waitFor("hidDisplayGetInfo: failed to get info: Broken pipe");
-    hidraw.allow(HidCall::GetFeature);
-    const size_t from = hidraw.next();
+    clearFaults();
+    const uint64_t from = journal.next();
     EXPECT_EQ(service->hidDisplayDeviceAdded(), 0);
-    EXPECT_THAT(hidraw.transfers(HidCall::Open, from), IsEmpty());
+    EXPECT_THAT(transfers(Kind::HidOpen, from), IsEmpty());
     EXPECT_EQ(state(), SubScreenState::UNINITIALIZED);
 
     unplugPanel();
@@ -370,9 +351,8 @@ TEST_F(HidAttachTest, APanelThatDoesNotSayItsSizeBlocksTheNextOnes) {
 
 TEST_F(HidAttachTest, APanelThatSaysLessLeavesTheRestZero) {
     start();
-    PanelOptions options;
-    options.infoSize = 3;
-    attachPanel(options);
+    setFault("hid info short 3");
+    attachPanel();
     EXPECT_TRUE(log.contains("HID-DISPLAY: x:128 y:0 format:0 ready:0"));
 }
 

@@ -1,8 +1,8 @@
 // Words of a client in, bytes of the panel out.
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -81,55 +81,6 @@ TEST_F(RandomFrameTest, AreAsTheFormulaHasThemWhateverTheirSize) {
 
 TEST_F(RandomFrameTest, AreAsTheFormulaHasThemWhereverTheyLie) {
     for (size_t offset = 0; offset < 40; ++offset) compare(200 + offset, offset);
-}
-
-// What the compiler makes of the source for the phone: the loop over blocks, in assembler.
-class ArmTest : public testing::Test {
-  protected:
-    static std::vector<std::string> compile() {
-        FILE* const compiler = popen(PACK_FRAME_FOR_ARM, "r");
-        std::vector<std::string> lines;
-        char line[4096];
-        while (fgets(line, sizeof(line), compiler) != nullptr) lines.emplace_back(line);
-        EXPECT_EQ(pclose(compiler), 0);
-        return lines;
-    }
-
-    // From each label to the jump back to it, without other labels between: the longest.
-    static std::vector<std::string> longestLoop(const std::vector<std::string>& lines) {
-        std::vector<std::string> longest;
-        std::string label;
-        std::vector<std::string> body;
-        for (const std::string& line : lines) {
-            if (line[0] == '.' && line.find(':') != std::string::npos) {
-                label = line.substr(0, line.find(':'));
-                body.clear();
-                continue;
-            }
-            body.push_back(line);
-            const bool jumpsBack = !label.empty() && line.find("\tb") == 0 &&
-                                   line.find(label + "\n") != std::string::npos;
-            if (jumpsBack && body.size() > longest.size()) longest = body;
-        }
-        return longest;
-    }
-};
-
-TEST_F(ArmTest, TheLoopWorksOnWholeVectors) {
-    const std::vector<std::string> loop = longestLoop(compile());
-    const auto holds = [&](const std::string& text) {
-        return std::count_if(loop.begin(), loop.end(), [&](const std::string& line) {
-            return line.find(text) != std::string::npos;
-        });
-    };
-    // Two times eight words, first and second ones of their pairs apart.
-    EXPECT_EQ(holds("ld2\t{"), 2);
-    EXPECT_GE(holds(".16b"), 4) << "masks";
-    for (const std::string& line : loop) {
-        for (const char* scalar : {"ldrb", "strb", "ldr\tw", "ldp\tw", "str\tw"}) {
-            EXPECT_EQ(line.find(scalar), std::string::npos) << line;
-        }
-    }
 }
 
 }  // namespace

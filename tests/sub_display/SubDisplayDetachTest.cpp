@@ -25,33 +25,33 @@ class SubDisplayDetachTest : public SubDisplayTest {
     void expectRecovery() {
         attachPanel();
         EXPECT_EQ(state(), SubScreenState::ON);
-        const size_t frames = hidraw.frames().size();
+        const size_t frames = shownFrames().size();
         EXPECT_EQ(service->drawSubDisplay(makeFrame(0xABCD)), Status::OK);
-        EXPECT_EQ(hidraw.waitForFrames(frames + 1).back(), frameBytes(0xABCD));
+        EXPECT_EQ(waitForFrames(frames + 1).back(), frameBytes(0xABCD));
     }
 };
 
 TEST_F(SubDisplayDetachTest, InTheMiddleOfAFrame) {
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
-    hidraw.awaitHeld();
+    support::awaitHeld();
     detachPanel();
     EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
     EXPECT_TRUE(log.contains("hidDisplayPalette: failed to write palette: No such device"));
     EXPECT_EQ(bufferState(0), BUFFER_FREE);
-    hidraw.release();
+    support::release();
     expectRecovery();
 }
 
 TEST_F(SubDisplayDetachTest, WhileThePanelIsBeingConfigured) {
-    hidraw.hold(HidCall::SetFeature);
+    support::hold(HidCall::SetFeature);
     std::thread request([&] { EXPECT_EQ(service->setSubDisplayPowerState(false), Status::FAIL); });
-    hidraw.awaitHeld();
+    support::awaitHeld();
     detachPanel();
     request.join();
     EXPECT_EQ(state(), SubScreenState::UNINITIALIZED);
     EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
-    hidraw.release();
+    support::release();
     expectRecovery();
 }
 
@@ -92,12 +92,12 @@ TEST_F(SubDisplayDetachTest, WhileAClientDraws) {
             ++number;
         }
     });
-    hidraw.waitForFrames(5);
+    waitForFrames(5);
     detachPanel();
     drawer.join();
     EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
     EXPECT_TRUE(log.contains("Sub Panel is not ready state(0). Could not request to draw."));
-    for (const std::string& frame : hidraw.frames()) {
+    for (const std::string& frame : shownFrames()) {
         uint32_t sent = 0;
         memcpy(&sent, frame.data(), sizeof(sent));
         EXPECT_LT(sent, number);

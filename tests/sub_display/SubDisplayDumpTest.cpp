@@ -7,8 +7,6 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
-constexpr char kIdle[] = "There is no buffer to be consumed.";
-
 nlohmann::json frames(int drawn, int sent, int dropped, int retries) {
     return {{"drawn", drawn}, {"sent", sent}, {"dropped", dropped}, {"retries", retries}};
 }
@@ -22,13 +20,7 @@ class SubDisplayDumpTest : public SubDisplayTest {
     void SetUp() override {
         start();
         attachPanel();
-        log.waitFor(kIdle);
-    }
-    // Draws a frame and waits until the update thread has done with it.
-    void drawAndAwait(uint32_t number) {
-        const size_t from = log.size();
-        EXPECT_EQ(service->drawSubDisplay(makeFrame(number)), Status::OK);
-        log.waitFor(kIdle, from);
+        awaitIdle();
     }
     nlohmann::json dump() { return dumpJsonOf(*service); }
 };
@@ -58,7 +50,7 @@ TEST_F(SubDisplayDumpTest, CountsFramesThatThePanelTook) {
 }
 
 TEST_F(SubDisplayDumpTest, CountsRetriesAndFramesThatWereGivenUp) {
-    hidraw.refuse(HidCall::Write, EIO);
+    setFault("hid write error EIO");
     drawAndAwait(1);
     EXPECT_EQ(dump()["frames"], frames(1, 0, 1, 6));
     drawAndAwait(2);
@@ -66,9 +58,9 @@ TEST_F(SubDisplayDumpTest, CountsRetriesAndFramesThatWereGivenUp) {
 }
 
 TEST_F(SubDisplayDumpTest, CountsAFrameThatANewerOneReplaces) {
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
-    hidraw.awaitHeld();
+    support::awaitHeld();
     EXPECT_EQ(service->drawSubDisplay(makeFrame(2)), Status::OK);
     EXPECT_EQ(dump()["buffers"], buffers("CONSUMING", "READY"));
     EXPECT_EQ(dump()["frames"], frames(2, 0, 0, 0));
@@ -76,8 +68,8 @@ TEST_F(SubDisplayDumpTest, CountsAFrameThatANewerOneReplaces) {
     EXPECT_EQ(service->drawSubDisplay(makeFrame(3)), Status::OK);
     EXPECT_EQ(dump()["frames"], frames(3, 0, 1, 0));
     const size_t from = log.size();
-    hidraw.release();
-    log.waitFor(kIdle, from);
+    support::release();
+    awaitIdle(from);
     EXPECT_EQ(dump()["frames"], frames(3, 2, 1, 0));
 }
 

@@ -172,7 +172,7 @@ TEST_P(ThreadCreationTest, ThatFailsIsCuredByOffAndOn) {
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
-    EXPECT_THAT(hidraw.waitForFrames(1), ElementsAre(frameBytes(1)));
+    EXPECT_THAT(waitForFrames(1), ElementsAre(frameBytes(1)));
 }
 
 // Meant: a positive error number, as POSIX has it, counts as success: while it holds, a power-on
@@ -182,7 +182,7 @@ TEST_P(ThreadCreationTest, ThatFailsIsTriedAgainOnlyWhenItIsNegative) {
     EXPECT_EQ(service->initSubDisplay(service.get(), {2, 128, 128, 4, 1}), 0);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
     if (GetParam() < 0) {
-        hidraw.waitForFrames(1);
+        waitForFrames(1);
     } else {
         EXPECT_FALSE(
                 log.contains("Sub DISPLAY UPDATE Thread is running, "
@@ -208,7 +208,7 @@ TEST_P(BrokenWaitTest, IsLoggedAndTheThreadGoesOn) {
     const size_t at = log.waitFor(ANDROID_LOG_ERROR, GetParam().line);
     log.waitFor("There is no buffer to be consumed.", at);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
-    EXPECT_THAT(hidraw.waitForFrames(1), ElementsAre(frameBytes(1)));
+    EXPECT_THAT(waitForFrames(1), ElementsAre(frameBytes(1)));
 }
 
 INSTANTIATE_TEST_SUITE_P(

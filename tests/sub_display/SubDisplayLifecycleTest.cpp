@@ -57,9 +57,7 @@ TEST_F(SubDisplayLifecycleTest, APanelIsSwitchedOnAtOnce) {
     start();
     attachPanel();
     EXPECT_EQ(state(), SubScreenState::ON);
-    const std::vector<support::Transfer> configs = hidraw.transfers(HidCall::SetFeature);
-    ASSERT_EQ(configs.size(), 1u);
-    EXPECT_EQ(configs[0].bytes, "\3\2\x5A");
+    EXPECT_THAT(bytes(transfers(Kind::HidSet, first)), ElementsAre("\3\2\x5A"));
     size_t at = log.waitFor(ANDROID_LOG_INFO, "initSubDisplay ++ ");
     at = log.waitFor(ANDROID_LOG_INFO, "initSubDisplay : sub_display_destroyThread = 0", at);
     at = log.waitFor(ANDROID_LOG_INFO, "initSubDisplay -- ", at);
@@ -132,7 +130,7 @@ TEST_F(SubDisplayLifecycleTest, ADetachWithoutAPanelSaysNothing) {
 
 TEST_F(SubDisplayLifecycleTest, ADetachAndAnAttachDropFramesThatWereNotSent) {
     start();
-    hidraw.refuse(HidCall::SetFeature, EPIPE);
+    setFault("hid config error EPIPE");
     attachPanel();
     setBufferState(0, BUFFER_READY);
     setBufferState(1, BUFFER_READY);
@@ -148,11 +146,7 @@ TEST_F(SubDisplayLifecycleTest, ADetachAndAnAttachDropFramesThatWereNotSent) {
 
 TEST_F(SubDisplayLifecycleTest, TellsThePanelsSizeAndFormat) {
     start();
-    PanelOptions options;
-    options.x = 65535;
-    options.y = 1;
-    options.format = 255;
-    attachPanel(options);
+    attachPanel({.x = 65535, .y = 1, .format = 255});
     const Info got = getInfo();
     EXPECT_EQ(got.status, Status::OK);
     EXPECT_EQ(got.info, (SubScreenInfo{65535, 1, 255}));
@@ -170,16 +164,14 @@ TEST_F(SubDisplayLifecycleTest, TheSizeOutlivesThePanel) {
 
 TEST_F(SubDisplayLifecycleTest, ThePanelNeedNotBeReady) {
     start();
-    PanelOptions options;
-    options.ready = 0;
-    attachPanel(options);
+    attachPanel({.ready = 0});
     EXPECT_EQ(state(), SubScreenState::ON);
 }
 
 TEST_F(SubDisplayLifecycleTest, APanelThatDoesNotComeOnStaysInitialized) {
     start();
     service->setSubDisplayCallback(client);
-    hidraw.refuse(HidCall::SetFeature, EPIPE);
+    setFault("hid config error EPIPE");
     attachPanel();
     EXPECT_EQ(state(), SubScreenState::INITIALIZED);
     EXPECT_THAT(client->states(), ElementsAre(SubScreenState::INITIALIZED));

@@ -21,9 +21,9 @@ class SubDisplayPowerTest : public SubDisplayTest {
     // Brings the panel into this state; what came before is forgotten.
     void enter(SubScreenState state) {
         start();
-        if (state == SubScreenState::INITIALIZED) hidraw.refuse(HidCall::SetFeature, EPIPE);
+        if (state == SubScreenState::INITIALIZED) setFault("hid config error EPIPE");
         if (state != SubScreenState::UNINITIALIZED) attachPanel();
-        hidraw.allow(HidCall::SetFeature);
+        clearFaults();
         if (state == SubScreenState::ON) awaitIdle();
         if (state == SubScreenState::OFF) {
             EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
@@ -31,20 +31,14 @@ class SubDisplayPowerTest : public SubDisplayTest {
         ASSERT_EQ(this->state(), state);
         service->setSubDisplayCallback(client);
         log.clear();
-        mFrom = hidraw.next();
+        mFrom = journal.next();
     }
 
     // The configurations that the panel was sent since then.
-    std::vector<std::string> configs() const {
-        std::vector<std::string> reports;
-        for (const support::Transfer& transfer : hidraw.transfers(HidCall::SetFeature, mFrom)) {
-            reports.push_back(transfer.bytes);
-        }
-        return reports;
-    }
+    std::vector<std::string> configs() const { return bytes(transfers(Kind::HidSet, mFrom)); }
 
   private:
-    size_t mFrom = 0;
+    uint64_t mFrom = 0;
 };
 
 struct Switching {
@@ -118,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SubDisplayPowerTest, APanelThatRefusesKeepsItsState) {
     enter(SubScreenState::ON);
-    hidraw.refuse(HidCall::SetFeature, EPIPE);
+    setFault("hid config error EPIPE");
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::FAIL);
     EXPECT_EQ(state(), SubScreenState::ON);
     EXPECT_THAT(client->states(), IsEmpty());
@@ -126,7 +120,7 @@ TEST_F(SubDisplayPowerTest, APanelThatRefusesKeepsItsState) {
                 ElementsAre(infoLine("setSubDisplayPowerState ++, enable : 0"),
                             errorLine("hidDisplaySetConfig: failed to set config: Broken pipe"),
                             infoLine("setSubDisplayPowerState --")));
-    hidraw.allow(HidCall::SetFeature);
+    clearFaults();
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK) << "nothing is in progress";
 }
 
@@ -190,14 +184,14 @@ TEST_F(SubDisplayPowerTest, TheStateChangesWhenThePanelHasSettled) {
 // Meant: what is dropped is reported as carried out.
 TEST_F(SubDisplayPowerTest, ASecondRequestIsDroppedWhileOneRuns) {
     enter(SubScreenState::ON);
-    hidraw.hold(HidCall::SetFeature);
+    support::hold(HidCall::SetFeature);
     std::thread first([&] { EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK); });
-    hidraw.awaitHeld();
+    support::awaitHeld();
     log.clear();
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
     EXPECT_THAT(log.lines(), ElementsAre(infoLine("setSubDisplayPowerState ++, enable : 1"),
                                          errorLine("Sub Display Power state is in progress...")));
-    hidraw.release();
+    support::release();
     first.join();
     EXPECT_THAT(configs(), ElementsAre(kOffReport));
     EXPECT_EQ(state(), SubScreenState::OFF);
@@ -266,7 +260,7 @@ TEST_F(SubDisplayPowerTest, BrightnessWithoutAPanelIsRefused) {
 
 TEST_F(SubDisplayPowerTest, ABrightnessThatThePanelRefusesFails) {
     enter(SubScreenState::ON);
-    hidraw.refuse(HidCall::SetFeature, EIO);
+    setFault("hid config error EIO");
     EXPECT_EQ(service->setSubDisplayBrightness(10), Status::FAIL);
     EXPECT_THAT(
             log.lines(),

@@ -75,7 +75,7 @@ class SubDisplayStressTest : public SubDisplayTest {
 
 TEST_F(SubDisplayStressTest, EveryFrameThatArrivesWasDrawn) {
     startDrawing();
-    const std::vector<std::string> frames = hidraw.waitForFrames(500);
+    const std::vector<std::string> frames = waitForFrames(500);
     stopDrawing();
     expectWholeFrames(frames);
 }
@@ -83,24 +83,27 @@ TEST_F(SubDisplayStressTest, EveryFrameThatArrivesWasDrawn) {
 TEST_F(SubDisplayStressTest, AlsoWhileTransfersFail) {
     startDrawing();
     for (int i = 0; i < 50; ++i) {
-        hidraw.answerWrites({4096, -EIO, 4000, 7, -ETIMEDOUT});
-        hidraw.waitForFrames(hidraw.frames().size() + 3);
+        for (const char* fault : {"error EIO after 1", "short 4000 after 2", "short 7 after 3",
+                                  "error ETIMEDOUT after 4"}) {
+            setFault("hid write " + std::string(fault) + " times 1");
+        }
+        waitForFrames(shownFrames().size() + 3);
     }
     stopDrawing();
     // A frame that was given up leaves part of it to the next one's, which is written over it.
-    expectWholeFrames(hidraw.frames());
+    expectWholeFrames(shownFrames());
 }
 
 TEST_F(SubDisplayStressTest, AlsoWhileThePanelIsSwitched) {
     startDrawing();
     for (int i = 0; i < 100; ++i) {
         EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
-        const size_t frames = hidraw.frames().size();
+        const size_t frames = shownFrames().size();
         EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
-        hidraw.waitForFrames(frames + 1);
+        waitForFrames(frames + 1);
     }
     stopDrawing();
-    expectWholeFrames(hidraw.frames());
+    expectWholeFrames(shownFrames());
 }
 
 TEST_F(SubDisplayStressTest, AlsoWhileThePanelComesAndGoes) {
@@ -108,11 +111,11 @@ TEST_F(SubDisplayStressTest, AlsoWhileThePanelComesAndGoes) {
     for (int i = 0; i < 50; ++i) {
         detachPanel();
         attachPanel();
-        hidraw.waitForFrames(hidraw.frames().size() + 1);
+        waitForFrames(shownFrames().size() + 1);
     }
     stopDrawing();
     EXPECT_EQ(state(), SubScreenState::ON);
-    expectWholeFrames(hidraw.frames());
+    expectWholeFrames(shownFrames());
 }
 
 // A stop may come before the thread's first wait: it then ends without one.
@@ -139,14 +142,14 @@ TEST_F(SubDisplayStressTest, SwitchingAndDetachingMeet) {
     stop = true;
     switcher.join();
     stopDrawing();
-    expectWholeFrames(hidraw.frames());
+    expectWholeFrames(shownFrames());
     // Whatever the last state was, the next panel works.
     detachPanel();
     attachPanel();
     EXPECT_EQ(state(), SubScreenState::ON);
-    const size_t frames = hidraw.frames().size();
+    const size_t frames = shownFrames().size();
     EXPECT_EQ(service->drawSubDisplay(makeFrame(7)), Status::OK);
-    EXPECT_EQ(hidraw.waitForFrames(frames + 1).back(), frameBytes(7));
+    EXPECT_EQ(waitForFrames(frames + 1).back(), frameBytes(7));
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
 #include "tests/sub_display/SubDisplayTest.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include <unistd.h>
 
 #include "sub_display/SubDisplay.h"
-#include "tests/support/HidNode.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -25,10 +27,8 @@ void StateRecorder::waitFor(SubScreenState state) const {
                [&] { return std::find(mStates.begin(), mStates.end(), state) != mStates.end(); });
 }
 
-SubDisplayTest::SubDisplayTest() : hidraw(support::FakeHidraw::instance()) {}
-
 SubDisplayTest::~SubDisplayTest() {
-    if (mNode.empty()) return;
+    if (!mHasPanel) return;
     unplugPanel();
     // Whoever is first, this or the notify thread, ends the update thread.
     service->hidDisplayDeviceRemoved();
@@ -40,10 +40,22 @@ void SubDisplayTest::awaitIdle(size_t from) const {
     const MutexLock lock(service->subDisplay().sub_update_lock, __func__);
 }
 
+void SubDisplayTest::drawAndAwait(uint32_t number) {
+    const size_t from = log.size();
+    EXPECT_EQ(service->drawSubDisplay(makeFrame(number)), Status::OK);
+    awaitIdle(from);
+    EXPECT_EQ(bufferState(0), BUFFER_FREE);
+    EXPECT_EQ(bufferState(1), BUFFER_FREE);
+}
+
 void SubDisplayTest::plugPanel(const PanelOptions& options) {
-    hidraw.plug(options);
-    support::createHidNode(phone, options.node);
-    mNode = "/dev/hidraw" + std::to_string(options.node);
+    phone.setPanelOptions({options.x, options.y, options.format, options.ready});
+    phone::CoverOptions cover;
+    cover.withTty = false;
+    cover.withUsb = false;
+    cover.hid = options.node;
+    phone.attachCover(cover);
+    mHasPanel = true;
 }
 
 void SubDisplayTest::attachPanel(const PanelOptions& options) {
@@ -53,15 +65,74 @@ void SubDisplayTest::attachPanel(const PanelOptions& options) {
 }
 
 void SubDisplayTest::unplugPanel() {
-    hidraw.unplug();
-    ASSERT_EQ(unlink(mNode.c_str()), 0);
-    mNode.clear();
+    phone.detachCover();
+    support::release();
+    mHasPanel = false;
 }
 
 void SubDisplayTest::detachPanel() {
     const size_t from = log.size();
     unplugPanel();
     log.waitFor("deinitSubDisplay -- ", from);
+}
+
+std::vector<phone::Entry> SubDisplayTest::transfers(uint64_t from) const {
+    std::vector<phone::Entry> entries = journal.since(from);
+    std::erase_if(entries, [](const phone::Entry& entry) {
+        return entry.kind < Kind::HidOpen || entry.kind > Kind::HidClose;
+    });
+    return entries;
+}
+
+std::vector<phone::Entry> SubDisplayTest::transfers(Kind kind, uint64_t from) const {
+    std::vector<phone::Entry> entries = transfers(from);
+    std::erase_if(entries, [kind](const phone::Entry& entry) { return entry.kind != kind; });
+    return entries;
+}
+
+std::vector<Kind> SubDisplayTest::kinds(const std::vector<phone::Entry>& transfers) {
+    std::vector<Kind> kinds;
+    for (const phone::Entry& entry : transfers) kinds.push_back(entry.kind);
+    return kinds;
+}
+
+std::vector<std::string> SubDisplayTest::bytes(const std::vector<phone::Entry>& transfers) {
+    std::vector<std::string> bytes;
+    for (const phone::Entry& entry : transfers) bytes.push_back(entry.bytes);
+    return bytes;
+}
+
+void SubDisplayTest::replay(const phone::Entry& write) {
+    constexpr char kPassed[] = "passed ";
+    size_t taken = write.bytes.size();
+    if (write.note.starts_with(kPassed)) {
+        taken = std::stoul(write.note.substr(strlen(kPassed)));
+    } else if (!write.note.empty()) {
+        return;
+    }
+    struct Header {
+        uint8_t id;
+        uint16_t length;
+        uint32_t offset;
+    } __attribute__((packed)) header;
+    memcpy(&header, write.bytes.data(), sizeof(header));
+    if (header.length == 0) mFrames.push_back(mMemory);
+    if (taken <= sizeof(header)) return;
+    mMemory.replace(header.offset, taken - sizeof(header), write.bytes, sizeof(header),
+                    taken - sizeof(header));
+}
+
+const std::vector<std::string>& SubDisplayTest::shownFrames() {
+    for (const phone::Entry& entry : journal.since(mNext)) {
+        mNext = entry.seq + 1;
+        if (entry.kind == Kind::HidWrite) replay(entry);
+    }
+    return mFrames;
+}
+
+const std::vector<std::string>& SubDisplayTest::waitForFrames(size_t count) {
+    while (shownFrames().size() < count) usleep(1000);
+    return mFrames;
 }
 
 SubScreenState SubDisplayTest::state() const {

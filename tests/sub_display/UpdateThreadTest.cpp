@@ -10,7 +10,6 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 using support::LogLine;
-using support::Transfer;
 using testing::ElementsAre;
 using testing::SizeIs;
 
@@ -24,53 +23,39 @@ class UpdateThreadTest : public SubDisplayTest {
         attachPanel();
         awaitIdle();
         log.clear();
-        mFrom = hidraw.next();
+        mFrom = journal.next();
     }
 
-    // Waits until the thread has nothing to do, for the next time.
-    void awaitIdle() { mIdle = log.waitFor(ANDROID_LOG_INFO, kIdle, mIdle); }
-
-    // Draws a frame and waits until the thread has done with it.
-    void drawAndAwait(uint32_t number) {
-        const size_t from = log.size();
-        EXPECT_EQ(service->drawSubDisplay(makeFrame(number)), Status::OK);
-        log.waitFor(kIdle, from);
-        EXPECT_EQ(bufferState(0), BUFFER_FREE);
-        EXPECT_EQ(bufferState(1), BUFFER_FREE);
-    }
-
-    std::vector<Transfer> writes() const { return hidraw.transfers(HidCall::Write, mFrom); }
+    std::vector<std::string> writes() const { return bytes(transfers(Kind::HidWrite, mFrom)); }
 
   private:
-    size_t mFrom = 0;
-    size_t mIdle = 0;
+    uint64_t mFrom = 0;
 };
 
-std::string header(const Transfer& transfer) {
-    return transfer.bytes.substr(0, 7);
+std::string header(const std::string& report) {
+    return report.substr(0, 7);
 }
 
 TEST_F(UpdateThreadTest, AFrameIsThreeReportsAndAnEmptyOne) {
     drawAndAwait(0x12345678);
-    const std::vector<Transfer> reports = writes();
+    const std::vector<std::string> reports = writes();
     ASSERT_THAT(reports, SizeIs(4));
-    EXPECT_THAT(reports[0].bytes, SizeIs(4096));
+    EXPECT_THAT(reports[0], SizeIs(4096));
     EXPECT_EQ(header(reports[0]), std::string("\2\xF9\x0F\0\0\0\0", 7));
-    EXPECT_THAT(reports[1].bytes, SizeIs(4096));
+    EXPECT_THAT(reports[1], SizeIs(4096));
     EXPECT_EQ(header(reports[1]), std::string("\2\xF9\x0F\xF9\x0F\0\0", 7));
-    EXPECT_THAT(reports[2].bytes, SizeIs(21));
+    EXPECT_THAT(reports[2], SizeIs(21));
     EXPECT_EQ(header(reports[2]), std::string("\2\x0E\0\xF2\x1F\0\0", 7));
-    EXPECT_EQ(reports[3].bytes, std::string("\2\0\0\0\0\0\0", 7));
-    EXPECT_THAT(hidraw.frames(), ElementsAre(frameBytes(0x12345678)));
+    EXPECT_EQ(reports[3], std::string("\2\0\0\0\0\0\0", 7));
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(0x12345678)));
 }
 
 TEST_F(UpdateThreadTest, AFrameCostsEightCalls) {
-    const size_t from = hidraw.next();
+    const uint64_t from = journal.next();
     drawAndAwait(1);
-    std::vector<HidCall> calls;
-    for (const Transfer& transfer : hidraw.transfers(from)) calls.push_back(transfer.call);
-    EXPECT_THAT(calls, ElementsAre(HidCall::Open, HidCall::Write, HidCall::Write, HidCall::Write,
-                                   HidCall::Close, HidCall::Open, HidCall::Write, HidCall::Close));
+    EXPECT_THAT(kinds(transfers(from)),
+                ElementsAre(Kind::HidOpen, Kind::HidWrite, Kind::HidWrite, Kind::HidWrite,
+                            Kind::HidClose, Kind::HidOpen, Kind::HidWrite, Kind::HidClose));
 }
 
 TEST_F(UpdateThreadTest, SaysWhatItDoes) {
@@ -91,10 +76,10 @@ TEST_F(UpdateThreadTest, SaysWhatItDoes) {
 
 TEST_F(UpdateThreadTest, TheFirstBufferIsSentFirst) {
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
-    hidraw.refuse(HidCall::SetFeature, EPIPE);
+    setFault("hid config error EPIPE");
     // Drawable again, with nobody who sends.
     service->initSubDisplay(service.get(), {2, 128, 128, 4, 1});
-    hidraw.allow(HidCall::SetFeature);
+    clearFaults();
     setBufferState(0, BUFFER_WRITING);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
     setBufferState(0, BUFFER_FREE);
@@ -102,47 +87,47 @@ TEST_F(UpdateThreadTest, TheFirstBufferIsSentFirst) {
     EXPECT_EQ(service->drawSubDisplay(makeFrame(2)), Status::OK);
     setBufferState(1, BUFFER_READY);
     EXPECT_EQ(service->setSubDisplayPowerState(true), Status::OK);
-    EXPECT_THAT(hidraw.waitForFrames(2), ElementsAre(frameBytes(2), frameBytes(1)));
+    EXPECT_THAT(waitForFrames(2), ElementsAre(frameBytes(2), frameBytes(1)));
     const size_t at = log.waitFor("FB0 is being consumed.");
     log.waitFor("FB1 is being consumed.", at);
 }
 
 TEST_F(UpdateThreadTest, AFrameThatFailsIsTriedAgain) {
-    hidraw.refuse(HidCall::Write, EIO, 2);
+    setFault("hid write error EIO times 2");
     drawAndAwait(1);
-    EXPECT_THAT(hidraw.frames(), ElementsAre(frameBytes(1)));
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(1)));
     EXPECT_THAT(writes(), SizeIs(2 + 4));
     EXPECT_FALSE(log.contains(kGivenUp));
 }
 
 TEST_F(UpdateThreadTest, ARetryBeginsWithTheFirstByte) {
-    hidraw.answerWrites({4096, -EIO});
+    setFault("hid write error EIO after 1 times 1");
     drawAndAwait(1);
-    const std::vector<Transfer> reports = writes();
+    const std::vector<std::string> reports = writes();
     ASSERT_THAT(reports, SizeIs(2 + 4));
     EXPECT_EQ(header(reports[2]), header(reports[0]));
-    EXPECT_THAT(hidraw.frames(), ElementsAre(frameBytes(1)));
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(1)));
 }
 
 // Meant: six retries in the thread's life, then one attempt a frame.
 TEST_F(UpdateThreadTest, RetriesAreCountedOverItsLife) {
-    hidraw.refuse(HidCall::Write, EIO, 4);
+    setFault("hid write error EIO times 4");
     drawAndAwait(1);
-    EXPECT_THAT(hidraw.frames(), ElementsAre(frameBytes(1)));
-    hidraw.refuse(HidCall::Write, EIO);
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(1)));
+    setFault("hid write error EIO");
     drawAndAwait(2);
     EXPECT_THAT(writes(), SizeIs(4 + 4 + 3)) << "two retries were left";
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, kGivenUp));
     drawAndAwait(3);
     EXPECT_THAT(writes(), SizeIs(4 + 4 + 3 + 1));
     EXPECT_EQ(log.count(kGivenUp), 2u);
-    hidraw.allow(HidCall::Write);
+    clearFaults();
     drawAndAwait(4);
-    EXPECT_THAT(hidraw.frames(), ElementsAre(frameBytes(1), frameBytes(4)));
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(1), frameBytes(4)));
 }
 
 TEST_F(UpdateThreadTest, TheNextThreadHasItsOwnRetries) {
-    hidraw.refuse(HidCall::Write, ENODEV);
+    setFault("hid write error ENODEV");
     drawAndAwait(1);
     EXPECT_THAT(writes(), SizeIs(7));
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
@@ -154,16 +139,17 @@ TEST_F(UpdateThreadTest, TheNextThreadHasItsOwnRetries) {
 }
 
 TEST_F(UpdateThreadTest, AnOpenThatFailsCountsAsAnAttempt) {
-    hidraw.refuse(HidCall::Open, EMFILE);
+    setFault("hid open error ENOMEM");
     drawAndAwait(1);
-    EXPECT_EQ(log.count("hidDisplayPalette: failed to open \"/dev/hidraw0\": Too many open files"),
-              7u);
+    EXPECT_EQ(
+            log.count("hidDisplayPalette: failed to open \"/dev/hidraw0\": Cannot allocate memory"),
+            7u);
     EXPECT_TRUE(log.contains(kGivenUp));
 }
 
 // Meant: nobody looks at the result of the empty report.
 TEST_F(UpdateThreadTest, AFrameIsDoneWhateverItsEndSays) {
-    hidraw.answerWrites({4096, 4096, 21, -EIO});
+    setFault("hid write error EIO after 3 times 1");
     drawAndAwait(1);
     EXPECT_THAT(writes(), SizeIs(4));
     log.waitForPrefix("HID-DISPLAY: write Palette done ");
@@ -171,17 +157,17 @@ TEST_F(UpdateThreadTest, AFrameIsDoneWhateverItsEndSays) {
 }
 
 TEST_F(UpdateThreadTest, AFrameThatIsBeingSentDelaysTheStop) {
-    hidraw.hold(HidCall::Write);
+    support::hold(HidCall::Write);
     EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
-    hidraw.awaitHeld();
+    support::awaitHeld();
     std::thread client([&] {
         // The lock of the node keeps the configuration back, too.
         EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
     });
     log.waitFor("setSubDisplayPowerState ++, enable : 0");
-    hidraw.release();
+    support::release();
     client.join();
-    EXPECT_THAT(hidraw.frames(), ElementsAre(frameBytes(1)));
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(1)));
     EXPECT_EQ(bufferState(0), BUFFER_FREE);
 }
 

@@ -6,14 +6,18 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "tests/support/Process.h"
+
 namespace support {
 
-std::vector<std::string> traceCalls(const std::string& program) {
+std::vector<std::string> traceCalls(std::vector<std::string> command) {
     char trace[] = "/tmp/trace-XXXXXX";
     const int fd = mkstemp(trace);
     EXPECT_GE(fd, 0);
     close(fd);
-    EXPECT_EQ(system(("strace -o " + std::string(trace) + " " + program).c_str()), 0);
+    command.insert(command.begin(), {"strace", "-o", trace});
+    const Outcome outcome = Process(command).outcome();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
 
     std::vector<std::string> calls;
     int marks = 0;

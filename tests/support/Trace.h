@@ -14,7 +14,7 @@ inline void markTrace() {
     syscall(SYS_getppid);
 }
 
-// Runs the program to its end, which must be a success, and gives the names of the calls in order.
-std::vector<std::string> traceCalls(const std::string& program);
+// Runs a command to its end, which must be a success, and gives the names of the calls in order.
+std::vector<std::string> traceCalls(std::vector<std::string> command);
 
 }  // namespace support

@@ -1,35 +1,15 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/types.h>
 
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
-// A program with its standard output in our hands. Killed when it still runs at the end.
-class Process {
-  public:
-    // Standard error goes into the file `errors`; `output` instead of our pipe when not negative.
-    Process(const std::vector<std::string>& command, const std::string& errors, int output = -1);
-    ~Process();
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
+#include "tests/support/Process.h"
 
-    // The next line of its output, without the newline; waits for it. Empty at the end.
-    std::string line();
-    // All the rest of its output; waits for its end.
-    std::string rest();
-    // Waits for its end: its exit status, or minus the signal that ended it.
-    int wait();
-    void signal(int number);
-
-  private:
-    pid_t mPid = -1;
-    FILE* mOutput = nullptr;
-};
+using support::Process;
 
 struct Result {
     int code;
@@ -66,7 +46,6 @@ class CliTest : public testing::Test {
                                                     int output = -1);
     // What the program that start() started last wrote to standard error so far.
     std::string errors() const;
-    std::string errorFile() const { return mFolder + "/errors"; }
 
     // Runs it; nothing but standard error tells of the mistake, and where to read more.
     void expectWrongUsage(const Mistake& mistake);
@@ -77,6 +56,8 @@ class CliTest : public testing::Test {
     const std::string mFolder;
 
   private:
+    std::string errorFile() const { return mFolder + "/errors"; }
+
     std::unique_ptr<Process> mService;
 };
 

@@ -81,12 +81,10 @@ class CompletionTest : public CliTest {
   protected:
     // Runs a program that must find nothing to complain about.
     std::string outputOf(const Words& command) {
-        const std::string errors = mFolder + "/errors";
-        Process process(command, errors);
-        std::string text = process.rest();
-        EXPECT_EQ(0, process.wait()) << testing::PrintToString(command);
-        EXPECT_EQ(0u, std::filesystem::file_size(errors)) << testing::PrintToString(command);
-        return text;
+        const support::Outcome outcome = Process(command).outcome();
+        EXPECT_EQ(0, outcome.status) << testing::PrintToString(command);
+        EXPECT_EQ("", outcome.err) << testing::PrintToString(command);
+        return outcome.out;
     }
 
     // The last word is what is typed already of the one to complete.

@@ -73,10 +73,11 @@ TEST_F(ExitStatusTest, ClosedOutputIsFourAndReachesNobody) {
     for (const char* words : {"status", "sub info --json", "call getGpiopin", "dump"}) {
         for (const char* closed : {" >&-", " <&- >&-", " <&- >&- 2>&-"}) {
             const std::string command = std::string(BIVISTACTL) + " " + words + closed;
-            EXPECT_EQ(4, Process({"/bin/sh", "-c", command}, errorFile()).wait()) << command;
+            const support::Outcome outcome = Process({"/bin/sh", "-c", command}).outcome();
+            EXPECT_EQ(4, outcome.status) << command;
             const std::string told =
                     "bivistactl: cannot write to standard output: Bad file descriptor\n";
-            EXPECT_EQ(errors(), command.ends_with("2>&-") ? "" : told) << command;
+            EXPECT_EQ(outcome.err, command.ends_with("2>&-") ? "" : told) << command;
             EXPECT_EQ(0, run({"status"}).code) << command;
         }
     }

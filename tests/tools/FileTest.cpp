@@ -7,7 +7,6 @@
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +14,8 @@
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/Process.h"
 
 namespace fs = std::filesystem;
 
@@ -140,15 +141,14 @@ TEST_F(FileTest, IsAFifoAlsoAfterItsReaderHasGone) {
     const std::string path = givenFifo();
     const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
     // More than a FIFO holds: the write waits, until the child, the one reader left, ends.
-    const pid_t child = fork();
-    if (child == 0) {
+    support::Process child([&](const auto&) {
         char byte;
         while (read(reader, &byte, 1) != 1) usleep(1000);
-        _exit(0);
-    }
+        return 0;
+    });
     close(reader);
     EXPECT_EQ("Broken pipe", cli::writeFile(path, std::string(1 << 20, 'x')));
-    waitpid(child, nullptr, 0);
+    EXPECT_EQ(0, child.wait());
     EXPECT_EQ(S_IFIFO | 0600u, modeOf(path));
 }
 
@@ -185,14 +185,11 @@ TEST_F(FileTest, StaysWhereItsOwnerForbidsToWriteIt) {
     const std::string path = given("file", "old");
     ASSERT_EQ(0, chmod(path.c_str(), 0444));
     ASSERT_EQ(0, chmod(mFolder.c_str(), 0777));
-    const pid_t child = fork();
-    if (child == 0) {
-        if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(2);
-        _exit(cli::writeFile(path, "new") == "Permission denied" ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status);
+    support::Process child([&](const auto&) {
+        if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) return 2;
+        return cli::writeFile(path, "new") == "Permission denied" ? 0 : 1;
+    });
+    EXPECT_EQ(0, child.wait());
     EXPECT_EQ("old", contentOf(path));
 }
 

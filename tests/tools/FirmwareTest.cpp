@@ -504,9 +504,9 @@ TEST_F(FirmwareWaitTest, ASignalEndsTheWaitAndNothingElse) {
         auto waiting = start({"firmware", "check", "--wait"});
         std::string last;
         while (!last.starts_with("cover gone")) last = waiting->line();
-        waiting->signal(number);
+        waiting->kill(number);
         EXPECT_EQ("", waiting->rest());
-        EXPECT_EQ(-number, waiting->wait());
+        EXPECT_EQ(128 + number, waiting->wait());
         EXPECT_EQ(0, run({"call", "getBV2Connect"}).code);
         killService();
     }

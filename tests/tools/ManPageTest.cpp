@@ -19,16 +19,13 @@ class ManPageTest : public CliTest {
   protected:
     // The page as a terminal shows it, without letters that are struck twice.
     std::string format(const std::string& page) {
-        const std::string errors = mFolder + "/errors";
-        Process groff({"/usr/bin/env", "groff", "-man", "-ww", "-Tascii", "-P-c", "-P-b", "-P-u",
-                       "-rLL=200n", std::string(PAGES) + "/man/" + page},
-                      errors);
-        std::string text = groff.rest();
-        EXPECT_EQ(0, groff.wait());
-        std::stringstream warnings;
-        warnings << std::ifstream(errors).rdbuf();
-        EXPECT_EQ("", warnings.str()) << page;
-        return text;
+        const support::Outcome groff =
+                Process({"groff", "-man", "-ww", "-Tascii", "-P-c", "-P-b", "-P-u", "-rLL=200n",
+                         std::string(PAGES) + "/man/" + page})
+                        .outcome();
+        EXPECT_EQ(0, groff.status);
+        EXPECT_EQ("", groff.err) << page;
+        return groff.out;
     }
 
     // Says nothing of the page, which is long.
@@ -38,10 +35,9 @@ class ManPageTest : public CliTest {
 
     std::string helpOf(Words words) {
         words.emplace_back("--help");
-        Process process(words, mFolder + "/help-errors");
-        std::string text = process.rest();
-        EXPECT_EQ(0, process.wait());
-        return text;
+        const support::Outcome outcome = Process(words).outcome();
+        EXPECT_EQ(0, outcome.status);
+        return outcome.out;
     }
 
     // Checks that the page has the usage and the options of each command below `words`.

@@ -30,10 +30,8 @@ class OutOfMemoryTest : public CliTest {
                                    std::to_string(limit.value) + R"( && exec "$@")";
         std::vector<std::string> command = {"/bin/sh", "-c", script, "sh", BIVISTACTL};
         command.insert(command.end(), words.begin(), words.end());
-        Process process(command, errorFile());
-        std::string text = process.rest();
-        const int code = process.wait();
-        return {code, text, errors()};
+        const support::Outcome outcome = Process(command).outcome();
+        return {outcome.status, outcome.out, outcome.err};
     }
 
     std::string givenLongFile() const {
@@ -48,33 +46,26 @@ class OutOfMemoryTest : public CliTest {
 
 TEST_F(OutOfMemoryTest, IsTheSameWithoutThreads) {
     givenService();
-    const std::string told = mFolder + "/told";
-    Process process({WITHOUT_THREADS, BIVISTACTL, "power", "on"}, told);
-    EXPECT_EQ("", process.rest());
-    EXPECT_EQ(4, process.wait());
-    std::ifstream file(told);
-    std::string line;
-    std::getline(file, line);
+    const support::Outcome outcome =
+            Process({WITHOUT_THREADS, BIVISTACTL, "power", "on"}).outcome();
+    EXPECT_EQ("", outcome.out);
+    EXPECT_EQ(4, outcome.status);
     EXPECT_EQ(
             "bivistactl: this program failed, not the service: Cannot start the thread of the HIDL "
             "sockets: Resource temporarily unavailable. \"bivistactl status\" tells what was done "
-            "until then.",
-            line);
-    EXPECT_FALSE(std::getline(file, line)) << line;
+            "until then.\n",
+            outcome.err);
 }
 
 TEST_F(OutOfMemoryTest, IsToldAndEndsWithFour) {
-    const std::string told = mFolder + "/told";
-    Process process({"/bin/sh", "-c", kLimited, "sh", BIVISTACTL, "sub", "show", givenLongFile()},
-                    told);
-    EXPECT_EQ("", process.rest());
-    EXPECT_EQ(4, process.wait());
-    std::string line;
-    std::getline(std::ifstream(told), line);
-    EXPECT_EQ(
-            "bivistactl: this program failed, not the service: it ran out of memory. "
-            "\"bivistactl status\" tells what was done until then.",
-            line);
+    const support::Outcome outcome =
+            Process({"/bin/sh", "-c", kLimited, "sh", BIVISTACTL, "sub", "show", givenLongFile()})
+                    .outcome();
+    EXPECT_EQ("", outcome.out);
+    EXPECT_EQ(4, outcome.status);
+    EXPECT_THAT(outcome.err,
+                StartsWith("bivistactl: this program failed, not the service: it ran out of "
+                           "memory. \"bivistactl status\" tells what was done until then.\n"));
 }
 
 // Whatever fails first. Below some of them the program cannot even be loaded, which it cannot tell.

@@ -26,10 +26,8 @@ const Program kPrograms[] = {
 class ProgramsTest : public CliTest {
   protected:
     Result runProgram(const Words& command, int output = -1) const {
-        Process process(command, errorFile(), output);
-        std::string text = process.rest();
-        const int code = process.wait();
-        return {code, text, errors()};
+        const support::Outcome outcome = Process(command, {.standardOutput = output}).outcome();
+        return {outcome.status, outcome.out, outcome.err};
     }
 
     // Through a shell.

@@ -30,7 +30,7 @@ class WatchTest : public CliTest {
     // Ends the watch and tells that it cleared no callback: the next call of the service is ours.
     void endWith(int signal, Process& watch) {
         EXPECT_EQ("events sent", nextCall()["method"]);
-        watch.signal(signal);
+        watch.kill(signal);
         EXPECT_EQ(0, watch.wait());
         EXPECT_EQ(0, run({"call", "getBV2Connect"}).code);
         EXPECT_EQ("getBV2Connect", nextCall()["method"]);
@@ -96,7 +96,7 @@ TEST_F(WatchTest, ASignalEndsItThatWasIgnoredWhenItWasStarted) {
     auto watch = start({"watch", "sub"});
     signal(SIGINT, SIG_DFL);
     EXPECT_NE("", watch->line());
-    watch->signal(SIGINT);
+    watch->kill(SIGINT);
     EXPECT_EQ(0, watch->wait());
 }
 
@@ -143,7 +143,7 @@ TEST_F(WatchTest, AClientThatTakesTheCallbackEndsTheWatchWithOne) {
                                        ": another client has taken it, or cleared it. Watch again "
                                        "to take it back.\n"));
         EXPECT_NE("", second->line());
-        second->signal(SIGINT);
+        second->kill(SIGINT);
         EXPECT_EQ(0, second->wait());
     }
 }

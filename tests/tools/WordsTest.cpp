@@ -1,10 +1,11 @@
 #include "tools/doctor/Words.h"
 
 #include <gmock/gmock.h>
-#include <stdio.h>
 
-#include <memory>
 #include <string>
+#include <vector>
+
+#include "tests/support/Process.h"
 
 using namespace doctor;
 
@@ -12,16 +13,7 @@ namespace {
 
 // What bash makes of a command line that prints one word.
 std::string printedBy(const std::string& word) {
-    const std::string script = "printf %s " + word;
-    const std::string command = "bash -c \"$SCRIPT\"";
-    setenv("SCRIPT", script.c_str(), 1);
-    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
-    std::string text;
-    char piece[256];
-    while (const size_t count = fread(piece, 1, sizeof(piece), output.get())) {
-        text.append(piece, count);
-    }
-    return text;
+    return support::Process({"bash", "-c", "printf %s " + word}).outcome().out;
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 #include "Processes.h"
 
-#include <fcntl.h>
-#include <signal.h>
 #include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -20,46 +16,6 @@ ServiceDirectory::ServiceDirectory() {
 
 ServiceDirectory::~ServiceDirectory() {
     std::filesystem::remove_all(mPath);
-}
-
-Child::Child(const std::function<int(Ready)>& body) {
-    if (pipe2(mReady, O_CLOEXEC) != 0) abort();
-    mPid = fork();
-    if (mPid != 0) {
-        close(mReady[1]);
-        return;
-    }
-    close(mReady[0]);
-    const int result = body([this] {
-        if (write(mReady[1], "r", 1) != 1) abort();
-    });
-    // Through exit(), so that leaks are looked for in the child too.
-    exit(result);
-}
-
-Child::~Child() {
-    if (!mWaited) {
-        kill(SIGKILL);
-        wait();
-    }
-    close(mReady[0]);
-}
-
-bool Child::waitUntilReady() {
-    char byte;
-    return read(mReady[0], &byte, 1) == 1;
-}
-
-void Child::kill(int signal) {
-    ::kill(mPid, signal);
-}
-
-int Child::wait() {
-    int status = 0;
-    while (waitpid(mPid, &status, 0) < 0 && errno == EINTR) {
-    }
-    mWaited = true;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 ServiceChild::ServiceChild(const std::function<sp<IBivista>()>& make)

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "FakeBivista.h"
+#include "tests/support/Process.h"
 
 namespace hidltest {
 
@@ -22,29 +23,8 @@ class ServiceDirectory {
     std::string mPath;
 };
 
-// A forked process. Fork before this process uses HIDL.
-class Child {
-  public:
-    // The child runs `body`, with a function that tells the parent to go on; it exits with what
-    // the body returns.
-    using Ready = std::function<void()>;
-    explicit Child(const std::function<int(Ready)>& body);
-    ~Child();
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    pid_t pid() const { return mPid; }
-    // Blocks until the child called Ready; false when it ended without.
-    bool waitUntilReady();
-    void kill(int signal);
-    // Exit status, or 128 plus the signal that ended it.
-    int wait();
-
-  private:
-    pid_t mPid;
-    int mReady[2];
-    bool mWaited = false;
-};
+// Fork before this process uses HIDL.
+using Child = support::Process;
 
 // A process that serves `make()` as "default" on its main thread, as a HAL does.
 class ServiceChild : public Child {

@@ -1,10 +1,12 @@
 #include <android/log.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdio.h>
 
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "tests/support/Process.h"
 
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -13,15 +15,13 @@ using testing::StartsWith;
 
 namespace {
 
-// What the probe writes to standard error when it runs with `environment` (an env(1) argument).
-std::string logWith(const std::string& environment) {
-    FILE* pipe = popen(("env " + environment + " " PROBE " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return "popen failed";
-    std::string output;
-    char buffer[4096];
-    while (size_t count = fread(buffer, 1, sizeof(buffer), pipe)) output.append(buffer, count);
-    EXPECT_EQ(0, pclose(pipe));
-    return output;
+// What the probe writes to standard error when it runs with `environment`: arguments of env.
+std::string logWith(std::vector<std::string> environment) {
+    environment.insert(environment.begin(), "env");
+    environment.emplace_back(PROBE);
+    const support::Outcome outcome = support::Process(environment).outcome();
+    EXPECT_EQ(0, outcome.status);
+    return outcome.err;
 }
 
 struct LevelCase {
@@ -38,20 +38,20 @@ class LevelTest : public testing::TestWithParam<LevelCase> {};
 }  // namespace
 
 TEST(MinimumPriorityTest, WritesEveryPriorityByDefault) {
-    std::string log = logWith("-u HOST_LOG_LEVEL");
+    std::string log = logWith({"-u", "HOST_LOG_LEVEL"});
     EXPECT_THAT(log, HasSubstr("at verbose"));
     EXPECT_THAT(log, HasSubstr("at debug"));
     EXPECT_THAT(log, HasSubstr("at error"));
 }
 
 TEST(MinimumPriorityTest, AnEmptyLevelIsTheDefault) {
-    std::string log = logWith("HOST_LOG_LEVEL=");
+    std::string log = logWith({"HOST_LOG_LEVEL="});
     EXPECT_THAT(log, HasSubstr("at verbose"));
     EXPECT_THAT(log, Not(HasSubstr("HOST_LOG_LEVEL")));
 }
 
 TEST_P(LevelTest, WritesItsPriorityAndThoseAbove) {
-    std::string log = logWith(std::string("HOST_LOG_LEVEL=") + GetParam().name);
+    std::string log = logWith({std::string("HOST_LOG_LEVEL=") + GetParam().name});
     const char* lines[] = {"at error", "at warn", "at info", "at debug", "at verbose"};
     int written = 0;
     for (const char* line : lines) {
@@ -68,13 +68,13 @@ INSTANTIATE_TEST_SUITE_P(All, LevelTest,
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(MinimumPriorityTest, AnUnknownLevelIsReportedInOneLineAndTakenAsVerbose) {
-    std::string log = logWith("HOST_LOG_LEVEL=loud");
+    std::string log = logWith({"HOST_LOG_LEVEL=loud"});
     EXPECT_THAT(log, StartsWith("HOST_LOG_LEVEL is \"loud\"; it may be verbose, debug, info, warn, "
                                 "error or silent. Taking verbose.\n"));
     EXPECT_THAT(log, HasSubstr("at verbose"));
 }
 
 TEST(MinimumPriorityTest, NamesAreExact) {
-    EXPECT_THAT(logWith("HOST_LOG_LEVEL=Silent"), StartsWith("HOST_LOG_LEVEL is \"Silent\""));
-    EXPECT_THAT(logWith("HOST_LOG_LEVEL=silent"), IsEmpty());
+    EXPECT_THAT(logWith({"HOST_LOG_LEVEL=Silent"}), StartsWith("HOST_LOG_LEVEL is \"Silent\""));
+    EXPECT_THAT(logWith({"HOST_LOG_LEVEL=silent"}), IsEmpty());
 }

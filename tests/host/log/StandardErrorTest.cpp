@@ -7,10 +7,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/log/StandardError.h"
+#include "tests/support/Process.h"
 
 namespace {
 
@@ -60,14 +60,13 @@ TEST(StandardErrorTest, KeepsMessagesOfAnyLengthWhole) {
 TEST(StandardErrorTest, AForkedChildTellsItsOwnProcess) {
     written(hostLogStandardError, ANDROID_LOG_INFO, "tag", "before");
     testing::internal::CaptureStderr();
-    const pid_t child = fork();
-    if (child == 0) {
+    support::Process child([](const auto&) {
         const __android_logger_data data = {sizeof(data), -1, ANDROID_LOG_INFO, "tag", nullptr, 0};
         hostLogStandardError(&data, "child");
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-    const std::string pid = std::to_string(child);
+        return 0;
+    });
+    child.wait();
+    const std::string pid = std::to_string(child.pid());
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 ContainsRegex(" " + pid + " +" + pid + " child\n$"));
 }
