@@ -6,12 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 build_preset release bivista-interfaces
-mapfile -t sources < <(git ls-files 'kernel/*.cpp' 'display/*.cpp' 'sub_display/*.cpp' 'service/*.cpp')
-includes=(-I. -isystem build/release/generated)
-for folder in host/hidl/include host/cutils/include host/usbhost/include host/log/include; do
-    if [ -d $folder ]; then includes+=(-isystem $folder); fi
-done
-includes+=(-isystem /usr/include/android)
-with_progress "compiling (g++)" build/g++.log \
-    scripts/each.py g++ -std=gnu++17 -fno-exceptions -fno-rtti -Wall -Wextra -Werror -O2 -fsyntax-only \
-    "${includes[@]}" -- "${sources[@]}" || { grep -v '^\[' build/g++.log; exit 1; }
+includes=(-I. -isystem build/release/generated -isystem /usr/include/android)
+for folder in host/*/include; do includes+=(-isystem "$folder"); done
+device_sources '*.cpp' | with_progress "compiling (g++)" build/g++.log each g++ -std=gnu++17 -fno-exceptions \
+    -fno-rtti -Wall -Wextra -Werror -O2 -fsyntax-only "${includes[@]}" || { grep -v '^\[' build/g++.log; exit 1; }

@@ -1,7 +1,7 @@
-# Tells how far a command is: on a terminal in one line that is rewritten in place, else in one line at the
-# start and one at the end. Sourced by common.sh.
+# What the scripts show: colour, and how far a command is. Sourced by common.sh.
 
-# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status.
+# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status. Shows how far it
+# is: on a terminal in one line that is rewritten in place, else in one line at the start and one at the end.
 with_progress() {
     local what=$1 log=$2 started=$SECONDS status=0
     shift 2
@@ -16,9 +16,22 @@ with_progress() {
     return "$status"
 }
 
+# choose_colour never|auto|always: fills $prompt, $typed, $heading and $plain. With auto a terminal has colour unless
+# NO_COLOR is set.
+choose_colour() {
+    prompt='' typed='' heading='' plain=''
+    case $1 in
+        always) ;;
+        auto) { on_terminal && [ -z "${NO_COLOR:-}" ]; } || return 0 ;;
+        never) return 0 ;;
+        *) fail "--color takes never, auto or always, not '$1'" ;;
+    esac
+    prompt=$'\e[32m' typed=$'\e[1m' heading=$'\e[1;36m' plain=$'\e[m'
+}
+
 on_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
 
-# follow WHAT LOG: copies its input to the log, and tells on a terminal how far the counters in it are.
+# follow WHAT LOG: copies its input to the log, and shows on a terminal how far the counters in it are.
 follow() {
     if ! on_terminal; then cat >"$2"; return; fi
     local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS looked=-1 columns=80
