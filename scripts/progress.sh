@@ -18,6 +18,7 @@ with_progress() {
 
 # choose_colour never|auto|always: fills $prompt, $typed, $heading and $plain. With auto a terminal has colour unless
 # NO_COLOR is set.
+# shellcheck disable=SC2034
 choose_colour() {
     prompt='' typed='' heading='' plain=''
     case $1 in
@@ -34,13 +35,12 @@ on_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
 # follow WHAT LOG: copies its input to the log, and shows on a terminal how far the counters in it are.
 follow() {
     if ! on_terminal; then cat >"$2"; return; fi
-    local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS looked=-1 columns=80
+    local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS
     # What comes next on the terminal begins a line of its own.
     trap 'echo >&3; trap - INT; kill -INT $BASHPID' INT
     while IFS= read -r line || [ -n "$line" ]; do
         printf '%s\n' "$line"
         count "$line"
-        if [ $looked != $SECONDS ]; then measure_terminal; fi
         show_progress >&3
     done 3>&1 >"$2"
 }
@@ -57,13 +57,6 @@ count() {
     fi
 }
 
-# The terminal may be made wider or narrower meanwhile.
-measure_terminal() {
-    local size
-    looked=$SECONDS
-    size=$(stty size 2>/dev/null <&3) && [ "${size##* }" -gt 0 ] && columns=${size##* } || true
-}
-
 show_progress() {
     local text=$what spent=$((SECONDS - begun))
     if [ "$total" -gt 0 ]; then text+=" $finished/$total"; fi
@@ -74,5 +67,6 @@ show_progress() {
     fi
     [ "$text" != "$shown" ] || return 0
     shown=$text
-    printf '\r%s\e[K' "${text:0:columns-1}"
+    # A terminal too narrow for it cuts it off: it is told not to begin another line.
+    printf '\r\e[?7l%s\e[K\e[?7h' "$text"
 }
