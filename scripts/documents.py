@@ -87,7 +87,8 @@ pidof() {
 mkdir -m 0700 "$HIDL_SOCKET_DIR"
 """
 PHONE = r"""
-bivista-emulator run >"$work/service.log" 2>&1 &
+: >"$work/service.log"
+bivista-emulator run >>"$work/service.log" 2>&1 &
 phone=$!
 trap 'kill $phone; wait $phone' EXIT
 for line in 'bv_update_state : ATCMD_Status' 'setSubDisplayPowerState --'; do
