@@ -51,7 +51,7 @@ INSTEAD = [(re.compile(pattern, re.DOTALL), text) for pattern, text in (
     (r'(gdb [^"]*-p "[^"]+")', r"\1 -batch -ex 'info line main'"),
     # They end by Ctrl-C.
     (rf"{PROGRAM}ctl watch .*|{PROGRAM}-emulator ctl \w+ --follow|{PROGRAM}-emulator run(?: --journal \S+)?",
-     r"interrupted \g<0>"),
+     lambda match: f"interrupted {shlex.quote(match[0])}"),
     # Refused until the phone listens, which a person does not notice.
     (rf"{PROGRAM}-emulator ctl log .*", r"until \g<0>; do sleep 0.05; done"),
 )]
@@ -66,11 +66,11 @@ told() {
     printf '%s\n' "$1: exit $outcome"
     sed 's/^/    /' "$work/output"
 }
-# interrupted COMMAND...: types Ctrl-C at its first output.
+# interrupted COMMAND-LINE: types Ctrl-C at its first output.
 interrupted() {
     local outcome=0
     set -m
-    "$@" >"$work/interrupted" 2>&1 &
+    bash -c "$1" >"$work/interrupted" 2>&1 &
     set +m
     while [ ! -s "$work/interrupted" ] && kill -0 $!; do sleep 0.05; done 2>/dev/null
     kill -INT -- -$! 2>/dev/null
@@ -110,7 +110,7 @@ class Command(typing.NamedTuple):
         for pattern, instead in INSTEAD:
             match = pattern.fullmatch(self.text)
             if match:
-                return match.expand(instead)
+                return instead(match) if callable(instead) else match.expand(instead)
         return self.text
 
 

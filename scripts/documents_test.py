@@ -1,5 +1,6 @@
 """Tests of documents.py: what becomes of small documents. None of them has a phone."""
 import pathlib
+import shlex
 import unittest
 
 import documents
@@ -46,7 +47,7 @@ class DocumentsTest(unittest.TestCase):
     def test_what_ends_by_ctrl_c_must_print_and_may_end_so(self):
         for text, failed in (("sh -c 'echo up; sleep 1000'", False), ("true", True), ("sh -c 'echo no; exit 2'", True),
                              ("bash -c 'trap \"exit 5\" INT; echo up; while :; do sleep 0.05; done'", True)):
-            self.assertEqual(bool(findings(f"interrupted {text}")), failed, text)
+            self.assertEqual(bool(findings(f"interrupted {shlex.quote(text)}")), failed, text)
 
     def test_what_is_run_instead(self):
         for text, instead in (
@@ -54,7 +55,7 @@ class DocumentsTest(unittest.TestCase):
                 ("ctest --preset release -R x", "ctest --preset release -R x --no-tests=error"),
                 ("SOAK_CYCLES=1000 ctest --preset asan -R x", "ctest --preset asan -R x -N | grep 'Total Tests: [1-9]'"),
                 ("cmake --preset asan && cmake --build --preset asan", "cmake --preset asan && cmake --build --preset asan -- -n"),
-                ("bivistactl watch lpwg", "interrupted bivistactl watch lpwg"),
+                ("bivistactl watch lpwg", "interrupted 'bivistactl watch lpwg'"),
                 ("bivista-emulator run -- ls", "bivista-emulator run -- ls")):
             self.assertEqual(to_run(text), instead)
 
