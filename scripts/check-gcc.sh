@@ -6,7 +6,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 build_preset release bivista-interfaces
-includes=(-I. -isystem build/release/generated -isystem /usr/include/android)
-for folder in host/*/include; do includes+=(-isystem "$folder"); done
+includes=(-I. -isystem build/release/generated)
+# Where host/ has a header that Debian has too, the first one counts.
+for folder in host/*/include /usr/include/android; do includes+=(-isystem "$folder"); done
 device_sources '*.cpp' | with_progress "compiling (g++)" build/g++.log each g++ -std=gnu++17 -fno-exceptions \
     -fno-rtti -Wall -Wextra -Werror -O2 -fsyntax-only "${includes[@]}" || { grep -v '^\[' build/g++.log; exit 1; }
