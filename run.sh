@@ -7,7 +7,6 @@ if (( 16#$(sed -n 's/^SigIgn:[[:space:]]*//p' "/proc/$$/status") & 0x4002 )); th
 fi
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/common.sh
-source scripts/colour.sh
 source scripts/run-folder.sh
 
 usage() {
@@ -207,7 +206,6 @@ chapter "The cover is put back"
 show "$emulator" ctl attach
 await "the attach" attached 2
 show "$ctl" at AT%SWV
-"$ctl" dump --json >"$out/dump.json"
 
 chapter "What went over the wire last; the journal has every byte and every write to a node"
 typed "grep tty- $run/journal.jsonl | tail -n 2"

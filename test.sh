@@ -16,7 +16,7 @@ phone      all    what a phone's build takes; the device folders for its process
 release    quick  every test, optimised as on the phone
 package    all    the Debian package: what is in it, lintian, its unit, its udev rule
 mutation   all    seeded defects of the service, each of which the conformance suite must find
-tour       quick  ./run.sh: its tour, a second one beside it, what its counters say; README's picture
+tour       quick  ./run.sh: its tour, on a terminal too, and a second one beside it
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
 tsan       all    the tests where threads meet under ThreadSanitizer
 documents  all    the commands of the documents
@@ -99,12 +99,12 @@ run_step() {
         phone) scripts/check-phone.sh ;;
         release) build_preset release; run_ctest release ;;
         package) scripts/check-package.sh ;;
-        clean-root) scripts/check-clean-root.sh ;;
+        clean-root) scripts/clean-root.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
-        tour) scripts/check-tour.sh ;;
+        tour) play_tour ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
-        documents) scripts/check-documents.sh ;;
+        documents) build_preset release; python3 -B scripts/documents.py ;;
         arm64) arm64_sysroot; build_preset arm64; run_ctest arm64 ;;
     esac
 }
@@ -113,6 +113,11 @@ arm64_sysroot() {
     [ $install = yes ] || [ -f build/arm64-sysroot/.packages ] ||
         fail "no libraries for 64-bit Arm in build/arm64-sysroot; run without --no-install"
     scripts/arm64-sysroot.sh "${arm64_libraries[@]}"
+}
+
+play_tour() {
+    build_preset release bivista-service bivista-emulator bivistactl
+    with_progress "./run.sh" build/tour.log python3 -B scripts/tour.py || { cat build/tour.log; return 1; }
 }
 
 # Runs the tests of a preset; its totals go to a file, for the last line.

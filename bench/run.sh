@@ -46,4 +46,4 @@ for word in "${wanted[@]}"; do
         uevent) $bin/bench_uevent "$service" ;;
         *) "$bin/bench_$word" ;;
     esac
-done | PYTHONPATH=scripts python3 -B bench/table.py bench/results.json
+done | python3 -B bench/table.py bench/results.json

@@ -1,15 +1,17 @@
 """Reads benchmark rows, one JSON object a line, from standard input; prints them as a table and
 writes them to the file named. Exits 1 when a ratio is above its limit, or when there is no row; 2
-when the file cannot be written. scripts/ must be among Python's folders."""
+when the file cannot be written."""
 import json
+import os
 import sys
-
-import files
 
 
 def write_rows(path, rows):
+    """Leaves the file as it was where its new content finds no room."""
     try:
-        files.write(path, json.dumps(rows, indent=2).encode() + b"\n")
+        with open(f"{path}.new", "w", encoding="utf-8") as file:
+            json.dump(rows, file, indent=2)
+        os.replace(f"{path}.new", path)
     except OSError as error:
         print(f"error: {path}: {error.strerror}", file=sys.stderr)
         sys.exit(2)

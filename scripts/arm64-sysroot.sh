@@ -41,7 +41,7 @@ with_packages --download-only >>"$apt/log" 2>&1 ||
 for package in "$apt"/cache/archives/*.deb; do dpkg-deb -x "$package" "$sysroot"; done
 # As on every Debian 12: one folder for libraries, by two names; and links that stay below this root.
 cp -a "$sysroot/lib/." "$sysroot/usr/lib/"
-rm -rf "$sysroot/lib"
+rm -rf "${sysroot:?}/lib"
 ln -s usr/lib "$sysroot/lib"
 find "$sysroot" -type l -lname '/*' -printf '%p %l\n' | while read -r link target; do
     ln -sfn "$(realpath -ms --relative-to "$(dirname "$link")" "$sysroot$target")" "$link"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The Debian package as it comes out of the build: what is in it, what lintian says, its unit, its udev rule. Installs
-# nothing.
+# The Debian package as it comes out of the build: what must be in it, what lintian says, its unit, its udev rule.
+# Installs nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -8,36 +8,55 @@ source scripts/common.sh
 # In tenths, as systemd-analyze scores a unit: 0 is best.
 most_exposed=25
 outcome=0
+complain() { say "$*"; outcome=1; }
 
 build_package
-python3 scripts/package.py "$package" || outcome=1
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+dpkg-deb -x "$package" "$tree"
+
+say "files"
+programs=(bin/{bivistactl,bivista-emulator,bivista-vts} libexec/bivista/vendor.qmx.hardware.bivista@1.1-service)
+for file in "${programs[@]}" share/man/man1/{bivistactl,bivista-emulator,bivista-vts}.1.gz share/man/man8/bivista-service.8.gz \
+    share/{bash-completion/completions/,zsh/vendor-completions/_}{bivistactl,bivista-emulator} \
+    lib/systemd/system/bivista.service lib/udev/rules.d/60-bivista.rules ../etc/bivista/host.prop \
+    share/doc/bivista/{README.md,docs/linux.md,docs/running.svg,copyright,changelog.gz}; do
+    [ -f "$tree/usr/$file" ] || complain "/usr/$file: missing"
+done
+# The loader looks for Android's libraries where Debian has them, and nowhere else.
+for program in "${programs[@]}"; do
+    readelf -d "$tree/usr/$program" | grep -q "RUNPATH.*\[/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/android\]" ||
+        complain "/usr/$program: looks for libraries elsewhere"
+done
+zcat "$tree/usr/share/doc/bivista/changelog.gz" | grep -m1 -qF "bivista ($(dpkg-deb -f "$package" Version)) " ||
+    complain "the changelog does not begin with the package's version"
+python3 -B scripts/links.py "$tree/usr/share/doc/bivista" || outcome=1
 
 say "lintian"
 lintian --allow-root --fail-on error,warning "$package" || outcome=1
 
 say "the unit"
-tree=$(mktemp -d)
-trap 'rm -rf "$tree"' EXIT
-dpkg-deb -x "$package" "$tree"
+unit=$tree/usr/lib/systemd/system/bivista.service
+for file in $(grep -o '/\(etc/bivista\|usr\)/[^ ]*' "$unit"); do
+    [ -e "$tree$file" ] || complain "the unit names $file, which is not in the package"
+done
 # Only the place of its program is not as installed.
-sed "s#^ExecStart=/#ExecStart=$tree/#" "$tree/usr/lib/systemd/system/bivista.service" >"$tree/bivista.service"
-complaints=$(systemd-analyze verify "$tree/bivista.service" 2>&1) || outcome=1
-[ -z "$complaints" ] || { say "$complaints"; outcome=1; }
-systemd-analyze security --offline=true --threshold=$most_exposed "$tree/bivista.service" \
-    >"$tree/score" || { cat "$tree/score"; outcome=1; }
+sed "s#^ExecStart=/#ExecStart=$tree/#" "$unit" >"$tree/bivista.service"
+complaints=$(systemd-analyze verify "$tree/bivista.service" 2>&1) && [ -z "$complaints" ] || complain "$complaints"
+systemd-analyze security --offline=true --threshold=$most_exposed "$tree/bivista.service" >"$tree/score" ||
+    complain "$(cat "$tree/score")"
 tail -n 1 "$tree/score"
 
+say "the udev rule"
 # marks VENDOR PRODUCT MARK: the USB device of these ids and what hangs below it all get this mark.
 marks() {
-    local expected
+    local expected found
     expected=$(printf '%s\n' "1-1 $3" "1-1:1.0 $3" "ttyACM0 $3")
-    actual=$(scripts/udev-rule.sh "$tree/usr/lib/udev/rules.d/60-bivista.rules" "$1" "$2" 2>&1) || return 1
-    [ "$actual" = "$expected" ]
+    found=$(scripts/udev-rule.sh "$tree/usr/lib/udev/rules.d/60-bivista.rules" "$1" "$2" 2>&1) && [ "$found" = "$expected" ] ||
+        complain "device $1:$2 is marked:" "$found"
 }
-say "the udev rule"
-for device in '3e91 6a2f 1' '3e91 6a20 ' '0483 df11 '; do
-    IFS=' ' read -r vendor product mark <<<"$device"
-    marks "$vendor" "$product" "$mark" || { say "device $vendor:$product is marked:" "$actual"; outcome=1; }
-done
+marks 3e91 6a2f 1
+marks 3e91 6a20 ''
+marks 0483 df11 ''
 
 exit $outcome

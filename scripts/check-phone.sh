@@ -13,7 +13,7 @@ unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 [ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
 
 say "names, versions, hashes, nodes and their owners"
-python3 scripts/phone.py || outcome=1
+for check in phone nodes; do python3 -B scripts/$check.py || outcome=1; done
 
 # compile_policy: our policy in the place of the platform's that tests/sepolicy plays, for a product with
 # the controller that its table of labels has.
@@ -25,7 +25,7 @@ compile_policy() {
     {
         cat $platform/head.conf
         m4 $platform/macros.m4 $platform/platform.te $own/attributes $own/neighbours/attributes \
-            $own/*.te $own/neighbours/*.te $platform/neighbours.te
+            $own/*.te $own/neighbours/*.te $platform/neighbours.te $platform/never.te
         cat $platform/tail.conf $own/genfs_contexts
     } >build/sepolicy/policy.conf
     checkpolicy -M -o build/sepolicy/policy build/sepolicy/policy.conf >build/sepolicy/log 2>&1 ||
@@ -34,7 +34,7 @@ compile_policy() {
 say "checkpolicy"
 if compile_policy; then
     # Debian's modules are those of Debian's python.
-    /usr/bin/python3 scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
+    /usr/bin/python3 -B scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
         build/sepolicy/file_contexts service/sepolicy/{property,hwservice}_contexts \
         service/sepolicy/neighbours/hwservice_contexts || outcome=1
 else
@@ -45,10 +45,10 @@ build_preset phone
 mapfile -t objects < <(find build/phone -name '*.o')
 say "flags and symbols: ${#objects[@]} objects"
 llvm-nm -A "${objects[@]}" |
-    python3 scripts/objects.py build/phone/compile_commands.json || outcome=1
+    python3 -B scripts/objects.py build/phone/compile_commands.json || outcome=1
 
 build_preset phone-cfi
 llvm-nm -A build/phone-cfi/libbivista-phone.so |
-    python3 scripts/objects.py build/phone-cfi/compile_commands.json --cfi || outcome=1
+    python3 -B scripts/objects.py build/phone-cfi/compile_commands.json --cfi || outcome=1
 
 exit $outcome

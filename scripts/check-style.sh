@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Layout (clang-format), the project's own rules (lint.py), tests of the scripts.
+# Layout (clang-format), mistakes in scripts (shellcheck), the project's own rules (lint.py), tests of the scripts.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -9,6 +9,10 @@ outcome=0
 
 say "clang-format: ${#sources[@]} files"
 clang-format --dry-run --Werror "${sources[@]}" || outcome=1
+
+say "shellcheck"
+# The completion is for zsh too.
+git ls-files -z '*.sh' .ci/run ':!tools/pages/completion.sh' | xargs -0 shellcheck -x -s bash -S warning || outcome=1
 
 say "lint.py"
 python3 -B scripts/lint.py || outcome=1

@@ -1,16 +1,15 @@
 # In a bare Debian with the package: the service as its unit starts it, then on the emulated phone.
 set -euo pipefail
 
-unit=/usr/lib/systemd/system/bivista.service
-start=$(sed -n 's/^ExecStart=//p' $unit)
-read -r -a environment <<<"$(sed -n 's/^Environment=//p' $unit)"
-
 fail() { echo "error: $*" >&2; cat /run/log >&2; exit 1; }
 
-# await COMMAND...: until it succeeds, as long as the program behind it lives.
-await() {
-    until "$@" >/dev/null 2>&1; do
-        kill -0 "$program" 2>/dev/null || fail "the program has ended before '$*'"
+# serves COMMAND...: starts a command that brings up the service, and waits until a client finds that.
+serves() {
+    echo "$*"
+    "$@" >/run/log 2>&1 &
+    program=$!
+    until bivistactl call getBV2Connect >/dev/null 2>&1; do
+        kill -0 "$program" 2>/dev/null || fail "it has ended"
         sleep 0.05
     done
 }
@@ -23,12 +22,10 @@ expect() {
 }
 end() { kill "$program"; wait "$program" || true; }
 
-echo "$start, as the unit starts it"
+unit=/usr/lib/systemd/system/bivista.service
+read -r -a environment <<<"$(sed -n 's/^Environment=//p' $unit)"
 mkdir -m 0700 /run/hidl
-env "${environment[@]}" setpriv --no-new-privs --bounding-set=-all --inh-caps=-all \
-    "$start" >/run/log 2>&1 &
-program=$!
-await bivistactl call getBV2Connect
+serves env "${environment[@]}" setpriv --no-new-privs --bounding-set=-all --inh-caps=-all "$(sed -n 's/^ExecStart=//p' $unit)"
 expect '{"method":"getBV2Connect","value":false}' bivistactl call getBV2Connect
 grep -qx 'CapEff:[[:space:]]*0*' "/proc/$program/status" || fail "it has capabilities"
 # As HOST_LOG_LEVEL of the unit has it.
@@ -36,12 +33,9 @@ grep -q ' I .*Bivista HAL Ready' /run/log || fail "it does not say that it is re
 if grep ' D ' /run/log; then fail "it logs more than the unit asks for"; fi
 end
 
-echo "bivista-emulator run"
-bivista-emulator run >/run/log 2>&1 &
-program=$!
-await bivistactl call sendAtCommand AT%SWV null
-expect '{"method":"sendAtCommand","status":"OK","value":"BV330-V10k_20210312"}' \
-    bivistactl call sendAtCommand AT%SWV null
+serves bivista-emulator run
+until bivistactl call sendAtCommand AT%SWV null >/dev/null; do kill -0 "$program"; sleep 0.05; done
+expect '{"method":"sendAtCommand","status":"OK","value":"BV330-V10k_20210312"}' bivistactl call sendAtCommand AT%SWV null
 bivistactl status
 bivista-vts --with=cover,panel >/run/vts 2>&1 || { tail -n 20 /run/vts; fail "bivista-vts exits $?"; }
 grep 'PASSED' /run/vts

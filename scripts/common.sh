@@ -11,6 +11,8 @@ package_lines() {
 }
 packages_for() { package_lines "$@" | awk '{ print $1 }'; }
 
+as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
+
 # install_packages KIND...: installs the packages that are missing, and says which and why.
 install_packages() {
     local missing=() package
@@ -20,12 +22,8 @@ install_packages() {
     done
     [ ${#missing[@]} -gt 0 ] || return 0
     command -v apt-get >/dev/null || fail "this needs Debian's apt-get to install: ${missing[*]}"
-    local as_root=()
-    if [ "$(id -u)" != 0 ]; then
-        command -v sudo >/dev/null ||
-            fail "not root, and there is no sudo; as root, run: apt-get install ${missing[*]}"
-        as_root=(sudo)
-    fi
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "not root, and there is no sudo; as root, run: apt-get install ${missing[*]}"
     say "Installing Debian packages that are missing:"
     for package in "${missing[@]}"; do
         say " $(package_lines "$@" | awk -v name="$package" '$1 == name')"
@@ -39,8 +37,8 @@ install_packages() {
     rm -f "$log"
 }
 run_apt_get() {
-    "${as_root[@]}" apt-get update -q &&
-        "${as_root[@]}" env LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    as_root apt-get update -q &&
+        as_root env LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
             apt-get install -q -y --no-install-recommends "$@"
 }
 
@@ -72,6 +70,22 @@ make_preset() {
     shift
     cmake --preset "$preset" &&
         NINJA_STATUS='[%f/%t] ' cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+# device_sources PATTERN: the files of the device folders that match, in order.
+device_sources() { git ls-files {diagnostics,display,kernel,service,sub_display}/"$1" | sort; }
+
+# each COMMAND...: runs a command for each file on standard input, as many at a time as there are processors. Prints
+# "[3/12]" for each that has ended, and what the command says where it fails.
+each() {
+    local files
+    mapfile -t files
+    # shellcheck disable=SC2016
+    printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" bash -c '
+        said=$("$@" 2>&1) || printf "%s\n" "$said" "${!#}: exit $((failed = $?))"
+        echo "[ended]"
+        exit ${failed:+1}' bash "$@" |
+        awk -v all=${#files[@]} '$0 == "[ended]" { $0 = "[" ++ended "/" all "]" } { print; fflush() }'
 }
 
 # build_package: makes the Debian package of what is built; its path is in $package.

@@ -1,153 +1,209 @@
 #!/usr/bin/env -S python3 -B
-"""Runs the commands of the documents, and tells which fail, as FILE:LINE: COMMAND: exit N.
+"""Runs the commands of the documents, and prints those that fail, as FILE:LINE: COMMAND: exit N.
 
-usage: scripts/documents.py [--list | --bare] [DOCUMENT...]
+usage: scripts/documents.py [--list] [DOCUMENT...]
 
-The commands are those of blocks marked `sh` and of inline code; an exit status other than 0 is right
-where a comment behind the command says "exits N", or "nothing" of what is found. They run in the
-project's root, or in a folder like it where they use files of the reader's, with the phone of
-./run.sh up. What is done in the place of a command is in document_rules.py.
+Commands are those of blocks marked `sh`, and inline code that begins with a program of ours. A comment "exits N" after
+a command means that N is right. They run in the project's root, each block with an emulated phone of its own, some as
+INSTEAD has them. Of blocks marked `sh phone` and `sh package`, which take a phone or an installed package, only the
+syntax is checked. --list prints the commands and what is run.
 
-  --list  print the commands and what is run, and run nothing
-  --bare  print a script of those marked `sh package`, for a machine without this folder
-
-Exit status: 0 all commands do what the documents say, 1 some do not, 2 usage, or no phone.
+Exit status: 0 all commands do what the documents say, 1 some do not.
 """
-import itertools
 import os
 import pathlib
 import re
+import shlex
 import signal
 import subprocess
 import sys
 import tempfile
-import time
-
-import document_bare
-import document_phone
-import document_rules
-import document_shell
-import document_text
+import typing
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-STAND_INS = ROOT / "scripts/stand-ins"
-# The folders of a place's programs, ahead of all others.
-PROGRAMS = {"host": ("host",), "phone": ("phone", "host"), "package": ("package", "machine", "host")}
-# What the reader brings.
-FRAME, FRAME_BYTES = "frame.bin", 4 * 256 * 64
-MADE = ("panel.png", "host.prop")
-READERS = re.compile("|".join(re.escape(name) for name in (FRAME, *MADE)))
-USES_PHONE = re.compile(r"\b(?:bivista-emulator|bivistactl|bivista-vts|emulated\.sh|adb)\b")
+FENCE = re.compile(r" *```(.*)$")
+INLINE = re.compile(r"`([^`]+)`")
+COMMENT = re.compile(r"(?:^|\s+)# (.*)$")
+EXIT_STATUS = re.compile(r"\bexits (\d+)\b")
+OURS = re.compile(r"(?:\w+=\S+ )*(?:\./(?:run|test)\.sh|bench/run\.sh|vts/\w+\.\w+|bivista-emulator|bivista-vts|bivistactl"
+                  r"|cmake|ctest|curl|gdb|man|python3|build/\S+) \S.*", re.DOTALL)
+USES_PHONE = re.compile(r"\b(?:bivista-emulator ctl|bivistactl|bivista-vts|emulated\.sh|emulator\.sock|pidof)\b")
+BRINGS_PHONE = re.compile(r"\bbivista-emulator run\b")
+# A block that hangs is ended; the longest are builds and tests.
+LIMIT = 1800
+
+PROGRAM = r"(?:build/release/bin/)?bivista"
+SERVICE = "vendor::qmx::hardware::bivista::V1_1::implementation::Bivista"
+# What is run in the place of a whole command, of which the first pattern counts.
+INSTEAD = [(re.compile(pattern, re.DOTALL), text) for pattern, text in (
+    # Steps of ./test.sh, or for a quiet machine: whether there are such options, steps and names.
+    (r"\./run\.sh.*", r"\g<0> --help"),
+    (r"(?:\./test\.sh|vts/mutate\.py|bench/run\.sh).*", r"\g<0> --list"),
+    (r"cmake --preset (?:asan|debug) && cmake --build .*", r"\g<0> -- -n"),
+    (r"(?:SOAK_CYCLES=1000 )?(ctest --preset asan .*)", r"\1 -N | grep 'Total Tests: [1-9]'"),
+    # They take minutes: fewer cycles and inputs. ctest is content with no tests at all.
+    (r"SOAK_CYCLES=1000 (ctest .*)", r"SOAK_CYCLES=20 \1 --no-tests=error"),
+    (r"(ctest .*)", r"\1 --no-tests=error"),
+    (r"(build/fuzz/.*) -max_total_time=60 (.*)", r"\1 -runs=10000 \2"),
+    # gdb asks for commands: these fail without a process that comes as far, or without its symbols.
+    (rf"(.*{PROGRAM}-emulator run -- gdb) -ex run build/debug/(\S+)",
+     rf"\1 -batch -ex 'tbreak {SERVICE}::bv_update_state' -ex run -ex 'backtrace 1' build/release/\2"),
+    (r'(gdb [^"]*-p "[^"]+")', r"\1 -batch -ex 'info line main'"),
+    # They end by Ctrl-C.
+    (rf"{PROGRAM}ctl watch .*|{PROGRAM}-emulator ctl \w+ --follow|{PROGRAM}-emulator run(?: --journal \S+)?",
+     lambda match: f"interrupted {shlex.quote(match[0])}"),
+    # Refused until the phone listens, which a person does not notice.
+    (rf"{PROGRAM}-emulator ctl log .*", r"until \g<0>; do sleep 0.05; done"),
+)]
+
+HEAD = r"""
+failed=0
+# told PLACE-AND-COMMAND STATUS: judges the command that has just ended.
+told() {
+    local outcome=$?
+    [ $outcome = "$2" ] && return
+    failed=1
+    printf '%s\n' "$1: exit $outcome"
+    sed 's/^/    /' "$work/output"
+}
+# interrupted COMMAND-LINE: types Ctrl-C at its first output.
+interrupted() {
+    local outcome=0
+    set -m
+    bash -c "$1" >"$work/interrupted" 2>&1 &
+    set +m
+    while [ ! -s "$work/interrupted" ] && kill -0 $!; do sleep 0.05; done 2>/dev/null
+    kill -INT -- -$! 2>/dev/null
+    wait $! || outcome=$?
+    cat "$work/interrupted"
+    [ -s "$work/interrupted" ] && { [ $outcome = 0 ] || [ $outcome = 130 ]; }
+}
+# The machine may have other processes of a program than those of this phone.
+pidof() {
+    grep -lzxF "HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR" /proc/[0-9]*/environ 2>/dev/null | cut -d/ -f3 | while read -r process; do
+        [[ $(readlink "/proc/$process/exe") != */"${!#}" ]] || echo "$process"
+    done
+}
+mkdir -m 0700 "$HIDL_SOCKET_DIR"
+"""
+PHONE = r"""
+: >"$work/service.log"
+bivista-emulator run >>"$work/service.log" 2>&1 &
+phone=$!
+trap 'kill $phone; wait $phone' EXIT
+for line in 'bv_update_state : ATCMD_Status' 'setSubDisplayPowerState --'; do
+    until grep -qaF -- "$line" "$work/service.log"; do
+        kill -0 $phone || { cat "$work/service.log"; exit 1; }
+        sleep 0.05
+    done
+done
+"""
+TAIL = "exit $((10 + failed))\n"
+
+
+class Command(typing.NamedTuple):
+    line: int
+    text: str
+    status: int = 0  # the right one
+
+    def to_run(self):
+        for pattern, instead in INSTEAD:
+            match = pattern.fullmatch(self.text)
+            if match:
+                return instead(match) if callable(instead) else match.expand(instead)
+        return self.text
+
+
+def is_whole(text):
+    """Whether a shell would run this without asking for another line."""
+    return not text.endswith("\\") and not subprocess.run(["bash", "-n", "-c", text], capture_output=True, check=False).returncode
+
+
+def commands_of(lines):
+    """The commands of numbered lines; the last line counts although it is not whole."""
+    begun, pending, status = 0, [], 0
+    for number, line in lines:
+        text = COMMENT.sub("", line)
+        if not text.strip() and not pending:
+            continue
+        begun = begun if pending else number
+        pending.append(text)
+        right = EXIT_STATUS.search(line[len(text):])
+        status = int(right[1]) if right else status
+        if is_whole("\n".join(pending)) or number == lines[-1][0]:
+            yield Command(begun, "\n".join(pending), status)
+            pending, status = [], 0
+
+
+def blocks(text):
+    """(mark, commands) of what each shell runs, in order. The mark of inline code is `sh`."""
+    mark, inside, inline = None, [], set()
+    for number, line in enumerate(text.split("\n"), 1):
+        fence = FENCE.match(line)
+        if fence and mark is None:
+            mark, inside = fence[1].strip(), []
+        elif fence:
+            if mark.split(" ")[0] == "sh":
+                yield mark, list(commands_of(inside))
+            mark = None
+        elif mark is not None:
+            inside.append((number, line))
+        else:
+            found = set(filter(OURS.fullmatch, INLINE.findall(line))) - inline
+            inline |= found
+            yield from (("sh", [Command(number, command)]) for command in sorted(found))
+
+
+def findings(path, mark, commands, limit=LIMIT):
+    """Runs a block, in which something begins with its place. Returns the lines that say what failed."""
+    if mark != "sh":
+        return [f"{path}:{each.line}: {each.text}: no whole command" for each in commands if not is_whole(each.text)]
+    texts = "\n".join(command.text for command in commands)
+    script = HEAD + (PHONE if USES_PHONE.search(texts) and not BRINGS_PHONE.search(texts) else "")
+    for each in commands:
+        place = shlex.quote(f"{path}:{each.line}: {each.text}")
+        script += f'{{\n{each.to_run()}\n}} >"$work/output" 2>&1\ntold {place} {each.status}\n'
+    with tempfile.TemporaryDirectory(prefix="bivista-documents-") as work:
+        environment = {**os.environ, "PATH": f"{ROOT}/build/release/bin:{os.environ['PATH']}", "work": work,
+                       "HIDL_SOCKET_DIR": f"{work}/registry"}
+        # A person's shell ignores no signals, whatever the caller of this program does.
+        with subprocess.Popen(["env", "--default-signal", "bash", "-c", script + TAIL], cwd=ROOT, env=environment, text=True,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace",
+                              start_new_session=True) as process:
+            try:
+                told = process.communicate(timeout=limit)[0]
+            except BaseException as interruption:
+                os.killpg(process.pid, signal.SIGKILL)
+                if not isinstance(interruption, subprocess.TimeoutExpired):
+                    raise
+                return [f"{path}:{commands[0].line}: still running after {limit} s"]
+    if process.returncode not in (10, 11):
+        told += f"{path}:{commands[0].line}: the shell has left before the end of the block\n"
+    return told.splitlines()
 
 
 def git(*words):
     return subprocess.run(["git", *words], cwd=ROOT, capture_output=True, text=True, check=True).stdout
 
 
-def make_readers_folder(folder):
-    """A folder like the project's root, whose files the reader may add to."""
-    for name in os.listdir(ROOT):
-        if name != ".git":
-            os.symlink(ROOT / name, folder / name)
-    (folder / FRAME).write_bytes(bytes(FRAME_BYTES))
-    return folder
-
-
-def environment(block, registry):
-    folders = [str(STAND_INS / name) for name in PROGRAMS[block.place]]
-    path = os.pathsep.join([*folders, str(ROOT / "build/release/bin"), os.environ["PATH"]])
-    return {**os.environ, "PATH": path, "HIDL_SOCKET_DIR": str(registry)}
-
-
-def run_block(block, registry, readers_folder):
-    """Gives the lines that tell what failed. Who runs a phone of his own has a registry of his own."""
-    folder = readers_folder if block.mentions(READERS) else ROOT
-    with tempfile.TemporaryDirectory(prefix="bivista-own-") as own:
-        if document_rules.runs_phone(block):
-            registry = own
-        return document_shell.run(block.shell, document_rules.steps(block), folder,
-                                  environment(block, registry))
-
-
-def run_document(blocks, phone, readers_folder):
-    """Runs the blocks of a document in order. Gives the number of those in which something failed."""
-    started = time.monotonic()
-    failures = 0
-    for block in blocks:
-        if block.mentions(USES_PHONE):
-            phone.make_anew()
-        lines = run_block(block, phone.registry, readers_folder)
-        print(*lines, sep="\n", end="\n" if lines else "", flush=True)
-        failures += bool(lines)
-    commands = sum(len(block.commands) for block in blocks)
-    print(f"{blocks[0].path}: {commands} commands, {time.monotonic() - started:.0f} s", flush=True)
-    return failures
-
-
-def run_all(blocks, work):
-    """Runs all blocks with one phone. Gives the number of failures, which it has told."""
-    (work / "registry").mkdir(mode=0o700)
-    (work / "reader").mkdir()
-    readers_folder = make_readers_folder(work / "reader")
-    phone = document_phone.Phone(str(work / "registry"), work / "run.log")
-    try:
-        failures = sum(run_document(list(of_document), phone, readers_folder)
-                       for _, of_document in itertools.groupby(blocks, lambda block: block.path))
-    finally:
-        wrong = phone.end()
-    if wrong:
-        print(wrong)
-    return failures + bool(wrong)
-
-
-def print_list(blocks):
-    for block in blocks:
-        for command in block.commands:
-            rule = document_rules.find(block, command)
-            print(f"{block.path}:{command.line}: [{block.place}] {command.text}")
-            if rule:
-                print(f"    {document_rules.to_run(block, command)}    # {rule.reason}")
-
-
-def check(blocks):
-    before = git("status", "--porcelain")
-    with tempfile.TemporaryDirectory(prefix="bivista-documents-") as work:
-        try:
-            failures = run_all(blocks, pathlib.Path(work))
-        except document_phone.Down as error:
-            print(f"error: {error}", file=sys.stderr)
-            return 2
-    after = git("status", "--porcelain")
-    if after != before:
-        print(f"the commands have changed the project's files:\n{after}")
-        failures += 1
-    commands = sum(len(block.commands) for block in blocks)
-    bare = sum(len(block.commands) for block in blocks if block.place == "package")
-    print(f"{commands} commands of documents; {bare} of them are run to the letter by ./test.sh --package")
-    return 1 if failures else 0
-
-
 def main(arguments):
-    option = arguments.pop(0) if arguments and arguments[0].startswith("-") else None
-    if option not in (None, "--list", "--bare"):
-        print(__doc__.split("\n\n")[1], file=sys.stderr)
-        return 2
-    os.chdir(ROOT)
-    # Ctrl-C ends phones and commands, also where whoever started this ignores it; and so does being ended.
+    only_list = arguments[:1] == ["--list"]
+    paths = arguments[only_list:] or git("ls-files", "*.md").split()
     signal.signal(signal.SIGINT, signal.default_int_handler)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
-    try:
-        blocks = document_text.read_documents(arguments or git("ls-files", "*.md").split())
-    except (document_text.Unreadable, OSError) as error:
-        print(error)
-        return 1
-    if option == "--list":
-        print_list(blocks)
-    elif option == "--bare":
-        sys.stdout.write(document_bare.script(blocks))
-    else:
-        return check(blocks)
-    return 0
+    before, failures = git("status", "--porcelain"), 0
+    for path in paths:
+        found = list(blocks((ROOT / path).read_text(encoding="utf-8")))
+        print(f"{path}: {sum(len(commands) for _, commands in found)} commands", flush=True)
+        for mark, commands in found:
+            lines = ([f"{path}:{each.line}: {each.text}\n    {each.to_run() if mark == 'sh' else mark}" for each in commands]
+                     if only_list else findings(path, mark, commands))
+            failures += bool(lines) and not only_list
+            print(*lines, sep="\n", end="\n" if lines else "", flush=True)
+    if git("status", "--porcelain") != before:
+        print(f"the commands have changed the project's files:\n{git('status', '--porcelain')}")
+        failures += 1
+    return 1 if failures else 0
 
 
 if __name__ == "__main__":

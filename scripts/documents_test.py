@@ -1,53 +1,70 @@
-"""Tests of documents.py: what becomes of small documents."""
-import contextlib
-import io
+"""Tests of documents.py: what becomes of small documents. None of them has a phone."""
+import pathlib
+import shlex
 import unittest
 
-import document_text
 import documents
 
 
-def run(*lines, mark="sh"):
-    """What is told of a document with these lines in a block, of which the first is its second."""
-    text = "\n".join([f"```{mark}", *lines, "```"])
-    blocks = document_text.blocks("docs/x.md", text)
-    return [line for block in blocks
-            for line in documents.run_block(block, "/nowhere", documents.ROOT)]
+def commands(text):
+    return [(mark, [tuple(command) for command in found]) for mark, found in documents.blocks(text)]
 
 
-class DocumentTest(unittest.TestCase):
-    def test_what_it_says_is_so(self):
-        self.assertEqual(run("./test.sh --only style", "bench/run.sh uevent", "vts/mutate.py",
-                             "cd docs", "ls *.md"), [])
+def findings(*lines, mark="sh", limit=60):
+    """Of a document with these lines in a block, of which the first is its second."""
+    [(mark, found)] = documents.blocks("\n".join([f"```{mark}", *lines, "```"]))
+    return documents.findings("x.md", mark, found, limit)
 
-    def test_an_option_that_has_gone_is_told(self):
-        self.assertEqual(run("# why", "./test.sh --onyl style   # what"),
-                         ["docs/x.md:3: ./test.sh --onyl style: exit 2",
-                          "    error: unknown argument '--onyl'; see ./test.sh --help"])
 
-    def test_a_step_that_has_gone_is_told(self):
-        self.assertEqual(run("./test.sh --only stile")[0], "docs/x.md:2: ./test.sh --only stile: exit 2")
+def to_run(text):
+    return documents.Command(1, text).to_run()
 
-    def test_a_name_that_has_gone_is_told(self):
-        self.assertEqual(run("bench/run.sh uevnet")[0], "docs/x.md:2: bench/run.sh uevnet: exit 2")
-        self.assertEqual(run("vts/mutate.py build/release x"),
-                         ["docs/x.md:2: vts/mutate.py build/release x: exit 2",
-                          "    error: no such defect: x"])
 
-    def test_a_file_that_is_missing_is_told(self):
-        self.assertEqual(run("cat docs/nothing.md"),
-                         ["docs/x.md:2: cat docs/nothing.md: exit 1",
-                          "    cat: docs/nothing.md: No such file or directory"])
+class DocumentsTest(unittest.TestCase):
+    def test_each_line_of_a_block_is_a_command(self):
+        self.assertEqual(commands("# X\n```sh\na 'b  c'   # why\n\n# exits 5\nfor i in 1; do\n  d\ndone\ne \\\n  f # exits 3: no\n```\n"),
+                         [("sh", [(3, "a 'b  c'", 0), (6, "for i in 1; do\n  d\ndone", 0), (9, "e \\\n  f", 3)])])
+        self.assertEqual(commands("- why\n\n  ```sh phone\n  a\n  ```\n```json\n{}\n```\n"), [("sh phone", [(4, "  a", 0)])])
 
-    def test_a_place_has_its_own_programs(self):
-        self.assertEqual(run("mmm vts", mark="sh phone"), [])
-        self.assertEqual(run("mmm vts")[0], "docs/x.md:2: mmm vts: exit 127")
+    def test_inline_code_with_a_program_and_an_argument_is_one(self):
+        self.assertEqual(commands("`bivistactl status`, `A=b ./test.sh x`\n`bivistactl status`, `bivistactl`, `AT%SWV x`"),
+                         [("sh", [(1, "A=b ./test.sh x", 0)]), ("sh", [(1, "bivistactl status", 0)])])
 
-    def test_unknown_arguments_are_refused(self):
-        with contextlib.redirect_stderr(io.StringIO()) as told:
-            self.assertEqual(documents.main(["--lits"]), 2)
-        self.assertEqual(told.getvalue(),
-                         "usage: scripts/documents.py [--list | --bare] [DOCUMENT...]\n")
+    def test_what_fails_is_told_with_its_output(self):
+        self.assertEqual(findings("cd docs", "ls *.md", "test -f integration.md"), [])
+        self.assertEqual(findings("true", "echo a; echo b >&2; (exit 2)", "(exit 3) # exits 3", "true # exits 3"), [
+            "x.md:3: echo a; echo b >&2; (exit 2): exit 2", "    a", "    b", "x.md:5: true: exit 0"])
+        self.assertEqual(findings("exit 0", "false"), ["x.md:2: the shell has left before the end of the block"])
+        self.assertEqual(findings("sleep 1000", limit=0.2), ["x.md:2: still running after 0.2 s"])
+        self.assertEqual(findings("a 'b", mark="sh phone"), ["x.md:2: a 'b: no whole command"])
+
+    def test_options_and_names_that_have_gone_are_told(self):
+        self.assertEqual(findings("./test.sh --only style", "bench/run.sh uevent", "vts/mutate.py", "./run.sh --tour"), [])
+        for text in ("./test.sh --onyl style", "./test.sh --only stile", "bench/run.sh uevnet", "vts/mutate.py build/release x",
+                     "./run.sh --tuor"):
+            self.assertEqual(findings(text)[0], f"x.md:2: {text}: exit 2")
+
+    def test_what_ends_by_ctrl_c_must_print_and_may_end_so(self):
+        for text, failed in (("sh -c 'echo up; sleep 1000'", False), ("true", True), ("sh -c 'echo no; exit 2'", True),
+                             ("bash -c 'trap \"exit 5\" INT; echo up; while :; do sleep 0.05; done'", True)):
+            self.assertEqual(bool(findings(f"interrupted {shlex.quote(text)}")), failed, text)
+
+    def test_what_is_run_instead(self):
+        for text, instead in (
+                ("bivistactl status", "bivistactl status"),
+                ("ctest --preset release -R x", "ctest --preset release -R x --no-tests=error"),
+                ("SOAK_CYCLES=1000 ctest --preset asan -R x", "ctest --preset asan -R x -N | grep 'Total Tests: [1-9]'"),
+                ("cmake --preset asan && cmake --build --preset asan", "cmake --preset asan && cmake --build --preset asan -- -n"),
+                ("bivistactl watch lpwg", "interrupted 'bivistactl watch lpwg'"),
+                ("bivista-emulator run -- ls", "bivista-emulator run -- ls")):
+            self.assertEqual(to_run(text), instead)
+
+    def test_each_replacement_is_needed_by_a_document(self):
+        texts = {command.text for path in documents.git("ls-files", "*.md").split()
+                 for _, found in documents.blocks(pathlib.Path(documents.ROOT, path).read_text(encoding="utf-8"))
+                 for command in found}
+        for pattern, _ in documents.INSTEAD:
+            self.assertTrue(any(map(pattern.fullmatch, texts)), pattern)
 
 
 if __name__ == "__main__":

@@ -1,66 +1,58 @@
-"""Links of the documents: the file of each is there, and so is the heading that it leads to."""
-import os
-import re
-import string
+"""Links of the documents: the file of each is there, and so is the heading that it leads to.
 
-FENCE = re.compile(r" *```")
-HEADING = re.compile(r"#{1,6} +(.*?)[ #]*$")
+    scripts/links.py FOLDER     looks at the documents below a folder; prints one line per finding, and exits 1 then
+"""
+import os
+import pathlib
+import re
+import sys
+
+CODE = re.compile(r"^ *```.*?^ *```|`[^`\n]*`", re.MULTILINE | re.DOTALL)
+HEADING = re.compile(r"^#{1,6} +(.*?)[ #]*$", re.MULTILINE)
 LINK = re.compile(r"\]\(([^()\s]+)\)")
-INLINE_CODE = re.compile(r"`[^`]*`")
 # Leads out of the project.
 OUTSIDE = re.compile(r"[a-z]+:", re.IGNORECASE)
 
 
-def prose(text):
-    """The lines outside of code blocks, each with its number."""
-    inside = False
-    for number, line in enumerate(text.split("\n"), 1):
-        if FENCE.match(line):
-            inside = not inside
-        elif not inside:
-            yield number, line
-
-
-def anchor(heading):
-    """What a heading is called in links: its words in lower case, without marks, joined by hyphens."""
-    kept = [letter for letter in heading.lower()
-            if letter in "-_ " or letter not in string.punctuation]
-    return "".join(kept).replace(" ", "-")
-
-
 def anchors(text):
-    """The headings of a document, as links call them: the second of a name is name-1."""
-    found = set()
-    for _, line in prose(text):
-        match = HEADING.match(line)
-        if not match:
-            continue
-        name = anchor(match.group(1))
-        other = name
-        count = 0
-        while other in found:
-            count += 1
-            other = f"{name}-{count}"
-        found.add(other)
-    return found
-
-
-def links(text):
-    """Where the links of a document lead, each with its line."""
-    for number, line in prose(text):
-        for target in LINK.findall(INLINE_CODE.sub("", line)):
-            yield number, target
+    """What the headings are called in links: words in lower case, without marks, joined by hyphens; the second of a name
+    is name-1."""
+    found = []
+    for heading in HEADING.findall(re.sub(r"^ *```.*?^ *```", "", text, flags=re.MULTILINE | re.DOTALL)):
+        name = re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
+        found.append((name, f"{name}-{[before for before, _ in found].count(name)}".removesuffix("-0")))
+    return {name for _, name in found}
 
 
 def check(path, text, read):
     """One line per finding. `read` gives the text of a file of the project, None when there is none."""
-    for number, target in links(text):
-        if OUTSIDE.match(target):
+    prose = CODE.sub(lambda code: re.sub(r"[^\n]", " ", code[0]), text)
+    for link in LINK.finditer(prose):
+        if OUTSIDE.match(link[1]):
             continue
-        name, _, heading = target.partition("#")
+        place = f"{path}:{prose.count(chr(10), 0, link.start()) + 1}: {link[1]}"
+        name, _, heading = link[1].partition("#")
         aim = os.path.normpath(os.path.join(os.path.dirname(path), name)) if name else path
-        aimed = text if aim == path else read(aim)
+        # A link may climb out of the folder, to what this machine has.
+        aimed = text if aim == path else None if aim.startswith("..") else read(aim)
         if aimed is None:
-            yield f"{path}:{number}: {target}: no such file"
+            yield f"{place}: no such file"
         elif heading and heading not in anchors(aimed):
-            yield f"{path}:{number}: {target}: no such heading"
+            yield f"{place}: no such heading"
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+
+    def read(path):
+        file = folder / path
+        return file.read_text(encoding="utf-8", errors="replace") if file.is_file() else None
+
+    paths = sorted(str(file.relative_to(folder)) for file in folder.rglob("*.md"))
+    findings = [finding for path in paths for finding in check(path, read(path), read)]
+    print(*findings, sep="\n", end="\n" if findings else "")
+    return 1 if findings or not paths else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

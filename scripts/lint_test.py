@@ -2,6 +2,7 @@
 import unittest
 
 import lint
+import links
 
 
 def findings(path, text):
@@ -100,6 +101,19 @@ class LintTest(unittest.TestCase):
         self.assertEqual(list(lint.lint_guide(interface, "| `first`, `second` | both |")), [])
         self.assertEqual(list(lint.lint_guide(interface, "`second`, first")),
                          ["docs/interface.md: has no `first`"])
+
+    def test_links_lead_to_files_and_headings(self):
+        files = {"docs/b.md": "# Of B\n## The rest: `x_y`, (more)\n## Again\n## Again\n```\n# No\n```\n", "docs": ""}
+
+        def found(text, path="docs/a.md"):
+            return [*links.check(path, text, files.get)]
+
+        for text in ("[b](b.md) [d](../docs) [x](https://x.org/x.md)", "[b](b.md#of-b) [b](b.md#the-rest-x_y-more)",
+                     "[b](b.md#again) [b](b.md#again-1)", "```\n[c](c.md)\n```\n`[c](c.md)`"):
+            self.assertEqual(found(text), [])
+        for target, what in (("c.md", "file"), ("b.md#of-c", "heading"), ("b.md#again-2", "heading"),
+                             ("b.md#no", "heading"), ("#a", "heading"), ("../../etc/passwd", "file")):
+            self.assertEqual(found(f"[b](b.md)\n[x]({target})"), [f"docs/a.md:2: {target}: no such {what}"])
 
     def test_a_function_fits_a_screen(self):
         short = "int f() {\n" + "    g();\n" * 50 + "}\n"

@@ -1,23 +1,28 @@
-"""Whether the service may open the nodes that it uses, by their owners.
+"""Whether the service may open the nodes of docs/nodes.json, by their owners.
 
-What docs/integration.md lists as nodes, with the labels that tests/sepolicy/accesses.txt gives the
-service accesses to, must be open to the service's user and groups: by a rule of the ueventd file or
-the init script that sets owner and mode, by a `file` line where init opens the node for it, or by a
-group that the platform gives the node to. Attributes of sysfs are everyone's to read. The ueventd file
-has rules of owners and nothing else, which match as in Android 11, and of USB devices none but those at
-the controller that the product names.
+A node with the accesses that tests/sepolicy/accesses.txt gives the service to its label must be open to the service's
+user and groups: by a rule of the ueventd file or the init script that sets owner and mode, by a `file` line where init
+opens the node for it, or by a group that the platform gives the node to. Attributes of sysfs are everyone's to read.
+The ueventd file has rules of owners and nothing else, which match as in Android 11, and of USB devices none but those
+at the controller that the product names. docs/integration.md has the nodes as a table, which --write makes.
+
+Prints one line per finding; exits 1 when there is one. Run from the project's root.
 """
-import dataclasses
 import fnmatch
+import json
 import re
+import sys
+import typing
 
 import policy
 
 DEVICES = "service/ueventd.bivista.rc"
-PAGE = "docs/integration.md"
+INIT = "service/vendor.qmx.hardware.bivista@1.1-service.rc"
 ACCESSES = "tests/sepolicy/accesses.txt"
-ROW = re.compile(r"^\| `/(?:dev|sys)\b.*\|$", re.MULTILINE)
-QUOTED = re.compile(r"`([^`]+)`")
+NODES = "docs/nodes.json"
+PAGE = "docs/integration.md"
+HEAD = "| node | the service | label |\n|---|---|---|\n"
+TABLE = re.compile(re.escape(HEAD) + r"(?:\|.*\n)*")
 # An interface of a USB device is what a tty or hidraw is the child of.
 USB_DEVICE = re.compile(r"^/sys/class/(?:tty|hidraw)/\*/device/(?:\.\./)+")
 # What stands for the product's controller in the ueventd file, and USB devices at one, and elsewhere.
@@ -28,11 +33,10 @@ OTHERS = ("/sys/devices/platform/soc/a800000.ssusb/xhci-hcd.3.auto/usb1/1-1/", "
           "/sys/bus/usb/devices/1-1.2/")
 # Nodes that the platform's own rules give to a group.
 PLATFORM_GROUPS = {"/dev/bus/usb": "usb", "/sys/power/wake_lock": "wakelock"}
-MODES = {"r": {"read"}, "w": {"write"}, "rw": {"read", "write"}}
+RULE = re.compile(r"\s*(?:(/dev/\S+)|(/sys/\S+)\s+(\S+))\s+([0-7]+)\s+(\S+)\s+(\S+)\s*")
 
 
-@dataclasses.dataclass(frozen=True)
-class Rule:
+class Rule(typing.NamedTuple):
     """Who owns the nodes whose names match a pattern, or an attribute of the devices whose do."""
     pattern: str
     attribute: str
@@ -41,9 +45,7 @@ class Rule:
     group: str
 
     def gives(self, path):
-        if not path.endswith(self.attribute):
-            return False
-        return matches(self.pattern, path.removesuffix(self.attribute))
+        return path.endswith(self.attribute) and matches(self.pattern, path.removesuffix(self.attribute))
 
 
 def matches(pattern, path):
@@ -60,68 +62,21 @@ class Service:
     """Who the service is, and what init does for it."""
 
     def __init__(self, text):
-        self.users = set()
-        self.groups = set()
-        self.handed = {}
-        self.rules = []
-        owners = {}
-        for words in map(str.split, text.splitlines()):
-            if words[:1] == ["user"]:
-                self.users.update(words[1:])
-            elif words[:1] == ["group"]:
-                self.groups.update(words[1:])
-            elif words[:1] == ["file"] and len(words) == 3:
-                self.handed[words[1]] = MODES.get(words[2], set())
-            elif words[:1] == ["chown"] and len(words) == 4:
-                owners[words[3]] = words[1:3]
-            elif words[:1] == ["chmod"] and len(words) == 3 and words[2] in owners:
-                self.rules.append(Rule(words[2], "", words[1], *owners[words[2]]))
+        def lines(pattern):
+            return re.findall(rf"^\s*{pattern}\s*$", text, re.MULTILINE)
 
+        self.users = set(" ".join(lines("user (.*)")).split())
+        self.groups = set(" ".join(lines("group (.*)")).split())
+        self.handed = {path: {{"r": "read", "w": "write"}[letter] for letter in use}
+                       for path, use in lines(r"file (\S+) (rw?|w)")}
+        modes = {path: mode for mode, path in lines(r"chmod (\S+) (\S+)")}
+        self.rules = [Rule(path, "", modes[path], owner, group)
+                      for owner, group, path in lines(r"chown (\S+) (\S+) (\S+)") if path in modes]
 
-def device_lines(text):
-    """(number, words) of each line that is one to ueventd."""
-    for number, line in enumerate(text.splitlines(), 1):
-        words = line.split()
-        if words and not words[0].startswith("#"):
-            yield number, words
-
-
-def device_rule(words):
-    """The rule of a line, None where it is none; that of sysfs names its attribute apart."""
-    if not re.fullmatch("[0-7]+", words[-3] if len(words) > 2 else ""):
-        return None
-    if len(words) == 4 and words[0].startswith("/dev/"):
-        return Rule(words[0], "", *words[1:])
-    if len(words) == 5 and words[0].startswith("/sys/"):
-        return Rule(words[0], f"/{words[1]}", *words[2:])
-    return None
-
-
-def opened_by(rule, service):
-    """What the owners and the mode of a rule let the service do."""
-    bits = int(rule.mode, 8)
-    digit = bits & 7
-    if rule.owner in service.users:
-        digit = bits >> 6 & 7
-    elif rule.group in service.users | service.groups:
-        digit = bits >> 3 & 7
-    return {name for name, bit in (("read", 4), ("write", 2)) if digit & bit}
-
-
-def rows(page):
-    """(paths, labels) of each row of the page's table of nodes."""
-    for row in ROW.findall(page):
-        cells = row.strip("| ").split(" | ")
-        paths = QUOTED.findall(cells[0])
-        # `/dev/*` stands for the nodes beside it.
-        named = [path for path in paths
-                 if not any(other != path and fnmatch.fnmatch(other, path) for other in paths)]
-        yield named, QUOTED.findall(cells[-1])
-
-
-def accesses_of(facts, label):
-    return {permission for target, of_class, permission in facts.allowed
-            if target == label and of_class in ("file", "chr_file")}
+    def may(self, rule):
+        """What the owners and the mode of a rule let the service do."""
+        shift = 6 if rule.owner in self.users else 3 if rule.group in self.users | self.groups else 0
+        return {name for name, bit in (("read", 4), ("write", 2)) if int(rule.mode, 8) >> shift & bit}
 
 
 def check_node(path, wanted, service, rules):
@@ -136,16 +91,16 @@ def check_node(path, wanted, service, rules):
     elif path in service.handed:
         yield f"{path}: is handed down by init, and may be opened"
     elif use != {"read"} or path.startswith("/dev/"):
-        granted = [opened_by(rule, service) for rule in rules if rule.gives(path)]
+        # The last rule that matches is the one that counts.
+        granted = [service.may(rule) for rule in rules if rule.gives(path)]
         if not granted:
             yield f"{path}: no rule gives it to the service"
-        # The last rule that matches is the one that counts.
         elif use - granted[-1]:
             yield f"{path}: its rule does not let the service {' and '.join(sorted(use - granted[-1]))}"
 
 
 def check_usb_device(path, wanted, service, rules):
-    """`path`: an attribute of the cover's USB device, as the page calls it."""
+    """`path`: an attribute of the cover's USB device, by way of its tty or hidraw."""
     for place in COVERS:
         yield from check_node(USB_DEVICE.sub(place, path), wanted, service, rules)
     for place in OTHERS:
@@ -153,24 +108,50 @@ def check_usb_device(path, wanted, service, rules):
             yield f"{path}: a rule reaches further than the cover's controller, to {place}"
 
 
-def check(init, devices, page, accesses):
-    """Takes the texts of init script, ueventd file, page and table of accesses."""
-    service = Service(init)
-    lines = [(number, words, device_rule(words))
-             for number, words in device_lines(devices.replace(VARIABLE, CONTROLLER))]
-    for number, words, rule in lines:
-        if rule is None:
-            yield f"{DEVICES}:{number}: no rule of owners: {' '.join(words)}"
-    rules = [*(rule for _, _, rule in lines if rule), *service.rules]
-    facts = policy.Facts(accesses)
-    listed = set()
-    for paths, labels in rows(page):
-        listed.update(labels)
-        wanted = set().union(*(accesses_of(facts, label) for label in labels))
-        for path in paths if wanted else []:
-            kind = check_usb_device if USB_DEVICE.match(path) else check_node
-            yield from kind(path, wanted, service, rules)
-    nodes = {target for target, of_class, _ in facts.allowed
-             if of_class == "chr_file" or (of_class == "file" and target.startswith("sysfs"))}
-    for label in sorted(nodes - listed):
-        yield f"{PAGE}: lists no node with the label {label}"
+def check(init, devices, nodes, accesses):
+    """Takes the texts of init script, ueventd file, nodes and table of accesses."""
+    service, rules = Service(init), []
+    for number, line in enumerate(devices.replace(VARIABLE, CONTROLLER).splitlines(), 1):
+        rule = RULE.fullmatch(line)
+        if rule:
+            rules.append(Rule(rule[1] or rule[2], f"/{rule[3]}" if rule[3] else "", *rule.groups()[3:]))
+        elif line.strip() and not line.startswith("#"):
+            yield f"{DEVICES}:{number}: no rule of owners: {line}"
+    rules += service.rules
+    wanted = {}
+    for kind, label, of_class, permission in policy.needed(accesses):
+        if kind == "allow" and (of_class == "chr_file" or (of_class == "file" and label.startswith("sysfs"))):
+            wanted.setdefault(label, set()).add(permission)
+    listed = json.loads(nodes)
+    for row in listed:
+        for path in row["nodes"]:
+            permissions = set().union(*(wanted.get(label, ()) for label in row["labels"]))
+            if permissions:
+                yield from (check_usb_device if USB_DEVICE.match(path) else check_node)(path, permissions, service, rules)
+    for label in sorted(set(wanted) - {label for row in listed for label in row["labels"]}):
+        yield f"{NODES}: lists no node with the label {label}"
+
+
+def table(nodes):
+    def quoted(names):
+        return ", ".join(f"`{name}`" for name in names)
+
+    return HEAD + "".join(f"| {quoted(row['nodes'])} | {row['use']} | {quoted(row['labels'])} |\n" for row in json.loads(nodes))
+
+
+def main():
+    init, devices, nodes, accesses, page = map(policy.read, (INIT, DEVICES, NODES, ACCESSES, PAGE))
+    made = TABLE.sub(lambda _: table(nodes), page)
+    if sys.argv[1:] == ["--write"]:
+        with open(PAGE, "w", encoding="utf-8") as file:
+            file.write(made)
+        return 0
+    findings = list(check(init, devices, nodes, accesses))
+    if table(nodes) not in page:
+        findings.append(f"{PAGE}: its nodes are not those of {NODES}; run python3 scripts/nodes.py --write")
+    print(*findings, sep="\n", end="\n" if findings else "")
+    return 1 if findings else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

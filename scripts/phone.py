@@ -1,39 +1,35 @@
 """What the phone's build says must be true of the sources.
 
-- Every file that an Android.bp names exists, and every source of the service, every source beside
-  another Android.bp and every .hal file is named. Modules of interfaces carry the names of their
-  packages, and those of all packages that these come from: the linker takes no less.
+- Every file that an Android.bp names exists, and every source of the service and every source beside another
+  Android.bp is named. Every module of an interface is as hidl-gen writes it: the linker takes no less.
 - A module has the version of the project.
-- VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces
-  and with the program's name.
+- VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces and with the
+  program's name.
 - current.txt holds the hashes of the interfaces as they are.
 - The makefiles name what exists, and a product takes the modules.
-- docs/integration.md names every path and property that the service uses, and property_contexts
-  every property of the vendor.
-- The nodes of that page are the service's to open, by the ueventd file or the init script, and no
-  others are.
+- docs/integration.md names every path and property that the service uses, and property_contexts every property of the
+  vendor.
 
-Prints one line per finding; exits 1 when there is one. Run from the project's root.
+Prints one line per finding; exits 1 when there is one. --hashes prints the hashes instead. Run from the project's root.
 """
+import functools
+import json
 import os
 import re
 import subprocess
 import sys
+import tempfile
 import xml.etree.ElementTree as ElementTree
-
-import blueprint
-import nodes
 
 ROOT = "vendor.qmx.hardware"
 SERVED = f"{ROOT}.bivista"
-BASE = "android.hidl.base@1.0"
-SERVICE_FOLDERS = ("service/", "kernel/", "diagnostics/", "display/", "sub_display/")
+SERVICE_FOLDERS = ("diagnostics/", "display/", "kernel/", "service/", "sub_display/")
+# It reads the files on disk.
+HIDL_GEN = ["hidl-gen", "-R", "-r", f"{ROOT}:interfaces", "-r", "android.hidl:host/hidl/interfaces/android/hidl"]
 # Modules of the tree that ours may need.
 PLATFORM = {"VtsHalTargetTestDefaults"}
-LIBRARIES = ("shared_libs", "static_libs")
-FILE_PROPERTIES = ("srcs", "init_rc", "vintf_fragments", "src")
 
-IMPORT = re.compile(r"^import ([\w.]*)@(\d+\.\d+)::", re.MULTILINE)
+MODULE = re.compile(r"^(\w+) (\{.*?^\})", re.MULTILINE | re.DOTALL)
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 PATH = re.compile(r"/(?:dev|sys|data|vendor|system_ext)(?:/.*)?")
 PROPERTY = re.compile(r"(?:ro|persist|sys|vendor)(?:\.[a-z_]+)+")
@@ -43,209 +39,170 @@ CONTEXT = re.compile(r"^(\S+)\s+u:object_r:(\w+):s0", re.MULTILINE)
 
 
 class Tree:
-    """The files of the project: their names, and what they hold."""
+    """The project's files; `changed` are texts in the place of those on disk, None for a file that is missing."""
 
-    def __init__(self, names, read):
-        self.names = names
-        self.read = read
+    def __init__(self, changed=()):
+        self.changed = dict(changed)
+        listed = subprocess.run(["git", "ls-files"], capture_output=True, text=True, check=True).stdout.split()
+        self.names = sorted(name for name in {*listed, *self.changed} if self.changed.get(name, "") is not None)
 
-    def ending(self, suffix):
-        return [name for name in self.names if name.endswith(suffix)]
+    def read(self, name):
+        return self.changed[name] if name in self.changed else read_file(name)
 
     def modules(self):
         """(file, type, properties) of every module."""
         for name in self.names:
             if os.path.basename(name) == "Android.bp":
-                for kind, properties in blueprint.read(self.read(name)):
-                    yield name, kind, properties
+                yield from ((name, *module) for module in read_blueprint(self.read(name)))
 
     def packages(self):
-        """Package versions that have .hal files: (package, version) to their file names."""
-        found = {}
-        for name in self.ending(".hal"):
-            match = re.fullmatch(r"interfaces/(\w+)/(\d+\.\d+)/(\w+\.hal)", name)
-            if match:
-                package, version, file = match.groups()
-                found.setdefault((f"{ROOT}.{package}", version), []).append(file)
-        return found
+        """The package versions that have .hal files, such as ("bivista", "1.0")."""
+        return sorted({tuple(name.split("/")[1:3]) for name in self.names if re.match(r"interfaces/.*\.hal$", name)})
 
     def versions(self):
         """Versions of the served package, oldest first."""
-        versions = [version for package, version in self.packages() if package == SERVED]
-        return sorted(versions, key=lambda version: [int(part) for part in version.split(".")])
+        return [version for package, version in self.packages() if SERVED == f"{ROOT}.{package}"]
 
     def program(self):
         """The service's module."""
-        programs = [properties for _, kind, properties in self.modules() if kind == "cc_binary"]
-        return programs[0] if len(programs) == 1 else {}
+        return next(properties for _, kind, properties in self.modules() if kind == "cc_binary")
+
+
+def read_file(name):
+    with open(name, encoding="utf-8") as file:
+        return file.read()
+
+
+def read_blueprint(text):
+    """(type, properties) of each module, in a file that bpfmt has written and that has no variables: JSON, but for names
+    without quotes and commas at the end of lists."""
+    for kind, body in MODULE.findall(re.sub(r"//.*", "", text)):
+        yield kind, json.loads(re.sub(r",(\s*[\]}])", r"\1", re.sub(r"^(\s*)(\w+):", r'\1"\2":', body, flags=re.MULTILINE)))
 
 
 def named_files(properties):
-    for key in FILE_PROPERTIES:
-        value = properties.get(key, [])
-        yield from [value] if isinstance(value, str) else value
+    for key in ("srcs", "init_rc", "vintf_fragments"):
+        yield from properties.get(key, [])
 
 
 def check_files(tree):
     for file, _, properties in tree.modules():
-        folder = os.path.dirname(file)
         for name in named_files(properties):
-            path = os.path.normpath(os.path.join(folder, name))
-            if path not in tree.names:
-                yield f"{file}: {properties.get('name')} names {name}, which does not exist"
+            if os.path.join(os.path.dirname(file), name) not in tree.names:
+                yield f"{file}: {properties['name']} names {name}, which does not exist"
 
 
-def check_service_sources(tree):
-    named = tree.program().get("srcs", [])
-    own = [name for name in tree.ending(".cpp") if name.startswith(SERVICE_FOLDERS)]
-    for name in own:
-        if name not in named:
-            yield f"Android.bp: the service does not name {name}"
-    for name in named:
-        if name in tree.names and name not in own:
-            yield f"Android.bp: the service names {name}, which is not of its folders"
+def check_sources(tree):
+    """Sources belong to the service by their folder, or else to the modules of the next Android.bp above."""
+    named = tree.program()["srcs"]
+    own = [name for name in tree.names if name.endswith(".cpp") and name.startswith(SERVICE_FOLDERS)]
+    for name in sorted(set(own) ^ set(named)):
+        yield f"Android.bp: the service {'does not name' if name in own else 'names, and it is not of its folders:'} {name}"
     if named != sorted(set(named)):
         yield "Android.bp: the sources of the service are not in order, or named twice"
-
-
-def check_other_sources(tree):
-    """Below a folder with an Android.bp of its own, all sources belong to its modules."""
     for file in tree.names:
         folder, name = os.path.split(file)
         if name != "Android.bp" or not folder:
             continue
-        named = {os.path.normpath(os.path.join(folder, source))
-                 for own, _, properties in tree.modules() if own == file
+        named = {f"{folder}/{source}" for of, _, properties in tree.modules() if of == file
                  for source in properties.get("srcs", [])}
-        for source in tree.ending(".cpp"):
-            if source.startswith(folder + "/") and source not in named:
+        for source in tree.names:
+            if source.startswith(folder + "/") and source.endswith(".cpp") and source not in named:
                 yield f"{file}: does not name {source}"
 
 
-def check_version(tree):
-    """What a module says of its version is the project's, which the root's CMakeLists.txt has."""
-    project = PROJECT_VERSION.search(tree.read("CMakeLists.txt"))[1]
-    for file, _, properties in tree.modules():
-        for flag in properties.get("cflags", []):
-            told = VERSION_FLAG.fullmatch(flag)
-            if told and told[1] != project:
-                yield f"{file}: {properties['name']} is version {told[1]}, the project {project}"
-
-
 def check_modules(tree):
-    names = [properties.get("name") for _, _, properties in tree.modules()]
+    project = PROJECT_VERSION.search(tree.read("CMakeLists.txt"))[1]
+    names = [properties["name"] for _, _, properties in tree.modules()]
     for name in sorted({name for name in names if names.count(name) > 1}):
         yield f"two modules are called {name}"
     for file, _, properties in tree.modules():
         wanted = properties.get("defaults", []) + properties.get("required", [])
-        for kind in LIBRARIES:
-            wanted += [name for name in properties.get(kind, []) if name.startswith(ROOT)]
+        wanted += [name for kind in ("shared_libs", "static_libs") for name in properties.get(kind, [])
+                   if name.startswith(ROOT)]
         for name in wanted:
             if name not in names and name not in PLATFORM:
                 yield f"{file}: {properties['name']} needs {name}, which is no module"
+        for flag in properties.get("cflags", []):
+            version = VERSION_FLAG.fullmatch(flag)
+            if version and version[1] != project:
+                yield f"{file}: {properties['name']} is version {version[1]}, the project {project}"
 
 
-def ancestors(tree, packages, package, version):
-    """Package versions that the files of one import from others, and what those import in turn."""
-    found = {BASE}
-    for file in packages.get((package, version), ()):
-        folder = package[len(ROOT) + 1:]
-        for imported, of_version in IMPORT.findall(
-                tree.read(f"interfaces/{folder}/{version}/{file}")):
-            parent = imported or package
-            found |= {f"{parent}@{of_version}", *ancestors(tree, packages, parent, of_version)}
-    return found
+@functools.cache
+def generated_blueprint(file, name):
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run([*HIDL_GEN, "-L", "androidbp", "-o", folder, name], check=True)
+        return next(read_blueprint(read_file(f"{folder}/{file}")))[1]
 
 
 def check_interfaces(tree):
-    modules = {properties.get("name"): (file, properties)
-               for file, kind, properties in tree.modules() if kind == "hidl_interface"}
-    packages = tree.packages()
-    for (package, version), files in sorted(packages.items()):
-        name = f"{package}@{version}"
-        if name not in modules:
-            yield f"no hidl_interface {name}"
+    written = {(file, properties["name"]): properties for file, kind, properties in tree.modules() if kind == "hidl_interface"}
+    for package, version in tree.packages():
+        file, name = f"interfaces/{package}/{version}/Android.bp", f"{ROOT}.{package}@{version}"
+        made = generated_blueprint(file, name)
+        found = written.pop((file, name), None)
+        if found is None:
+            yield f"{file}: no hidl_interface {name}"
             continue
-        file, properties = modules.pop(name)
-        if os.path.dirname(file) != f"interfaces/{package[len(ROOT) + 1:]}/{version}":
-            yield f"{file}: {name} stands in the wrong folder"
-        if properties.get("root") != ROOT:
-            yield f"{file}: the root of {name} is not {ROOT}"
-        if sorted(properties.get("srcs", [])) != sorted(files):
-            yield f"{file}: {name} does not name its files, {' '.join(sorted(files))}"
-        expected = ancestors(tree, packages, package, version)
-        if set(properties.get("interfaces", [])) != expected:
-            yield f"{file}: {name} does not name what it comes from, {' '.join(sorted(expected))}"
-    for name in modules:
-        yield f"hidl_interface {name} has no .hal file"
+        for key in ("root", "srcs", "interfaces"):
+            if found.get(key) != made.get(key):
+                yield f"{file}: {key} of {name} are not {made.get(key)}"
+    for file, name in written:
+        yield f"{file}: hidl_interface {name} has no .hal file there"
 
 
-def declared(tree, file, kind):
-    """The one hal of a VINTF file: (name, version, interface, instances), or what is wrong."""
+def declared(tree, file):
+    """What a VINTF file says."""
     try:
         root = ElementTree.fromstring(tree.read(file))
     except ElementTree.ParseError as problem:
-        return f"{file}: {problem}"
-    hals = root.findall("hal")
-    if (root.tag, root.get("version"), root.get("type")) != (*kind, ) or len(hals) != 1:
-        return f"{file}: not a {kind[2]} {kind[0]} of one hal"
-    hal = hals[0]
-    if hal.get("format") != "hidl":
-        return f"{file}: the format is not hidl"
-    return (hal.findtext("name"), hal.findtext("version"), hal.findtext("interface/name"),
-            [instance.text for instance in hal.findall("interface/instance")])
+        return str(problem)
+    return [root.tag, root.get("version"), root.get("type")] + [
+        [hal.get("format"), hal.findtext("name"), hal.findtext("version"), hal.findtext("interface/name"),
+         *(instance.text for instance in hal.findall("interface/instance"))] for hal in root.findall("hal")]
 
 
 def check_vintf(tree):
-    versions = tree.versions()
-    major, minor = versions[-1].split(".")
-    manifest = tree.program().get("vintf_fragments", ["?"])[0]
-    expected = {
-        manifest: (("manifest", "1.0", "device"), versions[-1]),
-        "service/framework_compatibility_matrix.xml":
-            (("compatibility-matrix", "1.0", "framework"), f"{major}.0-{minor}"),
-    }
-    for file, (kind, version) in expected.items():
+    newest = tree.versions()[-1]
+    for file, kind, versions in (
+            (tree.program()["vintf_fragments"][0], ["manifest", "1.0", "device"], newest),
+            ("service/framework_compatibility_matrix.xml", ["compatibility-matrix", "1.0", "framework"],
+             newest.replace(".", ".0-"))):
+        expected = [*kind, ["hidl", SERVED, versions, "IBivista", "default"]]
         if file not in tree.names:
             yield f"{file}: does not exist"
-            continue
-        found = declared(tree, file, kind)
-        if isinstance(found, str):
-            yield found
-        elif found != (SERVED, version, "IBivista", ["default"]):
-            yield f"{file}: declares {found}, and not {SERVED} {version} IBivista default"
+        elif declared(tree, file) != expected:
+            yield f"{file}: declares {declared(tree, file)}, and not {expected}"
 
 
 def check_init(tree):
-    program = tree.program()
-    file = program.get("init_rc", ["?"])[0]
-    if file not in tree.names:
-        return
+    program, [file] = tree.program()["name"], tree.program()["init_rc"]
     lines = [line.split() for line in tree.read(file).splitlines()]
-    folder = f"/vendor/bin/{program.get('relative_install_path')}/"
     started = [words[2] for words in lines if words[:1] == ["service"]]
-    if started != [folder + program.get("name", "")]:
-        yield f"{file}: starts {' '.join(started)}, and not {folder}{program.get('name')}"
+    expected = [f"/vendor/bin/{tree.program()['relative_install_path']}/{program}"]
+    if started != expected:
+        yield f"{file}: starts {started}, and not {expected}"
     served = [" ".join(words[1:]) for words in lines if words[:1] == ["interface"]]
     expected = [f"{SERVED}@{version}::IBivista default" for version in tree.versions()]
     if served != expected:
         yield f"{file}: serves {served}, and not {expected}"
-    contexts = "service/sepolicy/hwservice_contexts"
-    if [name for name, _ in CONTEXT.findall(tree.read(contexts))] != [f"{SERVED}::IBivista"]:
-        yield f"{contexts}: does not label {SERVED}::IBivista, and nothing else"
 
 
-def frozen(text):
-    """The lines of a current.txt that count."""
-    return sorted(line for line in text.splitlines() if line and not line.startswith("#"))
+def check_hashes(tree):
+    frozen = {line for line in tree.read("interfaces/current.txt").splitlines() if line and line[0] != "#"}
+    for line in sorted(frozen ^ set(hashes(tree))):
+        yield f"interfaces/current.txt: {'has, and it is no interface as it is' if line in frozen else 'lacks'}: {line}"
 
 
-def check_hashes(tree, hashes):
-    recorded = frozen(tree.read("interfaces/current.txt"))
-    for line in sorted(set(hashes) - set(recorded)):
-        yield f"interfaces/current.txt: lacks {line}"
-    for line in sorted(set(recorded) - set(hashes)):
-        yield f"interfaces/current.txt: has {line}, which is no interface as it is"
+@functools.cache
+def hash_lines(name):
+    return subprocess.run([*HIDL_GEN, "-L", "hash", name], capture_output=True, text=True, check=True).stdout.splitlines()
+
+
+def hashes(tree):
+    """What hidl-gen makes of every package version."""
+    return [line for package, version in tree.packages() for line in hash_lines(f"{ROOT}.{package}@{version}")]
 
 
 def check_makefiles(tree):
@@ -255,81 +212,39 @@ def check_makefiles(tree):
             if path not in tree.names and path not in folders:
                 yield f"{file}: names {path}, which does not exist"
     packages = re.findall(r"^PRODUCT_PACKAGES \+= (\S+)$", tree.read("bivista.mk"), re.MULTILINE)
-    made = re.findall(r"^LOCAL_MODULE := (\S+)$", tree.read("Android.mk"), re.MULTILINE)
-    expected = [tree.program().get("name"), *made]
+    expected = [tree.program()["name"], *re.findall(r"^LOCAL_MODULE := (\S+)$", tree.read("Android.mk"), re.MULTILINE)]
     if packages != expected:
-        yield f"bivista.mk: PRODUCT_PACKAGES is not {' '.join(expected)}"
+        yield f"bivista.mk: PRODUCT_PACKAGES is {packages}, and not {expected}"
 
 
-def literals(tree, pattern):
-    """Texts in the service's sources that match, each once."""
-    found = set()
-    for name in tree.names:
-        if name.startswith(SERVICE_FOLDERS) and name.endswith((".cpp", ".h")):
-            found |= {text for text in LITERAL.findall(tree.read(name))
-                      if pattern.fullmatch(text)}
-    return sorted(found)
-
-
-def check_documents(tree):
+def check_names(tree):
+    """Names that the service's sources use."""
     page = tree.read("docs/integration.md")
-    for path in literals(tree, PATH):
-        # The name of a node is filled in.
-        if f"`{path.replace('%s', '*')}" not in page:
-            yield f"docs/integration.md: does not name {path}"
-    properties = literals(tree, PROPERTY)
-    for name in properties:
-        if f"`{name}`" not in page:
+    literals = {text for name in tree.names if name.startswith(SERVICE_FOLDERS) and name.endswith((".cpp", ".h"))
+                for text in LITERAL.findall(tree.read(name))}
+    properties = set(filter(PROPERTY.fullmatch, literals))
+    # The name of a node is filled in.
+    for name in sorted({f"`{path.replace('%s', '*')}" for path in filter(PATH.fullmatch, literals)}
+                       | {f"`{name}`" for name in properties}):
+        if name not in page:
             yield f"docs/integration.md: does not name {name}"
-    contexts = "service/sepolicy/property_contexts"
-    own = [name for name in properties if "vendor" in name.split(".")]
-    if sorted(name for name, _ in CONTEXT.findall(tree.read(contexts))) != own:
-        yield f"{contexts}: does not label {' '.join(own)}, and nothing else"
-
-
-def check_nodes(tree):
-    files = [*tree.program().get("init_rc", []), nodes.DEVICES, nodes.PAGE, nodes.ACCESSES]
-    if len(files) == 4 and set(files) <= set(tree.names):
-        yield from nodes.check(*map(tree.read, files))
-    else:
-        yield "not one init script and the file of owners, with the page and the accesses"
+    for file, expected in (("property", {name for name in properties if "vendor" in name.split(".")}),
+                           ("hwservice", {f"{SERVED}::IBivista"})):
+        labelled = {name for name, _ in CONTEXT.findall(tree.read(f"service/sepolicy/{file}_contexts"))}
+        if labelled != expected:
+            yield f"service/sepolicy/{file}_contexts: labels {sorted(labelled)}, and not {sorted(expected)}"
 
 
 def check(tree):
-    for part in (check_files, check_service_sources, check_other_sources, check_version,
-                 check_modules, check_interfaces, check_vintf, check_init, check_makefiles, check_documents,
-                 check_nodes):
+    for part in (check_files, check_sources, check_modules, check_interfaces, check_vintf, check_init, check_hashes,
+                 check_makefiles, check_names):
         yield from part(tree)
 
 
-def current_hashes(tree):
-    """What hidl-gen makes of every package version."""
-    found = []
-    for package, version in sorted(tree.packages()):
-        found += subprocess.run(
-            ["hidl-gen", "-L", "hash", "-R", "-r", f"{ROOT}:interfaces",
-             "-r", "android.hidl:host/hidl/interfaces/android/hidl", f"{package}@{version}"],
-            capture_output=True, text=True, check=True).stdout.splitlines()
-    return found
-
-
-def read_file(name):
-    with open(name, encoding="utf-8") as file:
-        return file.read()
-
-
 def main():
-    names = subprocess.run(["git", "ls-files"], capture_output=True, text=True,
-                           check=True).stdout.splitlines()
-    tree = Tree(names, read_file)
-    hashes = current_hashes(tree)
-    if sys.argv[1:] == ["--hashes"]:
-        print("\n".join(hashes))
-        return 0
-    findings = [*check(tree), *check_hashes(tree, hashes)]
-    for finding in findings:
-        print(finding)
-    return 1 if findings or not names else 0
+    lines = list(hashes(Tree()) if sys.argv[1:] == ["--hashes"] else check(Tree()))
+    print(*lines, sep="\n", end="\n" if lines else "")
+    return 1 if lines and sys.argv[1:] != ["--hashes"] else 0
 
 
 if __name__ == "__main__":

@@ -43,79 +43,64 @@ class ProductTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        for name, text in (("Makefile", PRODUCT.format(root=ROOT)), ("base_rules.mk", RULES),
-                           ("clear_vars.mk", "")):
+        for name, text in (("Makefile", PRODUCT.format(root=ROOT)), ("base_rules.mk", RULES), ("clear_vars.mk", "")):
             (self.folder / name).write_text(text, encoding="utf-8")
 
-    def make(self, target, *variables):
-        return run(["make", "-s", target, *variables], self.folder)
+    def make(self, target, controller=CONTROLLER, *variables):
+        return run(["make", "-s", target, f"BIVISTA_USB_CONTROLLER={controller}", *variables], self.folder)
 
     def told(self, *variables):
-        status, text, errors = self.make("told", f"BIVISTA_USB_CONTROLLER={CONTROLLER}", *variables)
+        status, text, errors = self.make("told", CONTROLLER, *variables)
         self.assertEqual((status, errors), (0, ""))
         return dict(line.split(" ", 1) for line in text.splitlines())
 
     def test_the_product_names_the_controller(self):
-        for path in ("", "/sys/class/usb", "devices/platform", f"{CONTROLLER}/",
-                     f"{CONTROLLER} {CONTROLLER}", f"{CONTROLLER} x"):
-            status, _, errors = self.make("told", f"BIVISTA_USB_CONTROLLER={path}")
+        for path in ("", "/sys/class/usb", "devices/platform", f"{CONTROLLER}/", f"{CONTROLLER} {CONTROLLER}", f"{CONTROLLER} x"):
+            status, _, errors = self.make("told", path)
             self.assertEqual(status, 2)
-            self.assertIn(f'BIVISTA_USB_CONTROLLER is "{path}"; set it to the path below /sys/devices',
-                          errors)
+            self.assertIn(f'BIVISTA_USB_CONTROLLER is "{path}"; set it to the path below /sys/devices', errors)
 
     def test_the_product_gets_service_owners_and_policy(self):
-        told = self.told()
-        self.assertEqual(told["packages"],
-                         "vendor.qmx.hardware.bivista@1.1-service ueventd.bivista.rc")
-        self.assertEqual(told["policy"],
-                         f"{ROOT}/service/sepolicy {ROOT}/service/sepolicy/neighbours")
-
-    def test_a_product_with_a_file_of_its_own_gets_none(self):
-        self.assertEqual(self.told("BIVISTA_ODM_UEVENTD=false")["packages"],
-                         "vendor.qmx.hardware.bivista@1.1-service")
+        program = "vendor.qmx.hardware.bivista@1.1-service"
+        self.assertEqual(self.told()["packages"], f"{program} ueventd.bivista.rc")
+        self.assertEqual(self.told("BIVISTA_ODM_UEVENTD=false")["packages"], program)
+        self.assertEqual(self.told()["policy"], f"{ROOT}/service/sepolicy {ROOT}/service/sepolicy/neighbours")
 
     def test_the_file_that_ueventd_reads_has_the_path(self):
-        status, _, errors = self.make("odm/ueventd.rc", f"BIVISTA_USB_CONTROLLER={CONTROLLER}")
-        self.assertEqual((status, errors), (0, ""))
+        self.assertEqual(self.make("odm/ueventd.rc"), (0, "", ""))
         made = (self.folder / "odm/ueventd.rc").read_text(encoding="utf-8")
-        template = (ROOT / nodes.DEVICES).read_text(encoding="utf-8")
+        template = policy.read(ROOT / nodes.DEVICES)
         self.assertEqual(made, template.replace(nodes.VARIABLE, CONTROLLER))
         self.assertNotEqual(made, template)
 
-    def labels(self, controller):
-        """The labels of file_contexts, by path, as the platform's build expands it."""
+    def labels(self, controller, *paths):
+        """The labels of file_contexts that paths get, as the platform's build expands it."""
         definition = self.told()["m4"].replace(CONTROLLER, controller)
         status, text, errors = run(["m4", "--fatal-warnings", "-s", definition, CONTEXTS], ROOT)
         self.assertEqual((status, errors), (0, ""))
-        patterns = policy.read_patterns(text)
-        return lambda path: policy.label(path, patterns, [])
+        return [policy.label(path, policy.read_patterns(text), []) for path in paths]
 
     def test_usb_devices_at_the_controller_are_labelled(self):
-        label = self.labels(CONTROLLER)
         for device in nodes.COVERS:
-            self.assertEqual(label(f"{device}idVendor"), "sysfs_bivista_usb_id")
-            self.assertEqual(label(f"{device}idProduct"), "sysfs_bivista_usb_id")
-            self.assertEqual(label(f"{device}power/control"), "sysfs_bivista_usb_power")
+            self.assertEqual(
+                self.labels(CONTROLLER, f"{device}idVendor", f"{device}idProduct", f"{device}power/control"),
+                ["sysfs_bivista_usb_id", "sysfs_bivista_usb_id", "sysfs_bivista_usb_power"])
 
     def test_no_other_is(self):
-        label = self.labels("/sys/devices/a.b")
-        self.assertEqual(label("/sys/devices/a.b/usb1/1-1/power/control"), "sysfs_bivista_usb_power")
         for device in ("/sys/devices/a.b/usb1/", "/sys/devices/a.b/usb1/1-1/1-1.2/1-1.2.1/",
                        "/sys/devices/a.b/usb1/1-1/1-1:1.0/", "/sys/devices/a-b/usb1/1-1/",
                        "/sys/devices/a.b/c/usb1/1-1/", *nodes.OTHERS):
-            for attribute in ("idVendor", "idProduct", "power/control"):
-                self.assertEqual(label(device + attribute), "-")
+            self.assertEqual(self.labels("/sys/devices/a.b", "/sys/devices/a.b/usb1/1-1/idVendor", f"{device}idVendor",
+                                         f"{device}idProduct", f"{device}power/control"), ["sysfs_bivista_usb_id", *"---"])
 
     def test_a_star_stands_for_a_part_of_the_path(self):
-        label = self.labels("/sys/devices/*/a*")
-        self.assertEqual(label("/sys/devices/b/a1/usb1/1-1/idVendor"), "sysfs_bivista_usb_id")
-        for path in ("/sys/devices/b/c/a1/usb1/1-1/idVendor", "/sys/devices/b/a1/c/usb1/1-1/idVendor"):
-            self.assertEqual(label(path), "-")
+        self.assertEqual(self.labels("/sys/devices/*/a*", "/sys/devices/b/a1/usb1/1-1/idVendor",
+                                     "/sys/devices/b/c/a1/usb1/1-1/idVendor", "/sys/devices/b/a1/c/usb1/1-1/idVendor"),
+                         ["sysfs_bivista_usb_id", "-", "-"])
 
     def test_without_the_controller_no_policy_is_built(self):
         status, _, errors = run(["m4", "--fatal-warnings", "-s", CONTEXTS], ROOT)
-        self.assertEqual((status, errors), (1, "file_contexts: BIVISTA_USB_CONTROLLER is not set: "
-                                               "see docs/integration.md\n"))
+        self.assertEqual((status, errors), (1, "file_contexts: BIVISTA_USB_CONTROLLER is not set: see docs/integration.md\n"))
 
 
 if __name__ == "__main__":

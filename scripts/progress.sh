@@ -1,7 +1,7 @@
-# Tells how far a command is: on a terminal in one line that is rewritten in place, else in one line at the
-# start and one at the end. Sourced by common.sh.
+# What the scripts show: colour, and how far a command is. Sourced by common.sh.
 
-# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status.
+# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status. Shows how far it
+# is: on a terminal in one line that is rewritten in place, else in one line at the start and one at the end.
 with_progress() {
     local what=$1 log=$2 started=$SECONDS status=0
     shift 2
@@ -16,18 +16,31 @@ with_progress() {
     return "$status"
 }
 
+# choose_colour never|auto|always: fills $prompt, $typed, $heading and $plain. With auto a terminal has colour unless
+# NO_COLOR is set.
+# shellcheck disable=SC2034
+choose_colour() {
+    prompt='' typed='' heading='' plain=''
+    case $1 in
+        always) ;;
+        auto) { on_terminal && [ -z "${NO_COLOR:-}" ]; } || return 0 ;;
+        never) return 0 ;;
+        *) fail "--color takes never, auto or always, not '$1'" ;;
+    esac
+    prompt=$'\e[32m' typed=$'\e[1m' heading=$'\e[1;36m' plain=$'\e[m'
+}
+
 on_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
 
-# follow WHAT LOG: copies its input to the log, and tells on a terminal how far the counters in it are.
+# follow WHAT LOG: copies its input to the log, and shows on a terminal how far the counters in it are.
 follow() {
     if ! on_terminal; then cat >"$2"; return; fi
-    local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS looked=-1 columns=80
+    local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS
     # What comes next on the terminal begins a line of its own.
     trap 'echo >&3; trap - INT; kill -INT $BASHPID' INT
     while IFS= read -r line || [ -n "$line" ]; do
         printf '%s\n' "$line"
         count "$line"
-        if [ $looked != $SECONDS ]; then measure_terminal; fi
         show_progress >&3
     done 3>&1 >"$2"
 }
@@ -44,13 +57,6 @@ count() {
     fi
 }
 
-# The terminal may be made wider or narrower meanwhile.
-measure_terminal() {
-    local size
-    looked=$SECONDS
-    size=$(stty size 2>/dev/null <&3) && [ "${size##* }" -gt 0 ] && columns=${size##* } || true
-}
-
 show_progress() {
     local text=$what spent=$((SECONDS - begun))
     if [ "$total" -gt 0 ]; then text+=" $finished/$total"; fi
@@ -61,5 +67,6 @@ show_progress() {
     fi
     [ "$text" != "$shown" ] || return 0
     shown=$text
-    printf '\r%s\e[K' "${text:0:columns-1}"
+    # A terminal too narrow for it cuts it off: it is told not to begin another line.
+    printf '\r\e[?7l%s\e[K\e[?7h' "$text"
 }

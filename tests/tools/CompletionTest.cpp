@@ -43,7 +43,7 @@ source "$0"
 compopt() { echo '<files>'; }
 COMP_WORDS=("$@")
 COMP_CWORD=$(($# - 1))
-"_${1//-/_}"
+_bivista
 printf '%s\n' "${COMPREPLY[@]}"
 )";
 constexpr char kZsh[] = R"(
@@ -91,7 +91,7 @@ class CompletionTest : public CliTest {
     Words complete(const Subject& subject, const Words& words) {
         Words command = {"/usr/bin/env", subject.shell,  subject.driver == kBash ? "--norc" : "-f",
                          "-c",           subject.driver, std::string(PAGES) + subject.script,
-                         subject.program};
+                         subject.path};
         command.insert(command.end(), words.begin(), words.end());
         return lines(outputOf(command));
     }

@@ -82,8 +82,8 @@ TEST_F(ManPageTest, HasTheUsualSections) {
                                 "COMMANDS", "SEE ALSO"}) {
         EXPECT_THAT(page, HasSubstr("\n" + std::string(section) + "\n"));
     }
-    EXPECT_THAT(page, HasSubstr("\n         3  no service answers"));
-    EXPECT_THAT(page, HasSubstr("\n         bivistactl sub show --stretch photo.png\n"));
+    EXPECT_THAT(page, HasSubstr("\n       3      no service answers"));
+    EXPECT_THAT(page, HasSubstr("\n       bivistactl sub show --stretch photo.png\n"));
     EXPECT_THAT(page, HasSubstr("bivista-emulator(1), bivista-service(8), bivista-vts(1)"));
 }
 
