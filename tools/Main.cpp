@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "cli/Process.h"
-#include "tools/Command.h"
 #include "tools/Failure.h"
-#include "tools/Output.h"
+#include "tools/commands/Command.h"
+#include "tools/text/Output.h"
 
 namespace bivistactl {
 namespace {

@@ -8,8 +8,8 @@
 #include <system_error>
 #include <thread>
 
-#include "tools/Command.h"
 #include "tools/Failure.h"
+#include "tools/commands/Command.h"
 
 using bivistactl::Failure;
 using bivistactl::runToExitStatus;

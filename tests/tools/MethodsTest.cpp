@@ -1,4 +1,4 @@
-#include "tools/Methods.h"
+#include "tools/commands/Methods.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

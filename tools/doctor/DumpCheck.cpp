@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "tools/Dump.h"
+#include "tools/client/Dump.h"
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Patience.h"
 #include "tools/doctor/Words.h"

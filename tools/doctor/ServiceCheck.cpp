@@ -7,7 +7,7 @@
 
 #include "host/hidl/Registry.h"
 #include "tools/Failure.h"
-#include "tools/Service.h"
+#include "tools/client/Service.h"
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Patience.h"
 

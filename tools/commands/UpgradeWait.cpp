@@ -1,0 +1,132 @@
+#include "tools/commands/UpgradeWait.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+#include <thread>
+
+#include "tools/client/Ask.h"
+#include "tools/text/Spinner.h"
+
+namespace bivistactl {
+namespace {
+
+using ::android::sp;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+
+// Often enough for a person, and for a loader that stays for a second; the service hardly notices.
+constexpr milliseconds kPeriod(200);
+
+// What one look at the service tells of the cover.
+struct Sight {
+    bool attached = false;
+    // The service has done what it does with a cover that came.
+    bool broughtUp = false;
+    bool loader = false;
+    // Attachments since the dump's counters were set to 0.
+    int64_t attachments = 0;
+};
+
+// The first command to every cover that comes.
+constexpr DumpMember kAttachments = {"commands", "count", "name", "ATE0"};
+
+int64_t attachmentsOf(const Dump& dump) {
+    return dump.number(kAttachments).value_or(0);
+}
+
+// None when the dump does not tell.
+std::optional<Sight> read(const Dump& dump) {
+    const std::optional<bool> usb = dump.flag({"usb", "attached"});
+    const std::optional<bool> serial = dump.flag({"serial", "attached"});
+    if (!usb || !serial) return std::nullopt;
+    Sight sight;
+    sight.attached = *usb && *serial;
+    sight.broughtUp = sight.attached && dump.flag({"serial", "logAsked"}) == true;
+    sight.loader = dump.flag({"usb", "loader"}) == true;
+    sight.attachments = attachmentsOf(dump);
+    return sight;
+}
+
+class Wait {
+  public:
+    Wait(sp<BivistaV1_0> service, const Dump& start,
+         const std::function<void(const Phase&)>& reached)
+        : mService(std::move(service)), mAttachments(attachmentsOf(start)), mReached(reached) {
+        reach("started");
+    }
+
+    Waited run(std::chrono::seconds timeout) {
+        const auto end = mStart + timeout;
+        for (;;) {
+            const std::optional<Sight> sight = read(Dump::of(mService));
+            if (sight) look(*sight);
+            const auto now = steady_clock::now();
+            if (mLast.isBack() || now >= end) break;
+            std::this_thread::sleep_for(std::min<steady_clock::duration>(kPeriod, end - now));
+        }
+        mSpinner.reset();
+        return mLast;
+    }
+
+  private:
+    void look(const Sight& sight) {
+        if (!sight.attached) {
+            // Whoever comes may be asked again.
+            mLast.silent = false;
+            if (!mGone) reach("cover gone");
+            mGone = true;
+        }
+        if (mGone && sight.loader && !mLoader) {
+            reach("loader seen");
+            mLoader = true;
+        }
+        // A cover may be gone and back between two looks.
+        const bool returned = mGone || sight.attachments > mAttachments;
+        if (returned && sight.broughtUp && !mLast.silent) askForVersion();
+    }
+
+    // Once each time that the cover comes: one that does not answer is reset by the question.
+    void askForVersion() {
+        mSpinner.reset();
+        const TextAnswer version = askForText(mService, "getFirmwareVersion");
+        // The text is empty when the cover hung up.
+        if (version.status == Status::OK && !version.text.empty()) {
+            reach("cover back", version.text);
+        } else {
+            mLast.silent = true;
+            spin();
+        }
+    }
+
+    void reach(const std::string& name, const std::string& version = "") {
+        const std::chrono::duration<double> since = steady_clock::now() - mStart;
+        mLast.last = {name, since.count(), version};
+        mSpinner.reset();
+        mReached(mLast.last);
+        if (version.empty()) spin();
+    }
+
+    void spin() { mSpinner.emplace(STDERR_FILENO, milliseconds(300), "the cover"); }
+
+    const sp<BivistaV1_0> mService;
+    const int64_t mAttachments;
+    const std::function<void(const Phase&)> mReached;
+    const steady_clock::time_point mStart = steady_clock::now();
+    std::optional<Spinner> mSpinner;
+    bool mGone = false;
+    bool mLoader = false;
+    Waited mLast;
+};
+
+}  // namespace
+
+Waited waitForUpgrade(const sp<BivistaV1_0>& service, const Dump& start,
+                      std::chrono::seconds timeout,
+                      const std::function<void(const Phase&)>& reached) {
+    return Wait(service, start, reached).run(timeout);
+}
+
+}  // namespace bivistactl
