@@ -8,8 +8,7 @@
 #include <system_error>
 #include <thread>
 
-#include "tools/Failure.h"
-#include "tools/commands/Command.h"
+#include "tools/ExitStatus.h"
 
 using bivistactl::Failure;
 using bivistactl::runToExitStatus;

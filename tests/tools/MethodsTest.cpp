@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 
 using namespace bivistactl;
 

@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "host/hidl/UniqueFd.h"
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 
 namespace bivistactl {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/hidl/Registry.h"
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 
 namespace bivistactl {
 namespace {

@@ -7,11 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "tools/Failure.h"
-#include "tools/client/Ask.h"
-#include "tools/client/Service.h"
+#include "tools/ExitStatus.h"
 #include "tools/commands/Command.h"
-#include "tools/text/Output.h"
 
 namespace bivistactl {
 namespace {
@@ -21,9 +18,8 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::vendor::qmx::hardware::bivista::V1_0::IBivistaAtCallback;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 Prints each line of the answer as it comes, byte by byte as the cover sent it; on
 a terminal, control characters are spelled (<ESC>). The cover has 5 seconds for
 each line. While the command runs, no other call of the service is served. --json prints
@@ -68,36 +64,31 @@ std::string checkText(const std::string& text) {
     return "a carriage return or line feed inside makes two commands of one" + kAsItIs;
 }
 
-int send(const std::string& text, bool json) {
-    if (json) return printJson("sendAtCommand", {text, "null"}, kFailed);
-    const auto service = findService();
-    sp<LinePrinter> printer = new LinePrinter;
-    Status status = Status::FAIL;
-    std::string response;
-    auto result =
-            service->sendAtCommand(text, printer, [&](Status answered, const hidl_string& answer) {
-                status = answered;
-                response.assign(answer.c_str(), answer.size());
-            });
-    requireDelivered(result);
+int printWhole(const std::string& text) {
+    const sp<IBivistaAtCallback> none;
+    return order<&BivistaV1_0::sendAtCommand>(true, kFailed, text, none);
+}
 
+int printLines(const std::string& text) {
+    const sp<LinePrinter> printer = new LinePrinter;
+    const auto answer = call<&BivistaV1_0::sendAtCommand>(findService(), text, printer);
     if (printer->failed()) throw Failure(EXIT_NO_OUTPUT, "cannot write to standard output.");
     // The lines of an answer that has no blank line at its start reach only the response.
-    if (!printer->printed() && !response.empty()) printCoverText(response);
-    return reportStatus(status, kFailed);
+    if (!printer->printed() && !answer.value.empty()) printCoverText(answer.value);
+    return reportStatus(answer.status, kFailed);
 }
 
 }  // namespace
 
 void addAtCommand(cli::Command& program) {
-    cli::Command& command = program.add("at", "Send an AT command to the cover");
+    cli::Command& command = program.add("at", "Send an AT command to the cover", kHelp);
     auto text = std::make_shared<std::string>();
     command.take("CMD", text.get(),
                  "The command, beginning with AT, without carriage return or line feed")
             .required()
             .check(checkText);
-    command.setHelp(kHelp);
-    addPrinting(command, [text](bool json) { return send(*text, json); });
+    addPrinting(command,
+                [text](bool json) { return json ? printWhole(*text) : printLines(*text); });
 }
 
 }  // namespace bivistactl

@@ -6,17 +6,14 @@
 #include <vector>
 
 #include "cli/Suggestion.h"
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 #include "tools/commands/Command.h"
 #include "tools/commands/Methods.h"
-#include "tools/text/Output.h"
 
 namespace bivistactl {
 namespace {
 
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
-
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 Prints one JSON object on one line. With a status and a result:
   {"method":"getGpiopin","status":"OK","value":"..."}
 Bytes of a text that are not UTF-8 become \udcXX, XX being the byte.
@@ -38,8 +35,8 @@ Examples:
 Methods:
 )";
 
-std::string describeMethods() {
-    std::string text;
+std::string help() {
+    std::string text = kHelp;
     for (const Method& method : methods()) {
         text += "  " + method.name;
         for (const Parameter& parameter : method.parameters) {
@@ -67,9 +64,9 @@ int run(const Method& method, const std::vector<std::string>& texts) {
     const Call call = method.bind(texts);
     const auto service = findService();
     if (method.name == "setLpwgCallback") warnOfTheLastCall();
-    const Answer answer = call(service);
-    printOrFail(toLine(method.name, answer));
-    return answer.status.value_or(Status::OK) == Status::OK ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
+    const Called called = call(service);
+    printOrFail(called.line);
+    return called.status == Status::OK ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
 }
 
 // `words`: the method and its arguments, as they stand on the command line.
@@ -97,11 +94,11 @@ int call(const cli::Command& command, std::vector<std::string> words) {
 }  // namespace
 
 void addCallCommand(cli::Command& program) {
-    cli::Command& command = program.add("call", "Call any method of the service by its name");
+    cli::Command& command =
+            program.add("call", "Call any method of the service by its name", help());
     auto words = std::make_shared<std::vector<std::string>>();
     command.takeRest(words.get(), "bivistactl call METHOD [ARG...]");
     addIdleJsonFlag(command);
-    command.setHelp(kHelp + describeMethods());
     command.setAction([words, &command] { return call(command, *words); });
 }
 

@@ -1,85 +1,40 @@
 #include "tools/commands/Command.h"
 
-#include <stdlib.h>
-#include <unistd.h>
-
-#include <exception>
-#include <memory>
-#include <new>
-#include <string>
-
-#include "tools/Failure.h"
-#include "tools/text/Output.h"
+#include "tools/ExitStatus.h"
 
 namespace bivistactl {
 
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
-
-void addPrinting(cli::Command& command, const PrintingAction& action) {
-    auto json = std::make_shared<bool>(false);
-    addJsonFlag(command, json.get());
-    command.setAction([action, json] { return action(*json); });
+std::string stateInWords(const Json& state) {
+    const Json& name = state["state"];
+    return name.is_string() ? name.get<std::string>() : "state " + state["code"].dump();
 }
 
-void addPrintingCommand(cli::Command& parent, const char* name, const char* about, const char* help,
-                        const PrintingAction& action) {
-    cli::Command& command = parent.add(name, about);
-    command.setHelp(help);
-    addPrinting(command, action);
+std::string panelInWords(const Json& panel) {
+    return panel["x"].dump() + " x " + panel["y"].dump() + ", format " + panel["format"].dump();
 }
 
-void addJsonFlag(cli::Command& command, bool* json) {
-    command.flag("--json", json, "Print one JSON object on one line");
+std::shared_ptr<bool> addFlag(cli::Command& command, const char* name, const char* help) {
+    const auto given = std::make_shared<bool>(false);
+    command.flag(name, given.get(), help);
+    return given;
+}
+
+std::shared_ptr<bool> addJsonFlag(cli::Command& command) {
+    return addFlag(command, "--json", "Print one JSON object on one line");
 }
 
 void addIdleJsonFlag(cli::Command& command) {
     command.flag("--json", "Changes nothing: JSON is printed in any case");
 }
 
-namespace {
-
-// Tells people what the action throws, but for a lack of memory.
-int runAndTell(const Action& action) {
-    try {
-        return action();
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return failure.code;
-    } catch (const cli::OutputFailed& failure) {
-        complain(failure.what());
-        return EXIT_NO_OUTPUT;
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (const std::exception& error) {
-        complain(std::string("this program failed, not the service: ") + error.what() +
-                 ". \"bivistactl status\" tells what was done until then.");
-        return EXIT_NO_OUTPUT;
-    }
+void addPrinting(cli::Command& command, const std::function<int(bool json)>& action) {
+    const auto json = addJsonFlag(command);
+    command.setAction([action, json] { return action(*json); });
 }
 
-// Needs no memory.
-void complainOfMemory() {
-    constexpr char kLine[] =
-            "bivistactl: this program failed, not the service: it ran out of memory. \"bivistactl "
-            "status\" tells what was done until then.\n";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine, sizeof(kLine) - 1);
-}
-
-}  // namespace
-
-int runToExitStatus(const Action& action) {
-    try {
-        return runAndTell(action);
-    } catch (const std::bad_alloc&) {
-        complainOfMemory();
-        return EXIT_NO_OUTPUT;
-    }
-}
-
-void endOnUncaughtException() {
-    const std::exception_ptr uncaught = std::current_exception();
-    if (uncaught == nullptr) abort();
-    _exit(runToExitStatus([&]() -> int { std::rethrow_exception(uncaught); }));
+void addPlain(cli::Command& parent, const Plain& command) {
+    addPrinting(parent.add(command.name, command.about, command.help),
+                [command](bool json) { return command.run(json, command.failure); });
 }
 
 int reportStatus(Status answered, const std::string& failure) {

@@ -4,15 +4,12 @@
 
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "cli/Colour.h"
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 #include "tools/commands/Command.h"
 #include "tools/doctor/Checks.h"
-#include "tools/text/Json.h"
-#include "tools/text/Output.h"
 #include "tools/text/Text.h"
 
 namespace bivistactl {
@@ -24,7 +21,7 @@ using ::doctor::Tree;
 using ::doctor::User;
 using ::doctor::Weight;
 
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 Examines the service, the folder where it registers, what it has counted and holds (its
 debug dump), the cover's USB device and nodes, who else has these open, and whether a modem
 daemon would. Prints a line for each, with what to do below it. Changes nothing. Where the
@@ -48,7 +45,6 @@ Examples:
   sudo bivistactl doctor --user alice)";
 
 struct Options {
-    bool json = false;
     bool ask = false;
     std::string root;
     std::string user;
@@ -127,27 +123,27 @@ std::string inJson(const Findings& findings, bool healthy) {
     return toLine({{"ok", healthy}, {"findings", list}}) + "\n";
 }
 
-int report(const Options& options) {
+int report(const Options& options, bool json) {
     const Findings findings = examine(options);
     const bool healthy = std::all_of(findings.begin(), findings.end(), [](const Finding& finding) {
         return finding.weight != Weight::PROBLEM;
     });
-    printOrFail(options.json ? inJson(findings, healthy) : inWords(findings));
+    printOrFail(json ? inJson(findings, healthy) : inWords(findings));
     return healthy ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
 }
 
 // A thread may still wait for the service, also when the report failed.
-[[noreturn]] int reportAndEnd(const Options& options) {
-    quick_exit(runToExitStatus([&] { return report(options); }));
+[[noreturn]] int reportAndEnd(const Options& options, bool json) {
+    quick_exit(runToExitStatus([&] { return report(options, json); }));
 }
 
 }  // namespace
 
 void addDoctorCommand(cli::Command& program) {
     cli::Command& command =
-            program.add("doctor", "Find out what is wrong, and what to do about it");
+            program.add("doctor", "Find out what is wrong, and what to do about it", kHelp);
     auto options = std::make_shared<Options>();
-    addJsonFlag(command, &options->json);
+    addPrinting(command, [options](bool json) { return reportAndEnd(*options, json); });
     command.flag("--ask", &options->ask,
                  "Also ask the cover for its firmware version, which resets one that is silent");
     command.take("--user", &options->user,
@@ -163,8 +159,6 @@ void addDoctorCommand(cli::Command& program) {
     // For tests.
     command.take("--root", &options->root, "").hidden();
     command.take("--patience-ms", &options->patience, "").hidden();
-    command.setHelp(kHelp);
-    command.setAction([options] { return reportAndEnd(*options); });
 }
 
 }  // namespace bivistactl

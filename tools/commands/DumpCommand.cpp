@@ -1,18 +1,16 @@
 // bivistactl dump: what the service knows and counts, as it prints it itself.
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 #include "tools/client/Dump.h"
 #include "tools/commands/Command.h"
-#include "tools/text/Output.h"
 
 namespace bivistactl {
 namespace {
 
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 The service asks nothing of the cover for it, but serves one call at a time: while another
 one waits for the cover, so does this.
 
@@ -36,11 +34,10 @@ int dump(bool json, bool reset) {
 }  // namespace
 
 void addDumpCommand(cli::Command& program) {
-    cli::Command& command = program.add("dump", "Show what the service knows and counts");
-    auto reset = std::make_shared<bool>(false);
-    addPrinting(command, [reset](bool json) { return dump(json, *reset); });
-    command.flag("--reset", reset.get(), "Set the counters to 0 when they are printed");
-    command.setHelp(kHelp);
+    cli::Command& command = program.add("dump", "Show what the service knows and counts", kHelp);
+    const auto json = addJsonFlag(command);
+    const auto reset = addFlag(command, "--reset", "Set the counters to 0 when they are printed");
+    command.setAction([json, reset] { return dump(*json, *reset); });
 }
 
 }  // namespace bivistactl

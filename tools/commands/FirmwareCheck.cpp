@@ -6,19 +6,13 @@
 
 #include <chrono>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
-#include "tools/Failure.h"
-#include "tools/client/Ask.h"
+#include "tools/ExitStatus.h"
 #include "tools/client/Dump.h"
 #include "tools/commands/Command.h"
-#include "tools/commands/Firmware.h"
-#include "tools/commands/Methods.h"
 #include "tools/commands/UpgradeWait.h"
-#include "tools/text/Json.h"
-#include "tools/text/Output.h"
 #include "tools/text/Text.h"
 
 namespace bivistactl {
@@ -26,9 +20,8 @@ namespace {
 
 using ::android::sp;
 using std::chrono::seconds;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 Compares the cover's version with the phone's images of its hardware line, and has an
 upgrade started when one is newer. Prints both:
   cover         LINE-1_a
@@ -96,14 +89,14 @@ Outcome outcomeOf(const Dump& before, const Dump& after) {
 Check checkAndExplain(const sp<BivistaV1_0>& service, const std::string& version) {
     Check check = {version, "", Status::FAIL, Outcome::CURRENT, {}};
     const Dump before = Dump::of(service);
-    check.answered = ask(service, "checkFirmwareVersion").status.value();
+    check.answered = ask<&BivistaV1_0::checkFirmwareVersion>(service);
     if (check.answered != Status::OK) {
         check.dump = Dump::of(service);
         check.outcome = outcomeOf(before, *check.dump);
     }
-    const TextAnswer image = askForText(service, "getFirmwareFile");
+    const auto image = ask<&BivistaV1_0::getFirmwareFile>(service);
     if (image.status != Status::OK) throw Failure(EXIT_ANSWERED_FAIL, kRefused);
-    check.image = image.text;
+    check.image = image.value;
     return check;
 }
 
@@ -172,43 +165,42 @@ int reportWait(const Waited& waited, const std::string& version, int timeout) {
 }
 
 struct Options {
-    bool json = false;
     bool wait = false;
     int timeout = 300;
 };
 
 // `check` is of an upgrade that was started. Adds the phases to the object.
-int follow(const sp<BivistaV1_0>& service, const Check& check, const Options& options,
+int follow(const sp<BivistaV1_0>& service, const Check& check, int timeout, bool json,
            Json* object) {
-    remark("waiting for the cover, " + std::to_string(options.timeout) +
+    remark("waiting for the cover, " + std::to_string(timeout) +
            " s at most; Ctrl-C ends the wait, not the upgrade");
     const Waited waited =
-            waitForUpgrade(service, *check.dump, seconds(options.timeout), [&](const Phase& phase) {
+            waitForUpgrade(service, *check.dump, seconds(timeout), [&](const Phase& phase) {
                 (*object)["phases"].push_back(describe(phase));
-                if (!options.json) printOrFail(inWords(phase));
+                if (!json) printOrFail(inWords(phase));
             });
-    return reportWait(waited, check.version, options.timeout);
+    return reportWait(waited, check.version, timeout);
 }
 
-int run(const Options& options) {
+int run(const Options& options, bool json) {
     const auto service = findService();
     // Asked first: an upgrade takes the cover away.
-    const TextAnswer version = askForText(service, "getFirmwareVersion");
+    const auto version = ask<&BivistaV1_0::getFirmwareVersion>(service);
     // The text is empty when the cover hung up.
-    if (version.status != Status::OK || version.text.empty()) {
+    if (version.status != Status::OK || version.value.empty()) {
         return reportStatus(Status::FAIL, kNotChecked);
     }
-    const Check check = checkAndExplain(service, version.text);
+    const Check check = checkAndExplain(service, version.value);
     Json object = describe(check);
     if (options.wait) object["phases"] = Json::array();
     const auto printObject = [&] {
-        if (options.json) printOrFail(toLine(object) + "\n");
+        if (json) printOrFail(toLine(object) + "\n");
     };
-    if (!options.json) printOrFail(inWords(check));
+    if (!json) printOrFail(inWords(check));
     int code = reportOutcome(check.outcome);
     if (options.wait && check.outcome == Outcome::STARTED) {
         try {
-            code = follow(service, check, options, &object);
+            code = follow(service, check, options.timeout, json, &object);
         } catch (const Failure&) {
             printObject();
             throw;
@@ -221,17 +213,16 @@ int run(const Options& options) {
 }  // namespace
 
 void addFirmwareCheck(cli::Command& firmware) {
-    cli::Command& command = firmware.add("check", "Upgrade it when the phone has a newer image");
+    cli::Command& command =
+            firmware.add("check", "Upgrade it when the phone has a newer image", kHelp);
     auto options = std::make_shared<Options>();
-    addJsonFlag(command, &options->json);
+    addPrinting(command, [options](bool json) { return run(*options, json); });
     const cli::Option wait =
             command.flag("--wait", &options->wait, "Follow an upgrade until the cover is back");
     command.take("--timeout", &options->timeout, "How long to wait, in seconds")
             .range(1, kDay)
             .showDefault()
             .needs(wait);
-    command.setHelp(kHelp);
-    command.setAction([options] { return run(*options); });
 }
 
 }  // namespace bivistactl

@@ -1,13 +1,11 @@
+// The interface's methods by their names: what "bivistactl call" calls.
 #pragma once
 
 #include <functional>
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/client/Service.h"
-#include "tools/text/Json.h"
 
 namespace bivistactl {
 
@@ -16,14 +14,16 @@ struct Parameter {
     std::string type;
 };
 
-// What a method answered. Methods without a status or a value leave it out.
-struct Answer {
-    std::optional<::vendor::qmx::hardware::bivista::V1_0::Status> status;
-    std::optional<Json> value;
+// What a call answered.
+struct Called {
+    // OK for a method without a status.
+    ::vendor::qmx::hardware::bivista::V1_0::Status status;
+    // JSON, with a line feed.
+    std::string line;
 };
 
 // A call with its arguments; throws Failure when the service does not carry it out.
-using Call = std::function<Answer(const ::android::sp<BivistaV1_0>& service)>;
+using Call = std::function<Called(const ::android::sp<BivistaV1_0>& service)>;
 
 struct Method {
     std::string name;
@@ -38,9 +38,6 @@ struct Method {
 
 // All methods of IBivista 1.0 and 1.1, in the interface's order.
 const std::vector<Method>& methods();
-
-// What a call answered as JSON on one line, with a line feed: {"method":M,"status":S,"value":V}.
-std::string toLine(const std::string& method, const Answer& answer);
 
 // Null when there is no method of that name.
 const Method* findMethod(const std::string& name);

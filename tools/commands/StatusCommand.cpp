@@ -1,17 +1,11 @@
 // bivistactl status: the service and the cover at a glance.
 
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 #include "tools/client/Dump.h"
-#include "tools/client/Service.h"
 #include "tools/commands/Command.h"
-#include "tools/commands/Methods.h"
-#include "tools/commands/SubDisplay.h"
-#include "tools/text/Json.h"
-#include "tools/text/Output.h"
 #include "tools/text/Spinner.h"
 #include "tools/text/Text.h"
 
@@ -21,9 +15,8 @@ namespace {
 using ::android::sp;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 Asks nothing of the cover itself, so it disturbs nothing; --firmware does, which
 takes up to 5 seconds when the cover is silent, and then has it reset.
 
@@ -48,10 +41,10 @@ Json interfacesOf(BivistaV1_0& service) {
 }
 
 // What the method answers; null when it answers FAIL.
-Json valueOf(const sp<BivistaV1_0>& service, const char* method) {
-    const Answer answer = findMethod(method)->bind({})(service);
-    if (answer.status.value_or(Status::OK) != Status::OK) return nullptr;
-    return answer.value.value_or(nullptr);
+template <auto method>
+Json valueOf(const sp<BivistaV1_0>& service) {
+    const auto answer = call<method>(service);
+    return answer.status == Status::OK ? toJson(answer.value) : Json();
 }
 
 template <typename T>
@@ -98,11 +91,11 @@ void gatherFromDump(const Dump& dump, Json* status) {
 
 Json gather(const sp<BivistaV1_0>& service, bool firmware) {
     Json status = {{"service", "running"}, {"interfaces", interfacesOf(*service)}};
-    status["cover"]["usb"] = valueOf(service, "getBV2Connect");
-    status["cover"]["accessory"] = valueOf(service, "getBV2Status")["connected"];
-    Json& sub = status["subDisplay"] = valueOf(service, "getSubDisplayPowerState");
-    if (sub.is_object()) sub["info"] = valueOf(service, "getSubDisplayInfo");
-    if (firmware) status["firmware"] = valueOf(service, "getFirmwareVersion");
+    status["cover"]["usb"] = call<&BivistaV1_0::getBV2Connect>(service);
+    status["cover"]["accessory"] = valueOf<&BivistaV1_0::getBV2Status>(service)["connected"];
+    Json& sub = status["subDisplay"] = valueOf<&BivistaV1_0::getSubDisplayPowerState>(service);
+    if (sub.is_object()) sub["info"] = valueOf<&BivistaV1_0::getSubDisplayInfo>(service);
+    if (firmware) status["firmware"] = valueOf<&BivistaV1_0::getFirmwareVersion>(service);
     gatherFromDump(Dump::of(service), &status);
     return status;
 }
@@ -205,16 +198,11 @@ int show(bool json, bool firmware) {
 }  // namespace
 
 void addStatusCommand(cli::Command& program) {
-    cli::Command& command = program.add("status", "Show the service and the cover at a glance");
-    struct Options {
-        bool json = false;
-        bool firmware = false;
-    };
-    auto options = std::make_shared<Options>();
-    addJsonFlag(command, &options->json);
-    command.flag("--firmware", &options->firmware, "Ask the cover for its firmware version");
-    command.setHelp(kHelp);
-    command.setAction([options] { return show(options->json, options->firmware); });
+    cli::Command& command =
+            program.add("status", "Show the service and the cover at a glance", kHelp);
+    const auto json = addJsonFlag(command);
+    const auto firmware = addFlag(command, "--firmware", "Ask the cover for its firmware version");
+    command.setAction([json, firmware] { return show(*json, *firmware); });
 }
 
 }  // namespace bivistactl

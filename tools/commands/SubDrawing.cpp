@@ -2,22 +2,17 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/Failure.h"
-#include "tools/client/Ask.h"
+#include "tools/ExitStatus.h"
 #include "tools/commands/Command.h"
-#include "tools/commands/Methods.h"
-#include "tools/commands/SubDisplay.h"
 #include "tools/picture/Lettering.h"
 #include "tools/picture/Levels.h"
 #include "tools/picture/Png.h"
 #include "tools/picture/Scale.h"
 #include "tools/picture/TestPattern.h"
 #include "tools/text/File.h"
-#include "tools/text/Json.h"
 #include "tools/text/Text.h"
 
 namespace bivistactl {
@@ -25,9 +20,8 @@ namespace {
 
 using ::picture::Picture;
 using ::picture::Size;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-constexpr const char* kShowHelp = R"(
+constexpr char kShowHelp[] = R"(
 PICTURE is a PNG file of any depth and colour. It is shown in grey, transparent parts
 over black, of an animation the picture that stands for it. It is made as large as the
 panel allows, in the middle, with black bars where its proportions are others than the
@@ -41,7 +35,7 @@ Examples:
   bivistactl sub show --stretch photo.png
   bivistactl sub show --no-dither icon.png)";
 
-constexpr const char* kTextHelp = R"(
+constexpr char kTextHelp[] = R"(
 One line, white on black and centred, as large as the panel's width allows, but at most
 a third of its height. Letters stand side by side as they come: scripts that join or
 reorder them look wrong. A letter that the font lacks is named, and nothing is drawn.
@@ -50,14 +44,14 @@ Examples:
   bivistactl sub text "12:45"
   bivistactl sub text --font /usr/share/fonts/truetype/dejavu/DejaVuSerif.ttf Hello)";
 
-constexpr const char* kTestPatternHelp = R"(
+constexpr char kTestPatternHelp[] = R"(
 The panel's 16 levels as bars, black on the left to white on the right, within a white
 border, with a white square in the upper left corner.
 
 Examples:
   bivistactl sub test-pattern)";
 
-constexpr const char* kClearHelp = R"(
+constexpr char kClearHelp[] = R"(
 Draws a black picture; "bivistactl sub off" switches the panel off.
 
 Examples:
@@ -119,19 +113,16 @@ std::vector<uint32_t> makeFrame(const Artist& draw, Size panel) {
     }
 }
 
-Size sizeOf(const Json& info) {
-    return {info["x"].get<size_t>(), info["y"].get<size_t>()};
-}
-
 int draw(const Artist& artist, bool json) {
     const auto service = findService();
-    const Answer info = ask(service, "getSubDisplayInfo");
-    if (info.status != Status::OK) return reportAnswer("getSubDisplayInfo", info, kNoPanel, json);
-    const Size panel = sizeOf(info.value.value());
+    const auto info = ask<&BivistaV1_0::getSubDisplayInfo>(service);
+    if (info.status != Status::OK) {
+        return reportAnswer<&BivistaV1_0::getSubDisplayInfo>(info, json, kNoPanel);
+    }
+    const Size panel = {info.value.x, info.value.y};
     requireDrawable(panel);
-    const auto drawn = service->drawSubDisplay(makeFrame(artist, panel));
-    requireDelivered(drawn);
-    return reportAnswer("drawSubDisplay", {drawn, std::nullopt}, kNotDrawn, json);
+    const auto drawn = ask<&BivistaV1_0::drawSubDisplay>(service, makeFrame(artist, panel));
+    return reportAnswer<&BivistaV1_0::drawSubDisplay>(drawn, json, kNotDrawn);
 }
 
 void addDrawing(cli::Command& command, const Artist& artist) {
@@ -139,51 +130,26 @@ void addDrawing(cli::Command& command, const Artist& artist) {
 }
 
 void addShow(cli::Command& sub) {
-    struct Request {
-        Picture picture;
-        bool stretch = false;
-        bool noDither = false;
-    };
-    cli::Command& command = sub.add("show", "Show a picture");
-    auto request = std::make_shared<Request>();
-    addArgument(command, "PICTURE", "A PNG file", parsePicture, &request->picture);
-    command.flag("--stretch", &request->stretch, "Fill the panel, whatever its proportions");
-    command.flag("--no-dither", &request->noDither,
-                 "Show the nearest level of each pixel instead of dithering");
-    command.setHelp(kShowHelp);
-    addDrawing(command, [request](Size panel) {
-        const Picture scaled = request->stretch ? picture::stretch(request->picture, panel)
-                                                : picture::fit(request->picture, panel);
-        return request->noDither ? picture::roundToLevels(scaled) : picture::ditherToLevels(scaled);
+    cli::Command& command = sub.add("show", "Show a picture", kShowHelp);
+    const auto picture = addArgument(command, "PICTURE", "A PNG file", parsePicture);
+    const auto stretch = addFlag(command, "--stretch", "Fill the panel, whatever its proportions");
+    const auto noDither = addFlag(command, "--no-dither",
+                                  "Show the nearest level of each pixel instead of dithering");
+    addDrawing(command, [=](Size panel) {
+        const Picture scaled =
+                *stretch ? picture::stretch(*picture, panel) : picture::fit(*picture, panel);
+        return *noDither ? picture::roundToLevels(scaled) : picture::ditherToLevels(scaled);
     });
 }
 
 void addText(cli::Command& sub) {
-    struct Request {
-        std::u32string line;
-        std::string font = picture::kDefaultFont;
-    };
-    cli::Command& command = sub.add("text", "Show a line of text");
-    auto request = std::make_shared<Request>();
-    addArgument(command, "TEXT", "The text", parseLine, &request->line);
-    command.take("--font", &request->font, "A font file").showDefault();
-    command.setHelp(kTextHelp);
-    addDrawing(command, [request](Size panel) {
-        return picture::roundToLevels(picture::letter(request->line, request->font, panel));
+    cli::Command& command = sub.add("text", "Show a line of text", kTextHelp);
+    const auto line = addArgument(command, "TEXT", "The text", parseLine);
+    const auto font = std::make_shared<std::string>(picture::kDefaultFont);
+    command.take("--font", font.get(), "A font file").showDefault();
+    addDrawing(command, [line, font](Size panel) {
+        return picture::roundToLevels(picture::letter(*line, *font, panel));
     });
-}
-
-void addTestPattern(cli::Command& sub) {
-    cli::Command& command = sub.add("test-pattern", "Show all its levels, and its edges");
-    command.setHelp(kTestPatternHelp);
-    addDrawing(command,
-               [](Size panel) { return picture::roundToLevels(picture::testPattern(panel)); });
-}
-
-void addClear(cli::Command& sub) {
-    cli::Command& command = sub.add("clear", "Clear it");
-    command.setHelp(kClearHelp);
-    addDrawing(command, [](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
 }
 
 }  // namespace
@@ -191,8 +157,10 @@ void addClear(cli::Command& sub) {
 void addSubDrawing(cli::Command& sub) {
     addShow(sub);
     addText(sub);
-    addTestPattern(sub);
-    addClear(sub);
+    addDrawing(sub.add("test-pattern", "Show all its levels, and its edges", kTestPatternHelp),
+               [](Size panel) { return picture::roundToLevels(picture::testPattern(panel)); });
+    addDrawing(sub.add("clear", "Clear it", kClearHelp),
+               [](Size panel) { return std::vector<uint8_t>(panel.pixels(), 0); });
 }
 
 }  // namespace bivistactl

@@ -6,7 +6,7 @@
 #include <optional>
 #include <thread>
 
-#include "tools/client/Ask.h"
+#include "tools/client/Call.h"
 #include "tools/text/Spinner.h"
 
 namespace bivistactl {
@@ -15,7 +15,6 @@ namespace {
 using ::android::sp;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 // Often enough for a person, and for a loader that stays for a second; the service hardly notices.
 constexpr milliseconds kPeriod(200);
@@ -91,10 +90,10 @@ class Wait {
     // Once each time that the cover comes: one that does not answer is reset by the question.
     void askForVersion() {
         mSpinner.reset();
-        const TextAnswer version = askForText(mService, "getFirmwareVersion");
+        const auto version = ask<&BivistaV1_0::getFirmwareVersion>(mService);
         // The text is empty when the cover hung up.
-        if (version.status == Status::OK && !version.text.empty()) {
-            reach("cover back", version.text);
+        if (version.status == Status::OK && !version.value.empty()) {
+            reach("cover back", version.value);
         } else {
             mLast.silent = true;
             spin();

@@ -16,14 +16,10 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
-#include "tools/Failure.h"
-#include "tools/client/Service.h"
+#include "tools/ExitStatus.h"
 #include "tools/commands/Command.h"
-#include "tools/text/Json.h"
-#include "tools/text/Output.h"
 
 namespace bivistactl {
 namespace {
@@ -40,7 +36,7 @@ using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
 namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
 namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
 
-constexpr const char* kHelp = R"(
+constexpr char kHelp[] = R"(
 Prints one JSON object for each event until ended with Ctrl-C:
   {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
   {"event":"sub","state":"ON","code":3}
@@ -233,16 +229,13 @@ void addSubDisplayWatch(cli::Command& command) {
 }
 
 void addWatchCommand(cli::Command& program) {
-    cli::Command& command = program.add("watch", "Print the events of the service");
-    command.setHelp(kHelp);
-
-    cli::Command& lpwg = command.add("lpwg", "Touch and pen events");
-    auto onlyV1_0 = std::make_shared<bool>(false);
-    lpwg.flag("--v1_0", onlyV1_0.get(), "Register a callback that implements only version 1.0");
+    cli::Command& watch = program.add("watch", "Print the events of the service", kHelp);
+    cli::Command& lpwg = watch.add("lpwg", "Touch and pen events");
+    const auto onlyV1_0 =
+            addFlag(lpwg, "--v1_0", "Register a callback that implements only version 1.0");
     addIdleJsonFlag(lpwg);
     lpwg.setAction([onlyV1_0] { return watchLpwg(*onlyV1_0); });
-
-    addSubDisplayWatch(command.add("sub", "State changes of the sub display"));
+    addSubDisplayWatch(watch.add("sub", "State changes of the sub display"));
 }
 
 }  // namespace bivistactl

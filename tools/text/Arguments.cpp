@@ -99,10 +99,6 @@ bool parseBool(const std::string& text) {
     throw BadArgument(quoted(text) + " is neither true nor false");
 }
 
-const char* formatBool(bool value) {
-    return value ? "true" : "false";
-}
-
 bool parseSwitch(const std::string& text) {
     if (text == "on") return true;
     if (text == "off") return false;

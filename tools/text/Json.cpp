@@ -94,8 +94,8 @@ Json toJson(Status status) {
     return name.is_null() ? Json(static_cast<int32_t>(status)) : name;
 }
 
-Json toJson(const ::android::hardware::hidl_string& text) {
-    return std::string(text.c_str(), text.size());
+Json toJson(const std::string& text) {
+    return text;
 }
 
 Json toJson(const BivistaStatus& state) {

@@ -20,7 +20,7 @@ std::string quote(std::string_view bytes);
 
 // How the results of the interface look in JSON. A number without a name has null for it.
 Json toJson(::vendor::qmx::hardware::bivista::V1_0::Status status);
-Json toJson(const ::android::hardware::hidl_string& text);
+Json toJson(const std::string& text);
 Json toJson(const ::vendor::qmx::hardware::bivista::V1_0::BivistaStatus& state);
 Json toJson(const ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo& info);
 Json toJson(::vendor::qmx::hardware::bivista::V1_0::SubScreenState state);
