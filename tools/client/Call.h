@@ -56,7 +56,7 @@ struct Signature<::android::hardware::Return<R> (I::*)(P...)> {
 
 // "setBrightness" for &IBivista::setBrightness.
 template <auto method>
-std::string nameOf() {
+std::string methodName() {
     // The compiler ends its name of this function with "[method = &...::IBivista::setBrightness]".
     std::string_view name = __PRETTY_FUNCTION__;
     name.remove_prefix(name.rfind(':') + 1);
@@ -106,7 +106,7 @@ Status statusOf(const T& answer) {
 // status or a value that the method does not have.
 template <auto method, typename T>
 std::string toLine(const T& answer) {
-    Json line = {{"method", nameOf<method>()}};
+    Json line = {{"method", methodName<method>()}};
     if constexpr (std::is_same_v<T, Status>) line["status"] = toJson(answer);
     if constexpr (std::is_same_v<T, bool>) line["value"] = answer;
     if constexpr (requires { answer.status; }) {

@@ -2,28 +2,28 @@
 
 #include "tools/client/Dump.h"
 
+#include <android-base/unique_fd.h>
 #include <cutils/native_handle.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
+#include <future>
 #include <nlohmann/json.hpp>
-#include <thread>
 
-#include "host/hidl/UniqueFd.h"
 #include "tools/ExitStatus.h"
 
 namespace bivistactl {
 namespace {
 
 using ::android::sp;
+using ::android::base::unique_fd;
 using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
-using ::android::hardware::UniqueFd;
 
 // How long nothing may come of a service that has answered and holds on to the pipe.
 constexpr int kMostIdleSeconds = 5;
@@ -31,70 +31,34 @@ constexpr int kMostIdleSeconds = 5;
 constexpr int kMostDepth = 4;
 constexpr uint64_t kMostNumber = uint64_t{1} << 53;
 
-// The service writes into the input what is read from the output.
-struct Pipe {
-    UniqueFd output;
-    UniqueFd input;
+// What came out of a pipe.
+struct Content {
+    std::string text;
+    bool hasNoEnd = false;
+
+    bool isTooLong() const { return text.size() > kDumpLimit; }
 };
 
-Pipe makePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        throw Failure(EXIT_NO_OUTPUT, std::string("cannot make a pipe: ") + strerror(errno));
-    }
-    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
-}
-
-// What comes out of a pipe, on a thread of its own, until the last input is closed.
-class PipeReader {
-  public:
-    explicit PipeReader(UniqueFd output)
-        : mOutput(std::move(output)), mThread([this] { readAll(); }) {}
-    ~PipeReader() {
-        if (mThread.joinable()) finish();
-    }
-    PipeReader(const PipeReader&) = delete;
-    PipeReader& operator=(const PipeReader&) = delete;
-
-    // Nobody is to write any more who has not begun. Waits for the end.
-    void finish() {
-        mIsAnswered = true;
-        mThread.join();
-    }
-    const std::string& text() const { return mText; }
-    bool isTooLong() const { return mText.size() > kDumpLimit; }
-    bool hasNoEnd() const { return mHasNoEnd; }
-
-  private:
-    // Closes the pipe, so that a service that still writes is not held up.
-    void readAll() {
-        while (!isTooLong() && readPiece()) {
-        }
-        mOutput = UniqueFd();
-    }
-    bool readPiece() {
-        pollfd output = {mOutput.get(), POLLIN, 0};
-        const int ready = poll(&output, 1, 1000);
+// Reads until the last input is closed. Nobody begins to write when the call was answered. Closes
+// the pipe at last, so that a service that still writes is not held up.
+Content readAll(const unique_fd output, const std::atomic<bool>& isAnswered) {
+    Content content;
+    int idleSeconds = 0;
+    while (!content.isTooLong() && !content.hasNoEnd) {
+        pollfd readable = {output.get(), POLLIN, 0};
+        const int ready = poll(&readable, 1, 1000);
         if (ready == 0) {
-            mHasNoEnd = mIsAnswered && ++mIdleSeconds >= kMostIdleSeconds;
-            return !mHasNoEnd;
+            content.hasNoEnd = isAnswered && ++idleSeconds >= kMostIdleSeconds;
+            continue;
         }
-        mIdleSeconds = 0;
+        idleSeconds = 0;
         char piece[4096];
-        const ssize_t count = ready < 0 ? ready : read(mOutput.get(), piece, sizeof(piece));
-        if (count > 0) mText.append(piece, static_cast<size_t>(count));
-        return count > 0 || (count < 0 && errno == EINTR);
+        const ssize_t count = ready < 0 ? ready : read(output.get(), piece, sizeof(piece));
+        if (count > 0) content.text.append(piece, static_cast<size_t>(count));
+        if (count == 0 || (count < 0 && errno != EINTR)) break;
     }
-
-    UniqueFd mOutput;
-    std::atomic<bool> mIsAnswered = false;
-    int mIdleSeconds = 0;
-    // Read when the thread has ended.
-    bool mHasNoEnd = false;
-    std::string mText;
-    // The last member: it uses the others.
-    std::thread mThread;
-};
+    return content;
+}
 
 const Json* memberOf(const Json& object, const char* name) {
     const auto found = object.is_object() ? object.find(name) : object.end();
@@ -130,26 +94,34 @@ Json parseShallow(std::string_view text) {
 }  // namespace
 
 std::string readDump(const sp<BivistaV1_0>& service, const std::vector<std::string>& options) {
-    Pipe pipe = makePipe();
+    // The service writes into the input what is read from the output.
+    unique_fd output;
+    unique_fd input;
+    if (!::android::base::Pipe(&output, &input)) {
+        throw Failure(EXIT_NO_OUTPUT, std::string("cannot make a pipe: ") + strerror(errno));
+    }
     NATIVE_HANDLE_DECLARE_STORAGE(storage, 1, 0);
     native_handle_t* const handle = native_handle_init(storage, 1, 0);
-    PipeReader reader(std::move(pipe.output));
+    std::atomic<bool> isAnswered = false;
+    auto reading =
+            std::async(std::launch::async, readAll, std::move(output), std::cref(isAnswered));
     // Closed before the reader is waited for, whatever happens.
-    UniqueFd input = std::move(pipe.input);
-    handle->data[0] = input.get();
+    unique_fd writer = std::move(input);
+    handle->data[0] = writer.get();
     const hidl_vec<hidl_string> words(options.begin(), options.end());
     const auto called = service->debug(hidl_handle(handle), words);
-    input = UniqueFd();
-    reader.finish();
+    writer.reset();
+    isAnswered = true;
+    const Content content = reading.get();
     requireDelivered(called);
-    if (reader.isTooLong()) {
+    if (content.isTooLong()) {
         throw Failure(EXIT_ANSWERED_FAIL,
                       "the service's debug dump is longer than 1 MiB, and not read");
     }
-    if (reader.hasNoEnd()) {
+    if (content.hasNoEnd) {
         throw Failure(EXIT_ANSWERED_FAIL, "the service began a dump and does not end it");
     }
-    return reader.text();
+    return content.text;
 }
 
 Dump Dump::unknown(const std::string& fault) {

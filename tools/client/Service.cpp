@@ -2,8 +2,6 @@
 
 #include <stdlib.h>
 
-#include <string>
-
 #include "host/hidl/Registry.h"
 #include "tools/ExitStatus.h"
 
@@ -38,6 +36,13 @@ std::string registryInWords() {
     throw Failure(EXIT_NO_SERVICE,
                   "the service serves only version 1.0 of its interface, and this needs 1.1. Start "
                   "the newer service.");
+}
+
+std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service) {
+    std::vector<std::string> names;
+    requireDelivered(service->interfaceChain(
+            [&](const auto& chain) { names.assign(chain.begin(), chain.end()); }));
+    return names;
 }
 
 void requireDelivered(const ::android::hardware::details::return_status& result) {

@@ -4,7 +4,9 @@
 #include <vendor/qmx/hardware/bivista/1.0/IBivista.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
+#include <string>
 #include <type_traits>
+#include <vector>
 
 namespace bivistactl {
 
@@ -23,6 +25,9 @@ template <typename Interface>
     if constexpr (std::is_same_v<Interface, BivistaV1_1>) return asV1_1(service);
     if constexpr (std::is_same_v<Interface, BivistaV1_0>) return service;
 }
+
+// The names of all interfaces that it serves, its own first. Throws as requireDelivered().
+std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service);
 
 // Throws Failure with EXIT_NO_SERVICE, which tells why, unless the call went through.
 void requireDelivered(const ::android::hardware::details::return_status& result);

@@ -49,19 +49,25 @@ std::string stateInWords(const Json& state);
 // "128 x 64, format 1".
 std::string panelInWords(const Json& panel);
 
+// What is wrong with a text, by the BadArgument that `parse` throws; empty when nothing is.
+template <typename Parse>
+std::string faultOf(const Parse& parse) {
+    try {
+        parse();
+        return "";
+    } catch (const BadArgument& bad) {
+        return bad.what();
+    }
+}
+
 // Adds an argument that the command line must have, and returns where its value will be. `parse`
 // reads it; a text for which it throws BadArgument is wrong usage.
 template <typename T>
 std::shared_ptr<T> addArgument(cli::Command& command, const std::string& name,
                                const std::string& help, T (*parse)(const std::string& text)) {
     const auto value = std::make_shared<T>();
-    const auto take = [parse, value](const std::string& text) -> std::string {
-        try {
-            *value = parse(text);
-        } catch (const BadArgument& bad) {
-            return bad.what();
-        }
-        return "";
+    const auto take = [parse, value](const std::string& text) {
+        return faultOf([&] { *value = parse(text); });
     };
     command.takeParsed(name, take, help).required();
     return value;

@@ -148,14 +148,7 @@ void addDoctorCommand(cli::Command& program) {
                  "Also ask the cover for its firmware version, which resets one that is silent");
     command.take("--user", &options->user,
                  "Whose rights to the nodes count, by name or number; yours by default")
-            .check([](const std::string& text) -> std::string {
-                try {
-                    parseUser(text);
-                    return "";
-                } catch (const BadArgument& bad) {
-                    return bad.what();
-                }
-            });
+            .check([](const std::string& text) { return faultOf([&] { parseUser(text); }); });
     // For tests.
     command.take("--root", &options->root, "").hidden();
     command.take("--patience-ms", &options->patience, "").hidden();

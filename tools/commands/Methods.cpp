@@ -84,7 +84,7 @@ T parse(const Method& method, const Texts& texts, size_t at) {
 template <auto called, typename Invoke, typename... Inputs>
 Method describe(std::tuple<Inputs...>*, Invoke invoke, Names names) {
     if (names.size() != sizeof...(Inputs)) throw std::logic_error("a parameter without a name");
-    Method method = {nameOf<called>(), {}, nullptr};
+    Method method = {methodName<called>(), {}, nullptr};
     [[maybe_unused]] auto name = names.begin();
     (method.parameters.push_back({*name++, Type<Inputs>::name}), ...);
     method.bind = [method, invoke](const Texts& texts) -> Call {
@@ -120,47 +120,45 @@ Method setStatus() {
 }
 
 std::vector<Method> makeTable() {
-    using V1_0 = BivistaV1_0;
-    using V1_1 = BivistaV1_1;
     return {
-            method<&V1_0::getFirmwareVersion>(),
-            method<&V1_0::checkFirmwareVersion>(),
-            method<&V1_0::getFirmwareFile>(),
-            method<&V1_0::doFirmwareUpgrade>(),
-            method<&V1_0::goDload>(),
-            method<&V1_0::goSTMDload>(),
-            method<&V1_0::cancelFirmwareUpgrade>(),
-            method<&V1_0::getTouchFirmwareVersion>(),
-            method<&V1_0::DoRawdata>(),
-            method<&V1_0::DoDelta>(),
-            method<&V1_0::DoTouchReset>(),
-            method<&V1_0::getGpiopin>(),
+            method<&BivistaV1_0::getFirmwareVersion>(),
+            method<&BivistaV1_0::checkFirmwareVersion>(),
+            method<&BivistaV1_0::getFirmwareFile>(),
+            method<&BivistaV1_0::doFirmwareUpgrade>(),
+            method<&BivistaV1_0::goDload>(),
+            method<&BivistaV1_0::goSTMDload>(),
+            method<&BivistaV1_0::cancelFirmwareUpgrade>(),
+            method<&BivistaV1_0::getTouchFirmwareVersion>(),
+            method<&BivistaV1_0::DoRawdata>(),
+            method<&BivistaV1_0::DoDelta>(),
+            method<&BivistaV1_0::DoTouchReset>(),
+            method<&BivistaV1_0::getGpiopin>(),
             setStatus(),
-            method<&V1_0::DoTouchFirmwareUpgrade>(),
-            method<&V1_0::getSelfTest>(),
-            method<&V1_0::getLPWGSelfTest>(),
-            method<&V1_0::getTestResults>(),
-            method<&V1_0::setLpwgCallback>({"callback"}),
-            method<&V1_0::setBrightness>({"value"}),
-            method<&V1_0::setPowerStatus>({"enable", "uevent"}),
-            method<&V1_0::getCoverDisplayCutout>(),
-            method<&V1_0::setRgbTune>({"value1", "value2", "value3", "value4"}),
-            method<&V1_0::setScreenMode>({"mode"}),
-            method<&V1_0::setScreenTune>({"value1", "value2", "value3", "ignored"}),
-            method<&V1_0::setBVBrightnessOffset>({"value"}),
-            method<&V1_0::getBV2Status>(),
-            method<&V1_0::setSubDisplayBrightness>({"value"}),
-            method<&V1_0::setSubDisplayPowerState>({"enable"}),
-            method<&V1_0::getSubDisplayInfo>(),
-            method<&V1_0::drawSubDisplay>({"frame"}),
-            method<&V1_0::getSubDisplayPowerState>(),
-            method<&V1_0::setSubDisplayCallback>({"callback"}),
-            method<&V1_0::getBV2Connect>(),
-            method<&V1_0::sendAtCommand>({"cmd", "cb"}),
-            method<&V1_1::setAesMode>({"mode"}),
-            method<&V1_1::manageAesMode>({"mode"}),
-            method<&V1_1::bv_update_state>(),
-            method<&V1_1::set_touch_perf>({"enable"}),
+            method<&BivistaV1_0::DoTouchFirmwareUpgrade>(),
+            method<&BivistaV1_0::getSelfTest>(),
+            method<&BivistaV1_0::getLPWGSelfTest>(),
+            method<&BivistaV1_0::getTestResults>(),
+            method<&BivistaV1_0::setLpwgCallback>({"callback"}),
+            method<&BivistaV1_0::setBrightness>({"value"}),
+            method<&BivistaV1_0::setPowerStatus>({"enable", "uevent"}),
+            method<&BivistaV1_0::getCoverDisplayCutout>(),
+            method<&BivistaV1_0::setRgbTune>({"value1", "value2", "value3", "value4"}),
+            method<&BivistaV1_0::setScreenMode>({"mode"}),
+            method<&BivistaV1_0::setScreenTune>({"value1", "value2", "value3", "ignored"}),
+            method<&BivistaV1_0::setBVBrightnessOffset>({"value"}),
+            method<&BivistaV1_0::getBV2Status>(),
+            method<&BivistaV1_0::setSubDisplayBrightness>({"value"}),
+            method<&BivistaV1_0::setSubDisplayPowerState>({"enable"}),
+            method<&BivistaV1_0::getSubDisplayInfo>(),
+            method<&BivistaV1_0::drawSubDisplay>({"frame"}),
+            method<&BivistaV1_0::getSubDisplayPowerState>(),
+            method<&BivistaV1_0::setSubDisplayCallback>({"callback"}),
+            method<&BivistaV1_0::getBV2Connect>(),
+            method<&BivistaV1_0::sendAtCommand>({"cmd", "cb"}),
+            method<&BivistaV1_1::setAesMode>({"mode"}),
+            method<&BivistaV1_1::manageAesMode>({"mode"}),
+            method<&BivistaV1_1::bv_update_state>(),
+            method<&BivistaV1_1::set_touch_perf>({"enable"}),
     };
 }
 

@@ -13,8 +13,6 @@ namespace bivistactl {
 namespace {
 
 using ::android::sp;
-using ::android::hardware::hidl_string;
-using ::android::hardware::hidl_vec;
 
 constexpr char kHelp[] = R"(
 Asks nothing of the cover itself, so it disturbs nothing; --firmware does, which
@@ -30,15 +28,6 @@ Examples:
 
 // For what the service does not tell.
 constexpr char kUnknown[] = "unknown";
-
-Json interfacesOf(BivistaV1_0& service) {
-    Json names = Json::array();
-    auto result = service.interfaceChain([&](const hidl_vec<hidl_string>& chain) {
-        for (const hidl_string& name : chain) names.push_back(toJson(name));
-    });
-    requireDelivered(result);
-    return names;
-}
 
 // What the method answers; null when it answers FAIL.
 template <auto method>
@@ -90,7 +79,7 @@ void gatherFromDump(const Dump& dump, Json* status) {
 }
 
 Json gather(const sp<BivistaV1_0>& service, bool firmware) {
-    Json status = {{"service", "running"}, {"interfaces", interfacesOf(*service)}};
+    Json status = {{"service", "running"}, {"interfaces", interfacesOf(service)}};
     status["cover"]["usb"] = call<&BivistaV1_0::getBV2Connect>(service);
     status["cover"]["accessory"] = valueOf<&BivistaV1_0::getBV2Status>(service)["connected"];
     Json& sub = status["subDisplay"] = valueOf<&BivistaV1_0::getSubDisplayPowerState>(service);
@@ -118,9 +107,8 @@ std::string wordOf(const Json& value) {
                              : (value.is_null() ? kUnknown : value.dump());
 }
 
-std::string screenInWords(const Json& screen) {
-    if (screen["on"].is_null()) return kUnknown;
-    return screen["on"] == true ? "on" : "off";
+std::string choose(const Json& value, const char* yes, const char* no) {
+    return value.is_null() ? kUnknown : value == true ? yes : no;
 }
 
 std::string brightnessInWords(const Json& brightness) {
@@ -139,11 +127,6 @@ std::string firmwareInWords(const Json& status) {
     if (!status.contains("firmware")) return "not asked for (--firmware asks the cover)";
     const Json& firmware = status["firmware"];
     return firmware.is_null() ? "no answer" : spellControls(firmware.get<std::string>());
-}
-
-std::string loaderInWords(const Json& loader) {
-    if (loader.is_null()) return kUnknown;
-    return loader == true ? "on the bus" : "not on the bus";
 }
 
 // Of what is told by its name, more about it, and the seconds since: "12 s ago".
@@ -165,14 +148,14 @@ std::string inWords(const Json& status) {
     std::string text = row("service", "running" + own);
     text += row("cover", coverInWords(status["cover"]));
     if (isKnown) {
-        text += row("screen", screenInWords(status["screen"]));
+        text += row("screen", choose(status["screen"]["on"], "on", "off"));
         text += row("brightness", brightnessInWords(status["brightness"]));
         text += row("colour", colourInWords(status["colour"]));
     }
     text += row("sub display", subDisplayInWords(status["subDisplay"]));
     text += row("firmware", firmwareInWords(status));
     if (isKnown) {
-        text += row("loader", loaderInWords(status["loader"]));
+        text += row("loader", choose(status["loader"], "on the bus", "not on the bus"));
         text += row("last order", happenedInWords(status["upgrade"], "order", "status"));
         text += row("last failure", happenedInWords(status["lastFailure"], "command", "cause"));
     } else {

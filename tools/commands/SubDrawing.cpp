@@ -12,7 +12,6 @@
 #include "tools/picture/Png.h"
 #include "tools/picture/Scale.h"
 #include "tools/picture/TestPattern.h"
-#include "tools/text/File.h"
 #include "tools/text/Text.h"
 
 namespace bivistactl {

@@ -23,15 +23,6 @@ Examples:
   bivistactl touch selftest
   bivistactl touch perf on)";
 
-constexpr char kFwverHelp[] = R"(
-Examples:
-  bivistactl touch fwver
-  bivistactl touch fwver --json)";
-
-constexpr char kGpioHelp[] = R"(
-Examples:
-  bivistactl touch gpio)";
-
 constexpr char kSelfTestHelp[] = R"(
 Waits for the cover without a time limit. Prints at most 1024 bytes of its verdict; the
 results in full are fetched by "bivistactl touch results".
@@ -59,10 +50,6 @@ level.
 Examples:
   bivistactl touch delta)";
 
-constexpr char kResetHelp[] = R"(
-Examples:
-  bivistactl touch reset)";
-
 constexpr char kUpgradeHelp[] = R"(
 Waits without a time limit until the cover reports success.
 
@@ -75,11 +62,6 @@ Waits for the cover without a time limit.
 
 Examples:
   bivistactl touch results)";
-
-constexpr char kPerfHelp[] = R"(
-Examples:
-  bivistactl touch perf on
-  bivistactl touch perf off)";
 
 constexpr char kPenHelp[] = R"(
 Pen events are printed by "bivistactl watch lpwg".
@@ -141,18 +123,19 @@ int fetchResults(bool json, const char* failure) {
 }
 
 constexpr Plain kTouch[] = {
-        {"fwver", "Print the version of its firmware", kFwverHelp,
+        {"fwver", "Print the version of its firmware",
+         "\nExamples:\n  bivistactl touch fwver\n  bivistactl touch fwver --json",
          printText<&BivistaV1_0::getTouchFirmwareVersion>, kNotAnswered},
-        {"gpio", "Print the state of its GPIO pins", kGpioHelp, printText<&BivistaV1_0::getGpiopin>,
-         kNotAnswered},
+        {"gpio", "Print the state of its GPIO pins", "\nExamples:\n  bivistactl touch gpio",
+         printText<&BivistaV1_0::getGpiopin>, kNotAnswered},
         {"selftest", "Run its self test", kSelfTestHelp, printText<&BivistaV1_0::getSelfTest>,
          kNotAnswered},
         {"lpwg-selftest", "Run the self test of its wake gestures", kLpwgSelfTestHelp,
          printText<&BivistaV1_0::getLPWGSelfTest>, kNotAnswered},
         {"rawdata", "Have a frame of raw data logged", kRawdataHelp, logRawdata, kNotAnswered},
         {"delta", "Have a frame of delta data logged", kDeltaHelp, logDelta, kNotAnswered},
-        {"reset", "Reset its controller", kResetHelp, order<&BivistaV1_0::DoTouchReset>,
-         kNotAnswered},
+        {"reset", "Reset its controller", "\nExamples:\n  bivistactl touch reset",
+         order<&BivistaV1_0::DoTouchReset>, kNotAnswered},
         {"results", "Fetch the results of the last self test", kResultsHelp, fetchResults,
          kNotFetched},
         {"upgrade", "Upgrade its firmware", kUpgradeHelp,
@@ -160,7 +143,9 @@ constexpr Plain kTouch[] = {
 };
 
 void addPerformance(cli::Command& touch) {
-    cli::Command& command = touch.add("perf", "Switch its performance mode", kPerfHelp);
+    cli::Command& command =
+            touch.add("perf", "Switch its performance mode",
+                      "\nExamples:\n  bivistactl touch perf on\n  bivistactl touch perf off");
     const auto on = addArgument(command, "STATE", "on or off", parseSwitch);
     addPrinting(command, [on](bool json) {
         return order<&BivistaV1_1::set_touch_perf>(json, kNotAnswered, *on);

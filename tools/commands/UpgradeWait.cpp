@@ -19,34 +19,11 @@ using std::chrono::steady_clock;
 // Often enough for a person, and for a loader that stays for a second; the service hardly notices.
 constexpr milliseconds kPeriod(200);
 
-// What one look at the service tells of the cover.
-struct Sight {
-    bool attached = false;
-    // The service has done what it does with a cover that came.
-    bool broughtUp = false;
-    bool loader = false;
-    // Attachments since the dump's counters were set to 0.
-    int64_t attachments = 0;
-};
-
 // The first command to every cover that comes.
 constexpr DumpMember kAttachments = {"commands", "count", "name", "ATE0"};
 
 int64_t attachmentsOf(const Dump& dump) {
     return dump.number(kAttachments).value_or(0);
-}
-
-// None when the dump does not tell.
-std::optional<Sight> read(const Dump& dump) {
-    const std::optional<bool> usb = dump.flag({"usb", "attached"});
-    const std::optional<bool> serial = dump.flag({"serial", "attached"});
-    if (!usb || !serial) return std::nullopt;
-    Sight sight;
-    sight.attached = *usb && *serial;
-    sight.broughtUp = sight.attached && dump.flag({"serial", "logAsked"}) == true;
-    sight.loader = dump.flag({"usb", "loader"}) == true;
-    sight.attachments = attachmentsOf(dump);
-    return sight;
 }
 
 class Wait {
@@ -60,8 +37,7 @@ class Wait {
     Waited run(std::chrono::seconds timeout) {
         const auto end = mStart + timeout;
         for (;;) {
-            const std::optional<Sight> sight = read(Dump::of(mService));
-            if (sight) look(*sight);
+            look(Dump::of(mService));
             const auto now = steady_clock::now();
             if (mLast.isBack() || now >= end) break;
             std::this_thread::sleep_for(std::min<steady_clock::duration>(kPeriod, end - now));
@@ -71,20 +47,26 @@ class Wait {
     }
 
   private:
-    void look(const Sight& sight) {
-        if (!sight.attached) {
+    void look(const Dump& dump) {
+        const std::optional<bool> usb = dump.flag({"usb", "attached"});
+        const std::optional<bool> serial = dump.flag({"serial", "attached"});
+        if (!usb || !serial) return;
+        const bool attached = *usb && *serial;
+        if (!attached) {
             // Whoever comes may be asked again.
             mLast.silent = false;
             if (!mGone) reach("cover gone");
             mGone = true;
         }
-        if (mGone && sight.loader && !mLoader) {
+        if (mGone && !mLoader && dump.flag({"usb", "loader"}) == true) {
             reach("loader seen");
             mLoader = true;
         }
         // A cover may be gone and back between two looks.
-        const bool returned = mGone || sight.attachments > mAttachments;
-        if (returned && sight.broughtUp && !mLast.silent) askForVersion();
+        const bool returned = mGone || attachmentsOf(dump) > mAttachments;
+        // The last that the service does with a cover that came.
+        const bool broughtUp = attached && dump.flag({"serial", "logAsked"}) == true;
+        if (returned && broughtUp && !mLast.silent) askForVersion();
     }
 
     // Once each time that the cover comes: one that does not answer is reset by the question.

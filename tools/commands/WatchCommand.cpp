@@ -1,14 +1,8 @@
 // bivistactl watch: the events of the service, one JSON object a line.
 
-#include <android-base/unique_fd.h>
-#include <errno.h>
 #include <hidl/HidlTransportSupport.h>
-#include <poll.h>
-#include <pthread.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <sys/eventfd.h>
-#include <sys/signalfd.h>
+#include <unistd.h>
 #include <vendor/qmx/hardware/bivista/1.0/IBivistaLpwgCallback.h>
 #include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
@@ -26,7 +20,6 @@ namespace {
 
 using ::android::sp;
 using ::android::wp;
-using ::android::base::unique_fd;
 using ::android::hardware::hidl_death_recipient;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
@@ -54,44 +47,42 @@ Examples:
 // reason too.
 class End {
   public:
-    // Blocks the ending signals: to be made before any other thread, which inherits that.
-    End() : mEvent(eventfd(0, EFD_CLOEXEC)) {
-        sigset_t ending;
-        sigemptyset(&ending);
-        sigaddset(&ending, SIGINT);
-        sigaddset(&ending, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-        mSignals.reset(signalfd(-1, &ending, SFD_CLOEXEC));
-        if (mEvent < 0 || mSignals < 0) throw Failure(EXIT_NO_OUTPUT, "no descriptors left.");
+    // Blocks the signals: to be made before any other thread, which inherits that.
+    End() {
+        sigemptyset(&mSignals);
+        for (const int number : {SIGINT, SIGTERM, kIsSet}) sigaddset(&mSignals, number);
+        pthread_sigmask(SIG_BLOCK, &mSignals, nullptr);
     }
 
     // The first reason counts: every event after one that could not be printed fails as well.
     void set(ExitCode code) {
         ExitCode none = EXIT_ANSWERED_OK;
-        if (mCode.compare_exchange_strong(none, code)) eventfd_write(mEvent.get(), 1);
+        if (mCode.compare_exchange_strong(none, code)) kill(getpid(), kIsSet);
     }
 
     ExitCode wait() {
-        pollfd waits[] = {{mSignals.get(), POLLIN, 0}, {mEvent.get(), POLLIN, 0}};
-        while (poll(waits, 2, -1) < 0 && errno == EINTR) continue;
-        if ((waits[0].revents & POLLIN) != 0) return EXIT_ANSWERED_OK;
-        return mCode;
+        int number = 0;
+        sigwait(&mSignals, &number);
+        return number == kIsSet ? mCode.load() : EXIT_ANSWERED_OK;
     }
 
   private:
+    const int kIsSet = SIGRTMIN;
+
+    sigset_t mSignals;
     std::atomic<ExitCode> mCode = EXIT_ANSWERED_OK;
-    unique_fd mEvent;
-    unique_fd mSignals;
 };
 
-// Prints events. Called on the thread of the RPC pool. A callback has it for itself: it goes when
-// the service has let go of that, or has died.
+// What every callback is: it prints events on the thread of the RPC pool. The watch is over when it
+// goes: the service has let go of it, or has died.
 class EventPrinter {
   public:
     explicit EventPrinter(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
-    ~EventPrinter() { mEnd->set(EXIT_ANSWERED_FAIL); }
     EventPrinter(const EventPrinter&) = delete;
     EventPrinter& operator=(const EventPrinter&) = delete;
+
+  protected:
+    ~EventPrinter() { mEnd->set(EXIT_ANSWERED_FAIL); }
 
     Return<void> printEvent(const Json& event) const {
         if (!print(toLine(event) + "\n")) mEnd->set(EXIT_NO_OUTPUT);
@@ -110,45 +101,37 @@ class EventPrinter {
     const std::shared_ptr<End> mEnd;
 };
 
-class LpwgV1_0 : public V1_0::IBivistaLpwgCallback {
+template <typename Callback>
+class LpwgPrinter : public Callback, EventPrinter {
   public:
-    explicit LpwgV1_0(std::unique_ptr<EventPrinter> printer) : mPrinter(std::move(printer)) {}
+    using EventPrinter::EventPrinter;
 
     Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
-        return mPrinter->printLpwg("1.0", static_cast<int32_t>(status), result);
+        return printLpwg("1.0", static_cast<int32_t>(status), result);
     }
 
-  private:
-    const std::unique_ptr<EventPrinter> mPrinter;
+  protected:
+    using EventPrinter::printLpwg;
 };
 
-class LpwgV1_1 : public V1_1::IBivistaLpwgCallback {
+class LpwgPrinterV1_1 : public LpwgPrinter<V1_1::IBivistaLpwgCallback> {
   public:
-    explicit LpwgV1_1(std::unique_ptr<EventPrinter> printer) : mPrinter(std::move(printer)) {}
+    using LpwgPrinter::LpwgPrinter;
 
-    Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
-        return mPrinter->printLpwg("1.0", static_cast<int32_t>(status), result);
-    }
     Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
-        return mPrinter->printLpwg("1.1", static_cast<int32_t>(status), result);
+        return printLpwg("1.1", static_cast<int32_t>(status), result);
     }
-
-  private:
-    const std::unique_ptr<EventPrinter> mPrinter;
 };
 
-class SubDisplay : public IBivistaSubDisplayCallback {
+class SubDisplayPrinter : public IBivistaSubDisplayCallback, EventPrinter {
   public:
-    explicit SubDisplay(std::unique_ptr<EventPrinter> printer) : mPrinter(std::move(printer)) {}
+    using EventPrinter::EventPrinter;
 
     Return<void> onSubDisplayStateChanged(SubScreenState state) override {
         Json event = {{"event", "sub"}};
         event.update(toJson(state));
-        return mPrinter->printEvent(event);
+        return printEvent(event);
     }
-
-  private:
-    const std::unique_ptr<EventPrinter> mPrinter;
 };
 
 class DeathNotice : public hidl_death_recipient {
@@ -188,36 +171,30 @@ int reportEnd(ExitCode code, const sp<BivistaV1_0>& service, const std::string& 
     }
 }
 
-using Listen = std::function<Return<void>(BivistaV1_0&, std::unique_ptr<EventPrinter>)>;
+using Listen = std::function<Return<void>(BivistaV1_0&, const std::shared_ptr<End>&)>;
 
 // `listen` registers the callback.
 int watch(const std::string& what, const Listen& listen) {
     auto end = std::make_shared<End>();
     const auto service = findService();
     const sp<DeathNotice> notice = new DeathNotice(end);
-    const auto linked = service->linkToDeath(notice, 0);
-    requireDelivered(linked);
-    requireDelivered(listen(*service, std::make_unique<EventPrinter>(end)));
+    requireDelivered(service->linkToDeath(notice, 0));
+    requireDelivered(listen(*service, end));
     remark("watching " + what +
            "; this takes their callback from the client that had it. End it with Ctrl-C");
     return reportEnd(end->wait(), service, what);
 }
 
 int watchLpwg(bool onlyV1_0) {
-    return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, auto printer) {
-        sp<V1_0::IBivistaLpwgCallback> callback;
-        if (onlyV1_0) {
-            callback = new LpwgV1_0(std::move(printer));
-        } else {
-            callback = new LpwgV1_1(std::move(printer));
-        }
-        return service.setLpwgCallback(callback);
+    return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, const auto& end) {
+        if (!onlyV1_0) return service.setLpwgCallback(new LpwgPrinterV1_1(end));
+        return service.setLpwgCallback(new LpwgPrinter<V1_0::IBivistaLpwgCallback>(end));
     });
 }
 
 int watchSubDisplay() {
-    return watch("states of the sub display", [](BivistaV1_0& service, auto printer) {
-        return service.setSubDisplayCallback(new SubDisplay(std::move(printer)));
+    return watch("states of the sub display", [](BivistaV1_0& service, const auto& end) {
+        return service.setSubDisplayCallback(new SubDisplayPrinter(end));
     });
 }
 

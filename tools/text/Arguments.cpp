@@ -1,11 +1,15 @@
 #include "tools/text/Arguments.h"
 
+#include <errno.h>
+#include <string.h>
+
+#include <algorithm>
 #include <charconv>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <optional>
 #include <string_view>
-
-#include "tools/text/File.h"
 
 namespace bivistactl {
 namespace {
@@ -115,6 +119,24 @@ void parseNull(const std::string& text) {
                       " is not null, the only callback that can be given here. To receive calls, "
                       "use \"bivistactl watch lpwg\", \"bivistactl watch sub\" or "
                       "\"bivistactl at CMD\"");
+}
+
+std::string readFile(const std::string& path, size_t limit) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        throw BadArgument("\"" + path + "\" is a folder, not a file");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw BadArgument("\"" + path + "\" cannot be opened: " + strerror(errno));
+    std::string bytes;
+    char buffer[1 << 16];
+    while (bytes.size() <= limit) {
+        file.read(buffer, std::min(sizeof(buffer), limit + 1 - bytes.size()));
+        if (file.bad()) throw BadArgument("\"" + path + "\" cannot be read: " + strerror(errno));
+        if (file.gcount() == 0) break;
+        bytes.append(buffer, static_cast<size_t>(file.gcount()));
+    }
+    return bytes;
 }
 
 }  // namespace bivistactl

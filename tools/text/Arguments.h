@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <stdexcept>
@@ -29,5 +30,9 @@ bool parseSwitch(const std::string& text);
 std::vector<uint32_t> parseWords(const std::string& text);
 // "null".
 void parseNull(const std::string& text);
+
+// The bytes of a file that an argument names; of a longer one, `limit` + 1 of them. Throws
+// BadArgument when it cannot be read.
+std::string readFile(const std::string& path, size_t limit);
 
 }  // namespace bivistactl

@@ -22,28 +22,16 @@ void appendEscaped(std::string* text, unsigned unit) {
 }
 
 void appendCharacter(std::string* text, char character) {
-    switch (character) {
-        case '"':
-            text->append("\\\"");
-            break;
-        case '\\':
-            text->append("\\\\");
-            break;
-        case '\n':
-            text->append("\\n");
-            break;
-        case '\r':
-            text->append("\\r");
-            break;
-        case '\t':
-            text->append("\\t");
-            break;
-        default:
-            if (static_cast<uint8_t>(character) < 32) {
-                appendEscaped(text, static_cast<uint8_t>(character));
-            } else {
-                text->push_back(character);
-            }
+    // Those that JSON has a letter for, and the letters.
+    constexpr std::string_view kEscaped = "\"\\\n\r\t";
+    constexpr std::string_view kLetters = "\"\\nrt";
+    const size_t at = kEscaped.find(character);
+    if (at != std::string_view::npos) {
+        text->append({'\\', kLetters[at]});
+    } else if (static_cast<uint8_t>(character) < 32) {
+        appendEscaped(text, static_cast<uint8_t>(character));
+    } else {
+        text->push_back(character);
     }
 }
 

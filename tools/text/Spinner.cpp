@@ -1,5 +1,8 @@
 #include "tools/text/Spinner.h"
 
+#include <condition_variable>
+#include <mutex>
+
 namespace bivistactl {
 namespace {
 
@@ -20,24 +23,18 @@ std::string elapsedInWords(std::chrono::seconds elapsed) {
 
 Spinner::Spinner(int fd, std::chrono::milliseconds delay, const char* awaited)
     : mFd(fd), mAwaited(awaited) {
-    if (isatty(fd) != 0) mThread = std::thread(&Spinner::spin, this, delay);
+    if (isatty(fd) == 0) return;
+    mThread = std::jthread([this, delay](const std::stop_token& over) { spin(over, delay); });
 }
 
-Spinner::~Spinner() {
-    if (!mThread.joinable()) return;
-    {
-        const std::lock_guard hold(mLock);
-        mOver = true;
-    }
-    mEnd.notify_one();
-    mThread.join();
-}
-
-void Spinner::spin(std::chrono::milliseconds delay) {
+void Spinner::spin(const std::stop_token& over, std::chrono::milliseconds delay) const {
     const auto start = steady_clock::now();
+    const auto isOver = [&] { return over.stop_requested(); };
     std::string line;
-    std::unique_lock hold(mLock);
-    for (auto wait = delay; !mEnd.wait_for(hold, wait, [this] { return mOver; }); wait = kFrame) {
+    std::mutex lock;
+    std::unique_lock hold(lock);
+    std::condition_variable_any wake;
+    for (auto wait = delay; !wake.wait_for(hold, over, wait, isOver); wait = kFrame) {
         const auto elapsed = steady_clock::now() - start;
         const char frame = kFrames[elapsed / kFrame % sizeof(kFrames)];
         line = std::string(1, frame) + " waiting for " + mAwaited + ", " +
@@ -48,7 +45,7 @@ void Spinner::spin(std::chrono::milliseconds delay) {
 }
 
 // A terminal that takes no more bytes is nothing that the waiting program should fail for.
-void Spinner::draw(const std::string& line) {
+void Spinner::draw(const std::string& line) const {
     const std::string bytes = '\r' + line;
     [[maybe_unused]] const ssize_t written = write(mFd, bytes.data(), bytes.size());
 }

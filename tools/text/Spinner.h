@@ -3,8 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -19,20 +18,17 @@ class Spinner {
     explicit Spinner(int fd = STDERR_FILENO,
                      std::chrono::milliseconds delay = std::chrono::milliseconds(300),
                      const char* awaited = "the answer");
-    ~Spinner();
     Spinner(const Spinner&) = delete;
     Spinner& operator=(const Spinner&) = delete;
 
   private:
-    void spin(std::chrono::milliseconds delay);
-    void draw(const std::string& line);
+    void spin(const std::stop_token& over, std::chrono::milliseconds delay) const;
+    void draw(const std::string& line) const;
 
     const int mFd;
     const char* const mAwaited;
-    std::mutex mLock;  // guards mOver
-    std::condition_variable mEnd;
-    bool mOver = false;
-    std::thread mThread;
+    // Ends with this object, as its last member.
+    std::jthread mThread;
 };
 
 // "59 s", "1 min 00 s". Never shorter for a longer time, so that a line can be written over.
