@@ -110,6 +110,14 @@ int order(bool json, const char* failure, const Inputs&... inputs) {
     return reportAnswer<method>(ask<method>(findService(), inputs...), json, failure);
 }
 
+// Makes of a command one that takes a value and has the service set it.
+template <auto method, typename T>
+void addSetting(cli::Command& command, const std::string& name, const std::string& help,
+                T (*parse)(const std::string& text), const char* failure) {
+    const auto value = addArgument(command, name, help, parse);
+    addPrinting(command, [=](bool json) { return order<method>(json, failure, *value); });
+}
+
 // Prints the text that the method answers, as printCoverText() does, also before an answer of FAIL.
 template <auto method>
 int printText(bool json, const char* failure) {

@@ -66,21 +66,17 @@ void append(Findings* findings, const Findings& more) {
     findings->insert(findings->end(), more.begin(), more.end());
 }
 
-// Of a service that serves calls.
-Findings examineCounts(bool ask, std::chrono::milliseconds patience) {
-    Findings findings = {doctor::examineAnswer(ask, patience)};
-    // Its time-out is counted, too.
-    append(&findings, doctor::examineDump(patience));
-    return findings;
-}
-
 Findings examine(const Options& options) {
     const std::chrono::milliseconds patience(options.patience);
     pid_t service = 0;
     Findings findings = {doctor::examineService(patience, &service)};
     const bool isServed = findings.front().weight == Weight::FINE;
-    append(&findings, doctor::examineRegistry());
-    if (isServed) append(&findings, examineCounts(options.ask, patience));
+    findings.push_back(doctor::examineRegistry());
+    if (isServed) {
+        findings.push_back(doctor::examineAnswer(options.ask, patience));
+        // A time-out of that is counted, too.
+        append(&findings, doctor::examineDump(patience));
+    }
     const User user = parseUser(options.user);
     const Tree machine(options.root.empty() ? "/" : options.root);
     const Tree world(options.root.empty() ? worldOf(service) : options.root);

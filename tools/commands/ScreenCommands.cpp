@@ -109,25 +109,6 @@ void addPower(cli::Command& program) {
     });
 }
 
-void addBrightness(cli::Command& program) {
-    cli::Command& command =
-            program.add("brightness", "Set the brightness of the cover screen", kBrightnessHelp);
-    const auto level = addArgument(command, "LEVEL", "0 to 255", parseLevel);
-    addPrinting(command, [level](bool json) {
-        return order<&BivistaV1_0::setBrightness>(json, kRefused, *level);
-    });
-}
-
-void addOffset(cli::Command& program) {
-    cli::Command& command = program.add(
-            "offset", "Shift the cover screen's brightness relative to the phone's", kOffsetHelp);
-    const auto offset =
-            addArgument(command, "N", "Any 32-bit number; 100 is a command of its own", parseInt32);
-    addPrinting(command, [offset](bool json) {
-        return order<&BivistaV1_0::setBVBrightnessOffset>(json, kScreenOff, *offset);
-    });
-}
-
 ScreenMode parseMode(const std::string& text) {
     std::string names;
     for (const ScreenMode mode : hidl_enum_range<ScreenMode>()) {
@@ -140,14 +121,6 @@ ScreenMode parseMode(const std::string& text) {
     } catch (const BadArgument& bad) {
         throw BadArgument(bad.what() + (", nor a name: " + names));
     }
-}
-
-void addMode(cli::Command& colour) {
-    cli::Command& command = colour.add("mode", "Set the colour mode", kModeHelp);
-    const auto mode = addArgument(command, "MODE", "Name or number of the mode", parseMode);
-    addPrinting(command, [mode](bool json) {
-        return order<&BivistaV1_0::setScreenMode>(json, kRefused, *mode);
-    });
 }
 
 // One of the cover's firmware, of which the service knows nothing.
@@ -187,11 +160,18 @@ int printCutout(bool json, const char* failure) {
 
 void addScreenCommands(cli::Command& program) {
     addPower(program);
-    addBrightness(program);
-    addOffset(program);
+    addSetting<&BivistaV1_0::setBrightness>(
+            program.add("brightness", "Set the brightness of the cover screen", kBrightnessHelp),
+            "LEVEL", "0 to 255", parseLevel, kRefused);
+    addSetting<&BivistaV1_0::setBVBrightnessOffset>(
+            program.add("offset", "Shift the cover screen's brightness relative to the phone's",
+                        kOffsetHelp),
+            "N", "Any 32-bit number; 100 is a command of its own", parseInt32, kScreenOff);
     cli::Command& colour = program.add("colour", "Set the cover screen's colours", kColourHelp);
     colour.alias("color");
-    addMode(colour);
+    addSetting<&BivistaV1_0::setScreenMode>(colour.add("mode", "Set the colour mode", kModeHelp),
+                                            "MODE", "Name or number of the mode", parseMode,
+                                            kRefused);
     addRgb(colour);
     addTune(colour);
     addPlain(program, {"cutout", "Print the outline of the cover screen's cutout", kCutoutHelp,

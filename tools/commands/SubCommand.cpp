@@ -84,21 +84,15 @@ int printInWords(bool json, const char* failure) {
     return reportAnswer<method>(answer, json, failure);
 }
 
-void addBrightness(cli::Command& sub) {
-    cli::Command& command = sub.add("brightness", "Set its brightness", kBrightnessHelp);
-    const auto level = addArgument(command, "LEVEL", "0 to 255", parseLevel);
-    addPrinting(command, [level](bool json) {
-        return order<&BivistaV1_0::setSubDisplayBrightness>(json, kNotDimmed, *level);
-    });
-}
-
 }  // namespace
 
 void addSubCommand(cli::Command& program) {
     cli::Command& sub = program.add("sub", "Use the sub display, the cover's small panel", kHelp);
     addPlain(sub, {"on", "Switch it on", kOnHelp, switchOn, kNotSwitchedOn});
     addPlain(sub, {"off", "Switch it off", kOffHelp, switchOff, kNotSwitchedOff});
-    addBrightness(sub);
+    addSetting<&BivistaV1_0::setSubDisplayBrightness>(
+            sub.add("brightness", "Set its brightness", kBrightnessHelp), "LEVEL", "0 to 255",
+            parseLevel, kNotDimmed);
     addPlain(sub, {"info", "Print its size and format", kInfoHelp,
                    printInWords<&BivistaV1_0::getSubDisplayInfo, panelInWords>, kNoPanel});
     addPlain(sub, {"state", "Print its state", kStateHelp,

@@ -142,16 +142,6 @@ constexpr Plain kTouch[] = {
          order<&BivistaV1_0::DoTouchFirmwareUpgrade>, kNotAnswered},
 };
 
-void addPerformance(cli::Command& touch) {
-    cli::Command& command =
-            touch.add("perf", "Switch its performance mode",
-                      "\nExamples:\n  bivistactl touch perf on\n  bivistactl touch perf off");
-    const auto on = addArgument(command, "STATE", "on or off", parseSwitch);
-    addPrinting(command, [on](bool json) {
-        return order<&BivistaV1_1::set_touch_perf>(json, kNotAnswered, *on);
-    });
-}
-
 uint32_t parseAesMode(const std::string& text) {
     const uint32_t mode = parseUint32(text);
     // The service would take any other number for 2.
@@ -186,7 +176,10 @@ void addTouchCommands(cli::Command& program) {
     cli::Command& touch =
             program.add("touch", "Test and maintain the cover's touch panel", kTouchHelp);
     for (const Plain& command : kTouch) addPlain(touch, command);
-    addPerformance(touch);
+    addSetting<&BivistaV1_1::set_touch_perf>(
+            touch.add("perf", "Switch its performance mode",
+                      "\nExamples:\n  bivistactl touch perf on\n  bivistactl touch perf off"),
+            "STATE", "on or off", parseSwitch, kNotAnswered);
     addPen(program);
     addLpwg(program);
 }

@@ -102,16 +102,13 @@ class EventPrinter {
 };
 
 template <typename Callback>
-class LpwgPrinter : public Callback, EventPrinter {
+class LpwgPrinter : public Callback, protected EventPrinter {
   public:
     using EventPrinter::EventPrinter;
 
     Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
         return printLpwg("1.0", static_cast<int32_t>(status), result);
     }
-
-  protected:
-    using EventPrinter::printLpwg;
 };
 
 class LpwgPrinterV1_1 : public LpwgPrinter<V1_1::IBivistaLpwgCallback> {

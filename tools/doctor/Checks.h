@@ -61,7 +61,7 @@ Finding examineAnswer(bool ask, std::chrono::milliseconds patience);
 Findings examineDump(std::chrono::milliseconds patience);
 
 // The folder where services register.
-Findings examineRegistry();
+Finding examineRegistry();
 
 // Where the cover is looked for, and for whom.
 struct Scene {

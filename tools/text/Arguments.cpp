@@ -47,6 +47,11 @@ Integer parseInteger(const std::string& text) {
     return static_cast<Integer>(negative ? -static_cast<int64_t>(*size) : *size);
 }
 
+bool parseEither(const std::string& text, const char* yes, const char* no) {
+    if (text == yes || text == no) return text == yes;
+    throw BadArgument(quoted(text) + " is neither " + yes + " nor " + no);
+}
+
 void requireRoom(const std::string& text, size_t bytes) {
     if (bytes <= kMaxBytes) return;
     throw BadArgument(quoted(text.substr(0, 60)) + " holds more than 1 MiB, which no call carries");
@@ -98,15 +103,11 @@ int32_t parseLevel(const std::string& text) {
 }
 
 bool parseBool(const std::string& text) {
-    if (text == "true") return true;
-    if (text == "false") return false;
-    throw BadArgument(quoted(text) + " is neither true nor false");
+    return parseEither(text, "true", "false");
 }
 
 bool parseSwitch(const std::string& text) {
-    if (text == "on") return true;
-    if (text == "off") return false;
-    throw BadArgument(quoted(text) + " is neither on nor off");
+    return parseEither(text, "on", "off");
 }
 
 std::vector<uint32_t> parseWords(const std::string& text) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 
 #include "cli/Colour.h"
 
@@ -22,20 +23,15 @@ struct Character {
     size_t length = 0;
 };
 
-size_t lengthAfter(uint8_t first) {
-    if (first < 0x80) return 1;
-    if (first < 0xc0 || first >= 0xf8) return 0;
-    return first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
-}
-
 Character firstOf(std::string_view bytes) {
     constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
     if (bytes.empty()) return {};
     const auto first = static_cast<uint8_t>(bytes[0]);
-    const size_t length = lengthAfter(first);
-    if (length == 0 || bytes.size() < length) return {};
     // The first of n bytes tells n by n ones and a zero; a single byte is all value.
-    char32_t value = length == 1 ? first : first & (0x7fu >> length);
+    const int ones = std::countl_one(first);
+    const size_t length = ones == 0 ? 1 : static_cast<size_t>(ones);
+    if (ones == 1 || ones > 4 || bytes.size() < length) return {};
+    char32_t value = ones == 0 ? first : first & (0x7fu >> length);
     for (const char next : bytes.substr(1, length - 1)) {
         const auto byte = static_cast<uint8_t>(next);
         if ((byte & 0xc0) != 0x80) return {};
