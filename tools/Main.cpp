@@ -11,7 +11,7 @@
 
 #include "cli/Process.h"
 #include "tools/ExitStatus.h"
-#include "tools/commands/Command.h"
+#include "tools/commands/Commands.h"
 
 namespace bivistactl {
 namespace {

@@ -2,14 +2,12 @@
 #pragma once
 
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 
 #include "tools/client/Service.h"
-#include "tools/text/Json.h"
 #include "tools/text/Spinner.h"
 
 namespace bivistactl {
@@ -102,18 +100,9 @@ Status statusOf(const T& answer) {
     return Status::OK;
 }
 
-// An answer as JSON on one line, with a line feed: {"method":M,"status":S,"value":V}, without a
-// status or a value that the method does not have.
-template <auto method, typename T>
-std::string toLine(const T& answer) {
-    Json line = {{"method", methodName<method>()}};
-    if constexpr (std::is_same_v<T, Status>) line["status"] = toJson(answer);
-    if constexpr (std::is_same_v<T, bool>) line["value"] = answer;
-    if constexpr (requires { answer.status; }) {
-        line["status"] = toJson(answer.status);
-        line["value"] = toJson(answer.value);
-    }
-    return toLine(line) + "\n";
-}
+// An answer to the method as JSON on one line, with a line feed: {"method":M,"status":S,"value":V},
+// without a status or a value that the method does not have. For all that a method answers.
+template <typename T>
+std::string toLine(const std::string& method, const T& answer);
 
 }  // namespace bivistactl

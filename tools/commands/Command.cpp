@@ -1,5 +1,7 @@
 #include "tools/commands/Command.h"
 
+#include <nlohmann/json.hpp>
+
 #include "tools/ExitStatus.h"
 
 namespace bivistactl {

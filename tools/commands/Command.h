@@ -5,24 +5,14 @@
 #include <memory>
 #include <string>
 
-#include "cli/Command.h"
 #include "tools/client/Call.h"
+#include "tools/commands/Commands.h"
 #include "tools/text/Arguments.h"
+#include "tools/text/Json.h"
 #include "tools/text/Output.h"
 
 namespace bivistactl {
 
-// Each adds its commands to the program, in the file of its name.
-void addStatusCommand(cli::Command& program);
-void addDoctorCommand(cli::Command& program);
-void addScreenCommands(cli::Command& program);
-void addSubCommand(cli::Command& program);
-void addTouchCommands(cli::Command& program);
-void addFirmwareCommand(cli::Command& program);
-void addAtCommand(cli::Command& program);
-void addWatchCommand(cli::Command& program);
-void addCallCommand(cli::Command& program);
-void addDumpCommand(cli::Command& program);
 // "sub show" and the others that draw, below "sub".
 void addSubDrawing(cli::Command& sub);
 // "check", below "firmware".
@@ -89,7 +79,7 @@ struct Plain {
     const char* help;
     // Prints JSON when told so. `failure` is what FAIL means, and what to do.
     int (*run)(bool json, const char* failure);
-    const char* failure;
+    const char* failure = kNotAnswered;
 };
 void addPlain(cli::Command& parent, const Plain& command);
 
@@ -100,7 +90,7 @@ int reportStatus(Status answered, const std::string& failure);
 // The same, when the answer was printed as "bivistactl call" does if JSON is asked for.
 template <auto method, typename T>
 int reportAnswer(const T& answer, bool json, const std::string& failure) {
-    if (json) printOrFail(toLine<method>(answer));
+    if (json) printOrFail(toLine(methodName<method>(), answer));
     return reportStatus(statusOf(answer), failure);
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "cli/Colour.h"

@@ -63,7 +63,7 @@ void addFirmwareCommand(cli::Command& program) {
     cli::Command& firmware =
             program.add("firmware", "Tell and upgrade the cover's firmware", kHelp);
     addPlain(firmware, {"version", "Print its version", kVersionHelp,
-                        printText<&BivistaV1_0::getFirmwareVersion>, kNotAnswered});
+                        printText<&BivistaV1_0::getFirmwareVersion>});
     addFirmwareCheck(firmware);
     addPlain(firmware, {"file", "Print the image that was checked last", kFileHelp,
                         printText<&BivistaV1_0::getFirmwareFile>, kRefused});
@@ -72,9 +72,9 @@ void addFirmwareCommand(cli::Command& program) {
     addPlain(firmware, {"cancel", "Cancel an upgrade", kCancelHelp,
                         order<&BivistaV1_0::cancelFirmwareUpgrade>, kNoControlFile});
     addPlain(firmware, {"dload", "Restart the cover into its loader", kDloadHelp,
-                        order<&BivistaV1_0::goDload>, kNotAnswered});
+                        order<&BivistaV1_0::goDload>});
     addPlain(firmware, {"stm-dload", "Restart its STM microcontroller into its loader",
-                        kStmDloadHelp, order<&BivistaV1_0::goSTMDload>, kNotAnswered});
+                        kStmDloadHelp, order<&BivistaV1_0::goSTMDload>});
 }
 
 }  // namespace bivistactl

@@ -92,10 +92,10 @@ Method describe(std::tuple<Inputs...>*, Invoke invoke, Names names) {
         [[maybe_unused]] size_t at = 0;
         // Braces keep the order of evaluation.
         const std::tuple<Inputs...> inputs{parse<Inputs>(method, texts, at++)...};
-        return [inputs, invoke](const sp<BivistaV1_0>& service) -> Called {
+        return [name = method.name, inputs, invoke](const sp<BivistaV1_0>& service) -> Called {
             const auto answer = std::apply(
                     [&](const Inputs&... each) { return invoke(service, each...); }, inputs);
-            return {statusOf(answer), toLine<called>(answer)};
+            return {statusOf(answer), toLine(name, answer)};
         };
     };
     return method;

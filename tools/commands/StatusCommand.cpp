@@ -1,5 +1,6 @@
 // bivistactl status: the service and the cover at a glance.
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 

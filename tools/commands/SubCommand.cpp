@@ -1,5 +1,6 @@
 // bivistactl sub: the sub display, its power, brightness and state.
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "tools/commands/Command.h"
