@@ -9,7 +9,7 @@
 namespace doctor {
 
 // What the function gives; none when it takes longer than `patience`. It is then left behind on a
-// thread of its own, so that the program must end by quick_exit(). Throws what the function throws.
+// thread of its own, so that the program must end by quick_exit(). It must not throw.
 template <typename Function>
 auto within(std::chrono::milliseconds patience, Function function)
         -> std::optional<decltype(function())> {

@@ -46,6 +46,22 @@ Server findServer() {
     return {};
 }
 
+// An answer of the service, or why there is none.
+struct Told {
+    std::string text;
+    std::string failure;
+};
+
+// Runs a question; what it throws is the failure.
+template <typename Question>
+Told tell(const Question& question) {
+    try {
+        return {question(), ""};
+    } catch (const std::exception& failure) {
+        return {"", failure.what()};
+    }
+}
+
 // The service's own interface, which is the first of its chain, once it has served a call.
 std::string askForInterface() {
     const auto service = bivistactl::findService();
@@ -79,18 +95,17 @@ Finding examineService(std::chrono::milliseconds patience, pid_t* process) {
         return "process " + std::to_string(server.process) + " serves " + interface + " in " +
                registry::directory();
     };
-    try {
-        const auto interface = within(patience, askForInterface);
-        if (interface) return fine(kCheck, words(*interface));
+    const auto told = within(patience, [] { return tell(askForInterface); });
+    if (!told) {
         return problem(
                 kCheck, words(server.interface) + ", and does not answer",
                 "It serves one call at a time and is busy: a self test or an upgrade may "
                 "take minutes, a client may hang in its callback, a service that it asks may be "
                 "declared and not up, or a client has cleared the "
                 "LPWG callback, which only a restart of the service ends.");
-    } catch (const std::exception& failure) {
-        return problem(kCheck, failure.what(), "See the service's log.");
     }
+    if (!told->failure.empty()) return problem(kCheck, told->failure, "See the service's log.");
+    return fine(kCheck, words(told->text));
 }
 
 Finding examineAnswer(bool ask, std::chrono::milliseconds patience) {
@@ -99,24 +114,22 @@ Finding examineAnswer(bool ask, std::chrono::milliseconds patience) {
         return note(kCheck, "the cover was not asked: one that is silent would be reset by that",
                     "To ask it for its firmware version: bivistactl doctor --ask");
     }
-    try {
-        const auto version = within(patience, askForVersion);
-        if (!version) {
-            return problem(
-                    kCheck, "the cover was asked AT%SWV, and there is no answer yet",
-                    "Others' commands may stand before it, or the cover answers too slowly: try "
-                    "again later.");
-        }
-        if (version->empty()) {
-            return problem(kCheck, "the cover was asked AT%SWV, and its port hung up",
-                           "Its cable or connector may be loose, or it restarted: try again.");
-        }
-        return fine(kCheck, "the cover's firmware is " + *version);
-    } catch (const std::exception& failure) {
-        return problem(kCheck, failure.what(),
+    const auto told = within(patience, [] { return tell(askForVersion); });
+    if (!told) {
+        return problem(kCheck, "the cover was asked AT%SWV, and there is no answer yet",
+                       "Others' commands may stand before it, or the cover answers too slowly: try "
+                       "again later.");
+    }
+    if (!told->failure.empty()) {
+        return problem(kCheck, told->failure,
                        "The findings below tell more, and the service's log. When none does, pull "
                        "the cover off and put it back.");
     }
+    if (told->text.empty()) {
+        return problem(kCheck, "the cover was asked AT%SWV, and its port hung up",
+                       "Its cable or connector may be loose, or it restarted: try again.");
+    }
+    return fine(kCheck, "the cover's firmware is " + told->text);
 }
 
 }  // namespace doctor
