@@ -34,10 +34,6 @@ void addColour(CLI::App& app) {
     app.fallthrough();
 }
 
-bool isAny(const CLI::App* /*app*/) {
-    return true;
-}
-
 bool looksLikeOption(const std::string& word) {
     return word.size() > 1 && word[0] == '-' && word != "--" &&
            isdigit(static_cast<uint8_t>(word[1])) == 0;
@@ -47,7 +43,7 @@ bool looksLikeOption(const std::string& word) {
 const CLI::App* commandAt(const std::string& word, const CLI::App* program, int argc, char** argv) {
     const CLI::App* command = program;
     for (int i = 1; i < argc && argv[i] != word; ++i) {
-        for (const CLI::App* below : command->get_subcommands(isAny)) {
+        for (const CLI::App* below : command->get_subcommands(nullptr)) {
             if (!below->check_name(argv[i])) continue;
             command = below;
             break;
@@ -64,7 +60,7 @@ std::string pathOf(const CLI::App* command) {
 
 std::vector<std::string> namesBelow(const CLI::App* command) {
     std::vector<std::string> names;
-    for (const CLI::App* below : command->get_subcommands(isAny)) {
+    for (const CLI::App* below : command->get_subcommands(nullptr)) {
         names.push_back(below->get_name());
         for (const std::string& alias : below->get_aliases()) names.push_back(alias);
     }
@@ -111,7 +107,7 @@ void complainOf(const CLI::ParseError& error, const CLI::App& program, int argc,
     if (complainOfUnknownWord(program, argc, argv)) return;
     const CLI::App* command = lastOf(&program);
     std::string wrong = error.what();
-    const std::vector<const CLI::App*> below = command->get_subcommands(isAny);
+    const std::vector<const CLI::App*> below = command->get_subcommands(nullptr);
     if (!below.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
         wrong = "a command is missing after \"" + pathOf(command) + "\":";
         for (const CLI::App* each : below) {
@@ -179,9 +175,11 @@ Command::Command(Command* program, CLI::App* app) : mProgram(program), mApp(app)
 
 Command::~Command() = default;
 
-Command& Command::add(const std::string& name, const std::string& about) {
+Command& Command::add(const std::string& name, const std::string& about, const std::string& help) {
     mApp->require_subcommand(1);
     mCommands.emplace_back(new Command(mProgram, mApp->add_subcommand(name, about)));
+    // Without one of its own it has its parent's.
+    if (!help.empty()) mCommands.back()->setHelp(help);
     return *mCommands.back();
 }
 
@@ -197,36 +195,17 @@ void Command::setAction(const Action& action) {
     mApp->callback([this, action] { mProgram->mChosen = action; });
 }
 
-Option Command::take(const std::string& name, std::string* value, const std::string& meaning) {
+template <typename T>
+Option Command::take(const std::string& name, T* value, const std::string& meaning) {
     return Option(mApp->add_option(name, *value, meaning));
 }
-
-Option Command::take(const std::string& name, std::optional<std::string>* value,
-                     const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, int* value, const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, std::optional<int>* value,
-                     const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, uint32_t* value, const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, std::optional<uint32_t>* value,
-                     const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, uint64_t* value, const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
+template Option Command::take(const std::string&, std::string*, const std::string&);
+template Option Command::take(const std::string&, std::optional<std::string>*, const std::string&);
+template Option Command::take(const std::string&, int*, const std::string&);
+template Option Command::take(const std::string&, std::optional<int>*, const std::string&);
+template Option Command::take(const std::string&, uint32_t*, const std::string&);
+template Option Command::take(const std::string&, std::optional<uint32_t>*, const std::string&);
+template Option Command::take(const std::string&, uint64_t*, const std::string&);
 
 Option Command::takeWords(const std::string& name, std::vector<std::string>* words,
                           const std::string& meaning) {

@@ -2,7 +2,6 @@
 // reads it takes long to compile, so only Command.cpp includes it.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -56,8 +55,9 @@ class Command {
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
 
-    // A command below this one. The command line must name one of those that a command has.
-    Command& add(const std::string& name, const std::string& about);
+    // A command below this one. The command line must name one of those that a command has. `help`:
+    // as for setHelp(); the parent's when it is empty.
+    Command& add(const std::string& name, const std::string& about, const std::string& help = "");
     // Another name for this command.
     void alias(const std::string& name);
     // What the help says below its lists.
@@ -65,15 +65,9 @@ class Command {
     void setAction(const Action& action);
 
     // An option when the name begins with dashes, else an argument, in the order of these calls.
-    Option take(const std::string& name, std::string* value, const std::string& meaning);
-    Option take(const std::string& name, std::optional<std::string>* value,
-                const std::string& meaning);
-    Option take(const std::string& name, int* value, const std::string& meaning);
-    Option take(const std::string& name, std::optional<int>* value, const std::string& meaning);
-    Option take(const std::string& name, uint32_t* value, const std::string& meaning);
-    Option take(const std::string& name, std::optional<uint32_t>* value,
-                const std::string& meaning);
-    Option take(const std::string& name, uint64_t* value, const std::string& meaning);
+    // For texts, int, uint32_t, uint64_t, and optional ones.
+    template <typename T>
+    Option take(const std::string& name, T* value, const std::string& meaning);
     // An argument of one or several words.
     Option takeWords(const std::string& name, std::vector<std::string>* words,
                      const std::string& meaning);

@@ -10,9 +10,8 @@
 #include <vector>
 
 #include "cli/Process.h"
-#include "tools/Command.h"
-#include "tools/Failure.h"
-#include "tools/Output.h"
+#include "tools/ExitStatus.h"
+#include "tools/commands/Commands.h"
 
 namespace bivistactl {
 namespace {
@@ -43,12 +42,10 @@ Examples:
   bivistactl at 'AT%SWV'
   bivistactl call setPowerStatus true false)";
 
-// Each in the file of its name.
+// As the help lists them.
 constexpr void (*kAddCommands[])(cli::Command&) = {
-        addStatusCommand, addDoctorCommand, addPowerCommand,    addBrightnessCommands,
-        addColourCommand, addCutoutCommand, addSubCommand,      addTouchCommand,
-        addPenCommand,    addLpwgCommand,   addFirmwareCommand, addAtCommand,
-        addWatchCommand,  addCallCommand,   addDumpCommand,
+        addStatusCommand,   addDoctorCommand, addScreenCommands, addSubCommand,  addTouchCommands,
+        addFirmwareCommand, addAtCommand,     addWatchCommand,   addCallCommand, addDumpCommand,
 };
 
 // More than any command needs at once. Without them a service that is there would seem to be

@@ -1,4 +1,4 @@
-#include "tools/Arguments.h"
+#include "tools/text/Arguments.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -8,8 +8,7 @@
 #include <system_error>
 #include <thread>
 
-#include "tools/Command.h"
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 
 using bivistactl::Failure;
 using bivistactl::runToExitStatus;

@@ -244,7 +244,10 @@ TEST_F(WaitingTest, EveryCommandThatWaitsForTheCoverShowsIt) {
                                                                    {"firmware", "version"},
                                                                    {"firmware", "check"},
                                                                    {"firmware", "dload"},
-                                                                   {"cutout"}}) {
+                                                                   {"cutout"},
+                                                                   {"sub", "info"},
+                                                                   {"sub", "state"},
+                                                                   {"sub", "clear"}}) {
         Terminal terminal;
         auto shown = startWithErrors(terminal.path(), words);
         terminal.closeWriter();

@@ -1,5 +1,5 @@
 // What is understood of a dump, whose text is anybody's.
-#include "tools/Dump.h"
+#include "tools/client/Dump.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "tools/Json.h"
+#include "tools/text/Json.h"
 
 #include <gtest/gtest.h>
 

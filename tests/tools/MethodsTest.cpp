@@ -1,4 +1,4 @@
-#include "tools/Methods.h"
+#include "tools/commands/Methods.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "tools/Failure.h"
+#include "tools/ExitStatus.h"
 
 using namespace bivistactl;
 

@@ -1,4 +1,4 @@
-#include "tools/Spinner.h"
+#include "tools/text/Spinner.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "tools/Text.h"
+#include "tools/text/Text.h"
 
 #include <gtest/gtest.h>
 

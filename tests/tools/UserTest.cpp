@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tools/Arguments.h"
+#include "tools/text/Arguments.h"
 
 using bivistactl::BadArgument;
 using doctor::ownershipInWords;

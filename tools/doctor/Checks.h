@@ -5,12 +5,46 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <string>
+#include <vector>
 
-#include "tools/doctor/Finding.h"
 #include "tools/doctor/Tree.h"
 #include "tools/doctor/User.h"
 
 namespace doctor {
+
+// How much a finding matters.
+enum class Weight {
+    FINE,
+    NOTE,     // worth knowing; the cover works all the same
+    PROBLEM,  // keeps the cover from working, or has done so
+};
+
+// What an examination shows.
+struct Finding {
+    Weight weight;
+    // What was examined, in one word: "tty".
+    std::string check;
+    // What is the case, for people.
+    std::string what;
+    // What to do about it; empty when there is nothing to do.
+    std::string remedy;
+};
+
+using Findings = std::vector<Finding>;
+
+inline Finding fine(const std::string& check, const std::string& what) {
+    return {Weight::FINE, check, what, ""};
+}
+
+inline Finding note(const std::string& check, const std::string& what, const std::string& remedy) {
+    return {Weight::NOTE, check, what, remedy};
+}
+
+inline Finding problem(const std::string& check, const std::string& what,
+                       const std::string& remedy) {
+    return {Weight::PROBLEM, check, what, remedy};
+}
 
 // Each call of the service may take as long as `patience`; see within() for what is left behind
 // of one that takes longer.
@@ -27,7 +61,7 @@ Finding examineAnswer(bool ask, std::chrono::milliseconds patience);
 Findings examineDump(std::chrono::milliseconds patience);
 
 // The folder where services register.
-Findings examineRegistry();
+Finding examineRegistry();
 
 // Where the cover is looked for, and for whom.
 struct Scene {
@@ -42,12 +76,6 @@ struct Scene {
 
 // The cover's USB device, its nodes, who else has them open, and its autosuspend.
 Findings examineCover(const Scene& scene);
-
-// Whether a node is missing, or the user has no right to it.
-Finding examineNode(const Scene& scene, const std::string& check, const std::string& node);
-
-// The programs that have the node open, other than the service.
-Finding examineHolders(const Scene& scene, const std::string& check, const std::string& node);
 
 // Whether a modem daemon runs that would try the cover's tty.
 Finding examineModemDaemon(const Tree& machine);

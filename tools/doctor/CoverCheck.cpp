@@ -1,8 +1,11 @@
-// The cover as the kernel shows it: its USB device, its nodes, its autosuspend.
+// The cover as the kernel shows it: its USB device, its nodes, who has these open, its autosuspend.
 #include <strings.h>
 
+#include <algorithm>
+#include <cctype>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Words.h"
@@ -40,6 +43,59 @@ std::string busNode(const Tree& world, const std::string& device) {
         return std::string(3 - std::min<size_t>(number.size(), 3), '0') + number;
     };
     return "/dev/bus/usb/" + padded("/busnum") + "/" + padded("/devnum");
+}
+
+// Whether the node is missing, or the user has no right to it.
+Finding examineNode(const Scene& scene, const std::string& check, const std::string& node) {
+    const auto status = scene.world.status(node);
+    if (!status) {
+        return problem(check, node + " is missing",
+                       "The device is there, and its node is not: see whether udev runs "
+                       "(systemctl status systemd-udevd), or plug the cover in again.");
+    }
+    const std::string words = node + " is of " + ownershipInWords(*status);
+    if (scene.world.mayUse(node, scene.user)) return fine(check, words);
+    return problem(check, words + ", and " + scene.user.name() + " may not use it",
+                   "Run the service as root, or, until the cover is plugged in again: sudo chown " +
+                           shellWord(scene.user.name()) + " " + shellWord(node));
+}
+
+bool isNumber(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](unsigned char c) { return isdigit(c) != 0; });
+}
+
+// It plays the cover, and keeps the tty open. The kernel cuts names to 15 bytes.
+constexpr char kEmulator[] = "bivista-emulato";
+
+bool holds(const Tree& machine, const std::string& process, const struct stat& node) {
+    const std::string folder = process + "/fd";
+    for (const std::string& descriptor : machine.names(folder)) {
+        if (machine.isDescriptorOf(folder + "/" + descriptor, node)) return true;
+    }
+    return false;
+}
+
+// The programs that have the node open, other than the service.
+Finding examineHolders(const Scene& scene, const std::string& check, const std::string& node) {
+    const auto status = scene.world.status(node);
+    std::vector<std::string> holders;
+    std::vector<std::string> processes;
+    for (const std::string& name : scene.machine.names("/proc")) {
+        if (!status || !isNumber(name) || name == std::to_string(scene.service)) continue;
+        const std::string folder = "/proc/" + name;
+        if (!holds(scene.machine, folder, *status)) continue;
+        const std::string program = scene.machine.text(folder + "/comm").value_or("unknown");
+        if (program == kEmulator) continue;
+        holders.push_back(program + " (process " + name + ")");
+        processes.push_back(name);
+    }
+    if (!holders.empty()) {
+        return problem(check, node + " is held by " + listed(holders),
+                       "It takes answers that the service waits for. End it: kill " +
+                               firstOf(processes, " ") + restOf(processes));
+    }
+    return fine(check, node + " is held by no other program" +
+                               (User().isRoot() ? "" : " of those that may be seen without root"));
 }
 
 // A kind of node that the cover has.
@@ -110,20 +166,6 @@ Finding examineAbsence(const Tree& world) {
 }
 
 }  // namespace
-
-Finding examineNode(const Scene& scene, const std::string& check, const std::string& node) {
-    const auto status = scene.world.status(node);
-    if (!status) {
-        return problem(check, node + " is missing",
-                       "The device is there, and its node is not: see whether udev runs "
-                       "(systemctl status systemd-udevd), or plug the cover in again.");
-    }
-    const std::string words = node + " is of " + ownershipInWords(*status);
-    if (scene.world.mayUse(node, scene.user)) return fine(check, words);
-    return problem(check, words + ", and " + scene.user.name() + " may not use it",
-                   "Run the service as root, or, until the cover is plugged in again: sudo chown " +
-                           shellWord(scene.user.name()) + " " + shellWord(node));
-}
 
 Findings examineCover(const Scene& scene) {
     const auto device = findDevice(scene.world, kCover);

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "tools/Dump.h"
+#include "tools/client/Dump.h"
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Patience.h"
 #include "tools/doctor/Words.h"
@@ -14,24 +14,34 @@ namespace doctor {
 namespace {
 
 using ::bivistactl::Dump;
-using ::bivistactl::DumpMember;
 
 constexpr char kCheck[] = "dump";
 
-constexpr DumpMember kTimeouts = {"at", "timeouts"};
-constexpr DumpMember kExchanges = {"at", "exchanges"};
-constexpr DumpMember kFailures = {"at", "failures"};
-constexpr DumpMember kRecoveries = {"at", "recoveries"};
-constexpr DumpMember kRefused = {"at", "refused"};
-constexpr DumpMember kVotes = {"usb", "votes"};
-constexpr DumpMember kScreenOn = {"display", "screenOn"};
-constexpr DumpMember kDropped = {"frames", "dropped"};
-constexpr DumpMember kRetries = {"frames", "retries"};
-constexpr DumpMember kOffset = {"brightness", "offset"};
+// What this program looks for in a dump; 0 for what that lacks.
+struct Counts {
+    explicit Counts(const Dump& dump) : dump(dump) {}
 
-constexpr const DumpMember* kNumbers[] = {&kTimeouts,   &kExchanges, &kFailures,
-                                          &kRecoveries, &kRefused,   &kVotes,
-                                          &kDropped,    &kRetries,   &kOffset};
+    int64_t number(const char* section, const char* name) {
+        const auto number = dump.number({section, name});
+        if (!number) missing.push_back(std::string(section) + "." + name);
+        return number.value_or(0);
+    }
+
+    const Dump& dump;
+    // "at.timeouts".
+    std::vector<std::string> missing;
+    const int64_t timeouts = number("at", "timeouts");
+    const int64_t exchanges = number("at", "exchanges");
+    const int64_t failures = number("at", "failures");
+    const int64_t recoveries = number("at", "recoveries");
+    const int64_t refused = number("at", "refused");
+    const int64_t votes = number("usb", "votes");
+    const int64_t dropped = number("frames", "dropped");
+    const int64_t retries = number("frames", "retries");
+    const int64_t offset = number("brightness", "offset");
+    // Votes that nobody will withdraw, as far as one look tells: the screen has one while it is on.
+    const int64_t votesLeft = votes - (dump.flag({"display", "screenOn"}).value_or(false) ? 1 : 0);
+};
 
 constexpr char kForget[] = " What was counted until now is forgotten by: bivistactl dump --reset";
 
@@ -53,66 +63,57 @@ std::string namesOf(const std::vector<std::string>& commands) {
     return commands.empty() ? "" : ": " + listed(commands);
 }
 
-int64_t valueOf(const Dump& dump, const DumpMember& member) {
-    return dump.number(member).value_or(0);
-}
-
-// Votes that nobody will withdraw, as far as one look tells: the screen has one while it is on.
-int64_t votesLeft(const Dump& dump) {
-    return valueOf(dump, kVotes) - (dump.flag(kScreenOn).value_or(false) ? 1 : 0);
-}
-
 // An exchange that is under way has a vote too: a vote that is left is there at every look.
-int64_t votesLeaked(const Dump& first, std::chrono::milliseconds patience) {
+int64_t votesLeaked(int64_t left, std::chrono::milliseconds patience) {
     constexpr int kLooks = 5;
     constexpr std::chrono::milliseconds kPause(50);
-    int64_t left = votesLeft(first);
     for (int look = 1; look < kLooks && left > 0; ++look) {
         std::this_thread::sleep_for(kPause);
         const auto next = within(patience, askForDump);
         if (!next || !next->fault().empty()) break;
-        left = std::min(left, votesLeft(*next));
+        left = std::min(left, Counts(*next).votesLeft);
     }
     return left;
 }
 
-void examineExchanges(const Dump& dump, Findings* findings) {
-    if (const int64_t timeouts = valueOf(dump, kTimeouts); timeouts > 0) {
+void examineExchanges(const Counts& counts, Findings* findings) {
+    if (counts.timeouts > 0) {
         findings->push_back(problem(
                 "timeouts",
-                std::to_string(timeouts) + " of " + counted(valueOf(dump, kExchanges), "command") +
-                        " had no answer in time" + namesOf(dump.commandsWith("timeouts")),
+                std::to_string(counts.timeouts) + " of " + counted(counts.exchanges, "command") +
+                        " had no answer in time" + namesOf(counts.dump.commandsWith("timeouts")),
                 "Another program takes the answers, or the cover's firmware hangs: end that "
                 "program, or pull the cover off and put it back." +
                         std::string(kForget)));
     }
-    if (const int64_t recoveries = valueOf(dump, kRecoveries); recoveries > 0) {
+    if (counts.recoveries > 0) {
         findings->push_back(problem(
                 "recoveries",
-                "the kernel was asked " + counted(recoveries, "time") + " to reset the cover",
+                "the kernel was asked " + counted(counts.recoveries, "time") +
+                        " to reset the cover",
                 "The cover comes back by itself after each. When it does not: sudo dmesg tells "
                 "what the kernel did, and the service's log whether it could be asked." +
                         std::string(kForget)));
     }
-    if (const int64_t failed = valueOf(dump, kFailures) - valueOf(dump, kTimeouts); failed > 0) {
+    if (const int64_t failed = counts.failures - counts.timeouts; failed > 0) {
         findings->push_back(note("failures",
                                  counted(failed, "command") + " failed, time-outs apart" +
-                                         namesOf(dump.commandsWith("failures", "timeouts")),
+                                         namesOf(counts.dump.commandsWith("failures", "timeouts")),
                                  "The cover answered ERROR, since its firmware does not know the "
                                  "command or its argument, or the tty failed: lines of "
                                  "serialAtCmd in the service's log tell which."));
     }
-    if (const int64_t refused = valueOf(dump, kRefused); refused > 0) {
-        findings->push_back(
-                note("refused", counted(refused, "command") + " did not get as far as the cover",
-                     "Without a cover that is as it should be. Else the command was malformed, or "
-                     "the tty could not be opened: lines of serialAtCmd in the service's "
-                     "log tell which."));
+    if (counts.refused > 0) {
+        findings->push_back(note(
+                "refused", counted(counts.refused, "command") + " did not get as far as the cover",
+                "Without a cover that is as it should be. Else the command was malformed, or "
+                "the tty could not be opened: lines of serialAtCmd in the service's "
+                "log tell which."));
     }
 }
 
-void examineVotes(const Dump& dump, std::chrono::milliseconds patience, Findings* findings) {
-    const int64_t leaked = votesLeaked(dump, patience);
+void examineVotes(const Counts& counts, std::chrono::milliseconds patience, Findings* findings) {
+    const int64_t leaked = votesLeaked(counts.votesLeft, patience);
     if (leaked <= 0) return;
     findings->push_back(note(
             "votes", "nobody withdrew " + counted(leaked, "vote") + " to keep USB awake",
@@ -120,18 +121,16 @@ void examineVotes(const Dump& dump, std::chrono::milliseconds patience, Findings
             "switching on a screen that is on. To end it, pull the cover off and put it back."));
 }
 
-void examineFrames(const Dump& dump, Findings* findings) {
-    const int64_t dropped = valueOf(dump, kDropped);
-    if (dropped <= 0) return;
-    const std::string what = counted(dropped, "drawing") + " never came to the sub display";
-    const int64_t retries = valueOf(dump, kRetries);
-    if (retries > 0) {
-        findings->push_back(
-                problem("frames", what + ", and its panel refused data " + counted(retries, "time"),
-                        "It may have been pulled off meanwhile. When what is drawn does not show: "
-                        "bivistactl sub off, bivistactl sub on; or pull the cover off and put it "
-                        "back." +
-                                std::string(kForget)));
+void examineFrames(const Counts& counts, Findings* findings) {
+    if (counts.dropped <= 0) return;
+    const std::string what = counted(counts.dropped, "drawing") + " never came to the sub display";
+    if (counts.retries > 0) {
+        findings->push_back(problem(
+                "frames", what + ", and its panel refused data " + counted(counts.retries, "time"),
+                "It may have been pulled off meanwhile. When what is drawn does not show: "
+                "bivistactl sub off, bivistactl sub on; or pull the cover off and put it "
+                "back." +
+                        std::string(kForget)));
         return;
     }
     findings->push_back(
@@ -140,23 +139,12 @@ void examineFrames(const Dump& dump, Findings* findings) {
                  "before it was sent. When the last one does not show, draw it again."));
 }
 
-void examineOffset(const Dump& dump, Findings* findings) {
-    const int64_t offset = valueOf(dump, kOffset);
-    if (offset == 0) return;
+void examineOffset(const Counts& counts, Findings* findings) {
+    if (counts.offset == 0) return;
     findings->push_back(note("offset",
-                             "a brightness offset of " + std::to_string(offset) +
+                             "a brightness offset of " + std::to_string(counts.offset) +
                                      " is in force: the cover gets other levels than were set",
                              "When nobody wants it: bivistactl offset 0"));
-}
-
-// What this program looks for and the dump does not have.
-std::vector<std::string> missingFrom(const Dump& dump) {
-    std::vector<std::string> missing;
-    for (const DumpMember* member : kNumbers) {
-        if (dump.number(*member)) continue;
-        missing.push_back(std::string(member->section) + "." + member->name);
-    }
-    return missing;
 }
 
 }  // namespace
@@ -171,18 +159,20 @@ Findings examineDump(std::chrono::milliseconds patience) {
     if (!dump.fault().empty()) {
         return {note(kCheck, dump.fault() + ": what it has counted is not known", kNewer)};
     }
+    const Counts counts(dump);
     Findings findings;
-    if (const auto missing = missingFrom(dump); !missing.empty()) {
+    if (!counts.missing.empty()) {
         findings.push_back(note(
-                kCheck, "the service's dump is of another version, and lacks " + listed(missing),
+                kCheck,
+                "the service's dump is of another version, and lacks " + listed(counts.missing),
                 kNewer));
     }
-    examineExchanges(dump, &findings);
-    examineVotes(dump, patience, &findings);
-    examineFrames(dump, &findings);
-    examineOffset(dump, &findings);
+    examineExchanges(counts, &findings);
+    examineVotes(counts, patience, &findings);
+    examineFrames(counts, &findings);
+    examineOffset(counts, &findings);
     if (!findings.empty()) return findings;
-    return {fine(kCheck, "of " + counted(valueOf(dump, kExchanges), "command") +
+    return {fine(kCheck, "of " + counted(counts.exchanges, "command") +
                                  " none failed; nothing was refused or dropped, no vote is left "
                                  "behind, and no brightness offset is in force")};
 }

@@ -13,11 +13,9 @@ namespace doctor {
 template <typename Function>
 auto within(std::chrono::milliseconds patience, Function function)
         -> std::optional<decltype(function())> {
-    std::promise<decltype(function())> promise;
-    auto result = promise.get_future();
-    std::thread([promise = std::move(promise), function = std::move(function)]() mutable {
-        promise.set_value(function());
-    }).detach();
+    std::packaged_task<decltype(function())()> task(std::move(function));
+    auto result = task.get_future();
+    std::thread(std::move(task)).detach();
     if (result.wait_for(patience) != std::future_status::ready) return std::nullopt;
     return result.get();
 }

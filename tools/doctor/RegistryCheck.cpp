@@ -32,35 +32,35 @@ std::vector<std::string> staleNames(const Tree& folder, const std::string& path)
 
 }  // namespace
 
-Findings examineRegistry() {
+Finding examineRegistry() {
     const std::string path = registry::directory();
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
-        return {problem(kCheck, path + " does not exist or cannot be examined",
-                        "The service makes it when it starts. Set HIDL_SOCKET_DIR to the folder "
-                        "that it was started with.")};
+        return problem(kCheck, path + " does not exist or cannot be examined",
+                       "The service makes it when it starts. Set HIDL_SOCKET_DIR to the folder "
+                       "that it was started with.");
     }
     if (!S_ISDIR(status.st_mode)) {
-        return {problem(kCheck, path + " is no folder", "Set HIDL_SOCKET_DIR to a folder.")};
+        return problem(kCheck, path + " is no folder", "Set HIDL_SOCKET_DIR to a folder.");
     }
     const std::string words = path + " is of " + ownershipInWords(status);
     if (status.st_uid != geteuid()) {
-        return {problem(kCheck, words + ", and you are " + User().name(),
-                        "Run this program and the service as the same user, or set HIDL_SOCKET_DIR "
-                        "to a folder of yours for both.")};
+        return problem(kCheck, words + ", and you are " + User().name(),
+                       "Run this program and the service as the same user, or set HIDL_SOCKET_DIR "
+                       "to a folder of yours for both.");
     }
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        return {problem(kCheck, words + ": others may put services there, so none is trusted",
-                        "chmod 0700 " + shellWord(path))};
+        return problem(kCheck, words + ": others may put services there, so none is trusted",
+                       "chmod 0700 " + shellWord(path));
     }
     const std::vector<std::string> stale = staleNames(Tree(path), path);
     if (!stale.empty()) {
-        return {problem(kCheck, "nobody answers at " + listed(stale, " "),
-                        "A service ended without taking its name back: see its log, and start it "
-                        "again; or: rm " +
-                                firstOf(stale, " ") + restOf(stale))};
+        return problem(kCheck, "nobody answers at " + listed(stale, " "),
+                       "A service ended without taking its name back: see its log, and start it "
+                       "again; or: rm " +
+                               firstOf(stale, " ") + restOf(stale));
     }
-    return {fine(kCheck, words)};
+    return fine(kCheck, words);
 }
 
 }  // namespace doctor

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "host/hidl/Registry.h"
-#include "tools/Failure.h"
-#include "tools/Service.h"
+#include "tools/ExitStatus.h"
+#include "tools/client/Call.h"
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Patience.h"
 
@@ -15,11 +15,8 @@ namespace doctor {
 namespace {
 
 namespace registry = ::android::hardware::registry;
-using ::android::hardware::hidl_string;
-using ::android::hardware::hidl_vec;
 using ::bivistactl::BivistaV1_0;
 using ::bivistactl::BivistaV1_1;
-using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
 constexpr char kInstance[] = "default";
 
@@ -68,27 +65,19 @@ Told tell(const Question& question) {
 // The service's own interface, which is the first of its chain, once it has served a call.
 std::string askForInterface() {
     const auto service = bivistactl::findService();
-    bivistactl::requireDelivered(service->getBV2Connect());
-    std::string name;
-    bivistactl::requireDelivered(service->interfaceChain([&](const hidl_vec<hidl_string>& chain) {
-        if (chain.size() > 0) name = chain[0];
-    }));
-    return name;
+    bivistactl::call<&BivistaV1_0::getBV2Connect>(service);
+    const auto names = bivistactl::interfacesOf(service);
+    return names.empty() ? "" : names.front();
 }
 
 std::string askForVersion() {
-    std::string version;
-    Status status = Status::FAIL;
-    bivistactl::requireDelivered(bivistactl::findService()->getFirmwareVersion(
-            [&](Status answered, const hidl_string& text) {
-                status = answered;
-                version.assign(text.c_str(), text.size());
-            }));
-    if (status != Status::OK) {
+    const auto version =
+            bivistactl::call<&BivistaV1_0::getFirmwareVersion>(bivistactl::findService());
+    if (version.status != bivistactl::Status::OK) {
         throw bivistactl::Failure(bivistactl::EXIT_ANSWERED_FAIL,
                                   "the cover gave no answer to AT%SWV, or rejected it");
     }
-    return version;
+    return version.value;
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "tools/Arguments.h"
+#include "tools/text/Arguments.h"
 
 namespace doctor {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "tools/Text.h"
+#include "tools/text/Text.h"
 
 namespace doctor {
 namespace {

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <type_traits>
 
 namespace picture {
 namespace {
@@ -112,15 +111,10 @@ class Letters {
     // How far the loaded letter reaches.
     long advance() const { return mFace->glyph->advance.x / 64; }
 
-    struct CloseLibrary {
-        void operator()(FT_Library library) const { FT_Done_FreeType(library); }
-    };
-    struct CloseFace {
-        void operator()(FT_Face face) const { FT_Done_Face(face); }
-    };
     const std::string mPath;
-    std::unique_ptr<std::remove_pointer_t<FT_Library>, CloseLibrary> mLibrary;
-    std::unique_ptr<std::remove_pointer_t<FT_Face>, CloseFace> mFace;
+    std::unique_ptr<FT_LibraryRec_, FT_Error (*)(FT_Library)> mLibrary = {nullptr,
+                                                                          FT_Done_FreeType};
+    std::unique_ptr<FT_FaceRec_, FT_Error (*)(FT_Face)> mFace = {nullptr, FT_Done_Face};
 };
 
 // Leaves the letters in the largest size in which the text fits; returns the text's width.

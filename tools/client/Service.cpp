@@ -1,0 +1,58 @@
+#include "tools/client/Service.h"
+
+#include <stdlib.h>
+
+#include "host/hidl/Registry.h"
+#include "tools/ExitStatus.h"
+
+namespace bivistactl {
+namespace {
+
+// The folder in force.
+std::string registryInWords() {
+    const char* given = getenv("HIDL_SOCKET_DIR");
+    const std::string folder = ::android::hardware::registry::directory();
+    if (given == nullptr || *given == '\0') return folder + " (HIDL_SOCKET_DIR is not set)";
+    return "HIDL_SOCKET_DIR=" + folder;
+}
+
+}  // namespace
+
+::android::sp<BivistaV1_0> findService() {
+    // A service that is declared and not up is not waited for.
+    ::android::sp<BivistaV1_0> service = BivistaV1_0::tryGetService();
+    if (service != nullptr) return service;
+    throw Failure(EXIT_NO_SERVICE,
+                  "no Bivista service answers in " + registryInWords() +
+                          ". Start the service, or set HIDL_SOCKET_DIR to the folder that it was "
+                          "started with.");
+}
+
+::android::sp<BivistaV1_1> asV1_1(const ::android::sp<BivistaV1_0>& service) {
+    auto result = BivistaV1_1::castFrom(service);
+    requireDelivered(result);
+    ::android::sp<BivistaV1_1> cast = result;
+    if (cast != nullptr) return cast;
+    throw Failure(EXIT_NO_SERVICE,
+                  "the service serves only version 1.0 of its interface, and this needs 1.1. Start "
+                  "the newer service.");
+}
+
+std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service) {
+    std::vector<std::string> names;
+    requireDelivered(service->interfaceChain(
+            [&](const auto& chain) { names.assign(chain.begin(), chain.end()); }));
+    return names;
+}
+
+void requireDelivered(const ::android::hardware::details::return_status& result) {
+    if (result.isOk()) return;
+    if (result.isDeadObject()) {
+        throw Failure(EXIT_NO_SERVICE, "the service died during the call (" + result.description() +
+                                               "). Look into its log, and start it again.");
+    }
+    throw Failure(EXIT_NO_SERVICE,
+                  "the call did not reach the service or was refused: " + result.description());
+}
+
+}  // namespace bivistactl

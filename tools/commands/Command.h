@@ -1,0 +1,119 @@
+// What the commands share: how each is added, and how one ends that calls the service.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "tools/client/Call.h"
+#include "tools/commands/Commands.h"
+#include "tools/text/Arguments.h"
+#include "tools/text/Json.h"
+#include "tools/text/Output.h"
+
+namespace bivistactl {
+
+// "sub show" and the others that draw, below "sub".
+void addSubDrawing(cli::Command& sub);
+// "check", below "firmware".
+void addFirmwareCheck(cli::Command& firmware);
+// Has the command print the states of the sub display as they come, until ended by a signal.
+void addSubDisplayWatch(cli::Command& command);
+
+// For FAIL that the service's interface does not provide for.
+inline constexpr char kRefused[] = "the service refused. Its log tells why.";
+// For FAIL to what is a command to the cover.
+inline constexpr char kNotAnswered[] =
+        "no cover is attached, it does not answer, or it rejected the command. The service's log "
+        "tells which.";
+// For FAIL to an order that the service passes on to the kernel.
+inline constexpr char kNoControlFile[] =
+        "the phone's kernel does not take orders for upgrades. The service's log tells why.";
+// For FAIL to getSubDisplayInfo().
+inline constexpr char kNoPanel[] =
+        "there is no panel. See \"bivistactl status\", and attach the cover.";
+
+// What toJson() makes of the sub display's state and panel, in words for people.
+// "ON", or "state 9" for a number without a name.
+std::string stateInWords(const Json& state);
+// "128 x 64, format 1".
+std::string panelInWords(const Json& panel);
+
+// What is wrong with a text, by the BadArgument that `parse` throws; empty when nothing is.
+template <typename Parse>
+std::string faultOf(const Parse& parse) {
+    try {
+        parse();
+        return "";
+    } catch (const BadArgument& bad) {
+        return bad.what();
+    }
+}
+
+// Adds an argument that the command line must have, and returns where its value will be. `parse`
+// reads it; a text for which it throws BadArgument is wrong usage.
+template <typename T>
+std::shared_ptr<T> addArgument(cli::Command& command, const std::string& name,
+                               const std::string& help, T (*parse)(const std::string& text)) {
+    const auto value = std::make_shared<T>();
+    const auto take = [parse, value](const std::string& text) {
+        return faultOf([&] { *value = parse(text); });
+    };
+    command.takeParsed(name, take, help).required();
+    return value;
+}
+
+// Adds an option without a value, and returns where it will be whether it is given.
+std::shared_ptr<bool> addFlag(cli::Command& command, const char* name, const char* help);
+std::shared_ptr<bool> addJsonFlag(cli::Command& command);
+// For a command that prints JSON in any case.
+void addIdleJsonFlag(cli::Command& command);
+
+// Adds --json to a command, and has it run the action.
+void addPrinting(cli::Command& command, const std::function<int(bool json)>& action);
+
+// A command without arguments, most often one call of the service.
+struct Plain {
+    const char* name;
+    const char* about;
+    const char* help;
+    // Prints JSON when told so. `failure` is what FAIL means, and what to do.
+    int (*run)(bool json, const char* failure);
+    const char* failure = kNotAnswered;
+};
+void addPlain(cli::Command& parent, const Plain& command);
+
+// How a command ends that asked the service for one thing: silently on OK; on FAIL with `failure`
+// on standard error.
+int reportStatus(Status answered, const std::string& failure);
+
+// The same, when the answer was printed as "bivistactl call" does if JSON is asked for.
+template <auto method, typename T>
+int reportAnswer(const T& answer, bool json, const std::string& failure) {
+    if (json) printOrFail(toLine(methodName<method>(), answer));
+    return reportStatus(statusOf(answer), failure);
+}
+
+// Has the service do what the method says, and prints nothing but JSON.
+template <auto method, typename... Inputs>
+int order(bool json, const char* failure, const Inputs&... inputs) {
+    return reportAnswer<method>(ask<method>(findService(), inputs...), json, failure);
+}
+
+// Makes of a command one that takes a value and has the service set it.
+template <auto method, typename T>
+void addSetting(cli::Command& command, const std::string& name, const std::string& help,
+                T (*parse)(const std::string& text), const char* failure) {
+    const auto value = addArgument(command, name, help, parse);
+    addPrinting(command, [=](bool json) { return order<method>(json, failure, *value); });
+}
+
+// Prints the text that the method answers, as printCoverText() does, also before an answer of FAIL.
+template <auto method>
+int printText(bool json, const char* failure) {
+    const Answer<std::string> answer = ask<method>(findService());
+    if (!json && !answer.value.empty()) printCoverText(answer.value);
+    return reportAnswer<method>(answer, json, failure);
+}
+
+}  // namespace bivistactl

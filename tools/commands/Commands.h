@@ -1,0 +1,20 @@
+// The commands of bivistactl.
+#pragma once
+
+#include "cli/Command.h"
+
+namespace bivistactl {
+
+// Each adds its commands to the program, in the file of its name.
+void addStatusCommand(cli::Command& program);
+void addDoctorCommand(cli::Command& program);
+void addScreenCommands(cli::Command& program);
+void addSubCommand(cli::Command& program);
+void addTouchCommands(cli::Command& program);
+void addFirmwareCommand(cli::Command& program);
+void addAtCommand(cli::Command& program);
+void addWatchCommand(cli::Command& program);
+void addCallCommand(cli::Command& program);
+void addDumpCommand(cli::Command& program);
+
+}  // namespace bivistactl

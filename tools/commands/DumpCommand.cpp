@@ -1,0 +1,43 @@
+// bivistactl dump: what the service knows and counts, as it prints it itself.
+
+#include <string>
+#include <vector>
+
+#include "tools/ExitStatus.h"
+#include "tools/client/Dump.h"
+#include "tools/commands/Command.h"
+
+namespace bivistactl {
+namespace {
+
+constexpr char kHelp[] = R"(
+The service asks nothing of the cover for it, but serves one call at a time: while another
+one waits for the cover, so does this.
+
+Examples:
+  bivistactl dump
+  bivistactl dump --json | jq .at
+  bivistactl dump --reset > before.txt)";
+
+int dump(bool json, bool reset) {
+    std::vector<std::string> options;
+    if (json) options.emplace_back("--json");
+    if (reset) options.emplace_back("--reset");
+    const std::string text = readDump(findService(), options);
+    if (text.empty()) {
+        throw Failure(EXIT_ANSWERED_FAIL, "the service has no dump, or could not write it");
+    }
+    printOrFail(text);
+    return EXIT_ANSWERED_OK;
+}
+
+}  // namespace
+
+void addDumpCommand(cli::Command& program) {
+    cli::Command& command = program.add("dump", "Show what the service knows and counts", kHelp);
+    const auto json = addJsonFlag(command);
+    const auto reset = addFlag(command, "--reset", "Set the counters to 0 when they are printed");
+    command.setAction([json, reset] { return dump(*json, *reset); });
+}
+
+}  // namespace bivistactl

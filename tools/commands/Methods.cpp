@@ -1,0 +1,185 @@
+#include "tools/commands/Methods.h"
+
+#include <initializer_list>
+#include <stdexcept>
+#include <tuple>
+
+#include "tools/ExitStatus.h"
+#include "tools/client/Call.h"
+#include "tools/text/Arguments.h"
+
+namespace bivistactl {
+namespace {
+
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::vendor::qmx::hardware::bivista::V1_0::LpwgStatus;
+using ::vendor::qmx::hardware::bivista::V1_0::ScreenMode;
+
+// How the help calls a type of the interface, and how a text becomes a value of it.
+template <typename T>
+struct Type;
+template <>
+struct Type<int32_t> {
+    static constexpr char name[] = "int32";
+    static int32_t parse(const std::string& text) { return parseInt32(text); }
+};
+template <>
+struct Type<uint32_t> {
+    static constexpr char name[] = "uint32";
+    static uint32_t parse(const std::string& text) { return parseUint32(text); }
+};
+template <>
+struct Type<bool> {
+    static constexpr char name[] = "true|false";
+    static bool parse(const std::string& text) { return parseBool(text); }
+};
+template <>
+struct Type<hidl_string> {
+    static constexpr char name[] = "text";
+    static hidl_string parse(const std::string& text) { return text; }
+};
+template <>
+struct Type<hidl_vec<uint32_t>> {
+    static constexpr char name[] = "@FILE|uint32,...";
+    static hidl_vec<uint32_t> parse(const std::string& text) { return parseWords(text); }
+};
+template <>
+struct Type<ScreenMode> : Type<int32_t> {
+    static ScreenMode parse(const std::string& text) {
+        return static_cast<ScreenMode>(parseInt32(text));
+    }
+};
+template <typename Callback>
+struct Type<sp<Callback>> {
+    static constexpr char name[] = "null";
+    static sp<Callback> parse(const std::string& text) {
+        parseNull(text);
+        return nullptr;
+    }
+};
+
+using Texts = std::vector<std::string>;
+using Names = std::initializer_list<const char*>;
+
+void requireCount(const Method& method, const Texts& texts) {
+    if (texts.size() == method.parameters.size()) return;
+    throw Failure(EXIT_USAGE, method.name + " takes " + std::to_string(method.parameters.size()) +
+                                      " arguments, not " + std::to_string(texts.size()) +
+                                      ": bivistactl call " + method.synopsis());
+}
+
+template <typename T>
+T parse(const Method& method, const Texts& texts, size_t at) {
+    try {
+        return Type<T>::parse(texts[at]);
+    } catch (const BadArgument& bad) {
+        throw Failure(EXIT_USAGE,
+                      method.name + ", " + method.parameters[at].name + ": " + bad.what() + ".");
+    }
+}
+
+// `invoke` calls the method with these inputs.
+template <auto called, typename Invoke, typename... Inputs>
+Method describe(std::tuple<Inputs...>*, Invoke invoke, Names names) {
+    if (names.size() != sizeof...(Inputs)) throw std::logic_error("a parameter without a name");
+    Method method = {methodName<called>(), {}, nullptr};
+    [[maybe_unused]] auto name = names.begin();
+    (method.parameters.push_back({*name++, Type<Inputs>::name}), ...);
+    method.bind = [method, invoke](const Texts& texts) -> Call {
+        requireCount(method, texts);
+        [[maybe_unused]] size_t at = 0;
+        // Braces keep the order of evaluation.
+        const std::tuple<Inputs...> inputs{parse<Inputs>(method, texts, at++)...};
+        return [name = method.name, inputs, invoke](const sp<BivistaV1_0>& service) -> Called {
+            const auto answer = std::apply(
+                    [&](const Inputs&... each) { return invoke(service, each...); }, inputs);
+            return {statusOf(answer), toLine(name, answer)};
+        };
+    };
+    return method;
+}
+
+template <auto called>
+Method method(Names names = {}) {
+    const auto invoke = [](const sp<BivistaV1_0>& service, const auto&... inputs) {
+        return call<called>(service, inputs...);
+    };
+    typename Signature<decltype(called)>::Inputs* const inputs = nullptr;
+    return describe<called>(inputs, invoke, names);
+}
+
+// Its two numbers are the members of one argument.
+Method setStatus() {
+    const auto invoke = [](const sp<BivistaV1_0>& service, int32_t type, int32_t value) {
+        return call<&BivistaV1_0::setStatus>(service, LpwgStatus{type, value});
+    };
+    std::tuple<int32_t, int32_t>* const inputs = nullptr;
+    return describe<&BivistaV1_0::setStatus>(inputs, invoke, {"type", "value"});
+}
+
+std::vector<Method> makeTable() {
+    return {
+            method<&BivistaV1_0::getFirmwareVersion>(),
+            method<&BivistaV1_0::checkFirmwareVersion>(),
+            method<&BivistaV1_0::getFirmwareFile>(),
+            method<&BivistaV1_0::doFirmwareUpgrade>(),
+            method<&BivistaV1_0::goDload>(),
+            method<&BivistaV1_0::goSTMDload>(),
+            method<&BivistaV1_0::cancelFirmwareUpgrade>(),
+            method<&BivistaV1_0::getTouchFirmwareVersion>(),
+            method<&BivistaV1_0::DoRawdata>(),
+            method<&BivistaV1_0::DoDelta>(),
+            method<&BivistaV1_0::DoTouchReset>(),
+            method<&BivistaV1_0::getGpiopin>(),
+            setStatus(),
+            method<&BivistaV1_0::DoTouchFirmwareUpgrade>(),
+            method<&BivistaV1_0::getSelfTest>(),
+            method<&BivistaV1_0::getLPWGSelfTest>(),
+            method<&BivistaV1_0::getTestResults>(),
+            method<&BivistaV1_0::setLpwgCallback>({"callback"}),
+            method<&BivistaV1_0::setBrightness>({"value"}),
+            method<&BivistaV1_0::setPowerStatus>({"enable", "uevent"}),
+            method<&BivistaV1_0::getCoverDisplayCutout>(),
+            method<&BivistaV1_0::setRgbTune>({"value1", "value2", "value3", "value4"}),
+            method<&BivistaV1_0::setScreenMode>({"mode"}),
+            method<&BivistaV1_0::setScreenTune>({"value1", "value2", "value3", "ignored"}),
+            method<&BivistaV1_0::setBVBrightnessOffset>({"value"}),
+            method<&BivistaV1_0::getBV2Status>(),
+            method<&BivistaV1_0::setSubDisplayBrightness>({"value"}),
+            method<&BivistaV1_0::setSubDisplayPowerState>({"enable"}),
+            method<&BivistaV1_0::getSubDisplayInfo>(),
+            method<&BivistaV1_0::drawSubDisplay>({"frame"}),
+            method<&BivistaV1_0::getSubDisplayPowerState>(),
+            method<&BivistaV1_0::setSubDisplayCallback>({"callback"}),
+            method<&BivistaV1_0::getBV2Connect>(),
+            method<&BivistaV1_0::sendAtCommand>({"cmd", "cb"}),
+            method<&BivistaV1_1::setAesMode>({"mode"}),
+            method<&BivistaV1_1::manageAesMode>({"mode"}),
+            method<&BivistaV1_1::bv_update_state>(),
+            method<&BivistaV1_1::set_touch_perf>({"enable"}),
+    };
+}
+
+}  // namespace
+
+std::string Method::synopsis() const {
+    std::string text = name;
+    for (const Parameter& parameter : parameters) text += " " + parameter.name;
+    return text;
+}
+
+const std::vector<Method>& methods() {
+    static const std::vector<Method> table = makeTable();
+    return table;
+}
+
+const Method* findMethod(const std::string& name) {
+    for (const Method& method : methods()) {
+        if (method.name == name) return &method;
+    }
+    return nullptr;
+}
+
+}  // namespace bivistactl

@@ -1,0 +1,45 @@
+// The interface's methods by their names: what "bivistactl call" calls.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tools/client/Service.h"
+
+namespace bivistactl {
+
+struct Parameter {
+    std::string name;
+    std::string type;
+};
+
+// What a call answered.
+struct Called {
+    // OK for a method without a status.
+    ::vendor::qmx::hardware::bivista::V1_0::Status status;
+    // JSON, with a line feed.
+    std::string line;
+};
+
+// A call with its arguments; throws Failure when the service does not carry it out.
+using Call = std::function<Called(const ::android::sp<BivistaV1_0>& service)>;
+
+struct Method {
+    std::string name;
+    std::vector<Parameter> parameters;
+    // Makes a call out of one text for each parameter. Throws Failure with EXIT_USAGE for a text
+    // that is not of the parameter's type.
+    std::function<Call(const std::vector<std::string>& texts)> bind;
+
+    // "setPowerStatus enable uevent"
+    std::string synopsis() const;
+};
+
+// All methods of IBivista 1.0 and 1.1, in the interface's order.
+const std::vector<Method>& methods();
+
+// Null when there is no method of that name.
+const Method* findMethod(const std::string& name);
+
+}  // namespace bivistactl

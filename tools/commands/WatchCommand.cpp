@@ -1,0 +1,216 @@
+// bivistactl watch: the events of the service, one JSON object a line.
+
+#include <hidl/HidlTransportSupport.h>
+#include <signal.h>
+#include <unistd.h>
+#include <vendor/qmx/hardware/bivista/1.0/IBivistaLpwgCallback.h>
+#include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
+#include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tools/ExitStatus.h"
+#include "tools/commands/Command.h"
+
+namespace bivistactl {
+namespace {
+
+using ::android::sp;
+using ::android::wp;
+using ::android::hardware::hidl_death_recipient;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::android::hidl::base::V1_0::IBase;
+using ::vendor::qmx::hardware::bivista::V1_0::IBivistaSubDisplayCallback;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
+namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
+namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
+
+constexpr char kHelp[] = R"(
+Prints one JSON object for each event until ended with Ctrl-C:
+  {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
+  {"event":"sub","state":"ON","code":3}
+The service keeps one callback of each kind: a watch takes it from the client that
+had it, and ends with status 1 when another client takes it in turn. Ending a watch
+does not clear the callback: to clear that for touch and pen events would stop the
+service ("bivistactl call --help").
+
+Examples:
+  bivistactl watch lpwg
+  bivistactl watch lpwg --v1_0
+  bivistactl watch sub | jq --unbuffered .state)";
+
+// Why the watch is over; set by any thread, waited for by one. A signal that ends the program is a
+// reason too.
+class End {
+  public:
+    // Blocks the signals: to be made before any other thread, which inherits that.
+    End() {
+        sigemptyset(&mSignals);
+        for (const int number : {SIGINT, SIGTERM, kIsSet}) sigaddset(&mSignals, number);
+        pthread_sigmask(SIG_BLOCK, &mSignals, nullptr);
+    }
+
+    // The first reason counts: every event after one that could not be printed fails as well.
+    void set(ExitCode code) {
+        ExitCode none = EXIT_ANSWERED_OK;
+        if (mCode.compare_exchange_strong(none, code)) kill(getpid(), kIsSet);
+    }
+
+    ExitCode wait() {
+        int number = 0;
+        sigwait(&mSignals, &number);
+        return number == kIsSet ? mCode.load() : EXIT_ANSWERED_OK;
+    }
+
+  private:
+    const int kIsSet = SIGRTMIN;
+
+    sigset_t mSignals;
+    std::atomic<ExitCode> mCode = EXIT_ANSWERED_OK;
+};
+
+// What every callback is: it prints events on the thread of the RPC pool. The watch is over when it
+// goes: the service has let go of it, or has died.
+class EventPrinter {
+  public:
+    explicit EventPrinter(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+    EventPrinter(const EventPrinter&) = delete;
+    EventPrinter& operator=(const EventPrinter&) = delete;
+
+  protected:
+    ~EventPrinter() { mEnd->set(EXIT_ANSWERED_FAIL); }
+
+    Return<void> printEvent(const Json& event) const {
+        if (!print(toLine(event) + "\n")) mEnd->set(EXIT_NO_OUTPUT);
+        return Void();
+    }
+
+    Return<void> printLpwg(const char* version, int32_t status, int32_t result) const {
+        return printEvent({{"event", "lpwg"},
+                           {"version", version},
+                           {"status", status},
+                           {"name", eventName(status)},
+                           {"result", result}});
+    }
+
+  private:
+    const std::shared_ptr<End> mEnd;
+};
+
+template <typename Callback>
+class LpwgPrinter : public Callback, protected EventPrinter {
+  public:
+    using EventPrinter::EventPrinter;
+
+    Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
+        return printLpwg("1.0", static_cast<int32_t>(status), result);
+    }
+};
+
+class LpwgPrinterV1_1 : public LpwgPrinter<V1_1::IBivistaLpwgCallback> {
+  public:
+    using LpwgPrinter::LpwgPrinter;
+
+    Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
+        return printLpwg("1.1", static_cast<int32_t>(status), result);
+    }
+};
+
+class SubDisplayPrinter : public IBivistaSubDisplayCallback, EventPrinter {
+  public:
+    using EventPrinter::EventPrinter;
+
+    Return<void> onSubDisplayStateChanged(SubScreenState state) override {
+        Json event = {{"event", "sub"}};
+        event.update(toJson(state));
+        return printEvent(event);
+    }
+};
+
+class DeathNotice : public hidl_death_recipient {
+  public:
+    explicit DeathNotice(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+
+    void serviceDied(uint64_t, const wp<IBase>&) override { mEnd->set(EXIT_NO_SERVICE); }
+
+  private:
+    const std::shared_ptr<End> mEnd;
+};
+
+// Whether the service lives that had our callback. Asks its transport alone, which answers also
+// while a call of the service hangs.
+bool isServed(const sp<BivistaV1_0>& service) {
+    const sp<BivistaV1_0> present = BivistaV1_0::tryGetService();
+    return present != nullptr && ::android::hardware::interfacesEqual(present, service);
+}
+
+int reportEnd(ExitCode code, const sp<BivistaV1_0>& service, const std::string& what) {
+    switch (code) {
+        case EXIT_NO_OUTPUT:
+            throw Failure(code, "cannot write to standard output.");
+        case EXIT_ANSWERED_FAIL:
+            // Its death takes the callback as well, in any order with the notice of it.
+            if (isServed(service)) {
+                throw Failure(code, "the service has let go of the callback for " + what +
+                                            ": another client has taken it, or cleared it. "
+                                            "Watch again to take it back.");
+            }
+            [[fallthrough]];
+        case EXIT_NO_SERVICE:
+            throw Failure(EXIT_NO_SERVICE,
+                          "the service died. Look into its log, start it again, and watch again.");
+        default:
+            return code;
+    }
+}
+
+using Listen = std::function<Return<void>(BivistaV1_0&, const std::shared_ptr<End>&)>;
+
+// `listen` registers the callback.
+int watch(const std::string& what, const Listen& listen) {
+    auto end = std::make_shared<End>();
+    const auto service = findService();
+    const sp<DeathNotice> notice = new DeathNotice(end);
+    requireDelivered(service->linkToDeath(notice, 0));
+    requireDelivered(listen(*service, end));
+    remark("watching " + what +
+           "; this takes their callback from the client that had it. End it with Ctrl-C");
+    return reportEnd(end->wait(), service, what);
+}
+
+int watchLpwg(bool onlyV1_0) {
+    return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, const auto& end) {
+        if (!onlyV1_0) return service.setLpwgCallback(new LpwgPrinterV1_1(end));
+        return service.setLpwgCallback(new LpwgPrinter<V1_0::IBivistaLpwgCallback>(end));
+    });
+}
+
+int watchSubDisplay() {
+    return watch("states of the sub display", [](BivistaV1_0& service, const auto& end) {
+        return service.setSubDisplayCallback(new SubDisplayPrinter(end));
+    });
+}
+
+}  // namespace
+
+void addSubDisplayWatch(cli::Command& command) {
+    addIdleJsonFlag(command);
+    command.setAction(watchSubDisplay);
+}
+
+void addWatchCommand(cli::Command& program) {
+    cli::Command& watch = program.add("watch", "Print the events of the service", kHelp);
+    cli::Command& lpwg = watch.add("lpwg", "Touch and pen events");
+    const auto onlyV1_0 =
+            addFlag(lpwg, "--v1_0", "Register a callback that implements only version 1.0");
+    addIdleJsonFlag(lpwg);
+    lpwg.setAction([onlyV1_0] { return watchLpwg(*onlyV1_0); });
+    addSubDisplayWatch(watch.add("sub", "State changes of the sub display"));
+}
+
+}  // namespace bivistactl

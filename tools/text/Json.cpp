@@ -1,0 +1,110 @@
+#include "tools/text/Json.h"
+
+#include <stdio.h>
+#include <vendor/qmx/hardware/bivista/1.1/types.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/text/Text.h"
+
+namespace bivistactl {
+namespace {
+
+using ::vendor::qmx::hardware::bivista::V1_0::BivistaStatus;
+using ::vendor::qmx::hardware::bivista::V1_0::ScreenMode;
+using ::vendor::qmx::hardware::bivista::V1_0::Status;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo;
+using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
+
+void appendEscaped(std::string* text, unsigned unit) {
+    char escape[8];
+    snprintf(escape, sizeof(escape), "\\u%04x", unit);
+    text->append(escape);
+}
+
+void appendCharacter(std::string* text, char character) {
+    // Those that JSON has a letter for, and the letters.
+    constexpr std::string_view kEscaped = "\"\\\n\r\t";
+    constexpr std::string_view kLetters = "\"\\nrt";
+    const size_t at = kEscaped.find(character);
+    if (at != std::string_view::npos) {
+        text->append({'\\', kLetters[at]});
+    } else if (static_cast<uint8_t>(character) < 32) {
+        appendEscaped(text, static_cast<uint8_t>(character));
+    } else {
+        text->push_back(character);
+    }
+}
+
+// The name of a number in an enum of the interface, which hidl-gen spells as the number itself when
+// it has none.
+template <typename Enum>
+Json nameOf(Enum value) {
+    for (Enum known : ::android::hardware::hidl_enum_range<Enum>()) {
+        if (known == value) return toString(value);
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::string quote(std::string_view bytes) {
+    std::string text = "\"";
+    while (!bytes.empty()) {
+        size_t length = utf8Length(bytes);
+        if (length == 0) {
+            appendEscaped(&text, 0xdc00u | static_cast<uint8_t>(bytes[0]));
+            length = 1;
+        } else if (length == 1) {
+            appendCharacter(&text, bytes[0]);
+        } else {
+            text.append(bytes.substr(0, length));
+        }
+        bytes.remove_prefix(length);
+    }
+    return text + '"';
+}
+
+std::string toLine(const Json& value) {
+    if (value.is_string()) return quote(value.get_ref<const std::string&>());
+    if (!value.is_structured()) return value.dump();
+    std::string line;
+    for (const auto& [key, member] : value.items()) {
+        if (!line.empty()) line += ',';
+        if (value.is_object()) line += quote(key) + ':';
+        line += toLine(member);
+    }
+    return value.is_object() ? '{' + line + '}' : '[' + line + ']';
+}
+
+Json toJson(Status status) {
+    Json name = nameOf(status);
+    // No version of the service answers with another number; a caller should still see it.
+    return name.is_null() ? Json(static_cast<int32_t>(status)) : name;
+}
+
+Json toJson(const std::string& text) {
+    return text;
+}
+
+Json toJson(const BivistaStatus& state) {
+    return {{"connected", state.connected}};
+}
+
+Json toJson(const SubScreenInfo& info) {
+    return {{"x", info.x}, {"y", info.y}, {"format", info.format}};
+}
+
+Json toJson(SubScreenState state) {
+    return {{"state", nameOf(state)}, {"code", static_cast<int32_t>(state)}};
+}
+
+Json eventName(int32_t status) {
+    using ::vendor::qmx::hardware::bivista::V1_1::LpwgEventStatus;
+    return nameOf(static_cast<LpwgEventStatus>(status));
+}
+
+Json screenModeName(int32_t mode) {
+    return nameOf(static_cast<ScreenMode>(mode));
+}
+
+}  // namespace bivistactl

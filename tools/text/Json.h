@@ -1,0 +1,32 @@
+#pragma once
+
+#include <vendor/qmx/hardware/bivista/1.0/types.h>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+namespace bivistactl {
+
+// Members keep the order in which they were added. Whoever makes or reads one includes
+// <nlohmann/json.hpp>, which takes long to compile.
+using Json = nlohmann::ordered_json;
+
+// The value on one line. Strings may hold any bytes: a byte that is no part of valid UTF-8 becomes
+// the escape \udcXX, XX being the byte (what Python calls surrogateescape), so nothing is lost.
+std::string toLine(const Json& value);
+
+// The JSON string, quotes included, for any bytes; see toLine().
+std::string quote(std::string_view bytes);
+
+// How the results of the interface look in JSON. A number without a name has null for it.
+Json toJson(::vendor::qmx::hardware::bivista::V1_0::Status status);
+Json toJson(const std::string& text);
+Json toJson(const ::vendor::qmx::hardware::bivista::V1_0::BivistaStatus& state);
+Json toJson(const ::vendor::qmx::hardware::bivista::V1_0::SubScreenInfo& info);
+Json toJson(::vendor::qmx::hardware::bivista::V1_0::SubScreenState state);
+// The name of an event's number, of version 1.1 of the interface.
+Json eventName(int32_t status);
+// The name of a colour mode's number.
+Json screenModeName(int32_t mode);
+
+}  // namespace bivistactl
