@@ -16,7 +16,7 @@ std::string panelInWords(const Json& panel) {
 }
 
 std::shared_ptr<bool> addFlag(cli::Command& command, const char* name, const char* help) {
-    const auto given = std::make_shared<bool>(false);
+    auto given = std::make_shared<bool>(false);
     command.flag(name, given.get(), help);
     return given;
 }

@@ -55,7 +55,7 @@ std::string faultOf(const Parse& parse) {
 template <typename T>
 std::shared_ptr<T> addArgument(cli::Command& command, const std::string& name,
                                const std::string& help, T (*parse)(const std::string& text)) {
-    const auto value = std::make_shared<T>();
+    auto value = std::make_shared<T>();
     const auto take = [parse, value](const std::string& text) {
         return faultOf([&] { *value = parse(text); });
     };
