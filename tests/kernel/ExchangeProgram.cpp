@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 #include "kernel/Bivista.h"
 #include "tests/support/Trace.h"
 #include "tests/support/Watch.h"
@@ -22,7 +22,7 @@ int main() {
     phone::Phone phone;
     const android::sp<Bivista> service = new Bivista();
     service->incStrong(nullptr);
-    phone.attachCover();
+    phone.cover.attach();
     // The last command of the attach; the exchange behind it waits for its end.
     phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
     if (service->serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return 1;

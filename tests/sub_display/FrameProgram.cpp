@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 #include "kernel/Bivista.h"
 #include "tests/support/HidNode.h"
 #include "tests/support/Trace.h"

@@ -1,0 +1,135 @@
+#include "emulator/phone/devices/Panel.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace phone {
+
+using cover::PanelCall;
+using cover::PanelOutcome;
+
+namespace {
+
+PanelCall callOf(HidRequest::Kind kind) {
+    switch (kind) {
+        case HidRequest::Kind::GetFeature:
+            return PanelCall::Info;
+        case HidRequest::Kind::SetFeature:
+            return PanelCall::Config;
+        case HidRequest::Kind::Write:
+            return PanelCall::Write;
+    }
+    return PanelCall::Any;
+}
+
+Kind journalKindOf(HidRequest::Kind kind) {
+    switch (kind) {
+        case HidRequest::Kind::GetFeature:
+            return Kind::HidGet;
+        case HidRequest::Kind::SetFeature:
+            return Kind::HidSet;
+        case HidRequest::Kind::Write:
+            return Kind::HidWrite;
+    }
+    return Kind::HidWrite;
+}
+
+// What a transfer of `size` bytes with this result adds to its record.
+std::string noteOf(int64_t result, size_t size) {
+    if (result < 0) return strerrorname_np(static_cast<int>(-result));
+    return static_cast<size_t>(result) == size ? "" : "passed " + std::to_string(result);
+}
+
+}  // namespace
+
+cover::PanelState Panel::state() const {
+    return call([&] { return mPanel.state(); });
+}
+
+bool Panel::isAttached() const {
+    return call([&] { return mIsPlugged; });
+}
+
+cover::PanelOptions Panel::options() const {
+    return call([&] { return mPanel.options(); });
+}
+
+void Panel::setOptions(const cover::PanelOptions& options) {
+    call([&] { mPanel.setOptions(options); });
+}
+
+std::optional<cover::Picture> Panel::picture() const {
+    return call([&] { return mIsPlugged ? mPanel.picture() : std::nullopt; });
+}
+
+void Panel::plug() {
+    mPanel.powerUp();
+    mIsPlugged = true;
+}
+
+void Panel::unplug() {
+    mPanel.powerDown();
+    mIsPlugged = false;
+}
+
+HidAnswer Panel::hidOpened(const std::string& node, const std::string& flags, bool waited) {
+    if (!waited) {
+        const cover::Time delay = mFaults.takeDelay(PanelCall::Open);
+        if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
+    }
+    const PanelOutcome outcome = mFaults.takeOutcome(PanelCall::Open);
+    if (outcome.unplugs) mPullOff();
+    const int error = outcome.unplugs ? ENODEV : outcome.error;
+    mJournal.add(Kind::HidOpen, node, {},
+                 error == 0 ? flags : flags + " " + strerrorname_np(error));
+    return {.result = -error};
+}
+
+HidAnswer Panel::hidRequested(const std::string& node, const HidRequest& request, bool waited) {
+    const PanelCall kind = callOf(request.kind);
+    if (!waited) {
+        const cover::Time delay = mFaults.takeDelay(kind);
+        if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
+    }
+    const PanelOutcome outcome = mFaults.takeOutcome(kind);
+    if (outcome.unplugs) mPullOff();
+    const int error = outcome.unplugs ? ENODEV : outcome.error;
+    HidAnswer answer = {.result = -error};
+    if (error == 0) answer = transfer(request, outcome.pass);
+    const bool reads = request.kind == HidRequest::Kind::GetFeature;
+    mJournal.add(journalKindOf(request.kind), node,
+                 reads && answer.result >= 0 ? answer.report : request.bytes,
+                 noteOf(answer.result, reads ? answer.report.size() : request.size));
+    return answer;
+}
+
+HidAnswer Panel::transfer(const HidRequest& request, std::optional<uint64_t> pass) {
+    const size_t passed = std::min<uint64_t>(request.size, pass.value_or(request.size));
+    const std::string& bytes = request.bytes;
+    bool taken = false;
+    if (request.kind == HidRequest::Kind::GetFeature) {
+        const std::optional<std::string> report = mPanel.feature(static_cast<uint8_t>(bytes[0]));
+        if (!report) return {.result = -EPIPE};
+        const std::string read = report->substr(0, passed);
+        return {.result = static_cast<int64_t>(read.size()), .report = read};
+    }
+    if (request.kind == HidRequest::Kind::SetFeature) {
+        // Half a configuration is none.
+        taken = passed < bytes.size() || mPanel.setFeature(bytes);
+    } else {
+        taken = mPanel.write(bytes, passed);
+    }
+    // A panel that does not take a report stalls the request.
+    return {.result = taken ? static_cast<int64_t>(passed) : -EPIPE};
+}
+
+void Panel::hidRefused(const std::string& node, const HidRequest& request, int error) {
+    mJournal.add(journalKindOf(request.kind), node, request.bytes, strerrorname_np(error));
+}
+
+void Panel::hidClosed(const std::string& node) {
+    mJournal.add(Kind::HidClose, node);
+}
+
+}  // namespace phone
