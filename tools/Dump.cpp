@@ -2,9 +2,9 @@
 
 #include "tools/Dump.h"
 
+#include <android-base/unique_fd.h>
 #include <cutils/native_handle.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <string.h>
 #include <unistd.h>
@@ -13,17 +13,16 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "host/hidl/UniqueFd.h"
 #include "tools/Failure.h"
 
 namespace bivistactl {
 namespace {
 
 using ::android::sp;
+using ::android::base::unique_fd;
 using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
-using ::android::hardware::UniqueFd;
 
 // How long nothing may come of a service that has answered and holds on to the pipe.
 constexpr int kMostIdleSeconds = 5;
@@ -33,22 +32,22 @@ constexpr uint64_t kMostNumber = uint64_t{1} << 53;
 
 // The service writes into the input what is read from the output.
 struct Pipe {
-    UniqueFd output;
-    UniqueFd input;
+    unique_fd output;
+    unique_fd input;
 };
 
 Pipe makePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
+    Pipe pipe;
+    if (!::android::base::Pipe(&pipe.output, &pipe.input)) {
         throw Failure(EXIT_NO_OUTPUT, std::string("cannot make a pipe: ") + strerror(errno));
     }
-    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+    return pipe;
 }
 
 // What comes out of a pipe, on a thread of its own, until the last input is closed.
 class PipeReader {
   public:
-    explicit PipeReader(UniqueFd output)
+    explicit PipeReader(unique_fd output)
         : mOutput(std::move(output)), mThread([this] { readAll(); }) {}
     ~PipeReader() {
         if (mThread.joinable()) finish();
@@ -70,7 +69,7 @@ class PipeReader {
     void readAll() {
         while (!isTooLong() && readPiece()) {
         }
-        mOutput = UniqueFd();
+        mOutput.reset();
     }
     bool readPiece() {
         pollfd output = {mOutput.get(), POLLIN, 0};
@@ -86,7 +85,7 @@ class PipeReader {
         return count > 0 || (count < 0 && errno == EINTR);
     }
 
-    UniqueFd mOutput;
+    unique_fd mOutput;
     std::atomic<bool> mIsAnswered = false;
     int mIdleSeconds = 0;
     // Read when the thread has ended.
@@ -135,11 +134,11 @@ std::string readDump(const sp<BivistaV1_0>& service, const std::vector<std::stri
     native_handle_t* const handle = native_handle_init(storage, 1, 0);
     PipeReader reader(std::move(pipe.output));
     // Closed before the reader is waited for, whatever happens.
-    UniqueFd input = std::move(pipe.input);
+    unique_fd input = std::move(pipe.input);
     handle->data[0] = input.get();
     const hidl_vec<hidl_string> words(options.begin(), options.end());
     const auto called = service->debug(hidl_handle(handle), words);
-    input = UniqueFd();
+    input.reset();
     reader.finish();
     requireDelivered(called);
     if (reader.isTooLong()) {
