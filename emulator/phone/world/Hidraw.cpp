@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include "emulator/phone/Error.h"
-#include "emulator/phone/world/OpenFlags.h"
 
 namespace phone {
 
@@ -78,7 +77,7 @@ std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& cal
     const auto node = mNodes.find(path);
     if (node == mNodes.end()) return std::nullopt;
     HidListener& listener = *node->second;
-    const HidAnswer answer = listener.hidOpened(path, nameOpenFlags(call.flags), waited);
+    const HidAnswer answer = listener.hidOpened(path, call.nameFlags(), waited);
     if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
     return makeDescriptor(path, call, listener);
 }

@@ -13,7 +13,6 @@
 #include "emulator/phone/Error.h"
 #include "emulator/phone/Paths.h"
 #include "emulator/phone/world/Files.h"
-#include "emulator/phone/world/OpenFlags.h"
 
 namespace phone {
 
@@ -92,10 +91,10 @@ Verdict RecordedFiles::decide(const OpenCall& call) {
         mListener->fileRefused(path, verdict.error);
     } else if (isRecorded(call, path)) {
         const bool broken = has(NodeEffect::Eio, path);
-        mListener->fileOpened(path, nameOpenFlags(call.flags) + (broken ? " eio" : ""));
+        mListener->fileOpened(path, call.nameFlags() + (broken ? " eio" : ""));
         verdict.replacement = broken ? openUnwritable() : openWriter(path);
     } else if (isUnreadable(call, path)) {
-        mListener->fileOpened(path, nameOpenFlags(call.flags) + " read-eio");
+        mListener->fileOpened(path, call.nameFlags() + " read-eio");
         verdict.replacement = openUnreadable();
     }
     verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <linux/hidraw.h>
@@ -166,6 +167,20 @@ bool OpenCall::reads() const {
 bool OpenCall::writes() const {
     if (isTest) return (mode & W_OK) != 0;
     return (flags & O_ACCMODE) != O_RDONLY;
+}
+
+std::string OpenCall::nameFlags() const {
+    static constexpr std::pair<int, const char*> kFlags[] = {
+            {O_CREAT, "O_CREAT"},         {O_EXCL, "O_EXCL"},     {O_NOCTTY, "O_NOCTTY"},
+            {O_TRUNC, "O_TRUNC"},         {O_APPEND, "O_APPEND"}, {O_NONBLOCK, "O_NONBLOCK"},
+            {O_DIRECTORY, "O_DIRECTORY"}, {O_PATH, "O_PATH"},     {O_CLOEXEC, "O_CLOEXEC"},
+    };
+    const int mode = flags & O_ACCMODE;
+    std::string names = mode == O_WRONLY ? "O_WRONLY" : mode == O_RDWR ? "O_RDWR" : "O_RDONLY";
+    for (const auto& [flag, text] : kFlags) {
+        if ((flags & flag) == flag) names += std::string("|") + text;
+    }
+    return names;
 }
 
 std::vector<HandledCall> handledCalls() {

@@ -27,6 +27,8 @@ struct OpenCall {
 
     bool reads() const;
     bool writes() const;
+    // The flags as in a program: "O_WRONLY|O_CREAT|O_TRUNC".
+    std::string nameFlags() const;
 };
 
 // ioctl() with a request that points to an int.

@@ -12,7 +12,6 @@
 #include "emulator/phone/Error.h"
 #include "emulator/phone/Paths.h"
 #include "emulator/phone/world/Files.h"
-#include "emulator/phone/world/OpenFlags.h"
 #include "emulator/phone/world/Program.h"
 
 namespace phone {
@@ -216,7 +215,7 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
         std::optional<Verdict> ofPanel = mHidraw.open(path, call, waited);
         if (ofPanel) return *std::move(ofPanel);
         if (const PluggedDevice* device = findTty(path)) {
-            device->tellOpen(nameOpenFlags(call.flags));
+            device->tellOpen(call.nameFlags());
             // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
             device->tellDtr(true);
         }
