@@ -11,28 +11,21 @@ using cover::PanelOutcome;
 
 namespace {
 
-PanelCall callOf(HidRequest::Kind kind) {
-    switch (kind) {
-        case HidRequest::Kind::GetFeature:
-            return PanelCall::Info;
-        case HidRequest::Kind::SetFeature:
-            return PanelCall::Config;
-        case HidRequest::Kind::Write:
-            return PanelCall::Write;
-    }
-    return PanelCall::Any;
-}
+struct Names {
+    PanelCall call;  // in the language of faults
+    Kind entry;      // in the journal
+};
 
-Kind journalKindOf(HidRequest::Kind kind) {
-    switch (kind) {
+Names namesOf(const HidRequest& request) {
+    switch (request.kind) {
         case HidRequest::Kind::GetFeature:
-            return Kind::HidGet;
+            return {PanelCall::Info, Kind::HidGet};
         case HidRequest::Kind::SetFeature:
-            return Kind::HidSet;
+            return {PanelCall::Config, Kind::HidSet};
         case HidRequest::Kind::Write:
-            return Kind::HidWrite;
+            break;
     }
-    return Kind::HidWrite;
+    return {PanelCall::Write, Kind::HidWrite};
 }
 
 // What a transfer of `size` bytes with this result adds to its record.
@@ -73,33 +66,34 @@ void Panel::unplug() {
     mIsPlugged = false;
 }
 
-HidAnswer Panel::hidOpened(const std::string& node, const std::string& flags, bool waited) {
+HidAnswer Panel::begin(PanelCall call, bool waited, std::optional<uint64_t>* pass) {
     if (!waited) {
-        const cover::Time delay = mFaults.takeDelay(PanelCall::Open);
+        const cover::Time delay = mFaults.takeDelay(call);
         if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
     }
-    const PanelOutcome outcome = mFaults.takeOutcome(PanelCall::Open);
+    const PanelOutcome outcome = mFaults.takeOutcome(call);
     if (outcome.unplugs) mPullOff();
-    const int error = outcome.unplugs ? ENODEV : outcome.error;
-    mJournal.add(Kind::HidOpen, node, {},
-                 error == 0 ? flags : flags + " " + strerrorname_np(error));
-    return {.result = -error};
+    *pass = outcome.pass;
+    return {.result = -(outcome.unplugs ? ENODEV : outcome.error)};
+}
+
+HidAnswer Panel::hidOpened(const std::string& node, const std::string& flags, bool waited) {
+    std::optional<uint64_t> pass;
+    const HidAnswer answer = begin(PanelCall::Open, waited, &pass);
+    if (answer.askAgainAfter) return answer;
+    const std::string error = noteOf(answer.result, 0);
+    mJournal.add(Kind::HidOpen, node, {}, error.empty() ? flags : flags + " " + error);
+    return answer;
 }
 
 HidAnswer Panel::hidRequested(const std::string& node, const HidRequest& request, bool waited) {
-    const PanelCall kind = callOf(request.kind);
-    if (!waited) {
-        const cover::Time delay = mFaults.takeDelay(kind);
-        if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
-    }
-    const PanelOutcome outcome = mFaults.takeOutcome(kind);
-    if (outcome.unplugs) mPullOff();
-    const int error = outcome.unplugs ? ENODEV : outcome.error;
-    HidAnswer answer = {.result = -error};
-    if (error == 0) answer = transfer(request, outcome.pass);
+    const auto [asked, entry] = namesOf(request);
+    std::optional<uint64_t> pass;
+    HidAnswer answer = begin(asked, waited, &pass);
+    if (answer.askAgainAfter) return answer;
+    if (answer.result == 0) answer = transfer(request, pass);
     const bool reads = request.kind == HidRequest::Kind::GetFeature;
-    mJournal.add(journalKindOf(request.kind), node,
-                 reads && answer.result >= 0 ? answer.report : request.bytes,
+    mJournal.add(entry, node, reads && answer.result >= 0 ? answer.report : request.bytes,
                  noteOf(answer.result, reads ? answer.report.size() : request.size));
     return answer;
 }
@@ -125,7 +119,7 @@ HidAnswer Panel::transfer(const HidRequest& request, std::optional<uint64_t> pas
 }
 
 void Panel::hidRefused(const std::string& node, const HidRequest& request, int error) {
-    mJournal.add(journalKindOf(request.kind), node, request.bytes, strerrorname_np(error));
+    mJournal.add(namesOf(request).entry, node, request.bytes, strerrorname_np(error));
 }
 
 void Panel::hidClosed(const std::string& node) {

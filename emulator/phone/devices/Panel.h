@@ -39,6 +39,9 @@ class Panel : public Subject, public HidListener {
     void hidClosed(const std::string& node) override;
 
   private:
+    // What faults make of a call: its error, or 0 and how much passes if not all; it may have to
+    // wait. One of them may pull the cover off.
+    HidAnswer begin(cover::PanelCall call, bool waited, std::optional<uint64_t>* pass);
     // What becomes of a transfer that no fault has stopped.
     HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);
 
