@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "bench/Cpu.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 
 namespace bench {
 
@@ -34,10 +34,10 @@ Device::Device(const cover::Options& cover) {
     useCpu(0);
     mService = new Bivista();
     mService->incStrong(nullptr);
-    mPhone->setCoverOptions(cover);
+    mPhone->cover.setOptions(cover);
     phone::CoverOptions withoutPanel;
     withoutPanel.withHid = false;
-    mPhone->attachCover(withoutPanel);
+    mPhone->cover.attach(withoutPanel);
     // The last command of the attach; what is measured waits behind it.
     mPhone->journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
 }

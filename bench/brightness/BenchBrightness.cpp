@@ -121,7 +121,7 @@ void measureCalls(Device& device) {
     const auto push = [&queue](int level) { queue.push(level); };
 
     const uint64_t from = device.phone().journal().next();
-    device.phone().setFault("on AT%DB= late 3s times 1");
+    device.phone().faults.set("on AT%DB= late 3s times 1");
     set(0);
     device.phone().journal().waitFor(phone::is(Kind::TtyRx, commandFor(0)), from);
 

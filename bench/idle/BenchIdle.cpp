@@ -16,7 +16,7 @@
 
 #include "bench/Row.h"
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 #include "tests/support/Process.h"
 
 namespace {
@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
     bench::printPairs("memory (PSS)", "KiB", pss, referencePss, 1.3);
 
     const Program program(service);
-    phone.attachCover();
+    phone.cover.attach();
     const auto switches = static_cast<double>(idleSwitches(program));
     bench::printRow("voluntary context switches in 20 s of idleness", "", switches, 0, switches, 0);
     return 0;

@@ -15,7 +15,7 @@
 #include "bench/Clock.h"
 #include "bench/Row.h"
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 
 namespace {
 
@@ -45,17 +45,17 @@ sp<IBivista> awaitService() {
 
 uint64_t awaitFrames(const phone::Phone& phone, uint64_t frames) {
     for (;;) {
-        if (const uint64_t now = phone.panelState().frames; now >= frames) return now;
+        if (const uint64_t now = phone.panel.state().frames; now >= frames) return now;
         usleep(1000);
     }
 }
 
 // us from one frame that the panel shows to the next, in the middle of somebody's sending.
 double usPerFrame(const phone::Phone& phone) {
-    const uint64_t before = awaitFrames(phone, phone.panelState().frames + 5);
+    const uint64_t before = awaitFrames(phone, phone.panel.state().frames + 5);
     const double start = now();
     usleep(kWindow);
-    const uint64_t frames = phone.panelState().frames - before;
+    const uint64_t frames = phone.panel.state().frames - before;
     if (frames == 0) fail("no frame reached the panel");
     return (now() - start) / static_cast<double>(frames);
 }
@@ -94,11 +94,11 @@ int main(int argc, char** argv) {
     setenv("HIDL_SOCKET_DIR", "/data/hidl", 1);
     setenv("HOST_LOG_LEVEL", "silent", 1);
     phone::Phone phone;
-    phone.setFault(kPace);
+    phone.faults.set(kPace);
     const pid_t server = phone.spawn({argv[1]});
     const sp<IBivista> service = awaitService();
-    phone.attachCover();
-    while (!phone.panelState().on) usleep(10000);
+    phone.cover.attach();
+    while (!phone.panel.state().on) usleep(10000);
 
     hidl_vec<uint32_t> frame;
     frame.resize(kWords);

@@ -5,7 +5,7 @@
 
 #include "bench/ServerProcess.h"
 #include "bench/uevent/Arrival.h"
-#include "emulator/phone/UeventSender.h"
+#include "emulator/phone/world/UeventSender.h"
 
 namespace bench {
 

@@ -22,7 +22,7 @@
 #include "bench/uevent/Arrival.h"
 #include "bench/uevent/BareReceiver.h"
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 
 namespace {
 

@@ -12,14 +12,22 @@
 // upon, the bytes sent ahead of it should have been read.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "emulator/cover/BasicService.h"
+#include "emulator/cover/Channel.h"
+#include "emulator/cover/Dispatcher.h"
 #include "emulator/cover/Faults.h"
+#include "emulator/cover/FirmwareService.h"
+#include "emulator/cover/LogService.h"
+#include "emulator/cover/LogStream.h"
+#include "emulator/cover/ScreenService.h"
+#include "emulator/cover/TouchService.h"
+#include "emulator/cover/Transmitter.h"
 #include "emulator/cover/Types.h"
 #include "emulator/cover/Upgrade.h"
 
@@ -29,7 +37,6 @@ class Microcontroller {
   public:
     // Starts Off.
     explicit Microcontroller(Options options = {});
-    ~Microcontroller();
     Microcontroller(const Microcontroller&) = delete;
     Microcontroller& operator=(const Microcontroller&) = delete;
 
@@ -38,7 +45,7 @@ class Microcontroller {
     // while it was written there is no firmware to start: it comes up in its loader, in error.
     void powerUp(Time now);
     // The cover is pulled off: nothing is due any more. From any state.
-    void powerDown();
+    void powerDown() { turn(Power::Off); }
     // The cover is attached and comes up in its loader instead of its firmware; an upgrade that is
     // planned is written from now on.
     void powerUpInLoader(LoaderEntry entry, Time now);
@@ -54,7 +61,7 @@ class Microcontroller {
     bool startUpgrade(std::string version, Time now);
     // Gives up an upgrade for which the cover has not left yet; false when there is none such.
     bool cancelUpgrade();
-    const Upgrade& upgrade() const;
+    const Upgrade& upgrade() const { return mUpgrade; }
 
     // What the phone wrote to the tty, cut anywhere. A command ends with "\r"; empty ones are
     // ignored, one longer than 4096 bytes is answered "ERROR". Commands that come while an answer
@@ -72,7 +79,7 @@ class Microcontroller {
     // and one ahead of each reply, but none within it. Outlives a power-up; none: silent. Like a
     // flood they come a piece at a time.
     void setChatter(std::optional<Chatter> chatter, Time now);
-    const std::optional<Chatter>& chatter() const;
+    const std::optional<Chatter>& chatter() const { return mStream.chatter(); }
 
     // When to call poll() next: at once when that is not after the caller's now; nothing: not
     // before another method was called.
@@ -85,19 +92,55 @@ class Microcontroller {
     // How the cover shows on the bus: its own identity, or the loader's when in the Loader.
     UsbIdentity usbIdentity() const;
 
-    const State& state() const;
+    const State& state() const { return mState; }
     // The same for people: ("brightness", "128"), ...; names and order are stable, values are
     // printable ASCII.
     std::vector<std::pair<std::string, std::string>> listState() const;
 
-    const Options& options() const;
-    void setOptions(Options options);
+    const Options& options() const { return mOptions; }
+    void setOptions(Options options) { mOptions = std::move(options); }
 
-    Faults& faults();
+    Faults& faults() { return mFaults; }
 
   private:
-    struct Parts;
-    std::unique_ptr<Parts> mParts;
+    // The device goes off the bus at `at`, and comes back as its loader or as itself.
+    struct Departure {
+        Time at;
+        std::optional<LoaderEntry> loader;
+    };
+
+    void turn(Power power);
+    void takeUpLine();
+    void finishReply();
+    Answer execute(const CommandLine& line, bool refuse);
+    std::optional<Departure> nextDeparture() const;
+    bool departureIsNext(Time now) const;
+    void depart(std::vector<Action>& actions);
+    void beginWriting(Time now);
+    bool writeFirmware(Time now, std::vector<Action>& actions);
+    bool transmitterIsDue(Time now) const;
+    bool sendLog(std::vector<Action>& actions);
+    std::optional<Time> nextChatter() const;
+    bool sendChatter(Time now, std::vector<Action>& actions);
+
+    Options mOptions;
+    State mState;
+    std::optional<LoaderEntry> mLoader;   // while in the Loader
+    bool mLoaderIsUp = false;             // it is on the bus
+    std::optional<LoaderEntry> mLeaveTo;  // when the reply under way has ended
+    std::optional<Departure> mDeparture;
+    Upgrade mUpgrade;
+    bool mIsBootable = true;  // all of the firmware is there
+    Faults mFaults;
+    Channel mChannel;
+    Transmitter mTransmitter;
+    Dispatcher mDispatcher;
+    BasicService mBasic{mState};
+    ScreenService mScreen{mState.screen, mOptions};
+    FirmwareService mFirmware{mState, mOptions};
+    TouchService mTouch{mState.touch, mOptions};
+    LogService mLog{mState};
+    LogStream mStream{mState};
 };
 
 }  // namespace cover

@@ -1,6 +1,5 @@
 #include "emulator/phone/EventLoop.h"
 
-#include <cassert>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -11,13 +10,19 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 
-#include "emulator/phone/Files.h"
-#include "emulator/phone/Phone.h"
+#include "emulator/phone/Error.h"
 
 namespace phone {
 
+namespace {
+
+// The loop whose thread this is.
+thread_local const EventLoop* sRunning = nullptr;
+
+}  // namespace
+
 EventLoop::EventLoop() : mWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (!mWake) throwErrno("cannot make an eventfd");
+    if (!mWake.ok()) throwErrno("cannot make an eventfd");
 }
 
 EventLoop::~EventLoop() {
@@ -49,9 +54,11 @@ void EventLoop::stop() {
     mThread.join();
 }
 
-void EventLoop::call(const std::function<void()>& work) {
-    assert(std::this_thread::get_id() != mThread.get_id());
-    if (!mThread.joinable()) return work();
+bool EventLoop::mustHandOver() const {
+    return sRunning != this && mThread.joinable();
+}
+
+void EventLoop::handOver(const std::function<void()>& work) {
     // Shared: the loop may still be inside the promise when its result is already here. A failure
     // crosses over as text, since the sanitizers cannot follow exceptions from thread to thread.
     const auto done = std::make_shared<std::promise<std::optional<std::string>>>();
@@ -85,6 +92,7 @@ void EventLoop::unwatch(int fd) {
 }
 
 void EventLoop::run() {
+    sRunning = this;
     for (;;) {
         const std::optional<cover::Time> deadline = mTurn();
         wait(deadline);

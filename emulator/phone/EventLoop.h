@@ -6,10 +6,12 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
+#include <android-base/unique_fd.h>
+
 #include "emulator/cover/Types.h"
-#include "emulator/phone/Fd.h"
 
 namespace phone {
 
@@ -29,10 +31,20 @@ class EventLoop {
     // Ends and joins the thread; calls that wait are carried out first.
     void stop();
 
-    // Runs `work` on the loop's thread and returns when it is done; when it throws, its text is
-    // thrown here as phone::Error.
-    // Any thread but the loop's. While the loop is not running it is done on the spot.
-    void call(const std::function<void()>& work);
+    // Carries out `work` on the loop's thread and returns its result; when it throws, its text is
+    // thrown here as phone::Error. Any thread. On the loop's own, and while the loop is not
+    // running, it is done on the spot.
+    template <typename Work>
+    std::invoke_result_t<const Work&> call(const Work& work) {
+        if (!mustHandOver()) return work();
+        if constexpr (std::is_void_v<std::invoke_result_t<const Work&>>) {
+            handOver(work);
+        } else {
+            std::optional<std::invoke_result_t<const Work&>> result;
+            handOver([&] { result.emplace(work()); });
+            return *std::move(result);
+        }
+    }
 
     // Loop's thread only. A descriptor has one handler, which may watch and unwatch at will.
     // `events` as for poll; with none of them only errors and hang-ups are told.
@@ -49,6 +61,8 @@ class EventLoop {
         Handler handler;
     };
 
+    bool mustHandOver() const;
+    void handOver(const std::function<void()>& work);
     void run();
     void wait(std::optional<cover::Time> deadline);
     void runCalls();
@@ -56,7 +70,7 @@ class EventLoop {
     Turn mTurn;
     std::map<int, Source> mSources;  // loop's thread only
     uint64_t mNextId = 0;
-    Fd mWake;  // eventfd
+    android::base::unique_fd mWake;  // eventfd
     std::mutex mLock;
     std::vector<std::function<void()>> mCalls;  // guarded by mLock
     bool mStopping = false;                     // guarded by mLock

@@ -12,7 +12,23 @@
 
 namespace phone {
 
+using android::base::unique_fd;
+
 namespace {
+
+constexpr std::pair<Kind, std::string_view> kNames[] = {
+        {Kind::Attach, "attach"},        {Kind::Detach, "detach"},
+        {Kind::TtyOpen, "tty-open"},     {Kind::Dtr, "dtr"},
+        {Kind::TtyRx, "tty-rx"},         {Kind::TtyTx, "tty-tx"},
+        {Kind::NodeOpen, "node-open"},   {Kind::NodeWrite, "node-write"},
+        {Kind::NodeClose, "node-close"}, {Kind::NodeRefused, "node-refused"},
+        {Kind::NodeSet, "node-set"},     {Kind::KernelLog, "klog"},
+        {Kind::HidOpen, "hid-open"},     {Kind::HidGet, "hid-get"},
+        {Kind::HidSet, "hid-set"},       {Kind::HidWrite, "hid-write"},
+        {Kind::HidClose, "hid-close"},   {Kind::HidlCall, "hidl-call"},
+        {Kind::Uevent, "uevent"},        {Kind::Upgrade, "upgrade"},
+        {Kind::Property, "property"},    {Kind::Fault, "fault"},
+};
 
 // What the text takes besides its string object: an allocation, when it is not a short one.
 size_t weigh(const std::string& text) {
@@ -32,51 +48,8 @@ size_t sizeOfTexts(const Entry& entry) {
 }  // namespace
 
 std::string_view name(Kind kind) {
-    switch (kind) {
-        case Kind::Attach:
-            return "attach";
-        case Kind::Detach:
-            return "detach";
-        case Kind::TtyOpen:
-            return "tty-open";
-        case Kind::Dtr:
-            return "dtr";
-        case Kind::TtyRx:
-            return "tty-rx";
-        case Kind::TtyTx:
-            return "tty-tx";
-        case Kind::NodeOpen:
-            return "node-open";
-        case Kind::NodeWrite:
-            return "node-write";
-        case Kind::NodeClose:
-            return "node-close";
-        case Kind::NodeRefused:
-            return "node-refused";
-        case Kind::NodeSet:
-            return "node-set";
-        case Kind::KernelLog:
-            return "klog";
-        case Kind::HidOpen:
-            return "hid-open";
-        case Kind::HidGet:
-            return "hid-get";
-        case Kind::HidSet:
-            return "hid-set";
-        case Kind::HidWrite:
-            return "hid-write";
-        case Kind::HidClose:
-            return "hid-close";
-        case Kind::HidlCall:
-            return "hidl-call";
-        case Kind::Uevent:
-            return "uevent";
-        case Kind::Upgrade:
-            return "upgrade";
-        case Kind::Property:
-            return "property";
-        case Kind::Fault:
-            return "fault";
+    for (const auto& [named, text] : kNames) {
+        if (named == kind) return text;
     }
     return "unknown";
 }
@@ -109,16 +82,11 @@ Match isOn(Kind kind, std::string path, std::string bytes) {
     };
 }
 
-Journal::~Journal() {
-    if (mFile >= 0) close(mFile);
-}
-
 bool Journal::writeTo(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
-    if (file < 0) return false;
+    unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
+    if (!file.ok()) return false;
     const std::lock_guard lock(mLock);
-    if (mFile >= 0) close(mFile);
-    mFile = file;
+    mFile = std::move(file);
     mFileError = 0;
     return true;
 }
@@ -131,11 +99,10 @@ int Journal::fileError() const {
 // A full disk must not stop the phone: the file ends there, the journal in memory goes on.
 void Journal::writeToFile(std::string_view line) {
     while (!line.empty()) {
-        const ssize_t count = write(mFile, line.data(), line.size());
+        const ssize_t count = write(mFile.get(), line.data(), line.size());
         if (count < 0 && errno != EINTR) {
             mFileError = errno;
-            close(mFile);
-            mFile = -1;
+            mFile.reset();
             return;
         }
         if (count > 0) line.remove_prefix(static_cast<size_t>(count));
@@ -151,7 +118,7 @@ void Journal::add(Kind kind, std::string path, std::string bytes, std::string no
                        std::move(path),
                        std::move(bytes),
                        std::move(note)};
-        if (mFile >= 0) writeToFile(toJson(entry) + "\n");
+        if (mFile.ok()) writeToFile(toJson(entry) + "\n");
         mBytes += weigh(entry);
         mEntries.push_back(std::move(entry));
         while (mEntries.size() > kMaxEntries || mBytes > kMaxBytes) {

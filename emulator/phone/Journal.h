@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include <android-base/unique_fd.h>
+
 namespace phone {
 
 enum class Kind {
@@ -77,7 +79,6 @@ class Journal {
     bool writeTo(const std::string& path);
     // The errno at which nothing more was written to the file, or 0.
     int fileError() const;
-    ~Journal();
 
     // `sync` makes the emulator record what has been written; called by readers, without the lock.
     void setSync(std::function<void()> sync) { mSync = std::move(sync); }
@@ -119,7 +120,7 @@ class Journal {
     std::deque<Entry> mEntries;
     size_t mBytes = 0;
     uint64_t mNext = 1;
-    int mFile = -1;
+    android::base::unique_fd mFile;
     int mFileError = 0;
 };
 

@@ -99,7 +99,7 @@ TEST_F(AttachTest, TheFirstAttachmentEmptiesTheQueue) {
 }
 
 TEST_F(AttachTest, AFailedCutoutEmptiesTheQueueToo) {
-    phone.setFault("on AT%GETBVCUTOUT error times 1");
+    phone.faults.set("on AT%GETBVCUTOUT error times 1");
     start();
     mark();
     attach();
@@ -111,7 +111,7 @@ TEST_F(AttachTest, AFailedCutoutEmptiesTheQueueToo) {
 }
 
 TEST_F(AttachTest, AFailedCutoutIsForgottenAndFetchedAtTheNextAttachment) {
-    phone.setFault(R"(on AT%GETBVCUTOUT answer "\r\nM 0\r\nERROR\r\n" times 1)");
+    phone.faults.set(R"(on AT%GETBVCUTOUT answer "\r\nM 0\r\nERROR\r\n" times 1)");
     start();
     mark();
     attach();
@@ -120,7 +120,7 @@ TEST_F(AttachTest, AFailedCutoutIsForgottenAndFetchedAtTheNextAttachment) {
                             errorLine("bv2_display_init: CUTOUT info: M 0\n: ret:-1"),
                             infoLine("bv2_display_init --, bv2_initialized:1")));
     EXPECT_FALSE(isCutoutFetched());
-    phone.setFault("on AT%GETBVCUTOUT error times 1");
+    phone.faults.set("on AT%GETBVCUTOUT error times 1");
     EXPECT_EQ(cutout(), "") << "the text is empty again";
     detach();
     mark();
@@ -131,7 +131,7 @@ TEST_F(AttachTest, AFailedCutoutIsForgottenAndFetchedAtTheNextAttachment) {
 }
 
 TEST_F(AttachTest, AClientThatFetchesTheCutoutSparesTheNextAttachmentThat) {
-    phone.setFault("on AT%GETBVCUTOUT error times 1");
+    phone.faults.set("on AT%GETBVCUTOUT error times 1");
     bringUp();
     EXPECT_EQ(cutout(), kCutout);
     detach();
@@ -142,9 +142,9 @@ TEST_F(AttachTest, AClientThatFetchesTheCutoutSparesTheNextAttachmentThat) {
 
 // Meant: a hang-up counts as an answer, and the empty text as the cutout.
 TEST_F(AttachTest, AHangUpMakesAnEmptyCutoutTheCutoutForGood) {
-    phone.setFault("on AT%GETBVCUTOUT hangup times 1");
+    phone.faults.set("on AT%GETBVCUTOUT hangup times 1");
     start();
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor(ANDROID_LOG_DEBUG, "bv2_display_init: ");
     log.waitFor("serialLogEnable: 0");
     mark();
@@ -156,9 +156,9 @@ TEST_F(AttachTest, AHangUpMakesAnEmptyCutoutTheCutoutForGood) {
 // Meant: the queue is emptied only before the cutout is fetched. So a client that fetches it
 // between an attachment that failed and the next one lets the first zeros out.
 TEST_F(AttachTest, ACutoutFetchedEarlyLetsTheTwentyZerosOut) {
-    phone.setFault("on ATE0 error times 1");
+    phone.faults.set("on ATE0 error times 1");
     start();
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor("serialDeviceAdded: failed to write ATE0: Protocol not supported");
     EXPECT_EQ(cutout(), kCutout);
     detach();
@@ -228,7 +228,7 @@ TEST_F(AttachTest, TheWorkerServesTheNextAttachmentToo) {
     service->setBrightness(42);
     awaitSent(42);
     EXPECT_THAT(levels(), ElementsAre("AT%DB=42\r"));
-    EXPECT_EQ(phone.coverState().screen.brightness, 42);
+    EXPECT_EQ(phone.cover.state().screen.brightness, 42);
 }
 
 }  // namespace

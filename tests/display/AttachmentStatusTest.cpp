@@ -101,13 +101,13 @@ TEST_F(AttachmentStatusTest, FollowsTheAccessoryService) {
     start();
     accessory.serve();
     EXPECT_FALSE(isConnected());
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_TRUE(isConnected());
     accessory.withdraw();
     EXPECT_FALSE(isConnected()) << "it is looked up anew";
     accessory.serve();
     EXPECT_TRUE(isConnected());
-    phone.detachCover();
+    phone.cover.detach();
     EXPECT_FALSE(isConnected());
 }
 
@@ -168,7 +168,7 @@ TEST_F(AttachmentStatusTest, ADetachWaitsForTheAccessoryServicesAnswer) {
     };
     std::thread client([&] { isConnected(); });
     asked.get_future().wait();
-    phone.detachCover();
+    phone.cover.detach();
     log.waitFor("bv2_display_deinit ++, bv2_initialized:1");
     LOG_INFO("answered");
     answer.set_value();
@@ -185,7 +185,7 @@ TEST_F(AttachmentStatusTest, TheBusMayKnowACoverThatTheAccessoryServiceDoesNot) 
     accessory.serve();
     accessory.setState(neighbours::AccessoryState{});
     EXPECT_FALSE(service->getBV2Connect());
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     while (!service->getBV2Connect()) {
     }
     EXPECT_FALSE(isConnected());

@@ -345,7 +345,7 @@ TEST_P(AnyOffsetTest, GivesALevelThatTheCoverTakes) {
     EXPECT_EQ(service->setBrightness(100), Status::OK);
     awaitSent(GetParam().rests);
     EXPECT_THAT(commands(), testing::SizeIs(1));
-    EXPECT_EQ(phone.coverState().screen.brightness, GetParam().rests);
+    EXPECT_EQ(phone.cover.state().screen.brightness, GetParam().rests);
 }
 
 INSTANTIATE_TEST_SUITE_P(Offsets, AnyOffsetTest,

@@ -39,7 +39,7 @@ TEST_F(BrightnessTest, ALevelReachesTheCover) {
     EXPECT_THAT(commands(), ElementsAre("AT%DB=128\r"));
     EXPECT_THAT(nodeWrites(), ElementsAre("control=on", "control=auto"));
     EXPECT_THAT(lines(), ElementsAre(infoLine(kRestLine)));
-    EXPECT_EQ(phone.coverState().screen.brightness, 128);
+    EXPECT_EQ(phone.cover.state().screen.brightness, 128);
     EXPECT_EQ(lastBrightness(), 128);
 }
 
@@ -78,7 +78,7 @@ TEST_F(BrightnessTest, OfAsManyLevelsAsComeTheLastTwentyAreSentInOrder) {
     std::vector<std::string> expected = {"AT%DB=200\r"};
     for (const int32_t level : range(6, 25)) expected.push_back(levelCommand(level));
     EXPECT_THAT(commands(), ElementsAreArray(expected));
-    EXPECT_EQ(phone.coverState().screen.brightness, 25);
+    EXPECT_EQ(phone.cover.state().screen.brightness, 25);
 }
 
 TEST_F(BrightnessTest, LevelsBeforeTheFirstAttachmentPileUpAndAreFlushed) {
@@ -111,7 +111,7 @@ TEST_F(BrightnessTest, LevelsAfterADetachFailOneByOne) {
 
 TEST_F(BrightnessTest, AFailedCommandIsForgottenAndTheNextOneSent) {
     bringUp();
-    phone.setFault("on AT%DB=30 error");
+    phone.faults.set("on AT%DB=30 error");
     blockWorkerWith(10);
     setLevels({30, 40});
     freeLink();
@@ -123,8 +123,8 @@ TEST_F(BrightnessTest, AFailedCommandIsForgottenAndTheNextOneSent) {
 // Meant: the answer is not cleared between commands.
 TEST_F(BrightnessTest, AFailureShowsTheAnswerOfAnEarlierCommand) {
     bringUp();
-    phone.setFault(R"(on AT%DB=1 answer "\r\nearlier\r\nOK\r\n")");
-    phone.setFault("on AT%DB=2 error");
+    phone.faults.set(R"(on AT%DB=1 answer "\r\nearlier\r\nOK\r\n")");
+    phone.faults.set("on AT%DB=2 error");
     setLevels({1});
     awaitSent(1);
     setLevels({2});
@@ -135,9 +135,9 @@ TEST_F(BrightnessTest, AFailureShowsTheAnswerOfAnEarlierCommand) {
 // An answer longer than its buffer leaves no NUL when the command fails.
 TEST_F(BrightnessTest, AnAnswerLongerThanItsBufferIsLoggedWithinIt) {
     bringUp();
-    phone.setFault("on AT%DB=1 answer \"\\r\\n" + std::string(3000, 'x') + "\\r\\nERROR\\r\\n\"");
-    phone.setFault("on AT%DB=2 error");
-    phone.setFault(R"(on AT%DB=3 answer "\r\nshort\r\nERROR\r\n")");
+    phone.faults.set("on AT%DB=1 answer \"\\r\\n" + std::string(3000, 'x') + "\\r\\nERROR\\r\\n\"");
+    phone.faults.set("on AT%DB=2 error");
+    phone.faults.set(R"(on AT%DB=3 answer "\r\nshort\r\nERROR\r\n")");
     setLevels({1});
     awaitSent(1);
     setLevels({2});

@@ -85,7 +85,7 @@ TEST_F(ColorTest, ANewValueIsSentAtOnceWhileTheScreenIsOn) {
     EXPECT_THAT(elements(prgb), ElementsAre(1, 2, 3, 4, 0));
     EXPECT_THAT(elements(screentune), ElementsAre(5, 6, 7, 0));
     EXPECT_THAT(elements(screen_mode), ElementsAre(3, 0));
-    EXPECT_THAT(phone.coverState().screen.rgb, ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(phone.cover.state().screen.rgb, ElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(ColorTest, AnyOfTheFourRgbValuesCounts) {
@@ -256,7 +256,7 @@ TEST_F(ColorTest, APowerOffThatFailsSavesNothing) {
     bringUp();
     powerOn();
     setMode(1);
-    phone.setFault("on AT%BV=0 error times 1");
+    phone.faults.set("on AT%BV=0 error times 1");
     EXPECT_EQ(service->setPowerStatus(false, false), Status::FAIL);
     mark();
     power(true);
@@ -266,7 +266,7 @@ TEST_F(ColorTest, APowerOffThatFailsSavesNothing) {
 TEST_F(ColorTest, APowerOnThatFailsHasSentWhatChanged) {
     bringUp();
     setMode(1);
-    phone.setFault("on AT%BV=1 error times 1");
+    phone.faults.set("on AT%BV=1 error times 1");
     EXPECT_EQ(service->setPowerStatus(true, false), Status::FAIL);
     EXPECT_THAT(colors(), ElementsAre("AT%SMODE=1"));
     powerOn();
@@ -285,14 +285,14 @@ TEST_F(ColorTest, AFreshPanelGetsTheSettingsAtPowerOn) {
     mark();
     power(true);
     EXPECT_THAT(colors(), ElementsAre("AT%PRGB=1,2,3,4", "AT%SHS=5,6,7", "AT%SMODE=3"));
-    EXPECT_EQ(phone.coverState().screen.mode, 3);
+    EXPECT_EQ(phone.cover.state().screen.mode, 3);
 }
 
 // Meant: there is no second try.
 TEST_F(ColorTest, AFailedSendIsForgotten) {
     bringUp();
     powerOn();
-    phone.setFault(R"(on AT%PRGB= answer "\r\nbusy\r\nERROR\r\n" times 1)");
+    phone.faults.set(R"(on AT%PRGB= answer "\r\nbusy\r\nERROR\r\n" times 1)");
     setRgb(1, 2, 3, 4);
     EXPECT_THAT(lines(),
                 ElementsAre(infoLine("bv2_display_color_mode_send: at cmd path:AT%PRGB=1,2,3,4\r"),
@@ -305,7 +305,7 @@ TEST_F(ColorTest, AFailedSendIsForgotten) {
 TEST_F(ColorTest, TheAnswerIsLogged) {
     bringUp();
     powerOn();
-    phone.setFault(R"(on AT%SMODE= answer "\r\nas you like\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SMODE= answer "\r\nas you like\r\nOK\r\n")");
     setMode(1);
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "bv2_display_color_mode_send: as you like"));
 }
@@ -314,7 +314,8 @@ TEST_F(ColorTest, TheAnswerIsLogged) {
 TEST_F(ColorTest, AnAnswerLongerThanItsBufferIsLoggedWithinIt) {
     bringUp();
     powerOn();
-    phone.setFault("on AT%SMODE= answer \"\\r\\n" + std::string(3000, 'x') + "\\r\\nERROR\\r\\n\"");
+    phone.faults.set("on AT%SMODE= answer \"\\r\\n" + std::string(3000, 'x') +
+                     "\\r\\nERROR\\r\\n\"");
     setMode(1);
     EXPECT_THAT(lines("bv2_display_color_mode_send: " + std::string(900, 'x')), testing::SizeIs(1));
 }
@@ -330,8 +331,8 @@ TEST_F(ColorTest, WithoutAServiceNothingCanBeSent) {
 TEST_F(ColorTest, TheResultIsThatOfTheLastSend) {
     bringUp();
     EXPECT_EQ(bv2_display_color_control(), 0) << "nothing waits";
-    phone.setFault("on AT%PRGB= error");
-    phone.setFault(R"(on AT%SHS= answer "\r\nab\r\nOK\r\n")");
+    phone.faults.set("on AT%PRGB= error");
+    phone.faults.set(R"(on AT%SHS= answer "\r\nab\r\nOK\r\n")");
     setRgb(1, 2, 3, 4);
     EXPECT_EQ(bv2_display_color_control(), -1);
     setRgb(1, 2, 3, 5);
@@ -364,7 +365,7 @@ TEST_F(ColorTest, TwoClientsThatTuneAtOnceSendWholeCommands) {
         EXPECT_THAT(command, testing::MatchesRegex("AT%SHS=[0-9]+,[0-9]+,[0-9]+\r"));
     }
     EXPECT_THAT(commands(), testing::Not(IsEmpty()));
-    EXPECT_EQ(phone.coverState().refused, 0u);
+    EXPECT_EQ(phone.cover.state().refused, 0u);
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ class CutoutTest : public DisplayTest {
 
     // As bringUp(), with a cover that refuses to tell its cutout.
     void bringUpWithout() {
-        phone.setFault("on AT%GETBVCUTOUT error times 1");
+        phone.faults.set("on AT%GETBVCUTOUT error times 1");
         bringUp();
     }
 };
@@ -53,9 +53,9 @@ TEST_F(CutoutTest, StaysThatOfTheFirstCover) {
     bringUp();
     detach();
     EXPECT_EQ(ask(), (Answer{Status::OK, kCutout}));
-    cover::Options other = phone.coverOptions();
+    cover::Options other = phone.cover.options();
     other.cutout = "another";
-    phone.setCoverOptions(other);
+    phone.cover.setOptions(other);
     attach();
     EXPECT_EQ(ask(), (Answer{Status::OK, kCutout}));
 }
@@ -79,27 +79,27 @@ TEST_F(CutoutTest, IsAnsweredWithFailWithoutACover) {
 // Meant: what a failed command left is delivered too, and stays until the next one.
 TEST_F(CutoutTest, AFailureDeliversWhatCame) {
     bringUpWithout();
-    phone.setFault(R"(on AT%GETBVCUTOUT answer "\r\nM 0\r\nERROR\r\n" times 1)");
+    phone.faults.set(R"(on AT%GETBVCUTOUT answer "\r\nM 0\r\nERROR\r\n" times 1)");
     EXPECT_EQ(ask(), (Answer{Status::FAIL, "M 0\n"}));
     EXPECT_THAT(lines(),
                 ElementsAre(errorLine("getCoverDisplayCutout: CUTOUT info: M 0\n: ret:-1")));
-    phone.setFault("on AT%GETBVCUTOUT error times 1");
+    phone.faults.set("on AT%GETBVCUTOUT error times 1");
     EXPECT_EQ(ask(), (Answer{Status::FAIL, "M 0\n"}));
     EXPECT_EQ(ask(), (Answer{Status::OK, kCutout})) << "each call tries again";
 }
 
 TEST_F(CutoutTest, AnAnswerWithoutALineLeavesWhatIsThere) {
     bringUpWithout();
-    phone.setFault(R"(on AT%GETBVCUTOUT answer "\r\nM 0\r\nERROR\r\n" times 1)");
+    phone.faults.set(R"(on AT%GETBVCUTOUT answer "\r\nM 0\r\nERROR\r\n" times 1)");
     ask();
-    phone.setFault(R"(on AT%GETBVCUTOUT answer "\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%GETBVCUTOUT answer "\r\nOK\r\n")");
     EXPECT_EQ(ask(), (Answer{Status::OK, "M 0\n"}));
 }
 
 // Meant: a hang-up counts as an answer.
 TEST_F(CutoutTest, AHangUpIsKeptAsAnEmptyCutout) {
     bringUpWithout();
-    phone.setFault("on AT%GETBVCUTOUT hangup times 1");
+    phone.faults.set("on AT%GETBVCUTOUT hangup times 1");
     EXPECT_EQ(ask(), (Answer{Status::OK, ""}));
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "getCoverDisplayCutout: "));
     log.waitFor("serialLogEnable: 0");
@@ -109,16 +109,16 @@ TEST_F(CutoutTest, AHangUpIsKeptAsAnEmptyCutout) {
 
 TEST_F(CutoutTest, ALongOneIsCutToItsBuffer) {
     bringUpWithout();
-    phone.setFault("on AT%GETBVCUTOUT answer \"\\r\\n" + std::string(3000, 'M') +
-                   "\\r\\nOK\\r\\n\" times 1");
+    phone.faults.set("on AT%GETBVCUTOUT answer \"\\r\\n" + std::string(3000, 'M') +
+                     "\\r\\nOK\\r\\n\" times 1");
     EXPECT_EQ(ask(), (Answer{Status::OK, std::string(1023, 'M')}));
 }
 
 // A failed command leaves no NUL in its buffer.
 TEST_F(CutoutTest, ALongOneOfAFailedCommandIsCutToItsBufferToo) {
     bringUpWithout();
-    phone.setFault("on AT%GETBVCUTOUT answer \"\\r\\n" + std::string(3000, 'M') +
-                   "\\r\\nERROR\\r\\n\" times 1");
+    phone.faults.set("on AT%GETBVCUTOUT answer \"\\r\\n" + std::string(3000, 'M') +
+                     "\\r\\nERROR\\r\\n\" times 1");
     EXPECT_EQ(ask(), (Answer{Status::FAIL, std::string(1024, 'M')}));
     EXPECT_EQ(ask(), (Answer{Status::OK, kCutout}));
 }
@@ -128,8 +128,8 @@ class TwoQueriesTest : public CutoutTest {
   protected:
     void askWith(const std::function<void()>& other) {
         bringUpWithout();
-        phone.setFault("on AT%GETBVCUTOUT error");
-        phone.setFault(R"(on AT%GETBVCUTOUT answer "\r\nM 1\r\nOK\r\n" times 1)");
+        phone.faults.set("on AT%GETBVCUTOUT error");
+        phone.faults.set(R"(on AT%GETBVCUTOUT answer "\r\nM 1\r\nOK\r\n" times 1)");
         blockLink();
         std::thread client([this] { ask(); });
         const auto isQuery = [](const support::LogLine& line) {

@@ -72,7 +72,7 @@ TEST_F(DisplayCyclesTest, AClientThatNeverRestsFindsTheDisplayUpAtTheEnd) {
     mark();
     ASSERT_EQ(service->setBrightness(200), Status::OK);
     awaitSent(200);
-    EXPECT_EQ(phone.coverState().screen.brightness, 200);
+    EXPECT_EQ(phone.cover.state().screen.brightness, 200);
 }
 
 }  // namespace

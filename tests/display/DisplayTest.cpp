@@ -49,9 +49,9 @@ std::vector<LogLine> DisplayTest::lines(const std::string& prefix) const {
 }
 
 void DisplayTest::setHotPlugPolls(int polls) {
-    cover::Options options = phone.coverOptions();
+    cover::Options options = phone.cover.options();
     options.hotPlugPolls = polls;
-    phone.setCoverOptions(options);
+    phone.cover.setOptions(options);
 }
 
 void DisplayTest::powerOn() {
@@ -68,14 +68,14 @@ void DisplayTest::awaitSent(int level) const {
 void DisplayTest::blockLink() {
     // A command without a time limit, whose answer is held back.
     static constexpr char kCommand[] = "AT%TCHNOTIFY=SD\r";
-    phone.setFault(R"(on AT%TCHNOTIFY=SD answer "" times 1)");
+    phone.faults.set(R"(on AT%TCHNOTIFY=SD answer "" times 1)");
     const uint64_t sent = journal.next();
     mBlocker = std::thread([this] { service->serialAtCmd(kCommand, nullptr, 0, nullptr); });
     journal.waitFor(phone::is(phone::Kind::TtyRx, kCommand), sent);
 }
 
 void DisplayTest::freeLink() {
-    phone.sendFromCover("\r\nOK\r\n");
+    phone.cover.send("\r\nOK\r\n");
     mBlocker.join();
 }
 

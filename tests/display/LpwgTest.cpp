@@ -21,7 +21,7 @@ using LpwgStatusTest = AttachedTest;
 TEST_F(LpwgStatusTest, GoesToTheCoverAsTwoNumbers) {
     EXPECT_EQ(service->setStatus({1, 0}), Status::OK);
     EXPECT_THAT(commands(from), ElementsAre("AT%TCHNOTIFY=LPWG_NOTIFY,1,0\r"));
-    EXPECT_EQ(phone.coverState().touch.lpwg.at(1), 0);
+    EXPECT_EQ(phone.cover.state().touch.lpwg.at(1), 0);
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "setStatus: AT%TCHNOTIFY=LPWG_NOTIFY,1,0\r "));
 }
 
@@ -33,13 +33,13 @@ TEST_F(LpwgStatusTest, IsNeitherInterpretedNorClamped) {
 }
 
 TEST_F(LpwgStatusTest, LogsTheAnswerAndDoesNotLookAtIt) {
-    phone.setFault(R"(on AT%TCHNOTIFY answer "\r\nno\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%TCHNOTIFY answer "\r\nno\r\nOK\r\n")");
     EXPECT_EQ(service->setStatus({1, 0}), Status::OK);
     EXPECT_TRUE(log.contains("setStatus: AT%TCHNOTIFY=LPWG_NOTIFY,1,0\r no"));
 }
 
 TEST_F(LpwgStatusTest, FailsWhenTheCoverRefuses) {
-    phone.setFault("on AT%TCHNOTIFY error");
+    phone.faults.set("on AT%TCHNOTIFY error");
     EXPECT_EQ(service->setStatus({1, 0}), Status::FAIL);
     EXPECT_FALSE(log.contains("setStatus: AT%TCHNOTIFY=LPWG_NOTIFY,1,0\r "));
 }
@@ -50,7 +50,7 @@ TEST_F(LpwgStatusTest, FailsWithoutACover) {
 }
 
 TEST_F(LpwgStatusTest, TakesAHangUpForSuccess) {
-    phone.setFault("on AT%TCHNOTIFY hangup");
+    phone.faults.set("on AT%TCHNOTIFY hangup");
     EXPECT_EQ(service->setStatus({1, 0}), Status::OK);
 }
 
@@ -116,7 +116,7 @@ TEST_F(LpwgCallbackTest, PutsTheStopSignalsHandlerBack) {
 // Meant: clearing stops the USB side, and never returns, since the worker waits on.
 TEST_F(LpwgCallbackTest, ThatIsClearedStopsTheUsbSideAndKeepsItsClientWaiting) {
     // The USB thread is where it can be joined.
-    phone.attachLoader();
+    phone.loader.attach();
     log.waitFor("usbDeviceAdded : normal dload mode");
     const sp<LpwgClient1_1> client = new LpwgClient1_1;
     registerClient(client);

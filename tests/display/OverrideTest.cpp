@@ -78,7 +78,7 @@ TEST_F(OverrideTest, AnAttachCallsTheOverriddenMethod) {
 TEST_F(OverrideTest, ACheckOfTheFirmwareAndADetachCallTheOverriddenMethods) {
     start(new OwnUpgrades);
     attach();
-    phone.setNode(std::string(phone::kFirmwareFolder) + "/BV330-V9_x.dfu", "image");
+    phone.files.set(std::string(phone::kFirmwareFolder) + "/BV330-V9_x.dfu", "image");
     EXPECT_EQ(service->checkFirmwareVersion(), Status::FAIL);
     detach();
     EXPECT_THAT(said(),

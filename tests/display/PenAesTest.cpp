@@ -28,7 +28,7 @@ TEST_F(PenAesTest, IsSetInTheCoverAlone) {
     EXPECT_EQ(service->setAesMode(2), Status::OK);
     EXPECT_THAT(told(from), ElementsAre("AT%TCHNOTIFY=SWTICH_AES,2\r"));
     EXPECT_THAT(lpwg->modes, IsEmpty());
-    EXPECT_EQ(phone.coverState().touch.aesMode, 2u);
+    EXPECT_EQ(phone.cover.state().touch.aesMode, 2u);
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "setAesMode: AT%TCHNOTIFY=SWTICH_AES,2\r "));
 }
 
@@ -40,7 +40,7 @@ TEST_F(PenAesTest, IsNotRangeTested) {
 }
 
 TEST_F(PenAesTest, FailsWhenTheCoverRefuses) {
-    phone.setFault("on AT%TCHNOTIFY error");
+    phone.faults.set("on AT%TCHNOTIFY error");
     EXPECT_EQ(service->setAesMode(1), Status::FAIL);
     EXPECT_FALSE(log.contains("setAesMode: AT%TCHNOTIFY=SWTICH_AES,1\r "));
 }
@@ -103,7 +103,7 @@ TEST_F(PenAesTest, IsManagedWhenTheLpwgServiceDies) {
 
 TEST_F(PenAesTest, IsManagedInTheOtherPlacesWhenTheCoverRefuses) {
     const sp<FakeLpwg> lpwg = serveLpwg();
-    phone.setFault("on AT%TCHNOTIFY error");
+    phone.faults.set("on AT%TCHNOTIFY error");
     EXPECT_EQ(service->manageAesMode(1), Status::FAIL);
     EXPECT_EQ(service->manageAesMode(2), Status::FAIL);
     EXPECT_THAT(told(from), ElementsAre("AT%TCHNOTIFY=SWTICH_AES,1\r", "aes_mode=0",
@@ -114,11 +114,11 @@ TEST_F(PenAesTest, IsManagedInTheOtherPlacesWhenTheCoverRefuses) {
 
 // Meant: the parameter's own failure shows nowhere but in its log line.
 TEST_F(PenAesTest, IsManagedWithoutTheKernelsParameterAndMakesNone) {
-    phone.removeNode(phone::kAesMode);
+    phone.files.remove(phone::kAesMode);
     EXPECT_EQ(service->manageAesMode(1), Status::OK);
     EXPECT_TRUE(
             log.contains(ANDROID_LOG_ERROR, std::string("File is not exist : ") + phone::kAesMode));
-    EXPECT_FALSE(phone.node(phone::kAesMode).has_value());
+    EXPECT_FALSE(phone.files.get(phone::kAesMode).has_value());
     expectSummary(0, 0);
 }
 

@@ -71,7 +71,7 @@ TEST_F(PowerTest, OnSwitchesPollsTellsTheKernelAndVotes) {
                             infoLine("setPowerStatus:HPD status changed :On, ret:3, trial:2"),
                             debugLine("Writing 1 0 to " + kPower)));
     EXPECT_TRUE(bv2_screen_on);
-    EXPECT_TRUE(phone.coverState().screen.on);
+    EXPECT_TRUE(phone.cover.state().screen.on);
 }
 
 TEST_F(PowerTest, OffSwitchesWithdrawsTheVoteAndTellsTheKernel) {
@@ -83,7 +83,7 @@ TEST_F(PowerTest, OffSwitchesWithdrawsTheVoteAndTellsTheKernel) {
     EXPECT_THAT(lines(), ElementsAre(infoLine("setPowerStatus: Bivista:"),
                                      debugLine("Writing 0 0 to " + kPower)));
     EXPECT_FALSE(bv2_screen_on);
-    EXPECT_FALSE(phone.coverState().screen.on);
+    EXPECT_FALSE(phone.cover.state().screen.on);
 }
 
 TEST_F(PowerTest, TheSecondNumberOfTheNodeIsTheCallers) {
@@ -97,7 +97,7 @@ TEST_F(PowerTest, TheSecondNumberOfTheNodeIsTheCallers) {
 TEST_F(PowerTest, TheAnswersAreLogged) {
     bringUp();
     setHotPlugPolls(0);
-    phone.setFault(answering("AT%BV", R"(Well done\r\nOK)"));
+    phone.faults.set(answering("AT%BV", R"(Well done\r\nOK)"));
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_EQ(power(false), Status::OK);
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "setPowerStatus: Bivista : Well done, ret:10"));
@@ -160,7 +160,7 @@ TEST_F(PowerTest, AnOffThatFailsTellsTheKernelAllTheSame) {
     powerOn();
     service->setRgbTune(5, 5, 5, 5);
     fillQueue({10, 20});
-    phone.setFault(answering("AT%BV=0", R"(busy\r\nERROR)"));
+    phone.faults.set(answering("AT%BV=0", R"(busy\r\nERROR)"));
     mark();
     EXPECT_EQ(power(false, true), Status::FAIL);
     EXPECT_THAT(commands(), ElementsAre("AT%BV=0\r"));
@@ -210,7 +210,7 @@ class HotPlugTest : public PowerTest, public testing::WithParamInterface<HotPlug
 // Meant: two characters are compared, so that whatever begins with them counts.
 TEST_P(HotPlugTest, IsOnWhenItBeginsSo) {
     bringUp();
-    phone.setFault(answering("AT%HPD", GetParam().lines));
+    phone.faults.set(answering("AT%HPD", GetParam().lines));
     EXPECT_EQ(power(true), GetParam().on ? Status::OK : Status::FAIL);
     EXPECT_EQ(bv2_screen_on, GetParam().on);
     const std::string shown = GetParam().shown;
@@ -241,7 +241,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(PowerTest, ALogLineAheadOfTheAnswerDoesNotCount) {
     bringUp();
     setHotPlugPolls(10);
-    phone.setFault(R"(on AT%HPD before "On fire")");
+    phone.faults.set(R"(on AT%HPD before "On fire")");
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_TRUE(log.contains("setPowerStatus: HPD Status failed Status:Off, trial:10"));
 }
@@ -249,7 +249,7 @@ TEST_F(PowerTest, ALogLineAheadOfTheAnswerDoesNotCount) {
 // Meant: without the blank line that starts an answer nothing tells the log from it.
 TEST_F(PowerTest, ALogLineAheadOfAnAnswerWithoutABlankLineCounts) {
     bringUp();
-    phone.setFault(R"(on AT%HPD answer "On fire\r\nOff\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%HPD answer "On fire\r\nOff\r\nOK\r\n")");
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_TRUE(log.contains("setPowerStatus:HPD status changed :On fire\nOff, ret:12, trial:0"));
 }
@@ -257,7 +257,7 @@ TEST_F(PowerTest, ALogLineAheadOfAnAnswerWithoutABlankLineCounts) {
 TEST_F(PowerTest, APollThatFailsCountsAsATrial) {
     bringUp();
     setHotPlugPolls(0);
-    phone.setFault(answering("AT%HPD", R"(On but busy\r\nERROR)") + " times 2");
+    phone.faults.set(answering("AT%HPD", R"(On but busy\r\nERROR)") + " times 2");
     EXPECT_EQ(power(true), Status::OK);
     const auto failed = errorLine("setPowerStatus: failed to serial AtCmd: On but busy\n, ret: -1");
     EXPECT_THAT(lines(),
@@ -268,8 +268,8 @@ TEST_F(PowerTest, APollThatFailsCountsAsATrial) {
 
 TEST_F(PowerTest, EachPollStartsWithAnEmptyAnswer) {
     bringUp();
-    phone.setFault(answering("AT%HPD", "OK"));
-    phone.setFault(answering("AT%HPD", R"(Offline\r\nOK)") + " times 9");
+    phone.faults.set(answering("AT%HPD", "OK"));
+    phone.faults.set(answering("AT%HPD", R"(Offline\r\nOK)") + " times 9");
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_THAT(lines(),
                 ElementsAre(infoLine("setPowerStatus: Bivista : , ret:0"),
@@ -279,7 +279,7 @@ TEST_F(PowerTest, EachPollStartsWithAnEmptyAnswer) {
 // Meant: a hang-up counts as an answer, though not as one that says "On".
 TEST_F(PowerTest, ACoverThatHangsUpInAPollUsesUpTheTrials) {
     bringUp();
-    phone.setFault("on AT%HPD hangup times 1");
+    phone.faults.set("on AT%HPD hangup times 1");
     EXPECT_EQ(power(true), Status::FAIL);
     std::vector<support::LogLine> expected(
             9, errorLine("setPowerStatus: failed to serial AtCmd: , ret: -1"));
@@ -292,7 +292,7 @@ TEST_F(PowerTest, ACoverThatHangsUpInAPollUsesUpTheTrials) {
 // Meant: a hang-up counts as a success of the command, so that it is polled.
 TEST_F(PowerTest, ACoverThatHangsUpAtTheSwitchIsPolled) {
     bringUp();
-    phone.setFault("on AT%BV=1 hangup times 1");
+    phone.faults.set("on AT%BV=1 hangup times 1");
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "setPowerStatus: Bivista : , ret:1"));
     EXPECT_THAT(lines("setPowerStatus: failed to serial AtCmd"), SizeIs(10));
@@ -301,7 +301,7 @@ TEST_F(PowerTest, ACoverThatHangsUpAtTheSwitchIsPolled) {
 TEST_F(PowerTest, ACoverThatHangsUpAtTheSwitchOffIsOff) {
     bringUp();
     powerOn();
-    phone.setFault("on AT%BV=0 hangup times 1");
+    phone.faults.set("on AT%BV=0 hangup times 1");
     EXPECT_EQ(power(false), Status::OK);
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "setPowerStatus: Bivista:"));
     EXPECT_FALSE(bv2_screen_on);
@@ -309,7 +309,7 @@ TEST_F(PowerTest, ACoverThatHangsUpAtTheSwitchOffIsOff) {
 
 TEST_F(PowerTest, ASwitchThatFailsIsNotPolled) {
     bringUp();
-    phone.setFault(answering("AT%BV=1", R"(busy\r\nERROR)"));
+    phone.faults.set(answering("AT%BV=1", R"(busy\r\nERROR)"));
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_THAT(commands(), ElementsAre("AT%LOGSAVE=3\r", "AT%BV=1\r"));
     EXPECT_THAT(lines(), ElementsAre(infoLine("setPowerStatus: Bivista : busy\n, ret:-1"),
@@ -322,7 +322,7 @@ TEST_F(PowerTest, ASwitchThatFailsIsNotPolled) {
 // An answer longer than its buffer leaves no NUL when the command fails.
 TEST_F(PowerTest, AnAnswerLongerThanItsBufferIsLoggedWithinIt) {
     bringUp();
-    phone.setFault(answering("AT%BV=", std::string(3000, 'x') + R"(\r\nERROR)"));
+    phone.faults.set(answering("AT%BV=", std::string(3000, 'x') + R"(\r\nERROR)"));
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_EQ(power(false), Status::FAIL);
     const std::string shown(900, 'x');
@@ -334,7 +334,7 @@ TEST_F(PowerTest, AnAnswerLongerThanItsBufferIsLoggedWithinIt) {
 TEST_F(PowerTest, ACoverThatRejectsItsLogIsSwitchedOnAllTheSame) {
     bringUp();
     setHotPlugPolls(0);
-    phone.setFault("on AT%LOGSAVE= error");
+    phone.faults.set("on AT%LOGSAVE= error");
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_THAT(lines(),
                 ElementsAre(errorLine("setPowerStatus: failed to enable log: Protocol not "
@@ -345,19 +345,19 @@ TEST_F(PowerTest, ACoverThatRejectsItsLogIsSwitchedOnAllTheSame) {
 }
 
 TEST_F(PowerTest, TheLogIsAskedForAsThePropertiesSay) {
-    phone.setProperty("persist.vendor.qmx.service.kernel.enable", "1");
+    phone.properties.set("persist.vendor.qmx.service.kernel.enable", "1");
     bringUp();
     setHotPlugPolls(0);
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_EQ(commands().at(0), "AT%LOGSAVE=0\r");
-    phone.setProperty("persist.vendor.qmx.dd.uart.enable", "1");
+    phone.properties.set("persist.vendor.qmx.dd.uart.enable", "1");
     mark();
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_EQ(commands().at(0), "AT%LOGSAVE=2\r");
 }
 
 TEST_F(PowerTest, PropertiesThatCannotBeReadLeaveTheLogOff) {
-    phone.setNode(phone::kPropertyFile, "\n=\npersist.vendor.qmx.service.kernel.enable\n\xff");
+    phone.files.set(phone::kPropertyFile, "\n=\npersist.vendor.qmx.service.kernel.enable\n\xff");
     bringUp();
     setHotPlugPolls(0);
     EXPECT_EQ(power(true), Status::OK);
@@ -368,7 +368,7 @@ TEST_F(PowerTest, PropertiesThatCannotBeReadLeaveTheLogOff) {
 TEST_F(PowerTest, ASecondOnThatFailsLeavesTheScreenOn) {
     bringUp();
     powerOn();
-    phone.setFault(answering("AT%HPD", R"(Off\r\nOK)"));
+    phone.faults.set(answering("AT%HPD", R"(Off\r\nOK)"));
     EXPECT_EQ(power(true), Status::FAIL);
     EXPECT_THAT(lines(), ElementsAre(infoLine("setPowerStatus: Bivista : , ret:0")));
     EXPECT_TRUE(bv2_screen_on);
@@ -380,7 +380,7 @@ TEST_F(PowerTest, ASecondOnThatFailsLeavesTheScreenOn) {
 TEST_F(PowerTest, ANodeThatCannotBeWrittenChangesNothingElse) {
     bringUp();
     setHotPlugPolls(0);
-    phone.setFault("node " + kPower + " unwritable");
+    phone.faults.set("node " + kPower + " unwritable");
     EXPECT_EQ(power(true), Status::OK);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Cannot open path: " + kPower));
     EXPECT_TRUE(bv2_screen_on);

@@ -207,7 +207,7 @@ TEST_F(ScreenInterpositionTest, OffSleepsTenMillisecondsBetweenVoteAndNode) {
 TEST_F(ScreenInterpositionTest, AnOffThatFailsSleepsBeforeTheNodeToo) {
     bringUp();
     powerOn();
-    phone.setFault("on AT%BV=0 error");
+    phone.faults.set("on AT%BV=0 error");
     std::vector<useconds_t> sleeps;
     onSleep = [&](useconds_t time) {
         sleeps.push_back(time);

@@ -51,7 +51,9 @@ class TouchDiagnosticsTest : public AttachedTest, public testing::WithParamInter
         EXPECT_EQ(outcome.results, 1);
         return outcome;
     }
-    void answer(const std::string& bytes) { phone.setFault("on AT%TCH answer \"" + bytes + "\""); }
+    void answer(const std::string& bytes) {
+        phone.faults.set("on AT%TCH answer \"" + bytes + "\"");
+    }
     // The text that the client got; the expected one for a method that has none.
     static std::string textOf(const Outcome& outcome, const std::string& expected) {
         return outcome.text.value_or(expected);
@@ -118,7 +120,7 @@ TEST_P(TouchDiagnosticsTest, FailsWithoutACover) {
 
 TEST_P(TouchDiagnosticsTest, TakesAHangUpForSuccess) {
     answer(R"(\r\none\r\n)");
-    phone.setFault("on AT%TCH hangup after 7");
+    phone.faults.set("on AT%TCH hangup after 7");
     const Outcome outcome = call();
     EXPECT_EQ(outcome.status, Status::OK);
     EXPECT_EQ(textOf(outcome, "one\n"), "one\n");
@@ -127,7 +129,7 @@ TEST_P(TouchDiagnosticsTest, TakesAHangUpForSuccess) {
 // A hang-up in an answer that fills the buffer leaves no room for a NUL.
 TEST_P(TouchDiagnosticsTest, PassesOnAnAnswerThatFillsTheBuffer) {
     answer("\\r\\n" + std::string(1000, 'x') + "\\r\\n" + std::string(1000, 'y') + "\\r\\n");
-    phone.setFault("on AT%TCH hangup after 2006");
+    phone.faults.set("on AT%TCH hangup after 2006");
     const std::string expected = std::string(1000, 'x') + "\n" + std::string(23, 'y');
     EXPECT_EQ(textOf(call(), expected), expected);
 }

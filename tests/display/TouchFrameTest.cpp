@@ -60,7 +60,7 @@ class TouchFrameTest : public AttachedTest, public testing::WithParamInterface<F
     Status call() { return GetParam().call(*service); }
     // The answer's bytes are spelt as faults spell them.
     void answer(const std::string& bytes) {
-        phone.setFault("on AT%TCHDEBUG answer \"" + bytes + "\"");
+        phone.faults.set("on AT%TCHDEBUG answer \"" + bytes + "\"");
     }
     // What the method itself logged, without its name.
     std::vector<std::string> frameLines() const {
@@ -119,7 +119,7 @@ TEST_P(TouchFrameTest, IsCutAt4096Bytes) {
 
 TEST_P(TouchFrameTest, OfAHangUpIsLoggedAsFarAsItCame) {
     answer(R"(\r\n1 2\r\n3 4\r\n)");
-    phone.setFault("on AT%TCHDEBUG hangup after 12");
+    phone.faults.set("on AT%TCHDEBUG hangup after 12");
     EXPECT_EQ(call(), Status::OK);
     EXPECT_THAT(frameLines(), ElementsAre("1 2\n", "3 4\n"));
 }

@@ -11,20 +11,20 @@ using TouchPerformanceTest = AttachedTest;
 
 TEST_F(TouchPerformanceTest, IsSwitchedOnAndOff) {
     EXPECT_EQ(service->set_touch_perf(true), Status::OK);
-    EXPECT_TRUE(phone.coverState().touch.performance);
+    EXPECT_TRUE(phone.cover.state().touch.performance);
     EXPECT_EQ(service->set_touch_perf(false), Status::OK);
-    EXPECT_FALSE(phone.coverState().touch.performance);
+    EXPECT_FALSE(phone.cover.state().touch.performance);
     EXPECT_THAT(commands(from), ElementsAre("AT%TCPERF=1\r", "AT%TCPERF=0\r"));
 }
 
 TEST_F(TouchPerformanceTest, LogsTheAnswerAndTheResult) {
-    phone.setFault(R"(on AT%TCPERF answer "\r\ndone\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%TCPERF answer "\r\ndone\r\nOK\r\n")");
     EXPECT_EQ(service->set_touch_perf(true), Status::OK);
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "set_touch_perf: Bivista send TCPERF: done, ret:5"));
 }
 
 TEST_F(TouchPerformanceTest, LogsAlsoAFailedResult) {
-    phone.setFault(R"(on AT%TCPERF answer "\r\nno\r\nERROR\r\n")");
+    phone.faults.set(R"(on AT%TCPERF answer "\r\nno\r\nERROR\r\n")");
     EXPECT_EQ(service->set_touch_perf(true), Status::FAIL);
     const size_t at =
             log.waitFor(ANDROID_LOG_INFO, "set_touch_perf: Bivista send TCPERF: no\n, ret:-1");
@@ -32,7 +32,7 @@ TEST_F(TouchPerformanceTest, LogsAlsoAFailedResult) {
 }
 
 TEST_F(TouchPerformanceTest, TakesAHangUpForSuccess) {
-    phone.setFault("on AT%TCPERF hangup");
+    phone.faults.set("on AT%TCPERF hangup");
     EXPECT_EQ(service->set_touch_perf(false), Status::OK);
     EXPECT_TRUE(log.contains("set_touch_perf: Bivista send TCPERF: , ret:1"));
 }

@@ -41,7 +41,7 @@ class TouchResultsTest : public AttachedTest {
     }
     Status fetch() { return service->getTestResults(); }
     void answer(const std::string& lines) {
-        phone.setFault("on AT%TCHNOTIFY=PULL answer \"\\r\\n" + lines + "OK\\r\\n\" times 1");
+        phone.faults.set("on AT%TCHNOTIFY=PULL answer \"\\r\\n" + lines + "OK\\r\\n\" times 1");
     }
     static std::string results() {
         std::ifstream file(kPath, std::ios::binary);
@@ -106,7 +106,7 @@ TEST_F(TouchResultsTest, MayBeEmpty) {
 
 TEST_F(TouchResultsTest, LeaveTheFileAloneWhenTheCoverRefuses) {
     std::ofstream(kPath) << "before\n";
-    phone.setFault("on AT%TCHNOTIFY=PULL error");
+    phone.faults.set("on AT%TCHNOTIFY=PULL error");
     EXPECT_EQ(fetch(), Status::FAIL);
     EXPECT_EQ(results(), "before\n");
     EXPECT_FALSE(log.contains(std::string("can open path: ") + kPath));
@@ -128,14 +128,14 @@ TEST_F(TouchResultsTest, FailWithoutTheFolder) {
 
 TEST_F(TouchResultsTest, FailWhenTheFileCannotBeWritten) {
     std::ofstream(kPath) << "before\n";
-    phone.setFault(std::string("node ") + kPath + " unwritable");
+    phone.faults.set(std::string("node ") + kPath + " unwritable");
     EXPECT_EQ(fetch(), Status::FAIL);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, std::string("Cannot open path: ") + kPath));
     EXPECT_EQ(results(), "before\n");
 }
 
 TEST_F(TouchResultsTest, FailWhenTheFileCannotBeMade) {
-    phone.setFault(std::string("node ") + kPath + " unwritable");
+    phone.faults.set(std::string("node ") + kPath + " unwritable");
     EXPECT_EQ(fetch(), Status::FAIL);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, std::string("Cannot open path: ") + kPath));
     EXPECT_FALSE(fs::exists(kPath));
@@ -143,7 +143,7 @@ TEST_F(TouchResultsTest, FailWhenTheFileCannotBeMade) {
 
 // Meant: what the file does not take is lost without a word.
 TEST_F(TouchResultsTest, DoNotFailWhenTheDiskIsFull) {
-    phone.setFault(std::string("node ") + kPath + " eio");
+    phone.faults.set(std::string("node ") + kPath + " eio");
     EXPECT_EQ(fetch(), Status::OK);
     EXPECT_EQ(results(), "");
     EXPECT_EQ(mode(), 0644u);
@@ -159,8 +159,8 @@ TEST_F(TouchResultsTest, FailWhenTheFileCannotBeOpenedToAll) {
 }
 
 TEST_F(TouchResultsTest, OfAHangUpAreKeptAsFarAsTheyCame) {
-    phone.setFault(R"(on AT%TCHNOTIFY=PULL answer "\r\none\r\n")");
-    phone.setFault("on AT%TCHNOTIFY=PULL hangup after 7");
+    phone.faults.set(R"(on AT%TCHNOTIFY=PULL answer "\r\none\r\n")");
+    phone.faults.set("on AT%TCHNOTIFY=PULL hangup after 7");
     EXPECT_EQ(fetch(), Status::OK);
     EXPECT_EQ(results(), "one\n");
 }

@@ -10,7 +10,7 @@ using testing::IsEmpty;
 class TouchUpdateStateTest : public AttachedTest {
   protected:
     Status update(const std::string& node) {
-        phone.setNode(phone::kUpdateState, node);
+        phone.files.set(phone::kUpdateState, node);
         return service->bv_update_state();
     }
     void expectSummary(int status, int nodeError) const {
@@ -23,7 +23,7 @@ class TouchUpdateStateTest : public AttachedTest {
 TEST_F(TouchUpdateStateTest, IsSentInOneCommand) {
     EXPECT_EQ(update("3 1 0\n"), Status::OK);
     EXPECT_THAT(commands(from), ElementsAre("AT%TCHUPDATE=UPDATE_STATE,3,1,0\r"));
-    EXPECT_THAT(phone.coverState().touch.updateState, ElementsAre(3, 1, 0));
+    EXPECT_THAT(phone.cover.state().touch.updateState, ElementsAre(3, 1, 0));
     EXPECT_TRUE(
             log.contains(ANDROID_LOG_DEBUG, "bv_update_state: AT%TCHUPDATE=UPDATE_STATE,3,1,0\r "));
     expectSummary(0, 0);
@@ -40,21 +40,21 @@ TEST_F(TouchUpdateStateTest, IsSentUpToTheFirstWord) {
 }
 
 TEST_F(TouchUpdateStateTest, FailsWithoutItsNode) {
-    phone.removeNode(phone::kUpdateState);
+    phone.files.remove(phone::kUpdateState);
     EXPECT_EQ(service->bv_update_state(), Status::FAIL);
     EXPECT_THAT(commands(from), IsEmpty());
     expectSummary(1, -1);
 }
 
 TEST_F(TouchUpdateStateTest, FailsWhenItsNodeIsNotReadable) {
-    phone.setFault(std::string("node ") + phone::kUpdateState + " unreadable");
+    phone.faults.set(std::string("node ") + phone::kUpdateState + " unreadable");
     EXPECT_EQ(service->bv_update_state(), Status::FAIL);
     EXPECT_THAT(commands(from), IsEmpty());
     expectSummary(1, -4);
 }
 
 TEST_F(TouchUpdateStateTest, FailsWhenTheCoverRefuses) {
-    phone.setFault("on AT%TCHUPDATE error");
+    phone.faults.set("on AT%TCHUPDATE error");
     EXPECT_EQ(update("1"), Status::FAIL);
     expectSummary(1, 0);
     EXPECT_FALSE(log.contains("bv_update_state: AT%TCHUPDATE=UPDATE_STATE,1\r "));
@@ -67,7 +67,7 @@ TEST_F(TouchUpdateStateTest, FailsWithoutACover) {
 }
 
 TEST_F(TouchUpdateStateTest, TakesAHangUpForSuccess) {
-    phone.setFault("on AT%TCHUPDATE hangup");
+    phone.faults.set("on AT%TCHUPDATE hangup");
     EXPECT_EQ(update("1"), Status::OK);
     expectSummary(0, 0);
 }

@@ -152,7 +152,7 @@ TEST_F(UeventMonitorTest, TheEventTextBeginsBehindTheKeyWhereverThatIs) {
 TEST_F(UeventMonitorTest, TheLongestEventOfTheKernelIsHandled) {
     registerClient(client);
     std::string event = std::string(kOurs) + '\0' + "TOUCH_GESTURE_WAKEUP=";
-    event += std::string(phone::UeventSender::kLimit - event.size() - 1, 'x') + '\0';
+    event += std::string(phone::kLongestUevent - event.size() - 1, 'x') + '\0';
     phone::UeventSender().throughKernel(event);
     handled();
     EXPECT_THAT(client->calls(), ElementsAre(LpwgCall{1, -1, -1}));
@@ -197,7 +197,7 @@ TEST_F(UeventMonitorTest, ReportsAClientThatDiedAndGoesOn) {
 
 TEST_F(UeventMonitorTest, PenMode1GoesToTheCoverThenToTheKernel) {
     attachAndRegister();
-    phone.setNode(phone::kAesMode, "7\n");
+    phone.files.set(phone::kAesMode, "7\n");
     raiseEvent("SWITCH_AES_TO_1");
     const std::vector<std::string> lines = handled();
     EXPECT_THAT(lines, Contains("status = 0"));
@@ -232,7 +232,7 @@ TEST_F(UeventMonitorTest, PenModeBothIsManagedAndWrittenOnce) {
 
 TEST_F(UeventMonitorTest, TheKernelKeepsItsPenModeWhenTheCoverRefuses) {
     attachAndRegister();
-    phone.setFault("on AT%TCHNOTIFY error");
+    phone.faults.set("on AT%TCHNOTIFY error");
     raiseEvent("SWITCH_AES_TO_1");
     raiseEvent("SWITCH_AES_TO_2");
     EXPECT_THAT(handled(), Contains("status = 1").Times(2));
@@ -249,7 +249,7 @@ TEST_F(UeventMonitorTest, TheKernelKeepsItsPenModeWithoutACover) {
 // A hang-up counts as the cover's consent.
 TEST_F(UeventMonitorTest, TheKernelGetsThePenModeOfACoverThatHungUp) {
     attachAndRegister();
-    phone.setFault("on AT%TCHNOTIFY hangup");
+    phone.faults.set("on AT%TCHNOTIFY hangup");
     raiseEvent("SWITCH_AES_TO_2");
     EXPECT_THAT(handled(), Contains("status = 0"));
     EXPECT_THAT(told(from), Contains("aes_mode=2"));
@@ -257,16 +257,16 @@ TEST_F(UeventMonitorTest, TheKernelGetsThePenModeOfACoverThatHungUp) {
 
 TEST_F(UeventMonitorTest, ThePenParameterIsMadeWhenItIsMissing) {
     attachAndRegister();
-    phone.removeNode(phone::kAesMode);
+    phone.files.remove(phone::kAesMode);
     raiseEvent("SWITCH_AES_TO_1");
     handled();
     EXPECT_THAT(told(from), Contains("aes_mode=0"));
-    EXPECT_EQ(phone.node(phone::kAesMode), "0");
+    EXPECT_EQ(phone.files.get(phone::kAesMode), "0");
 }
 
 TEST_F(UeventMonitorTest, TheTouchUpdateStateGoesToTheCover) {
     attachAndRegister();
-    phone.setNode(phone::kUpdateState, "4 5\n");
+    phone.files.set(phone::kUpdateState, "4 5\n");
     raiseEvent("BV_UPDATE_STATE");
     EXPECT_THAT(handled(), Contains("status = 0"));
     EXPECT_THAT(told(from), ElementsAre("AT%TCHUPDATE=UPDATE_STATE,4,5\r"));
@@ -276,7 +276,7 @@ TEST_F(UeventMonitorTest, TheTouchUpdateStateGoesToTheCover) {
 
 TEST_F(UeventMonitorTest, ATouchUpdateStateThatCannotBeReadIsReported) {
     attachAndRegister();
-    phone.removeNode(phone::kUpdateState);
+    phone.files.remove(phone::kUpdateState);
     raiseEvent("BV_UPDATE_STATE");
     EXPECT_THAT(handled(), Contains("status = 1"));
     EXPECT_THAT(told(from), IsEmpty());

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "emulator/phone/UeventSender.h"
+#include "emulator/phone/world/UeventSender.h"
 #include "tests/display/LpwgClients.h"
 #include "tests/kernel/ServiceTest.h"
 

@@ -61,7 +61,7 @@ TEST_F(AtCommandServiceTest, AnswersWithoutCallback) {
 }
 
 TEST_F(AtCommandServiceTest, PassesEachLineToTheCallback) {
-    phone.setFault(R"(on AT%SWV answer "\r\none\r\ntwo\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\none\r\ntwo\r\nOK\r\n")");
     const sp<LineRecorder> cb = new LineRecorder;
     const Answer answer = sendAt("AT%SWV", cb);
     EXPECT_EQ(answer.response, "one\ntwo");
@@ -128,18 +128,18 @@ TEST_F(AtCommandServiceTest, FailsWithoutACover) {
 }
 
 TEST_F(AtCommandServiceTest, FailsOnATimeOut) {
-    phone.setFault("on AT%SWV silent times 1");
+    phone.faults.set("on AT%SWV silent times 1");
     EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::FAIL);
 }
 
 // Meant: a hang-up counts as success, with what was stored.
 TEST_F(AtCommandServiceTest, TakesAHangUpForSuccess) {
-    phone.setFault("on AT%SWV hangup");
+    phone.faults.set("on AT%SWV hangup");
     EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::OK);
 }
 
 TEST_F(AtCommandServiceTest, DeliversWhatWasStoredBeforeAFailure) {
-    phone.setFault(R"(on AT%SWV answer "\r\npartial\r\nERROR\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\npartial\r\nERROR\r\n")");
     const Answer answer = sendAt("AT%SWV", nullptr);
     EXPECT_EQ(answer.status, Status::FAIL);
     EXPECT_EQ(answer.response, "partial\n");
@@ -147,8 +147,8 @@ TEST_F(AtCommandServiceTest, DeliversWhatWasStoredBeforeAFailure) {
 
 // The buffer is full and its last byte is no NUL, since the command failed.
 TEST_F(AtCommandServiceTest, StaysInsideItsBufferWhenALongAnswerFails) {
-    phone.setFault("on AT%SWV answer \"\\r\\n" + std::string(900, 'a') + "\\r\\n" +
-                   std::string(900, 'b') + "\\r\\nERROR\\r\\n\"");
+    phone.faults.set("on AT%SWV answer \"\\r\\n" + std::string(900, 'a') + "\\r\\n" +
+                     std::string(900, 'b') + "\\r\\nERROR\\r\\n\"");
     const Answer answer = sendAt("AT%SWV", nullptr);
     EXPECT_EQ(answer.status, Status::FAIL);
     EXPECT_EQ(answer.response, std::string(900, 'a') + "\n" + std::string(123, 'b'));
@@ -158,7 +158,7 @@ TEST_F(AtCommandServiceTest, StaysInsideItsBufferWhenALongAnswerFails) {
 TEST_F(AtCommandServiceTest, AnExtraOkShiftsEveryLaterAnswerUntilTheCoverIsReplugged) {
     const std::string cutout = sendAt("AT%GETBVCUTOUT", nullptr).response;
     ASSERT_NE(cutout, "");
-    phone.setFault(R"(on AT%SWV after "OK" times 1)");
+    phone.faults.set(R"(on AT%SWV after "OK" times 1)");
     EXPECT_EQ(sendAt("AT%SWV", nullptr).response, kVersion);
     log.clear();
     const Answer empty = sendAt("AT%GETBVCUTOUT", nullptr);
@@ -173,7 +173,7 @@ TEST_F(AtCommandServiceTest, AnExtraOkShiftsEveryLaterAnswerUntilTheCoverIsReplu
 }
 
 TEST_F(AtCommandServiceTest, AnOkWhileThePortIsClosedAnswersTheNextCommand) {
-    phone.sendFromCover("\r\nOK\r\n");
+    phone.cover.send("\r\nOK\r\n");
     EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).status, Status::OK);
     EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::FAIL) << "that of AT%NOSUCH";
     EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).response, kVersion);
@@ -193,7 +193,7 @@ TEST_F(AtCommandServiceTest, ACarriageReturnInsideACommandShiftsTheAnswersOfAllC
 }
 
 TEST_F(AtCommandServiceTest, CutsALineAtItsNul) {
-    phone.setFault(R"(on AT%SWV answer "\r\nab\x00cd\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\nab\x00cd\r\nOK\r\n")");
     const sp<LineRecorder> cb = new LineRecorder;
     const Answer answer = sendAt("AT%SWV", cb);
     EXPECT_THAT(cb->lines, ElementsAre("ab"));

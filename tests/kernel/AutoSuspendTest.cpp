@@ -92,7 +92,7 @@ TEST_F(AutoSuspendTest, AnExchangeInsideAnotherUsersVoteWritesNothing) {
 }
 
 TEST_F(AutoSuspendTest, ReturnsTheFailedOpen) {
-    phone.setFault(std::string("node ") + kPowerControl + " missing");
+    phone.faults.set(std::string("node ") + kPowerControl + " missing");
     EXPECT_EQ(vote(), -1);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
@@ -101,7 +101,7 @@ TEST_F(AutoSuspendTest, ReturnsTheFailedOpen) {
 }
 
 TEST_F(AutoSuspendTest, ReturnsTheFailedWrite) {
-    phone.setFault(std::string("node ") + kPowerControl + " eio");
+    phone.faults.set(std::string("node ") + kPowerControl + " eio");
     EXPECT_EQ(vote(), -1);
     EXPECT_EQ(errno, EIO);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
@@ -109,7 +109,7 @@ TEST_F(AutoSuspendTest, ReturnsTheFailedWrite) {
 }
 
 TEST_F(AutoSuspendTest, AnExchangeGoesOnWithoutItsControlFile) {
-    phone.setFault(std::string("node ") + kPowerControl + " missing");
+    phone.faults.set(std::string("node ") + kPowerControl + " missing");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
@@ -123,8 +123,8 @@ TEST_F(AutoSuspendTest, FailsWithoutATty) {
 }
 
 TEST_F(AutoSuspendTest, AVoteLeftByATimeOutIsResetByTheNextAttachment) {
-    phone.setFault("on AT%SWV silent times 1");
-    phone.setFault(std::string("node ") + phone::kRecovery + " missing");
+    phone.faults.set("on AT%SWV silent times 1");
+    phone.faults.set(std::string("node ") + phone::kRecovery + " missing");
     EXPECT_EQ(send("AT%SWV\r").error, ETIME);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
                              "usbRecovery: failed to open mode: No such file or directory"));
@@ -152,8 +152,8 @@ TEST_F(UsbDriverTest, WritesOneByteToEachNode) {
 
 TEST_F(UsbDriverTest, ReportsNodesThatCannotBeUsed) {
     start();
-    phone.setFault(std::string("node ") + phone::kHalReady + " missing");
-    phone.setFault(std::string("node ") + phone::kRecovery + " eio");
+    phone.faults.set(std::string("node ") + phone::kHalReady + " missing");
+    phone.faults.set(std::string("node ") + phone::kRecovery + " eio");
     EXPECT_EQ(service->usbReady(), -1);
     EXPECT_EQ(service->usbRecovery(), -1);
     EXPECT_TRUE(log.contains("usbReady: failed to open mode: No such file or directory"));
@@ -162,9 +162,9 @@ TEST_F(UsbDriverTest, ReportsNodesThatCannotBeUsed) {
 
 TEST_F(UsbDriverTest, CreatesNoNode) {
     start();
-    phone.removeNode(phone::kHalReady);
+    phone.files.remove(phone::kHalReady);
     EXPECT_EQ(service->usbReady(), -1);
-    EXPECT_FALSE(phone.node(phone::kHalReady).has_value());
+    EXPECT_FALSE(phone.files.get(phone::kHalReady).has_value());
 }
 
 }  // namespace

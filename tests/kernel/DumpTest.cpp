@@ -104,19 +104,19 @@ TEST_F(DumpTest, TellsOfACover) {
 
 TEST_F(DumpTest, TellsWhetherTheCoversLogIsCapturedAtTheMoment) {
     const auto isRunning = [&] { return dumpJson()["serial"]["logRunning"] == true; };
-    phone.setProperty("persist.vendor.qmx.service.kernel.enable", "1");
-    phone.wakeLock(false);
+    phone.properties.set("persist.vendor.qmx.service.kernel.enable", "1");
+    phone.files.setWakeLock(false);
     start();
     attach();
     EXPECT_EQ(dumpJson()["serial"]["logAsked"], true);
     EXPECT_FALSE(isRunning()) << "with the display off nothing is read";
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     while (!isRunning()) {
     }
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     while (isRunning()) {
     }
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     while (!isRunning()) {
     }
     detach();
@@ -139,14 +139,14 @@ TEST_F(DumpTest, TellsOfALoader) {
     start();
     attach();
     EXPECT_FALSE(isThere());
-    phone.attachLoader();
+    phone.loader.attach();
     while (!isThere()) {
     }
-    phone.detachCover();
+    phone.cover.detach();
     while (dumpJson()["usb"]["attached"] == true) {
     }
     EXPECT_TRUE(isThere()) << "the cover went, and not the loader";
-    phone.detachLoader();
+    phone.loader.detach();
     while (isThere()) {
     }
 }
@@ -159,7 +159,7 @@ TEST_F(DumpTest, TellsTheLastUpgradeOrder) {
     EXPECT_EQ(orderOf(dumpJson()), "2 CANCEL OK");
     service->doRecoveryUpgrade();
     EXPECT_EQ(orderOf(dumpJson()), "3 RECOVERY OK");
-    phone.removeNode(phone::kFirmwareWrite);
+    phone.files.remove(phone::kFirmwareWrite);
     service->doFirmwareUpgrade();
     EXPECT_EQ(orderOf(nlohmann::json::parse(dump({"--json", "--reset"}))), "4 UPGRADE FAIL");
     EXPECT_EQ(orderOf(dumpJson()), "4 UPGRADE FAIL") << "a reset leaves it";
@@ -186,7 +186,7 @@ TEST_F(DumpTest, TellsTheLastCommandThatFailed) {
     EXPECT_EQ(failureOf(dumpJson()), "AT%<0x1B>: Invalid argument");
     send("AT%NONSENSE=1\r");
     EXPECT_EQ(failureOf(dumpJson()), "AT%NONSENSE: Command not supported");
-    phone.setFault("on AT%HPD silent times 1");
+    phone.faults.set("on AT%HPD silent times 1");
     send("AT%HPD\r");
     EXPECT_EQ(failureOf(dumpJson()), "AT%HPD: Timer expired");
     EXPECT_GE(dumpJson()["lastFailure"]["secondsAgo"], 0);
@@ -287,7 +287,7 @@ TEST_F(DumpTest, CountsCommandsThatTheCoverRejects) {
 TEST_F(DumpTest, CountsTimeOutsAndRecoveries) {
     start();
     attach();
-    phone.setFault("on AT%SWV silent times 1");
+    phone.faults.set("on AT%SWV silent times 1");
     EXPECT_EQ(send("AT%SWV\r").error, ETIME);
     EXPECT_EQ(row("AT%SWV")["failures"], 1);
     EXPECT_EQ(row("AT%SWV")["timeouts"], 1);
@@ -301,7 +301,7 @@ TEST_F(DumpTest, CountsTimeOutsAndRecoveries) {
 TEST_F(DumpTest, CountsAHangUpAsNoFailure) {
     start();
     attach();
-    phone.setFault("on AT%SWV hangup");
+    phone.faults.set("on AT%SWV hangup");
     EXPECT_EQ(send("AT%SWV\r").value, 1);
     EXPECT_EQ(row("AT%SWV")["failures"], 0);
 }

@@ -39,22 +39,22 @@ TEST_P(UpgradeTest, WritesItsNumberAndNothingElse) {
 }
 
 TEST_P(UpgradeTest, FailsWithoutTheControlFileAndMakesNone) {
-    phone.removeNode(phone::kFirmwareWrite);
+    phone.files.remove(phone::kFirmwareWrite);
     EXPECT_EQ(call(), Status::FAIL);
-    EXPECT_FALSE(phone.node(phone::kFirmwareWrite).has_value());
+    EXPECT_FALSE(phone.files.get(phone::kFirmwareWrite).has_value());
     EXPECT_THAT(ownLines(),
                 ElementsAre(std::string("File is not exist : ") + phone::kFirmwareWrite));
 }
 
 // Meant: the file must be readable although it is only written.
 TEST_P(UpgradeTest, FailsWhenTheControlFileCannotBeRead) {
-    phone.setFault(std::string("node ") + phone::kFirmwareWrite + " unreadable");
+    phone.faults.set(std::string("node ") + phone::kFirmwareWrite + " unreadable");
     EXPECT_EQ(call(), Status::FAIL);
     EXPECT_THAT(nodeWrites(first), IsEmpty());
 }
 
 TEST_P(UpgradeTest, FailsWhenTheControlFileCannotBeOpened) {
-    phone.setFault(std::string("node ") + phone::kFirmwareWrite + " unwritable");
+    phone.faults.set(std::string("node ") + phone::kFirmwareWrite + " unwritable");
     EXPECT_EQ(call(), Status::FAIL);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
                              std::string("Cannot open path: ") + phone::kFirmwareWrite));
@@ -62,7 +62,7 @@ TEST_P(UpgradeTest, FailsWhenTheControlFileCannotBeOpened) {
 
 // Meant: nobody looks whether the kernel took the number.
 TEST_P(UpgradeTest, DoesNotSeeAWriteThatFails) {
-    phone.setFault(std::string("node ") + phone::kFirmwareWrite + " eio");
+    phone.faults.set(std::string("node ") + phone::kFirmwareWrite + " eio");
     EXPECT_EQ(call(), Status::OK);
 }
 
@@ -87,16 +87,16 @@ TEST_F(UpgradeOnDetachTest, EveryDetachCancels) {
     for (int i = 0; i < 2; ++i) {
         attach();
         const uint64_t from = journal.next();
-        phone.detachCover();
+        phone.cover.detach();
         journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kFirmwareWrite, "0"), from);
     }
 }
 
 TEST_F(UpgradeOnDetachTest, ADetachGoesOnWithoutTheControlFile) {
-    phone.removeNode(phone::kFirmwareWrite);
+    phone.files.remove(phone::kFirmwareWrite);
     start();
     attach();
-    phone.detachCover();
+    phone.cover.detach();
     log.waitFor(std::string("File is not exist : ") + phone::kFirmwareWrite);
     attach();
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
@@ -152,7 +152,7 @@ TEST_P(DownloadTest, WritesThePowerNodeWithoutACover) {
 TEST_P(DownloadTest, FailsWhenTheCoverRefuses) {
     start();
     attach();
-    phone.setFault("on AT%GO error");
+    phone.faults.set("on AT%GO error");
     EXPECT_EQ(call(), Status::FAIL);
     EXPECT_FALSE(log.contains(std::string(GetParam().method) + ": "));
 }
@@ -160,12 +160,12 @@ TEST_P(DownloadTest, FailsWhenTheCoverRefuses) {
 TEST_P(DownloadTest, TakesAHangUpForSuccess) {
     start();
     attach();
-    phone.setFault("on AT%GO hangup");
+    phone.faults.set("on AT%GO hangup");
     EXPECT_EQ(call(), Status::OK);
 }
 
 TEST_P(DownloadTest, GoesOnWithoutThePowerNode) {
-    phone.setFault(std::string("node ") + phone::kPowerNode + " missing");
+    phone.faults.set(std::string("node ") + phone::kPowerNode + " missing");
     start();
     attach();
     EXPECT_EQ(call(), Status::OK);
@@ -187,7 +187,7 @@ using RecoveryUpgradeTest = ServiceTest;
 
 TEST_F(RecoveryUpgradeTest, StartsWhenTheLoaderFindsNoFirmware) {
     start();
-    phone.attachLoader("00000000001B", "TQC330R");
+    phone.loader.attach("00000000001B", "TQC330R");
     const size_t at = log.waitFor(ANDROID_LOG_INFO, "usbDeviceAdded : error dload mode");
     log.waitFor(ANDROID_LOG_DEBUG, "usbDeviceAdded: doRecoveryUpgrade called", at);
     EXPECT_THAT(nodeWrites(first), ElementsAre("virtual_mcu_firmware_write=6"));
@@ -197,32 +197,32 @@ TEST_F(RecoveryUpgradeTest, StartsAgainWithEachSuchLoader) {
     start();
     for (int i = 0; i < 2; ++i) {
         const uint64_t from = journal.next();
-        phone.attachLoader("00000000001B", "TQB220R");
+        phone.loader.attach("00000000001B", "TQB220R");
         journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kFirmwareWrite, "6"), from);
-        phone.detachLoader();
+        phone.loader.detach();
     }
 }
 
 TEST_F(RecoveryUpgradeTest, IsReportedAlsoWhenItCannotBeStarted) {
-    phone.removeNode(phone::kFirmwareWrite);
+    phone.files.remove(phone::kFirmwareWrite);
     start();
-    phone.attachLoader("00000000001B", "TQA110R");
+    phone.loader.attach("00000000001B", "TQA110R");
     const size_t at = log.waitFor(std::string("File is not exist : ") + phone::kFirmwareWrite);
     log.waitFor("usbDeviceAdded: doRecoveryUpgrade called", at);
 }
 
 TEST_F(RecoveryUpgradeTest, StaysAwayFromOtherLoaders) {
     start();
-    phone.attachLoader("00000000001A", "TQC330R");
+    phone.loader.attach("00000000001A", "TQC330R");
     size_t at = log.waitFor("usbDeviceAdded : normal dload mode");
-    phone.detachLoader();
-    phone.attachLoader("00000000001B", "TQC330");
+    phone.loader.detach();
+    phone.loader.attach("00000000001B", "TQC330");
     at = log.waitFor("usbDeviceAdded : TQC330 recovery not supported", at);
-    phone.detachLoader();
-    phone.attachLoader("00000000001C", "TQC330R");
+    phone.loader.detach();
+    phone.loader.attach("00000000001C", "TQC330R");
     log.waitFor("usbDeviceAdded : product_name is TQC330R", at);
     // The cover's attach stands behind all of this on the USB thread.
-    phone.attachCover();
+    phone.cover.attach();
     log.waitFor("========== Bivista Attached", at);
     EXPECT_THAT(nodeWrites(first), Not(Contains("virtual_mcu_firmware_write=6")));
 }

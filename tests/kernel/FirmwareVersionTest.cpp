@@ -29,11 +29,11 @@ class FirmwareVersionTest : public ServiceTest {
     }
 
     void setVersion(const std::string& version) {
-        cover::Options options = phone.coverOptions();
+        cover::Options options = phone.cover.options();
         options.version = version;
         // The cover stays, whatever is started.
         options.upgradeDelay = std::chrono::hours(1);
-        phone.setCoverOptions(options);
+        phone.cover.setOptions(options);
     }
     static void addImage(const std::string& name) {
         ASSERT_TRUE(std::ofstream(fs::path(phone::kFirmwareFolder) / name).is_open()) << name;
@@ -79,13 +79,13 @@ TEST_F(FirmwareVersionTest, TellsTheCoversVersion) {
 }
 
 TEST_F(FirmwareVersionTest, JoinsTheLinesOfTheVersion) {
-    phone.setFault(R"(on AT%SWV answer "\r\nAB-1\r\n_2021\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\nAB-1\r\n_2021\r\nOK\r\n")");
     EXPECT_EQ(version().value, "AB-1\n_2021");
 }
 
 // What came before the cover refused is no version.
 TEST_F(FirmwareVersionTest, IsEmptyWhenTheCoverRefuses) {
-    phone.setFault(R"(on AT%SWV answer "\r\nAB-1\r\nERROR\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\nAB-1\r\nERROR\r\n")");
     const Text text = version();
     EXPECT_EQ(text.status, Status::FAIL);
     EXPECT_EQ(text.value, "");
@@ -100,7 +100,7 @@ TEST_F(FirmwareVersionTest, IsEmptyWithoutACover) {
 }
 
 TEST_F(FirmwareVersionTest, TakesAHangUpForAnAnswer) {
-    phone.setFault("on AT%SWV hangup");
+    phone.faults.set("on AT%SWV hangup");
     const Text text = version();
     EXPECT_EQ(text.status, Status::OK);
     EXPECT_EQ(text.value, "");
@@ -157,7 +157,7 @@ TEST_F(FirmwareVersionTest, AKeyOfAnotherLengthLeavesAWrongPath) {
 
 TEST_F(FirmwareVersionTest, AnUpgradeThatCannotBeStartedIsReportedTheSame) {
     addImage("AB-2_x.dfu");
-    phone.removeNode(phone::kFirmwareWrite);
+    phone.files.remove(phone::kFirmwareWrite);
     EXPECT_EQ(check(), Status::FAIL);
     EXPECT_FALSE(upgrades());
     EXPECT_TRUE(log.contains("checkFirmwareVersion: doFirmwareUpgrade called"));
@@ -199,7 +199,7 @@ TEST_F(FirmwareVersionTest, AMissingFolderFailsAndKeepsThePath) {
 
 TEST_F(FirmwareVersionTest, AFailedCommandLooksAtNoImage) {
     addImage("AB-2_x.dfu");
-    phone.setFault("on AT%SWV error");
+    phone.faults.set("on AT%SWV error");
     EXPECT_EQ(check(), Status::FAIL);
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "checkFirmwareVersion: AT command failed"));
     EXPECT_FALSE(upgrades());
@@ -210,8 +210,8 @@ TEST_F(FirmwareVersionTest, AFailedCommandLooksAtNoImage) {
 TEST_F(FirmwareVersionTest, AVersionThatFillsTheBufferFails) {
     addImage("AB-2_x.dfu");
     const std::string line = std::string(1000, 'x') + "\\r\\n";
-    phone.setFault("on AT%SWV answer \"\\r\\n" + line + line + "\" times 1");
-    phone.setFault("on AT%SWV hangup after 2006 times 1");
+    phone.faults.set("on AT%SWV answer \"\\r\\n" + line + line + "\" times 1");
+    phone.faults.set("on AT%SWV hangup after 2006 times 1");
     EXPECT_EQ(check(), Status::FAIL);
     log.waitFor("serialAtCmd: POLLHUP");
     EXPECT_FALSE(log.contains("checkFirmwareVersion: AT command failed"));

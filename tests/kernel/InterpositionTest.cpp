@@ -359,7 +359,7 @@ TEST_F(InterpositionTest, TheUsbHostIsCleanedUpOnceWhenItsThreadHasEnded) {
         ended = log.contains("usbThread: exiting");
     };
     start();
-    phone.attachLoader();
+    phone.loader.attach();
     log.waitFor("usbDeviceAdded : normal dload mode");
     Bivista::sighandler(SIGUSR1);
     EXPECT_EQ(cleanups, 1);
@@ -372,10 +372,10 @@ TEST_F(InterpositionTest, AnInterruptedWaitKeepsTheUsbThread) {
     onUsbPoll = failing(EINTR);
     start();
     // The first device may be there before the first wait; the second one comes through a wait.
-    phone.attachLoader();
+    phone.loader.attach();
     const size_t at = log.waitFor("usbDeviceAdded : normal dload mode");
-    phone.detachLoader();
-    phone.attachLoader();
+    phone.loader.detach();
+    phone.loader.attach();
     log.waitFor("usbDeviceAdded : normal dload mode", at);
     EXPECT_EQ(onUsbPoll, nullptr);
     EXPECT_FALSE(log.contains("usbThread: exiting"));

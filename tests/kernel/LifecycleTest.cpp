@@ -80,8 +80,8 @@ class SlowAttachTest : public ServiceTest {
   protected:
     void SetUp() override {
         start();
-        phone.setFault("on ATE0 late 500ms times 1");
-        phone.attachCover(support::withoutPanel());
+        phone.faults.set("on ATE0 late 500ms times 1");
+        phone.cover.attach(support::withoutPanel());
         journal.waitFor(phone::is(Kind::TtyRx, "ATE0\r"), first);
     }
     // The line after the attach and the end of its thread.
@@ -108,7 +108,7 @@ TEST_F(SlowAttachTest, EndsBeforeASecondSignalIsAnsweredEither) {
 TEST_F(LifecycleTest, ASignalDuringAnExchangeDoesNotDisturbIt) {
     start();
     attach();
-    phone.setFault("on AT%SWV late 500ms times 1");
+    phone.faults.set("on AT%SWV late 500ms times 1");
     const uint64_t from = journal.next();
     std::thread client([&] { EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312"); });
     journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);
@@ -121,7 +121,7 @@ TEST_F(LifecycleTest, AfterTheSignalNobodyWatchesAnyMore) {
     start();
     attach();
     Bivista::sighandler(SIGUSR1);
-    phone.detachCover();
+    phone.cover.detach();
     // The flag is frozen: commands fail at the open.
     const Result result = send("AT%SWV\r");
     EXPECT_EQ(result.value, -1);

@@ -116,7 +116,7 @@ TEST_F(SerialAtTest, MapsRejectionToProtocolNotSupported) {
 }
 
 TEST_F(SerialAtTest, TakesOkInAnyCaseAndWithoutABlankLine) {
-    phone.setFault(R"(on AT%SWV answer "one\r\ntwo\r\nok\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "one\r\ntwo\r\nok\r\n")");
     const Result result = send("AT%SWV\r");
     EXPECT_EQ(result.answer, "one\ntwo");
     EXPECT_EQ(result.value, 8);
@@ -129,13 +129,13 @@ TEST_F(SerialAtTest, TakesOkInAnyCaseAndWithoutABlankLine) {
 }
 
 TEST_F(SerialAtTest, DropsWhatCameBeforeTheAnswer) {
-    phone.setFault(R"(on AT%SWV before "boot: hello")");
+    phone.faults.set(R"(on AT%SWV before "boot: hello")");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "boot: hello\n"));
 }
 
 TEST_F(SerialAtTest, TakesTheEchoForTheStart) {
-    phone.setFault(R"(on AT%SWV answer "log\r\nat%swv\r\nV2\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "log\r\nat%swv\r\nV2\r\nOK\r\n")");
     EXPECT_EQ(send("AT%SWV\r").answer, "V2");
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: [at%swv]"));
 }
@@ -147,7 +147,7 @@ TEST_F(SerialAtTest, CutsALongAnswer) {
 }
 
 TEST_F(SerialAtTest, LeavesTheBufferAloneWhenNothingIsStored) {
-    phone.setFault(R"(on AT%SWV answer "\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\nOK\r\n")");
     char answer[4] = {'a', 'b', 'c', 'd'};
     EXPECT_EQ(service->serialAtCmd("AT%SWV\r", answer, sizeof(answer), nullptr), 0);
     EXPECT_EQ(std::string(answer, 4), "abcd");
@@ -155,7 +155,7 @@ TEST_F(SerialAtTest, LeavesTheBufferAloneWhenNothingIsStored) {
 
 TEST_F(SerialAtTest, PassesOnlyLinesOfTheAnswerToTheCallback) {
     static std::vector<std::pair<std::string, size_t>> lines;
-    phone.setFault(R"(on AT%SWV answer "stray\r\n\r\none\r\n\r\ntwo\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "stray\r\n\r\none\r\n\r\ntwo\r\nOK\r\n")");
     service->serialAtCmd("AT%SWV\r", nullptr, 0,
                          [](char* line, size_t len) { lines.emplace_back(line, len); });
     EXPECT_THAT(lines,
@@ -163,7 +163,7 @@ TEST_F(SerialAtTest, PassesOnlyLinesOfTheAnswerToTheCallback) {
 }
 
 TEST_F(SerialAtTest, AnswersAHangUpWithOne) {
-    phone.setFault("on AT%SWV hangup after 5");
+    phone.faults.set("on AT%SWV hangup after 5");
     EXPECT_EQ(send("AT%SWV\r").value, 1);
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: POLLHUP"));
     log.waitFor("serialDeviceRemoved: attached:1");
@@ -171,10 +171,10 @@ TEST_F(SerialAtTest, AnswersAHangUpWithOne) {
 
 // Callers take a hang-up for success, so it must not look like any failure.
 TEST_F(SerialAtTest, AHangUpLeavesErrnoAndTheStoredLinesAlone) {
-    phone.setFault(R"(on AT%SWV answer "\r\none\r\ntwo\r\n" times 1)");
+    phone.faults.set(R"(on AT%SWV answer "\r\none\r\ntwo\r\n" times 1)");
     std::thread unplug([&] {
         awaitLines(2);
-        phone.detachCover();
+        phone.cover.detach();
     });
     char answer[16] = {};
     errno = E2BIG;
@@ -185,7 +185,7 @@ TEST_F(SerialAtTest, AHangUpLeavesErrnoAndTheStoredLinesAlone) {
 }
 
 TEST_F(SerialAtTest, NextCommandWorksAfterAHangUpAndAReplug) {
-    phone.setFault("on AT%SWV hangup after 5 times 1");
+    phone.faults.set("on AT%SWV hangup after 5 times 1");
     EXPECT_EQ(send("AT%SWV\r").value, 1);
     log.waitFor("serialDeviceRemoved: attached:1");
     attach();
@@ -193,7 +193,7 @@ TEST_F(SerialAtTest, NextCommandWorksAfterAHangUpAndAReplug) {
 }
 
 TEST_F(SerialAtTest, TimesOutLeavesTheVoteAndAsksForRecovery) {
-    phone.setFault("on AT%SWV silent times 1");
+    phone.faults.set("on AT%SWV silent times 1");
     const Result result = send("AT%SWV\r");
     EXPECT_EQ(result.value, -1);
     EXPECT_EQ(result.error, ETIME);
@@ -218,7 +218,7 @@ TEST_F(SerialAtTest, TimesOutLeavesTheVoteAndAsksForRecovery) {
 }
 
 TEST_F(SerialAtTest, HalfALineTimesOut) {
-    phone.setFault("on AT%SWV half times 1");
+    phone.faults.set("on AT%SWV half times 1");
     const Result result = send("AT%SWV\r");
     EXPECT_EQ(result.value, -1);
     EXPECT_EQ(result.error, ETIME);
@@ -226,12 +226,12 @@ TEST_F(SerialAtTest, HalfALineTimesOut) {
 
 TEST_F(SerialAtTest, CountsTheTimeForEachLine) {
     // Each line comes 3 s after the one before: no wait lasts 5 s, the whole answer does.
-    phone.setFault(R"(on AT%SWV answer "" times 1)");
+    phone.faults.set(R"(on AT%SWV answer "" times 1)");
     std::thread cover([this] {
         journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);
         for (const char* line : {"\r\n", "slow\r\n", "OK\r\n"}) {
             std::this_thread::sleep_for(std::chrono::seconds(3));
-            phone.sendFromCover(line);
+            phone.cover.send(line);
         }
     });
     EXPECT_EQ(send("AT%SWV\r").answer, "slow");
@@ -245,7 +245,7 @@ struct Unlimited {
 class UnlimitedTest : public SerialAtTest, public testing::WithParamInterface<Unlimited> {};
 
 TEST_P(UnlimitedTest, WaitsLongerThanTheTimeLimit) {
-    phone.setFault("on AT late 5500ms times 1");
+    phone.faults.set("on AT late 5500ms times 1");
     EXPECT_GE(send(GetParam().cmd).value, 0);
     EXPECT_FALSE(log.contains("serialAtCmd: Timer expired"));
 }
@@ -259,7 +259,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, UnlimitedTest,
 
 // The table matches beginnings: a longer command that begins with an entry has no limit either.
 TEST_F(SerialAtTest, WaitsWithoutLimitForALongerCommandToo) {
-    phone.setFault(R"(on AT late 5500ms times 1)");
+    phone.faults.set(R"(on AT late 5500ms times 1)");
     const Result result = send("AT%TCHNOTIFY=SDX\r");
     EXPECT_NE(result.error, ETIME);
     EXPECT_FALSE(log.contains("serialAtCmd: Timer expired"));
@@ -269,7 +269,7 @@ class LimitedTest : public SerialAtTest, public testing::WithParamInterface<Unli
 
 // Of the touch commands only the ones above may take their time.
 TEST_P(LimitedTest, TimesOut) {
-    phone.setFault("on AT%TCHNOTIFY silent times 1");
+    phone.faults.set("on AT%TCHNOTIFY silent times 1");
     const Result result = send(GetParam().cmd);
     EXPECT_EQ(result.value, -1);
     EXPECT_EQ(result.error, ETIME);
@@ -281,39 +281,39 @@ INSTANTIATE_TEST_SUITE_P(Commands, LimitedTest,
                          [](const auto& info) { return info.param.name; });
 
 TEST_F(SerialAtTest, PullingTheCoverEndsACommandWithoutLimit) {
-    phone.setFault("on AT%TCHNOTIFY silent times 1");
+    phone.faults.set("on AT%TCHNOTIFY silent times 1");
     std::thread unplug([&] {
         journal.waitFor(phone::is(Kind::TtyRx, "AT%TCHNOTIFY=SD\r"), from);
-        phone.detachCover();
+        phone.cover.detach();
     });
     EXPECT_EQ(send("AT%TCHNOTIFY=SD\r").value, 1);
     unplug.join();
 }
 
 TEST_F(SerialAtTest, PullingTheCoverEndsAFloodThatNeverEnds) {
-    phone.setFault("on AT%SWV flood times 1");
+    phone.faults.set("on AT%SWV flood times 1");
     std::thread unplug([&] {
         awaitLines(5000);
-        phone.detachCover();
+        phone.cover.detach();
     });
     EXPECT_EQ(send("AT%SWV\r").value, 1);
     unplug.join();
 }
 
 TEST_F(SerialAtTest, HandsAnAnswerOfBytesThroughUnchanged) {
-    phone.setFault(R"(on AT%SWV answer "\r\n\xff\x80\x04\x03\x11\x13\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\n\xff\x80\x04\x03\x11\x13\r\nOK\r\n")");
     EXPECT_EQ(send("AT%SWV\r").answer, "\xff\x80\x04\x03\x11\x13");
 }
 
 TEST_F(SerialAtTest, KeepsTheBytesBehindANul) {
-    phone.setFault(R"(on AT%SWV answer "\r\na\x00b\r\nOK\r\n")");
+    phone.faults.set(R"(on AT%SWV answer "\r\na\x00b\r\nOK\r\n")");
     char answer[16] = {};
     EXPECT_EQ(service->serialAtCmd("AT%SWV\r", answer, sizeof(answer), nullptr), 4);
     EXPECT_EQ(std::string(answer, 4), std::string("a\0b\0", 4));
 }
 
 TEST_F(SerialAtTest, TakesALineThatIsLongerThanItsBufferInPieces) {
-    phone.setFault("on AT%SWV answer \"\\r\\n" + std::string(2000, 'x') + "\\r\\nOK\\r\\n\"");
+    phone.faults.set("on AT%SWV answer \"\\r\\n" + std::string(2000, 'x') + "\\r\\nOK\\r\\n\"");
     EXPECT_EQ(send("AT%SWV\r").answer, std::string(1023, 'x'));
     EXPECT_TRUE(log.contains("serialAtCmd: rd: [OK]"));
 }
@@ -321,12 +321,12 @@ TEST_F(SerialAtTest, TakesALineThatIsLongerThanItsBufferInPieces) {
 // A line that fills the buffer exactly leaves its newline for the next read, which looks like the
 // blank line that starts an answer.
 TEST_F(SerialAtTest, TakesTheNewlineBehindAFullBufferForTheStart) {
-    phone.setFault("on AT%SWV answer \"" + std::string(1023, 'x') + "\\r\\nV3\\r\\nOK\\r\\n\"");
+    phone.faults.set("on AT%SWV answer \"" + std::string(1023, 'x') + "\\r\\nV3\\r\\nOK\\r\\n\"");
     EXPECT_EQ(send("AT%SWV\r").answer, "V3");
 }
 
 TEST_F(SerialAtTest, SurvivesAFlood) {
-    phone.setFault("on AT%SWV flood 20000 times 1");
+    phone.faults.set("on AT%SWV flood 20000 times 1");
     EXPECT_EQ(send("AT%SWV\r").value, 1024);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
@@ -415,7 +415,7 @@ TEST_F(StuckPortTest, UnplugEndsAWriteThatIsHalfDone) {
 
 // Nothing is flushed at open: what an earlier command left unread comes before the answer.
 TEST_F(SerialAtTest, TakesLinesLeftUnreadForStrayLines) {
-    phone.setFault(R"(on AT%SWV after "late line" times 1)");
+    phone.faults.set(R"(on AT%SWV after "late line" times 1)");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     EXPECT_EQ(send("AT%GETBVCUTOUT\r").answer, "M 0,0 H -36 V 60 H 36 V 0 H 0 Z");
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "late line\n"));

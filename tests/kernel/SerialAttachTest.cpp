@@ -22,7 +22,7 @@ TEST_F(SerialAttachTest, SendsEchoOffBeforeAnythingElse) {
     start();
     attach();
     EXPECT_EQ(commands(first).at(0), "ATE0\r");
-    EXPECT_FALSE(phone.coverState().echo);
+    EXPECT_FALSE(phone.cover.state().echo);
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialDeviceAdded: attached:0"));
     // The echo of this first command starts its answer.
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "serialAtCmd: eh: [ATE0]"));
@@ -58,7 +58,7 @@ TEST_F(SerialAttachTest, CancelsAnUpgradeTakesTheDisplayDownThenEndsTheLog) {
 }
 
 TEST_F(SerialAttachTest, PassesOnTheTouchUpdateStateAtLast) {
-    phone.setNode(phone::kUpdateState, "3 1 0\n");
+    phone.files.set(phone::kUpdateState, "3 1 0\n");
     start();
     attach();
     EXPECT_EQ(commands(first).back(), "AT%TCHUPDATE=UPDATE_STATE,3,1,0\r");
@@ -66,7 +66,7 @@ TEST_F(SerialAttachTest, PassesOnTheTouchUpdateStateAtLast) {
 }
 
 TEST_F(SerialAttachTest, AttachesWithoutATouchUpdateState) {
-    phone.removeNode(phone::kUpdateState);
+    phone.files.remove(phone::kUpdateState);
     start();
     attach();
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "status = 1"));
@@ -99,7 +99,8 @@ struct Device {
 class ModelTest : public ServiceTest, public testing::WithParamInterface<Device> {};
 
 TEST_P(ModelTest, IsSentForDevicesOfTheLine) {
-    if (GetParam().property != nullptr) phone.setProperty("ro.product.device", GetParam().property);
+    if (GetParam().property != nullptr)
+        phone.properties.set("ro.product.device", GetParam().property);
     start();
     attach();
     if (GetParam().dcm) {
@@ -121,18 +122,18 @@ INSTANTIATE_TEST_SUITE_P(
         [](const auto& info) { return info.param.name; });
 
 TEST_F(SerialAttachTest, GoesOnWhenTheModelIsRejected) {
-    phone.setProperty("ro.product.device", "Q-71C");
-    phone.setFault("on AT%MODEL error");
+    phone.properties.set("ro.product.device", "Q-71C");
+    phone.faults.set("on AT%MODEL error");
     start();
     attach();
-    EXPECT_EQ(phone.node(phone::kHalReady), "Y");
+    EXPECT_EQ(phone.files.get(phone::kHalReady), "Y");
 }
 
 // Meant: the port counts as attached although echo could not be switched off; nothing else runs.
 TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
-    phone.setFault("on ATE0 error times 1");
+    phone.faults.set("on ATE0 error times 1");
     start();
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor(ANDROID_LOG_ERROR,
                 "serialDeviceAdded: failed to write ATE0: Protocol not supported");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
@@ -141,9 +142,9 @@ TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
 }
 
 TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
-    phone.setFault("on ATE0 silent times 1");
+    phone.faults.set("on ATE0 silent times 1");
     start();
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor("serialDeviceAdded: failed to write ATE0: Timer expired");
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kRecovery, "Y"), first);
     // It comes back, and the second attach succeeds.
@@ -154,9 +155,9 @@ TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
 TEST_F(SerialAttachTest, ReportsATtyThatCannotBeOpened) {
     start();
     // A node whose ids are the cover's, but which leads nowhere.
-    phone.setNode("/sys/class/tty/ttyACM7/idVendor", "3e91\n");
-    phone.setNode("/sys/class/tty/ttyACM7/idProduct", "6a2f\n");
-    phone.setNode("/sys/class/tty/ttyACM7/device/uevent", "");
+    phone.files.set("/sys/class/tty/ttyACM7/idVendor", "3e91\n");
+    phone.files.set("/sys/class/tty/ttyACM7/idProduct", "6a2f\n");
+    phone.files.set("/sys/class/tty/ttyACM7/device/uevent", "");
     ASSERT_EQ(symlink("/dev/nothing", "/dev/ttyACM7"), 0);
     log.waitFor("serialDeviceAdded: failed to open \"/dev/ttyACM7\": No such file or directory");
     EXPECT_EQ(send("AT%SWV\r").error, ENODEV);
@@ -167,15 +168,15 @@ TEST_F(SerialAttachTest, ReportsATtyThatCannotBeOpened) {
 
 // Meant: nobody looks at the result of telling the kernel.
 TEST_F(SerialAttachTest, AttachesAlthoughTheKernelCannotBeTold) {
-    phone.setFault(std::string("node ") + phone::kHalReady + " missing");
+    phone.faults.set(std::string("node ") + phone::kHalReady + " missing");
     start();
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor(ANDROID_LOG_ERROR, "usbReady: failed to open mode: No such file or directory");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     detach();
-    phone.clearFaults();
+    phone.faults.clear();
     attach();
-    EXPECT_EQ(phone.node(phone::kHalReady), "Y");
+    EXPECT_EQ(phone.files.get(phone::kHalReady), "Y");
 }
 
 TEST_F(SerialAttachTest, AnAttachWhileAttachedOnlyLogs) {
@@ -203,7 +204,7 @@ TEST_F(SerialAttachTest, ADetachWhileDetachedOnlyLogs) {
 TEST_F(SerialAttachTest, DetachMakesCommandsFail) {
     start();
     attach();
-    phone.detachCover();
+    phone.cover.detach();
     log.waitFor(ANDROID_LOG_INFO, "========== ttyACM0 delete");
     log.waitFor(ANDROID_LOG_DEBUG, "serialDeviceRemoved: attached:1");
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogEnable: 0");
@@ -213,11 +214,11 @@ TEST_F(SerialAttachTest, DetachMakesCommandsFail) {
 TEST_F(SerialAttachTest, SurvivesAnUnplugInMidAnswerAndAnswersAfterTheNextPlug) {
     start();
     attach();
-    phone.setFault("on AT%SWV late 3600s times 1");
+    phone.faults.set("on AT%SWV late 3600s times 1");
     const uint64_t from = journal.next();
     std::thread unplug([&] {
         journal.waitFor(phone::is(Kind::TtyRx, "AT%SWV\r"), from);
-        phone.detachCover();
+        phone.cover.detach();
     });
     EXPECT_EQ(send("AT%SWV\r").value, 1);
     unplug.join();
@@ -230,7 +231,7 @@ TEST_F(SerialAttachTest, HandlesADetachAndAnAttachInOneReadInOrder) {
     start();
     attach();
     const size_t mark = log.size();
-    phone.reattachCover();
+    phone.cover.reattach();
     awaitAttached(mark);
     const size_t removed = log.waitFor("========== ttyACM0 delete", mark);
     log.waitFor("========== ttyACM0 create", removed);

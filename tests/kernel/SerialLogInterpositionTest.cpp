@@ -107,7 +107,7 @@ namespace {
 class SerialLogInterpositionTest : public ServiceTest {
   protected:
     SerialLogInterpositionTest() {
-        phone.setProperty("persist.vendor.qmx.service.kernel.enable", "1");
+        phone.properties.set("persist.vendor.qmx.service.kernel.enable", "1");
     }
 
     ~SerialLogInterpositionTest() override { support::onThreadCreate = nullptr; }
@@ -123,7 +123,7 @@ class SerialLogInterpositionTest : public ServiceTest {
     // Has the cover log a line, and waits until the log thread has found the lock taken.
     void leavePendingLine(const std::string& line) const {
         const int before = busyTries;
-        while (!phone.logFromCover(line)) usleep(1000);
+        while (!phone.cover.log(line)) usleep(1000);
         while (busyTries == before) usleep(1000);
     }
 
@@ -157,7 +157,7 @@ TEST_F(SerialLogInterpositionTest, EndsWhenTheWatchCannotBeDrained) {
     attach();
     awaitResume();
     failWatchRead = true;
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     expectEnd("serialLogThread: inotify read: Input/output error");
 }
 
@@ -166,7 +166,7 @@ TEST_F(SerialLogInterpositionTest, EndsWhenTheTtyCannotBeRead) {
     attach();
     awaitResume();
     failTtyRead = true;
-    while (!phone.logFromCover("lost")) {
+    while (!phone.cover.log("lost")) {
     }
     expectEnd("serialLogThread: failed to read serial: Input/output error");
 }
@@ -177,7 +177,7 @@ TEST_F(SerialLogInterpositionTest, GoesOnWhenThereIsNothingToReadAfterAll) {
     awaitResume();
     ttyReadError = EAGAIN;
     failTtyRead = true;
-    while (!phone.logFromCover("kept")) {
+    while (!phone.cover.log("kept")) {
     }
     log.waitFor(ANDROID_LOG_INFO, "kept");
 }
@@ -187,7 +187,7 @@ TEST_F(SerialLogInterpositionTest, EndsWhenDtrCannotBeCleared) {
     attach();
     awaitResume();
     failDtr = true;
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     log.waitFor(ANDROID_LOG_INFO, "serialLogThread: suspend");
     expectEnd("serialLogThread: failed to clear DTR: Input/output error");
 }
@@ -225,7 +225,7 @@ TEST_F(SerialLogInterpositionTest, SeesAHangUpWhileTheLockIsTaken) {
     awaitResume();
     const MutexLock lock(sSerialMutex, __func__);
     leavePendingLine("lost");
-    phone.detachCover();
+    phone.cover.detach();
     const size_t at = log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: POLLHUP");
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting", at);
     EXPECT_FALSE(log.contains("lost"));
@@ -238,7 +238,7 @@ TEST_F(SerialLogInterpositionTest, FollowsTheDisplayWhileTheLockIsTaken) {
     awaitResume();
     const MutexLock lock(sSerialMutex, __func__);
     leavePendingLine("unread");
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     log.waitFor(ANDROID_LOG_INFO, "serialLogThread: suspend");
     EXPECT_FALSE(log.contains("unread"));
     EXPECT_EQ(hurriedTries, 0);

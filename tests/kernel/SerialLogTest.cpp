@@ -21,7 +21,7 @@ class SerialLogTest : public ServiceTest {
   protected:
     // Attaches a cover whose log is wanted.
     void attachWithCapture(const phone::CoverOptions& options = support::withoutPanel()) {
-        phone.setProperty(kCapture, "1");
+        phone.properties.set(kCapture, "1");
         start();
         attach(options);
     }
@@ -73,8 +73,8 @@ class LogModeTest : public SerialLogTest, public testing::WithParamInterface<Pro
 
 TEST_P(LogModeTest, IsChosenByTheProperties) {
     const auto& [name, capture, uart, command] = GetParam();
-    if (capture != nullptr) phone.setProperty(kCapture, capture);
-    if (uart != nullptr) phone.setProperty(kUart, uart);
+    if (capture != nullptr) phone.properties.set(kCapture, capture);
+    if (uart != nullptr) phone.properties.set(kUart, uart);
     EXPECT_STREQ(Bivista::getLogSaveAtCmd(), command);
 }
 
@@ -98,30 +98,30 @@ INSTANTIATE_TEST_SUITE_P(Properties, LogModeTest,
                          [](const auto& info) { return info.param.name; });
 
 TEST_F(SerialLogTest, LogsThePropertiesThatItReads) {
-    phone.setProperty(kCapture, "1");
+    phone.properties.set(kCapture, "1");
     Bivista::getLogSaveAtCmd();
     EXPECT_THAT(log.texts(),
                 ElementsAre("getLogSaveAtCmd: persist.vendor.qmx.service.kernel.enable :1",
                             "getLogSaveAtCmd: persist.vendor.qmx.dd.uart.enable :0"));
     EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_DEBUG);
     log.clear();
-    phone.setProperty(kCapture, "0");
+    phone.properties.set(kCapture, "0");
     Bivista::getLogSaveAtCmd();
     EXPECT_THAT(log.texts(),
                 ElementsAre("getLogSaveAtCmd: persist.vendor.qmx.service.kernel.enable :0"));
 }
 
 TEST_F(SerialLogTest, APropertyFileThatIsMissingOrMalformedMeansNoCapture) {
-    phone.clearProperties();
+    phone.properties.clear();
     EXPECT_STREQ(Bivista::getLogSaveAtCmd(), "AT%LOGSAVE=3\r");
-    phone.setNode(phone::kPropertyFile, std::string("\0\n=1\npersist.vendor\n\xff\xfe=", 23));
+    phone.files.set(phone::kPropertyFile, std::string("\0\n=1\npersist.vendor\n\xff\xfe=", 23));
     EXPECT_STREQ(Bivista::getLogSaveAtCmd(), "AT%LOGSAVE=3\r");
 }
 
 // Start and end.
 
 TEST_F(SerialLogTest, AttachSendsTheCommandAndDetachSendsNothing) {
-    phone.setProperty(kUart, "1");
+    phone.properties.set(kUart, "1");
     attachWithCapture();
     EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=2\r").Times(1));
     awaitResume();
@@ -144,7 +144,7 @@ TEST_F(SerialLogTest, ARequestForWhatIsOnlyLogs) {
 }
 
 TEST_F(SerialLogTest, ACoverThatRejectsTheCommandIsCapturedAllTheSame) {
-    phone.setFault("on AT%LOGSAVE error");
+    phone.faults.set("on AT%LOGSAVE error");
     attachWithCapture();
     log.waitFor(ANDROID_LOG_ERROR, "serialLogEnable: failed to enable log: Protocol not supported");
     awaitResume();
@@ -179,7 +179,7 @@ TEST_F(SerialLogTest, AFailedEndLeavesTheThreadToTheNextStart) {
     awaitResume();
     while (!service->getBV2Connect()) {
     }
-    phone.setFault("on AT%LOGSAVE error times 1");
+    phone.faults.set("on AT%LOGSAVE error times 1");
     EXPECT_EQ(service->serialLogEnable(false), -1);
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
                              "serialLogEnable: failed to disable log: Protocol not supported"));
@@ -192,7 +192,7 @@ TEST_F(SerialLogTest, AFailedEndWithoutTheUsbDeviceWaitsForTheThread) {
     options.withUsb = false;
     attachWithCapture(options);
     awaitResume();
-    phone.setFault("on AT%LOGSAVE error times 1");
+    phone.faults.set("on AT%LOGSAVE error times 1");
     EXPECT_EQ(service->serialLogEnable(false), -1);
     EXPECT_TRUE(log.contains("serialLogThread: exiting"));
     EXPECT_FALSE(log.contains("serialLogEnable: failed to disable log: Protocol not supported"));
@@ -203,7 +203,7 @@ TEST_F(SerialLogTest, AFailedEndWithoutTheUsbDeviceWaitsForTheThread) {
 TEST_F(SerialLogTest, CopiesLinesToBothLogs) {
     attachWithCapture();
     awaitResume();
-    ASSERT_TRUE(phone.logFromCover("mcu: link up"));
+    ASSERT_TRUE(phone.cover.log("mcu: link up"));
     log.waitFor(ANDROID_LOG_INFO, "mcu: link up");
     journal.waitFor(phone::is(Kind::KernelLog, "<6>Bivista: mcu: link up"), first);
 }
@@ -212,7 +212,7 @@ TEST_F(SerialLogTest, CopiesLinesToBothLogs) {
 TEST_F(SerialLogTest, ALongLineLosesTheLastCharacterOfEachPiece) {
     attachWithCapture();
     awaitResume();
-    ASSERT_TRUE(phone.logFromCover(std::string(1024, 'a') + std::string(10, 'b')));
+    ASSERT_TRUE(phone.cover.log(std::string(1024, 'a') + std::string(10, 'b')));
     log.waitFor(ANDROID_LOG_INFO, std::string(1023, 'a'));
     log.waitFor(ANDROID_LOG_INFO, std::string(10, 'b'));
 }
@@ -220,7 +220,7 @@ TEST_F(SerialLogTest, ALongLineLosesTheLastCharacterOfEachPiece) {
 TEST_F(SerialLogTest, ALineEndsAtItsNul) {
     attachWithCapture();
     awaitResume();
-    phone.sendFromCover(std::string("one\0two\r\n", 9));
+    phone.cover.send(std::string("one\0two\r\n", 9));
     log.waitFor(ANDROID_LOG_INFO, "one");
 }
 
@@ -231,13 +231,13 @@ TEST_F(SerialLogTest, FollowsTheDisplay) {
     size_t line = awaitResume();
     const uint64_t from = journal.next();
     for (int i = 0; i < 3; ++i) {
-        phone.wakeLock(false);
+        phone.files.setWakeLock(false);
         line = log.waitFor(ANDROID_LOG_INFO, "serialLogThread: suspend", line);
-        phone.wakeLock(true);
+        phone.files.setWakeLock(true);
         line = log.waitFor(ANDROID_LOG_INFO, "serialLogThread: resume", line);
     }
     // The line is up again when the cover's next line arrives.
-    while (!phone.logFromCover("still here")) {
+    while (!phone.cover.log("still here")) {
     }
     log.waitFor("still here", line);
     EXPECT_THAT(dtrChanges(from),
@@ -245,19 +245,19 @@ TEST_F(SerialLogTest, FollowsTheDisplay) {
 }
 
 TEST_F(SerialLogTest, WaitsForADisplayThatIsOffAtTheStart) {
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     attachWithCapture();
     // A write that leaves it off is seen, and changes nothing.
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     EXPECT_FALSE(log.contains("serialLogThread: resume"));
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     awaitResume();
 }
 
 TEST_F(SerialLogTest, ADetachDoesNotWaitForADisplayThatIsOff) {
     attachWithCapture();
     awaitResume();
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     log.waitFor("serialLogThread: suspend");
     detach();
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting");
@@ -267,14 +267,14 @@ TEST_F(SerialLogTest, ADetachDoesNotWaitForADisplayThatIsOff) {
 
 // Meant: the port is opened for every value but "0" itself, and stays closed for that one.
 TEST_F(SerialLogTest, WithoutCaptureThePortStaysClosed) {
-    phone.setProperty(kCapture, "0");
+    phone.properties.set(kCapture, "0");
     start();
     attach();
     EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=3\r").Times(1));
     // Of a detach that comes before this, the thread says nothing.
     support::awaitWatch(phone::kWakeLock);
-    phone.wakeLock(false);
-    phone.wakeLock(true);
+    phone.files.setWakeLock(false);
+    phone.files.setWakeLock(true);
     detach();
     log.waitFor("serialLogThread: exiting");
     EXPECT_FALSE(log.contains("serialLogThread: resume"));
@@ -282,7 +282,7 @@ TEST_F(SerialLogTest, WithoutCaptureThePortStaysClosed) {
 }
 
 TEST_F(SerialLogTest, OpensThePortForAValueThatOnlyBeginsWithZero) {
-    phone.setProperty(kCapture, "01");
+    phone.properties.set(kCapture, "01");
     start();
     attach();
     EXPECT_THAT(commands(first), Contains("AT%LOGSAVE=3\r").Times(1));
@@ -292,27 +292,27 @@ TEST_F(SerialLogTest, OpensThePortForAValueThatOnlyBeginsWithZero) {
 TEST_F(SerialLogTest, APropertyThatChangesTakesEffectWithTheDisplay) {
     attachWithCapture();
     size_t line = awaitResume();
-    phone.setProperty(kCapture, "0");
-    phone.wakeLock(false);
+    phone.properties.set(kCapture, "0");
+    phone.files.setWakeLock(false);
     line = log.waitFor("serialLogThread: suspend", line);
-    phone.wakeLock(true);
-    phone.wakeLock(false);
-    phone.setProperty(kCapture, "1");
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
+    phone.files.setWakeLock(false);
+    phone.properties.set(kCapture, "1");
+    phone.files.setWakeLock(true);
     log.waitFor("serialLogThread: resume", line);
 }
 
 TEST_F(SerialLogTest, AnMtkPhonePollsWithATimeout) {
-    phone.setProperty("ro.vendor.qmx.chip.vendor", "mtk");
+    phone.properties.set("ro.vendor.qmx.chip.vendor", "mtk");
     attachWithCapture();
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread MTK model");
     awaitResume();
-    ASSERT_TRUE(phone.logFromCover("mcu: link up"));
+    ASSERT_TRUE(phone.cover.log("mcu: link up"));
     log.waitFor(ANDROID_LOG_INFO, "mcu: link up");
 }
 
 TEST_F(SerialLogTest, OnlyTheExactNameIsAnMtkPhone) {
-    phone.setProperty("ro.vendor.qmx.chip.vendor", "mtk6");
+    phone.properties.set("ro.vendor.qmx.chip.vendor", "mtk6");
     attachWithCapture();
     awaitResume();
     EXPECT_FALSE(log.contains("serialLogThread MTK model"));
@@ -333,12 +333,12 @@ void PrintTo(const Failure& failure, std::ostream* out) {
 class WakeLockFailureTest : public SerialLogTest, public testing::WithParamInterface<Failure> {};
 
 TEST_P(WakeLockFailureTest, EndsTheCapture) {
-    phone.setFault(std::string("node ") + phone::kWakeLock + GetParam().fault);
+    phone.faults.set(std::string("node ") + phone::kWakeLock + GetParam().fault);
     attachWithCapture();
     const size_t line = log.waitFor(ANDROID_LOG_ERROR, GetParam().line);
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting", line);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
-    phone.clearFaults();
+    phone.faults.clear();
     detach();
     attach();
     awaitResume();
@@ -353,7 +353,7 @@ INSTANTIATE_TEST_SUITE_P(
         [](const auto& info) { return info.param.name; });
 
 TEST_F(SerialLogTest, EndsWithoutAWakeLockToWatch) {
-    phone.removeNode(phone::kWakeLock);
+    phone.files.remove(phone::kWakeLock);
     attachWithCapture();
     const size_t line = log.waitFor(
             ANDROID_LOG_ERROR, "serialLogThread: failed to add watch: No such file or directory");
@@ -364,7 +364,7 @@ TEST_F(SerialLogTest, EndsWithoutAWakeLockToWatch) {
 TEST_F(SerialLogTest, EndsWhenTheWakeLockVanishes) {
     attachWithCapture();
     awaitResume();
-    phone.removeNode(phone::kWakeLock);
+    phone.files.remove(phone::kWakeLock);
     const size_t line =
             log.waitFor(ANDROID_LOG_ERROR,
                         "serialLogThread: failed to open wake_lock: No such file or directory");
@@ -373,10 +373,10 @@ TEST_F(SerialLogTest, EndsWhenTheWakeLockVanishes) {
 }
 
 TEST_F(SerialLogTest, EndsWhenThePortCannotBeOpened) {
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     attachWithCapture();
     replaceTty("/nowhere");
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     const size_t line = log.waitFor(
             ANDROID_LOG_ERROR,
             "serialLogThread: failed to open \"/dev/ttyACM0\": No such file or directory");
@@ -384,11 +384,11 @@ TEST_F(SerialLogTest, EndsWhenThePortCannotBeOpened) {
 }
 
 TEST_F(SerialLogTest, EndsWhenThePortHasNoModemLines) {
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     attachWithCapture();
-    phone.setNode("/data/plain", "");
+    phone.files.set("/data/plain", "");
     replaceTty("/data/plain");
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     const size_t line =
             log.waitFor(ANDROID_LOG_ERROR,
                         "serialLogThread: failed to set DTR: Inappropriate ioctl for device");
@@ -398,7 +398,7 @@ TEST_F(SerialLogTest, EndsWhenThePortHasNoModemLines) {
 TEST_F(SerialLogTest, EndsWithTheTtysHangUp) {
     attachWithCapture();
     awaitResume();
-    phone.detachCover();
+    phone.cover.detach();
     // Either it sees the hang-up or it is woken first.
     log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting");
 }
@@ -411,21 +411,21 @@ TEST_F(SerialLogTest, NeverTakesALineOfAnAnswer) {
     const int count = text != nullptr ? atoi(text) : 200;
     attachWithCapture();
     awaitResume();
-    phone.setChatter(cover::Chatter{"chatter"});
+    phone.cover.setChatter(cover::Chatter{"chatter"});
     for (int i = 0; i < count; ++i) {
         ASSERT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312") << i;
         if (i % 100 == 0) log.clear();
     }
-    phone.setChatter(std::nullopt);
+    phone.cover.setChatter(std::nullopt);
     EXPECT_EQ(send("AT%GETBVCUTOUT\r").value,
-              static_cast<int>(phone.coverOptions().cutout.size()) + 1);
+              static_cast<int>(phone.cover.options().cutout.size()) + 1);
 }
 
 // Meant: between the blank line and the end every line is the answer's.
 TEST_F(SerialLogTest, ALineInsideAnAnswerIsPartOfIt) {
     attachWithCapture();
     awaitResume();
-    phone.setFault("on AT%SWV inside \"mcu: link up\" times 1");
+    phone.faults.set("on AT%SWV inside \"mcu: link up\" times 1");
     EXPECT_EQ(send("AT%SWV\r").answer, "mcu: link up\nBV330-V10k_20210312");
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
@@ -434,7 +434,7 @@ TEST_F(SerialLogTest, ALineInsideAnAnswerIsPartOfIt) {
 TEST_F(SerialLogTest, ALineThatReadsLikeTheEndEndsTheCommand) {
     attachWithCapture();
     awaitResume();
-    phone.setFault("on AT%SWV before \"OK\" times 1");
+    phone.faults.set("on AT%SWV before \"OK\" times 1");
     EXPECT_EQ(send("AT%SWV\r").value, 0);
 }
 
@@ -443,25 +443,25 @@ TEST_F(SerialLogTest, ALineThatReadsLikeTheEndEndsTheCommand) {
 TEST_F(SerialLogTest, AnExtraOkIsALineOfTheLogAndShiftsNothing) {
     attachWithCapture();
     awaitResume();
-    phone.setFault(R"(on AT%SWV after "OK" times 1)");
+    phone.faults.set(R"(on AT%SWV after "OK" times 1)");
     const size_t line = log.lines().size();
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     log.waitFor(ANDROID_LOG_INFO, "OK", line);
     journal.waitFor(phone::is(Kind::KernelLog, "<6>Bivista: OK"), first);
-    EXPECT_EQ(send("AT%GETBVCUTOUT\r").answer, phone.coverOptions().cutout);
+    EXPECT_EQ(send("AT%GETBVCUTOUT\r").answer, phone.cover.options().cutout);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
 TEST_F(SerialLogTest, ACommandRaisesDtrWithTheDisplayOff) {
     attachWithCapture();
     awaitResume();
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     // The line falls behind the log's word.
     awaitDtr("lowered");
-    EXPECT_FALSE(phone.coverState().dtr);
+    EXPECT_FALSE(phone.cover.state().dtr);
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
-    EXPECT_TRUE(phone.coverState().dtr);
-    ASSERT_TRUE(phone.logFromCover("in the dark"));
+    EXPECT_TRUE(phone.cover.state().dtr);
+    ASSERT_TRUE(phone.cover.log("in the dark"));
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "in the dark\n"));
 }

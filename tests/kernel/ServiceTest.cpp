@@ -41,7 +41,7 @@ LogLine errorLine(std::string text) {
 ServiceTest::~ServiceTest() {
     if (service == nullptr) return;
     // A hang-up ends an exchange that is under way.
-    if (phone.isCoverAttached()) phone.detachCover();
+    if (phone.cover.isAttached()) phone.cover.detach();
     Bivista::sighandler(SIGUSR1);
     service->serialDeviceRemoved();
 }
@@ -91,7 +91,7 @@ void ServiceTest::awaitWatching() {
 
 void ServiceTest::attach(const phone::CoverOptions& options) {
     const size_t at = log.size();
-    phone.attachCover(options);
+    phone.cover.attach(options);
     awaitAttached(at);
 }
 
@@ -102,7 +102,7 @@ void ServiceTest::awaitAttached(size_t line) const {
 
 void ServiceTest::detach() {
     const size_t from = log.size();
-    phone.detachCover();
+    phone.cover.detach();
     log.waitFor("serialLogEnable: 0", from);
 }
 

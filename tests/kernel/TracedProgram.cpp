@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 #include "kernel/Bivista.h"
 #include "tests/support/HidNode.h"
 #include "tests/support/Trace.h"
@@ -26,7 +26,7 @@ void watchLog(const __android_logger_data* /*data*/, const char* message) {
 }
 
 bool exchange(phone::Phone& phone, Bivista& service) {
-    phone.attachCover();
+    phone.cover.attach();
     // The last command of the attach; the exchange behind it waits for its end.
     phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
     if (service.serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return false;

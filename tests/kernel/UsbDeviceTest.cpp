@@ -9,7 +9,7 @@ using UsbDeviceTest = ServiceTest;
 TEST_F(UsbDeviceTest, FollowsTheCover) {
     start();
     EXPECT_FALSE(service->getBV2Connect());
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     size_t at = log.waitFor(ANDROID_LOG_INFO, "========== Bivista Attached");
     log.waitUntil(
             [](const support::LogLine& line) {
@@ -20,26 +20,26 @@ TEST_F(UsbDeviceTest, FollowsTheCover) {
             at);
     while (!service->getBV2Connect()) {
     }
-    phone.detachCover();
+    phone.cover.detach();
     log.waitFor(ANDROID_LOG_INFO, "========== Bivista Unattached", at);
     while (service->getBV2Connect()) {
     }
 }
 
 TEST_F(UsbDeviceTest, SeesACoverThatIsThereAtTheStart) {
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     start();
     log.waitFor("========== Bivista Attached");
 }
 
 TEST_F(UsbDeviceTest, KeepsTheCoverWhenAnotherDeviceGoes) {
     start();
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor("========== Bivista Attached");
-    phone.attachLoader();
+    phone.loader.attach();
     log.waitFor("usbDeviceAdded : normal dload mode");
-    phone.detachLoader();
-    phone.attachLoader();
+    phone.loader.detach();
+    phone.loader.attach();
     log.waitFor("usbDeviceAdded : normal dload mode",
                 log.waitFor("usbDeviceAdded : normal dload mode"));
     EXPECT_FALSE(log.contains("========== Bivista Unattached"));
@@ -48,7 +48,7 @@ TEST_F(UsbDeviceTest, KeepsTheCoverWhenAnotherDeviceGoes) {
 
 TEST_F(UsbDeviceTest, ReportsADeviceThatCannotBeOpened) {
     start();
-    phone.setNode("/dev/bus/usb/001/099", "short");
+    phone.files.set("/dev/bus/usb/001/099", "short");
     log.waitFor(ANDROID_LOG_ERROR, "usb_device_open failed");
 }
 
@@ -62,18 +62,18 @@ class LoaderTest : public ServiceTest, public testing::WithParamInterface<Loader
 
 TEST_P(LoaderTest, IsRecognised) {
     start();
-    phone.attachLoader(GetParam().serial, GetParam().product);
+    phone.loader.attach(GetParam().serial, GetParam().product);
     size_t at = 0;
     for (const std::string& line : GetParam().lines) at = log.waitFor(line, at);
     // The cover's attach stands behind all of the loader's lines, on the same thread.
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     log.waitFor("========== Bivista Attached", at);
     size_t loaderLines = 0;
     for (const std::string& text : log.texts()) {
         if (text.starts_with("usbDeviceAdded : ")) ++loaderLines;
     }
     EXPECT_EQ(loaderLines, GetParam().lines.size());
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.cover.isAttached());
 }
 
 INSTANTIATE_TEST_SUITE_P(

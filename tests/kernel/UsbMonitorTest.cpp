@@ -47,7 +47,7 @@ TEST_F(UsbMonitorTest, LogsWhatItSees) {
 }
 
 TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     start();
     awaitAttached();
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/ttyACM0\" OK"));
@@ -56,7 +56,7 @@ TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
 
 TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
     createNode("hidraw0");
-    phone.attachCover(support::withoutPanel());
+    phone.cover.attach(support::withoutPanel());
     start();
     const size_t hid =
             log.waitFor(ANDROID_LOG_DEBUG, "usbNotifyThread: access \"/dev/hidraw0\" OK");
@@ -69,7 +69,7 @@ TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
 TEST_F(UsbMonitorTest, DoesNotProbeOtherNumbersAtTheStart) {
     CoverOptions options = support::withoutPanel();
     options.tty = 1;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     start();
     awaitMarker();
     EXPECT_THAT(commands(first), IsEmpty());
@@ -89,7 +89,7 @@ TEST_F(UsbMonitorTest, IgnoresASecondTtyWhileAttached) {
     start();
     attach();
     const uint64_t from = journal.next();
-    phone.attachForeignTty(1, "3e91\n", "6a2f\n");
+    phone.foreignTtys.attach(1, "3e91\n", "6a2f\n");
     awaitMarker();
     EXPECT_FALSE(log.contains("========== ttyACM1 create"));
     EXPECT_THAT(nodeWrites(from), IsEmpty());
@@ -98,8 +98,8 @@ TEST_F(UsbMonitorTest, IgnoresASecondTtyWhileAttached) {
 TEST_F(UsbMonitorTest, IgnoresTheRemovalOfAnotherTty) {
     start();
     attach();
-    phone.attachForeignTty(1, "1d6b\n", "0001\n");
-    phone.detachForeignTty(1);
+    phone.foreignTtys.attach(1, "1d6b\n", "0001\n");
+    phone.foreignTtys.detach(1);
     awaitMarker();
     EXPECT_FALSE(log.contains("========== ttyACM1 delete"));
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
@@ -107,8 +107,8 @@ TEST_F(UsbMonitorTest, IgnoresTheRemovalOfAnotherTty) {
 
 TEST_F(UsbMonitorTest, IgnoresARemovalWhileDetached) {
     start();
-    phone.attachForeignTty(0, "1d6b\n", "0001\n");
-    phone.detachForeignTty(0);
+    phone.foreignTtys.attach(0, "1d6b\n", "0001\n");
+    phone.foreignTtys.detach(0);
     awaitMarker();
     EXPECT_FALSE(log.contains("========== ttyACM0 delete"));
     EXPECT_FALSE(log.contains("serialDeviceRemoved: attached:0"));
@@ -128,7 +128,7 @@ TEST_P(IdTest, DecideAboutTheTty) {
     CoverOptions options = support::withoutPanel();
     options.idVendorText = GetParam().vendor;
     options.idProductText = GetParam().product;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     if (GetParam().accepted) {
         awaitAttached();
     } else {
@@ -173,8 +173,8 @@ TEST_F(UsbMonitorTest, ReportsAnIdFileThatIsMissing) {
 
 TEST_F(UsbMonitorTest, ReportsAnIdFileThatCannotBeRead) {
     start();
-    phone.setNode("/sys/class/tty/ttyACM3/device/uevent", "");
-    phone.setNode("/sys/class/tty/ttyACM3/idVendor/folder", "");
+    phone.files.set("/sys/class/tty/ttyACM3/device/uevent", "");
+    phone.files.set("/sys/class/tty/ttyACM3/idVendor/folder", "");
     createNode("ttyACM3");
     log.waitFor(
             "usbNotifyThread: failed to read \"/sys/class/tty/ttyACM3/device/../idVendor\": Is "
@@ -243,7 +243,7 @@ class OverflowTest : public UsbMonitorTest {
     void loseTheEventsOf(const CoverOptions& cover, const std::function<void()>& happen) {
         const MutexLock lock(sUsbAutoSuspendMutex, __func__);
         const size_t from = log.size();
-        phone.attachCover(cover);
+        phone.cover.attach(cover);
         log.waitFor("========== ttyACM" + std::to_string(cover.tty) + " create", from);
         overflow();
         happen();
@@ -274,7 +274,7 @@ TEST_F(OverflowTest, LeavesAnAttachedTtyAttached) {
 
 TEST_F(OverflowTest, AttachesATtyThatCameUnseen) {
     start();
-    loseTheEventsOf(5, [this] { phone.attachCover(support::withoutPanel()); });
+    loseTheEventsOf(5, [this] { phone.cover.attach(support::withoutPanel()); });
     const size_t at = log.waitFor("usbNotifyThread: access \"/dev/ttyACM0\" OK", awaitOverflow());
     awaitAttached(at);
     awaitMarker();
@@ -298,7 +298,7 @@ TEST_F(OverflowTest, AttachesAPanelThatCameUnseen) {
 TEST_F(OverflowTest, DetachesATtyThatWentUnseen) {
     start();
     attach();
-    loseTheEventsOf(5, [this] { phone.detachCover(); });
+    loseTheEventsOf(5, [this] { phone.cover.detach(); });
     const size_t at = log.waitFor(ANDROID_LOG_INFO, "========== ttyACM0 delete", awaitOverflow());
     log.waitFor("serialDeviceRemoved: attached:1", at);
     awaitMarker();
@@ -326,8 +326,8 @@ TEST_F(OverflowTest, AttachesWhatCameInThePlaceOfWhatWent) {
     start();
     attach(withTty(3));
     loseTheEventsOf(5, [this] {
-        phone.detachCover();
-        phone.attachCover(support::withoutPanel());
+        phone.cover.detach();
+        phone.cover.attach(support::withoutPanel());
     });
     size_t at = log.waitFor("========== ttyACM3 delete", awaitOverflow());
     at = log.waitFor("========== ttyACM0 create", at);
@@ -349,7 +349,7 @@ TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
     };
     const auto cycle = [&] {
         const size_t from = log.size();
-        phone.reattachCover();
+        phone.cover.reattach();
         awaitAttached(from);
         EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
         log.clear();

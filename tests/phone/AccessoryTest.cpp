@@ -54,15 +54,15 @@ TEST_F(AccessoryTest, IsAbsentUntilItIsServed) {
 TEST_F(AccessoryTest, FollowsTheCover) {
     accessory.serve();
     EXPECT_EQ(ask(), (AccessoryState{0, 0}));
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(ask(), (AccessoryState{0, neighbours::kAttached}));
-    phone.detachCover();
+    phone.cover.detach();
     EXPECT_EQ(ask(), (AccessoryState{0, 0}));
 }
 
 TEST_F(AccessoryTest, GivesTheStateThatItIsTold) {
     accessory.serve();
-    phone.attachCover();
+    phone.cover.attach();
     accessory.setState(AccessoryState{3, 1});
     EXPECT_EQ(ask(), (AccessoryState{3, 1}));
     accessory.setState(std::nullopt);
@@ -86,7 +86,7 @@ TEST_F(AccessoryTest, HoldsItsClientsWhileItIsDeclaredAndNotUp) {
     EXPECT_TRUE(accessory.isDeclared());
     EXPECT_FALSE(accessory.isServed());
     EXPECT_EQ(IAccessory::tryGetService(), nullptr);
-    phone.attachCover();
+    phone.cover.attach();
     AccessoryState told;
     std::thread client([&told] { told = ask(); });
     accessory.serve();
@@ -115,7 +115,7 @@ TEST_F(AccessoryTest, TakesBackTheDeclarationOfAnEmulatorThatWasKilled) {
 }
 
 TEST_F(AccessoryTest, WhoHoldsItIsAnsweredAlthoughItIsGone) {
-    phone.attachCover();
+    phone.cover.attach();
     auto gone = std::make_unique<Accessory>(phone);
     gone->serve();
     const sp<IAccessory> service = IAccessory::getService();
@@ -146,7 +146,7 @@ TEST_F(AccessoryTest, EveryAnswerIsInTheJournalBehindWhatWasWrittenBefore) {
 }
 
 TEST_F(AccessoryTest, RegistryThatCannotBeUsedIsReported) {
-    phone.setNode("/data/file", "");
+    phone.files.set("/data/file", "");
     setenv("HIDL_SOCKET_DIR", "/data/file", 1);
     EXPECT_THROW(accessory.serve(), phone::Error);
     EXPECT_FALSE(accessory.isServed());
@@ -163,8 +163,8 @@ TEST_F(AccessoryTest, AnswersManyClientsWhileTheCoverComesAndGoes) {
         });
     }
     for (int i = 0; i < 20; ++i) {
-        phone.attachCover();
-        phone.detachCover();
+        phone.cover.attach();
+        phone.cover.detach();
     }
     for (std::thread& client : clients) client.join();
 }

@@ -16,11 +16,11 @@
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
-#include "emulator/phone/Fd.h"
-#include "emulator/phone/Uevents.h"
+#include <android-base/unique_fd.h>
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/control/WaitingRoom.h"
+#include "emulator/phone/devices/Uevents.h"
 #include "tests/support/PhoneTest.h"
 
 namespace {
@@ -77,9 +77,9 @@ class ControlTest : public support::PhoneTest {
     }
 
     // Opens the tty as the phone does, and has the cover told to stream its log.
-    phone::Fd listenToTheLog() {
-        phone.attachCover();
-        phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    android::base::unique_fd listenToTheLog() {
+        phone.cover.attach();
+        android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
         EXPECT_EQ(write(tty.get(), "AT%LOGSAVE=0\r", 13), 13);
         journal.waitFor(phone::is(Kind::TtyTx, "AT%LOGSAVE=0\r\r\nOK\r\n"), first);
         return tty;
@@ -87,7 +87,7 @@ class ControlTest : public support::PhoneTest {
 
     // Switches the sub display on and draws levels 10 and 3.
     static void drawTwoPixels() {
-        const phone::Fd node(open("/dev/hidraw0", O_WRONLY));
+        const android::base::unique_fd node(open("/dev/hidraw0", O_WRONLY));
         uint8_t config[] = {3, 2, 90};
         EXPECT_EQ(ioctl(node.get(), HIDIOCSFEATURE(sizeof(config)), config), 3);
         const uint8_t pixels[] = {2, 1, 0, 0, 0, 0, 0, 0xa3};
@@ -107,18 +107,18 @@ class ControlTest : public support::PhoneTest {
 
 TEST_F(ControlTest, AttachesAndDetachesTheCover) {
     EXPECT_EQ(post("/v1/attach").status, 200);
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.cover.isAttached());
     EXPECT_EQ(post("/v1/reattach").status, 200);
     EXPECT_EQ(post("/v1/detach").status, 200);
-    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_FALSE(phone.cover.isAttached());
 }
 
 TEST_F(ControlTest, AttachesAsAsked) {
     EXPECT_EQ(post("/v1/attach", {{"tty", 3}, {"with_usb", false}, {"id_vendor", "zz\n"}}).status,
               200);
     EXPECT_EQ(access("/dev/ttyACM3", F_OK), 0);
-    EXPECT_EQ(phone.node("/sys/class/tty/ttyACM3/device/../idVendor"), "zz\n");
-    EXPECT_EQ(phone.node("/sys/class/tty/ttyACM3/device/../idProduct"), "6a2f\n");
+    EXPECT_EQ(phone.files.get("/sys/class/tty/ttyACM3/device/../idVendor"), "zz\n");
+    EXPECT_EQ(phone.files.get("/sys/class/tty/ttyACM3/device/../idProduct"), "6a2f\n");
     EXPECT_NE(access("/sys/bus/usb/devices/1-1", F_OK), 0);
     EXPECT_EQ(post("/v1/detach", {{"unread", "read"}}).status, 200);
     EXPECT_EQ(post("/v1/attach", {{"with_tty", false}, {"hid", 9}}).status, 200);
@@ -133,10 +133,10 @@ TEST_F(ControlTest, ChangesAndShowsTheSubDisplay) {
     EXPECT_EQ(put("/v1/subdisplay", {{"width", 2}, {"height", 65535}, {"format", 8}, {"ready", 0}})
                       .status,
               200);
-    EXPECT_EQ(phone.panelOptions(), (cover::PanelOptions{2, 65535, 8, 0}));
+    EXPECT_EQ(phone.panel.options(), (cover::PanelOptions{2, 65535, 8, 0}));
     EXPECT_EQ(put("/v1/subdisplay", {{"height", 1}}).status, 200);
     EXPECT_EQ(get("/v1/state").body["sub_display"]["attached"], false);
-    phone.attachCover();
+    phone.cover.attach();
     drawTwoPixels();
     EXPECT_EQ(get("/v1/state").body["sub_display"], json({{"attached", true},
                                                           {"on", true},
@@ -151,8 +151,8 @@ TEST_F(ControlTest, ChangesAndShowsTheSubDisplay) {
 }
 
 TEST_F(ControlTest, TakesASnapshotOfTheSubDisplay) {
-    phone.setPanelOptions({2, 1, 4, 1});
-    phone.attachCover();
+    phone.panel.setOptions({2, 1, 4, 1});
+    phone.cover.attach();
     drawTwoPixels();
     EXPECT_EQ(get("/v1/snapshot").body, json({{"width", 2}, {"height", 1}, {"levels", "a3"}}));
 }
@@ -161,22 +161,22 @@ TEST_F(ControlTest, SaysWhyThereIsNoSnapshot) {
     Reply reply = get("/v1/snapshot");
     EXPECT_EQ(reply.status, 409);
     EXPECT_THAT(reply.body.value("error", ""), HasSubstr("no sub display"));
-    phone.setPanelOptions({65535, 65535, 4, 1});
-    phone.attachCover();
+    phone.panel.setOptions({65535, 65535, 4, 1});
+    phone.cover.attach();
     reply = get("/v1/snapshot");
     EXPECT_EQ(reply.status, 409);
     EXPECT_THAT(reply.body.value("error", ""), HasSubstr("more pixels"));
 }
 
 TEST_F(ControlTest, ShowsTheState) {
-    phone.attachCover();
-    phone.setProperty("k", "v\xff");
-    phone.setFault("on AT silent");
+    phone.cover.attach();
+    phone.properties.set("k", "v\xff");
+    phone.faults.set("on AT silent");
     const json body = get("/v1/state").body;
     EXPECT_EQ(body["attached"], true);
     EXPECT_EQ(body["cover"]["power"], "running");
     EXPECT_EQ(body["properties"]["k"], "v\\xff");
-    EXPECT_EQ(body["faults"], json(phone.faults()));
+    EXPECT_EQ(body["faults"], json(phone.faults.list()));
     EXPECT_EQ(body["screen"], json({{"on", false}}));
     EXPECT_TRUE(body["chatter"].is_null());
     EXPECT_EQ(body["accessory"], json({{"present", false}, {"declared", false}}));
@@ -185,8 +185,8 @@ TEST_F(ControlTest, ShowsTheState) {
 
 TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
     put("/v1/cover", {{"hot_plug_polls", 0}});
-    phone.attachCover();
-    const phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    phone.cover.attach();
+    const android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
     const std::string commands = "ATE0\rAT%BV=1\rAT%DB=128\rAT%PRGB=1,2,3,4\rAT%SMODE=2\r";
     ASSERT_EQ(write(tty.get(), commands.data(), commands.size()),
               static_cast<ssize_t>(commands.size()));
@@ -197,72 +197,72 @@ TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
                                                      {"rgb", {1, 2, 3, 4}},
                                                      {"tune", {2, 2, 2}},
                                                      {"mode", 2}}));
-    phone.detachCover();
+    phone.cover.detach();
     EXPECT_EQ(get("/v1/state").body["screen"], json({{"on", false}}));
 }
 
 TEST_F(ControlTest, SetsListsAndClearsFaults) {
     EXPECT_EQ(post("/v1/faults", {{"text", "on AT silent"}}).status, 200);
     EXPECT_EQ(post("/v1/faults", {{"text", "node /sys/x missing"}}).status, 200);
-    EXPECT_EQ(get("/v1/faults").body["faults"], json(phone.faults()));
-    EXPECT_EQ(phone.faults().size(), 2u);
+    EXPECT_EQ(get("/v1/faults").body["faults"], json(phone.faults.list()));
+    EXPECT_EQ(phone.faults.list().size(), 2u);
     EXPECT_EQ(remove("/v1/faults").status, 200);
-    EXPECT_TRUE(phone.faults().empty());
+    EXPECT_TRUE(phone.faults.list().empty());
 }
 
 TEST_F(ControlTest, SetsListsAndClearsProperties) {
     EXPECT_EQ(put("/v1/properties", {{"key", "a.b"}, {"value", "x\\xffy"}}).status, 200);
-    EXPECT_EQ(phone.properties().at("a.b"), "x\xffy");
+    EXPECT_EQ(phone.properties.list().at("a.b"), "x\xffy");
     EXPECT_EQ(get("/v1/properties").body["properties"]["a.b"], "x\\xffy");
     EXPECT_EQ(remove("/v1/properties").status, 200);
-    EXPECT_TRUE(phone.properties().empty());
+    EXPECT_TRUE(phone.properties.list().empty());
 }
 
 TEST_F(ControlTest, ReadsWritesAndRemovesFiles) {
     EXPECT_EQ(put("/v1/node", {{"path", "/sys/a b"}, {"bytes", "1\\n\\x00"}}).status, 200);
-    EXPECT_EQ(phone.node("/sys/a b"), std::string("1\n\0", 3));
+    EXPECT_EQ(phone.files.get("/sys/a b"), std::string("1\n\0", 3));
     const Reply reply = get("/v1/node?path=/sys/a%20b");
     EXPECT_EQ(reply.body["path"], "/sys/a b");
     EXPECT_EQ(reply.body["bytes"], "1\\n\\x00");
     EXPECT_EQ(remove("/v1/node?path=/sys/a%20b").status, 200);
-    EXPECT_EQ(phone.node("/sys/a b"), std::nullopt);
+    EXPECT_EQ(phone.files.get("/sys/a b"), std::nullopt);
 }
 
 TEST_F(ControlTest, BringsTheLoaderAndTakesItAway) {
     EXPECT_EQ(post("/v1/loader", {{"serial", "00000000001B"}, {"product", "TQB220R"}}).status, 200);
-    EXPECT_EQ(phone.node("/sys/bus/usb/devices/1-1/product"), "TQB220R\n");
+    EXPECT_EQ(phone.files.get("/sys/bus/usb/devices/1-1/product"), "TQB220R\n");
     EXPECT_EQ(remove("/v1/loader").status, 200);
-    EXPECT_EQ(phone.node("/sys/bus/usb/devices/1-1/product"), std::nullopt);
+    EXPECT_EQ(phone.files.get("/sys/bus/usb/devices/1-1/product"), std::nullopt);
     EXPECT_EQ(post("/v1/loader").status, 200);
-    EXPECT_EQ(phone.node("/sys/bus/usb/devices/1-1/serial"), "00000000001A\n");
+    EXPECT_EQ(phone.files.get("/sys/bus/usb/devices/1-1/serial"), "00000000001A\n");
 }
 
 TEST_F(ControlTest, HoldsAndReleasesTheWakeLock) {
     EXPECT_EQ(put("/v1/wakelock", {{"held", false}}).status, 200);
-    EXPECT_EQ(phone.node(phone::kWakeLock)->find("Display"), std::string::npos);
+    EXPECT_EQ(phone.files.get(phone::kWakeLock)->find("Display"), std::string::npos);
     EXPECT_EQ(put("/v1/wakelock", {{"held", true}}).status, 200);
-    EXPECT_NE(phone.node(phone::kWakeLock)->find("Display"), std::string::npos);
+    EXPECT_NE(phone.files.get(phone::kWakeLock)->find("Display"), std::string::npos);
 }
 
 TEST_F(ControlTest, ChangesAndSpeaksForTheCover) {
     EXPECT_EQ(put("/v1/cover", {{"version", "AB-1_x"}, {"hot_plug_polls", 5}}).status, 200);
-    EXPECT_EQ(phone.coverOptions().version, "AB-1_x");
-    EXPECT_EQ(phone.coverOptions().hotPlugPolls, 5);
-    phone.attachCover();
+    EXPECT_EQ(phone.cover.options().version, "AB-1_x");
+    EXPECT_EQ(phone.cover.options().hotPlugPolls, 5);
+    phone.cover.attach();
     EXPECT_EQ(post("/v1/send", {{"bytes", "x\\x00\\n"}}).status, 200);
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("x\0\n", 3));
 }
 
 TEST_F(ControlTest, MakesTheCoverSayOnlineOrNeverComeUp) {
     EXPECT_EQ(put("/v1/cover", {{"hot_plug_answer", "Online"}}).status, 200);
-    EXPECT_EQ(phone.coverOptions().hotPlugAnswer, "Online");
+    EXPECT_EQ(phone.cover.options().hotPlugAnswer, "Online");
     EXPECT_EQ(put("/v1/cover", {{"hot_plug_polls", "never"}}).status, 200);
-    EXPECT_EQ(phone.coverOptions().hotPlugPolls, std::nullopt);
-    EXPECT_EQ(phone.coverOptions().hotPlugAnswer, "Online");
+    EXPECT_EQ(phone.cover.options().hotPlugPolls, std::nullopt);
+    EXPECT_EQ(phone.cover.options().hotPlugAnswer, "Online");
 }
 
 TEST_F(ControlTest, SendsALineOfTheCoversLog) {
-    const phone::Fd tty = listenToTheLog();
+    const android::base::unique_fd tty = listenToTheLog();
     const uint64_t from = journal.next();
     EXPECT_EQ(post("/v1/log", {{"text", "a\\x00b"}}).status, 200);
     EXPECT_EQ(journal.joined(Kind::TtyTx, from), std::string("a\0b\r\n", 5));
@@ -275,28 +275,28 @@ TEST_F(ControlTest, SaysWhyTheCoversLogIsNotSent) {
         return reply.body.value("error", "");
     };
     EXPECT_THAT(refusal(), HasSubstr("no cover is attached"));
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_THAT(refusal(), HasSubstr("DTR is down"));
-    const phone::Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    const android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
     EXPECT_THAT(refusal(), HasSubstr("AT%LOGSAVE= is 3"));
 }
 
 TEST_F(ControlTest, MakesTheCoverChatter) {
-    const phone::Fd tty = listenToTheLog();
+    const android::base::unique_fd tty = listenToTheLog();
     EXPECT_EQ(put("/v1/chatter", {{"text", "tick"}, {"gap_us", 1000}}).status, 200);
     EXPECT_EQ(get("/v1/state").body["chatter"], json({{"text", "tick"}, {"gap_us", 1000}}));
     journal.waitFor(phone::is(Kind::TtyTx, "tick 3\r\n"), first);
     EXPECT_EQ(remove("/v1/chatter").status, 200);
     EXPECT_TRUE(get("/v1/state").body["chatter"].is_null());
     EXPECT_EQ(put("/v1/chatter", json::object()).status, 200);
-    EXPECT_EQ(phone.chatter(), cover::Chatter{});
+    EXPECT_EQ(phone.cover.chatter(), cover::Chatter{});
 }
 
 TEST_F(ControlTest, SetsTheAccessoryService) {
     EXPECT_EQ(put("/v1/accessory", json::object()).status, 200);
     EXPECT_EQ(get("/v1/state").body["accessory"],
               json({{"present", true}, {"type", 0}, {"state", 0}}));
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(get("/v1/state").body["accessory"]["state"], 3);
     EXPECT_EQ(put("/v1/accessory", {{"state", 4294967295u}, {"type", 7}}).status, 200);
     EXPECT_EQ(accessory.state(), (neighbours::AccessoryState{7, 4294967295u}));
@@ -344,11 +344,11 @@ TEST_F(ControlTest, KeepsListsAndRemovesFirmwareImages) {
 }
 
 TEST_F(ControlTest, TakesTheCoverToItsLoaderAndBack) {
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(put("/v1/loader", {{"mode", "error"}}).status, 200);
     EXPECT_EQ(get("/v1/state").body["cover"]["serial"], "00000000001B");
     EXPECT_EQ(put("/v1/loader", {{"mode", "leave"}}).status, 200);
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.cover.isAttached());
     EXPECT_EQ(put("/v1/loader", {{"mode", "normal"}}).status, 200);
     EXPECT_EQ(get("/v1/state").body["cover"]["serial"], "00000000001A");
 }
@@ -364,7 +364,7 @@ TEST_F(ControlTest, MakesTheTouchPanelLargeAndSlow) {
                                 {"upgrade_ms", 2}})
                       .status,
               200);
-    const cover::Options options = phone.coverOptions();
+    const cover::Options options = phone.cover.options();
     EXPECT_EQ(options.touchVersion, "T9");
     EXPECT_EQ(options.touchSize, (cover::TouchSize{2, 1000}));
     EXPECT_EQ(options.selfTestReportSize, 40960u);
@@ -375,15 +375,15 @@ TEST_F(ControlTest, MakesTheTouchPanelLargeAndSlow) {
 }
 
 TEST_F(ControlTest, ResetsThePhone) {
-    phone.attachCover();
+    phone.cover.attach();
     neighbours.lpwg.setResult(4);
-    phone.setFault("on AT silent");
-    phone.setChatter(cover::Chatter{});
+    phone.faults.set("on AT silent");
+    phone.cover.setChatter(cover::Chatter{});
     accessory.setState(neighbours::AccessoryState{0, 9});
     EXPECT_EQ(post("/v1/reset").status, 200);
-    EXPECT_FALSE(phone.isCoverAttached());
-    EXPECT_TRUE(phone.faults().empty());
-    EXPECT_EQ(phone.chatter(), std::nullopt);
+    EXPECT_FALSE(phone.cover.isAttached());
+    EXPECT_TRUE(phone.faults.list().empty());
+    EXPECT_EQ(phone.cover.chatter(), std::nullopt);
     EXPECT_TRUE(accessory.isServed());
     EXPECT_EQ(accessory.state(), neighbours::AccessoryState{});
     EXPECT_TRUE(neighbours.lpwg.isServed());
@@ -412,7 +412,7 @@ TEST_F(ControlTest, DeclaresANeighbourThatIsNotUp) {
 
 TEST_F(ControlTest, EndsAPageOfTheJournalAfterAMegabyte) {
     const std::string half(600'000, 'x');
-    for (const char* path : {"/sys/a", "/sys/b", "/sys/c"}) phone.setNode(path, half);
+    for (const char* path : {"/sys/a", "/sys/b", "/sys/c"}) phone.files.set(path, half);
     const json page = get("/v1/journal?since=" + std::to_string(first)).body;
     EXPECT_EQ(page["entries"].size(), 2u);
     EXPECT_EQ(page["next"], first + 2);
@@ -423,7 +423,7 @@ TEST_F(ControlTest, EndsAPageOfTheJournalAfterAMegabyte) {
 
 TEST_F(ControlTest, PagesTheJournal) {
     const std::string since = "/v1/journal?since=" + std::to_string(first);
-    for (const char* value : {"1", "2", "3"}) phone.setProperty("k", value);
+    for (const char* value : {"1", "2", "3"}) phone.properties.set("k", value);
     Reply reply = get(since + "&limit=2");
     EXPECT_EQ(reply.body["entries"].size(), 2u);
     EXPECT_EQ(reply.body["entries"][1]["bytes"], "2");
@@ -434,7 +434,7 @@ TEST_F(ControlTest, PagesTheJournal) {
 }
 
 TEST_F(ControlTest, WaitsForTheNextEntry) {
-    std::thread other([this] { phone.setProperty("k", "v"); });
+    std::thread other([this] { phone.properties.set("k", "v"); });
     const Reply reply = get("/v1/journal?wait_ms=30000&since=" + std::to_string(first));
     other.join();
     ASSERT_EQ(reply.body["entries"].size(), 1u);
@@ -484,7 +484,7 @@ class RawRequest {
     }
 
   private:
-    const phone::Fd mSocket;
+    const android::base::unique_fd mSocket;
     std::string mAnswer;
 };
 
@@ -513,14 +513,14 @@ TEST_F(WaitingTest, KeepsNoOtherRequestWaiting) {
 
 TEST_F(WaitingTest, OneMoreThanHaveRoomIsToldSo) {
     fill();
-    phone.attachCover();
+    phone.cover.attach();
     const char* error =
             "64 requests wait already, such as \"ctl journal --follow\": end one of them";
     const Reply journal = get("/v1/journal?wait_ms=30000&since=1000000");
     EXPECT_EQ(journal.status, 503);
     EXPECT_EQ(journal.body, json({{"error", error}}));
     EXPECT_EQ(post("/v1/detach", {{"unread", "read"}}).status, 503);
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.cover.isAttached());
     EXPECT_EQ(post("/v1/detach").status, 200);
 }
 
@@ -546,7 +546,7 @@ TEST_F(WaitingTest, AllAreAnsweredWhenAnEntryComes) {
                              " HTTP/1.1\r\n\r\n");
         waiting.back().readUntil("\r\n\r\n");
     }
-    phone.setProperty("k", "v");
+    phone.properties.set("k", "v");
     for (RawRequest& request : waiting) {
         EXPECT_THAT(request.readUntil("]}\n"), HasSubstr(R"("path":"k","bytes":"v"}]})"));
     }
@@ -702,7 +702,7 @@ TEST_F(ControlTest, WrongRequestsOfThePhoneAreRefusedWithAReason) {
 }
 
 TEST_F(ControlTest, TooLongAUeventIsRefused) {
-    const std::string longest(phone::UeventSender::kLimit, 'x');
+    const std::string longest(phone::kLongestUevent, 'x');
     EXPECT_EQ(post("/v1/uevent", {{"bytes", longest}}).status, 200);
     EXPECT_EQ(post("/v1/uevent", {{"bytes", longest + "x"}}).status, 409);
     EXPECT_EQ(post("/v1/event", {{"name", longest}}).status, 409);
@@ -715,7 +715,7 @@ TEST_F(ControlTest, TooLargeABodyIsRefused) {
 
 TEST_F(ControlTest, GarbageOnTheSocketHarmsNobody) {
     for (int i = 0; i < 50; ++i) {
-        const phone::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const android::base::unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address = {AF_UNIX, "/data/hidl/emulator.sock"};
         ASSERT_EQ(connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
         ASSERT_EQ(write(socket.get(), "\0\xff garbage\r\n\r\n", 14), 14);
@@ -731,7 +731,7 @@ TEST_F(ControlTest, SecondServerOnTheSameSocketIsRefused) {
 TEST_F(ControlTest, SocketThatNobodyAnswersIsReplaced) {
     server.reset();
     {
-        const phone::Fd dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const android::base::unique_fd dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address = {AF_UNIX, "/data/hidl/emulator.sock"};
         ASSERT_EQ(bind(dead.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     }
@@ -757,7 +757,7 @@ TEST_F(ControlTest, FolderIsMadePrivateAndOthersAreRefused) {
     EXPECT_EQ(status.st_mode & 0777, 0700u);
     chmod("/data/made/deep", 0777);
     EXPECT_THROW(control::makeSocketFolder("/data/made/deep"), phone::Error);
-    phone.setNode("/data/file", "");
+    phone.files.set("/data/file", "");
     EXPECT_THROW(control::makeSocketFolder("/data/file"), phone::Error);
     EXPECT_THROW(control::makeSocketFolder("/data/file/below"), phone::Error);
 }

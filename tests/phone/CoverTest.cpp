@@ -13,7 +13,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "tests/support/PhoneTest.h"
 #include "tests/support/TheWorld.h"
 
@@ -21,9 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using android::base::unique_fd;
 using phone::CoverOptions;
 using phone::Entry;
-using phone::Fd;
 using phone::Kind;
 using phone::Unread;
 using support::withoutPanel;
@@ -69,19 +69,19 @@ class Watch {
     }
 
   private:
-    const Fd mFd;
+    const unique_fd mFd;
 };
 
 using CoverTest = support::PhoneTest;
 
 TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idProduct"), "6a2f\n");
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../power/control"), "auto\n");
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idVendor"), "3e91\n");
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idProduct"), "6a2f\n");
-    phone.detachCover();
+    phone.cover.detach();
     EXPECT_THAT(namesIn("/sys/class/tty"), IsEmpty());
     EXPECT_THAT(namesIn("/sys/class/hidraw"), IsEmpty());
     EXPECT_THAT(namesIn("/sys/bus/usb/devices"), IsEmpty());
@@ -89,14 +89,14 @@ TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
 
 TEST_F(CoverTest, WatcherSeesOneCreationAndOneDeletionOfEachNode) {
     const Watch watch("/dev");
-    phone.attachCover();
+    phone.cover.attach();
     std::vector<Change> changes = watch.read();
     ASSERT_EQ(changes.size(), 2u);
     EXPECT_EQ(changes[0].mask, uint32_t{IN_CREATE});
     EXPECT_EQ(changes[0].name, "ttyACM0");
     EXPECT_EQ(changes[1].mask, uint32_t{IN_CREATE});
     EXPECT_EQ(changes[1].name, "hidraw0");
-    phone.detachCover();
+    phone.cover.detach();
     changes = watch.read();
     ASSERT_EQ(changes.size(), 2u);
     EXPECT_EQ(changes[0].mask, uint32_t{IN_DELETE});
@@ -108,19 +108,19 @@ TEST_F(CoverTest, WatcherSeesOneCreationAndOneDeletionOfEachNode) {
 TEST_F(CoverTest, IdsAreThereWhenTheNodeIsCreated) {
     for (int i = 0; i < 20; ++i) {
         const Watch watch("/dev");
-        std::thread attacher([this] { phone.attachCover(); });
+        std::thread attacher([this] { phone.cover.attach(); });
         ASSERT_EQ(watch.read().at(0).name, "ttyACM0");
         EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
         EXPECT_EQ(access("/dev/ttyACM0", R_OK | W_OK), 0);
         attacher.join();
-        phone.detachCover();
+        phone.cover.detach();
     }
 }
 
 TEST_F(CoverTest, ReattachmentCanBeSeenInOneRead) {
-    phone.attachCover(withoutPanel());
+    phone.cover.attach(withoutPanel());
     const Watch watch("/dev");
-    phone.reattachCover();
+    phone.cover.reattach();
     const std::vector<Change> changes = watch.read();
     ASSERT_EQ(changes.size(), 2u);
     EXPECT_EQ(changes[0].mask, uint32_t{IN_DELETE});
@@ -132,7 +132,7 @@ TEST_F(CoverTest, ComesWithOtherIdTextsAndAnotherNumber) {
     options.tty = 7;
     options.idVendorText = "";
     options.idProductText = std::string(5000, 'f');
-    phone.attachCover(options);
+    phone.cover.attach(options);
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM7/device/../idVendor"), "");
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM7/device/../idProduct"), std::string(5000, 'f'));
     EXPECT_EQ(access("/dev/ttyACM7", F_OK), 0);
@@ -141,7 +141,7 @@ TEST_F(CoverTest, ComesWithOtherIdTextsAndAnotherNumber) {
 
 TEST_F(CoverTest, ShowsOnTheUsbBusWithItsDescriptorAndStrings) {
     const Watch watch("/dev/bus/usb/001");
-    phone.attachCover();
+    phone.cover.attach();
     const std::vector<Change> changes = watch.read();
     ASSERT_EQ(changes.size(), 1u);
     EXPECT_EQ(changes[0].mask, uint32_t{IN_CREATE});
@@ -152,10 +152,10 @@ TEST_F(CoverTest, ShowsOnTheUsbBusWithItsDescriptorAndStrings) {
     const std::string folder = "/sys/bus/usb/devices/1-1/";
     EXPECT_EQ(contentOf(folder + "busnum"), "1\n");
     EXPECT_EQ(std::stoi(contentOf(folder + "devnum")), std::stoi(changes[0].name));
-    EXPECT_EQ(contentOf(folder + "serial"), phone.coverOptions().usb.serial + "\n");
-    EXPECT_EQ(contentOf(folder + "product"), phone.coverOptions().usb.productName + "\n");
+    EXPECT_EQ(contentOf(folder + "serial"), phone.cover.options().usb.serial + "\n");
+    EXPECT_EQ(contentOf(folder + "product"), phone.cover.options().usb.productName + "\n");
     EXPECT_NE(contentOf(folder + "manufacturer"), "");
-    phone.detachCover();
+    phone.cover.detach();
     EXPECT_EQ(watch.read().at(0).mask, uint32_t{IN_DELETE});
 }
 
@@ -163,7 +163,7 @@ TEST_F(CoverTest, GetsANewUsbNumberEachTimeAndStartsAgainBehindTheLast) {
     int previous = 0;
     bool wrapped = false;
     for (int i = 0; i < 130; ++i) {
-        phone.attachCover();
+        phone.cover.attach();
         const std::vector<std::string> names = namesIn("/dev/bus/usb/001");
         ASSERT_EQ(names.size(), 1u);
         const int number = std::stoi(names[0]);
@@ -175,7 +175,7 @@ TEST_F(CoverTest, GetsANewUsbNumberEachTimeAndStartsAgainBehindTheLast) {
             EXPECT_EQ(number, previous + 1);
         }
         previous = number;
-        phone.detachCover();
+        phone.cover.detach();
     }
     EXPECT_TRUE(wrapped);
 }
@@ -184,75 +184,75 @@ TEST_F(CoverTest, TtyAndUsbDeviceCanComeAlone) {
     CoverOptions options;
     options.withTty = false;
     options.withHid = false;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
     EXPECT_NE(access("/dev/hidraw0", F_OK), 0);
     EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 1u);
-    EXPECT_THROW(phone.sendFromCover("x"), phone::Error);
-    phone.detachCover();
+    EXPECT_THROW(phone.cover.send("x"), phone::Error);
+    phone.cover.detach();
     options = withoutPanel();
     options.withUsb = false;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
     EXPECT_THAT(namesIn("/dev/bus/usb/001"), IsEmpty());
-    phone.detachCover();
+    phone.cover.detach();
     options = {};
     options.withTty = false;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
     EXPECT_EQ(access("/dev/hidraw0", F_OK), 0);
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idVendor"), "3e91\n");
 }
 
 TEST_F(CoverTest, WrongStatesAreRefused) {
-    EXPECT_THROW(phone.detachCover(), phone::Error);
-    EXPECT_THROW(phone.detachCover(Unread::Read), phone::Error);
-    EXPECT_THROW(phone.reattachCover(), phone::Error);
-    EXPECT_THROW(phone.detachLoader(), phone::Error);
-    EXPECT_THROW(phone.detachForeignTty(1), phone::Error);
+    EXPECT_THROW(phone.cover.detach(), phone::Error);
+    EXPECT_THROW(phone.cover.detach(Unread::Read), phone::Error);
+    EXPECT_THROW(phone.cover.reattach(), phone::Error);
+    EXPECT_THROW(phone.loader.detach(), phone::Error);
+    EXPECT_THROW(phone.foreignTtys.detach(1), phone::Error);
     CoverOptions options;
     options.tty = -1;
-    EXPECT_THROW(phone.attachCover(options), phone::Error);
-    EXPECT_FALSE(phone.isCoverAttached());
-    phone.attachCover();
-    EXPECT_THROW(phone.attachCover(), phone::Error);
-    EXPECT_THROW(phone.attachForeignTty(0, "1d6b\n", "0001\n"), phone::Error);
+    EXPECT_THROW(phone.cover.attach(options), phone::Error);
+    EXPECT_FALSE(phone.cover.isAttached());
+    phone.cover.attach();
+    EXPECT_THROW(phone.cover.attach(), phone::Error);
+    EXPECT_THROW(phone.foreignTtys.attach(0, "1d6b\n", "0001\n"), phone::Error);
 }
 
 TEST_F(CoverTest, ForeignTtyStandsBesideIt) {
-    phone.attachForeignTty(1, "1d6b\n", "0001\n");
-    phone.attachCover();
+    phone.foreignTtys.attach(1, "1d6b\n", "0001\n");
+    phone.cover.attach();
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM1/device/../idVendor"), "1d6b\n");
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
     {
-        const Fd tty(open("/dev/ttyACM1", O_RDWR | O_NOCTTY));
+        const unique_fd tty(open("/dev/ttyACM1", O_RDWR | O_NOCTTY));
         ASSERT_EQ(write(tty.get(), "AT\r", 3), 3);
         EXPECT_THAT(journal.list(Kind::TtyRx, first), ElementsAre("AT\r"));
         pollfd state = {tty.get(), POLLIN, 0};
         EXPECT_EQ(poll(&state, 1, 0), 0);
     }
-    phone.detachForeignTty(1);
+    phone.foreignTtys.detach(1);
     EXPECT_NE(access("/dev/ttyACM1", F_OK), 0);
     EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
 }
 
 TEST_F(CoverTest, LoaderShowsWithItsSerialAndProduct) {
-    phone.attachLoader("00000000001B", "TQA110R");
+    phone.loader.attach("00000000001B", "TQA110R");
     const std::vector<std::string> names = namesIn("/dev/bus/usb/001");
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(contentOf("/dev/bus/usb/001/" + names[0]).substr(8, 4), "\x83\x04\x11\xdf");
     EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/serial"), "00000000001B\n");
     EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/product"), "TQA110R\n");
-    EXPECT_EQ(phone.coverState().power, cover::Power::Loader);
-    EXPECT_THROW(phone.attachLoader(), phone::Error);
-    phone.detachLoader();
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Loader);
+    EXPECT_THROW(phone.loader.attach(), phone::Error);
+    phone.loader.detach();
     EXPECT_THAT(namesIn("/dev/bus/usb/001"), IsEmpty());
-    EXPECT_EQ(phone.coverState().power, cover::Power::Off);
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Off);
 }
 
 TEST_F(CoverTest, LoaderWithoutStringsHasNoneInSysfsNorInItsDescriptor) {
-    phone.attachLoader("", "");
+    phone.loader.attach("", "");
     EXPECT_NE(access("/sys/bus/usb/devices/1-1/serial", F_OK), 0);
     EXPECT_NE(access("/sys/bus/usb/devices/1-1/product", F_OK), 0);
     const std::string node = "/dev/bus/usb/001/" + namesIn("/dev/bus/usb/001").at(0);
@@ -260,54 +260,54 @@ TEST_F(CoverTest, LoaderWithoutStringsHasNoneInSysfsNorInItsDescriptor) {
 }
 
 TEST_F(CoverTest, CoverAndLoaderCanBeThereAtOnce) {
-    phone.attachCover();
-    phone.attachLoader();
+    phone.cover.attach();
+    phone.loader.attach();
     EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 2u);
-    EXPECT_EQ(phone.coverState().power, cover::Power::Running);
-    phone.detachLoader();
-    EXPECT_EQ(phone.coverState().power, cover::Power::Running);
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Running);
+    phone.loader.detach();
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Running);
 }
 
 TEST_F(CoverTest, YesToTheRecoveryNodeMakesItComeBackFresh) {
-    phone.attachCover(withoutPanel());
+    phone.cover.attach(withoutPanel());
     const Watch watch("/dev");
     {
-        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
         ASSERT_EQ(write(tty.get(), "ATE0\r", 5), 5);
         journal.waitFor(phone::is(Kind::TtyTx, "ATE0\r\r\nOK\r\n"), first);
-        EXPECT_FALSE(phone.coverState().echo);
+        EXPECT_FALSE(phone.cover.state().echo);
     }
-    const Fd node(open(phone::kRecovery, O_WRONLY));
+    const unique_fd node(open(phone::kRecovery, O_WRONLY));
     ASSERT_EQ(write(node.get(), "Y", 1), 1);
     EXPECT_EQ(watch.read().at(0).mask, uint32_t{IN_DELETE});
     EXPECT_EQ(watch.read().at(0).mask, uint32_t{IN_CREATE});
-    EXPECT_TRUE(phone.coverState().echo);
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.cover.state().echo);
+    EXPECT_TRUE(phone.cover.isAttached());
 }
 
 TEST_F(CoverTest, AnythingElseToTheRecoveryNodeDoesNothing) {
-    phone.attachCover();
-    const Fd node(open(phone::kRecovery, O_WRONLY));
+    phone.cover.attach();
+    const unique_fd node(open(phone::kRecovery, O_WRONLY));
     ASSERT_EQ(write(node.get(), "N", 1), 1);
     ASSERT_EQ(write(node.get(), "y", 1), 1);
     ASSERT_EQ(write(node.get(), "", 0), 0);
     EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("N", "y", ""));
-    EXPECT_EQ(phone.coverState().power, cover::Power::Running);
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Running);
     EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
 }
 
 TEST_F(CoverTest, RecoveryWithoutACoverDoesNothing) {
-    const Fd node(open(phone::kRecovery, O_WRONLY));
+    const unique_fd node(open(phone::kRecovery, O_WRONLY));
     ASSERT_EQ(write(node.get(), "Y", 1), 1);
     EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("Y"));
-    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_FALSE(phone.cover.isAttached());
 }
 
 TEST_F(CoverTest, CommandTakesItToItsLoaderAndAnAttachmentBack) {
-    phone.attachCover();
+    phone.cover.attach();
     const Watch bus("/dev/bus/usb/001");
     {
-        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
         ASSERT_EQ(write(tty.get(), "AT%GODLOAD\r", 11), 11);
         char answer[64];
         // The answer is read before the tty goes.
@@ -315,22 +315,22 @@ TEST_F(CoverTest, CommandTakesItToItsLoaderAndAnAttachmentBack) {
     }
     EXPECT_EQ(bus.read().at(0).mask, uint32_t{IN_DELETE});
     EXPECT_EQ(bus.read().at(0).mask, uint32_t{IN_CREATE});
-    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_FALSE(phone.cover.isAttached());
     EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/serial"), "00000000001A\n");
     EXPECT_NE(access("/dev/ttyACM0", F_OK), 0);
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(namesIn("/dev/bus/usb/001").size(), 1u);
     EXPECT_EQ(contentOf("/sys/bus/usb/devices/1-1/idVendor"), "3e91\n");
 }
 
 TEST_F(CoverTest, DetachingWhileItIsAwayKeepsItAway) {
-    phone.attachCover();
-    const Fd node(open(phone::kRecovery, O_WRONLY));
+    phone.cover.attach();
+    const unique_fd node(open(phone::kRecovery, O_WRONLY));
     ASSERT_EQ(write(node.get(), "Y", 1), 1);
     const Entry gone =
             journal.waitFor([](const Entry& e) { return e.kind == Kind::Detach; }, first);
     phone.reset();
-    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_FALSE(phone.cover.isAttached());
     EXPECT_EQ(gone.path, "1-1");
 }
 
@@ -339,7 +339,7 @@ class Occupied {
   public:
     Occupied() {
         phone::Phone& phone = support::thePhone();
-        phone.attachCover(withoutPanel());
+        phone.cover.attach(withoutPanel());
         const int last = std::stoi(namesIn(kBus).at(0));
         char name[32];
         snprintf(name, sizeof(name), "%s/%03d", kBus, last + 1);
@@ -367,59 +367,59 @@ class Occupied {
 
 TEST_F(CoverTest, ACoverThatCannotComeBackStaysAway) {
     const Occupied occupied;
-    const Fd node(open(phone::kRecovery, O_WRONLY));
+    const unique_fd node(open(phone::kRecovery, O_WRONLY));
     ASSERT_EQ(write(node.get(), "Y", 1), 1);
     journal.waitFor([](const Entry& e) { return e.note.starts_with("does not come back: "); },
                     first);
-    EXPECT_FALSE(phone.isCoverAttached());
-    EXPECT_EQ(phone.coverState().power, cover::Power::Off);
+    EXPECT_FALSE(phone.cover.isAttached());
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Off);
     occupied.expectAlone();
     // The next number is free.
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(access("/dev/ttyACM0", F_OK), 0);
 }
 
 TEST_F(CoverTest, AnAttachmentThatFailsLeavesNothingBehind) {
     const Occupied occupied;
-    phone.detachCover();
-    EXPECT_THROW(phone.attachCover(), phone::Error);
-    EXPECT_FALSE(phone.isCoverAttached());
-    EXPECT_EQ(phone.coverState().power, cover::Power::Off);
+    phone.cover.detach();
+    EXPECT_THROW(phone.cover.attach(), phone::Error);
+    EXPECT_FALSE(phone.cover.isAttached());
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Off);
     occupied.expectAlone();
 }
 
 TEST_F(CoverTest, ALoaderThatCannotBeAttachedLeavesNothingBehind) {
     const Occupied occupied;
-    phone.detachCover();
-    EXPECT_THROW(phone.attachLoader(), phone::Error);
+    phone.cover.detach();
+    EXPECT_THROW(phone.loader.attach(), phone::Error);
     occupied.expectAlone();
-    phone.attachLoader();
-    phone.detachLoader();
+    phone.loader.attach();
+    phone.loader.detach();
 }
 
 TEST_F(CoverTest, ANodeThatIsTakenKeepsATtyAway) {
     std::ofstream("/dev/ttyACM0") << "occupied";
     std::ofstream("/dev/ttyACM1") << "occupied";
-    EXPECT_THROW(phone.attachCover(), phone::Error);
-    EXPECT_FALSE(phone.isCoverAttached());
-    EXPECT_THROW(phone.attachForeignTty(1, "1d6b\n", "0001\n"), phone::Error);
+    EXPECT_THROW(phone.cover.attach(), phone::Error);
+    EXPECT_FALSE(phone.cover.isAttached());
+    EXPECT_THROW(phone.foreignTtys.attach(1, "1d6b\n", "0001\n"), phone::Error);
     EXPECT_THAT(namesIn("/sys/class/tty"), IsEmpty());
     EXPECT_EQ(contentOf("/dev/ttyACM0"), "occupied");
     EXPECT_EQ(contentOf("/dev/ttyACM1"), "occupied");
     unlink("/dev/ttyACM0");
     unlink("/dev/ttyACM1");
-    phone.attachCover();
-    phone.attachForeignTty(1, "1d6b\n", "0001\n");
+    phone.cover.attach();
+    phone.foreignTtys.attach(1, "1d6b\n", "0001\n");
 }
 
 TEST_F(CoverTest, HundredCyclesLeaveDescriptorsAndThreadsWhereTheyWere) {
     const auto cycle = [this] {
-        phone.attachCover();
-        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        phone.cover.attach();
+        const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
         ASSERT_EQ(write(tty.get(), "AT%SWV\r", 7), 7);
-        const Fd node(open(phone::kHalReady, O_WRONLY));
+        const unique_fd node(open(phone::kHalReady, O_WRONLY));
         ASSERT_EQ(write(node.get(), "Y", 1), 1);
-        phone.detachCover();
+        phone.cover.detach();
     };
     const auto settle = [this] { journal.next(); };
     cycle();

@@ -12,16 +12,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
+using android::base::unique_fd;
 using phone::Entry;
-using phone::Fd;
-using phone::FirmwareFile;
+using phone::File;
 using phone::Kind;
 using support::withoutPanel;
 using testing::ElementsAre;
@@ -36,17 +36,17 @@ class FirmwareTest : public support::PhoneTest {
     FirmwareTest() { setTimes(std::chrono::milliseconds(5), std::chrono::milliseconds(20)); }
 
     void setTimes(cover::Time delay, cover::Time time) {
-        cover::Options options = phone.coverOptions();
+        cover::Options options = phone.cover.options();
         options.version = "AB-1_20210312";
         options.upgradeDelay = delay;
         options.upgradeTime = time;
-        phone.setCoverOptions(options);
+        phone.cover.setOptions(options);
     }
 
     // Gives the kernel's driver a number.
     static void command(const std::string& number) {
-        const Fd node(open(phone::kFirmwareWrite, O_WRONLY | O_CLOEXEC));
-        ASSERT_TRUE(node);
+        const unique_fd node(open(phone::kFirmwareWrite, O_WRONLY | O_CLOEXEC));
+        ASSERT_TRUE(node.ok());
         ASSERT_EQ(write(node.get(), number.data(), number.size()),
                   static_cast<ssize_t>(number.size()));
     }
@@ -69,72 +69,71 @@ class FirmwareTest : public support::PhoneTest {
 };
 
 TEST_F(FirmwareTest, ImagesArePutListedAndRemoved) {
-    EXPECT_THAT(phone.firmware(), IsEmpty());
-    phone.putFirmware("b.dfu", 70000);
-    phone.putFirmware("a", 0);
-    EXPECT_THAT(phone.firmware(), ElementsAre(FirmwareFile{"a", 0}, FirmwareFile{"b.dfu", 70000}));
+    EXPECT_THAT(phone.firmware.list(), IsEmpty());
+    phone.firmware.put("b.dfu", 70000);
+    phone.firmware.put("a", 0);
+    EXPECT_THAT(phone.firmware.list(), ElementsAre(File{"a", 0}, File{"b.dfu", 70000}));
     EXPECT_EQ(fs::file_size(fs::path(phone::kFirmwareFolder) / "b.dfu"), 70000u);
-    phone.putFirmware("b.dfu", 3);
-    EXPECT_EQ(phone.node(phone::kFirmwareFolder + std::string("/b.dfu")), "\xff\xff\xff");
-    phone.clearFirmware();
-    EXPECT_THAT(phone.firmware(), IsEmpty());
+    phone.firmware.put("b.dfu", 3);
+    EXPECT_EQ(phone.files.get(phone::kFirmwareFolder + std::string("/b.dfu")), "\xff\xff\xff");
+    phone.firmware.clear();
+    EXPECT_THAT(phone.firmware.list(), IsEmpty());
     EXPECT_TRUE(fs::is_directory(phone::kFirmwareFolder));
 }
 
 TEST_F(FirmwareTest, ImagesHaveFileNamesOfAnyBytes) {
     const std::string longest(255, 'x');
-    phone.putFirmware("\xff \n", 1);
-    phone.putFirmware(longest, 1);
-    EXPECT_THAT(phone.firmware(),
-                ElementsAre(FirmwareFile{longest, 1}, FirmwareFile{"\xff \n", 1}));
+    phone.firmware.put("\xff \n", 1);
+    phone.firmware.put(longest, 1);
+    EXPECT_THAT(phone.firmware.list(), ElementsAre(File{longest, 1}, File{"\xff \n", 1}));
     for (const std::string& name : {std::string(), std::string("."), std::string(".."),
                                     std::string("a/b"), std::string(256, 'x')}) {
-        EXPECT_THROW(phone.putFirmware(name, 1), phone::Error) << name;
+        EXPECT_THROW(phone.firmware.put(name, 1), phone::Error) << name;
     }
-    EXPECT_THROW(phone.putFirmware("a", (64 << 20) + 1), phone::Error);
+    EXPECT_THROW(phone.firmware.put("a", (64 << 20) + 1), phone::Error);
 }
 
 TEST_F(FirmwareTest, OneTakesTheCoverThroughItsLoaderToTheNewestImage) {
-    phone.putFirmware("AB-2_20220101.dfu", 10);
-    phone.putFirmware("AB-3_20230101.dfu", 10);
-    phone.putFirmware("AC-9_20240101.dfu", 10);
-    phone.attachCover(withoutPanel());
+    phone.firmware.put("AB-2_20220101.dfu", 10);
+    phone.firmware.put("AB-3_20230101.dfu", 10);
+    phone.firmware.put("AC-9_20240101.dfu", 10);
+    phone.cover.attach(withoutPanel());
     const uint64_t from = journal.next();
     command("1");
     awaitNote(Kind::Attach, kCover, from);
     EXPECT_THAT(happened(from), ElementsAre("started", kLoader, "0%", "10%", "20%", "30%", "40%",
                                             "50%", "60%", "70%", "80%", "90%", "100%", kCover));
     EXPECT_EQ(awaitNote(Kind::Upgrade, "100%", from).path, "AB-3_20230101.dfu");
-    EXPECT_EQ(phone.coverOptions().version, "AB-3_20230101");
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_EQ(phone.cover.options().version, "AB-3_20230101");
+    EXPECT_TRUE(phone.cover.isAttached());
 }
 
 TEST_F(FirmwareTest, CoverComesBackAsItWasPutOn) {
-    phone.putFirmware("AB-2_x.dfu", 1);
+    phone.firmware.put("AB-2_x.dfu", 1);
     phone::CoverOptions options = withoutPanel();
     options.tty = 3;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     const uint64_t from = journal.next();
     command("1\n");
     awaitNote(Kind::Attach, kCover, from);
-    phone.listCoverState();
+    phone.cover.listState();
     EXPECT_EQ(access("/dev/ttyACM3", F_OK), 0);
     EXPECT_NE(access("/dev/hidraw0", F_OK), 0);
 }
 
 TEST_F(FirmwareTest, ImageIsWrittenWhateverItsAge) {
-    phone.putFirmware("AB-0_old.dfu", 1);
-    phone.attachCover(withoutPanel());
+    phone.firmware.put("AB-0_old.dfu", 1);
+    phone.cover.attach(withoutPanel());
     const uint64_t from = journal.next();
     command("1");
     awaitNote(Kind::Attach, kCover, from);
-    EXPECT_EQ(phone.coverOptions().version, "AB-0_old");
+    EXPECT_EQ(phone.cover.options().version, "AB-0_old");
 }
 
 TEST_F(FirmwareTest, WithoutAnImageNothingHappens) {
-    phone.putFirmware("AC-2_x.dfu", 1);
+    phone.firmware.put("AC-2_x.dfu", 1);
     fs::create_directory(fs::path(phone::kFirmwareFolder) / "AB-2_x.dfu");
-    phone.attachCover();
+    phone.cover.attach();
     const uint64_t from = journal.next();
     command("1");
     EXPECT_THAT(happened(from), ElementsAre("refused: no image for this cover"));
@@ -142,20 +141,20 @@ TEST_F(FirmwareTest, WithoutAnImageNothingHappens) {
     command("1");
     EXPECT_THAT(happened(from), ElementsAre("refused: no image for this cover",
                                             "refused: no image for this cover"));
-    EXPECT_TRUE(phone.isCoverAttached());
-    phone.clearFirmware();
+    EXPECT_TRUE(phone.cover.isAttached());
+    phone.firmware.clear();
 }
 
 TEST_F(FirmwareTest, WithoutACoverNothingHappens) {
-    phone.putFirmware("AB-2_x.dfu", 1);
+    phone.firmware.put("AB-2_x.dfu", 1);
     command("1");
     EXPECT_THAT(happened(first), ElementsAre("refused: no cover, or an upgrade is under way"));
 }
 
 TEST_F(FirmwareTest, OneUpgradeAtATime) {
     setTimes(std::chrono::hours(1), std::chrono::hours(1));
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover();
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach();
     const uint64_t from = journal.next();
     command("1");
     command("1");
@@ -165,50 +164,50 @@ TEST_F(FirmwareTest, OneUpgradeAtATime) {
 
 TEST_F(FirmwareTest, ZeroCancelsUntilTheCoverLeaves) {
     setTimes(std::chrono::hours(1), std::chrono::hours(1));
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover();
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach();
     const uint64_t from = journal.next();
     command("1");
     command("0");
     EXPECT_THAT(happened(from), ElementsAre("started", "cancelled"));
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_TRUE(phone.cover.isAttached());
 }
 
 TEST_F(FirmwareTest, ZeroInTheLoaderIsTooLate) {
     setTimes(std::chrono::milliseconds(1), std::chrono::hours(1));
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover(withoutPanel());
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach(withoutPanel());
     const uint64_t from = journal.next();
     command("1");
     awaitNote(Kind::Upgrade, "0%", from);
     command("0");
     EXPECT_THAT(happened(from),
                 ElementsAre("started", kLoader, "0%", "not cancelled: the loader is entered"));
-    EXPECT_EQ(phone.coverState().power, cover::Power::Loader);
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Loader);
 }
 
 // As every detach of the service does.
 TEST_F(FirmwareTest, ZeroAsTheCoverLeavesIsTooLate) {
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover(withoutPanel());
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach(withoutPanel());
     const uint64_t from = journal.next();
     command("1");
     journal.waitFor([](const Entry& entry) { return entry.kind == Kind::Detach; }, from);
     command("0");
     awaitNote(Kind::Attach, kCover, from);
-    EXPECT_EQ(phone.coverOptions().version, "AB-2_x");
+    EXPECT_EQ(phone.cover.options().version, "AB-2_x");
 }
 
 TEST_F(FirmwareTest, ZeroWithoutAnUpgradeIsNothing) {
-    phone.attachCover();
+    phone.cover.attach();
     const uint64_t from = journal.next();
     command("0");
     EXPECT_THAT(happened(from), IsEmpty());
 }
 
 TEST_F(FirmwareTest, OtherNumbersAreRefused) {
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover();
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach();
     const uint64_t from = journal.next();
     for (const char* number : {"2", "-1", "\n", "1x", " 1", "one", "99999999999"}) {
         command(number);
@@ -218,10 +217,10 @@ TEST_F(FirmwareTest, OtherNumbersAreRefused) {
 }
 
 TEST_F(FirmwareTest, SixBringsACoverInErrorBack) {
-    phone.putFirmware("AB-2_x.dfu", 1);
+    phone.firmware.put("AB-2_x.dfu", 1);
     for (int i = 0; i < 2; ++i) {
         const uint64_t from = journal.next();
-        phone.sendToLoader(cover::LoaderEntry::Error);
+        phone.loader.enter(cover::LoaderEntry::Error);
         command("6");
         awaitNote(Kind::Attach, kCover, from);
         const std::vector<std::string> notes = happened(from);
@@ -229,13 +228,13 @@ TEST_F(FirmwareTest, SixBringsACoverInErrorBack) {
         EXPECT_EQ(notes[0], kBrokenLoader);
         EXPECT_EQ(notes[1], "started");
         EXPECT_EQ(notes[12], "100%");
-        EXPECT_EQ(phone.coverOptions().version, "AB-2_x");
+        EXPECT_EQ(phone.cover.options().version, "AB-2_x");
     }
 }
 
 TEST_F(FirmwareTest, SixIsForACoverInItsLoader) {
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover();
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach();
     const uint64_t from = journal.next();
     command("6");
     EXPECT_THAT(happened(from), ElementsAre("refused: no cover is in its loader"));
@@ -243,57 +242,57 @@ TEST_F(FirmwareTest, SixIsForACoverInItsLoader) {
 
 TEST_F(FirmwareTest, CoverThatIsPulledOffInMidWritingNeedsRecovery) {
     setTimes(std::chrono::milliseconds(1), std::chrono::hours(1));
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover(withoutPanel());
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach(withoutPanel());
     uint64_t from = journal.next();
     command("1");
     awaitNote(Kind::Upgrade, "0%", from);
-    phone.detachLoader();
+    phone.loader.detach();
     from = journal.next();
-    phone.attachCover(withoutPanel());
-    EXPECT_FALSE(phone.isCoverAttached());
+    phone.cover.attach(withoutPanel());
+    EXPECT_FALSE(phone.cover.isAttached());
     EXPECT_THAT(happened(from), ElementsAre(kBrokenLoader));
 
     setTimes(std::chrono::milliseconds(1), std::chrono::milliseconds(1));
     command("6");
     awaitNote(Kind::Attach, kCover, from);
-    EXPECT_EQ(phone.coverOptions().version, "AB-2_x");
+    EXPECT_EQ(phone.cover.options().version, "AB-2_x");
 }
 
 TEST_F(FirmwareTest, CoverGoesToItsLoaderAndComesBackAsItself) {
     phone::CoverOptions options = withoutPanel();
     options.tty = 2;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     const uint64_t from = journal.next();
-    phone.sendToLoader(cover::LoaderEntry::OnRequest);
-    EXPECT_FALSE(phone.isCoverAttached());
-    EXPECT_EQ(phone.coverState().power, cover::Power::Loader);
-    EXPECT_THROW(phone.sendToLoader(cover::LoaderEntry::Error), phone::Error);
-    phone.leaveLoader();
+    phone.loader.enter(cover::LoaderEntry::OnRequest);
+    EXPECT_FALSE(phone.cover.isAttached());
+    EXPECT_EQ(phone.cover.state().power, cover::Power::Loader);
+    EXPECT_THROW(phone.loader.enter(cover::LoaderEntry::Error), phone::Error);
+    phone.loader.leave();
     EXPECT_EQ(access("/dev/ttyACM2", F_OK), 0);
     EXPECT_THAT(happened(from), ElementsAre(kLoader, kCover));
-    EXPECT_THROW(phone.leaveLoader(), phone::Error);
+    EXPECT_THROW(phone.loader.leave(), phone::Error);
 }
 
 // A loader that somebody put there is not the cover's.
 TEST_F(FirmwareTest, AnotherLoaderCannotBeLeft) {
-    phone.attachCover();
-    phone.attachLoader();
-    EXPECT_THROW(phone.leaveLoader(), phone::Error);
-    EXPECT_TRUE(phone.isCoverAttached());
+    phone.cover.attach();
+    phone.loader.attach();
+    EXPECT_THROW(phone.loader.leave(), phone::Error);
+    EXPECT_TRUE(phone.cover.isAttached());
 }
 
 TEST_F(FirmwareTest, ResetForgetsAnUpgradeThatWasCutShort) {
     setTimes(std::chrono::milliseconds(1), std::chrono::hours(1));
-    phone.putFirmware("AB-2_x.dfu", 1);
-    phone.attachCover(withoutPanel());
+    phone.firmware.put("AB-2_x.dfu", 1);
+    phone.cover.attach(withoutPanel());
     const uint64_t from = journal.next();
     command("1");
     awaitNote(Kind::Upgrade, "0%", from);
     phone.reset();
-    EXPECT_THAT(phone.firmware(), IsEmpty());
-    phone.attachCover();
-    EXPECT_TRUE(phone.isCoverAttached());
+    EXPECT_THAT(phone.firmware.list(), IsEmpty());
+    phone.cover.attach();
+    EXPECT_TRUE(phone.cover.isAttached());
 }
 
 }  // namespace

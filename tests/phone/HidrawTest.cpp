@@ -12,15 +12,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
 using namespace std::string_literals;
 
+using android::base::unique_fd;
 using phone::Entry;
-using phone::Fd;
 using phone::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -44,15 +44,15 @@ int64_t resultOf(int64_t result) {
 
 class HidrawTest : public support::PhoneTest {
   protected:
-    static Fd openNode(int flags) { return Fd(open(kNode, flags)); }
+    static unique_fd openNode(int flags) { return unique_fd(open(kNode, flags)); }
 
-    static int64_t writeTo(const Fd& node, const std::string& report) {
+    static int64_t writeTo(const unique_fd& node, const std::string& report) {
         return resultOf(write(node.get(), report.data(), report.size()));
     }
-    static int64_t getFeature(const Fd& node, std::string& report) {
+    static int64_t getFeature(const unique_fd& node, std::string& report) {
         return resultOf(ioctl(node.get(), HIDIOCGFEATURE(report.size()), report.data()));
     }
-    static int64_t setFeature(const Fd& node, std::string report) {
+    static int64_t setFeature(const unique_fd& node, std::string report) {
         return resultOf(ioctl(node.get(), HIDIOCSFEATURE(report.size()), report.data()));
     }
 
@@ -71,44 +71,44 @@ class HidrawTest : public support::PhoneTest {
 
 TEST_F(HidrawTest, IsThereWhenTheCoverIs) {
     EXPECT_NE(access(kNode, F_OK), 0);
-    phone.attachCover();
+    phone.cover.attach();
     EXPECT_EQ(access(kNode, F_OK), 0);
-    EXPECT_TRUE(phone.isPanelAttached());
-    phone.detachCover();
+    EXPECT_TRUE(phone.panel.isAttached());
+    phone.cover.detach();
     EXPECT_NE(access(kNode, F_OK), 0);
-    EXPECT_FALSE(phone.isPanelAttached());
+    EXPECT_FALSE(phone.panel.isAttached());
 }
 
 TEST_F(HidrawTest, ComesWithAnotherNumberOrNotAtAll) {
     phone::CoverOptions options;
     options.hid = 63;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     EXPECT_EQ(access("/dev/hidraw63", F_OK), 0);
-    EXPECT_EQ(phone.node("/sys/class/hidraw/hidraw63/device/../../idVendor"), "3e91\n");
-    phone.detachCover();
+    EXPECT_EQ(phone.files.get("/sys/class/hidraw/hidraw63/device/../../idVendor"), "3e91\n");
+    phone.cover.detach();
     options.withHid = false;
-    phone.attachCover(options);
+    phone.cover.attach(options);
     EXPECT_NE(access("/dev/hidraw63", F_OK), 0);
     EXPECT_NE(access("/sys/class/hidraw/hidraw63", F_OK), 0);
-    EXPECT_FALSE(phone.isPanelAttached());
+    EXPECT_FALSE(phone.panel.isAttached());
 }
 
 TEST_F(HidrawTest, NumberThatCannotBeIsRefused) {
     phone::CoverOptions options;
     for (const int number : {-1, 64}) {
         options.hid = number;
-        EXPECT_THROW(phone.attachCover(options), phone::Error);
+        EXPECT_THROW(phone.cover.attach(options), phone::Error);
     }
-    phone.setNode(kNode, "");
-    EXPECT_THROW(phone.attachCover(), phone::Error);
-    EXPECT_FALSE(phone.isCoverAttached());
-    phone.removeNode(kNode);
+    phone.files.set(kNode, "");
+    EXPECT_THROW(phone.cover.attach(), phone::Error);
+    EXPECT_FALSE(phone.cover.isAttached());
+    phone.files.remove(kNode);
 }
 
 TEST_F(HidrawTest, GivesItsInformation) {
-    phone.setPanelOptions({320, 97, 9, 1});
-    phone.attachCover();
-    const Fd node = openNode(O_RDONLY | O_NONBLOCK);
+    phone.panel.setOptions({320, 97, 9, 1});
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDONLY | O_NONBLOCK);
     std::string report = "\2------";
     EXPECT_EQ(getFeature(node, report), 7);
     EXPECT_EQ(report, "\2\x40\x01\x61\x00\x09\x01"s);
@@ -116,8 +116,8 @@ TEST_F(HidrawTest, GivesItsInformation) {
 }
 
 TEST_F(HidrawTest, GivesNoMoreOfAReportThanWasAskedFor) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDONLY);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDONLY);
     std::string little = "\2--";
     EXPECT_EQ(getFeature(node, little), 3);
     EXPECT_EQ(little, "\2\x80\0"s);
@@ -127,36 +127,36 @@ TEST_F(HidrawTest, GivesNoMoreOfAReportThanWasAskedFor) {
 }
 
 TEST_F(HidrawTest, TakesAConfiguration) {
-    phone.attachCover();
-    const Fd node = openNode(O_WRONLY | O_NONBLOCK);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_WRONLY | O_NONBLOCK);
     EXPECT_EQ(setFeature(node, kOn), 3);
-    EXPECT_TRUE(phone.panelState().on);
-    EXPECT_EQ(phone.panelState().brightness, 90);
+    EXPECT_TRUE(phone.panel.state().on);
+    EXPECT_EQ(phone.panel.state().brightness, 90);
     EXPECT_THAT(journal.list(Kind::HidSet, first), ElementsAre(kOn));
 }
 
 TEST_F(HidrawTest, ShowsAFrame) {
-    phone.setPanelOptions({2, 2, 4, 1});
-    phone.attachCover();
-    const Fd node = openNode(O_WRONLY | O_NONBLOCK);
+    phone.panel.setOptions({2, 2, 4, 1});
+    phone.cover.attach();
+    const unique_fd node = openNode(O_WRONLY | O_NONBLOCK);
     EXPECT_EQ(setFeature(node, kOn), 3);
     EXPECT_EQ(writeTo(node, pixels("\x34\x12")), 9);
     EXPECT_EQ(writeTo(node, kEnd), 7);
-    EXPECT_EQ(phone.panelState().frames, 1u);
-    EXPECT_EQ(phone.panelPicture(), (cover::Picture{2, 2, {1, 2, 3, 4}}));
+    EXPECT_EQ(phone.panel.state().frames, 1u);
+    EXPECT_EQ(phone.panel.picture(), (cover::Picture{2, 2, {1, 2, 3, 4}}));
 }
 
 TEST_F(HidrawTest, JournalHoldsEveryCallInOrder) {
-    phone.attachCover();
+    phone.cover.attach();
     {
-        const Fd node = openNode(O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        const unique_fd node = openNode(O_RDWR | O_NONBLOCK | O_CLOEXEC);
         std::string report = "\2------";
         getFeature(node, report);
         setFeature(node, kOn);
         writeTo(node, pixels("ab"));
         writeTo(node, kEnd);
     }
-    { const Fd again = openNode(O_RDONLY); }
+    { const unique_fd again = openNode(O_RDONLY); }
     EXPECT_THAT(record(), ElementsAre("hid-open O_RDWR|O_NONBLOCK|O_CLOEXEC", "hid-get", "hid-set",
                                       "hid-write", "hid-write", "hid-close", "hid-open O_RDONLY",
                                       "hid-close"));
@@ -164,56 +164,56 @@ TEST_F(HidrawTest, JournalHoldsEveryCallInOrder) {
 }
 
 TEST_F(HidrawTest, DescriptorHasTheFlagsThatWereAskedFor) {
-    phone.attachCover();
-    const Fd keeps = openNode(O_WRONLY | O_NONBLOCK);
+    phone.cover.attach();
+    const unique_fd keeps = openNode(O_WRONLY | O_NONBLOCK);
     EXPECT_EQ(fcntl(keeps.get(), F_GETFD), 0);
     EXPECT_NE(fcntl(keeps.get(), F_GETFL) & O_NONBLOCK, 0);
-    const Fd closes = openNode(O_WRONLY | O_CLOEXEC);
+    const unique_fd closes = openNode(O_WRONLY | O_CLOEXEC);
     EXPECT_EQ(fcntl(closes.get(), F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(fcntl(closes.get(), F_GETFL) & O_NONBLOCK, 0);
 }
 
 TEST_F(HidrawTest, NonBlockingReadFindsNoInput) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDWR | O_NONBLOCK);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDWR | O_NONBLOCK);
     char byte;
     EXPECT_EQ(resultOf(read(node.get(), &byte, 1)), -EAGAIN);
 }
 
 TEST_F(HidrawTest, WritesNeedADescriptorForWriting) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDONLY);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDONLY);
     EXPECT_EQ(writeTo(node, kEnd), -EBADF);
     // Feature reports do not.
     EXPECT_EQ(setFeature(node, kOn), 3);
 }
 
 TEST_F(HidrawTest, SizesThatTheKernelRefusesDoNotReachThePanel) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDWR);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDWR);
     EXPECT_EQ(writeTo(node, ""), -EINVAL);
     EXPECT_EQ(writeTo(node, "\2"), -EINVAL);
     EXPECT_EQ(writeTo(node, std::string(16385, '\2')), -EINVAL);
     std::string one = "\2";
     EXPECT_EQ(getFeature(node, one), -EINVAL);
     EXPECT_EQ(setFeature(node, "\3"), -EINVAL);
-    EXPECT_EQ(phone.panelState().refused, 0u);
+    EXPECT_EQ(phone.panel.state().refused, 0u);
 }
 
 TEST_F(HidrawTest, ReportsThatThePanelRefusesStall) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDWR);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDWR);
     EXPECT_EQ(writeTo(node, std::string(4097, '\2')), -EPIPE);
     EXPECT_EQ(writeTo(node, "\2\5\0\0\0\0\0x"s), -EPIPE);
     EXPECT_EQ(setFeature(node, "\3\2"), -EPIPE);
     std::string other = "\5------";
     EXPECT_EQ(getFeature(node, other), -EPIPE);
-    EXPECT_EQ(phone.panelState().refused, 4u);
+    EXPECT_EQ(phone.panel.state().refused, 4u);
 }
 
 TEST_F(HidrawTest, BadPointersAreRefused) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDWR);
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDWR);
     // Not by the C library's functions, whose arguments a sanitizer would look at.
     EXPECT_EQ(resultOf(syscall(SYS_write, node.get(), nullptr, 7)), -EFAULT);
     EXPECT_EQ(resultOf(syscall(SYS_ioctl, node.get(), HIDIOCGFEATURE(7), nullptr)), -EFAULT);
@@ -229,64 +229,64 @@ TEST_F(HidrawTest, BadPointersAreRefused) {
 }
 
 TEST_F(HidrawTest, RequestsOnOtherFilesAreTheKernelsToAnswer) {
-    phone.attachCover();
-    const Fd null(open("/dev/null", O_RDWR));
+    phone.cover.attach();
+    const unique_fd null(open("/dev/null", O_RDWR));
     EXPECT_EQ(setFeature(null, kOn), -ENOTTY);
-    EXPECT_EQ(setFeature(Fd(), kOn), -EBADF);
-    const Fd high(fcntl(null.get(), F_DUPFD, 1000));
+    EXPECT_EQ(setFeature(unique_fd(), kOn), -EBADF);
+    const unique_fd high(fcntl(null.get(), F_DUPFD, 1000));
     ASSERT_GE(high.get(), 1000);
     EXPECT_EQ(writeTo(high, "abc"), 3);
     EXPECT_THAT(record(), IsEmpty());
 }
 
 TEST_F(HidrawTest, ManyAreOpenAtOnceAndEachIsItsOwn) {
-    phone.attachCover();
-    std::vector<Fd> nodes;
+    phone.cover.attach();
+    std::vector<unique_fd> nodes;
     for (int i = 0; i < 20; ++i) nodes.push_back(openNode(O_WRONLY));
-    for (const Fd& node : nodes) EXPECT_EQ(writeTo(node, kEnd), 7);
+    for (const unique_fd& node : nodes) EXPECT_EQ(writeTo(node, kEnd), 7);
     nodes.clear();
-    EXPECT_EQ(phone.panelState().frames, 20u);
+    EXPECT_EQ(phone.panel.state().frames, 20u);
     const std::vector<std::string> lines = record();
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "hid-close"), 20);
 }
 
 TEST_F(HidrawTest, MoreThanTheProcessCanHaveAreRefused) {
-    phone.attachCover();
-    std::vector<Fd> nodes;
+    phone.cover.attach();
+    std::vector<unique_fd> nodes;
     for (;;) {
         nodes.push_back(openNode(O_WRONLY));
-        if (!nodes.back()) break;
+        if (!nodes.back().ok()) break;
     }
     EXPECT_EQ(errno, EMFILE);
     EXPECT_GT(nodes.size(), 1u);
 }
 
 TEST_F(HidrawTest, WhatIsOpenHasNoDeviceBehindADetachment) {
-    phone.attachCover();
-    const Fd node = openNode(O_RDWR);
-    phone.reattachCover();
+    phone.cover.attach();
+    const unique_fd node = openNode(O_RDWR);
+    phone.cover.reattach();
     EXPECT_EQ(writeTo(node, kEnd), -ENODEV);
     EXPECT_EQ(setFeature(node, kOn), -ENODEV);
     std::string report = "\2------";
     EXPECT_EQ(getFeature(node, report), -ENODEV);
-    const Fd again = openNode(O_RDWR);
+    const unique_fd again = openNode(O_RDWR);
     EXPECT_EQ(writeTo(again, kEnd), 7);
-    EXPECT_EQ(phone.panelState().frames, 1u);
+    EXPECT_EQ(phone.panel.state().frames, 1u);
 }
 
 TEST_F(HidrawTest, PanelIsDarkAndEmptyAfterAnAttachment) {
-    phone.attachCover();
+    phone.cover.attach();
     {
-        const Fd node = openNode(O_WRONLY);
+        const unique_fd node = openNode(O_WRONLY);
         setFeature(node, kOn);
         writeTo(node, kEnd);
     }
-    phone.reattachCover();
-    EXPECT_EQ(phone.panelState(), cover::PanelState());
+    phone.cover.reattach();
+    EXPECT_EQ(phone.panel.state(), cover::PanelState());
 }
 
 TEST_F(HidrawTest, ThreadsWriteAtOnceAndNoReportIsTorn) {
-    phone.attachCover();
+    phone.cover.attach();
     constexpr int kThreads = 4;
     constexpr int kWrites = 50;
     std::vector<std::thread> writers;
@@ -295,7 +295,7 @@ TEST_F(HidrawTest, ThreadsWriteAtOnceAndNoReportIsTorn) {
         writers.emplace_back([i] {
             const std::string report = pixels(std::string(4089, static_cast<char>('a' + i)));
             for (int k = 0; k < kWrites; ++k) {
-                const Fd node = openNode(O_WRONLY | O_NONBLOCK);
+                const unique_fd node = openNode(O_WRONLY | O_NONBLOCK);
                 ASSERT_EQ(writeTo(node, report), 4096);
             }
         });
@@ -309,81 +309,81 @@ TEST_F(HidrawTest, ThreadsWriteAtOnceAndNoReportIsTorn) {
 }
 
 TEST_F(HidrawTest, ShortWriteTakesWhatItSays) {
-    phone.setPanelOptions({4, 2, 4, 1});
-    phone.attachCover();
-    phone.setFault("hid write short 9 after 1 times 1");
-    const Fd node = openNode(O_WRONLY);
+    phone.panel.setOptions({4, 2, 4, 1});
+    phone.cover.attach();
+    phone.faults.set("hid write short 9 after 1 times 1");
+    const unique_fd node = openNode(O_WRONLY);
     EXPECT_EQ(setFeature(node, kOn), 3);
     EXPECT_EQ(writeTo(node, pixels("\x11\x11\x11\x11")), 11);
     EXPECT_EQ(writeTo(node, pixels("\x22\x22\x22\x22")), 9);
     EXPECT_EQ(writeTo(node, kEnd), 7);
-    EXPECT_EQ(phone.panelPicture()->levels, (std::vector<uint8_t>{1, 1, 1, 1, 2, 2, 2, 2}));
+    EXPECT_EQ(phone.panel.picture()->levels, (std::vector<uint8_t>{1, 1, 1, 1, 2, 2, 2, 2}));
     EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-set", "hid-write",
                                       "hid-write passed 9", "hid-write"));
 }
 
 TEST_F(HidrawTest, ErrorsAreGivenAsTheyWereAskedFor) {
-    phone.attachCover();
-    phone.setFault("hid open error ENOENT times 1");
-    phone.setFault("hid info error EPIPE");
-    phone.setFault("hid config error ETIMEDOUT");
-    phone.setFault("hid write error EIO");
+    phone.cover.attach();
+    phone.faults.set("hid open error ENOENT times 1");
+    phone.faults.set("hid info error EPIPE");
+    phone.faults.set("hid config error ETIMEDOUT");
+    phone.faults.set("hid write error EIO");
     EXPECT_EQ(resultOf(open(kNode, O_RDWR)), -ENOENT);
-    const Fd node = openNode(O_RDWR);
+    const unique_fd node = openNode(O_RDWR);
     std::string report = "\2------";
     EXPECT_EQ(getFeature(node, report), -EPIPE);
     EXPECT_EQ(setFeature(node, kOn), -ETIMEDOUT);
     EXPECT_EQ(writeTo(node, kEnd), -EIO);
-    EXPECT_EQ(phone.panelState(), cover::PanelState());
+    EXPECT_EQ(phone.panel.state(), cover::PanelState());
     EXPECT_THAT(record(), ElementsAre("hid-open O_RDWR ENOENT", "hid-open O_RDWR", "hid-get EPIPE",
                                       "hid-set ETIMEDOUT", "hid-write EIO"));
-    phone.clearFaults();
+    phone.faults.clear();
     EXPECT_EQ(writeTo(node, kEnd), 7);
 }
 
 TEST_F(HidrawTest, InformationCanComeCutShort) {
-    phone.attachCover();
-    phone.setFault("hid info short 3");
-    const Fd node = openNode(O_RDONLY);
+    phone.cover.attach();
+    phone.faults.set("hid info short 3");
+    const unique_fd node = openNode(O_RDONLY);
     std::string report = "\2------";
     EXPECT_EQ(getFeature(node, report), 3);
     EXPECT_EQ(report, "\2\x80\0----"s);
 }
 
 TEST_F(HidrawTest, CoverIsPulledOffInMidFrame) {
-    phone.attachCover();
-    phone.setFault("hid write unplug after 1 times 1");
-    const Fd node = openNode(O_WRONLY);
+    phone.cover.attach();
+    phone.faults.set("hid write unplug after 1 times 1");
+    const unique_fd node = openNode(O_WRONLY);
     EXPECT_EQ(writeTo(node, pixels("ab")), 9);
     EXPECT_EQ(writeTo(node, pixels("cd")), -ENODEV);
-    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_FALSE(phone.cover.isAttached());
     EXPECT_NE(access(kNode, F_OK), 0);
     EXPECT_EQ(writeTo(node, kEnd), -ENODEV);
 }
 
 TEST_F(HidrawTest, CoverIsPulledOffDuringAnOpen) {
-    phone.attachCover();
-    phone.setFault("hid open unplug");
+    phone.cover.attach();
+    phone.faults.set("hid open unplug");
     EXPECT_EQ(resultOf(open(kNode, O_RDWR)), -ENODEV);
-    EXPECT_FALSE(phone.isCoverAttached());
+    EXPECT_FALSE(phone.cover.isAttached());
 }
 
 TEST_F(HidrawTest, SlowPanelAnswersInTheEnd) {
-    phone.attachCover();
-    phone.setFault("hid * late 2ms");
+    phone.cover.attach();
+    phone.faults.set("hid * late 2ms");
     const auto begin = std::chrono::steady_clock::now();
-    const Fd node = openNode(O_WRONLY);
+    const unique_fd node = openNode(O_WRONLY);
     EXPECT_EQ(writeTo(node, kEnd), 7);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(4));
-    EXPECT_EQ(phone.panelState().frames, 1u);
+    EXPECT_EQ(phone.panel.state().frames, 1u);
 }
 
 // A writer that a fault holds up, and the phone meanwhile.
 class HeldUpTest : public HidrawTest {
   protected:
     HeldUpTest() {
-        phone.attachCover();
-        phone.setFault("hid write late 3600s times 1");
+        phone.cover.attach();
+        phone.faults.set("hid write late 3600s times 1");
     }
     ~HeldUpTest() override {
         if (writer.joinable()) writer.join();
@@ -391,11 +391,11 @@ class HeldUpTest : public HidrawTest {
 
     void start() {
         writer = std::thread([this] {
-            const Fd node = openNode(O_WRONLY);
+            const unique_fd node = openNode(O_WRONLY);
             result = writeTo(node, kEnd);
         });
         // The fault is used up when it holds the write up.
-        while (!phone.faults().empty()) {
+        while (!phone.faults.list().empty()) {
         }
     }
 
@@ -406,17 +406,17 @@ class HeldUpTest : public HidrawTest {
 TEST_F(HeldUpTest, SlowWriteHoldsUpNobodyElse) {
     start();
     EXPECT_EQ(access(phone::kHalReady, F_OK), 0);
-    EXPECT_TRUE(phone.isCoverAttached());
-    EXPECT_EQ(phone.panelState().frames, 0u);
-    phone.clearFaults();
+    EXPECT_TRUE(phone.cover.isAttached());
+    EXPECT_EQ(phone.panel.state().frames, 0u);
+    phone.faults.clear();
     writer.join();
     EXPECT_EQ(result, 7);
-    EXPECT_EQ(phone.panelState().frames, 1u);
+    EXPECT_EQ(phone.panel.state().frames, 1u);
 }
 
 TEST_F(HeldUpTest, SlowWriteEndsWhenTheCoverIsPulledOff) {
     start();
-    phone.detachCover();
+    phone.cover.detach();
     writer.join();
     EXPECT_EQ(result, -ENODEV);
 }
@@ -429,32 +429,32 @@ TEST_F(HeldUpTest, ResetLetsItGo) {
 }
 
 TEST_F(HidrawTest, FaultsAreListedAndCleared) {
-    phone.setFault("hid write short 9 after 1 times 1");
-    EXPECT_THAT(phone.faults(), ElementsAre("hid write short 9 after 1 times 1"));
-    phone.clearFaults();
-    EXPECT_THAT(phone.faults(), IsEmpty());
-    EXPECT_THROW(phone.setFault("hid write break"), phone::Error);
+    phone.faults.set("hid write short 9 after 1 times 1");
+    EXPECT_THAT(phone.faults.list(), ElementsAre("hid write short 9 after 1 times 1"));
+    phone.faults.clear();
+    EXPECT_THAT(phone.faults.list(), IsEmpty());
+    EXPECT_THROW(phone.faults.set("hid write break"), phone::Error);
 }
 
 TEST_F(HidrawTest, FaultsOfFilesApplyToTheNodeToo) {
-    phone.attachCover();
-    phone.setFault("node /dev/hidraw0 unwritable");
+    phone.cover.attach();
+    phone.faults.set("node /dev/hidraw0 unwritable");
     EXPECT_EQ(resultOf(open(kNode, O_WRONLY)), -EACCES);
-    phone.clearFaults();
-    phone.setFault("node /dev/hidraw0 missing");
+    phone.faults.clear();
+    phone.faults.set("node /dev/hidraw0 missing");
     EXPECT_EQ(resultOf(open(kNode, O_WRONLY)), -ENOENT);
 }
 
 TEST_F(HidrawTest, ResetMakesThePanelAsItWas) {
-    phone.setPanelOptions({1, 1, 1, 0});
-    phone.attachCover();
+    phone.panel.setOptions({1, 1, 1, 0});
+    phone.cover.attach();
     phone.reset();
-    EXPECT_EQ(phone.panelOptions(), cover::PanelOptions());
-    EXPECT_EQ(phone.panelPicture(), std::nullopt);
+    EXPECT_EQ(phone.panel.options(), cover::PanelOptions());
+    EXPECT_EQ(phone.panel.picture(), std::nullopt);
 }
 
 TEST_F(HidrawTest, HundredFramesLeaveNoDescriptorBehind) {
-    phone.attachCover();
+    phone.cover.attach();
     const auto descriptors = [] {
         size_t count = 0;
         for (int fd = 0; fd < 1024; ++fd) {
@@ -464,7 +464,7 @@ TEST_F(HidrawTest, HundredFramesLeaveNoDescriptorBehind) {
     };
     const size_t before = descriptors();
     for (int i = 0; i < 100; ++i) {
-        const Fd node = openNode(O_WRONLY | O_NONBLOCK);
+        const unique_fd node = openNode(O_WRONLY | O_NONBLOCK);
         ASSERT_EQ(writeTo(node, kEnd), 7);
     }
     journal.sync();

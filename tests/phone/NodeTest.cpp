@@ -13,13 +13,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
+using android::base::unique_fd;
 using phone::Entry;
-using phone::Fd;
 using phone::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -29,8 +29,8 @@ constexpr char kControl[] = "/sys/class/tty/ttyACM0/device/../power/control";
 class NodeTest : public support::PhoneTest {
   protected:
     static void writeTo(const char* path, const std::string& text) {
-        const Fd node(open(path, O_WRONLY | O_CLOEXEC));
-        ASSERT_TRUE(node) << path;
+        const unique_fd node(open(path, O_WRONLY | O_CLOEXEC));
+        ASSERT_TRUE(node.ok()) << path;
         ASSERT_EQ(write(node.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
 
@@ -40,8 +40,8 @@ class NodeTest : public support::PhoneTest {
     }
 
     static int openError(const char* path, int flags) {
-        const Fd node(open(path, flags));
-        return node ? 0 : errno;
+        const unique_fd node(open(path, flags));
+        return node.ok() ? 0 : errno;
     }
 
     static int accessError(const char* path, int mode) {
@@ -63,7 +63,7 @@ TEST_F(NodeTest, RecordsAWriteAndShowsItToReaders) {
 }
 
 TEST_F(NodeTest, ShowsTheLastWriteAndNoMixtureOfTwo) {
-    phone.attachCover();
+    phone.cover.attach();
     writeTo(kControl, "auto");
     writeTo(kControl, "on");
     EXPECT_EQ(contentOf(kControl), "on");
@@ -74,7 +74,7 @@ TEST_F(NodeTest, ShowsTheLastWriteAndNoMixtureOfTwo) {
 
 TEST_F(NodeTest, RecordsEachWriteOfOneOpen) {
     {
-        const Fd node(open(phone::kPowerNode, O_WRONLY));
+        const unique_fd node(open(phone::kPowerNode, O_WRONLY));
         ASSERT_EQ(write(node.get(), "1 0", 3), 3);
         ASSERT_EQ(write(node.get(), "0 0", 3), 3);
     }
@@ -100,7 +100,7 @@ TEST_F(NodeTest, TakesAStreamInTruncatingMode) {
 }
 
 TEST_F(NodeTest, KeepsItsContentWhenItIsOnlyOpened) {
-    { const Fd node(open(phone::kPowerNode, O_WRONLY | O_TRUNC)); }
+    { const unique_fd node(open(phone::kPowerNode, O_WRONLY | O_TRUNC)); }
     EXPECT_EQ(contentOf(phone::kPowerNode), "0 0\n");
 }
 
@@ -115,9 +115,9 @@ TEST_F(NodeTest, IsMadeByACreatingOpenOnly) {
 }
 
 TEST_F(NodeTest, IsFoundFromAWorkingFolderAndThroughAFolderDescriptor) {
-    const Fd folder(open("/sys/class/bivista", O_RDONLY | O_DIRECTORY));
+    const unique_fd folder(open("/sys/class/bivista", O_RDONLY | O_DIRECTORY));
     {
-        const Fd node(openat(folder.get(), "bv2/../bv2/bv2_pd", O_WRONLY));
+        const unique_fd node(openat(folder.get(), "bv2/../bv2/bv2_pd", O_WRONLY));
         ASSERT_EQ(write(node.get(), "1", 1), 1);
     }
     ASSERT_EQ(chdir("/sys/class/bivista/bv2"), 0);
@@ -134,11 +134,11 @@ TEST_F(NodeTest, ReadingIsNotRecorded) {
 }
 
 TEST_F(NodeTest, WritesComeAheadOfTheTtyBytesThatFollowThem) {
-    phone.attachCover();
+    phone.cover.attach();
     for (int i = 0; i < 200; ++i) {
         const uint64_t from = journal.next();
         writeTo(kControl, "on");
-        const Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
         ASSERT_EQ(write(tty.get(), "AT\r", 3), 3);
         writeTo(kControl, "auto");
         std::vector<std::string> order;
@@ -152,7 +152,7 @@ TEST_F(NodeTest, WritesComeAheadOfTheTtyBytesThatFollowThem) {
 }
 
 TEST_F(NodeTest, KernelLogIsRecordedAndReadable) {
-    const Fd log(open(phone::kKernelLog, O_WRONLY | O_APPEND | O_CLOEXEC));
+    const unique_fd log(open(phone::kKernelLog, O_WRONLY | O_APPEND | O_CLOEXEC));
     ASSERT_EQ(write(log.get(), "<6>one\n", 7), 7);
     ASSERT_EQ(write(log.get(), "<6>two\n", 7), 7);
     EXPECT_THAT(journal.list(Kind::KernelLog, first), ElementsAre("<6>one\n", "<6>two\n"));
@@ -174,18 +174,18 @@ TEST_F(NodeTest, ManyThreadsWriteAtOnceAndNothingIsLost) {
 }
 
 TEST_F(NodeTest, MissingNodeIsNotThereForAnybody) {
-    phone.setFault(std::string("node ") + phone::kRecovery + " missing");
+    phone.faults.set(std::string("node ") + phone::kRecovery + " missing");
     EXPECT_EQ(openError(phone::kRecovery, O_WRONLY), ENOENT);
     EXPECT_EQ(openError(phone::kRecovery, O_RDONLY), ENOENT);
     EXPECT_EQ(accessError(phone::kRecovery, F_OK), ENOENT);
     EXPECT_EQ(journal.list(Kind::NodeRefused, first).size(), 3u);
-    phone.clearFaults();
+    phone.faults.clear();
     EXPECT_EQ(openError(phone::kRecovery, O_WRONLY), 0);
     EXPECT_EQ(accessError(phone::kRecovery, F_OK), 0);
 }
 
 TEST_F(NodeTest, UnreadableNodeExistsAndCanBeWritten) {
-    phone.setFault(std::string("node ") + phone::kUpdateState + " unreadable");
+    phone.faults.set(std::string("node ") + phone::kUpdateState + " unreadable");
     EXPECT_EQ(accessError(phone::kUpdateState, F_OK), 0);
     EXPECT_EQ(accessError(phone::kUpdateState, R_OK), EACCES);
     EXPECT_EQ(openError(phone::kUpdateState, O_RDONLY), EACCES);
@@ -194,15 +194,15 @@ TEST_F(NodeTest, UnreadableNodeExistsAndCanBeWritten) {
 }
 
 TEST_F(NodeTest, UnwritableNodeCanBeRead) {
-    phone.setFault(std::string("node ") + phone::kUpdateState + " unwritable");
+    phone.faults.set(std::string("node ") + phone::kUpdateState + " unwritable");
     EXPECT_EQ(openError(phone::kUpdateState, O_WRONLY), EACCES);
     EXPECT_EQ(openError(phone::kUpdateState, O_RDONLY), 0);
 }
 
 TEST_F(NodeTest, EveryWriteToAnEioNodeFails) {
-    phone.setFault(std::string("node ") + phone::kRecovery + " eio");
-    const Fd node(open(phone::kRecovery, O_WRONLY));
-    ASSERT_TRUE(node);
+    phone.faults.set(std::string("node ") + phone::kRecovery + " eio");
+    const unique_fd node(open(phone::kRecovery, O_WRONLY));
+    ASSERT_TRUE(node.ok());
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(write(node.get(), "Y", 1), -1);
         EXPECT_EQ(errno, EIO);
@@ -212,9 +212,9 @@ TEST_F(NodeTest, EveryWriteToAnEioNodeFails) {
 }
 
 TEST_F(NodeTest, EveryReadOfAReadEioNodeFails) {
-    phone.setFault(std::string("node ") + phone::kWakeLock + " read-eio");
-    const Fd node(open(phone::kWakeLock, O_RDONLY | O_CLOEXEC));
-    ASSERT_TRUE(node);
+    phone.faults.set(std::string("node ") + phone::kWakeLock + " read-eio");
+    const unique_fd node(open(phone::kWakeLock, O_RDONLY | O_CLOEXEC));
+    ASSERT_TRUE(node.ok());
     EXPECT_EQ(fcntl(node.get(), F_GETFD), FD_CLOEXEC);
     char bytes[64];
     for (int i = 0; i < 2; ++i) {
@@ -224,24 +224,24 @@ TEST_F(NodeTest, EveryReadOfAReadEioNodeFails) {
     EXPECT_EQ(journal.since(first).back().note, "O_RDONLY|O_CLOEXEC read-eio");
     EXPECT_EQ(accessError(phone::kWakeLock, R_OK), 0);
     writeTo(phone::kWakeLock, "x");
-    phone.clearFaults();
+    phone.faults.clear();
     EXPECT_EQ(contentOf(phone::kWakeLock), "x");
 }
 
 TEST_F(NodeTest, ReadEioNodeThatIsNotThereIsNotFound) {
-    phone.setFault("node /sys/none read-eio");
+    phone.faults.set("node /sys/none read-eio");
     EXPECT_EQ(openError("/sys/none", O_RDONLY), ENOENT);
 }
 
 TEST_F(NodeTest, FaultOfAnAttachedDeviceMayBeSetBeforeItComes) {
-    phone.setFault(std::string("node ") + kControl + " missing");
-    phone.attachCover();
+    phone.faults.set(std::string("node ") + kControl + " missing");
+    phone.cover.attach();
     EXPECT_EQ(openError(kControl, O_WRONLY), ENOENT);
 }
 
 TEST_F(NodeTest, FaultOfTheTtyRefusesItsOpening) {
-    phone.attachCover();
-    phone.setFault("node /dev/ttyACM0 unwritable");
+    phone.cover.attach();
+    phone.faults.set("node /dev/ttyACM0 unwritable");
     EXPECT_EQ(openError("/dev/ttyACM0", O_RDWR | O_NOCTTY), EACCES);
 }
 
@@ -249,62 +249,62 @@ TEST_F(NodeTest, WrongFaultsSayWhatToWrite) {
     for (const char* text :
          {"node", "node /sys/x", "node sys/x missing", "node /sys/x broken",
           "node /sys/a b missing", "node \"/sys/\\q\" missing", "node \"\" missing", "nonsense"}) {
-        EXPECT_THROW(phone.setFault(text), phone::Error) << text;
+        EXPECT_THROW(phone.faults.set(text), phone::Error) << text;
     }
-    EXPECT_THAT(phone.faults(), IsEmpty());
+    EXPECT_THAT(phone.faults.list(), IsEmpty());
 }
 
 TEST_F(NodeTest, FaultsAreListedAsTheyCanBeSetAgain) {
-    phone.setFault("on AT%SWV silent");
-    phone.setFault("node \"/sys/a b\" eio");
-    const std::vector<std::string> listed = phone.faults();
+    phone.faults.set("on AT%SWV silent");
+    phone.faults.set("node \"/sys/a b\" eio");
+    const std::vector<std::string> listed = phone.faults.list();
     EXPECT_EQ(listed.size(), 2u);
-    phone.clearFaults();
-    for (const std::string& text : listed) phone.setFault(text);
-    EXPECT_EQ(phone.faults(), listed);
+    phone.faults.clear();
+    for (const std::string& text : listed) phone.faults.set(text);
+    EXPECT_EQ(phone.faults.list(), listed);
 }
 
 TEST_F(NodeTest, ContentIsSetReadAndRemoved) {
-    phone.setNode(phone::kUpdateState, "3 1 0");
+    phone.files.set(phone::kUpdateState, "3 1 0");
     EXPECT_EQ(contentOf(phone::kUpdateState), "3 1 0");
-    EXPECT_EQ(phone.node(phone::kUpdateState), "3 1 0");
-    phone.removeNode(phone::kUpdateState);
+    EXPECT_EQ(phone.files.get(phone::kUpdateState), "3 1 0");
+    phone.files.remove(phone::kUpdateState);
     EXPECT_EQ(openError(phone::kUpdateState, O_RDONLY), ENOENT);
-    EXPECT_EQ(phone.node(phone::kUpdateState), std::nullopt);
-    EXPECT_THROW(phone.removeNode(phone::kUpdateState), phone::Error);
+    EXPECT_EQ(phone.files.get(phone::kUpdateState), std::nullopt);
+    EXPECT_THROW(phone.files.remove(phone::kUpdateState), phone::Error);
 }
 
 TEST_F(NodeTest, ContentOutsideTheWorldIsOutOfReach) {
     for (const char* path : {"/etc/passwd", "/sys/../etc/passwd", "/dev/../tmp/x", "sys/x", "",
                              "/dev/fd/../../../tmp/x"}) {
-        EXPECT_THROW(phone.setNode(path, "x"), phone::Error) << path;
-        EXPECT_THROW(phone.removeNode(path), phone::Error) << path;
-        EXPECT_THROW(phone.node(path), phone::Error) << path;
+        EXPECT_THROW(phone.files.set(path, "x"), phone::Error) << path;
+        EXPECT_THROW(phone.files.remove(path), phone::Error) << path;
+        EXPECT_THROW(phone.files.get(path), phone::Error) << path;
     }
 }
 
 TEST_F(NodeTest, ContentOfSomethingThatIsNoFileIsRefused) {
-    EXPECT_THROW(phone.setNode("/sys/class/bivista", "x"), phone::Error);
-    EXPECT_THROW(phone.removeNode("/sys/class/bivista"), phone::Error);
-    EXPECT_THROW(phone.setNode("/dev/null", "x"), phone::Error);
-    EXPECT_EQ(phone.node("/dev/null"), std::nullopt);
+    EXPECT_THROW(phone.files.set("/sys/class/bivista", "x"), phone::Error);
+    EXPECT_THROW(phone.files.remove("/sys/class/bivista"), phone::Error);
+    EXPECT_THROW(phone.files.set("/dev/null", "x"), phone::Error);
+    EXPECT_EQ(phone.files.get("/dev/null"), std::nullopt);
 }
 
 TEST_F(NodeTest, WakeLockKeepsItsLength) {
     const std::string held = contentOf(phone::kWakeLock);
     EXPECT_NE(held.find("PowerManagerService.Display"), std::string::npos);
-    phone.wakeLock(false);
+    phone.files.setWakeLock(false);
     const std::string released = contentOf(phone::kWakeLock);
     EXPECT_EQ(released.find("PowerManagerService.Display"), std::string::npos);
     EXPECT_EQ(released.size(), held.size());
-    phone.wakeLock(true);
+    phone.files.setWakeLock(true);
     EXPECT_EQ(contentOf(phone::kWakeLock), held);
 }
 
 TEST_F(NodeTest, WakeLockIsModifiedInPlaceAndNeverSeenEmpty) {
-    const Fd watch(inotify_init1(IN_CLOEXEC));
+    const unique_fd watch(inotify_init1(IN_CLOEXEC));
     ASSERT_GE(inotify_add_watch(watch.get(), phone::kWakeLock, IN_ALL_EVENTS & ~IN_ACCESS), 0);
-    for (const bool held : {false, true, false}) phone.wakeLock(held);
+    for (const bool held : {false, true, false}) phone.files.setWakeLock(held);
     alignas(inotify_event) char buffer[4096];
     const ssize_t size = read(watch.get(), buffer, sizeof(buffer));
     int modifications = 0;
@@ -320,26 +320,26 @@ TEST_F(NodeTest, WakeLockIsModifiedInPlaceAndNeverSeenEmpty) {
     std::thread reader([&] {
         while (!done) EXPECT_FALSE(contentOf(phone::kWakeLock).empty());
     });
-    for (int i = 0; i < 200; ++i) phone.wakeLock(i % 2 == 0);
+    for (int i = 0; i < 200; ++i) phone.files.setWakeLock(i % 2 == 0);
     done = true;
     reader.join();
 }
 
 TEST_F(NodeTest, PropertiesAreLinesOfAFile) {
-    phone.setProperty("ro.product.device", "Q-71C");
-    phone.setProperty("a", "1=2");
-    phone.setProperty("a", "");
+    phone.properties.set("ro.product.device", "Q-71C");
+    phone.properties.set("a", "1=2");
+    phone.properties.set("a", "");
     EXPECT_EQ(contentOf(phone::kPropertyFile), "a=\nro.product.device=Q-71C\n");
-    phone.clearProperties();
+    phone.properties.clear();
     EXPECT_EQ(openError(phone::kPropertyFile, O_RDONLY), ENOENT);
 }
 
 TEST_F(NodeTest, PropertiesThatAreNoLineAreRefused) {
-    EXPECT_THROW(phone.setProperty("", "x"), phone::Error);
-    EXPECT_THROW(phone.setProperty("a=b", "x"), phone::Error);
-    EXPECT_THROW(phone.setProperty("a\nb", "x"), phone::Error);
-    EXPECT_THROW(phone.setProperty("a", "x\ny"), phone::Error);
-    EXPECT_EQ(phone.properties().size(), 0u);
+    EXPECT_THROW(phone.properties.set("", "x"), phone::Error);
+    EXPECT_THROW(phone.properties.set("a=b", "x"), phone::Error);
+    EXPECT_THROW(phone.properties.set("a\nb", "x"), phone::Error);
+    EXPECT_THROW(phone.properties.set("a", "x\ny"), phone::Error);
+    EXPECT_EQ(phone.properties.list().size(), 0u);
 }
 
 }  // namespace

@@ -9,27 +9,27 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
-using phone::Fd;
+using android::base::unique_fd;
 using phone::Kind;
 
 class TouchTest : public support::PhoneTest {
   protected:
     template <typename Change>
     void change(Change change) {
-        cover::Options options = phone.coverOptions();
+        cover::Options options = phone.cover.options();
         change(options);
-        phone.setCoverOptions(options);
+        phone.cover.setOptions(options);
     }
 
     // Opens the tty as the service does, with the cover's echo off.
-    Fd openTty() {
-        phone.attachCover(support::withoutPanel());
-        Fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    unique_fd openTty() {
+        phone.cover.attach(support::withoutPanel());
+        unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
         termios settings = {};
         settings.c_iflag = IGNPAR | IGNCR;
         settings.c_cflag = B115200 | CS8 | CREAD | CLOCAL | CRTSCTS;
@@ -40,13 +40,13 @@ class TouchTest : public support::PhoneTest {
         return tty;
     }
 
-    static void send(const Fd& tty, const std::string& command) {
+    static void send(const unique_fd& tty, const std::string& command) {
         ASSERT_EQ(write(tty.get(), command.data(), command.size()),
                   static_cast<ssize_t>(command.size()));
     }
 
     // All up to the "OK", line ends included.
-    static std::string readAnswer(const Fd& tty) {
+    static std::string readAnswer(const unique_fd& tty) {
         std::string answer;
         while (!answer.ends_with("\nOK\n")) {
             char line[4096];
@@ -63,7 +63,7 @@ class TouchTest : public support::PhoneTest {
 
 TEST_F(TouchTest, ResultsOf40KilobytesArriveWhole) {
     change([](cover::Options& options) { options.selfTestReportSize = 40960; });
-    const Fd tty = openTty();
+    const unique_fd tty = openTty();
     send(tty, "AT%TCHNOTIFY=PULL_SD_RESULT\r");
     const std::string answer = readAnswer(tty);
     EXPECT_EQ(answer.size(), 1 + 40960 + 3u);
@@ -72,7 +72,7 @@ TEST_F(TouchTest, ResultsOf40KilobytesArriveWhole) {
 
 TEST_F(TouchTest, LinesOf4000CharactersArriveWhole) {
     change([](cover::Options& options) { options.touchSize = {3, 800}; });
-    const Fd tty = openTty();
+    const unique_fd tty = openTty();
     send(tty, "AT%TCHDEBUG=RAWDATA\r");
     EXPECT_EQ(readAnswer(tty).size(), 1 + 3 * 4001 + 3u);
 }
@@ -80,7 +80,7 @@ TEST_F(TouchTest, LinesOf4000CharactersArriveWhole) {
 TEST_F(TouchTest, UpgradeIsAnsweredWhenItIsDone) {
     constexpr std::chrono::milliseconds kTime(150);
     change([&](cover::Options& options) { options.touchUpgradeTime = kTime; });
-    const Fd tty = openTty();
+    const unique_fd tty = openTty();
     const uint64_t from = journal.next();
     send(tty, "AT%TCHNOTIFY=FW_UPGRADE\r");
     EXPECT_EQ(readAnswer(tty), "\nOK\n");
@@ -88,7 +88,7 @@ TEST_F(TouchTest, UpgradeIsAnsweredWhenItIsDone) {
             journal.waitFor(phone::is(Kind::TtyRx, "AT%TCHNOTIFY=FW_UPGRADE\r"), from);
     const phone::Entry answered = journal.waitFor(phone::is(Kind::TtyTx, "\r\nOK\r\n"), from);
     EXPECT_GE(answered.time - asked.time, kTime);
-    EXPECT_EQ(phone.coverState().touch.upgrades, 1u);
+    EXPECT_EQ(phone.cover.state().touch.upgrades, 1u);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Uevents of the phone's kernel, as its listeners hear them.
 
-#include "emulator/phone/Uevents.h"
+#include "emulator/phone/devices/Uevents.h"
 
 #include <gmock/gmock.h>
 
@@ -9,13 +9,12 @@
 #include <linux/netlink.h>
 #include <sys/socket.h>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
 using phone::Kind;
-using phone::UeventSender;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -46,7 +45,7 @@ class UeventTest : public support::PhoneTest {
     }
 
   private:
-    const phone::Fd mSocket;
+    const android::base::unique_fd mSocket;
 };
 
 TEST_F(UeventTest, TouchEventsHaveTheFormOfTheirDriver) {
@@ -58,7 +57,7 @@ TEST_F(UeventTest, TouchEventsHaveTheFormOfTheirDriver) {
 }
 
 TEST_F(UeventTest, ComesFromTheKernelWithItsNumberBehindIt) {
-    phone.raiseTouchEvent("WAKEUP");
+    phone.uevents.raiseTouch("WAKEUP");
     const Heard heard = hear();
     EXPECT_EQ(heard.sender, 0u);
     EXPECT_THAT(heard.message, StartsWith(phone::touchEventMessage("WAKEUP") + "SEQNUM="));
@@ -66,19 +65,19 @@ TEST_F(UeventTest, ComesFromTheKernelWithItsNumberBehindIt) {
 
 TEST_F(UeventTest, CarriesAnyBytes) {
     const std::string message("a\0\xff\n\0", 5);
-    phone.raiseUevent(message);
+    phone.uevents.raise(message);
     EXPECT_THAT(hear().message, StartsWith(message));
 }
 
 TEST_F(UeventTest, IsRecordedBeforeItIsHeard) {
-    phone.raiseTouchEvent("WAKEUP");
+    phone.uevents.raiseTouch("WAKEUP");
     hear();
     EXPECT_THAT(journal.list(Kind::Uevent, first), ElementsAre(phone::touchEventMessage("WAKEUP")));
 }
 
 TEST_F(UeventTest, ThatIsForgedComesFromAProcess) {
     const std::string message = phone::touchEventMessage("WAKEUP");
-    phone.forgeUevent(message);
+    phone.uevents.forge(message);
     const Heard heard = hear();
     EXPECT_NE(heard.sender, 0u);
     EXPECT_EQ(heard.message, message);
@@ -89,20 +88,20 @@ TEST_F(UeventTest, ThatIsForgedComesFromAProcess) {
 }
 
 TEST_F(UeventTest, OfWrongLengthIsRefusedAndNotRecorded) {
-    EXPECT_THROW(phone.raiseUevent(""), phone::Error);
-    EXPECT_THROW(phone.forgeUevent(""), phone::Error);
-    EXPECT_THROW(phone.raiseUevent(std::string(UeventSender::kLimit + 1, 'x')), phone::Error);
-    EXPECT_THROW(phone.forgeUevent(std::string(UeventSender::kLimit + 1, 'x')), phone::Error);
-    EXPECT_THROW(phone.raiseTouchEvent(std::string(UeventSender::kLimit, 'x')), phone::Error);
+    EXPECT_THROW(phone.uevents.raise(""), phone::Error);
+    EXPECT_THROW(phone.uevents.forge(""), phone::Error);
+    EXPECT_THROW(phone.uevents.raise(std::string(phone::kLongestUevent + 1, 'x')), phone::Error);
+    EXPECT_THROW(phone.uevents.forge(std::string(phone::kLongestUevent + 1, 'x')), phone::Error);
+    EXPECT_THROW(phone.uevents.raiseTouch(std::string(phone::kLongestUevent, 'x')), phone::Error);
     EXPECT_THAT(journal.list(Kind::Uevent, first), IsEmpty());
-    phone.raiseUevent(std::string(UeventSender::kLimit, 'x'));
-    EXPECT_THAT(hear().message, StartsWith(std::string(UeventSender::kLimit, 'x') + "SEQNUM="));
+    phone.uevents.raise(std::string(phone::kLongestUevent, 'x'));
+    EXPECT_THAT(hear().message, StartsWith(std::string(phone::kLongestUevent, 'x') + "SEQNUM="));
 }
 
 using UnheardUeventTest = support::PhoneTest;
 
 TEST_F(UnheardUeventTest, IsRaisedAllTheSame) {
-    for (int i = 0; i < 3; ++i) phone.raiseTouchEvent("WAKEUP");
+    for (int i = 0; i < 3; ++i) phone.uevents.raiseTouch("WAKEUP");
     EXPECT_EQ(journal.list(Kind::Uevent, first).size(), 3u);
 }
 

@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 
 int main(int argc, char** argv) {
     if (argc != 3) return 2;

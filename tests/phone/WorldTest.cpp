@@ -1,6 +1,6 @@
 // The world, seen by a shell in it.
 
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 
 #include <gmock/gmock.h>
 

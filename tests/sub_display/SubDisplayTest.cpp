@@ -49,12 +49,12 @@ void SubDisplayTest::drawAndAwait(uint32_t number) {
 }
 
 void SubDisplayTest::plugPanel(const PanelOptions& options) {
-    phone.setPanelOptions({options.x, options.y, options.format, options.ready});
+    phone.panel.setOptions({options.x, options.y, options.format, options.ready});
     phone::CoverOptions cover;
     cover.withTty = false;
     cover.withUsb = false;
     cover.hid = options.node;
-    phone.attachCover(cover);
+    phone.cover.attach(cover);
     mHasPanel = true;
 }
 
@@ -65,7 +65,7 @@ void SubDisplayTest::attachPanel(const PanelOptions& options) {
 }
 
 void SubDisplayTest::unplugPanel() {
-    phone.detachCover();
+    phone.cover.detach();
     support::release();
     mHasPanel = false;
 }

@@ -57,8 +57,8 @@ class SubDisplayTest : public ServiceTest {
     // As above, but does not wait. A call that is held goes on, without a device.
     void unplugPanel();
     // A fault of the panel's node, in the language of emulator/cover/PanelFault.h.
-    void setFault(const std::string& text) { phone.setFault(text); }
-    void clearFaults() { phone.clearFaults(); }
+    void setFault(const std::string& text) { phone.faults.set(text); }
+    void clearFaults() { phone.faults.clear(); }
 
     // What the service did with the panel's node from journal entry `from` on; all, or one kind.
     std::vector<phone::Entry> transfers(uint64_t from) const;

@@ -9,9 +9,9 @@ void createHidNode(phone::Phone& phone, int number, const std::string& vendor,
                    const std::string& product) {
     const std::string name = "hidraw" + std::to_string(number);
     const std::string folder = "/sys/class/hidraw/" + name;
-    phone.setNode(folder + "/idVendor", vendor);
-    phone.setNode(folder + "/idProduct", product);
-    phone.setNode(folder + "/a/b/uevent", "");
+    phone.files.set(folder + "/idVendor", vendor);
+    phone.files.set(folder + "/idProduct", product);
+    phone.files.set(folder + "/a/b/uevent", "");
     std::filesystem::remove(folder + "/device");
     std::filesystem::create_symlink("a/b", folder + "/device");
     std::ofstream("/dev/" + name).close();

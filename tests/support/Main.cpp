@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "emulator/phone/World.h"
+#include "emulator/phone/world/World.h"
 #include "tests/support/TheWorld.h"
 
 namespace support {

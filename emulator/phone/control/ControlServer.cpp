@@ -12,13 +12,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "emulator/phone/Fd.h"
-#include "emulator/phone/Files.h"
+#include <android-base/unique_fd.h>
 #include "emulator/phone/control/RequestThreads.h"
 #include "emulator/phone/control/Requests.h"
 #include "emulator/phone/control/Routes.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/control/WaitingRoom.h"
+#include "emulator/phone/world/Files.h"
 
 namespace control {
 
@@ -27,7 +27,7 @@ namespace {
 constexpr char kTemporaryName[] = "emulator.sock.new";
 
 bool isAnswered(const std::string& path) {
-    const phone::Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const android::base::unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
@@ -56,7 +56,7 @@ class ControlServer::Impl {
     }
     void bind(const std::string& folder);
 
-    const phone::Fd mFolder;
+    const android::base::unique_fd mFolder;
     WaitingRoom mWaitingRoom;
     Server mServer;
     std::thread mThread;
@@ -66,7 +66,7 @@ class ControlServer::Impl {
 ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Neighbours& neighbours,
                           const std::string& folder)
     : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-    if (!mFolder) phone::throwErrno("cannot open " + folder);
+    if (!mFolder.ok()) phone::throwErrno("cannot open " + folder);
     addRequests(mServer, phone, neighbours, mWaitingRoom);
     mServer.new_task_queue = [] { return new RequestThreads; };
     mServer.set_payload_max_length(kMaxBody);

@@ -25,13 +25,13 @@ Json attach(Phone& phone, const httplib::Request& request) {
     options.idVendorText = members.take<std::string>("id_vendor");
     options.idProductText = members.take<std::string>("id_product");
     members.refuseOthers();
-    phone.attachCover(options);
+    phone.cover.attach(options);
     return Json::object();
 }
 
 void detachWhenRead(Phone& phone, WaitingRoom& room) {
     const auto place = room.enter();
-    const std::future<void> gone = phone.detachCoverWhenRead();
+    const std::future<void> gone = phone.cover.detachWhenRead();
     while (gone.wait_for(WaitingRoom::kSlice) == std::future_status::timeout) {
         if (room.isClosed()) throw phone::Error("the emulator ends");
     }
@@ -42,7 +42,7 @@ Json detach(Phone& phone, WaitingRoom& room, const httplib::Request& request) {
     const std::string unread = members.take<std::string>("unread").value_or("lost");
     members.refuseOthers();
     if (unread == "lost") {
-        phone.detachCover();
+        phone.cover.detach();
     } else if (unread == "read") {
         detachWhenRead(phone, room);
     } else {
@@ -102,7 +102,7 @@ void takeTouch(Members& members, cover::Options& options) {
 
 Json setCover(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
-    cover::Options options = phone.coverOptions();
+    cover::Options options = phone.cover.options();
     options.version = members.take<std::string>("version").value_or(options.version);
     options.cutout = members.take<std::string>("cutout").value_or(options.cutout);
     options.hotPlugAnswer =
@@ -112,7 +112,7 @@ Json setCover(Phone& phone, const httplib::Request& request) {
     takeMs(members, "upgrade_delay_ms", options.upgradeDelay);
     takeMs(members, "upgrade_ms", options.upgradeTime);
     members.refuseOthers();
-    phone.setCoverOptions(options);
+    phone.cover.setOptions(options);
     return Json::object();
 }
 
@@ -125,19 +125,19 @@ void takeSmall(Members& members, const char* name, Number& out) {
 
 Json setSubDisplay(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
-    cover::PanelOptions options = phone.panelOptions();
+    cover::PanelOptions options = phone.panel.options();
     takeSmall(members, "width", options.width);
     takeSmall(members, "height", options.height);
     takeSmall(members, "format", options.format);
     takeSmall(members, "ready", options.ready);
     members.refuseOthers();
-    phone.setPanelOptions(options);
+    phone.panel.setOptions(options);
     return Json::object();
 }
 
 Json showSnapshot(Phone& phone, const httplib::Request& /*request*/) {
-    if (!phone.isPanelAttached()) throw phone::Error("no sub display is attached");
-    const std::optional<cover::Picture> picture = phone.panelPicture();
+    if (!phone.panel.isAttached()) throw phone::Error("no sub display is attached");
+    const std::optional<cover::Picture> picture = phone.panel.picture();
     if (!picture) throw phone::Error("the sub display claims more pixels than it has memory for");
     std::string levels;
     for (const uint8_t level : picture->levels) levels += "0123456789abcdef"[level];
@@ -148,7 +148,7 @@ Json send(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
     const std::string bytes = members.needBytes("bytes");
     members.refuseOthers();
-    phone.sendFromCover(bytes);
+    phone.cover.send(bytes);
     return Json::object();
 }
 
@@ -166,8 +166,8 @@ Json log(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
     const std::string text = members.needBytes("text");
     members.refuseOthers();
-    if (!phone.logFromCover(text)) {
-        throw phone::Error("the cover's log is not sent: " + describeSilence(phone.coverState()));
+    if (!phone.cover.log(text)) {
+        throw phone::Error("the cover's log is not sent: " + describeSilence(phone.cover.state()));
     }
     return Json::object();
 }
@@ -178,7 +178,7 @@ Json setChatter(Phone& phone, const httplib::Request& request) {
     chatter.text = members.takeBytes("text").value_or(chatter.text);
     chatter.gap = std::chrono::microseconds(members.take<int>("gap_us").value_or(0));
     members.refuseOthers();
-    phone.setChatter(chatter);
+    phone.cover.setChatter(chatter);
     return Json::object();
 }
 
@@ -190,14 +190,15 @@ void addCoverRequests(httplib::Server& server, Phone& phone, WaitingRoom& room) 
     server.Post("/v1/detach", handler([&room](Phone& p, const httplib::Request& request) {
                     return detach(p, room, request);
                 }));
-    server.Post("/v1/reattach", handler(plain([](Phone& p) { p.reattachCover(); })));
+    server.Post("/v1/reattach", handler(plain([](Phone& p) { p.cover.reattach(); })));
     server.Put("/v1/cover", handler(setCover));
     server.Put("/v1/subdisplay", handler(setSubDisplay));
     server.Get("/v1/snapshot", handler(showSnapshot));
     server.Post("/v1/send", handler(send));
     server.Post("/v1/log", handler(log));
     server.Put("/v1/chatter", handler(setChatter));
-    server.Delete("/v1/chatter", handler(plain([](Phone& p) { p.setChatter(std::nullopt); })));
+    server.Delete("/v1/chatter",
+                  handler(plain([](Phone& p) { p.cover.setChatter(std::nullopt); })));
 }
 
 }  // namespace control

@@ -14,7 +14,7 @@ Json raiseTouchEvent(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
     const std::string name = members.needBytes("name");
     members.refuseOthers();
-    phone.raiseTouchEvent(name);
+    phone.uevents.raiseTouch(name);
     return Json::object();
 }
 
@@ -24,9 +24,9 @@ Json raiseUevent(Phone& phone, const httplib::Request& request) {
     const bool forged = members.take<bool>("forged").value_or(false);
     members.refuseOthers();
     if (forged) {
-        phone.forgeUevent(message);
+        phone.uevents.forge(message);
     } else {
-        phone.raiseUevent(message);
+        phone.uevents.raise(message);
     }
     return Json::object();
 }

@@ -18,7 +18,7 @@ Json attachLoader(Phone& phone, const httplib::Request& request) {
     const std::string serial = members.take<std::string>("serial").value_or("00000000001A");
     const std::string product = members.take<std::string>("product").value_or("TQC330R");
     members.refuseOthers();
-    phone.attachLoader(serial, product);
+    phone.loader.attach(serial, product);
     return Json::object();
 }
 
@@ -28,11 +28,11 @@ Json moveToLoader(Phone& phone, const httplib::Request& request) {
     const std::string mode = members.need<std::string>("mode");
     members.refuseOthers();
     if (mode == "normal") {
-        phone.sendToLoader(cover::LoaderEntry::OnRequest);
+        phone.loader.enter(cover::LoaderEntry::OnRequest);
     } else if (mode == "error") {
-        phone.sendToLoader(cover::LoaderEntry::Error);
+        phone.loader.enter(cover::LoaderEntry::Error);
     } else if (mode == "leave") {
-        phone.leaveLoader();
+        phone.loader.leave();
     } else {
         throw BadRequest("\"mode\" must be \"normal\", \"error\" or \"leave\"");
     }
@@ -41,7 +41,7 @@ Json moveToLoader(Phone& phone, const httplib::Request& request) {
 
 Json listFirmware(Phone& phone, const httplib::Request& /*request*/) {
     Json files = Json::array();
-    for (const phone::FirmwareFile& file : phone.firmware()) {
+    for (const phone::File& file : phone.firmware.list()) {
         files.push_back({{"name", cover::escape(file.name)}, {"size", file.size}});
     }
     return {{"files", files}};
@@ -52,7 +52,7 @@ Json putFirmware(Phone& phone, const httplib::Request& request) {
     const std::string name = members.needBytes("name");
     const uint32_t size = members.take<uint32_t>("size").value_or(kImageSize);
     members.refuseOthers();
-    phone.putFirmware(name, size);
+    phone.firmware.put(name, size);
     return Json::object();
 }
 
@@ -62,10 +62,10 @@ void addFirmwareRequests(httplib::Server& server, Phone& phone) {
     const auto handler = [&phone](const Action& action) { return makeHandler(phone, action); };
     server.Post("/v1/loader", handler(attachLoader));
     server.Put("/v1/loader", handler(moveToLoader));
-    server.Delete("/v1/loader", handler(plain([](Phone& p) { p.detachLoader(); })));
+    server.Delete("/v1/loader", handler(plain([](Phone& p) { p.loader.detach(); })));
     server.Get("/v1/firmware", handler(listFirmware));
     server.Put("/v1/firmware", handler(putFirmware));
-    server.Delete("/v1/firmware", handler(plain([](Phone& p) { p.clearFirmware(); })));
+    server.Delete("/v1/firmware", handler(plain([](Phone& p) { p.firmware.clear(); })));
 }
 
 }  // namespace control

@@ -19,12 +19,12 @@ std::string takePath(const httplib::Request& request) {
 }
 
 Json listFaults(Phone& phone) {
-    return phone.faults();
+    return phone.faults.list();
 }
 
 Json listProperties(Phone& phone) {
     Json list = Json::object();
-    for (const auto& [key, value] : phone.properties()) {
+    for (const auto& [key, value] : phone.properties.list()) {
         list[cover::escape(key)] = cover::escape(value);
     }
     return list;
@@ -40,7 +40,7 @@ Json showScreen(const cover::ScreenView& view) {
 }
 
 Json showChatter(Phone& phone) {
-    const std::optional<cover::Chatter> chatter = phone.chatter();
+    const std::optional<cover::Chatter> chatter = phone.cover.chatter();
     if (!chatter) return nullptr;
     return {{"text", cover::escape(chatter->text)},
             {"gap_us",
@@ -48,9 +48,9 @@ Json showChatter(Phone& phone) {
 }
 
 Json showSubDisplay(Phone& phone) {
-    const cover::PanelState state = phone.panelState();
-    const cover::PanelOptions options = phone.panelOptions();
-    return {{"attached", phone.isPanelAttached()},
+    const cover::PanelState state = phone.panel.state();
+    const cover::PanelOptions options = phone.panel.options();
+    return {{"attached", phone.panel.isAttached()},
             {"on", state.on},
             {"brightness", state.brightness},
             {"width", options.width},
@@ -81,9 +81,9 @@ Json showLpwg(const neighbours::Lpwg& lpwg) {
 
 Json showState(Phone& phone, const Neighbours& neighbours) {
     Json cover = Json::object();
-    for (const auto& [name, value] : phone.listCoverState()) cover[name] = value;
-    return {{"attached", phone.isCoverAttached()},
-            {"screen", showScreen(cover::viewOf(phone.coverState()))},
+    for (const auto& [name, value] : phone.cover.listState()) cover[name] = value;
+    return {{"attached", phone.cover.isAttached()},
+            {"screen", showScreen(cover::viewOf(phone.cover.state()))},
             {"sub_display", showSubDisplay(phone)},
             {"cover", cover},
             {"chatter", showChatter(phone)},
@@ -97,7 +97,7 @@ Json addFault(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
     const std::string text = members.need<std::string>("text");
     members.refuseOthers();
-    phone.setFault(text);
+    phone.faults.set(text);
     return Json::object();
 }
 
@@ -106,13 +106,13 @@ Json setProperty(Phone& phone, const httplib::Request& request) {
     const std::string key = members.needBytes("key");
     const std::string value = members.needBytes("value");
     members.refuseOthers();
-    phone.setProperty(key, value);
+    phone.properties.set(key, value);
     return Json::object();
 }
 
 Json showNode(Phone& phone, const httplib::Request& request) {
     const std::string path = takePath(request);
-    const std::optional<std::string> content = phone.node(path);
+    const std::optional<std::string> content = phone.files.get(path);
     if (!content) throw phone::Error("there is no file " + path);
     return {{"path", path}, {"bytes", cover::escape(*content)}};
 }
@@ -122,7 +122,7 @@ Json setNode(Phone& phone, const httplib::Request& request) {
     const std::string path = members.need<std::string>("path");
     const std::string bytes = members.needBytes("bytes");
     members.refuseOthers();
-    phone.setNode(path, bytes);
+    phone.files.set(path, bytes);
     return Json::object();
 }
 
@@ -130,7 +130,7 @@ Json setWakeLock(Phone& phone, const httplib::Request& request) {
     Members members(request.body);
     const bool held = members.need<bool>("held");
     members.refuseOthers();
-    phone.wakeLock(held);
+    phone.files.setWakeLock(held);
     return Json::object();
 }
 
@@ -140,16 +140,16 @@ void addPhoneRequests(httplib::Server& server, Phone& phone) {
                    return {{"faults", listFaults(p)}};
                }));
     server.Post("/v1/faults", handler(addFault));
-    server.Delete("/v1/faults", handler(plain([](Phone& p) { p.clearFaults(); })));
+    server.Delete("/v1/faults", handler(plain([](Phone& p) { p.faults.clear(); })));
     server.Get("/v1/properties", handler([](Phone& p, const httplib::Request&) -> Json {
                    return {{"properties", listProperties(p)}};
                }));
     server.Put("/v1/properties", handler(setProperty));
-    server.Delete("/v1/properties", handler(plain([](Phone& p) { p.clearProperties(); })));
+    server.Delete("/v1/properties", handler(plain([](Phone& p) { p.properties.clear(); })));
     server.Get("/v1/node", handler(showNode));
     server.Put("/v1/node", handler(setNode));
     server.Delete("/v1/node", handler([](Phone& p, const httplib::Request& request) {
-                      p.removeNode(takePath(request));
+                      p.files.remove(takePath(request));
                       return Json::object();
                   }));
     server.Put("/v1/wakelock", handler(setWakeLock));

@@ -1,32 +1,23 @@
 #include "emulator/phone/control/SocketFolder.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "emulator/phone/Files.h"
-#include "emulator/phone/Phone.h"
+#include "emulator/phone/Error.h"
+#include "host/hidl/Registry.h"
 
 namespace control {
 
 namespace {
-
-const char* environment(const char* name) {
-    const char* value = getenv(name);
-    return value == nullptr || *value == '\0' ? nullptr : value;
-}
 
 constexpr char kRemedy[] = "; choose another folder with HIDL_SOCKET_DIR";
 
 }  // namespace
 
 std::string socketFolder() {
-    if (const char* folder = environment("HIDL_SOCKET_DIR")) return folder;
-    if (geteuid() == 0) return "/run/hidl";
-    if (const char* runtime = environment("XDG_RUNTIME_DIR")) return std::string(runtime) + "/hidl";
-    return "/tmp/hidl-" + std::to_string(geteuid());
+    return android::hardware::registry::directory();
 }
 
 void makeSocketFolder(const std::string& folder) {

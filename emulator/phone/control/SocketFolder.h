@@ -7,7 +7,7 @@ namespace control {
 
 inline constexpr char kSocketName[] = "emulator.sock";
 
-// HIDL_SOCKET_DIR, else: root /run/hidl; others $XDG_RUNTIME_DIR/hidl, else /tmp/hidl-UID.
+// That of the registry (host/hidl/Registry.h).
 std::string socketFolder();
 
 // Makes it, with mode 0700. Throws phone::Error when it cannot be made, is no folder, belongs to

@@ -16,7 +16,7 @@ void PhoneLink::note(const char* method, const std::string& arguments, const std
 
 bool PhoneLink::isCoverAttached() {
     const std::lock_guard lock(mLock);
-    return mPhone != nullptr && mPhone->isCoverAttached();
+    return mPhone != nullptr && mPhone->cover.isAttached();
 }
 
 }  // namespace neighbours

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "emulator/cover/Text.h"
-#include "emulator/phone/Uevents.h"
+#include "emulator/phone/devices/Uevents.h"
 #include "emulator/phone/program/Session.h"
 
 namespace emulator {

@@ -12,9 +12,9 @@
 #include <sys/stat.h>
 
 #include "cli/Message.h"
-#include "emulator/phone/Files.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/program/CtlCommand.h"
+#include "emulator/phone/world/Files.h"
 
 namespace emulator {
 
@@ -25,23 +25,23 @@ constexpr size_t kFarthestBehind = phone::Journal::kMaxBytes;
 // How long a reader may take nothing, once the phone has ended.
 constexpr int kPatienceMs = 5000;
 
-phone::Fd openToWrite(const std::string& path, int how) {
-    return phone::Fd(open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | how));
+android::base::unique_fd openToWrite(const std::string& path, int how) {
+    return android::base::unique_fd(open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | how));
 }
 
-phone::Fd awaitReader(const std::string& path) {
+android::base::unique_fd awaitReader(const std::string& path) {
     cli::remark(kProgram, "waits until somebody reads the FIFO " + path + ", the journal's");
-    phone::Fd target = openToWrite(path, 0);
-    if (target) fcntl(target.get(), F_SETFL, O_NONBLOCK);
+    android::base::unique_fd target = openToWrite(path, 0);
+    if (target.ok()) fcntl(target.get(), F_SETFL, O_NONBLOCK);
     return target;
 }
 
 // A signalfd of what ends a program.
-phone::Fd openEndingSignals() {
+android::base::unique_fd openEndingSignals() {
     sigset_t ending;
     sigemptyset(&ending);
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) sigaddset(&ending, number);
-    return phone::Fd(signalfd(-1, &ending, SFD_CLOEXEC));
+    return android::base::unique_fd(signalfd(-1, &ending, SFD_CLOEXEC));
 }
 
 }  // namespace
@@ -49,13 +49,13 @@ phone::Fd openEndingSignals() {
 std::unique_ptr<JournalStream> JournalStream::openSpecial(const std::string& path) {
     struct stat info;
     if (stat(path.c_str(), &info) != 0 || S_ISREG(info.st_mode)) return nullptr;
-    phone::Fd target = openToWrite(path, O_NONBLOCK);
-    if (!target && errno == ENXIO && S_ISFIFO(info.st_mode)) target = awaitReader(path);
-    if (!target) phone::throwErrno("cannot write the journal " + path);
+    android::base::unique_fd target = openToWrite(path, O_NONBLOCK);
+    if (!target.ok() && errno == ENXIO && S_ISFIFO(info.st_mode)) target = awaitReader(path);
+    if (!target.ok()) phone::throwErrno("cannot write the journal " + path);
     return std::unique_ptr<JournalStream>(new JournalStream(path, std::move(target)));
 }
 
-JournalStream::JournalStream(std::string path, phone::Fd target)
+JournalStream::JournalStream(std::string path, android::base::unique_fd target)
     : mPath(std::move(path)), mTarget(std::move(target)) {}
 
 JournalStream::~JournalStream() {
@@ -65,10 +65,10 @@ JournalStream::~JournalStream() {
 void JournalStream::carry(phone::Journal& journal) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) phone::throwErrno("cannot make a pipe");
-    mSource = phone::Fd(ends[0]);
-    const phone::Fd journals(ends[1]);
+    mSource = android::base::unique_fd(ends[0]);
+    const android::base::unique_fd journals(ends[1]);
     mSignals = openEndingSignals();
-    if (!mSignals) phone::throwErrno("cannot make a signalfd");
+    if (!mSignals.ok()) phone::throwErrno("cannot make a signalfd");
     if (!journal.writeTo("/proc/self/fd/" + std::to_string(journals.get()))) {
         phone::throwErrno("cannot open a pipe");
     }
@@ -81,12 +81,12 @@ void JournalStream::carry(phone::Journal& journal) {
 }
 
 void JournalStream::passOnAll() {
-    while (mSource || !mPending.empty()) {
+    while (mSource.ok() || !mPending.empty()) {
         const short wanted = mPending.empty() ? 0 : POLLOUT;
         pollfd watched[] = {{mSource.get(), POLLIN, 0},
                             {mTarget.get(), wanted, 0},
-                            {mSource ? -1 : mSignals.get(), POLLIN, 0}};
-        const int ready = poll(watched, std::size(watched), mSource ? -1 : kPatienceMs);
+                            {mSource.ok() ? -1 : mSignals.get(), POLLIN, 0}};
+        const int ready = poll(watched, std::size(watched), mSource.ok() ? -1 : kPatienceMs);
         if (ready == 0) giveUp("its reader takes nothing");
         if (watched[0].revents != 0) take();
         if ((watched[1].revents & (POLLERR | POLLHUP)) != 0) giveUp("its reader has gone");
@@ -99,15 +99,15 @@ void JournalStream::take() {
     char bytes[1 << 16];
     const ssize_t count = read(mSource.get(), bytes, sizeof(bytes));
     if (count <= 0) {
-        mSource = phone::Fd();
-    } else if (mTarget) {
+        mSource = android::base::unique_fd();
+    } else if (mTarget.ok()) {
         mPending.append(bytes, static_cast<size_t>(count));
         if (mPending.size() - mPassed > kFarthestBehind) giveUp("its reader is too slow");
     }
 }
 
 void JournalStream::passOn() {
-    if (!mTarget) return;
+    if (!mTarget.ok()) return;
     const ssize_t count =
             write(mTarget.get(), mPending.data() + mPassed, mPending.size() - mPassed);
     if (count < 0) {
@@ -122,8 +122,8 @@ void JournalStream::passOn() {
 }
 
 void JournalStream::giveUp(const std::string& reason) {
-    if (mTarget) cli::complain(kProgram, "the journal " + mPath + " is not whole: " + reason);
-    mTarget = phone::Fd();
+    if (mTarget.ok()) cli::complain(kProgram, "the journal " + mPath + " is not whole: " + reason);
+    mTarget = android::base::unique_fd();
     mPending.clear();
     mPassed = 0;
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "emulator/phone/Fd.h"
+#include <android-base/unique_fd.h>
 #include "emulator/phone/Journal.h"
 
 namespace emulator {
@@ -29,7 +29,7 @@ class JournalStream {
     void carry(phone::Journal& journal);
 
   private:
-    JournalStream(std::string path, phone::Fd target);
+    JournalStream(std::string path, android::base::unique_fd target);
 
     void passOnAll();
     void take();
@@ -39,10 +39,10 @@ class JournalStream {
     const std::string mPath;
     std::thread mThread;
     // Of the thread alone, once it runs.
-    phone::Fd mSource;     // what the journal writes; none: it has ended
-    phone::Fd mTarget;     // non-blocking; none: given up
-    phone::Fd mSignals;    // a signalfd
-    std::string mPending;  // from mPassed on
+    android::base::unique_fd mSource;   // what the journal writes; none: it has ended
+    android::base::unique_fd mTarget;   // non-blocking; none: given up
+    android::base::unique_fd mSignals;  // a signalfd
+    std::string mPending;               // from mPassed on
     size_t mPassed = 0;
 };
 

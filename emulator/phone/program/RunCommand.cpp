@@ -16,15 +16,15 @@
 #include <unistd.h>
 
 #include "cli/Message.h"
-#include "emulator/phone/Files.h"
-#include "emulator/phone/Keeper.h"
 #include "emulator/phone/Phone.h"
-#include "emulator/phone/World.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/neighbours/Neighbours.h"
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/JournalStream.h"
+#include "emulator/phone/world/Files.h"
+#include "emulator/phone/world/Keeper.h"
+#include "emulator/phone/world/World.h"
 
 namespace emulator {
 
@@ -73,19 +73,19 @@ void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream
     }
     for (const std::string& property : options.properties) {
         const size_t equals = property.find('=');
-        phone.setProperty(property.substr(0, equals), property.substr(equals + 1));
+        phone.properties.set(property.substr(0, equals), property.substr(equals + 1));
     }
-    for (const std::string& fault : options.faults) phone.setFault(fault);
+    for (const std::string& fault : options.faults) phone.faults.set(fault);
     if (!options.firmwareVersion.empty()) {
-        cover::Options cover = phone.coverOptions();
+        cover::Options cover = phone.cover.options();
         cover.version = options.firmwareVersion;
-        phone.setCoverOptions(cover);
+        phone.cover.setOptions(cover);
     }
     if (options.noCover) return;
     phone::CoverOptions cover;
     cover.tty = options.tty;
     cover.withHid = !options.noHid;
-    phone.attachCover(cover);
+    phone.cover.attach(cover);
 }
 
 void tellOfLostJournal(const phone::Journal& journal, const std::string& file) {

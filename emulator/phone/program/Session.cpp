@@ -11,9 +11,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <android-base/unique_fd.h>
 #include "cli/Message.h"
 #include "cli/Output.h"
-#include "emulator/phone/Fd.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/program/Client.h"
 #include "emulator/phone/program/CtlCommand.h"
@@ -123,12 +123,12 @@ class Session::Impl {
 
     // The client does not tell that it had none left for its socket.
     static void requireDescriptor() {
-        const phone::Fd descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (!descriptor) throw std::system_error(errno, std::generic_category(), "no socket");
+        const android::base::unique_fd descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (!descriptor.ok()) throw std::system_error(errno, std::generic_category(), "no socket");
     }
 
     const std::string mFolder;
-    const phone::Fd mFolderFd;
+    const android::base::unique_fd mFolderFd;
     Client mClient;
 
   public:

@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "emulator/phone/UeventSender.h"
+#include "emulator/phone/world/UeventSender.h"
 #include "tests/host/cutils/PrivateWorld.h"
 
 using namespace std::string_literals;

@@ -1,0 +1,97 @@
+// One USB device as a back end shows it: its place on the bus, its tty and its hidraw node, and
+// what the phone's software does with them. Emulator thread only.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "emulator/cover/Types.h"
+
+namespace phone {
+
+inline std::string ttyNode(int number) {
+    return "/dev/ttyACM" + std::to_string(number);
+}
+
+inline std::string hidrawNode(int number) {
+    return "/dev/hidraw" + std::to_string(number);
+}
+
+// What the phone's software does with a tty. `node` is its ttyNode().
+class TtyListener {
+  public:
+    virtual ~TtyListener() = default;
+    // `flags` as text, such as "O_RDWR|O_NOCTTY".
+    virtual void ttyOpened(const std::string& node, const std::string& flags) = 0;
+    virtual void ttyReceived(const std::string& node, const std::string& bytes) = 0;
+    // Told at each open too, which raises it.
+    virtual void dtrSet(const std::string& node, bool raised) = 0;
+};
+
+// A transfer to or from a hidraw node.
+struct HidRequest {
+    enum class Kind { Write, GetFeature, SetFeature };
+    Kind kind = Kind::Write;
+    size_t size = 0;    // of the caller's buffer
+    std::string bytes;  // the report; of GetFeature its number alone
+};
+
+struct HidAnswer {
+    // How many bytes passed, or an error as its negative number.
+    int64_t result = 0;
+    std::string report = {};  // of GetFeature
+    // Nothing is answered yet: ask again after this time, or at Backend::decideWaiting().
+    std::optional<cover::Time> askAgainAfter = std::nullopt;
+};
+
+// What the phone's software does with a hidraw node, a hidrawNode(). A listener may unplug the
+// device meanwhile. `waited`: it is asked again about this call.
+class HidListener {
+  public:
+    virtual ~HidListener() = default;
+    virtual HidAnswer hidOpened(const std::string& node, const std::string& flags, bool waited) = 0;
+    virtual HidAnswer hidRequested(const std::string& node, const HidRequest& request,
+                                   bool waited) = 0;
+    // The kernel's driver itself has refused it with this errno.
+    virtual void hidRefused(const std::string& node, const HidRequest& request, int error) = 0;
+    // The last descriptor of an open is gone, perhaps long after the device.
+    virtual void hidClosed(const std::string& node) = 0;
+};
+
+struct DeviceDescription {
+    cover::UsbIdentity identity;  // empty strings: the device has none
+    // Exact content of the two id files, instead of the identity's ids and a newline.
+    std::optional<std::string> vendorText = std::nullopt;
+    std::optional<std::string> productText = std::nullopt;
+    bool onBus = true;  // without: its ids are in sysfs all the same
+    std::optional<int> tty = std::nullopt;
+    TtyListener* ttyListener = nullptr;  // with `tty`; outlives the back end's last call
+    std::optional<int> hidraw = std::nullopt;
+    HidListener* hidListener = nullptr;  // with `hidraw`; likewise
+};
+
+// Its destruction unplugs it, without a word to its listeners.
+class Device {
+  public:
+    virtual ~Device() = default;
+
+    // "1-<port>"; known before it is published.
+    virtual const std::string& name() const = 0;
+
+    // Lets the phone's software see it: USB device, tty, hidraw node, in this order. Throws
+    // phone::Error when a name is taken.
+    virtual void publish() = 0;
+    // Takes tty and hidraw node away. What was written to them before is told first; what the phone
+    // has not read is lost; transfers that wait end.
+    virtual void hangUp() = 0;
+
+    // To its tty. Bytes wait in the device while the phone's kernel takes no more.
+    virtual void send(std::string_view bytes) = 0;
+    virtual bool isFlushed() const = 0;
+    // Whether a read of the phone's software would return something at once.
+    virtual bool hasUnread() const = 0;
+};
+
+}  // namespace phone

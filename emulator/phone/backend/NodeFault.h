@@ -1,0 +1,24 @@
+// Faults of control files: "node PATH missing|unreadable|unwritable|eio|read-eio".
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace phone {
+
+enum class NodeEffect { Missing, Unreadable, Unwritable, Eio, ReadEio };
+
+struct NodeFault {
+    std::string path;
+    NodeEffect effect = NodeEffect::Missing;
+};
+
+// Whether the text is meant for a node; otherwise it is one of the cover's.
+bool isNodeFault(std::string_view text);
+
+// Throws phone::Error when the text is wrong. PATH may be in double quotes, as in "a b".
+NodeFault parseNodeFault(std::string_view text);
+
+std::string toText(const NodeFault& fault);
+
+}  // namespace phone

@@ -1,0 +1,43 @@
+#include "emulator/phone/devices/ForeignTtys.h"
+
+#include "emulator/phone/Error.h"
+
+namespace phone {
+
+void ForeignTtys::attach(int number, const std::string& idVendorText,
+                         const std::string& idProductText) {
+    call([&] {
+        const DeviceDescription description = {.vendorText = idVendorText,
+                                               .productText = idProductText,
+                                               .onBus = false,
+                                               .tty = number,
+                                               .ttyListener = this};
+        mBackend.checkFree(description);
+        Device& device = *(mDevices[number] = mBackend.make(description));
+        mJournal.add(Kind::Attach, device.name(), {}, ttyNode(number));
+        try {
+            device.publish();
+        } catch (...) {
+            detach(number);
+            throw;
+        }
+    });
+}
+
+void ForeignTtys::detach(int number) {
+    call([&] {
+        const auto device = mDevices.find(number);
+        if (device == mDevices.end()) {
+            throw Error("there is no foreign ttyACM" + std::to_string(number));
+        }
+        device->second->hangUp();
+        mJournal.add(Kind::Detach, device->second->name());
+        mDevices.erase(device);
+    });
+}
+
+void ForeignTtys::reset() {
+    while (!mDevices.empty()) detach(mDevices.begin()->first);
+}
+
+}  // namespace phone

@@ -1,0 +1,54 @@
+// The cover's sub display behind its hidraw node.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "emulator/cover/Panel.h"
+#include "emulator/cover/PanelFaults.h"
+#include "emulator/phone/devices/Subject.h"
+
+namespace phone {
+
+class Panel : public Subject, public HidListener {
+  public:
+    // `pullOff`: a fault takes the cover off; it leads to unplug().
+    Panel(const Surroundings& surroundings, std::function<void()> pullOff)
+        : Subject(surroundings), mPullOff(std::move(pullOff)) {}
+
+    // From the panel's plugging in on.
+    cover::PanelState state() const;
+    bool isAttached() const;
+    cover::PanelOptions options() const;
+    // Take effect with its next report.
+    void setOptions(const cover::PanelOptions& options);
+    // What it shows (cover::Panel::picture()); none without a panel too.
+    std::optional<cover::Picture> picture() const;
+
+    // Emulator thread. Its supply; a panel that was never plugged may be unplugged.
+    void plug();
+    void unplug();
+    cover::PanelFaults& faults() { return mFaults; }
+    void reset() { mPanel = {}; }
+
+    HidAnswer hidOpened(const std::string& node, const std::string& flags, bool waited) override;
+    HidAnswer hidRequested(const std::string& node, const HidRequest& request,
+                           bool waited) override;
+    void hidRefused(const std::string& node, const HidRequest& request, int error) override;
+    void hidClosed(const std::string& node) override;
+
+  private:
+    // What faults make of a call: its error, or 0 and how much passes if not all; it may have to
+    // wait. One of them may pull the cover off.
+    HidAnswer begin(cover::PanelCall call, bool waited, std::optional<uint64_t>* pass);
+    // What becomes of a transfer that no fault has stopped.
+    HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);
+
+    const std::function<void()> mPullOff;
+    cover::Panel mPanel;
+    cover::PanelFaults mFaults;
+    bool mIsPlugged = false;
+};
+
+}  // namespace phone

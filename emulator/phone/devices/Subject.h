@@ -1,0 +1,43 @@
+// What the subjects of a phone (Phone.h) have in common.
+//
+// All devices are played by one emulator thread. A subject's public methods may be called from any
+// other thread and return when their effect can be seen in the world, where nothing else is said.
+// What is wrong with an argument or a state is thrown as phone::Error.
+#pragma once
+
+#include "emulator/phone/EventLoop.h"
+#include "emulator/phone/Journal.h"
+#include "emulator/phone/backend/Backend.h"
+
+namespace phone {
+
+struct Surroundings {
+    EventLoop& loop;
+    Journal& journal;
+    Backend& backend;
+};
+
+class Subject {
+  public:
+    explicit Subject(const Surroundings& surroundings)
+        : mLoop(surroundings.loop),
+          mJournal(surroundings.journal),
+          mBackend(surroundings.backend) {}
+    Subject(const Subject&) = delete;
+    Subject& operator=(const Subject&) = delete;
+
+  protected:
+    ~Subject() = default;
+
+    // Carries out `work` on the emulator thread, and returns its result.
+    template <typename Work>
+    auto call(const Work& work) const {
+        return mLoop.call(work);
+    }
+
+    EventLoop& mLoop;
+    Journal& mJournal;
+    Backend& mBackend;
+};
+
+}  // namespace phone

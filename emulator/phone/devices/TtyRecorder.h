@@ -1,0 +1,34 @@
+// The record of what the phone's software does with a device's tty. Emulator thread only.
+#pragma once
+
+#include <algorithm>
+#include <string>
+
+#include "emulator/phone/Journal.h"
+#include "emulator/phone/backend/Device.h"
+
+namespace phone {
+
+class TtyRecorder : public TtyListener {
+  public:
+    explicit TtyRecorder(Journal& journal) : mRecord(journal) {}
+
+    void ttyOpened(const std::string& node, const std::string& flags) override {
+        mRecord.add(Kind::TtyOpen, node, {}, flags);
+    }
+    // One entry a command ("\r" ends it) or less.
+    void ttyReceived(const std::string& node, const std::string& bytes) override {
+        for (size_t at = 0; at < bytes.size();) {
+            const size_t end = std::min(bytes.find('\r', at), bytes.size() - 1) + 1;
+            mRecord.add(Kind::TtyRx, node, bytes.substr(at, end - at));
+            at = end;
+        }
+    }
+    // Of itself a device does not look at it.
+    void dtrSet(const std::string& /*node*/, bool /*raised*/) override {}
+
+  private:
+    Journal& mRecord;
+};
+
+}  // namespace phone

@@ -1,0 +1,56 @@
+// The hidraw nodes of the world: opens and reports are answered as the kernel's hidraw driver does,
+// and reach the device behind. Emulator thread only.
+//
+// Whoever opens a node gets a pipe that nobody writes to, under a number whose writes are handed
+// over.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include <android-base/unique_fd.h>
+
+#include "emulator/phone/EventLoop.h"
+#include "emulator/phone/backend/Device.h"
+#include "emulator/phone/world/Supervisor.h"
+
+namespace phone {
+
+class Hidraw {
+  public:
+    explicit Hidraw(EventLoop& loop) : mLoop(loop) {}
+
+    // Throws phone::Error when a node of this number cannot be made.
+    static void checkNumber(int number);
+    void plug(int number, HidListener& listener);
+    // What is open stays without a device.
+    void unplug(int number);
+
+    // Nothing when the path is no node.
+    std::optional<Verdict> open(const std::string& path, const OpenCall& call, bool waited);
+    // No verdict when the descriptor is none of a node's.
+    Verdict decide(const ReportCall& call, bool waited);
+
+    // Tells of what was closed. To be called before anything later is told.
+    void drain();
+
+  private:
+    struct Open {
+        std::string node;
+        int flags = 0;
+        android::base::unique_fd alive;  // the pipe's other end: it shows the last close
+        HidListener* listener = nullptr;
+        bool hasDevice = true;
+    };
+
+    Verdict makeDescriptor(const std::string& node, const OpenCall& call, HidListener& listener);
+    // The error with which the driver refuses the call by itself, or 0.
+    static int checkCall(const ReportCall& call, const Open& open);
+
+    EventLoop& mLoop;
+    std::map<std::string, HidListener*> mNodes;  // that are plugged
+    std::map<std::string, Open> mOpens;          // by what /proc shows their descriptors to be on
+};
+
+}  // namespace phone

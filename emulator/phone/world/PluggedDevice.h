@@ -1,0 +1,48 @@
+// A USB device of the world: its folders in sysfs, its tty and its hidraw node.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "emulator/phone/backend/Device.h"
+#include "emulator/phone/world/Tty.h"
+#include "emulator/phone/world/UsbDevice.h"
+
+namespace phone {
+
+class WorldBackend;
+
+class PluggedDevice : public Device {
+  public:
+    PluggedDevice(WorldBackend& backend, int port, int number, const DeviceDescription& description)
+        : mBackend(backend), mDescription(description), mUsb(port, number, description) {}
+    ~PluggedDevice() override;
+
+    const std::string& name() const override { return mUsb.name(); }
+    void publish() override;
+    void hangUp() override;
+    void send(std::string_view bytes) override;
+    bool isFlushed() const override { return !mTty || mTty->isFlushed(); }
+    bool hasUnread() const override { return mTty && mTty->hasUnread(); }
+
+    const UsbDevice& usb() const { return mUsb; }
+    // Whether this is the node of its tty, or the pty below.
+    bool hasTty(const std::string& path) const;
+    void tellOpen(const std::string& flags) const;
+    void tellDtr(bool raised) const;
+    // Tells of what was written to the tty until now, and before of what was written to files.
+    void readTty();
+
+  private:
+    void flush();
+    void takeTtyAway();
+    void takeHidrawAway();
+
+    WorldBackend& mBackend;
+    const DeviceDescription mDescription;
+    UsbDevice mUsb;
+    std::optional<Tty> mTty;
+    bool mHasHidraw = false;
+};
+
+}  // namespace phone

@@ -1,0 +1,38 @@
+// A program that runs in the phone's world below a keeper (Keeper.h), its system calls handed over.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/types.h>
+
+#include <android-base/unique_fd.h>
+
+namespace phone {
+
+class Program {
+  public:
+    // Starts it; PATH applies. It waits at its first call that is handed over until the listener is
+    // answered. Throws phone::Error when it cannot be executed.
+    explicit Program(const std::vector<std::string>& command);
+
+    // Ends as the program does; who started it waits for it.
+    pid_t keeper() const { return mKeeper; }
+    // For a Supervisor.
+    android::base::unique_fd takeListener() { return std::move(mListener); }
+
+  private:
+    pid_t mKeeper = -1;
+    android::base::unique_fd mListener;
+};
+
+// Supervises the calling thread and what it starts from now on. Returns the listener for a
+// Supervisor. Throws phone::Error when that cannot be.
+android::base::unique_fd superviseCaller();
+
+// Throws phone::Error when this process is supervised: its own files would be recorded by the phone
+// around it.
+void refuseSupervised();
+
+}  // namespace phone

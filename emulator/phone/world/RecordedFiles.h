@@ -1,0 +1,60 @@
+// Control files: who opens them, and every write, told exactly. Emulator thread only.
+//
+// Whoever opens a file under /sys (or the kernel log) for writing gets a packet socket instead:
+// each write arrives as one packet with its bounds kept, and the file then shows the last write, as
+// a kernel attribute would.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <android-base/unique_fd.h>
+
+#include "emulator/phone/EventLoop.h"
+#include "emulator/phone/backend/Backend.h"
+#include "emulator/phone/world/Supervisor.h"
+
+namespace phone {
+
+class RecordedFiles {
+  public:
+    explicit RecordedFiles(EventLoop& loop) : mLoop(loop) {}
+
+    // To be called before anything is opened.
+    void setListener(FileListener& listener) { mListener = &listener; }
+
+    // What becomes of an open or access test of a file of the world.
+    Verdict decide(const OpenCall& call);
+
+    // Tells of the writes that have arrived. To be called before anything later is told.
+    void drain();
+
+    void setFaults(std::vector<NodeFault> faults) { mFaults = std::move(faults); }
+
+  private:
+    struct Writer {
+        std::string path;
+        android::base::unique_fd socket;
+    };
+
+    int faultError(const OpenCall& call, const std::string& path) const;
+    bool has(NodeEffect effect, const std::string& path) const;
+    bool isUnreadable(const OpenCall& call, const std::string& path) const;
+    bool isRecorded(const OpenCall& call, const std::string& path) const;
+    android::base::unique_fd openWriter(const std::string& path);
+    // False when the writer is gone.
+    bool drain(Writer& writer);
+    void take(const Writer& writer, const std::string& bytes);
+
+    EventLoop& mLoop;
+    FileListener* mListener = nullptr;
+    std::vector<NodeFault> mFaults;
+    std::map<int, Writer> mWriters;  // by socket
+};
+
+// Without symlinks above the last component.
+std::filesystem::path resolveFolder(const std::filesystem::path& path);
+
+}  // namespace phone

@@ -1,0 +1,28 @@
+// Uevents of the kernel, raised from outside of it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <android-base/unique_fd.h>
+
+namespace phone {
+
+class UeventSender {
+  public:
+    // Throws phone::Error when there can be no netlink socket.
+    UeventSender();
+
+    // Has the kernel broadcast the event in this network namespace, with "SEQNUM=<n>" and a NUL
+    // behind it; returns when it has. Whoever listens with a full buffer misses it. Throws
+    // phone::Error when the kernel refuses. One thread at a time.
+    void throughKernel(const std::string& event) const;
+
+    // Sends the bytes to a group or a port as any process may; false, errno set, on failure.
+    bool asProcess(const std::string& bytes, uint32_t port, uint32_t group) const;
+
+  private:
+    android::base::unique_fd mSocket;
+};
+
+}  // namespace phone

@@ -1,0 +1,253 @@
+#include "emulator/phone/world/WorldBackend.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <utility>
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+
+#include "emulator/phone/Error.h"
+#include "emulator/phone/Paths.h"
+#include "emulator/phone/world/Files.h"
+#include "emulator/phone/world/Program.h"
+
+namespace phone {
+
+using android::base::unique_fd;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kMaxTty = 255;
+// Number 1 is the bus itself.
+constexpr int kMinUsbNumber = 2;
+constexpr int kMaxUsbNumber = 127;
+
+// The panel's descriptors have high numbers in the phone's software, which inherits this limit.
+void allowDescriptors() {
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur >= kEndWatched) return;
+    const rlimit wanted = {kEndWatched, std::max<rlim_t>(limit.rlim_max, kEndWatched)};
+    if (setrlimit(RLIMIT_NOFILE, &wanted) == 0) return;
+    const std::string needed = std::to_string(kEndWatched);
+    throw Error("the phone's software needs " + needed + " descriptors, and " +
+                std::to_string(limit.rlim_max) +
+                " is the most that is allowed here: allow more with \"ulimit -Hn " + needed +
+                "\" as root, or start the container with \"--ulimit nofile=" + needed + "\"");
+}
+
+void makeFolders() {
+    for (const char* folder : {kFirmwareFolder, kTouchFolder, "/data/property", "/sys/class/tty",
+                               "/sys/class/hidraw", "/sys/bus/usb/devices", "/dev/bus/usb/001"}) {
+        fs::create_directories(folder);
+    }
+}
+
+}  // namespace
+
+WorldBackend::WorldBackend(EventLoop& loop) : mLoop(loop), mFiles(loop), mHidraw(loop) {
+    refuseSupervised();
+    allowDescriptors();
+    makeFolders();
+}
+
+void WorldBackend::checkFree(const DeviceDescription& description) const {
+    if (description.tty) {
+        const int number = *description.tty;
+        if (number < 0 || number > kMaxTty) {
+            throw Error("a tty's number is 0 to " + std::to_string(kMaxTty));
+        }
+        if (findTty(ttyNode(number)) != nullptr) {
+            throw Error("ttyACM" + std::to_string(number) + " is there already: detach it first");
+        }
+    }
+    if (description.hidraw) Hidraw::checkNumber(*description.hidraw);
+}
+
+std::unique_ptr<Device> WorldBackend::make(const DeviceDescription& description) {
+    std::set<int> ports;
+    std::set<int> numbers;
+    for (const PluggedDevice* device : mDevices) {
+        ports.insert(device->usb().port());
+        numbers.insert(device->usb().number());
+    }
+    int port = 1;
+    while (ports.count(port) != 0) ++port;
+    do {
+        mLastUsbNumber = mLastUsbNumber == kMaxUsbNumber ? kMinUsbNumber : mLastUsbNumber + 1;
+    } while (numbers.count(mLastUsbNumber) != 0);
+    auto device = std::make_unique<PluggedDevice>(*this, port, mLastUsbNumber, description);
+    mDevices.push_back(device.get());
+    return device;
+}
+
+void WorldBackend::forget(const PluggedDevice& device) {
+    std::erase(mDevices, &device);
+}
+
+PluggedDevice* WorldBackend::findTty(const std::string& path) const {
+    const auto device = std::find_if(mDevices.begin(), mDevices.end(),
+                                     [&](const auto* d) { return d->hasTty(path); });
+    return device == mDevices.end() ? nullptr : *device;
+}
+
+void WorldBackend::putFile(const fs::path& path, std::string_view content) {
+    phone::putFile(path, content);
+}
+
+void WorldBackend::removeFile(const fs::path& path) {
+    removeTree(path);
+}
+
+std::optional<std::string> WorldBackend::readFile(const fs::path& path) const {
+    return takeFile(path);
+}
+
+std::vector<File> WorldBackend::listFiles(const fs::path& folder) const {
+    std::vector<File> files;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; entry != end && !error;
+         entry.increment(error)) {
+        std::error_code gone;
+        if (!entry->is_regular_file(gone)) continue;
+        const uintmax_t size = entry->file_size(gone);
+        if (!gone) files.push_back({entry->path().filename(), size});
+    }
+    std::sort(files.begin(), files.end(),
+              [](const File& a, const File& b) { return a.name < b.name; });
+    return files;
+}
+
+fs::path WorldBackend::resolveFile(const std::string& path) const {
+    fs::path resolved = resolve(path);
+    if (path.empty() || path[0] != '/' || !isOfWorld(resolved)) {
+        throw Error("\"" + path + "\" is not a file of the phone: name one below /dev, /sys, " +
+                    "/data or /system_ext");
+    }
+    return resolved;
+}
+
+void WorldBackend::clearFolder(const fs::path& folder) {
+    removeTree(folder);
+    fs::create_directories(folder);
+}
+
+void WorldBackend::clearFiles() {
+    for (const char* folder : {"/sys", "/data", "/system_ext"}) {
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+            // The sockets of the services of this phone.
+            if (entry.path() != "/data/hidl") removeTree(entry.path());
+        }
+    }
+    makeFolders();
+}
+
+void WorldBackend::forgeUevent(const std::string& event) {
+    // The multicast group of the kernel's own uevents.
+    constexpr uint32_t kKernelGroup = 1;
+    if (!mUevents.asProcess(event, 0, kKernelGroup)) throwErrno("cannot send a uevent");
+}
+
+void WorldBackend::drainFiles() {
+    mFiles.drain();
+    mHidraw.drain();
+}
+
+void WorldBackend::drain() {
+    drainFiles();
+    for (PluggedDevice* device : mDevices) device->readTty();
+}
+
+std::optional<cover::Time> WorldBackend::turn() {
+    std::optional<cover::Time> next;
+    for (auto& [fd, supervisor] : mSupervisors) {
+        supervisor.decideWaiting(EventLoop::now());
+        const std::optional<cover::Time> due = supervisor.nextDeadline();
+        if (due) next = std::min(next.value_or(*due), *due);
+    }
+    return next;
+}
+
+void WorldBackend::decideWaiting() {
+    for (auto& [fd, supervisor] : mSupervisors) supervisor.decideWaiting(cover::Time::max());
+}
+
+void WorldBackend::superviseThisThread() {
+    unique_fd listener = superviseCaller();
+    mLoop.call([&] { supervise(std::move(listener)); });
+}
+
+pid_t WorldBackend::spawn(const std::vector<std::string>& command) {
+    Program program(command);
+    mLoop.call([&] { supervise(program.takeListener()); });
+    return program.keeper();
+}
+
+void WorldBackend::supervise(unique_fd listener) {
+    const int fd = listener.get();
+    mSupervisors.try_emplace(fd, std::move(listener), [this](const Call& call, bool waited) {
+        return std::visit([&](const auto& c) { return decide(c, waited); }, call);
+    });
+    mLoop.watch(fd, POLLIN, [this, fd](short events) {
+        if ((events & POLLIN) != 0) {
+            mSupervisors.at(fd).answer();
+            return;
+        }
+        // Nobody is left who is supervised by it.
+        mLoop.unwatch(fd);
+        mSupervisors.erase(fd);
+    });
+}
+
+Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
+    if (!isOfWorld(call.path)) return {};
+    // What the caller wrote before comes first.
+    drain();
+    try {
+        Verdict verdict = mFiles.decide(call);
+        if (verdict.error != 0 || verdict.replacement.ok() || call.isTest) return verdict;
+        const std::string path = resolveFolder(call.path);
+        std::optional<Verdict> ofPanel = mHidraw.open(path, call, waited);
+        if (ofPanel) return *std::move(ofPanel);
+        if (const PluggedDevice* device = findTty(path)) {
+            device->tellOpen(call.nameFlags());
+            // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
+            device->tellDtr(true);
+        }
+        return verdict;
+    } catch (const std::exception&) {
+        // Out of descriptors or memory: so is the phone's kernel.
+        Verdict verdict;
+        verdict.error = ENFILE;
+        return verdict;
+    }
+}
+
+// A pty knows no modem lines; the tty of an ACM device does.
+Verdict WorldBackend::decide(const IoctlCall& call, bool /*waited*/) {
+    const PluggedDevice* device = findTty(call.file);
+    if (device == nullptr) return {};
+    // What the caller wrote before comes first.
+    drain();
+    Verdict verdict;
+    if (!call.value) {
+        verdict.error = EFAULT;
+        return verdict;
+    }
+    if ((*call.value & TIOCM_DTR) != 0) device->tellDtr(call.request == TIOCMBIS);
+    verdict.result = 0;
+    return verdict;
+}
+
+Verdict WorldBackend::decide(const ReportCall& call, bool waited) {
+    // What the caller wrote before comes first.
+    drain();
+    return mHidraw.decide(call, waited);
+}
+
+}  // namespace phone
