@@ -134,6 +134,12 @@ Option& Option::showDefault() {
     return *this;
 }
 
+Option& Option::write(const std::string& type, const std::string& otherwise) {
+    mOption->type_name(type);
+    if (!otherwise.empty()) mOption->default_str(otherwise);
+    return *this;
+}
+
 Option& Option::hidden() {
     mOption->group("");
     return *this;

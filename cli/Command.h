@@ -26,6 +26,8 @@ class Option {
     // The help shows the value that counts when the option is not given: the variable's present
     // one.
     Option& showDefault();
+    // How the help writes the type of the value and, unless empty, what counts without one.
+    Option& write(const std::string& type, const std::string& otherwise);
     // Not in the help.
     Option& hidden();
     Option& range(int least, int most);

@@ -48,6 +48,14 @@ std::string inOneLine(std::string message) {
     return message;
 }
 
+httplib::Params query(const Json& values) {
+    httplib::Params parameters;
+    for (const auto& [name, value] : values.items()) {
+        parameters.emplace(name, value.is_string() ? value.get<std::string>() : value.dump());
+    }
+    return parameters;
+}
+
 // Discarded unless the text is JSON such as an emulator may answer.
 Json parse(const std::string& text) {
     return isTooDeep(text) ? Json(Json::value_t::discarded) : Json::parse(text, nullptr, false);
@@ -63,19 +71,17 @@ class Session::Impl {
           mClient("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
     }
 
-    std::optional<Json> ask(const char* method, const std::string& path) {
-        return take(mClient.request(method, path));
-    }
-
-    std::optional<Json> ask(const char* method, const std::string& path, const Json& body) {
-        std::string text;
+    std::optional<Json> ask(const std::string& method, const std::string& path,
+                            const Json& values) {
+        if (method == "GET" || method == "DELETE") {
+            return take(mClient.request(method, httplib::append_query_params(path, query(values))));
+        }
         try {
-            text = body.dump();
+            return take(mClient.request(method, path, values.dump()));
         } catch (const Json::type_error&) {
             fail(kUsage, "an argument is not UTF-8: write \\xHH for such bytes");
             return std::nullopt;
         }
-        return take(mClient.request(method, path, text));
     }
 
     void fail(int how, const std::string& message) {
@@ -143,24 +149,9 @@ void Session::fail(const std::string& message) {
     mImpl->fail(kRefused, message);
 }
 
-std::optional<Json> Session::get(const std::string& path, const Params& params) {
-    return mImpl->ask("GET", httplib::append_query_params(path, params));
-}
-
-std::optional<Json> Session::post(const std::string& path) {
-    return post(path, Json::object());
-}
-
-std::optional<Json> Session::post(const std::string& path, const Json& body) {
-    return mImpl->ask("POST", path, body);
-}
-
-std::optional<Json> Session::put(const std::string& path, const Json& body) {
-    return mImpl->ask("PUT", path, body);
-}
-
-std::optional<Json> Session::remove(const std::string& path, const Params& params) {
-    return mImpl->ask("DELETE", httplib::append_query_params(path, params));
+std::optional<Json> Session::ask(const std::string& method, const std::string& path,
+                                 const Json& values) {
+    return mImpl->ask(method, path, values);
 }
 
 int Session::hold(const std::function<void(Session&)>& work) {
@@ -173,22 +164,6 @@ int Session::hold(const std::function<void(Session&)>& work) {
         session.mImpl->failAsForeign();
     }
     return session.mImpl->status;
-}
-
-cli::Command& add(cli::Command& parent, const char* name, const char* help,
-                  const std::function<void(Session&)>& work) {
-    cli::Command& command = parent.add(name, help);
-    command.setAction([work] { return Session::hold(work); });
-    return command;
-}
-
-cli::Option addJsonFlag(cli::Command& command, bool* asJson) {
-    return command.flag("--json", asJson, "As one JSON object");
-}
-
-void printAnswer(const std::optional<Json>& answer, bool asJson,
-                 std::string (*inWords)(const Json& answer)) {
-    if (answer) cli::printOrFail(asJson ? answer->dump() + "\n" : inWords(*answer));
 }
 
 }  // namespace emulator
