@@ -215,9 +215,9 @@ void Line::refuseMisfits(const Request& request) const {
                              takes(request, slot.option) ||
                              (slot.option == optionOf(kAsJson) && request.show != nullptr);
         if (!slot.isGiven() || isTaken) continue;
-        cli::refuseUsage(mAbility.name,
-                         slot.option + " is for another use than " +
-                                 (request.choice.word.empty() ? "this" : request.choice.word));
+        const std::string& chosen = request.choice.word;
+        cli::refuseUsage(mAbility.name, slot.option + " does not go with " +
+                                                (chosen.empty() ? "the rest" : chosen));
     }
 }
 

@@ -9,7 +9,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "emulator/phone/Fd.h"
+
+namespace httplib {
+class Result;
+}  // namespace httplib
+
 namespace emulator {
+
+class Client;
 
 using Json = nlohmann::ordered_json;
 
@@ -35,8 +43,14 @@ class Session {
                             const Json& values = Json::object());
 
   private:
-    class Impl;
-    const std::unique_ptr<Impl> mImpl;
+    std::optional<Json> take(const httplib::Result& result);
+    void fail(int status, const std::string& message);
+    void failAsForeign();
+
+    const std::string mFolder;
+    const phone::Fd mFolderFd;
+    const std::unique_ptr<Client> mClient;
+    int mStatus = 0;
 };
 
 // What ctl does by itself with an answer, or several.
