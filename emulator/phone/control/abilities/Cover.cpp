@@ -1,4 +1,5 @@
-// The cover: put on and pulled off, what it is like, what it shows and sends.
+// The cover: put on and pulled off, what it is like, what it shows and sends. Another device beside
+// it.
 
 #include <chrono>
 #include <future>
@@ -132,6 +133,24 @@ Ability attachment() {
                       idFile("id_product", "Content of its file idProduct")})}};
 }
 
+// As the kernel writes an id.
+std::string idText(const Json& id) {
+    return id.get<std::string>() + "\n";
+}
+
+Ability foreignAttachment() {
+    return {"foreign attach",
+            "It comes",
+            {Request("POST", "/v1/foreign",
+                     [](Phone& phone, const Json& given) {
+                         phone.attachForeignTty(given["tty"], idText(given["id_vendor"]),
+                                                idText(given["id_product"]));
+                     },
+                     {number("tty", 255, "Number of its ttyACM"),
+                      {.name = "id_vendor", .help = "Its USB vendor", .otherwise = "1d6b"},
+                      {.name = "id_product", .help = "Its USB product", .otherwise = "0104"}})}};
+}
+
 Ability kindOfCover() {
     return {"cover",
             "Change what the cover is like",
@@ -190,6 +209,13 @@ std::vector<Ability> ofCover() {
             {"reattach",
              "Pull the cover off and put it on at once",
              {Request("POST", "/v1/reattach", [](Phone& phone) { phone.reattachCover(); })}},
+            {"foreign", "Another device with a tty, such as a modem"},
+            foreignAttachment(),
+            {"foreign detach",
+             "It goes",
+             {Request("DELETE", "/v1/foreign",
+                      [](Phone& phone, const Json& given) { phone.detachForeignTty(given["tty"]); },
+                      {number("tty", 255, "Number of its ttyACM")})}},
             kindOfCover(),
             {"subdisplay",
              "Change what the sub display says of itself",
