@@ -150,23 +150,8 @@ Option& Option::range(int least, int most) {
     return *this;
 }
 
-Option& Option::notNegative() {
-    mOption->check(CLI::NonNegativeNumber);
-    return *this;
-}
-
-Option& Option::oneOf(const std::vector<std::string>& words) {
-    mOption->check(CLI::IsMember(words));
-    return *this;
-}
-
 Option& Option::check(const Check& check, const std::string& shape) {
     mOption->check([check](const std::string& text) { return check(text); }, shape);
-    return *this;
-}
-
-Option& Option::excludes(const Option& other) {
-    mOption->excludes(other.mOption);
     return *this;
 }
 
@@ -213,24 +198,6 @@ Option Command::take(const std::string& name, std::optional<std::string>* value,
 }
 
 Option Command::take(const std::string& name, int* value, const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, std::optional<int>* value,
-                     const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, uint32_t* value, const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, std::optional<uint32_t>* value,
-                     const std::string& meaning) {
-    return Option(mApp->add_option(name, *value, meaning));
-}
-
-Option Command::take(const std::string& name, uint64_t* value, const std::string& meaning) {
     return Option(mApp->add_option(name, *value, meaning));
 }
 

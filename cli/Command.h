@@ -2,7 +2,6 @@
 // reads it takes long to compile, so only Command.cpp includes it.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -31,12 +30,9 @@ class Option {
     // Not in the help.
     Option& hidden();
     Option& range(int least, int most);
-    Option& notNegative();
-    Option& oneOf(const std::vector<std::string>& words);
     // `shape` stands for the value in the help: "N|never".
     Option& check(const Check& check, const std::string& shape = "");
-    // The command line must not, or must, have the other one as well.
-    Option& excludes(const Option& other);
+    // The command line must have the other one as well.
     Option& needs(const Option& other);
 
   private:
@@ -71,11 +67,6 @@ class Command {
     Option take(const std::string& name, std::optional<std::string>* value,
                 const std::string& meaning);
     Option take(const std::string& name, int* value, const std::string& meaning);
-    Option take(const std::string& name, std::optional<int>* value, const std::string& meaning);
-    Option take(const std::string& name, uint32_t* value, const std::string& meaning);
-    Option take(const std::string& name, std::optional<uint32_t>* value,
-                const std::string& meaning);
-    Option take(const std::string& name, uint64_t* value, const std::string& meaning);
     // An argument of one or several words.
     Option takeWords(const std::string& name, std::vector<std::string>* words,
                      const std::string& meaning);

@@ -748,7 +748,8 @@ TEST_F(ControlTest, AnswersEveryRequestOfItsAbilities) {
     const json abilities = get("/v1/abilities").body["abilities"];
     for (const json& ability : abilities) {
         for (const json& each : ability["requests"]) {
-            const Reply reply = request(each["method"], each["path"], "[]");
+            const bool hasBody = each["method"] == "POST" || each["method"] == "PUT";
+            const Reply reply = request(each["method"], each["path"], hasBody ? "[]" : "");
             EXPECT_NE(reply.status, 404) << each;
             EXPECT_NE(reply.status, 0) << each;
             EXPECT_NE(reply.status, 500) << each;
