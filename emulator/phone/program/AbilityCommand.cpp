@@ -51,14 +51,20 @@ std::string shapeOf(const Argument& argument) {
                                   : "{" + join(argument.words, ",") + "}";
     }
     const bool isAny = argument.least == INT32_MIN || argument.most >= UINT32_MAX;
-    return !isNumber(argument) || isAny ? ""
-                                        : "INT in [" + std::to_string(argument.least) + " - " +
-                                                  std::to_string(argument.most) + "]";
+    if (!isNumber(argument) || isAny) return "";
+    return "INT in [" + std::to_string(argument.least) + " - " + std::to_string(argument.most) +
+           "]";
 }
 
 std::string typeOf(const Argument& argument) {
     if (!isNumber(argument) || !argument.words.empty()) return "TEXT";
     return argument.type == Type::Natural ? "UINT" : "INT";
+}
+
+std::string defaultOf(const Argument& argument) {
+    const Json& value = argument.otherwise;
+    if (value.is_null()) return "";
+    return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
 // What ctl does by itself with these, in the place of printing one answer.
@@ -94,13 +100,11 @@ void addTo(cli::Command& command, Slot& slot) {
                                  ? command.takeWords(slot.option, &slot.words, argument.help)
                                  : command.take(slot.option, &slot.text, argument.help);
     if (argument.isRequired) option.required();
+    // What may be typed for it.
     Argument typed = argument;
     if (!isNumber(argument)) typed.type = Type::Text;
     if (argument.type == Type::Boolean) typed.words = {"on", "off"};
-    const Json& otherwise = argument.otherwise;
-    option.write(typeOf(typed), otherwise.is_null()     ? ""
-                                : otherwise.is_string() ? otherwise.get<std::string>()
-                                                        : otherwise.dump());
+    option.write(typeOf(typed), defaultOf(argument));
     const auto check = [typed](const std::string& text) {
         return control::wrong(typed, control::fromText(typed, text));
     };

@@ -1,4 +1,4 @@
-// What the phone is like as a whole, and its system properties.
+// The phone as a whole: its state, faults, properties and files.
 
 #include <chrono>
 
