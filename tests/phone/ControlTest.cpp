@@ -734,6 +734,7 @@ TEST_F(ControlTest, TellsItsAbilities) {
     const json request = (*attach)["requests"][0];
     EXPECT_EQ(request["method"], "POST");
     EXPECT_EQ(request["path"], "/v1/attach");
+    ASSERT_EQ(request["arguments"].size(), 7u);
     EXPECT_EQ(request["arguments"][0], json({{"name", "tty"},
                                              {"type", "integer"},
                                              {"required", false},
