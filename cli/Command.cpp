@@ -130,6 +130,12 @@ Option& Option::showDefault() {
     return *this;
 }
 
+Option& Option::write(const std::string& type, const std::string& otherwise) {
+    mOption->type_name(type);
+    if (!otherwise.empty()) mOption->default_str(otherwise);
+    return *this;
+}
+
 Option& Option::hidden() {
     mOption->group("");
     return *this;
@@ -140,23 +146,8 @@ Option& Option::range(int least, int most) {
     return *this;
 }
 
-Option& Option::notNegative() {
-    mOption->check(CLI::NonNegativeNumber);
-    return *this;
-}
-
-Option& Option::oneOf(const std::vector<std::string>& words) {
-    mOption->check(CLI::IsMember(words));
-    return *this;
-}
-
 Option& Option::check(const Check& check, const std::string& shape) {
     mOption->check([check](const std::string& text) { return check(text); }, shape);
-    return *this;
-}
-
-Option& Option::excludes(const Option& other) {
-    mOption->excludes(other.mOption);
     return *this;
 }
 

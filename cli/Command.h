@@ -25,15 +25,14 @@ class Option {
     // The help shows the value that counts when the option is not given: the variable's present
     // one.
     Option& showDefault();
+    // How the help writes the type of the value and, unless empty, what counts without one.
+    Option& write(const std::string& type, const std::string& otherwise);
     // Not in the help.
     Option& hidden();
     Option& range(int least, int most);
-    Option& notNegative();
-    Option& oneOf(const std::vector<std::string>& words);
     // `shape` stands for the value in the help: "N|never".
     Option& check(const Check& check, const std::string& shape = "");
-    // The command line must not, or must, have the other one as well.
-    Option& excludes(const Option& other);
+    // The command line must have the other one as well.
     Option& needs(const Option& other);
 
   private:

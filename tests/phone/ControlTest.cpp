@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <deque>
 #include <fstream>
 #include <thread>
@@ -699,6 +700,64 @@ TEST_F(ControlTest, WrongRequestsOfTheCoverAreRefusedWithAReason) {
 TEST_F(ControlTest, WrongRequestsOfThePhoneAreRefusedWithAReason) {
     for (const WrongRequest& wrong : kWrongOfThePhone) expectRefusal(wrong);
     EXPECT_EQ(get("/v1/state").status, 200);
+}
+
+TEST_F(ControlTest, WrongValuesAreRefusedWithTheRange) {
+    const std::vector<std::pair<WrongRequest, std::string>> wrong = {
+            {{"PUT", "/v1/subdisplay", R"({"width":65536})", 400},
+             "\"width\" must be an integer from 0 to 65535"},
+            {{"PUT", "/v1/subdisplay", R"({"width":18446744073709551615})", 400},
+             "\"width\" must be an integer from 0 to 65535"},
+            {{"POST", "/v1/attach", R"({"tty":256})", 409},
+             "\"tty\" must be an integer from 0 to 255"},
+            {{"PUT", "/v1/cover", R"({"hot_plug_polls":"often"})", 400},
+             "\"hot_plug_polls\" must be an integer from 0 to 2147483647 or \"never\""},
+            {{"PUT", "/v1/loader", R"({"mode":"fly"})", 400},
+             "\"mode\" must be \"normal\", \"error\" or \"leave\""},
+            {{"PUT", "/v1/wakelock", R"({"held":"on"})", 400}, "\"held\" must be true or false"},
+            {{"GET", "/v1/journal?limit=x", "", 400},
+             "\"limit\" must be an integer from 0 to 999999999999999999"},
+    };
+    for (const auto& [each, error] : wrong) {
+        const Reply reply = request(each.method, each.path, each.body);
+        EXPECT_EQ(reply.status, each.status) << error;
+        EXPECT_EQ(reply.body, json({{"error", error}}));
+    }
+}
+
+TEST_F(ControlTest, TellsItsAbilities) {
+    const json abilities = get("/v1/abilities").body["abilities"];
+    const auto attach = std::find_if(abilities.begin(), abilities.end(),
+                                     [](const json& each) { return each["name"] == "attach"; });
+    ASSERT_NE(attach, abilities.end());
+    EXPECT_EQ((*attach)["help"], "Put the cover on");
+    const json request = (*attach)["requests"][0];
+    EXPECT_EQ(request["method"], "POST");
+    EXPECT_EQ(request["path"], "/v1/attach");
+    ASSERT_EQ(request["arguments"].size(), 7u);
+    EXPECT_EQ(request["arguments"][0], json({{"name", "tty"},
+                                             {"type", "integer"},
+                                             {"required", false},
+                                             {"least", 0},
+                                             {"most", 255},
+                                             {"default", 0},
+                                             {"help", "Number of its ttyACM"}}));
+}
+
+TEST_F(ControlTest, AnswersEveryRequestOfItsAbilities) {
+    size_t requests = 0;
+    const json abilities = get("/v1/abilities").body["abilities"];
+    for (const json& ability : abilities) {
+        for (const json& each : ability["requests"]) {
+            const bool hasBody = each["method"] == "POST" || each["method"] == "PUT";
+            const Reply reply = request(each["method"], each["path"], hasBody ? "[]" : "");
+            EXPECT_NE(reply.status, 404) << each;
+            EXPECT_NE(reply.status, 0) << each;
+            EXPECT_NE(reply.status, 500) << each;
+            ++requests;
+        }
+    }
+    EXPECT_GT(requests, 40u);
 }
 
 TEST_F(ControlTest, TooLongAUeventIsRefused) {

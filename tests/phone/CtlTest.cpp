@@ -340,6 +340,41 @@ TEST_F(CtlTest, JournalOnATerminalShowsManyBytesAsLengthAndDigest) {
     EXPECT_EQ(phone.wait(), 0);
 }
 
+TEST_F(CtlTest, AnotherDeviceComesAndGoesBesideTheCover) {
+    const Outcome outcome = runShell(
+            "ctl='" + kEmulator + " ctl'; $ctl foreign attach; $ctl foreign attach --tty 7 " +
+            "--id-vendor 1199; cat /sys/class/tty/ttyACM7/device/../id*; $ctl foreign detach " +
+            "--tty 7; ls /dev/ttyACM*; $ctl foreign detach --tty 7");
+    EXPECT_EQ(outcome.out, "0104\n1199\n/dev/ttyACM0\n");
+    EXPECT_EQ(outcome.err,
+              "bivista-emulator: ttyACM0 is there already: detach it first\n"
+              "bivista-emulator: there is no foreign ttyACM7\n");
+}
+
+TEST_F(CtlTest, SaysWhatAValueMustBe) {
+    EXPECT_EQ(invoke({"ctl", "subdisplay", "--width", "65536"}).err,
+              "bivista-emulator: --width: must be an integer from 0 to 65535. "
+              "\"bivista-emulator ctl subdisplay --help\" tells more.\n");
+    EXPECT_EQ(invoke({"ctl", "cover", "--hot-plug-polls", "often"}).err,
+              "bivista-emulator: --hot-plug-polls: must be an integer from 0 to 2147483647 or "
+              "\"never\". \"bivista-emulator ctl cover --help\" tells more.\n");
+}
+
+TEST_F(CtlTest, RefusesWhatDoesNotGoTogether) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> wrong = {
+            {{"ctl", "chatter", "off", "--text", "x"}, "chatter: --text does not go with off"},
+            {{"ctl", "lpwg", "result"}, "lpwg: N is missing"},
+            {{"ctl", "property", "key"}, "property: VALUE is missing"},
+            {{"ctl", "node", "/sys/x", "text", "--remove"}, "node: TEXT does not go with --remove"},
+            {{"ctl", "fault", "--json", "on AT silent"}, "fault: --json does not go with the rest"},
+    };
+    for (const auto& [arguments, message] : wrong) {
+        const Outcome outcome = invoke(arguments);
+        EXPECT_EQ(outcome.status, 2) << message;
+        EXPECT_THAT(outcome.err, StartsWith("bivista-emulator: " + message + ". ")) << message;
+    }
+}
+
 TEST_F(CtlTest, HelpNamesTheExitStatusesAndTheDigest) {
     EXPECT_THAT(invoke({"ctl", "--help"}).out,
                 HasSubstr("Exit status: 0 done; 1 refused by the emulator, or the file of "

@@ -14,7 +14,6 @@
 
 #include <android-base/unique_fd.h>
 #include "emulator/phone/control/RequestThreads.h"
-#include "emulator/phone/control/Requests.h"
 #include "emulator/phone/control/Routes.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/control/WaitingRoom.h"
@@ -67,7 +66,7 @@ ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Neighbours& neighbour
                           const std::string& folder)
     : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     if (!mFolder.ok()) phone::throwErrno("cannot open " + folder);
-    addRequests(mServer, phone, neighbours, mWaitingRoom);
+    addRoutes(mServer, {phone, neighbours, mWaitingRoom});
     mServer.new_task_queue = [] { return new RequestThreads; };
     mServer.set_payload_max_length(kMaxBody);
     bind(folder);

@@ -1,10 +1,9 @@
 #include "emulator/phone/control/Routes.h"
 
+#include <algorithm>
 #include <string>
 
 namespace control {
-
-using phone::Phone;
 
 namespace {
 
@@ -30,18 +29,19 @@ std::string explain(const httplib::Request& request, int status) {
     }
 }
 
-}  // namespace
-
 void reply(httplib::Response& response, int status, const Json& body) {
     response.status = status;
     response.set_content(body.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n",
                          "application/json");
 }
 
-httplib::Server::Handler makeHandler(const httplib::Server::Handler& action) {
-    return [action](const httplib::Request& request, httplib::Response& response) {
+using Handler = httplib::Server::Handler;
+
+// Answers what the handler throws.
+Handler guard(const Handler& handler) {
+    return [handler](const httplib::Request& request, httplib::Response& response) {
         try {
-            action(request, response);
+            handler(request, response);
         } catch (const BadRequest& error) {
             reply(response, 400, describe(error));
         } catch (const phone::Error& error) {
@@ -54,13 +54,31 @@ httplib::Server::Handler makeHandler(const httplib::Server::Handler& action) {
     };
 }
 
-httplib::Server::Handler makeHandler(Phone& phone, const Action& action) {
-    return makeHandler(
-            [&phone, action](const httplib::Request& request, httplib::Response& response) {
-                reply(response, 200, action(phone, request));
-            });
+// Answers a request of the table.
+Handler makeHandler(const Emulator& emulator, const Request& request, bool hasBody) {
+    return guard([emulator, &request, hasBody](const httplib::Request& asked,
+                                               httplib::Response& response) {
+        const Json given = hasBody ? readBody(request.arguments, asked.body)
+                                   : readQuery(request.arguments, asked.params);
+        if (request.reply) {
+            request.reply(emulator, given, response);
+        } else {
+            reply(response, 200, request.action(emulator, given));
+        }
+    });
 }
 
+void addRoute(httplib::Server& server, const Emulator& emulator, const Request& request) {
+    if (!request.action && !request.reply) return;
+    const std::string method = request.method;
+    const Handler handler = makeHandler(emulator, request, method == "POST" || method == "PUT");
+    if (method == "GET") server.Get(request.path, handler);
+    if (method == "POST") server.Post(request.path, handler);
+    if (method == "PUT") server.Put(request.path, handler);
+    if (method == "DELETE") server.Delete(request.path, handler);
+}
+
+// Gives errors that the HTTP library finds by itself a body.
 void explainErrors(httplib::Server& server) {
     // The library would cut answers, those with errors too.
     server.set_pre_routing_handler(
@@ -79,12 +97,16 @@ void explainErrors(httplib::Server& server) {
             });
 }
 
-// For requests without a body, that only do something.
-Action plain(void (*work)(Phone&)) {
-    return [work](Phone& phone, const httplib::Request& /*request*/) {
-        work(phone);
-        return Json::object();
-    };
+}  // namespace
+
+void addRoutes(httplib::Server& server, const Emulator& emulator) {
+    for (const Ability& ability : abilities()) {
+        for (const Request& request : ability.requests) addRoute(server, emulator, request);
+    }
+    server.Get("/v1/abilities", [](const httplib::Request&, httplib::Response& response) {
+        reply(response, 200, describeAbilities());
+    });
+    explainErrors(server);
 }
 
 }  // namespace control

@@ -48,119 +48,85 @@ std::string inOneLine(std::string message) {
     return message;
 }
 
+httplib::Params query(const Json& values) {
+    httplib::Params parameters;
+    for (const auto& [name, value] : values.items()) {
+        parameters.emplace(name, value.is_string() ? value.get<std::string>() : value.dump());
+    }
+    return parameters;
+}
+
 // Discarded unless the text is JSON such as an emulator may answer.
 Json parse(const std::string& text) {
     return isTooDeep(text) ? Json(Json::value_t::discarded) : Json::parse(text, nullptr, false);
 }
 
+// The client does not tell that it had none left for its socket.
+void requireDescriptor() {
+    const android::base::unique_fd descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!descriptor.ok()) throw std::system_error(errno, std::generic_category(), "no socket");
+}
+
 }  // namespace
 
-class Session::Impl {
-  public:
-    Impl()
-        : mFolder(control::socketFolder()),
-          mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-          mClient("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" + control::kSocketName) {
-    }
-
-    std::optional<Json> ask(const char* method, const std::string& path) {
-        return take(mClient.request(method, path));
-    }
-
-    std::optional<Json> ask(const char* method, const std::string& path, const Json& body) {
-        std::string text;
-        try {
-            text = body.dump();
-        } catch (const Json::type_error&) {
-            fail(kUsage, "an argument is not UTF-8: write \\xHH for such bytes");
-            return std::nullopt;
-        }
-        return take(mClient.request(method, path, text));
-    }
-
-    void fail(int how, const std::string& message) {
-        cli::complain(kProgram, message);
-        status = how;
-    }
-
-    void failAsForeign() {
-        fail(kNoEmulator, "what answers on " + socket() +
-                                  " is no emulator, or not one of this version: " + kRemedy);
-    }
-
-  private:
-    static constexpr char kRemedy[] = "end it, or name the emulator's folder with HIDL_SOCKET_DIR";
-
-    std::string socket() const { return mFolder + "/" + control::kSocketName; }
-
-    std::optional<Json> take(const httplib::Result& result) {
-        if (!result) {
-            failWithoutAnswer(result.error());
-            return std::nullopt;
-        }
-        const Json body = parse(result->body);
-        if (!body.is_object()) {
-            failAsForeign();
-            return std::nullopt;
-        }
-        if (result->status == 200) return body;
-        fail(kRefused, inOneLine(body.at("error").get<std::string>()));
-        return std::nullopt;
-    }
-
-    void failWithoutAnswer(httplib::Error error) {
-        if (error == httplib::Error::Connection) {
-            requireDescriptor();
-            fail(kNoEmulator, "no emulator answers on " + socket() +
-                                      ": start one with \"bivista-emulator run\" "
-                                      "(HIDL_SOCKET_DIR must be the same for both)");
-        } else {
-            fail(kNoEmulator, "the emulator on " + socket() +
-                                      " has ended before its answer, or is none: start one with "
-                                      "\"bivista-emulator run\"");
-        }
-    }
-
-    // The client does not tell that it had none left for its socket.
-    static void requireDescriptor() {
-        const android::base::unique_fd descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (!descriptor.ok()) throw std::system_error(errno, std::generic_category(), "no socket");
-    }
-
-    const std::string mFolder;
-    const android::base::unique_fd mFolderFd;
-    Client mClient;
-
-  public:
-    int status = 0;
-};
-
-Session::Session() : mImpl(std::make_unique<Impl>()) {}
+Session::Session()
+    : mFolder(control::socketFolder()),
+      mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+      mClient(std::make_unique<Client>("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" +
+                                       control::kSocketName)) {}
 
 Session::~Session() = default;
 
+std::optional<Json> Session::ask(const std::string& method, const std::string& path,
+                                 const Json& values) {
+    if (method == "GET" || method == "DELETE") {
+        return take(mClient->request(method, httplib::append_query_params(path, query(values))));
+    }
+    std::string body;
+    try {
+        body = values.dump();
+    } catch (const Json::type_error&) {
+        fail(kUsage, "an argument is not UTF-8: write \\xHH for such bytes");
+        return std::nullopt;
+    }
+    return take(mClient->request(method, path, body));
+}
+
+std::optional<Json> Session::take(const httplib::Result& result) {
+    const std::string socket = mFolder + "/" + control::kSocketName;
+    if (!result && result.error() == httplib::Error::Connection) {
+        requireDescriptor();
+        fail(kNoEmulator, "no emulator answers on " + socket +
+                                  ": start one with \"bivista-emulator run\" (HIDL_SOCKET_DIR must "
+                                  "be the same for both)");
+        return std::nullopt;
+    }
+    if (!result) {
+        fail(kNoEmulator, "the emulator on " + socket +
+                                  " has ended before its answer, or is none: start one with "
+                                  "\"bivista-emulator run\"");
+        return std::nullopt;
+    }
+    const Json body = parse(result->body);
+    if (!body.is_object()) throw ForeignAnswer();
+    if (result->status == 200) return body;
+    fail(inOneLine(body.at("error").get<std::string>()));
+    return std::nullopt;
+}
+
 void Session::fail(const std::string& message) {
-    mImpl->fail(kRefused, message);
+    fail(kRefused, message);
 }
 
-std::optional<Json> Session::get(const std::string& path, const Params& params) {
-    return mImpl->ask("GET", httplib::append_query_params(path, params));
+void Session::fail(int status, const std::string& message) {
+    cli::complain(kProgram, message);
+    mStatus = status;
 }
 
-std::optional<Json> Session::post(const std::string& path) {
-    return post(path, Json::object());
-}
-
-std::optional<Json> Session::post(const std::string& path, const Json& body) {
-    return mImpl->ask("POST", path, body);
-}
-
-std::optional<Json> Session::put(const std::string& path, const Json& body) {
-    return mImpl->ask("PUT", path, body);
-}
-
-std::optional<Json> Session::remove(const std::string& path, const Params& params) {
-    return mImpl->ask("DELETE", httplib::append_query_params(path, params));
+void Session::failAsForeign() {
+    fail(kNoEmulator, "what answers on " + mFolder + "/" + control::kSocketName +
+                              " is no emulator, or not one of this version: end it, or name the "
+                              "emulator's folder with HIDL_SOCKET_DIR");
 }
 
 int Session::hold(const std::function<void(Session&)>& work) {
@@ -168,27 +134,11 @@ int Session::hold(const std::function<void(Session&)>& work) {
     try {
         work(session);
     } catch (const Json::exception&) {
-        session.mImpl->failAsForeign();
+        session.failAsForeign();
     } catch (const ForeignAnswer&) {
-        session.mImpl->failAsForeign();
+        session.failAsForeign();
     }
-    return session.mImpl->status;
-}
-
-cli::Command& add(cli::Command& parent, const char* name, const char* help,
-                  const std::function<void(Session&)>& work) {
-    cli::Command& command = parent.add(name, help);
-    command.setAction([work] { return Session::hold(work); });
-    return command;
-}
-
-cli::Option addJsonFlag(cli::Command& command, bool* asJson) {
-    return command.flag("--json", asJson, "As one JSON object");
-}
-
-void printAnswer(const std::optional<Json>& answer, bool asJson,
-                 std::string (*inWords)(const Json& answer)) {
-    if (answer) cli::printOrFail(asJson ? answer->dump() + "\n" : inWords(*answer));
+    return session.mStatus;
 }
 
 }  // namespace emulator

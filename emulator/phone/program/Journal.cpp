@@ -21,32 +21,29 @@ namespace {
 
 constexpr int kJournalWaitMs = 30'000;
 
-struct Reading {
-    uint64_t since = 1;
-    bool follow = false;
-    bool raw = false;
-};
-
-// Prints the journal from `since` on, to its end or, with `follow`, until the emulator's. `inWords`
-// gives what is printed of an entry.
-void readJournal(Session& session, const Reading& reading, std::string (*inWords)(Json& entry)) {
-    for (uint64_t since = reading.since;;) {
-        Session::Params params = {{"since", std::to_string(since)}};
-        if (reading.follow) params.emplace("wait_ms", std::to_string(kJournalWaitMs));
-        std::optional<Json> page = session.get("/v1/journal", params);
+// Prints the journal to its end or, to follow it, until the emulator's. `inWords` gives what is
+// printed of an entry.
+void print(Session& session, const Json& given, std::string (*inWords)(Json& entry)) {
+    const bool follow = given.contains("follow");
+    Json values = {{"since", given.value("since", uint64_t{1})}};
+    if (follow) values["wait_ms"] = kJournalWaitMs;
+    for (;;) {
+        std::optional<Json> page = session.ask("GET", "/v1/journal", values);
         if (!page) return;
         Json& entries = page->at("entries");
         const auto next = page->at("next").get<uint64_t>();
         // It would be asked for the same for ever.
-        if (!entries.is_array() || (!entries.empty() && next <= since)) throw ForeignAnswer();
+        if (!entries.is_array() || (!entries.empty() && next <= values["since"])) {
+            throw ForeignAnswer();
+        }
         std::string text;
         for (Json& entry : entries) {
             if (!entry.is_object()) throw ForeignAnswer();
             text += inWords(entry);
         }
         cli::printOrFail(text);
-        if (entries.empty() && !reading.follow) return;
-        since = next;
+        if (entries.empty() && !follow) return;
+        values["since"] = next;
     }
 }
 
@@ -74,25 +71,6 @@ std::string showShort(Json& entry) {
     return showRaw(shown);
 }
 
-void addWholeJournal(cli::Command& ctl) {
-    const auto reading = std::make_shared<Reading>();
-    cli::Command& command = add(ctl, "journal", "Print the journal, one JSON object a line",
-                                [reading](Session& session) {
-                                    const bool isShort =
-                                            !reading->raw && isatty(STDOUT_FILENO) != 0;
-                                    readJournal(session, *reading, isShort ? showShort : showRaw);
-                                });
-    command.take("--since", &reading->since, "First entry's number").showDefault();
-    command.flag("--follow", &reading->follow, "Go on until ended");
-    command.flag("--raw", &reading->raw, "Every byte, on a terminal too");
-    command.setHelp(
-            "On a terminal more than 256 bytes are shown as their number and their CRC-32, that "
-            "of\n"
-            "zlib and gzip: \"length\" and \"crc32\" in the place of \"bytes\". Into a file or a "
-            "pipe all\n"
-            "are printed.");
-}
-
 std::string showMessage(Json& entry) {
     if (entry.at("kind") != "klog") return "";
     std::string message = cover::unescape(entry.value("bytes", "")).value_or("");
@@ -106,7 +84,7 @@ constexpr char kCapture[] = "persist.vendor.qmx.service.kernel.enable";
 
 // Tells why there may be nothing of the cover to read. False when the emulator did not answer.
 bool tellOfCapture(Session& session) {
-    const std::optional<Json> list = session.get("/v1/properties");
+    const std::optional<Json> list = session.ask("GET", "/v1/properties");
     if (!list) return false;
     const auto value = list->at("properties").value(kCapture, "0");
     if (value < "1") {
@@ -118,27 +96,15 @@ bool tellOfCapture(Session& session) {
     return true;
 }
 
-void addKernelLog(cli::Command& ctl) {
-    const auto reading = std::make_shared<Reading>();
-    cli::Command& command =
-            add(ctl, "klog", "Print what was written to the kernel log, a message a line",
-                [reading](Session& session) {
-                    if (tellOfCapture(session)) {
-                        readJournal(session, *reading, showMessage);
-                    }
-                });
-    command.flag("--follow", &reading->follow, "Go on until ended");
-    command.setHelp(
-            "The cover's own log is in it as long as the service captures it; standard error tells "
-            "when\n"
-            "it does not, and how to switch that on.");
-}
-
 }  // namespace
 
-void addJournal(cli::Command& ctl) {
-    addWholeJournal(ctl);
-    addKernelLog(ctl);
+void readJournal(Session& session, const Json& given) {
+    const bool isShort = !given.contains("raw") && isatty(STDOUT_FILENO) != 0;
+    print(session, given, isShort ? showShort : showRaw);
+}
+
+void readKernelLog(Session& session, const Json& given) {
+    if (tellOfCapture(session)) print(session, given, showMessage);
 }
 
 }  // namespace emulator

@@ -1,0 +1,62 @@
+// Kernel events.
+
+#include "emulator/phone/control/Ability.h"
+#include "emulator/phone/devices/Uevents.h"
+
+namespace control {
+
+using phone::Phone;
+
+namespace {
+
+template <typename Names>
+Ability touchEvents(const char* name, const char* help, const Names& names, const Action& action) {
+    return {name,
+            help,
+            {Request("POST", "/v1/event", action,
+                     {{.name = "name",
+                       .type = Type::Bytes,
+                       .words = {names.begin(), names.end()},
+                       .option = "WORD",
+                       .help = "One or several, raised in this order",
+                       .isRequired = true,
+                       .isMany = true}})}};
+}
+
+void raiseTouchEvent(Phone& phone, const Json& given) {
+    phone.uevents.raiseTouch(given["name"]);
+}
+
+void raise(Phone& phone, const Json& given) {
+    if (given["forged"]) {
+        phone.uevents.forge(given["bytes"]);
+    } else {
+        phone.uevents.raise(given["bytes"]);
+    }
+}
+
+}  // namespace
+
+std::vector<Ability> ofEvents() {
+    return {touchEvents("gesture", "The kernel tells of gestures on the cover", phone::kGestures,
+                        raiseTouchEvent),
+            touchEvents("pen",
+                        "The kernel tells of the cover's pen, its mode, and the touch panel's "
+                        "update",
+                        phone::kPenEvents, {}),
+            {"uevent",
+             "Raise a kernel event of any bytes",
+             {Request("POST", "/v1/uevent", raise,
+                      {placed("TEXT", "bytes", Type::Bytes,
+                              "Its strings, each with \\x00 behind it; may hold \\n, \\xHH, \\\\"),
+                       boolean("forged", "--forged", true,
+                               "Sent by a process, not by the kernel: listeners are to ignore "
+                               "it")})},
+             "The kernel puts SEQNUM= and a number behind it.\n\n"
+             "Example:\n"
+             "  bivista-emulator ctl uevent "
+             "'change@/devices/virtual/bivista/bv2\\x00SUBSYSTEM=QMX_BV2\\x00'\\\n"
+             "'TOUCH_GESTURE_WAKEUP=WAKEUP\\x00'"}};
+}
+
+}  // namespace control

@@ -1,0 +1,128 @@
+// The journal, page by page.
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <utility>
+
+#include <httplib.h>
+
+#include "emulator/phone/control/Ability.h"
+
+namespace control {
+
+using phone::Phone;
+
+namespace {
+
+constexpr uint64_t kMaxLimit = 10'000;
+constexpr uint64_t kMaxWaitMs = 30'000;
+// A page ends after the entry that reaches this many bytes of texts.
+constexpr size_t kPageBytes = 1 << 20;
+
+// What of the journal is asked for.
+struct Page {
+    uint64_t since;
+    uint64_t limit;
+};
+
+// The page as the answer's body.
+std::string print(const Phone& phone, const Page& page) {
+    std::string entries;
+    uint64_t next = page.since;
+    for (const phone::Entry& entry : phone.journal().since(page.since, page.limit, kPageBytes)) {
+        entries += (entries.empty() ? "" : ",") + toJson(entry);
+        next = entry.seq + 1;
+    }
+    return "{\"next\":" + std::to_string(next) + ",\"entries\":[" + entries + "]}\n";
+}
+
+// Waits for an entry, as long as the room is open and the client is there.
+void awaitEntry(const Emulator& emulator, uint64_t since, std::chrono::steady_clock::time_point end,
+                const httplib::DataSink& client) {
+    const auto any = [](const phone::Entry&) { return true; };
+    while (!emulator.room.isClosed() && client.is_writable() &&
+           std::chrono::steady_clock::now() < end) {
+        if (emulator.phone.journal().waitFor(any, since, WaitingRoom::kSlice)) return;
+    }
+}
+
+// Answers later: only in this way the HTTP library tells that the client is gone.
+void replyLater(const Emulator& emulator, const Page& page, std::chrono::milliseconds wait,
+                httplib::Response& response) {
+    const auto end = std::chrono::steady_clock::now() + wait;
+    auto answer = [emulator, page, end, place = emulator.room.enter()](size_t /*offset*/,
+                                                                       httplib::DataSink& client) {
+        try {
+            awaitEntry(emulator, page.since, end, client);
+            const std::string body = print(emulator.phone, page);
+            client.write(body.data(), body.size());
+            client.done();
+            return true;
+        } catch (const std::exception&) {
+            // The status is sent already: an answer that ends early is all that is left.
+            return false;
+        }
+    };
+    response.set_chunked_content_provider("application/json", std::move(answer));
+}
+
+void reply(const Emulator& emulator, const Json& given, httplib::Response& response) {
+    const Page page = {given["since"], std::min(given["limit"].get<uint64_t>(), kMaxLimit)};
+    const std::chrono::milliseconds wait(std::min(given["wait_ms"].get<uint64_t>(), kMaxWaitMs));
+    response.status = 200;
+    if (wait.count() == 0 || emulator.phone.journal().next() > page.since) {
+        response.set_content(print(emulator.phone, page), "application/json");
+    } else {
+        replyLater(emulator, page, wait, response);
+    }
+}
+
+Argument number(const char* name, int64_t otherwise, const char* help, bool isInCtl) {
+    return {.name = name,
+            .type = Type::Natural,
+            .most = kMostNatural,
+            .help = help,
+            .otherwise = otherwise,
+            .isInCtl = isInCtl};
+}
+
+// What ctl does with it.
+Argument way(const char* name, const char* help) {
+    return {.name = name, .type = Type::Boolean, .help = help, .flag = true, .isInRequest = false};
+}
+
+const Argument kFollow = way("follow", "Go on until ended");
+
+Request page() {
+    Request request("GET", "/v1/journal", {},
+                    {number("since", 1, "First entry's number", true),
+                     number("limit", 1000, "Of entries; 10,000 at most", false),
+                     number("wait_ms", 0, "For the first entry; 30,000 at most", false), kFollow,
+                     way("raw", "Every byte, on a terminal too")});
+    request.reply = reply;
+    return request;
+}
+
+}  // namespace
+
+std::vector<Ability> ofJournal() {
+    return {
+            {"journal",
+             "Print the journal, one JSON object a line",
+             {page()},
+             "On a terminal more than 256 bytes are shown as their number and their CRC-32, that "
+             "of\n"
+             "zlib and gzip: \"length\" and \"crc32\" in the place of \"bytes\". Into a file or a "
+             "pipe all\n"
+             "are printed."},
+            {"klog",
+             "Print what was written to the kernel log, a message a line",
+             {Request("GET", "/v1/journal", {}, {kFollow})},
+             "The cover's own log is in it as long as the service captures it; standard error "
+             "tells when\n"
+             "it does not, and how to switch that on."},
+    };
+}
+
+}  // namespace control

@@ -1,0 +1,12 @@
+// An ability of the phone as a command of "ctl".
+#pragma once
+
+#include "cli/Command.h"
+#include "emulator/phone/control/Ability.h"
+
+namespace emulator {
+
+// Gives the command the arguments of the ability, and has it ask for what they mean.
+void addAbility(cli::Command& command, const control::Ability& ability);
+
+}  // namespace emulator
