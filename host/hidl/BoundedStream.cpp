@@ -3,11 +3,17 @@
 #include <capnp/message.h>
 #include <capnp/serialize.h>
 
+#include "Loop.h"
+
 namespace android::hardware {
 
 namespace {
 
 using Message = capnp::rpc::Message;
+using Received = kj::Maybe<capnp::MessageReaderAndFds>;
+
+// After so many messages others have their chance.
+constexpr int kMaxBurst = 64;
 
 bool hasTooManyObjects(capnp::rpc::Payload::Reader payload) {
     return payload.getCapTable().size() > kMaxObjectsOfCall + Parcel::kMaxDescriptors;
@@ -44,22 +50,30 @@ BoundedStream::BoundedStream(kj::Own<kj::AsyncCapabilityStream> stream,
                              kj::Function<void(const char*)> hangUp)
     : mSocket(kj::mv(stream)), mStream(*mSocket), mHangUp(kj::mv(hangUp)) {}
 
-kj::Promise<kj::Maybe<capnp::MessageReaderAndFds>> BoundedStream::tryReadMessage(
-        kj::ArrayPtr<kj::AutoCloseFd> fdSpace, capnp::ReaderOptions options,
-        kj::ArrayPtr<capnp::word> scratchSpace) {
-    using Received = kj::Maybe<capnp::MessageReaderAndFds>;
-    return mStream.tryReadMessage(fdSpace, options, scratchSpace)
-            .then([this](Received&& received) -> kj::Promise<Received> {
-                KJ_IF_MAYBE (message, received) {
-                    const char* reason = refuse(*message->reader, message->fds.size());
-                    if (reason != nullptr) {
-                        mHangUp(reason);
-                        return kj::NEVER_DONE;
-                    }
-                    mHasSpoken = true;
-                }
-                return kj::mv(received);
-            });
+kj::Promise<Received> BoundedStream::tryReadMessage(kj::ArrayPtr<kj::AutoCloseFd> fdSpace,
+                                                    capnp::ReaderOptions options,
+                                                    kj::ArrayPtr<capnp::word> scratchSpace) {
+    if (++mBurst > kMaxBurst) {
+        mBurst = 0;
+        return Loop::get().afterOthers().then(
+                [=, this] { return tryReadMessage(fdSpace, options, scratchSpace); });
+    }
+    return mStream.tryReadMessage(fdSpace, options, scratchSpace).then([this](Received&& received) {
+        return pass(kj::mv(received));
+    });
+}
+
+kj::Promise<Received> BoundedStream::pass(Received received) {
+    KJ_IF_MAYBE (message, received) {
+        if (mStopped) return kj::NEVER_DONE;
+        const char* reason = refuse(*message->reader, message->fds.size());
+        if (reason != nullptr) {
+            mHangUp(reason);
+            return kj::NEVER_DONE;
+        }
+        mHasSpoken = true;
+    }
+    return kj::mv(received);
 }
 
 const char* BoundedStream::refuse(capnp::MessageReader& message, size_t descriptors) {

@@ -49,12 +49,16 @@ class Questions {
 // Passes messages on, and looks at their kinds and sizes. Used in turns of the loop.
 class BoundedStream final : public capnp::MessageStream {
   public:
-    // `hangUp` is called with the reason, once; nothing is read from then on.
+    // `hangUp` is called with the reason, and calls stopReading().
     BoundedStream(kj::Own<kj::AsyncCapabilityStream> stream,
                   kj::Function<void(const char*)> hangUp);
 
     // What holds messages that wait for the peer to read.
     void boundBy(capnp::TwoPartyVatNetwork& network) { mNetwork = &network; }
+
+    // Reads nothing from now on.
+    void stopReading() { mStopped = true; }
+    bool hasStopped() const { return mStopped; }
 
     // Whether the peer has sent a whole message.
     bool hasSpoken() const { return mHasSpoken; }
@@ -73,6 +77,8 @@ class BoundedStream final : public capnp::MessageStream {
     kj::Promise<void> end() override { return mStream.end(); }
 
   private:
+    kj::Promise<kj::Maybe<capnp::MessageReaderAndFds>> pass(
+            kj::Maybe<capnp::MessageReaderAndFds> received);
     // Why the message is one too many; null when it is not.
     const char* refuse(capnp::MessageReader& message, size_t descriptors);
     const char* refuseQuestion(uint32_t id, capnp::MessageReader& message, size_t descriptors);
@@ -82,6 +88,8 @@ class BoundedStream final : public capnp::MessageStream {
     kj::Function<void(const char*)> mHangUp;
     capnp::TwoPartyVatNetwork* mNetwork = nullptr;
     bool mHasSpoken = false;
+    bool mStopped = false;
+    int mBurst = 0;
     Questions mAsked;
     Questions mGot;
 };

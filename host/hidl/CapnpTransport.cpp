@@ -36,7 +36,8 @@ bool Peer::mayCall(const ParcelContents& contents) const {
 }
 
 void Peer::hangUp(const char* reason) {
-    if (network == nullptr) return;
+    if (network == nullptr || stream->hasStopped()) return;
+    stream->stopReading();
     ALOGE("Hung up on a HIDL peer: %s", reason);
     end();
 }

@@ -8,6 +8,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 
 #include <system_error>
 #include <thread>
@@ -62,8 +63,14 @@ Loop& Loop::get() {
     return *loop;
 }
 
-Loop::Loop() : mSockets(epoll_create1(EPOLL_CLOEXEC)), mEvents(mPort), mTasks(*this) {
-    if (!mSockets.ok()) {
+Loop::Loop()
+    : mSockets(epoll_create1(EPOLL_CLOEXEC)),
+      mNudge(eventfd(1, EFD_CLOEXEC)),
+      mEvents(mPort),
+      mTasks(*this) {
+    epoll_event event = {.events = kReadable, .data = {}};
+    if (!mSockets.ok() || !mNudge.ok() ||
+        epoll_ctl(mSockets.get(), EPOLL_CTL_ADD, mNudge.get(), &event) != 0) {
         throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
     }
     startThread();
@@ -75,7 +82,7 @@ void Loop::startThread() try {
         pthread_setname_np(pthread_self(), "hidl-loop");
         for (;;) {
             epoll_event ready;
-            if (epoll_wait(mSockets.get(), &ready, 1, -1) == 1) turn([] {});
+            if (epoll_wait(mSockets.get(), &ready, 1, -1) == 1) turn([this] { runLater(); });
         }
     }).detach();
 } catch (const std::system_error& error) {
@@ -96,6 +103,19 @@ Loop::Wake::~Wake() {
 void Loop::Wake::setForWriting(bool writing) {
     epoll_event event = {.events = writing ? kReadable | EPOLLOUT : kReadable, .data = {}};
     KJ_SYSCALL(epoll_ctl(get().mSockets.get(), EPOLL_CTL_MOD, mFd, &event));
+}
+
+kj::Promise<void> Loop::afterOthers() {
+    auto later = kj::newPromiseAndFulfiller<void>();
+    mLater.push_back(kj::mv(later.fulfiller));
+    epoll_event event = {.events = kReadable, .data = {}};
+    KJ_SYSCALL(epoll_ctl(mSockets.get(), EPOLL_CTL_MOD, mNudge.get(), &event));
+    return kj::mv(later.promise);
+}
+
+void Loop::runLater() {
+    for (auto& fulfiller : mLater) fulfiller->fulfill();
+    mLater.clear();
 }
 
 bool Loop::isInTurn() {

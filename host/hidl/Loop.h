@@ -50,6 +50,10 @@ class Loop : private kj::TaskSet::ErrorHandler {
     // In a turn: keeps the promise going; a failure is logged.
     void keep(kj::Promise<void> promise) { mTasks.add(kj::mv(promise)); }
 
+    // In a turn: done in a later one, of the loop's thread, so that a turn ends while a peer sends
+    // on.
+    kj::Promise<void> afterOthers();
+
     // In a turn: tells when descriptors become ready, and nothing else does.
     kj::UnixEventPort& port() { return mPort; }
 
@@ -78,16 +82,20 @@ class Loop : private kj::TaskSet::ErrorHandler {
     void settle(kj::WaitScope& scope);
     void guard(kj::FunctionParam<void()> body);
     void startThread();
+    void runLater();
     void taskFailed(kj::Exception&& exception) override;
 
     // The sockets, which the loop's thread waits at without the lock.
     const UniqueFd mSockets;
+    // Always readable: watching it anew wakes the loop's thread.
+    const UniqueFd mNudge;
     // Held for a turn. What follows is used in turns only.
     Mutex mMutex;
     kj::UnixEventPort mPort;
     kj::EventLoop mEvents;
     kj::TaskSet mTasks;
     size_t mWakes = 0;
+    std::vector<kj::Own<kj::PromiseFulfiller<void>>> mLater;
 };
 
 }  // namespace android::hardware

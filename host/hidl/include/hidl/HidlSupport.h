@@ -1,4 +1,4 @@
-// The types of HIDL: strings, vectors, arrays, handles, memory; and how they print.
+// The types of HIDL: strings, vectors, arrays, handles; and how they print.
 //
 // All of them have the layout that hidl-gen assumes, so that a structure that holds them can be
 // sent as bytes. None is safe to change in one thread while another uses it.
@@ -133,24 +133,9 @@ inline bool operator>=(const hidl_string& a, const hidl_string& b) {
 }
 std::ostream& operator<<(std::ostream& os, const hidl_string& text);
 
-// A block of shared memory by handle. Carried, but nothing here maps it.
+// Shared memory: no interface here has any, and generated code asks for the size alone.
 struct hidl_memory {
-    hidl_memory() : mHandle(nullptr), mSize(0) {}
-    hidl_memory(const hidl_string& name, const native_handle_t* handle, size_t size)
-        : mHandle(handle), mSize(size), mName(name) {}
-
-    const native_handle_t* handle() const { return mHandle; }
-    const hidl_string& name() const { return mName; }
-    uint64_t size() const { return mSize; }
-    bool valid() const { return handle() != nullptr; }
-
-    static constexpr size_t kOffsetOfHandle = 0;
-    static constexpr size_t kOffsetOfName = 24;
-
-  private:
-    hidl_handle mHandle;
-    alignas(8) uint64_t mSize;
-    hidl_string mName;
+    alignas(8) uint8_t opaque[40];
 };
 
 // A vector of fixed length. Owns its elements unless set to external ones.
@@ -386,7 +371,6 @@ struct hidl_enum_range {
 
 std::string toString(const hidl_string& text);
 std::string toString(const hidl_handle& handle);
-std::string toString(const hidl_memory& memory);
 std::string toString(const void* pointer);
 inline std::string toString(bool value) {
     return value ? "true" : "false";
