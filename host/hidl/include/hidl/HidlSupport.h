@@ -198,10 +198,6 @@ struct hidl_vec {
     iterator end() { return data() + mSize; }
     const_iterator begin() const { return mBuffer; }
     const_iterator end() const { return data() + mSize; }
-    const_iterator cbegin() const { return begin(); }
-    const_iterator cend() const { return end(); }
-    const_iterator find(const T& value) const { return std::find(begin(), end(), value); }
-    bool contains(const T& value) const { return find(value) != end(); }
 
     // Keeps the first elements, value-initialises new ones.
     void resize(size_t size) {
@@ -217,13 +213,6 @@ struct hidl_vec {
         mBuffer = data;
         mSize = static_cast<uint32_t>(size);
         mOwnsBuffer = shouldOwn;
-    }
-
-    // Hands the elements over to the caller, who deletes them with delete[].
-    T* releaseData() {
-        if (!mOwnsBuffer && mSize > 0) resize(mSize);
-        mOwnsBuffer = false;
-        return mBuffer;
     }
 
     static constexpr size_t kOffsetOfBuffer = 0;
@@ -364,9 +353,7 @@ class HidlInstrumentor {
 template <typename E>
 struct hidl_enum_range {
     constexpr auto begin() const { return details::hidl_enum_values<E>.begin(); }
-    constexpr auto cbegin() const { return begin(); }
     constexpr auto end() const { return details::hidl_enum_values<E>.end(); }
-    constexpr auto cend() const { return end(); }
 };
 
 std::string toString(const hidl_string& text);
