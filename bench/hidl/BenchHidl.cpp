@@ -42,8 +42,8 @@ int main() {
     const auto socket = bench::makeSocketEcho();
     const auto dbus = bench::makeDbusEcho();
     const auto hidl = bench::makeHidlEcho();
-    compare("HIDL call, empty / Unix socket", *hidl, *socket, 0, 3);
-    compare("HIDL call, 64 KiB / Unix socket", *hidl, *socket, bench::kLargest, 3);
+    compare("HIDL call, empty / Unix socket", *hidl, *socket, 0, 2.5);
+    compare("HIDL call, 64 KiB / Unix socket", *hidl, *socket, bench::kLargest, 4);
     compare("HIDL call, empty / D-Bus call", *hidl, *dbus, 0, 1);
     compare("HIDL call, 64 KiB / D-Bus call", *hidl, *dbus, bench::kLargest, 1);
     return 0;

@@ -67,26 +67,6 @@ status_t readEmbeddedFromParcel(const hidl_handle& handle, const Parcel& parcel,
             parentHandle, parentOffset + hidl_handle::kOffsetOfHandle, &native);
 }
 
-status_t writeEmbeddedToParcel(const hidl_memory& memory, Parcel* parcel, size_t parentHandle,
-                               size_t parentOffset) {
-    const status_t status = writeEmbeddedToParcel(memory.name(), parcel, parentHandle,
-                                                  parentOffset + hidl_memory::kOffsetOfName);
-    if (status != OK) return status;
-    return parcel->writeEmbeddedNativeHandle(memory.handle(), parentHandle,
-                                             parentOffset + hidl_memory::kOffsetOfHandle);
-}
-
-status_t readEmbeddedFromParcel(const hidl_memory& memory, const Parcel& parcel,
-                                size_t parentHandle, size_t parentOffset) {
-    disown(memory, hidl_memory::kOffsetOfHandle + kOffsetOfOwnsHandle);
-    const status_t status = readEmbeddedFromParcel(memory.name(), parcel, parentHandle,
-                                                   parentOffset + hidl_memory::kOffsetOfName);
-    if (status != OK) return status;
-    const native_handle_t* native = nullptr;
-    return parcel.readNullableEmbeddedNativeHandle(
-            parentHandle, parentOffset + hidl_memory::kOffsetOfHandle, &native);
-}
-
 namespace details {
 
 void disownVec(const void* vec) {

@@ -200,10 +200,4 @@ std::string toString(const hidl_handle& handle) {
     return text + "}";
 }
 
-std::string toString(const hidl_memory& memory) {
-    return "memory {.name = " + toString(memory.name()) +
-           ", .size = " + std::to_string(memory.size()) +
-           ", .handle = " + toString(hidl_handle(memory.handle())) + "}";
-}
-
 }  // namespace android::hardware

@@ -1,4 +1,4 @@
-// Turns of the event loop. No exception of kj leaves this file or CapnpTransport.cpp.
+// Turns of the event loop. No exception of kj leaves this file or the transport's.
 #define LOG_TAG "host-hidl"
 
 #include "Loop.h"
@@ -6,6 +6,7 @@
 #include <kj/debug.h>
 #include <log/log.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
@@ -21,7 +22,7 @@ namespace {
 // What this thread puts off in a turn.
 struct Deferred {
     std::vector<std::unique_ptr<Job>> untilItsEnd;
-    std::vector<std::unique_ptr<Job>> untilBehindIt;
+    std::vector<std::unique_ptr<Job>> untilAfterIt;
 };
 // Null outside of a turn.
 thread_local Deferred* tDeferred = nullptr;
@@ -36,100 +37,85 @@ class LogKj : public kj::ExceptionCallback {
     StackTraceMode stackTraceMode() override { return StackTraceMode::NONE; }
 };
 
-constexpr uint64_t kNudgeId = 0;
-constexpr uint32_t kReading = EPOLLIN | EPOLLRDHUP | EPOLLET;
-constexpr uint32_t kUnattended = EPOLLIN | EPOLLONESHOT;
+constexpr uint32_t kReadable = EPOLLIN | EPOLLRDHUP | EPOLLET;
 
-epoll_event eventFor(uint32_t events, uint64_t id) {
-    epoll_event event = {};
-    event.events = events;
-    event.data.u64 = id;
-    return event;
-}
+// A port makes the process ignore SIGPIPE, which is not ours to decide.
+class KeepSigpipe {
+  public:
+    KeepSigpipe() { sigaction(SIGPIPE, nullptr, &mBefore); }
+    ~KeepSigpipe() { sigaction(SIGPIPE, &mBefore, nullptr); }
+
+  private:
+    struct sigaction mBefore;
+};
 
 }  // namespace
 
-Loop::Watch::Watch(Loop& loop, UniqueFd fd) : mLoop(loop), mFd(std::move(fd)), mId(++loop.mLastId) {
-    epoll_event event = eventFor(kReading, mId);
-    KJ_SYSCALL(epoll_ctl(mLoop.mEpoll.get(), EPOLL_CTL_ADD, mFd.get(), &event));
-    mLoop.mWatches[mId] = this;
-}
-
-Loop::Watch::~Watch() noexcept(false) {
-    epoll_ctl(mLoop.mEpoll.get(), EPOLL_CTL_DEL, mFd.get(), nullptr);
-    mLoop.mWatches.erase(mId);
-}
-
-// Arming it anew gives an edge, if it is ready.
-void Loop::Watch::watch(uint32_t events) {
-    epoll_event event = eventFor(events, mId);
-    KJ_SYSCALL(epoll_ctl(mLoop.mEpoll.get(), EPOLL_CTL_MOD, mFd.get(), &event));
-}
-
-void Loop::Watch::watchReading() {
-    watch(kReading);
-}
-
-void Loop::Watch::watchWriting() {
-    watch(kReading | EPOLLOUT);
-}
-
 Loop& Loop::get() {
-    static auto* const loop = new Loop;
+    static auto* const loop = [] {
+        KeepSigpipe keep;
+        try {
+            return new Loop;
+        } catch (const kj::Exception&) {
+            throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
+        }
+    }();
     return *loop;
 }
 
 Loop::Loop()
-    : mEpoll(epoll_create1(EPOLL_CLOEXEC)),
-      mNudge(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      mStandBy(epoll_create1(EPOLL_CLOEXEC)),
+    : mSockets(epoll_create1(EPOLL_CLOEXEC)),
+      mNudge(eventfd(1, EFD_CLOEXEC)),
       mEvents(mPort),
       mTasks(*this) {
-    epoll_event nudged = eventFor(EPOLLIN | EPOLLET, kNudgeId);
-    epoll_event unattended = eventFor(kUnattended, 0);
-    if (!mEpoll.ok() || !mNudge.ok() || !mStandBy.ok() ||
-        epoll_ctl(mEpoll.get(), EPOLL_CTL_ADD, mNudge.get(), &nudged) != 0 ||
-        epoll_ctl(mStandBy.get(), EPOLL_CTL_ADD, mEpoll.get(), &unattended) != 0) {
+    epoll_event event = {.events = kReadable, .data = {}};
+    if (!mSockets.ok() || !mNudge.ok() ||
+        epoll_ctl(mSockets.get(), EPOLL_CTL_ADD, mNudge.get(), &event) != 0) {
         throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
     }
-    startStandBy();
-    // Only now: whoever waits at the sockets must not do so at a loop that was given up.
-    RpcThreads::get().waitAt(this);
+    startThread();
 }
 
-void Loop::startStandBy() try {
+void Loop::startThread() try {
     AllSignalsBlocked blocked;
     std::thread([this] {
-        pthread_setname_np(pthread_self(), "hidl-stand-by");
-        standBy();
+        pthread_setname_np(pthread_self(), "hidl-loop");
+        for (;;) {
+            epoll_event ready;
+            if (epoll_wait(mSockets.get(), &ready, 1, -1) == 1) turn([this] { runLater(); });
+        }
     }).detach();
 } catch (const std::system_error& error) {
     throw std::system_error(error.code(), "Cannot start the thread of the HIDL sockets");
 }
 
-// Two threads that waited at the same sockets would both be woken by a message that comes in two
-// pieces, for nothing.
-void Loop::standBy() {
-    for (;;) {
-        epoll_event unattended;
-        epoll_wait(mStandBy.get(), &unattended, 1, -1);
-        if (lookAtSockets(false)) RpcThreads::get().passNudgeOn();
-        AutoMutex lock(mAttendance);
-        if (!mAttended) armStandBy();
-    }
+Loop::Wake::Wake(int fd) : mFd(fd) {
+    epoll_event event = {.events = kReadable, .data = {}};
+    KJ_SYSCALL(epoll_ctl(get().mSockets.get(), EPOLL_CTL_ADD, mFd, &event));
+    ++get().mWakes;
 }
 
-void Loop::setAttended(bool attended) {
-    AutoMutex lock(mAttendance);
-    mAttended = attended;
-    armStandBy();
+Loop::Wake::~Wake() {
+    epoll_ctl(get().mSockets.get(), EPOLL_CTL_DEL, mFd, nullptr);
+    --get().mWakes;
 }
 
-void Loop::armStandBy() {
-    epoll_event event = eventFor(mAttended ? 0 : kUnattended, 0);
-    if (epoll_ctl(mStandBy.get(), EPOLL_CTL_MOD, mEpoll.get(), &event) != 0) {
-        LOG_ALWAYS_FATAL("Cannot wait for HIDL sockets: %s", strerror(errno));
-    }
+void Loop::Wake::setForWriting(bool writing) {
+    epoll_event event = {.events = writing ? kReadable | EPOLLOUT : kReadable, .data = {}};
+    KJ_SYSCALL(epoll_ctl(get().mSockets.get(), EPOLL_CTL_MOD, mFd, &event));
+}
+
+kj::Promise<void> Loop::afterOthers() {
+    auto later = kj::newPromiseAndFulfiller<void>();
+    mLater.push_back(kj::mv(later.fulfiller));
+    epoll_event event = {.events = kReadable, .data = {}};
+    KJ_SYSCALL(epoll_ctl(mSockets.get(), EPOLL_CTL_MOD, mNudge.get(), &event));
+    return kj::mv(later.promise);
+}
+
+void Loop::runLater() {
+    for (auto& fulfiller : mLater) fulfiller->fulfill();
+    mLater.clear();
 }
 
 bool Loop::isInTurn() {
@@ -140,8 +126,43 @@ void Loop::defer(std::unique_ptr<Job> job) {
     tDeferred->untilItsEnd.push_back(std::move(job));
 }
 
-void Loop::deferBehind(std::unique_ptr<Job> job) {
-    tDeferred->untilBehindIt.push_back(std::move(job));
+void Loop::deferAfter(std::unique_ptr<Job> job) {
+    tDeferred->untilAfterIt.push_back(std::move(job));
+}
+
+void Loop::turn(kj::FunctionParam<void()> body) {
+    Deferred deferred;
+    tDeferred = &deferred;
+    lockedTurn([&] { body(); });
+    tDeferred = nullptr;
+    for (std::unique_ptr<Job>& job : deferred.untilAfterIt) job->run();
+}
+
+void Loop::lockedTurn(kj::FunctionParam<void()> body) {
+    AutoMutex lock(mMutex);
+    LogKj logKj;
+    kj::WaitScope scope(mEvents);
+    guard([&] { body(); });
+    settle(scope);
+    std::vector<std::unique_ptr<Job>>& deferred = tDeferred->untilItsEnd;
+    while (!deferred.empty()) {
+        std::vector<std::unique_ptr<Job>> jobs;
+        jobs.swap(deferred);
+        for (std::unique_ptr<Job>& job : jobs) {
+            guard([&] {
+                job->run();
+                job = nullptr;
+            });
+        }
+        settle(scope);
+    }
+}
+
+// Runs what can be run. The port looks at some descriptors at a time, and ends when none of them
+// gives anything to do: the next one may.
+void Loop::settle(kj::WaitScope& scope) {
+    constexpr size_t kAtATime = 16;
+    for (size_t seen = 0; seen <= mWakes; seen += kAtATime) guard([&] { scope.poll(); });
 }
 
 void Loop::guard(kj::FunctionParam<void()> body) {
@@ -151,74 +172,7 @@ void Loop::guard(kj::FunctionParam<void()> body) {
     }
 }
 
-void Loop::turn(kj::FunctionParam<void()> body) {
-    Deferred deferred;
-    tDeferred = &deferred;
-    lockedTurn([&] { body(); });
-    tDeferred = nullptr;
-    for (std::unique_ptr<Job>& job : deferred.untilBehindIt) job->run();
-}
-
-void Loop::lockedTurn(kj::FunctionParam<void()> body) {
-    AutoMutex lock(mMutex);
-    LogKj logKj;
-    kj::WaitScope scope(mEvents);
-    guard([&] { body(); });
-    guard([&] { scope.poll(); });
-    std::vector<std::unique_ptr<Job>>& deferred = tDeferred->untilItsEnd;
-    while (!deferred.empty()) {
-        std::vector<std::unique_ptr<Job>> jobs;
-        jobs.swap(deferred);
-        for (std::unique_ptr<Job>& job : jobs) {
-            guard([&] { job->run(); });
-            job = nullptr;
-        }
-        guard([&] { scope.poll(); });
-    }
-}
-
-void Loop::tellReady(uint64_t id, bool hungUp) {
-    // An earlier event may have ended it.
-    auto it = mWatches.find(id);
-    if (it != mWatches.end()) guard([&] { it->second->ready(hungUp); });
-}
-
-bool Loop::lookAtSockets(bool wait) {
-    epoll_event events[16];
-    const int count = epoll_wait(mEpoll.get(), events, std::size(events), wait ? -1 : 0);
-    bool nudged = false;
-    bool isReady = false;
-    for (int i = 0; i < count; ++i) (events[i].data.u64 == kNudgeId ? nudged : isReady) = true;
-    if (isReady) {
-        turn([&] {
-            for (int i = 0; i < count; ++i) {
-                tellReady(events[i].data.u64,
-                          (events[i].events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0);
-            }
-        });
-    }
-    return nudged;
-}
-
-void Loop::waitOnce() {
-    setAttended(true);
-    lookAtSockets(true);
-    setAttended(false);
-}
-
-void Loop::nudge() {
-    // Never read, so never full: edges are watched for.
-    const uint64_t one = 1;
-    if (write(mNudge.get(), &one, sizeof(one)) != sizeof(one)) {
-        LOG_ALWAYS_FATAL("Cannot wake a HIDL thread: %s", strerror(errno));
-    }
-}
-
-void Loop::taskFailed(kj::Exception&& exception) {
-    report(exception);
-}
-
-void Loop::report(const kj::Exception& failure) {
+void Loop::taskFailed(kj::Exception&& failure) {
     // A peer that goes is no failure of ours.
     if (failure.getType() == kj::Exception::Type::DISCONNECTED) return;
     ALOGE("HIDL transport: %s", failure.getDescription().cStr());

@@ -1,11 +1,10 @@
-// Where Cap'n Proto runs: one turn at a time, on whichever thread has something for it.
+// Where Cap'n Proto runs: on kj's event loop, by one thread at a time.
 #pragma once
 
-#include <kj/async.h>
+#include <kj/async-unix.h>
 #include <kj/function.h>
 #include <utils/Mutex.h>
 
-#include <map>
 #include <memory>
 #include <vector>
 
@@ -14,45 +13,15 @@
 
 namespace android::hardware {
 
-// Everything of kj and capnp is made, used and destroyed in turns. A thread that makes or answers a
-// call takes a turn itself; so does a thread that waits at the sockets for its answer or its next
-// job (see RpcThreads), since each switch of threads costs more than all the rest of a call.
+// Everything of kj and capnp is made, used and destroyed in turns: with the loop's lock held. A
+// thread that makes or answers a call takes a turn itself, and writes its message in it: each
+// switch of threads costs a fifth of an empty call. A thread of the loop takes one when a socket is
+// ready.
 //
-// A thread of the loop stands by: it is woken for what comes in while nobody waits at the sockets,
-// and for that only. It is started when the loop is first asked for: a process that never uses HIDL
-// has no such thread, and may fork.
-//
-// A turn never blocks, and nothing of the user's runs in one.
-class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
+// The thread is started when the loop is first asked for: a process that never uses HIDL has none,
+// and may fork. A turn never blocks, and nothing of the user's runs in one.
+class Loop : private kj::TaskSet::ErrorHandler {
   public:
-    // A descriptor, and what happens when it is ready. Made and destroyed in turns.
-    class Watch {
-      public:
-        // The descriptor is non-blocking.
-        Watch(Loop& loop, UniqueFd fd);
-        virtual ~Watch() noexcept(false);
-        Watch(const Watch&) = delete;
-        Watch& operator=(const Watch&) = delete;
-
-      protected:
-        int fd() const { return mFd.get(); }
-        // In a turn, once for each time that the descriptor became readable, or what was asked for.
-        // hungUp: the peer will send no more.
-        virtual void ready(bool hungUp) = 0;
-        // Has ready() called, after other descriptors had their chance, if it is readable now...
-        void watchReading();
-        // ...or writable, or becomes so. In effect until watchReading().
-        void watchWriting();
-
-      private:
-        friend class Loop;
-        void watch(uint32_t events);
-
-        Loop& mLoop;
-        const UniqueFd mFd;
-        const uint64_t mId;
-    };
-
     // Never destroyed. The first call makes it, and throws std::system_error when its descriptors
     // or its thread cannot be had; the next one tries again.
     static Loop& get();
@@ -67,12 +36,12 @@ class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
         }
     }
 
-    // Runs the function as soon as this thread is in no turn. Who is woken in a turn would only
-    // wait for its end.
+    // Runs the function as soon as this thread is in no turn: a thread that is woken in a turn
+    // would only wait for its end.
     template <typename Function>
     static void afterTurn(Function function) {
         if (isInTurn()) {
-            deferBehind(makeJob(std::move(function)));
+            deferAfter(makeJob(std::move(function)));
         } else {
             function();
         }
@@ -81,48 +50,52 @@ class Loop : private kj::TaskSet::ErrorHandler, private RpcThreads::Sockets {
     // In a turn: keeps the promise going; a failure is logged.
     void keep(kj::Promise<void> promise) { mTasks.add(kj::mv(promise)); }
 
-    // Logs a failed promise, but not the loss of a peer.
-    static void report(const kj::Exception& failure);
+    // In a turn: done in a later one, of the loop's thread, so that a turn ends while a peer sends
+    // on.
+    kj::Promise<void> afterOthers();
 
-  private:
-    // kj need not wait for anything itself.
-    class NoPort : public kj::EventPort {
-        bool wait() override { return false; }
-        bool poll() override { return false; }
+    // In a turn: tells when descriptors become ready, and nothing else does.
+    kj::UnixEventPort& port() { return mPort; }
+
+    // Has the loop's thread look at the port when a descriptor becomes readable, for as long as it
+    // lives. Made and destroyed in turns, before the descriptor is closed.
+    class Wake {
+      public:
+        explicit Wake(int fd);
+        ~Wake();
+        Wake(const Wake&) = delete;
+        Wake& operator=(const Wake&) = delete;
+        // Whether also when it becomes writable.
+        void setForWriting(bool writing);
+
+      private:
+        const int mFd;
     };
 
+  private:
     Loop();
     static bool isInTurn();
     static void defer(std::unique_ptr<Job> job);
-    static void deferBehind(std::unique_ptr<Job> job);
-    void lockedTurn(kj::FunctionParam<void()> body);
+    static void deferAfter(std::unique_ptr<Job> job);
     void turn(kj::FunctionParam<void()> body);
+    void lockedTurn(kj::FunctionParam<void()> body);
+    void settle(kj::WaitScope& scope);
     void guard(kj::FunctionParam<void()> body);
-    void waitOnce() override;
-    void nudge() override;
-    // Deals with what came in; waits for it, or not at all. Whether nudge() was among it.
-    bool lookAtSockets(bool wait);
-    void startStandBy();
-    [[noreturn]] void standBy();
-    // Somebody waits at the sockets from now on, or nobody.
-    void setAttended(bool attended);
-    void armStandBy() REQUIRES(mAttendance);
-    void tellReady(uint64_t id, bool hungUp);
+    void startThread();
+    void runLater();
     void taskFailed(kj::Exception&& exception) override;
 
-    const UniqueFd mEpoll;
+    // The sockets, which the loop's thread waits at without the lock.
+    const UniqueFd mSockets;
+    // Always readable: watching it anew wakes the loop's thread.
     const UniqueFd mNudge;
-    // What the thread that stands by waits at: the sockets' epoll, looked at once for each arming.
-    const UniqueFd mStandBy;
-    Mutex mAttendance;
-    bool mAttended GUARDED_BY(mAttendance) = false;
     // Held for a turn. What follows is used in turns only.
     Mutex mMutex;
-    NoPort mPort;
+    kj::UnixEventPort mPort;
     kj::EventLoop mEvents;
     kj::TaskSet mTasks;
-    std::map<uint64_t, Watch*> mWatches;
-    uint64_t mLastId = 0;
+    size_t mWakes = 0;
+    std::vector<kj::Own<kj::PromiseFulfiller<void>>> mLater;
 };
 
 }  // namespace android::hardware

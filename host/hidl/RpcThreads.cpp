@@ -5,7 +5,6 @@
 #include <sys/random.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -16,8 +15,6 @@ namespace android::hardware {
 namespace {
 
 thread_local ChainId tChain = 0;
-// This thread, while it waits at the sockets and deals with what came in.
-thread_local const void* tAtSockets = nullptr;
 
 // Unlike the numbers of other processes, with near certainty: the upper half is random.
 ChainId newChain() {
@@ -52,81 +49,26 @@ void RpcThreads::start() {
     spawnIfNeeded();
 }
 
-void RpcThreads::waitAt(Sockets* sockets) {
-    AutoMutex lock(mMutex);
-    mSockets = sockets;
-}
-
 void RpcThreads::join() {
     serve();
 }
 
 void RpcThreads::serve() {
-    Sleeper self;
-    for (;;) nextJob(self)->run();
+    for (;;) nextJob()->run();
 }
 
-std::unique_ptr<Job> RpcThreads::nextJob(Sleeper& self) {
+std::unique_ptr<Job> RpcThreads::nextJob() {
     AutoMutex lock(mMutex);
-    std::deque<std::unique_ptr<Job>>* jobs = &mJobs;
-    if (mJobs.empty()) {
-        mIdle.push_back(&self);
-        while (self.jobs.empty()) sleep(self);
-        jobs = &self.jobs;
-    }
-    std::unique_ptr<Job> job = std::move(jobs->front());
-    jobs->pop_front();
+    ++mIdle;
+    while (mJobs.empty()) mHasJob.wait(mMutex);
+    --mIdle;
+    std::unique_ptr<Job> job = std::move(mJobs.front());
+    mJobs.pop_front();
     return job;
 }
 
-void RpcThreads::sleep(Sleeper& sleeper) {
-    if (mSockets == nullptr || mAtSockets != nullptr) {
-        sleeper.wake.wait(mMutex);
-        return;
-    }
-    Sockets* sockets = mSockets;
-    mAtSockets = &sleeper;
-    tAtSockets = &sleeper;
-    mMutex.unlock();
-    sockets->waitOnce();
-    mMutex.lock();
-    tAtSockets = nullptr;
-    mAtSockets = nullptr;
-    if (mNudged) {
-        mNudged = false;
-        mNudgeTaken.signal();
-    }
-}
-
-void RpcThreads::wakeUp(Sleeper& sleeper) {
-    if (mAtSockets != &sleeper) {
-        sleeper.wake.signal();
-    } else if (tAtSockets != &sleeper) {
-        mNudged = true;
-        mSockets->nudge();
-    }
-}
-
-void RpcThreads::passNudgeOn() {
-    AutoMutex lock(mMutex);
-    while (mNudged) {
-        mSockets->nudge();
-        mNudgeTaken.wait(mMutex);
-    }
-}
-
-// This thread itself, if it may, since it need not be woken.
-RpcThreads::Sleeper* RpcThreads::takeIdle() {
-    if (mIdle.empty()) return nullptr;
-    auto taken = std::find(mIdle.begin(), mIdle.end(), tAtSockets);
-    if (taken == mIdle.end()) taken = mIdle.end() - 1;
-    Sleeper* sleeper = *taken;
-    mIdle.erase(taken);
-    return sleeper;
-}
-
 void RpcThreads::spawnIfNeeded() {
-    if (!mStarted || mJobs.size() <= mStarting || mSpawned >= mMaxSpawned) return;
+    if (!mStarted || mJobs.size() <= mIdle + mStarting || mSpawned >= mMaxSpawned) return;
     AllSignalsBlocked blocked;
     std::thread([this] {
         pthread_setname_np(pthread_self(), "hidl-rpc");
@@ -142,14 +84,9 @@ void RpcThreads::spawnIfNeeded() {
 }
 
 void RpcThreads::enqueue(std::unique_ptr<Job> job) {
-    Sleeper* idle = takeIdle();
-    if (idle != nullptr) {
-        idle->jobs.push_back(std::move(job));
-        wakeUp(*idle);
-    } else {
-        mJobs.push_back(std::move(job));
-        spawnIfNeeded();
-    }
+    mJobs.push_back(std::move(job));
+    mHasJob.signal();
+    spawnIfNeeded();
 }
 
 void RpcThreads::run(std::unique_ptr<Job> job) {
@@ -165,9 +102,9 @@ void RpcThreads::run(ChainId chain, std::unique_ptr<Job> job) {
         return;
     }
     // The innermost call is the one that the chain has come to.
-    Sleeper& caller = *it->second.back();
+    Waiting& caller = *it->second.back();
     caller.jobs.push_back(std::move(job));
-    wakeUp(caller);
+    caller.wake.signal();
 }
 
 ChainMember::ChainMember(ChainId chain) : mOuter(tChain) {
@@ -181,16 +118,16 @@ ChainMember::~ChainMember() {
 ChainCaller::ChainCaller()
     : mThreads(RpcThreads::get()), mChain(tChain != 0 ? tChain : newChain()) {
     AutoMutex lock(mThreads.mMutex);
-    mThreads.mCallers[mChain].push_back(&mSleeper);
+    mThreads.mCallers[mChain].push_back(&mWaiting);
 }
 
 ChainCaller::~ChainCaller() {
     AutoMutex lock(mThreads.mMutex);
     auto it = mThreads.mCallers.find(mChain);
-    std::erase(it->second, &mSleeper);
+    std::erase(it->second, &mWaiting);
     if (it->second.empty()) mThreads.mCallers.erase(it);
     // A peer may call and then answer without awaiting us: what is left goes to the pool.
-    for (std::unique_ptr<Job>& job : mSleeper.jobs) mThreads.enqueue(std::move(job));
+    for (std::unique_ptr<Job>& job : mWaiting.jobs) mThreads.enqueue(std::move(job));
 }
 
 void ChainCaller::wait() {
@@ -198,10 +135,10 @@ void ChainCaller::wait() {
         std::unique_ptr<Job> job;
         {
             AutoMutex lock(mThreads.mMutex);
-            while (mSleeper.jobs.empty() && !mSleeper.finished) mThreads.sleep(mSleeper);
-            if (mSleeper.finished) return;
-            job = std::move(mSleeper.jobs.front());
-            mSleeper.jobs.pop_front();
+            while (mWaiting.jobs.empty() && !mWaiting.finished) mWaiting.wake.wait(mThreads.mMutex);
+            if (mWaiting.finished) return;
+            job = std::move(mWaiting.jobs.front());
+            mWaiting.jobs.pop_front();
         }
         job->run();
     }
@@ -209,8 +146,8 @@ void ChainCaller::wait() {
 
 void ChainCaller::finish() {
     AutoMutex lock(mThreads.mMutex);
-    mSleeper.finished = true;
-    mThreads.wakeUp(mSleeper);
+    mWaiting.finished = true;
+    mWaiting.wake.signal();
 }
 
 }  // namespace android::hardware

@@ -42,20 +42,6 @@ using ChainId = uint64_t;
 
 class RpcThreads {
   public:
-    // Where one of the threads that have nothing to run may wait for what comes in, so that it can
-    // run it at once, without another thread in between.
-    class Sockets {
-      public:
-        // Waits until something comes in, or nudge(), and deals with it on this thread.
-        virtual void waitOnce() = 0;
-        // Ends a waitOnce(), or somebody else's waiting at the same place, who then calls
-        // passNudgeOn().
-        virtual void nudge() = 0;
-
-      protected:
-        ~Sockets() = default;
-    };
-
     // Never destroyed.
     static RpcThreads& get();
 
@@ -71,45 +57,31 @@ class RpcThreads {
     // Runs the job on the thread that waits in the chain, if there is one.
     void run(ChainId chain, std::unique_ptr<Job> job);
 
-    // Once; the sockets live as long as the process.
-    void waitAt(Sockets* sockets);
-    // Called by another thread that was nudged: returns when the right one was.
-    void passNudgeOn();
-
   private:
     friend class ChainCaller;
-    // A thread that waits. Everything in it is guarded by the mutex of RpcThreads.
-    struct Sleeper {
+    // A caller that waits. Everything in it is guarded by the mutex of RpcThreads.
+    struct Waiting {
         Condition wake;
         std::deque<std::unique_ptr<Job>> jobs;
         bool finished = false;
     };
 
-    // Returns when the sleeper was woken, or for no reason.
-    void sleep(Sleeper& sleeper) REQUIRES(mMutex);
-    void wakeUp(Sleeper& sleeper) REQUIRES(mMutex);
     void enqueue(std::unique_ptr<Job> job) REQUIRES(mMutex);
-    Sleeper* takeIdle() REQUIRES(mMutex);
     void spawnIfNeeded() REQUIRES(mMutex);
-    std::unique_ptr<Job> nextJob(Sleeper& self);
+    std::unique_ptr<Job> nextJob();
     [[noreturn]] void serve();
 
     Mutex mMutex;
     std::deque<std::unique_ptr<Job>> mJobs GUARDED_BY(mMutex);
     // Threads of the pool that wait for a job.
-    std::vector<Sleeper*> mIdle GUARDED_BY(mMutex);
+    size_t mIdle GUARDED_BY(mMutex) = 0;
+    Condition mHasJob;
     // Callers that wait, the innermost of a chain last.
-    std::map<ChainId, std::vector<Sleeper*>> mCallers GUARDED_BY(mMutex);
+    std::map<ChainId, std::vector<Waiting*>> mCallers GUARDED_BY(mMutex);
     bool mStarted GUARDED_BY(mMutex) = false;
     size_t mStarting GUARDED_BY(mMutex) = 0;
     size_t mSpawned GUARDED_BY(mMutex) = 0;
     size_t mMaxSpawned GUARDED_BY(mMutex) = 1;
-
-    Sockets* mSockets GUARDED_BY(mMutex) = nullptr;
-    // The one who waits at the sockets.
-    Sleeper* mAtSockets GUARDED_BY(mMutex) = nullptr;
-    bool mNudged GUARDED_BY(mMutex) = false;
-    Condition mNudgeTaken;
 };
 
 // Makes the calling thread a member of a chain while a call is served.
@@ -142,7 +114,7 @@ class ChainCaller {
   private:
     RpcThreads& mThreads;
     const ChainId mChain;
-    RpcThreads::Sleeper mSleeper;
+    RpcThreads::Waiting mWaiting;
 };
 
 }  // namespace android::hardware

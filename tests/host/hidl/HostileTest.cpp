@@ -1,6 +1,5 @@
 // Bytes that no client of ours would send. The service stays as it was.
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -12,16 +11,6 @@
 namespace {
 
 using namespace hidltest;
-
-int connectToService(const ServiceDirectory& directory) {
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof(address.sun_path), "%s/%s/default", directory.path().c_str(),
-             IBivista::descriptor);
-    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-    return fd;
-}
 
 void sendBytes(int fd, const std::vector<uint8_t>& bytes) {
     // The service may hang up before it has all.

@@ -128,13 +128,13 @@ TEST(Parcel, CarriesAnEmptyVec) {
     EXPECT_EQ(texts->data(), nullptr);
 }
 
-TEST(Parcel, CarriesHandlesAndMemory) {
+TEST(Parcel, CarriesHandles) {
     native_handle_t* native = native_handle_create(1, 2);
     native->data[0] = memfd_create("test", MFD_CLOEXEC);
     native->data[1] = 7;
     native->data[2] = -8;
     ASSERT_EQ(write(native->data[0], "x", 1), 1);
-    const hidl_memory sent("name", native, 1);
+    const hidl_handle sent(native);
     Parcel parcel;
     size_t parent;
     ASSERT_EQ(parcel.writeBuffer(&sent, sizeof(sent), &parent), OK);
@@ -145,19 +145,18 @@ TEST(Parcel, CarriesHandlesAndMemory) {
     carry(parcel.contents(), &received);
     native_handle_close(native);
     native_handle_delete(native);
-    const hidl_memory* memory;
+    const hidl_handle* handle;
     ASSERT_EQ(
-            received.readBuffer(sizeof(*memory), &parent, reinterpret_cast<const void**>(&memory)),
+            received.readBuffer(sizeof(*handle), &parent, reinterpret_cast<const void**>(&handle)),
             OK);
-    ASSERT_EQ(readEmbeddedFromParcel(*memory, received, parent, 0), OK);
-    EXPECT_EQ(memory->name(), "name");
-    ASSERT_EQ(memory->handle()->numFds, 1);
-    EXPECT_EQ(memory->handle()->data[1], 7);
-    EXPECT_EQ(memory->handle()->data[2], -8);
+    ASSERT_EQ(readEmbeddedFromParcel(*handle, received, parent, 0), OK);
+    ASSERT_EQ((*handle)->numFds, 1);
+    EXPECT_EQ((*handle)->data[1], 7);
+    EXPECT_EQ((*handle)->data[2], -8);
     char byte = 0;
-    EXPECT_EQ(pread(memory->handle()->data[0], &byte, 1, 0), 1);
+    EXPECT_EQ(pread((*handle)->data[0], &byte, 1, 0), 1);
     EXPECT_EQ(byte, 'x');
-    const native_handle_t* none = memory->handle();
+    const native_handle_t* none = handle->getNativeHandle();
     EXPECT_EQ(received.readNullableNativeHandleNoDup(&none), OK);
     EXPECT_EQ(none, nullptr);
 }

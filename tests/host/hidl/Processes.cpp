@@ -1,8 +1,12 @@
 #include "Processes.h"
 
 #include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <thread>
 
@@ -34,6 +38,16 @@ sp<IBivista> getService() {
     sp<IBivista> service = IBivista::getService();
     EXPECT_NE(service, nullptr);
     return service;
+}
+
+int connectToService(const ServiceDirectory& directory) {
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    snprintf(address.sun_path, sizeof(address.sun_path), "%s/%s/default", directory.path().c_str(),
+             IBivista::descriptor);
+    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    return fd;
 }
 
 namespace {

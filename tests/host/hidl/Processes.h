@@ -35,6 +35,9 @@ class ServiceChild : public Child {
 // The service, which must be there.
 sp<IBivista> getService();
 
+// A socket that is connected to the service, for those who speak by hand.
+int connectToService(const ServiceDirectory& directory);
+
 // Counts of a process, from /proc.
 size_t threadsOf(pid_t process);
 size_t descriptorsOf(pid_t process);

@@ -67,8 +67,6 @@ TEST(HidlVec, HoldsWhatItWasGiven) {
     const std::vector<int> expected = {1, 2, 3};
     EXPECT_EQ(std::vector<int>(vec), expected);
     EXPECT_EQ(hidl_vec<int>(expected), vec);
-    EXPECT_TRUE(vec.contains(3));
-    EXPECT_FALSE(vec.contains(4));
 }
 
 TEST(HidlVec, ResizeKeepsTheFirstAndClearsTheRest) {
@@ -79,15 +77,6 @@ TEST(HidlVec, ResizeKeepsTheFirstAndClearsTheRest) {
     EXPECT_EQ(vec, hidl_vec<int>({1}));
     vec.resize(0);
     EXPECT_TRUE(vec.empty());
-}
-
-TEST(HidlVec, ReleasedElementsBelongToTheCaller) {
-    int external[] = {4, 5};
-    hidl_vec<int> vec;
-    vec.setToExternal(external, 2);
-    std::unique_ptr<int[]> own(vec.releaseData());
-    EXPECT_NE(own.get(), external);
-    EXPECT_EQ(own[1], 5);
 }
 
 TEST(HidlVecDeathTest, OutsideAborts) {

@@ -36,10 +36,6 @@ status_t writeEmbeddedToParcel(const hidl_handle& handle, Parcel* parcel, size_t
                                size_t parentOffset);
 status_t readEmbeddedFromParcel(const hidl_handle& handle, const Parcel& parcel,
                                 size_t parentHandle, size_t parentOffset);
-status_t writeEmbeddedToParcel(const hidl_memory& memory, Parcel* parcel, size_t parentHandle,
-                               size_t parentOffset);
-status_t readEmbeddedFromParcel(const hidl_memory& memory, const Parcel& parcel,
-                                size_t parentHandle, size_t parentOffset);
 
 template <typename T>
 status_t writeEmbeddedToParcel(const hidl_vec<T>& vec, Parcel* parcel, size_t parentHandle,

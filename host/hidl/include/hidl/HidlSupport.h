@@ -1,4 +1,4 @@
-// The types of HIDL: strings, vectors, arrays, handles, memory; and how they print.
+// The types of HIDL: strings, vectors, arrays, handles; and how they print.
 //
 // All of them have the layout that hidl-gen assumes, so that a structure that holds them can be
 // sent as bytes. None is safe to change in one thread while another uses it.
@@ -133,24 +133,9 @@ inline bool operator>=(const hidl_string& a, const hidl_string& b) {
 }
 std::ostream& operator<<(std::ostream& os, const hidl_string& text);
 
-// A block of shared memory by handle. Carried, but nothing here maps it.
+// Shared memory: no interface here has any, and generated code asks for the size alone.
 struct hidl_memory {
-    hidl_memory() : mHandle(nullptr), mSize(0) {}
-    hidl_memory(const hidl_string& name, const native_handle_t* handle, size_t size)
-        : mHandle(handle), mSize(size), mName(name) {}
-
-    const native_handle_t* handle() const { return mHandle; }
-    const hidl_string& name() const { return mName; }
-    uint64_t size() const { return mSize; }
-    bool valid() const { return handle() != nullptr; }
-
-    static constexpr size_t kOffsetOfHandle = 0;
-    static constexpr size_t kOffsetOfName = 24;
-
-  private:
-    hidl_handle mHandle;
-    alignas(8) uint64_t mSize;
-    hidl_string mName;
+    alignas(8) uint8_t opaque[40];
 };
 
 // A vector of fixed length. Owns its elements unless set to external ones.
@@ -213,10 +198,6 @@ struct hidl_vec {
     iterator end() { return data() + mSize; }
     const_iterator begin() const { return mBuffer; }
     const_iterator end() const { return data() + mSize; }
-    const_iterator cbegin() const { return begin(); }
-    const_iterator cend() const { return end(); }
-    const_iterator find(const T& value) const { return std::find(begin(), end(), value); }
-    bool contains(const T& value) const { return find(value) != end(); }
 
     // Keeps the first elements, value-initialises new ones.
     void resize(size_t size) {
@@ -232,13 +213,6 @@ struct hidl_vec {
         mBuffer = data;
         mSize = static_cast<uint32_t>(size);
         mOwnsBuffer = shouldOwn;
-    }
-
-    // Hands the elements over to the caller, who deletes them with delete[].
-    T* releaseData() {
-        if (!mOwnsBuffer && mSize > 0) resize(mSize);
-        mOwnsBuffer = false;
-        return mBuffer;
     }
 
     static constexpr size_t kOffsetOfBuffer = 0;
@@ -379,14 +353,11 @@ class HidlInstrumentor {
 template <typename E>
 struct hidl_enum_range {
     constexpr auto begin() const { return details::hidl_enum_values<E>.begin(); }
-    constexpr auto cbegin() const { return begin(); }
     constexpr auto end() const { return details::hidl_enum_values<E>.end(); }
-    constexpr auto cend() const { return end(); }
 };
 
 std::string toString(const hidl_string& text);
 std::string toString(const hidl_handle& handle);
-std::string toString(const hidl_memory& memory);
 std::string toString(const void* pointer);
 inline std::string toString(bool value) {
     return value ? "true" : "false";

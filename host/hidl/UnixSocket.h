@@ -1,0 +1,14 @@
+// A Unix socket as one of kj's streams, which carries descriptors beside bytes.
+#pragma once
+
+#include <kj/async-io.h>
+
+#include "UniqueFd.h"
+
+namespace android::hardware {
+
+// Takes the connected socket. kj's own streams belong to one thread's loop; this one is used in
+// turns of Loop, by any thread.
+kj::Own<kj::AsyncCapabilityStream> streamOf(UniqueFd socket);
+
+}  // namespace android::hardware
