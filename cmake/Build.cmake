@@ -51,6 +51,9 @@ add_library(bivista-flags INTERFACE)
 target_compile_options(bivista-flags INTERFACE -Wall -Wextra
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_include_directories(bivista-flags INTERFACE ${PROJECT_SOURCE_DIR})
+# A descriptor that is not open must not pass for true.
+target_compile_definitions(bivista-flags INTERFACE
+    ANDROID_BASE_UNIQUE_FD_DISABLE_IMPLICIT_CONVERSION)
 
 # Flags of the folders that are also built in an Android tree. There clang checks the locks' order, too.
 add_library(bivista-device-flags INTERFACE)

@@ -86,7 +86,8 @@ std::map<uint64_t, kj::Own<Connection>>& connections() {
 class Connection {
   public:
     // `listener`: who accepted it, or null.
-    Connection(uint64_t id, const void* listener, UniqueFd socket, capnp::rpc::twoparty::Side side)
+    Connection(uint64_t id, const void* listener, base::unique_fd socket,
+               capnp::rpc::twoparty::Side side)
         : mListener(listener),
           mPeer(kj::refcounted<Peer>()),
           mStream(streamOf(std::move(socket)),
@@ -104,7 +105,7 @@ class Connection {
     ~Connection() noexcept(false) { mPeer->lose(); }
 
     // Makes one, known until it is lost.
-    static Connection& open(const void* listener, UniqueFd socket,
+    static Connection& open(const void* listener, base::unique_fd socket,
                             capnp::rpc::twoparty::Side side) {
         static uint64_t last = 0;
         const uint64_t id = ++last;
@@ -152,7 +153,7 @@ bool makeRoom() {
 
 class Listener final {
   public:
-    Listener(UniqueFd socket, const sp<BHwBinder>& object)
+    Listener(base::unique_fd socket, const sp<BHwBinder>& object)
         : mSocket(std::move(socket)),
           mObserver(Loop::get().port(), mSocket.get(), kj::UnixEventPort::FdObserver::OBSERVE_READ),
           mWake(mSocket.get()),
@@ -166,7 +167,9 @@ class Listener final {
     }
 
   private:
-    static UniqueFd openSpare() { return UniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+    static base::unique_fd openSpare() {
+        return base::unique_fd(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
 
     kj::Promise<void> keepAccepting() {
         acceptAll();
@@ -175,7 +178,7 @@ class Listener final {
 
     void acceptAll() {
         for (;;) {
-            UniqueFd socket(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            base::unique_fd socket(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
             if (socket.ok()) {
                 serve(std::move(socket));
             } else if (errno == EMFILE || errno == ENFILE) {
@@ -191,13 +194,14 @@ class Listener final {
     bool refuseOne() {
         ALOGE("Refused a HIDL client: there are no descriptors left");
         if (!mSpare.ok()) return false;
-        mSpare = UniqueFd();
-        const bool refused = UniqueFd(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC)).ok();
+        mSpare = base::unique_fd();
+        const bool refused =
+                base::unique_fd(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC)).ok();
         mSpare = openSpare();
         return refused;
     }
 
-    void serve(UniqueFd socket) {
+    void serve(base::unique_fd socket) {
         if (!registry::isPeerOfSameUser(socket.get())) return;
         if (!makeRoom()) {
             ALOGE("Refused a HIDL client: there are %zu already", kMaxConnections);
@@ -207,11 +211,11 @@ class Listener final {
                 .serve(mObject);
     }
 
-    const UniqueFd mSocket;
+    const base::unique_fd mSocket;
     kj::UnixEventPort::FdObserver mObserver;
     Loop::Wake mWake;
     const sp<BHwBinder> mObject;
-    UniqueFd mSpare;
+    base::unique_fd mSpare;
     kj::Promise<void> mAccepting = nullptr;
 };
 
@@ -268,7 +272,7 @@ void enterKnown(Lookup& lookup) {
 
 // A connection lasts until the service ends: it may hold objects of ours for longer than we hold
 // any of its own.
-void enterThrough(Lookup& lookup, UniqueFd socket) {
+void enterThrough(Lookup& lookup, base::unique_fd socket) {
     std::erase_if(services(),
                   [](const auto& entry) { return entry.second.peer->network == nullptr; });
     services().erase(lookup.id);
@@ -287,7 +291,7 @@ sp<IBinder> findKnown(const registry::SocketId& id) {
     return lookup.object;
 }
 
-sp<IBinder> findThrough(const registry::SocketId& id, UniqueFd socket) {
+sp<IBinder> findThrough(const registry::SocketId& id, base::unique_fd socket) {
     ChainCaller caller;
     Lookup lookup{id, &caller, nullptr};
     Loop::get().run([&lookup, socket = std::move(socket)]() mutable {
@@ -304,7 +308,7 @@ sp<IBinder> find(const std::string& descriptor, const std::string& instance) {
     std::optional<registry::ServiceSocket> found = registry::find(descriptor, instance);
     if (!found) return nullptr;
     if (sp<IBinder> object = findKnown(found->id); object != nullptr) return object;
-    UniqueFd socket = registry::connectTo(*found);
+    base::unique_fd socket = registry::connectTo(*found);
     if (!socket.ok()) return nullptr;
     return findThrough(found->id, std::move(socket));
 }
@@ -316,7 +320,7 @@ std::vector<std::string> list(const std::string& descriptor) {
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
                  const sp<BHwBinder>& object) try {
     Loop& loop = Loop::get();
-    UniqueFd socket;
+    base::unique_fd socket;
     const status_t status = registry::publish(descriptors, instance, &socket);
     if (status != OK) return status;
     loop.run(

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
+#include <android-base/unique_fd.h>
 #include "Peer.h"
-#include "UniqueFd.h"
 
 namespace android::hardware::transport {
 
@@ -16,18 +16,18 @@ constexpr size_t kMaxObjectsOfPeer = 2 * kMaxObjectsOfCall;
 
 class DescriptorServer final : public wire::Descriptor::Server {
   public:
-    explicit DescriptorServer(UniqueFd fd) : mFd(std::move(fd)) {}
+    explicit DescriptorServer(base::unique_fd fd) : mFd(std::move(fd)) {}
     kj::Maybe<int> getFd() override { return mFd.get(); }
 
   private:
-    const UniqueFd mFd;
+    const base::unique_fd mFd;
 };
 
-UniqueFd duplicate(int fd) {
-    return UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+base::unique_fd duplicate(int fd) {
+    return base::unique_fd(fcntl(fd, F_DUPFD_CLOEXEC, 0));
 }
 
-status_t readDescriptors(wire::Contents::Reader reader, std::vector<UniqueFd>* descriptors) {
+status_t readDescriptors(wire::Contents::Reader reader, std::vector<base::unique_fd>* descriptors) {
     for (wire::Descriptor::Client client : reader.getDescriptors()) {
         int received = -1;
         KJ_IF_MAYBE (fd, capnp::ClientHook::from(kj::mv(client))->getFd()) {
@@ -67,7 +67,7 @@ status_t fill(wire::Contents::Builder builder, const ParcelContents& contents, P
     if (!contents.descriptors.empty()) {
         auto descriptors = builder.initDescriptors(contents.descriptors.size());
         for (uint i = 0; i < descriptors.size(); ++i) {
-            UniqueFd copy = duplicate(contents.descriptors[i]);
+            base::unique_fd copy = duplicate(contents.descriptors[i]);
             if (!copy.ok()) return -errno;
             descriptors.set(i, kj::heap<DescriptorServer>(std::move(copy)));
         }
@@ -83,7 +83,7 @@ status_t read(wire::Contents::Reader reader, Peer& peer, Parcel* parcel) {
     if (reader.getObjects().size() > kMaxObjectsOfCall) return BAD_VALUE;
     if (reader.getDescriptors().size() > Parcel::kMaxDescriptors) return BAD_VALUE;
 
-    std::vector<UniqueFd> descriptors;
+    std::vector<base::unique_fd> descriptors;
     if (const status_t status = readDescriptors(reader, &descriptors); status != OK) return status;
     ParcelContents contents;
     contents.words.resize(words.size() / sizeof(uint64_t));
@@ -97,7 +97,7 @@ status_t read(wire::Contents::Reader reader, Peer& peer, Parcel* parcel) {
         if (hasDescriptor(client)) return BAD_VALUE;
         contents.objects.push_back(objectFor(kj::mv(client), peer));
     }
-    for (UniqueFd& fd : descriptors) contents.descriptors.push_back(fd.release());
+    for (base::unique_fd& fd : descriptors) contents.descriptors.push_back(fd.release());
     parcel->setContents(std::move(contents));
     return OK;
 }

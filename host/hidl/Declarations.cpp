@@ -43,7 +43,7 @@ std::string nameOf(const std::string& descriptor, const std::string& instance) {
 // Nothing when the file cannot be read; no lines when there is none.
 std::optional<Lines> readLines(int folder) {
     // A pipe of that name must not block.
-    const UniqueFd file(openat(folder, kFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const base::unique_fd file(openat(folder, kFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!file.ok()) {
         if (errno == ENOENT) return Lines();
         fail("Cannot read");
@@ -68,7 +68,7 @@ bool has(const Lines& lines, const std::string& name) {
 }
 
 bool writeFile(int folder, const std::string& name, const std::string& text) {
-    const UniqueFd file(
+    const base::unique_fd file(
             openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     return file.ok() &&
            write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
@@ -93,7 +93,7 @@ status_t replaceLines(int folder, const Lines& lines) {
 
 // Lets `change` work on the lines of the file, while nobody else does.
 template <typename Change>
-status_t changeLines(const UniqueFd& folder, Change change) {
+status_t changeLines(const base::unique_fd& folder, Change change) {
     if (flock(folder.get(), LOCK_EX) != 0) return fail("Cannot lock the directory of");
     std::optional<Lines> lines = readLines(folder.get());
     if (!lines) return UNKNOWN_ERROR;
@@ -105,7 +105,7 @@ status_t changeLines(const UniqueFd& folder, Change change) {
 }  // namespace
 
 status_t declare(const std::vector<std::string>& descriptors, const std::string& instance) {
-    UniqueFd folder;
+    base::unique_fd folder;
     if (const status_t status = makeDirectory(&folder); status != OK) return status;
     return changeLines(folder, [&](Lines& lines) {
         for (const std::string& descriptor : descriptors) {
@@ -116,7 +116,7 @@ status_t declare(const std::vector<std::string>& descriptors, const std::string&
 }
 
 status_t undeclare(const std::vector<std::string>& descriptors, const std::string& instance) {
-    const UniqueFd folder = openDirectory();
+    const base::unique_fd folder = openDirectory();
     if (!folder.ok()) return OK;
     return changeLines(folder, [&](Lines& lines) {
         for (const std::string& descriptor : descriptors) {
@@ -126,7 +126,7 @@ status_t undeclare(const std::vector<std::string>& descriptors, const std::strin
 }
 
 bool isDeclared(const std::string& descriptor, const std::string& instance) {
-    const UniqueFd folder = openDirectory();
+    const base::unique_fd folder = openDirectory();
     if (!folder.ok()) return false;
     const std::optional<Lines> lines = readLines(folder.get());
     return lines && has(*lines, nameOf(descriptor, instance));

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "UniqueFd.h"
+#include <android-base/unique_fd.h>
 
 namespace android::hardware::registry {
 
@@ -34,7 +34,7 @@ class Changes {
 
   private:
     const std::string mDescriptor;
-    const UniqueFd mInotify;
+    const base::unique_fd mInotify;
 };
 
 }  // namespace android::hardware::registry

@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
+#include <android-base/unique_fd.h>
 #include "RpcThreads.h"
-#include "UniqueFd.h"
 
 namespace android::hardware {
 
@@ -86,9 +86,9 @@ class Loop : private kj::TaskSet::ErrorHandler {
     void taskFailed(kj::Exception&& exception) override;
 
     // The sockets, which the loop's thread waits at without the lock.
-    const UniqueFd mSockets;
+    const base::unique_fd mSockets;
     // Always readable: watching it anew wakes the loop's thread.
-    const UniqueFd mNudge;
+    const base::unique_fd mNudge;
     // Held for a turn. What follows is used in turns only.
     Mutex mMutex;
     kj::UnixEventPort mPort;

@@ -24,7 +24,7 @@ namespace {
 
 // A name that was made by this process; it goes with the process, if it is still the same file.
 struct PublishedName {
-    UniqueFd folder;
+    base::unique_fd folder;
     std::string descriptor;  // the folder's name
     std::string name;
     ino_t inode;
@@ -87,11 +87,12 @@ bool isPrivate(int folder, const std::string& path) {
     return true;
 }
 
-UniqueFd openFolder(int parent, const char* name) {
-    return UniqueFd(openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+base::unique_fd openFolder(int parent, const char* name) {
+    return base::unique_fd(openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
-status_t makeInterfaceFolder(int directory, const std::string& descriptor, UniqueFd* folder) {
+status_t makeInterfaceFolder(int directory, const std::string& descriptor,
+                             base::unique_fd* folder) {
     if (mkdirat(directory, descriptor.c_str(), 0700) != 0 && errno != EEXIST) {
         return fail(errno, "Cannot make the folder of", descriptor);
     }
@@ -102,7 +103,7 @@ status_t makeInterfaceFolder(int directory, const std::string& descriptor, Uniqu
 // What a name in the directory stands for now.
 status_t checkFree(int folder, const std::string& descriptor, const std::string& instance) {
     const std::string name = descriptor + "/" + instance;
-    UniqueFd path(openat(folder, instance.c_str(), O_PATH | O_CLOEXEC));
+    base::unique_fd path(openat(folder, instance.c_str(), O_PATH | O_CLOEXEC));
     if (!path.ok()) {
         return errno == ENOENT ? OK : fail(errno, "Cannot examine the service name", name);
     }
@@ -111,7 +112,7 @@ status_t checkFree(int folder, const std::string& descriptor, const std::string&
         ALOGE("Cannot register %s: the name is taken by something that is no socket", name.c_str());
         return ALREADY_EXISTS;
     }
-    UniqueFd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    base::unique_fd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!probe.ok()) return fail(errno, "Cannot make a socket for", name);
     if (connectSocket(probe.get(), path.get()) != 0 && errno == ECONNREFUSED) return OK;
     ALOGE("Cannot register %s: a running process serves it already", name.c_str());
@@ -119,8 +120,8 @@ status_t checkFree(int folder, const std::string& descriptor, const std::string&
 }
 
 // Gives what was made under a temporary name its own name, in place of a stale one.
-status_t moveIntoPlace(UniqueFd folder, const std::string& temporary, const std::string& descriptor,
-                       const std::string& name) {
+status_t moveIntoPlace(base::unique_fd folder, const std::string& temporary,
+                       const std::string& descriptor, const std::string& name) {
     struct stat status;
     if (fstatat(folder.get(), temporary.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
         renameat(folder.get(), temporary.c_str(), folder.get(), name.c_str()) != 0) {
@@ -134,9 +135,9 @@ status_t moveIntoPlace(UniqueFd folder, const std::string& temporary, const std:
     return OK;
 }
 
-status_t listenAt(UniqueFd folder, const std::string& descriptor, const std::string& instance,
-                  UniqueFd* listener) {
-    UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+status_t listenAt(base::unique_fd folder, const std::string& descriptor,
+                  const std::string& instance, base::unique_fd* listener) {
+    base::unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket.ok()) return fail(errno, "Cannot make a socket for", instance);
     const std::string temporary = ".new-" + std::to_string(getpid());
     unlinkat(folder.get(), temporary.c_str(), 0);
@@ -155,7 +156,7 @@ status_t listenAt(UniqueFd folder, const std::string& descriptor, const std::str
 }
 
 // Makes the name that a parent interface has.
-status_t linkTo(const std::string& served, UniqueFd folder, const std::string& descriptor,
+status_t linkTo(const std::string& served, base::unique_fd folder, const std::string& descriptor,
                 const std::string& instance) {
     const std::string target = "../" + served + "/" + instance;
     const std::string temporary = ".new-" + std::to_string(getpid());
@@ -196,8 +197,8 @@ size_t prepareToPublish() {
 }
 
 status_t publishNames(int folder, const std::vector<std::string>& descriptors,
-                      const std::string& instance, UniqueFd* listener) {
-    std::vector<UniqueFd> folders(descriptors.size());
+                      const std::string& instance, base::unique_fd* listener) {
+    std::vector<base::unique_fd> folders(descriptors.size());
     for (size_t i = 0; i < descriptors.size(); ++i) {
         status_t status = makeInterfaceFolder(folder, descriptors[i], &folders[i]);
         if (status == OK) status = checkFree(folders[i].get(), descriptors[i], instance);
@@ -223,7 +224,7 @@ std::string directory() {
     return "/tmp/hidl-" + std::to_string(geteuid());
 }
 
-status_t makeDirectory(UniqueFd* folder) {
+status_t makeDirectory(base::unique_fd* folder) {
     const std::string path = directory();
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
@@ -235,18 +236,18 @@ status_t makeDirectory(UniqueFd* folder) {
     return isPrivate(folder->get(), path) ? OK : PERMISSION_DENIED;
 }
 
-UniqueFd openDirectory() {
+base::unique_fd openDirectory() {
     const std::string path = directory();
-    UniqueFd folder = openFolder(AT_FDCWD, path.c_str());
+    base::unique_fd folder = openFolder(AT_FDCWD, path.c_str());
     if (!folder.ok()) {
         if (errno != ENOENT) fail(errno, "Cannot open the service directory", path);
-        return UniqueFd();
+        return base::unique_fd();
     }
-    return isPrivate(folder.get(), path) ? std::move(folder) : UniqueFd();
+    return isPrivate(folder.get(), path) ? std::move(folder) : base::unique_fd();
 }
 
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
-                 UniqueFd* listener) {
+                 base::unique_fd* listener) {
     if (descriptors.empty() || !isUsableName(instance)) {
         ALOGE("Cannot register a service as \"%s\"", instance.c_str());
         return BAD_VALUE;
@@ -254,7 +255,7 @@ status_t publish(const std::vector<std::string>& descriptors, const std::string&
     for (const std::string& descriptor : descriptors) {
         if (!isUsableName(descriptor)) return BAD_VALUE;
     }
-    UniqueFd folder;
+    base::unique_fd folder;
     if (const status_t status = makeDirectory(&folder); status != OK) return status;
     // Two processes that register at once must not both find the name free.
     if (flock(folder.get(), LOCK_EX) != 0) {
@@ -280,9 +281,9 @@ void withdraw(const std::vector<std::string>& descriptors, const std::string& in
 
 std::optional<ServiceSocket> find(const std::string& descriptor, const std::string& instance) {
     if (!isUsableName(descriptor) || !isUsableName(instance)) return std::nullopt;
-    const UniqueFd folder = openDirectory();
+    const base::unique_fd folder = openDirectory();
     if (!folder.ok()) return std::nullopt;
-    UniqueFd socket(
+    base::unique_fd socket(
             openat(folder.get(), (descriptor + "/" + instance).c_str(), O_PATH | O_CLOEXEC));
     struct stat status;
     if (!socket.ok() || fstat(socket.get(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
@@ -307,13 +308,13 @@ std::vector<std::string> list(const std::string& descriptor) {
     return instances;
 }
 
-UniqueFd connectTo(const ServiceSocket& found) {
-    UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+base::unique_fd connectTo(const ServiceSocket& found) {
+    base::unique_fd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     int result;
     do {
         result = connectSocket(connection.get(), found.path.get());
     } while (result != 0 && errno == EINTR);
-    if (result != 0 || !isPeerOfSameUser(connection.get())) return UniqueFd();
+    if (result != 0 || !isPeerOfSameUser(connection.get())) return base::unique_fd();
     return connection;
 }
 

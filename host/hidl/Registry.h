@@ -17,7 +17,7 @@
 #include <tuple>
 #include <vector>
 
-#include "UniqueFd.h"
+#include <android-base/unique_fd.h>
 
 namespace android::hardware::registry {
 
@@ -36,7 +36,7 @@ struct SocketId {
 
 struct ServiceSocket {
     // Keeps the socket of this registration in hand, whatever happens to its name.
-    UniqueFd path;
+    base::unique_fd path;
     SocketId id;
 };
 
@@ -44,15 +44,15 @@ struct ServiceSocket {
 std::string directory();
 
 // Opens the directory, making it first.
-status_t makeDirectory(UniqueFd* folder);
+status_t makeDirectory(base::unique_fd* folder);
 
 // Opens it; not ok() when there is none, or others can write there.
-UniqueFd openDirectory();
+base::unique_fd openDirectory();
 
 // A listening socket under the names, most derived interface first. ALREADY_EXISTS: a live service
 // has one of them. The names go when the process exits in good order.
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,
-                 UniqueFd* listener);
+                 base::unique_fd* listener);
 
 // Takes back the names that publish() gave: they are free, and the service counts as absent.
 void withdraw(const std::vector<std::string>& descriptors, const std::string& instance);
@@ -64,7 +64,7 @@ std::optional<ServiceSocket> find(const std::string& descriptor, const std::stri
 std::vector<std::string> list(const std::string& descriptor);
 
 // A connection to the service; not ok() when nobody answers, or somebody else's process does.
-UniqueFd connectTo(const ServiceSocket& socket);
+base::unique_fd connectTo(const ServiceSocket& socket);
 
 // Whether the process at the other end of a connection runs as the same user. Logs when not.
 bool isPeerOfSameUser(int connection);

@@ -7,10 +7,10 @@
 #include <deque>
 #include <vector>
 
+#include <android-base/unique_fd.h>
 #include "Loop.h"
 #include "Peer.h"
 #include "RpcThreads.h"
-#include "UniqueFd.h"
 
 namespace android::hardware::transport {
 
@@ -31,7 +31,7 @@ void releaseOnRpcThread(std::vector<sp<IBinder>> objects) {
 struct Answer {
     status_t status = OK;
     ParcelContents contents;
-    std::vector<UniqueFd> descriptors;
+    std::vector<base::unique_fd> descriptors;
 
     Answer() = default;
     Answer(Answer&&) = default;
@@ -50,7 +50,7 @@ Answer answerOf(status_t status, Parcel& reply) {
     answer.contents = reply.takeContents();
     for (int& fd : answer.contents.descriptors) {
         // The method may close its own as soon as it has answered.
-        answer.descriptors.push_back(UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, 0)));
+        answer.descriptors.push_back(base::unique_fd(fcntl(fd, F_DUPFD_CLOEXEC, 0)));
         fd = answer.descriptors.back().get();
     }
     return answer;

@@ -41,7 +41,7 @@ size_t takeDescriptors(msghdr& message, kj::AutoCloseFd* fds, size_t maxFds) {
 
 class UnixSocket final : public kj::AsyncCapabilityStream {
   public:
-    explicit UnixSocket(UniqueFd socket)
+    explicit UnixSocket(base::unique_fd socket)
         : mFd(std::move(socket)),
           mObserver(Loop::get().port(), mFd.get(),
                     kj::UnixEventPort::FdObserver::OBSERVE_READ_WRITE),
@@ -155,14 +155,14 @@ class UnixSocket final : public kj::AsyncCapabilityStream {
         });
     }
 
-    const UniqueFd mFd;
+    const base::unique_fd mFd;
     kj::UnixEventPort::FdObserver mObserver;
     Loop::Wake mWake;
 };
 
 }  // namespace
 
-kj::Own<kj::AsyncCapabilityStream> streamOf(UniqueFd socket) {
+kj::Own<kj::AsyncCapabilityStream> streamOf(base::unique_fd socket) {
     return kj::heap<UnixSocket>(std::move(socket));
 }
 

@@ -3,12 +3,12 @@
 
 #include <kj/async-io.h>
 
-#include "UniqueFd.h"
+#include <android-base/unique_fd.h>
 
 namespace android::hardware {
 
 // Takes the connected socket. kj's own streams belong to one thread's loop; this one is used in
 // turns of Loop, by any thread.
-kj::Own<kj::AsyncCapabilityStream> streamOf(UniqueFd socket);
+kj::Own<kj::AsyncCapabilityStream> streamOf(base::unique_fd socket);
 
 }  // namespace android::hardware
