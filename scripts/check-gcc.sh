@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
-build_preset release bivista-interfaces
+build_preset release bivista-interfaces-objects
 includes=(-I. -isystem build/release/generated)
 # Where host/ has a header that Debian has too, the first one counts.
 for folder in host/*/include /usr/include/android; do includes+=(-isystem "$folder"); done
