@@ -81,7 +81,7 @@ std::string readAttribute(const std::string& path) {
     unique_fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (fd < 0) return {};
     char page[4096];
-    ssize_t count = TEMP_FAILURE_RETRY(read(fd, page, sizeof(page)));
+    ssize_t count = TEMP_FAILURE_RETRY(read(fd.get(), page, sizeof(page)));
     if (count <= 0) return {};
     std::string_view text(page, static_cast<size_t>(count));
     text = text.substr(0, text.find('\0'));
