@@ -141,9 +141,11 @@ std::vector<DumpRow> describeThreads() {
     std::map<int, std::string> names;
     const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir(kTasks), closedir);
     while (const dirent* const entry = tasks == nullptr ? nullptr : readdir(tasks.get())) {
+        const int tid = atoi(entry->d_name);
         std::ifstream file(std::string(kTasks) + entry->d_name + "/comm");
         std::string name;
-        if (std::getline(file, name)) names[atoi(entry->d_name)] = name;
+        // The parent folder holds a name, too.
+        if (tid > 0 && std::getline(file, name)) names[tid] = name;
     }
     std::vector<DumpRow> rows;
     for (const auto& [tid, name] : names) {

@@ -214,6 +214,7 @@ TEST_F(DumpTest, ListsEveryThreadOfTheProcess) {
     const nlohmann::json dump = dumpJson();
     for (const nlohmann::json& thread : dump["threads"]) {
         EXPECT_NE(thread["name"], "");
+        EXPECT_GT(thread["tid"], 0) << "a folder that is no thread's";
         tids.push_back(thread["tid"]);
     }
     EXPECT_TRUE(std::is_sorted(tids.begin(), tids.end()));
