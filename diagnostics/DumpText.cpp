@@ -1,5 +1,6 @@
 #include "diagnostics/DumpText.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -27,10 +28,11 @@ std::string json(const DumpRow& row) {
 
 // A line for each member, with the values below each other.
 std::string table(const DumpRow& row) {
-    constexpr size_t kLongestName = 12;
+    size_t width = 0;
+    for (const auto& [name, value] : row) width = std::max(width, name.size());
     std::string out;
     for (const auto& [name, value] : row) {
-        out += "  " + name + std::string(kLongestName - name.size() + 2, ' ') + value.text + '\n';
+        out += "  " + name + std::string(width - name.size() + 2, ' ') + value.text + '\n';
     }
     return out;
 }

@@ -374,8 +374,7 @@ TEST_F(DumpTest, IsReadableWithoutOptions) {
     start();
     attach();
     EXPECT_THAT(dump(),
-                AllOf(StartsWith("usb:\n  attached      "),
-                      HasSubstr("\n  path          /dev/ttyACM0\n"),
+                AllOf(StartsWith("usb:\n  attached  "), HasSubstr("\n  path        /dev/ttyACM0\n"),
                       HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 timeouts=0 p50us="),
                       HasSubstr("\nthreads:\n  tid=")));
 }
