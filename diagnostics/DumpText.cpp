@@ -61,9 +61,13 @@ DumpValue::DumpValue(const std::vector<int64_t>& values) {
     text = '[' + text + ']';
 }
 
+void DumpText::addSection(const char* name, const std::string& text) {
+    mText += mIsJson ? (mText.empty() ? "" : ",") + quoted(name) + ':' + text
+                     : std::string(name) + ":\n" + text;
+}
+
 void DumpText::add(const char* name, const DumpRow& row) {
-    mText += mIsJson ? (mText.empty() ? "" : ",") + quoted(name) + ':' + json(row)
-                     : std::string(name) + ":\n" + table(row);
+    addSection(name, mIsJson ? json(row) : table(row));
 }
 
 void DumpText::addList(const char* name, const std::vector<DumpRow>& rows) {
@@ -71,8 +75,7 @@ void DumpText::addList(const char* name, const std::vector<DumpRow>& rows) {
     for (const DumpRow& row : rows) {
         list += mIsJson ? (list.empty() ? "" : ",") + json(row) : line(row);
     }
-    mText += mIsJson ? (mText.empty() ? "" : ",") + quoted(name) + ":[" + list + ']'
-                     : std::string(name) + ":\n" + list;
+    addSection(name, mIsJson ? '[' + list + ']' : list);
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation
