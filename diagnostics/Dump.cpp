@@ -11,7 +11,6 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -108,15 +107,16 @@ DumpRow describeExchanges(const Counts& counts) {
             {"recoveries", counts.recoveries}};
 }
 
+// As the log has it.
+const char* causeOf(int error) {
+    return error == EPROTONOSUPPORT ? "Command not supported" : strerror(error);
+}
+
 DumpRow describeFailure(const Counts& counts) {
     const auto& failure = counts.lastFailure;
-    if (!failure) return {{"command", nullptr}, {"cause", nullptr}, {"secondsAgo", nullptr}};
-    // As the log has it.
-    const char* const cause =
-            failure->error == EPROTONOSUPPORT ? "Command not supported" : strerror(failure->error);
-    return {{"command", failure->name},
-            {"cause", cause},
-            {"secondsAgo", secondsSince(failure->micros)}};
+    return {{"command", failure ? DumpValue(failure->name) : nullptr},
+            {"cause", failure ? DumpValue(causeOf(failure->error)) : nullptr},
+            {"secondsAgo", failure ? DumpValue(secondsSince(failure->micros)) : nullptr}};
 }
 
 std::vector<DumpRow> describeCommands(const Counts& counts) {
@@ -141,9 +141,11 @@ std::vector<DumpRow> describeThreads() {
     std::map<int, std::string> names;
     const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir(kTasks), closedir);
     while (const dirent* const entry = tasks == nullptr ? nullptr : readdir(tasks.get())) {
+        const int tid = atoi(entry->d_name);
         std::ifstream file(std::string(kTasks) + entry->d_name + "/comm");
         std::string name;
-        if (std::getline(file, name)) names[atoi(entry->d_name)] = name;
+        // The parent folder holds a name, too.
+        if (tid > 0 && std::getline(file, name)) names[tid] = name;
     }
     std::vector<DumpRow> rows;
     for (const auto& [tid, name] : names) {
@@ -152,28 +154,7 @@ std::vector<DumpRow> describeThreads() {
     return rows;
 }
 
-struct Options {
-    bool help = false;
-    bool json = false;
-    bool reset = false;
-};
-
-// None, with `wrong` set, when there is one that does not exist.
-std::optional<Options> read(const hidl_vec<hidl_string>& texts, std::string* wrong) {
-    Options options;
-    for (const hidl_string& option : texts) {
-        *wrong = std::string(option.c_str(), option.size());
-        bool* const known = *wrong == "--help"    ? &options.help
-                            : *wrong == "--json"  ? &options.json
-                            : *wrong == "--reset" ? &options.reset
-                                                  : nullptr;
-        if (known == nullptr) return std::nullopt;
-        *known = true;
-    }
-    return options;
-}
-
-DumpRow describe(SubDisplay& display, const HidLink& link) {
+DumpRow describeSubDisplay(SubDisplay& display, const HidLink& link) {
     DumpValue state = nullptr;
     // A client's callback runs under this lock, and may hang.
     if (display.sub_state_lock.tryLock()) {
@@ -192,22 +173,26 @@ DumpRow describe(SubDisplay& display, const HidLink& link) {
 
 }  // namespace
 
-Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& texts) {
+Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
     const native_handle_t* const handle = fd.getNativeHandle();
     if (handle == nullptr || handle->numFds < 1) return Void();
     const int output = handle->data[0];
-    std::string wrong;
-    const auto options = read(texts, &wrong);
-    if (!options) {
-        writeDump(output, "Unknown option " + spelled(wrong) + "; --help lists them.\n");
-        return Void();
+    std::map<std::string, bool> asked = {{"--help", false}, {"--json", false}, {"--reset", false}};
+    for (const hidl_string& option : options) {
+        const std::string text(option.c_str(), option.size());
+        if (asked.count(text) == 0) {
+            writeDump(output, "Unknown option " + spelled(text) + "; --help lists them.\n");
+            return Void();
+        }
+        asked[text] = true;
     }
-    if (options->help) {
+    if (asked["--help"]) {
         writeDump(output, kHelp);
         return Void();
     }
-    const Counts counts = sStatistics.take(options->reset);
-    DumpText dump(options->json);
+    const bool reset = asked["--reset"];
+    const Counts counts = sStatistics.take(reset);
+    DumpText dump(asked["--json"]);
     dump.add("usb", {{"attached", mUsbAttached.load()},
                      {"loader", mLoaderAttached.load()},
                      {"watched", mUsbWatches.mInotifyFd != -1},
@@ -219,11 +204,11 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     dump.add("upgrade", describeOrder(counts));
     dump.add("display",
              {{"initialized", bv2_initialized.load()}, {"screenOn", bv2_screen_on.load()}});
-    dump.add("brightness", describeBrightness(options->reset));
+    dump.add("brightness", describeBrightness(reset));
     dump.addList("colour", {describeColor("rgb", prgb, prgb_applied),
                             describeColor("tune", screentune, screentune_applied),
                             describeColor("mode", screen_mode, screen_mode_applied)});
-    dump.add("subDisplay", describe(*mSubDisplay, mHidLink));
+    dump.add("subDisplay", describeSubDisplay(*mSubDisplay, mHidLink));
     dump.addList("buffers", describeBuffers());
     dump.add("frames", {{"drawn", counts.framesDrawn},
                         {"sent", counts.framesSent},

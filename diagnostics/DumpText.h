@@ -41,6 +41,8 @@ class DumpText {
     std::string text() const { return mIsJson ? '{' + mText + "}\n" : mText; }
 
   private:
+    void addSection(const char* name, const std::string& text);
+
     const bool mIsJson;
     std::string mText;
 };

@@ -24,10 +24,10 @@ constexpr const char* kWithArgument[] = {
         "AT%TCHNOTIFY=SWTICH_AES", "AT%TCHNOTIFY=LPWG_NOTIFY"};
 
 CommandCounts& rowOf(const std::string& name, std::vector<CommandCounts>* rows) {
-    const auto known = std::min(rows->end(), rows->begin() + kNames);
-    const auto row = std::find_if(rows->begin(), known,
-                                  [&](const CommandCounts& row) { return row.name == name; });
-    if (row != known) return *row;
+    // No name equals that of the row that others share, which is in small letters.
+    for (CommandCounts& row : *rows) {
+        if (row.name == name) return row;
+    }
     if (rows->size() <= kNames) rows->push_back({rows->size() < kNames ? name : "other", 0, 0, {}});
     return rows->back();
 }

@@ -1,6 +1,6 @@
 // What the service counts of itself. No decision depends on it: the debug dump alone reads it.
 //
-// Any thread may count. Counting takes one leaf lock, and waits for nothing but a dump's copy.
+// Any thread may count. Counting takes one leaf lock, which another count or a dump's copy holds.
 #pragma once
 
 #include <cstddef>

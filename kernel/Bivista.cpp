@@ -31,7 +31,7 @@ void* stopSignalThread(void* /*unused*/) {
     return nullptr;
 }
 
-// Nobody joins it.
+// Detached, since it never ends.
 void startStopSignalThread() {
     pthread_t thread;
     const int result = pthread_create(&thread, nullptr, stopSignalThread, nullptr);

@@ -136,7 +136,7 @@ class Bivista : public V1_1::IBivista {
     static int usbDeviceAdded(const char* devname, void* client);
     static int usbDeviceRemoved(const char* devname, void* client);
 
-    // Tell the cover's kernel driver that the service is ready, or that the link needs a recovery
+    // Report to the cover's kernel driver that the service is ready, or that the link needs a reset
     // (usb/DriverNotice.cpp). Bytes written, or negative with errno set.
     int usbReady();
     int usbRecovery();
@@ -185,7 +185,7 @@ class Bivista : public V1_1::IBivista {
     //
     // The panel's record. A panel that answers less than 7 bytes leaves the rest as it was.
     int32_t hidDisplayGetInfo(hid_display_report_info* info) EXCLUDES(hid_lock);
-    // Power and brightness; nobody sets `flag`.
+    // Power and brightness; no caller sets `flag`.
     int32_t hidDisplaySetConfig(bool flag, bool power, uint8_t brightness) EXCLUDES(hid_lock);
     // Sends `length` bytes of pixels to `offset` of the panel's memory, at most 4089 a report. A
     // length of 0 sends one empty report, which ends a frame. Returns `length`.
@@ -193,7 +193,7 @@ class Bivista : public V1_1::IBivista {
             EXCLUDES(hid_lock);
 
     // The sub display's panel was found, or has gone (sub_display/SubDisplay.cpp). Notify thread;
-    // `service` is the service object, which is told to switch the panel on. Both return 0.
+    // `service` is the service object, which then switches the panel on. Both return 0.
     int32_t initSubDisplay(Bivista* service, hid_display_report_info info);
     int32_t deinitSubDisplay();
     // Calls the client's callback, too. Any thread.

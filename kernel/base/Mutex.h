@@ -29,7 +29,7 @@ class CAPABILITY("mutex") Mutex {
         }
     }
 
-    // False when somebody holds the mutex; does not wait.
+    // False when the mutex is held; does not wait.
     bool tryLock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&mHandle) == 0; }
 
     // As lock() and unlock(), where a failure is not logged.

@@ -1,4 +1,4 @@
-// Makes sense of the lines that the cover sends while a command runs. Knows nothing of the port.
+// What the lines mean that the cover sends while a command runs. Knows nothing of the port.
 #pragma once
 
 #include <cstddef>
@@ -18,11 +18,11 @@ class AtAnswer {
     // this object.
     AtAnswer(const char* cmd, char* resp, size_t respCount);
 
-    // Tells what a line is and, at its start, drops what was stored of stray lines. `line` is
+    // Returns what a line is and, at the start, drops what was stored of stray lines. `line` is
     // NUL-terminated; `count` is the number of bytes read, its "\n" included when it is whole.
     Line take(const char* line, size_t count);
 
-    // Stores a stray or content line behind what is stored, as far as there is room.
+    // Stores a stray or content line after what is stored, as far as there is room.
     void store(const char* line, size_t count);
 
     // The answer began, so stray lines can no longer come.

@@ -12,7 +12,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 class Bivista;
 
-// Bivista::serialAtCmd, for those who need not know the service object.
+// Bivista::serialAtCmd, for files that need not include Bivista.h.
 int sendAtCmd(Bivista& service, const char* cmd, char* resp, size_t respCount, AtLineCallback cb);
 
 template <size_t kCapacity = 1024>

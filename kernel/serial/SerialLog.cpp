@@ -45,7 +45,7 @@ int Bivista::serialLogEnable(bool enable) {
     if (mSerialLog.isEnabled() == enable) return 0;
     int result = 0;
     if (enable) {
-        // One may be left whose end nobody waited for.
+        // The end of an earlier one may not have been waited for.
         mSerialLog.join();
         result = mSerialLog.start(serialLogThread, this);
         if (result < 0) return result;

@@ -30,7 +30,7 @@ class SerialLog {
     void join() EXCLUDES(sSerialMutex);
 
     // Ends the log thread's sleep, which with the display off nothing else would: it has no tty
-    // open then that could hang up. For whoever has cleared what the capture depends on.
+    // open then that could hang up. The caller has cleared what the capture depends on.
     void wake() const REQUIRES(sSerialMutex);
 
     // Captures until the link is detached, or the capture disabled, or something fails. Log thread.

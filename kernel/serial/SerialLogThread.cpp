@@ -70,7 +70,7 @@ class Capture {
     Capture(const SerialLink& link, const SerialLog& log, int wakeFd, int timeout)
         : mLink(link), mLog(log), mWakeFd(wakeFd), mTimeout(timeout) {}
 
-    // `running` tells others whether the tty is open.
+    // `running` says whether the tty is open; other threads read it.
     void run(std::atomic<bool>* running);
 
   private:
@@ -209,7 +209,7 @@ bool Capture::drainWatch() {
     return read(fds[0].fd, events, sizeof(events)) >= 0 || failed("inotify read");
 }
 
-// What poll() told of a descriptor is void once it is closed.
+// What poll() said of a descriptor is void once it is closed.
 void Capture::closeTty() {
     close(fds[1].fd);
     fds[1].fd = -1;

@@ -1,4 +1,4 @@
-// Votes that keep the cover's USB device from being suspended while somebody talks to it.
+// Votes that keep the cover's USB device from being suspended while the service talks to it.
 #pragma once
 
 #include <atomic>

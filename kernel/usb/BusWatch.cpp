@@ -1,5 +1,5 @@
-// The watch of the USB bus: the thread that hears from libusbhost of the cover's USB device and of
-// its loader.
+// The watch of the USB bus: the thread to which libusbhost reports the cover's USB device and its
+// loader.
 
 #include <cerrno>
 #include <cstdlib>
@@ -20,7 +20,7 @@ namespace {
 constexpr int kStringTimeoutMs = 200;
 
 constexpr const char* kRecoveryModels[] = {"TQC330R", "TQA110R", "TQB220R"};
-// The loader's serial number tells how the cover got there.
+// The loader's serial number says how the cover got there.
 constexpr char kNormalLoaderSerial[] = "00000000001A";
 constexpr char kErrorLoaderSerial[] = "00000000001B";
 

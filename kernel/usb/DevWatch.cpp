@@ -62,7 +62,7 @@ bool isCover(const char* vendorPath, const char* productPath, const char* name) 
     return readId(productPath, name, &id) && id == kCoverProduct;
 }
 
-// Whether a node that nothing told of is there.
+// Whether a node is there for which no event may have come.
 bool isPresent(const char* name) {
     const std::string path = std::string(kDevFolder) + "/" + name;
     if (access(path.c_str(), F_OK) != 0) return false;

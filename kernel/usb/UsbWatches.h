@@ -1,5 +1,5 @@
-// The two watches for the cover, as far as their threads share them with whoever ends them: of /dev
-// (DevWatch.cpp) and of the USB bus (BusWatch.cpp).
+// What the threads that watch /dev (DevWatch.cpp) and the USB bus (BusWatch.cpp) share with the
+// thread that ends them.
 #pragma once
 
 #include <pthread.h>
@@ -27,15 +27,15 @@ struct UsbWatches {
     std::atomic<usb_host_context*> mUsbHostContext = nullptr;
     // The notify thread's inotify descriptor, closed by that thread alone; -1 for none.
     std::atomic<int32_t> mInotifyFd = -1;
-    // Makes each stop of the two threads one step: held while they are joined, so that nobody joins
-    // one twice, or goes on before they have ended.
+    // Makes each stop of the two threads one step: held while they are joined, so that no thread
+    // joins one twice, or goes on before they have ended.
     Mutex mUsbJoinLock;
 
     // Before the threads are started. False, with errno set, when there can be no stop.
     bool prepare();
 
-    // Waits without a time limit until `fd` has something to tell. Its poll() events; 0 when the
-    // thread is to end; negative, with errno set, when the wait failed.
+    // Waits without a time limit until `fd` can be read or has failed. Its poll() events; 0 when
+    // the thread is to end; negative, with errno set, when the wait failed.
     int await(int fd) const;
 
     // Stops and joins both threads; see Bivista::usbThreadJoin.

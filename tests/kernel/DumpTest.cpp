@@ -214,6 +214,7 @@ TEST_F(DumpTest, ListsEveryThreadOfTheProcess) {
     const nlohmann::json dump = dumpJson();
     for (const nlohmann::json& thread : dump["threads"]) {
         EXPECT_NE(thread["name"], "");
+        EXPECT_GT(thread["tid"], 0) << "a folder that is no thread's";
         tids.push_back(thread["tid"]);
     }
     EXPECT_TRUE(std::is_sorted(tids.begin(), tids.end()));
@@ -373,8 +374,7 @@ TEST_F(DumpTest, IsReadableWithoutOptions) {
     start();
     attach();
     EXPECT_THAT(dump(),
-                AllOf(StartsWith("usb:\n  attached      "),
-                      HasSubstr("\n  path          /dev/ttyACM0\n"),
+                AllOf(StartsWith("usb:\n  attached  "), HasSubstr("\n  path        /dev/ttyACM0\n"),
                       HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 timeouts=0 p50us="),
                       HasSubstr("\nthreads:\n  tid=")));
 }

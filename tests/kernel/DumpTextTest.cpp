@@ -29,13 +29,22 @@ TEST(DumpTextTest, IsOneLineOfJson) {
 TEST(DumpTextTest, IsReadable) {
     EXPECT_EQ(makeDump(false),
               "one:\n"
-              "  is            true\n"
-              "  amount        -3\n"
-              "  state         null\n"
+              "  is      true\n"
+              "  amount  -3\n"
+              "  state   null\n"
               "many:\n"
               "  name=a\"\\<0x0D> of=[1,-2]\n"
               "  is=false\n"
               "none:\n");
+}
+
+TEST(DumpTextTest, GivesALongNameItsRoom) {
+    DumpText dump(false);
+    dump.add("one", {{"twentyCharactersLong", 1}, {"short", 2}});
+    EXPECT_EQ(dump.text(),
+              "one:\n"
+              "  twentyCharactersLong  1\n"
+              "  short                 2\n");
 }
 
 TEST(DumpTextTest, SpellsWhatIsNotPrintable) {
