@@ -528,9 +528,15 @@ TEST_F(WaitingTest, OneMoreThanHaveRoomIsToldSo) {
 TEST_F(WaitingTest, AClientThatLeavesLeavesItsPlace) {
     fill();
     waiting.pop_front();
-    while (get("/v1/journal?wait_ms=1&since=1000000").status == 503) {
-    }
-    EXPECT_EQ(get("/v1/journal?wait_ms=1&since=1000000").status, 200);
+    int status = 503;
+    while (status == 503) status = get("/v1/journal?wait_ms=1&since=1000000").status;
+    EXPECT_EQ(status, 200);
+}
+
+TEST_F(WaitingTest, NothingWaitsOnceTheEmulatorEnds) {
+    control::WaitingRoom room;
+    room.close();
+    EXPECT_THROW(room.enter(), control::Ending);
 }
 
 TEST_F(WaitingTest, AllAreAnsweredWhenTheEmulatorEnds) {

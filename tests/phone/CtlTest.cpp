@@ -130,6 +130,8 @@ TEST_F(CtlTest, SaysWhatAnswersInsteadOfAnEmulator) {
             {http("200 OK", ""), noEmulator()},
             {http("200 OK", std::string(100'000, '[')), noEmulator()},
             {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", noAnswer()},
+            {http("410 Gone", R"({"error":"the emulator ends"})"),
+             "bivista-emulator: the emulator ends\n"},
             {"", noAnswer()},
             {"SSH-2.0-other\r\n", noAnswer()},
             {"HTTP/1.1 200 " + std::string(300'000, 'a') + "\r\n\r\n", noAnswer()},

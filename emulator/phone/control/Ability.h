@@ -27,7 +27,7 @@ struct Emulator {
 };
 
 // Does what a request asks for; returns the answer's object. BadRequest is answered 400,
-// phone::Error 409, Busy 503.
+// phone::Error 409, Ending 410, Busy 503.
 class Action : public std::function<Json(const Emulator&, const Json& given)> {
   public:
     Action() = default;

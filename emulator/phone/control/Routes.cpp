@@ -46,6 +46,8 @@ Handler guard(const Handler& handler) {
             reply(response, 400, describe(error));
         } catch (const phone::Error& error) {
             reply(response, 409, describe(error));
+        } catch (const Ending& error) {
+            reply(response, 410, describe(error));
         } catch (const Busy& error) {
             reply(response, 503, describe(error));
         } catch (const std::exception& error) {

@@ -12,7 +12,7 @@ std::shared_ptr<void> WaitingRoom::enter() {
     for (int taken = mTaken; taken < kPlaces;) {
         if (!mTaken.compare_exchange_weak(taken, taken + 1)) continue;
         std::shared_ptr<void> place(this, leave);
-        if (mClosed) throw Busy("the emulator ends");
+        if (mClosed) throw Ending();
         return place;
     }
     throw Busy(std::to_string(kPlaces) +

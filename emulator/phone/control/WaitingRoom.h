@@ -14,14 +14,20 @@ class Busy : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Answered 410: the emulator ends, and with it the wait.
+class Ending : public std::runtime_error {
+  public:
+    Ending() : std::runtime_error("the emulator ends") {}
+};
+
 class WaitingRoom {
   public:
     static constexpr int kPlaces = 64;
     // How long a request may overlook that the room is closed, or that its client is gone.
     static constexpr std::chrono::milliseconds kSlice{250};
 
-    // A place is taken as long as the result is kept. Throws Busy when none is free, and once the
-    // room is closed.
+    // A place is taken as long as the result is kept. Throws Busy when none is free, and
+    // Ending once the room is closed.
     std::shared_ptr<void> enter();
 
     // From now on nobody is to wait. Returns when all have left.

@@ -110,7 +110,9 @@ std::optional<Json> Session::take(const httplib::Result& result) {
     const Json body = parse(result->body);
     if (!body.is_object()) throw ForeignAnswer();
     if (result->status == 200) return body;
-    fail(inOneLine(body.at("error").get<std::string>()));
+    constexpr int kEnding = 410;
+    fail(result->status == kEnding ? kNoEmulator : kRefused,
+         inOneLine(body.at("error").get<std::string>()));
     return std::nullopt;
 }
 

@@ -35,7 +35,7 @@ void detach(const Emulator& emulator, const Json& given) {
     const auto place = emulator.room.enter();
     const std::future<void> gone = emulator.phone.cover.detachWhenRead();
     while (gone.wait_for(WaitingRoom::kSlice) == std::future_status::timeout) {
-        if (emulator.room.isClosed()) throw phone::Error("the emulator ends");
+        if (emulator.room.isClosed()) throw Ending();
     }
 }
 
