@@ -138,7 +138,8 @@ def lint_names(path, text):
             yield f"{path}:{number}: NULL instead of nullptr"
         lock = None if path.startswith(UNCHECKED) else UNCHECKED_LOCK.search(code)
         if lock:
-            yield f"{path}:{number}: clang does not check std::{lock.group(1)}; <utils/Mutex.h> has locks that it checks"
+            yield (f"{path}:{number}: clang does not check std::{lock.group(1)}; "
+                   "<utils/Mutex.h> has locks that it checks")
 
 
 def lint(path, text):
