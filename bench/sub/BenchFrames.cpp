@@ -60,7 +60,7 @@ double usPerFrame(const phone::Phone& phone) {
     return (now() - start) / static_cast<double>(frames);
 }
 
-// A client that draws some twice as often as the panel takes a frame, so that one always waits to
+// A client that draws about twice as often as the panel takes a frame, so that one always waits to
 // be sent. More would only take CPU from the panel, which on a phone has its own.
 double measureClient(const phone::Phone& phone, const sp<IBivista>& service,
                      const hidl_vec<uint32_t>& frame) {
