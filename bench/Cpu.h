@@ -1,4 +1,4 @@
-// The CPUs of those who take part in an exchange.
+// The CPUs of the two ends of an exchange.
 #pragma once
 
 #include <sched.h>

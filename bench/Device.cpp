@@ -38,7 +38,7 @@ Device::Device(const cover::Options& cover) {
     phone::CoverOptions withoutPanel;
     withoutPanel.withHid = false;
     mPhone->cover.attach(withoutPanel);
-    // The last command of the attach; what is measured waits behind it.
+    // The last command of the attach; what is measured waits for its end.
     mPhone->journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
 }
 

@@ -11,11 +11,11 @@ namespace bench {
 
 using vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 
-// Tells what went wrong, and ends the benchmark.
+// Prints what went wrong, and ends the benchmark.
 [[noreturn]] void fail(const std::string& what);
 
 // Enters the world with the log silent, and puts a cover of this kind on, without its panel; the
-// cover has the second CPU. The attach is over but for its last command, behind which others wait.
+// cover has the second CPU. The attach is over but for its last command, for whose end others wait.
 // Once a process.
 class Device {
   public:

@@ -12,8 +12,9 @@ enum class Colour { NAME, GOOD, BAD };
 // threads print.
 void setColour(std::string_view when);
 
-// The text as it is to be written to the descriptor, in this colour if that one has colours. With
-// auto that is a terminal that knows them, unless NO_COLOR is in the environment and not empty.
+// The text as it is to be written to the descriptor, in this colour if the descriptor has colours.
+// With auto a terminal that knows colours has them, unless NO_COLOR is in the environment and not
+// empty.
 std::string inColour(Colour colour, std::string_view text, int descriptor);
 
 }  // namespace cli

@@ -102,7 +102,7 @@ const CLI::App* lastOf(const CLI::App* program) {
     return below.empty() ? program : lastOf(below.back());
 }
 
-// Tells what is wrong with the command line, and where help is.
+// Prints what is wrong with the command line, and where help is.
 void complainOf(const CLI::ParseError& error, const CLI::App& program, int argc, char** argv) {
     if (complainOfUnknownWord(program, argc, argv)) return;
     const CLI::App* command = lastOf(&program);

@@ -48,7 +48,7 @@ class Command {
     // Runs when the command line names the command and is right; returns the program's exit status.
     using Action = std::function<int()>;
 
-    // A program. Its option --color counts for cli/Colour.h; --version tells the package's.
+    // A program. Its option --color counts for cli/Colour.h; --version prints the package's.
     Command(const std::string& name, const std::string& about);
     ~Command();
     Command(const Command&) = delete;

@@ -52,7 +52,7 @@ int writeAll(int fd, std::string_view bytes) {
 
 int writeAndClose(int fd, std::string_view bytes) {
     const int error = writeAll(fd, bytes);
-    // Some file systems tell of a full disk only now.
+    // Some file systems report a full disk only now.
     return close(fd) != 0 && error == 0 ? errno : error;
 }
 
@@ -96,7 +96,7 @@ int writeInto(int fd, const std::string& path, std::string_view bytes) {
 }
 
 int writeWhole(const std::string& path, std::string_view bytes) {
-    // Opening it tells whether its owner allows to write it, and with O_TRUNC would lose it.
+    // Opening the file shows whether its owner allows writes; O_TRUNC would lose its content.
     const int fd = open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     if (fd >= 0) return writeInto(fd, path, bytes);
     if (errno != ENOENT) return errno;

@@ -10,8 +10,8 @@ namespace cli {
 // nothing. Never removes a file that was there, whatever fails.
 // - A regular file, or one that does not exist, has its new content whole or not at all: it is made
 //   beside the old one and renamed. Links to it, its mode, and as far as allowed its owner stay.
-// - Anything else, such as a device or a FIFO, is written into. A FIFO is waited for until somebody
-//   reads it.
+// - Anything else, such as a device or a FIFO, is written into. The write to a FIFO waits for a
+//   reader.
 std::string writeFile(const std::string& path, std::string_view bytes);
 
 }  // namespace cli

@@ -4,7 +4,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include <mutex>
 #include <string>
 
 namespace cli {
@@ -13,10 +12,12 @@ OutputFailed::OutputFailed(int error)
     : std::runtime_error(std::string("cannot write to standard output: ") + strerror(error)) {}
 
 bool print(std::string_view text) {
-    // Guards standard output, so that lines of several threads do not mix.
-    static std::mutex lock;
-    std::lock_guard hold(lock);
-    return fwrite(text.data(), 1, text.size(), stdout) == text.size() && fflush(stdout) == 0;
+    // The thread that wrote a text gets the error of its flush.
+    flockfile(stdout);
+    const bool done =
+            fwrite(text.data(), 1, text.size(), stdout) == text.size() && fflush(stdout) == 0;
+    funlockfile(stdout);
+    return done;
 }
 
 void printOrFail(std::string_view text) {

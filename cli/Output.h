@@ -6,15 +6,15 @@
 
 namespace cli {
 
-// Standard output cannot be written; `what()` tells people why.
+// Standard output cannot be written; `what()` says why.
 class OutputFailed : public std::runtime_error {
   public:
     // `error`: errno of the write.
     explicit OutputFailed(int error);
 };
 
-// Writes to standard output and flushes, whole even when several threads print. Returns whether it
-// could be written, and errno tells why not. Any thread.
+// Writes to standard output and flushes, whole even when several threads print. Returns whether the
+// text could be written; when it could not, errno holds the cause. Any thread.
 bool print(std::string_view text);
 
 // As print(); throws OutputFailed when it cannot be written.

@@ -1,4 +1,4 @@
-// What a person meant who wrote a word that nobody knows.
+// The known word that a person meant by an unknown one.
 #pragma once
 
 #include <string>

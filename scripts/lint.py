@@ -4,6 +4,7 @@
   platform, and include nothing but the standard library, Linux, the public headers of the Android
   libraries that they use, and each other as the table ROOMS allows. None of the standard locks:
   those of the phone's library have destructors, which run at exit while the service's threads go on.
+- Elsewhere locks are <utils/Mutex.h>'s, whose annotations clang checks; the standard library's have none.
 - The conformance suite includes the standard library, GoogleTest, HIDL and itself alone, so that it
   sees nothing of the service but its interface, and has no conditional compilation either.
 - The cover's model includes the standard library and itself alone.
@@ -48,7 +49,8 @@ ROOMS = {
     "kernel/base": ("kernel/base/",),
 }
 SUITE = "vts/functional/"
-SUITE_LIBRARIES = ("gtest/", "hidl/", "vendor/qmx/hardware/bivista/")
+# libutils is a part of HIDL: android::sp is from there, too.
+SUITE_LIBRARIES = ("gtest/", "hidl/", "utils/Mutex.h", "vendor/qmx/hardware/bivista/")
 LONGEST_FUNCTION = 60
 
 INTERFACES = ("interfaces/bivista/1.0/IBivista.hal", "interfaces/bivista/1.1/IBivista.hal")
@@ -56,6 +58,10 @@ GUIDE = "docs/interface.md"
 
 METHOD = re.compile(r"^    (\w+)\(", re.MULTILINE)
 INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
+# Not condition_variable_any, which waits with any lock.
+UNCHECKED_LOCK = re.compile(r"\bstd::(\w*mutex|condition_variable)\b")
+# Not yet on annotated locks.
+UNCHECKED = ("emulator/phone/control/", "host/hidl/")
 CONDITIONAL = re.compile(r"#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 USING = re.compile(r"^using (?:[\w:]+::)?(\w+)(?: = .*)?;$", re.MULTILINE)
 NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
@@ -127,8 +133,13 @@ def lint_names(path, text):
         if len(re.findall(rf"\b{match.group(1)}\b", COMMENT.sub("", text))) == 1:
             yield f"{path}:{text.count(chr(10), 0, match.start()) + 1}: {match.group(1)} is not used"
     for number, line in enumerate(text.split("\n"), 1):
-        if NULL.search(COMMENT.sub("", line)):
+        code = COMMENT.sub("", line)
+        if NULL.search(code):
             yield f"{path}:{number}: NULL instead of nullptr"
+        lock = None if path.startswith(UNCHECKED) else UNCHECKED_LOCK.search(code)
+        if lock:
+            yield (f"{path}:{number}: clang does not check std::{lock.group(1)}; "
+                   "<utils/Mutex.h> has locks that it checks")
 
 
 def lint(path, text):

@@ -61,7 +61,7 @@ class LintTest(unittest.TestCase):
                          ["emulator/cover/A.cpp:1: the cover's model may not include unistd.h"])
 
     def test_the_conformance_suite_sees_the_interface_alone(self):
-        text = ('#include "BivistaTest.h"\n\n#include <string>\n#include <gtest/gtest.h>\n'
+        text = ('#include "BivistaTest.h"\n\n#include <string>\n#include <gtest/gtest.h>\n#include <utils/Mutex.h>\n'
                 '#include <vendor/qmx/hardware/bivista/1.1/IBivista.h>\n')
         self.assertEqual(findings("vts/functional/A.cpp", text), [])
         for header in ('"kernel/Bivista.h"', "<vendor/qmx/hardware/lpwg/1.3/ILpwg.h>", "<unistd.h>"):
@@ -94,6 +94,15 @@ class LintTest(unittest.TestCase):
             self.assertEqual(findings("tools/A.cpp", line + "\n"), [])
         self.assertEqual(findings("tools/A.cpp", "f(0, NULL);\n"),
                          ["tools/A.cpp:1: NULL instead of nullptr"])
+
+    def test_clang_checks_every_lock(self):
+        for line in ("android::Mutex mLock;", "std::condition_variable_any mAdded;", "// Not std::mutex.",
+                     "#include <condition_variable>"):
+            self.assertEqual(findings("tests/A.cpp", line + "\n"), [])
+        for lock in ("mutex", "shared_mutex", "recursive_timed_mutex", "condition_variable"):
+            self.assertEqual(findings("tests/A.cpp", f"    std::{lock} mLock;\n"),
+                             [f"tests/A.cpp:1: clang does not check std::{lock}; "
+                              "<utils/Mutex.h> has locks that it checks"])
 
     def test_the_guide_has_every_method(self):
         interface = ("interface IBivista {\n    /** See other(). */\n    first() generates (Status s);\n"

@@ -1,5 +1,5 @@
 // An AT exchange with an answer of three lines, through the service's transport, against the same
-// system calls by hand and against python3-serial, and what counting it costs; all with the
+// system calls by hand and against python3-serial. Also what counting it costs. All with the
 // emulated cover in this process. Prints rows (bench/Row.h).
 #include <cstdio>
 #include <optional>
@@ -64,7 +64,7 @@ Pairs measurePairs(Bivista& service) {
     measure(bare);
     Pairs pairs;
     for (int i = 0; i < kPairs; ++i) {
-        // Who goes first takes turns, so that a drift of the machine favours nobody.
+        // Both go first in turn, so that a drift of the machine favours neither.
         Cost mine, other;
         if (i % 2 == 0) mine = measure(through);
         other = measure(bare);

@@ -9,15 +9,15 @@
 namespace bench {
 
 void BareQueue::push(int32_t level) {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     if (mLevels.size() >= kCapacity) mLevels.pop_front();
     mLevels.push_back(level);
-    mPushed.notify_one();
+    mPushed.signal();
 }
 
 int32_t BareQueue::pop() {
-    std::unique_lock lock(mLock);
-    mPushed.wait(lock, [this] { return !mLevels.empty(); });
+    const android::AutoMutex lock(mLock);
+    while (mLevels.empty()) mPushed.wait(mLock);
     const int32_t level = mLevels.front();
     mLevels.pop_front();
     return level;

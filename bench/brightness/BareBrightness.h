@@ -2,11 +2,12 @@
 // cover.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
+
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
 
 namespace bench {
 
@@ -15,14 +16,15 @@ class BareQueue {
   public:
     static constexpr size_t kCapacity = 20;
 
-    void push(int32_t level);
+    void push(int32_t level) EXCLUDES(mLock);
     // Waits for a level.
-    int32_t pop();
+    int32_t pop() EXCLUDES(mLock);
 
   private:
-    std::mutex mLock;
-    std::condition_variable mPushed;
-    std::deque<int32_t> mLevels;
+    android::Mutex mLock;
+    // Not std::condition_variable_any: its own lock would slow the push down.
+    android::Condition mPushed;
+    std::deque<int32_t> mLevels GUARDED_BY(mLock);
 };
 
 // Such a queue, with a thread that sends each level with a bare exchange, for ever.

@@ -51,7 +51,8 @@ double measureBurst(Set set) {
 }
 
 // Microseconds from the call of `set` with the last level until the cover has received it. The
-// journal tells both on one clock, so that nobody has to run beside who is measured.
+// journal has both times on one clock, so that no thread of the benchmark runs beside the measured
+// one.
 template <typename Set>
 double measureWire(phone::Phone& phone, Set set, uint64_t from) {
     phone::Journal& journal = phone.journal();
@@ -99,7 +100,7 @@ void compare(const char* name, const char* unit, Measure measure, Reference refe
     measure();
     reference();
     for (int i = 0; i < kPairs; ++i) {
-        // Who goes first takes turns, so that a drift of the machine favours nobody.
+        // Both go first in turn, so that a drift of the machine favours neither.
         if (i % 2 == 0) values.push_back(measure());
         references.push_back(reference());
         if (i % 2 != 0) values.push_back(measure());
@@ -163,7 +164,7 @@ bool writePower(const char* text) {
 
 constexpr useconds_t kPollDelayUs = 50'000;
 
-// The waits are told apart, since they are the same for both.
+// The waits have a row of their own, since they are the same for both.
 double switchOn(Bivista& service) {
     const double start = now();
     if (service.setPowerStatus(true, false) != Status::OK) fail("the screen did not come up");

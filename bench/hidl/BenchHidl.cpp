@@ -1,5 +1,5 @@
 // A HIDL call through the runtime, empty and with 64 KiB, against a raw ping-pong over a Unix
-// socket and against a D-Bus call, the two ends on CPUs of their own. Prints rows (bench/Row.h).
+// socket and against a D-Bus call. Each end has a CPU of its own. Prints rows (bench/Row.h).
 #include <chrono>
 #include <string>
 #include <vector>

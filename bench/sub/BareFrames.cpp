@@ -1,4 +1,4 @@
-// Sends bare frames one behind the other, until it is ended.
+// Sends bare frames one after the other, until it is ended.
 #include <cstdlib>
 
 #include "bench/sub/BareFrame.h"

@@ -1,6 +1,6 @@
-// Frames from a client through HIDL to the panel, against the same open, writes and close by hand,
-// both as many as the panel takes. The panel is the emulated one, at a pace of the real one, which
-// takes 0.5 to 1 ms for a frame, and 60 ms when each open wakes it. Prints a row (bench/Row.h).
+// Frames from a client through HIDL to the panel, against the same open, writes and close by hand.
+// Both send as many as the panel takes. The panel is the emulated one, at a pace of the real one:
+// 0.5 to 1 ms for a frame, and 60 ms when each open wakes it. Prints a row (bench/Row.h).
 #include <atomic>
 #include <cstdlib>
 #include <string>
@@ -50,7 +50,7 @@ uint64_t awaitFrames(const phone::Phone& phone, uint64_t frames) {
     }
 }
 
-// us from one frame that the panel shows to the next, in the middle of somebody's sending.
+// us from one frame that the panel shows to the next, in the middle of a series.
 double usPerFrame(const phone::Phone& phone) {
     const uint64_t before = awaitFrames(phone, phone.panel.state().frames + 5);
     const double start = now();
@@ -60,7 +60,7 @@ double usPerFrame(const phone::Phone& phone) {
     return (now() - start) / static_cast<double>(frames);
 }
 
-// A client that draws some twice as often as the panel takes a frame, so that one always waits to
+// A client that draws about twice as often as the panel takes a frame, so that one always waits to
 // be sent. More would only take CPU from the panel, which on a phone has its own.
 double measureClient(const phone::Phone& phone, const sp<IBivista>& service,
                      const hidl_vec<uint32_t>& frame) {
@@ -104,7 +104,7 @@ int main(int argc, char** argv) {
     frame.resize(kWords);
     std::vector<double> values, references;
     for (int i = 0; i < kPairs; ++i) {
-        // Who goes first takes turns, so that a drift of the machine favours nobody.
+        // Both go first in turn, so that a drift of the machine favours neither.
         if (i % 2 == 0) values.push_back(measureClient(phone, service, frame));
         references.push_back(measureBare(phone, argv[2]));
         if (i % 2 != 0) values.push_back(measureClient(phone, service, frame));

@@ -41,7 +41,7 @@ void compare(const std::string& name, Work work, Reference reference, double lim
     measure(reference);
     std::vector<double> values, references;
     for (int i = 0; i < kPairs; ++i) {
-        // Who goes first takes turns, so that a drift of the machine favours nobody.
+        // Both go first in turn, so that a drift of the machine favours neither.
         if (i % 2 == 0) values.push_back(measure(work));
         references.push_back(measure(reference));
         if (i % 2 != 0) values.push_back(measure(work));
@@ -67,7 +67,7 @@ void comparePacking(const hidl_vec<uint32_t>& frame) {
     compare("packing against memcpy", packing, copying, 2.5);
 }
 
-// With a panel that did not come on: nobody sends, so nobody is woken.
+// With a panel that did not come on: no frame is sent, so no thread is woken.
 void compareDrawing(Bivista& service, const hidl_vec<uint32_t>& frame) {
     static std::vector<uint8_t> area(kBytes);
     service.initSubDisplay(&service, {2, 128, 128, 0, 1});

@@ -21,13 +21,13 @@ class Arrival {
         return *new (memory) Arrival;
     }
 
-    // It is here. By whoever gets it.
+    // Reports the arrival. Called by the receiver.
     void tell() {
         mTime = now();
         sem_post(&mTold);
     }
 
-    // By who waits for it: nothing counts that was told before.
+    // Called by the waiter, before the event: reports of earlier arrivals do not count.
     void forget() {
         while (sem_trywait(&mTold) == 0) continue;
     }

@@ -17,7 +17,7 @@ class BareReceiver {
     // The process is in the world, and no thread was started yet.
     BareReceiver() : BareReceiver(OtherNetwork()) {}
 
-    // Has the kernel raise the event; us until the process has received it.
+    // Makes the kernel raise the event. Returns the us until the process has received it.
     double receive(const std::string& event);
 
   private:

@@ -5,7 +5,7 @@
 // warnings on to memory. The kernel raises each event; the time runs from there until the callback
 // is entered, and in the reference until recv() has returned. The callback is no oneway method, so
 // the HIDL call, which the same client makes to the same service, is none either; all of it counts,
-// there and back. Whoever is woken has slept before, and is on the other CPU.
+// there and back. A thread that is woken has slept before, and is on the other CPU.
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -85,7 +85,7 @@ sp<IBivista> awaitService() {
     fail("the service did not start");
 }
 
-// Everybody goes back to sleep.
+// All threads go back to sleep.
 void settle() {
     usleep(300);
 }
@@ -95,7 +95,7 @@ class ClientEvents {
   public:
     explicit ClientEvents(IBivista& service) : mArrival(Arrival::make()) {
         if (!service.setLpwgCallback(new Client(mArrival)).isOk()) fail("setLpwgCallback");
-        // What is raised before the worker listens reaches nobody.
+        // What is raised before the worker listens is lost.
         do mKernel.throughKernel(kEvent);
         while (!mArrival.awaitFor(10'000));
     }
@@ -144,7 +144,7 @@ void compare(ClientEvents& events, BareReceiver& receiver, IBivista& service) {
     measureReference(receiver, service);
     std::vector<double> values, references;
     for (int i = 0; i < kPairs; ++i) {
-        // Who goes first takes turns, so that a drift of the machine favours nobody.
+        // Both go first in turn, so that a drift of the machine favours neither.
         if (i % 2 == 0) values.push_back(measureEvents(events));
         references.push_back(measureReference(receiver, service));
         if (i % 2 != 0) values.push_back(measureEvents(events));

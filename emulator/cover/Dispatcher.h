@@ -1,4 +1,5 @@
-// Finds who answers a command. Each service hands over a table of the commands that it knows.
+// Finds the service that answers a command. Each service hands over a table of the commands that it
+// knows.
 #pragma once
 
 #include <functional>
@@ -14,7 +15,7 @@ struct Route {
     enum class Arguments { None, Some };
 
     std::string_view prefix;  // a literal; compared without case
-    Arguments arguments;      // None: a command with anything behind the prefix is refused
+    Arguments arguments;      // None: a command with anything after the prefix is refused
     std::function<Answer(std::string_view arguments)> handler;
 };
 
@@ -22,7 +23,8 @@ class Dispatcher {
   public:
     void add(std::vector<Route> routes);
 
-    // `command` is without its "\r". The longest prefix wins; what nobody knows is refused.
+    // `command` is without its "\r". The longest prefix wins; a command that no service knows is
+    // refused.
     Answer dispatch(std::string_view command) const;
 
   private:

@@ -8,8 +8,8 @@
 //                                       OK or ERROR too
 //            | "error"                  the command is not carried out and answered ERROR
 //            | "before" TEXT            TEXT and a line end ahead of the reply
-//            | "after" TEXT             TEXT and a line end behind the reply
-//            | "inside" TEXT            TEXT and a line end in the answer, behind the line end that
+//            | "after" TEXT             TEXT and a line end after the reply
+//            | "inside" TEXT            TEXT and a line end in the answer, after the line end that
 //                                       begins it
 //            | "hangup" [ "after" N ]   the tty vanishes after N bytes of the reply (none: at once)
 //            | "answer" TEXT            exactly these bytes instead of the echo and the answer

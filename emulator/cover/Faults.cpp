@@ -32,7 +32,7 @@ void silence(Reply& reply) {
     reply.hangUpAfter = hangUpAfter;
 }
 
-// A line that the cover's firmware would never send there: behind the answer's first line end.
+// A line that the cover's firmware would never send there: after the answer's first line end.
 void intrude(Reply& reply, const std::string& line) {
     const size_t start = reply.head.find('\n');
     reply.head.insert(start == std::string::npos ? 0 : start + 1, line + "\r\n");

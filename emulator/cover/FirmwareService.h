@@ -1,4 +1,4 @@
-// The firmware's version, the model it is told, and its two loaders.
+// The firmware's version, the model that the service sets, and its two loaders.
 #pragma once
 
 #include <vector>

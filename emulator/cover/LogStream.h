@@ -19,8 +19,8 @@ class LogStream {
     // Whether lines are sent at all is read from `state`, where sent ones are counted.
     explicit LogStream(State& state) : mState(state) {}
 
-    // Sent as soon as no reply is on the line, with a line end. False when it is dropped, since
-    // nobody listens or too many wait.
+    // Sent as soon as no reply is on the line, with a line end. False when it is dropped, since the
+    // phone does not listen or too many wait.
     bool add(std::string_view line, Time now);
 
     // From now on a line of chatter whenever the line is free, and one ahead of each reply.

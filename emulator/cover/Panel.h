@@ -38,7 +38,7 @@ struct PanelState {
     bool operator==(const PanelState&) const = default;
 };
 
-// As a person sees it who holds the cover: rows from the top, each from the left.
+// As a person who holds the cover sees it: rows from the top, each from the left.
 struct Picture {
     uint16_t width = 0;
     uint16_t height = 0;

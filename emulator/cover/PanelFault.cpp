@@ -74,7 +74,7 @@ std::string namesIn(const Table& table) {
     return names;
 }
 
-// Reads the words behind the first one. Each step returns false with mError set.
+// Reads the words after the first one. Each step returns false with mError set.
 class Parser {
   public:
     explicit Parser(std::vector<Word> words) : mWords(std::move(words)) {}

@@ -30,7 +30,7 @@ struct Reply {
     Time gap{};    // between bytes; 0: not split
 
     uint64_t floodLines = 0;
-    bool floodForever = false;  // nothing behind the flood is ever sent
+    bool floodForever = false;  // nothing after the flood is ever sent
 
     std::optional<uint64_t> hangUpAfter;  // bytes
 };

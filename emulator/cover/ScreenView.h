@@ -1,4 +1,4 @@
-// What a person sees who looks at the cover's screen.
+// What the cover's screen shows.
 #pragma once
 
 #include <array>

@@ -52,7 +52,7 @@ class Transmitter {
     uint64_t mFloodNumber = 0;
     uint64_t mFloodLeft = 0;
     bool mFloodForever = false;
-    std::string mRest;  // behind the flood
+    std::string mRest;  // after the flood
     std::optional<uint64_t> mLeftUntilHangUp;
 };
 

@@ -78,13 +78,13 @@ enum class Power {
     Loader,   // the DFU loader: no tty
 };
 
-// Why the cover sits in its loader; the host tells them apart by the serial number.
+// Why the cover sits in its loader; the host knows each by the serial number.
 enum class LoaderEntry {
     OnRequest,  // sent there by a command: serial "00000000001A"
     Error,      // no bootable firmware: serial "00000000001B"
 };
 
-// What the cover logs when nobody asks it to: lines `text` and a number, one after the other.
+// What the cover logs of its own accord: lines `text` and a number, one after the other.
 struct Chatter {
     std::string text =
             "mcu: dp link up, lane 0 swing 1 pre 0; touch idle; hub port 2 enabled; vbus 5023 mV";
@@ -125,7 +125,7 @@ struct State {
     Power power = Power::Off;
     bool echo = true;
     bool dtr = false;
-    std::string model;  // "AT%MODEL=", empty until told
+    std::string model;  // "AT%MODEL=", empty until set
     int logSave = 3;    // "AT%LOGSAVE=", 0..3; 3 is off
     ScreenState screen;
     TouchState touch;

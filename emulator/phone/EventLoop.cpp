@@ -47,7 +47,7 @@ void EventLoop::start(Turn turn) {
 void EventLoop::stop() {
     if (!mThread.joinable()) return;
     {
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         mStopping = true;
     }
     eventfd_write(mWake.get(), 1);
@@ -64,7 +64,7 @@ void EventLoop::handOver(const std::function<void()>& work) {
     const auto done = std::make_shared<std::promise<std::optional<std::string>>>();
     std::future<std::optional<std::string>> failure = done->get_future();
     {
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         mCalls.emplace_back([&work, done] {
             std::optional<std::string> error;
             try {
@@ -97,7 +97,7 @@ void EventLoop::run() {
         const std::optional<cover::Time> deadline = mTurn();
         wait(deadline);
         runCalls();
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         if (mStopping && mCalls.empty()) return;
     }
 }
@@ -131,7 +131,7 @@ void EventLoop::runCalls() {
     eventfd_read(mWake.get(), &count);
     std::vector<std::function<void()>> calls;
     {
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         calls.swap(mCalls);
     }
     for (const std::function<void()>& work : calls) work();

@@ -3,13 +3,13 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
 #include <android-base/unique_fd.h>
+#include <utils/Mutex.h>
 
 #include "emulator/cover/Types.h"
 
@@ -29,7 +29,7 @@ class EventLoop {
     // The thread blocks all signals.
     void start(Turn turn);
     // Ends and joins the thread; calls that wait are carried out first.
-    void stop();
+    void stop() EXCLUDES(mLock);
 
     // Carries out `work` on the loop's thread and returns its result; when it throws, its text is
     // thrown here as phone::Error. Any thread. On the loop's own, and while the loop is not
@@ -47,7 +47,7 @@ class EventLoop {
     }
 
     // Loop's thread only. A descriptor has one handler, which may watch and unwatch at will.
-    // `events` as for poll; with none of them only errors and hang-ups are told.
+    // `events` as for poll; with none of them the handler gets only errors and hang-ups.
     void watch(int fd, short events, Handler handler);
     void setEvents(int fd, short events);
     void unwatch(int fd);
@@ -62,18 +62,18 @@ class EventLoop {
     };
 
     bool mustHandOver() const;
-    void handOver(const std::function<void()>& work);
-    void run();
+    void handOver(const std::function<void()>& work) EXCLUDES(mLock);
+    void run() EXCLUDES(mLock);
     void wait(std::optional<cover::Time> deadline);
-    void runCalls();
+    void runCalls() EXCLUDES(mLock);
 
     Turn mTurn;
     std::map<int, Source> mSources;  // loop's thread only
     uint64_t mNextId = 0;
     android::base::unique_fd mWake;  // eventfd
-    std::mutex mLock;
-    std::vector<std::function<void()>> mCalls;  // guarded by mLock
-    bool mStopping = false;                     // guarded by mLock
+    android::Mutex mLock;
+    std::vector<std::function<void()>> mCalls GUARDED_BY(mLock);
+    bool mStopping GUARDED_BY(mLock) = false;
     std::thread mThread;
 };
 

@@ -85,14 +85,14 @@ Match isOn(Kind kind, std::string path, std::string bytes) {
 bool Journal::writeTo(const std::string& path) {
     unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
     if (!file.ok()) return false;
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     mFile = std::move(file);
     mFileError = 0;
     return true;
 }
 
 int Journal::fileError() const {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     return mFileError;
 }
 
@@ -111,7 +111,7 @@ void Journal::writeToFile(std::string_view line) {
 
 void Journal::add(Kind kind, std::string path, std::string bytes, std::string note) {
     {
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         Entry entry = {mNext++,
                        std::chrono::steady_clock::now() - mStart,
                        kind,
@@ -131,13 +131,13 @@ void Journal::add(Kind kind, std::string path, std::string bytes, std::string no
 
 uint64_t Journal::next() const {
     sync();
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     return mNext;
 }
 
 std::vector<Entry> Journal::since(uint64_t seq, size_t most, size_t bytes) const {
     sync();
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     const uint64_t oldest = mNext - mEntries.size();
     const size_t begin = seq <= oldest ? 0 : std::min<uint64_t>(seq - oldest, mEntries.size());
     size_t end = begin;
@@ -172,21 +172,21 @@ const Entry* Journal::find(const Match& match, uint64_t* seq) const {
 }
 
 Entry Journal::waitFor(const Match& match, uint64_t seq) const {
-    std::unique_lock lock(mLock);
-    const Entry* found = nullptr;
-    mAdded.wait(lock, [&] { return (found = find(match, &seq)) != nullptr; });
-    return *found;
+    const android::AutoMutex lock(mLock);
+    for (;;) {
+        if (const Entry* const found = find(match, &seq)) return *found;
+        mAdded.wait(mLock);
+    }
 }
 
 std::optional<Entry> Journal::waitFor(const Match& match, uint64_t seq,
                                       std::chrono::milliseconds limit) const {
-    std::unique_lock lock(mLock);
-    const Entry* found = nullptr;
+    const android::AutoMutex lock(mLock);
     // A wall-clock wait would be cut or stretched by a change of the date.
     const auto end = std::chrono::steady_clock::now() + limit;
-    if (!mAdded.wait_until(lock, end, [&] { return (found = find(match, &seq)) != nullptr; })) {
-        return std::nullopt;
-    }
+    const Entry* found = nullptr;
+    const auto isFound = [&]() REQUIRES(mLock) { return (found = find(match, &seq)) != nullptr; };
+    if (!mAdded.wait_until(mLock, end, isFound)) return std::nullopt;
     return *found;
 }
 

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,12 +13,13 @@
 #include <vector>
 
 #include <android-base/unique_fd.h>
+#include <utils/Mutex.h>
 
 namespace phone {
 
 enum class Kind {
     Attach,       // a device came; path: its node or USB name; note: its identity
-    Detach,       // it went; without a path: it does not come back, and the note tells why
+    Detach,       // it went; without a path: it does not come back, and the note says why
     TtyOpen,      // the phone opened a tty; note: open flags
     Dtr,          // a tty's DTR line changed; note: "raised" or "lowered"
     TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
@@ -76,26 +76,28 @@ class Journal {
 
     // Writes every later entry to `path` too, one JSON line each; false, errno set, when the file
     // cannot be made.
-    bool writeTo(const std::string& path);
+    bool writeTo(const std::string& path) EXCLUDES(mLock);
     // The errno at which nothing more was written to the file, or 0.
-    int fileError() const;
+    int fileError() const EXCLUDES(mLock);
 
     // `sync` makes the emulator record what has been written; called by readers, without the lock.
     void setSync(std::function<void()> sync) { mSync = std::move(sync); }
 
-    // Whoever adds what software did calls it first, so that what it wrote before stands before.
+    // To be called before an entry about software is added, so that its earlier writes stand first.
     void sync() const {
         if (mSync) mSync();
     }
 
-    void add(Kind kind, std::string path, std::string bytes = {}, std::string note = {});
+    void add(Kind kind, std::string path, std::string bytes = {}, std::string note = {})
+            EXCLUDES(mLock);
 
     // Sequence number that the next entry will have.
-    uint64_t next() const;
+    uint64_t next() const EXCLUDES(mLock);
 
     // Entries kept from `seq` on; the first `most` of them, or fewer: until their texts are `bytes`
     // long.
-    std::vector<Entry> since(uint64_t seq, size_t most = SIZE_MAX, size_t bytes = SIZE_MAX) const;
+    std::vector<Entry> since(uint64_t seq, size_t most = SIZE_MAX, size_t bytes = SIZE_MAX) const
+            EXCLUDES(mLock);
 
     // `bytes` of all entries of `kind` from `seq` on, one string each, or joined.
     std::vector<std::string> list(Kind kind, uint64_t seq = 1) const;
@@ -103,25 +105,25 @@ class Journal {
 
     // Waits until an entry from `seq` on matches, and returns the first such. `match` must not open
     // files or call the phone: entries cannot be added while it runs.
-    Entry waitFor(const Match& match, uint64_t seq = 1) const;
+    Entry waitFor(const Match& match, uint64_t seq = 1) const EXCLUDES(mLock);
     // As above, but gives up after `limit`.
     std::optional<Entry> waitFor(const Match& match, uint64_t seq,
-                                 std::chrono::milliseconds limit) const;
+                                 std::chrono::milliseconds limit) const EXCLUDES(mLock);
 
   private:
-    // The first match from entry *seq on; *seq moves behind what was looked at.
-    const Entry* find(const Match& match, uint64_t* seq) const;
-    void writeToFile(std::string_view line);
+    // The first match from entry *seq on; *seq moves past what was looked at.
+    const Entry* find(const Match& match, uint64_t* seq) const REQUIRES(mLock);
+    void writeToFile(std::string_view line) REQUIRES(mLock);
 
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     std::function<void()> mSync;
-    mutable std::mutex mLock;  // guards what follows
-    mutable std::condition_variable mAdded;
-    std::deque<Entry> mEntries;
-    size_t mBytes = 0;
-    uint64_t mNext = 1;
-    android::base::unique_fd mFile;
-    int mFileError = 0;
+    mutable android::Mutex mLock;
+    mutable std::condition_variable_any mAdded;
+    std::deque<Entry> mEntries GUARDED_BY(mLock);
+    size_t mBytes GUARDED_BY(mLock) = 0;
+    uint64_t mNext GUARDED_BY(mLock) = 1;
+    android::base::unique_fd mFile GUARDED_BY(mLock);
+    int mFileError GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace phone

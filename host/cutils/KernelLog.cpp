@@ -39,7 +39,7 @@ void klog_write(int level, const char* fmt, ...) {
     va_end(arguments);
 
     if (length > 0 && kernelLog() >= 0) {
-        // A message that the kernel does not take has nobody to be reported to.
+        // A message that the kernel does not take is lost: no caller could be given the error.
         (void)!TEMP_FAILURE_RETRY(write(kernelLog(), message, strlen(message)));
     }
     errno = savedErrno;

@@ -1,4 +1,4 @@
-// liblog on a phone writes every priority; Debian's drops debug messages unless it is told not to.
+// liblog on a phone writes every priority; Debian's drops debug messages by default.
 
 #include <android/log.h>
 #include <stdio.h>

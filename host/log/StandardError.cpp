@@ -45,8 +45,8 @@ class Line {
     void add(const char* piece) { add(piece, strlen(piece)); }
 
     bool fits() const { return mFits; }
-    // One call, so that lines of several threads are never torn. Nobody is left to be told when the
-    // log cannot be written.
+    // One call, so that lines of several threads are never torn. An error of the log itself can be
+    // reported nowhere.
     void write() const { (void)!::write(STDERR_FILENO, mText, mSize); }
 
   private:

@@ -26,7 +26,7 @@ uint16_t littleEndianAt(const uint8_t* bytes) {
     return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
 }
 
-// The size of a valid string descriptor, whose bytes tell their own count; 0 when it is not one.
+// The size of a valid string descriptor, whose bytes hold their own count; 0 when it is not one.
 size_t stringDescriptorSize(const uint8_t* descriptor, size_t received) {
     if (received < kDescriptorHeader || descriptor[1] != USB_DT_STRING) return 0;
     size_t size = std::min<size_t>(descriptor[0], received);

@@ -49,7 +49,7 @@ class DeviceTree {
         Level level;
     };
 
-    // Tells a node from another that took its name.
+    // Distinguishes a node from a later one of the same name.
     struct Identity {
         dev_t device;
         ino_t inode;

@@ -151,7 +151,7 @@ int usb_host_read_event(usb_host_context* context) {
 void usb_host_run(usb_host_context* context, usb_device_added_cb added_cb,
                   usb_device_removed_cb removed_cb, usb_discovery_done_cb discovery_done_cb,
                   void* client_data) {
-    // Held until the loop has ended, whoever cleans up meanwhile.
+    // Held until the loop has ended, even if another thread cleans up meanwhile.
     std::shared_ptr<Loop> loop = contexts().find(context);
     if (!loop) return;
     int done = usb_host_load(context, added_cb, removed_cb, discovery_done_cb, client_data);

@@ -3,10 +3,10 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <ostream>
 #include <vector>
 
+#include <utils/Mutex.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
 #include "kernel/Bivista.h"
@@ -28,28 +28,28 @@ inline void PrintTo(const LpwgCall& call, std::ostream* out) {
 // What both versions share. Any thread.
 class LpwgCalls {
   public:
-    std::vector<LpwgCall> calls() const {
-        const std::lock_guard lock(mLock);
+    std::vector<LpwgCall> calls() const EXCLUDES(mLock) {
+        const ::android::AutoMutex lock(mLock);
         return mCalls;
     }
     // Waits until there are this many.
-    void waitFor(size_t count) const {
-        std::unique_lock lock(mLock);
-        mAdded.wait(lock, [&] { return mCalls.size() >= count; });
+    void waitFor(size_t count) const EXCLUDES(mLock) {
+        const ::android::AutoMutex lock(mLock);
+        while (mCalls.size() < count) mAdded.wait(mLock);
     }
 
   protected:
-    Return<void> add(int minor, int32_t status, int32_t result) {
-        const std::lock_guard lock(mLock);
+    Return<void> add(int minor, int32_t status, int32_t result) EXCLUDES(mLock) {
+        const ::android::AutoMutex lock(mLock);
         mCalls.push_back({minor, status, result});
         mAdded.notify_all();
         return Void();
     }
 
   private:
-    mutable std::mutex mLock;  // guards what follows
-    mutable std::condition_variable mAdded;
-    std::vector<LpwgCall> mCalls;
+    mutable ::android::Mutex mLock;
+    mutable std::condition_variable_any mAdded;
+    std::vector<LpwgCall> mCalls GUARDED_BY(mLock);
 };
 
 struct LpwgClient1_0 : V1_0::IBivistaLpwgCallback, LpwgCalls {

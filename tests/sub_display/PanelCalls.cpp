@@ -3,36 +3,37 @@
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <utility>
 
 #include <linux/hidraw.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utils/Mutex.h>
 
 namespace support {
 
 namespace {
 
-std::mutex sLock;  // guards what follows
-std::condition_variable sChanged;
-std::optional<HidCall> sHolding;
-bool sHeld = false;
-std::string* sReports = nullptr;
-long sClaim = 0;
+// Never destroyed: the service's threads outlive main.
+android::Mutex& sLock = *new android::Mutex;
+std::condition_variable_any& sChanged = *new std::condition_variable_any;
+std::optional<HidCall> sHolding GUARDED_BY(sLock);
+bool sHeld GUARDED_BY(sLock) = false;
+std::string* sReports GUARDED_BY(sLock) = nullptr;
+long sClaim GUARDED_BY(sLock) = 0;
 
 void pass(HidCall call) {
-    std::unique_lock guard(sLock);
+    const android::AutoMutex guard(sLock);
     if (sHolding != call) return;
     sHeld = true;
     sChanged.notify_all();
-    sChanged.wait(guard, [] { return !sHolding; });
+    while (sHolding) sChanged.wait(sLock);
     sHeld = false;
 }
 
 std::optional<ssize_t> takeReport(const void* bytes, size_t size) {
-    const std::lock_guard guard(sLock);
+    const android::AutoMutex guard(sLock);
     if (sReports == nullptr) return {};
     sReports->append(static_cast<const char*>(bytes), size);
     const long claim = std::exchange(sClaim, 0);
@@ -48,23 +49,23 @@ bool isOutputReport(const void* bytes, size_t size) {
 }  // namespace
 
 void hold(HidCall call) {
-    const std::lock_guard guard(sLock);
+    const android::AutoMutex guard(sLock);
     sHolding = call;
 }
 
 void awaitHeld() {
-    std::unique_lock guard(sLock);
-    sChanged.wait(guard, [] { return sHeld; });
+    const android::AutoMutex guard(sLock);
+    while (!sHeld) sChanged.wait(sLock);
 }
 
 void release() {
-    const std::lock_guard guard(sLock);
+    const android::AutoMutex guard(sLock);
     sHolding.reset();
     sChanged.notify_all();
 }
 
 void takeWrites(std::string* reports, long claim) {
-    const std::lock_guard guard(sLock);
+    const android::AutoMutex guard(sLock);
     sReports = reports;
     sClaim = claim;
 }

@@ -10,21 +10,20 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 Return<void> StateRecorder::onSubDisplayStateChanged(SubScreenState state) {
-    const std::lock_guard lock(mLock);
+    const ::android::AutoMutex lock(mLock);
     mStates.push_back(state);
-    mTold.notify_all();
+    mAdded.notify_all();
     return Void();
 }
 
 std::vector<SubScreenState> StateRecorder::states() const {
-    const std::lock_guard lock(mLock);
+    const ::android::AutoMutex lock(mLock);
     return mStates;
 }
 
 void StateRecorder::waitFor(SubScreenState state) const {
-    std::unique_lock lock(mLock);
-    mTold.wait(lock,
-               [&] { return std::find(mStates.begin(), mStates.end(), state) != mStates.end(); });
+    const ::android::AutoMutex lock(mLock);
+    while (std::find(mStates.begin(), mStates.end(), state) == mStates.end()) mAdded.wait(mLock);
 }
 
 SubDisplayTest::~SubDisplayTest() {

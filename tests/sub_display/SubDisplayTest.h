@@ -2,9 +2,10 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include <utils/Mutex.h>
 
 #include "sub_display/FrameBuffer.h"
 #include "tests/kernel/ServiceTest.h"
@@ -27,16 +28,16 @@ struct PanelOptions {
 // A client's callback, which keeps what it was told.
 class StateRecorder : public IBivistaSubDisplayCallback {
   public:
-    Return<void> onSubDisplayStateChanged(SubScreenState state) override;
+    Return<void> onSubDisplayStateChanged(SubScreenState state) override EXCLUDES(mLock);
 
-    std::vector<SubScreenState> states() const;
-    // Waits until it was told this state for the first time.
-    void waitFor(SubScreenState state) const;
+    std::vector<SubScreenState> states() const EXCLUDES(mLock);
+    // Waits for the first report of this state.
+    void waitFor(SubScreenState state) const EXCLUDES(mLock);
 
   private:
-    mutable std::mutex mLock;  // guards what follows
-    mutable std::condition_variable mTold;
-    std::vector<SubScreenState> mStates;
+    mutable ::android::Mutex mLock;
+    mutable std::condition_variable_any mAdded;
+    std::vector<SubScreenState> mStates GUARDED_BY(mLock);
 };
 
 class SubDisplayTest : public ServiceTest {

@@ -1,10 +1,12 @@
 #include "tests/support/LogCapture.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdlib>
 #include <string_view>
 
 #include <android/log.h>
+#include <utils/Mutex.h>
 
 namespace support {
 
@@ -13,11 +15,11 @@ void PrintTo(const LogLine& line, std::ostream* stream) {
 }
 
 struct LogCapture::Sink {
-    std::mutex lock;  // guards what follows
-    std::condition_variable added;
-    std::vector<LogLine> lines;
-    bool active = false;
-    bool echo = false;
+    android::Mutex lock;
+    std::condition_variable_any added;
+    std::vector<LogLine> lines GUARDED_BY(lock);
+    bool active GUARDED_BY(lock) = false;
+    bool echo GUARDED_BY(lock) = false;
 
     // Never destroyed: a thread of the software under test may log until the process ends.
     static Sink& instance() {
@@ -29,7 +31,7 @@ struct LogCapture::Sink {
         Sink& sink = instance();
         bool echo = true;
         {
-            const std::lock_guard guard(sink.lock);
+            const android::AutoMutex guard(sink.lock);
             if (sink.active) {
                 const char* tag = data->tag == nullptr ? "" : data->tag;
                 sink.lines.push_back({data->priority, tag, message});
@@ -43,7 +45,7 @@ struct LogCapture::Sink {
 
 LogCapture::LogCapture(bool echo) : mSink(Sink::instance()) {
     {
-        const std::lock_guard guard(mSink.lock);
+        const android::AutoMutex guard(mSink.lock);
         if (mSink.active) abort();  // Two captures would share their lines.
         mSink.active = true;
         mSink.echo = echo;
@@ -55,12 +57,12 @@ LogCapture::LogCapture(bool echo) : mSink(Sink::instance()) {
 
 LogCapture::~LogCapture() {
     // The logger stays: exchanging it while another thread logs is not safe.
-    const std::lock_guard guard(mSink.lock);
+    const android::AutoMutex guard(mSink.lock);
     mSink.active = false;
 }
 
 std::vector<LogLine> LogCapture::lines() const {
-    const std::lock_guard guard(mSink.lock);
+    const android::AutoMutex guard(mSink.lock);
     return mSink.lines;
 }
 
@@ -71,7 +73,7 @@ std::vector<std::string> LogCapture::texts() const {
 }
 
 size_t LogCapture::size() const {
-    const std::lock_guard guard(mSink.lock);
+    const android::AutoMutex guard(mSink.lock);
     return mSink.lines.size();
 }
 
@@ -108,15 +110,15 @@ size_t LogCapture::waitForPrefix(const std::string& prefix, size_t from) const {
 }
 
 size_t LogCapture::waitUntil(const std::function<bool(const LogLine&)>& match, size_t from) const {
-    std::unique_lock guard(mSink.lock);
+    const android::AutoMutex guard(mSink.lock);
     for (size_t next = from;; ++next) {
-        mSink.added.wait(guard, [&] { return next < mSink.lines.size(); });
+        while (next >= mSink.lines.size()) mSink.added.wait(mSink.lock);
         if (match(mSink.lines[next])) return next + 1;
     }
 }
 
 void LogCapture::clear() {
-    const std::lock_guard guard(mSink.lock);
+    const android::AutoMutex guard(mSink.lock);
     mSink.lines.clear();
 }
 

@@ -2,10 +2,8 @@
 // ask.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -41,8 +39,8 @@ class LogCapture {
     size_t count(const std::string& text) const;
 
     // Waits for a line, from index `from` on, with exactly this text (and priority), or that begins
-    // so; returns the index behind it. A line that never comes hangs, and the test's time limit
-    // ends it.
+    // so; returns the index after it. A line that never comes hangs, and the test's time limit ends
+    // it.
     size_t waitFor(const std::string& text, size_t from = 0) const;
     size_t waitFor(int priority, const std::string& text, size_t from = 0) const;
     size_t waitForPrefix(const std::string& prefix, size_t from = 0) const;

@@ -45,8 +45,8 @@ class Process {
     pid_t pid() const { return mPid; }
     bool isRunning();
     void kill(int signal) const;
-    // Ends its input, waits until nobody holds its output any more and until its end, and returns
-    // its status as Outcome has it.
+    // Ends its input, waits until no process holds its output any more and until its end, and
+    // returns its status as Outcome has it.
     int wait();
     // As above, with its output.
     Outcome outcome();
@@ -75,7 +75,7 @@ class Process {
     int mInput = -1;  // the other end of its standard input
     int mReady = -1;
     int mOut = -1;
-    int mErr = -1;  // a file, which holds any amount of a log that nobody reads
+    int mErr = -1;  // a file, which holds any amount of a log that no test reads
     std::string mOutput;
     size_t mRead = 0;  // bytes of the output that line() and rest() have returned
 };

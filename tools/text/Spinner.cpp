@@ -1,7 +1,8 @@
 #include "tools/text/Spinner.h"
 
 #include <condition_variable>
-#include <mutex>
+
+#include <utils/Mutex.h>
 
 namespace bivistactl {
 namespace {
@@ -31,10 +32,10 @@ void Spinner::spin(const std::stop_token& over, std::chrono::milliseconds delay)
     const auto start = steady_clock::now();
     const auto isOver = [&] { return over.stop_requested(); };
     std::string line;
-    std::mutex lock;
-    std::unique_lock hold(lock);
+    android::Mutex lock;
+    const android::AutoMutex hold(lock);
     std::condition_variable_any wake;
-    for (auto wait = delay; !wake.wait_for(hold, over, wait, isOver); wait = kFrame) {
+    for (auto wait = delay; !wake.wait_for(lock, over, wait, isOver); wait = kFrame) {
         const auto elapsed = steady_clock::now() - start;
         const char frame = kFrames[elapsed / kFrame % sizeof(kFrames)];
         line = std::string(1, frame) + " waiting for " + mAwaited + ", " +

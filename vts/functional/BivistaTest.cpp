@@ -68,13 +68,13 @@ bool runCommand(const std::string& command, const std::string& word) {
 }
 
 Return<void> LineRecorder::onAtResponse(const hidl_string& line) {
-    const std::lock_guard<std::mutex> lock(mLock);
+    const android::AutoMutex lock(mLock);
     mLines.push_back(line);
     return Void();
 }
 
 std::vector<std::string> LineRecorder::lines() const {
-    const std::lock_guard<std::mutex> lock(mLock);
+    const android::AutoMutex lock(mLock);
     return mLines;
 }
 

@@ -3,13 +3,13 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <hidl/GtestPrinter.h>
 #include <hidl/ServiceManagement.h>
+#include <utils/Mutex.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 
 #include "Options.h"
@@ -60,12 +60,12 @@ bool runCommand(const std::string& command, const std::string& word = "");
 // Keeps the lines of an answer. Any thread.
 class LineRecorder : public IBivistaAtCallback {
   public:
-    Return<void> onAtResponse(const hidl_string& line) override;
-    std::vector<std::string> lines() const;
+    Return<void> onAtResponse(const hidl_string& line) override EXCLUDES(mLock);
+    std::vector<std::string> lines() const EXCLUDES(mLock);
 
   private:
-    mutable std::mutex mLock;  // guards mLines
-    std::vector<std::string> mLines;
+    mutable android::Mutex mLock;
+    std::vector<std::string> mLines GUARDED_BY(mLock);
 };
 
 class BivistaTest : public testing::TestWithParam<std::string> {

@@ -23,21 +23,21 @@ using Events = std::vector<Event>;
 // Any thread.
 class EventRecorder {
   public:
-    Events events() const {
-        const std::lock_guard<std::mutex> lock(mLock);
+    Events events() const EXCLUDES(mLock) {
+        const android::AutoMutex lock(mLock);
         return mEvents;
     }
 
   protected:
-    Return<void> add(int minor, int32_t status, int32_t result) {
-        const std::lock_guard<std::mutex> lock(mLock);
+    Return<void> add(int minor, int32_t status, int32_t result) EXCLUDES(mLock) {
+        const android::AutoMutex lock(mLock);
         mEvents.push_back({minor, status, result});
         return Void();
     }
 
   private:
-    mutable std::mutex mLock;  // guards mEvents
-    Events mEvents;
+    mutable android::Mutex mLock;
+    Events mEvents GUARDED_BY(mLock);
 };
 
 class Client1_0 : public V1_0::IBivistaLpwgCallback, public EventRecorder {

@@ -18,26 +18,26 @@ constexpr std::chrono::milliseconds kSettlingTime(500);
 // Any thread.
 class StateRecorder : public IBivistaSubDisplayCallback {
   public:
-    Return<void> onSubDisplayStateChanged(SubScreenState state) override {
-        const std::lock_guard<std::mutex> lock(mLock);
+    Return<void> onSubDisplayStateChanged(SubScreenState state) override EXCLUDES(mLock) {
+        const android::AutoMutex lock(mLock);
         mStates.push_back(state);
         mTimes.push_back(Clock::now());
         return Void();
     }
     // When each of them was told.
-    std::vector<Clock::time_point> times() const {
-        const std::lock_guard<std::mutex> lock(mLock);
+    std::vector<Clock::time_point> times() const EXCLUDES(mLock) {
+        const android::AutoMutex lock(mLock);
         return mTimes;
     }
-    States states() const {
-        const std::lock_guard<std::mutex> lock(mLock);
+    States states() const EXCLUDES(mLock) {
+        const android::AutoMutex lock(mLock);
         return mStates;
     }
 
   private:
-    mutable std::mutex mLock;  // guards all below
-    States mStates;
-    std::vector<Clock::time_point> mTimes;
+    mutable android::Mutex mLock;
+    States mStates GUARDED_BY(mLock);
+    std::vector<Clock::time_point> mTimes GUARDED_BY(mLock);
 };
 
 class NoPanelTest : public BivistaTest {

@@ -50,10 +50,10 @@ class Backend {
 
     // USB devices. Throws phone::Error when a number is out of range or taken.
     virtual void checkFree(const DeviceDescription& description) const = 0;
-    // A device that nobody sees yet, with a free place on the bus. It goes before the back end.
+    // A device that no program sees yet, with a free place on the bus. It goes before the back end.
     virtual std::unique_ptr<Device> make(const DeviceDescription& description) = 0;
 
-    // Whom to tell of control files, from the start; outlives the back end's last call.
+    // The listener for control files, from the start. It outlives the back end's last call.
     virtual void setFileListener(FileListener& listener) = 0;
 
     // Files. What is put is seen at once and whole; folders are made if need be.
@@ -77,7 +77,7 @@ class Backend {
     // The same bytes from a process.
     virtual void forgeUevent(const std::string& event) = 0;
 
-    // Tells the listeners all that the phone's software has written so far.
+    // Reports to the listeners all that the phone's software has written so far.
     virtual void drain() = 0;
     // Asks again about the calls whose time has come; returns when it wants to be called next.
     virtual std::optional<cover::Time> turn() = 0;

@@ -83,8 +83,8 @@ class Device {
     // Lets the phone's software see it: USB device, tty, hidraw node, in this order. Throws
     // phone::Error when a name is taken.
     virtual void publish() = 0;
-    // Takes tty and hidraw node away. What was written to them before is told first; what the phone
-    // has not read is lost; transfers that wait end.
+    // Takes tty and hidraw node away. Earlier writes to them are reported first. What the phone has
+    // not read is lost. Transfers that wait end.
     virtual void hangUp() = 0;
 
     // To its tty. Bytes wait in the device while the phone's kernel takes no more.

@@ -12,7 +12,7 @@ namespace phone {
 
 class ControlFiles : public Subject, public FileListener {
   public:
-    // `written` is told of each write to a file but the kernel log, after it was recorded.
+    // `written` gets each write to a file but the kernel log, after it was recorded.
     using Written = std::function<void(const std::string& path, const std::string& bytes)>;
     ControlFiles(const Surroundings& surroundings, Written written);
 

@@ -127,7 +127,7 @@ bool Cover::log(const std::string& line) {
     refuseLineEnds(line);
     return call([&] {
         if (!mController->log(line, EventLoop::now())) return false;
-        // So that who reads the tty next finds it.
+        // So that the next reader of the tty finds it.
         turn();
         return true;
     });

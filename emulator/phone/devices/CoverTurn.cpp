@@ -26,11 +26,11 @@ constexpr int kActionsPerTurn = 16;
 
 std::optional<cover::Time> Cover::turn() {
     if (mReturn && EventLoop::now() >= mReturn->due) comeBack();
-    // Whoever asked it to leave waits, whatever else is still to be sent.
+    // The client that asked the cover to leave waits, whatever else is still to be sent.
     if (!mDepartures.empty() && EventLoop::now() >= *mLeaveLimit) detach();
     const bool waits = !performSome();
     if (mLeaveLimit) return std::min(EventLoop::now() + kReadCheck, *mLeaveLimit);
-    // A full tty tells when there is room; other actions that are left go on at once.
+    // A full tty wakes the loop when there is room. Other actions that are left go on at once.
     std::optional<cover::Time> next;
     if (!mActions.empty()) {
         if (!waits) next = EventLoop::now();
@@ -80,7 +80,7 @@ bool Cover::leave(const cover::Action& action) {
     if (isInLoader) {
         mLoader.unplug();
     } else {
-        // A recovery resets the device: it waits for nobody.
+        // A recovery resets the device: it waits for no reply.
         const bool isReset = returns && action.identity == mController->options().usb;
         if (!isReset && !mayLeave()) return false;
         unplug();
@@ -121,7 +121,8 @@ void Cover::comeBack() {
             mLoader.plug(identity);
         }
     } catch (const std::exception& error) {
-        // Its node is taken, or the phone is out of descriptors: nobody waits for an answer here.
+        // Its node is taken, or the phone is out of descriptors: no client waits for an answer
+        // here.
         mController->powerDown();
         mJournal.add(Kind::Detach, {}, {}, std::string("does not come back: ") + error.what());
     }

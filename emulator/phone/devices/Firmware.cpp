@@ -80,7 +80,7 @@ void Firmware::startUpgrade() {
     cover::Microcontroller& controller = mCover.controller();
     std::vector<std::string> names;
     for (File& file : mBackend.listFiles(kFirmwareFolder)) names.push_back(std::move(file.name));
-    // Nobody tells the driver a file: it looks for itself.
+    // The driver is given no file: it looks for one itself.
     const std::optional<std::string> image =
             cover::chooseImage(names, controller.options().version);
     if (!image) {

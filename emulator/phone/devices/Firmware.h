@@ -10,9 +10,9 @@ namespace phone {
 
 class Cover;
 
-// Files in kFirmwareFolder, of any content: an image's file name tells its version. A number
-// written to kFirmwareWrite makes the driver choose among them (cover::chooseImage()) and write
-// that one into the cover.
+// Files in kFirmwareFolder, of any content: an image's file name holds its version. A number
+// written to kFirmwareWrite makes the driver choose among them (cover::chooseImage()) and write the
+// chosen one into the cover.
 class Firmware : public Subject {
   public:
     Firmware(const Surroundings& surroundings, Cover& cover)

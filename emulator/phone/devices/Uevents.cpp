@@ -27,7 +27,7 @@ std::string touchEventMessage(std::string_view event) {
 }
 
 void Uevents::raise(const std::string& message) {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     std::this_thread::sleep_until(mNext);
     record(message, "");
     mBackend.raiseUevent(message);
@@ -39,7 +39,7 @@ void Uevents::raiseTouch(const std::string& name) {
 }
 
 void Uevents::forge(const std::string& message) {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     record(message, "forged");
     mBackend.forgeUevent(message);
 }

@@ -1,8 +1,8 @@
 #include "emulator/phone/neighbours/Accessory.h"
 
-#include <mutex>
 #include <string>
 
+#include <utils/Mutex.h>
 #include <vendor/qmx/hardware/accessory/1.1/IAccessory.h>
 
 #include "emulator/phone/neighbours/PhoneLink.h"
@@ -25,14 +25,14 @@ class Accessory::Service : public IAccessory {
   public:
     explicit Service(phone::Phone& phone) : mPhone(phone) {}
 
-    void setState(std::optional<AccessoryState> state) {
-        const std::lock_guard lock(mLock);
+    void setState(std::optional<AccessoryState> state) EXCLUDES(mLock) {
+        const android::AutoMutex lock(mLock);
         mState = state;
     }
 
-    AccessoryState state() {
+    AccessoryState state() EXCLUDES(mLock) {
         {
-            const std::lock_guard lock(mLock);
+            const android::AutoMutex lock(mLock);
             if (mState) return *mState;
         }
         return {.state = mPhone.isCoverAttached() ? kAttached : 0};
@@ -72,8 +72,8 @@ class Accessory::Service : public IAccessory {
 
   private:
     PhoneLink mPhone;
-    std::mutex mLock;
-    std::optional<AccessoryState> mState;  // guarded by mLock
+    android::Mutex mLock;
+    std::optional<AccessoryState> mState GUARDED_BY(mLock);
 };
 
 struct Accessory::Parts {

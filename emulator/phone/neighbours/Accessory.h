@@ -1,4 +1,4 @@
-// The platform's accessory service, IAccessory 1.1 "default", which tells whether the cover is
+// The platform's accessory service, IAccessory 1.1 "default", which answers whether the cover is
 // attached.
 #pragma once
 
@@ -33,7 +33,7 @@ class Accessory {
     // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is not up. A look-up
     // in this process finds the object itself. Throws phone::Error when it cannot be registered.
     void serve();
-    // Declared, and not up: who looks it up waits until it is served or withdrawn. Throws
+    // Declared, and not up: a client that looks it up waits until it is served or withdrawn. Throws
     // phone::Error when it cannot be declared.
     void declare();
     // Takes it back, its declaration too: looking it up finds nothing.

@@ -21,7 +21,7 @@ class Lpwg {
     // Registers it in the registry of this process (HIDL_SOCKET_DIR), if it is not up. A look-up
     // in this process finds the object itself. Throws phone::Error when it cannot be registered.
     void serve();
-    // Declared, and not up: who looks it up waits until it is served or withdrawn. Throws
+    // Declared, and not up: a client that looks it up waits until it is served or withdrawn. Throws
     // phone::Error when it cannot be declared.
     void declare();
     // Takes it back, its declaration too: looking it up finds nothing.

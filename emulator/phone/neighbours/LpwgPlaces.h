@@ -5,7 +5,7 @@
 
 namespace neighbours {
 
-// They do nothing. Whoever serves ILpwg adds setAesModeToLpwg().
+// They do nothing. A server of ILpwg adds setAesModeToLpwg().
 class LpwgPlaces : public ::vendor::qmx::hardware::lpwg::V1_3::ILpwg {
   private:
     using Nothing = ::android::hardware::Return<void>;

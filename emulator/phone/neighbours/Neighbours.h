@@ -1,4 +1,4 @@
-// Who stands beside the cover's service on the phone: services of other vendors, and its client.
+// The neighbours of the cover's service on the phone: services of other vendors, and its client.
 #pragma once
 
 #include <optional>

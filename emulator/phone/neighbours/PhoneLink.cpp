@@ -3,19 +3,19 @@
 namespace neighbours {
 
 void PhoneLink::cut() {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     mPhone = nullptr;
 }
 
 void PhoneLink::note(const char* method, const std::string& arguments, const std::string& result) {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     if (mPhone == nullptr) return;
     mPhone->journal().sync();
     mPhone->journal().add(phone::Kind::HidlCall, method, arguments, result);
 }
 
 bool PhoneLink::isCoverAttached() {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     return mPhone != nullptr && mPhone->cover.isAttached();
 }
 

@@ -1,8 +1,9 @@
 // The phone, as a service sees it whose clients may hold it for longer than there is a phone.
 #pragma once
 
-#include <mutex>
 #include <string>
+
+#include <utils/Mutex.h>
 
 #include "emulator/phone/Phone.h"
 
@@ -14,17 +15,18 @@ class PhoneLink {
     explicit PhoneLink(phone::Phone& phone) : mPhone(&phone) {}
 
     // There is no phone any more.
-    void cut();
+    void cut() EXCLUDES(mLock);
 
-    // Writes a call that was answered into the journal, behind what was written before it.
-    void note(const char* method, const std::string& arguments, const std::string& result);
+    // Writes a call that was answered into the journal, after what was written before it.
+    void note(const char* method, const std::string& arguments, const std::string& result)
+            EXCLUDES(mLock);
 
     // False without a phone.
-    bool isCoverAttached();
+    bool isCoverAttached() EXCLUDES(mLock);
 
   private:
-    std::mutex mLock;
-    phone::Phone* mPhone;  // guarded by mLock
+    android::Mutex mLock;
+    phone::Phone* mPhone GUARDED_BY(mLock);
 };
 
 }  // namespace neighbours

@@ -30,7 +30,7 @@ Registration::~Registration() {
 }
 
 void Registration::serve() {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     if (mServed) return;
     if (registerAsServiceInternal(mService, kInstance) != OK) {
         throw phone::Error("cannot register the " + mWhat +
@@ -43,7 +43,7 @@ void Registration::serve() {
 }
 
 void Registration::declare() {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     if (declareServiceInternal(mService, kInstance) != OK) {
         throw phone::Error("cannot declare the " + mWhat + ": the line above tells why");
     }
@@ -52,18 +52,18 @@ void Registration::declare() {
 }
 
 void Registration::withdraw() {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     unregister();
     if (mDeclared) undeclare();
 }
 
 bool Registration::isServed() const {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     return mServed;
 }
 
 bool Registration::isDeclared() const {
-    const std::lock_guard lock(mLock);
+    const android::AutoMutex lock(mLock);
     return mDeclared;
 }
 

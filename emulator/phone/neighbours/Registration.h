@@ -1,10 +1,10 @@
 // A service of this process in the registry: put there, and taken back.
 #pragma once
 
-#include <mutex>
 #include <string>
 
 #include <android/hidl/base/1.0/IBase.h>
+#include <utils/Mutex.h>
 #include <utils/StrongPointer.h>
 
 namespace neighbours {
@@ -21,24 +21,24 @@ class Registration {
 
     // Registers it as "default" (HIDL_SOCKET_DIR), if it is not up. Throws phone::Error when it
     // cannot be registered.
-    void serve();
-    // Declared, and not up: who looks it up waits until it is served or withdrawn. Throws
+    void serve() EXCLUDES(mLock);
+    // Declared, and not up: a client that looks it up waits until it is served or withdrawn. Throws
     // phone::Error when it cannot be declared.
-    void declare();
+    void declare() EXCLUDES(mLock);
     // Takes it back, its declaration too.
-    void withdraw();
-    bool isServed() const;
-    bool isDeclared() const;
+    void withdraw() EXCLUDES(mLock);
+    bool isServed() const EXCLUDES(mLock);
+    bool isDeclared() const EXCLUDES(mLock);
 
   private:
-    void unregister();  // mLock is held
-    void undeclare();   // mLock is held
+    void unregister() REQUIRES(mLock);
+    void undeclare() REQUIRES(mLock);
 
     const ::android::sp<::android::hidl::base::V1_0::IBase> mService;
     const std::string mWhat;
-    mutable std::mutex mLock;
-    bool mServed = false;    // guarded by mLock
-    bool mDeclared = false;  // guarded by mLock
+    mutable android::Mutex mLock;
+    bool mServed GUARDED_BY(mLock) = false;
+    bool mDeclared GUARDED_BY(mLock) = false;
 };
 
 }  // namespace neighbours

@@ -25,7 +25,7 @@ bool isClosed(const unique_fd& alive) {
     return poll(&state, 1, 0) > 0;
 }
 
-// How /proc names a pipe to those who have it open.
+// How /proc names a pipe to processes that have it open.
 std::string nameOfPipe(const unique_fd& pipe) {
     struct stat status;
     if (fstat(pipe.get(), &status) != 0) throwErrno("cannot look at a pipe");
@@ -58,7 +58,8 @@ void Hidraw::checkNumber(int number) {
 }
 
 void Hidraw::plug(int number, HidListener& listener) {
-    // A socket file: a program that is not supervised cannot open it, and writes to nobody.
+    // A socket file: a program that is not supervised cannot open it, and its writes reach no
+    // process.
     const std::string node = hidrawNode(number);
     if (mknod(node.c_str(), S_IFSOCK | 0600, 0) != 0) throwErrno("cannot make " + node);
     mNodes[node] = &listener;

@@ -1,7 +1,7 @@
 // The hidraw nodes of the world: opens and reports are answered as the kernel's hidraw driver does,
-// and reach the device behind. Emulator thread only.
+// and reach the node's device. Emulator thread only.
 //
-// Whoever opens a node gets a pipe that nobody writes to, under a number whose writes are handed
+// A program that opens a node gets a pipe that stays empty, under a number whose writes are handed
 // over.
 #pragma once
 
@@ -32,7 +32,7 @@ class Hidraw {
     // No verdict when the descriptor is none of a node's.
     Verdict decide(const ReportCall& call, bool waited);
 
-    // Tells of what was closed. To be called before anything later is told.
+    // Reports what was closed. To be called before anything later is reported.
     void drain();
 
   private:

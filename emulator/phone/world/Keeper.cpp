@@ -101,7 +101,7 @@ void endChildren() {
 }
 
 void becomeKeeper(pid_t phone) {
-    // Whoever kills emulators by name leaves it to its work.
+    // A kill of all emulators by name leaves the keeper to its work.
     prctl(PR_SET_NAME, "phone-keeper");
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     sigset_t all;
@@ -112,7 +112,7 @@ void becomeKeeper(pid_t phone) {
 }
 
 void keep(pid_t program) {
-    // Whoever kills the phone's process group, as timeout(1) does, leaves the keeper to its work.
+    // A kill of the phone's process group, as by timeout(1), leaves the keeper to its work.
     setsid();
     // Its clients must find the phone's sockets closed when the phone is gone.
     close_range(0, ~0U, 0);

@@ -30,7 +30,7 @@ class PluggedDevice : public Device {
     bool hasTty(const std::string& path) const;
     void tellOpen(const std::string& flags) const;
     void tellDtr(bool raised) const;
-    // Tells of what was written to the tty until now, and before of what was written to files.
+    // Reports the writes to files until now, then those to the tty.
     void readTty();
 
   private:

@@ -17,7 +17,7 @@ class Program {
     // answered. Throws phone::Error when it cannot be executed.
     explicit Program(const std::vector<std::string>& command);
 
-    // Ends as the program does; who started it waits for it.
+    // Ends as the program does; its parent waits for it.
     pid_t keeper() const { return mKeeper; }
     // For a Supervisor.
     android::base::unique_fd takeListener() { return std::move(mListener); }

@@ -1,8 +1,8 @@
-// Control files: who opens them, and every write, told exactly. Emulator thread only.
+// Control files: reports every open and every write exactly. Emulator thread only.
 //
-// Whoever opens a file under /sys (or the kernel log) for writing gets a packet socket instead:
-// each write arrives as one packet with its bounds kept, and the file then shows the last write, as
-// a kernel attribute would.
+// A program that opens a file under /sys (or the kernel log) for writing gets a packet socket
+// instead. Each write arrives as one packet with its bounds kept. The file then shows the last
+// write, as a kernel attribute would.
 #pragma once
 
 #include <filesystem>
@@ -28,7 +28,7 @@ class RecordedFiles {
     // What becomes of an open or access test of a file of the world.
     Verdict decide(const OpenCall& call);
 
-    // Tells of the writes that have arrived. To be called before anything later is told.
+    // Reports the writes that have arrived. To be called before anything later is reported.
     void drain();
 
     void setFaults(std::vector<NodeFault> faults) { mFaults = std::move(faults); }

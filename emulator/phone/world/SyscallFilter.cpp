@@ -67,7 +67,7 @@ void handOver(std::vector<sock_filter>& code, const HandledCall& call) {
         jump(code, BPF_JEQ, *call.request, 0, 0);
     }
     give(code, SECCOMP_RET_USER_NOTIF);
-    // What does not fit goes on behind.
+    // A call that does not match goes on after this rule.
     for (size_t at = begin; at < code.size(); ++at) {
         if (BPF_CLASS(code[at].code) != BPF_JMP) continue;
         code[at].jf = static_cast<uint8_t>(code.size() - at - 1);

@@ -13,9 +13,9 @@ class UeventSender {
     // Throws phone::Error when there can be no netlink socket.
     UeventSender();
 
-    // Has the kernel broadcast the event in this network namespace, with "SEQNUM=<n>" and a NUL
-    // behind it; returns when it has. Whoever listens with a full buffer misses it. Throws
-    // phone::Error when the kernel refuses. One thread at a time.
+    // Makes the kernel broadcast the event in this network namespace, followed by "SEQNUM=<n>" and
+    // a NUL; returns when it has. A listener with a full buffer misses it. Throws phone::Error when
+    // the kernel refuses. One thread at a time.
     void throughKernel(const std::string& event) const;
 
     // Sends the bytes to a group or a port as any process may; false, errno set, on failure.

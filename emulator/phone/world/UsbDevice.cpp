@@ -71,7 +71,7 @@ UsbDevice::UsbDevice(int port, int number, const DeviceDescription& description)
 }
 
 UsbDevice::~UsbDevice() {
-    // Nothing may leave a destructor; a tree that somebody made read-only stays where it is.
+    // Nothing may leave a destructor; a tree that was made read-only stays where it is.
     std::error_code ignored;
     if (mPublished) fs::remove(mNode, ignored);
     for (auto link = mLinks.rbegin(); link != mLinks.rend(); ++link) fs::remove(*link, ignored);

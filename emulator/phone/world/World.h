@@ -1,6 +1,6 @@
 // The private world in which the phone's software finds its literal paths: mount and network
-// namespaces of its own (and a user namespace where the caller is not root) with fresh /dev, /sys,
-// /data and /system_ext, and every other top-level folder as it was.
+// namespaces of its own, and a user namespace where the caller is not root. /dev, /sys, /data and
+// /system_ext are fresh; every other top-level folder is as it was.
 #pragma once
 
 #include <string>
@@ -8,9 +8,9 @@
 namespace phone {
 
 // Takes the calling process into a new world; it cannot be left again. The process should have one
-// thread only: other threads stay outside. An ordinary user becomes root in the world, which maps
-// to himself outside. Where that needs a process without other threads (a sanitizer's runtime makes
-// one), the program is started anew inside and this process only waits for it and exits as it does.
+// thread only: other threads stay outside. An ordinary user becomes root in the world; outside it
+// stays that user. That needs a process without other threads, and a sanitizer's runtime makes one.
+// Then the program is started anew inside; this process waits for it and exits as it does.
 //
 // Empty on success, else one line that says what is forbidden here and how to allow it.
 std::string enterWorld();

@@ -198,7 +198,7 @@ void WorldBackend::supervise(unique_fd listener) {
             mSupervisors.at(fd).answer();
             return;
         }
-        // Nobody is left who is supervised by it.
+        // No program that it supervises is left.
         mLoop.unwatch(fd);
         mSupervisors.erase(fd);
     });

@@ -1,11 +1,11 @@
 // Objects that clients hand to a service.
 #include <fcntl.h>
 #include <unistd.h>
+#include <utils/Mutex.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
 #include <atomic>
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "Processes.h"
@@ -69,23 +69,23 @@ class StateCallback : public IBivistaSubDisplayCallback {
   public:
     StateCallback() { ++alive; }
     ~StateCallback() override { --alive; }
-    Return<void> onSubDisplayStateChanged(SubScreenState) override {
-        std::lock_guard<std::mutex> lock(mMutex);
+    Return<void> onSubDisplayStateChanged(SubScreenState) override EXCLUDES(mMutex) {
+        const android::AutoMutex lock(mMutex);
         mThread = gettid();
         mCalled.notify_all();
         return Void();
     }
-    pid_t waitForCall() {
-        std::unique_lock<std::mutex> lock(mMutex);
-        mCalled.wait(lock, [this] { return mThread != 0; });
+    pid_t waitForCall() EXCLUDES(mMutex) {
+        const android::AutoMutex lock(mMutex);
+        while (mThread == 0) mCalled.wait(mMutex);
         return mThread;
     }
     static std::atomic<int> alive;
 
   private:
-    std::mutex mMutex;
-    std::condition_variable mCalled;
-    pid_t mThread = 0;
+    android::Mutex mMutex;
+    std::condition_variable_any mCalled;
+    pid_t mThread GUARDED_BY(mMutex) = 0;
 };
 std::atomic<int> StateCallback::alive{0};
 

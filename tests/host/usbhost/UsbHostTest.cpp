@@ -4,11 +4,11 @@
 #include <pthread.h>
 #include <signal.h>
 #include <usbhost/usbhost.h>
+#include <utils/Mutex.h>
 
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,14 +33,14 @@ class Recorder {
     }
 
     // Waits for that many events.
-    std::vector<std::string> waitFor(size_t count) {
-        std::unique_lock hold(mLock);
-        mChanged.wait(hold, [&] { return mEvents.size() >= count; });
+    std::vector<std::string> waitFor(size_t count) EXCLUDES(mLock) {
+        const android::AutoMutex hold(mLock);
+        while (mEvents.size() < count) mChanged.wait(mLock);
         return mEvents;
     }
 
-    std::vector<std::string> events() {
-        std::lock_guard hold(mLock);
+    std::vector<std::string> events() EXCLUDES(mLock) {
+        const android::AutoMutex hold(mLock);
         return mEvents;
     }
 
@@ -53,18 +53,18 @@ class Recorder {
     }
     static int done(void* self) { return static_cast<Recorder*>(self)->record("done"); }
 
-    int record(const std::string& event) {
+    int record(const std::string& event) EXCLUDES(mLock) {
         {
-            std::lock_guard hold(mLock);
+            const android::AutoMutex hold(mLock);
             mEvents.push_back(event);
             mChanged.notify_all();
         }
         return onEvent(event);
     }
 
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    std::vector<std::string> mEvents;
+    android::Mutex mLock;
+    std::condition_variable_any mChanged;
+    std::vector<std::string> mEvents GUARDED_BY(mLock);
 };
 
 class UsbHostTest : public testing::Test {
