@@ -60,8 +60,6 @@ METHOD = re.compile(r"^    (\w+)\(", re.MULTILINE)
 INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
 # Not condition_variable_any, which waits with any lock.
 UNCHECKED_LOCK = re.compile(r"\bstd::(\w*mutex|condition_variable)\b")
-# Not yet on annotated locks.
-UNCHECKED = ("emulator/phone/control/", "host/hidl/")
 CONDITIONAL = re.compile(r"#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 USING = re.compile(r"^using (?:[\w:]+::)?(\w+)(?: = .*)?;$", re.MULTILINE)
 NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
@@ -136,7 +134,7 @@ def lint_names(path, text):
         code = COMMENT.sub("", line)
         if NULL.search(code):
             yield f"{path}:{number}: NULL instead of nullptr"
-        lock = None if path.startswith(UNCHECKED) else UNCHECKED_LOCK.search(code)
+        lock = UNCHECKED_LOCK.search(code)
         if lock:
             yield (f"{path}:{number}: clang does not check std::{lock.group(1)}; "
                    "<utils/Mutex.h> has locks that it checks")

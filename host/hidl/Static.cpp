@@ -20,7 +20,7 @@ const ServicePrioMap* const gServicePrioMap = new ServicePrioMap;
 const ServiceSidMap* const gServiceSidMap = new ServiceSidMap;
 
 sp<IBinder> BnMap::getOrMake(::android::hidl::base::V1_0::IBase* impl, const Maker& make) {
-    std::lock_guard<std::mutex> lock(mMutex);
+    const AutoMutex lock(mMutex);
     if (auto it = mMap.find(impl); it != mMap.end()) {
         // An object whose last reference is going on another thread cannot be promoted any more.
         if (sp<IBinder> object = it->second.weak.promote(); object != nullptr) return object;
@@ -31,7 +31,7 @@ sp<IBinder> BnMap::getOrMake(::android::hidl::base::V1_0::IBase* impl, const Mak
 }
 
 void BnMap::eraseIfEqual(::android::hidl::base::V1_0::IBase* impl, BHwBinder* object) {
-    std::lock_guard<std::mutex> lock(mMutex);
+    const AutoMutex lock(mMutex);
     if (auto it = mMap.find(impl); it != mMap.end() && it->second.object == object) mMap.erase(it);
 }
 

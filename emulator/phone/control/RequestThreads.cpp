@@ -8,7 +8,7 @@ namespace control {
 void RequestThreads::enqueue(std::function<void()> task) {
     bool isShort = false;
     {
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         mTasks.push_back(std::move(task));
         isShort = mTasks.size() > mIdle && mThreads.size() < kMost;
     }
@@ -24,7 +24,7 @@ void RequestThreads::enqueue(std::function<void()> task) {
 
 void RequestThreads::shutdown() {
     {
-        const std::lock_guard lock(mLock);
+        const android::AutoMutex lock(mLock);
         mEnding = true;
     }
     mChanged.notify_all();
@@ -32,18 +32,18 @@ void RequestThreads::shutdown() {
 }
 
 void RequestThreads::run() {
-    std::unique_lock lock(mLock);
-    for (;;) {
-        ++mIdle;
-        mChanged.wait(lock, [this] { return !mTasks.empty() || mEnding; });
-        --mIdle;
-        if (mTasks.empty()) return;
-        const std::function<void()> task = std::move(mTasks.front());
-        mTasks.pop_front();
-        lock.unlock();
-        task();
-        lock.lock();
-    }
+    while (const std::function<void()> task = take()) task();
+}
+
+std::function<void()> RequestThreads::take() {
+    const android::AutoMutex lock(mLock);
+    ++mIdle;
+    while (mTasks.empty() && !mEnding) mChanged.wait(mLock);
+    --mIdle;
+    if (mTasks.empty()) return nullptr;
+    std::function<void()> task = std::move(mTasks.front());
+    mTasks.pop_front();
+    return task;
 }
 
 }  // namespace control

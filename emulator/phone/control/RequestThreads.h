@@ -4,11 +4,11 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include <httplib.h>
+#include <utils/Mutex.h>
 
 #include "emulator/phone/control/WaitingRoom.h"
 
@@ -24,14 +24,16 @@ class RequestThreads : public httplib::TaskQueue {
     void shutdown() override;
 
   private:
-    void run();
+    void run() EXCLUDES(mLock);
+    // Waits for the next task; none at the end.
+    std::function<void()> take() EXCLUDES(mLock);
 
     std::vector<std::thread> mThreads;  // of the thread that calls enqueue() and shutdown()
-    std::mutex mLock;                   // guards what follows
-    std::condition_variable mChanged;
-    std::deque<std::function<void()>> mTasks;
-    size_t mIdle = 0;
-    bool mEnding = false;
+    android::Mutex mLock;
+    std::condition_variable_any mChanged;
+    std::deque<std::function<void()>> mTasks GUARDED_BY(mLock);
+    size_t mIdle GUARDED_BY(mLock) = 0;
+    bool mEnding GUARDED_BY(mLock) = false;
 };
 
 }  // namespace control

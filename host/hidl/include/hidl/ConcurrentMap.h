@@ -1,8 +1,9 @@
 // A map that several threads use; for generated code.
 #pragma once
 
+#include <utils/Mutex.h>
+
 #include <map>
-#include <mutex>
 
 namespace android::hardware::details {
 
@@ -10,22 +11,22 @@ template <typename K, typename V>
 class ConcurrentMap {
   public:
     void set(K key, V value) {
-        std::lock_guard<std::mutex> lock(mMutex);
+        const AutoMutex lock(mMutex);
         mMap[std::move(key)] = std::move(value);
     }
     V get(const K& key, const V& fallback) const {
-        std::lock_guard<std::mutex> lock(mMutex);
+        const AutoMutex lock(mMutex);
         auto it = mMap.find(key);
         return it == mMap.end() ? fallback : it->second;
     }
     void erase(const K& key) {
-        std::lock_guard<std::mutex> lock(mMutex);
+        const AutoMutex lock(mMutex);
         mMap.erase(key);
     }
 
   private:
-    mutable std::mutex mMutex;
-    std::map<K, V> mMap;  // guarded by mMutex
+    mutable Mutex mMutex;
+    std::map<K, V> mMap GUARDED_BY(mMutex);
 };
 
 }  // namespace android::hardware::details

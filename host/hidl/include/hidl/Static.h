@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 
 #include <hidl/ConcurrentMap.h>
@@ -42,8 +41,8 @@ class BnMap {
         wp<IBinder> weak;
         BHwBinder* object;
     };
-    std::mutex mMutex;
-    std::map<::android::hidl::base::V1_0::IBase*, Entry> mMap;  // guarded by mMutex
+    Mutex mMutex;
+    std::map<::android::hidl::base::V1_0::IBase*, Entry> mMap GUARDED_BY(mMutex);
 };
 extern BnMap* const gBnMap;
 
