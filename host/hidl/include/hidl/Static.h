@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <map>
+#include <mutex>  // for generated code
 #include <string>
 
 #include <hidl/ConcurrentMap.h>
