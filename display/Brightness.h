@@ -22,7 +22,7 @@ extern size_t br_high_water GUARDED_BY(display_lock);
 extern int32_t brightness_value GUARDED_BY(display_lock);
 
 // The offset that was requested, any number. Written under display_lock, but for a request that
-// comes before the first attach.
+// comes while the display side is down.
 extern std::atomic<int32_t> br_offset;
 
 // Steps in the queue that still take the plain rule, brightness + 2 x offset.

@@ -105,7 +105,7 @@ int32_t br_to_offset_br(int32_t brightness, int32_t max) {
 
 Return<Status> Bivista::setBVBrightnessOffset(int32_t value) {
     if (!bv2_initialized) {
-        // Meant: quirk offset-before-the-cover.
+        // Meant: quirk offset-without-a-cover.
         LOG_ERROR("%s: bv2 not initialized, value:%d", __func__, value);
         br_offset = value;
         return Status::OK;
@@ -120,6 +120,7 @@ Return<Status> Bivista::setBVBrightnessOffset(int32_t value) {
         }
         if (value == kBypassCommand) {
             br_offset_bypass = true;
+            // Meant: quirk misspelt-enalble.
             LOG_INFO("enalble br offset bypass");
             return Status::OK;
         }

@@ -14,7 +14,8 @@ class Bivista;
 extern Mutex display_lock;
 
 // The cover display side is up: set at attach, cleared at detach, on the notify thread, without the
-// lock. Power and offset requests are refused while it is false. Any thread reads it.
+// lock. While it is false, power and touch performance requests are refused, colours and offsets
+// only kept. Any thread reads it.
 extern std::atomic<bool> bv2_initialized;
 
 // The screen was switched on and the cover confirmed it. Changed under display_lock, by

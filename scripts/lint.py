@@ -12,6 +12,7 @@
 - A name that a source file makes short by `using` is used there; null pointers are `nullptr`.
 - The guide to the interface has every method of it.
 - Links of documents lead to files and headings that are there.
+- A comment `Meant: quirk NAME` names a row of the table of quirks.
 
 Prints one line per finding; exits 1 when there is one. Run from the project's root.
 """
@@ -41,7 +42,7 @@ ROOMS = {
     "display": ("display/", "kernel/base/", "kernel/serial/"),
     "sub_display": ("sub_display/", COUNTS, "kernel/base/", "kernel/hid/"),
     # The members' declarations: what the subjects hold.
-    "kernel": ("diagnostics/DumpText.h", "display/Attach.h", "kernel/"),
+    "kernel": ("kernel/",),
     "kernel/usb": ("kernel/usb/", COUNTS, "kernel/base/", "kernel/hid/", "kernel/serial/"),
     "kernel/firmware": ("kernel/firmware/", COUNTS, "kernel/base/", "kernel/serial/"),
     "kernel/serial": ("kernel/serial/", COUNTS, "kernel/base/"),
@@ -55,6 +56,7 @@ LONGEST_FUNCTION = 60
 
 INTERFACES = ("interfaces/bivista/1.0/IBivista.hal", "interfaces/bivista/1.1/IBivista.hal")
 GUIDE = "docs/interface.md"
+QUIRKS = "docs/quirks.md"
 
 METHOD = re.compile(r"^    (\w+)\(", re.MULTILINE)
 INCLUDE = re.compile(r'#\s*include\s*([<"])([^>"]+)[>"]')
@@ -64,6 +66,8 @@ CONDITIONAL = re.compile(r"#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 USING = re.compile(r"^using (?:[\w:]+::)?(\w+)(?: = .*)?;$", re.MULTILINE)
 NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
 COMMENT = re.compile(r"//.*")
+QUIRK = re.compile(r"\bMeant:[\s/]+quirk[\s/]+([\w-]*)")
+ROW = re.compile(r"^\| `([\w-]+)` \|", re.MULTILINE)
 FUNCTION_START = re.compile(r"^[^\s#/}].*\{$")
 
 
@@ -156,6 +160,13 @@ def lint_guide(interface, guide):
             yield f"{GUIDE}: has no `{method}`"
 
 
+def lint_quirks(path, text, quirks):
+    for match in QUIRK.finditer(text):
+        if match.group(1) not in ROW.findall(quirks):
+            line = text.count("\n", 0, match.start()) + 1
+            yield f"{path}:{line}: {QUIRKS} has no `{match.group(1)}`"
+
+
 def files(*patterns):
     return subprocess.run(["git", "ls-files", *patterns], capture_output=True, text=True,
                           check=True).stdout.split()
@@ -174,8 +185,10 @@ def read(path):
 def main():
     names = files("*.cpp", "*.h")
     findings = []
+    quirks = read(QUIRKS)
     for path in names:
-        findings.extend(lint(path, read(path)))
+        text = read(path)
+        findings.extend([*lint(path, text), *lint_quirks(path, text, quirks)])
     for interface in INTERFACES:
         findings.extend(lint_guide(read(interface), read(GUIDE)))
     for path in files("*.md"):

@@ -42,7 +42,8 @@ class LintTest(unittest.TestCase):
         for room, header in (("kernel/base", "kernel/serial/B.h"), ("kernel/base", "kernel/Bivista.h"),
                              ("kernel/serial", "kernel/usb/B.h"), ("kernel/hid", "kernel/serial/B.h"),
                              ("kernel/usb", "diagnostics/DumpText.h"), ("kernel/firmware", "display/B.h"),
-                             ("kernel", "sub_display/B.h"), ("display", "sub_display/B.h"),
+                             ("kernel", "sub_display/B.h"), ("kernel", "display/B.h"),
+                             ("kernel", "diagnostics/DumpText.h"), ("display", "sub_display/B.h"),
                              ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h")):
             self.assertEqual(findings(f"{room}/A.cpp", f'#include "{header}"\n'),
                              [f"{room}/A.cpp:1: {room}/ may not include {header}"])
@@ -110,6 +111,17 @@ class LintTest(unittest.TestCase):
         self.assertEqual(list(lint.lint_guide(interface, "| `first`, `second` | both |")), [])
         self.assertEqual(list(lint.lint_guide(interface, "`second`, first")),
                          ["docs/interface.md: has no `first`"])
+
+    def test_a_comment_names_a_quirk_of_the_table(self):
+        def found(text):
+            return list(lint.lint_quirks("kernel/A.cpp", text, "| quirk | what |\n|---|---|\n| `one-wait` | `two` |\n"))
+
+        for text in ("    // Meant: quirk one-wait.\n", "f();  // Ends it. Meant: quirk one-wait. And so on.\n",
+                     "// Meant:\n// quirk one-wait\n", "// Meant: quirky.\n", "// A quirk of two.\n"):
+            self.assertEqual(found(text), [])
+        for name in ("two", "one", "one-wait-more", "quirk", ""):
+            self.assertEqual(found(f"f();\n// Meant: quirk {name}.\n"),
+                             [f"kernel/A.cpp:2: docs/quirks.md has no `{name}`"])
 
     def test_links_lead_to_files_and_headings(self):
         files = {"docs/b.md": "# Of B\n## The rest: `x_y`, (more)\n## Again\n## Again\n```\n# No\n```\n", "docs": ""}

@@ -187,6 +187,18 @@ TEST_F(BrightnessOffsetTest, IsStoredBeforeTheFirstAttachment) {
     EXPECT_EQ(queue(), std::vector<int32_t>(20, 0));
 }
 
+TEST_F(BrightnessOffsetTest, IsStoredAfterADetachAsBeforeAnAttach) {
+    bringUp();
+    detach();
+    mark();
+    EXPECT_EQ(offset(-7), Status::OK);
+    EXPECT_EQ(offset(100), Status::OK);
+    EXPECT_EQ(state(), (OffsetState{100, 0, false}));
+    EXPECT_THAT(lines(),
+                ElementsAre(errorLine("setBVBrightnessOffset: bv2 not initialized, value:-7"),
+                            errorLine("setBVBrightnessOffset: bv2 not initialized, value:100")));
+}
+
 // Meant: without the lock.
 TEST_F(BrightnessOffsetTest, IsStoredBeforeTheFirstAttachmentWhoeverHoldsTheLock) {
     start();
