@@ -1,4 +1,4 @@
-// The two control files through which the cover's kernel driver hears from the service.
+// The two control files through which the service notifies the cover's kernel driver.
 
 #include <cstring>
 
