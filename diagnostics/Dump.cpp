@@ -1,7 +1,7 @@
-// The service's debug dump: what it knows at this moment, and what it has counted.
+// The service's debug dump: its state at this moment, and its counts.
 //
 // The dump holds each lock for a copy and no longer. It waits for no lock that another thread may
-// hold for long: the dump is there to show such a thread.
+// hold for long, since people read the dump to find such a thread.
 
 #include <algorithm>
 #include <atomic>
@@ -64,7 +64,7 @@ DumpRow describeBrightness(bool reset) {
     const MutexLock lock(display_lock, kFunction);
     const size_t queued = br_arr.size();
     const size_t highWater = std::max(br_high_water, queued);
-    // What waits now is not forgotten.
+    // A reset keeps the levels that wait now.
     br_high_water = reset ? queued : highWater;
     return {{"value", brightness_value},      {"queued", queued},
             {"highWater", highWater},         {"offset", br_offset.load()},
@@ -111,7 +111,7 @@ DumpRow describeExchanges(const Counts& counts) {
 DumpRow describeFailure(const Counts& counts) {
     const auto& failure = counts.lastFailure;
     if (!failure) return {{"command", nullptr}, {"cause", nullptr}, {"secondsAgo", nullptr}};
-    // As the log has it.
+    // The same words as in the log.
     const char* const cause =
             failure->error == EPROTONOSUPPORT ? "Command not supported" : strerror(failure->error);
     return {{"command", failure->name},
@@ -135,7 +135,7 @@ std::vector<DumpRow> describeCommands(const Counts& counts) {
     return rows;
 }
 
-// The threads of this process, by their ids; without those that end meanwhile.
+// The threads of this process, by their ids. A thread that ends meanwhile is left out.
 std::vector<DumpRow> describeThreads() {
     constexpr char kTasks[] = "/proc/self/task/";
     std::map<int, std::string> names;
@@ -158,7 +158,7 @@ struct Options {
     bool reset = false;
 };
 
-// None, with `wrong` set, when there is one that does not exist.
+// None, with `wrong` set, when an option does not exist.
 std::optional<Options> read(const hidl_vec<hidl_string>& texts, std::string* wrong) {
     Options options;
     for (const hidl_string& option : texts) {
