@@ -1,4 +1,4 @@
-// bivistactl doctor: what keeps the cover from working, and what to do about it.
+// bivistactl doctor: finds what keeps the cover from working, and names the remedy.
 
 #include <stdlib.h>
 
@@ -49,7 +49,7 @@ struct Options {
     bool ask = false;
     std::string root;
     std::string user;
-    // Longer than a cover that is silent keeps the service waiting.
+    // The service waits a shorter time for a cover that is silent.
     int patience = 6000;
 };
 
@@ -57,7 +57,7 @@ User parseUser(const std::string& text) {
     return text.empty() ? User() : User(text);
 }
 
-// The service's own, which on an emulated phone is another than this program's.
+// The service's root folder, which on an emulated phone differs from this program's.
 std::string worldOf(pid_t service) {
     const std::string root = "/proc/" + std::to_string(service) + "/root";
     return service != 0 && Tree(root).exists() ? root : "/";
@@ -75,7 +75,7 @@ Findings examine(const Options& options) {
     findings.push_back(doctor::examineRegistry());
     if (isServed) {
         findings.push_back(doctor::examineAnswer(options.ask, patience));
-        // A time-out of that is counted, too.
+        // Asked before the dump, which then counts a time-out of this command too.
         append(&findings, doctor::examineDump(patience));
     }
     const User user = parseUser(options.user);
@@ -129,7 +129,7 @@ int report(const Options& options, bool json) {
     return healthy ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
 }
 
-// A thread may still wait for the service, also when the report failed.
+// Ends without joining: a thread may still wait for the service, also when the report failed.
 [[noreturn]] int reportAndEnd(const Options& options, bool json) {
     quick_exit(runToExitStatus([&] { return report(options, json); }));
 }

@@ -1,4 +1,4 @@
-// bivistactl dump: what the service knows and counts, as it prints it itself.
+// bivistactl dump: prints the service's debug dump as the service writes it.
 
 #include <string>
 #include <vector>

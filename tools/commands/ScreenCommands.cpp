@@ -123,7 +123,7 @@ ScreenMode parseMode(const std::string& text) {
     }
 }
 
-// One of the cover's firmware, of which the service knows nothing.
+// A number that only the cover's firmware understands: the service passes it on.
 auto addNumber(cli::Command& command, const char* name) {
     return addArgument(command, name, "0 to 4294967295", parseUint32);
 }

@@ -98,7 +98,7 @@ constexpr char kNotFetched[] =
         "no cover is attached, it rejected the command, or the phone's file for the results cannot "
         "be opened. The service's log tells which.";
 
-// As order(), and says on OK where a person finds what came of it.
+// As order(). On OK it also prints where a person finds the result.
 template <auto method>
 int orderAndSay(bool json, const char* failure, const char* where) {
     const int code = order<method>(json, failure);

@@ -11,9 +11,9 @@
 
 namespace doctor {
 
-// A tree of files that has its own root: this machine's, the one that a program sees in a mount
-// namespace of its own, or a copy in a folder. Links, also absolute ones, stay within it. Paths are
-// absolute in the tree.
+// A tree of files with its own root: this machine's root, the root of a program in a mount
+// namespace of its own, or a copy in a folder. Links, also absolute ones, stay within the tree.
+// Paths are absolute in the tree.
 class Tree {
   public:
     // Everything is absent from a root that cannot be opened.
@@ -24,7 +24,7 @@ class Tree {
     std::optional<std::string> text(const std::string& path) const;
     // The names in a folder, sorted; none when it cannot be listed.
     std::vector<std::string> names(const std::string& folder) const;
-    // The file behind all links; none when there is none.
+    // The file at the end of all links; none when it does not exist.
     std::optional<struct stat> status(const std::string& path) const;
     // Whether the user may read and write the file. The folders above it are not examined.
     bool mayUse(const std::string& path, const User& user) const;

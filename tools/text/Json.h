@@ -7,7 +7,7 @@
 
 namespace bivistactl {
 
-// Members keep the order in which they were added. Whoever makes or reads one includes
+// Members keep the order in which they were added. Files that make or read a member include
 // <nlohmann/json.hpp>, which takes long to compile.
 using Json = nlohmann::ordered_json;
 
