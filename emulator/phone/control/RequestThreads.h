@@ -16,7 +16,7 @@ namespace control {
 
 class RequestThreads : public httplib::TaskQueue {
   public:
-    // Some are always left for the requests that do not wait.
+    // More than the waiting requests can take: some are always left for the other requests.
     static constexpr size_t kMost = WaitingRoom::kPlaces + 8;
 
     void enqueue(std::function<void()> task) override;
@@ -26,7 +26,7 @@ class RequestThreads : public httplib::TaskQueue {
   private:
     void run();
 
-    std::vector<std::thread> mThreads;  // of the thread that calls enqueue() and shutdown()
+    std::vector<std::thread> mThreads;  // touched only where enqueue() and shutdown() are called
     std::mutex mLock;                   // guards what follows
     std::condition_variable mChanged;
     std::deque<std::function<void()>> mTasks;

@@ -1,4 +1,4 @@
-// The services of other vendors: what they answer, and whether they are there. The client of the
+// The services of other vendors: their answers, and whether they are there. The client of the
 // cover's service.
 
 #include "emulator/phone/control/Ability.h"
@@ -10,7 +10,7 @@ namespace {
 using neighbours::Framework;
 using neighbours::Neighbours;
 
-// Present, with a state of its own or that of the cover.
+// Present, with a state of its own or the cover's state.
 void setAccessory(const Emulator& emulator, const Json& given) {
     if (given.contains("type") && !given.contains("state")) {
         throw BadRequest("\"type\" needs \"state\"");
@@ -21,7 +21,7 @@ void setAccessory(const Emulator& emulator, const Json& given) {
     emulator.neighbours.accessory.serve();
 }
 
-// Present, with a result of its own or the one it had.
+// Present, with a result that the request gives, or with its old result.
 void setLpwg(const Emulator& emulator, const Json& given) {
     if (given.contains("result")) emulator.neighbours.lpwg.setResult(given["result"]);
     emulator.neighbours.lpwg.serve();
