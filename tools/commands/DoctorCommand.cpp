@@ -23,15 +23,17 @@ using ::doctor::User;
 using ::doctor::Weight;
 
 constexpr char kHelp[] = R"(
-Examines the service, the folder where it registers, what it has counted and holds (its
-debug dump), the cover's USB device and nodes, who else has these open, and whether a modem
-daemon would. Prints a line for each, with what to do below it. Changes nothing. Where the
-service runs on an emulated phone, that phone's devices are examined.
+Examines the service, the folder where it registers, its counts and state (its debug
+dump), the cover's USB device and nodes, the other programs that have these open, and
+whether a modem daemon would open them. Prints a line for each, with the remedy below it.
+Changes nothing. Where the service runs on an emulated phone, that phone's devices are
+examined.
 
 Of what was counted, commands that the cover did not answer in time, resets of the cover
 and drawings that the panel refused are a problem, until "bivistactl dump --reset" forgets
-them. Commands that were refused or failed otherwise, votes that nobody withdrew, drawings
-that were dropped and a brightness offset are a note: they happen to a cover that is well.
+them. Commands that were refused or failed otherwise, votes that were not withdrawn,
+drawings that were dropped and a brightness offset are a note: a healthy cover has them
+too.
 
 Asks nothing of the cover but for --ask, which sends AT%SWV: a cover that is silent is
 reset by the kernel after 5 seconds.

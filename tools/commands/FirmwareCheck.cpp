@@ -29,21 +29,23 @@ upgrade started when one is newer. Prints both:
   image         LINE-1_b.dfu
   result        the upgrade was started
 Ends with 0 when the upgrade was started, and when the cover is current. The service itself
-answers FAIL also when it started an upgrade, which --json shows; its debug dump tells what
-it did then. Versions are compared as texts: LINE-10 is older than LINE-9.
+answers FAIL also when it started an upgrade, which --json shows. This command reads from
+the service's debug dump which of both it was. Versions are compared as texts: LINE-10 is
+older than LINE-9.
 
 --wait follows the upgrade, with the seconds since its start:
   started       0.0 s
   cover gone    1.2 s
   loader seen   1.8 s
   cover back    34.5 s, LINE-1_b
-What passes unseen is left out. It ends with 1 when the cover is not back in time, or came
-back with the version that it had. It waits for 300 seconds, which should do for any
-upgrade, unless --timeout says otherwise. Ctrl-C ends the wait, not the upgrade.
+A phase that passes unseen is left out. The command ends with 1 when the cover is not back
+in time, or came back with the version that it had. It waits for 300 seconds, which should
+do for any upgrade, unless --timeout gives another time. Ctrl-C ends the wait, not the
+upgrade.
 
---json has the image null where there is none; "started" is null where nobody can tell. With
---wait it is printed at the end, with the phases, also when the service dies. Where nothing
-was checked it prints nothing.
+With --json, "image" is null where there is none, and "started" is null where the dump does
+not show it. With --wait the object is printed at the end, with the phases, also when the
+service dies. Where nothing was checked, nothing is printed.
 
 Examples:
   bivistactl firmware check

@@ -16,12 +16,12 @@ namespace {
 using ::android::sp;
 
 constexpr char kHelp[] = R"(
-Asks nothing of the cover itself, so it disturbs nothing; --firmware does, which
-takes up to 5 seconds when the cover is silent, and then has it reset.
+Asks nothing of the cover itself, so it disturbs nothing. --firmware asks the cover, which
+takes up to 5 seconds when the cover is silent; then the kernel resets it.
 
 Screen, brightness, colour, loader, last order and last failure come from the service's
-debug dump ("bivistactl dump"): what it knows of the cover. The last order is what the
-kernel was told to do with the cover's firmware; the last failure is that of a command.
+debug dump ("bivistactl dump"), its state of the cover. The last order is the one that the
+kernel got for the cover's firmware. The last failure is that of a command.
 
 Examples:
   bivistactl status

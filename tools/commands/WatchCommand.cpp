@@ -34,9 +34,9 @@ constexpr char kHelp[] = R"(
 Prints one JSON object for each event until ended with Ctrl-C:
   {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
   {"event":"sub","state":"ON","code":3}
-The service keeps one callback of each kind: a watch takes it from the client that
-had it, and ends with status 1 when another client takes it in turn. Ending a watch
-does not clear the callback: to clear that for touch and pen events would stop the
+The service keeps one callback of each kind: a watch takes the place of the client that
+had it, and ends with status 1 when another client takes the place. The end of a watch
+does not clear the callback: to clear the one for touch and pen events would stop the
 service ("bivistactl call --help").
 
 Examples:

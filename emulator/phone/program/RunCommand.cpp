@@ -212,7 +212,7 @@ void addRun(cli::Command& program) {
     command.setHelp(
             "The program finds the phone's devices at their own paths (/dev, /sys, /data and\n"
             "/system_ext are the phone's); everything else is as outside. The phone ends with it.\n"
-            "The journal may go into a FIFO: the phone starts when somebody reads it, and never "
+            "The journal may go into a FIFO: the phone starts when a program reads it, and never "
             "waits for\n"
             "its reader then.\n\n"
             "Exit status: that of the program, 128 + N when signal N ended it; 2 wrong arguments; "

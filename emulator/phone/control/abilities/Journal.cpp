@@ -119,9 +119,9 @@ std::vector<Ability> ofJournal() {
             {"klog",
              "Print what was written to the kernel log, a message a line",
              {Request("GET", "/v1/journal", {}, {kFollow})},
-             "The cover's own log is in it as long as the service captures it; standard error "
-             "tells when\n"
-             "it does not, and how to switch that on."},
+             "The cover's own log is in it as long as the service captures it. A line on standard "
+             "error says\n"
+             "when the service does not, and how to switch the capture on."},
     };
 }
 

@@ -90,7 +90,7 @@ std::vector<Ability> ofNeighbours() {
     return {accessory(),
             lpwg(),
             {"listen",
-             "Have the phone's framework hear of touch and pen events, for the journal",
+             "Register the phone's framework for touch and pen events, for the journal",
              {Request("PUT", "/v1/listen", listen,
                       {{.name = "version",
                         .words = {"1.0", "1.1"},
