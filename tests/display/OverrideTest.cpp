@@ -1,5 +1,5 @@
-// The service calls its own interface methods as methods of the interface: whoever overrides them
-// is heard. Built without RTTI, as the class is.
+// The service calls its own interface methods through the interface, so a class that overrides one
+// receives the calls. Built without RTTI, as the class is.
 #include "tests/display/WorkerTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {

@@ -11,7 +11,7 @@ using testing::ElementsAre;
 
 class AutoSuspendTest : public AttachedTest {
   protected:
-    // What votes said; the threads of the attach may say something still.
+    // The log lines of votes. The threads of the attach may still add lines.
     std::vector<support::LogLine> lines() const {
         std::vector<support::LogLine> found;
         for (support::LogLine& line : log.lines()) {

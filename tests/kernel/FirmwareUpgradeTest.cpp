@@ -60,7 +60,7 @@ TEST_P(UpgradeTest, FailsWhenTheControlFileCannotBeOpened) {
                              std::string("Cannot open path: ") + phone::kFirmwareWrite));
 }
 
-// Meant: nobody looks whether the kernel took the number.
+// Meant: the service ignores whether the kernel took the number.
 TEST_P(UpgradeTest, DoesNotSeeAWriteThatFails) {
     phone.faults.set(std::string("node ") + phone::kFirmwareWrite + " eio");
     EXPECT_EQ(call(), Status::OK);
@@ -140,7 +140,7 @@ TEST_P(DownloadTest, BringsUpTheLoader) {
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kFirmwareWrite, "0"), first);
 }
 
-// Meant: the power node is written although there is nobody to talk to.
+// Meant: the service writes the power node although no cover is there.
 TEST_P(DownloadTest, WritesThePowerNodeWithoutACover) {
     start();
     EXPECT_EQ(call(), Status::FAIL);

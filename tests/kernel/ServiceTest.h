@@ -44,7 +44,7 @@ class ServiceTest : public support::PhoneTest {
 
     // Puts the cover on, as a rule without its panel, and waits until the service has attached it.
     void attach(const phone::CoverOptions& options = support::withoutPanel());
-    // Waits for the end of an attach that the log tells of at this line or later.
+    // Waits for the end of an attach that the log shows at this line or later.
     void awaitAttached(size_t line = 0) const;
     // Pulls the cover off and waits until the service has detached it.
     void detach();
@@ -76,7 +76,7 @@ class ServiceTest : public support::PhoneTest {
 class AttachedTest : public ServiceTest {
   protected:
     void SetUp() override;
-    // Of the journal, behind the attach.
+    // The journal's position after the attach.
     uint64_t from = 0;
 };
 

@@ -17,8 +17,8 @@ using testing::IsEmpty;
 
 class UsbMonitorTest : public ServiceTest {
   protected:
-    // Another node is created and seen behind what is tested, so what is not handled by then is
-    // ignored.
+    // Creates another node and waits until the service sees it: an earlier node that is not handled
+    // by then is ignored.
     void awaitMarker() {
         const std::string name = "marker" + std::to_string(mMarkers++);
         createNode(name);

@@ -222,7 +222,7 @@ TEST_F(TtyTest, LogFlowsOnlyWhileDtrIsRaised) {
     EXPECT_EQ(readLine(tty), "three\n");
 }
 
-// Each answer is whole, whatever the cover says before and after it.
+// Each answer is whole, whatever the cover sends before and after it.
 TEST_F(TtyTest, ChatterAtFullSpeedLeavesAnswersWhole) {
     phone.cover.attach();
     const unique_fd tty = openTty();

@@ -24,13 +24,13 @@ struct PanelOptions {
     uint8_t ready = 1;
 };
 
-// A client's callback, which keeps what it was told.
+// A client's callback, which records the states that it gets.
 class StateRecorder : public IBivistaSubDisplayCallback {
   public:
     Return<void> onSubDisplayStateChanged(SubScreenState state) override;
 
     std::vector<SubScreenState> states() const;
-    // Waits until it was told this state for the first time.
+    // Waits for the first callback with this state.
     void waitFor(SubScreenState state) const;
 
   private:
@@ -44,7 +44,7 @@ class SubDisplayTest : public ServiceTest {
     // Takes the panel off.
     ~SubDisplayTest() override;
 
-    // Waits until the update thread, which says so from line `from` on, sleeps for want of a frame.
+    // Waits until the update thread sleeps for want of a frame, as it logs from line `from` on.
     void awaitIdle(size_t from = 0) const;
     // Draws a frame and waits until the thread has done with it.
     void drawAndAwait(uint32_t number);

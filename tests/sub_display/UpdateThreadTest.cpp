@@ -147,7 +147,7 @@ TEST_F(UpdateThreadTest, AnOpenThatFailsCountsAsAnAttempt) {
     EXPECT_TRUE(log.contains(kGivenUp));
 }
 
-// Meant: nobody looks at the result of the empty report.
+// Meant: the service ignores the result of the empty report.
 TEST_F(UpdateThreadTest, AFrameIsDoneWhateverItsEndSays) {
     setFault("hid write error EIO after 3 times 1");
     drawAndAwait(1);

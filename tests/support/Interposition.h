@@ -9,7 +9,7 @@
 namespace support {
 
 // The lock of the calling thread from now on that fails: 1 is the next one; 0 is none. It is taken
-// and reports an error, since the unlock behind it may not hit a mutex that nobody holds.
+// and reports an error, since the unlock after it may not hit a mutex that no thread holds.
 extern thread_local int failLock;
 // Every unlock of the calling thread fails: it is done and reports an error.
 extern thread_local bool failUnlocks;

@@ -41,7 +41,7 @@ class LogCapture {
     size_t count(const std::string& text) const;
 
     // Waits for a line, from index `from` on, with exactly this text (and priority), or that begins
-    // so; returns the index behind it. A line that never comes hangs, and the test's time limit
+    // so; returns the index after it. A line that never comes hangs, and the test's time limit
     // ends it.
     size_t waitFor(const std::string& text, size_t from = 0) const;
     size_t waitFor(int priority, const std::string& text, size_t from = 0) const;

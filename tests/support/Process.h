@@ -45,8 +45,8 @@ class Process {
     pid_t pid() const { return mPid; }
     bool isRunning();
     void kill(int signal) const;
-    // Ends its input, waits until nobody holds its output any more and until its end, and returns
-    // its status as Outcome has it.
+    // Ends its input, waits until no process holds its output any more and until its end, and
+    // returns its status as Outcome has it.
     int wait();
     // As above, with its output.
     Outcome outcome();

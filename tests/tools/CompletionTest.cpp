@@ -20,7 +20,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// What a completion tells when names of files may stand there.
+// The output of a completion where names of files may stand.
 constexpr char kFiles[] = "<files>";
 
 struct Subject {

@@ -80,7 +80,7 @@ class DoctorTest : public CliTest {
         words.insert(words.begin(), {"doctor", "--root", mRoot});
         return run(words);
     }
-    // What was found in one examination; what is said twice of it, behind one another.
+    // The findings of one examination, in their order.
     std::vector<Json> findings(const std::string& check, std::vector<std::string> words = {}) {
         words.push_back("--json");
         const Result result = examine(words);

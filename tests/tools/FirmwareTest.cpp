@@ -29,7 +29,7 @@ const Setting kSettings[] = {
 
 class FirmwareTest : public CliTest {};
 
-// What the service's dump tells of the cover and of its last order to the kernel.
+// The cover and the last order to the kernel in the service's dump.
 struct Dump {
     bool usb = true;
     bool serial = true;
