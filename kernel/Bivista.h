@@ -128,9 +128,9 @@ class Bivista : public V1_1::IBivista {
     // (firmware/FirmwareUpgrade.cpp). USB thread. FAIL when the control file cannot be used.
     Status doRecoveryUpgrade();
 
-    // Stops the two USB threads and joins each that has published what it watches; a thread that
-    // has not yet ends by itself. Cleans up the USB host context. A second call waits for the
-    // first, and joins a thread that has published since. Any thread but these two.
+    // Stops the two USB threads and joins each that has published what it watches. Any other of
+    // them ends by itself. Cleans up the USB host context. A second call waits for the first, and
+    // joins a thread that has published since. Any thread but these two.
     void usbThreadJoin() EXCLUDES(mUsbWatches.mUsbJoinLock);
 
     // libusbhost's callbacks, on the USB thread (usb/BusWatch.cpp). `client` is the service object.

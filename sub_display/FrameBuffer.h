@@ -1,6 +1,6 @@
 // The two frame buffers, which hand frames from the thread that draws to the thread that sends.
 //
-// Where both threads may change a state, each does so in one test-and-set under the buffer's lock.
+// Where two threads may change a state, each does so in one test-and-set under the buffer's lock.
 // So a buffer belongs to one thread at a time, and its bytes need no lock.
 #pragma once
 

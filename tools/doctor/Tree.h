@@ -11,9 +11,9 @@
 
 namespace doctor {
 
-// A tree of files with its own root: this machine's root, the root of a program in a mount
-// namespace of its own, or a copy in a folder. Links, also absolute ones, stay within the tree.
-// Paths are absolute in the tree.
+// A tree of files below a root of its own. The root is this machine's, that of a program in a mount
+// namespace, or a folder with a copy. Links, also absolute ones, stay within the tree. Paths are
+// absolute in the tree.
 class Tree {
   public:
     // Everything is absent from a root that cannot be opened.

@@ -11,8 +11,8 @@ namespace bivistactl {
 // <nlohmann/json.hpp>, which takes long to compile.
 using Json = nlohmann::ordered_json;
 
-// The value on one line. Strings may hold any bytes: a byte that is no part of valid UTF-8 becomes
-// the escape \udcXX, XX being the byte (what Python calls surrogateescape), so nothing is lost.
+// The value on one line. Strings may hold any bytes, and none is lost: a byte that is no part of
+// valid UTF-8 becomes the escape \udcXX, XX being the byte (Python's surrogateescape).
 std::string toLine(const Json& value);
 
 // The JSON string, quotes included, for any bytes; see toLine().

@@ -12,8 +12,8 @@ class UpgradeTest : public CoverTest {
         CoverTest::SetUp();
     }
 
-    // Versions and names of images have the hardware line up to the first "-", and the key, by
-    // which the newer of two is found, up to the first "_". The tests ignore the rest of a chosen
+    // Versions and names of images have the hardware line up to the first "-", and the key up to
+    // the first "_". The key decides which of two is newer. The tests ignore the rest of a chosen
     // image's name: where the keys differ in length, the rest is not the name's own.
     static std::string lineOf(const std::string& text) { return text.substr(0, text.find('-')); }
     static std::string keyOf(const std::string& text) { return text.substr(0, text.find('_')); }
