@@ -38,7 +38,7 @@ struct OwnUpgrades : Bivista {
 
 class OverrideTest : public WorkerTest {
   protected:
-    // What the overriding methods and the worker's verdicts said.
+    // The lines of the overriding methods and of the worker's verdicts.
     std::vector<std::string> said() const {
         std::vector<std::string> lines = log.texts();
         std::erase_if(lines, [](const std::string& line) {

@@ -246,7 +246,7 @@ TEST_F(PowerTest, ALogLineAheadOfTheAnswerDoesNotCount) {
     EXPECT_TRUE(log.contains("setPowerStatus: HPD Status failed Status:Off, trial:10"));
 }
 
-// Meant: without the blank line that starts an answer nothing tells the log from it.
+// Meant: without the blank line that starts an answer, the cover's log counts as part of it.
 TEST_F(PowerTest, ALogLineAheadOfAnAnswerWithoutABlankLineCounts) {
     bringUp();
     phone.faults.set(R"(on AT%HPD answer "On fire\r\nOff\r\nOK\r\n")");

@@ -31,7 +31,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 class EventsEndToEndTest : public ProgramsTest {
   protected:
-    // With the attach done to its end, and a client for whom the service listens.
+    // With the attach done to its end, and a client that makes the service listen.
     void startPhoneAndClient() {
         startPhone();
         awaitAttachDone();
@@ -44,7 +44,7 @@ class EventsEndToEndTest : public ProgramsTest {
         command.insert(command.end(), options.begin(), options.end());
         auto watch = std::make_unique<Process>(command);
         await([&] { return watch->err().find("watching") != std::string::npos; });
-        // What is raised before the service has its socket reaches nobody.
+        // An event before the service has its socket is lost.
         await([this] {
             raiseMarker();
             return count(log(), "uevent received SUBSYSTEM=QMX_BV2 marker") > 0;

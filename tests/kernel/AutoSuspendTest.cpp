@@ -116,7 +116,7 @@ TEST_F(AutoSuspendTest, AnExchangeGoesOnWithoutItsControlFile) {
 TEST_F(AutoSuspendTest, FailsWithoutATty) {
     detach();
     log.waitFor("========== ttyACM0 delete");
-    // The path is cleared behind the detach; then the last component of the empty path is ".".
+    // The path is cleared after the detach; then the last component of the empty path is ".".
     while (service->usbAutoSuspend(true, false) != -1) {
     }
     EXPECT_EQ(errno, ENOENT);

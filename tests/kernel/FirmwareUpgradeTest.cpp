@@ -221,7 +221,7 @@ TEST_F(RecoveryUpgradeTest, StaysAwayFromOtherLoaders) {
     phone.loader.detach();
     phone.loader.attach("00000000001C", "TQC330R");
     log.waitFor("usbDeviceAdded : product_name is TQC330R", at);
-    // The cover's attach stands behind all of this on the USB thread.
+    // The cover's attach stands after all of this on the USB thread.
     phone.cover.attach();
     log.waitFor("========== Bivista Attached", at);
     EXPECT_THAT(nodeWrites(first), Not(Contains("virtual_mcu_firmware_write=6")));

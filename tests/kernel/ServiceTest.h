@@ -63,7 +63,7 @@ class ServiceTest : public support::PhoneTest {
     // What the service wrote to control files from journal entry `from` on, in order: the last path
     // component and the bytes, as in "control=on".
     std::vector<std::string> nodeWrites(uint64_t from) const;
-    // The log without what the service's lasting threads say.
+    // The log without the lines of the service's lasting threads.
     std::vector<std::string> ownLines() const;
     // The commands that the cover received.
     std::vector<std::string> commands(uint64_t from) const;

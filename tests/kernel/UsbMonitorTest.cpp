@@ -358,7 +358,7 @@ TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
     for (int i = 0; i < 5; ++i) cycle();
     const size_t before = descriptors();
     for (int i = 0; i < 100; ++i) cycle();
-    // The last tty is put away behind its removal; a leak would never come down again.
+    // The last tty is put away after its removal; a leak would never come down again.
     while (descriptors() > before) usleep(1000);
 }
 

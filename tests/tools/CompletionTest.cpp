@@ -1,4 +1,4 @@
-// The completions of both programs, in the shells themselves, against what the programs say.
+// The completions of both programs, in the shells themselves, against the programs' own help.
 #include <gmock/gmock.h>
 #include <stdlib.h>
 

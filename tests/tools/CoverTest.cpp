@@ -200,7 +200,7 @@ TEST_F(CoverTest, AnAnswerThatCannotBeWrittenEndsWithFour) {
 
 TEST_F(WaitingTest, ATerminalShowsThatTheProgramIsAliveAndAPipeDoesNot) {
     givenServiceThatHolds("getSelfTest");
-    // The first waits at least as long as the second, which is served behind it.
+    // The first waits at least as long as the second, which is served after it.
     auto silent = start({"touch", "selftest"});
     nextCall();
     Terminal terminal;
@@ -235,7 +235,7 @@ TEST_F(WaitingTest, EveryCommandThatWaitsForTheCoverShowsIt) {
     givenServiceThatHolds("getGpiopin");
     auto holder = start({"touch", "gpio"});
     nextCall();
-    // Served behind the one that is held.
+    // Served after the one that is held.
     for (const auto& words : std::vector<std::vector<std::string>>{{"pen", "aes", "1"},
                                                                    {"lpwg", "status", "1", "2"},
                                                                    {"touch", "perf", "on"},

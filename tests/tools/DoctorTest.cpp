@@ -265,7 +265,7 @@ TEST_F(DoctorTest, ACoverThatTakesTooLongIsAProblem) {
                   {"--ask", "--patience-ms", "500"});
     const int writer = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
     EXPECT_EQ(1, write(writer, "x", 1));
-    // Served again: only the dump waits behind the question.
+    // Served again: only the dump waits for the question.
     expectNote("answer", "was not asked", "--ask");
     close(writer);
 }

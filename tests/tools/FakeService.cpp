@@ -45,7 +45,7 @@ struct Options {
     Status status = Status::OK;
     std::string text = "text";
     std::map<std::string, std::string> textIn;
-    // What comes before that one.
+    // The answers before the one in textIn.
     std::map<std::string, std::deque<std::string>> firstIn;
     std::string lines = "one\ntwo\n";
     std::string exitIn;

@@ -128,7 +128,7 @@ class FirmwareWaitTest : public FirmwareCheckTest {
         }
         return names;
     }
-    // What standard error has after the line that tells of the wait.
+    // Standard error after the line that announces the wait.
     static std::string complaint(const Result& result) {
         EXPECT_THAT(result.errors, StartsWith("bivistactl: waiting for the cover, "));
         return result.errors.substr(result.errors.find('\n') + 1);
