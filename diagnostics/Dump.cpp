@@ -1,7 +1,7 @@
-// The service's debug dump: what it knows at this moment, and what it has counted.
+// The service's debug dump: its state at this moment, and its counts.
 //
 // The dump holds each lock for a copy and no longer. It waits for no lock that another thread may
-// hold for long: the dump is there to show such a thread.
+// hold for long, since people read the dump to find such a thread.
 
 #include <algorithm>
 #include <atomic>
@@ -63,7 +63,7 @@ DumpRow describeBrightness(bool reset) {
     const MutexLock lock(display_lock, kFunction);
     const size_t queued = br_arr.size();
     const size_t highWater = std::max(br_high_water, queued);
-    // What waits now is not forgotten.
+    // A reset keeps the levels that wait now.
     br_high_water = reset ? queued : highWater;
     return {{"value", brightness_value},      {"queued", queued},
             {"highWater", highWater},         {"offset", br_offset.load()},
@@ -107,7 +107,7 @@ DumpRow describeExchanges(const Counts& counts) {
             {"recoveries", counts.recoveries}};
 }
 
-// As the log has it.
+// The same words as in the log.
 const char* causeOf(int error) {
     return error == EPROTONOSUPPORT ? "Command not supported" : strerror(error);
 }
@@ -135,7 +135,7 @@ std::vector<DumpRow> describeCommands(const Counts& counts) {
     return rows;
 }
 
-// The threads of this process, by their ids; without those that end meanwhile.
+// The threads of this process, by their ids. A thread that ends meanwhile is left out.
 std::vector<DumpRow> describeThreads() {
     constexpr char kTasks[] = "/proc/self/task/";
     std::map<int, std::string> names;

@@ -23,7 +23,7 @@ namespace {
 
 constexpr uint64_t kPatienceMicros = 2'000'000;
 
-// Writes what a descriptor with room takes at once: of a pipe PIPE_BUF, of a terminal a byte.
+// Writes as much as a descriptor with room takes at once: a pipe PIPE_BUF, a terminal one byte.
 ssize_t writePiece(int fd, std::string_view text, bool isTerminal) {
     const ssize_t sent = send(fd, text.data(), text.size(), MSG_DONTWAIT);
     if (sent >= 0 || errno != ENOTSOCK) return sent;
@@ -55,7 +55,7 @@ void writeAll(int fd, std::string_view text) {
 }  // namespace
 
 void writeDump(int fd, std::string_view text) {
-    // The reader may have gone: the signal that says so would end the service.
+    // A reader that has gone causes SIGPIPE, which would end the service.
     sigset_t pipe, before;
     sigemptyset(&pipe);
     sigaddset(&pipe, SIGPIPE);

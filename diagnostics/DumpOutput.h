@@ -1,4 +1,4 @@
-// Writing to a descriptor that a client handed over: whatever it is, the service goes on.
+// Writing to a descriptor that a client handed over. Whatever its kind, the service goes on.
 #pragma once
 
 #include <string_view>
@@ -6,8 +6,8 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 // Writes the text. A reader that leaves a pipe, a socket or a terminal full loses what it has not
-// taken after two seconds. What goes wrong is logged; no signal is raised, and the descriptor's
-// flags, which the client shares, stay.
+// taken after two seconds. Failures are logged and raise no signal. The descriptor keeps its flags,
+// which the client shares.
 void writeDump(int fd, std::string_view text);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -7,7 +7,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-// Nothing but these two needs an escape in a text that is spelled.
+// In a spelled text only these two characters need an escape.
 std::string quoted(const std::string& text) {
     std::string out = "\"";
     for (const char character : text) {

@@ -28,7 +28,7 @@ struct DumpValue {
     bool isQuoted = false;  // in JSON
 };
 
-// Names, which are plain words, with their values.
+// Names with their values. A name is a plain word, which JSON need not escape.
 using DumpRow = std::vector<std::pair<std::string, DumpValue>>;
 
 class DumpText {

@@ -1,4 +1,4 @@
-// How long something took, time after time: a histogram of microseconds.
+// A histogram of durations in microseconds.
 #pragma once
 
 #include <algorithm>
@@ -19,8 +19,8 @@ class Latency {
     uint64_t count() const { return mCount; }
     // Exact.
     uint64_t max() const { return mMax; }
-    // The longest of the shortest `percent` of all durations; 0 without any. Exact below 16; above,
-    // at most an eighth too long, and never above the maximum.
+    // At least `percent` percent of all durations are no longer than this; 0 when none was added.
+    // Exact below 16 us. From there on at most an eighth too long, and never above the maximum.
     uint64_t percentile(uint64_t percent) const {
         const uint64_t rank = (mCount * percent + 99) / 100;
         uint64_t passed = 0;
@@ -28,7 +28,7 @@ class Latency {
             passed += mBuckets[bucket];
             if (passed >= rank) return std::min(longestOf(bucket), mMax);
         }
-        // Nothing bounds the last bucket but the maximum.
+        // Only the maximum bounds the last bucket.
         return mMax;
     }
 

@@ -32,7 +32,7 @@ CommandCounts& rowOf(const std::string& name, std::vector<CommandCounts>* rows) 
     return rows->back();
 }
 
-// What counts on, or stays, after a reset.
+// What a reset keeps.
 Counts keptOf(const Counts& counts) {
     Counts kept;
     for (const CommandCounts& row : counts.commands) kept.commands.push_back({row.name, 0, 0, {}});

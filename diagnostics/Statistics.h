@@ -1,4 +1,5 @@
-// What the service counts of itself. No decision depends on it: the debug dump alone reads it.
+// What the service counts of itself. No decision depends on the counts: only the debug dump reads
+// them.
 //
 // Any thread may count. Counting takes one leaf lock, which another count or a dump's copy holds.
 #pragma once
@@ -14,9 +15,9 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// What an AT command is counted under, in capitals, since to the cover the case makes no
-// difference: its text up to "=" or "\r", at most 63 bytes of it. "AT%TCHNOTIFY" and "AT%TCHDEBUG"
-// are many commands in one: their name goes on up to "," when the service sends that argument.
+// The name that an AT command is counted under: its text up to "=" or "\r", at most 63 bytes. The
+// name is in capitals, since the cover ignores the case. "AT%TCHNOTIFY" and "AT%TCHDEBUG" are many
+// commands in one: their name goes on up to "," when the service sends that argument.
 std::string nameOfCommand(const char* cmd);
 
 // Exchanges with commands of one name.
@@ -45,19 +46,20 @@ struct Counts {
     // A row for each of the first 40 names that were sent, in that order; later names share a row
     // named "other".
     std::vector<CommandCounts> commands;
-    // Commands that did not get as far as the tty: no cover, malformed, not to be opened.
+    // Commands that did not reach the tty: no cover, a malformed command, a tty that cannot be
+    // opened.
     uint64_t refused = 0;
     // Requests to the kernel to reset the cover.
     uint64_t recoveries = 0;
     std::optional<CommandFailure> lastFailure;
     std::optional<UpgradeOrder> lastOrder;
     uint64_t orders = 0;
-    // Frames that clients drew; of those, the ones that the panel took and the ones it never got:
-    // replaced by a newer one, freed unsent, given up. The rest waits or is being sent.
+    // Frames that clients drew. The panel took the sent ones. The dropped ones were replaced by a
+    // newer one, freed unsent, or given up. All other frames wait or are being sent.
     uint64_t framesDrawn = 0;
     uint64_t framesSent = 0;
     uint64_t framesDropped = 0;
-    // Frames that were begun anew because the panel refused a report.
+    // Frames that the service began anew because the panel refused a report.
     uint64_t frameRetries = 0;
 };
 
@@ -71,8 +73,8 @@ class Statistics {
     // `name` is a literal.
     void countOrder(const char* name, bool accepted);
 
-    // All counts of one moment. A reset sets them to 0 in the same step, but for the orders, whose
-    // number tells a reader of two dumps that an order came in between. Names keep their rows.
+    // All counts of one moment. A reset sets them to 0 in the same step, and names keep their rows.
+    // The orders stay: their number shows a reader of two dumps that an order came in between.
     Counts take(bool reset);
 
   private:
@@ -81,11 +83,11 @@ class Statistics {
     Counts mCounts GUARDED_BY(mLock);
 };
 
-// Never destroyed: threads count until the process is gone.
+// Never destroyed, since threads count until the process is gone.
 extern Statistics& sStatistics;
 
-// The calling thread gives an order for a detach, which is not counted: every detach cancels, and
-// would hide what was ordered before.
+// The calling thread gives an order for a detach. That order is not counted: every detach cancels,
+// and would hide the order before it.
 extern thread_local bool sIsOrderOfDetach;
 
 // CLOCK_MONOTONIC; keeps errno.

@@ -31,7 +31,7 @@ void* stopSignalThread(void* /*unused*/) {
     return nullptr;
 }
 
-// Detached, since it never ends.
+// No thread joins it: it waits for the signal until the process is gone.
 void startStopSignalThread() {
     pthread_t thread;
     const int result = pthread_create(&thread, nullptr, stopSignalThread, nullptr);
@@ -70,11 +70,11 @@ Bivista::Bivista() {
     sDestroy = false;
     blockStopSignal();
     signal(SIGUSR1, sighandler);
-    // Without it the threads could never be joined, and the handler would hang for good.
+    // Without the eventfd no thread could be ended, and the signal handler would hang in its join.
     if (!mUsbWatches.prepare()) giveUp(*this, "Failed to create usb stop eventfd: %s", errno);
     startThread(*this, usbNotifyThread, "Failed to create usb notify pthread: %s");
     startThread(*this, usbThread, "Failed to create usb pthread: %s");
-    // Meant: without it the service goes on, and a worker's wait takes the signal.
+    // Meant: without this thread the service goes on, and a worker's wait takes the signal.
     startStopSignalThread();
 }
 

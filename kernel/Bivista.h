@@ -47,12 +47,13 @@ std::shared_ptr<SubDisplay> makeSubDisplay();
 
 class Bivista : public V1_1::IBivista {
   public:
-    // Installs the SIGUSR1 handler, blocks SIGUSR1 on the calling thread (and so on every thread
-    // made later: the threads that may take it do so only while they wait), and starts the USB
-    // notify thread, the USB thread and the thread that waits for SIGUSR1. Ends the process with
-    // status 1 when the stop eventfd cannot be made or the creation of a USB thread reports a
-    // negative result. The caller must take a strong reference and keep the object alive for as
-    // long as the two USB threads run or SIGUSR1 may come.
+    // Installs the SIGUSR1 handler and blocks SIGUSR1 on the calling thread. Every thread made
+    // later inherits that: a thread takes the signal only while it waits. Then starts the USB
+    // notify thread, the USB thread and the thread that waits for SIGUSR1.
+    // Ends the process with status 1 when the stop eventfd cannot be made, or when the creation of
+    // a USB thread reports a negative result.
+    // The caller must take a strong reference. The object must live for as long as the two USB
+    // threads run or SIGUSR1 may come.
     Bivista();
     ~Bivista() override;
 
@@ -104,56 +105,57 @@ class Bivista : public V1_1::IBivista {
     Return<Status> bv_update_state() override;
     Return<Status> set_touch_perf(bool enable) override;
 
-    // IBase: prints what the service knows and counts to the handle's first descriptor (Dump.cpp);
-    // nothing without one. Options: --help, --json, --reset.
+    // IBase: prints the service's state and counts to the handle's first descriptor (Dump.cpp). A
+    // handle without descriptors prints nothing. Options: --help, --json, --reset.
     Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 
     // Kernel nodes. Any thread. Results: 0 done, -1 no such file, -4 not readable, -3 cannot be
-    // opened; failures are logged.
+    // opened. Each failure is logged.
     static bool isExist(const std::string& path);
     static bool isReadable(const std::string& path);
     // Appends the whole file, as it is, to `out`.
     static int32_t readString(const std::string& path, std::string& out);
-    // Writes the value in decimal; needs a readable file. A failed write is not reported.
+    // Writes the value in decimal. The file must be readable. A failed write is not reported.
     static int32_t writeInt32(const std::string& path, int32_t value);
-    // Writes the bytes, creating the file if need be; false only when it cannot be opened.
+    // Writes the bytes, and creates a file that is missing. False only when the file cannot be
+    // opened.
     static bool writeString(const std::string& path, const std::string& value);
 
     // The client's LPWG and pen callback, null for none. Any thread.
     sp<V1_0::IBivistaLpwgCallback> lpwgCallback() const;
 
-    // Has the kernel bring back a cover whose loader finds no firmware
+    // Orders the kernel to bring back a cover whose loader finds no firmware
     // (firmware/FirmwareUpgrade.cpp). USB thread. FAIL when the control file cannot be used.
     Status doRecoveryUpgrade();
 
-    // Stops the two USB threads, joins each that has published what it watches (the others end by
-    // themselves), and cleans up the USB host context. A second call waits for the first, and joins
-    // a thread that has published since. Any thread but these two.
+    // Stops the two USB threads and joins each that has published what it watches. Any other of
+    // them ends by itself. Cleans up the USB host context. A second call waits for the first, and
+    // joins a thread that has published since. Any thread but these two.
     void usbThreadJoin() EXCLUDES(mUsbWatches.mUsbJoinLock);
 
-    // libusbhost's callbacks, on the USB thread (usb/BusWatch.cpp); `client` is the service object.
-    // Both return 0: keep watching.
+    // libusbhost's callbacks, on the USB thread (usb/BusWatch.cpp). `client` is the service object.
+    // Both return 0, on which libusbhost keeps watching.
     static int usbDeviceAdded(const char* devname, void* client);
     static int usbDeviceRemoved(const char* devname, void* client);
 
-    // Report to the cover's kernel driver that the service is ready, or that the link needs a reset
-    // (usb/DriverNotice.cpp). Bytes written, or negative with errno set.
+    // Notify the cover's kernel driver that the service is ready, or that the link needs a recovery
+    // (usb/DriverNotice.cpp). Return the bytes written, or a negative value with errno set.
     int usbReady();
     int usbRecovery();
 
-    // Votes for (`suspend` false) or withdraws a vote for (true) keeping the cover's USB device
-    // awake; with `vote` false forces its power control without counting (usb/AutoSuspend.cpp). Any
-    // thread; takes sUsbAutoSuspendMutex. Bytes written, 0 when nothing needed writing, or negative
-    // with errno set.
+    // Votes for keeping the cover's USB device awake; with `suspend` true, withdraws such a vote.
+    // With `vote` false, forces the device's power control without counting (usb/AutoSuspend.cpp).
+    // Any thread; takes sUsbAutoSuspendMutex. Returns the bytes written, 0 when nothing needed
+    // writing, or a negative value with errno set.
     int usbAutoSuspend(bool suspend, bool vote) EXCLUDES(sUsbAutoSuspendMutex);
 
     // Sends an AT command to the cover and collects its answer (serial/SerialAt.cpp). Any thread;
     // holds sSerialMutex throughout. `cmd` begins with "AT", any case, and ends in "\r". `resp`
-    // takes `respCount` bytes of the answer's lines, the last stored byte replaced by NUL; may be
-    // null. `cb` is called for each line of the answer proper; may be null. Returns the bytes
-    // stored, 1 when the port hung up, or negative with errno set: ENODEV no cover, EINVAL
-    // malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected by the cover, or the cause of
-    // a failed system call. On failure `resp` may lack a NUL.
+    // takes `respCount` bytes of the answer's lines, the last stored byte replaced by NUL. `cb` is
+    // called for each line of the answer proper. `resp` and `cb` may be null.
+    // Returns the bytes stored, 1 when the port hung up, or a negative value with errno set: ENODEV
+    // no cover, EINVAL malformed, ETIME no answer within 5 s, EPROTONOSUPPORT rejected by the
+    // cover, or the cause of a failed system call. On failure `resp` may lack a NUL.
     int serialAtCmd(const char* cmd, char* resp, size_t respCount, AtLineCallback cb)
             EXCLUDES(sSerialMutex);
 
@@ -162,11 +164,12 @@ class Bivista : public V1_1::IBivista {
     void serialDeviceRemoved() EXCLUDES(sSerialMutex);
 
     // Starts or ends the capture of the cover's own log (serial/SerialLog.cpp). Notify thread. The
-    // end waits for the log thread, unless a cover on the bus fails the command. Result of the
-    // command to the cover; 0 when none was sent; a thread creation's result when it is negative.
+    // end waits for the log thread, unless a cover on the bus fails the command. Returns the result
+    // of the command to the cover, 0 when none was sent, or a negative result of the thread's
+    // creation.
     int serialLogEnable(bool enable) EXCLUDES(sSerialMutex);
 
-    // The command that makes the cover stream its log, or be silent, as the system properties say.
+    // The command that makes the cover stream its log or be silent, by the system properties.
     // Any thread.
     static const char* getLogSaveAtCmd();
 
@@ -185,18 +188,18 @@ class Bivista : public V1_1::IBivista {
     //
     // The panel's record. A panel that answers less than 7 bytes leaves the rest as it was.
     int32_t hidDisplayGetInfo(hid_display_report_info* info) EXCLUDES(hid_lock);
-    // Power and brightness; no caller sets `flag`.
+    // Power and brightness. No caller sets `flag`.
     int32_t hidDisplaySetConfig(bool flag, bool power, uint8_t brightness) EXCLUDES(hid_lock);
     // Sends `length` bytes of pixels to `offset` of the panel's memory, at most 4089 a report. A
     // length of 0 sends one empty report, which ends a frame. Returns `length`.
     int32_t hidDisplayPalette(uint16_t length, uint16_t offset, const uint8_t* data)
             EXCLUDES(hid_lock);
 
-    // The sub display's panel was found, or has gone (sub_display/SubDisplay.cpp). Notify thread;
-    // `service` is the service object, which then switches the panel on. Both return 0.
+    // The sub display's panel was found, or has gone (sub_display/SubDisplay.cpp). Notify thread.
+    // `service` is the service object, whose interface method switches the panel on. Both return 0.
     int32_t initSubDisplay(Bivista* service, hid_display_report_info info);
     int32_t deinitSubDisplay();
-    // Calls the client's callback, too. Any thread.
+    // Stores the state and calls the client's callback with it. Any thread.
     void setSubDisplayState(SubScreenState state);
     SubDisplay& subDisplay() { return *mSubDisplay; }
 

@@ -15,7 +15,7 @@ using ::vendor::qmx::hardware::bivista::V1_1::implementation::Bivista;
 
 int main() {
     const sp<Bivista> service = new Bivista();
-    // Its threads use the object until the process is gone, so it outlives this function.
+    // The service's threads use the object until the process is gone, so it outlives this function.
     service->incStrong(nullptr);
     configureRpcThreadpool(1, true /* callerWillJoin */);
     const status_t registered = service->registerAsService("default");
@@ -25,7 +25,7 @@ int main() {
     }
     // Meant: quirk misspelt-bivsita.
     LOG_ERROR("Cannot register Bivsita HAL service");
-    // A transport without its thread ends the service in the words of the constructor.
+    // Without its RPC thread the service ends, with the last line of a constructor that gives up.
     if (registered == NO_MEMORY) LOG_ERROR("Exiting Bivista");
     return 1;
 }

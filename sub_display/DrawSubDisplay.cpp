@@ -11,8 +11,8 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-// The buffer last drawn into unless it is in use, so that a newer frame replaces one that was not
-// sent yet. Null, logged, when none can be had.
+// The buffer last drawn into, so that a newer frame replaces an unsent one; the other buffer when
+// that one is in use. Null, logged, when neither can be had.
 FrameBuffer* claimBuffer() {
     FrameBuffer* const last = frameBuffer(cur_fb);
     if (last == nullptr) {
@@ -44,8 +44,8 @@ bool drawFrame(const hidl_vec<uint32_t>& frame, const SubScreenInfo& panel, Fram
                   screen, static_cast<int>(frame.size()));
         return false;
     }
-    // The frame area ends with the first pair: of a frame that is larger than the buffer, the first
-    // pairs lie beyond it.
+    // The frame area ends with the first pair. Of a frame that is larger than the buffer, the first
+    // pairs lie outside the buffer.
     const size_t pairs = screen / 2;
     const size_t kept = std::min<size_t>(pairs, FrameBuffer::kCapacity);
     packFrame(frame.data() + 2 * (pairs - kept), kept, buffer->data);

@@ -10,7 +10,7 @@ namespace {
 
 FrameBuffer sFrameBuffers[kFrameBuffers] = {FrameBuffer(0), FrameBuffer(1)};
 
-// Names for failing locks: of a claim, and of a change.
+// Function names in the log of a failing lock, in a claim and in a change.
 constexpr char kLook[] = "getBufferState";
 constexpr char kChange[] = "setBufferState";
 

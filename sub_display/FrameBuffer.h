@@ -1,7 +1,7 @@
 // The two frame buffers, which hand frames from the thread that draws to the thread that sends.
 //
-// Where both sides may change a state, each does so in one test-and-set under the buffer's lock. So
-// a buffer belongs to one side at a time, and its bytes need no lock.
+// Where two threads may change a state, each does so in one test-and-set under the buffer's lock.
+// So a buffer belongs to one thread at a time, and its bytes need no lock.
 #pragma once
 
 #include <atomic>
@@ -50,8 +50,8 @@ bool claimForDrawing(FrameBuffer* buffer);
 // BUFFER_READY to BUFFER_CONSUMING; false when the buffer is in another state.
 bool claimForSending(FrameBuffer* buffer);
 
-// Drops the frames that were not sent. A buffer that is being sent is left to its sender, which
-// frees it: no frame is drawn into it until then.
+// Drops the unsent frames. The thread that sends a buffer frees that buffer itself; until then no
+// frame is drawn into it.
 void freeFrameBuffers();
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -3,7 +3,7 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 // From the last pair back to the first: clang makes whole vectors of this loop, on the phone's
-// processor too. The one from the first pair on costs up to half as much again.
+// processor too. A loop from the first pair on takes up to half as long again.
 void packFrame(const uint32_t* words, size_t pairs, uint8_t* area) {
     constexpr uint32_t kGrey = 0xF0;
     const uint32_t* pair = words + 2 * pairs;

@@ -1,4 +1,4 @@
-// From words as clients send them to the bytes that the panel takes.
+// Turns the words of a client's frame into the bytes of the panel.
 #pragma once
 
 #include <cstddef>

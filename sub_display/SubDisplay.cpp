@@ -43,7 +43,7 @@ int32_t Bivista::initSubDisplay(Bivista* service, hid_display_report_info info) 
     freeFrameBuffers();
     setSubDisplayState(SubScreenState::INITIALIZED);
     LOG_INFO("initSubDisplay -- ");
-    // Meant: a panel that does not come on stays initialised, for a client to try again.
+    // Meant: a panel that does not come on stays initialised, so that a client can switch it on.
     (void)service->setSubDisplayPowerState(true).isOk();
     return 0;
 }
@@ -75,7 +75,7 @@ Return<void> Bivista::getSubDisplayPowerState(getSubDisplayPowerState_cb cb) {
 }
 
 Return<void> Bivista::setSubDisplayCallback(const sp<IBivistaSubDisplayCallback>& callback) {
-    // Lives on until the lock is given back: its release may call the client.
+    // Outlives the lock, since the release of the callback may call the client.
     sp<IBivistaSubDisplayCallback> old;
     SubDisplay& display = *mSubDisplay;
     const MutexLock lock(display.sub_state_lock, __func__);

@@ -37,13 +37,13 @@ struct SubDisplay {
     // The service object that it was attached to. Set by the notify thread.
     std::atomic<Bivista*> service = nullptr;
 
-    // Makes each start and each stop of the thread one step: held while it is joined, so that
-    // nobody joins it twice, or lets it run again before it has seen that it is to end.
+    // Makes each start and each stop of the thread one step. Held while the thread is joined: no
+    // other thread joins it twice, or takes the stop back before it has seen the stop.
     Mutex threadLock ACQUIRED_BEFORE(sub_update_lock);
     pthread_t thread GUARDED_BY(threadLock) = {};
     // False where the thread's creation failed and counts as a success.
     bool threadExists GUARDED_BY(threadLock) = false;
-    // Tells the thread to end. Changed under threadLock.
+    // True makes the thread end. Changed under threadLock.
     std::atomic<bool> sub_display_destroyThread = false;
 
     // Guards the thread's running flag, and its look for work and wait for it. Never held while the
@@ -57,8 +57,8 @@ struct SubDisplay {
     V1_0::SubScreenState copyState() EXCLUDES(sub_state_lock);
     V1_0::SubScreenInfo copyPanel() EXCLUDES(panelLock);
 
-    // Start, stop and wake the thread that sends frames; `function` names a failing lock. A stop
-    // waits for its end, and holds until it is taken back.
+    // Start, stop and wake the thread that sends frames. `function` is the name that a failing lock
+    // is logged with. A stop waits for the thread's end, and holds until it is taken back.
     void startThread() EXCLUDES(threadLock);
     void stopThread(const char* function) EXCLUDES(threadLock);
     void takeBackStop() EXCLUDES(threadLock);

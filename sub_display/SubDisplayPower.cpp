@@ -21,7 +21,7 @@ bool canSwitch(SubScreenState state, bool enable) {
         LOG_ERROR("Sub Display is not initialized yet");
         return false;
     }
-    // A panel that is neither on nor off yet can be switched both ways.
+    // A panel that was never switched can be switched both ways.
     const bool isOn = state == SubScreenState::ON;
     if (isOn != enable || state == SubScreenState::INITIALIZED) return true;
     LOG_INFO("Same status is requested, cur_state : %d, isON : %d, enable : %d",

@@ -23,7 +23,8 @@ double now() {
 
 void waitForWork(SubDisplay& display) REQUIRES(display.sub_update_lock) {
     LOG_INFO("There is no buffer to be consumed.");
-    // The stop sets the flag before it takes the lock to signal: seen here, or signalled below.
+    // A stop sets the flag before it takes the lock to signal. So this check sees the flag, or the
+    // signal ends the wait below.
     if (display.sub_display_destroyThread) return;
     const int result = display.sub_update_lock.wait(&display.sub_update_cond);
     if (result == EINVAL) {
@@ -33,7 +34,7 @@ void waitForWork(SubDisplay& display) REQUIRES(display.sub_update_lock) {
     }
 }
 
-// A frame to send, which is the caller's from now on; none after a wait.
+// A frame to send, which then belongs to the caller. Null after a wait.
 FrameBuffer* takeFrame(SubDisplay& display) {
     const MutexLock lock(display.sub_update_lock, "subDisplayUpdateThread");
     for (uint8_t index = 0; index < kFrameBuffers; ++index) {

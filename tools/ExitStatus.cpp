@@ -29,7 +29,7 @@ int runToExitStatus(const std::function<int()>& action) {
                      ". \"bivistactl status\" tells what was done until then.");
         }
     } catch (const std::bad_alloc&) {
-        // Also when there is none to tell of another failure.
+        // Without memory to report another failure, this text is printed too.
         [[maybe_unused]] const ssize_t written =
                 write(STDERR_FILENO, kNoMemory, sizeof(kNoMemory) - 1);
     }

@@ -13,11 +13,11 @@ enum ExitCode {
     EXIT_ANSWERED_FAIL = 1,
     EXIT_USAGE = 2,
     EXIT_NO_SERVICE = 3,
-    // Or any other failure of this program itself.
+    // Standard output cannot be written, or this program itself failed in another way.
     EXIT_NO_OUTPUT = 4,
 };
 
-// Ends the command; `what()` is for people and says what to do.
+// Ends the command. `what()` is for people, and names the remedy.
 class Failure : public std::runtime_error {
   public:
     Failure(ExitCode code, const std::string& message) : std::runtime_error(message), code(code) {}
@@ -25,12 +25,12 @@ class Failure : public std::runtime_error {
     const ExitCode code;
 };
 
-// Runs the action, reports on standard error what it throws, and returns how the program ends: as
-// the action returns, with the code of a Failure, else with EXIT_NO_OUTPUT.
+// Runs the action, reports its exceptions on standard error, and returns the program's exit status:
+// the action's result, the code of a Failure, or else EXIT_NO_OUTPUT.
 int runToExitStatus(const std::function<int()>& action);
 
-// For std::set_terminate(): ends the program in the same way for what a thread throws, such as the
-// HIDL transport's when it can start no other.
+// For std::set_terminate(): ends the program in the same way when a thread throws. A thread of the
+// HIDL transport does so when it cannot start another thread.
 [[noreturn]] void endOnUncaughtException();
 
 }  // namespace bivistactl

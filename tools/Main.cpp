@@ -42,14 +42,13 @@ Examples:
   bivistactl at 'AT%SWV'
   bivistactl call setPowerStatus true false)";
 
-// As the help lists them.
+// In the order of the help.
 constexpr void (*kAddCommands[])(cli::Command&) = {
         addStatusCommand,   addDoctorCommand, addScreenCommands, addSubCommand,  addTouchCommands,
         addFirmwareCommand, addAtCommand,     addWatchCommand,   addCallCommand, addDumpCommand,
 };
 
-// More than any command needs at once. Without them a service that is there would seem to be
-// absent.
+// More than any command needs at once. With fewer, a service that is there would seem absent.
 constexpr int kDescriptors = 16;
 
 void requireDescriptors() {

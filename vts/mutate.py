@@ -68,7 +68,7 @@ PHONES = {
         "on AT%TCHNOTIFY=SWTICH_AES,7 error",
         'on "AT%TCHNOTIFY=SWTICH_AES,-" error',
         'on "AT%TCHNOTIFY=LPWG_NOTIFY,-5,2" error')),
-    # One that goes when it hears a certain command, which tells what it is sent. Levels have to wait for some others.
+    # One that goes when it receives a certain command, which shows what it is sent. Levels have to wait for some others.
     "listening": Phone((*ATTACHED, "--gtest_filter=*SentTest*"), faults('on "AT%DB=1" late 500ms')),
     "none": Phone(("--with=nodes,accessory", "--without=cover,panel"), ("--no-cover",)),
     "newer image": Phone((*UPGRADE, "--with=image,newer"), before=images(

@@ -7,7 +7,7 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// The work of Bivista's members of the same names, which say what the results mean.
+// The work of Bivista's members of the same names. kernel/Bivista.h lists results and errors.
 namespace node {
 
 bool isExist(const std::string& path);

@@ -1,6 +1,6 @@
-// The service's mutexes: a failure to lock or unlock is logged with the function's name and
-// otherwise ignored, so that the function carries on. Not std::mutex: the phone's C++ library gives
-// it a destructor, which runs at exit, and threads of the service outlive main.
+// The service's mutexes. A failure to lock or unlock is logged with the function's name, and the
+// function carries on. Not std::mutex: the phone's C++ library gives it a destructor, which runs at
+// exit, and threads of the service outlive main.
 #pragma once
 
 #include <pthread.h>
@@ -29,15 +29,15 @@ class CAPABILITY("mutex") Mutex {
         }
     }
 
-    // False when the mutex is held; does not wait.
+    // False when a thread holds the mutex. Does not wait.
     bool tryLock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&mHandle) == 0; }
 
     // As lock() and unlock(), where a failure is not logged.
     void lockSilently() ACQUIRE() { pthread_mutex_lock(&mHandle); }
     void unlockSilently() RELEASE() { pthread_mutex_unlock(&mHandle); }
 
-    // Gives the mutex up until the condition is signalled (or for no reason), and takes it again.
-    // The result of pthread_cond_wait.
+    // Releases the mutex, waits until the condition is signalled, and takes the mutex again. May
+    // return without a signal. Returns the result of pthread_cond_wait.
     int wait(pthread_cond_t* condition) REQUIRES(this) {
         return pthread_cond_wait(condition, &mHandle);
     }

@@ -1,5 +1,5 @@
-// A strong pointer that one thread replaces while others copy it: copying a plain sp while it is
-// assigned takes a reference of an object that may be gone.
+// A strong pointer that one thread replaces while other threads copy it. A copy of a plain sp that
+// is being assigned may take a reference of an object that is gone.
 #pragma once
 
 #include <utility>
@@ -20,7 +20,7 @@ class SharedPointer {
 
     void set(::android::sp<T> pointer) {
         const LeafLock lock(mLock);
-        // The old object is released with the argument, when the lock is free again.
+        // The argument now has the old object, and releases it after the lock.
         std::swap(mPointer, pointer);
     }
 

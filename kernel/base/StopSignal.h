@@ -1,6 +1,6 @@
-// SIGUSR1, which stops the USB side, is blocked on every thread: its handler logs, locks, joins and
-// frees. One thread does nothing but wait for it. Another one that may run the handler opens the
-// signal inside a wait, and nowhere else.
+// SIGUSR1 stops the USB side. The signal is blocked on every thread, since its handler logs, locks,
+// joins and frees. One thread does nothing but wait for the signal. Any other thread that may run
+// the handler opens the signal inside a wait, and nowhere else.
 #pragma once
 
 #include <csignal>

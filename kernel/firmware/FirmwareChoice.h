@@ -1,8 +1,8 @@
-// Chooses among the names of firmware images. Knows nothing of folders and of the cover.
+// Chooses among the names of firmware images. Reads no folder and asks no cover.
 //
 // Versions and names look like "LINE-KEY_rest": the text before the first "-" is the hardware line,
-// the text before the first "_" the version key; without the sign, the whole text. Keys compare as
-// bytes, so "AB-10" comes before "AB-9".
+// the text before the first "_" the version key. In a text without the sign, each is the whole
+// text. Keys compare as bytes, so "AB-10" comes before "AB-9".
 #pragma once
 
 #include <cstddef>
@@ -43,9 +43,9 @@ class FirmwareChoice {
     std::string mLastMismatch;
 };
 
-// Cuts the selected name to its version key, and tells whether that is newer than the key of the
-// cover's version; then the "_" is put back behind the key. Both texts are shorter than kCapacity;
-// `selected` holds kCapacity + 1 bytes, zero behind its text.
+// Cuts the selected name to its version key, and returns whether that key is newer than the key of
+// the cover's version. A newer one gets its "_" back, at the length of the cover's key. Both texts
+// are shorter than kCapacity. `selected` holds kCapacity + 1 bytes, zero after its text.
 bool isNewerThanCover(char* selected, const char* version);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -53,8 +53,8 @@ int32_t readInfo(const HidLink& link, hid_display_report_info* info) REQUIRES(hi
     return result;
 }
 
-// Copies the bytes from `position` on as far as they lie within the data: a node that takes less
-// than a report's header, or more than it was given, moves the position out of them.
+// Copies the bytes from `position` on, as far as they lie within the data. A node that takes less
+// than a report's header, or more than it was given, moves the position out of the data.
 void copyChunk(const uint8_t* data, uint16_t length, int64_t position, PaletteReport* report) {
     const int64_t first = std::max<int64_t>(position, 0);
     const int64_t last = std::min<int64_t>(position + report->length, length);
@@ -62,7 +62,7 @@ void copyChunk(const uint8_t* data, uint16_t length, int64_t position, PaletteRe
     memcpy(report->data + (first - position), data + first, static_cast<size_t>(last - first));
 }
 
-// Goes on from where the panel stopped when it takes less than a report.
+// After a panel that took less than a report, goes on from where it stopped.
 int32_t writePalette(int node, uint16_t length, uint16_t offset, const uint8_t* data) {
     PaletteReport report;
     report.offset = offset;

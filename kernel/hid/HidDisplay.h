@@ -1,4 +1,4 @@
-// The sub display's HID node, what its panel says of itself over it, and the node's lock.
+// The sub display's HID node, the panel's record of itself, and the node's lock.
 #pragma once
 
 #include <atomic>
@@ -32,7 +32,7 @@ class HidLink {
 
     // The node is present. Any thread.
     bool isAttached() const { return mHidDisplayAttached; }
-    // Whether that is a change.
+    // Returns whether the flag changed.
     bool setAttached(bool attached) REQUIRES(hid_lock) {
         return mHidDisplayAttached.exchange(attached) != attached;
     }

@@ -1,4 +1,4 @@
-// What the lines mean that the cover sends while a command runs. Knows nothing of the port.
+// Parses the lines that the cover sends while a command runs. Reads no port.
 #pragma once
 
 #include <cstddef>
@@ -18,11 +18,11 @@ class AtAnswer {
     // this object.
     AtAnswer(const char* cmd, char* resp, size_t respCount);
 
-    // Returns what a line is and, at the start, drops what was stored of stray lines. `line` is
-    // NUL-terminated; `count` is the number of bytes read, its "\n" included when it is whole.
+    // Returns what a line is. The start of the answer drops the stray lines that were stored.
+    // `line` is NUL-terminated. `count` is the number of bytes read, with the "\n" of a whole line.
     Line take(const char* line, size_t count);
 
-    // Stores a stray or content line after what is stored, as far as there is room.
+    // Appends a stray or content line to what is stored, as far as there is room.
     void store(const char* line, size_t count);
 
     // The answer began, so stray lines can no longer come.

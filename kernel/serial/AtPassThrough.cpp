@@ -9,8 +9,8 @@ Mutex sAtCallbackMutex;
 
 namespace {
 
-// The callback of the running command and, after it, of the last command that brought one: it is
-// never cleared.
+// The callback of the running command. It is never cleared: after the command it stays until
+// another command brings one.
 sp<IBivistaAtCallback>& atCallback() REQUIRES(sAtCallbackMutex) {
     static sp<IBivistaAtCallback> sAtCallback;
     return sAtCallback;

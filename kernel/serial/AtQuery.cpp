@@ -15,7 +15,7 @@ AtQuery<> queryAndLog(Bivista& service, const char* function, const char* cmd) {
 }
 
 Status sendAndLog(Bivista& service, const char* function, const std::string& cmd) {
-    // Meant: a command that is cut loses its "\r", and the transport refuses it.
+    // Meant: a command that is cut loses its "\r", so the transport refuses it.
     const std::string text = cmd.substr(0, 1023);
     const AtQuery<> query(service, text.c_str());
     if (!query.failed()) LOG_DEBUG("%s: %s %s", function, text.c_str(), query.text());

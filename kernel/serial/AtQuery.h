@@ -12,18 +12,18 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 class Bivista;
 
-// Bivista::serialAtCmd, for files that need not include Bivista.h.
+// Bivista::serialAtCmd, for callers that do not include the service object's header.
 int sendAtCmd(Bivista& service, const char* cmd, char* resp, size_t respCount, AtLineCallback cb);
 
 template <size_t kCapacity = 1024>
 class AtQuery {
   public:
-    // Nothing asked yet.
+    // No command was sent yet.
     constexpr AtQuery() = default;
     AtQuery(Bivista& service, const char* cmd) { send(service, cmd); }
 
-    // Sends `cmd` and waits for the answer, which goes over what an earlier one left; see
-    // Bivista::serialAtCmd. Returns its result.
+    // Sends `cmd` and waits for the answer, which goes over the text of an earlier answer. Returns
+    // the result of Bivista::serialAtCmd.
     int send(Bivista& service, const char* cmd, AtLineCallback cb = nullptr) {
         return mResult = sendAtCmd(service, cmd, mText, kCapacity, cb);
     }
@@ -36,8 +36,8 @@ class AtQuery {
     V1_0::Status status() const { return failed() ? V1_0::Status::FAIL : V1_0::Status::OK; }
 
   private:
-    // A failed command or a hang-up may leave the answer without a NUL: one byte more than the
-    // transport is told.
+    // A failed command or a hang-up may leave the answer without a NUL. The transport fills at most
+    // kCapacity bytes; the one after them stays NUL.
     char mText[kCapacity + 1] = {};
     int mResult = 0;
 };
@@ -45,7 +45,7 @@ class AtQuery {
 // Sends a command of fixed text, and logs "function: answer" unless it failed. Any thread.
 AtQuery<> queryAndLog(Bivista& service, const char* function, const char* cmd);
 
-// Sends a command that was put together, cut at 1023 characters, and logs "function: command
+// Sends a command that the caller composed, cut at 1023 characters, and logs "function: command
 // answer" unless it failed. Any thread.
 V1_0::Status sendAndLog(Bivista& service, const char* function, const std::string& cmd);
 

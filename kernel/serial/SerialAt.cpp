@@ -164,7 +164,7 @@ bool Exchange::takeLine() {
         return false;
     }
     if (!inAnswer) mLink.logLine(mLine);
-    // Stray lines show in the log outputs alone.
+    // A stray line was just logged as one of the cover's own.
     if (kind != AtAnswer::Line::kStray) LOG_DEBUG("%s: rd: [%.*s]", kFunction, shown, mLine);
     if (kind == AtAnswer::Line::kEnd) return true;
     if (inAnswer && mCommand.cb != nullptr) mCommand.cb(mLine, mCount);
@@ -201,8 +201,8 @@ int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
     sStatistics.countExchange(cmd, monotonicMicros() - start, result < 0 ? errno : 0);
     port.close();
     if (exchange.timedOut()) {
-        // Meant: the vote stays, so that the link is awake for the recovery; the tty that comes
-        // back from it resets the votes.
+        // Meant: the vote stays, so that the link is awake for the recovery. The tty that comes
+        // back after the recovery resets the votes.
         service.usbRecovery();
     } else {
         service.usbAutoSuspend(true, true);

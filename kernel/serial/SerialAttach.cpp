@@ -16,7 +16,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-// Devices of this line have the cover show another model name.
+// On devices of this line the cover shows another model name.
 constexpr char kDcmDevice[] = "Q-71C";
 
 // One read yields one line, ending in "\n". All control characters are off, so that every byte of

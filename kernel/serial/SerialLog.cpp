@@ -45,7 +45,7 @@ int Bivista::serialLogEnable(bool enable) {
     if (mSerialLog.isEnabled() == enable) return 0;
     int result = 0;
     if (enable) {
-        // The end of an earlier one may not have been waited for.
+        // A disable that failed leaves its thread unjoined.
         mSerialLog.join();
         result = mSerialLog.start(serialLogThread, this);
         if (result < 0) return result;
@@ -57,8 +57,8 @@ int Bivista::serialLogEnable(bool enable) {
     if (mSerialLink.isAttached()) {
         result = serialAtCmd(kLogOff, nullptr, 0, nullptr);
         if (result < 0 && mUsbAttached) {
-            // Meant: without a join, since a cover that goes on sending may keep the thread. The
-            // next start waits for it.
+            // Meant: without a join, since a cover that goes on sending may keep the thread busy.
+            // The next start waits for the thread's end.
             LOG_ERROR("%s: failed to disable log: %s", __func__, strerror(errno));
             return result;
         }

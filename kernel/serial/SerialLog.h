@@ -18,19 +18,19 @@ class SerialLog {
 
     // The capture was asked for. Any thread.
     bool isEnabled() const { return mSerialLogEnabled; }
-    // The log thread has the tty open and copies what comes. Any thread.
+    // The log thread has the tty open and copies the cover's lines. Any thread.
     bool isRunning() const { return mSerialLogRunning; }
 
-    // Asks for a capture, and makes its thread, whose body is to call run(). The result of the
-    // thread's creation, logged when it is negative. Notify thread.
+    // Asks for a capture and makes its thread, whose body must call run(). Returns the result of
+    // the thread's creation, logged when it is negative. Notify thread.
     int start(void* (*body)(void*), void* argument) EXCLUDES(sSerialMutex);
-    // No capture is asked for any more: the thread ends as soon as it can. Notify thread.
+    // Ends the request for a capture: the thread ends as soon as it can. Notify thread.
     void disable() EXCLUDES(sSerialMutex);
     // Waits for the thread's end, if there is one. Notify thread.
     void join() EXCLUDES(sSerialMutex);
 
-    // Ends the log thread's sleep, which with the display off nothing else would: it has no tty
-    // open then that could hang up. The caller has cleared what the capture depends on.
+    // Wakes the log thread. Callers have just cleared a flag that the capture depends on. With the
+    // display off nothing else would wake the thread, since no tty is open that could hang up.
     void wake() const REQUIRES(sSerialMutex);
 
     // Captures until the link is detached, or the capture disabled, or something fails. Log thread.
@@ -38,7 +38,7 @@ class SerialLog {
 
   private:
     const SerialLink& mLink;
-    // The log thread, and whether it is there to be joined.
+    // The log thread, and whether it must be joined.
     pthread_t mSerialLogThread = {};
     std::atomic<bool> mSerialLogThreadExists = false;
     std::atomic<bool> mSerialLogEnabled = false;

@@ -63,14 +63,14 @@ bool isDisplayOn(bool* isOn) {
     return true;
 }
 
-// One capture: the thread's descriptors, and what it does with them. A step that fails says so in
-// the log and returns false, which ends the capture.
+// One capture: the thread's descriptors, and the steps that use them. A step that fails logs the
+// cause and returns false, which ends the capture.
 class Capture {
   public:
     Capture(const SerialLink& link, const SerialLog& log, int wakeFd, int timeout)
         : mLink(link), mLog(log), mWakeFd(wakeFd), mTimeout(timeout) {}
 
-    // `running` says whether the tty is open; other threads read it.
+    // `running` is true while the tty is open.
     void run(std::atomic<bool>* running);
 
   private:
@@ -88,7 +88,7 @@ class Capture {
 
     const SerialLink& mLink;
     const SerialLog& mLog;
-    // Ends the thread's sleep; never read.
+    // Wakes the thread. Never read, so that it stays readable.
     const int mWakeFd;
     const int mTimeout;
     // The watch on the wake lock, and the thread's own descriptor of the tty.
@@ -136,7 +136,7 @@ bool Capture::suspend() {
 }
 
 bool Capture::resume() {
-    // Meant: any value but "0" itself. A cover that was told to be silent sends nothing to copy.
+    // Meant: any value but "0" itself. With "0" the cover's log is off, and no line comes.
     if (isProperty(kCaptureProperty, "0")) return true;
     LOG_INFO("%s: resume", kFunction);
     fds[1].fd = mLink.mSerialDevicePath.open(O_RDWR | O_NOCTTY | O_NONBLOCK, kFunction);
@@ -147,7 +147,7 @@ bool Capture::resume() {
     return ioctl(fds[1].fd, TIOCMBIS, &dtr) >= 0 || failed("failed to set DTR");
 }
 
-// Copies lines until the wake lock was written. False when the thread is to end.
+// Copies lines until a process writes to the file of wake locks. False when the thread is to end.
 bool Capture::copyLines() {
     for (;;) {
         if (!mLink.isAttached() || !mLog.isEnabled()) return false;
@@ -165,8 +165,8 @@ bool Capture::copyLines() {
     }
 }
 
-// Copies one line. While an AT exchange runs, whose lines are not for the log, waits a moment
-// instead. 0, EAGAIN when there is no line after all, or the cause of a failure.
+// Copies one line. While an AT exchange runs, waits a moment instead: the exchange's lines are not
+// for the log. Returns 0, EAGAIN when there is no line, or the cause of a failure.
 int Capture::copyLine() {
     if (!sSerialMutex.tryLock()) return awaitExchange();
     char text[kBufferSize];
@@ -183,7 +183,7 @@ int Capture::copyLine() {
     return 0;
 }
 
-// Waits for the thread's descriptors, and for the end of its sleep.
+// Waits for the thread's descriptors and for its wake-up.
 bool Capture::await() {
     pollfd all[] = {{mWakeFd, POLLIN, 0}, fds[0], fds[1]};
     if (poll(all, 1 + fdsCount, mTimeout) < 0) return failed("failed to poll");
@@ -191,8 +191,8 @@ bool Capture::await() {
     return true;
 }
 
-// Waits a moment for the end of the AT exchange that runs. Leaves out the tty, which would end the
-// wait at once for as long as a line is there. 0, or the cause of a failure.
+// Waits a moment for the end of the running AT exchange. Leaves out the tty: a line that is there
+// would end every wait at once. Returns 0, or the cause of a failure.
 int Capture::awaitExchange() {
     pollfd others[] = {{mWakeFd, POLLIN, 0}, fds[0]};
     if (poll(others, 2, kExchangeWaitMs) < 0) {
@@ -209,7 +209,7 @@ bool Capture::drainWatch() {
     return read(fds[0].fd, events, sizeof(events)) >= 0 || failed("inotify read");
 }
 
-// What poll() said of a descriptor is void once it is closed.
+// After the close the events that poll() reported for the descriptor no longer count.
 void Capture::closeTty() {
     close(fds[1].fd);
     fds[1].fd = -1;
@@ -236,7 +236,7 @@ void SerialLog::run() {
     int wakeFd = -1;
     {
         const MutexLock lock(sSerialMutex, kFunction);
-        // Meant: without a line, since nothing was begun.
+        // Meant: this end is not logged, since no capture began.
         if (!mLink.isAttached() || !isEnabled()) return;
         wakeFd = mSerialLogWakeFd;
     }

@@ -1,4 +1,4 @@
-// Votes that keep the cover's USB device from being suspended while the service talks to it.
+// Votes that keep the kernel from suspending the cover's USB device while the service uses it.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ struct AutoSuspendVotes {
     // Outstanding votes; may be read without the lock.
     std::atomic<int32_t> mUsbAutoSuspendDisableVote = 0;
 
-    // Counts a vote or its withdrawal; whether the control file must be written.
+    // Counts a vote or its withdrawal. Returns whether the control file must be written.
     bool count(bool suspend) REQUIRES(sUsbAutoSuspendMutex);
     // Forgets the votes that an earlier cover left.
     void reset() EXCLUDES(sUsbAutoSuspendMutex);

@@ -1,4 +1,4 @@
-// The watch of the USB bus: the thread to which libusbhost reports the cover's USB device and its
+// The watch of the USB bus: on its thread libusbhost reports the cover's USB device and the cover's
 // loader.
 
 #include <cerrno>
@@ -20,7 +20,7 @@ namespace {
 constexpr int kStringTimeoutMs = 200;
 
 constexpr const char* kRecoveryModels[] = {"TQC330R", "TQA110R", "TQB220R"};
-// The loader's serial number says how the cover got there.
+// A loader's serial number gives its cause: a command to the cover, or a cover without firmware.
 constexpr char kNormalLoaderSerial[] = "00000000001A";
 constexpr char kErrorLoaderSerial[] = "00000000001B";
 
@@ -44,7 +44,7 @@ void keepName(char** slot, const char* devname) {
     *slot = strdup(devname);
 }
 
-// Whether it was that device, whose name is then forgotten.
+// Clears the slot if it holds this device's name, and returns whether it did.
 bool forgetName(char** slot, const char* devname) {
     if (*slot == nullptr || strcmp(*slot, devname) != 0) return false;
     free(*slot);

@@ -28,7 +28,7 @@ constexpr char kFunction[] = "usbNotifyThread";
 constexpr char kTtyPrefix[] = "ttyACM";
 constexpr char kHidPrefix[] = "hidraw";
 
-// What the kernel's entry of a short name takes.
+// Bytes of the kernel's entry for a short name.
 constexpr ssize_t kEntrySize = 2 * sizeof(inotify_event);
 
 bool startsWith(const char* text, const char* prefix) {
@@ -62,7 +62,7 @@ bool isCover(const char* vendorPath, const char* productPath, const char* name) 
     return readId(productPath, name, &id) && id == kCoverProduct;
 }
 
-// Whether a node is there for which no event may have come.
+// Whether a node is there that no inotify event reported.
 bool isPresent(const char* name) {
     const std::string path = std::string(kDevFolder) + "/" + name;
     if (access(path.c_str(), F_OK) != 0) return false;
@@ -99,13 +99,13 @@ class DevWatch {
 };
 
 void DevWatch::run(int fd) {
-    // Meant: before the destroy flag is looked at, since a cover that is there is attached once,
-    // also by a service that is stopped at its start.
+    // Meant: before the first look at the destroy flag. A service that is stopped at its start also
+    // attaches a cover that is there, once.
     lookForNodes();
     alignas(inotify_event) char buffer[1024];
     while (!sDestroy) {
         const int events = mWatches.await(fd);
-        // A stop stands for the close of the descriptor, and shows as a read of a closed one.
+        // A stop stands for the close of the descriptor, and is logged as a read of a closed one.
         if (events == 0) errno = EBADF;
         const ssize_t count = events > 0 ? read(fd, buffer, sizeof(buffer)) : -1;
         if (count < 0) {
@@ -135,7 +135,7 @@ void DevWatch::handle(const char* buffer, ssize_t count) {
     }
 }
 
-// `count`: the bytes of the read that brought it.
+// `count`: the bytes of the read that returned the entry.
 void DevWatch::handleEntry(uint32_t mask, const char* name, ssize_t count) {
     LOG_DEBUG("%s: read:%zd mask:0x%08x name:%s", kFunction, count, mask, name);
     if (startsWith(name, kTtyPrefix)) {
@@ -145,7 +145,7 @@ void DevWatch::handleEntry(uint32_t mask, const char* name, ssize_t count) {
     }
 }
 
-// Entries were lost: makes up for the removals and creations among them.
+// The kernel dropped entries: makes up for the removals and creations among them.
 void DevWatch::recoverFromOverflow() {
     if (mHid.isAttached() && !mHid.mHidDevicePath.isThere()) {
         handleHid(IN_DELETE, mHid.mHidDevicePath.name().c_str());

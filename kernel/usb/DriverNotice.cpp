@@ -1,4 +1,4 @@
-// The two control files through which the service reports to the cover's kernel driver.
+// The two control files through which the service notifies the cover's kernel driver.
 
 #include <cstring>
 

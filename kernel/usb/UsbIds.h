@@ -1,4 +1,4 @@
-// What the cover is called on the USB bus, in normal operation and in its loader.
+// The cover's ids on the USB bus, in normal operation and in its loader.
 #pragma once
 
 #include <cstdint>

@@ -27,8 +27,7 @@ int UsbWatches::await(int fd) const {
 
 void UsbWatches::join(const char* function) {
     const MutexLock lock(mUsbJoinLock, function);
-    // Asked before both threads are stopped: the notify thread takes the descriptor back as it
-    // ends.
+    // Read before the stop: the notify thread takes its descriptor back as it ends.
     const bool watchesDev = mInotifyFd != -1;
     eventfd_write(mStopFd, 1);
     if (usb_host_context* context = mUsbHostContext.exchange(nullptr)) {

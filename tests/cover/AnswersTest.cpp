@@ -189,7 +189,7 @@ TEST(SelfTestReport, IsLargeButWithinThePhonesBuffer) {
     EXPECT_LT(size, 40960u);
 }
 
-// As the phone stores it: without "\r", from behind the blank line to ahead of the "OK".
+// The answer as the phone stores it: without "\r", between the blank line and the "OK".
 size_t storedSize(const std::string& answer) {
     size_t size = 0;
     const std::vector<std::string> lines = linesOf(answer);

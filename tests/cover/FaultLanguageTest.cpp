@@ -1,4 +1,4 @@
-// The one-line language of faults: what it reads, what it prints, and what it says about mistakes.
+// The one-line language of faults: what it reads and prints, and its messages for mistakes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

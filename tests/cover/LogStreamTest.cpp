@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-// A cover that was told to stream its log, to a phone that listens.
+// A cover that streams its log, as the phone ordered, to a phone that listens.
 class StreamingBench : public QuietBench {
   public:
     explicit StreamingBench(Options options = {}) : QuietBench(std::move(options)) {

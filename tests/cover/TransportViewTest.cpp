@@ -1,5 +1,5 @@
 // What a phone makes of the cover's bytes, reading whole lines with carriage returns dropped: the
-// answer begins behind a blank line or the command's echo, and ends with OK or ERROR.
+// answer begins after a blank line or the command's echo, and ends with OK or ERROR.
 #include <gmock/gmock.h>
 
 #include "emulator/cover/Text.h"

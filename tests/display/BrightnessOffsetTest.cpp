@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
                         Mapping{"BelowZero", {0, 0}, 50, 10, {kMax, kLower}, {0, 0}, -1}),
         [](const auto& info) { return info.param.name; });
 
-// Meant: the line says that the count is set to 0, which the worker does later.
+// Meant: the log has the count set to 0, which the worker does later.
 INSTANTIATE_TEST_SUITE_P(
         NegativeCounts, MappingTest,
         testing::Values(
@@ -271,7 +271,7 @@ TEST_F(BrightnessOffsetTest, EachCallIsOneShiftedStep) {
     EXPECT_EQ(state(), (OffsetState{6, 0, false}));
 }
 
-// Meant: steps that nobody took are forgotten when the queue is empty.
+// Meant: an empty queue discards the steps that no level has used.
 TEST_F(BrightnessOffsetTest, AnEmptyQueueEndsTheShiftedSteps) {
     bringUp();
     powerOn();

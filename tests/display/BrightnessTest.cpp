@@ -144,7 +144,7 @@ TEST_F(BrightnessTest, AnAnswerLongerThanItsBufferIsLoggedWithinIt) {
     awaitSent(2);
     const std::string shown = "BrightnessThread: failed to serial AtCmd: " + std::string(900, 'x');
     EXPECT_THAT(lines(shown), testing::SizeIs(2));
-    // What is left of the longer answer shows behind the shorter one.
+    // What is left of the longer answer shows after the shorter one.
     setLevels({3});
     awaitSent(3);
     EXPECT_THAT(lines("BrightnessThread: failed to serial AtCmd: short\nxxxxx"),

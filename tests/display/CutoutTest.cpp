@@ -34,7 +34,7 @@ class CutoutTest : public DisplayTest {
         return answer;
     }
 
-    // As bringUp(), with a cover that refuses to tell its cutout.
+    // As bringUp(), with a cover that refuses to send its cutout.
     void bringUpWithout() {
         phone.faults.set("on AT%GETBVCUTOUT error times 1");
         bringUp();

@@ -1,4 +1,4 @@
-// What the debug dump tells of the cover screen, its brightness and its colours.
+// The cover screen, its brightness and its colours in the debug dump.
 #include "tests/display/DisplayTest.h"
 
 #include <nlohmann/json.hpp>

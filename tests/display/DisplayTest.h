@@ -11,7 +11,7 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// What BrightnessThread says when it has nothing to send.
+// The log line of a BrightnessThread that has nothing to send.
 inline constexpr char kRestLine[] =
         "BrightnessThread: br_arr empty. wait signal, set br_offset_count 0";
 

@@ -95,7 +95,7 @@ TEST_F(LpwgCallbackTest, IsReleasedWhenItIsReplaced) {
     client = nullptr;
     EXPECT_NE(weak.promote(), nullptr);
     service->setLpwgCallback(new LpwgClient1_1);
-    // The worker gives it up behind its last line.
+    // The worker gives it up after its last line.
     while (weak.promote() != nullptr) usleep(1000);
 }
 

@@ -1,5 +1,5 @@
-// The service calls its own interface methods as methods of the interface: whoever overrides them
-// is heard. Built without RTTI, as the class is.
+// The service calls its own interface methods through the interface, so a class that overrides one
+// receives the calls. Built without RTTI, as the class is.
 #include "tests/display/WorkerTest.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -38,7 +38,7 @@ struct OwnUpgrades : Bivista {
 
 class OverrideTest : public WorkerTest {
   protected:
-    // What the overriding methods and the worker's verdicts said.
+    // The lines of the overriding methods and of the worker's verdicts.
     std::vector<std::string> said() const {
         std::vector<std::string> lines = log.texts();
         std::erase_if(lines, [](const std::string& line) {

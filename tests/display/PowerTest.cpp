@@ -113,7 +113,7 @@ TEST_F(PowerTest, OffForgetsTheBrightness) {
     EXPECT_EQ(lastBrightness(), 0);
 }
 
-// Meant: a vote is withdrawn that nobody cast.
+// Meant: the service withdraws a vote that it never cast.
 TEST_F(PowerTest, OffWithoutOnWithdrawsAVoteThatIsNotThere) {
     bringUp();
     EXPECT_EQ(power(false), Status::OK);
@@ -246,7 +246,7 @@ TEST_F(PowerTest, ALogLineAheadOfTheAnswerDoesNotCount) {
     EXPECT_TRUE(log.contains("setPowerStatus: HPD Status failed Status:Off, trial:10"));
 }
 
-// Meant: without the blank line that starts an answer nothing tells the log from it.
+// Meant: without the blank line that starts an answer, the cover's log counts as part of it.
 TEST_F(PowerTest, ALogLineAheadOfAnAnswerWithoutABlankLineCounts) {
     bringUp();
     phone.faults.set(R"(on AT%HPD answer "On fire\r\nOff\r\nOK\r\n")");
@@ -276,7 +276,7 @@ TEST_F(PowerTest, EachPollStartsWithAnEmptyAnswer) {
                             errorLine("setPowerStatus: HPD Status failed Status:, trial:10")));
 }
 
-// Meant: a hang-up counts as an answer, though not as one that says "On".
+// Meant: a hang-up counts as an answer, but not as "On".
 TEST_F(PowerTest, ACoverThatHangsUpInAPollUsesUpTheTrials) {
     bringUp();
     phone.faults.set("on AT%HPD hangup times 1");
@@ -388,7 +388,7 @@ TEST_F(PowerTest, ANodeThatCannotBeWrittenChangesNothingElse) {
     EXPECT_FALSE(bv2_screen_on);
 }
 
-// The kernel is told before anybody else finds the screen on, and the vote comes last.
+// The kernel gets the switch before any other thread sees the screen on. The vote comes last.
 TEST_F(PowerTest, OnWritesTheNodeThenSetsTheStateThenVotes) {
     bringUp();
     setHotPlugPolls(0);

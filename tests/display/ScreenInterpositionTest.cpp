@@ -181,7 +181,7 @@ TEST_F(ScreenInterpositionTest, EachPollComesFiftyMillisecondsBehindWhatWasBefor
     std::vector<std::pair<useconds_t, size_t>> sleeps;
     onSleep = [&](useconds_t time) { sleeps.emplace_back(time, commands().size()); };
     EXPECT_EQ(service->setPowerStatus(true, false), Status::OK);
-    // The log, the switch, and from then on a poll behind each.
+    // The log, the switch, and from then on a poll after each.
     EXPECT_THAT(sleeps, ElementsAre(Pair(50000, 2), Pair(50000, 3), Pair(50000, 4)));
     EXPECT_EQ(commands().size(), 5u);
 }

@@ -1,5 +1,5 @@
-// Kernel events of the cover, through the kernel's netlink: what the cover, the kernel's parameter,
-// the LPWG service and the client get to hear of them.
+// Kernel events of the cover, through the kernel's netlink, and what reaches the cover, the
+// kernel's parameter, the LPWG service and the client.
 #include "display/UeventMonitor.h"
 
 #include <nlohmann/json.hpp>
@@ -115,7 +115,7 @@ TEST_F(UeventMonitorTest, ASubsystemInTheLastStringIsOnlyLogged) {
     EXPECT_THAT(client->calls(), IsEmpty());
 }
 
-// Meant: only the string behind the subsystem is looked at.
+// Meant: the worker looks only at the string after the subsystem.
 TEST_F(UeventMonitorTest, AnEventFurtherBehindIsNotSeen) {
     registerClient(client);
     raise({kOurs, "DEVNAME=bv2", "TOUCH_GESTURE_WAKEUP=WAKEUP"});

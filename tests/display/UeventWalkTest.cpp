@@ -17,7 +17,7 @@ using namespace std::string_literals;
 struct Uevent {
     const char* what;
     std::string message;
-    // Each subsystem string and, behind it, the string that follows ("-" for none).
+    // Each subsystem string and, after it, the string that follows ("-" for none).
     std::vector<std::string> seen;
 };
 

@@ -114,8 +114,8 @@ size_t openDescriptors() {
     return count;
 }
 
-// The worker's body on the test's own thread, which has the process to itself: nobody else opens
-// descriptors.
+// The worker's body on the test's own thread, which has the process to itself: no other thread
+// opens descriptors.
 class WorkerInterpositionTest : public WorkerTest {
   protected:
     ~WorkerInterpositionTest() override {

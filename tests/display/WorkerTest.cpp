@@ -6,7 +6,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 void WorkerTest::registerClient(const sp<V1_0::IBivistaLpwgCallback>& client) {
     EXPECT_TRUE(service->setLpwgCallback(client).isOk());
-    // What is raised before the worker has its socket reaches nobody.
+    // An event before the worker has its socket is lost.
     while (!log.contains(raiseMarker("ready"))) usleep(1000);
     handled();
     log.clear();

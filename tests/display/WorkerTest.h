@@ -15,7 +15,7 @@ class WorkerTest : public ServiceTest {
     // Registers the client and waits until the worker listens; forgets the log so far.
     void registerClient(const sp<V1_0::IBivistaLpwgCallback>& client);
 
-    // Has the kernel raise an event of these strings, which puts its number behind them.
+    // Makes the kernel raise an event of these strings. The kernel appends the event's number.
     void raise(const std::vector<std::string>& strings);
     // A touch or pen event of the cover.
     void raiseEvent(const std::string& name);
@@ -24,11 +24,11 @@ class WorkerTest : public ServiceTest {
     // listen, or since the last call.
     std::vector<std::string> handled();
 
-    // What the cover and the kernel's pen parameter were told from journal entry `from` on, in
+    // What the cover and the kernel's pen parameter received from journal entry `from` on, in
     // order: commands, and "aes_mode=2".
     std::vector<std::string> told(uint64_t from) const;
 
-    // Behind the registration of the client.
+    // After the registration of the client.
     uint64_t from = 0;
 
   private:

@@ -1,5 +1,5 @@
 // The conformance suite, as the real programs run it: the service meets it in every surrounding,
-// and the suite tells when it is not run as it was meant to be.
+// and the suite reports when it is not run as it was meant to be.
 #include <algorithm>
 #include <sstream>
 

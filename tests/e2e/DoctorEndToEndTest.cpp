@@ -1,4 +1,4 @@
-// What bivistactl doctor and status tell of the service and an emulated cover.
+// What bivistactl doctor and status print about the service and an emulated cover.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

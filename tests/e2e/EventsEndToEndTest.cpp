@@ -1,5 +1,5 @@
-// Kernel events of the cover's touch panel and pen: what the cover, the kernel, the LPWG service
-// and a client get to hear of them.
+// Kernel events of the cover's touch panel and pen, and what reaches the cover, the kernel, the
+// LPWG service and a client.
 #include <csignal>
 #include <memory>
 #include <sstream>
@@ -31,7 +31,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 class EventsEndToEndTest : public ProgramsTest {
   protected:
-    // With the attach done to its end, and a client for whom the service listens.
+    // With the attach done to its end, and a client that makes the service listen.
     void startPhoneAndClient() {
         startPhone();
         awaitAttachDone();
@@ -44,7 +44,7 @@ class EventsEndToEndTest : public ProgramsTest {
         command.insert(command.end(), options.begin(), options.end());
         auto watch = std::make_unique<Process>(command);
         await([&] { return watch->err().find("watching") != std::string::npos; });
-        // What is raised before the service has its socket reaches nobody.
+        // An event before the service has its socket is lost.
         await([this] {
             raiseMarker();
             return count(log(), "uevent received SUBSYSTEM=QMX_BV2 marker") > 0;
@@ -65,8 +65,8 @@ class EventsEndToEndTest : public ProgramsTest {
     // Waits until the service is done with what was raised so far.
     void awaitHandled() { awaitLog(raiseMarker()); }
 
-    // The same as told() once so much was done: the journal has what is written to a node a little
-    // later than the service has written it.
+    // The same as told() once so much was done: a write to a node reaches the journal a little
+    // after the service has made it.
     std::vector<std::string> awaitTold(size_t count) const {
         await([&] { return told().size() >= count; });
         return told();
@@ -182,7 +182,7 @@ TEST_F(EventsEndToEndTest, TheJournalTellsAnOlderClientsMethod) {
 }
 
 // Meant: clearing the callback stops the USB side and never returns, and the one thread that serves
-// calls waits with it. Events are still received, and are nobody's.
+// calls waits with it. The service still receives events, and has no client for them.
 TEST_F(EventsEndToEndTest, ClearingTheCallbackKeepsEveryClientWaiting) {
     startPhoneAndClient();
     Process clearing({bin("bivistactl"), "call", "setLpwgCallback", "null"});

@@ -25,7 +25,7 @@ constexpr char kCurrent[] = R"("status":"OK")";
 
 class FirmwareEndToEndTest : public ProgramsTest {
   protected:
-    // With an upgrade that takes as long as told, and the attach done to its end.
+    // With an upgrade that takes this long, and the attach done to its end.
     void startCover(const std::string& upgradeMs = "100",
                     const std::vector<std::string>& program = {bin(kService)}) {
         startPhone({"--firmware-version", "AB-1_20210312"}, program);
@@ -34,8 +34,8 @@ class FirmwareEndToEndTest : public ProgramsTest {
         mark = entries().size();
     }
 
-    // What happened since `mark`, in order: numbers for the kernel's driver, what it tells of an
-    // upgrade but its progress, and what came to the USB bus.
+    // What happened since `mark`, in order: numbers for the kernel's driver, its reports of an
+    // upgrade without the progress, and arrivals on the USB bus.
     std::vector<std::string> happened() const {
         std::vector<std::string> happened;
         const std::vector<JournalEntry> all = entries();
@@ -61,7 +61,7 @@ class FirmwareEndToEndTest : public ProgramsTest {
         return happened;
     }
 
-    // The percents that were told since `mark`, with the image's file name.
+    // The percents that the driver reported since `mark`, with the image's file name.
     std::vector<std::string> progress() const {
         std::vector<std::string> progress;
         const std::vector<JournalEntry> all = entries();

@@ -1,4 +1,4 @@
-// The scripts install what is missing, as root or through sudo, and say what they do. The tools
+// The scripts install what is missing, as root or through sudo, and print what they do. The tools
 // that would do it are played by small scripts, the only ones in PATH.
 #include <filesystem>
 #include <fstream>

@@ -29,7 +29,7 @@ class ScreenEndToEndTest : public ProgramsTest {
         return run(words);
     }
 
-    // A command that the service carries out and about which it has nothing to tell.
+    // A command that the service carries out without any output.
     void expectDone(const std::vector<std::string>& words) const {
         const Outcome outcome = type(words);
         EXPECT_EQ(outcome.status, 0) << words.front();

@@ -218,7 +218,7 @@ class HeldServiceTest : public ServiceEndToEndTest {
     }
 };
 
-// A client whose callback hangs: it was stopped during its command, and then a line came.
+// A client whose callback hangs: the client was stopped during its command, and then a line came.
 class HangingClientTest : public HeldServiceTest {
   protected:
     void SetUp() override {
@@ -265,7 +265,7 @@ TEST_F(HangingClientTest, HoldsTheAtChannel) {
     EXPECT_EQ(version().out, kVersionResult);
 }
 
-// A neighbour that is declared and not up holds whoever asks for it.
+// A neighbour that is declared and not up holds every call that asks for it.
 class DeclaredNeighbourTest : public HeldServiceTest {
   protected:
     static std::string waitingFor(const std::string& name) {

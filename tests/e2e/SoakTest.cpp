@@ -125,7 +125,7 @@ TEST_F(SoakTest, LeavesDescriptorsThreadsAndMemoryWhereTheyWere) {
     const Footprint before = footprint(servicePid());
     ASSERT_GT(before.kib, 0);
     for (int i = 0; i < cycles(); ++i) cycle(commands);
-    // What clients that have ended leave is cleaned up behind their last call.
+    // What clients that have ended leave is cleaned up after their last call.
     await([&] {
         const Footprint now = footprint(servicePid());
         return now.descriptors == before.descriptors && now.threads == before.threads;

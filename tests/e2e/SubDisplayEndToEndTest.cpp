@@ -21,7 +21,7 @@ class SubDisplayEndToEndTest : public ProgramsTest {
         startPhone();
         awaitState("ON");
     }
-    // Another panel, which says this of itself.
+    // Another panel, with this record.
     void changePanel(const std::vector<std::string>& options) {
         ctl({"detach"});
         awaitState("UNINITIALIZED");

@@ -83,7 +83,7 @@ TEST_F(AtCommandServiceTest, RefusesAnEmptyCommand) {
     EXPECT_THAT(commands(from), IsEmpty());
 }
 
-// The command ends at its NUL, and so lacks the carriage return behind it.
+// The command ends at its NUL, and so lacks the carriage return after it.
 TEST_F(AtCommandServiceTest, RefusesACommandWithANul) {
     const uint64_t from = journal.next();
     const Answer answer = sendAt(std::string("AT%SWV\0AT", 9), nullptr);

@@ -11,7 +11,7 @@ using testing::ElementsAre;
 
 class AutoSuspendTest : public AttachedTest {
   protected:
-    // What votes said; the threads of the attach may say something still.
+    // The log lines of votes. The threads of the attach may still add lines.
     std::vector<support::LogLine> lines() const {
         std::vector<support::LogLine> found;
         for (support::LogLine& line : log.lines()) {
@@ -116,7 +116,7 @@ TEST_F(AutoSuspendTest, AnExchangeGoesOnWithoutItsControlFile) {
 TEST_F(AutoSuspendTest, FailsWithoutATty) {
     detach();
     log.waitFor("========== ttyACM0 delete");
-    // The path is cleared behind the detach; then the last component of the empty path is ".".
+    // The path is cleared after the detach; then the last component of the empty path is ".".
     while (service->usbAutoSuspend(true, false) != -1) {
     }
     EXPECT_EQ(errno, ENOENT);

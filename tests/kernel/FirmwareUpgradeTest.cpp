@@ -60,7 +60,7 @@ TEST_P(UpgradeTest, FailsWhenTheControlFileCannotBeOpened) {
                              std::string("Cannot open path: ") + phone::kFirmwareWrite));
 }
 
-// Meant: nobody looks whether the kernel took the number.
+// Meant: the service ignores whether the kernel took the number.
 TEST_P(UpgradeTest, DoesNotSeeAWriteThatFails) {
     phone.faults.set(std::string("node ") + phone::kFirmwareWrite + " eio");
     EXPECT_EQ(call(), Status::OK);
@@ -140,7 +140,7 @@ TEST_P(DownloadTest, BringsUpTheLoader) {
     journal.waitFor(phone::isOn(Kind::NodeWrite, phone::kFirmwareWrite, "0"), first);
 }
 
-// Meant: the power node is written although there is nobody to talk to.
+// Meant: the service writes the power node although no cover is there.
 TEST_P(DownloadTest, WritesThePowerNodeWithoutACover) {
     start();
     EXPECT_EQ(call(), Status::FAIL);
@@ -221,7 +221,7 @@ TEST_F(RecoveryUpgradeTest, StaysAwayFromOtherLoaders) {
     phone.loader.detach();
     phone.loader.attach("00000000001C", "TQC330R");
     log.waitFor("usbDeviceAdded : product_name is TQC330R", at);
-    // The cover's attach stands behind all of this on the USB thread.
+    // The cover's attach stands after all of this on the USB thread.
     phone.cover.attach();
     log.waitFor("========== Bivista Attached", at);
     EXPECT_THAT(nodeWrites(first), Not(Contains("virtual_mcu_firmware_write=6")));

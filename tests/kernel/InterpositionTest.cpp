@@ -335,7 +335,7 @@ TEST_F(InterpositionTest, WithoutAWatchTheNotifyThreadEnds) {
     awaitUsbWatch();
 }
 
-// With neither thread to stop, the handler sets the flag and says so.
+// With neither thread to stop, the handler sets the flag and logs that.
 TEST_F(InterpositionTest, TheHandlerHasNothingToJoinWithoutThreads) {
     onInotifyInit = failing(EMFILE);
     noUsbHost = true;
@@ -350,7 +350,7 @@ TEST_F(InterpositionTest, TheHandlerHasNothingToJoinWithoutThreads) {
     EXPECT_EQ(log.waitFor("destroy set", 1), 2u);
 }
 
-// The phone's libusbhost frees the context at once, whoever uses it.
+// The phone's libusbhost frees the context at once, even while a thread uses it.
 TEST_F(InterpositionTest, TheUsbHostIsCleanedUpOnceWhenItsThreadHasEnded) {
     std::atomic<int> cleanups = 0;
     std::atomic<bool> ended = false;

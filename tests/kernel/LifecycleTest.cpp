@@ -57,7 +57,7 @@ TEST_F(LifecycleTest, ASecondSignalOnlySaysSo) {
     EXPECT_EQ(log.lines().back().text, "destroy set");
 }
 
-// Whichever thread takes it: both have ended when the handler says so.
+// Whichever thread takes the signal: both have ended when the handler logs it.
 TEST_F(LifecycleTest, ASignalToTheProcessStopsBothThreadsFirst) {
     start();
     ASSERT_EQ(kill(getpid(), SIGUSR1), 0);

@@ -23,12 +23,12 @@ using testing::IsEmpty;
 
 class SerialAtTest : public AttachedTest {
   protected:
-    // The first that an exchange said.
+    // The first log line of an exchange.
     support::LogLine firstLine() const {
         const size_t next = log.waitForPrefix("serialAtCmd: ");
         return log.lines().at(next - 1);
     }
-    // From here on nobody sees what happens to the nodes in /dev.
+    // From here on no watch sees what happens to the nodes in /dev.
     static void stopWatching() { Bivista::sighandler(SIGUSR1); }
     // Waits until the service has read this many answer lines.
     void awaitLines(size_t lines) const {

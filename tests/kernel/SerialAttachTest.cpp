@@ -166,7 +166,7 @@ TEST_F(SerialAttachTest, ReportsATtyThatCannotBeOpened) {
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
-// Meant: nobody looks at the result of telling the kernel.
+// Meant: the service ignores whether the kernel's control file took its notice.
 TEST_F(SerialAttachTest, AttachesAlthoughTheKernelCannotBeTold) {
     phone.faults.set(std::string("node ") + phone::kHalReady + " missing");
     start();

@@ -127,7 +127,7 @@ class SerialLogInterpositionTest : public ServiceTest {
         while (busyTries == before) usleep(1000);
     }
 
-    // The line of a failure, and the end of the thread behind it; the service goes on.
+    // The line of a failure, and after it the end of the thread; the service goes on.
     void expectEnd(const std::string& failure) {
         const size_t line = log.waitFor(ANDROID_LOG_ERROR, failure);
         log.waitFor(ANDROID_LOG_DEBUG, "serialLogThread: exiting", line);

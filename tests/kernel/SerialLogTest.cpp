@@ -19,7 +19,7 @@ constexpr char kUart[] = "persist.vendor.qmx.dd.uart.enable";
 
 class SerialLogTest : public ServiceTest {
   protected:
-    // Attaches a cover whose log is wanted.
+    // Attaches a cover whose log the service captures.
     void attachWithCapture(const phone::CoverOptions& options = support::withoutPanel()) {
         phone.properties.set(kCapture, "1");
         start();
@@ -49,7 +49,7 @@ class SerialLogTest : public ServiceTest {
         return changes;
     }
 
-    // Puts something else in the place of the tty, of which the monitor hears nothing.
+    // Puts another file in the place of the tty, which the watch of /dev does not notice.
     static void replaceTty(const std::string& target) {
         std::filesystem::create_symlink(target, "/dev/other");
         std::filesystem::rename("/dev/other", "/dev/ttyACM0");
@@ -405,7 +405,7 @@ TEST_F(SerialLogTest, EndsWithTheTtysHangUp) {
 
 // With AT commands between the lines.
 
-// An answer is whole, whatever the cover says before and after it, and no line of the log is in it.
+// An answer is whole, whatever the cover sends before and after it, and has no line of the log.
 TEST_F(SerialLogTest, NeverTakesALineOfAnAnswer) {
     const char* text = getenv("CHATTER_COMMANDS");
     const int count = text != nullptr ? atoi(text) : 200;

@@ -44,7 +44,7 @@ class ServiceTest : public support::PhoneTest {
 
     // Puts the cover on, as a rule without its panel, and waits until the service has attached it.
     void attach(const phone::CoverOptions& options = support::withoutPanel());
-    // Waits for the end of an attach that the log tells of at this line or later.
+    // Waits for the end of an attach that the log shows at this line or later.
     void awaitAttached(size_t line = 0) const;
     // Pulls the cover off and waits until the service has detached it.
     void detach();
@@ -63,7 +63,7 @@ class ServiceTest : public support::PhoneTest {
     // What the service wrote to control files from journal entry `from` on, in order: the last path
     // component and the bytes, as in "control=on".
     std::vector<std::string> nodeWrites(uint64_t from) const;
-    // The log without what the service's lasting threads say.
+    // The log without the lines of the service's lasting threads.
     std::vector<std::string> ownLines() const;
     // The commands that the cover received.
     std::vector<std::string> commands(uint64_t from) const;
@@ -76,7 +76,7 @@ class ServiceTest : public support::PhoneTest {
 class AttachedTest : public ServiceTest {
   protected:
     void SetUp() override;
-    // Of the journal, behind the attach.
+    // The journal's position after the attach.
     uint64_t from = 0;
 };
 

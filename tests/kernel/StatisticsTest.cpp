@@ -1,4 +1,4 @@
-// What AT exchanges are counted under, and that nothing is lost or torn while somebody reads.
+// The names that AT exchanges are counted under. No count is lost or torn while a thread reads.
 #include "diagnostics/Statistics.h"
 
 #include <atomic>
@@ -129,7 +129,7 @@ TEST_F(ExchangeStatisticsTest, ForgetOnAReset) {
     EXPECT_EQ(counts.orders, 1u) << "a reset leaves the orders";
 }
 
-// The i-th exchange takes i microseconds, so that a maximum tells up to which one was counted.
+// The i-th exchange takes i microseconds, so that a maximum shows the last one that was counted.
 TEST_F(ExchangeStatisticsTest, AddUpOverResetsToWhatWasCounted) {
     std::atomic<bool> enough = false;
     uint64_t exchanges = 0;

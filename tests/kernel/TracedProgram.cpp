@@ -27,7 +27,7 @@ void watchLog(const __android_logger_data* /*data*/, const char* message) {
 
 bool exchange(phone::Phone& phone, Bivista& service) {
     phone.cover.attach();
-    // The last command of the attach; the exchange behind it waits for its end.
+    // The last command of the attach; the exchange after it waits for its end.
     phone.journal().waitFor(phone::beginsWith(phone::Kind::TtyRx, "AT%TCHUPDATE="));
     if (service.serialAtCmd("AT%SWV\r", nullptr, 0, nullptr) < 0) return false;
     // Before it watches, the log's thread takes the lock of an exchange once.

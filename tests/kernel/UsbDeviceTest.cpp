@@ -65,7 +65,7 @@ TEST_P(LoaderTest, IsRecognised) {
     phone.loader.attach(GetParam().serial, GetParam().product);
     size_t at = 0;
     for (const std::string& line : GetParam().lines) at = log.waitFor(line, at);
-    // The cover's attach stands behind all of the loader's lines, on the same thread.
+    // The cover's attach stands after all of the loader's lines, on the same thread.
     phone.cover.attach(support::withoutPanel());
     log.waitFor("========== Bivista Attached", at);
     size_t loaderLines = 0;

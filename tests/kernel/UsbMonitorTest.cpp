@@ -17,8 +17,8 @@ using testing::IsEmpty;
 
 class UsbMonitorTest : public ServiceTest {
   protected:
-    // Another node is created and seen behind what is tested, so what is not handled by then is
-    // ignored.
+    // Creates another node and waits until the service sees it: an earlier node that is not handled
+    // by then is ignored.
     void awaitMarker() {
         const std::string name = "marker" + std::to_string(mMarkers++);
         createNode(name);
@@ -358,7 +358,7 @@ TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
     for (int i = 0; i < 5; ++i) cycle();
     const size_t before = descriptors();
     for (int i = 0; i < 100; ++i) cycle();
-    // The last tty is put away behind its removal; a leak would never come down again.
+    // The last tty is put away after its removal; a leak would never come down again.
     while (descriptors() > before) usleep(1000);
 }
 

@@ -27,7 +27,7 @@ using vendor::qmx::hardware::accessory::V1_1::IAccessory;
 
 class AccessoryTest : public support::PhoneTest {
   protected:
-    // What a client that looks it up is told.
+    // The state that a client gets from the service.
     static AccessoryState ask() {
         AccessoryState told = {99, 99};
         const sp<IAccessory> service = IAccessory::getService();

@@ -77,7 +77,7 @@ class ControlTest : public support::PhoneTest {
                 << wrong.method << wrong.path << wrong.body << reply.body;
     }
 
-    // Opens the tty as the phone does, and has the cover told to stream its log.
+    // Opens the tty as the phone does, and sends the cover the command to stream its log.
     android::base::unique_fd listenToTheLog() {
         phone.cover.attach();
         android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));

@@ -31,7 +31,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// Gives whoever connects the same bytes, and closes.
+// Sends every client the same bytes, and closes.
 class OtherServer {
   public:
     OtherServer(const std::string& path, std::string answer) : mAnswer(std::move(answer)) {
@@ -96,7 +96,7 @@ class CtlTest : public ProgramTest {
 
     std::string socketPath() const { return mFolder + "/hidl/emulator.sock"; }
 
-    // What ctl says and how it ends, when this is what answers.
+    // The message and the exit status of ctl when a program answers so.
     void expectForeign(const std::string& answer, const std::vector<std::string>& words,
                        const std::string& message) const {
         const OtherServer server(socketPath(), answer);

@@ -274,7 +274,7 @@ TEST_F(FirmwareTest, CoverGoesToItsLoaderAndComesBackAsItself) {
     EXPECT_THROW(phone.loader.leave(), phone::Error);
 }
 
-// A loader that somebody put there is not the cover's.
+// A loader that was put there by hand is not the cover's.
 TEST_F(FirmwareTest, AnotherLoaderCannotBeLeft) {
     phone.cover.attach();
     phone.loader.attach();

@@ -50,7 +50,7 @@ class ProgramTest : public testing::Test {
         return emulator({"run", "--", "/bin/sh", "-c", "echo up; read line || exit 0"});
     }
 
-    // The build may lie where nobody else may look.
+    // The build may lie in a folder that is closed to other users.
     std::string copyForEverybody() const {
         std::string copy = mFolder + "/bivista-emulator";
         fs::copy(kEmulator, copy);

@@ -130,7 +130,7 @@ TEST_F(ProgramTest, ProgramEndsWithTheEmulator) {
     Process child(stayingUp());
     child.waitFor("up\n");
     kill(child.pid(), SIGKILL);
-    // Its standard output is ours: wait() returns when nobody holds it any more.
+    // Its standard output is ours: wait() returns when no process holds it any more.
     EXPECT_EQ(child.wait(), 128 + SIGKILL);
 }
 

@@ -95,7 +95,7 @@ TEST_F(RunTest, WritesTheWholeJournalIntoAFifo) {
     EXPECT_TRUE(contentOf(mFolder + "/read").starts_with(journal));
 }
 
-// More than a FIFO holds, and nobody takes it: the program ends all the same.
+// More than a FIFO holds, and no reader takes it: the program ends all the same.
 TEST_F(RunTest, DoesNotWaitForASlowReaderOfAFifo) {
     const std::string fifo = givenFifo();
     Process phone(

@@ -88,7 +88,7 @@ TEST_F(TtyTest, CarriesACommandAndItsAnswer) {
     const unique_fd tty = openTty();
     setLines(tty);
     send(tty, "ATE0\r");
-    // The cover echoes until it is told not to.
+    // The cover echoes until a command ends that.
     EXPECT_EQ(readLine(tty), "ATE0\n");
     EXPECT_EQ(readLine(tty), "OK\n");
 }
@@ -132,7 +132,7 @@ TEST_F(TtyTest, DtrFollowsTheModemLineRequests) {
     EXPECT_EQ(changeLines(tty, TIOCMBIS, TIOCM_DTR), 0);
     EXPECT_EQ(changeLines(tty, TIOCMBIC, TIOCM_RTS), 0);
     EXPECT_TRUE(phone.cover.state().dtr);
-    // Only changes are told.
+    // Only changes are reported.
     EXPECT_THAT(dtrChanges(), ElementsAre("raised", "lowered", "raised"));
 }
 
@@ -222,7 +222,7 @@ TEST_F(TtyTest, LogFlowsOnlyWhileDtrIsRaised) {
     EXPECT_EQ(readLine(tty), "three\n");
 }
 
-// Each answer is whole, whatever the cover says before and after it.
+// Each answer is whole, whatever the cover sends before and after it.
 TEST_F(TtyTest, ChatterAtFullSpeedLeavesAnswersWhole) {
     phone.cover.attach();
     const unique_fd tty = openTty();

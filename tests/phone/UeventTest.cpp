@@ -1,4 +1,4 @@
-// Uevents of the phone's kernel, as its listeners hear them.
+// Uevents of the phone's kernel, as its listeners receive them.
 
 #include "emulator/phone/devices/Uevents.h"
 

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 
 class DrawSubDisplayTest : public SubDisplayTest {
   protected:
-    // A panel that did not come on: frames may be drawn, and nobody sends them.
+    // A panel that did not come on: frames may be drawn, and no thread sends them.
     void attachWithoutSender(const PanelOptions& options = {}) {
         start();
         setFault("hid config error EPIPE");

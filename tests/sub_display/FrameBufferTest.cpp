@@ -1,4 +1,4 @@
-// The states of the two frame buffers, and who gets a buffer that two sides want.
+// The states of the two frame buffers, and the side that gets a buffer when both want it.
 #include <atomic>
 #include <string>
 #include <thread>

@@ -147,7 +147,7 @@ INSTANTIATE_TEST_SUITE_P(Values, ConfigTest,
                                          Config{"All", true, true, 255, "\3\3\xFF"}),
                          [](const auto& info) { return info.param.name; });
 
-// A transfer that fails, and what it says.
+// A transfer that fails, and its log line.
 struct Failure {
     const char* name;
     std::string fault;

@@ -17,8 +17,8 @@ void awaitHeld();
 void release();
 
 // From now on the node appends each output report to this text and claims to have taken all of it:
-// the first time so many bytes, if not 0. Null: the panel is asked again. To be called while nobody
-// writes.
+// the first time so many bytes, if not 0. Null: the panel takes reports again. Call it while no
+// thread writes.
 void takeWrites(std::string* reports, long claim = 0);
 
 }  // namespace support

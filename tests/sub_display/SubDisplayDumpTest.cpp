@@ -1,4 +1,4 @@
-// What the debug dump tells of the sub display, its buffers and its frames.
+// The sub display, its buffers and its frames in the debug dump.
 #include "tests/kernel/DumpReader.h"
 
 #include <nlohmann/json.hpp>

@@ -114,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
                         LockingFunction{"setBufferState", bufferLock, draw}),
         [](const auto& info) { return info.param.name; });
 
-// Meant: nobody looks at this unlock.
+// Meant: the service ignores the result of this unlock.
 TEST_F(SubDisplayInterpositionTest, TheUnlockBehindTheInfoIsNotLogged) {
     attachAndAwaitIdle();
     support::failingMutex = &hid_lock;

@@ -1,4 +1,4 @@
-// The sub display's panel found and lost, and what clients are told of it.
+// The sub display's panel found and lost, and the callbacks that clients get for it.
 #include <atomic>
 #include <future>
 #include <thread>
@@ -152,7 +152,7 @@ TEST_F(SubDisplayLifecycleTest, TellsThePanelsSizeAndFormat) {
     EXPECT_EQ(got.info, (SubScreenInfo{65535, 1, 255}));
 }
 
-// Meant: the last panel's size is told with the failure.
+// Meant: the failure comes with the last panel's size.
 TEST_F(SubDisplayLifecycleTest, TheSizeOutlivesThePanel) {
     start();
     attachPanel();
@@ -256,7 +256,7 @@ TEST_F(SubDisplayLifecycleTest, CarriesOnWithACallbackThatDied) {
     EXPECT_EQ(state(), SubScreenState::ON);
 }
 
-// Whoever asks while a client is being told hears the new state, once the client has heard it.
+// A call during a client's callback waits for the callback, and returns the new state.
 TEST_F(SubDisplayLifecycleTest, AStateIsNotReadWhileTheClientIsBeingTold) {
     start();
     class Slow : public StateRecorder {

@@ -35,7 +35,7 @@ SubDisplayTest::~SubDisplayTest() {
 
 void SubDisplayTest::awaitIdle(size_t from) const {
     log.waitFor("There is no buffer to be consumed.", from);
-    // It says so with this lock, and gives it up as it falls asleep.
+    // The thread logs this line with the lock held, and releases the lock as it falls asleep.
     const MutexLock lock(service->subDisplay().sub_update_lock, __func__);
 }
 

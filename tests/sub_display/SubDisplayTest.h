@@ -25,13 +25,13 @@ struct PanelOptions {
     uint8_t ready = 1;
 };
 
-// A client's callback, which keeps what it was told.
+// A client's callback, which records the states that it gets.
 class StateRecorder : public IBivistaSubDisplayCallback {
   public:
     Return<void> onSubDisplayStateChanged(SubScreenState state) override EXCLUDES(mLock);
 
     std::vector<SubScreenState> states() const EXCLUDES(mLock);
-    // Waits for the first report of this state.
+    // Waits for the first callback with this state.
     void waitFor(SubScreenState state) const EXCLUDES(mLock);
 
   private:
@@ -45,7 +45,7 @@ class SubDisplayTest : public ServiceTest {
     // Takes the panel off.
     ~SubDisplayTest() override;
 
-    // Waits until the update thread, which says so from line `from` on, sleeps for want of a frame.
+    // Waits until the update thread sleeps for want of a frame, as it logs from line `from` on.
     void awaitIdle(size_t from = 0) const;
     // Draws a frame and waits until the thread has done with it.
     void drawAndAwait(uint32_t number);

@@ -77,7 +77,7 @@ TEST_F(UpdateThreadTest, SaysWhatItDoes) {
 TEST_F(UpdateThreadTest, TheFirstBufferIsSentFirst) {
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
     setFault("hid config error EPIPE");
-    // Drawable again, with nobody who sends.
+    // Drawable again, without a thread that sends.
     service->initSubDisplay(service.get(), {2, 128, 128, 4, 1});
     clearFaults();
     setBufferState(0, BUFFER_WRITING);
@@ -147,7 +147,7 @@ TEST_F(UpdateThreadTest, AnOpenThatFailsCountsAsAnAttempt) {
     EXPECT_TRUE(log.contains(kGivenUp));
 }
 
-// Meant: nobody looks at the result of the empty report.
+// Meant: the service ignores the result of the empty report.
 TEST_F(UpdateThreadTest, AFrameIsDoneWhateverItsEndSays) {
     setFault("hid write error EIO after 3 times 1");
     drawAndAwait(1);

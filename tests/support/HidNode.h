@@ -1,4 +1,4 @@
-// An empty file in the place of a hidraw node, with its attributes in sysfs.
+// An empty file in the place of a hidraw node, with the node's files in sysfs.
 #pragma once
 
 #include <string>

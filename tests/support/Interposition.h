@@ -8,9 +8,8 @@
 
 namespace support {
 
-// The lock of the calling thread from now on that fails: 1 is the next one; 0 is none. The mutex is
-// taken and an error reported, since the unlock that follows may not hit a mutex that no thread
-// holds.
+// The lock of the calling thread from now on that fails: 1 is the next one; 0 is none. It is taken
+// and reports an error, since the unlock after it may not hit a mutex that no thread holds.
 extern thread_local int failLock;
 // Every unlock of the calling thread fails: it is done and reports an error.
 extern thread_local bool failUnlocks;

@@ -5,7 +5,7 @@
 
 namespace support {
 
-// Ends the program, with one line that says why, when there is none.
+// Ends the program, with one line that gives the reason, when there is none.
 phone::Phone& thePhone();
 
 }  // namespace support

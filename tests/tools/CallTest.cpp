@@ -94,7 +94,7 @@ class MethodTest : public CliTest, public testing::WithParamInterface<MethodCase
 
 class CallTest : public CliTest {
   protected:
-    // Wrong usage: told on standard error alone, before any service is asked.
+    // Wrong usage: reported on standard error alone, before any service is asked.
     void expectRefused(const std::vector<std::string>& words, const std::string& message) {
         std::vector<std::string> commandLine = {"call"};
         commandLine.insert(commandLine.end(), words.begin(), words.end());

@@ -17,7 +17,7 @@ struct Result {
     std::string errors;
 };
 
-// A command line that is wrong usage, and what a person is told, among the rest.
+// A command line that is wrong usage, and part of the message for it.
 struct Mistake {
     std::vector<std::string> words;
     std::string message;
@@ -47,7 +47,7 @@ class CliTest : public testing::Test {
     // What the program that start() started last wrote to standard error so far.
     std::string errors() const;
 
-    // Runs it; nothing but standard error tells of the mistake, and where to read more.
+    // Runs it. Only standard error reports the mistake, and names the help.
     void expectWrongUsage(const Mistake& mistake);
 
     // The next call that the service recorded, as JSON; waits for it.

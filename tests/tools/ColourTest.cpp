@@ -1,4 +1,4 @@
-// Colours are for a person at a terminal, and for nobody else.
+// Only a person at a terminal gets colours.
 #include <gmock/gmock.h>
 #include <stdlib.h>
 

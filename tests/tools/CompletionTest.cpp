@@ -1,4 +1,4 @@
-// The completions of both programs, in the shells themselves, against what the programs say.
+// The completions of both programs, in the shells themselves, against the programs' own help.
 #include <gmock/gmock.h>
 #include <stdlib.h>
 
@@ -20,7 +20,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// What a completion tells when names of files may stand there.
+// The output of a completion where names of files may stand.
 constexpr char kFiles[] = "<files>";
 
 struct Subject {

@@ -40,13 +40,13 @@ const Setting kSettings[] = {
          "DoRawdata",
          "[]",
          kNoAnswer,
-         "bivistactl: the frame is in the service's log, behind \"DoRawdata:\"\n"},
+         "bivistactl: the frame is in the service's log, after \"DoRawdata:\"\n"},
         {"TouchDelta",
          {"touch", "delta"},
          "DoDelta",
          "[]",
          kNoAnswer,
-         "bivistactl: the frame is in the service's log, behind \"DoDelta:\"\n"},
+         "bivistactl: the frame is in the service's log, after \"DoDelta:\"\n"},
         {"TouchReset", {"touch", "reset"}, "DoTouchReset", "[]", kNoAnswer},
         {"TouchResults",
          {"touch", "results"},
@@ -200,7 +200,7 @@ TEST_F(CoverTest, AnAnswerThatCannotBeWrittenEndsWithFour) {
 
 TEST_F(WaitingTest, ATerminalShowsThatTheProgramIsAliveAndAPipeDoesNot) {
     givenServiceThatHolds("getSelfTest");
-    // The first waits at least as long as the second, which is served behind it.
+    // The first waits at least as long as the second, which is served after it.
     auto silent = start({"touch", "selftest"});
     nextCall();
     Terminal terminal;
@@ -235,7 +235,7 @@ TEST_F(WaitingTest, EveryCommandThatWaitsForTheCoverShowsIt) {
     givenServiceThatHolds("getGpiopin");
     auto holder = start({"touch", "gpio"});
     nextCall();
-    // Served behind the one that is held.
+    // Served after the one that is held.
     for (const auto& words : std::vector<std::vector<std::string>>{{"pen", "aes", "1"},
                                                                    {"lpwg", "status", "1", "2"},
                                                                    {"touch", "perf", "on"},

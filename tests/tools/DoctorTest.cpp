@@ -80,7 +80,7 @@ class DoctorTest : public CliTest {
         words.insert(words.begin(), {"doctor", "--root", mRoot});
         return run(words);
     }
-    // What was found in one examination; what is said twice of it, behind one another.
+    // The findings of one examination, in their order.
     std::vector<Json> findings(const std::string& check, std::vector<std::string> words = {}) {
         words.push_back("--json");
         const Result result = examine(words);
@@ -265,7 +265,7 @@ TEST_F(DoctorTest, ACoverThatTakesTooLongIsAProblem) {
                   {"--ask", "--patience-ms", "500"});
     const int writer = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
     EXPECT_EQ(1, write(writer, "x", 1));
-    // Served again: only the dump waits behind the question.
+    // Served again: only the dump waits for the question.
     expectNote("answer", "was not asked", "--ask");
     close(writer);
 }

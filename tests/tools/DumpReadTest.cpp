@@ -1,4 +1,4 @@
-// What is understood of a dump, whose text is anybody's.
+// What bivistactl understands of a dump, whose text any program may have written.
 #include "tools/client/Dump.h"
 
 #include <gmock/gmock.h>

@@ -3,7 +3,7 @@
 //
 // Options: --fail answers FAIL; --fail-in METHOD does so in that method alone; --text HEX answers
 // this text; --text-in METHOD HEX,HEX... answers others in that method, one a call, and the last
-// one from then on; --lines HEX is what AT callbacks are told, line by line; --exit-in METHOD dies
+// one from then on; --lines HEX goes to AT callbacks, line by line; --exit-in METHOD dies
 // in that method; --hold-in METHOD FIFO waits in that method for a byte in the named pipe, one for
 // each call; --v1_0 serves only version 1.0; --flag answers true where a bool is asked; --keep-dump
 // never closes what a dump is written to; --dump-file FILE has the dump; --panel WIDTHxHEIGHT is
@@ -45,7 +45,7 @@ struct Options {
     Status status = Status::OK;
     std::string text = "text";
     std::map<std::string, std::string> textIn;
-    // What comes before that one.
+    // The answers before the one in textIn.
     std::map<std::string, std::deque<std::string>> firstIn;
     std::string lines = "one\ntwo\n";
     std::string exitIn;
@@ -78,7 +78,7 @@ Json nameOf(const sp<Callback>& callback) {
     return callback == nullptr ? Json() : Json("callback");
 }
 
-// A long frame is told by its length alone: a line must fit into a pipe that nobody reads yet.
+// Of a long frame only the length is printed: a line must fit into a pipe that no test reads yet.
 Json describe(const hidl_vec<uint32_t>& frame) {
     if (frame.size() > 100) return {{"words", frame.size()}};
     return std::vector<uint32_t>(frame);
@@ -307,7 +307,7 @@ bool parseFlag(const std::string& option) {
     return true;
 }
 
-// Those with a word behind them.
+// Options that take a word.
 bool parseValue(const std::string& option, const std::string& value) {
     if (option == "--text") {
         sOptions.text = fromHex(value);

@@ -29,7 +29,7 @@ const Setting kSettings[] = {
 
 class FirmwareTest : public CliTest {};
 
-// What the service's dump tells of the cover and of its last order to the kernel.
+// The cover and the last order to the kernel in the service's dump.
 struct Dump {
     bool usb = true;
     bool serial = true;
@@ -128,7 +128,7 @@ class FirmwareWaitTest : public FirmwareCheckTest {
         }
         return names;
     }
-    // What standard error has after the line that tells of the wait.
+    // Standard error after the line that announces the wait.
     static std::string complaint(const Result& result) {
         EXPECT_THAT(result.errors, StartsWith("bivistactl: waiting for the cover, "));
         return result.errors.substr(result.errors.find('\n') + 1);

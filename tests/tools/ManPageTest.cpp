@@ -1,4 +1,4 @@
-// The man pages, against what the programs say of themselves.
+// The man pages, against the programs' own help.
 #include <gmock/gmock.h>
 
 #include <filesystem>

@@ -68,7 +68,7 @@ TEST_F(OutOfMemoryTest, IsToldAndEndsWithFour) {
                            "memory. \"bivistactl status\" tells what was done until then.\n"));
 }
 
-// Whatever fails first. Below some of them the program cannot even be loaded, which it cannot tell.
+// Whatever fails first. Below some limits the program cannot even be loaded, and reports nothing.
 TEST_F(OutOfMemoryTest, AnyLimitEndsWithFourOrIsEnough) {
     givenService();
     std::set<int> codes;

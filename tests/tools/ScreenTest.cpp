@@ -1,4 +1,4 @@
-// The commands that set something on the cover's two screens, and those that tell of the first one.
+// The commands that set something on the cover's two screens, and those that show the first one.
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
-// Tests of every command that asks the service for one thing and then only tells how that went.
+// Tests of every command that makes one call of the service and then only reports its status.
 #pragma once
 
 #include <ostream>
@@ -13,9 +13,9 @@ struct Setting {
     // What reaches the service.
     const char* method;
     const char* arguments;
-    // What a person is told, among the rest, when the service answers FAIL.
+    // Part of the message when the service answers FAIL.
     const char* onFail;
-    // What a person is told when it answers OK.
+    // The message when the service answers OK.
     const char* onOk = "";
 };
 

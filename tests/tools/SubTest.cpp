@@ -1,4 +1,4 @@
-// The commands of the sub display that tell something, and those that draw.
+// The commands of the sub display that print its state, and those that draw.
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

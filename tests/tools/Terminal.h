@@ -16,10 +16,10 @@ class Terminal {
     // The same as a file.
     std::string path() const;
 
-    // All that arrives, up to and including this text; waits for it. Less when nobody has the
+    // All that arrives, up to and including this text; waits for it. Less when no process has the
     // terminal open any more.
     std::string readUntil(const std::string& text);
-    // All that arrives until nobody has the terminal open any more.
+    // All that arrives until no process has the terminal open any more.
     std::string rest();
 
   private:

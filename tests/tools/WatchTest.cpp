@@ -22,12 +22,12 @@ namespace {
 
 class WatchTest : public CliTest {
   protected:
-    // Waits until so much was said on standard error.
+    // Waits until standard error ends so.
     void awaitErrors(const std::string& end) const {
         while (!errors().ends_with(end)) usleep(1000);
     }
 
-    // Ends the watch and tells that it cleared no callback: the next call of the service is ours.
+    // Ends the watch and shows that it cleared no callback: the next call of the service is ours.
     void endWith(int signal, Process& watch) {
         EXPECT_EQ("events sent", nextCall()["method"]);
         watch.kill(signal);

@@ -14,14 +14,14 @@ namespace bivistactl {
 
 using ::vendor::qmx::hardware::bivista::V1_0::Status;
 
-// What a method answered that has a status and a value.
+// The answer of a method with a status and a value.
 template <typename T>
 struct Answer {
     Status status = Status::FAIL;
     T value = {};
 };
 
-// The answer of a method that has none.
+// The answer of a method without results.
 struct Nothing {};
 
 // The last parameter of a method that answers by a callback.
@@ -46,7 +46,7 @@ struct Signature<::android::hardware::Return<R> (I::*)(P...)> {
     using Result = R;
     // The last parameter; void when there is none.
     using Last = std::tuple_element_t<sizeof...(P), std::tuple<void, P...>>;
-    // Those that a caller gives, as values.
+    // The parameters that a caller gives, as values.
     using Inputs = decltype(std::tuple_cat(
             std::declval<std::conditional_t<ResultCallback<P>::value, std::tuple<>,
                                             std::tuple<std::decay_t<P>>>>()...));
@@ -85,7 +85,7 @@ auto call(const ::android::sp<BivistaV1_0>& service, const Inputs&... inputs) {
     }
 }
 
-// As call(), for what may wait for the cover: a terminal shows that the program is alive.
+// As call(), for methods that may wait for the cover: a spinner shows that the program is alive.
 template <auto method, typename... Inputs>
 auto ask(const ::android::sp<BivistaV1_0>& service, const Inputs&... inputs) {
     const Spinner spinner;
@@ -100,8 +100,8 @@ Status statusOf(const T& answer) {
     return Status::OK;
 }
 
-// An answer to the method as JSON on one line, with a line feed: {"method":M,"status":S,"value":V},
-// without a status or a value that the method does not have. For all that a method answers.
+// An answer to the method as JSON on one line, with a line feed: {"method":M,"status":S,"value":V}.
+// A status or a value that the method does not have is left out. Takes every type of answer.
 template <typename T>
 std::string toLine(const std::string& method, const T& answer);
 

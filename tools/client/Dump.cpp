@@ -1,4 +1,4 @@
-// The service's debug dump: how it is read, and what of it is understood.
+// The service's debug dump: how this program reads it, and which parts it understands.
 
 #include "tools/client/Dump.h"
 
@@ -25,13 +25,13 @@ using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 
-// How long nothing may come of a service that has answered and holds on to the pipe.
+// How long a service may write nothing after it has answered, while it keeps the pipe open.
 constexpr int kMostIdleSeconds = 5;
 // Sections, rows, members, the numbers of a list.
 constexpr int kMostDepth = 4;
 constexpr uint64_t kMostNumber = uint64_t{1} << 53;
 
-// What came out of a pipe.
+// The bytes that were read from a pipe.
 struct Content {
     std::string text;
     bool hasNoEnd = false;
@@ -39,8 +39,8 @@ struct Content {
     bool isTooLong() const { return text.size() > kDumpLimit; }
 };
 
-// Reads until the last input is closed. Nobody begins to write when the call was answered. Closes
-// the pipe at last, so that a service that still writes is not held up.
+// Reads until the last input is closed. A service writes its dump before it answers the call, so no
+// writer begins after that. Closes the pipe at last, so that a slow writer is not held up.
 Content readAll(const unique_fd output, const std::atomic<bool>& isAnswered) {
     Content content;
     int idleSeconds = 0;
@@ -83,7 +83,7 @@ std::optional<int64_t> numberOf(const Json* value) {
     return number < -static_cast<int64_t>(kMostNumber) ? std::nullopt : std::optional(number);
 }
 
-// Deeper values are left out. Discarded when it is no JSON.
+// The text's value, without members that lie too deep. Discarded when the text is no JSON.
 Json parseShallow(std::string_view text) {
     const auto isShallow = [](int depth, Json::parse_event_t, Json&) {
         return depth <= kMostDepth;
@@ -94,7 +94,7 @@ Json parseShallow(std::string_view text) {
 }  // namespace
 
 std::string readDump(const sp<BivistaV1_0>& service, const std::vector<std::string>& options) {
-    // The service writes into the input what is read from the output.
+    // The service writes into the input; readAll() reads from the output.
     unique_fd output;
     unique_fd input;
     if (!::android::base::Pipe(&output, &input)) {
@@ -105,7 +105,7 @@ std::string readDump(const sp<BivistaV1_0>& service, const std::vector<std::stri
     std::atomic<bool> isAnswered = false;
     auto reading =
             std::async(std::launch::async, readAll, std::move(output), std::cref(isAnswered));
-    // Closed before the reader is waited for, whatever happens.
+    // On every path the input is closed before the wait for the reader, which waits for that.
     unique_fd writer = std::move(input);
     handle->data[0] = writer.get();
     const hidl_vec<hidl_string> words(options.begin(), options.end());

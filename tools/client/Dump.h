@@ -14,12 +14,12 @@
 
 namespace bivistactl {
 
-// Of a dump; what a service prints is far shorter, and nobody is to fill our memory.
+// Longest dump in bytes. A real one is far shorter, and no service may fill our memory.
 inline constexpr size_t kDumpLimit = 1 << 20;
 
-// What the service prints for these options of IBase::debug, empty when it has no dump. Throws
-// Failure: as requireDelivered(), and with EXIT_ANSWERED_FAIL for a dump that is too long or has no
-// end.
+// The service's output for these options of IBase::debug; empty when the service has no dump.
+// Throws Failure: as requireDelivered(), and with EXIT_ANSWERED_FAIL for a dump that is too long or
+// has no end.
 std::string readDump(const ::android::sp<BivistaV1_0>& service,
                      const std::vector<std::string>& options);
 
@@ -32,8 +32,8 @@ struct DumpMember {
     const char* row = nullptr;
 };
 
-// What of a dump can be understood. The text is anybody's: a member that is not there, or is not
-// what it should be, is unknown.
+// The parts of a dump that this program understands. Any program may have written the text: a
+// member that is missing, or has another type, is unknown.
 class Dump {
   public:
     // Nothing is known, for this reason.
@@ -48,8 +48,8 @@ class Dump {
 
     // Whether the section has the member, null included.
     bool has(const DumpMember& member) const;
-    // Each is none for null, too. A number is the first of a list; none above 2^53 or below its
-    // negative, so that numbers can be added.
+    // Each is none for null, too. Of a list, the number is the first. A number above 2^53 or below
+    // its negative is none, so that numbers can be added.
     std::optional<int64_t> number(const DumpMember& member) const;
     std::optional<bool> flag(const DumpMember& member) const;
     std::optional<std::string> text(const DumpMember& member) const;

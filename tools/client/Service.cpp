@@ -19,7 +19,7 @@ std::string registryInWords() {
 }  // namespace
 
 ::android::sp<BivistaV1_0> findService() {
-    // A service that is declared and not up is not waited for.
+    // Does not wait for a service that is declared and not up.
     ::android::sp<BivistaV1_0> service = BivistaV1_0::tryGetService();
     if (service != nullptr) return service;
     throw Failure(EXIT_NO_SERVICE,

@@ -26,10 +26,10 @@ template <typename Interface>
     if constexpr (std::is_same_v<Interface, BivistaV1_0>) return service;
 }
 
-// The names of all interfaces that it serves, its own first. Throws as requireDelivered().
+// The names of all interfaces that the service serves, its own first. Throws as requireDelivered().
 std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service);
 
-// Throws Failure with EXIT_NO_SERVICE, which tells why, unless the call went through.
+// Throws Failure with EXIT_NO_SERVICE and the reason, unless the call went through.
 void requireDelivered(const ::android::hardware::details::return_status& result);
 
 }  // namespace bivistactl

@@ -57,7 +57,7 @@ class LinePrinter : public IBivistaAtCallback {
     std::atomic<bool> mFailed = false;
 };
 
-// What is wrong with a command that the service would refuse, or the cover would misunderstand.
+// The fault of a command that the service would refuse, or the cover would misunderstand.
 std::string checkText(const std::string& text) {
     if (strncasecmp(text.c_str(), "AT", 2) != 0) return "an AT command begins with AT" + kAsItIs;
     if (text.find_first_of("\r\n") == std::string::npos) return "";
@@ -73,7 +73,7 @@ int printLines(const std::string& text) {
     const sp<LinePrinter> printer = new LinePrinter;
     const auto answer = call<&BivistaV1_0::sendAtCommand>(findService(), text, printer);
     if (printer->failed()) throw Failure(EXIT_NO_OUTPUT, "cannot write to standard output.");
-    // The lines of an answer that has no blank line at its start reach only the response.
+    // Without a blank line at its start, an answer reaches only the response, not the callback.
     if (!printer->printed() && !answer.value.empty()) printCoverText(answer.value);
     return reportStatus(answer.status, kFailed);
 }

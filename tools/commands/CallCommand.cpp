@@ -53,7 +53,7 @@ std::vector<std::string> names() {
     return names;
 }
 
-// Before the call, since nothing can be said after it: every other method returns.
+// Printed before the call, since this call may never return. Every other method returns.
 void warnOfTheLastCall() {
     remark("setLpwgCallback null does not return when a callback is registered: the service's "
            "uevent worker stops the USB monitoring for good, the service waits for it for ever, "
@@ -86,7 +86,7 @@ int call(const cli::Command& command, std::vector<std::string> words) {
         printOrFail(command.help());
         return EXIT_ANSWERED_OK;
     }
-    // Behind all its arguments, since a text may be this word.
+    // Only after all arguments, since a text may be this word.
     if (words.size() > method->parameters.size() && words.back() == "--json") words.pop_back();
     return run(*method, words);
 }

@@ -1,4 +1,4 @@
-// What the commands share: how each is added, and how one ends that calls the service.
+// Shared by the commands: how each is added, and how one that calls the service ends.
 #pragma once
 
 #include <functional>
@@ -13,16 +13,16 @@
 
 namespace bivistactl {
 
-// "sub show" and the others that draw, below "sub".
+// Adds the commands that draw, such as "sub show", below "sub".
 void addSubDrawing(cli::Command& sub);
-// "check", below "firmware".
+// Adds "check", below "firmware".
 void addFirmwareCheck(cli::Command& firmware);
-// Has the command print the states of the sub display as they come, until ended by a signal.
+// Makes the command print each state of the sub display as it comes. A signal ends the command.
 void addSubDisplayWatch(cli::Command& command);
 
-// For FAIL that the service's interface does not provide for.
+// For a FAIL that the service's interface does not list.
 inline constexpr char kRefused[] = "the service refused. Its log tells why.";
-// For FAIL to what is a command to the cover.
+// For a FAIL to a call that sends the cover a command.
 inline constexpr char kNotAnswered[] =
         "no cover is attached, it does not answer, or it rejected the command. The service's log "
         "tells which.";
@@ -39,7 +39,7 @@ std::string stateInWords(const Json& state);
 // "128 x 64, format 1".
 std::string panelInWords(const Json& panel);
 
-// What is wrong with a text, by the BadArgument that `parse` throws; empty when nothing is.
+// The fault of a text, from the BadArgument that `parse` throws; empty for a good text.
 template <typename Parse>
 std::string faultOf(const Parse& parse) {
     try {
@@ -50,8 +50,8 @@ std::string faultOf(const Parse& parse) {
     }
 }
 
-// Adds an argument that the command line must have, and returns where its value will be. `parse`
-// reads it; a text for which it throws BadArgument is wrong usage.
+// Adds an argument that the command line must have, and returns the place of its value. `parse`
+// reads the text; a text for which it throws BadArgument is wrong usage.
 template <typename T>
 std::shared_ptr<T> addArgument(cli::Command& command, const std::string& name,
                                const std::string& help, T (*parse)(const std::string& text)) {
@@ -63,7 +63,7 @@ std::shared_ptr<T> addArgument(cli::Command& command, const std::string& name,
     return value;
 }
 
-// Adds an option without a value, and returns where it will be whether it is given.
+// Adds an option without a value. The returned flag becomes true when the option is given.
 std::shared_ptr<bool> addFlag(cli::Command& command, const char* name, const char* help);
 std::shared_ptr<bool> addJsonFlag(cli::Command& command);
 // For a command that prints JSON in any case.
@@ -77,30 +77,30 @@ struct Plain {
     const char* name;
     const char* about;
     const char* help;
-    // Prints JSON when told so. `failure` is what FAIL means, and what to do.
+    // Prints JSON when `json` is true. `failure` says what FAIL means, and names the remedy.
     int (*run)(bool json, const char* failure);
     const char* failure = kNotAnswered;
 };
 void addPlain(cli::Command& parent, const Plain& command);
 
-// How a command ends that asked the service for one thing: silently on OK; on FAIL with `failure`
-// on standard error.
+// Ends a command that made one call of the service: silently on OK, with `failure` on standard
+// error on FAIL. Returns the exit status.
 int reportStatus(Status answered, const std::string& failure);
 
-// The same, when the answer was printed as "bivistactl call" does if JSON is asked for.
+// The same; with `json`, first prints the answer as "bivistactl call" does.
 template <auto method, typename T>
 int reportAnswer(const T& answer, bool json, const std::string& failure) {
     if (json) printOrFail(toLine(methodName<method>(), answer));
     return reportStatus(statusOf(answer), failure);
 }
 
-// Has the service do what the method says, and prints nothing but JSON.
+// Calls the method and waits for its answer. Prints nothing but JSON.
 template <auto method, typename... Inputs>
 int order(bool json, const char* failure, const Inputs&... inputs) {
     return reportAnswer<method>(ask<method>(findService(), inputs...), json, failure);
 }
 
-// Makes of a command one that takes a value and has the service set it.
+// Gives the command a value to read and to hand to the service's method.
 template <auto method, typename T>
 void addSetting(cli::Command& command, const std::string& name, const std::string& help,
                 T (*parse)(const std::string& text), const char* failure) {
@@ -108,7 +108,7 @@ void addSetting(cli::Command& command, const std::string& name, const std::strin
     addPrinting(command, [=](bool json) { return order<method>(json, failure, *value); });
 }
 
-// Prints the text that the method answers, as printCoverText() does, also before an answer of FAIL.
+// Prints the text of the method's answer as printCoverText() does, also when the status is FAIL.
 template <auto method>
 int printText(bool json, const char* failure) {
     const Answer<std::string> answer = ask<method>(findService());

@@ -5,7 +5,7 @@
 
 namespace bivistactl {
 
-// Each adds its commands to the program, in the file of its name.
+// Each function adds its commands to the program, and stands in the file of its name.
 void addStatusCommand(cli::Command& program);
 void addDoctorCommand(cli::Command& program);
 void addScreenCommands(cli::Command& program);

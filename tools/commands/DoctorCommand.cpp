@@ -1,4 +1,4 @@
-// bivistactl doctor: what keeps the cover from working, and what to do about it.
+// bivistactl doctor: finds what keeps the cover from working, and names the remedy.
 
 #include <stdlib.h>
 
@@ -23,15 +23,17 @@ using ::doctor::User;
 using ::doctor::Weight;
 
 constexpr char kHelp[] = R"(
-Examines the service, the folder where it registers, what it has counted and holds (its
-debug dump), the cover's USB device and nodes, who else has these open, and whether a modem
-daemon would. Prints a line for each, with what to do below it. Changes nothing. Where the
-service runs on an emulated phone, that phone's devices are examined.
+Examines the service, the folder where it registers, its counts and state (its debug
+dump), the cover's USB device and nodes, the other programs that have these open, and
+whether a modem daemon would open them. Prints a line for each, with the remedy below it.
+Changes nothing. Where the service runs on an emulated phone, that phone's devices are
+examined.
 
 Of what was counted, commands that the cover did not answer in time, resets of the cover
 and drawings that the panel refused are a problem, until "bivistactl dump --reset" forgets
-them. Commands that were refused or failed otherwise, votes that nobody withdrew, drawings
-that were dropped and a brightness offset are a note: they happen to a cover that is well.
+them. Commands that were refused or failed otherwise, votes that were not withdrawn,
+drawings that were dropped and a brightness offset are a note: a healthy cover has them
+too.
 
 Asks nothing of the cover but for --ask, which sends AT%SWV: a cover that is silent is
 reset by the kernel after 5 seconds.
@@ -49,7 +51,7 @@ struct Options {
     bool ask = false;
     std::string root;
     std::string user;
-    // Longer than a cover that is silent keeps the service waiting.
+    // The service waits a shorter time for a cover that is silent.
     int patience = 6000;
 };
 
@@ -57,7 +59,7 @@ User parseUser(const std::string& text) {
     return text.empty() ? User() : User(text);
 }
 
-// The service's own, which on an emulated phone is another than this program's.
+// The service's root folder, which on an emulated phone differs from this program's.
 std::string worldOf(pid_t service) {
     const std::string root = "/proc/" + std::to_string(service) + "/root";
     return service != 0 && Tree(root).exists() ? root : "/";
@@ -75,7 +77,7 @@ Findings examine(const Options& options) {
     findings.push_back(doctor::examineRegistry());
     if (isServed) {
         findings.push_back(doctor::examineAnswer(options.ask, patience));
-        // A time-out of that is counted, too.
+        // Asked before the dump, which then counts a time-out of this command too.
         append(&findings, doctor::examineDump(patience));
     }
     const User user = parseUser(options.user);
@@ -129,7 +131,7 @@ int report(const Options& options, bool json) {
     return healthy ? EXIT_ANSWERED_OK : EXIT_ANSWERED_FAIL;
 }
 
-// A thread may still wait for the service, also when the report failed.
+// Ends without joining: a thread may still wait for the service, also when the report failed.
 [[noreturn]] int reportAndEnd(const Options& options, bool json) {
     quick_exit(runToExitStatus([&] { return report(options, json); }));
 }

@@ -1,4 +1,4 @@
-// bivistactl dump: what the service knows and counts, as it prints it itself.
+// bivistactl dump: prints the service's debug dump as the service writes it.
 
 #include <string>
 #include <vector>
@@ -11,8 +11,8 @@ namespace bivistactl {
 namespace {
 
 constexpr char kHelp[] = R"(
-The service asks nothing of the cover for it, but serves one call at a time: while another
-one waits for the cover, so does this.
+For a dump the service asks nothing of the cover. But it serves one call at a time: while
+another call waits for the cover, the dump waits too.
 
 Examples:
   bivistactl dump

@@ -1,5 +1,5 @@
-// bivistactl firmware check: has the cover upgraded when the phone has a newer image, and follows
-// that.
+// bivistactl firmware check: asks for an upgrade of the cover when the phone has a newer image, and
+// follows the upgrade.
 
 #include <math.h>
 #include <stdio.h>
@@ -29,21 +29,23 @@ upgrade started when one is newer. Prints both:
   image         LINE-1_b.dfu
   result        the upgrade was started
 Ends with 0 when the upgrade was started, and when the cover is current. The service itself
-answers FAIL also when it started an upgrade, which --json shows; its debug dump tells what
-it did then. Versions are compared as texts: LINE-10 is older than LINE-9.
+answers FAIL also when it started an upgrade, which --json shows. This command reads from
+the service's debug dump which of both it was. Versions are compared as texts: LINE-10 is
+older than LINE-9.
 
 --wait follows the upgrade, with the seconds since its start:
   started       0.0 s
   cover gone    1.2 s
   loader seen   1.8 s
   cover back    34.5 s, LINE-1_b
-What passes unseen is left out. It ends with 1 when the cover is not back in time, or came
-back with the version that it had. It waits for 300 seconds, which should do for any
-upgrade, unless --timeout says otherwise. Ctrl-C ends the wait, not the upgrade.
+A phase that passes unseen is left out. The command ends with 1 when the cover is not back
+in time, or came back with the version that it had. It waits for 300 seconds, which should
+do for any upgrade, unless --timeout gives another time. Ctrl-C ends the wait, not the
+upgrade.
 
---json has the image null where there is none; "started" is null where nobody can tell. With
---wait it is printed at the end, with the phases, also when the service dies. Where nothing
-was checked it prints nothing.
+With --json, "image" is null where there is none, and "started" is null where the dump does
+not show it. With --wait the object is printed at the end, with the phases, also when the
+service dies. Where nothing was checked, nothing is printed.
 
 Examples:
   bivistactl firmware check
@@ -64,25 +66,25 @@ constexpr int kDay = 24 * 60 * 60;
 
 enum class Outcome { CURRENT, STARTED, NOT_ORDERED, REFUSED, UNKNOWN };
 
-// What is known when the service has answered.
+// The result of a check, from the service's answer and its dumps.
 struct Check {
     std::string version;
     std::string image;
     Status answered;
     Outcome outcome;
-    // Of when it was over; none when the cover is current.
+    // The dump of when the check was over; none when the cover is current.
     std::optional<Dump> dump;
 };
 
-// Which upgrade the service ordered, if any, during a check that it answered with FAIL: the dumps
-// are of before and after the check.
+// The upgrade, if any, that the service ordered during a check that it answered with FAIL. One dump
+// is from before the check, the other from after it.
 Outcome outcomeOf(const Dump& before, const Dump& after) {
     constexpr DumpMember kOrders = {"upgrade", "orders"};
     const std::optional<int64_t> first = before.number(kOrders);
     const std::optional<int64_t> last = after.number(kOrders);
     if (!first || !last) return Outcome::UNKNOWN;
     if (*first == *last) return Outcome::NOT_ORDERED;
-    // Another one came since, such as a cancel.
+    // Another order came since, such as a cancel.
     if (after.text({"upgrade", "order"}) != "UPGRADE") return Outcome::UNKNOWN;
     return after.text({"upgrade", "status"}) == "OK" ? Outcome::STARTED : Outcome::REFUSED;
 }
@@ -149,7 +151,7 @@ int reportOutcome(Outcome outcome) {
     return reportStatus(Status::FAIL, kStartedOrFailed);
 }
 
-// How the command ends after a wait for an upgrade from this version.
+// The exit status after a wait for an upgrade from this version.
 int reportWait(const Waited& waited, const std::string& version, int timeout) {
     if (waited.isBack()) {
         if (waited.last.version != version) return EXIT_ANSWERED_OK;
@@ -170,7 +172,7 @@ struct Options {
     int timeout = 300;
 };
 
-// `check` is of an upgrade that was started. Adds the phases to the object.
+// Follows the upgrade that `check` started. Adds the phases to the object.
 int follow(const sp<BivistaV1_0>& service, const Check& check, int timeout, bool json,
            Json* object) {
     remark("waiting for the cover, " + std::to_string(timeout) +
@@ -185,7 +187,7 @@ int follow(const sp<BivistaV1_0>& service, const Check& check, int timeout, bool
 
 int run(const Options& options, bool json) {
     const auto service = findService();
-    // Asked first: an upgrade takes the cover away.
+    // Before the check, since an upgrade takes the cover away.
     const auto version = ask<&BivistaV1_0::getFirmwareVersion>(service);
     // The text is empty when the cover hung up.
     if (version.status != Status::OK || version.value.empty()) {

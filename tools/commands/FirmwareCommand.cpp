@@ -6,9 +6,9 @@ namespace bivistactl {
 namespace {
 
 constexpr char kHelp[] = R"(
-An upgrade is carried out by the phone's kernel: the cover leaves, comes back as a loader,
-and at last with its new firmware. The service cancels it whenever the cover's serial port
-goes; up to when that counts is the kernel's matter.
+The phone's kernel carries out an upgrade: the cover leaves, comes back as a loader, and at
+last with its new firmware. The service cancels the upgrade whenever the cover's serial port
+goes. Up to when a cancel counts is the kernel's matter.
 
 Examples:
   bivistactl firmware version
@@ -24,15 +24,16 @@ Examples:
   bivistactl firmware version --json)";
 
 constexpr char kFileHelp[] = R"(
-Prints the name of the image that the last check chose or, when none was of the cover's
-hardware line, of the last one that it saw. No check by now, or no image: prints nothing.
+Prints the name of the image that the last check chose. When no image was of the cover's
+hardware line, it is the last image that the check saw. Prints nothing before the first
+check, and when the phone has no image.
 
 Examples:
   bivistactl firmware file)";
 
 constexpr char kUpgradeHelp[] = R"(
-Has the kernel start an upgrade, whatever the versions are; "bivistactl firmware check"
-compares them. "bivistactl firmware version" tells later what the cover runs.
+Orders the kernel to start an upgrade, whatever the versions are; "bivistactl firmware
+check" compares them. "bivistactl firmware version" shows later what the cover runs.
 
 Examples:
   bivistactl firmware upgrade)";
@@ -61,7 +62,7 @@ Examples:
 
 void addFirmwareCommand(cli::Command& program) {
     cli::Command& firmware =
-            program.add("firmware", "Tell and upgrade the cover's firmware", kHelp);
+            program.add("firmware", "Show and upgrade the cover's firmware", kHelp);
     addPlain(firmware, {"version", "Print its version", kVersionHelp,
                         printText<&BivistaV1_0::getFirmwareVersion>});
     addFirmwareCheck(firmware);

@@ -17,7 +17,7 @@ using ::android::hardware::hidl_vec;
 using ::vendor::qmx::hardware::bivista::V1_0::LpwgStatus;
 using ::vendor::qmx::hardware::bivista::V1_0::ScreenMode;
 
-// How the help calls a type of the interface, and how a text becomes a value of it.
+// For each type of the interface: its name in the help, and how a text becomes a value of it.
 template <typename T>
 struct Type;
 template <>
@@ -90,7 +90,7 @@ Method describe(std::tuple<Inputs...>*, Invoke invoke, Names names) {
     method.bind = [method, invoke](const Texts& texts) -> Call {
         requireCount(method, texts);
         [[maybe_unused]] size_t at = 0;
-        // Braces keep the order of evaluation.
+        // Braces evaluate the elements in order.
         const std::tuple<Inputs...> inputs{parse<Inputs>(method, texts, at++)...};
         return [name = method.name, inputs, invoke](const sp<BivistaV1_0>& service) -> Called {
             const auto answer = std::apply(
@@ -110,7 +110,7 @@ Method method(Names names = {}) {
     return describe<called>(inputs, invoke, names);
 }
 
-// Its two numbers are the members of one argument.
+// The text's two numbers are the members of one argument.
 Method setStatus() {
     const auto invoke = [](const sp<BivistaV1_0>& service, int32_t type, int32_t value) {
         return call<&BivistaV1_0::setStatus>(service, LpwgStatus{type, value});

@@ -14,7 +14,7 @@ struct Parameter {
     std::string type;
 };
 
-// What a call answered.
+// The answer of a call.
 struct Called {
     // OK for a method without a status.
     ::vendor::qmx::hardware::bivista::V1_0::Status status;

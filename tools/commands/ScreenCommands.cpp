@@ -78,8 +78,8 @@ Examples:
 
 constexpr char kCutoutHelp[] = R"(
 Prints the text as the cover gave it; on a terminal, control characters are spelled
-(<ESC>). The cover is asked once in the service's life, as a rule when it is attached;
-the service tells what it has kept also when the cover is off.
+(<ESC>). The service asks the cover once in its life, as a rule when the cover is
+attached, and prints the kept text also when the cover is off.
 
 Examples:
   bivistactl cutout
@@ -102,7 +102,7 @@ void addPower(cli::Command& program) {
     cli::Command& command = program.add("power", "Switch the cover screen on or off", kPowerHelp);
     const auto on = addArgument(command, "STATE", "on or off", parseSwitch);
     const auto uevent = addFlag(command, "--uevent",
-                                "Tell the phone's display driver that a uevent asked for it");
+                                "Report to the phone's display driver that a uevent asked for it");
     addPrinting(command, [on, uevent](bool json) {
         return order<&BivistaV1_0::setPowerStatus>(json, *on ? kNotSwitchedOn : kNotSwitchedOff,
                                                    *on, *uevent);
@@ -123,7 +123,7 @@ ScreenMode parseMode(const std::string& text) {
     }
 }
 
-// One of the cover's firmware, of which the service knows nothing.
+// A number that only the cover's firmware understands: the service passes it on.
 auto addNumber(cli::Command& command, const char* name) {
     return addArgument(command, name, "0 to 4294967295", parseUint32);
 }

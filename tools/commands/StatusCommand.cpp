@@ -16,21 +16,21 @@ namespace {
 using ::android::sp;
 
 constexpr char kHelp[] = R"(
-Asks nothing of the cover itself, so it disturbs nothing; --firmware does, which
-takes up to 5 seconds when the cover is silent, and then has it reset.
+Asks nothing of the cover itself, so it disturbs nothing. --firmware asks the cover, which
+takes up to 5 seconds when the cover is silent; then the kernel resets it.
 
 Screen, brightness, colour, loader, last order and last failure come from the service's
-debug dump ("bivistactl dump"): what it knows of the cover. The last order is what the
-kernel was told to do with the cover's firmware; the last failure is that of a command.
+debug dump ("bivistactl dump"), its state of the cover. The last order is the one that the
+kernel got for the cover's firmware. The last failure is that of a command.
 
 Examples:
   bivistactl status
   bivistactl status --json)";
 
-// For what the service does not tell.
+// For a value that the service does not report.
 constexpr char kUnknown[] = "unknown";
 
-// What the method answers; null when it answers FAIL.
+// The method's answer; null for FAIL.
 template <auto method>
 Json valueOf(const sp<BivistaV1_0>& service) {
     const auto answer = call<method>(service);
@@ -61,12 +61,12 @@ Json colourOf(const Dump& dump) {
     if (asked && *asked == static_cast<int32_t>(*asked)) {
         colour["mode"] = screenModeName(static_cast<int32_t>(*asked));
     }
-    // What differs from the panel's is sent when the screen is switched on.
+    // The next power-on sends a mode that differs from the one that the cover screen has.
     if (isQueued) colour["pending"] = *isQueued || (isOff && asked != mode("applied"));
     return colour;
 }
 
-// Null where the dump does not tell.
+// Null where the dump lacks the member.
 void gatherFromDump(const Dump& dump, Json* status) {
     (*status)["screen"] = {{"initialized", orNull(dump.flag({"display", "initialized"}))},
                            {"on", orNull(dump.flag({"display", "screenOn"}))}};
@@ -102,7 +102,7 @@ std::string subDisplayInWords(const Json& sub) {
     return stateInWords(sub) + (info.is_null() ? "" : ", " + panelInWords(info));
 }
 
-// What the dump says may have any bytes.
+// A text of the dump may have any bytes.
 std::string wordOf(const Json& value) {
     return value.is_string() ? spellControls(value.get<std::string>())
                              : (value.is_null() ? kUnknown : value.dump());
@@ -130,7 +130,7 @@ std::string firmwareInWords(const Json& status) {
     return firmware.is_null() ? "no answer" : spellControls(firmware.get<std::string>());
 }
 
-// Of what is told by its name, more about it, and the seconds since: "12 s ago".
+// A happening in words: its name, one more member, and the time since: "12 s ago".
 std::string happenedInWords(const Json& event, const char* name, const char* more) {
     if (event.is_null()) return kUnknown;
     if (event[name].is_null()) return "none";

@@ -77,7 +77,7 @@ int switchOff(bool json, const char* failure) {
     return order<&BivistaV1_0::setSubDisplayPowerState>(json, failure, false);
 }
 
-// As printText(), but prints nothing before FAIL, with which comes what was the case before.
+// As printText(), but prints nothing on FAIL: the value is then an earlier one.
 template <auto method, std::string (*inWords)(const Json&)>
 int printInWords(bool json, const char* failure) {
     const auto answer = ask<method>(findService());

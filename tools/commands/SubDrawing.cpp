@@ -66,7 +66,7 @@ constexpr size_t kMostBytes = size_t{64} << 20;
 // The service counts a panel's pixels in 16 bits.
 constexpr size_t kMostPanelPixels = 65535;
 
-// Makes the levels of a panel's pixels. May throw NoPicture.
+// Returns the levels of a panel's pixels. May throw NoPicture.
 using Artist = std::function<std::vector<uint8_t>(Size panel)>;
 
 Picture parsePicture(const std::string& path) {

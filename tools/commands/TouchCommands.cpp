@@ -12,7 +12,7 @@ using ::vendor::qmx::hardware::bivista::V1_0::LpwgStatus;
 
 constexpr char kTouchHelp[] = R"(
 Texts are printed as the cover sent them; on a terminal, control characters are spelled
-(<ESC>). What the cover said before it refused is printed too.
+(<ESC>). Text that the cover sent before it refused is printed too.
 
 The self tests, the fetching of their results and the upgrade take as long as the cover
 takes; meanwhile no other call of the service is served. The others have 5 seconds for
@@ -37,14 +37,14 @@ Examples:
   bivistactl touch lpwg-selftest)";
 
 constexpr char kRawdataHelp[] = R"(
-The frame reaches the log of the service alone, line by line behind "DoRawdata:", at debug
+The frame reaches the log of the service alone, line by line after "DoRawdata:", at debug
 level.
 
 Examples:
   bivistactl touch rawdata)";
 
 constexpr char kDeltaHelp[] = R"(
-The frame reaches the log of the service alone, line by line behind "DoDelta:", at debug
+The frame reaches the log of the service alone, line by line after "DoDelta:", at debug
 level.
 
 Examples:
@@ -72,8 +72,8 @@ Examples:
 
 constexpr char kAesHelp[] = R"(
 Switches the three places that hold the mode: the cover, the phone's kernel and the
-phone's LPWG service. The answer is the cover's; the other two are told also when it
-refuses. --cover-only tells the cover alone.
+phone's LPWG service. The answer is the cover's; the other two are switched also when the
+cover refuses. --cover-only switches the cover alone.
 
 Examples:
   bivistactl pen aes 1
@@ -98,7 +98,7 @@ constexpr char kNotFetched[] =
         "no cover is attached, it rejected the command, or the phone's file for the results cannot "
         "be opened. The service's log tells which.";
 
-// As order(), and says on OK where a person finds what came of it.
+// As order(). On OK it also prints where a person finds the result.
 template <auto method>
 int orderAndSay(bool json, const char* failure, const char* where) {
     const int code = order<method>(json, failure);
@@ -108,12 +108,12 @@ int orderAndSay(bool json, const char* failure, const char* where) {
 
 int logRawdata(bool json, const char* failure) {
     return orderAndSay<&BivistaV1_0::DoRawdata>(
-            json, failure, "the frame is in the service's log, behind \"DoRawdata:\"");
+            json, failure, "the frame is in the service's log, after \"DoRawdata:\"");
 }
 
 int logDelta(bool json, const char* failure) {
     return orderAndSay<&BivistaV1_0::DoDelta>(
-            json, failure, "the frame is in the service's log, behind \"DoDelta:\"");
+            json, failure, "the frame is in the service's log, after \"DoDelta:\"");
 }
 
 int fetchResults(bool json, const char* failure) {
@@ -152,7 +152,7 @@ void addPen(cli::Command& program) {
     cli::Command& pen = program.add("pen", "Set the pen's mode", kPenHelp);
     cli::Command& command = pen.add("aes", "Set the AES mode", kAesHelp);
     const auto mode = addArgument(command, "MODE", "1 or 2", parseAesMode);
-    const auto coverOnly = addFlag(command, "--cover-only", "Tell the cover alone");
+    const auto coverOnly = addFlag(command, "--cover-only", "Switch the cover alone");
     addPrinting(command, [mode, coverOnly](bool json) {
         return *coverOnly ? order<&BivistaV1_1::setAesMode>(json, kNotAnswered, *mode)
                           : order<&BivistaV1_1::manageAesMode>(json, kNotAnswered, *mode);

@@ -16,7 +16,7 @@ using ::android::sp;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// Often enough for a person, and for a loader that stays for a second; the service hardly notices.
+// Often enough for a person, and to see a loader that stays for a second. Costs the service little.
 constexpr milliseconds kPeriod(200);
 
 // The first command to every cover that comes.
@@ -53,7 +53,7 @@ class Wait {
         if (!usb || !serial) return;
         const bool attached = *usb && *serial;
         if (!attached) {
-            // Whoever comes may be asked again.
+            // The cover that comes next may be asked again.
             mLast.silent = false;
             if (!mGone) reach("cover gone");
             mGone = true;
@@ -64,12 +64,12 @@ class Wait {
         }
         // A cover may be gone and back between two looks.
         const bool returned = mGone || attachmentsOf(dump) > mAttachments;
-        // The last that the service does with a cover that came.
+        // The last step of an attach.
         const bool broughtUp = attached && dump.flag({"serial", "logAsked"}) == true;
         if (returned && broughtUp && !mLast.silent) askForVersion();
     }
 
-    // Once each time that the cover comes: one that does not answer is reset by the question.
+    // Once for each time that the cover comes: a cover that does not answer is reset.
     void askForVersion() {
         mSpinner.reset();
         const auto version = ask<&BivistaV1_0::getFirmwareVersion>(mService);

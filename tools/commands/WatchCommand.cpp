@@ -34,9 +34,9 @@ constexpr char kHelp[] = R"(
 Prints one JSON object for each event until ended with Ctrl-C:
   {"event":"lpwg","version":"1.1","status":0,"name":"WAKEUP","result":0}
   {"event":"sub","state":"ON","code":3}
-The service keeps one callback of each kind: a watch takes it from the client that
-had it, and ends with status 1 when another client takes it in turn. Ending a watch
-does not clear the callback: to clear that for touch and pen events would stop the
+The service keeps one callback of each kind: a watch takes the place of the client that
+had it, and ends with status 1 when another client takes the place. The end of a watch
+does not clear the callback: to clear the one for touch and pen events would stop the
 service ("bivistactl call --help").
 
 Examples:
@@ -44,11 +44,11 @@ Examples:
   bivistactl watch lpwg --v1_0
   bivistactl watch sub | jq --unbuffered .state)";
 
-// Why the watch is over; set by any thread, waited for by one. A signal that ends the program is a
-// reason too.
+// Why the watch is over. Any thread sets the reason, and one thread waits for it. A signal that
+// ends the program is a reason too.
 class End {
   public:
-    // Blocks the signals: to be made before any other thread, which inherits that.
+    // Blocks the signals. Construct it before any other thread, which then inherits the mask.
     End() {
         sigemptyset(&mSignals);
         for (const int number : {SIGINT, SIGTERM, kIsSet}) sigaddset(&mSignals, number);
@@ -74,8 +74,8 @@ class End {
     std::atomic<ExitCode> mCode = EXIT_ANSWERED_OK;
 };
 
-// What every callback is: it prints events on the thread of the RPC pool. The watch is over when it
-// goes: the service has let go of it, or has died.
+// Base of the callbacks, which print events on the thread of the RPC pool. The watch is over when
+// the callback is destroyed: the service has let go of it, or has died.
 class EventPrinter {
   public:
     explicit EventPrinter(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
@@ -142,7 +142,7 @@ class DeathNotice : public hidl_death_recipient {
     const std::shared_ptr<End> mEnd;
 };
 
-// Whether the service lives that had our callback. Asks its transport alone, which answers also
+// Whether the service that had our callback lives. Asks its transport alone, which also answers
 // while a call of the service hangs.
 bool isServed(const sp<BivistaV1_0>& service) {
     const sp<BivistaV1_0> present = BivistaV1_0::tryGetService();
@@ -154,7 +154,7 @@ int reportEnd(ExitCode code, const sp<BivistaV1_0>& service, const std::string& 
         case EXIT_NO_OUTPUT:
             throw Failure(code, "cannot write to standard output.");
         case EXIT_ANSWERED_FAIL:
-            // Its death takes the callback as well, in any order with the notice of it.
+            // A dead service lets go of the callback too, before or after the notice of its death.
             if (isServed(service)) {
                 throw Failure(code, "the service has let go of the callback for " + what +
                                             ": another client has taken it, or cleared it. "

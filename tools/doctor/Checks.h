@@ -1,5 +1,5 @@
-// The examinations of bivistactl doctor. Each tells what it found, in the order in which a person
-// should read it.
+// The examinations of bivistactl doctor. Each returns its findings in the order in which a person
+// should read them.
 #pragma once
 
 #include <sys/types.h>
@@ -25,9 +25,9 @@ struct Finding {
     Weight weight;
     // What was examined, in one word: "tty".
     std::string check;
-    // What is the case, for people.
+    // What was found, for people.
     std::string what;
-    // What to do about it; empty when there is nothing to do.
+    // The remedy; empty when there is nothing to do.
     std::string remedy;
 };
 
@@ -46,26 +46,26 @@ inline Finding problem(const std::string& check, const std::string& what,
     return {Weight::PROBLEM, check, what, remedy};
 }
 
-// Each call of the service may take as long as `patience`; see within() for what is left behind
-// of one that takes longer.
+// Each call of the service may take as long as `patience`. Of a longer call, within() leaves a
+// thread.
 
 // Whether a service is registered and serves calls. `process` becomes the service's, or stays as it
 // is when there is none.
 Finding examineService(std::chrono::milliseconds patience, pid_t* process);
 
-// Whether the cover answers a command. Not told to ask, only says so.
+// Whether the cover answers a command. With `ask` false, only notes that the cover was not asked.
 Finding examineAnswer(bool ask, std::chrono::milliseconds patience);
 
-// What the service's debug dump tells of the time since its start, or since the counters were
-// reset.
+// The findings in the service's debug dump, which counts since the service's start or since the
+// last reset of the counters.
 Findings examineDump(std::chrono::milliseconds patience);
 
 // The folder where services register.
 Finding examineRegistry();
 
-// Where the cover is looked for, and for whom.
+// Where the examination looks for the cover, and whose rights count.
 struct Scene {
-    // The machine whose processes are looked at.
+    // The machine whose processes are examined.
     const Tree& machine;
     // The files that the service sees.
     const Tree& world;
@@ -74,7 +74,7 @@ struct Scene {
     pid_t service = 0;
 };
 
-// The cover's USB device, its nodes, who else has them open, and its autosuspend.
+// The cover's USB device, its nodes, other programs that have them open, and its autosuspend.
 Findings examineCover(const Scene& scene);
 
 // Whether a modem daemon runs that would try the cover's tty.

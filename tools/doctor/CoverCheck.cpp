@@ -1,4 +1,5 @@
-// The cover as the kernel shows it: its USB device, its nodes, who has these open, its autosuspend.
+// The cover as the kernel shows it: its USB device, its nodes, the programs that have these open,
+// its autosuspend.
 #include <strings.h>
 
 #include <algorithm>
@@ -64,7 +65,7 @@ bool isNumber(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](unsigned char c) { return isdigit(c) != 0; });
 }
 
-// It plays the cover, and keeps the tty open. The kernel cuts names to 15 bytes.
+// The emulator plays the cover, and keeps the tty open. The kernel cuts names to 15 bytes.
 constexpr char kEmulator[] = "bivista-emulato";
 
 bool holds(const Tree& machine, const std::string& process, const struct stat& node) {

@@ -1,4 +1,4 @@
-// What the service has counted, and what state it is in.
+// The service's counts and state.
 #include <algorithm>
 #include <exception>
 #include <string>
@@ -39,7 +39,7 @@ struct Counts {
     const int64_t dropped = number("frames", "dropped");
     const int64_t retries = number("frames", "retries");
     const int64_t offset = number("brightness", "offset");
-    // Votes that nobody will withdraw, as far as one look tells: the screen has one while it is on.
+    // Votes that nothing will withdraw, as far as one dump shows: a screen that is on has one.
     const int64_t votesLeft = votes - (dump.flag({"display", "screenOn"}).value_or(false) ? 1 : 0);
 };
 
@@ -63,7 +63,7 @@ std::string namesOf(const std::vector<std::string>& commands) {
     return commands.empty() ? "" : ": " + listed(commands);
 }
 
-// An exchange that is under way has a vote too: a vote that is left is there at every look.
+// An exchange that is under way has a vote too. A vote that is left shows in every dump.
 int64_t votesLeaked(int64_t left, std::chrono::milliseconds patience) {
     constexpr int kLooks = 5;
     constexpr std::chrono::milliseconds kPause(50);

@@ -14,7 +14,7 @@ namespace {
 constexpr char kCheck[] = "modem";
 constexpr char kDaemon[] = "ModemManager";
 
-// From the least to the most important: a file hides those of its name in the folders before.
+// From the least to the most important: a file hides the files of its name in the folders before.
 constexpr const char* kRuleFolders[] = {"/lib/udev/rules.d", "/usr/lib/udev/rules.d",
                                         "/usr/local/lib/udev/rules.d", "/run/udev/rules.d",
                                         "/etc/udev/rules.d"};

@@ -8,8 +8,8 @@
 
 namespace doctor {
 
-// What the function gives; none when it takes longer than `patience`. It is then left behind on a
-// thread of its own, so that the program must end by quick_exit(). It must not throw.
+// The function's result; none when it takes longer than `patience`. The function then goes on on a
+// thread of its own, so the program must end by quick_exit(). The function must not throw.
 template <typename Function>
 auto within(std::chrono::milliseconds patience, Function function)
         -> std::optional<decltype(function())> {

@@ -17,7 +17,7 @@ namespace registry = ::android::hardware::registry;
 
 constexpr char kCheck[] = "registry";
 
-// The paths of names that nobody answers, for a shell.
+// The paths of names that no service answers, as words of a shell.
 std::vector<std::string> staleNames(const Tree& folder, const std::string& path) {
     std::vector<std::string> stale;
     for (const std::string& descriptor : folder.names("/")) {

@@ -20,7 +20,8 @@ using ::bivistactl::BivistaV1_1;
 
 constexpr char kInstance[] = "default";
 
-// Who serves the interface, and under which name, as far as the registry tells; 0 for nobody.
+// The process that serves the interface, and the name it serves, as the registry shows them; 0 for
+// no process.
 struct Server {
     pid_t process = 0;
     std::string interface;
@@ -46,13 +47,13 @@ Server findServer() {
     return {};
 }
 
-// An answer of the service, or why there is none.
+// An answer of the service, or the reason for its absence.
 struct Told {
     std::string text;
     std::string failure;
 };
 
-// Runs a question; what it throws is the failure.
+// Runs a question. The text of its exception is the failure.
 template <typename Question>
 Told tell(const Question& question) {
     try {

@@ -16,7 +16,7 @@ using ::android::base::unique_fd;
 
 namespace {
 
-// A machine that renames so often is no reason to hang.
+// Bounds the tries, so that a machine that renames all the time does not hang the program.
 constexpr int kMostTries = 10000;
 
 }  // namespace
@@ -29,7 +29,7 @@ unique_fd Tree::open(const std::string& path, int flags) const {
     how.flags = static_cast<uint64_t>(flags | O_CLOEXEC);
     how.resolve = RESOLVE_IN_ROOT;
     long file = -1;
-    // Any rename on the machine makes the kernel unsure of a "..": it asks for another try.
+    // After any rename on the machine the kernel cannot trust a "..", and returns EAGAIN.
     for (int tries = 0; tries < kMostTries; ++tries) {
         file = syscall(SYS_openat2, mRoot.get(), path.c_str(), &how, sizeof(how));
         if (file >= 0 || errno != EAGAIN) break;
@@ -38,7 +38,7 @@ unique_fd Tree::open(const std::string& path, int flags) const {
 }
 
 std::optional<std::string> Tree::text(const std::string& path) const {
-    // Not blocking, for what looks like a file and is a pipe.
+    // Not blocking, since the path may be a pipe.
     const unique_fd file = open(path, O_RDONLY | O_NONBLOCK);
     if (file < 0) return std::nullopt;
     std::string text;
@@ -77,7 +77,7 @@ bool Tree::mayUse(const std::string& path, const User& user) const {
     const unique_fd file = open(path, O_PATH);
     if (file < 0) return false;
     if (user.isCaller()) {
-        // The kernel knows more than the mode tells: access lists, capabilities.
+        // The kernel considers more than the mode: access lists, capabilities.
         const std::string self = "/proc/self/fd/" + std::to_string(file.get());
         return faccessat(AT_FDCWD, self.c_str(), R_OK | W_OK, AT_EACCESS) == 0;
     }
@@ -86,7 +86,7 @@ bool Tree::mayUse(const std::string& path, const User& user) const {
 }
 
 bool Tree::isDescriptorOf(const std::string& descriptor, const struct stat& file) const {
-    // The links of a process's descriptors lead to where no path needs to.
+    // The links of a process's descriptors may lead to files that no path leads to.
     struct stat status;
     return fstatat(mRoot.get(), descriptor.c_str() + 1, &status, 0) == 0 &&
            status.st_dev == file.st_dev && status.st_ino == file.st_ino;

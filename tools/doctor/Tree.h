@@ -11,8 +11,8 @@
 
 namespace doctor {
 
-// A tree of files that has its own root: this machine's, the one that a program sees in a mount
-// namespace of its own, or a copy in a folder. Links, also absolute ones, stay within it. Paths are
+// A tree of files below a root of its own. The root is this machine's, that of a program in a mount
+// namespace, or a folder with a copy. Links, also absolute ones, stay within the tree. Paths are
 // absolute in the tree.
 class Tree {
   public:
@@ -24,7 +24,7 @@ class Tree {
     std::optional<std::string> text(const std::string& path) const;
     // The names in a folder, sorted; none when it cannot be listed.
     std::vector<std::string> names(const std::string& folder) const;
-    // The file behind all links; none when there is none.
+    // The file at the end of all links; none when it does not exist.
     std::optional<struct stat> status(const std::string& path) const;
     // Whether the user may read and write the file. The folders above it are not examined.
     bool mayUse(const std::string& path, const User& user) const;

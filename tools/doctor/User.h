@@ -8,10 +8,10 @@
 
 namespace doctor {
 
-// Whose rights to files are asked for.
+// The user whose rights to files count.
 class User {
   public:
-    // Who runs this program.
+    // The user that runs this program.
     User();
     // By name or number. Throws bivistactl::BadArgument when there is none.
     explicit User(const std::string& text);

@@ -11,7 +11,8 @@ namespace {
 constexpr std::string_view kPlain =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789@%+=:,./_-";
 
-// With what every terminal may be shown; dash knows no $'...'.
+// For a name that any terminal may show. Where quotes do, they work in dash too, which has no
+// $'...'.
 std::string inQuotes(std::string_view name) {
     std::string text = "'";
     for (const char character : name) {

@@ -1,4 +1,4 @@
-// How the doctor's advice writes what others have named.
+// How the doctor's advice writes names that other programs chose.
 #pragma once
 
 #include <stddef.h>
@@ -21,7 +21,7 @@ std::string firstOf(const std::vector<std::string>& list, const std::string& sep
 // The same, and how many more there are: "a, b, c, d, e and 17 more".
 std::string listed(const std::vector<std::string>& list, const std::string& separator = ", ");
 
-// What stands after a command line with the first entries alone; empty when these are all.
+// The comment after a command line that has only the first entries; empty when these are all.
 std::string restOf(const std::vector<std::string>& list);
 
 }  // namespace doctor

@@ -11,7 +11,7 @@
 namespace picture {
 namespace {
 
-// Letters are told by the height of their line; smaller ones cannot be read.
+// The height of a line of letters; smaller letters cannot be read.
 constexpr unsigned kSmallest = 8;
 constexpr unsigned kLargest = 200;
 // Left and right of the text.
@@ -100,7 +100,7 @@ class Letters {
         picture.at(column, row) = std::max(picture.at(column, row), ink);
     }
 
-    // The box that a font has for letters that it lacks would tell nobody which one it was.
+    // A font draws a box for a letter that it lacks, which would not show which letter is missing.
     void load(char32_t character, FT_Int32 flags) {
         const FT_UInt glyph = FT_Get_Char_Index(mFace.get(), character);
         if (glyph != 0 && FT_Load_Glyph(mFace.get(), glyph, flags | FT_LOAD_NO_BITMAP) == 0) return;

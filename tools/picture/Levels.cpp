@@ -9,8 +9,9 @@ uint8_t nearest(int grey) {
     return static_cast<uint8_t>((std::clamp(grey, 0, 255) * (kLevels - 1) + 127) / 255);
 }
 
-// What the pixels of a row and of the next one owe to those already done, in sixteenths of a grey,
-// none of which is lost but at the edges. A margin on both sides spares the ends of a row.
+// The error that the pixels of a row and of the next row take over from finished pixels, in
+// sixteenths of a grey. Error is lost only at the edges. Both sides have a margin, so the ends of a
+// row need no special case.
 class Debts {
   public:
     explicit Debts(size_t width) : mRow(width + 2), mNext(width + 2) {}

@@ -4,7 +4,7 @@
 
 namespace picture {
 
-// What the panel can show: each pixel a level, 0 black to 15 white, in equal steps.
+// The panel's picture: each pixel a level, 0 black to 15 white, in equal steps.
 inline constexpr uint8_t kLevels = 16;
 
 // The grey of a level in a Picture: levels lie exactly on it, so that a picture of these 16 greys
@@ -16,8 +16,8 @@ constexpr uint8_t greyOf(uint8_t level) {
 // The nearest level of each pixel.
 std::vector<uint8_t> roundToLevels(const Picture& picture);
 
-// Levels that keep the mean grey of each area: what a pixel lacks is made up for by its neighbours
-// (Floyd and Steinberg's error diffusion).
+// Levels that keep the mean grey of each area: a pixel's neighbours make up for its error (error
+// diffusion by Floyd and Steinberg).
 std::vector<uint8_t> ditherToLevels(const Picture& picture);
 
 }  // namespace picture

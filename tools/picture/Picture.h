@@ -31,7 +31,7 @@ inline Picture black(Size size) {
     return {size, std::vector<uint8_t>(size.pixels(), 0)};
 }
 
-// There is no picture to be had; `what()` tells people why, without a full stop.
+// There is no picture. `what()` gives people the reason, without a full stop.
 class NoPicture : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -7,13 +7,13 @@
 namespace picture {
 namespace {
 
-// What libpng holds while it reads.
+// libpng's state while it reads.
 class Reader {
   public:
     explicit Reader(std::string_view bytes) {
         mImage.version = PNG_IMAGE_VERSION;
         if (png_image_begin_read_from_memory(&mImage, bytes.data(), bytes.size()) == 0) fail();
-        // Tools that write 16 bit pictures without telling their gamma mean sRGB.
+        // Tools that write 16 bit pictures without a gamma mean sRGB.
         mImage.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
         mImage.format = PNG_FORMAT_GRAY;
     }

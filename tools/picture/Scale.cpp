@@ -5,8 +5,8 @@
 namespace picture {
 namespace {
 
-// Lays `from` pixels along `to` pixels and tells each overlap, in units that make both whole: a
-// pixel of the source is `to` long, one of the result `from`.
+// Lays `from` pixels along `to` pixels and reports each overlap. The units make both whole: a pixel
+// of the source is `to` long, a pixel of the result `from`.
 template <typename Visit>
 void eachOverlap(size_t from, size_t to, Visit visit) {
     for (size_t i = 0, j = 0, at = 0; j < to;) {

@@ -4,9 +4,9 @@
 
 namespace picture {
 
-// The panel's 16 levels as bars, black on the left to white on the right, within a white border,
-// and a white square in the upper left corner: shows which way is up, and where the edges are.
-// Works for any size, though below 18 x 3 not all of it is to be seen.
+// The panel's 16 levels as bars within a white border, black on the left to white on the right. A
+// white square in the upper left corner shows which way is up, and the border where the edges are.
+// Works for any size, though below 18 x 3 not every part shows.
 Picture testPattern(Size size);
 
 }  // namespace picture

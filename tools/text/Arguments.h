@@ -9,7 +9,7 @@
 
 namespace bivistactl {
 
-// A text is not what the parameter takes. `what()` begins with the text in question.
+// The parameter does not take the text. `what()` begins with the text in question.
 class BadArgument : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -26,7 +26,7 @@ bool parseBool(const std::string& text);
 // "on" or "off".
 bool parseSwitch(const std::string& text);
 // "@FILE": the 32-bit little-endian words of a file, or numbers with commas between; empty for
-// none. At most 1 MiB, which is what a call carries.
+// none. At most 1 MiB, as much as a call carries.
 std::vector<uint32_t> parseWords(const std::string& text);
 // "null".
 void parseNull(const std::string& text);

@@ -22,7 +22,7 @@ void appendEscaped(std::string* text, unsigned unit) {
 }
 
 void appendCharacter(std::string* text, char character) {
-    // Those that JSON has a letter for, and the letters.
+    // The characters that JSON has a letter for, and the letters.
     constexpr std::string_view kEscaped = "\"\\\n\r\t";
     constexpr std::string_view kLetters = "\"\\nrt";
     const size_t at = kEscaped.find(character);
@@ -35,8 +35,8 @@ void appendCharacter(std::string* text, char character) {
     }
 }
 
-// The name of a number in an enum of the interface, which hidl-gen spells as the number itself when
-// it has none.
+// The name of a number in an enum of the interface. For a number without a name, hidl-gen returns
+// the number itself.
 template <typename Enum>
 Json nameOf(Enum value) {
     for (Enum known : ::android::hardware::hidl_enum_range<Enum>()) {
@@ -78,7 +78,7 @@ std::string toLine(const Json& value) {
 
 Json toJson(Status status) {
     Json name = nameOf(status);
-    // No version of the service answers with another number; a caller should still see it.
+    // No version of the service answers with another number, but a caller should still see one.
     return name.is_null() ? Json(static_cast<int32_t>(status)) : name;
 }
 

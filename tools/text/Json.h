@@ -7,12 +7,12 @@
 
 namespace bivistactl {
 
-// Members keep the order in which they were added. Whoever makes or reads one includes
+// Members keep the order in which they were added. Files that make or read a member include
 // <nlohmann/json.hpp>, which takes long to compile.
 using Json = nlohmann::ordered_json;
 
-// The value on one line. Strings may hold any bytes: a byte that is no part of valid UTF-8 becomes
-// the escape \udcXX, XX being the byte (what Python calls surrogateescape), so nothing is lost.
+// The value on one line. Strings may hold any bytes, and none is lost: a byte that is no part of
+// valid UTF-8 becomes the escape \udcXX, XX being the byte (Python's surrogateescape).
 std::string toLine(const Json& value);
 
 // The JSON string, quotes included, for any bytes; see toLine().

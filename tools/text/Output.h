@@ -16,8 +16,7 @@ bool printCoverLine(std::string_view line);
 // printOrFail().
 void printCoverText(std::string_view text);
 
-// Writes one line to standard error, after the program's name: what went wrong, or what else people
-// are to know.
+// Write one line to standard error, after the program's name: a failure, or a note for people.
 void complain(std::string_view message);
 void remark(std::string_view message);
 

@@ -45,7 +45,7 @@ void Spinner::spin(const std::stop_token& over, std::chrono::milliseconds delay)
     if (!line.empty()) draw(std::string(line.size(), ' ') + '\r');
 }
 
-// A terminal that takes no more bytes is nothing that the waiting program should fail for.
+// A terminal that takes no more bytes must not fail the program.
 void Spinner::draw(const std::string& line) const {
     const std::string bytes = '\r' + line;
     [[maybe_unused]] const ssize_t written = write(mFd, bytes.data(), bytes.size());

@@ -13,8 +13,8 @@ namespace bivistactl {
 // while this object lives and erased at its end. Other output to the terminal waits for that end.
 class Spinner {
   public:
-    // Draws on `fd` as soon as `delay` is over, so that a quick answer does not flicker. Does
-    // nothing when that is no terminal. `awaited` lives as long as the program.
+    // Draws on `fd` as soon as `delay` is over, so that a quick answer does not flicker. Draws
+    // nothing when `fd` is no terminal. `awaited` lives as long as the program.
     explicit Spinner(int fd = STDERR_FILENO,
                      std::chrono::milliseconds delay = std::chrono::milliseconds(300),
                      const char* awaited = "the answer");
@@ -31,7 +31,7 @@ class Spinner {
     std::jthread mThread;
 };
 
-// "59 s", "1 min 00 s". Never shorter for a longer time, so that a line can be written over.
+// "59 s", "1 min 00 s". The text of a longer time is never shorter, so that it covers the old line.
 std::string elapsedInWords(std::chrono::seconds elapsed);
 
 }  // namespace bivistactl

@@ -27,7 +27,7 @@ Character firstOf(std::string_view bytes) {
     constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
     if (bytes.empty()) return {};
     const auto first = static_cast<uint8_t>(bytes[0]);
-    // The first of n bytes tells n by n ones and a zero; a single byte is all value.
+    // The first of n bytes begins with n ones and a zero. A single byte is all value.
     const int ones = std::countl_one(first);
     const size_t length = ones == 0 ? 1 : static_cast<size_t>(ones);
     if (ones == 1 || ones > 4 || bytes.size() < length) return {};

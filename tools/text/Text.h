@@ -17,9 +17,9 @@ std::optional<std::u32string> decodeUtf8(std::string_view text);
 // U+0000 to U+001F, U+007F to U+009F.
 bool isControl(char32_t character);
 
-// The text for a person's terminal: control characters and bytes that are not UTF-8 are spelled, as
-// in "<CR>", "<ESC>", "<0x80>", so that a cover's answer cannot steer the terminal. A line feed is
-// kept at the end and spelled elsewhere.
+// The text for a person's terminal, which a cover's answer must not steer. Control characters and
+// bytes that are not UTF-8 are spelled, as in "<CR>", "<ESC>", "<0x80>". A line feed is kept at the
+// end and spelled elsewhere.
 std::string spellControls(std::string_view bytes);
 
 // A line of a table for people: the name, of at most 13 characters, and the text beside it.

@@ -60,7 +60,7 @@ TEST_P(AtCommandTest, GivesEachLineOnceBeforeTheResult) {
         EXPECT_GT(line.size(), 1u);
         EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
     }
-    // Lines that come too late come before the next answer is given.
+    // Late lines arrive before the service gives the next answer.
     EXPECT_EQ(send("AT").status, Status::OK);
     EXPECT_EQ(recorder->lines(), before);
 }

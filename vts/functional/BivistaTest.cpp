@@ -79,7 +79,7 @@ std::vector<std::string> LineRecorder::lines() const {
 }
 
 void BivistaTest::SetUp() {
-    // A service that is declared and not up fails the test, instead of holding it for ever.
+    // A service that is declared and not up must fail the test, not hold it for ever.
     service = IBivista::tryGetService(GetParam());
     ASSERT_NE(service, nullptr) << "nobody serves " << GetParam();
 }
@@ -141,7 +141,8 @@ bool BivistaTest::isCoverOff() const {
     const Return<bool> connected = service->getBV2Connect();
     EXPECT_TRUE(connected.isOk()) << connected.description();
     if (!connected.isOk() || connected) return false;
-    // Screens that are off refuse offsets until the detachment comes to them. The panel goes last.
+    // The service refuses offsets for a screen that is off until the detachment gets there. The
+    // panel goes last.
     return send("AT").status == Status::FAIL &&
            statusOf(service->setBVBrightnessOffset(0)) == Status::OK &&
            subDisplayState() == SubScreenState::UNINITIALIZED;
@@ -180,7 +181,7 @@ bool BivistaTest::settle() const {
     const bool mayBeOn = options().without.count(kCover) == 0;
     const bool mayBeOff = options().with.count(kCover) == 0;
     const auto isSettled = [&] { return (mayBeOn && isCoverOn()) || (mayBeOff && isCoverOff()); };
-    // Who was waited for in vain once is not waited for again.
+    // After one wait in vain, later calls do not wait.
     static bool sIsPatient = true;
     if (!sIsPatient) return isSettled();
     sIsPatient = await(isSettled);

@@ -29,7 +29,7 @@ using vendor::qmx::hardware::bivista::V1_1::IBivista;
 namespace V1_0 = vendor::qmx::hardware::bivista::V1_0;
 namespace V1_1 = vendor::qmx::hardware::bivista::V1_1;
 
-// What a method with a text handed to its result callback.
+// The status and text that a method handed to its result callback.
 struct TextResult {
     Status status = Status::FAIL;
     std::string text;
@@ -43,14 +43,14 @@ Status statusOf(const Return<Status>& result);
 // Likewise, for a method without a result.
 void expectDone(const Return<void>& result);
 
-// Asks until the condition holds. False when it has not for so long that waiting is in vain.
+// Asks until the condition holds. False when the wait is in vain.
 bool await(const std::function<bool()>& condition);
 
-// What debug() writes; empty when that is nothing.
+// The output of debug(); empty when it writes nothing.
 std::string readDump(IBivista* service, const std::vector<std::string>& options);
 
-// The numbers that follow the mark in a dump, separated by commas. False, and they stay, when there
-// are none.
+// Takes the numbers that follow the mark in a dump, separated by commas. Without any, returns false
+// and changes nothing.
 bool takeNumbers(const std::string& text, const std::string& mark, int32_t* first, size_t count);
 
 // Runs a shell command of the command line, whose $1 is `word`. False, a failure, when it has
@@ -84,14 +84,14 @@ class BivistaTest : public testing::TestWithParam<std::string> {
 
     // The cover is on the bus, answers, and the service has finished its attachment.
     bool isCoverOn() const;
-    // It is neither on the bus nor answering, and the service has finished its detachment.
+    // The cover is neither on the bus nor answering, and the service has finished its detachment.
     bool isCoverOff() const;
 
-    // Waits for a cover that is on its way, on or off: until it is one of both, as far as the
-    // command line allows. False when that was in vain.
+    // Waits while a cover is on its way, on or off, until it is one of both, as far as the command
+    // line allows. False when the wait was in vain.
     bool settle() const;
 
-    // The service takes an offset at once, which it does only with the screen on.
+    // Whether the service takes an offset at once, which it does only with the screen on.
     bool isScreenOn() const;
 
     // Ends a test that cannot find what it needs: skipped, unless the command line has promised it.
@@ -99,7 +99,7 @@ class BivistaTest : public testing::TestWithParam<std::string> {
     // Likewise, when the command line gives no such command.
     static void needCommand(const char* thing, const std::string& command);
     static void needPlugging();
-    // By the commands for it; wait until the service has followed.
+    // Run the commands of the command line, and wait until the service has followed.
     void detachCover() const;
     void attachCover() const;
 

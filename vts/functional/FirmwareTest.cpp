@@ -1,4 +1,4 @@
-// The cover's firmware: its version, and what is safe of its upgrade.
+// The cover's firmware: its version, and the safe parts of its upgrade.
 #include "BivistaTest.h"
 
 namespace bivista_vts {

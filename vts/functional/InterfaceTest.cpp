@@ -69,7 +69,7 @@ TEST_P(InterfaceTest, HasAsManyHashesAsInterfaces) {
     EXPECT_EQ(hashes, 3u);
 }
 
-// A handle without descriptors leaves nobody to write to.
+// A handle without descriptors has nothing to write to.
 TEST_P(InterfaceTest, TakesADebugRequestThatLeadsNowhere) {
     expectDone(service->debug({}, {}));
     expectDone(service->debug({}, {"--json", "", "--no-such-option"}));

@@ -1,5 +1,5 @@
-// What may end in an upgrade of the cover, or in its loader, from which somebody may have to bring
-// it back. Run only with --allow-loader.
+// Tests that may end in an upgrade of the cover, or in its loader, from which a person may have to
+// bring it back. They run only with --allow-loader.
 #include "BivistaTest.h"
 
 namespace bivista_vts {
@@ -12,9 +12,9 @@ class UpgradeTest : public CoverTest {
         CoverTest::SetUp();
     }
 
-    // Versions and names of images: the hardware line up to the first "-", and the key, which tells
-    // the newer of two, up to the first "_". What follows in the name of a chosen image is not
-    // looked at: where the keys differ in length it is not the name's.
+    // Versions and names of images have the hardware line up to the first "-", and the key up to
+    // the first "_". The key decides which of two is newer. The tests ignore the rest of a chosen
+    // image's name: where the keys differ in length, the rest is not the name's own.
     static std::string lineOf(const std::string& text) { return text.substr(0, text.find('-')); }
     static std::string keyOf(const std::string& text) { return text.substr(0, text.find('_')); }
     static bool isNewer(const std::string& image, const std::string& version) {
@@ -40,7 +40,7 @@ class LoaderTest : public UpgradeTest {
 
 TEST_P(UpgradeTest, IsStartedForANewerImageAlone) {
     const std::string version = query(&V1_0::IBivista::getFirmwareVersion).text;
-    // What the dump tells is the last order.
+    // The dump has the last order.
     statusOf(service->cancelFirmwareUpgrade());
     const Status status = statusOf(service->checkFirmwareVersion());
     const TextResult file = query(&V1_0::IBivista::getFirmwareFile);

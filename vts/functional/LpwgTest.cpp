@@ -1,5 +1,5 @@
-// Callbacks for touch and pen events. Never cleared: the call would not return, and no later one
-// would be served.
+// Callbacks for touch and pen events. No test clears them: that call would not return, and the
+// service would serve no later one.
 #include "BivistaTest.h"
 
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
@@ -69,7 +69,7 @@ TEST_P(LpwgTest, CallbacksOfBothVersionsAreTakenAndReplaced) {
     expectDone(service->ping());
 }
 
-// Needs somebody who makes the phone report events.
+// Needs a command that makes the phone report events.
 class EventTest : public LpwgTest {
   protected:
     void SetUp() override {
@@ -110,7 +110,7 @@ class EventTest : public LpwgTest {
             {"BV_PEN_WAKEUP", 1, 0},
             {"BV_PEN_WAKEUP_BTN", 2, 0},
             {"BV_PEN_DETECTION", 3, 0},
-            // What is not known is told as such, however alike it is.
+            // An unknown name is reported as unknown, however much it resembles a known one.
             {"SWITCH_AES_TO_3", -1, -1},
             {"wakeup", -1, -1},
             {"PEN_WAKEUP", -1, -1},

@@ -1,4 +1,4 @@
-// What the command line says of the phone under test.
+// The properties of the phone under test, from the command line.
 #pragma once
 
 #include <chrono>
@@ -7,8 +7,8 @@
 
 namespace bivista_vts {
 
-// What a phone may have. A test that needs one of them finds out by asking the service, or by the
-// commands that it was given.
+// Things that a phone may have. A test that needs one finds out from the service, or from the
+// commands of the command line.
 inline constexpr char kCover[] = "cover";
 inline constexpr char kPanel[] = "panel";          // the cover's sub display
 inline constexpr char kNodes[] = "nodes";          // kernel nodes and folders that the service uses
@@ -30,22 +30,22 @@ struct Options {
     // Ends a wait in vain. Longer than an attachment takes, with a cover that leaves a command
     // unanswered and is reset.
     std::chrono::seconds patience{60};
-    // Shell commands for what the interface cannot provoke; empty: nobody can.
+    // Shell commands for what the interface cannot provoke; empty: not possible here.
     std::string attachCommand;   // puts the cover on
     std::string detachCommand;   // takes it off
-    std::string eventCommand;    // has the phone report the touch or pen event that is named by $1
+    std::string eventCommand;    // makes the phone report the touch or pen event named by $1
     std::string panel;           // WIDTHxHEIGHTxFORMAT of the sub display; empty: any
     std::string silenceCommand;  // the cover leaves the next AT%SWV unanswered, until it is reset
-    // It goes in the middle of its next answer to a command that begins with $1, or to AT%SWV, and
-    // stays away.
+    // Makes the cover go in the middle of its next answer to a command that begins with $1, or to
+    // AT%SWV, and stay away.
     std::string hangupCommand;
 };
 
 // As parsed; written before the first test runs.
 const Options& options();
 
-// Takes what GoogleTest has left of the command line. False, told on standard error, when it is not
-// understood.
+// Takes the arguments that GoogleTest has left. False, with an error on standard error, for an
+// argument that the suite does not know.
 bool parseOptions(int argc, char** argv);
 
 }  // namespace bivista_vts

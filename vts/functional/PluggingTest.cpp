@@ -1,4 +1,4 @@
-// What happens to the cover: it is taken off and put on, falls silent, hangs up.
+// A cover that is taken off and put on, falls silent, hangs up.
 #include "BivistaTest.h"
 
 #include <chrono>
@@ -22,7 +22,7 @@ class PluggingTest : public CoverTest {
     }
 
     void switchOn() const { ASSERT_EQ(statusOf(service->setPowerStatus(true, false)), Status::OK); }
-    // It answers, and knows nothing of what was before.
+    // The cover answers, and has lost its earlier state.
     bool awaitFreshCover() const {
         return await([this] { return isCoverOn() && !isScreenOn() && version() == mVersion; });
     }

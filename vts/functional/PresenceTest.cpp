@@ -1,4 +1,4 @@
-// Whether a cover is there, as the USB bus and the platform's accessory service tell it.
+// Whether a cover is there, by the USB bus and by the platform's accessory service.
 #include "BivistaTest.h"
 
 namespace bivista_vts {

@@ -1,5 +1,5 @@
-// What the cover is sent for requests that are answered OK whatever becomes of it. The cover is
-// made to go when it hears a certain command; that it has gone shows on the bus.
+// The commands to the cover for requests that the service answers OK whatever becomes of them. The
+// cover is made to go when it receives a certain command; its absence shows on the bus.
 #include "BivistaTest.h"
 
 #include <cstdint>
@@ -24,15 +24,15 @@ class SentTest : public CoverTest {
         if (service != nullptr && !IsSkipped() && isCoverOff()) attachCover();
     }
 
-    // From now on the cover goes when it hears a command that begins so.
+    // From now on the cover goes when it receives a command that begins so.
     static void listenFor(const std::string& cmd) { runCommand(options().hangupCommand, cmd); }
 
-    // It has gone. Puts it on again.
+    // Whether the cover has gone. Puts it on again.
     void expectHeard(const std::string& cmd) const {
         EXPECT_TRUE(await([this] { return isCoverOff(); })) << "'" << cmd << "' was not sent";
         if (isCoverOff()) attachCover();
     }
-    // It would still go.
+    // The cover has not received the command: when it is sent now, the cover goes.
     void expectUnheard(const std::string& cmd) const {
         EXPECT_TRUE(isCoverOn()) << "'" << cmd << "' was sent";
         send(cmd);
@@ -73,7 +73,7 @@ TEST_P(BrightnessSentTest, NoLevelOutOfRange) {
     for (const int32_t level : {256, -1}) {
         listenFor(commandOf(level));
         setBrightness(level);
-        // The queue keeps its order: with this level sent, the one before has had its chance.
+        // The queue keeps its order: when this level is sent, the one before it was handled.
         listenFor(commandOf(9));
         setBrightness(9);
         expectHeard(commandOf(9));
@@ -214,7 +214,7 @@ TEST_P(ModeSentTest, OfTouchPerformance) {
     expectHeard("AT%TCPERF=1");
 }
 
-// Events that the service carries out by itself, as long as somebody listens.
+// Events that the service carries out by itself, as long as a client has a callback.
 class EventSentTest : public SentTest {
   protected:
     class Client : public V1_1::IBivistaLpwgCallback {

@@ -1,4 +1,4 @@
-// The sub display: what its panel says of itself, power, brightness, frames, and who is told.
+// The sub display: its panel's record, power, brightness, frames, and the clients' callbacks.
 #include "BivistaTest.h"
 
 #include <chrono>
@@ -12,7 +12,7 @@ using vendor::qmx::hardware::bivista::V1_0::IBivistaSubDisplayCallback;
 using States = std::vector<SubScreenState>;
 using Clock = std::chrono::steady_clock;
 
-// What the service gives a panel for each change of its power.
+// The time that the service gives a panel for each change of its power.
 constexpr std::chrono::milliseconds kSettlingTime(500);
 
 // Any thread.
@@ -24,7 +24,7 @@ class StateRecorder : public IBivistaSubDisplayCallback {
         mTimes.push_back(Clock::now());
         return Void();
     }
-    // When each of them was told.
+    // The time of each callback.
     std::vector<Clock::time_point> times() const EXCLUDES(mLock) {
         const android::AutoMutex lock(mLock);
         return mTimes;
@@ -114,7 +114,7 @@ class AnyPanelTest : public BivistaTest {
     }
 };
 
-// Needs one that can be switched; leaves it as it was, but for its picture.
+// Needs a panel that can be switched, and leaves it as it was, but for its picture.
 class PanelTest : public AnyPanelTest {
   protected:
     void SetUp() override {
@@ -133,7 +133,7 @@ class PanelTest : public AnyPanelTest {
         if (mWasOff) switchTo(false);
     }
 
-    // Does nothing for a panel that is in the state already.
+    // Leaves a panel that is in the state already.
     void switchTo(bool enable) const {
         const SubScreenState wanted = enable ? SubScreenState::ON : SubScreenState::OFF;
         if (subDisplayState() == wanted) return;
@@ -161,15 +161,15 @@ class PanelPluggingTest : public PanelTest {
         PanelTest::TearDown();
     }
 
-    // Told of what follows, without a panel.
+    // Takes the panel off, and registers a callback for the states that follow.
     void takeOff() {
         detachCover();
         mRecorder = new StateRecorder;
         expectDone(service->setSubDisplayCallback(mRecorder));
     }
 
-    // Puts the panel on, and meets it with a frame and a request while it is being switched on.
-    // False when they came at another time, for which nobody is to blame.
+    // Puts the panel on, and sends a frame and a request while the service switches it on. False
+    // when they came at another time, which no program can prevent.
     bool meetsItAsItComes(size_t words) {
         takeOff();
         // The command may last longer than that.
@@ -357,7 +357,7 @@ TEST_P(PanelPluggingTest, TellsThatItGoesAndComes) {
                                            SubScreenState::INITIALIZED, SubScreenState::ON}));
 }
 
-// While the service switches the panel on that has come: a request is dropped, a frame waits.
+// While the service switches on a panel that has come, it drops a request, and a frame waits.
 TEST_P(PanelPluggingTest, TakesFramesAndNoRequestsWhileItComes) {
     switchTo(true);
     const size_t words = frameSize();

@@ -1,4 +1,4 @@
-// Touch diagnostics of the cover. Each is one command to the cover, whose outcome it gives.
+// Touch diagnostics of the cover. Each is one command to the cover, and returns its outcome.
 #include "BivistaTest.h"
 
 #include <algorithm>

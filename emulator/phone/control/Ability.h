@@ -1,5 +1,5 @@
-// What can be done to the emulated phone, each ability declared once: the requests of the control
-// interface and the commands of "ctl" are made of this table, and so may other front ends be.
+// The abilities of the emulated phone, each declared once. The requests of the control interface
+// and the commands of "ctl" are made from this table, and so may other front ends be.
 #pragma once
 
 #include <functional>
@@ -19,21 +19,21 @@ struct Response;
 
 namespace control {
 
-// What an ability works on. An action that waits does it in the room.
+// What an ability works on. An action that waits takes a place in the room.
 struct Emulator {
     phone::Phone& phone;
     neighbours::Neighbours& neighbours;
     WaitingRoom& room;
 };
 
-// Does what a request asks for; returns the answer's object. BadRequest is answered 400,
-// phone::Error 409, Ending 410, Busy 503.
+// Carries out a request and returns the answer's object. The server answers BadRequest with 400,
+// phone::Error with 409, Ending with 410, Busy with 503.
 class Action : public std::function<Json(const Emulator&, const Json& given)> {
   public:
     Action() = default;
 
-    // The work takes the phone, what is given too, or the emulator and what is given. Without a
-    // result the answer is an empty object.
+    // The work takes the phone, the phone and the given values, or the emulator and these. Work
+    // without a result is answered with an empty object.
     template <typename Work>
     Action(Work work)
         : function([work](const Emulator& emulator, const Json& given) -> Json {
@@ -52,7 +52,8 @@ class Action : public std::function<Json(const Emulator&, const Json& given)> {
           }) {}
 };
 
-// What on ctl's command line chooses a request: a flag, or the first word. Empty: what else it has.
+// What on ctl's command line chooses a request: a flag, or the first word. Empty: the other
+// arguments choose.
 struct Choice {
     std::string word{};
     std::string help{};  // of the flag
@@ -61,7 +62,7 @@ struct Choice {
 struct Request {
     using Show = std::string (*)(const Json& answer);
 
-    // Without an action the path has it elsewhere: this is one more way to ask for it.
+    // Without an action this is one more way to ask for a path that has its action elsewhere.
     Request(const char* method, const char* path, Action action,
             std::vector<Argument> arguments = {}, Choice choice = {}, Show show = nullptr)
         : method(method),
@@ -76,21 +77,21 @@ struct Request {
     Action action;
     std::vector<Argument> arguments;
     Choice choice;
-    Show show;     // how ctl prints the answer; none: it does not
+    Show show;     // how ctl prints the answer; none: prints nothing
     Json fixed{};  // members that ctl always sends
-    // In the place of an action, for an answer that comes later.
+    // Replaces the action where the answer comes later.
     void (*reply)(const Emulator&, const Json& given, httplib::Response&) = nullptr;
 };
 
 struct Ability {
     std::string name;  // the words after "ctl"
     std::string help;
-    std::vector<Request> requests{};  // none: a group of those whose names begin with this one's
+    std::vector<Request> requests{};  // none: a group of the abilities whose names begin with it
     std::string more{};               // below the lists of the command's help
     std::string state{};              // the help of the first word, where that chooses
 };
 
-// The subjects, each in its file of abilities/.
+// The abilities by subject, each in its file of abilities/.
 std::vector<Ability> ofCover();
 std::vector<Ability> ofFirmware();
 std::vector<Ability> ofEvents();
@@ -98,7 +99,7 @@ std::vector<Ability> ofJournal();
 std::vector<Ability> ofNeighbours();
 std::vector<Ability> ofPhone();
 
-// All of them, in the order of "ctl --help".
+// All abilities, in the order of "ctl --help".
 const std::vector<Ability>& abilities();
 
 // The table for programs: {"abilities":[{"name":T,"help":T,"requests":[...]},...]}.

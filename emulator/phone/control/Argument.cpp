@@ -56,7 +56,7 @@ std::string describe(const Argument& argument) {
     return text;
 }
 
-// As its action takes it.
+// The value in the form that the action takes.
 Json read(const Argument& argument, const Json& value) {
     const std::string error = wrong(argument, value);
     const std::string name = "\"" + argument.name + "\" ";

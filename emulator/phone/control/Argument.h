@@ -1,4 +1,4 @@
-// One argument of a request: its type and range, and how "ctl" has it on its command line.
+// One argument of a request: its type and range, and its place on the command line of "ctl".
 #pragma once
 
 #include <cstdint>
@@ -37,25 +37,25 @@ struct Argument {
     Type type = Type::Text;
     int64_t least = 0;  // of a number
     int64_t most = 0;
-    // Of a text: the only ones. Of a number: they may stand in its place. Of bytes: those that ctl
-    // takes; the phone takes any.
+    // For a text: its only values. For a number: words that may stand in its place. For bytes: the
+    // values that ctl takes; the phone takes any.
     std::vector<std::string> words{};
-    // On the command line: "PATH", by its place, or an option; empty: "--" and the name.
+    // On the command line: "PATH", by place, or an option; empty: "--" and the name.
     std::string option{};
     std::string help{};
     bool isRequired = false;
-    Json otherwise{};         // counts when it is not given; null: nothing does
-    Json flag{};              // what an option without a value stands for
+    Json otherwise{};         // the default; null: none
+    Json flag{};              // the value of an option without a value
     bool isMany = false;      // several words: of a text they are joined, else each is a request
     bool isOfPhone = false;   // the range is the phone's: beyond it the phone refuses (409)
-    bool isInCtl = true;      // the command line has it
-    bool isInRequest = true;  // not only ctl knows it
+    bool isInCtl = true;      // ctl's command line has it
+    bool isInRequest = true;  // the request has it, not only ctl
 };
 
-// One that its request requires, by its place on the command line.
+// An argument that its request requires, by place on the command line.
 Argument placed(const char* place, const char* name, Type type, const char* help = "");
 Argument integer(const char* name, int64_t least, int64_t most, const char* help = "");
-// Unless it is given, it is what the option does not stand for.
+// The option stands for `flag`; without the option the value is the opposite.
 Argument boolean(const char* name, const char* option, bool flag, const char* help);
 
 bool isNumber(const Argument& argument);
@@ -63,17 +63,17 @@ bool isNumber(const Argument& argument);
 // Nothing, or how the value must be: "must be an integer from 0 to 255".
 std::string wrong(const Argument& argument, const Json& value);
 
-// The value that a text stands for, on a command line or in a query. One that it cannot be remains
-// a text, which wrong() finds.
+// The value that a text on a command line or in a query stands for. A text that stands for no value
+// of the type remains a text, which wrong() finds.
 Json fromText(const Argument& argument, const std::string& text);
 
-// What a request gives, all checked: bytes as they are meant, defaults for what is not given.
-// Throw BadRequest, or phone::Error for what is beyond a range of the phone.
+// The values of a request, all checked: bytes as they are meant, defaults for missing arguments.
+// Throw BadRequest, or phone::Error for a value outside a range of the phone.
 Json readBody(const std::vector<Argument>& arguments, const std::string& body);
 Json readQuery(const std::vector<Argument>& arguments,
                const std::multimap<std::string, std::string>& parameters);
 
-// For what an action keeps as it is unless it is given.
+// Changes `out` only when the request gives the value.
 template <typename Value>
 void take(const Json& given, const char* name, Value& out) {
     if (given.contains(name)) given[name].get_to(out);

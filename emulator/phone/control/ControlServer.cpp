@@ -33,7 +33,7 @@ bool isAnswered(const std::string& path) {
     return connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
 }
 
-// The library's own backlog is 5, and a Unix socket refuses whoever comes beyond it.
+// The library's own backlog is 5, and a Unix socket refuses every client beyond it.
 constexpr int kBacklog = 128;
 
 class Server : public httplib::Server {
@@ -49,7 +49,7 @@ class ControlServer::Impl {
     ~Impl();
 
   private:
-    // In the folder, by a path that fits a socket address however long the folder's own is.
+    // A path into the folder that fits a socket address, however long the folder's own path is.
     std::string pathOf(const char* name) const {
         return "/proc/self/fd/" + std::to_string(mFolder.get()) + "/" + name;
     }
@@ -77,7 +77,7 @@ ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Neighbours& neighbour
     pthread_sigmask(SIG_BLOCK, &all, &old);
     mThread = std::thread([this] { mServer.listen_after_bind(); });
     pthread_sigmask(SIG_SETMASK, &old, nullptr);
-    // A server that is stopped before it runs would run for ever.
+    // A stop before the server runs would be lost, and the server would run for ever.
     while (!mServer.is_running()) std::this_thread::yield();
 }
 
@@ -104,9 +104,9 @@ void ControlServer::Impl::bind(const std::string& folder) {
 ControlServer::Impl::~Impl() {
     struct stat status = {};
     const std::string path = pathOf(kSocketName);
-    // Another emulator may have put its own there after ours was removed.
+    // Another emulator may have put its own socket there after ours was removed.
     if (stat(path.c_str(), &status) == 0 && status.st_ino == mSocket) unlink(path.c_str());
-    // First: the HTTP library breaks off answers when it stops.
+    // Before the stop, in which the HTTP library breaks off answers.
     mWaitingRoom.close();
     mServer.stop();
     mThread.join();

@@ -11,9 +11,9 @@ namespace control {
 
 class ControlServer {
   public:
-    // Serves `phone` and its neighbours on <folder>/emulator.sock until destroyed. A socket that
-    // nobody answers is replaced. Throws phone::Error when another emulator answers there, or it
-    // cannot be made.
+    // Serves `phone` and its neighbours on <folder>/emulator.sock until destroyed. Replaces a
+    // socket on which no program answers. Throws phone::Error when another emulator answers there,
+    // or the socket cannot be made.
     ControlServer(phone::Phone& phone, neighbours::Neighbours& neighbours,
                   const std::string& folder);
     ~ControlServer();

@@ -17,7 +17,7 @@ void RequestThreads::enqueue(std::function<void()> task) {
     try {
         mThreads.emplace_back([this] { run(); });
     } catch (const std::system_error&) {
-        // The system gives no more threads: the tasks wait for those that there are.
+        // The system gives no more threads: the tasks wait for the existing ones.
         if (mThreads.empty()) throw;
     }
 }

@@ -16,7 +16,7 @@ namespace control {
 
 class RequestThreads : public httplib::TaskQueue {
   public:
-    // Some are always left for the requests that do not wait.
+    // More than the waiting requests can take: some are always left for the other requests.
     static constexpr size_t kMost = WaitingRoom::kPlaces + 8;
 
     void enqueue(std::function<void()> task) override;
@@ -28,7 +28,7 @@ class RequestThreads : public httplib::TaskQueue {
     // Waits for the next task; none at the end.
     std::function<void()> take() EXCLUDES(mLock);
 
-    std::vector<std::thread> mThreads;  // of the thread that calls enqueue() and shutdown()
+    std::vector<std::thread> mThreads;  // touched only where enqueue() and shutdown() are called
     android::Mutex mLock;
     std::condition_variable_any mChanged;
     std::deque<std::function<void()>> mTasks GUARDED_BY(mLock);

@@ -37,7 +37,7 @@ void reply(httplib::Response& response, int status, const Json& body) {
 
 using Handler = httplib::Server::Handler;
 
-// Answers what the handler throws.
+// Answers the handler's exceptions.
 Handler guard(const Handler& handler) {
     return [handler](const httplib::Request& request, httplib::Response& response) {
         try {
@@ -80,9 +80,9 @@ void addRoute(httplib::Server& server, const Emulator& emulator, const Request& 
     if (method == "DELETE") server.Delete(request.path, handler);
 }
 
-// Gives errors that the HTTP library finds by itself a body.
+// Gives a body to the errors that the HTTP library finds by itself.
 void explainErrors(httplib::Server& server) {
-    // The library would cut answers, those with errors too.
+    // The library would cut every answer to the range, also an error.
     server.set_pre_routing_handler(
             [](const httplib::Request& request, httplib::Response& response) {
                 if (request.ranges.empty()) return httplib::Server::HandlerResponse::Unhandled;

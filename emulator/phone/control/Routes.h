@@ -7,11 +7,11 @@
 
 namespace control {
 
-// What a request's body may hold.
+// Longest body of a request, in bytes.
 inline constexpr size_t kMaxBody = 1 << 20;
 
-// Has the server answer every request of the table, tell the table itself (GET /v1/abilities), and
-// give a reason with every error.
+// Makes the server answer every request of the table and return the table itself (GET
+// /v1/abilities). Every error has a reason.
 void addRoutes(httplib::Server& server, const Emulator& emulator);
 
 }  // namespace control

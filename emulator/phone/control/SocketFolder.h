@@ -1,4 +1,4 @@
-// Where the services of this user have their sockets, and the emulator its own.
+// The folder of the sockets of this user's services, and of the emulator's own.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@ namespace control {
 
 inline constexpr char kSocketName[] = "emulator.sock";
 
-// That of the registry (host/hidl/Registry.h).
+// The registry's folder (host/hidl/Registry.h).
 std::string socketFolder();
 
-// Makes it, with mode 0700. Throws phone::Error when it cannot be made, is no folder, belongs to
-// somebody else or is open to others.
+// Makes the folder, with mode 0700. Throws phone::Error when the folder cannot be made, is no
+// folder, belongs to another user or is open to other users.
 void makeSocketFolder(const std::string& folder);
 
 }  // namespace control

@@ -1,4 +1,5 @@
-// Room for the requests that wait. They have places of their own: no other request waits for them.
+// Room for the requests that wait. They have places of their own, so that no other request waits
+// for them.
 #pragma once
 
 #include <atomic>
@@ -8,7 +9,7 @@
 
 namespace control {
 
-// Answered 503.
+// The server answers it with 503.
 class Busy : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -23,14 +24,14 @@ class Ending : public std::runtime_error {
 class WaitingRoom {
   public:
     static constexpr int kPlaces = 64;
-    // How long a request may overlook that the room is closed, or that its client is gone.
+    // How long a request may take to notice that the room is closed, or that its client is gone.
     static constexpr std::chrono::milliseconds kSlice{250};
 
     // A place is taken as long as the result is kept. Throws Busy when none is free, and
     // Ending once the room is closed.
     std::shared_ptr<void> enter();
 
-    // From now on nobody is to wait. Returns when all have left.
+    // Lets no request in any more, and returns when all requests have left.
     void close();
     bool isClosed() const { return mClosed; }
 

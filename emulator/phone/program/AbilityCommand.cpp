@@ -67,11 +67,11 @@ std::string defaultOf(const Argument& argument) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-// What ctl does by itself with these, in the place of printing one answer.
+// The work of ctl itself for these abilities, which do not print one answer.
 const std::map<std::string, void (*)(Session&, const Json& given)> kOwnWork = {
         {"journal", readJournal}, {"klog", readKernelLog}, {"snapshot", keepSnapshot}};
 
-// What the command line has of an argument, which several requests may take.
+// An argument on the command line, which several requests may take.
 struct Slot {
     Argument argument;
     std::string option;
@@ -100,7 +100,7 @@ void addTo(cli::Command& command, Slot& slot) {
                                  ? command.takeWords(slot.option, &slot.words, argument.help)
                                  : command.take(slot.option, &slot.text, argument.help);
     if (argument.isRequired) option.required();
-    // What may be typed for it.
+    // The texts that the command line takes for it.
     Argument typed = argument;
     if (!isNumber(argument)) typed.type = Type::Text;
     if (argument.type == Type::Boolean) typed.words = {"on", "off"};
@@ -127,7 +127,7 @@ class Line {
     std::vector<Json> values(const Request& request) const;
 
     const Ability& mAbility;
-    std::deque<Slot> mSlots;  // they stay where they are
+    std::deque<Slot> mSlots;  // a deque, in which elements keep their addresses
 };
 
 std::vector<Argument> argumentsOf(const Request& request) {
@@ -142,7 +142,7 @@ bool takes(const Request& request, const std::string& option) {
     });
 }
 
-// The first word, where it chooses; a number may stand in its place.
+// The first word, where it chooses the request. A number may stand in its place.
 std::optional<Argument> stateOf(const Ability& ability) {
     Argument state = {.help = ability.state, .isRequired = true};
     for (const Request& request : ability.requests) {
@@ -163,7 +163,7 @@ Line::Line(cli::Command& command, const Ability& ability) : mAbility(ability) {
         for (Argument& argument : argumentsOf(request)) {
             const std::string option = optionOf(argument);
             if (find(option) != nullptr) continue;
-            // One that another request lacks may be missing.
+            // An argument that another request lacks may be missing.
             argument.isRequired &= std::ranges::all_of(
                     ability.requests, [&](const Request& each) { return takes(each, option); });
             mSlots.push_back({argument, option});
@@ -190,7 +190,8 @@ bool Line::isChosen(const Request& request) const {
     return isWord(request.choice.word) && find(kState)->text == request.choice.word;
 }
 
-// By flag or word; else the first for what is given, or the last, which needs nothing more.
+// The request of the given flag or word. Without one, the first that takes the given arguments, or
+// the last, which needs no argument.
 const Request& Line::choose() const {
     const Request* chosen = nullptr;
     for (const Request& request : mAbility.requests) {
@@ -225,7 +226,7 @@ void Line::refuseMisfits(const Request& request) const {
     }
 }
 
-// Of each request to make.
+// The values of each request to make.
 std::vector<Json> Line::values(const Request& request) const {
     std::vector<Json> all = {request.fixed.is_null() ? Json::object() : request.fixed};
     for (const Argument& argument : argumentsOf(request)) {

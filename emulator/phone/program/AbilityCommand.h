@@ -6,7 +6,7 @@
 
 namespace emulator {
 
-// Gives the command the arguments of the ability, and has it ask for what they mean.
+// Gives the command the arguments of the ability, and an action that makes their request.
 void addAbility(cli::Command& command, const control::Ability& ability);
 
 }  // namespace emulator

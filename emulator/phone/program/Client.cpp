@@ -31,7 +31,7 @@ class BoundedStream : public httplib::Stream {
         return mRead <= (mFirstLineRead ? kLongestAnswer : kLongestFirstLine) ? count : -1;
     }
     ssize_t write(const char* bytes, size_t size) override {
-        // By the library's own write, a server that closes would end the program by a signal.
+        // With the library's own write, a server that closes would end the program by SIGPIPE.
         return is_writable() ? send(socket(), bytes, size, MSG_NOSIGNAL) : -1;
     }
     void get_remote_ip_and_port(std::string& ip, int& port) const override {

@@ -1,4 +1,4 @@
-// The HTTP client of "ctl", for whatever it meets at the other end.
+// The HTTP client of "ctl". Any program may answer at the other end.
 #pragma once
 
 #include <string>
@@ -7,14 +7,14 @@
 
 namespace emulator {
 
-// Gives up an answer that no emulator gives: the library takes any length of line and body, and a
-// long first line overflows its stack.
+// Gives up on an answer that is too long for an emulator. The library takes any length of line and
+// body, and a long first line overflows its stack.
 class Client : public httplib::ClientImpl {
   public:
-    // Of a Unix socket.
+    // `path` is that of a Unix socket.
     explicit Client(const std::string& path);
 
-    // What GET, POST and so on of `path` answered.
+    // The answer to GET, POST or another method of `path`.
     httplib::Result request(const std::string& method, const std::string& path,
                             const std::string& body = "");
 

@@ -32,7 +32,7 @@ void addCtl(cli::Command& program) {
         commands[ability.name] = &command;
         if (!ability.requests.empty()) addAbility(command, ability);
     }
-    // A command made later has the help of the one above it.
+    // After all commands are made: a new command takes over the help of the command above it.
     for (const control::Ability& ability : control::abilities()) {
         if (!ability.more.empty()) commands.at(ability.name)->setHelp(ability.more);
     }

@@ -8,9 +8,9 @@ namespace emulator {
 inline constexpr char kProgram[] = "bivista-emulator";
 
 // Exit statuses of ctl.
-inline constexpr int kRefused = 1;  // the emulator said no, or a file cannot be written
+inline constexpr int kRefused = 1;  // the emulator refused, or a file cannot be written
 inline constexpr int kUsage = 2;
-inline constexpr int kNoEmulator = 3;  // there is none, it ended, or something else answers
+inline constexpr int kNoEmulator = 3;  // no emulator, it ended, or another program answers
 // Standard output cannot be written, or this program ran out of memory, descriptors or threads.
 inline constexpr int kFailed = 4;
 

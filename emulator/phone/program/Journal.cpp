@@ -1,4 +1,4 @@
-// ctl: the journal, and of it the kernel log.
+// ctl: the journal, and the kernel log in it.
 
 #include <cstdint>
 #include <cstdio>
@@ -21,8 +21,8 @@ namespace {
 
 constexpr int kJournalWaitMs = 30'000;
 
-// Prints the journal to its end or, to follow it, until the emulator's. `inWords` gives what is
-// printed of an entry.
+// Prints the journal to its end, or follows it until the emulator ends. `inWords` returns the text
+// that is printed for an entry.
 void print(Session& session, const Json& given, std::string (*inWords)(Json& entry)) {
     const bool follow = given.contains("follow");
     Json values = {{"since", given.value("since", uint64_t{1})}};
@@ -32,7 +32,7 @@ void print(Session& session, const Json& given, std::string (*inWords)(Json& ent
         if (!page) return;
         Json& entries = page->at("entries");
         const auto next = page->at("next").get<uint64_t>();
-        // It would be asked for the same for ever.
+        // Without progress, ctl would ask for the same page for ever.
         if (!entries.is_array() || (!entries.empty() && next <= values["since"])) {
             throw ForeignAnswer();
         }
@@ -51,7 +51,7 @@ std::string showRaw(Json& entry) {
     return entry.dump() + "\n";
 }
 
-// What people can read of an entry: length and digest in the place of many bytes.
+// An entry as people can read it: length and digest in the place of many bytes.
 std::string showShort(Json& entry) {
     constexpr size_t kMostBytes = 256;
     const auto bytes = cover::unescape(entry.value("bytes", ""));
@@ -74,7 +74,7 @@ std::string showShort(Json& entry) {
 std::string showMessage(Json& entry) {
     if (entry.at("kind") != "klog") return "";
     std::string message = cover::unescape(entry.value("bytes", "")).value_or("");
-    // Its own line end is the end of the printed one.
+    // The message's own line end also ends the printed line.
     if (message.ends_with('\n')) message.pop_back();
     return cover::escape(message) + "\n";
 }
@@ -82,7 +82,7 @@ std::string showMessage(Json& entry) {
 // The service asks the cover for its log when this property begins with 1 or more.
 constexpr char kCapture[] = "persist.vendor.qmx.service.kernel.enable";
 
-// Tells why there may be nothing of the cover to read. False when the emulator did not answer.
+// Prints why the kernel log may lack the cover's log. False when the emulator did not answer.
 bool tellOfCapture(Session& session) {
     const std::optional<Json> list = session.ask("GET", "/v1/properties");
     if (!list) return false;

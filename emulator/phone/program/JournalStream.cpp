@@ -22,7 +22,7 @@ namespace {
 
 // As much as the journal itself keeps in memory.
 constexpr size_t kFarthestBehind = phone::Journal::kMaxBytes;
-// How long a reader may take nothing, once the phone has ended.
+// How long a reader may take nothing after the phone has ended.
 constexpr int kPatienceMs = 5000;
 
 android::base::unique_fd openToWrite(const std::string& path, int how) {
@@ -36,7 +36,7 @@ android::base::unique_fd awaitReader(const std::string& path) {
     return target;
 }
 
-// A signalfd of what ends a program.
+// A signalfd of the signals that end a program.
 android::base::unique_fd openEndingSignals() {
     sigset_t ending;
     sigemptyset(&ending);
@@ -115,7 +115,7 @@ void JournalStream::passOn() {
         return;
     }
     mPassed += static_cast<size_t>(count);
-    // What was passed on is moved away seldom, since that moves all the rest.
+    // Bytes that were passed on are removed seldom, since that moves all others.
     if (mPassed < mPending.size() - mPassed) return;
     mPending.erase(0, mPassed);
     mPassed = 0;

@@ -1,4 +1,4 @@
-// run --journal: what is no regular file, such as a FIFO or a terminal.
+// run --journal with a file that is not a regular one, such as a FIFO or a terminal.
 #pragma once
 
 #include <memory>
@@ -10,22 +10,22 @@
 
 namespace emulator {
 
-// Carries the journal to a reader who may be slow, stop or leave. The phone never waits for it: a
-// reader that falls too far behind is given up, and standard error tells so.
+// Carries the journal to a reader that may be slow, stop or leave. The phone never waits for the
+// reader: too slow a reader gets no more, which standard error reports.
 class JournalStream {
   public:
-    // Opens the file; nothing when there is none or it is a regular one. Waits until somebody reads
-    // a FIFO, and says so first. To be called while signals still end the program. Throws
-    // phone::Error when it cannot be opened.
+    // Opens the file; null for a missing or a regular one. Waits until a program reads a FIFO, and
+    // prints a remark before that. Call it while signals still end the program. Throws phone::Error
+    // when the file cannot be opened.
     static std::unique_ptr<JournalStream> openSpecial(const std::string& path);
 
-    // Returns when the reader has all that was written, takes nothing any more, or a signal such as
-    // SIGINT is pending. The journal must have ended before.
+    // Returns when the reader has everything that was written, when it takes nothing any more, or
+    // when a signal such as SIGINT is pending. The journal must have ended before.
     ~JournalStream();
     JournalStream(const JournalStream&) = delete;
     JournalStream& operator=(const JournalStream&) = delete;
 
-    // Has the journal written to the stream. Throws phone::Error when that cannot be.
+    // Makes the journal write to the stream. Throws phone::Error on failure.
     void carry(phone::Journal& journal);
 
   private:
@@ -38,9 +38,9 @@ class JournalStream {
 
     const std::string mPath;
     std::thread mThread;
-    // Of the thread alone, once it runs.
-    android::base::unique_fd mSource;   // what the journal writes; none: it has ended
-    android::base::unique_fd mTarget;   // non-blocking; none: given up
+    // Only the thread uses these once it runs.
+    android::base::unique_fd mSource;   // what the journal writes; none: the journal has ended
+    android::base::unique_fd mTarget;   // non-blocking; none: the reader was given up
     android::base::unique_fd mSignals;  // a signalfd
     std::string mPending;               // from mPassed on
     size_t mPassed = 0;

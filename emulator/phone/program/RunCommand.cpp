@@ -102,7 +102,8 @@ int exitStatus(int status) {
 int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream) {
     phone::Phone phone;
     setUp(phone, options, stream);
-    // The program is root here, whoever started it: it must meet its clients at the same place.
+    // The program is root here, whichever user started it. It must use the same folder as its
+    // clients.
     setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
     unsetenv("ANDROID_PROPERTY_FILE");
     neighbours::Neighbours neighbours(phone);
@@ -116,13 +117,13 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
         return kProgramFailed;
     }
     const int status = phone::attend(program);
-    // Left only when the program's keeper was killed.
+    // Children are left only when the program's keeper was killed.
     phone::endChildren();
     tellOfLostJournal(phone.journal(), options.journal);
     return exitStatus(status);
 }
 
-// What the caller's limits may have caused.
+// An error that the caller's limits may have caused.
 bool isOfLimits(const std::exception& error) {
     if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return true;
     const auto* failure = dynamic_cast<const std::system_error*>(&error);
@@ -132,7 +133,7 @@ bool isOfLimits(const std::exception& error) {
            code == std::errc::not_enough_memory || code == std::errc::too_many_files_open;
 }
 
-// Tells why there is no phone, or none any more.
+// Reports why there is no phone, or none any more.
 int failPhone(const std::exception& error) {
     const char* remedy = isOfLimits(error) ? "more memory, threads or descriptors are needed, see "
                                              "\"ulimit -a\": "
@@ -141,7 +142,7 @@ int failPhone(const std::exception& error) {
     return kPhoneFailed;
 }
 
-// For what a thread throws.
+// The terminate handler, for exceptions on other threads.
 [[noreturn]] void endOnUncaughtException() {
     try {
         std::rethrow_exception(std::current_exception());
@@ -168,7 +169,7 @@ int runProgram(const RunOptions& options) {
     return runOnPhone(options, folder, stream.get());
 }
 
-// The same, or the service without a program. Errors are told on standard error.
+// The same; without a program, runs the service. Reports errors on standard error.
 int run(RunOptions& options) {
     std::set_terminate(endOnUncaughtException);
     try {
@@ -211,7 +212,7 @@ void addRun(cli::Command& program) {
     command.setHelp(
             "The program finds the phone's devices at their own paths (/dev, /sys, /data and\n"
             "/system_ext are the phone's); everything else is as outside. The phone ends with it.\n"
-            "The journal may go into a FIFO: the phone starts when somebody reads it, and never "
+            "The journal may go into a FIFO: the phone starts when a program reads it, and never "
             "waits for\n"
             "its reader then.\n\n"
             "Exit status: that of the program, 128 + N when signal N ended it; 2 wrong arguments; "

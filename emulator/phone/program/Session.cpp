@@ -22,7 +22,7 @@ namespace emulator {
 
 namespace {
 
-// A list in a list in a list of them would overflow the stack where it is printed.
+// Lists in lists without end would overflow the stack where they are printed.
 bool isTooDeep(const std::string& json) {
     constexpr int kDeepest = 32;
     int depth = 0;
@@ -41,7 +41,7 @@ bool isTooDeep(const std::string& json) {
     return depth > kDeepest;
 }
 
-// What is refused is quoted in the message, line ends and colours included.
+// The message quotes the refused text, line ends and colours included.
 std::string inOneLine(std::string message) {
     std::replace_if(
             message.begin(), message.end(), [](uint8_t c) { return iscntrl(c) != 0; }, '?');
@@ -56,12 +56,12 @@ httplib::Params query(const Json& values) {
     return parameters;
 }
 
-// Discarded unless the text is JSON such as an emulator may answer.
+// The text's value. Discarded unless an emulator may answer such JSON.
 Json parse(const std::string& text) {
     return isTooDeep(text) ? Json(Json::value_t::discarded) : Json::parse(text, nullptr, false);
 }
 
-// The client does not tell that it had none left for its socket.
+// The client does not report that it had no descriptor left for its socket.
 void requireDescriptor() {
     const android::base::unique_fd descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!descriptor.ok()) throw std::system_error(errno, std::generic_category(), "no socket");

@@ -21,24 +21,24 @@ class Client;
 
 using Json = nlohmann::ordered_json;
 
-// An answer that is JSON, but not the emulator's. To be thrown where an answer is read, as JSON's
-// own exceptions are for members that it lacks.
+// An answer that is JSON, but not the emulator's. The readers of an answer throw it, as JSON's own
+// exceptions are thrown for missing members.
 class ForeignAnswer : public std::exception {};
 
-// Failures are told on standard error and kept as status.
+// Reports failures on standard error and keeps them as exit status.
 class Session {
   public:
-    // Has `work` done in a session. Returns 0, or one of the exit statuses of CtlCommand.h.
+    // Runs `work` in a session. Returns 0, or one of the exit statuses of CtlCommand.h.
     static int hold(const std::function<void(Session&)>& work);
 
     Session();
     ~Session();
 
-    // Says why the command failed; to be called for what happens outside a request.
+    // Reports why the command failed. For failures outside a request.
     void fail(const std::string& message);
 
-    // What a request answers, an object; nothing after a failure. A GET or DELETE has the values in
-    // its query, any other in its body.
+    // The answer of a request, an object; none after a failure. A GET or DELETE has the values in
+    // its query, any other method in its body.
     std::optional<Json> ask(const std::string& method, const std::string& path,
                             const Json& values = Json::object());
 
@@ -53,7 +53,7 @@ class Session {
     int mStatus = 0;
 };
 
-// What ctl does by itself with an answer, or several.
+// The abilities for which ctl does more than print one answer.
 void readJournal(Session& session, const Json& given);
 void readKernelLog(Session& session, const Json& given);
 void keepSnapshot(Session& session, const Json& given);

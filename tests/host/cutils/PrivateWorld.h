@@ -6,8 +6,8 @@
 
 // Main program of the tests that need a /dev, a /sys and a network of their own: enters user, mount
 // and network namespaces in which the caller is root and /dev and /sys are empty, before any thread
-// exists, then runs the tests. Ends with one line that says what to do where namespaces are
-// forbidden.
+// exists, then runs the tests. Where namespaces are forbidden, ends with one line that names the
+// remedy.
 
 // Writes `content` into a new file; fails the test when it cannot.
 void writeFile(const std::string& path, const std::string& content);

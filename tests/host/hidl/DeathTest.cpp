@@ -1,4 +1,4 @@
-// Services that end, and those who want to know.
+// Services that end, and the clients that are notified.
 #include <fcntl.h>
 #include <unistd.h>
 

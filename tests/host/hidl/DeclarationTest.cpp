@@ -1,4 +1,4 @@
-// Services that are declared and not up: who waits for them, and what ends the wait.
+// Services that are declared and not up: the calls that wait for them, and what ends the wait.
 #include <fcntl.h>
 #include <hidl/ServiceManagement.h>
 #include <sys/resource.h>
@@ -76,7 +76,7 @@ class Declaration : public testing::Test {
     ServiceDirectory directory;
 };
 
-// A process that registers the service once it is told to.
+// A process that registers the service when the test orders it.
 class LateService {
   public:
     LateService() {

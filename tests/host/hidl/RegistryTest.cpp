@@ -1,4 +1,4 @@
-// The directory of services: names, who may use them, and what is in the way.
+// The directory of services: names, the users that may use them, and what is in the way.
 #include <fcntl.h>
 #include <hidl/ServiceManagement.h>
 #include <sys/socket.h>
@@ -25,7 +25,7 @@ sp<IBivista> makeFake() {
     return new FakeBivista;
 }
 
-// What registration answers, and what it says on standard error.
+// The answer of a registration, and its lines on standard error.
 ::android::status_t registerFake(std::string* log, const std::string& instance = "default") {
     testing::internal::CaptureStderr();
     const ::android::status_t status = makeFake()->registerAsService(instance);

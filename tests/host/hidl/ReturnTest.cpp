@@ -1,4 +1,4 @@
-// The outcome of calls: what must be examined, and what is said of a failure.
+// The outcome of calls: which outcomes must be examined, and the description of a failure.
 #include <gtest/gtest.h>
 #include <hidl/Status.h>
 

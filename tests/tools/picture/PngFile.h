@@ -29,8 +29,8 @@ PngFile greyPng(uint32_t width, uint32_t height, const std::vector<uint8_t>& pix
 // A chunk's bytes.
 std::string pngChunk(const std::string& kind, const std::string& data);
 
-// The file whose header tells another size.
+// The file with another size in its header.
 std::string withSize(const std::string& png, uint32_t width, uint32_t height);
 
-// The file with a second picture behind the first one, as animations have it.
+// The file with a second picture after the first one, as in an animation.
 std::string animated(const std::string& png, std::string_view secondIdat);

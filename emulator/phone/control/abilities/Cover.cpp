@@ -1,4 +1,4 @@
-// The cover: put on and pulled off, what it is like, what it shows and sends. Another device beside
+// The cover: put on and pulled off, its properties, what it shows and sends. Another device beside
 // it.
 
 #include <chrono>
@@ -82,7 +82,7 @@ Json takeSnapshot(Phone& phone) {
     return {{"width", picture->width}, {"height", picture->height}, {"levels", levels}};
 }
 
-// Why the cover's log goes nowhere.
+// Why the cover does not send its log.
 std::string describeSilence(const cover::State& state) {
     if (state.power != cover::Power::Running) return "no cover is attached";
     if (!state.dtr) return "DTR is down: the phone has not opened the tty, or lowered it";
@@ -108,7 +108,7 @@ Argument milliseconds(const char* name, const char* help) {
     return integer(name, 0, 24 * 60 * 60 * 1000, help);
 }
 
-// Of the phone's own range.
+// A number with a range of the phone's own.
 Argument number(const char* name, int64_t most, const char* help) {
     Argument argument = integer(name, 0, most, help);
     argument.otherwise = 0;
@@ -133,7 +133,7 @@ Ability attachment() {
                       idFile("id_product", "Content of its file idProduct")})}};
 }
 
-// As the kernel writes an id.
+// An id file, with the id in the kernel's form.
 std::string idText(const Json& id) {
     return id.get<std::string>() + "\n";
 }
@@ -220,7 +220,7 @@ std::vector<Ability> ofCover() {
                       {number("tty", 255, "Number of its ttyACM")})}},
             kindOfCover(),
             {"subdisplay",
-             "Change what the sub display says of itself",
+             "Change the size, format and ready flag that the sub display reports",
              {Request("PUT", "/v1/subdisplay", setSubDisplay,
                       {integer("width", 0, UINT16_MAX), integer("height", 0, UINT16_MAX),
                        integer("format", 0, UINT8_MAX), integer("ready", 0, UINT8_MAX)})},
@@ -240,7 +240,7 @@ std::vector<Ability> ofCover() {
              "The phone listens while DTR is raised and AT%LOGSAVE= is 0 or 2."},
             chatter(),
             {"send",
-             "Send bytes from the cover, whoever listens",
+             "Send bytes from the cover, whether or not the phone listens",
              {Request("POST", "/v1/send",
                       [](Phone& phone, const Json& given) { phone.cover.send(given["bytes"]); },
                       {placed("TEXT", "bytes", Bytes, "May hold \\r, \\n, \\xHH, \\\\")})}},

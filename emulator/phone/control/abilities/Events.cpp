@@ -38,21 +38,21 @@ void raise(Phone& phone, const Json& given) {
 }  // namespace
 
 std::vector<Ability> ofEvents() {
-    return {touchEvents("gesture", "The kernel tells of gestures on the cover", phone::kGestures,
+    return {touchEvents("gesture", "The kernel reports gestures on the cover", phone::kGestures,
                         raiseTouchEvent),
             touchEvents("pen",
-                        "The kernel tells of the cover's pen, its mode, and the touch panel's "
+                        "The kernel reports the cover's pen, its mode, and the touch panel's "
                         "update",
                         phone::kPenEvents, {}),
             {"uevent",
              "Raise a kernel event of any bytes",
              {Request("POST", "/v1/uevent", raise,
                       {placed("TEXT", "bytes", Type::Bytes,
-                              "Its strings, each with \\x00 behind it; may hold \\n, \\xHH, \\\\"),
+                              "Its strings, each with \\x00 after it; may hold \\n, \\xHH, \\\\"),
                        boolean("forged", "--forged", true,
                                "Sent by a process, not by the kernel: listeners are to ignore "
                                "it")})},
-             "The kernel puts SEQNUM= and a number behind it.\n\n"
+             "The kernel puts SEQNUM= and a number after it.\n\n"
              "Example:\n"
              "  bivista-emulator ctl uevent "
              "'change@/devices/virtual/bivista/bv2\\x00SUBSYSTEM=QMX_BV2\\x00'\\\n"

@@ -15,7 +15,7 @@ void attachLoader(Phone& phone, const Json& given) {
     phone.loader.attach(given["serial"], given["product"]);
 }
 
-// Where the cover itself is to be.
+// Moves the cover itself into its loader, or back.
 void moveToLoader(Phone& phone, const Json& given) {
     if (given["mode"] == "leave") {
         phone.loader.leave();

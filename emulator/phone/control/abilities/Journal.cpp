@@ -20,7 +20,7 @@ constexpr uint64_t kMaxWaitMs = 30'000;
 // A page ends after the entry that reaches this many bytes of texts.
 constexpr size_t kPageBytes = 1 << 20;
 
-// What of the journal is asked for.
+// The part of the journal that a request asks for.
 struct Page {
     uint64_t since;
     uint64_t limit;
@@ -37,7 +37,7 @@ std::string print(const Phone& phone, const Page& page) {
     return "{\"next\":" + std::to_string(next) + ",\"entries\":[" + entries + "]}\n";
 }
 
-// Waits for an entry, as long as the room is open and the client is there.
+// Waits for an entry, as long as the room is open and the client is connected.
 void awaitEntry(const Emulator& emulator, uint64_t since, std::chrono::steady_clock::time_point end,
                 const httplib::DataSink& client) {
     const auto any = [](const phone::Entry&) { return true; };
@@ -47,7 +47,7 @@ void awaitEntry(const Emulator& emulator, uint64_t since, std::chrono::steady_cl
     }
 }
 
-// Answers later: only in this way the HTTP library tells that the client is gone.
+// Answers later, since the HTTP library reports only to such an answer that the client is gone.
 void replyLater(const Emulator& emulator, const Page& page, std::chrono::milliseconds wait,
                 httplib::Response& response) {
     const auto end = std::chrono::steady_clock::now() + wait;
@@ -60,7 +60,7 @@ void replyLater(const Emulator& emulator, const Page& page, std::chrono::millise
             client.done();
             return true;
         } catch (const std::exception&) {
-            // The status is sent already: an answer that ends early is all that is left.
+            // The status is sent already, so the answer can only end early.
             return false;
         }
     };
@@ -87,7 +87,7 @@ Argument number(const char* name, int64_t otherwise, const char* help, bool isIn
             .isInCtl = isInCtl};
 }
 
-// What ctl does with it.
+// How ctl prints the journal.
 Argument way(const char* name, const char* help) {
     return {.name = name, .type = Type::Boolean, .help = help, .flag = true, .isInRequest = false};
 }
@@ -119,9 +119,9 @@ std::vector<Ability> ofJournal() {
             {"klog",
              "Print what was written to the kernel log, a message a line",
              {Request("GET", "/v1/journal", {}, {kFollow})},
-             "The cover's own log is in it as long as the service captures it; standard error "
-             "tells when\n"
-             "it does not, and how to switch that on."},
+             "The cover's own log is in it as long as the service captures it. A line on standard "
+             "error says\n"
+             "when the service does not, and how to switch the capture on."},
     };
 }
 

@@ -1,4 +1,4 @@
-// The services of other vendors: what they answer, and whether they are there. The client of the
+// The services of other vendors: their answers, and whether they are there. The client of the
 // cover's service.
 
 #include "emulator/phone/control/Ability.h"
@@ -10,7 +10,7 @@ namespace {
 using neighbours::Framework;
 using neighbours::Neighbours;
 
-// Present, with a state of its own or that of the cover.
+// Present, with a state of its own or the cover's state.
 void setAccessory(const Emulator& emulator, const Json& given) {
     if (given.contains("type") && !given.contains("state")) {
         throw BadRequest("\"type\" needs \"state\"");
@@ -21,7 +21,7 @@ void setAccessory(const Emulator& emulator, const Json& given) {
     emulator.neighbours.accessory.serve();
 }
 
-// Present, with a result of its own or the one it had.
+// Present, with a result that the request gives, or with its old result.
 void setLpwg(const Emulator& emulator, const Json& given) {
     if (given.contains("result")) emulator.neighbours.lpwg.setResult(given["result"]);
     emulator.neighbours.lpwg.serve();
@@ -90,7 +90,7 @@ std::vector<Ability> ofNeighbours() {
     return {accessory(),
             lpwg(),
             {"listen",
-             "Have the phone's framework hear of touch and pen events, for the journal",
+             "Register the phone's framework for touch and pen events, for the journal",
              {Request("PUT", "/v1/listen", listen,
                       {{.name = "version",
                         .words = {"1.0", "1.1"},

@@ -54,7 +54,7 @@ Json describeChatter(const Phone& phone) {
     return {{"text", cover::escape(chatter->text)}, {"gap_us", gap.count()}};
 }
 
-// Of a neighbour; `more` if it is up.
+// A neighbour's presence; `more` only for one that is up.
 template <typename Neighbour>
 Json describeNeighbour(const Neighbour& neighbour, Json (*more)(const Neighbour&)) {
     Json description = {{"present", neighbour.isServed()}};
@@ -126,7 +126,7 @@ std::string showSubDisplay(const Json& display) {
            ", format " + display.at("format").dump() + ", frames " + display.at("frames").dump();
 }
 
-// With these members, if it is up.
+// The presence, with these members for a neighbour that is up.
 std::string showNeighbour(const Json& neighbour, const std::vector<std::string>& members) {
     if (!neighbour.at("present").get<bool>()) {
         return neighbour.at("declared").get<bool>() ? "declared, not up" : "absent";
