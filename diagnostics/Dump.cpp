@@ -141,9 +141,12 @@ std::vector<DumpRow> describeThreads() {
     std::map<int, std::string> names;
     const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir(kTasks), closedir);
     while (const dirent* const entry = tasks == nullptr ? nullptr : readdir(tasks.get())) {
+        const int tid = atoi(entry->d_name);
+        // "." and "..": the folder above holds a name, too.
+        if (tid == 0) continue;
         std::ifstream file(std::string(kTasks) + entry->d_name + "/comm");
         std::string name;
-        if (std::getline(file, name)) names[atoi(entry->d_name)] = name;
+        if (std::getline(file, name)) names[tid] = name;
     }
     std::vector<DumpRow> rows;
     for (const auto& [tid, name] : names) {
@@ -159,7 +162,7 @@ struct Options {
 };
 
 // None, with `wrong` set, when there is one that does not exist.
-std::optional<Options> read(const hidl_vec<hidl_string>& texts, std::string* wrong) {
+std::optional<Options> readOptions(const hidl_vec<hidl_string>& texts, std::string* wrong) {
     Options options;
     for (const hidl_string& option : texts) {
         *wrong = std::string(option.c_str(), option.size());
@@ -173,7 +176,7 @@ std::optional<Options> read(const hidl_vec<hidl_string>& texts, std::string* wro
     return options;
 }
 
-DumpRow describe(SubDisplay& display, const HidLink& link) {
+DumpRow describeSubDisplay(SubDisplay& display, const HidLink& link) {
     DumpValue state = nullptr;
     // A client's callback runs under this lock, and may hang.
     if (display.sub_state_lock.tryLock()) {
@@ -197,7 +200,7 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     if (handle == nullptr || handle->numFds < 1) return Void();
     const int output = handle->data[0];
     std::string wrong;
-    const auto options = read(texts, &wrong);
+    const auto options = readOptions(texts, &wrong);
     if (!options) {
         writeDump(output, "Unknown option " + spelled(wrong) + "; --help lists them.\n");
         return Void();
@@ -223,7 +226,7 @@ Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& 
     dump.addList("colour", {describeColor("rgb", prgb, prgb_applied),
                             describeColor("tune", screentune, screentune_applied),
                             describeColor("mode", screen_mode, screen_mode_applied)});
-    dump.add("subDisplay", describe(*mSubDisplay, mHidLink));
+    dump.add("subDisplay", describeSubDisplay(*mSubDisplay, mHidLink));
     dump.addList("buffers", describeBuffers());
     dump.add("frames", {{"drawn", counts.framesDrawn},
                         {"sent", counts.framesSent},

@@ -1,5 +1,6 @@
 #include "diagnostics/DumpText.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -27,10 +28,11 @@ std::string json(const DumpRow& row) {
 
 // A line for each member, with the values below each other.
 std::string table(const DumpRow& row) {
-    constexpr size_t kLongestName = 12;
+    size_t width = 0;
+    for (const auto& [name, value] : row) width = std::max(width, name.size());
     std::string out;
     for (const auto& [name, value] : row) {
-        out += "  " + name + std::string(kLongestName - name.size() + 2, ' ') + value.text + '\n';
+        out += "  " + name + std::string(width - name.size() + 2, ' ') + value.text + '\n';
     }
     return out;
 }
@@ -60,8 +62,7 @@ DumpValue::DumpValue(const std::vector<int64_t>& values) {
 }
 
 void DumpText::add(const char* name, const DumpRow& row) {
-    mText += mIsJson ? (mText.empty() ? "" : ",") + quoted(name) + ':' + json(row)
-                     : std::string(name) + ":\n" + table(row);
+    addSection(name, mIsJson ? json(row) : table(row));
 }
 
 void DumpText::addList(const char* name, const std::vector<DumpRow>& rows) {
@@ -69,8 +70,12 @@ void DumpText::addList(const char* name, const std::vector<DumpRow>& rows) {
     for (const DumpRow& row : rows) {
         list += mIsJson ? (list.empty() ? "" : ",") + json(row) : line(row);
     }
-    mText += mIsJson ? (mText.empty() ? "" : ",") + quoted(name) + ":[" + list + ']'
-                     : std::string(name) + ":\n" + list;
+    addSection(name, mIsJson ? '[' + list + ']' : list);
+}
+
+void DumpText::addSection(const std::string& name, const std::string& content) {
+    mText += mIsJson ? (mText.empty() ? "" : ",") + quoted(name) + ':' : name + ":\n";
+    mText += content;
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

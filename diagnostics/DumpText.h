@@ -41,6 +41,8 @@ class DumpText {
     std::string text() const { return mIsJson ? '{' + mText + "}\n" : mText; }
 
   private:
+    void addSection(const std::string& name, const std::string& content);
+
     const bool mIsJson;
     std::string mText;
 };

@@ -29,9 +29,9 @@ TEST(DumpTextTest, IsOneLineOfJson) {
 TEST(DumpTextTest, IsReadable) {
     EXPECT_EQ(makeDump(false),
               "one:\n"
-              "  is            true\n"
-              "  amount        -3\n"
-              "  state         null\n"
+              "  is      true\n"
+              "  amount  -3\n"
+              "  state   null\n"
               "many:\n"
               "  name=a\"\\<0x0D> of=[1,-2]\n"
               "  is=false\n"
