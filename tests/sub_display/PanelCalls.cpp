@@ -1,5 +1,6 @@
 #include "tests/sub_display/PanelCalls.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdint>
@@ -21,6 +22,8 @@ std::optional<HidCall> sHolding;
 bool sHeld = false;
 std::string* sReports = nullptr;
 long sClaim = 0;
+
+std::atomic<unsigned long> sRequest = 0;
 
 void pass(HidCall call) {
     std::unique_lock guard(sLock);
@@ -45,6 +48,10 @@ bool isOutputReport(const void* bytes, size_t size) {
     return size >= kHeaderSize && *static_cast<const uint8_t*>(bytes) == kReportId;
 }
 
+void noteRequest(unsigned long request) {
+    if (_IOC_TYPE(request) == 'H') sRequest = request;
+}
+
 }  // namespace
 
 void hold(HidCall call) {
@@ -61,6 +68,10 @@ void release() {
     const std::lock_guard guard(sLock);
     sHolding.reset();
     sChanged.notify_all();
+}
+
+unsigned long lastRequest() {
+    return sRequest;
 }
 
 void takeWrites(std::string* reports, long claim) {
@@ -87,6 +98,7 @@ int __wrap_ioctl(int fd, unsigned long request, ...) {
     va_start(arguments, request);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
+    support::noteRequest(request);
     if (request == HIDIOCSFEATURE(3)) support::pass(support::HidCall::SetFeature);
     return __real_ioctl(fd, request, argument);
 }
