@@ -58,7 +58,7 @@ struct SubDisplay {
     V1_0::SubScreenInfo copyPanel() EXCLUDES(panelLock);
 
     // Start, stop and wake the thread that sends frames; `function` names a failing lock. A stop
-    // waits for its end, and holds until it is taken back.
+    // waits for the thread's end, and holds until it is taken back or the thread is started.
     void startThread() EXCLUDES(threadLock);
     void stopThread(const char* function) EXCLUDES(threadLock);
     void takeBackStop() EXCLUDES(threadLock);
