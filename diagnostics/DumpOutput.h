@@ -5,9 +5,9 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// Writes the text. A reader that leaves a pipe, a socket or a terminal full loses what it has not
-// taken after two seconds. Failures are logged and raise no signal. The descriptor keeps its flags,
-// which the client shares.
+// Writes the text. Any thread, holding no lock. A reader that leaves a pipe, a socket or a terminal
+// full loses what it has not taken after two seconds. Failures are logged and raise no signal. The
+// descriptor keeps its flags, which the client shares.
 void writeDump(int fd, std::string_view text);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -125,6 +125,7 @@ void uevent_event(uint32_t /*events*/, data* record) {
 
 void* work(void* service) {
     nameThread("uevent-worker");
+    // Meant: quirk events-are-errors, here and below.
     LOG_ERROR("creating thread");
     const Descriptor socket(uevent_open_socket(kReceiveBufferSize, true));
     if (!socket.isOpen()) {

@@ -25,7 +25,7 @@ struct FrameBuffer {
     explicit constexpr FrameBuffer(uint8_t index) : idx(index) {}
 
     const uint8_t idx;
-    // A leaf but for the log.
+    // Inside it only the lock of the counts is taken (diagnostics/Statistics.h).
     Mutex lock;
     BufferState state GUARDED_BY(lock) = BUFFER_FREE;
     // Packed pixels (PackFrame.h). The bytes after the last frame's are those of earlier ones.

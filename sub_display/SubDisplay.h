@@ -57,8 +57,8 @@ struct SubDisplay {
     V1_0::SubScreenState copyState() EXCLUDES(sub_state_lock);
     V1_0::SubScreenInfo copyPanel() EXCLUDES(panelLock);
 
-    // Start, stop and wake the thread that sends frames. `function` is the name that a failing lock
-    // is logged with. A stop waits for the thread's end, and holds until it is taken back.
+    // Start, stop and wake the thread that sends frames; `function` names a failing lock. A stop
+    // waits for the thread's end, and holds until it is taken back or the thread is started.
     void startThread() EXCLUDES(threadLock);
     void stopThread(const char* function) EXCLUDES(threadLock);
     void takeBackStop() EXCLUDES(threadLock);

@@ -115,6 +115,7 @@ void SubDisplay::startThread() {
 void SubDisplay::stopThread(const char* function) {
     const MutexLock step(threadLock, function);
     sub_display_destroyThread = true;
+    // Meant: quirk name-of-the-other-function.
     LOG_INFO("deinitSubDisplay : sub_display_destroyThread = %d", sub_display_destroyThread.load());
     {
         const MutexLock lock(sub_update_lock, function);

@@ -43,9 +43,9 @@ class FirmwareChoice {
     std::string mLastMismatch;
 };
 
-// Cuts the selected name to its version key, and returns whether that key is newer than the key of
-// the cover's version. A newer one gets its "_" back, at the length of the cover's key. Both texts
-// are shorter than kCapacity. `selected` holds kCapacity + 1 bytes, zero after its text.
+// Cuts the selected name to its version key. Returns whether that is newer than the key of the
+// cover's version; if so, puts a "_" back where the cover's key ends. Both texts are shorter than
+// kCapacity; `selected` holds kCapacity + 1 bytes, zero after its text.
 bool isNewerThanCover(char* selected, const char* version);
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -129,6 +129,14 @@ TEST_F(FirmwareVersionTest, LogsTheStartOfAnUpgrade) {
     log.waitFor(ANDROID_LOG_DEBUG, std::string("Writing 1 to ") + phone::kFirmwareWrite, at);
 }
 
+// The folder, a tmpfs, lists its files in the order of their creation or from the last one back.
+TEST_F(FirmwareVersionTest, LogsANewerImageBesideAnOlderOne) {
+    for (const char* name : {"AB-2_a.dfu", "AB-3_b.dfu", "AB-2_c.dfu"}) addImage(name);
+    check();
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "getDFUFile: AB-3_b.dfu change selected"));
+    EXPECT_EQ(file(), "AB-3_b.dfu");
+}
+
 TEST_F(FirmwareVersionTest, ACoverThatIsCurrentIsLeftAlone) {
     addImage("AB-1_20210401.dfu");
     EXPECT_EQ(check(), Status::OK);

@@ -111,6 +111,7 @@ TEST_F(HidDisplayTest, ReadsTheInfoReport) {
     EXPECT_EQ(uint16_t{info.y}, 128);
     EXPECT_EQ(info.format, 4);
     EXPECT_EQ(info.ready, 1);
+    EXPECT_EQ(support::lastRequest(), 0xc0074807);
     EXPECT_THAT(calls(), ElementsAre(Kind::HidOpen, Kind::HidGet, Kind::HidClose));
     EXPECT_THAT(since(Kind::HidOpen).at(0).note, StartsWith("O_RDONLY|O_NONBLOCK"));
 }
@@ -138,6 +139,7 @@ TEST_P(ConfigTest, IsOneFeatureReport) {
     EXPECT_THAT(calls(), ElementsAre(Kind::HidOpen, Kind::HidSet, Kind::HidClose));
     EXPECT_THAT(since(Kind::HidOpen).at(0).note, StartsWith("O_WRONLY|O_NONBLOCK"));
     EXPECT_EQ(since(Kind::HidSet).at(0).bytes, config.report);
+    EXPECT_EQ(support::lastRequest(), 0xc0034806);
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, ConfigTest,

@@ -1,5 +1,6 @@
 #include "tests/sub_display/PanelCalls.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdint>
@@ -22,6 +23,8 @@ std::optional<HidCall> sHolding GUARDED_BY(sLock);
 bool sHeld GUARDED_BY(sLock) = false;
 std::string* sReports GUARDED_BY(sLock) = nullptr;
 long sClaim GUARDED_BY(sLock) = 0;
+
+std::atomic<unsigned long> sRequest = 0;
 
 void pass(HidCall call) {
     const android::AutoMutex guard(sLock);
@@ -46,6 +49,10 @@ bool isOutputReport(const void* bytes, size_t size) {
     return size >= kHeaderSize && *static_cast<const uint8_t*>(bytes) == kReportId;
 }
 
+void noteRequest(unsigned long request) {
+    if (_IOC_TYPE(request) == 'H') sRequest = request;
+}
+
 }  // namespace
 
 void hold(HidCall call) {
@@ -62,6 +69,10 @@ void release() {
     const android::AutoMutex guard(sLock);
     sHolding.reset();
     sChanged.notify_all();
+}
+
+unsigned long lastRequest() {
+    return sRequest;
 }
 
 void takeWrites(std::string* reports, long claim) {
@@ -88,6 +99,7 @@ int __wrap_ioctl(int fd, unsigned long request, ...) {
     va_start(arguments, request);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
+    support::noteRequest(request);
     if (request == HIDIOCSFEATURE(3)) support::pass(support::HidCall::SetFeature);
     return __real_ioctl(fd, request, argument);
 }

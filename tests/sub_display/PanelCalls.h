@@ -1,7 +1,6 @@
-// Calls of the panel's node that a test holds, as a slow device does, or answers in the place of
-// the panel. The calls of a program that links target panel-calls go through PanelCalls.cpp (linker
-// option
-// --wrap).
+// Calls of the panel's node that a test looks at, holds, as a slow device does, or answers in the
+// place of the panel. The calls of a program that links target panel-calls go through
+// PanelCalls.cpp (linker option --wrap).
 #pragma once
 
 #include <string>
@@ -15,6 +14,9 @@ enum class HidCall { SetFeature, Write };
 void hold(HidCall call);
 void awaitHeld();
 void release();
+
+// Number of the last feature report's request.
+unsigned long lastRequest();
 
 // From now on the node appends each output report to this text and claims to have taken all of it:
 // the first time so many bytes, if not 0. Null: the panel takes reports again. Call it while no
