@@ -173,7 +173,7 @@ class Bivista : public V1_1::IBivista {
     // Any thread.
     static const char* getLogSaveAtCmd();
 
-    // Bring the cover display side up and down (display/Attach.cpp); `service` is the service
+    // Bring the cover display side up and down (display/Display.cpp); `service` is the service
     // object. Notify thread; both take display_lock.
     void bv2_display_init(void* service) EXCLUDES(sSerialMutex);
     void bv2_display_deinit(void* service);

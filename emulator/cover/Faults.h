@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "emulator/cover/Fault.h"
+#include "emulator/cover/FaultLanguage.h"
 #include "emulator/cover/Reply.h"
 
 namespace cover {

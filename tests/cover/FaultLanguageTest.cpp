@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "emulator/cover/Fault.h"
+#include "emulator/cover/FaultLanguage.h"
 
 namespace cover {
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/doctor/Tree.h"
+#include "tools/doctor/FileTree.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

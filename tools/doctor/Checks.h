@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/doctor/Tree.h"
+#include "tools/doctor/FileTree.h"
 #include "tools/doctor/User.h"
 
 namespace doctor {

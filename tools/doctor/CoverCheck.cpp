@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tools/doctor/Checks.h"
-#include "tools/doctor/Words.h"
+#include "tools/doctor/ShellWord.h"
 
 namespace doctor {
 namespace {

@@ -8,7 +8,7 @@
 #include "tools/client/Dump.h"
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Patience.h"
-#include "tools/doctor/Words.h"
+#include "tools/doctor/ShellWord.h"
 
 namespace doctor {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "host/hidl/Registry.h"
 #include "tools/doctor/Checks.h"
-#include "tools/doctor/Words.h"
+#include "tools/doctor/ShellWord.h"
 
 namespace doctor {
 namespace {

@@ -40,7 +40,7 @@ const std::vector<Ability>& abilities() {
     static const std::vector<Ability> all = [] {
         std::vector<Ability> table;
         for (const auto subject :
-             {ofCover, ofFirmware, ofEvents, ofJournal, ofNeighbours, ofPhone}) {
+             {ofCover, ofPanel, ofFirmware, ofEvents, ofJournal, ofNeighbours, ofPhone}) {
             std::ranges::move(subject(), std::back_inserter(table));
         }
         return table;

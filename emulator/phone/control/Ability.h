@@ -93,6 +93,7 @@ struct Ability {
 
 // The abilities by subject, each in its file of abilities/.
 std::vector<Ability> ofCover();
+std::vector<Ability> ofPanel();
 std::vector<Ability> ofFirmware();
 std::vector<Ability> ofEvents();
 std::vector<Ability> ofJournal();

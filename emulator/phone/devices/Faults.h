@@ -16,8 +16,8 @@ class Faults : public Subject {
     Faults(const Surroundings& surroundings, Cover& cover, Panel& panel)
         : Subject(surroundings), mCover(cover), mPanel(panel) {}
 
-    // A fault of the cover's AT channel (emulator/cover/Fault.h), of its panel's hidraw node
-    // (emulator/cover/PanelFault.h), or of a file:
+    // A fault of the cover's AT channel (emulator/cover/FaultLanguage.h), of its panel's hidraw
+    // node (emulator/cover/PanelFault.h), or of a file:
     //   node PATH missing | unreadable | unwritable | eio | read-eio
     // missing: ENOENT to open and access; unreadable: EACCES to what asks to read; unwritable:
     // EACCES to what asks to write; eio: opens, but every write fails with EIO; read-eio: opens for

@@ -1,5 +1,4 @@
-// The cover: put on and pulled off, its properties, what it shows and sends. Another device beside
-// it.
+// The cover: put on and pulled off, its properties, what it sends. Another device beside it.
 
 #include <chrono>
 #include <future>
@@ -62,24 +61,6 @@ void setCover(Phone& phone, const Json& given) {
         take(given, "hot_plug_polls", options.hotPlugPolls);
     }
     phone.cover.setOptions(options);
-}
-
-void setSubDisplay(Phone& phone, const Json& given) {
-    cover::PanelOptions options = phone.panel.options();
-    take(given, "width", options.width);
-    take(given, "height", options.height);
-    take(given, "format", options.format);
-    take(given, "ready", options.ready);
-    phone.panel.setOptions(options);
-}
-
-Json takeSnapshot(Phone& phone) {
-    if (!phone.panel.isAttached()) throw phone::Error("no sub display is attached");
-    const std::optional<cover::Picture> picture = phone.panel.picture();
-    if (!picture) throw phone::Error("the sub display claims more pixels than it has memory for");
-    std::string levels;
-    for (const uint8_t level : picture->levels) levels += "0123456789abcdef"[level];
-    return {{"width", picture->width}, {"height", picture->height}, {"levels", levels}};
 }
 
 // Why the cover does not send its log.
@@ -219,20 +200,6 @@ std::vector<Ability> ofCover() {
                       },
                       {number("tty", 255, "Number of its ttyACM")})}},
             kindOfCover(),
-            {"subdisplay",
-             "Change the size, format and ready flag that the sub display reports",
-             {Request("PUT", "/v1/subdisplay", setSubDisplay,
-                      {integer("width", 0, UINT16_MAX), integer("height", 0, UINT16_MAX),
-                       integer("format", 0, UINT8_MAX), integer("ready", 0, UINT8_MAX)})},
-             "The phone's software asks at an attachment: \"ctl reattach\" makes it ask."},
-            {"snapshot",
-             "Keep what the sub display shows as a PNG",
-             {Request("GET", "/v1/snapshot", takeSnapshot,
-                      {{.name = "file",
-                        .option = "FILE",
-                        .help = "-: standard output",
-                        .isRequired = true,
-                        .isInRequest = false}})}},
             {"log",
              "The cover logs a line, if the phone listens",
              {Request("POST", "/v1/log", log,

@@ -1,4 +1,4 @@
-#include "tools/doctor/Tree.h"
+#include "tools/doctor/FileTree.h"
 
 #include <dirent.h>
 #include <errno.h>

@@ -1,4 +1,4 @@
-#include "tools/doctor/Words.h"
+#include "tools/doctor/ShellWord.h"
 
 #include <algorithm>
 #include <cstdio>

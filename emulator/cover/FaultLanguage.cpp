@@ -1,4 +1,4 @@
-#include "emulator/cover/Fault.h"
+#include "emulator/cover/FaultLanguage.h"
 
 #include <array>
 #include <utility>

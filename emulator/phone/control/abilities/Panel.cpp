@@ -1,0 +1,53 @@
+// The sub display: its size and format, and what it shows.
+
+#include <optional>
+#include <string>
+
+#include "emulator/phone/control/Ability.h"
+
+namespace control {
+
+using phone::Phone;
+
+namespace {
+
+void setSubDisplay(Phone& phone, const Json& given) {
+    cover::PanelOptions options = phone.panel.options();
+    take(given, "width", options.width);
+    take(given, "height", options.height);
+    take(given, "format", options.format);
+    take(given, "ready", options.ready);
+    phone.panel.setOptions(options);
+}
+
+Json takeSnapshot(Phone& phone) {
+    if (!phone.panel.isAttached()) throw phone::Error("no sub display is attached");
+    const std::optional<cover::Picture> picture = phone.panel.picture();
+    if (!picture) throw phone::Error("the sub display claims more pixels than it has memory for");
+    std::string levels;
+    for (const uint8_t level : picture->levels) levels += "0123456789abcdef"[level];
+    return {{"width", picture->width}, {"height", picture->height}, {"levels", levels}};
+}
+
+}  // namespace
+
+std::vector<Ability> ofPanel() {
+    return {
+            {"subdisplay",
+             "Change the size, format and ready flag that the sub display reports",
+             {Request("PUT", "/v1/subdisplay", setSubDisplay,
+                      {integer("width", 0, UINT16_MAX), integer("height", 0, UINT16_MAX),
+                       integer("format", 0, UINT8_MAX), integer("ready", 0, UINT8_MAX)})},
+             "The phone's software asks at an attachment: \"ctl reattach\" makes it ask."},
+            {"snapshot",
+             "Keep what the sub display shows as a PNG",
+             {Request("GET", "/v1/snapshot", takeSnapshot,
+                      {{.name = "file",
+                        .option = "FILE",
+                        .help = "-: standard output",
+                        .isRequired = true,
+                        .isInRequest = false}})}},
+    };
+}
+
+}  // namespace control
