@@ -1,4 +1,4 @@
-// world-probe TIMES SCRIPT: enters the world so many times, then runs the script in a shell there.
+// world_probe TIMES SCRIPT: enters the world so many times, then runs the script in a shell there.
 // Exits 1 with the world's own line on standard output when it cannot.
 
 #include <cstdio>

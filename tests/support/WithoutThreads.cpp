@@ -1,4 +1,4 @@
-// without-threads PROGRAM ARGUMENT...: executes it where no thread can be made.
+// without_threads PROGRAM ARGUMENT...: executes it where no thread can be made.
 #include <cstdio>
 
 #include <unistd.h>

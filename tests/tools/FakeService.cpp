@@ -362,7 +362,7 @@ bool parse(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
     if (!parse({argv + 1, argv + argc})) {
-        fprintf(stderr, "fake-bivista-service: wrong options\n");
+        fprintf(stderr, "fake_service: wrong options\n");
         return 2;
     }
     // Whoever reads a dump may have gone.
