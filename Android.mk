@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # /odm/ueventd.rc with the product's path in it. In make: a module of an Android.bp file cannot read a
 # product's variable.
 LOCAL_PATH := $(call my-dir)

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What a product takes to ship the service; docs/integration.md tells the rest:
 #     BIVISTA_USB_CONTROLLER := /sys/devices/platform/soc/a600000.ssusb/a600000.dwc3/xhci-hcd.*.auto
 #     $(call inherit-product, vendor/qmx/bivista/bivista.mk)

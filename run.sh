@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Plays a short tour of the service on the emulated phone and stays up for bivistactl. See --help.
 set -euo pipefail
 # A shell cannot trap what was ignored when it began, as in the background of a script.

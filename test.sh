@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Builds and runs the tests. See --help.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // An AT exchange by hand: the system calls that one needs, and nothing else.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The service's object with the emulated cover, both in this process, for benchmarks.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One measured ratio: how the service does against a reference, both measured in this run.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A server of a benchmark, on the second CPU, in a process that is ended with its owner.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Measures the service against references in one run; prints a table and writes bench/results.json.
 # Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] [--list] runs only these
 # benchmarks: at, brightness, hidl, idle, sub, uevent. --list names those that would run, and ends.

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Reads benchmark rows, one JSON object a line, from standard input; prints them as a table and
 writes them to the file named. Exits 1 when a ratio is above its limit, or when there is no row; 2
 when the file cannot be written."""

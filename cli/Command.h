@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The command line of a program: its commands, what they take, and their help. The library that
 // reads it takes long to compile, so only Command.cpp includes it.
 #pragma once

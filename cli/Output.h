@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Standard output, which a full disk or a reader that went away can refuse.
 #pragma once
 

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Flags, options and kinds of targets that several rooms share.
 
 option(BIVISTA_COMPILER_CACHE "Compile through ccache" OFF)

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # hidl_package(TARGET PACKAGE@VERSION FILE...): makes C++ out of the .hal files of a package version
 # with hidl-gen. The code is linked as objects: its static constructors register the interfaces, and
 # a static library would drop them.

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What is installed on a Linux machine, and the Debian package of it:
 #     cmake --build --preset release --target package
 

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # The device folders and the code of the interfaces, as a phone's build compiles them: for its
 # processor and with its flags. Headers of the platform's libraries are those of the host; the
 # libraries themselves are not there, so nothing of this runs.

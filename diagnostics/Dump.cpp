@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The service's debug dump: its state at this moment, and its counts.
 //
 // The dump holds each lock for a copy and no longer. It waits for no lock that another thread may

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Writing to a descriptor that a client handed over. Whatever its kind, the service goes on.
 #pragma once
 

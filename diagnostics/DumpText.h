@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The text of a debug dump, for people or as JSON: sections, each of one row or of a list of rows.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the service counts of itself. No decision depends on the counts: only the debug dump reads
 // them.
 //

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // From setBrightness, which only queues, to the worker that sends level by level.
 
 #include "display/Brightness.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The queue of brightness levels on their way to the cover, and the offset that shifts them against
 // the phone's.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The shift of the cover screen's brightness against the phone's.
 
 #include "display/Brightness.h"

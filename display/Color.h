@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover screen's colour settings: what clients asked for, and what the panel is known to hold.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Brings the cover display side up and down with the cover, and answers whether the cover is there.
 
 #include <cstring>

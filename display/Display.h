@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover display side: its lock, whether it is up, whether its screen is on.
 #pragma once
 

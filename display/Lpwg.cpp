@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Low-power wake gestures: settings for the cover's touch panel, and the client's callback, which
 // starts and stops the uevent worker.
 

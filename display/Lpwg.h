@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The client's callback for touch and pen events, and the worker that it starts and stops.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's touch and pen events by their names in uevents.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The pen (AES) mode, which the cover, the kernel's USB HID driver and the phone's LPWG service
 // hold.
 

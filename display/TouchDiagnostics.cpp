@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Touch diagnostics that are one command to the cover: the answer goes to the client and the log as
 // it is.
 

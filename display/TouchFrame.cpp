@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Raw and delta frames of the touch panel, which reach people through the log alone.
 
 #include "display/TouchFrame.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A touch frame as the cover prints it: lines of numbers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The results of touch self tests, which are collected in a file.
 
 #include <cstdio>

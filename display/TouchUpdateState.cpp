@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The touch update state, which the phone's touch driver publishes and the cover has to know.
 
 #include "display/TouchUpdateState.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The worker that turns the cover's kernel events into calls: on the service itself for the pen
 // mode and the touch update state, on the client's callback for all others.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Walks through the strings of a uevent. Knows nothing of sockets and of clients.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Runs a fuzz target over the files of a kept corpus, once each, without a fuzzer.
 #include <cstdint>
 #include <cstdio>

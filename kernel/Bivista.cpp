@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Life of the service object: construction, the SIGUSR1 handler, destruction. Its access to kernel
 // nodes.
 

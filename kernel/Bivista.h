@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The one service object: IBivista 1.1 on the phone's cover.
 //
 // Interface methods run on the one RPC thread. The device-side methods run on the thread named with

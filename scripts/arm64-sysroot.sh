@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Makes build/arm64-sysroot: Debian's libraries for 64-bit Arm, unpacked and not installed, so that
 # the packages of this machine stay as they are. Asks before it downloads them, unless told --yes.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Compiles the device folders with g++ too. The generated headers come from the release build; the
 # generated sources hold one construct that g++ refuses, so they are left to clang.
 set -euo pipefail

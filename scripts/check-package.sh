@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # The Debian package as it comes out of the build: what must be in it, what lintian says, its unit, its udev rule.
 # Installs nothing.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What a phone's build takes of this folder, as far as a host can check it: Android.bp files, VINTF and
 # init files, frozen interfaces, the policy, and the device folders compiled for the phone's processor.
 set -euo pipefail

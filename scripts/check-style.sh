@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Layout (clang-format), mistakes in scripts (shellcheck), the project's own rules (lint.py), tests of the scripts.
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+# Layout (clang-format), mistakes in scripts (shellcheck), licences (reuse), the project's own rules (lint.py), tests of
+# the scripts.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -13,6 +15,9 @@ clang-format --dry-run --Werror "${sources[@]}" || outcome=1
 say "shellcheck"
 # The completion is for zsh too.
 git ls-files -z '*.sh' .ci/run ':!tools/pages/completion.sh' | xargs -0 shellcheck -x -s bash -S warning || outcome=1
+
+say "licences"
+reuse lint --quiet || { reuse lint; outcome=1; }
 
 say "lint.py"
 python3 -B scripts/lint.py || outcome=1

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Static checks (clang-tidy) of all sources but tests. Those cost a third of the time, since each includes
 # GoogleTest, and what is looked for there is found by the compiler and by lint.py.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # In a bare Debian with the package: the service as its unit starts it, then on the emulated phone.
 set -euo pipefail
 

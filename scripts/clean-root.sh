@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Installs the Debian package in a bare Debian of this machine's release, in a folder below build/; runs
 # the service there as its unit says and on the emulated phone, and calls both; removes the package,
 # and compares what is left with what was. The machine itself stays as it is.

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Shared by run.sh, test.sh and the checks under scripts/. Sourced with the project root as folder.
 source scripts/progress.sh
 

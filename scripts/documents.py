@@ -1,4 +1,5 @@
 #!/usr/bin/env -S python3 -B
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Runs the commands of the documents, and prints those that fail, as FILE:LINE: COMMAND: exit N.
 
 usage: scripts/documents.py [--list] [DOCUMENT...]

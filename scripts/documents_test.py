@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of documents.py: what becomes of small documents. None of them has a phone."""
 import pathlib
 import shlex

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Links of the documents: the file of each is there, and so is the heading that it leads to.
 
     scripts/links.py FOLDER     looks at the documents below a folder; prints one line per finding, and exits 1 then

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Rules of this project that no compiler checks.
 
 - The device folders (service, kernel, diagnostics, display, sub_display) hold no conditional compilation for the

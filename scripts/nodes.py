@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Whether the service may open the nodes of docs/nodes.json, by their owners.
 
 A node with the accesses that tests/sepolicy/accesses.txt gives the service to its label must be open to the service's

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Looks at the objects of the phone: how they were compiled, and their symbols.
 
 usage: llvm-nm -A OBJECT... | objects.py COMPILE_COMMANDS [--cfi]

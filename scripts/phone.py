@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """What the phone's build says must be true of the sources.
 
 - Every file that an Android.bp names exists, and every source of the service and every source beside another

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of phone.py, nodes.py and policy.py: small defects of the real tree, and what is found of each."""
 import os
 import pathlib

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Compares a compiled policy with what the service needs.
 
 usage: policy.py POLICY ACCESSES FILE_CONTEXTS CONTEXTS...

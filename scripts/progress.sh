@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What the scripts show: colour, and how far a command is. Sourced by common.sh.
 
 # with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status. Shows how far it

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of progress.sh: what is seen on a terminal, and elsewhere."""
 import os
 import pathlib

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What runs of ./run.sh do not share: a registry folder while they last, a folder with what they leave. Sourced
 # by run.sh.
 

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of ./test.sh: which steps it runs, and what its last lines say of them. The steps are played."""
 import os
 import pathlib

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of ./run.sh as a person meets it: on a terminal, and a second one beside it. Needs a release build."""
 import os
 import pathlib

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What udev makes of a rule for an invented device on the USB bus, in a mount namespace of its own: the machine's
 # devices, rules and udev have no part in it.
 #     scripts/udev-rule.sh RULE VENDOR PRODUCT

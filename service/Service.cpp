@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Process entry of vendor.qmx.hardware.bivista@1.1-service.
 
 #include <hidl/HidlTransportSupport.h>

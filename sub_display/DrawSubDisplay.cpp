@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A client's frame, from its words to a buffer that waits to be sent.
 
 #include <algorithm>

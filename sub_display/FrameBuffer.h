@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two frame buffers, which hand frames from the thread that draws to the thread that sends.
 //
 // Where two threads may change a state, each does so in one test-and-set under the buffer's lock.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Turns the words of a client's frame into the bytes of the panel.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Life of the sub display: the panel found and lost, its state for clients, their callback.
 
 #include "sub_display/SubDisplay.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the sub display is: its state and its client, its panel, and the thread that sends its
 // frames. The frames themselves lie in the buffers (FrameBuffer.h).
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The thread that sends drawn frames to the panel, and what wakes and ends it.
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl: the Bivista service from the command line, through its HIDL interface alone.
 
 #include <android-base/unique_fd.h>

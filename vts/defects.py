@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """The defects that mutate.py seeds, each an exact change of one source file of the service."""
 import dataclasses
 

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of defects.py: what changes do to texts, and that each defect fits its source."""
 import unittest
 

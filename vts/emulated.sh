@@ -1,4 +1,5 @@
 #!/bin/sh
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # The conformance suite against the emulated phone, with a command for all that only a phone can do.
 # usage: vts/emulated.sh BUILD_FOLDER [OPTION]...
 set -eu

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Shows that the conformance suite finds defects.
 
 usage: vts/mutate.py [BUILD_FOLDER] [DEFECT...] [--list]

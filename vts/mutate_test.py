@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of mutate.py: what it makes of its arguments, of command lines and of the suite's output."""
 import contextlib
 import io

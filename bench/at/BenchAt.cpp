@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // An AT exchange with an answer of three lines, through the service's transport, against the same
 // system calls by hand and against python3-serial. Also what counting it costs. All with the
 // emulated cover in this process. Prints rows (bench/Row.h).

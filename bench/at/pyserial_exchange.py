@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Does AT exchanges as a Python program would: opens the port, switches the power control, sends the
 command, reads three lines, switches the power control back and closes the port.
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Brightness by hand: the least that takes levels without waiting and sends the newest to the
 // cover.
 #pragma once

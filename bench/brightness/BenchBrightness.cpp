@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Brightness from the call to the wire, and the AT share of switching the screen on, against the
 // same by hand; with the emulated cover in this process. Prints rows (bench/Row.h).
 #include <chrono>

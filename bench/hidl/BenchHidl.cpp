@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A HIDL call through the runtime, empty and with 64 KiB, against a raw ping-pong over a Unix
 // socket and against a D-Bus call. Each end has a CPU of its own. Prints rows (bench/Row.h).
 #include <chrono>

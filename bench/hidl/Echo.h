@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The same exchange over different carriers: a process sends `size` bytes to another, and gets a
 // short answer. Each forks its server, so all are made before any of them is used.
 #pragma once

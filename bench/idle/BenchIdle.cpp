@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the service costs when nothing happens, against a program of five threads that is linked
 // with the same libraries: memory, time from exec to ready, and wake-ups. Prints rows
 // (bench/Row.h).

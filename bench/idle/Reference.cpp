@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The least that a program of this kind costs: five threads that wait, linked with the libraries of
 // the service, ready when it says so.
 #include <thread>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Calls of the running service, and its packing loop by itself. Built on the phone (Android.bp) and
 // on a host. Only calls that change nothing and ask no cover.
 #include <vector>

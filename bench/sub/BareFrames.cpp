@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Sends bare frames one after the other, until it is ended.
 #include <cstdlib>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Frames from a client through HIDL to the panel, against the same open, writes and close by hand.
 // Both send as many as the panel takes. The panel is the emulated one, at a pace of the real one:
 // 0.5 to 1 ms for a frame, and 60 ms when each open wakes it. Prints a row (bench/Row.h).

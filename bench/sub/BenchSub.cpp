@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display: packing a frame against copying its words, drawing it against packing it,
 // sending it against the same system calls by hand. Prints rows (bench/Row.h).
 #include <cstring>

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Looks at what clang makes of the packing loop for the phone's processor, and prints a row
 (bench/Row.h): the instructions of its longest loop that load or store single words or bytes, of which
 there may be none."""

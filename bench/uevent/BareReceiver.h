@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A uevent received by hand: the system calls that this needs, and nothing else.
 #pragma once
 

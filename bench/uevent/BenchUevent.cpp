@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A touch event from the kernel to the client's callback, against the least that does it: twice a
 // bare netlink receive, and one HIDL call. Prints a row (bench/Row.h).
 //

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The commands of the serial line itself: "AT", and echo with "ATE0" and "ATE1".
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The receiving side of the serial line: bytes cut anywhere become command lines.
 #pragma once
 

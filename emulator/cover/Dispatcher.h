@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Finds the service that answers a command. Each service hands over a table of the commands that it
 // knows.
 #pragma once

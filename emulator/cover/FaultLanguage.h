@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One fault of the cover, and the one-line language in which tests, tools and people write it.
 //
 //   fault    = "on" PREFIX effect [ "times" COUNT ]

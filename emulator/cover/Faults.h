@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The faults in force. They stand between the dispatcher, which makes an answer, and the channel,
 // which sends it.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Images of the cover's firmware on the phone, by their file names.
 //
 // Versions look like "LINE-KEY_rest": the text before the first "-" is the hardware line, the text

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The firmware's version, the model that the service sets, and its two loaders.
 #pragma once
 

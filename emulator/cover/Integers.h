@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Decimal numbers in command arguments: the whole text or nothing, as the firmware reads them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Where the cover's own log goes: "AT%LOGSAVE=". LogStream.h sends it.
 #pragma once
 

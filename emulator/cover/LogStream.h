@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's own log on the serial line: lines between replies, while the phone listens.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's microcontroller as a pure model: bytes in, bytes out, time passed in.
 //
 // It makes no system call, reads no clock and starts no thread. One thread at a time may use it.

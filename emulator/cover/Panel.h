@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's sub display as its HID interface shows it: reports in, a picture out.
 //
 //   feature report 2 (read)    02, width, height (16 bits each, little-endian), format, ready

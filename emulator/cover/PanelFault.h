@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One fault of the panel's hidraw node, and the one-line language in which it is written.
 //
 //   fault  = "hid" CALL effect [ "after" COUNT ] [ "times" COUNT ]

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The faults of the panel's hidraw node that are in force.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // All that the cover sends on account of one command, before it becomes bytes on the wire.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/cover/ScreenView.h"
 
 #include "emulator/cover/Text.h"

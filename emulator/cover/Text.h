@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Bytes as text that people can read and type, without loss.
 #pragma once
 

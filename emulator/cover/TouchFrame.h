@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Frames of the touch panel as its firmware prints them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The touch panel and the pen, which the phone reaches through the microcontroller alone.
 #pragma once
 

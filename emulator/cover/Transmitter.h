@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sending side of the serial line: plays one reply at a time, at its pace.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What goes in and out of the cover model: time, identities, options, state and actions.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // New firmware on its way into the cover: planned by the phone's kernel, written in the loader.
 #pragma once
 

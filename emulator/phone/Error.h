@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What is wrong with an argument, a state or the machine. The text says what to do about it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One thread that waits for descriptors, deadlines and calls from other threads. Idle, it sleeps.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Everything that passes between the phone's software and its devices, in order, on one clock.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Paths of the phone that its software and its kernel drivers know.
 #pragma once
 

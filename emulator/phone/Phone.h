@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The emulated phone: kernel nodes, tty, USB bus, properties and a cover that can be put on and
 // pulled off. Each of its members is one subject, whose header has the contract; Subject.h says
 // what they have in common.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Feeds the cover model what a hostile phone and a careless person could: the input's lines up to
 // the first empty one are read as faults, the rest is written to the cover, cut at each 0xff.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The input's first line is a cover's version, the others are the names in a folder of images.
 #include <cstdint>
 #include <cstdlib>

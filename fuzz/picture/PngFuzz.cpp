@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Reads any bytes as a PNG, as they are and with the checksums of its chunks set right, which the
 // fuzzer would hardly guess; what is a picture goes all the way to a panel's levels.
 #include <zlib.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Plays the input as the cover's answer to a touch command: through the tty's lines and the answer
 // into buffers of each size, then line by line as frames are logged.
 #include <algorithm>

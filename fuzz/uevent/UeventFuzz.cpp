@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Walks through the input as a message of the kernel, and compares with the list of its strings.
 #include <cstdint>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The input is the touch driver's text; the command lists numbers, and only such that stand in it.
 #include <cstdint>
 #include <cstdlib>

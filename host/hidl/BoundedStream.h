@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What stands between a peer and Cap'n Proto, and bounds what the peer can make this process hold.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Connections: who serves, who looks up. What goes through them is in Proxy.cpp and
 // ServedObject.cpp.
 #define LOG_TAG "host-hidl"

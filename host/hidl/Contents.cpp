@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Contents of calls and answers: from a Parcel into a message, and back.
 #include <errno.h>
 #include <fcntl.h>

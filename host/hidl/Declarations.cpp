@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The file of declarations, written anew and renamed into place; inotify for those who wait.
 #define LOG_TAG "host-hidl"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Which services are declared, as a phone's manifest does it: getService() waits for those that are
 // not up. The file "declared" in the service directory has one line for each name,
 // "interface descriptor/instance"; a line that is no name declares nothing.

@@ -1,3 +1,4 @@
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What processes say to one another. Both ends are always of the same build: nothing here is kept
 # for older peers.
 @0xd5c1a9b7e2f04386;

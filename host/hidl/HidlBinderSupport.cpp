@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // HIDL types in a Parcel, and interfaces as objects of calls.
 #define LOG_TAG "host-hidl"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The HIDL types: hidl_string, hidl_handle, and printing.
 #define LOG_TAG "host-hidl"
 

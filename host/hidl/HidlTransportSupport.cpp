@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // RPC threads as services configure them, and the identity of objects.
 #define LOG_TAG "host-hidl"
 

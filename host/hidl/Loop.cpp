@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Turns of the event loop. No exception of kj leaves this file or the transport's.
 #define LOG_TAG "host-hidl"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Where Cap'n Proto runs: on kj's event loop, by one thread at a time.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Words, and what refers to them. Nothing here knows how they travel.
 #include <hwbinder/Parcel.h>
 #include <unistd.h>

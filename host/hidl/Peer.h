@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A connection's other end, and what travels to it and from it. Inside of the transport only.
 //
 // Peer, Import and ServedObject are used in turns of the loop. A Proxy is used by any thread, which

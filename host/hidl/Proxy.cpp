@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Objects of other processes, and the calls to them.
 #define LOG_TAG "host-hidl"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Sockets in directories. Paths go through /proc/self/fd, since a socket's address holds 108 bytes.
 #define LOG_TAG "host-hidl"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The directory of services: <directory>/<interface descriptor>/<instance> is the socket of a
 // service under its most derived interface, and a relative symbolic link to it under the others.
 //

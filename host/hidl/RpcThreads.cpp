@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The pool, and callers that serve their own chain while they wait.
 #include "RpcThreads.h"
 

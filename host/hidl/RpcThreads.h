@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The threads that run what other processes ask for.
 //
 // A call belongs to a chain: the calls that wait for one another, across processes. A call that

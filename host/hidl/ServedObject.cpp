@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Objects of this process, and the calls to them that come in.
 #define LOG_TAG "host-hidl"
 

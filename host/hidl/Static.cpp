@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The tables that generated code fills. They are made at first use, before main() perhaps, and
 // never destroyed, since threads and static objects use them until the very end.
 #include <hidl/Static.h>

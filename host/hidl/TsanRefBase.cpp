@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Only for ThreadSanitizer: Debian's libutils is not instrumented, so that the sanitizer does not
 // see that counting references orders their users. This stands before the library's function, tells
 // of the order, and goes on there.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A Unix socket as one of kj's streams, which carries descriptors beside bytes.
 #pragma once
 

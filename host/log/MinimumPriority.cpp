@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // liblog on a phone writes every priority; Debian's drops debug messages by default.
 
 #include <android/log.h>

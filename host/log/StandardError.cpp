@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Writes log messages to standard error as liblog's own logger does, line for line, but makes what
 // stays the same for a second once: an AT exchange logs nine lines.
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A file descriptor that is closed at the end of its scope; errno survives the close.
 #pragma once
 

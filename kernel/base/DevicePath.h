@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Path of a device node, shared between the thread that watches /dev and the threads that open it.
 #pragma once
 

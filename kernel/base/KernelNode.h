@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Access to kernel attribute files. Any thread; no lock, no retry. The functions differ in their
 // checks, in the priority of their log lines and in their results.
 #pragma once

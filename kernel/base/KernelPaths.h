@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Files of the kernel, and the folder of device nodes, as the service names them. "%s" stands for
 // the node's name.
 #pragma once

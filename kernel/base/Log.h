@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The one place for the service's log tag and the three priorities it uses.
 #pragma once
 

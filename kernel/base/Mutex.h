@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The service's mutexes. A failure to lock or unlock is logged with the function's name, and the
 // function carries on. Not std::mutex: the phone's C++ library gives it a destructor, which runs at
 // exit, and threads of the service outlive main.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A strong pointer that one thread replaces while other threads copy it. A copy of a plain sp that
 // is being assigned may take a reference of an object that is gone.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // SIGUSR1 stops the USB side. The signal is blocked on every thread, since its handler logs, locks,
 // joins and frees. One thread does nothing but wait for the signal. Any other thread that may run
 // the handler opens the signal inside a wait, and nowhere else.

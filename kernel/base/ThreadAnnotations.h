@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Clang's thread safety attributes; nothing for other compilers. Spelt as in <utils/Mutex.h>, so
 // that a file may include both.
 #pragma once

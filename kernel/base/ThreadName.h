@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a thread is called in /proc, and so by ps, debuggers and the debug dump.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's firmware version, and whether the phone brings a newer image along.
 
 #include <cstdio>

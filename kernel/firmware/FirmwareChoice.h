@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Chooses among the names of firmware images. Reads no folder and asks no cover.
 //
 // Versions and names look like "LINE-KEY_rest": the text before the first "-" is the hardware line,

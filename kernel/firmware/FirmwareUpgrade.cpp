@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Upgrades of the cover's firmware, which the kernel carries out, and the cover's two loaders.
 
 #include "diagnostics/Statistics.h"

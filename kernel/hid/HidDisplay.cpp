@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The one way to the sub display's panel: feature and output reports over its hidraw node.
 
 #include "kernel/hid/HidDisplay.h"

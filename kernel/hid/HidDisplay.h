@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display's HID node, the panel's record of itself, and the node's lock.
 #pragma once
 

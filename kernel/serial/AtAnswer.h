@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Parses the lines that the cover sends while a command runs. Reads no port.
 #pragma once
 

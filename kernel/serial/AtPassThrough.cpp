@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The pass-through that lets a client send any AT command to the cover.
 
 #include "kernel/Bivista.h"

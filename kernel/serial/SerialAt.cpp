@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The one way to talk to the cover's microcontroller: an AT command and its answer over the tty.
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Brings the cover's serial side up when its tty appears, and down when it goes.
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The serial link to the cover: its tty, whether it can be used, and the locks of its users.
 #pragma once
 

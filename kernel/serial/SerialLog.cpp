@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Starts and ends the capture of the cover's own log.
 
 #include "kernel/serial/SerialLog.h"

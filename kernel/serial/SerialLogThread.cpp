@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The thread that copies the cover's own log while the phone's display is on.
 
 #include <cerrno>

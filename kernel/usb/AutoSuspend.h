@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Votes that keep the kernel from suspending the cover's USB device while the service uses it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The watch of the USB bus: on its thread libusbhost reports the cover's USB device and the cover's
 // loader.
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The watch of /dev: the thread that sees the cover's nodes appear and go, and attaches and
 // detaches them.
 

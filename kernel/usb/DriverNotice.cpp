@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two control files through which the service notifies the cover's kernel driver.
 
 #include <cstring>

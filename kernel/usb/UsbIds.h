@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's ids on the USB bus, in normal operation and in its loader.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two watches for the cover: of /dev (DevWatch.cpp) and of the USB bus (BusWatch.cpp). Here is
 // what their threads share with the thread that ends them.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Raw bytes in, raw bytes out, for every command that the cover knows.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A cover on the bench: a microcontroller with a clock that moves only when the test moves it.
 #pragma once
 

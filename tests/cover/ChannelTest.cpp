@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // How bytes become command lines: echo, cuts, merges, waiting commands and hostile input.
 #include "emulator/cover/Channel.h"
 

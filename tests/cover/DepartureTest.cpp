@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // How the cover leaves the bus: to its loader, by recovery, and in mid-answer.
 #include <gmock/gmock.h>
 

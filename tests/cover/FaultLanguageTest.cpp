@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The one-line language of faults: what it reads and prints, and its messages for mistakes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

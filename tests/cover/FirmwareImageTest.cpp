@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Which image the phone's driver writes into a cover, by the images' file names.
 #include "emulator/cover/FirmwareImage.h"
 

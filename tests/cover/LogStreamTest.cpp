@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's own log: when it is on the line, and that it never falls into a reply.
 #include "emulator/cover/LogStream.h"
 

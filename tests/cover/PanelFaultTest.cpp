@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Faults of the panel's node: their language, and how they count.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display's panel: reports in, a picture out.
 #include <gtest/gtest.h>
 

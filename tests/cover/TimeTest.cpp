@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // When things are due. The clock is the test's own.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a phone makes of the cover's bytes, reading whole lines with carriage returns dropped: the
 // answer begins after a blank line or the command's echo, and ends with OK or ERROR.
 #include <gmock/gmock.h>

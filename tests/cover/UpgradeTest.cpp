@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // New firmware: how the cover gets it, and what becomes of an upgrade that is cut short.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover display side coming up with the cover, and going down with it.
 #include "display/Brightness.h"
 #include "display/Cutout.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two answers to "is the cover there": the accessory service's, and that of the USB bus.
 #include <functional>
 #include <future>

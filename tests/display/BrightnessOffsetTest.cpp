@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The shift of the cover screen's brightness: its arithmetic, and its way through the worker.
 #include "display/Brightness.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Colour mode and tuning: what is sent at once, what waits, and what power-on sends again.
 #include "display/Color.h"
 

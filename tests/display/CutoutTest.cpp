@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover display's cutout: read once, then served from memory.
 #include "display/Cutout.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover comes, is switched on and off, and goes, again and again. SOAK_CYCLES sets how often.
 #include <cstdlib>
 

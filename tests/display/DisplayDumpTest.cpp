@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover screen, its brightness and its colours in the debug dump.
 #include "tests/display/DisplayTest.h"
 

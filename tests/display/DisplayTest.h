@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Fixture: the service on the emulated phone, seen from its cover display.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Clients of touch and pen events: callbacks of each version that record their calls.
 #pragma once
 

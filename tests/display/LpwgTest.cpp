@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Settings for low-power wake gestures, and the life of the client's callback.
 #include "display/Lpwg.h"
 

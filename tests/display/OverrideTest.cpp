@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The service calls its own interface methods through the interface, so a class that overrides one
 // receives the calls. Built without RTTI, as the class is.
 #include "tests/display/WorkerTest.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The pen mode in the cover, the kernel's parameter and the phone's LPWG service, in their order.
 #include "tests/display/FakeLpwg.h"
 #include "tests/display/WorkerTest.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Switching the cover screen on and off.
 #include "display/Display.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a healthy system does not show: locks that fail and threads that cannot be made; and moments
 // that only a hook can hit: what is done when the service goes to sleep or signals. The calls of
 // this program go through the functions below (linker option --wrap) and those of

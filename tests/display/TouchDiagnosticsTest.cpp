@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Touch diagnostics of one command each: what is sent, and what comes of the answer.
 #include <functional>
 #include <optional>

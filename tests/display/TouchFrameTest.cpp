@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Raw and delta frames: the answer goes to the log line by line, and nowhere else.
 #include "display/TouchFrame.h"
 

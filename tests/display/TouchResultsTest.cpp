@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Self-test results: fetched from the cover, collected in a file.
 #include <cerrno>
 #include <filesystem>

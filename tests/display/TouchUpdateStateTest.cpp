@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The touch update state: from the kernel's node to the cover.
 #include "tests/kernel/ServiceTest.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Kernel events of the cover, through the kernel's netlink, and what reaches the cover, the
 // kernel's parameter, the LPWG service and the client.
 #include "display/UeventMonitor.h"

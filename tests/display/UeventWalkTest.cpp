@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The strings of a uevent, and the names of events: text in, what the worker sees out.
 #include "display/UeventWalk.h"
 

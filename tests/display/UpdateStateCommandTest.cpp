@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The touch driver's text in, the command to the cover out.
 #include "display/TouchUpdateState.h"
 

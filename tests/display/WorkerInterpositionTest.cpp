@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a healthy kernel does not do to the uevent worker: calls that fail, and messages that it
 // never sends. The calls of this program go through the functions below (linker option --wrap).
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Fixture: a service with a client for touch and pen events, and a kernel that raises them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The conformance suite, as the real programs run it: the service meets it in every surrounding,
 // and the suite reports when it is not run as it was meant to be.
 #include <algorithm>

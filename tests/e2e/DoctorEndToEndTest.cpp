@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What bivistactl doctor and status print about the service and an emulated cover.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

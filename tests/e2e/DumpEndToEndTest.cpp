@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The debug dump, as a person asks for it, against the journal of the emulated phone.
 #include <algorithm>
 #include <map>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Kernel events of the cover's touch panel and pen, and what reaches the cover, the kernel, the
 // LPWG service and a client.
 #include <csignal>

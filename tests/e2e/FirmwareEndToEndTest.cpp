@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Firmware upgrades, download modes and recovery, from a call to the cover's new version.
 #include <algorithm>
 #include <csignal>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The scripts install what is missing, as root or through sudo, and print what they do. The tools
 // that would do it are played by small scripts, the only ones in PATH.
 #include <filesystem>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The real programs of one build, started as a person starts them, in a registry folder of their
 // own.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover screen, switched, dimmed and tinted with bivistactl as a person would.
 #include <algorithm>
 

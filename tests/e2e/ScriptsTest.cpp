@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two commands of the project refuse what they do not understand, before they do anything.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The real service on the emulated phone, spoken to with bivistactl.
 #include <csignal>
 #include <filesystem>

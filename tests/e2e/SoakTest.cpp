@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Attachments and commands by the thousand leave the service where it was. SOAK_CYCLES sets how
 // many attachments; ten times as many commands are sent, and in any case enough to see a leak.
 #include <algorithm>

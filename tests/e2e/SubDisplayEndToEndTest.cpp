@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display, from pictures that a person shows to what the panel shows.
 #include <fstream>
 #include <iterator>

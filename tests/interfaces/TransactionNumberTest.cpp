@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A published interface keeps its transaction numbers: the number of every method, as its proxy
 // sends it.
 #include <functional>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The answer parser: lines as the tty hands them over in, stored text and verdict out.
 #include "kernel/serial/AtAnswer.h"
 

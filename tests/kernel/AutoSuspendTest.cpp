@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Votes that keep USB awake, and what they write to the power control.
 #include <cerrno>
 #include <thread>

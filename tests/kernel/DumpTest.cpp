@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The debug dump against states that were made, and what it does with the descriptor it is given.
 #include <algorithm>
 #include <atomic>

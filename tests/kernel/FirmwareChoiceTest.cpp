@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Choosing a firmware image: names in the order of the folder in, the selected name out.
 #include "kernel/firmware/FirmwareChoice.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The kernel's control file for firmware upgrades, and the cover's loaders.
 #include <ostream>
 

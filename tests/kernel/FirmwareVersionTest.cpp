@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's firmware version against the images in the phone's folder.
 #include <algorithm>
 #include <filesystem>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a healthy system does not do: locks that fail, threads that cannot be made, system calls
 // that break off. The calls of this program go through the functions below (linker option --wrap)
 // and those of tests/support/Interposition.h.

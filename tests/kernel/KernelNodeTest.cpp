@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Kernel nodes: results, log lines and what reaches the file.
 #include <climits>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The histogram of durations: what it keeps, and how far its percentiles may be off.
 #include "diagnostics/Latency.h"
 

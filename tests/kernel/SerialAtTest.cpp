@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // AT exchanges with the cover over a real tty: results, errno, log lines, votes, and what is
 // stored.
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The serial side coming up when the cover's tty appears, and going down when it vanishes.
 #include <cerrno>
 #include <thread>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a healthy system does not show the log thread: system calls that break off, and a thread
 // that cannot be made. The calls of this program go through the functions below (linker option
 // --wrap).

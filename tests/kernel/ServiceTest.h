@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Fixture: a real Bivista on the emulated phone, in this process.
 #pragma once
 

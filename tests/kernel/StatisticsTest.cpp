@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The names that AT exchanges are counted under. No count is lost or torn while a thread reads.
 #include "diagnostics/Statistics.h"
 

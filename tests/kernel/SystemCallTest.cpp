@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The system calls of what the service does most, none of them in vain.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

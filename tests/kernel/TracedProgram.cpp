@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One AT exchange, or one frame, between two marks that a system call tracer sees. Main thread
 // only: the phone's and the service's other threads are not traced.
 #include <atomic>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's USB device and its loader, as the USB thread sees them.
 #include "tests/kernel/ServiceTest.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Finding the cover's nodes in /dev by their ids.
 #include <functional>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The phone on a back end of plain memory: no pty, no file, no supervisor.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The control interface: what each request does, and how wrong ones are answered.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Putting the cover on and pulling it off: nodes, sysfs, USB presence and the cover's departures.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivista-emulator ctl against what it may meet: files, full disks, terminals, other servers.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's firmware: images on the phone, the kernel's driver that writes them, and the loader.
 
 #include <gmock/gmock.h>

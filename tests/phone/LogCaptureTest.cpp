@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The recorder of log lines that other tests rely on.
 
 #include "tests/support/LogCapture.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The phone's LPWG service, as a client finds it.
 
 #include "emulator/phone/neighbours/Lpwg.h"

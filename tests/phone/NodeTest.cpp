@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Control files: what is written to them is recorded exactly, and they can fail.
 
 #include <gmock/gmock.h>

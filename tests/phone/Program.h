@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivista-emulator as a process, for tests of what people and scripts meet.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivista-emulator run: what it runs, where the journal goes, and too little of what it needs.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Answers of the touch panel as they pass the tty: long ones, and ones that take their time.
 
 #include <gmock/gmock.h>

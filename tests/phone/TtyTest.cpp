@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's tty as the phone's software meets it.
 
 #include <gmock/gmock.h>

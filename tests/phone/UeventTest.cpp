@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Uevents of the phone's kernel, as its listeners receive them.
 
 #include "emulator/phone/devices/Uevents.h"

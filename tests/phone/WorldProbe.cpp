@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // world_probe TIMES SCRIPT: enters the world so many times, then runs the script in a shell there.
 // Exits 1 with the world's own line on standard output when it cannot.
 

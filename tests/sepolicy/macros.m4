@@ -1,3 +1,4 @@
+dnl Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 divert(-1)
 The platform's macros that the policy uses: what each of them allows.
 

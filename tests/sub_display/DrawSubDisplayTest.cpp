@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A client's frame on its way into a buffer.
 #include <string>
 #include <tuple>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The states of the two frame buffers, and the side that gets a buffer when both want it.
 #include <atomic>
 #include <string>

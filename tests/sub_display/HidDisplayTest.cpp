@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Transfers to and from the sub display's panel, and its node coming and going.
 #include <cerrno>
 #include <memory>

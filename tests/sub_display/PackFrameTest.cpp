@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Words of a client in, bytes of the panel out.
 #include <algorithm>
 #include <functional>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Calls of the panel's node that a test looks at, holds, as a slow device does, or answers in the
 // place of the panel. The calls of a program that links target panel-calls go through
 // PanelCalls.cpp (linker option --wrap).

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // How long the service waits for a panel to settle. For programs that link with --wrap=usleep.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display, its buffers and its frames in the debug dump.
 #include "tests/kernel/DumpReader.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What a healthy system does not show: locks that fail, an update thread that cannot be made, waits
 // that break off. The calls of this program go through the functions below (linker option --wrap)
 // and those of tests/support/Interposition.h.

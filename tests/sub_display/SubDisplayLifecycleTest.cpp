@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display's panel found and lost, and the callbacks that clients get for it.
 #include <atomic>
 #include <future>

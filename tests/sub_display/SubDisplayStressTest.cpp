@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A client that draws as fast as it can, while the panel takes frames, is switched and comes and
 // goes: what arrives was drawn, and is whole.
 #include <algorithm>

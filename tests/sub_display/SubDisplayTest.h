@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Fixture: a real Bivista on the emulated phone, with the panel of a cover that has no tty.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // An empty file in the place of a hidraw node, with the node's files in sysfs.
 #pragma once
 

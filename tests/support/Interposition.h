@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Locks that fail and threads that cannot be made, which a healthy system does not show. The calls
 // of a program that links target interposition go through Interposition.cpp (linker option --wrap);
 // those inside shared libraries do not.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Records what is written to the Android log while it lives. One at a time; any thread may log and
 // ask.
 #pragma once

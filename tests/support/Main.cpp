@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // main() of tests that run in the phone's world.
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Fixture for tests that run the service's code in process, in a world with an emulated phone.
 //
 // Link with target test-support and declare the test with bivista_test(... MAIN ...): the library

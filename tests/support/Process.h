@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Child processes of a test or a benchmark: programs, and functions of its own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // without_threads PROGRAM ARGUMENT...: executes it where no thread can be made.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Commands for people that print something print the same as JSON.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Only a person at a terminal gets colours.
 #include <gmock/gmock.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What an action throws becomes an exit status.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The completions of both programs, in the shells themselves, against the programs' own help.
 #include <gmock/gmock.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What bivistactl understands of a dump, whose text any program may have written.
 #include "tools/client/Dump.h"
 

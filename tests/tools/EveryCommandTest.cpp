@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The table of exit statuses, for every command that the program's help lists.
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Scripts rely on these numbers: they never change.
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Serves IBivista for tests of its clients. Prints "ready", then each call as a line of JSON:
 // {"method":"setBrightness","args":[128]}.
 //

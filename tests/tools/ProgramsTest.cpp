@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What all the programs have in common: --version, help that cannot be written, unknown words.
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The commands that set something on the cover's two screens, and those that show the first one.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Tests of every command that makes one call of the service and then only reports its status.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The commands of the sub display that print its state, and those that draw.
 
 #include <gmock/gmock.h>

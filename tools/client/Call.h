@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Calls of the service by the interface's own types: a misspelt method is a compile error.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The service's debug dump: how this program reads it, and which parts it understands.
 
 #include "tools/client/Dump.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl at: an AT command to the cover, with its answer line by line.
 
 #include <strings.h>

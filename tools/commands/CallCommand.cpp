@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl call: any method of the interface by its name.
 
 #include <algorithm>

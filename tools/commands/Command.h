@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Shared by the commands: how each is added, and how one that calls the service ends.
 #pragma once
 

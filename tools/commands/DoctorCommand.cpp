@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl doctor: finds what keeps the cover from working, and names the remedy.
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl dump: prints the service's debug dump as the service writes it.
 
 #include <string>

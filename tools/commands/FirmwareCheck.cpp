@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl firmware check: asks for an upgrade of the cover when the phone has a newer image, and
 // follows the upgrade.
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl firmware: the cover's firmware, the phone's images of it, and upgrades.
 
 #include "tools/commands/Command.h"

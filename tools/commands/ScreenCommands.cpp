@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl power, brightness, offset, colour, cutout: the cover screen.
 
 #include <strings.h>

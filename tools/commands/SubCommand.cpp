@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl sub: the sub display, its power, brightness and state.
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl sub show, text, test-pattern, clear: pictures on the sub display.
 
 #include <functional>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl touch, pen, lpwg: the cover's touch panel, its pen and its wake gestures.
 
 #include <string>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl watch: the events of the service, one JSON object a line.
 
 #include <hidl/HidlTransportSupport.h>

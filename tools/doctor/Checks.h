@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The examinations of bivistactl doctor. Each returns its findings in the order in which a person
 // should read them.
 #pragma once

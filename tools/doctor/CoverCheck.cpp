@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover as the kernel shows it: its USB device, its nodes, the programs that have these open,
 // its autosuspend.
 #include <strings.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Modem daemons send commands to every tty that looks like a modem's, as the cover's does.
 #include <ctype.h>
 

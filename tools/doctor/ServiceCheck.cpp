@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Whether the service answers, and whether the cover does.
 #include <sys/socket.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // How the doctor's advice writes names that other programs chose.
 #pragma once
 

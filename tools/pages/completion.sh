@@ -1,4 +1,5 @@
 #compdef bivistactl bivista-emulator
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Completion of bivistactl and bivista-emulator for bash and zsh: what the help of the typed command lists.
 
 # Reads a help. Prints a line for each word that may come next: its kind, the word, its meaning, and what its value is

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Prints the man page of a program. help2man makes it of the program's help, and takes the help of each command as it
 # stands.
 #     manpage.sh PROGRAM OTHER-PAGE...

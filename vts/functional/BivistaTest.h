@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the tests share: the instance under test, calls of it, and what the phone has around it.
 #pragma once
 

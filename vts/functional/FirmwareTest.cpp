@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's firmware: its version, and the safe parts of its upgrade.
 #include "BivistaTest.h"
 

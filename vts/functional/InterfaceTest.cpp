@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The service as a HIDL object: its names, its versions, its life.
 #include "BivistaTest.h"
 

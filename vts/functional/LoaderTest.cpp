@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Tests that may end in an upgrade of the cover, or in its loader, from which a person may have to
 // bring it back. They run only with --allow-loader.
 #include "BivistaTest.h"

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Callbacks for touch and pen events. No test clears them: that call would not return, and the
 // service would serve no later one.
 #include "BivistaTest.h"

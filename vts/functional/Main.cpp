@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The conformance suite of IBivista, for every instance that is served.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Without a cover: what needs one is refused, and everything else is answered as ever.
 #include "BivistaTest.h"
 

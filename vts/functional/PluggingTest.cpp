@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A cover that is taken off and put on, falls silent, hangs up.
 #include "BivistaTest.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Whether a cover is there, by the USB bus and by the platform's accessory service.
 #include "BivistaTest.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The commands to the cover for requests that the service answers OK whatever becomes of them. The
 // cover is made to go when it receives a certain command; its absence shows on the bus.
 #include "BivistaTest.h"

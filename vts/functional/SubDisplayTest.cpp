@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display: its panel's record, power, brightness, frames, and the clients' callbacks.
 #include "BivistaTest.h"
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Touch diagnostics of the cover. Each is one command to the cover, and returns its outcome.
 #include "BivistaTest.h"
 

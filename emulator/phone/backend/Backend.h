@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The seam between what the phone's devices do (devices/) and the way in which the software under
 // test meets them. The back end of today (world/) has ptys, a seccomp supervisor and files in a
 // namespace; a kernel in a virtual machine may stand in its place.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One USB device as a back end shows it: its place on the bus, its tty and its hidraw node, and
 // what the phone's software does with them. Emulator thread only.
 #pragma once

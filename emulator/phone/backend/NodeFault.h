@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Faults of control files: "node PATH missing|unreadable|unwritable|eio|read-eio".
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The abilities of the emulated phone, each declared once. The requests of the control interface
 // and the commands of "ctl" are made from this table, and so may other front ends be.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One argument of a request: its type and range, and its place on the command line of "ctl".
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The emulator's control interface: HTTP and JSON on a Unix socket. README.md describes it.
 #pragma once
 

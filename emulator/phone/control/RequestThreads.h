@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The threads that answer requests: as many as are needed at the same time, and no more than kMost.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The requests of the table, as the HTTP server answers them.
 #pragma once
 

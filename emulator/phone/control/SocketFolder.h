@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The folder of the sockets of this user's services, and of the emulator's own.
 #pragma once
 

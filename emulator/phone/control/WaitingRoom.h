@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Room for the requests that wait. They have places of their own, so that no other request waits
 // for them.
 #pragma once

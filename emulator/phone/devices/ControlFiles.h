@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Files of the phone (under /dev, /sys, /data or /system_ext), and the record of what its software
 // does with those that control something.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover, which can be put on the phone and pulled off: its microcontroller
 // (emulator/cover/Microcontroller.h) with a tty, the panel, and a place on the USB bus.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the cover does in the course of time: it sends, leaves the bus and comes back.
 
 #include <algorithm>

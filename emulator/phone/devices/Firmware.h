@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Firmware images of the phone, and its kernel driver that writes them into the cover.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // System properties of the phone, in the file that its C library reads.
 #pragma once
 

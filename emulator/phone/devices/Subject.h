@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the subjects of a phone (Phone.h) have in common.
 //
 // All devices are played by one emulator thread. A subject's public methods may be called from any

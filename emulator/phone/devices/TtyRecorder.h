@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The record of what the phone's software does with a device's tty. Emulator thread only.
 #pragma once
 

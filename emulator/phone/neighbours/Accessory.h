@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The platform's accessory service, IAccessory 1.1 "default", which answers whether the cover is
 // attached.
 #pragma once

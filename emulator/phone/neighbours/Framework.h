@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The phone's framework, as far as it is a client of the cover's service: it hears of touch and pen
 // events, and each is in the journal, in its place among what the service did.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The phone's LPWG service, ILpwg 1.3 "default", which holds the phone's side of the pen mode.
 #pragma once
 

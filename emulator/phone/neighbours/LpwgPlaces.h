@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The methods of ILpwg that only hold their places, so that setAesModeToLpwg() has its own.
 #pragma once
 

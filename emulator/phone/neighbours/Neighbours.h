@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The neighbours of the cover's service on the phone: services of other vendors, and its client.
 #pragma once
 

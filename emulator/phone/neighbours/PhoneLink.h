@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The phone, as a service sees it whose clients may hold it for longer than there is a phone.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A service of this process in the registry: put there, and taken back.
 #pragma once
 

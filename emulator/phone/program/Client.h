@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The HTTP client of "ctl". Any program may answer at the other end.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivista-emulator ctl: speaks to the control interface of a running emulator.
 #pragma once
 

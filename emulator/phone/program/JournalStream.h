@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // run --journal with a file that is not a regular one, such as a FIFO or a terminal.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivista-emulator run: a program on an emulated phone.
 #pragma once
 

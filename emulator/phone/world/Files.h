@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Files of the world, as kernel attributes show themselves: whole content, old or new, never half.
 // What fails is thrown as phone::Error with the path and the cause.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The hidraw nodes of the world: opens and reports are answered as the kernel's hidraw driver does,
 // and reach the node's device. Emulator thread only.
 //

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The keeper is forked from a process with threads: here stands nothing that allocates memory.
 #include "emulator/phone/world/Keeper.h"
 

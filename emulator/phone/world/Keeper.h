@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The process between the phone and its program: the keeper. Whatever the program starts is below
 // it, also after its own parents have ended, and ends with the program. When the phone is killed,
 // the keeper ends the program too. When the keeper is killed, the program dies, and the phone ends

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A USB device of the world: its folders in sysfs, its tty and its hidraw node.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A program that runs in the phone's world below a keeper (Keeper.h), its system calls handed over.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Control files: reports every open and every write exactly. Emulator thread only.
 //
 // A program that opens a file under /sys (or the kernel log) for writing gets a packet socket

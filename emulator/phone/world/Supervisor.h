@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Answers the system calls that a filter (SyscallFilter.h) hands over. Emulator thread only.
 #pragma once
 

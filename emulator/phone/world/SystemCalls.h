@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The system calls that are handed over to the emulator, as read from the memory of the task that
 // makes them. A call that comes to be handled is a row in the table of SystemCalls.cpp, and an
 // alternative of Call when it is of a new kind.

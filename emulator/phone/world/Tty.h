@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One attachment of an ACM tty: a new pty behind /dev/ttyACM<n>. Emulator thread only.
 #pragma once
 

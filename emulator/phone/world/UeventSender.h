@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Uevents of the kernel, raised from outside of it.
 #pragma once
 

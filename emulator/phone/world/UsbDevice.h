@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One USB device on the phone's bus: its folder below /sys/devices with the links of its classes,
 // and its node below /dev/bus/usb. Emulator thread only.
 #pragma once

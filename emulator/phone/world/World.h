@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The private world in which the phone's software finds its literal paths: mount and network
 // namespaces of its own, and a user namespace where the caller is not root. /dev, /sys, /data and
 // /system_ext are fresh; every other top-level folder is as it was.

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The back end in which the phone's software runs as it is on this machine: ptys for ttys, files in
 // the world's namespace, and a supervisor of system calls for what a file cannot do.
 #pragma once

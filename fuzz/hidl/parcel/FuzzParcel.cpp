@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A call with any words: first the method (4 bytes), then the flags (1 byte), then the Parcel. The
 // generated code of the service reads it as it would a peer's.
 #include <atomic>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Any bytes to the socket of a service, which must then serve an honest look at it.
 #include <stdlib.h>
 #include <sys/socket.h>

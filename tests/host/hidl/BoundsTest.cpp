@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A peer that speaks Cap'n Proto by hand, and would have a service hold more than one connection
 // may. The service hangs up on it, and serves others as before.
 #include <capnp/capability.h>

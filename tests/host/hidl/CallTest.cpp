@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Calls from one process to another: arguments, results, casts, identity, limits.
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Objects that clients hand to a service.
 #include <fcntl.h>
 #include <unistd.h>

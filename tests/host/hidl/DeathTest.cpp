@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Services that end, and the clients that are notified.
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Services that are declared and not up: the calls that wait for them, and what ends the wait.
 #include <fcntl.h>
 #include <hidl/ServiceManagement.h>

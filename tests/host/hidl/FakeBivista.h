@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A service whose methods do what the HIDL tests need, and nothing that a cover would.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Bytes that no client of ours would send. The service stays as it was.
 #include <sys/socket.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Calls too large for a socket's buffer, at the seam of the transport.
 #include <hidl/HidlTransportSupport.h>
 #include <hwbinder/Parcel.h>

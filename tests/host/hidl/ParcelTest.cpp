@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Parcel: what is written is read, no address travels, and hostile words are found out.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Services and clients in processes of their own, and the directory where they meet.
 #pragma once
 

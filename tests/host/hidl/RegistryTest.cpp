@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The directory of services: names, the users that may use them, and what is in the way.
 #include <fcntl.h>
 #include <hidl/ServiceManagement.h>

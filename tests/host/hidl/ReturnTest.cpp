@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The outcome of calls: which outcomes must be examined, and the description of a failure.
 #include <gtest/gtest.h>
 #include <hidl/Status.h>

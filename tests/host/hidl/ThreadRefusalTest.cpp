@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // What the transport does where no thread can be made.
 #include <filesystem>
 #include <system_error>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Which threads there are, and which of them serve.
 #include <fcntl.h>
 #include <signal.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // hidl_string, hidl_vec, hidl_array, hidl_handle, and how they print.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Logs one line at every priority, like a program that knows nothing of host-log.
 
 #include <android/log.h>

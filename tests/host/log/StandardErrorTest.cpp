@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Messages on standard error: one line each, as liblog's own logger writes them.
 #include <cstring>
 #include <sstream>

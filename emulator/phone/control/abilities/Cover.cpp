@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover: put on and pulled off, its properties, what it sends. Another device beside it.
 
 #include <chrono>

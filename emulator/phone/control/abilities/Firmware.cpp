@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's loader, and the firmware images of the phone.
 
 #include "emulator/cover/Text.h"

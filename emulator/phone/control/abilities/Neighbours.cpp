@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The services of other vendors: their answers, and whether they are there. The client of the
 // cover's service.
 

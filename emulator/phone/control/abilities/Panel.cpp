@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display: its size and format, and what it shows.
 
 #include <optional>

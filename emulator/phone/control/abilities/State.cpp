@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The phone as a whole: its state, faults, properties and files.
 
 #include <chrono>

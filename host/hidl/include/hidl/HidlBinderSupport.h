@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // How HIDL types go into a Parcel and come out of it, and how interfaces become objects of calls.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Small pieces shared by the HIDL headers; not for users.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Passthrough mode is not supported: a service in the same process is used as it is.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The types of HIDL: strings, vectors, arrays, handles; and how they print.
 //
 // All of them have the layout that hidl-gen assumes, so that a structure that holds them can be

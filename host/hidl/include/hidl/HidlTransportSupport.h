@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // RPC threads of this process, casts between interfaces, and identity of objects.
 #pragma once
 

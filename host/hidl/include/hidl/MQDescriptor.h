@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Fast message queues are not supported; generated code asks for the size of their descriptor.
 #pragma once
 

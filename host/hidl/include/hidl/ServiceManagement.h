@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Registering and finding services. There is no service manager process: a service is a socket in
 // a directory, see host/hidl/README.md.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The tables that generated code fills before main(). None is ever destroyed.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The outcome of a HIDL call: Status, and Return<T>, which is a Status with a value.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Queue of passthrough wrappers for oneway methods. Nothing makes such wrappers here.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two kinds of IBinder as generated classes see them: the served object, and what a proxy
 // holds.
 #pragma once

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // An object that can be called by transaction: one of this process, or a proxy of a remote one.
 #pragma once
 

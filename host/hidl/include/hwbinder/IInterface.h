@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // How generated code gets from a proxy to its remote object.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The arguments or results of one call, on their way between processes.
 #pragma once
 

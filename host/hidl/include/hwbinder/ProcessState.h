@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The RPC threads of this process, as generated code asks for them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The one method of the service manager that generated code mentions. No object of it exists:
 // defaultServiceManager() of hidl/ServiceManagement.h is null.
 #pragma once
