@@ -149,9 +149,7 @@ std::vector<DumpRow> describeThreads() {
         if (tid > 0 && std::getline(file, name)) names[tid] = name;
     }
     std::vector<DumpRow> rows;
-    for (const auto& [tid, name] : names) {
-        rows.push_back({{"tid", tid}, {"name", name}});
-    }
+    for (const auto& [tid, name] : names) rows.push_back({{"tid", tid}, {"name", name}});
     return rows;
 }
 
