@@ -50,7 +50,7 @@ OF_THE_TREE = (
 )
 # The text of nodes.check; what stands there, and what instead; the findings.
 OF_NODES = (
-    ("devices", "# The cover's nodes", "import /vendor/etc/x.rc", ["1: no rule of owners: import /vendor/etc/x.rc"]),
+    ("devices", "# The cover's nodes", "import /vendor/etc/x.rc", ["2: no rule of owners: import /vendor/etc/x.rc"]),
     ("devices", "(/dev/hidraw.*)root +usb", r"\1root", ["no rule of owners", "/dev/hidraw0: no rule gives it"]),
     ("devices", "/dev/ttyACM.*", "", ["/dev/ttyACM0: no rule gives it to the service"]),
     ("devices", ".*bv2_pd.*", "", ["/sys/class/bivista/bv2/bv2_pd: no rule gives it to the service"]),
