@@ -124,7 +124,7 @@ Json fromText(const Argument& argument, const std::string& text) {
 Json readBody(const std::vector<Argument>& arguments, const std::string& body) {
     const Json given = body.empty() ? Json::object() : Json::parse(body, nullptr, false);
     if (!given.is_object()) throw BadRequest("the body must be a JSON object");
-    const Json values = readAll(arguments, given);
+    Json values = readAll(arguments, given);
     for (const auto& [name, value] : given.items()) {
         const auto isKnown = [&name = name](const Argument& argument) {
             return argument.isInRequest && argument.name == name;

@@ -80,7 +80,7 @@ HidAnswer Panel::begin(PanelCall call, bool waited, std::optional<uint64_t>* pas
 
 HidAnswer Panel::hidOpened(const std::string& node, const std::string& flags, bool waited) {
     std::optional<uint64_t> pass;
-    const HidAnswer answer = begin(PanelCall::Open, waited, &pass);
+    HidAnswer answer = begin(PanelCall::Open, waited, &pass);
     if (answer.askAgainAfter) return answer;
     const std::string error = noteOf(answer.result, 0);
     mJournal.add(Kind::HidOpen, node, {}, error.empty() ? flags : flags + " " + error);

@@ -194,10 +194,10 @@ bool Line::isChosen(const Request& request) const {
 // The request of the given flag or word. Without one, the first that takes the given arguments, or
 // the last, which needs no argument.
 const Request& Line::choose() const {
-    const Request* chosen = nullptr;
     for (const Request& request : mAbility.requests) {
         if (isChosen(request)) return request;
     }
+    const Request* chosen = &mAbility.requests.back();
     for (const Request& request : mAbility.requests) {
         if (!request.choice.word.empty()) continue;
         chosen = &request;
