@@ -152,14 +152,15 @@ def source_path(build, source):
 
 def build_service(build, commands, defect, work):
     """Builds the service with a defect (None: without) in the folder `work`; gives its path."""
-    link = commands[-1]
+    # A link names an object as the compiler does, but with a "./" inside.
+    link = [os.path.normpath(word) if word.endswith(".o") else word for word in commands[-1]]
     service = work / SERVICE
     if defect is not None:
         original = source_path(build, defect.source)
         copy = work / original.name
         copy.write_text(defects.apply(defect, original.read_text()))
         words = compile_command(build, commands, original)
-        made = value_of(words, "-o")
+        made = os.path.normpath(value_of(words, "-o"))
         made_of_copy = work / (original.name + ".o")
         words = with_value(words, "-c", copy)
         words = with_value(words, "-o", made_of_copy)
