@@ -34,6 +34,7 @@ class DefectTest(unittest.TestCase):
         for defect in defects.ALL:
             if defect.source == defects.INTERFACE:
                 continue  # made by the build
+            self.assertTrue(defect.source.endswith(".cpp"), f"{defect.name}: only a source is compiled")
             text = (mutate.ROOT / defect.source).read_text()
             self.assertNotEqual(defects.apply(defect, text), text, defect.name)
 
