@@ -66,7 +66,3 @@ class DocumentsTest(unittest.TestCase):
                  for command in found}
         for pattern, _ in documents.INSTEAD:
             self.assertTrue(any(map(pattern.fullmatch, texts)), pattern)
-
-
-if __name__ == "__main__":
-    unittest.main()

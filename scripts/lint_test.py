@@ -142,7 +142,3 @@ class LintTest(unittest.TestCase):
         long = "int f() {\n" + "    g();\n" * 70 + "}\n"
         self.assertEqual(findings("tools/A.cpp", short), [])
         self.assertEqual(findings("tools/A.cpp", long), ["tools/A.cpp:1: a function of 71 lines"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -133,7 +133,3 @@ class PhoneTest(unittest.TestCase):
         for text, found in (("a u:object_r:known:s0 exact", []), ("a u:r:known:s0", ["f: the policy knows no context of a"]),
                             ("a u:object_r:none:s0", ["f: the policy knows no context of a"]), ("#", ["f: labels nothing"])):
             self.assertEqual([*policy.check_contexts("f", text, {"known"})], found)
-
-
-if __name__ == "__main__":
-    unittest.main()

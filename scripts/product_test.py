@@ -41,9 +41,7 @@ def run(words, folder):
 
 class ProductTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         for name, text in (("Makefile", PRODUCT.format(root=ROOT)), ("base_rules.mk", RULES), ("clear_vars.mk", "")):
             (self.folder / name).write_text(text, encoding="utf-8")
 
@@ -102,7 +100,3 @@ class ProductTest(unittest.TestCase):
     def test_without_the_controller_no_policy_is_built(self):
         status, _, errors = run(["m4", "--fatal-warnings", "-s", CONTEXTS], ROOT)
         self.assertEqual((status, errors), (1, "file_contexts: BIVISTA_USB_CONTROLLER is not set: see docs/integration.md\n"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -13,9 +13,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 class ProgressTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="bivista-progress-")
-        self.addCleanup(folder.cleanup)
-        self.log = pathlib.Path(folder.name) / "log"
+        self.log = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix="bivista-progress-")), "log")
 
     def seen(self, command, before="", terminal=True, **environment):
         """Gives the exit status and what is seen, on a terminal or elsewhere."""
@@ -62,7 +60,3 @@ class ProgressTest(unittest.TestCase):
         self.assertEqual(status, 130)
         self.assertTrue(text.endswith("\n"), text)
         self.assertNotIn("building (x):", text)
-
-
-if __name__ == "__main__":
-    unittest.main()

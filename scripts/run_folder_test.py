@@ -20,9 +20,7 @@ def shell(script, **environment):
 
 class RunFolderTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="bivista-runs-")
-        self.addCleanup(folder.cleanup)
-        self.runs = pathlib.Path(folder.name)
+        self.runs = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix="bivista-runs-")))
 
     def make(self):
         status, out = shell(f'make_run_folder {self.runs}; echo "$out"')
@@ -55,7 +53,3 @@ class RunFolderTest(unittest.TestCase):
                                           (7, {"XDG_RUNTIME_DIR": ""}, "/tmp/hidl-7"), (0, {"HIDL_SOCKET_DIR": "/y"}, "/y")):
             self.assertEqual(shell(f'id() {{ echo {user}; }}; cd() {{ echo "$1"; false; }}; require_registry',
                                    **{"HIDL_SOCKET_DIR": "", **environment}), (0, folder))
-
-
-if __name__ == "__main__":
-    unittest.main()

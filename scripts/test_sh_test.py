@@ -30,9 +30,7 @@ esac
 
 class TestShTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="bivista-test-sh-")
-        self.addCleanup(folder.cleanup)
-        self.root = pathlib.Path(folder.name)
+        self.root = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix="bivista-test-sh-")))
         for name in ("test.sh", "scripts/common.sh", "scripts/progress.sh", "scripts/packages.txt"):
             (self.root / name).parent.mkdir(exist_ok=True)
             shutil.copy(ROOT / name, self.root / name)
@@ -88,7 +86,3 @@ class TestShTest(unittest.TestCase):
             self.assertIn(" libgtest-dev ", installed)
             for package in ("clang-tidy", "gdb", "libdbus-1-dev"):
                 self.assertEqual(f" {package} " in installed, others)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -65,9 +65,7 @@ class TourTest(unittest.TestCase):
         self.registry = self.folder()
 
     def folder(self):
-        folder = tempfile.TemporaryDirectory(prefix="bivista-tour-")
-        self.addCleanup(folder.cleanup)
-        return folder.name
+        return self.enterContext(tempfile.TemporaryDirectory(prefix="bivista-tour-"))
 
     def begin(self, registry, *words, **more):
         terminal = Terminal(registry, *words, **more)
