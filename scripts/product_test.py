@@ -3,12 +3,14 @@
 
 A product and as much of the platform's makefiles as these use are played; make and m4 are real.
 """
+import os
 import pathlib
 import subprocess
 import tempfile
 import unittest
 
 import nodes
+import phone
 import policy
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -25,6 +27,8 @@ told:
 	@echo packages $(PRODUCT_PACKAGES)
 	@echo m4 '$(addprefix -D,$(BOARD_SEPOLICY_M4DEFS))'
 	@echo policy $(BOARD_SEPOLICY_DIRS)
+	@echo matrix $(DEVICE_FRAMEWORK_COMPATIBILITY_MATRIX_FILE)
+	@echo module $(LOCAL_MODULE)
 """
 RULES = """\
 LOCAL_BUILT_MODULE := obj/$(LOCAL_MODULE)
@@ -60,10 +64,15 @@ class ProductTest(unittest.TestCase):
             self.assertIn(f'BIVISTA_USB_CONTROLLER is "{path}"; set it to the path below /sys/devices', errors)
 
     def test_the_product_gets_service_owners_and_policy(self):
-        program = "vendor.qmx.hardware.bivista@1.1-service"
-        self.assertEqual(self.told()["packages"], f"{program} ueventd.bivista.rc")
+        [program] = (properties["name"] for kind, properties in phone.read_blueprint(policy.read(ROOT / "Android.bp"))
+                     if kind == "cc_binary")
+        told = self.told()
+        self.assertEqual(told["packages"], f"{program} {told['module']}")
         self.assertEqual(self.told("BIVISTA_ODM_UEVENTD=false")["packages"], program)
-        self.assertEqual(self.told()["policy"], f"{ROOT}/service/sepolicy {ROOT}/service/sepolicy/neighbours")
+        folders = [f"{ROOT}/service/sepolicy", f"{ROOT}/service/sepolicy/neighbours"]
+        self.assertEqual(told["policy"].split(), folders)
+        self.assertEqual([folder for folder in folders if not os.path.isdir(folder)], [])
+        self.assertEqual(told["matrix"], f"{ROOT}/{phone.MATRIX}")
 
     def test_the_file_that_ueventd_reads_has_the_path(self):
         self.assertEqual(self.make("odm/ueventd.rc"), (0, "", ""))
