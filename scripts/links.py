@@ -42,14 +42,19 @@ def check(path, text, read):
             yield f"{place}: no such heading"
 
 
+def read(path):
+    """The text of a file, nothing for a folder; None when there is neither."""
+    if os.path.isdir(path):
+        return ""
+    if not os.path.isfile(path):
+        return None
+    with open(path, encoding="utf-8", errors="replace") as file:
+        return file.read()
+
+
 def main():
-    folder = pathlib.Path(sys.argv[1])
-
-    def read(path):
-        file = folder / path
-        return file.read_text(encoding="utf-8", errors="replace") if file.is_file() else None
-
-    paths = sorted(str(file.relative_to(folder)) for file in folder.rglob("*.md"))
+    os.chdir(sys.argv[1])
+    paths = sorted(map(str, pathlib.Path().rglob("*.md")))
     findings = [finding for path in paths for finding in check(path, read(path), read)]
     print(*findings, sep="\n", end="\n" if findings else "")
     return 1 if findings or not paths else 0

@@ -26,10 +26,6 @@ class LintTest(unittest.TestCase):
                              [f"display/A.cpp:1: display/ may not include {header}"])
             self.assertEqual(findings("emulator/phone/A.cpp", f"#include <{header}>\n"), [])
 
-    def test_device_folders_do_not_reach_into_the_host(self):
-        self.assertEqual(findings("display/A.cpp", '#include "emulator/cover/State.h"\n'),
-                         ["display/A.cpp:1: display/ may not include emulator/cover/State.h"])
-
     def test_the_service_sees_the_object_alone(self):
         self.assertEqual(findings("service/A.cpp", '#include "kernel/Bivista.h"\n'), [])
         self.assertEqual(findings("service/A.cpp", '#include "kernel/serial/SerialLink.h"\n'),
@@ -45,14 +41,16 @@ class LintTest(unittest.TestCase):
                              ("kernel/usb", "diagnostics/DumpText.h"), ("kernel/firmware", "display/B.h"),
                              ("kernel", "sub_display/B.h"), ("kernel", "display/B.h"),
                              ("kernel", "diagnostics/DumpText.h"), ("display", "sub_display/B.h"),
-                             ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h")):
+                             ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h"),
+                             ("display", "emulator/cover/B.h"), ("emulator/cover", "kernel/Bivista.h")):
             self.assertEqual(findings(f"{room}/A.cpp", f'#include "{header}"\n'),
                              [f"{room}/A.cpp:1: {room}/ may not include {header}"])
 
     def test_no_header_passes_the_object_on(self):
         self.assertEqual(findings("display/A.cpp", '#include "kernel/Bivista.h"\n'), [])
-        self.assertEqual(findings("display/A.h", '#pragma once\n#include "kernel/Bivista.h"\n'),
-                         ["display/A.h:2: display/ may not include kernel/Bivista.h"])
+        for room, header in (("display", "kernel/Bivista.h"), ("kernel", "Bivista.h")):
+            self.assertEqual(findings(f"{room}/A.h", f'#pragma once\n#include "{header}"\n'),
+                             [f"{room}/A.h:2: {room}/ may not include {header}"])
 
     def test_no_platform_conditions_in_device_folders(self):
         self.assertEqual(findings("kernel/A.cpp", "#ifdef __ANDROID__\n#endif\n"),
@@ -60,7 +58,7 @@ class LintTest(unittest.TestCase):
 
     def test_the_cover_model_is_pure(self):
         self.assertEqual(findings("emulator/cover/A.cpp", "#include <unistd.h>\n"),
-                         ["emulator/cover/A.cpp:1: the cover's model may not include unistd.h"])
+                         ["emulator/cover/A.cpp:1: emulator/cover/ may not include unistd.h"])
 
     def test_the_conformance_suite_sees_the_interface_alone(self):
         text = ('#include "BivistaTest.h"\n\n#include <string>\n#include <gtest/gtest.h>\n#include <utils/Mutex.h>\n'
@@ -68,13 +66,9 @@ class LintTest(unittest.TestCase):
         self.assertEqual(findings("vts/functional/A.cpp", text), [])
         for header in ('"kernel/Bivista.h"', "<vendor/qmx/hardware/lpwg/1.3/ILpwg.h>", "<unistd.h>"):
             self.assertEqual(findings("vts/functional/A.cpp", f"#include {header}\n"),
-                             ["vts/functional/A.cpp:1: the conformance suite may not include "
-                              + header[1:-1]])
+                             [f"vts/functional/A.cpp:1: vts/functional/ may not include {header[1:-1]}"])
         self.assertEqual(findings("vts/functional/A.cpp", "#ifdef __ANDROID__\n"),
-                         ["vts/functional/A.cpp:1: no conditional compilation in vts/"])
-
-    def test_other_rooms_include_what_they_like(self):
-        self.assertEqual(findings("tools/A.cpp", "#include <CLI/CLI.hpp>\n"), [])
+                         ["vts/functional/A.cpp:1: no conditional compilation in vts/functional/"])
 
     def test_headers_are_included_once(self):
         self.assertEqual(findings("tools/A.h", "int f();\n"), ["tools/A.h:1: no #pragma once"])
