@@ -2,12 +2,12 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Runs the commands of the documents, and prints those that fail, as FILE:LINE: COMMAND: exit N.
 
-usage: scripts/documents.py [--list] [DOCUMENT...]
+usage: scripts/documents.py [DOCUMENT...]
 
 Commands are those of blocks marked `sh`, and inline code that begins with a program of ours. A comment "exits N" after
 a command means that N is right. They run in the project's root, each block with an emulated phone of its own, some as
 INSTEAD has them. Of blocks marked `sh phone` and `sh package`, which take a phone or an installed package, only the
-syntax is checked. --list prints the commands and what is run.
+syntax is checked.
 
 Exit status: 0 all commands do what the documents say, 1 some do not.
 """
@@ -188,8 +188,7 @@ def git(*words):
 
 
 def main(arguments):
-    only_list = arguments[:1] == ["--list"]
-    paths = arguments[only_list:] or git("ls-files", "*.md").split()
+    paths = arguments or git("ls-files", "*.md").split()
     signal.signal(signal.SIGINT, signal.default_int_handler)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     before, failures = git("status", "--porcelain"), 0
@@ -197,9 +196,8 @@ def main(arguments):
         found = list(blocks((ROOT / path).read_text(encoding="utf-8")))
         print(f"{path}: {sum(len(commands) for _, commands in found)} commands", flush=True)
         for mark, commands in found:
-            lines = ([f"{path}:{each.line}: {each.text}\n    {each.to_run() if mark == 'sh' else mark}" for each in commands]
-                     if only_list else findings(path, mark, commands))
-            failures += bool(lines) and not only_list
+            lines = findings(path, mark, commands)
+            failures += bool(lines)
             print(*lines, sep="\n", end="\n" if lines else "", flush=True)
     if git("status", "--porcelain") != before:
         print(f"the commands have changed the project's files:\n{git('status', '--porcelain')}")

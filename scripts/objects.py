@@ -11,6 +11,8 @@ import json
 import re
 import sys
 
+# (object, symbol) of a line of llvm-nm.
+SYMBOL = re.compile(r"^(\S+): .*\b[A-Za-z] (\S+)$", re.MULTILINE)
 THROWS = re.compile(r"__cxa_(throw|rethrow|allocate_exception|begin_catch|end_catch)"
                     r"|__gxx_personality_v0|_Unwind_Resume|GCC_except_table\d*")
 KNOWS_TYPES = re.compile(r"_ZT[IS].*|__dynamic_cast|__cxa_bad_(cast|typeid)")
@@ -35,17 +37,9 @@ def check_flags(commands):
         yield "nothing was compiled"
 
 
-def symbols(text):
-    """(object, symbol) of each line."""
-    for line in text.splitlines():
-        words = line.split()
-        if len(words) >= 3:
-            yield words[0].split(":")[0], words[-1]
-
-
 def check_symbols(text, hardening):
     missing = dict(hardening)
-    found = list(symbols(text))
+    found = SYMBOL.findall(text)
     for file, name in found:
         if THROWS.fullmatch(name):
             yield f"{file}: exceptions: {name}"
@@ -61,8 +55,7 @@ def main():
     with open(sys.argv[1], encoding="utf-8") as file:
         commands = json.load(file)
     findings = [*check_flags(commands), *check_symbols(sys.stdin.read(), hardening)]
-    for finding in findings:
-        print(finding)
+    print(*findings, sep="\n", end="\n" if findings else "")
     return 1 if findings else 0
 
 
