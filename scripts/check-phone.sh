@@ -30,14 +30,11 @@ compile_policy() {
         { cat build/sepolicy/log; return 1; }
 }
 say "checkpolicy"
-if compile_policy; then
-    # Debian's modules are those of Debian's python.
+# Debian's modules are those of Debian's python.
+compile_policy &&
     /usr/bin/python3 -B scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
         build/sepolicy/file_contexts service/sepolicy/{property,hwservice}_contexts \
         service/sepolicy/neighbours/hwservice_contexts || outcome=1
-else
-    outcome=1
-fi
 
 build_preset phone
 mapfile -t objects < <(find build/phone -name '*.o')

@@ -38,16 +38,15 @@ def check_flags(commands):
 
 
 def check_symbols(text, hardening):
-    missing = dict(hardening)
     found = SYMBOL.findall(text)
     for file, name in found:
         if THROWS.fullmatch(name):
             yield f"{file}: exceptions: {name}"
         if KNOWS_TYPES.fullmatch(name):
             yield f"{file}: run-time type information: {name}"
-        missing = {what: shape for what, shape in missing.items() if not shape.fullmatch(name)}
-    for what in missing:
-        yield f"no {what} in {len({file for file, _ in found})} objects"
+    for what, shape in hardening.items():
+        if not any(shape.fullmatch(name) for _, name in found):
+            yield f"no {what} in {len({file for file, _ in found})} objects"
 
 
 def main():
