@@ -13,8 +13,8 @@ say "bpfmt: ${#blueprints[@]} files"
 unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 [ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
 
-# compile_policy: our policy in the place of the platform's that tests/sepolicy plays, for a product with
-# the controller that its table of labels has.
+# compile_policy: compiles our policy with the one of tests/sepolicy in the place of the platform's, for a
+# product with the controller of the labels in accesses.txt.
 compile_policy() {
     local own=service/sepolicy platform=tests/sepolicy
     mkdir -p build/sepolicy

@@ -12,19 +12,19 @@ build_preset release
 mkdir -p build/tidy
 jq 'unique_by(.file)' build/release/compile_commands.json >build/tidy/compile_commands.json
 jq -r '.[].file' build/tidy/compile_commands.json | sed "s#^$(pwd -P)/##" | sort >build/tidy/compiled
-# One source only some builds compile.
+# Only some builds compile this source.
 unbuilt=$(git ls-files '*.cpp' ':!host/hidl/TsanRefBase.cpp' | sort | comm -23 - build/tidy/compiled)
 [ -z "$unbuilt" ] || { say "not part of any target: $unbuilt"; outcome=1; }
 
-# tidy WHAT OPTION...: the files are on standard input. One a process: with several, the analyzer's check of
-# va_list reports what is not there.
+# tidy WHAT OPTION...: checks the files on standard input. Each has a process of its own: with several, the
+# analyzer's check of va_list reports errors that do not exist.
 tidy() {
     local log=build/clang-tidy-$1.log
     with_progress "clang-tidy ($1)" "$log" each clang-tidy -p build/tidy --quiet "${@:2}" && return
     grep -v '^\[' "$log"
     return 1
 }
-# What stays on the host gets a third of the analyzer's usual patience with a function.
+# The analyzer spends a third of its usual nodes on a function that stays on the host.
 analyzer=(--extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=max-nodes=75000)
 device_sources '*.cpp' >build/tidy/phone
 git ls-files '*.cpp' ':!tests' ':!vts' | sort | comm -12 - build/tidy/compiled | grep -vxFf build/tidy/phone |

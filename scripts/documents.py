@@ -35,32 +35,32 @@ LIMIT = 1800
 
 PROGRAM = r"(?:build/release/bin/)?bivista"
 SERVICE = "vendor::qmx::hardware::bivista::V1_1::implementation::Bivista"
-# What is run in the place of a whole command, of which the first pattern counts.
+# What this script runs in the place of a whole command; the first pattern that matches counts.
 INSTEAD = [(re.compile(pattern, re.DOTALL), text) for pattern, text in (
-    # Steps of ./test.sh, or for a quiet machine: whether there are such options, steps and names.
+    # They take too long here: whether there are such options, steps and names.
     (r"\./run\.sh.*", r"\g<0> --help"),
     (r"(?:\./test\.sh|vts/mutate\.py|bench/run\.sh).*", r"\g<0> --list"),
     (r"cmake --preset (?:asan|debug) && cmake --build .*", r"\g<0> -- -n"),
     (r"(?:SOAK_CYCLES=1000 )?(ctest --preset asan .*)", r"\1 -N | grep 'Total Tests: [1-9]'"),
-    # They take minutes: fewer cycles and inputs. ctest is content with no tests at all.
+    # Fewer cycles and inputs, since they take minutes. ctest succeeds without any tests.
     (r"SOAK_CYCLES=1000 (ctest .*)", r"SOAK_CYCLES=20 \1 --no-tests=error"),
     (r"(ctest .*)", r"\1 --no-tests=error"),
     (r"(build/fuzz/.*) -max_total_time=60 (.*)", r"\1 -runs=10000 \2"),
-    # gdb asks for commands: these fail without a process that comes as far, or without its symbols.
+    # gdb would ask for commands. These fail where the process does not come as far, or has no symbols.
     (rf"(.*{PROGRAM}-emulator run -- gdb) -ex run build/debug/(\S+)",
      rf"\1 -batch -ex 'tbreak {SERVICE}::bv_update_state' -ex run -ex 'backtrace 1' build/release/\2"),
     (r'(gdb [^"]*-p "[^"]+")', r"\1 -batch -ex 'info line main'"),
-    # They end by Ctrl-C.
+    # Ctrl-C ends them.
     (rf"{PROGRAM}ctl watch .*|{PROGRAM}-emulator ctl \w+ --follow|{PROGRAM}-emulator run(?: --journal \S+)?",
      lambda match: f"interrupted {shlex.quote(match[0])}"),
-    # Refused until the phone listens, which a person does not notice.
+    # The emulator refuses it until the phone listens; a person types too slowly to notice.
     (rf"{PROGRAM}-emulator ctl log .*", r"until \g<0>; do sleep 0.05; done"),
 )]
 
 HEAD = r"""
 failed=0
-# told PLACE-AND-COMMAND STATUS: judges the command that has just ended.
-told() {
+# judge PLACE-AND-COMMAND STATUS: reports the command that has just ended, if its status is another one.
+judge() {
     local outcome=$?
     [ $outcome = "$2" ] && return
     failed=1
@@ -79,7 +79,7 @@ interrupted() {
     cat "$work/interrupted"
     [ -s "$work/interrupted" ] && { [ $outcome = 0 ] || [ $outcome = 130 ]; }
 }
-# The machine may have other processes of a program than those of this phone.
+# Other phones on this machine may run the same programs.
 pidof() {
     grep -lzxF "HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR" /proc/[0-9]*/environ 2>/dev/null | cut -d/ -f3 | while read -r process; do
         [[ $(readlink "/proc/$process/exe") != */"${!#}" ]] || echo "$process"
@@ -163,24 +163,24 @@ def findings(path, mark, commands, limit=LIMIT):
     script = HEAD + (PHONE if USES_PHONE.search(texts) and not BRINGS_PHONE.search(texts) else "")
     for each in commands:
         place = shlex.quote(f"{path}:{each.line}: {each.text}")
-        script += f'{{\n{each.to_run()}\n}} >"$work/output" 2>&1\ntold {place} {each.status}\n'
+        script += f'{{\n{each.to_run()}\n}} >"$work/output" 2>&1\njudge {place} {each.status}\n'
     with tempfile.TemporaryDirectory(prefix="bivista-documents-") as work:
         environment = {**os.environ, "PATH": f"{ROOT}/build/release/bin:{os.environ['PATH']}", "work": work,
                        "HIDL_SOCKET_DIR": f"{work}/registry"}
-        # A person's shell ignores no signals, whatever the caller of this program does.
+        # The caller of this program may ignore signals; a person's shell does not.
         with subprocess.Popen(["env", "--default-signal", "bash", "-c", script + TAIL], cwd=ROOT, env=environment, text=True,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace",
                               start_new_session=True) as process:
             try:
-                told = process.communicate(timeout=limit)[0]
+                output = process.communicate(timeout=limit)[0]
             except BaseException as interruption:
                 os.killpg(process.pid, signal.SIGKILL)
                 if not isinstance(interruption, subprocess.TimeoutExpired):
                     raise
                 return [f"{path}:{commands[0].line}: still running after {limit} s"]
     if process.returncode not in (10, 11):
-        told += f"{path}:{commands[0].line}: the shell has left before the end of the block\n"
-    return told.splitlines()
+        output += f"{path}:{commands[0].line}: the shell has left before the end of the block\n"
+    return output.splitlines()
 
 
 def git(*words):

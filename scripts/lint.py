@@ -71,7 +71,7 @@ NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
 COMMENT = re.compile(r"//.*")
 QUIRK = re.compile(r"\bMeant:[\s/]+quirk[\s/]+([\w-]*)")
 ROW = re.compile(r"^\| `([\w-]+)` \|", re.MULTILINE)
-FUNCTION_START = re.compile(r"^[^\s#/}].*\{$")
+FUNCTION_START = re.compile(r"^(?!namespace|class|struct|enum|extern|const)[^\s#/}].*\{$")
 
 
 def room_of(path):
@@ -108,8 +108,7 @@ def lint_includes(path, number, line):
 def lint_functions(path, lines):
     start = None
     for number, line in enumerate(lines, 1):
-        if FUNCTION_START.match(line) and not line.startswith(("namespace", "class", "struct",
-                                                               "enum", "extern", "const")):
+        if FUNCTION_START.match(line):
             start = number
         elif line.startswith("}") and start is not None:
             if number - start > LONGEST_FUNCTION:

@@ -81,8 +81,7 @@ class LintTest(unittest.TestCase):
                          ["tools/A.cpp:2: Not is not used"])
         self.assertEqual(findings("tools/A.cpp", "using A = std::vector<int>;\n"),
                          ["tools/A.cpp:1: A is not used"])
-
-    def test_a_header_may_pass_names_on(self):
+        # A header may pass names on.
         self.assertEqual(findings("tools/A.h", "#pragma once\nusing testing::Not;\n"), [])
 
     def test_null_pointers_have_one_name(self):

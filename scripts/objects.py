@@ -18,7 +18,7 @@ THROWS = re.compile(r"__cxa_(throw|rethrow|allocate_exception|begin_catch|end_ca
 KNOWS_TYPES = re.compile(r"_ZT[IS].*|__dynamic_cast|__cxa_bad_(cast|typeid)")
 FLAGS = ("--target=aarch64-linux-gnu", "-std=gnu++17", "-O2", "-fno-exceptions", "-fno-rtti",
          "-fstack-protector-strong", "-D_FORTIFY_SOURCE=2")
-# Of sources that hidl-gen wrote the warnings are nobody's.
+# Sources that hidl-gen wrote are compiled without these.
 WARNINGS = ("-Wall", "-Wextra", "-Werror")
 # What must be there, and how it shows.
 HARDENING = {"stack protector": re.compile(r"__stack_chk_fail")}

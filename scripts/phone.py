@@ -1,5 +1,5 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-"""What the phone's build says must be true of the sources.
+"""Checks that the files of the phone's build fit the sources.
 
 - Every file that an Android.bp names exists, and every source of the service and every source beside another
   Android.bp is named. Every module of an interface is as hidl-gen writes it: the linker takes no less.

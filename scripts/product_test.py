@@ -23,7 +23,7 @@ CLEAR_VARS := clear_vars.mk
 TARGET_OUT_ODM := odm
 include {root}/bivista.mk
 include {root}/Android.mk
-told:
+printed:
 	@echo packages $(PRODUCT_PACKAGES)
 	@echo m4 '$(addprefix -D,$(BOARD_SEPOLICY_M4DEFS))'
 	@echo policy $(BOARD_SEPOLICY_DIRS)
@@ -52,27 +52,27 @@ class ProductTest(unittest.TestCase):
     def make(self, target, controller=CONTROLLER, *variables):
         return run(["make", "-s", target, f"BIVISTA_USB_CONTROLLER={controller}", *variables], self.folder)
 
-    def told(self, *variables):
-        status, text, errors = self.make("told", CONTROLLER, *variables)
+    def printed(self, *variables):
+        status, text, errors = self.make("printed", CONTROLLER, *variables)
         self.assertEqual((status, errors), (0, ""))
         return dict(line.split(" ", 1) for line in text.splitlines())
 
     def test_the_product_names_the_controller(self):
         for path in ("", "/sys/class/usb", "devices/platform", f"{CONTROLLER}/", f"{CONTROLLER} {CONTROLLER}", f"{CONTROLLER} x"):
-            status, _, errors = self.make("told", path)
+            status, _, errors = self.make("printed", path)
             self.assertEqual(status, 2)
             self.assertIn(f'BIVISTA_USB_CONTROLLER is "{path}"; set it to the path below /sys/devices', errors)
 
     def test_the_product_gets_service_owners_and_policy(self):
         [program] = (properties["name"] for kind, properties in phone.read_blueprint(policy.read(ROOT / "Android.bp"))
                      if kind == "cc_binary")
-        told = self.told()
-        self.assertEqual(told["packages"], f"{program} {told['module']}")
-        self.assertEqual(self.told("BIVISTA_ODM_UEVENTD=false")["packages"], program)
+        printed = self.printed()
+        self.assertEqual(printed["packages"], f"{program} {printed['module']}")
+        self.assertEqual(self.printed("BIVISTA_ODM_UEVENTD=false")["packages"], program)
         folders = [f"{ROOT}/service/sepolicy", f"{ROOT}/service/sepolicy/neighbours"]
-        self.assertEqual(told["policy"].split(), folders)
+        self.assertEqual(printed["policy"].split(), folders)
         self.assertEqual([folder for folder in folders if not os.path.isdir(folder)], [])
-        self.assertEqual(told["matrix"], f"{ROOT}/{phone.MATRIX}")
+        self.assertEqual(printed["matrix"], f"{ROOT}/{phone.MATRIX}")
 
     def test_the_file_that_ueventd_reads_has_the_path(self):
         self.assertEqual(self.make("odm/ueventd.rc"), (0, "", ""))
@@ -83,7 +83,7 @@ class ProductTest(unittest.TestCase):
 
     def labels(self, controller, *paths):
         """The labels of file_contexts that paths get, as the platform's build expands it."""
-        definition = self.told()["m4"].replace(CONTROLLER, controller)
+        definition = self.printed()["m4"].replace(CONTROLLER, controller)
         status, text, errors = run(["m4", "--fatal-warnings", "-s", definition, CONTEXTS], ROOT)
         self.assertEqual((status, errors), (0, ""))
         return [policy.label(path, policy.read_patterns(text), []) for path in paths]

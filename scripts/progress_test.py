@@ -16,7 +16,7 @@ class ProgressTest(unittest.TestCase):
         self.log = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix="bivista-progress-")), "log")
 
     def seen(self, command, before="", terminal=True, **environment):
-        """Gives the exit status and what is seen, on a terminal or elsewhere."""
+        """Returns the exit status and what is seen, on a terminal or elsewhere."""
         words = ["bash", "-c", "set -euo pipefail; source scripts/common.sh\n"
                  f"f() {{ {command}; }}; {before}\nwith_progress 'building (x)' {self.log} f"]
         if terminal:
