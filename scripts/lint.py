@@ -57,7 +57,6 @@ DEVICE_LIBRARIES = (
 STANDARD_LOCKS = {"condition_variable", "mutex", "shared_mutex"}
 LONGEST_FUNCTION = 60
 
-INTERFACES = ("interfaces/bivista/1.0/IBivista.hal", "interfaces/bivista/1.1/IBivista.hal")
 GUIDE = "docs/interface.md"
 QUIRKS = "docs/quirks.md"
 
@@ -165,7 +164,7 @@ def main():
     for path in names:
         text = links.read(path)
         findings.extend([*lint(path, text), *lint_quirks(path, text, quirks)])
-    for interface in INTERFACES:
+    for interface in files("interfaces/bivista/*/IBivista.hal"):
         findings.extend(lint_guide(links.read(interface), links.read(GUIDE)))
     for path in files("*.md"):
         findings.extend(links.check(path, links.read(path), links.read))
