@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# What a phone's build takes of this folder, as far as a host can build it: layout of Android.bp files, the
-# policy, and the device folders compiled for the phone's processor. phone_test.py checks what is written there.
+# What a phone's build takes of this folder, as far as a host can check it: Android.bp files, VINTF and
+# init files, frozen interfaces, the policy, and the device folders compiled for the phone's processor.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -12,6 +12,9 @@ mapfile -t blueprints < <(git ls-files '*Android.bp')
 say "bpfmt: ${#blueprints[@]} files"
 unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 [ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
+
+say "names, versions, hashes, nodes and their owners"
+(cd scripts && python3 -B -m unittest -q phone_test product_test) || outcome=1
 
 # compile_policy: compiles our policy with the one of tests/sepolicy in the place of the platform's, for a
 # product with the controller of the labels in accesses.txt.

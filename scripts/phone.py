@@ -78,16 +78,12 @@ def read_blueprint(text):
         yield kind, json.loads(re.sub(r",(\s*[\]}])", r"\1", re.sub(r"^(\s*)(\w+):", r'\1"\2":', body, flags=re.MULTILINE)))
 
 
-def named_files(properties):
-    for key in ("srcs", "init_rc", "vintf_fragments"):
-        yield from properties.get(key, [])
-
-
 def check_files(tree):
     for file, _, properties in tree.modules():
-        for name in named_files(properties):
-            if os.path.join(os.path.dirname(file), name) not in tree.names:
-                yield f"{file}: {properties['name']} names {name}, which does not exist"
+        for key in ("srcs", "init_rc", "vintf_fragments"):
+            for name in properties.get(key, []):
+                if os.path.join(os.path.dirname(file), name) not in tree.names:
+                    yield f"{file}: {properties['name']} names {name}, which does not exist"
 
 
 def check_sources(tree):
