@@ -94,5 +94,5 @@ inside bash /root/session.sh
 say "removing the package"
 inside dpkg --purge bivista >"$folder/dpkg.log" 2>&1 || { cat "$folder/dpkg.log" >&2; fail "dpkg --purge failed"; }
 inventory >"$folder/after"
-diff "$folder/before" "$folder/after" || fail "removing the package has left that behind"
+diff "$folder/before" "$folder/after" || fail "removing the package has left these files"
 say "nothing is left"

@@ -1,7 +1,7 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Tests of bivista.mk, Android.mk and file_contexts: what a product's build makes of its variables.
 
-A product and as much of the platform's makefiles as these use are played; make and m4 are real.
+Small makefiles stand in for a product and the platform's; make and m4 are real.
 """
 import os
 import pathlib

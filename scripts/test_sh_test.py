@@ -1,5 +1,5 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-"""Tests of ./test.sh: which steps it runs, and what its last lines say of them. The steps are played."""
+"""Tests of ./test.sh: which steps it runs, and what its last lines say of them. Small programs stand in for the steps."""
 import os
 import pathlib
 import shutil
