@@ -105,7 +105,8 @@ class TourTest(unittest.TestCase):
         kept = {name: (folder / name).read_bytes() for name in ("journal.jsonl", "service.log", "panel.png")}
         status, text = run(self.registry)
         self.assertEqual((status, text.splitlines()[-1]), (
-            2, "error: an emulator is running already in this registry folder: end it, or choose another one with HIDL_SOCKET_DIR"))
+            2, "error: an emulator is running already in this registry folder: end it, or choose another one with "
+               "HIDL_SOCKET_DIR"))
         self.assertEqual(os.path.realpath(LATEST), str(folder))
         # A tour has a registry folder of its own.
         status, text = run(self.registry, "--tour")
