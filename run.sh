@@ -45,23 +45,21 @@ done
 [ $install = no ] || install_packages build
 require_tools
 require_world
-[ $tour_only = yes ] || require_registry
 build_preset release bivista-service bivista-emulator bivistactl
-
-if [ $tour_only = yes ]; then
-    HIDL_SOCKET_DIR=$(mktemp -d)
-    export HIDL_SOCKET_DIR
-else
-    # Another may have come up during the build.
-    require_registry
-fi
-# What is waited for below stands in the log.
-export HOST_LOG_LEVEL=verbose
-
 bin=$PWD/build/release/bin
 service=$bin/vendor.qmx.hardware.bivista@1.1-service
 ctl=$bin/bivistactl
 emulator=$bin/bivista-emulator
+
+if [ $tour_only = yes ]; then
+    HIDL_SOCKET_DIR=$(mktemp -d)
+    export HIDL_SOCKET_DIR
+elif "$emulator" ctl show >/dev/null 2>&1; then
+    fail "an emulator is running already in this registry folder: end it, or choose another one with HIDL_SOCKET_DIR"
+fi
+# What is waited for below stands in the log.
+export HOST_LOG_LEVEL=verbose
+
 make_run_folder "$PWD/build/run"
 run=${out#"$PWD"/}
 

@@ -11,8 +11,7 @@ trap 'exit 130' INT
 every_step() {
     cat <<'STEPS'
 style      quick  layout of the sources, our own linters, the tests of the scripts
-tidy       all    static checks by clang-tidy
-g++        all    the device folders built by g++ too
+tidy       all    static checks by clang-tidy, and of the device folders by g++
 phone      all    what a phone's build takes; the device folders for its processor
 release    quick  every test, optimised as on the phone
 package    all    the Debian package: what is in it, lintian, its unit, its udev rule
@@ -96,7 +95,6 @@ run_step() {
     case $1 in
         style) scripts/check-style.sh ;;
         tidy) scripts/check-tidy.sh ;;
-        g++) scripts/check-gcc.sh ;;
         phone) scripts/check-phone.sh ;;
         release) build_preset release; run_ctest release ;;
         package) scripts/check-package.sh ;;

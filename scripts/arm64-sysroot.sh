@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Makes build/arm64-sysroot: Debian's libraries for 64-bit Arm, unpacked and not installed, so that
-# the packages of this machine stay as they are. Asks before it downloads them, unless told --yes.
+# the packages of this machine stay as they are. The script asks before it downloads them, unless --yes is given.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -32,7 +32,7 @@ size=$(with_packages --print-uris | awk '$1 ~ /^\x27/ { sum += $3 } END { printf
 say "Libraries for 64-bit Arm come from Debian's packages for arm64: $size MB, unpacked into"
 say "$sysroot and not installed."
 if [ "${1:-}" != --yes ]; then
-    [ -t 0 ] || fail "nobody is there to ask; say --yes"
+    [ -t 0 ] || fail "there is no terminal to ask on; use --yes"
     read -r -p "Download them? [y/N] " answer
     [ "$answer" = y ] || fail "without them there is no arm64 build"
 fi
@@ -40,7 +40,7 @@ with_packages --download-only >>"$apt/log" 2>&1 ||
     { tail -n 5 "$apt/log" >&2; fail "apt-get could not download (whole output: $apt/log)"; }
 
 for package in "$apt"/cache/archives/*.deb; do dpkg-deb -x "$package" "$sysroot"; done
-# As on every Debian 12: one folder for libraries, by two names; and links that stay below this root.
+# Debian 12 has one folder for libraries, by two names. Links stay below this root.
 cp -a "$sysroot/lib/." "$sysroot/usr/lib/"
 rm -rf "${sysroot:?}/lib"
 ln -s usr/lib "$sysroot/lib"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# The Debian package as it comes out of the build: what must be in it, what lintian says, its unit, its udev rule.
-# Installs nothing.
+# Checks the Debian package that the build makes: its files, lintian's findings, its unit, its udev rule.
+# The script installs nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -41,7 +41,7 @@ unit=$tree/usr/lib/systemd/system/bivista.service
 for file in $(grep -o '/\(etc/bivista\|usr\)/[^ ]*' "$unit"); do
     [ -e "$tree$file" ] || complain "the unit names $file, which is not in the package"
 done
-# Only the place of its program is not as installed.
+# The unit's program is where the package is unpacked.
 sed "s#^ExecStart=/#ExecStart=$tree/#" "$unit" >"$tree/bivista.service"
 complaints=$(systemd-analyze verify "$tree/bivista.service" 2>&1) && [ -z "$complaints" ] || complain "$complaints"
 systemd-analyze security --offline=true --threshold=$most_exposed "$tree/bivista.service" >"$tree/score" ||
@@ -49,7 +49,7 @@ systemd-analyze security --offline=true --threshold=$most_exposed "$tree/bivista
 tail -n 1 "$tree/score"
 
 say "the udev rule"
-# marks VENDOR PRODUCT MARK: the USB device of these ids and what hangs below it all get this mark.
+# marks VENDOR PRODUCT MARK: udev gives the USB device of these ids, its interface and its tty this mark.
 marks() {
     local expected found
     expected=$(printf '%s\n' "1-1 $3" "1-1:1.0 $3" "ttyACM0 $3")

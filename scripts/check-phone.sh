@@ -14,10 +14,10 @@ unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 [ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
 
 say "names, versions, hashes, nodes and their owners"
-for check in phone nodes; do python3 -B scripts/$check.py || outcome=1; done
+(cd scripts && python3 -B -m unittest -q phone_test product_test) || outcome=1
 
-# compile_policy: our policy in the place of the platform's that tests/sepolicy plays, for a product with
-# the controller that its table of labels has.
+# compile_policy: compiles our policy with the one of tests/sepolicy in the place of the platform's, for a
+# product with the controller of the labels in accesses.txt.
 compile_policy() {
     local own=service/sepolicy platform=tests/sepolicy
     mkdir -p build/sepolicy
@@ -33,14 +33,11 @@ compile_policy() {
         { cat build/sepolicy/log; return 1; }
 }
 say "checkpolicy"
-if compile_policy; then
-    # Debian's modules are those of Debian's python.
+# Debian's modules are those of Debian's python.
+compile_policy &&
     /usr/bin/python3 -B scripts/policy.py build/sepolicy/policy tests/sepolicy/accesses.txt \
         build/sepolicy/file_contexts service/sepolicy/{property,hwservice}_contexts \
         service/sepolicy/neighbours/hwservice_contexts || outcome=1
-else
-    outcome=1
-fi
 
 build_preset phone
 mapfile -t objects < <(find build/phone -name '*.o')

@@ -4,7 +4,7 @@ set -euo pipefail
 
 fail() { echo "error: $*" >&2; cat /run/log >&2; exit 1; }
 
-# serves COMMAND...: starts a command that brings up the service, and waits until a client finds that.
+# serves COMMAND...: starts a command that brings up the service, and waits until a client reaches it.
 serves() {
     echo "$*"
     "$@" >/run/log 2>&1 &
@@ -29,7 +29,7 @@ mkdir -m 0700 /run/hidl
 serves env "${environment[@]}" setpriv --no-new-privs --bounding-set=-all --inh-caps=-all "$(sed -n 's/^ExecStart=//p' $unit)"
 expect '{"method":"getBV2Connect","value":false}' bivistactl call getBV2Connect
 grep -qx 'CapEff:[[:space:]]*0*' "/proc/$program/status" || fail "it has capabilities"
-# As HOST_LOG_LEVEL of the unit has it.
+# The unit's HOST_LOG_LEVEL has these messages, and no less important ones.
 grep -q ' I .*Bivista HAL Ready' /run/log || fail "it does not say that it is ready"
 if grep ' D ' /run/log; then fail "it logs more than the unit asks for"; fi
 end

@@ -11,7 +11,7 @@ source scripts/common.sh
 
 folder=build/clean-root
 root=$PWD/$folder/root
-# The folder is made by the user, who can then delete what root leaves there.
+# The user makes the folder, and can delete what root leaves there.
 mkdir -p $folder
 if [ $# = 0 ]; then
     build_package
@@ -20,7 +20,7 @@ if [ $# = 0 ]; then
     exit
 fi
 package=$1
-# Nothing is mounted there but in namespaces of the commands below.
+# Only namespaces of the commands below have mounts there.
 remove_root() { rm -rf --one-file-system "$root"; }
 trap remove_root EXIT
 
@@ -39,8 +39,8 @@ make_bare() {
     mv "$folder/bare.tar.new" "$folder/bare.tar"
 }
 
-# inside COMMAND...: in the bare Debian, with processes, mounts and a /dev of its own. It becomes the
-# root of a mount namespace, since the emulator's world cannot be made in a mere chroot.
+# inside COMMAND...: runs a command in the bare Debian, with processes, mounts and a /dev of its own. The folder
+# becomes the root of a mount namespace: the emulator cannot make its world in a mere chroot.
 inside() {
     # shellcheck disable=SC2016
     unshare --mount --pid --fork --kill-child --ipc --uts bash -euc '
@@ -61,7 +61,7 @@ inside() {
         LC_ALL=C.UTF-8 "$@"
 }
 
-# Every file and folder, but what dpkg and apt keep for themselves.
+# inventory: prints every file and folder but those that dpkg and apt keep for themselves.
 inventory() {
     (cd "$root" && find . -xdev \( -path ./var/cache -o -path ./var/log -o -path ./var/lib/apt \
         -o -path ./var/lib/dpkg/status -o -path ./var/lib/dpkg/status-old -o -path './var/lib/dpkg/lock*' \
@@ -94,5 +94,5 @@ inside bash /root/session.sh
 say "removing the package"
 inside dpkg --purge bivista >"$folder/dpkg.log" 2>&1 || { cat "$folder/dpkg.log" >&2; fail "dpkg --purge failed"; }
 inventory >"$folder/after"
-diff "$folder/before" "$folder/after" || fail "removing the package has left that behind"
+diff "$folder/before" "$folder/after" || fail "removing the package has left these files"
 say "nothing is left"

@@ -7,8 +7,11 @@ fail() { printf 'error: %s\n' "$*" >&2; exit 2; }
 
 # package_lines KIND...: the Debian packages of these kinds in scripts/packages.txt, each with what it is for.
 package_lines() {
-    local kind
-    for kind in "$@"; do awk -v kind="$kind" '$1 == kind { $1 = ""; print }' scripts/packages.txt; done
+    awk -v kinds=" $* " '/^[^#]/ {
+        count = split($1, needed, ",")
+        $1 = ""
+        for (i = 1; i <= count; i++) if (index(kinds, " " needed[i] " ")) { print; next }
+    }' scripts/packages.txt
 }
 packages_for() { package_lines "$@" | awk '{ print $1 }'; }
 

@@ -2,12 +2,12 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Runs the commands of the documents, and prints those that fail, as FILE:LINE: COMMAND: exit N.
 
-usage: scripts/documents.py [--list] [DOCUMENT...]
+usage: scripts/documents.py [DOCUMENT...]
 
 Commands are those of blocks marked `sh`, and inline code that begins with a program of ours. A comment "exits N" after
 a command means that N is right. They run in the project's root, each block with an emulated phone of its own, some as
 INSTEAD has them. Of blocks marked `sh phone` and `sh package`, which take a phone or an installed package, only the
-syntax is checked. --list prints the commands and what is run.
+syntax is checked.
 
 Exit status: 0 all commands do what the documents say, 1 some do not.
 """
@@ -35,32 +35,32 @@ LIMIT = 1800
 
 PROGRAM = r"(?:build/release/bin/)?bivista"
 SERVICE = "vendor::qmx::hardware::bivista::V1_1::implementation::Bivista"
-# What is run in the place of a whole command, of which the first pattern counts.
+# What this script runs in the place of a whole command; the first pattern that matches counts.
 INSTEAD = [(re.compile(pattern, re.DOTALL), text) for pattern, text in (
-    # Steps of ./test.sh, or for a quiet machine: whether there are such options, steps and names.
+    # They take too long here: whether there are such options, steps and names.
     (r"\./run\.sh.*", r"\g<0> --help"),
     (r"(?:\./test\.sh|vts/mutate\.py|bench/run\.sh).*", r"\g<0> --list"),
     (r"cmake --preset (?:asan|debug) && cmake --build .*", r"\g<0> -- -n"),
     (r"(?:SOAK_CYCLES=1000 )?(ctest --preset asan .*)", r"\1 -N | grep 'Total Tests: [1-9]'"),
-    # They take minutes: fewer cycles and inputs. ctest is content with no tests at all.
+    # Fewer cycles and inputs, since they take minutes. ctest succeeds without any tests.
     (r"SOAK_CYCLES=1000 (ctest .*)", r"SOAK_CYCLES=20 \1 --no-tests=error"),
     (r"(ctest .*)", r"\1 --no-tests=error"),
     (r"(build/fuzz/.*) -max_total_time=60 (.*)", r"\1 -runs=10000 \2"),
-    # gdb asks for commands: these fail without a process that comes as far, or without its symbols.
+    # gdb would ask for commands. These fail where the process does not come as far, or has no symbols.
     (rf"(.*{PROGRAM}-emulator run -- gdb) -ex run build/debug/(\S+)",
      rf"\1 -batch -ex 'tbreak {SERVICE}::bv_update_state' -ex run -ex 'backtrace 1' build/release/\2"),
     (r'(gdb [^"]*-p "[^"]+")', r"\1 -batch -ex 'info line main'"),
-    # They end by Ctrl-C.
+    # Ctrl-C ends them.
     (rf"{PROGRAM}ctl watch .*|{PROGRAM}-emulator ctl \w+ --follow|{PROGRAM}-emulator run(?: --journal \S+)?",
      lambda match: f"interrupted {shlex.quote(match[0])}"),
-    # Refused until the phone listens, which a person does not notice.
+    # The emulator refuses it until the phone listens; a person types too slowly to notice.
     (rf"{PROGRAM}-emulator ctl log .*", r"until \g<0>; do sleep 0.05; done"),
 )]
 
 HEAD = r"""
 failed=0
-# told PLACE-AND-COMMAND STATUS: judges the command that has just ended.
-told() {
+# judge PLACE-AND-COMMAND STATUS: reports the command that has just ended, if its status is another one.
+judge() {
     local outcome=$?
     [ $outcome = "$2" ] && return
     failed=1
@@ -79,7 +79,7 @@ interrupted() {
     cat "$work/interrupted"
     [ -s "$work/interrupted" ] && { [ $outcome = 0 ] || [ $outcome = 130 ]; }
 }
-# The machine may have other processes of a program than those of this phone.
+# Other phones on this machine may run the same programs.
 pidof() {
     grep -lzxF "HIDL_SOCKET_DIR=$HIDL_SOCKET_DIR" /proc/[0-9]*/environ 2>/dev/null | cut -d/ -f3 | while read -r process; do
         [[ $(readlink "/proc/$process/exe") != */"${!#}" ]] || echo "$process"
@@ -163,24 +163,24 @@ def findings(path, mark, commands, limit=LIMIT):
     script = HEAD + (PHONE if USES_PHONE.search(texts) and not BRINGS_PHONE.search(texts) else "")
     for each in commands:
         place = shlex.quote(f"{path}:{each.line}: {each.text}")
-        script += f'{{\n{each.to_run()}\n}} >"$work/output" 2>&1\ntold {place} {each.status}\n'
+        script += f'{{\n{each.to_run()}\n}} >"$work/output" 2>&1\njudge {place} {each.status}\n'
     with tempfile.TemporaryDirectory(prefix="bivista-documents-") as work:
         environment = {**os.environ, "PATH": f"{ROOT}/build/release/bin:{os.environ['PATH']}", "work": work,
                        "HIDL_SOCKET_DIR": f"{work}/registry"}
-        # A person's shell ignores no signals, whatever the caller of this program does.
+        # The caller of this program may ignore signals; a person's shell does not.
         with subprocess.Popen(["env", "--default-signal", "bash", "-c", script + TAIL], cwd=ROOT, env=environment, text=True,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace",
                               start_new_session=True) as process:
             try:
-                told = process.communicate(timeout=limit)[0]
+                output = process.communicate(timeout=limit)[0]
             except BaseException as interruption:
                 os.killpg(process.pid, signal.SIGKILL)
                 if not isinstance(interruption, subprocess.TimeoutExpired):
                     raise
                 return [f"{path}:{commands[0].line}: still running after {limit} s"]
     if process.returncode not in (10, 11):
-        told += f"{path}:{commands[0].line}: the shell has left before the end of the block\n"
-    return told.splitlines()
+        output += f"{path}:{commands[0].line}: the shell has left before the end of the block\n"
+    return output.splitlines()
 
 
 def git(*words):
@@ -188,8 +188,7 @@ def git(*words):
 
 
 def main(arguments):
-    only_list = arguments[:1] == ["--list"]
-    paths = arguments[only_list:] or git("ls-files", "*.md").split()
+    paths = arguments or git("ls-files", "*.md").split()
     signal.signal(signal.SIGINT, signal.default_int_handler)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     before, failures = git("status", "--porcelain"), 0
@@ -197,9 +196,8 @@ def main(arguments):
         found = list(blocks((ROOT / path).read_text(encoding="utf-8")))
         print(f"{path}: {sum(len(commands) for _, commands in found)} commands", flush=True)
         for mark, commands in found:
-            lines = ([f"{path}:{each.line}: {each.text}\n    {each.to_run() if mark == 'sh' else mark}" for each in commands]
-                     if only_list else findings(path, mark, commands))
-            failures += bool(lines) and not only_list
+            lines = findings(path, mark, commands)
+            failures += bool(lines)
             print(*lines, sep="\n", end="\n" if lines else "", flush=True)
     if git("status", "--porcelain") != before:
         print(f"the commands have changed the project's files:\n{git('status', '--porcelain')}")

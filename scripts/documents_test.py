@@ -31,7 +31,7 @@ class DocumentsTest(unittest.TestCase):
         self.assertEqual(commands("`bivistactl status`, `A=b ./test.sh x`\n`bivistactl status`, `bivistactl`, `AT%SWV x`"),
                          [("sh", [(1, "A=b ./test.sh x", 0)]), ("sh", [(1, "bivistactl status", 0)])])
 
-    def test_what_fails_is_told_with_its_output(self):
+    def test_what_fails_is_reported_with_its_output(self):
         self.assertEqual(findings("cd docs", "ls *.md", "test -f integration.md"), [])
         self.assertEqual(findings("true", "echo a; echo b >&2; (exit 2)", "(exit 3) # exits 3", "true # exits 3"), [
             "x.md:3: echo a; echo b >&2; (exit 2): exit 2", "    a", "    b", "x.md:5: true: exit 0"])
@@ -39,10 +39,10 @@ class DocumentsTest(unittest.TestCase):
         self.assertEqual(findings("sleep 1000", limit=0.2), ["x.md:2: still running after 0.2 s"])
         self.assertEqual(findings("a 'b", mark="sh phone"), ["x.md:2: a 'b: no whole command"])
 
-    def test_options_and_names_that_have_gone_are_told(self):
+    def test_options_and_names_that_have_gone_are_reported(self):
         self.assertEqual(findings("./test.sh --only style", "bench/run.sh uevent", "vts/mutate.py", "./run.sh --tour"), [])
         for text in ("./test.sh --onyl style", "./test.sh --only stile", "bench/run.sh uevnet", "vts/mutate.py build/release x",
-                     "./run.sh --tuor"):
+                     "./run.sh --tuor", "./run.sh --color=blue"):
             self.assertEqual(findings(text)[0], f"x.md:2: {text}: exit 2")
 
     def test_what_ends_by_ctrl_c_must_print_and_may_end_so(self):
@@ -66,7 +66,3 @@ class DocumentsTest(unittest.TestCase):
                  for command in found}
         for pattern, _ in documents.INSTEAD:
             self.assertTrue(any(map(pattern.fullmatch, texts)), pattern)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,21 +3,21 @@
 
     scripts/links.py FOLDER     looks at the documents below a folder; prints one line per finding, and exits 1 then
 """
+import glob
 import os
-import pathlib
 import re
 import sys
 
 CODE = re.compile(r"^ *```.*?^ *```|`[^`\n]*`", re.MULTILINE | re.DOTALL)
 HEADING = re.compile(r"^#{1,6} +(.*?)[ #]*$", re.MULTILINE)
 LINK = re.compile(r"\]\(([^()\s]+)\)")
-# Leads out of the project.
+# The beginning of a link out of the project.
 OUTSIDE = re.compile(r"[a-z]+:", re.IGNORECASE)
 
 
 def anchors(text):
-    """What the headings are called in links: words in lower case, without marks, joined by hyphens; the second of a name
-    is name-1."""
+    """The names of headings in links: words in lower case, without marks, joined by hyphens; the second of a name is
+    name-1."""
     found = []
     for heading in HEADING.findall(re.sub(r"^ *```.*?^ *```", "", text, flags=re.MULTILINE | re.DOTALL)):
         name = re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
@@ -42,14 +42,19 @@ def check(path, text, read):
             yield f"{place}: no such heading"
 
 
+def read(path):
+    """The text of a file, nothing for a folder; None when there is neither."""
+    if os.path.isdir(path):
+        return ""
+    if not os.path.isfile(path):
+        return None
+    with open(path, encoding="utf-8", errors="replace") as file:
+        return file.read()
+
+
 def main():
-    folder = pathlib.Path(sys.argv[1])
-
-    def read(path):
-        file = folder / path
-        return file.read_text(encoding="utf-8", errors="replace") if file.is_file() else None
-
-    paths = sorted(str(file.relative_to(folder)) for file in folder.rglob("*.md"))
+    os.chdir(sys.argv[1])
+    paths = sorted(glob.glob("**/*.md", recursive=True))
     findings = [finding for path in paths for finding in check(path, read(path), read)]
     print(*findings, sep="\n", end="\n" if findings else "")
     return 1 if findings or not paths else 0

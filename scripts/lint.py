@@ -1,14 +1,12 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """Rules of this project that no compiler checks.
 
-- The device folders (service, kernel, diagnostics, display, sub_display) hold no conditional compilation for the
-  platform, and include nothing but the standard library, Linux, the public headers of the Android
-  libraries that they use, and each other as the table ROOMS allows. None of the standard locks:
-  those of the phone's library have destructors, which run at exit while the service's threads go on.
+- The rooms of the table ROOMS hold no conditional compilation for the platform. They include the
+  standard library, each other as the table allows, and libraries: the device folders Linux and the public
+  headers of Android, the conformance suite GoogleTest and HIDL, so that it sees nothing of the service but
+  its interface, and the cover's model none. No room includes the standard locks: those of the phone's
+  library have destructors, which run at exit while the service's threads go on.
 - Elsewhere locks are <utils/Mutex.h>'s, whose annotations clang checks; the standard library's have none.
-- The conformance suite includes the standard library, GoogleTest, HIDL and itself alone, so that it
-  sees nothing of the service but its interface, and has no conditional compilation either.
-- The cover's model includes the standard library and itself alone.
 - Every header has `#pragma once`; no function body is longer than a screen.
 - A name that a source file makes short by `using` is used there; null pointers are `nullptr`.
 - The guide to the interface has every method of it.
@@ -24,19 +22,11 @@ import sys
 
 import links
 
-ANDROID = (
-    "android/log.h", "cutils/", "hidl/", "usbhost/", "utils/RefBase.h", "utils/StrongPointer.h",
-    "vendor/qmx/hardware/",
-)
-LINUX = ("linux/", "sys/")
-LINUX_FILES = {"dirent.h", "fcntl.h", "libgen.h", "poll.h", "pthread.h", "sched.h", "strings.h",
-               "termios.h", "unistd.h"}
-# Instead of these: kernel/base/Mutex.h.
-STANDARD_LOCKS = {"condition_variable", "mutex", "shared_mutex"}
 OBJECT = "kernel/Bivista.h"
 COUNTS = "diagnostics/Statistics.h"
 # Folder: the project's headers that it may include, as docs/architecture.md draws them. Sources may
-# include the service object; headers may not, so that few files hang on it.
+# include the service object, but not those of PURE; headers may not, so that few files hang on it.
+PURE = {"kernel/base", "emulator/cover", "vts/functional"}
 ROOMS = {
     "service": ("kernel/base/",),
     "diagnostics": ("diagnostics/", "display/", "sub_display/", "kernel/"),
@@ -49,13 +39,24 @@ ROOMS = {
     "kernel/serial": ("kernel/serial/", COUNTS, "kernel/base/"),
     "kernel/hid": ("kernel/hid/", "kernel/base/"),
     "kernel/base": ("kernel/base/",),
+    "emulator/cover": ("emulator/cover/",),
+    "vts/functional": ("vts/functional/",),
 }
-SUITE = "vts/functional/"
-# libutils is a part of HIDL: android::sp is from there, too.
-SUITE_LIBRARIES = ("gtest/", "hidl/", "utils/Mutex.h", "vendor/qmx/hardware/bivista/")
+# The headers of other libraries than the standard one that a room may include.
+LIBRARIES = {
+    "emulator/cover": (),
+    # libutils is a part of HIDL: android::sp is from there, too.
+    "vts/functional": ("gtest/", "hidl/", "utils/Mutex.h", "vendor/qmx/hardware/bivista/"),
+}
+DEVICE_LIBRARIES = (
+    "android/log.h", "cutils/", "hidl/", "usbhost/", "utils/RefBase.h", "utils/StrongPointer.h",
+    "vendor/qmx/hardware/", "linux/", "sys/", "dirent.h", "fcntl.h", "libgen.h", "poll.h", "pthread.h",
+    "sched.h", "strings.h", "termios.h", "unistd.h",
+)
+# Instead of these: kernel/base/Mutex.h.
+STANDARD_LOCKS = {"condition_variable", "mutex", "shared_mutex"}
 LONGEST_FUNCTION = 60
 
-INTERFACES = ("interfaces/bivista/1.0/IBivista.hal", "interfaces/bivista/1.1/IBivista.hal")
 GUIDE = "docs/interface.md"
 QUIRKS = "docs/quirks.md"
 
@@ -69,11 +70,7 @@ NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
 COMMENT = re.compile(r"//.*")
 QUIRK = re.compile(r"\bMeant:[\s/]+quirk[\s/]+([\w-]*)")
 ROW = re.compile(r"^\| `([\w-]+)` \|", re.MULTILINE)
-FUNCTION_START = re.compile(r"^[^\s#/}].*\{$")
-
-
-def is_standard(header):
-    return re.fullmatch(r"[a-z_0-9]+", header) is not None
+FUNCTION_START = re.compile(r"^(?!namespace|class|struct|enum|extern|const)[^\s#/}].*\{$")
 
 
 def room_of(path):
@@ -84,46 +81,33 @@ def room_of(path):
     return folder or None
 
 
-def allowed_in_room(path, room, bracket, header):
+def may_include(path, room, bracket, header):
     if bracket == '"':
-        if header == OBJECT:
-            return room != "kernel/base" and path.endswith(".cpp")
-        return header.startswith(ROOMS[room])
-    if header in STANDARD_LOCKS:
-        return False
-    return (is_standard(header) or header.startswith(ANDROID) or header.startswith(LINUX)
-            or header in LINUX_FILES)
-
-
-def allowed_in_suite(bracket, header):
-    if bracket == '"':
-        return "/" not in header
-    return is_standard(header) or header.startswith(SUITE_LIBRARIES)
+        included = header if "/" in header else f"{os.path.dirname(path)}/{header}"
+        if included == OBJECT:
+            return room not in PURE and path.endswith(".cpp")
+        return included.startswith(ROOMS[room])
+    if re.fullmatch(r"[a-z_0-9]+", header):
+        return header not in STANDARD_LOCKS
+    return header.startswith(LIBRARIES.get(room, DEVICE_LIBRARIES))
 
 
 def lint_includes(path, number, line):
     room = room_of(path)
+    if not room:
+        return
     match = INCLUDE.match(line)
-    if match:
-        bracket, header = match.groups()
-        if room and not allowed_in_room(path, room, bracket, header):
-            yield f"{path}:{number}: {room}/ may not include {header}"
-        if path.startswith(SUITE) and not allowed_in_suite(bracket, header):
-            yield f"{path}:{number}: the conformance suite may not include {header}"
-        if path.startswith("emulator/cover/"):
-            own = bracket == '"' and header.startswith("emulator/cover/")
-            if not own and not (bracket == "<" and is_standard(header)):
-                yield f"{path}:{number}: the cover's model may not include {header}"
+    if match and not may_include(path, room, *match.groups()):
+        yield f"{path}:{number}: {room}/ may not include {match[2]}"
     match = CONDITIONAL.match(line)
-    if match and (room or path.startswith(SUITE)) and "__clang__" not in match.group(1):
-        yield f"{path}:{number}: no conditional compilation in {path.split('/')[0]}/"
+    if match and "__clang__" not in match[1]:
+        yield f"{path}:{number}: no conditional compilation in {room}/"
 
 
 def lint_functions(path, lines):
     start = None
     for number, line in enumerate(lines, 1):
-        if FUNCTION_START.match(line) and not line.startswith(("namespace", "class", "struct",
-                                                               "enum", "extern", "const")):
+        if FUNCTION_START.match(line):
             start = number
         elif line.startswith("}") and start is not None:
             if number - start > LONGEST_FUNCTION:
@@ -173,29 +157,18 @@ def files(*patterns):
                           check=True).stdout.split()
 
 
-def read(path):
-    """The text of a file, nothing for a folder; None when there is neither."""
-    if os.path.isdir(path):
-        return ""
-    if not os.path.isfile(path):
-        return None
-    with open(path, encoding="utf-8", errors="replace") as file:
-        return file.read()
-
-
 def main():
     names = files("*.cpp", "*.h")
     findings = []
-    quirks = read(QUIRKS)
+    quirks = links.read(QUIRKS)
     for path in names:
-        text = read(path)
+        text = links.read(path)
         findings.extend([*lint(path, text), *lint_quirks(path, text, quirks)])
-    for interface in INTERFACES:
-        findings.extend(lint_guide(read(interface), read(GUIDE)))
+    for interface in files("interfaces/bivista/*/IBivista.hal"):
+        findings.extend(lint_guide(links.read(interface), links.read(GUIDE)))
     for path in files("*.md"):
-        findings.extend(links.check(path, read(path), read))
-    for finding in findings:
-        print(finding)
+        findings.extend(links.check(path, links.read(path), links.read))
+    print(*findings, sep="\n", end="\n" if findings else "")
     return 1 if findings or not names else 0
 
 

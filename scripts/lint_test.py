@@ -16,19 +16,17 @@ class LintTest(unittest.TestCase):
                 '#include <cutils/klog.h>\n#include "kernel/base/Log.h"\n')
         self.assertEqual(findings("kernel/A.cpp", text), [])
 
-    def test_device_folders_take_no_other_library(self):
-        self.assertEqual(findings("kernel/A.cpp", "#include <nlohmann/json.hpp>\n"),
-                         ["kernel/A.cpp:1: kernel/ may not include nlohmann/json.hpp"])
+    def test_rooms_take_no_other_library(self):
+        for room, header in (("kernel", "nlohmann/json.hpp"), ("emulator/cover", "unistd.h"), ("vts/functional", "unistd.h"),
+                             ("vts/functional", "vendor/qmx/hardware/lpwg/1.3/ILpwg.h")):
+            self.assertEqual(findings(f"{room}/A.cpp", f"#include <{header}>\n"),
+                             [f"{room}/A.cpp:1: {room}/ may not include {header}"])
 
     def test_device_folders_take_no_lock_that_is_destroyed_at_exit(self):
         for header in ("condition_variable", "mutex", "shared_mutex"):
             self.assertEqual(findings("display/A.cpp", f"#include <{header}>\n"),
                              [f"display/A.cpp:1: display/ may not include {header}"])
             self.assertEqual(findings("emulator/phone/A.cpp", f"#include <{header}>\n"), [])
-
-    def test_device_folders_do_not_reach_into_the_host(self):
-        self.assertEqual(findings("display/A.cpp", '#include "emulator/cover/State.h"\n'),
-                         ["display/A.cpp:1: display/ may not include emulator/cover/State.h"])
 
     def test_the_service_sees_the_object_alone(self):
         self.assertEqual(findings("service/A.cpp", '#include "kernel/Bivista.h"\n'), [])
@@ -45,36 +43,27 @@ class LintTest(unittest.TestCase):
                              ("kernel/usb", "diagnostics/DumpText.h"), ("kernel/firmware", "display/B.h"),
                              ("kernel", "sub_display/B.h"), ("kernel", "display/B.h"),
                              ("kernel", "diagnostics/DumpText.h"), ("display", "sub_display/B.h"),
-                             ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h")):
+                             ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h"),
+                             ("display", "emulator/cover/B.h"), ("emulator/cover", "kernel/Bivista.h"),
+                             ("vts/functional", "kernel/Bivista.h")):
             self.assertEqual(findings(f"{room}/A.cpp", f'#include "{header}"\n'),
                              [f"{room}/A.cpp:1: {room}/ may not include {header}"])
 
     def test_no_header_passes_the_object_on(self):
         self.assertEqual(findings("display/A.cpp", '#include "kernel/Bivista.h"\n'), [])
-        self.assertEqual(findings("display/A.h", '#pragma once\n#include "kernel/Bivista.h"\n'),
-                         ["display/A.h:2: display/ may not include kernel/Bivista.h"])
+        for room, header in (("display", "kernel/Bivista.h"), ("kernel", "Bivista.h")):
+            self.assertEqual(findings(f"{room}/A.h", f'#pragma once\n#include "{header}"\n'),
+                             [f"{room}/A.h:2: {room}/ may not include {header}"])
 
-    def test_no_platform_conditions_in_device_folders(self):
-        self.assertEqual(findings("kernel/A.cpp", "#ifdef __ANDROID__\n#endif\n"),
-                         ["kernel/A.cpp:1: no conditional compilation in kernel/"])
-
-    def test_the_cover_model_is_pure(self):
-        self.assertEqual(findings("emulator/cover/A.cpp", "#include <unistd.h>\n"),
-                         ["emulator/cover/A.cpp:1: the cover's model may not include unistd.h"])
+    def test_no_platform_conditions_in_rooms(self):
+        for room in ("kernel", "emulator/cover", "vts/functional"):
+            self.assertEqual(findings(f"{room}/A.cpp", "#ifdef __ANDROID__\n#endif\n"),
+                             [f"{room}/A.cpp:1: no conditional compilation in {room}/"])
 
     def test_the_conformance_suite_sees_the_interface_alone(self):
         text = ('#include "BivistaTest.h"\n\n#include <string>\n#include <gtest/gtest.h>\n#include <utils/Mutex.h>\n'
                 '#include <vendor/qmx/hardware/bivista/1.1/IBivista.h>\n')
         self.assertEqual(findings("vts/functional/A.cpp", text), [])
-        for header in ('"kernel/Bivista.h"', "<vendor/qmx/hardware/lpwg/1.3/ILpwg.h>", "<unistd.h>"):
-            self.assertEqual(findings("vts/functional/A.cpp", f"#include {header}\n"),
-                             ["vts/functional/A.cpp:1: the conformance suite may not include "
-                              + header[1:-1]])
-        self.assertEqual(findings("vts/functional/A.cpp", "#ifdef __ANDROID__\n"),
-                         ["vts/functional/A.cpp:1: no conditional compilation in vts/"])
-
-    def test_other_rooms_include_what_they_like(self):
-        self.assertEqual(findings("tools/A.cpp", "#include <CLI/CLI.hpp>\n"), [])
 
     def test_headers_are_included_once(self):
         self.assertEqual(findings("tools/A.h", "int f();\n"), ["tools/A.h:1: no #pragma once"])
@@ -87,8 +76,7 @@ class LintTest(unittest.TestCase):
                          ["tools/A.cpp:2: Not is not used"])
         self.assertEqual(findings("tools/A.cpp", "using A = std::vector<int>;\n"),
                          ["tools/A.cpp:1: A is not used"])
-
-    def test_a_header_may_pass_names_on(self):
+        # A header may pass names on.
         self.assertEqual(findings("tools/A.h", "#pragma once\nusing testing::Not;\n"), [])
 
     def test_null_pointers_have_one_name(self):
@@ -141,8 +129,5 @@ class LintTest(unittest.TestCase):
         short = "int f() {\n" + "    g();\n" * 50 + "}\n"
         long = "int f() {\n" + "    g();\n" * 70 + "}\n"
         self.assertEqual(findings("tools/A.cpp", short), [])
+        self.assertEqual(findings("tools/A.cpp", long.replace("int f()", "class A")), [])
         self.assertEqual(findings("tools/A.cpp", long), ["tools/A.cpp:1: a function of 71 lines"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -11,12 +11,14 @@ import json
 import re
 import sys
 
+# (object, symbol) of a line of llvm-nm.
+SYMBOL = re.compile(r"^(\S+): .*\b[A-Za-z] (\S+)$", re.MULTILINE)
 THROWS = re.compile(r"__cxa_(throw|rethrow|allocate_exception|begin_catch|end_catch)"
                     r"|__gxx_personality_v0|_Unwind_Resume|GCC_except_table\d*")
 KNOWS_TYPES = re.compile(r"_ZT[IS].*|__dynamic_cast|__cxa_bad_(cast|typeid)")
 FLAGS = ("--target=aarch64-linux-gnu", "-std=gnu++17", "-O2", "-fno-exceptions", "-fno-rtti",
          "-fstack-protector-strong", "-D_FORTIFY_SOURCE=2")
-# Of sources that hidl-gen wrote the warnings are nobody's.
+# Sources that hidl-gen wrote are compiled without these.
 WARNINGS = ("-Wall", "-Wextra", "-Werror")
 # What must be there, and how it shows.
 HARDENING = {"stack protector": re.compile(r"__stack_chk_fail")}
@@ -35,25 +37,16 @@ def check_flags(commands):
         yield "nothing was compiled"
 
 
-def symbols(text):
-    """(object, symbol) of each line."""
-    for line in text.splitlines():
-        words = line.split()
-        if len(words) >= 3:
-            yield words[0].split(":")[0], words[-1]
-
-
 def check_symbols(text, hardening):
-    missing = dict(hardening)
-    found = list(symbols(text))
+    found = SYMBOL.findall(text)
     for file, name in found:
         if THROWS.fullmatch(name):
             yield f"{file}: exceptions: {name}"
         if KNOWS_TYPES.fullmatch(name):
             yield f"{file}: run-time type information: {name}"
-        missing = {what: shape for what, shape in missing.items() if not shape.fullmatch(name)}
-    for what in missing:
-        yield f"no {what} in {len({file for file, _ in found})} objects"
+    for what, shape in hardening.items():
+        if not any(shape.fullmatch(name) for _, name in found):
+            yield f"no {what} in {len({file for file, _ in found})} objects"
 
 
 def main():
@@ -61,8 +54,7 @@ def main():
     with open(sys.argv[1], encoding="utf-8") as file:
         commands = json.load(file)
     findings = [*check_flags(commands), *check_symbols(sys.stdin.read(), hardening)]
-    for finding in findings:
-        print(finding)
+    print(*findings, sep="\n", end="\n" if findings else "")
     return 1 if findings else 0
 
 

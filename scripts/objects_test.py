@@ -38,7 +38,3 @@ class ObjectsTest(unittest.TestCase):
                 less = {**entry, "command": entry["command"].replace(flag, "", 1)}
                 self.assertIn(f"{entry['file']}: compiled without {flag}", objects.check_flags([less]))
         self.assertEqual(list(objects.check_flags([])), ["nothing was compiled"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,5 +1,5 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-"""What the phone's build says must be true of the sources.
+"""Checks that the files of the phone's build fit the sources.
 
 - Every file that an Android.bp names exists, and every source of the service and every source beside another
   Android.bp is named. Every module of an interface is as hidl-gen writes it: the linker takes no less.
@@ -7,7 +7,6 @@
 - VINTF manifest, compatibility matrix, init script and hwservice_contexts agree with the interfaces and with the
   program's name.
 - current.txt holds the hashes of the interfaces as they are.
-- The makefiles name what exists, and a product takes the modules.
 - docs/integration.md names every path and property that the service uses, and property_contexts every property of the
   vendor.
 
@@ -22,10 +21,13 @@ import sys
 import tempfile
 import xml.etree.ElementTree as ElementTree
 
+import policy
+
 ROOT = "vendor.qmx.hardware"
 SERVED = f"{ROOT}.bivista"
 SERVICE_FOLDERS = ("diagnostics/", "display/", "kernel/", "service/", "sub_display/")
-# It reads the files on disk.
+MATRIX = "service/framework_compatibility_matrix.xml"
+# hidl-gen reads the files on disk.
 HIDL_GEN = ["hidl-gen", "-R", "-r", f"{ROOT}:interfaces", "-r", "android.hidl:host/hidl/interfaces/android/hidl"]
 # Modules of the tree that ours may need.
 PLATFORM = {"VtsHalTargetTestDefaults"}
@@ -48,7 +50,7 @@ class Tree:
         self.names = sorted(name for name in {*listed, *self.changed} if self.changed.get(name, "") is not None)
 
     def read(self, name):
-        return self.changed[name] if name in self.changed else read_file(name)
+        return self.changed[name] if name in self.changed else policy.read(name)
 
     def modules(self):
         """(file, type, properties) of every module."""
@@ -69,11 +71,6 @@ class Tree:
         return next(properties for _, kind, properties in self.modules() if kind == "cc_binary")
 
 
-def read_file(name):
-    with open(name, encoding="utf-8") as file:
-        return file.read()
-
-
 def read_blueprint(text):
     """(type, properties) of each module, in a file that bpfmt has written and that has no variables: JSON, but for names
     without quotes and commas at the end of lists."""
@@ -81,16 +78,12 @@ def read_blueprint(text):
         yield kind, json.loads(re.sub(r",(\s*[\]}])", r"\1", re.sub(r"^(\s*)(\w+):", r'\1"\2":', body, flags=re.MULTILINE)))
 
 
-def named_files(properties):
-    for key in ("srcs", "init_rc", "vintf_fragments"):
-        yield from properties.get(key, [])
-
-
 def check_files(tree):
     for file, _, properties in tree.modules():
-        for name in named_files(properties):
-            if os.path.join(os.path.dirname(file), name) not in tree.names:
-                yield f"{file}: {properties['name']} names {name}, which does not exist"
+        for key in ("srcs", "init_rc", "vintf_fragments"):
+            for name in properties.get(key, []):
+                if os.path.join(os.path.dirname(file), name) not in tree.names:
+                    yield f"{file}: {properties['name']} names {name}, which does not exist"
 
 
 def check_sources(tree):
@@ -134,7 +127,7 @@ def check_modules(tree):
 def generated_blueprint(file, name):
     with tempfile.TemporaryDirectory() as folder:
         subprocess.run([*HIDL_GEN, "-L", "androidbp", "-o", folder, name], check=True)
-        return next(read_blueprint(read_file(f"{folder}/{file}")))[1]
+        return next(read_blueprint(policy.read(f"{folder}/{file}")))[1]
 
 
 def check_interfaces(tree):
@@ -168,7 +161,7 @@ def check_vintf(tree):
     newest = tree.versions()[-1]
     for file, kind, versions in (
             (tree.program()["vintf_fragments"][0], ["manifest", "1.0", "device"], newest),
-            ("service/framework_compatibility_matrix.xml", ["compatibility-matrix", "1.0", "framework"],
+            (MATRIX, ["compatibility-matrix", "1.0", "framework"],
              newest.replace(".", ".0-"))):
         expected = [*kind, ["hidl", SERVED, versions, "IBivista", "default"]]
         if file not in tree.names:
@@ -206,18 +199,6 @@ def hashes(tree):
     return [line for package, version in tree.packages() for line in hash_lines(f"{ROOT}.{package}@{version}")]
 
 
-def check_makefiles(tree):
-    folders = {os.path.dirname(name) for name in tree.names}
-    for file in ("bivista.mk", "Android.mk"):
-        for path in re.findall(r"\$\((?:bivista_folder|LOCAL_PATH)\)/(\S+)", tree.read(file)):
-            if path not in tree.names and path not in folders:
-                yield f"{file}: names {path}, which does not exist"
-    packages = re.findall(r"^PRODUCT_PACKAGES \+= (\S+)$", tree.read("bivista.mk"), re.MULTILINE)
-    expected = [tree.program()["name"], *re.findall(r"^LOCAL_MODULE := (\S+)$", tree.read("Android.mk"), re.MULTILINE)]
-    if packages != expected:
-        yield f"bivista.mk: PRODUCT_PACKAGES is {packages}, and not {expected}"
-
-
 def check_names(tree):
     """Names that the service's sources use."""
     page = tree.read("docs/integration.md")
@@ -238,7 +219,7 @@ def check_names(tree):
 
 def check(tree):
     for part in (check_files, check_sources, check_modules, check_interfaces, check_vintf, check_init, check_hashes,
-                 check_makefiles, check_names):
+                 check_names):
         yield from part(tree)
 
 

@@ -46,7 +46,7 @@ def check_accesses(wanted, found):
         yield f"needed and not allowed: {' '.join(fact)}"
     for fact in sorted(found - wanted):
         yield f"allowed and not needed: {' '.join(fact)}"
-    # An ioctl that nothing narrows may be any.
+    # Without an allowxperm rule, an ioctl may have any number.
     narrowed = {fact[1:3] for fact in found if fact[0] == "allowxperm"}
     for _, *target, permission in sorted(found):
         if permission == "ioctl" and tuple(target) not in narrowed:
@@ -88,7 +88,7 @@ def read(path):
 
 
 def main():
-    # The tests of this script do without.
+    # The tests of this script need no setools.
     import setools
 
     policy, accesses, contexts = setools.SELinuxPolicy(sys.argv[1]), read(sys.argv[2]), sys.argv[3:]

@@ -1,8 +1,8 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# What the scripts show: colour, and how far a command is. Sourced by common.sh.
+# How the scripts show colour, and a command's progress. Sourced by common.sh.
 
-# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; gives its exit status. Shows how far it
-# is: on a terminal in one line that is rewritten in place, else in one line at the start and one at the end.
+# with_progress WHAT LOG COMMAND...: runs a command with its whole output in LOG; returns its exit status. Shows its
+# progress: on a terminal in one line that is rewritten in place, else in one line at the start and one at the end.
 with_progress() {
     local what=$1 log=$2 started=$SECONDS status=0
     shift 2
@@ -33,11 +33,11 @@ choose_colour() {
 
 on_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
 
-# follow WHAT LOG: copies its input to the log, and shows on a terminal how far the counters in it are.
+# follow WHAT LOG: copies its input to the log, and shows the counters in it on a terminal.
 follow() {
     if ! on_terminal; then cat >"$2"; return; fi
     local LC_ALL=C what=$1 line shown='' finished=0 total=0 bad=0 begun=$SECONDS
-    # What comes next on the terminal begins a line of its own.
+    # The next output on the terminal begins a line of its own.
     trap 'echo >&3; trap - INT; kill -INT $BASHPID' INT
     while IFS= read -r line || [ -n "$line" ]; do
         printf '%s\n' "$line"
@@ -62,12 +62,12 @@ show_progress() {
     local text=$what spent=$((SECONDS - begun))
     if [ "$total" -gt 0 ]; then text+=" $finished/$total"; fi
     if [ "$bad" -gt 0 ]; then text+=", $bad failed"; fi
-    # The first few tell nothing of the rest.
+    # The first steps say little about the rest.
     if [ $spent -ge 5 ] && [ "$finished" -gt 0 ] && [ "$finished" -lt "$total" ]; then
         text+=", about $((spent * (total - finished) / finished / 60 + 1)) min left"
     fi
     [ "$text" != "$shown" ] || return 0
     shown=$text
-    # A terminal too narrow for it cuts it off: it is told not to begin another line.
+    # Without line wrap, a terminal that is too narrow cuts the text off.
     printf '\r\e[?7l%s\e[K\e[?7h' "$text"
 }

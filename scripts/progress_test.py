@@ -13,12 +13,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 class ProgressTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="bivista-progress-")
-        self.addCleanup(folder.cleanup)
-        self.log = pathlib.Path(folder.name) / "log"
+        self.log = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix="bivista-progress-")), "log")
 
     def seen(self, command, before="", terminal=True, **environment):
-        """Gives the exit status and what is seen, on a terminal or elsewhere."""
+        """Returns the exit status and what is seen, on a terminal or elsewhere."""
         words = ["bash", "-c", "set -euo pipefail; source scripts/common.sh\n"
                  f"f() {{ {command}; }}; {before}\nwith_progress 'building (x)' {self.log} f"]
         if terminal:
@@ -62,7 +60,3 @@ class ProgressTest(unittest.TestCase):
         self.assertEqual(status, 130)
         self.assertTrue(text.endswith("\n"), text)
         self.assertNotIn("building (x):", text)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# What udev makes of a rule for an invented device on the USB bus, in a mount namespace of its own: the machine's
-# devices, rules and udev have no part in it.
+# Prints what udev makes of a rule for an invented USB device. A mount namespace hides the machine's own devices
+# and rules.
 #     scripts/udev-rule.sh RULE VENDOR PRODUCT
 # For the device, its interface and the tty below it: one line each with name, ID_MM_DEVICE_IGNORE.
 # Exits 1 when udev finds fault with the rule.
