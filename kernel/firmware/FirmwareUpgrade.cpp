@@ -11,9 +11,6 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
-// Never destroyed: threads use it until the process is gone.
-const std::string& sUpgradeControl = *new std::string(kUpgradePath);
-
 struct Order {
     int32_t value;
     const char* name;
@@ -23,7 +20,7 @@ constexpr Order kUpgrade = {1, "UPGRADE"};
 constexpr Order kRecover = {6, "RECOVERY"};
 
 Status control(const Order& order) {
-    const bool accepted = node::writeInt32(sUpgradeControl, order.value) == 0;
+    const bool accepted = node::writeInt32(kUpgradePath, order.value) == 0;
     sStatistics.countOrder(order.name, accepted);
     return accepted ? Status::OK : Status::FAIL;
 }
