@@ -194,10 +194,6 @@ Option Command::take(const std::string& name, T* value, const std::string& meani
 template Option Command::take(const std::string&, std::string*, const std::string&);
 template Option Command::take(const std::string&, std::optional<std::string>*, const std::string&);
 template Option Command::take(const std::string&, int*, const std::string&);
-template Option Command::take(const std::string&, std::optional<int>*, const std::string&);
-template Option Command::take(const std::string&, uint32_t*, const std::string&);
-template Option Command::take(const std::string&, std::optional<uint32_t>*, const std::string&);
-template Option Command::take(const std::string&, uint64_t*, const std::string&);
 
 Option Command::takeWords(const std::string& name, std::vector<std::string>* words,
                           const std::string& meaning) {

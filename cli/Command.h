@@ -65,7 +65,7 @@ class Command {
     void setAction(const Action& action);
 
     // An option when the name begins with dashes, else an argument, in the order of these calls.
-    // For texts, int, uint32_t, uint64_t, and optional ones.
+    // For a text, an optional text and an int.
     template <typename T>
     Option take(const std::string& name, T* value, const std::string& meaning);
     // An argument of one or several words.
