@@ -156,8 +156,7 @@ class Listener final {
   public:
     Listener(base::unique_fd socket, const sp<BHwBinder>& object)
         : mSocket(std::move(socket)),
-          mObserver(Loop::get().port(), mSocket.get(), kj::UnixEventPort::FdObserver::OBSERVE_READ),
-          mWake(mSocket.get()),
+          mObserver(mSocket.get()),
           mObject(object),
           mSpare(openSpare()) {
         mAccepting = keepAccepting().eagerlyEvaluate(nullptr);
@@ -213,8 +212,7 @@ class Listener final {
     }
 
     const base::unique_fd mSocket;
-    kj::UnixEventPort::FdObserver mObserver;
-    Loop::Wake mWake;
+    Loop::Observer mObserver;
     const sp<BHwBinder> mObject;
     base::unique_fd mSpare;
     kj::Promise<void> mAccepting = nullptr;

@@ -149,13 +149,13 @@ class Proxy final : public RemoteObject {
             recipients.swap(mRecipients);
         }
         if (recipients.empty()) return;
-        RpcThreads::get().run(makeJob([self = sp<Proxy>(this), recipients = std::move(recipients)] {
+        RpcThreads::get().run([self = sp<Proxy>(this), recipients = std::move(recipients)] {
             for (const wp<DeathRecipient>& weak : recipients) {
                 if (sp<DeathRecipient> recipient = weak.promote(); recipient != nullptr) {
                     recipient->binderDied(wp<IBinder>(self));
                 }
             }
-        }));
+        });
     }
 
   private:

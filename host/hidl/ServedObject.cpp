@@ -25,7 +25,7 @@ std::unordered_map<capnp::ClientHook*, ServedObject*>& servedObjects() {
 // What is dropped may be the user's, whose destructors may do anything: not in a turn.
 void releaseOnRpcThread(std::vector<sp<IBinder>> objects) {
     if (objects.empty()) return;
-    RpcThreads::get().run(makeJob([objects = std::move(objects)]() mutable { objects.clear(); }));
+    RpcThreads::get().run([objects = std::move(objects)]() mutable { objects.clear(); });
 }
 
 // The outcome of a call, made on an RPC thread.
@@ -86,7 +86,7 @@ void postAnswer(PendingCall* pending, Answer answer) {
 
 // On an RPC thread.
 void serve(IncomingCall& call) {
-    ChainMember member(call.isOneway() ? 0 : call.chain);
+    ChainMember member(call.chain);
     Parcel reply;
     bool answered = false;
     // A method gives its results before it returns, and its caller has them at once.
@@ -101,13 +101,8 @@ void serve(IncomingCall& call) {
 
 void dispatch(std::unique_ptr<IncomingCall> call) {
     Loop::afterTurn([call = std::move(call)]() mutable {
-        const ChainId chain = call->isOneway() ? 0 : call->chain;
-        auto job = makeJob([call = std::move(call)] { serve(*call); });
-        if (chain == 0) {
-            RpcThreads::get().run(std::move(job));
-        } else {
-            RpcThreads::get().run(chain, std::move(job));
-        }
+        const ChainId chain = call->chain;
+        RpcThreads::get().run([call = std::move(call)] { serve(*call); }, chain);
     });
 }
 
@@ -163,7 +158,7 @@ class ServedObject final : public wire::Object::Server {
         call->object = mObject;
         call->code = params.getCode();
         call->flags = params.getFlags();
-        call->chain = params.getChain();
+        call->chain = call->isOneway() ? 0 : params.getChain();
         return read(params.getContents(), *mPeer, &call->data);
     }
 
