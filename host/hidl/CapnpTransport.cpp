@@ -12,6 +12,7 @@
 #include <optional>
 #include <system_error>
 
+#include "BoundedStream.h"
 #include "Loop.h"
 #include "Peer.h"
 #include "Registry.h"
@@ -20,34 +21,6 @@
 #include "UnixSocket.h"
 
 namespace android::hardware::transport {
-
-bool Peer::mayCall(const ParcelContents& contents) const {
-    constexpr size_t kEnvelopeBytes = 4096;
-    const Questions& asked = stream->asked();
-    // What is queued was not counted as asked yet.
-    const size_t queued = network->getCurrentQueueCount();
-    const size_t unsent = network->getCurrentQueueSize();
-    const size_t bytes = contents.words.size() * sizeof(uint64_t) + kEnvelopeBytes +
-                         contents.objects.size() * 4 * sizeof(capnp::word);
-    const size_t descriptors = contents.descriptors.size() + queued * Parcel::kMaxDescriptors;
-    return unsent <= kMaxUnsentBytes && asked.count() + queued < kMaxQuestions &&
-           asked.bytes() + unsent + bytes <= kMaxQuestionBytes &&
-           (contents.descriptors.empty() ||
-            asked.descriptors() + descriptors <= kMaxDescriptorsUnderWay);
-}
-
-void Peer::hangUp(const char* reason) {
-    if (network == nullptr || stream->hasStopped()) return;
-    stream->stopReading();
-    ALOGE("Hung up on a HIDL peer: %s", reason);
-    end();
-}
-
-void Peer::lose() {
-    network = nullptr;
-    stream = nullptr;
-    for (Import* import : imports) import->tellOfDeath();
-}
 
 namespace {
 
@@ -91,12 +64,9 @@ class Connection {
                capnp::rpc::twoparty::Side side)
         : mListener(listener),
           mPeer(kj::refcounted<Peer>()),
-          mStream(streamOf(std::move(socket)),
-                  [this](const char* reason) { mPeer->hangUp(reason); }),
+          mStream(streamOf(std::move(socket)), *mPeer),
           mNetwork(mStream, Parcel::kMaxDescriptors, side, readerOptions()) {
         mPeer->network = &mNetwork;
-        mPeer->stream = &mStream;
-        mStream.boundBy(mNetwork);
         // What ends it is destroyed with it, so that it cannot happen in one of its own events.
         mPeer->end = [id] { Loop::get().run([id] { connections().erase(id); }); };
         mEnd = mNetwork.onDisconnect()
