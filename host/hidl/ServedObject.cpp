@@ -71,16 +71,20 @@ struct IncomingCall {
     uint32_t code;
     uint32_t flags;
     ChainId chain;
-    // Looked behind in turns only.
-    PendingCall* pending;
+    // Used in turns only. Null once the call is answered.
+    std::unique_ptr<PendingCall> pending;
 
     bool isOneway() const { return (flags & IBinder::FLAG_ONEWAY) != 0; }
 };
 
-void postAnswer(PendingCall* pending, Answer answer) {
-    Loop::get().run([pending, answer = std::move(answer)]() mutable {
-        std::unique_ptr<PendingCall> done(pending);
-        done->fulfiller->fulfill(std::move(answer));
+// A method gives its results before it returns, and its caller has them at once: a second answer
+// is none.
+void postAnswer(IncomingCall& call, status_t status, Parcel& reply) {
+    if (call.pending == nullptr) return;
+    Answer answer = answerOf(status, reply);
+    Loop::get().run([pending = std::move(call.pending), answer = std::move(answer)]() mutable {
+        pending->fulfiller->fulfill(std::move(answer));
+        pending = nullptr;
     });
 }
 
@@ -88,15 +92,10 @@ void postAnswer(PendingCall* pending, Answer answer) {
 void serve(IncomingCall& call) {
     ChainMember member(call.chain);
     Parcel reply;
-    bool answered = false;
-    // A method gives its results before it returns, and its caller has them at once.
     const status_t status =
-            call.object->transact(call.code, call.data, &reply, call.flags, [&](Parcel& results) {
-                if (answered) return;
-                answered = true;
-                postAnswer(call.pending, answerOf(OK, results));
-            });
-    if (!answered) postAnswer(call.pending, answerOf(status, reply));
+            call.object->transact(call.code, call.data, &reply, call.flags,
+                                  [&](Parcel& results) { postAnswer(call, OK, results); });
+    postAnswer(call, status, reply);
 }
 
 void dispatch(std::unique_ptr<IncomingCall> call) {
@@ -144,7 +143,7 @@ class ServedObject final : public wire::Object::Server {
         }
         context.releaseParams();
         auto waiting = kj::newPromiseAndFulfiller<Answer>();
-        call->pending = new PendingCall{kj::mv(waiting.fulfiller), client()};
+        call->pending.reset(new PendingCall{kj::mv(waiting.fulfiller), client()});
         const bool isOneway = call->isOneway();
         start(std::move(call));
         return waiting.promise.then([this, context, isOneway](Answer&& answer) mutable {
