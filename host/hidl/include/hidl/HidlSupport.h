@@ -68,13 +68,6 @@ struct hidl_string {
     hidl_string(const hidl_string& other);
     hidl_string(const char* text);
     hidl_string(const char* text, size_t length);
-    template <typename InputIterator,
-              typename = typename std::enable_if<std::is_convertible<
-                      typename std::iterator_traits<InputIterator>::iterator_category,
-                      std::input_iterator_tag>::value>::type>
-    hidl_string(InputIterator first, InputIterator last) : hidl_string() {
-        *this = std::string(first, last);
-    }
     hidl_string(hidl_string&& other) noexcept;
     hidl_string(const std::string& text);
 
@@ -139,13 +132,6 @@ struct hidl_vec {
     hidl_vec(hidl_vec&& other) noexcept : hidl_vec() { moveFrom(other); }
     hidl_vec(std::initializer_list<T> list) : hidl_vec() { assign(list.begin(), list.end()); }
     hidl_vec(const std::vector<T>& other) : hidl_vec() { assign(other.begin(), other.end()); }
-    template <typename InputIterator,
-              typename = typename std::enable_if<std::is_convertible<
-                      typename std::iterator_traits<InputIterator>::iterator_category,
-                      std::input_iterator_tag>::value>::type>
-    hidl_vec(InputIterator first, InputIterator last) : hidl_vec() {
-        assign(first, last);
-    }
     ~hidl_vec() { release(); }
 
     hidl_vec& operator=(const hidl_vec& other) {
