@@ -25,7 +25,7 @@ class Loop : private kj::TaskSet::ErrorHandler {
     // or its thread cannot be had; the next one tries again.
     static Loop& get();
 
-    // Runs the function in a turn: at once, or, when this thread is in one, later in that.
+    // Runs the function in a turn: at once, or, when this thread is in one, in a later event of it.
     template <typename Function>
     void run(Function function) {
         if (isInTurn()) {

@@ -64,7 +64,7 @@ class Peer : public kj::Refcounted {
   public:
     // Of the connection; null once it is lost, or hung up.
     capnp::TwoPartyVatNetwork* network = nullptr;
-    // Ends the connection, after this turn.
+    // Ends the connection, in an event of its own.
     std::function<void()> end;
     // What we ask it, and what it asks us.
     Questions asked;
