@@ -1,12 +1,13 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "BoundedStream.h"
 
-#include <capnp/message.h>
+#include <capnp/rpc.capnp.h>
 #include <capnp/serialize.h>
 
 #include "Loop.h"
+#include "Peer.h"
 
-namespace android::hardware {
+namespace android::hardware::transport {
 
 namespace {
 
@@ -22,34 +23,8 @@ bool hasTooManyObjects(capnp::rpc::Payload::Reader payload) {
 
 }  // namespace
 
-bool Questions::add(uint32_t id, size_t bytes, size_t descriptors) {
-    if (!mQuestions.insert({id, {bytes, descriptors}}).second) return false;
-    mBytes += bytes;
-    mDescriptors += descriptors;
-    return true;
-}
-
-bool Questions::answer(uint32_t id) {
-    auto it = mQuestions.find(id);
-    if (it == mQuestions.end() || it->second.answered) return false;
-    it->second.answered = true;
-    mBytes -= it->second.bytes;
-    mDescriptors -= it->second.descriptors;
-    if (it->second.finished) mQuestions.erase(it);
-    return true;
-}
-
-bool Questions::finish(uint32_t id) {
-    auto it = mQuestions.find(id);
-    if (it == mQuestions.end() || it->second.finished) return false;
-    it->second.finished = true;
-    if (it->second.answered) mQuestions.erase(it);
-    return true;
-}
-
-BoundedStream::BoundedStream(kj::Own<kj::AsyncCapabilityStream> stream,
-                             kj::Function<void(const char*)> hangUp)
-    : mSocket(kj::mv(stream)), mStream(*mSocket), mHangUp(kj::mv(hangUp)) {}
+BoundedStream::BoundedStream(kj::Own<kj::AsyncCapabilityStream> socket, Peer& peer)
+    : mSocket(kj::mv(socket)), mStream(*mSocket), mPeer(peer) {}
 
 kj::Promise<Received> BoundedStream::tryReadMessage(kj::ArrayPtr<kj::AutoCloseFd> fdSpace,
                                                     capnp::ReaderOptions options,
@@ -66,10 +41,10 @@ kj::Promise<Received> BoundedStream::tryReadMessage(kj::ArrayPtr<kj::AutoCloseFd
 
 kj::Promise<Received> BoundedStream::pass(Received received) {
     KJ_IF_MAYBE (message, received) {
-        if (mStopped) return kj::NEVER_DONE;
+        if (mPeer.network == nullptr) return kj::NEVER_DONE;
         const char* reason = refuse(*message->reader, message->fds.size());
         if (reason != nullptr) {
-            mHangUp(reason);
+            mPeer.hangUp(reason);
             return kj::NEVER_DONE;
         }
         mHasSpoken = true;
@@ -78,7 +53,8 @@ kj::Promise<Received> BoundedStream::pass(Received received) {
 }
 
 const char* BoundedStream::refuse(capnp::MessageReader& message, size_t descriptors) {
-    if (mNetwork->getCurrentQueueSize() > kMaxUnsentBytes) return "it does not read its answers";
+    if (mPeer.network->getCurrentQueueSize() > kMaxUnsentBytes)
+        return "it does not read its answers";
     const auto root = message.getRoot<Message>();
     switch (root.which()) {
         case Message::BOOTSTRAP:
@@ -87,10 +63,11 @@ const char* BoundedStream::refuse(capnp::MessageReader& message, size_t descript
             if (hasTooManyObjects(root.getCall().getParams())) return "too many objects in a call";
             return refuseQuestion(root.getCall().getQuestionId(), message, descriptors);
         case Message::FINISH:
-            if (mGot.finish(root.getFinish().getQuestionId())) return nullptr;
+            if (mPeer.got.finish(root.getFinish().getQuestionId())) return nullptr;
             return "it finished what it had not asked";
         case Message::RETURN:
-            if (!mAsked.answer(root.getReturn().getAnswerId())) return "an answer to no question";
+            if (!mPeer.asked.answer(root.getReturn().getAnswerId()))
+                return "an answer to no question";
             if (root.getReturn().isResults() && hasTooManyObjects(root.getReturn().getResults())) {
                 return "too many objects in an answer";
             }
@@ -108,10 +85,10 @@ const char* BoundedStream::refuse(capnp::MessageReader& message, size_t descript
 const char* BoundedStream::refuseQuestion(uint32_t id, capnp::MessageReader& message,
                                           size_t descriptors) {
     const size_t bytes = message.sizeInWords() * sizeof(capnp::word);
-    if (!mGot.add(id, bytes, descriptors)) return "it asked twice with one number";
-    if (mGot.count() > kMaxQuestions) return "too many calls";
-    if (mGot.bytes() > kMaxQuestionBytes) return "too large calls";
-    if (mGot.descriptors() > kMaxDescriptorsUnderWay) return "too many descriptors";
+    if (!mPeer.got.add(id, bytes, descriptors)) return "it asked twice with one number";
+    if (mPeer.got.count() > kMaxQuestions) return "too many calls";
+    if (mPeer.got.bytes() > kMaxQuestionBytes) return "too large calls";
+    if (mPeer.got.descriptors() > kMaxQuestionDescriptors) return "too many descriptors";
     return nullptr;
 }
 
@@ -120,14 +97,14 @@ kj::Promise<void> BoundedStream::writeMessage(
     capnp::SegmentArrayMessageReader message(segments);
     const auto root = message.getRoot<Message>();
     if (root.isBootstrap()) {
-        mAsked.add(root.getBootstrap().getQuestionId(), 0, 0);
+        mPeer.asked.add(root.getBootstrap().getQuestionId(), 0, 0);
     } else if (root.isCall()) {
         const size_t bytes = message.sizeInWords() * sizeof(capnp::word);
-        mAsked.add(root.getCall().getQuestionId(), bytes, fds.size());
+        mPeer.asked.add(root.getCall().getQuestionId(), bytes, fds.size());
     } else if (root.isFinish()) {
-        mAsked.finish(root.getFinish().getQuestionId());
+        mPeer.asked.finish(root.getFinish().getQuestionId());
     } else if (root.isReturn()) {
-        mGot.answer(root.getReturn().getAnswerId());
+        mPeer.got.answer(root.getReturn().getAnswerId());
     }
     return mStream.writeMessage(fds, segments);
 }
@@ -140,4 +117,4 @@ kj::Promise<void> BoundedStream::writeMessages(
     });
 }
 
-}  // namespace android::hardware
+}  // namespace android::hardware::transport

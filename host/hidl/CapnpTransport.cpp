@@ -8,10 +8,12 @@
 #include <log/log.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <system_error>
 
+#include "BoundedStream.h"
 #include "Loop.h"
 #include "Peer.h"
 #include "Registry.h"
@@ -20,34 +22,6 @@
 #include "UnixSocket.h"
 
 namespace android::hardware::transport {
-
-bool Peer::mayCall(const ParcelContents& contents) const {
-    constexpr size_t kEnvelopeBytes = 4096;
-    const Questions& asked = stream->asked();
-    // What is queued was not counted as asked yet.
-    const size_t queued = network->getCurrentQueueCount();
-    const size_t unsent = network->getCurrentQueueSize();
-    const size_t bytes = contents.words.size() * sizeof(uint64_t) + kEnvelopeBytes +
-                         contents.objects.size() * 4 * sizeof(capnp::word);
-    const size_t descriptors = contents.descriptors.size() + queued * Parcel::kMaxDescriptors;
-    return unsent <= kMaxUnsentBytes && asked.count() + queued < kMaxQuestions &&
-           asked.bytes() + unsent + bytes <= kMaxQuestionBytes &&
-           (contents.descriptors.empty() ||
-            asked.descriptors() + descriptors <= kMaxDescriptorsUnderWay);
-}
-
-void Peer::hangUp(const char* reason) {
-    if (network == nullptr || stream->hasStopped()) return;
-    stream->stopReading();
-    ALOGE("Hung up on a HIDL peer: %s", reason);
-    end();
-}
-
-void Peer::lose() {
-    network = nullptr;
-    stream = nullptr;
-    for (Import* import : imports) import->tellOfDeath();
-}
 
 namespace {
 
@@ -91,12 +65,9 @@ class Connection {
                capnp::rpc::twoparty::Side side)
         : mListener(listener),
           mPeer(kj::refcounted<Peer>()),
-          mStream(streamOf(std::move(socket)),
-                  [this](const char* reason) { mPeer->hangUp(reason); }),
+          mStream(streamOf(std::move(socket)), *mPeer),
           mNetwork(mStream, Parcel::kMaxDescriptors, side, readerOptions()) {
         mPeer->network = &mNetwork;
-        mPeer->stream = &mStream;
-        mStream.boundBy(mNetwork);
         // What ends it is destroyed with it, so that it cannot happen in one of its own events.
         mPeer->end = [id] { Loop::get().run([id] { connections().erase(id); }); };
         mEnd = mNetwork.onDisconnect()
@@ -142,12 +113,11 @@ class Connection {
 // Whether there is room for one more: whoever connected first and has said nothing gives way.
 bool makeRoom() {
     if (connections().size() < kMaxConnections) return true;
-    for (auto it = connections().begin(); it != connections().end(); ++it) {
-        if (!it->second->isIdleStranger()) continue;
-        connections().erase(it);
-        return true;
-    }
-    return false;
+    auto idle = std::find_if(connections().begin(), connections().end(),
+                             [](const auto& entry) { return entry.second->isIdleStranger(); });
+    if (idle == connections().end()) return false;
+    connections().erase(idle);
+    return true;
 }
 
 // --- serving ---
@@ -156,8 +126,7 @@ class Listener final {
   public:
     Listener(base::unique_fd socket, const sp<BHwBinder>& object)
         : mSocket(std::move(socket)),
-          mObserver(Loop::get().port(), mSocket.get(), kj::UnixEventPort::FdObserver::OBSERVE_READ),
-          mWake(mSocket.get()),
+          mObserver(mSocket.get()),
           mObject(object),
           mSpare(openSpare()) {
         mAccepting = keepAccepting().eagerlyEvaluate(nullptr);
@@ -213,8 +182,7 @@ class Listener final {
     }
 
     const base::unique_fd mSocket;
-    kj::UnixEventPort::FdObserver mObserver;
-    Loop::Wake mWake;
+    Loop::Observer mObserver;
     const sp<BHwBinder> mObject;
     base::unique_fd mSpare;
     kj::Promise<void> mAccepting = nullptr;
@@ -239,68 +207,45 @@ std::map<registry::SocketId, KnownService>& services() {
     return *instance;
 }
 
-// A look-up; lives on the stack of the thread that makes it.
-struct Lookup {
-    registry::SocketId id;
-    ChainCaller* caller;
-    sp<IBinder> object;
-
-    void finish() {
-        Loop::afterTurn([caller = caller] { caller->finish(); });
-    }
-};
-
-void enter(Lookup& lookup, KnownService& service) {
-    Loop::get().keep(service.door.enterRequest().send().then(
-            [&lookup, peer = kj::addRef(*service.peer)](
-                    capnp::Response<wire::Door::EnterResults>&& response) mutable {
-                auto failure = kj::runCatchingExceptions(
-                        [&] { lookup.object = objectFor(response.getObject(), *peer); });
-                lookup.finish();
-            },
-            [&lookup](kj::Exception&&) { lookup.finish(); }));
+// In a turn. Null when no connection to the service is there.
+KnownService* findKnown(const registry::SocketId& id) {
+    auto it = services().find(id);
+    return it != services().end() && it->second.peer->network != nullptr ? &it->second : nullptr;
 }
 
-// In a turn. Finishes at once when no connection to the service is there.
-void enterKnown(Lookup& lookup) {
-    auto it = services().find(lookup.id);
-    if (it == services().end() || it->second.peer->network == nullptr) {
-        lookup.finish();
-    } else {
-        enter(lookup, it->second);
-    }
-}
-
-// A connection lasts until the service ends: it may hold objects of ours for longer than we hold
-// any of its own.
-void enterThrough(Lookup& lookup, base::unique_fd socket) {
+// In a turn. The connection lasts until the service ends: it may hold objects of ours for longer
+// than we hold any of its own.
+KnownService* connectTo(const registry::SocketId& id, base::unique_fd socket) {
     std::erase_if(services(),
                   [](const auto& entry) { return entry.second.peer->network == nullptr; });
-    services().erase(lookup.id);
     Connection& connection =
             Connection::open(nullptr, std::move(socket), capnp::rpc::twoparty::Side::CLIENT);
-    auto [it, added] = services().insert(
-            {lookup.id, KnownService{connection.use(), kj::addRef(connection.peer())}});
-    enter(lookup, it->second);
+    KnownService known{connection.use(), kj::addRef(connection.peer())};
+    return &services().insert_or_assign(id, kj::mv(known)).first->second;
 }
 
-sp<IBinder> findKnown(const registry::SocketId& id) {
-    ChainCaller caller;
-    Lookup lookup{id, &caller, nullptr};
-    Loop::get().run([&lookup] { enterKnown(lookup); });
-    caller.wait();
-    return lookup.object;
+kj::Promise<void> enter(KnownService* service, sp<IBinder>* object) {
+    if (service == nullptr) return kj::READY_NOW;
+    return service->door.enterRequest().send().then(
+            [object, peer = kj::addRef(*service->peer)](
+                    capnp::Response<wire::Door::EnterResults>&& response) mutable {
+                *object = objectFor(response.getObject(), *peer);
+            });
 }
 
-sp<IBinder> findThrough(const registry::SocketId& id, base::unique_fd socket) {
+// The object of the service that `getService` gives in a turn; null when that fails.
+template <typename GetService>
+sp<IBinder> objectOf(GetService getService) {
     ChainCaller caller;
-    Lookup lookup{id, &caller, nullptr};
-    Loop::get().run([&lookup, socket = std::move(socket)]() mutable {
-        auto failure = kj::runCatchingExceptions([&] { enterThrough(lookup, std::move(socket)); });
-        if (failure != nullptr) lookup.finish();
+    sp<IBinder> object;
+    const auto finish = [&caller] { Loop::afterTurn([&caller] { caller.finish(); }); };
+    Loop::get().run([&] {
+        Loop::get().keep(kj::evalNow([&] {
+                             return enter(getService(), &object);
+                         }).then(finish, [finish](kj::Exception&&) { finish(); }));
     });
     caller.wait();
-    return lookup.object;
+    return object;
 }
 
 }  // namespace
@@ -308,14 +253,11 @@ sp<IBinder> findThrough(const registry::SocketId& id, base::unique_fd socket) {
 sp<IBinder> find(const std::string& descriptor, const std::string& instance) {
     std::optional<registry::ServiceSocket> found = registry::find(descriptor, instance);
     if (!found) return nullptr;
-    if (sp<IBinder> object = findKnown(found->id); object != nullptr) return object;
+    sp<IBinder> object = objectOf([&] { return findKnown(found->id); });
+    if (object != nullptr) return object;
     base::unique_fd socket = registry::connectTo(*found);
     if (!socket.ok()) return nullptr;
-    return findThrough(found->id, std::move(socket));
-}
-
-std::vector<std::string> list(const std::string& descriptor) {
-    return registry::list(descriptor);
+    return objectOf([&] { return connectTo(found->id, std::move(socket)); });
 }
 
 status_t publish(const std::vector<std::string>& descriptors, const std::string& instance,

@@ -12,9 +12,6 @@ namespace android::hardware::transport {
 
 namespace {
 
-// Objects of one side that the other may hold through one connection.
-constexpr size_t kMaxObjectsOfPeer = 2 * kMaxObjectsOfCall;
-
 class DescriptorServer final : public wire::Descriptor::Server {
   public:
     explicit DescriptorServer(base::unique_fd fd) : mFd(std::move(fd)) {}

@@ -6,7 +6,6 @@
 
 #include <android/hidl/base/1.0/BnHwBase.h>
 #include <log/log.h>
-#include <unistd.h>
 
 #include <cstddef>
 
@@ -40,7 +39,7 @@ constexpr size_t kOffsetOfOwnsBuffer = 12;
 status_t writeEmbeddedToParcel(const hidl_string& text, Parcel* parcel, size_t parentHandle,
                                size_t parentOffset) {
     return parcel->writeEmbeddedBuffer(text.c_str(), text.size() + 1, nullptr, parentHandle,
-                                       parentOffset + hidl_string::kOffsetOfBuffer);
+                                       parentOffset);
 }
 
 status_t readEmbeddedFromParcel(const hidl_string& text, const Parcel& parcel, size_t parentHandle,
@@ -48,24 +47,21 @@ status_t readEmbeddedFromParcel(const hidl_string& text, const Parcel& parcel, s
     disown(text, kOffsetOfOwnsBuffer);
     const void* data = nullptr;
     const status_t status =
-            parcel.readEmbeddedBuffer(text.size() + 1, nullptr, parentHandle,
-                                      parentOffset + hidl_string::kOffsetOfBuffer, &data);
+            parcel.readEmbeddedBuffer(text.size() + 1, nullptr, parentHandle, parentOffset, &data);
     if (status != OK) return status;
     return static_cast<const char*>(data)[text.size()] == '\0' ? OK : BAD_VALUE;
 }
 
 status_t writeEmbeddedToParcel(const hidl_handle& handle, Parcel* parcel, size_t parentHandle,
                                size_t parentOffset) {
-    return parcel->writeEmbeddedNativeHandle(handle.getNativeHandle(), parentHandle,
-                                             parentOffset + hidl_handle::kOffsetOfHandle);
+    return parcel->writeEmbeddedNativeHandle(handle.getNativeHandle(), parentHandle, parentOffset);
 }
 
 status_t readEmbeddedFromParcel(const hidl_handle& handle, const Parcel& parcel,
                                 size_t parentHandle, size_t parentOffset) {
     disown(handle, kOffsetOfOwnsHandle);
     const native_handle_t* native = nullptr;
-    return parcel.readNullableEmbeddedNativeHandle(
-            parentHandle, parentOffset + hidl_handle::kOffsetOfHandle, &native);
+    return parcel.readNullableEmbeddedNativeHandle(parentHandle, parentOffset, &native);
 }
 
 namespace details {
@@ -103,31 +99,10 @@ namespace details {
 namespace {
 
 // The remote object of each proxy. A proxy is known to callers by its IBase, from which nothing
-// leads to its other base classes without run-time type information.
-class ProxyMap {
-  public:
-    void set(const IBase* proxy, IBinder* remote) {
-        AutoMutex lock(mMutex);
-        mMap[proxy] = remote;
-    }
-    void erase(const IBase* proxy) {
-        AutoMutex lock(mMutex);
-        mMap.erase(proxy);
-    }
-    // The caller has a reference to the proxy, and the proxy one to its remote object.
-    RemoteObject* get(const IBase* proxy) {
-        AutoMutex lock(mMutex);
-        auto it = mMap.find(proxy);
-        return it == mMap.end() ? nullptr : static_cast<RemoteObject*>(it->second);
-    }
-
-  private:
-    Mutex mMutex;
-    std::map<const IBase*, IBinder*> mMap GUARDED_BY(mMutex);
-};
-
-ProxyMap& proxies() {
-    static auto* const map = new ProxyMap;
+// leads to its other base classes without run-time type information. Who looks it up has a
+// reference to the proxy, and the proxy one to its remote object.
+ConcurrentMap<const IBase*, RemoteObject*>& proxies() {
+    static auto* const map = new ConcurrentMap<const IBase*, RemoteObject*>;
     return *map;
 }
 
@@ -143,7 +118,7 @@ std::vector<std::string> askInterfaceChain(IBase* interface) {
 }
 
 std::vector<std::string> interfaceChainOf(IBase* interface) {
-    RemoteObject* remote = interface->isRemote() ? proxies().get(interface) : nullptr;
+    RemoteObject* remote = interface->isRemote() ? proxies().get(interface, nullptr) : nullptr;
     if (remote == nullptr) return askInterfaceChain(interface);
     std::vector<std::string> chain = remote->interfaceChain();
     if (chain.empty()) {
@@ -153,10 +128,20 @@ std::vector<std::string> interfaceChainOf(IBase* interface) {
     return chain;
 }
 
+std::string getDescriptor(IBase* interface) {
+    std::string descriptor;
+    Return<void> result =
+            interface->interfaceDescriptor([&](const hidl_string& text) { descriptor = text; });
+    if (!result.isOk()) {
+        ALOGE("Cannot ask an object for its interface: %s", result.description().c_str());
+    }
+    return descriptor;
+}
+
 }  // namespace
 
 void rememberProxy(const IBase* proxy, IBinder* remote) {
-    proxies().set(proxy, remote);
+    proxies().set(proxy, static_cast<RemoteObject*>(remote));
 }
 
 void forgetProxy(const IBase* proxy) {
@@ -176,24 +161,10 @@ bool canCastInterface(IBase* interface, const char* castTo, bool emitError) {
     return false;
 }
 
-std::string getDescriptor(IBase* interface) {
-    std::string descriptor;
-    Return<void> result =
-            interface->interfaceDescriptor([&](const hidl_string& text) { descriptor = text; });
-    if (!result.isOk()) {
-        ALOGE("Cannot ask an object for its interface: %s", result.description().c_str());
-    }
-    return descriptor;
-}
-
-int getPidIfSharable() {
-    return getpid();
-}
-
 }  // namespace details
 
 sp<IBinder> getOrCreateCachedBinder(IBase* interface) {
-    if (interface->isRemote()) return details::proxies().get(interface);
+    if (interface->isRemote()) return details::proxies().get(interface, nullptr);
     return details::gBnMap->getOrMake(interface, [&]() -> sp<IBinder> {
         const std::string descriptor = details::getDescriptor(interface);
         auto make = details::getBnConstructorMap().get(descriptor, nullptr);

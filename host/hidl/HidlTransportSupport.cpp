@@ -18,16 +18,9 @@ void ProcessState::startThreadPool() {
     RpcThreads::get().start();
 }
 
-status_t ProcessState::setThreadPoolConfiguration(size_t maxThreads, bool callerJoinsPool) {
-    if (maxThreads == 0) return BAD_VALUE;
-    RpcThreads::get().configure(maxThreads, callerJoinsPool);
-    return OK;
-}
-
 void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
-    if (ProcessState::self()->setThreadPoolConfiguration(maxThreads, callerWillJoin) != OK) {
-        LOG_ALWAYS_FATAL("An RPC thread pool needs at least one thread.");
-    }
+    if (maxThreads == 0) LOG_ALWAYS_FATAL("An RPC thread pool needs at least one thread.");
+    RpcThreads::get().configure(maxThreads, callerWillJoin);
 }
 
 void joinRpcThreadpool() {

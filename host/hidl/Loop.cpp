@@ -6,27 +6,18 @@
 
 #include <kj/debug.h>
 #include <log/log.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
 #include <system_error>
-#include <thread>
-
-#include "SignalMask.h"
 
 namespace android::hardware {
 
 namespace {
 
-// What this thread puts off in a turn.
-struct Deferred {
-    std::vector<std::unique_ptr<Job>> untilItsEnd;
-    std::vector<std::unique_ptr<Job>> untilAfterIt;
-};
-// Null outside of a turn.
-thread_local Deferred* tDeferred = nullptr;
+// What this thread does after its turn; null outside of one.
+thread_local std::vector<Job>* tAfterTurn = nullptr;
 
 // Sends kj's own messages to the log, and keeps it from starting addr2line for stack traces.
 class LogKj : public kj::ExceptionCallback {
@@ -40,21 +31,14 @@ class LogKj : public kj::ExceptionCallback {
 
 constexpr uint32_t kReadable = EPOLLIN | EPOLLRDHUP | EPOLLET;
 
-// A port makes the process ignore SIGPIPE, which is not ours to decide.
-class KeepSigpipe {
-  public:
-    KeepSigpipe() { sigaction(SIGPIPE, nullptr, &mBefore); }
-    ~KeepSigpipe() { sigaction(SIGPIPE, &mBefore, nullptr); }
-
-  private:
-    struct sigaction mBefore;
-};
-
 }  // namespace
 
 Loop& Loop::get() {
     static auto* const loop = [] {
-        KeepSigpipe keep;
+        // A port makes the process ignore SIGPIPE, which is not ours to decide.
+        struct sigaction before;
+        sigaction(SIGPIPE, nullptr, &before);
+        KJ_DEFER(sigaction(SIGPIPE, &before, nullptr));
         try {
             return new Loop;
         } catch (const kj::Exception&) {
@@ -69,48 +53,46 @@ Loop::Loop()
       mNudge(eventfd(1, EFD_CLOEXEC)),
       mEvents(mPort),
       mTasks(*this) {
-    epoll_event event = {.events = kReadable, .data = {}};
-    if (!mSockets.ok() || !mNudge.ok() ||
-        epoll_ctl(mSockets.get(), EPOLL_CTL_ADD, mNudge.get(), &event) != 0) {
-        throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
+    waitAt(EPOLL_CTL_ADD, mNudge.get(), kReadable);
+    try {
+        startThread("hidl-loop", [this] { serveSockets(); });
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), "Cannot start the thread of the HIDL sockets");
     }
-    startThread();
 }
 
-void Loop::startThread() try {
-    AllSignalsBlocked blocked;
-    std::thread([this] {
-        pthread_setname_np(pthread_self(), "hidl-loop");
-        for (;;) {
-            epoll_event ready;
-            if (epoll_wait(mSockets.get(), &ready, 1, -1) == 1) turn([this] { runLater(); });
-        }
-    }).detach();
-} catch (const std::system_error& error) {
-    throw std::system_error(error.code(), "Cannot start the thread of the HIDL sockets");
+void Loop::waitAt(int operation, int fd, uint32_t events) {
+    epoll_event event = {.events = events, .data = {}};
+    KJ_SYSCALL(epoll_ctl(mSockets.get(), operation, fd, &event));
 }
 
-Loop::Wake::Wake(int fd) : mFd(fd) {
-    epoll_event event = {.events = kReadable, .data = {}};
-    KJ_SYSCALL(epoll_ctl(get().mSockets.get(), EPOLL_CTL_ADD, mFd, &event));
-    ++get().mWakes;
+void Loop::serveSockets() {
+    for (;;) {
+        epoll_event ready;
+        if (epoll_wait(mSockets.get(), &ready, 1, -1) == 1) turn([this] { runLater(); });
+    }
 }
 
-Loop::Wake::~Wake() {
+Loop::Observer::Observer(int fd) : FdObserver(get().mPort, fd, OBSERVE_READ_WRITE), mFd(fd) {
+    get().waitAt(EPOLL_CTL_ADD, mFd, kReadable);
+    ++get().mObservers;
+}
+
+Loop::Observer::~Observer() {
     epoll_ctl(get().mSockets.get(), EPOLL_CTL_DEL, mFd, nullptr);
-    --get().mWakes;
+    --get().mObservers;
 }
 
-void Loop::Wake::setForWriting(bool writing) {
-    epoll_event event = {.events = writing ? kReadable | EPOLLOUT : kReadable, .data = {}};
-    KJ_SYSCALL(epoll_ctl(get().mSockets.get(), EPOLL_CTL_MOD, mFd, &event));
+kj::Promise<void> Loop::Observer::whenWritable() {
+    auto writable = whenBecomesWritable();
+    get().waitAt(EPOLL_CTL_MOD, mFd, kReadable | EPOLLOUT);
+    return writable.then([this] { get().waitAt(EPOLL_CTL_MOD, mFd, kReadable); });
 }
 
 kj::Promise<void> Loop::afterOthers() {
     auto later = kj::newPromiseAndFulfiller<void>();
     mLater.push_back(kj::mv(later.fulfiller));
-    epoll_event event = {.events = kReadable, .data = {}};
-    KJ_SYSCALL(epoll_ctl(mSockets.get(), EPOLL_CTL_MOD, mNudge.get(), &event));
+    waitAt(EPOLL_CTL_MOD, mNudge.get(), kReadable);
     return kj::mv(later.promise);
 }
 
@@ -120,50 +102,28 @@ void Loop::runLater() {
 }
 
 bool Loop::isInTurn() {
-    return tDeferred != nullptr;
+    return tAfterTurn != nullptr;
 }
 
-void Loop::defer(std::unique_ptr<Job> job) {
-    tDeferred->untilItsEnd.push_back(std::move(job));
-}
-
-void Loop::deferAfter(std::unique_ptr<Job> job) {
-    tDeferred->untilAfterIt.push_back(std::move(job));
+void Loop::afterTurn(Job job) {
+    tAfterTurn->push_back(kj::mv(job));
 }
 
 void Loop::turn(kj::FunctionParam<void()> body) {
-    Deferred deferred;
-    tDeferred = &deferred;
-    lockedTurn([&] { body(); });
-    tDeferred = nullptr;
-    for (std::unique_ptr<Job>& job : deferred.untilAfterIt) job->run();
-}
-
-void Loop::lockedTurn(kj::FunctionParam<void()> body) {
-    AutoMutex lock(mMutex);
-    LogKj logKj;
-    kj::WaitScope scope(mEvents);
-    guard([&] { body(); });
-    settle(scope);
-    std::vector<std::unique_ptr<Job>>& deferred = tDeferred->untilItsEnd;
-    while (!deferred.empty()) {
-        std::vector<std::unique_ptr<Job>> jobs;
-        jobs.swap(deferred);
-        for (std::unique_ptr<Job>& job : jobs) {
-            guard([&] {
-                job->run();
-                job = nullptr;
-            });
-        }
-        settle(scope);
-    }
-}
-
-// Runs what can be run. The port looks at some descriptors at a time, and ends when none of them
-// gives anything to do: the next one may.
-void Loop::settle(kj::WaitScope& scope) {
+    // The port looks at so many descriptors at a time. A poll ends when none of them gives anything
+    // to do: the next one may.
     constexpr size_t kAtATime = 16;
-    for (size_t seen = 0; seen <= mWakes; seen += kAtATime) guard([&] { scope.poll(); });
+    std::vector<Job> jobs;
+    tAfterTurn = &jobs;
+    {
+        AutoMutex lock(mMutex);
+        LogKj logKj;
+        kj::WaitScope scope(mEvents);
+        guard([&] { body(); });
+        for (size_t seen = 0; seen <= mObservers; seen += kAtATime) guard([&] { scope.poll(); });
+    }
+    tAfterTurn = nullptr;
+    for (Job& job : jobs) job();
 }
 
 void Loop::guard(kj::FunctionParam<void()> body) {

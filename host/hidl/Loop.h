@@ -3,10 +3,8 @@
 #pragma once
 
 #include <kj/async-unix.h>
-#include <kj/function.h>
 #include <utils/Mutex.h>
 
-#include <memory>
 #include <vector>
 
 #include <android-base/unique_fd.h>
@@ -27,26 +25,19 @@ class Loop : private kj::TaskSet::ErrorHandler {
     // or its thread cannot be had; the next one tries again.
     static Loop& get();
 
-    // Runs the function in a turn: at once, or, when this thread is in one, at the end of that.
+    // Runs the function in a turn: at once, or, when this thread is in one, in a later event of it.
     template <typename Function>
     void run(Function function) {
         if (isInTurn()) {
-            defer(makeJob(std::move(function)));
+            keep(kj::evalLater(kj::mv(function)));
         } else {
             turn(function);
         }
     }
 
-    // Runs the function as soon as this thread is in no turn: a thread that is woken in a turn
-    // would only wait for its end.
-    template <typename Function>
-    static void afterTurn(Function function) {
-        if (isInTurn()) {
-            deferAfter(makeJob(std::move(function)));
-        } else {
-            function();
-        }
-    }
+    // In a turn: runs the job after it, on this thread. Whoever is woken in a turn would only wait
+    // for its end.
+    static void afterTurn(Job job);
 
     // In a turn: keeps the promise going; a failure is logged.
     void keep(kj::Promise<void> promise) { mTasks.add(kj::mv(promise)); }
@@ -55,19 +46,14 @@ class Loop : private kj::TaskSet::ErrorHandler {
     // on.
     kj::Promise<void> afterOthers();
 
-    // In a turn: tells when descriptors become ready, and nothing else does.
-    kj::UnixEventPort& port() { return mPort; }
-
-    // Has the loop's thread look at the port when a descriptor becomes readable, for as long as it
-    // lives. Made and destroyed in turns, before the descriptor is closed.
-    class Wake {
+    // Tells when a descriptor is ready, and has the loop's thread take a turn then. Made and
+    // destroyed in turns, before the descriptor is closed.
+    class Observer : public kj::UnixEventPort::FdObserver {
       public:
-        explicit Wake(int fd);
-        ~Wake();
-        Wake(const Wake&) = delete;
-        Wake& operator=(const Wake&) = delete;
-        // Whether also when it becomes writable.
-        void setForWriting(bool writing);
+        explicit Observer(int fd);
+        ~Observer();
+        // Wakes the thread only while this is waited for, and not each time that a peer reads.
+        kj::Promise<void> whenWritable();
 
       private:
         const int mFd;
@@ -76,13 +62,10 @@ class Loop : private kj::TaskSet::ErrorHandler {
   private:
     Loop();
     static bool isInTurn();
-    static void defer(std::unique_ptr<Job> job);
-    static void deferAfter(std::unique_ptr<Job> job);
     void turn(kj::FunctionParam<void()> body);
-    void lockedTurn(kj::FunctionParam<void()> body);
-    void settle(kj::WaitScope& scope);
     void guard(kj::FunctionParam<void()> body);
-    void startThread();
+    void waitAt(int operation, int fd, uint32_t events);
+    [[noreturn]] void serveSockets();
     void runLater();
     void taskFailed(kj::Exception&& exception) override;
 
@@ -95,7 +78,7 @@ class Loop : private kj::TaskSet::ErrorHandler {
     kj::UnixEventPort mPort;
     kj::EventLoop mEvents;
     kj::TaskSet mTasks;
-    size_t mWakes = 0;
+    size_t mObservers = 0;
     std::vector<kj::Own<kj::PromiseFulfiller<void>>> mLater;
 };
 

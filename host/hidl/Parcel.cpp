@@ -19,8 +19,6 @@ constexpr size_t wordsFor(size_t bytes) {
 
 }  // namespace
 
-Parcel::Parcel() = default;
-
 Parcel::~Parcel() {
     if (!mOwnsDescriptors) return;
     for (int descriptor : mContents.descriptors) close(descriptor);
@@ -31,15 +29,8 @@ size_t Parcel::dataSize() const {
 }
 
 void Parcel::setContents(ParcelContents contents) {
-    if (mOwnsDescriptors) {
-        for (int descriptor : mContents.descriptors) close(descriptor);
-    }
     mContents = std::move(contents);
     mOwnsDescriptors = true;
-    mBuffers.clear();
-    mHandles.clear();
-    mNextWord = 0;
-    mNextDescriptor = 0;
 }
 
 ParcelContents Parcel::takeContents() {
@@ -60,86 +51,19 @@ status_t Parcel::readWord(uint64_t* value) const {
     return OK;
 }
 
-template <typename T>
-status_t Parcel::readScalar(T* value) const {
-    uint64_t word;
-    const status_t status = readWord(&word);
-    if (status == OK) *value = static_cast<T>(word);
-    return status;
-}
-
-status_t Parcel::writeBool(bool value) {
-    return writeWord(value);
-}
-status_t Parcel::writeInt8(int8_t value) {
-    return writeWord(static_cast<uint64_t>(value));
-}
-status_t Parcel::writeUint8(uint8_t value) {
-    return writeWord(value);
-}
-status_t Parcel::writeInt16(int16_t value) {
-    return writeWord(static_cast<uint64_t>(value));
-}
-status_t Parcel::writeUint16(uint16_t value) {
-    return writeWord(value);
-}
-status_t Parcel::writeInt32(int32_t value) {
-    return writeWord(static_cast<uint64_t>(value));
-}
-status_t Parcel::writeUint32(uint32_t value) {
-    return writeWord(value);
-}
-status_t Parcel::writeInt64(int64_t value) {
-    return writeWord(static_cast<uint64_t>(value));
-}
-status_t Parcel::writeUint64(uint64_t value) {
-    return writeWord(value);
-}
-status_t Parcel::writeFloat(float value) {
-    return writeDouble(value);
-}
 status_t Parcel::writeDouble(double value) {
     uint64_t word;
     memcpy(&word, &value, sizeof(word));
     return writeWord(word);
 }
 
-status_t Parcel::readBool(bool* value) const {
-    uint64_t word;
-    const status_t status = readWord(&word);
-    if (status == OK) *value = word != 0;
-    return status;
-}
-status_t Parcel::readInt8(int8_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readUint8(uint8_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readInt16(int16_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readUint16(uint16_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readInt32(int32_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readUint32(uint32_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readInt64(int64_t* value) const {
-    return readScalar(value);
-}
-status_t Parcel::readUint64(uint64_t* value) const {
-    return readScalar(value);
-}
 status_t Parcel::readFloat(float* value) const {
     double wide;
     const status_t status = readDouble(&wide);
     if (status == OK) *value = static_cast<float>(wide);
     return status;
 }
+
 status_t Parcel::readDouble(double* value) const {
     uint64_t word;
     const status_t status = readWord(&word);
@@ -174,14 +98,16 @@ bool Parcel::enforceInterface(const char* interface) const {
 
 // --- buffers ---
 
-uint64_t* Parcel::pointerAt(size_t parentHandle, size_t parentOffset) const {
+uint64_t* Parcel::clearPointer(size_t parentHandle, size_t parentOffset) const {
     if (parentHandle >= mBuffers.size()) return nullptr;
     const Buffer& parent = mBuffers[parentHandle];
     if (parentOffset % kWordSize != 0 || parent.length < kWordSize ||
         parentOffset > parent.length - kWordSize) {
         return nullptr;
     }
-    return &mContents.words[parent.firstWord + parentOffset / kWordSize];
+    uint64_t* pointer = &mContents.words[parent.firstWord + parentOffset / kWordSize];
+    *pointer = 0;
+    return pointer;
 }
 
 status_t Parcel::addBuffer(const void* data, size_t length, size_t* handle, uint64_t parentHandle,
@@ -209,10 +135,7 @@ status_t Parcel::writeBuffer(const void* data, size_t length, size_t* handle) {
 
 status_t Parcel::writeEmbeddedBuffer(const void* data, size_t length, size_t* handle,
                                      size_t parentHandle, size_t parentOffset) {
-    uint64_t* pointer = pointerAt(parentHandle, parentOffset);
-    if (pointer == nullptr) return BAD_VALUE;
-    // An address means nothing to the peer, and would tell it how this process is laid out.
-    *pointer = 0;
+    if (clearPointer(parentHandle, parentOffset) == nullptr) return BAD_VALUE;
     return addBuffer(data, length, handle, parentHandle, parentOffset);
 }
 
@@ -239,9 +162,8 @@ status_t Parcel::readBuffer(size_t length, size_t* handle, const void** data) co
 
 status_t Parcel::readEmbeddedBuffer(size_t length, size_t* handle, size_t parentHandle,
                                     size_t parentOffset, const void** data) const {
-    uint64_t* pointer = pointerAt(parentHandle, parentOffset);
+    uint64_t* pointer = clearPointer(parentHandle, parentOffset);
     if (pointer == nullptr) return BAD_VALUE;
-    *pointer = 0;
     const status_t status = nextBuffer(length, handle, parentHandle, parentOffset, data);
     if (status == OK) *pointer = reinterpret_cast<uintptr_t>(*data);
     return status;
@@ -261,11 +183,6 @@ status_t Parcel::readNullableStrongBinder(sp<IBinder>* object) const {
     if (position > mContents.objects.size()) return BAD_VALUE;
     *object = position == 0 ? nullptr : mContents.objects[position - 1];
     return OK;
-}
-
-status_t Parcel::readStrongBinder(sp<IBinder>* object) const {
-    const status_t status = readNullableStrongBinder(object);
-    return status == OK && *object == nullptr ? UNEXPECTED_NULL : status;
 }
 
 // --- handles: a word that tells null from present, then the counts, then the integers ---
@@ -288,9 +205,7 @@ status_t Parcel::writeNativeHandleNoDup(const native_handle_t* handle) {
 
 status_t Parcel::writeEmbeddedNativeHandle(const native_handle_t* handle, size_t parentHandle,
                                            size_t parentOffset) {
-    uint64_t* pointer = pointerAt(parentHandle, parentOffset);
-    if (pointer == nullptr) return BAD_VALUE;
-    *pointer = 0;
+    if (clearPointer(parentHandle, parentOffset) == nullptr) return BAD_VALUE;
     return writeNativeHandleNoDup(handle);
 }
 
@@ -320,16 +235,10 @@ status_t Parcel::readNullableNativeHandleNoDup(const native_handle_t** handle) c
     return OK;
 }
 
-status_t Parcel::readNativeHandleNoDup(const native_handle_t** handle) const {
-    const status_t status = readNullableNativeHandleNoDup(handle);
-    return status == OK && *handle == nullptr ? UNEXPECTED_NULL : status;
-}
-
 status_t Parcel::readNullableEmbeddedNativeHandle(size_t parentHandle, size_t parentOffset,
                                                   const native_handle_t** handle) const {
-    uint64_t* pointer = pointerAt(parentHandle, parentOffset);
+    uint64_t* pointer = clearPointer(parentHandle, parentOffset);
     if (pointer == nullptr) return BAD_VALUE;
-    *pointer = 0;
     const status_t status = readNullableNativeHandleNoDup(handle);
     if (status == OK) *pointer = reinterpret_cast<uintptr_t>(*handle);
     return status;

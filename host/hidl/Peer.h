@@ -13,24 +13,62 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "BoundedStream.h"
 #include "Hidl.capnp.h"
 #include "RemoteObject.h"
 
 namespace android::hardware::transport {
 
+// What one connection may hold. Our own side keeps to these; a peer that does not is hung up on.
+constexpr size_t kMaxQuestions = 1024;
+constexpr size_t kMaxQuestionBytes = 8 * Parcel::kMaxSize;
+constexpr size_t kMaxQuestionDescriptors = 4 * Parcel::kMaxDescriptors;
+constexpr size_t kMaxUnsentBytes = 4 * Parcel::kMaxSize;
+constexpr size_t kMaxMessageBytes = Parcel::kMaxSize + Parcel::kMaxSize / 4;
+constexpr size_t kMaxObjectsOfCall = 1024;
+// Objects of one side that the other holds.
+constexpr size_t kMaxObjectsOfPeer = 2 * kMaxObjectsOfCall;
+
 class Import;
 class Proxy;
 class ServedObject;
 
+// Questions (calls and bootstraps) of one side, until they are both answered and finished.
+class Questions {
+  public:
+    // False when the number is in use.
+    bool add(uint32_t id, size_t bytes, size_t descriptors);
+    // False when there is no such question, or it happened to it before.
+    bool answer(uint32_t id);
+    bool finish(uint32_t id);
+
+    size_t count() const { return mQuestions.size(); }
+    // Of those that were not answered.
+    size_t bytes() const { return mBytes; }
+    size_t descriptors() const { return mDescriptors; }
+
+  private:
+    struct Question {
+        size_t bytes;
+        size_t descriptors;
+        bool answered = false;
+        bool finished = false;
+    };
+
+    std::unordered_map<uint32_t, Question> mQuestions;
+    size_t mBytes = 0;
+    size_t mDescriptors = 0;
+};
+
 // The other end of a connection, as far as objects know it.
 class Peer : public kj::Refcounted {
   public:
-    // Of the connection; null once it is lost.
+    // Of the connection; null once it is lost, or hung up.
     capnp::TwoPartyVatNetwork* network = nullptr;
-    BoundedStream* stream = nullptr;
-    // Ends the connection, after this turn.
+    // Ends the connection, in an event of its own.
     std::function<void()> end;
+    // What we ask it, and what it asks us.
+    Questions asked;
+    Questions got;
     // What it has of ours, so that the same object is always the same to it.
     std::unordered_map<BHwBinder*, ServedObject*> served;
     // What we have of it.

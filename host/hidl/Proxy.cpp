@@ -58,20 +58,19 @@ void receive(OutgoingCall& call, capnp::Response<wire::Object::TransactResults>&
 }
 
 // Sends, and sees to it that the caller is told exactly once.
-void sendTo(Peer& peer, OutgoingCall& call) {
+void send(OutgoingCall& call) {
+    Peer& peer = call.import->peer();
+    if (peer.network == nullptr) return call.finish(DEAD_OBJECT);
+    if (!peer.mayCall(*call.contents)) return call.finish(NO_MEMORY);
     auto request = call.import->client().transactRequest(sizeOf(*call.contents));
     request.setCode(call.code);
     request.setFlags(call.flags);
     request.setChain(call.isOneway() ? 0 : call.caller->chain());
     const status_t status = fill(request.initContents(), *call.contents, peer);
-    if (status != OK) {
-        call.finish(status);
-        return;
-    }
+    if (status != OK) return call.finish(status);
     if (call.isOneway()) {
         Loop::get().keep(request.send().ignoreResult());
-        call.finish(OK);
-        return;
+        return call.finish(OK);
     }
     Loop::get().keep(request.send().then(
             [&call](capnp::Response<wire::Object::TransactResults>&& response) {
@@ -83,28 +82,15 @@ void sendTo(Peer& peer, OutgoingCall& call) {
             [&call](kj::Exception&& exception) { call.finish(statusOf(exception)); }));
 }
 
-void send(OutgoingCall& call) {
-    Peer& peer = call.import->peer();
-    if (peer.network == nullptr) {
-        call.finish(DEAD_OBJECT);
-        return;
-    }
-    if (!peer.mayCall(*call.contents)) {
-        call.finish(NO_MEMORY);
-        return;
-    }
-    sendTo(peer, call);
-}
-
 }  // namespace
 
 class Proxy final : public RemoteObject {
   public:
     // In a turn.
-    explicit Proxy(kj::Own<Import> import) : mImport(import.get()) { mHeld = kj::mv(import); }
+    explicit Proxy(kj::Own<Import> import) : mImport(kj::mv(import)) {}
 
     ~Proxy() noexcept override {
-        Loop::get().run([held = kj::mv(mHeld)]() mutable { held = nullptr; });
+        Loop::get().run([import = kj::mv(mImport)]() mutable { import = nullptr; });
     }
 
     // In a turn only.
@@ -117,7 +103,7 @@ class Proxy final : public RemoteObject {
             return FAILED_TRANSACTION;
         }
         ChainCaller caller;
-        OutgoingCall call{mImport, code, flags, &data.contents(), reply, &caller};
+        OutgoingCall call{mImport.get(), code, flags, &data.contents(), reply, &caller};
         Loop::get().run([&call] { send(call); });
         caller.wait();
         if (call.status == OK && callback != nullptr && !call.isOneway()) callback(*reply);
@@ -149,18 +135,17 @@ class Proxy final : public RemoteObject {
             recipients.swap(mRecipients);
         }
         if (recipients.empty()) return;
-        RpcThreads::get().run(makeJob([self = sp<Proxy>(this), recipients = std::move(recipients)] {
+        RpcThreads::get().run([self = sp<Proxy>(this), recipients = std::move(recipients)] {
             for (const wp<DeathRecipient>& weak : recipients) {
                 if (sp<DeathRecipient> recipient = weak.promote(); recipient != nullptr) {
                     recipient->binderDied(wp<IBinder>(self));
                 }
             }
-        }));
+        });
     }
 
   private:
-    Import* const mImport;
-    kj::Own<Import> mHeld;
+    kj::Own<Import> mImport;
     Mutex mMutex;
     bool mDead GUARDED_BY(mMutex) = false;
     std::vector<wp<DeathRecipient>> mRecipients GUARDED_BY(mMutex);

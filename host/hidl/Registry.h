@@ -22,18 +22,9 @@
 
 namespace android::hardware::registry {
 
-// Tells one registration from another, also from a later one of the same name.
-struct SocketId {
-    uint64_t device;
-    uint64_t inode;
-    int64_t changedSeconds;
-    int64_t changedNanoseconds;
-
-    bool operator<(const SocketId& other) const {
-        return std::tie(device, inode, changedSeconds, changedNanoseconds) <
-               std::tie(other.device, other.inode, other.changedSeconds, other.changedNanoseconds);
-    }
-};
+// Tells one registration from another, also from a later one of the same name: the socket's device,
+// inode, and time of its last change (seconds, nanoseconds).
+using SocketId = std::tuple<uint64_t, uint64_t, int64_t, int64_t>;
 
 struct ServiceSocket {
     // Keeps the socket of this registration in hand, whatever happens to its name.

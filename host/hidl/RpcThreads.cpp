@@ -3,13 +3,12 @@
 #include "RpcThreads.h"
 
 #include <pthread.h>
+#include <signal.h>
 #include <sys/random.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <thread>
-
-#include "SignalMask.h"
 
 namespace android::hardware {
 
@@ -34,6 +33,21 @@ ChainId newChain() {
 
 }  // namespace
 
+void startThread(const char* name, std::function<void()> body) {
+    sigset_t blocked;
+    sigset_t before;
+    sigfillset(&blocked);
+    for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+        sigdelset(&blocked, fault);
+    }
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
+    KJ_DEFER(pthread_sigmask(SIG_SETMASK, &before, nullptr));
+    std::thread([name, body = std::move(body)] {
+        pthread_setname_np(pthread_self(), name);
+        body();
+    }).detach();
+}
+
 RpcThreads& RpcThreads::get() {
     static auto* const threads = new RpcThreads;
     return *threads;
@@ -51,51 +65,40 @@ void RpcThreads::start() {
 }
 
 void RpcThreads::join() {
-    serve();
+    for (;;) nextJob()();
 }
 
-void RpcThreads::serve() {
-    for (;;) nextJob()->run();
-}
-
-std::unique_ptr<Job> RpcThreads::nextJob() {
+Job RpcThreads::nextJob() {
     AutoMutex lock(mMutex);
     ++mIdle;
     while (mJobs.empty()) mHasJob.wait(mMutex);
     --mIdle;
-    std::unique_ptr<Job> job = std::move(mJobs.front());
+    Job job = std::move(mJobs.front());
     mJobs.pop_front();
     return job;
 }
 
 void RpcThreads::spawnIfNeeded() {
     if (!mStarted || mJobs.size() <= mIdle + mStarting || mSpawned >= mMaxSpawned) return;
-    AllSignalsBlocked blocked;
-    std::thread([this] {
-        pthread_setname_np(pthread_self(), "hidl-rpc");
+    startThread("hidl-rpc", [this] {
         {
             AutoMutex lock(mMutex);
             --mStarting;
         }
-        serve();
-    }).detach();
+        join();
+    });
     // Counted once it is there: the next job tries again after a failure. It waits for the lock.
     ++mSpawned;
     ++mStarting;
 }
 
-void RpcThreads::enqueue(std::unique_ptr<Job> job) {
+void RpcThreads::enqueue(Job job) {
     mJobs.push_back(std::move(job));
     mHasJob.signal();
     spawnIfNeeded();
 }
 
-void RpcThreads::run(std::unique_ptr<Job> job) {
-    AutoMutex lock(mMutex);
-    enqueue(std::move(job));
-}
-
-void RpcThreads::run(ChainId chain, std::unique_ptr<Job> job) {
+void RpcThreads::run(Job job, ChainId chain) {
     AutoMutex lock(mMutex);
     auto it = mCallers.find(chain);
     if (it == mCallers.end()) {
@@ -128,12 +131,12 @@ ChainCaller::~ChainCaller() {
     std::erase(it->second, &mWaiting);
     if (it->second.empty()) mThreads.mCallers.erase(it);
     // A peer may call and then answer without awaiting us: what is left goes to the pool.
-    for (std::unique_ptr<Job>& job : mWaiting.jobs) mThreads.enqueue(std::move(job));
+    for (Job& job : mWaiting.jobs) mThreads.enqueue(std::move(job));
 }
 
 void ChainCaller::wait() {
     for (;;) {
-        std::unique_ptr<Job> job;
+        Job job;
         {
             AutoMutex lock(mThreads.mMutex);
             while (mWaiting.jobs.empty() && !mWaiting.finished) mWaiting.wake.wait(mThreads.mMutex);
@@ -141,7 +144,7 @@ void ChainCaller::wait() {
             job = std::move(mWaiting.jobs.front());
             mWaiting.jobs.pop_front();
         }
-        job->run();
+        job();
     }
 }
 

@@ -6,37 +6,24 @@
 // one by a thread of the pool.
 #pragma once
 
+#include <kj/function.h>
 #include <utils/Condition.h>
 #include <utils/Mutex.h>
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
-#include <memory>
 #include <vector>
 
 namespace android::hardware {
 
 // Something to run once. It is also destroyed on the thread that ran it.
-class Job {
-  public:
-    virtual ~Job() = default;
-    virtual void run() = 0;
-};
+using Job = kj::Function<void()>;
 
-template <typename Function>
-std::unique_ptr<Job> makeJob(Function function) {
-    class FunctionJob : public Job {
-      public:
-        explicit FunctionJob(Function f) : mFunction(std::move(f)) {}
-        ~FunctionJob() noexcept override = default;
-        void run() override { mFunction(); }
-
-      private:
-        Function mFunction;
-    };
-    return std::make_unique<FunctionJob>(std::move(function));
-}
+// A thread that takes no signals, which are for the program's own threads, but those that report a
+// fault of its own. Throws std::system_error.
+void startThread(const char* name, std::function<void()> body);
 
 // 0: none. A chain is known by the same number in all processes that take part in it.
 using ChainId = uint64_t;
@@ -53,27 +40,25 @@ class RpcThreads {
     // Makes the calling thread one of the pool. Does not return.
     [[noreturn]] void join();
 
-    // Runs the job on a thread of the pool, in the order of these calls.
-    void run(std::unique_ptr<Job> job);
-    // Runs the job on the thread that waits in the chain, if there is one.
-    void run(ChainId chain, std::unique_ptr<Job> job);
+    // Runs the job on the thread that waits in the chain; when there is none, on a thread of the
+    // pool, in the order of these calls.
+    void run(Job job, ChainId chain = 0);
 
   private:
     friend class ChainCaller;
     // A caller that waits. Everything in it is guarded by the mutex of RpcThreads.
     struct Waiting {
         Condition wake;
-        std::deque<std::unique_ptr<Job>> jobs;
+        std::deque<Job> jobs;
         bool finished = false;
     };
 
-    void enqueue(std::unique_ptr<Job> job) REQUIRES(mMutex);
+    void enqueue(Job job) REQUIRES(mMutex);
     void spawnIfNeeded() REQUIRES(mMutex);
-    std::unique_ptr<Job> nextJob();
-    [[noreturn]] void serve();
+    Job nextJob();
 
     Mutex mMutex;
-    std::deque<std::unique_ptr<Job>> mJobs GUARDED_BY(mMutex);
+    std::deque<Job> mJobs GUARDED_BY(mMutex);
     // Threads of the pool that wait for a job.
     size_t mIdle GUARDED_BY(mMutex) = 0;
     Condition mHasJob;

@@ -25,7 +25,7 @@ std::unordered_map<capnp::ClientHook*, ServedObject*>& servedObjects() {
 // What is dropped may be the user's, whose destructors may do anything: not in a turn.
 void releaseOnRpcThread(std::vector<sp<IBinder>> objects) {
     if (objects.empty()) return;
-    RpcThreads::get().run(makeJob([objects = std::move(objects)]() mutable { objects.clear(); }));
+    RpcThreads::get().run([objects = std::move(objects)]() mutable { objects.clear(); });
 }
 
 // The outcome of a call, made on an RPC thread.
@@ -71,43 +71,37 @@ struct IncomingCall {
     uint32_t code;
     uint32_t flags;
     ChainId chain;
-    // Looked behind in turns only.
-    PendingCall* pending;
+    // Used in turns only. Null once the call is answered.
+    std::unique_ptr<PendingCall> pending;
 
     bool isOneway() const { return (flags & IBinder::FLAG_ONEWAY) != 0; }
 };
 
-void postAnswer(PendingCall* pending, Answer answer) {
-    Loop::get().run([pending, answer = std::move(answer)]() mutable {
-        std::unique_ptr<PendingCall> done(pending);
-        done->fulfiller->fulfill(std::move(answer));
+// A method gives its results before it returns, and its caller has them at once: a second answer
+// is none.
+void postAnswer(IncomingCall& call, status_t status, Parcel& reply) {
+    if (call.pending == nullptr) return;
+    Answer answer = answerOf(status, reply);
+    Loop::get().run([pending = std::move(call.pending), answer = std::move(answer)]() mutable {
+        pending->fulfiller->fulfill(std::move(answer));
+        pending = nullptr;
     });
 }
 
 // On an RPC thread.
 void serve(IncomingCall& call) {
-    ChainMember member(call.isOneway() ? 0 : call.chain);
+    ChainMember member(call.chain);
     Parcel reply;
-    bool answered = false;
-    // A method gives its results before it returns, and its caller has them at once.
     const status_t status =
-            call.object->transact(call.code, call.data, &reply, call.flags, [&](Parcel& results) {
-                if (answered) return;
-                answered = true;
-                postAnswer(call.pending, answerOf(OK, results));
-            });
-    if (!answered) postAnswer(call.pending, answerOf(status, reply));
+            call.object->transact(call.code, call.data, &reply, call.flags,
+                                  [&](Parcel& results) { postAnswer(call, OK, results); });
+    postAnswer(call, status, reply);
 }
 
 void dispatch(std::unique_ptr<IncomingCall> call) {
     Loop::afterTurn([call = std::move(call)]() mutable {
-        const ChainId chain = call->isOneway() ? 0 : call->chain;
-        auto job = makeJob([call = std::move(call)] { serve(*call); });
-        if (chain == 0) {
-            RpcThreads::get().run(std::move(job));
-        } else {
-            RpcThreads::get().run(chain, std::move(job));
-        }
+        const ChainId chain = call->chain;
+        RpcThreads::get().run([call = std::move(call)] { serve(*call); }, chain);
     });
 }
 
@@ -149,7 +143,7 @@ class ServedObject final : public wire::Object::Server {
         }
         context.releaseParams();
         auto waiting = kj::newPromiseAndFulfiller<Answer>();
-        call->pending = new PendingCall{kj::mv(waiting.fulfiller), client()};
+        call->pending.reset(new PendingCall{kj::mv(waiting.fulfiller), client()});
         const bool isOneway = call->isOneway();
         start(std::move(call));
         return waiting.promise.then([this, context, isOneway](Answer&& answer) mutable {
@@ -163,7 +157,7 @@ class ServedObject final : public wire::Object::Server {
         call->object = mObject;
         call->code = params.getCode();
         call->flags = params.getFlags();
-        call->chain = params.getChain();
+        call->chain = call->isOneway() ? 0 : params.getChain();
         return read(params.getContents(), *mPeer, &call->data);
     }
 

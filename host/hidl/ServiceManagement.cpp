@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "Declarations.h"
+#include "Registry.h"
 #include "Transport.h"
 
 namespace android::hardware {
@@ -24,7 +25,7 @@ sp<::android::hidl::manager::V1_0::IServiceManager> defaultServiceManager() {
 }
 
 std::vector<std::string> getAllHalInstanceNames(const std::string& descriptor) {
-    return transport::list(descriptor);
+    return registry::list(descriptor);
 }
 
 namespace details {

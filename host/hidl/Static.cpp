@@ -10,11 +10,6 @@ BnConstructorMap& getBnConstructorMap() {
     return *map;
 }
 
-BsConstructorMap& getBsConstructorMap() {
-    static auto* const map = new BsConstructorMap;
-    return *map;
-}
-
 BnMap* const gBnMap = new BnMap;
 
 const ServicePrioMap* const gServicePrioMap = new ServicePrioMap;

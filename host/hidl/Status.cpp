@@ -7,58 +7,45 @@
 #include <log/log.h>
 
 #include <cstring>
+#include <map>
 
 namespace android::hardware {
 
 namespace {
 
+using Names = std::map<int32_t, const char*>;
+
 std::string exceptionName(int32_t exception) {
-    switch (exception) {
-        case Status::EX_NONE:
-            return "EX_NONE";
-        case Status::EX_SECURITY:
-            return "EX_SECURITY";
-        case Status::EX_BAD_PARCELABLE:
-            return "EX_BAD_PARCELABLE";
-        case Status::EX_ILLEGAL_ARGUMENT:
-            return "EX_ILLEGAL_ARGUMENT";
-        case Status::EX_NULL_POINTER:
-            return "EX_NULL_POINTER";
-        case Status::EX_ILLEGAL_STATE:
-            return "EX_ILLEGAL_STATE";
-        case Status::EX_NETWORK_MAIN_THREAD:
-            return "EX_NETWORK_MAIN_THREAD";
-        case Status::EX_UNSUPPORTED_OPERATION:
-            return "EX_UNSUPPORTED_OPERATION";
-        case Status::EX_HAS_REPLY_HEADER:
-            return "EX_HAS_REPLY_HEADER";
-        case Status::EX_TRANSACTION_FAILED:
-            return "EX_TRANSACTION_FAILED";
-        default:
-            return std::to_string(exception);
-    }
+    static const auto* const names = new Names{
+            {Status::EX_NONE, "EX_NONE"},
+            {Status::EX_SECURITY, "EX_SECURITY"},
+            {Status::EX_BAD_PARCELABLE, "EX_BAD_PARCELABLE"},
+            {Status::EX_ILLEGAL_ARGUMENT, "EX_ILLEGAL_ARGUMENT"},
+            {Status::EX_NULL_POINTER, "EX_NULL_POINTER"},
+            {Status::EX_ILLEGAL_STATE, "EX_ILLEGAL_STATE"},
+            {Status::EX_NETWORK_MAIN_THREAD, "EX_NETWORK_MAIN_THREAD"},
+            {Status::EX_UNSUPPORTED_OPERATION, "EX_UNSUPPORTED_OPERATION"},
+            {Status::EX_HAS_REPLY_HEADER, "EX_HAS_REPLY_HEADER"},
+            {Status::EX_TRANSACTION_FAILED, "EX_TRANSACTION_FAILED"},
+    };
+    auto it = names->find(exception);
+    return it != names->end() ? it->second : std::to_string(exception);
 }
 
 // Debian's libutils declares statusToString(), but has no such function.
 std::string errorName(status_t error) {
-    switch (error) {
-        case BAD_TYPE:
-            return "BAD_TYPE";
-        case DEAD_OBJECT:
-            return "DEAD_OBJECT";
-        case FAILED_TRANSACTION:
-            return "FAILED_TRANSACTION";
-        case NOT_ENOUGH_DATA:
-            return "NOT_ENOUGH_DATA";
-        case UNEXPECTED_NULL:
-            return "UNEXPECTED_NULL";
-        case UNKNOWN_ERROR:
-            return "UNKNOWN_ERROR";
-        case UNKNOWN_TRANSACTION:
-            return "UNKNOWN_TRANSACTION";
-        default:
-            return std::to_string(error) + " (" + strerror(-error) + ")";
-    }
+    static const auto* const names = new Names{
+            {BAD_TYPE, "BAD_TYPE"},
+            {DEAD_OBJECT, "DEAD_OBJECT"},
+            {FAILED_TRANSACTION, "FAILED_TRANSACTION"},
+            {NOT_ENOUGH_DATA, "NOT_ENOUGH_DATA"},
+            {UNEXPECTED_NULL, "UNEXPECTED_NULL"},
+            {UNKNOWN_ERROR, "UNKNOWN_ERROR"},
+            {UNKNOWN_TRANSACTION, "UNKNOWN_TRANSACTION"},
+    };
+    auto it = names->find(error);
+    if (it != names->end()) return it->second;
+    return std::to_string(error) + " (" + strerror(-error) + ")";
 }
 
 }  // namespace

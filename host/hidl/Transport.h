@@ -24,7 +24,4 @@ void withdraw(const std::vector<std::string>& descriptors, const std::string& in
 // for the sockets.
 sp<IBinder> find(const std::string& descriptor, const std::string& instance);
 
-// The instances of an interface that live processes of the same user serve, sorted.
-std::vector<std::string> list(const std::string& descriptor);
-
 }  // namespace android::hardware::transport

@@ -42,11 +42,7 @@ size_t takeDescriptors(msghdr& message, kj::AutoCloseFd* fds, size_t maxFds) {
 
 class UnixSocket final : public kj::AsyncCapabilityStream {
   public:
-    explicit UnixSocket(base::unique_fd socket)
-        : mFd(std::move(socket)),
-          mObserver(Loop::get().port(), mFd.get(),
-                    kj::UnixEventPort::FdObserver::OBSERVE_READ_WRITE),
-          mWake(mFd.get()) {
+    explicit UnixSocket(base::unique_fd socket) : mFd(std::move(socket)), mObserver(mFd.get()) {
         KJ_SYSCALL(fcntl(mFd.get(), F_SETFL, fcntl(mFd.get(), F_GETFL) | O_NONBLOCK));
     }
 
@@ -130,7 +126,12 @@ class UnixSocket final : public kj::AsyncCapabilityStream {
             }
             ssize_t sent;
             KJ_NONBLOCKING_SYSCALL(sent = sendmsg(mFd.get(), &message, MSG_NOSIGNAL));
-            if (sent < 0) return sendWhenWritable(std::move(parts), fds);
+            if (sent < 0) {
+                return mObserver.whenWritable().then(
+                        [this, parts = std::move(parts), fds]() mutable {
+                            return send(std::move(parts), fds);
+                        });
+            }
             fds = nullptr;
             dropSent(parts, static_cast<size_t>(sent));
         }
@@ -146,19 +147,8 @@ class UnixSocket final : public kj::AsyncCapabilityStream {
         parts[0].iov_len -= sent;
     }
 
-    // The loop is not woken for each message that the peer takes, only for one that is waited for.
-    kj::Promise<void> sendWhenWritable(std::vector<iovec> parts, kj::ArrayPtr<const int> fds) {
-        auto writable = mObserver.whenBecomesWritable();
-        mWake.setForWriting(true);
-        return writable.then([this, parts = std::move(parts), fds]() mutable {
-            mWake.setForWriting(false);
-            return send(std::move(parts), fds);
-        });
-    }
-
     const base::unique_fd mFd;
-    kj::UnixEventPort::FdObserver mObserver;
-    Loop::Wake mWake;
+    Loop::Observer mObserver;
 };
 
 }  // namespace

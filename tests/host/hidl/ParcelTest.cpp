@@ -305,15 +305,6 @@ TEST(ParcelOfAHostilePeer, CannotLieAboutAHandle) {
     }
 }
 
-TEST(Parcel, NullWhereNoneMayBeIsTold) {
-    Parcel parcel;
-    carry({{0, 0}, {}, {}}, &parcel);
-    ::android::sp<IBinder> object;
-    EXPECT_EQ(parcel.readStrongBinder(&object), ::android::UNEXPECTED_NULL);
-    const native_handle_t* handle;
-    EXPECT_EQ(parcel.readNativeHandleNoDup(&handle), ::android::UNEXPECTED_NULL);
-}
-
 TEST(Parcel, CarriesStatus) {
     Parcel sent;
     writeToParcel(Status::fromExceptionCode(Status::EX_SECURITY, "no"), &sent);

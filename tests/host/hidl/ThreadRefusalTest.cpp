@@ -41,8 +41,8 @@ TEST(WithoutThreads, EachJobOfThePoolAsksForOneAnew) {
     using namespace ::android::hardware;
     RpcThreads::get().start();
     support::refuseThreads();
-    EXPECT_THROW(RpcThreads::get().run(makeJob([] {})), std::system_error);
-    EXPECT_THROW(RpcThreads::get().run(makeJob([] {})), std::system_error);
+    EXPECT_THROW(RpcThreads::get().run([] {}), std::system_error);
+    EXPECT_THROW(RpcThreads::get().run([] {}), std::system_error);
 }
 
 }  // namespace

@@ -158,7 +158,7 @@ TEST(ChainCaller, LeavesUnservedJobsToThePool) {
     {
         ChainCaller caller;
         caller.finish();
-        RpcThreads::get().run(caller.chain(), makeJob([&] { ran = true; }));
+        RpcThreads::get().run([&] { ran = true; }, caller.chain());
         caller.wait();
     }
     waitUntil([&] { return ran.load(); });

@@ -8,6 +8,7 @@
 #include <hwbinder/Binder.h>
 #include <hwbinder/IInterface.h>
 #include <hwbinder/Parcel.h>
+#include <unistd.h>
 
 #include <android/hidl/base/1.0/IBase.h>
 
@@ -28,7 +29,8 @@ class hidl_binder_death_recipient : public IBinder::DeathRecipient {
     const wp<::android::hidl::base::V1_0::IBase> mBase;
 };
 
-// The part of a type behind its pointers; the part before them travels in the parent's bytes.
+// The part of a type behind its pointer, which is the first thing in it; the part before travels in
+// the parent's bytes.
 status_t writeEmbeddedToParcel(const hidl_string& text, Parcel* parcel, size_t parentHandle,
                                size_t parentOffset);
 status_t readEmbeddedFromParcel(const hidl_string& text, const Parcel& parcel, size_t parentHandle,
@@ -42,7 +44,7 @@ template <typename T>
 status_t writeEmbeddedToParcel(const hidl_vec<T>& vec, Parcel* parcel, size_t parentHandle,
                                size_t parentOffset, size_t* handle) {
     return parcel->writeEmbeddedBuffer(vec.data(), vec.size() * sizeof(T), handle, parentHandle,
-                                       parentOffset + hidl_vec<T>::kOffsetOfBuffer);
+                                       parentOffset);
 }
 
 namespace details {
@@ -56,8 +58,8 @@ status_t readEmbeddedFromParcel(const hidl_vec<T>& vec, const Parcel& parcel, si
     details::disownVec(&vec);
     // The size has 32 bits, so that the product cannot overflow.
     const void* data = nullptr;
-    return parcel.readEmbeddedBuffer(vec.size() * sizeof(T), handle, parentHandle,
-                                     parentOffset + hidl_vec<T>::kOffsetOfBuffer, &data);
+    return parcel.readEmbeddedBuffer(vec.size() * sizeof(T), handle, parentHandle, parentOffset,
+                                     &data);
 }
 
 status_t readFromParcel(Status* status, const Parcel& parcel);
@@ -77,8 +79,6 @@ namespace details {
 bool canCastInterface(::android::hidl::base::V1_0::IBase* interface, const char* castTo,
                       bool emitError = false);
 
-std::string getDescriptor(::android::hidl::base::V1_0::IBase* interface);
-
 void rememberProxy(const ::android::hidl::base::V1_0::IBase* proxy, IBinder* remote);
 void forgetProxy(const ::android::hidl::base::V1_0::IBase* proxy);
 
@@ -88,7 +88,9 @@ sp<::android::hidl::base::V1_0::IBase> implementationOf(BHwBinder* object);
 inline bool debuggable() {
     return false;
 }
-int getPidIfSharable();
+inline int getPidIfSharable() {
+    return getpid();
+}
 
 }  // namespace details
 
@@ -107,14 +109,14 @@ class BpInterface : public INTERFACE, public IInterface, public BpHwRefBase {
 
 // The interface of an object that came in: the implementation itself when it lives in this
 // process, else a new proxy. Null when it is local and of another interface.
-template <typename IType, typename ProxyType, typename StubType>
+template <typename IType, typename ProxyType, typename /*StubType*/>
 sp<IType> fromBinder(const sp<IBinder>& object) {
     if (object == nullptr) return nullptr;
     BHwBinder* local = object->localBinder();
     if (local == nullptr) return new ProxyType(object);
     sp<::android::hidl::base::V1_0::IBase> impl = details::implementationOf(local);
     if (!details::canCastInterface(impl.get(), IType::descriptor)) return nullptr;
-    return static_cast<StubType*>(local)->getImpl();
+    return static_cast<IType*>(impl.get());
 }
 
 }  // namespace android::hardware

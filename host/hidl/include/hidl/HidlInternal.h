@@ -37,7 +37,6 @@ class hidl_pointer {
         return *this;
     }
     operator T*() const { return mPointer; }
-    T* operator->() const { return mPointer; }
 
   private:
     alignas(8) T* mPointer;

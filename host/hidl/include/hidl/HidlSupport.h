@@ -53,8 +53,6 @@ struct hidl_handle {
     operator const native_handle_t*() const { return mHandle; }
     const native_handle_t* getNativeHandle() const { return mHandle; }
 
-    static constexpr size_t kOffsetOfHandle = 0;
-
   private:
     void freeHandle();
 
@@ -70,13 +68,6 @@ struct hidl_string {
     hidl_string(const hidl_string& other);
     hidl_string(const char* text);
     hidl_string(const char* text, size_t length);
-    template <typename InputIterator,
-              typename = typename std::enable_if<std::is_convertible<
-                      typename std::iterator_traits<InputIterator>::iterator_category,
-                      std::input_iterator_tag>::value>::type>
-    hidl_string(InputIterator first, InputIterator last) : hidl_string() {
-        *this = std::string(first, last);
-    }
     hidl_string(hidl_string&& other) noexcept;
     hidl_string(const std::string& text);
 
@@ -95,8 +86,6 @@ struct hidl_string {
 
     // Points at bytes that outlive this; data[size] must be NUL.
     void setToExternal(const char* data, size_t size);
-
-    static constexpr size_t kOffsetOfBuffer = 0;
 
   private:
     void copyFrom(const char* data, size_t size);
@@ -122,15 +111,6 @@ inline bool operator!=(const hidl_string& a, const char* b) {
 }
 inline bool operator<(const hidl_string& a, const hidl_string& b) {
     return std::string_view(a) < std::string_view(b);
-}
-inline bool operator>(const hidl_string& a, const hidl_string& b) {
-    return b < a;
-}
-inline bool operator<=(const hidl_string& a, const hidl_string& b) {
-    return !(b < a);
-}
-inline bool operator>=(const hidl_string& a, const hidl_string& b) {
-    return !(a < b);
 }
 std::ostream& operator<<(std::ostream& os, const hidl_string& text);
 
@@ -216,8 +196,6 @@ struct hidl_vec {
         mOwnsBuffer = shouldOwn;
     }
 
-    static constexpr size_t kOffsetOfBuffer = 0;
-
   private:
     static void checkSize(size_t size) {
         if (size > UINT32_MAX) details::logFatal("hidl_vec can't hold more than 2^32 elements.");
@@ -255,68 +233,31 @@ struct hidl_vec {
     [[maybe_unused]] uint8_t mPad[3];
 };
 
-// An array of fixed dimensions, laid out row by row.
-template <typename T, size_t SIZE1, size_t... SIZES>
+// An array of fixed size. No interface here has one of several dimensions.
+template <typename T, size_t SIZE>
 struct hidl_array {
-    using row_type = hidl_array<T, SIZES...>;
-
     hidl_array() = default;
-    hidl_array(const T* source) {
-        for (size_t i = 0; i < SIZE1; ++i)
-            mRows[i] = row_type(source + i * row_type::elementCount());
-    }
-
-    T* data() { return mRows[0].data(); }
-    const T* data() const { return mRows[0].data(); }
-    row_type& operator[](size_t index) {
-        details::checkIndex(index, SIZE1);
-        return mRows[index];
-    }
-    const row_type& operator[](size_t index) const {
-        details::checkIndex(index, SIZE1);
-        return mRows[index];
-    }
-    static constexpr size_t elementCount() { return SIZE1 * row_type::elementCount(); }
-    bool operator==(const hidl_array& other) const {
-        return std::equal(mRows, mRows + SIZE1, other.mRows);
-    }
-    bool operator!=(const hidl_array& other) const { return !(*this == other); }
-
-  private:
-    row_type mRows[SIZE1];
-};
-
-template <typename T, size_t SIZE1>
-struct hidl_array<T, SIZE1> {
-    hidl_array() = default;
-    hidl_array(const T* source) { std::copy(source, source + SIZE1, mBuffer); }
-    hidl_array(const std::array<T, SIZE1>& array) : hidl_array(array.data()) {}
-    hidl_array& operator=(const std::array<T, SIZE1>& array) { return *this = hidl_array(array); }
-    operator std::array<T, SIZE1>() const {
-        std::array<T, SIZE1> array;
-        std::copy(mBuffer, mBuffer + SIZE1, array.begin());
-        return array;
-    }
+    hidl_array(const T* source) { std::copy(source, source + SIZE, mBuffer); }
+    hidl_array(const std::array<T, SIZE>& array) : hidl_array(array.data()) {}
 
     T* data() { return mBuffer; }
     const T* data() const { return mBuffer; }
     T& operator[](size_t index) {
-        details::checkIndex(index, SIZE1);
+        details::checkIndex(index, SIZE);
         return mBuffer[index];
     }
     const T& operator[](size_t index) const {
-        details::checkIndex(index, SIZE1);
+        details::checkIndex(index, SIZE);
         return mBuffer[index];
     }
-    static constexpr size_t size() { return SIZE1; }
-    static constexpr size_t elementCount() { return SIZE1; }
+    static constexpr size_t size() { return SIZE; }
     bool operator==(const hidl_array& other) const {
-        return std::equal(mBuffer, mBuffer + SIZE1, other.mBuffer);
+        return std::equal(mBuffer, mBuffer + SIZE, other.mBuffer);
     }
     bool operator!=(const hidl_array& other) const { return !(*this == other); }
 
   private:
-    T mBuffer[SIZE1];
+    T mBuffer[SIZE];
 };
 
 // The integer that holds flags of an enum.
@@ -371,15 +312,15 @@ std::string toString(T value) {
 
 template <typename T>
 std::string toString(const hidl_vec<T>& vec);
-template <typename T, size_t SIZE1, size_t... SIZES>
-std::string toString(const hidl_array<T, SIZE1, SIZES...>& array);
+template <typename T, size_t SIZE>
+std::string toString(const hidl_array<T, SIZE>& array);
 
 namespace details {
 
 template <typename Sequence>
-std::string sequenceToString(const Sequence& sequence, size_t size) {
-    std::string text = "[" + std::to_string(size) + "]{";
-    for (size_t i = 0; i < size; ++i) {
+std::string sequenceToString(const Sequence& sequence) {
+    std::string text = "[" + std::to_string(sequence.size()) + "]{";
+    for (size_t i = 0; i < sequence.size(); ++i) {
         if (i > 0) text += ", ";
         text += toString(sequence[i]);
     }
@@ -390,12 +331,12 @@ std::string sequenceToString(const Sequence& sequence, size_t size) {
 
 template <typename T>
 std::string toString(const hidl_vec<T>& vec) {
-    return details::sequenceToString(vec, vec.size());
+    return details::sequenceToString(vec);
 }
 
-template <typename T, size_t SIZE1, size_t... SIZES>
-std::string toString(const hidl_array<T, SIZE1, SIZES...>& array) {
-    return details::sequenceToString(array, SIZE1);
+template <typename T, size_t SIZE>
+std::string toString(const hidl_array<T, SIZE>& array) {
+    return details::sequenceToString(array);
 }
 
 }  // namespace android::hardware

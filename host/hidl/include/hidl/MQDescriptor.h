@@ -2,7 +2,7 @@
 // Fast message queues are not supported; generated code asks for the size of their descriptor.
 #pragma once
 
-#include <hidl/HidlSupport.h>
+#include <cstdint>
 
 namespace android::hardware {
 
@@ -11,20 +11,9 @@ enum MQFlavor : uint32_t {
     kUnsynchronizedWrite = 0x02,
 };
 
-struct GrantorDescriptor {
-    uint32_t flags;
-    uint32_t fdIndex;
-    uint32_t offset;
-    alignas(8) uint64_t extent;
-};
-
 template <typename T, MQFlavor flavor>
 struct MQDescriptor {
-  private:
-    hidl_vec<GrantorDescriptor> mGrantors;
-    details::hidl_pointer<native_handle_t> mHandle;
-    uint32_t mQuantum;
-    uint32_t mFlags;
+    alignas(8) uint8_t opaque[32];
 };
 
 }  // namespace android::hardware

@@ -61,12 +61,7 @@ sp<typename BpType::Pure> getServiceInternal(const std::string& instance, bool r
     using IType = typename BpType::Pure;
     sp<IBinder> object = retry && !getStub ? awaitService(IType::descriptor, instance)
                                            : findService(IType::descriptor, instance);
-    if (object == nullptr) return nullptr;
-    BHwBinder* local = object->localBinder();
-    if (local == nullptr) return new BpType(object);
-    sp<::android::hidl::base::V1_0::IBase> impl = implementationOf(local);
-    if (!canCastInterface(impl.get(), IType::descriptor)) return nullptr;
-    return static_cast<IType*>(impl.get());
+    return fromBinder<IType, BpType, void>(object);
 }
 
 }  // namespace details

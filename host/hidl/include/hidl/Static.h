@@ -24,10 +24,15 @@ namespace android::hardware::details {
 using BnConstructorMap = ConcurrentMap<std::string, std::function<sp<IBinder>(void*)>>;
 BnConstructorMap& getBnConstructorMap();
 
-// Passthrough wrappers (Bs); filled by generated code, never used.
-using BsConstructorMap =
-        ConcurrentMap<std::string, std::function<sp<::android::hidl::base::V1_0::IBase>(void*)>>;
-BsConstructorMap& getBsConstructorMap();
+// Passthrough wrappers (Bs) of generated code are never used.
+struct BsConstructorMap {
+    template <typename Maker>
+    void set(const char* /*descriptor*/, Maker /*make*/) {}
+    void erase(const char* /*descriptor*/) {}
+};
+inline BsConstructorMap getBsConstructorMap() {
+    return {};
+}
 
 // The served object of each implementation that was handed out, so that the same implementation
 // is always the same object to a peer.

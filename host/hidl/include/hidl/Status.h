@@ -83,8 +83,6 @@ class return_status {
         mExamined = true;
         return mStatus.isOk();
     }
-    // As isOk(), but the result still counts as not examined.
-    bool isOkUnchecked() const { return mStatus.isOk(); }
     // Whether the callee's process is gone. Examines the result when it is.
     bool isDeadObject() const;
     // Why the call failed, for a log. Does not examine the result.

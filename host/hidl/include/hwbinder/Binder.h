@@ -5,6 +5,8 @@
 
 #include <hwbinder/IBinder.h>
 
+#include <utility>
+
 namespace android::hardware {
 
 // A served object: generated classes override onTransact().
@@ -13,11 +15,17 @@ class BHwBinder : public IBinder {
     // Runs the method on the calling thread. `callback` gets the reply as soon as the method has
     // one; a method without results has none before it returns.
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
-                      TransactCallback callback = nullptr) override;
+                      TransactCallback callback = nullptr) override {
+        return onTransact(code, data, reply, flags, std::move(callback));
+    }
 
     // An object of this process never dies before its caller: refused.
-    status_t linkToDeath(const sp<DeathRecipient>& recipient) override;
-    status_t unlinkToDeath(const wp<DeathRecipient>& recipient) override;
+    status_t linkToDeath(const sp<DeathRecipient>& /*recipient*/) override {
+        return INVALID_OPERATION;
+    }
+    status_t unlinkToDeath(const wp<DeathRecipient>& /*recipient*/) override {
+        return INVALID_OPERATION;
+    }
 
     BHwBinder* localBinder() override { return this; }
 

@@ -34,7 +34,7 @@ struct ParcelContents {
 // are rebuilt from the ordinals, after these were compared with what the reader expects.
 class Parcel {
   public:
-    Parcel();
+    Parcel() = default;
     ~Parcel();
     Parcel(const Parcel&) = delete;
     Parcel& operator=(const Parcel&) = delete;
@@ -50,27 +50,27 @@ class Parcel {
     status_t writeInterfaceToken(const char* interface);
     bool enforceInterface(const char* interface) const;
 
-    status_t writeBool(bool value);
-    status_t writeInt8(int8_t value);
-    status_t writeUint8(uint8_t value);
-    status_t writeInt16(int16_t value);
-    status_t writeUint16(uint16_t value);
-    status_t writeInt32(int32_t value);
-    status_t writeUint32(uint32_t value);
-    status_t writeInt64(int64_t value);
-    status_t writeUint64(uint64_t value);
-    status_t writeFloat(float value);
+    status_t writeBool(bool value) { return writeWord(value); }
+    status_t writeInt8(int8_t value) { return writeWord(static_cast<uint64_t>(value)); }
+    status_t writeUint8(uint8_t value) { return writeWord(value); }
+    status_t writeInt16(int16_t value) { return writeWord(static_cast<uint64_t>(value)); }
+    status_t writeUint16(uint16_t value) { return writeWord(value); }
+    status_t writeInt32(int32_t value) { return writeWord(static_cast<uint64_t>(value)); }
+    status_t writeUint32(uint32_t value) { return writeWord(value); }
+    status_t writeInt64(int64_t value) { return writeWord(static_cast<uint64_t>(value)); }
+    status_t writeUint64(uint64_t value) { return writeWord(value); }
+    status_t writeFloat(float value) { return writeDouble(value); }
     status_t writeDouble(double value);
 
-    status_t readBool(bool* value) const;
-    status_t readInt8(int8_t* value) const;
-    status_t readUint8(uint8_t* value) const;
-    status_t readInt16(int16_t* value) const;
-    status_t readUint16(uint16_t* value) const;
-    status_t readInt32(int32_t* value) const;
-    status_t readUint32(uint32_t* value) const;
-    status_t readInt64(int64_t* value) const;
-    status_t readUint64(uint64_t* value) const;
+    status_t readBool(bool* value) const { return readScalar(value); }
+    status_t readInt8(int8_t* value) const { return readScalar(value); }
+    status_t readUint8(uint8_t* value) const { return readScalar(value); }
+    status_t readInt16(int16_t* value) const { return readScalar(value); }
+    status_t readUint16(uint16_t* value) const { return readScalar(value); }
+    status_t readInt32(int32_t* value) const { return readScalar(value); }
+    status_t readUint32(uint32_t* value) const { return readScalar(value); }
+    status_t readInt64(int64_t* value) const { return readScalar(value); }
+    status_t readUint64(uint64_t* value) const { return readScalar(value); }
     status_t readFloat(float* value) const;
     status_t readDouble(double* value) const;
 
@@ -90,8 +90,6 @@ class Parcel {
                                 size_t parentOffset, const void** data) const;
 
     status_t writeStrongBinder(const sp<IBinder>& object);
-    // UNEXPECTED_NULL for a null object.
-    status_t readStrongBinder(sp<IBinder>* object) const;
     status_t readNullableStrongBinder(sp<IBinder>* object) const;
 
     // Borrows the handle's descriptors until the Parcel was sent.
@@ -99,12 +97,12 @@ class Parcel {
     status_t writeEmbeddedNativeHandle(const native_handle_t* handle, size_t parentHandle,
                                        size_t parentOffset);
     // `handle` belongs to this Parcel.
-    status_t readNativeHandleNoDup(const native_handle_t** handle) const;
     status_t readNullableNativeHandleNoDup(const native_handle_t** handle) const;
     status_t readNullableEmbeddedNativeHandle(size_t parentHandle, size_t parentOffset,
                                               const native_handle_t** handle) const;
 
-    // For the transport: what was written; and what came in, with its descriptors.
+    // For the transport: what was written; and, into a new Parcel, what came in, with its
+    // descriptors.
     const ParcelContents& contents() const { return mContents; }
     void setContents(ParcelContents contents);
     // Moves the contents out. The descriptors stay with whoever owned them.
@@ -122,13 +120,19 @@ class Parcel {
     status_t writeWord(uint64_t value);
     status_t readWord(uint64_t* value) const;
     template <typename T>
-    status_t readScalar(T* value) const;
+    status_t readScalar(T* value) const {
+        uint64_t word = 0;
+        const status_t status = readWord(&word);
+        if (status == OK) *value = static_cast<T>(word);
+        return status;
+    }
     status_t addBuffer(const void* data, size_t length, size_t* handle, uint64_t parentHandle,
                        uint64_t parentOffset);
     status_t nextBuffer(size_t length, size_t* handle, uint64_t parentHandle, uint64_t parentOffset,
                         const void** data) const;
-    // Where the pointer is; null unless buffer `parentHandle` has room for one there.
-    uint64_t* pointerAt(size_t parentHandle, size_t parentOffset) const;
+    // Where the pointer is; null unless buffer `parentHandle` has room for one there. It becomes
+    // zero: an address means nothing to the peer, and shows how this process is laid out.
+    uint64_t* clearPointer(size_t parentHandle, size_t parentOffset) const;
 
     // Reading moves on, and rebuilds pointers, although generated code reads a const Parcel.
     mutable ParcelContents mContents;

@@ -2,10 +2,6 @@
 // The RPC threads of this process, as generated code asks for them.
 #pragma once
 
-#include <cstddef>
-
-#include <utils/Errors.h>
-
 namespace android::hardware {
 
 // A process has at most as many RPC threads as configured, one unless told otherwise. They are
@@ -16,9 +12,6 @@ class ProcessState {
 
     // Allows RPC threads from now on. Generated code calls it before an object is handed out.
     void startThreadPool();
-
-    // See configureRpcThreadpool() of hidl/HidlTransportSupport.h.
-    status_t setThreadPoolConfiguration(size_t maxThreads, bool callerJoinsPool);
 };
 
 }  // namespace android::hardware
