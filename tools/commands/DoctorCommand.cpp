@@ -26,7 +26,7 @@ using ::doctor::Weight;
 constexpr char kHelp[] = R"(
 Examines the service, the folder where it registers, its counts and state (its debug
 dump), the cover's USB device and nodes, the other programs that have these open, and
-whether a modem daemon would open them. Prints a line for each, with the remedy below it.
+whether a modem daemon may open them. Prints a line for each, with the remedy below it.
 Changes nothing. Where the service runs on an emulated phone, that phone's devices are
 examined.
 
@@ -34,7 +34,7 @@ Of what was counted, commands that the cover did not answer in time, resets of t
 and drawings that the panel refused are a problem, until "bivistactl dump --reset" forgets
 them. Commands that were refused or failed otherwise, votes that were not withdrawn,
 drawings that were dropped and a brightness offset are a note: a healthy cover has them
-too.
+too. A modem daemon that no udev rule keeps off the cover is a note as well.
 
 Asks nothing of the cover but for --ask, which sends AT%SWV: a cover that is silent is
 reset by the kernel after 5 seconds.

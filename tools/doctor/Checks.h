@@ -78,7 +78,7 @@ struct Scene {
 // The cover's USB device, its nodes, other programs that have them open, and its autosuspend.
 Findings examineCover(const Scene& scene);
 
-// Whether a modem daemon runs that would try the cover's tty.
+// Whether a modem daemon runs that may open the cover's tty.
 Finding examineModemDaemon(const Tree& machine);
 
 }  // namespace doctor
