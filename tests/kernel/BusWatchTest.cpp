@@ -5,9 +5,9 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
-using UsbDeviceTest = ServiceTest;
+using BusWatchTest = ServiceTest;
 
-TEST_F(UsbDeviceTest, FollowsTheCover) {
+TEST_F(BusWatchTest, FollowsTheCover) {
     start();
     EXPECT_FALSE(service->getBV2Connect());
     phone.cover.attach(support::withoutPanel());
@@ -27,13 +27,13 @@ TEST_F(UsbDeviceTest, FollowsTheCover) {
     }
 }
 
-TEST_F(UsbDeviceTest, SeesACoverThatIsThereAtTheStart) {
+TEST_F(BusWatchTest, SeesACoverThatIsThereAtTheStart) {
     phone.cover.attach(support::withoutPanel());
     start();
     log.waitFor("========== Bivista Attached");
 }
 
-TEST_F(UsbDeviceTest, KeepsTheCoverWhenAnotherDeviceGoes) {
+TEST_F(BusWatchTest, KeepsTheCoverWhenAnotherDeviceGoes) {
     start();
     phone.cover.attach(support::withoutPanel());
     log.waitFor("========== Bivista Attached");
@@ -47,7 +47,7 @@ TEST_F(UsbDeviceTest, KeepsTheCoverWhenAnotherDeviceGoes) {
     EXPECT_TRUE(service->getBV2Connect());
 }
 
-TEST_F(UsbDeviceTest, ReportsADeviceThatCannotBeOpened) {
+TEST_F(BusWatchTest, ReportsADeviceThatCannotBeOpened) {
     start();
     phone.files.set("/dev/bus/usb/001/099", "short");
     log.waitFor(ANDROID_LOG_ERROR, "usb_device_open failed");

@@ -16,7 +16,7 @@ namespace {
 using phone::CoverOptions;
 using testing::IsEmpty;
 
-class UsbMonitorTest : public ServiceTest {
+class DevWatchTest : public ServiceTest {
   protected:
     // Creates another node and waits until the service sees it: an earlier node that is not handled
     // by then is ignored.
@@ -32,7 +32,7 @@ class UsbMonitorTest : public ServiceTest {
     int mMarkers = 0;
 };
 
-TEST_F(UsbMonitorTest, LogsWhatItSees) {
+TEST_F(DevWatchTest, LogsWhatItSees) {
     start();
     attach();
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "usbNotifyThread: creating"));
@@ -47,7 +47,7 @@ TEST_F(UsbMonitorTest, LogsWhatItSees) {
     });
 }
 
-TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
+TEST_F(DevWatchTest, AttachesACoverThatIsThereAtTheStart) {
     phone.cover.attach(support::withoutPanel());
     start();
     awaitAttached();
@@ -55,7 +55,7 @@ TEST_F(UsbMonitorTest, AttachesACoverThatIsThereAtTheStart) {
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
-TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
+TEST_F(DevWatchTest, ProbesHidBeforeTtyAtTheStart) {
     createNode("hidraw0");
     phone.cover.attach(support::withoutPanel());
     start();
@@ -67,7 +67,7 @@ TEST_F(UsbMonitorTest, ProbesHidBeforeTtyAtTheStart) {
 }
 
 // Meant: only the nodes numbered 0 are probed.
-TEST_F(UsbMonitorTest, DoesNotProbeOtherNumbersAtTheStart) {
+TEST_F(DevWatchTest, DoesNotProbeOtherNumbersAtTheStart) {
     CoverOptions options = support::withoutPanel();
     options.tty = 1;
     phone.cover.attach(options);
@@ -77,7 +77,7 @@ TEST_F(UsbMonitorTest, DoesNotProbeOtherNumbersAtTheStart) {
     EXPECT_FALSE(log.contains("========== ttyACM1 create"));
 }
 
-TEST_F(UsbMonitorTest, AttachesATtyOfAnyNumberWhenItAppears) {
+TEST_F(DevWatchTest, AttachesATtyOfAnyNumberWhenItAppears) {
     start();
     CoverOptions options = support::withoutPanel();
     options.tty = 42;
@@ -86,7 +86,7 @@ TEST_F(UsbMonitorTest, AttachesATtyOfAnyNumberWhenItAppears) {
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
-TEST_F(UsbMonitorTest, IgnoresASecondTtyWhileAttached) {
+TEST_F(DevWatchTest, IgnoresASecondTtyWhileAttached) {
     start();
     attach();
     const uint64_t from = journal.next();
@@ -96,7 +96,7 @@ TEST_F(UsbMonitorTest, IgnoresASecondTtyWhileAttached) {
     EXPECT_THAT(nodeWrites(from), IsEmpty());
 }
 
-TEST_F(UsbMonitorTest, IgnoresTheRemovalOfAnotherTty) {
+TEST_F(DevWatchTest, IgnoresTheRemovalOfAnotherTty) {
     start();
     attach();
     phone.foreignTtys.attach(1, "1d6b\n", "0001\n");
@@ -106,7 +106,7 @@ TEST_F(UsbMonitorTest, IgnoresTheRemovalOfAnotherTty) {
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
-TEST_F(UsbMonitorTest, IgnoresARemovalWhileDetached) {
+TEST_F(DevWatchTest, IgnoresARemovalWhileDetached) {
     start();
     phone.foreignTtys.attach(0, "1d6b\n", "0001\n");
     phone.foreignTtys.detach(0);
@@ -122,7 +122,7 @@ struct Ids {
     bool accepted;
     bool productRead;
 };
-class IdTest : public UsbMonitorTest, public testing::WithParamInterface<Ids> {};
+class IdTest : public DevWatchTest, public testing::WithParamInterface<Ids> {};
 
 TEST_P(IdTest, DecideAboutTheTty) {
     start();
@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
                 Ids{"Nul", std::string("\0003e91", 5), "6a2f\n", false, false}),
         [](const auto& info) { return info.param.name; });
 
-TEST_F(UsbMonitorTest, ReportsAnIdFileThatIsMissing) {
+TEST_F(DevWatchTest, ReportsAnIdFileThatIsMissing) {
     start();
     createNode("ttyACM3");
     log.waitFor(
@@ -172,7 +172,7 @@ TEST_F(UsbMonitorTest, ReportsAnIdFileThatIsMissing) {
             "such file or directory");
 }
 
-TEST_F(UsbMonitorTest, ReportsAnIdFileThatCannotBeRead) {
+TEST_F(DevWatchTest, ReportsAnIdFileThatCannotBeRead) {
     start();
     phone.files.set("/sys/class/tty/ttyACM3/device/uevent", "");
     phone.files.set("/sys/class/tty/ttyACM3/idVendor/folder", "");
@@ -182,7 +182,7 @@ TEST_F(UsbMonitorTest, ReportsAnIdFileThatCannotBeRead) {
             "a directory");
 }
 
-TEST_F(UsbMonitorTest, IgnoresOtherNames) {
+TEST_F(DevWatchTest, IgnoresOtherNames) {
     start();
     for (const char* name : {"ttyACM", "xttyACM0", "TTYACM0", "ttyUSB0", "hidra"}) {
         createNode(name);
@@ -192,7 +192,7 @@ TEST_F(UsbMonitorTest, IgnoresOtherNames) {
     EXPECT_FALSE(log.contains("usbNotifyThread: mHidDisplayAttached:0"));
 }
 
-TEST_F(UsbMonitorTest, LooksAtTheIdsOfHidNodes) {
+TEST_F(DevWatchTest, LooksAtTheIdsOfHidNodes) {
     start();
     support::createHidNode(phone, 5);
     log.waitFor(ANDROID_LOG_INFO, "========== hidraw5 create");
@@ -200,7 +200,7 @@ TEST_F(UsbMonitorTest, LooksAtTheIdsOfHidNodes) {
     EXPECT_THAT(nodeWrites(first), IsEmpty());
 }
 
-class HidIdTest : public UsbMonitorTest, public testing::WithParamInterface<Ids> {};
+class HidIdTest : public DevWatchTest, public testing::WithParamInterface<Ids> {};
 
 TEST_P(HidIdTest, IgnoreOtherHidNodes) {
     start();
@@ -223,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(Files, HidIdTest,
                          [](const auto& info) { return info.param.name; });
 
 // More happens in /dev than the notify thread's queue holds, while that thread waits for a lock.
-class OverflowTest : public UsbMonitorTest {
+class OverflowTest : public DevWatchTest {
   protected:
     static void overflow() {
         for (int i = 0; i < 20000; ++i) {
@@ -336,7 +336,7 @@ TEST_F(OverflowTest, AttachesWhatCameInThePlaceOfWhatWent) {
     EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
 }
 
-TEST_F(UsbMonitorTest, ManyAttachmentsLeaveNoDescriptorBehind) {
+TEST_F(DevWatchTest, ManyAttachmentsLeaveNoDescriptorBehind) {
     start();
     attach();
     const auto descriptors = [] {
