@@ -231,6 +231,12 @@ def first_failure(output):
     return None
 
 
+def hung_after(output):
+    """What a suite that hung said last of its tests: that one began, or ended."""
+    marks = [line for line in output.decode(errors="replace").splitlines() if line.startswith("[")]
+    return f"the suite hung after '{marks[-1]}'" if marks else "the suite hung before its first test"
+
+
 def meet(build, commands, defect, phone, tests):
     """How the suite meets a defect: whether it failed, and the first test that did."""
     with tempfile.TemporaryDirectory(prefix="bivista-mutate-") as folder:
@@ -238,8 +244,8 @@ def meet(build, commands, defect, phone, tests):
         service = build_service(build, commands, defect, work)
         try:
             status, output = run_suite(build, service, phone, tests, work)
-        except subprocess.TimeoutExpired:
-            return False, "the suite hung"
+        except subprocess.TimeoutExpired as hang:
+            return False, hung_after(hang.output or b"")
         found = status == 1 and first_failure(output) is not None
         return found, first_failure(output) or f"exit status {status}"
 

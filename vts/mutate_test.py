@@ -3,8 +3,10 @@
 import contextlib
 import io
 import pathlib
+import subprocess
 import tempfile
 import unittest
+from unittest import mock
 
 import defects
 import mutate
@@ -107,6 +109,23 @@ class OutputTest(unittest.TestCase):
 
     def test_names_none_when_none_failed(self):
         self.assertIsNone(mutate.first_failure("[  PASSED  ] 9 tests.\n"))
+
+    def test_of_a_suite_that_hung_tells_where(self):
+        output = (b"[       OK ] PerInstance/PenTest.A/0_default (1 ms)\n"
+                  b"[ RUN      ] PerInstance/PenTest.B/0_default\nan answer: \xff\n")
+        self.assertEqual(mutate.hung_after(output),
+                         "the suite hung after '[ RUN      ] PerInstance/PenTest.B/0_default'")
+        self.assertEqual(mutate.hung_after(b"service found\n"),
+                         "the suite hung before its first test")
+
+
+class MeetingTest(unittest.TestCase):
+    def test_with_a_suite_that_hangs_tells_where(self):
+        hang = subprocess.TimeoutExpired("suite", 300, output=b"[ RUN      ] PerInstance/PenTest.A/0_default\n")
+        with mock.patch.object(mutate, "build_service"), \
+             mock.patch.object(mutate, "run_suite", side_effect=hang):
+            self.assertEqual(mutate.meet(None, None, None, "cover", ""),
+                             (False, "the suite hung after '[ RUN      ] PerInstance/PenTest.A/0_default'"))
 
 
 if __name__ == "__main__":

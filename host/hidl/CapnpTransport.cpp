@@ -143,7 +143,7 @@ class Listener final {
 
     kj::Promise<void> keepAccepting() {
         acceptAll();
-        return mObserver.whenBecomesReadable().then([this] { return keepAccepting(); });
+        return mObserver.whenReadable().then([this] { return keepAccepting(); });
     }
 
     void acceptAll() {

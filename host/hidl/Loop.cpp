@@ -6,8 +6,6 @@
 
 #include <kj/debug.h>
 #include <log/log.h>
-#include <signal.h>
-#include <sys/epoll.h>
 #include <sys/eventfd.h>
 
 #include <system_error>
@@ -34,26 +32,15 @@ constexpr uint32_t kReadable = EPOLLIN | EPOLLRDHUP | EPOLLET;
 }  // namespace
 
 Loop& Loop::get() {
-    static auto* const loop = [] {
-        // A port makes the process ignore SIGPIPE, which is not ours to decide.
-        struct sigaction before;
-        sigaction(SIGPIPE, nullptr, &before);
-        KJ_DEFER(sigaction(SIGPIPE, &before, nullptr));
-        try {
-            return new Loop;
-        } catch (const kj::Exception&) {
-            throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
-        }
-    }();
+    static auto* const loop = new Loop;
     return *loop;
 }
 
 Loop::Loop()
-    : mSockets(epoll_create1(EPOLL_CLOEXEC)),
-      mNudge(eventfd(1, EFD_CLOEXEC)),
-      mEvents(mPort),
-      mTasks(*this) {
-    waitAt(EPOLL_CTL_ADD, mNudge.get(), kReadable);
+    : mSockets(epoll_create1(EPOLL_CLOEXEC)), mNudge(eventfd(1, EFD_CLOEXEC)), mTasks(*this) {
+    if (!mSockets.ok() || !mNudge.ok() || waitAt(EPOLL_CTL_ADD, mNudge.get(), kReadable) != 0) {
+        throw std::system_error(errno, std::generic_category(), "Cannot wait for HIDL sockets");
+    }
     try {
         startThread("hidl-loop", [this] { serveSockets(); });
     } catch (const std::system_error& error) {
@@ -61,44 +48,65 @@ Loop::Loop()
     }
 }
 
-void Loop::waitAt(int operation, int fd, uint32_t events) {
-    epoll_event event = {.events = events, .data = {}};
-    KJ_SYSCALL(epoll_ctl(mSockets.get(), operation, fd, &event));
+int Loop::waitAt(int operation, int fd, uint32_t events) {
+    epoll_event event = {.events = events, .data = {.fd = fd}};
+    return epoll_ctl(mSockets.get(), operation, fd, &event);
 }
 
 void Loop::serveSockets() {
     for (;;) {
-        epoll_event ready;
-        if (epoll_wait(mSockets.get(), &ready, 1, -1) == 1) turn([this] { runLater(); });
+        epoll_event ready[16];
+        const int count = epoll_wait(mSockets.get(), ready, std::size(ready), -1);
+        if (count > 0) turn([&] { tell({ready, static_cast<size_t>(count)}); });
     }
 }
 
-Loop::Observer::Observer(int fd) : FdObserver(get().mPort, fd, OBSERVE_READ_WRITE), mFd(fd) {
-    get().waitAt(EPOLL_CTL_ADD, mFd, kReadable);
-    ++get().mObservers;
+void Loop::tell(kj::ArrayPtr<const epoll_event> ready) {
+    for (const epoll_event& event : ready) {
+        // The number may belong to another descriptor by now, whose user then tries in vain.
+        auto it = mObservers.find(event.data.fd);
+        if (it != mObservers.end()) it->second->tell(event.events);
+    }
+    for (auto& fulfiller : mLater) fulfiller->fulfill();
+    mLater.clear();
+}
+
+Loop::Observer::Observer(int fd) : mFd(fd) {
+    KJ_SYSCALL(get().waitAt(EPOLL_CTL_ADD, mFd, kReadable));
+    get().mObservers[mFd] = this;
 }
 
 Loop::Observer::~Observer() {
-    epoll_ctl(get().mSockets.get(), EPOLL_CTL_DEL, mFd, nullptr);
-    --get().mObservers;
+    get().mObservers.erase(mFd);
+    get().waitAt(EPOLL_CTL_DEL, mFd, 0);
+}
+
+kj::Promise<void> Loop::Observer::whenReadable() {
+    auto readable = kj::newPromiseAndFulfiller<void>();
+    mReader = kj::mv(readable.fulfiller);
+    return kj::mv(readable.promise);
 }
 
 kj::Promise<void> Loop::Observer::whenWritable() {
-    auto writable = whenBecomesWritable();
-    get().waitAt(EPOLL_CTL_MOD, mFd, kReadable | EPOLLOUT);
-    return writable.then([this] { get().waitAt(EPOLL_CTL_MOD, mFd, kReadable); });
+    auto writable = kj::newPromiseAndFulfiller<void>();
+    mWriter = kj::mv(writable.fulfiller);
+    KJ_SYSCALL(get().waitAt(EPOLL_CTL_MOD, mFd, kReadable | EPOLLOUT));
+    return writable.promise.then(
+            [this] { KJ_SYSCALL(get().waitAt(EPOLL_CTL_MOD, mFd, kReadable)); });
+}
+
+void Loop::Observer::tell(uint32_t events) {
+    const bool readable = (events & ~EPOLLOUT) != 0;
+    const bool writable = (events & ~(EPOLLIN | EPOLLRDHUP)) != 0;
+    if (readable && mReader.get() != nullptr) mReader->fulfill();
+    if (writable && mWriter.get() != nullptr) mWriter->fulfill();
 }
 
 kj::Promise<void> Loop::afterOthers() {
     auto later = kj::newPromiseAndFulfiller<void>();
     mLater.push_back(kj::mv(later.fulfiller));
-    waitAt(EPOLL_CTL_MOD, mNudge.get(), kReadable);
+    KJ_SYSCALL(waitAt(EPOLL_CTL_MOD, mNudge.get(), kReadable));
     return kj::mv(later.promise);
-}
-
-void Loop::runLater() {
-    for (auto& fulfiller : mLater) fulfiller->fulfill();
-    mLater.clear();
 }
 
 bool Loop::isInTurn() {
@@ -110,9 +118,6 @@ void Loop::afterTurn(Job job) {
 }
 
 void Loop::turn(kj::FunctionParam<void()> body) {
-    // The port looks at so many descriptors at a time. A poll ends when none of them gives anything
-    // to do: the next one may.
-    constexpr size_t kAtATime = 16;
     std::vector<Job> jobs;
     tAfterTurn = &jobs;
     {
@@ -120,7 +125,7 @@ void Loop::turn(kj::FunctionParam<void()> body) {
         LogKj logKj;
         kj::WaitScope scope(mEvents);
         guard([&] { body(); });
-        for (size_t seen = 0; seen <= mObservers; seen += kAtATime) guard([&] { scope.poll(); });
+        while (mEvents.isRunnable()) guard([&] { mEvents.run(); });
     }
     tAfterTurn = nullptr;
     for (Job& job : jobs) job();

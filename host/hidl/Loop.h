@@ -2,9 +2,11 @@
 // Where Cap'n Proto runs: on kj's event loop, by one thread at a time.
 #pragma once
 
-#include <kj/async-unix.h>
+#include <kj/async.h>
+#include <sys/epoll.h>
 #include <utils/Mutex.h>
 
+#include <map>
 #include <vector>
 
 #include <android-base/unique_fd.h>
@@ -46,17 +48,24 @@ class Loop : private kj::TaskSet::ErrorHandler {
     // on.
     kj::Promise<void> afterOthers();
 
-    // Tells when a descriptor is ready, and has the loop's thread take a turn then. Made and
+    // Tells that a descriptor may have become ready, in a turn of the loop's thread. Whoever waits
+    // has tried in vain in the same turn: nobody is told of what was ready before. Made and
     // destroyed in turns, before the descriptor is closed.
-    class Observer : public kj::UnixEventPort::FdObserver {
+    class Observer {
       public:
         explicit Observer(int fd);
         ~Observer();
+        Observer(const Observer&) = delete;
+        Observer& operator=(const Observer&) = delete;
+        kj::Promise<void> whenReadable();
         // Wakes the thread only while this is waited for, and not each time that a peer reads.
         kj::Promise<void> whenWritable();
+        void tell(uint32_t events);
 
       private:
         const int mFd;
+        kj::Own<kj::PromiseFulfiller<void>> mReader;
+        kj::Own<kj::PromiseFulfiller<void>> mWriter;
     };
 
   private:
@@ -64,21 +73,23 @@ class Loop : private kj::TaskSet::ErrorHandler {
     static bool isInTurn();
     void turn(kj::FunctionParam<void()> body);
     void guard(kj::FunctionParam<void()> body);
-    void waitAt(int operation, int fd, uint32_t events);
+    int waitAt(int operation, int fd, uint32_t events);
     [[noreturn]] void serveSockets();
-    void runLater();
+    void tell(kj::ArrayPtr<const epoll_event> ready);
     void taskFailed(kj::Exception&& exception) override;
 
-    // The sockets, which the loop's thread waits at without the lock.
+    // The sockets, which the loop's thread waits at without the lock. The loop has no
+    // UnixEventPort, which would be a second epoll: the kernel tells one after the other, and a
+    // thread that the first one wakes can find nothing at the second yet, and sleep for ever.
     const base::unique_fd mSockets;
     // Always readable: watching it anew wakes the loop's thread.
     const base::unique_fd mNudge;
     // Held for a turn. What follows is used in turns only.
     Mutex mMutex;
-    kj::UnixEventPort mPort;
     kj::EventLoop mEvents;
     kj::TaskSet mTasks;
-    size_t mObservers = 0;
+    // By their descriptors.
+    std::map<int, Observer*> mObservers;
     std::vector<kj::Own<kj::PromiseFulfiller<void>>> mLater;
 };
 

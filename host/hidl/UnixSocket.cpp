@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <hwbinder/Parcel.h>
 #include <kj/debug.h>
+#include <kj/io.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -73,9 +74,9 @@ class UnixSocket final : public kj::AsyncCapabilityStream {
         return kj::evalNow([&] { return send(std::move(parts), fds); });
     }
     void shutdownWrite() override { shutdown(mFd.get(), SHUT_WR); }
-    kj::Promise<void> whenWriteDisconnected() override { return mObserver.whenWriteDisconnected(); }
 
-    // Cap'n Proto has no use for streams in streams.
+    // Cap'n Proto has no use for these.
+    kj::Promise<void> whenWriteDisconnected() override { KJ_UNIMPLEMENTED("a hang-up alone"); }
     kj::Promise<void> writeWithStreams(Bytes, kj::ArrayPtr<const Bytes>,
                                        kj::Array<kj::Own<AsyncCapabilityStream>>) override {
         KJ_UNIMPLEMENTED("streams in streams");
@@ -99,7 +100,7 @@ class UnixSocket final : public kj::AsyncCapabilityStream {
             ssize_t received;
             KJ_NONBLOCKING_SYSCALL(received = recvmsg(mFd.get(), &message, MSG_CMSG_CLOEXEC));
             if (received < 0) {
-                return mObserver.whenBecomesReadable().then([=, this] {
+                return mObserver.whenReadable().then([=, this] {
                     return receive(buffer, minBytes, maxBytes, fds, maxFds, done);
                 });
             }

@@ -5,6 +5,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -136,6 +140,32 @@ TEST(Process, KeepsItsSignals) {
     // No thread of HIDL takes signals of the process.
     EXPECT_EQ(gHandledBy, gettid());
     EXPECT_TRUE(service->ping().isOk());
+}
+
+// How many epolls of this process wait for each of its descriptors.
+std::map<std::string, int> epollsOfDescriptors() {
+    std::map<std::string, int> epolls;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fdinfo")) {
+        std::ifstream info(entry.path());
+        for (std::string word; info >> word;) {
+            if (word == "tfd:" && info >> word) ++epolls[word];
+        }
+    }
+    return epolls;
+}
+
+// The kernel tells one epoll after the other. A thread that the first one wakes finds nothing at
+// the second when it is too early, and sleeps again beside a message that nobody reads.
+TEST(Process, WaitsForEachSocketAtOneEpoll) {
+    ServiceDirectory directory;
+    ServiceChild child([] { return sp<IBivista>(new FakeBivista); });
+    const sp<IBivista> service = getService();
+    const sp<IBivista> own = new FakeBivista;
+    ASSERT_EQ(own->registerAsService("own"), ::android::OK);
+
+    const std::map<std::string, int> epolls = epollsOfDescriptors();
+    EXPECT_GE(epolls.size(), 2u);
+    for (const auto& [descriptor, count] : epolls) EXPECT_EQ(count, 1) << descriptor;
 }
 
 TEST(Process, ExitsWhileItHoldsProxiesAndServes) {
