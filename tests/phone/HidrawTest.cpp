@@ -356,10 +356,25 @@ TEST_F(HidrawTest, CoverIsPulledOffInMidFrame) {
     phone.faults.set("hid write unplug after 1 times 1");
     const unique_fd node = openNode(O_WRONLY);
     EXPECT_EQ(writeTo(node, pixels("ab")), 9);
-    EXPECT_EQ(writeTo(node, pixels("cd")), -ENODEV);
+    EXPECT_EQ(writeTo(node, pixels("cd")), -ESHUTDOWN);
     EXPECT_FALSE(phone.cover.isAttached());
     EXPECT_NE(access(kNode, F_OK), 0);
     EXPECT_EQ(writeTo(node, kEnd), -ENODEV);
+    EXPECT_EQ(resultOf(open(kNode, O_WRONLY)), -ENOENT);
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write", "hid-write ESHUTDOWN",
+                                      "hid-write ENODEV"));
+}
+
+TEST_F(HidrawTest, CoverIsPulledOffDuringAFeatureReport) {
+    for (const char* fault : {"hid info unplug times 1", "hid config unplug times 1"}) {
+        phone.cover.attach();
+        phone.faults.set(fault);
+        const unique_fd node = openNode(O_RDWR);
+        std::string report = "\2------";
+        const bool reads = std::string(fault).starts_with("hid info");
+        EXPECT_EQ(reads ? getFeature(node, report) : setFeature(node, kOn), -ESHUTDOWN);
+        EXPECT_EQ(reads ? getFeature(node, report) : setFeature(node, kOn), -ENODEV);
+    }
 }
 
 TEST_F(HidrawTest, CoverIsPulledOffDuringAnOpen) {
@@ -419,14 +434,15 @@ TEST_F(HeldUpTest, SlowWriteEndsWhenTheCoverIsPulledOff) {
     start();
     phone.cover.detach();
     writer.join();
-    EXPECT_EQ(result, -ENODEV);
+    EXPECT_EQ(result, -ESHUTDOWN);
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write ESHUTDOWN", "hid-close"));
 }
 
 TEST_F(HeldUpTest, ResetLetsItGo) {
     start();
     phone.reset();
     writer.join();
-    EXPECT_EQ(result, -ENODEV);
+    EXPECT_EQ(result, -ESHUTDOWN);
 }
 
 TEST_F(HidrawTest, FaultsAreListedAndCleared) {

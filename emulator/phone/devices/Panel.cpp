@@ -73,9 +73,10 @@ HidAnswer Panel::begin(PanelCall call, bool waited, std::optional<uint64_t>* pas
         if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
     }
     const PanelOutcome outcome = mFaults.takeOutcome(call);
-    if (outcome.unplugs) mPullOff();
     *pass = outcome.pass;
-    return {.result = -(outcome.unplugs ? ENODEV : outcome.error)};
+    if (!outcome.unplugs) return {.result = -outcome.error};
+    mPullOff();
+    return {.result = call == PanelCall::Open ? -ENODEV : -ESHUTDOWN};
 }
 
 HidAnswer Panel::hidOpened(const std::string& node, const std::string& flags, bool waited) {

@@ -100,10 +100,11 @@ Verdict Hidraw::makeDescriptor(const std::string& node, const OpenCall& call,
     return verdict;
 }
 
-int Hidraw::checkCall(const ReportCall& call, const Open& open) {
+int Hidraw::checkCall(const ReportCall& call, const Open& open, bool waited) {
     const bool writes = (open.flags & O_ACCMODE) != O_RDONLY;
     if (call.request.kind == HidRequest::Kind::Write && !writes) return EBADF;
-    if (!open.hasDevice) return ENODEV;
+    // One that was under way is cut off by the USB host; for any later one there is no device.
+    if (!open.hasDevice) return waited ? ESHUTDOWN : ENODEV;
     if (call.request.size < kMinReport || call.request.size > kMaxReport) return EINVAL;
     return call.isReadable ? 0 : EFAULT;
 }
@@ -114,7 +115,7 @@ Verdict Hidraw::decide(const ReportCall& call, bool waited) {
     HidListener& listener = *open->second.listener;
     // A copy: the listener may unplug the device, and what is closed then goes from here.
     const std::string node = open->second.node;
-    if (const int error = checkCall(call, open->second)) {
+    if (const int error = checkCall(call, open->second, waited)) {
         listener.hidRefused(node, call.request, error);
         return verdictOf({.result = -error});
     }

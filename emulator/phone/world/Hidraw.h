@@ -46,8 +46,8 @@ class Hidraw {
     };
 
     Verdict makeDescriptor(const std::string& node, const OpenCall& call, HidListener& listener);
-    // The error with which the driver refuses the call by itself, or 0.
-    static int checkCall(const ReportCall& call, const Open& open);
+    // The error with which the kernel refuses the call by itself, or 0.
+    static int checkCall(const ReportCall& call, const Open& open, bool waited);
 
     EventLoop& mLoop;
     std::map<std::string, HidListener*> mNodes;  // that are plugged
