@@ -384,6 +384,23 @@ TEST_F(HidrawTest, CoverIsPulledOffDuringAnOpen) {
     EXPECT_FALSE(phone.cover.isAttached());
 }
 
+// As the kernel, whose unplugging waits for the open.
+TEST_F(HidrawTest, OpenThatIsUnderWayAtADetachmentIsWithoutADevice) {
+    phone.cover.attach();
+    phone.faults.set("hid open late 3600s times 1");
+    int64_t result = 0;
+    std::thread opener([&result] {
+        const unique_fd node = openNode(O_WRONLY);
+        result = writeTo(node, kEnd);
+    });
+    while (!phone.faults.list().empty()) {
+    }
+    phone.cover.detach();
+    opener.join();
+    EXPECT_EQ(result, -ENODEV);
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write ENODEV", "hid-close"));
+}
+
 TEST_F(HidrawTest, SlowPanelAnswersInTheEnd) {
     phone.cover.attach();
     phone.faults.set("hid * late 2ms");
@@ -399,7 +416,7 @@ class HeldUpTest : public HidrawTest {
   protected:
     HeldUpTest() {
         phone.cover.attach();
-        phone.faults.set("hid write late 3600s times 1");
+        phone.faults.set(kHold);
     }
     ~HeldUpTest() override {
         if (writer.joinable()) writer.join();
@@ -410,11 +427,15 @@ class HeldUpTest : public HidrawTest {
             const unique_fd node = openNode(O_WRONLY);
             result = writeTo(node, kEnd);
         });
+        awaitHeldUp();
+    }
+    void awaitHeldUp() {
         // The fault is used up when it holds the write up.
         while (!phone.faults.list().empty()) {
         }
     }
 
+    static constexpr char kHold[] = "hid write late 3600s times 1";
     int64_t result = 0;
     std::thread writer;
 };
@@ -436,6 +457,24 @@ TEST_F(HeldUpTest, SlowWriteEndsWhenTheCoverIsPulledOff) {
     writer.join();
     EXPECT_EQ(result, -ESHUTDOWN);
     EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write ESHUTDOWN", "hid-close"));
+}
+
+// One look in many may come too late.
+TEST_F(HeldUpTest, NodeWithoutADeviceStaysForAMoment) {
+    int error = 0;
+    for (int i = 0; i < 100 && error != ENODEV; ++i) {
+        writer = std::thread([&error] {
+            const unique_fd node = openNode(O_WRONLY);
+            EXPECT_EQ(writeTo(node, kEnd), -ESHUTDOWN);
+            error = openNode(O_WRONLY).ok() ? 0 : errno;
+        });
+        awaitHeldUp();
+        phone.cover.detach();
+        writer.join();
+        phone.cover.attach();
+        phone.faults.set(kHold);
+    }
+    EXPECT_EQ(error, ENODEV);
 }
 
 TEST_F(HeldUpTest, ResetLetsItGo) {

@@ -84,8 +84,8 @@ class Device {
     // Lets the phone's software see it: USB device, tty, hidraw node, in this order. Throws
     // phone::Error when a name is taken.
     virtual void publish() = 0;
-    // Takes tty and hidraw node away. Earlier writes to them are reported first. What the phone has
-    // not read is lost. Transfers that wait end.
+    // Hangs up the tty and ends transfers that wait; then tty and hidraw node go. Earlier writes to
+    // them are reported first. What the phone has not read is lost.
     virtual void hangUp() = 0;
 
     // To its tty. Bytes wait in the device while the phone's kernel takes no more.

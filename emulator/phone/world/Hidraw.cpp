@@ -63,31 +63,43 @@ void Hidraw::plug(int number, HidListener& listener) {
     // process.
     const std::string node = hidrawNode(number);
     if (mknod(node.c_str(), S_IFSOCK | 0600, 0) != 0) throwErrno("cannot make " + node);
-    mNodes[node] = &listener;
+    mNodes[node] = {.listener = &listener};
 }
 
-void Hidraw::unplug(int number) {
+void Hidraw::hangUp(int number) {
     const std::string node = hidrawNode(number);
-    unlink(node.c_str());
-    mNodes.erase(node);
+    mNodes.at(node).hasDevice = false;
     for (auto& [name, open] : mOpens) {
         if (open.node == node) open.hasDevice = false;
     }
 }
 
-std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& call, bool waited) {
-    const auto node = mNodes.find(path);
-    if (node == mNodes.end()) return std::nullopt;
-    HidListener& listener = *node->second;
-    const HidAnswer answer = listener.hidOpened(path, call.nameFlags(), waited);
-    if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
-    return makeDescriptor(path, call, listener);
+void Hidraw::unplug(int number) {
+    hangUp(number);
+    const std::string node = hidrawNode(number);
+    unlink(node.c_str());
+    mNodes.erase(node);
 }
 
-Verdict Hidraw::makeDescriptor(const std::string& node, const OpenCall& call,
-                               HidListener& listener) {
+std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& call, bool waited) {
+    const auto found = mNodes.find(path);
+    if (found == mNodes.end()) return std::nullopt;
+    // A copy: the listener may unplug the device.
+    const Node node = found->second;
+    // An open that was under way comes to its end, as in the kernel, whose unplugging waits for it.
+    if (!node.hasDevice && !waited) return verdictOf({.result = -ENODEV});
+    const HidAnswer answer = node.listener->hidOpened(path, call.nameFlags(), waited);
+    if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
+    return makeDescriptor(path, call, node);
+}
+
+Verdict Hidraw::makeDescriptor(const std::string& path, const OpenCall& call, const Node& node) {
     unique_fd reader;
-    Open open = {.node = node, .flags = call.flags, .alive = {}, .listener = &listener};
+    Open open = {.node = path,
+                 .flags = call.flags,
+                 .alive = {},
+                 .listener = node.listener,
+                 .hasDevice = node.hasDevice};
     if (!android::base::Pipe(&reader, &open.alive, O_CLOEXEC | (call.flags & O_NONBLOCK))) {
         throwErrno("cannot make a pipe");
     }

@@ -25,7 +25,9 @@ class Hidraw {
     // Throws phone::Error when a node of this number cannot be made.
     static void checkNumber(int number);
     void plug(int number, HidListener& listener);
-    // What is open stays without a device.
+    // What is open, and what is opened until unplug(), is without a device.
+    void hangUp(int number);
+    // The node goes.
     void unplug(int number);
 
     // Nothing when the path is no node.
@@ -45,13 +47,18 @@ class Hidraw {
         bool hasDevice = true;
     };
 
-    Verdict makeDescriptor(const std::string& node, const OpenCall& call, HidListener& listener);
+    struct Node {
+        HidListener* listener = nullptr;
+        bool hasDevice = true;
+    };
+
+    Verdict makeDescriptor(const std::string& path, const OpenCall& call, const Node& node);
     // The error with which the kernel refuses the call by itself, or 0.
     static int checkCall(const ReportCall& call, const Open& open, bool waited);
 
     EventLoop& mLoop;
-    std::map<std::string, HidListener*> mNodes;  // that are plugged
-    std::map<std::string, Open> mOpens;          // by what /proc shows their descriptors to be on
+    std::map<std::string, Node> mNodes;
+    std::map<std::string, Open> mOpens;  // by what /proc shows their descriptors to be on
 };
 
 }  // namespace phone
