@@ -384,6 +384,79 @@ TEST_F(HidrawTest, CoverIsPulledOffDuringAnOpen) {
     EXPECT_FALSE(phone.cover.isAttached());
 }
 
+// What usbhid does at the first open of a device.
+class OpenTimeTest : public HidrawTest {
+  protected:
+    static constexpr std::chrono::milliseconds kTime{5};
+    static constexpr std::chrono::hours kForEver{1};
+
+    OpenTimeTest() { phone.cover.attach(); }
+
+    static void expectSlowOpen() {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(writeTo(openNode(O_WRONLY | O_NONBLOCK), kEnd), 7);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, kTime);
+    }
+};
+
+TEST_F(OpenTimeTest, IsTheKernelsWhereNobodySetsIt) {
+    EXPECT_EQ(phone.panel.openTime(), cover::Time::zero()) << "the fixture's";
+    phone.reset();
+    EXPECT_EQ(phone.panel.openTime(), std::chrono::milliseconds(50));
+}
+
+TEST_F(OpenTimeTest, PassesAtEachOpenWhileNobodyHasTheNodeOpen) {
+    phone.panel.setOpenTime(kTime);
+    expectSlowOpen();
+    expectSlowOpen();
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY|O_NONBLOCK", "hid-write", "hid-close",
+                                      "hid-open O_WRONLY|O_NONBLOCK", "hid-write", "hid-close"));
+}
+
+TEST_F(OpenTimeTest, IsSparedWhereAnotherDescriptorHasTheNodeOpen) {
+    const unique_fd keeper = openNode(O_RDONLY);
+    phone.panel.setOpenTime(kForEver);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(writeTo(openNode(O_WRONLY), kEnd), 7);
+}
+
+TEST_F(OpenTimeTest, PassesBesideADescriptorOfADeviceThatIsGone) {
+    const unique_fd old = openNode(O_RDONLY);
+    phone.cover.reattach();
+    phone.panel.setOpenTime(kTime);
+    expectSlowOpen();
+    EXPECT_EQ(writeTo(openNode(O_WRONLY), kEnd), 7);
+    EXPECT_EQ(setFeature(old, kOn), -ENODEV);
+}
+
+TEST_F(OpenTimeTest, ComesOnTopOfAFaults) {
+    phone.panel.setOpenTime(kTime);
+    phone.faults.set("hid open late 5ms times 1");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(openNode(O_WRONLY).ok());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 2 * kTime);
+}
+
+TEST_F(OpenTimeTest, HoldsUpNoOtherCall) {
+    phone.panel.setOpenTime(kForEver);
+    phone.faults.set("hid open late 1us times 1");
+    int64_t result = 0;
+    std::thread opener([&result] { result = writeTo(openNode(O_WRONLY), kEnd); });
+    // The fault is used up when the open waits.
+    while (!phone.faults.list().empty()) {
+    }
+    EXPECT_EQ(access(phone::kHalReady, F_OK), 0);
+    const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    EXPECT_EQ(write(tty.get(), "AT\r", 3), 3);
+    EXPECT_THAT(journal.list(Kind::TtyRx, first), ElementsAre("AT\r"));
+    const unique_fd node(open(phone::kHalReady, O_WRONLY));
+    EXPECT_EQ(write(node.get(), "Y", 1), 1);
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("Y"));
+    EXPECT_THAT(record(), IsEmpty());
+    phone.cover.detach();
+    opener.join();
+    EXPECT_EQ(result, -ENODEV);
+}
+
 // As the kernel, whose unplugging waits for the open.
 TEST_F(HidrawTest, OpenThatIsUnderWayAtADetachmentIsWithoutADevice) {
     phone.cover.attach();

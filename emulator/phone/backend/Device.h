@@ -31,6 +31,12 @@ class TtyListener {
     virtual void dtrSet(const std::string& node, bool raised) = 0;
 };
 
+struct HidOpen {
+    std::string flags;  // as text
+    // No other descriptor has the node open.
+    bool isFirst = false;
+};
+
 // A transfer to or from a hidraw node.
 struct HidRequest {
     enum class Kind { Write, GetFeature, SetFeature };
@@ -52,7 +58,7 @@ struct HidAnswer {
 class HidListener {
   public:
     virtual ~HidListener() = default;
-    virtual HidAnswer hidOpened(const std::string& node, const std::string& flags, bool waited) = 0;
+    virtual HidAnswer hidOpened(const std::string& node, const HidOpen& open, bool waited) = 0;
     virtual HidAnswer hidRequested(const std::string& node, const HidRequest& request,
                                    bool waited) = 0;
     // The kernel's driver itself has refused it with this errno.

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/world/Hidraw.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -88,7 +89,10 @@ std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& cal
     const Node node = found->second;
     // An open that was under way comes to its end, as in the kernel, whose unplugging waits for it.
     if (!node.hasDevice && !waited) return verdictOf({.result = -ENODEV});
-    const HidAnswer answer = node.listener->hidOpened(path, call.nameFlags(), waited);
+    const bool isFirst = std::none_of(mOpens.begin(), mOpens.end(), [&](const auto& named) {
+        return named.second.node == path && named.second.hasDevice;
+    });
+    const HidAnswer answer = node.listener->hidOpened(path, {call.nameFlags(), isFirst}, waited);
     if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
     return makeDescriptor(path, call, node);
 }
