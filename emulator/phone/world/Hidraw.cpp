@@ -64,15 +64,11 @@ void Hidraw::plug(int number, HidListener& listener) {
     // process.
     const std::string node = hidrawNode(number);
     if (mknod(node.c_str(), S_IFSOCK | 0600, 0) != 0) throwErrno("cannot make " + node);
-    mNodes[node] = {.listener = &listener};
+    mNodes[node] = std::make_shared<Node>(Node{.path = node, .listener = &listener});
 }
 
 void Hidraw::hangUp(int number) {
-    const std::string node = hidrawNode(number);
-    mNodes.at(node).hasDevice = false;
-    for (auto& [name, open] : mOpens) {
-        if (open.node == node) open.hasDevice = false;
-    }
+    mNodes.at(hidrawNode(number))->hasDevice = false;
 }
 
 void Hidraw::unplug(int number) {
@@ -86,24 +82,19 @@ std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& cal
     const auto found = mNodes.find(path);
     if (found == mNodes.end()) return std::nullopt;
     // A copy: the listener may unplug the device.
-    const Node node = found->second;
+    const std::shared_ptr<Node> node = found->second;
     // An open that was under way comes to its end, as in the kernel, whose unplugging waits for it.
-    if (!node.hasDevice && !waited) return verdictOf({.result = -ENODEV});
-    const bool isFirst = std::none_of(mOpens.begin(), mOpens.end(), [&](const auto& named) {
-        return named.second.node == path && named.second.hasDevice;
-    });
-    const HidAnswer answer = node.listener->hidOpened(path, {call.nameFlags(), isFirst}, waited);
+    if (!node->hasDevice && !waited) return verdictOf({.result = -ENODEV});
+    const bool isFirst = std::none_of(mOpens.begin(), mOpens.end(),
+                                      [&](const auto& open) { return open.second.node == node; });
+    const HidAnswer answer = node->listener->hidOpened(path, {call.nameFlags(), isFirst}, waited);
     if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
-    return makeDescriptor(path, call, node);
+    return makeDescriptor(node, call);
 }
 
-Verdict Hidraw::makeDescriptor(const std::string& path, const OpenCall& call, const Node& node) {
+Verdict Hidraw::makeDescriptor(const std::shared_ptr<Node>& node, const OpenCall& call) {
     unique_fd reader;
-    Open open = {.node = path,
-                 .flags = call.flags,
-                 .alive = {},
-                 .listener = node.listener,
-                 .hasDevice = node.hasDevice};
+    Open open = {.node = node, .flags = call.flags, .alive = {}};
     if (!android::base::Pipe(&reader, &open.alive, O_CLOEXEC | (call.flags & O_NONBLOCK))) {
         throwErrno("cannot make a pipe");
     }
@@ -120,7 +111,7 @@ int Hidraw::checkCall(const ReportCall& call, const Open& open, bool waited) {
     const bool writes = (open.flags & O_ACCMODE) != O_RDONLY;
     if (call.request.kind == HidRequest::Kind::Write && !writes) return EBADF;
     // One that was under way is cut off by the USB host; for any later one there is no device.
-    if (!open.hasDevice) return waited ? ESHUTDOWN : ENODEV;
+    if (!open.node->hasDevice) return waited ? ESHUTDOWN : ENODEV;
     if (call.request.size < kMinReport || call.request.size > kMaxReport) return EINVAL;
     return call.isReadable ? 0 : EFAULT;
 }
@@ -128,14 +119,13 @@ int Hidraw::checkCall(const ReportCall& call, const Open& open, bool waited) {
 Verdict Hidraw::decide(const ReportCall& call, bool waited) {
     const auto open = mOpens.find(call.file);
     if (open == mOpens.end()) return {};
-    HidListener& listener = *open->second.listener;
     // A copy: the listener may unplug the device, and what is closed then goes from here.
-    const std::string node = open->second.node;
+    const std::shared_ptr<Node> node = open->second.node;
     if (const int error = checkCall(call, open->second, waited)) {
-        listener.hidRefused(node, call.request, error);
+        node->listener->hidRefused(node->path, call.request, error);
         return verdictOf({.result = -error});
     }
-    return verdictOf(listener.hidRequested(node, call.request, waited));
+    return verdictOf(node->listener->hidRequested(node->path, call.request, waited));
 }
 
 void Hidraw::drain() {
@@ -144,7 +134,7 @@ void Hidraw::drain() {
             ++open;
             continue;
         }
-        open->second.listener->hidClosed(open->second.node);
+        open->second.node->listener->hidClosed(open->second.node->path);
         mLoop.unwatch(open->second.alive.get());
         open = mOpens.erase(open);
     }

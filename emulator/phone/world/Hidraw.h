@@ -7,6 +7,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -39,25 +40,24 @@ class Hidraw {
     void drain();
 
   private:
+    // What is open keeps it.
+    struct Node {
+        std::string path;
+        HidListener* listener = nullptr;
+        bool hasDevice = true;
+    };
     struct Open {
-        std::string node;
+        std::shared_ptr<Node> node;
         int flags = 0;
         android::base::unique_fd alive;  // the pipe's other end: it shows the last close
-        HidListener* listener = nullptr;
-        bool hasDevice = true;
     };
 
-    struct Node {
-        HidListener* listener = nullptr;
-        bool hasDevice = true;
-    };
-
-    Verdict makeDescriptor(const std::string& path, const OpenCall& call, const Node& node);
+    Verdict makeDescriptor(const std::shared_ptr<Node>& node, const OpenCall& call);
     // The error with which the kernel refuses the call by itself, or 0.
     static int checkCall(const ReportCall& call, const Open& open, bool waited);
 
     EventLoop& mLoop;
-    std::map<std::string, Node> mNodes;
+    std::map<std::string, std::shared_ptr<Node>> mNodes;  // by path
     std::map<std::string, Open> mOpens;  // by what /proc shows their descriptors to be on
 };
 
