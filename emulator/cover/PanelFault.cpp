@@ -33,7 +33,7 @@ constexpr std::array<std::pair<std::string_view, Effect>, 4> kEffects = {{
 }};
 
 // Those that a hidraw node gives.
-constexpr std::array<std::pair<std::string_view, int>, 10> kErrors = {{
+constexpr std::array<std::pair<std::string_view, int>, 12> kErrors = {{
         {"EIO", EIO},
         {"ENODEV", ENODEV},
         {"EPIPE", EPIPE},
@@ -44,6 +44,8 @@ constexpr std::array<std::pair<std::string_view, int>, 10> kErrors = {{
         {"EINVAL", EINVAL},
         {"ENOENT", ENOENT},
         {"ENOMEM", ENOMEM},
+        {"EPROTO", EPROTO},
+        {"ESHUTDOWN", ESHUTDOWN},
 }};
 
 constexpr char kUsage[] =

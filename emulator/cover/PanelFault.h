@@ -9,7 +9,8 @@
 //   effect = "error" NAME       it fails with this error, for example EIO
 //          | "short" N          only the first N bytes pass, and the result says so (not of "open")
 //          | "late" DURATION    it takes that much longer
-//          | "unplug"           the cover is pulled off meanwhile: it fails with ENODEV
+//          | "unplug"           the cover is pulled off meanwhile: a report fails with ESHUTDOWN,
+//                               an open with ENODEV
 //
 // "after" lets so many calls pass unharmed first; without "times" a fault stays until it is taken
 // away.

@@ -46,7 +46,8 @@ TEST(PanelFaultTest, ReadsAsItIsWritten) {
 TEST(PanelFaultTest, PrintsWhatReadsBack) {
     for (const char* line : {"hid open error ENODEV", "hid info short 0", "hid config late 50ms",
                              "hid write unplug after 3", "hid * error EIO after 1 times 1",
-                             "hid write error ETIMEDOUT times 4"}) {
+                             "hid write error ETIMEDOUT times 4", "hid info error EPROTO",
+                             "hid config error ESHUTDOWN"}) {
         EXPECT_EQ(toText(parse(line)), line);
     }
 }

@@ -256,13 +256,16 @@ TEST_F(UeventMonitorTest, TheKernelGetsThePenModeOfACoverThatHungUp) {
     EXPECT_THAT(told(from), Contains("aes_mode=2"));
 }
 
-TEST_F(UeventMonitorTest, ThePenParameterIsMadeWhenItIsMissing) {
+TEST_F(UeventMonitorTest, AMissingPenParameterIsReportedAndTheCoverTold) {
     attachAndRegister();
     phone.files.remove(phone::kAesMode);
     raiseEvent("SWITCH_AES_TO_1");
     handled();
-    EXPECT_THAT(told(from), Contains("aes_mode=0"));
-    EXPECT_EQ(phone.files.get(phone::kAesMode), "0");
+    EXPECT_THAT(told(from), ElementsAre("AT%TCHNOTIFY=SWTICH_AES,1\r"));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, std::string("Writing 0 to ") + phone::kAesMode));
+    EXPECT_TRUE(
+            log.contains(ANDROID_LOG_ERROR, std::string("Cannot open path: ") + phone::kAesMode));
+    EXPECT_FALSE(phone.files.get(phone::kAesMode).has_value());
 }
 
 TEST_F(UeventMonitorTest, TheTouchUpdateStateGoesToTheCover) {

@@ -125,6 +125,15 @@ TEST_F(SubDisplayEndToEndTest, ASlowPanelShowsAFrameInTheEnd) {
     expectPatternShown();
 }
 
+// Of 50 ms each, as a kernel's.
+TEST_F(SubDisplayEndToEndTest, AFrameTakesTheTimeOfTwoOpens) {
+    startPanel();
+    expectPatternShown();
+    const std::string done = "HID-DISPLAY: write Palette done ";
+    awaitLog(done);
+    EXPECT_GE(std::stof(log().substr(log().find(done) + done.size())), 100);
+}
+
 TEST_F(SubDisplayEndToEndTest, SizesThatCannotBeHarmNothing) {
     startPanel();
     const std::string frame = folder + "/frame";
@@ -150,6 +159,9 @@ TEST_F(SubDisplayEndToEndTest, GoesInTheMiddleOfAFrameAndTellsItsClient) {
     ctl({"fault", "hid write unplug after 1 times 1"});
     expectDone({"test-pattern"});
     awaitState("UNINITIALIZED");
+    awaitLog(
+            "hidDisplayPalette: failed to write palette: "
+            "Cannot send after transport endpoint shutdown");
     ctl({"attach"});
     awaitState("ON");
     expectPatternShown();

@@ -168,6 +168,14 @@ TEST_P(NodeWriterTest, CreatesAMissingFile) {
     EXPECT_EQ(text(), "2");
 }
 
+TEST_P(NodeWriterTest, MakesNoFileInSysfs) {
+    const std::string missing = "/sys/class/bivista/bv2/none";
+    EXPECT_FALSE(GetParam().write(missing, "2"));
+    EXPECT_TRUE(mLog.contains(GetParam().priority, "Writing 2 to " + missing));
+    EXPECT_TRUE(mLog.contains(ANDROID_LOG_ERROR, "Cannot open path: " + missing));
+    EXPECT_NE(access(missing.c_str(), F_OK), 0);
+}
+
 TEST_P(NodeWriterTest, FailsOnlyWhenTheFileCannotBeOpened) {
     const std::string missing = mFolder + "/no folder/node";
     EXPECT_FALSE(GetParam().write(missing, "2"));

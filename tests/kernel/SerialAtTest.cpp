@@ -185,6 +185,23 @@ TEST_F(SerialAtTest, AHangUpLeavesErrnoAndTheStoredLinesAlone) {
     unplug.join();
 }
 
+// The control file stays for a moment after a hang-up; one vote in many may come too late.
+TEST_F(SerialAtTest, TakesItsVoteBackAfterAHangUp) {
+    std::vector<std::string> writes;
+    for (int i = 0; i < 100 && writes.size() < 2; ++i) {
+        phone.faults.set("on AT%SWV hangup after 5 times 1");
+        const size_t line = log.size();
+        const uint64_t entry = journal.next();
+        EXPECT_EQ(send("AT%SWV\r").value, 1);
+        writes = nodeWrites(entry);
+        // A detach that has begun writes too.
+        std::erase(writes, "virtual_mcu_firmware_write=0");
+        log.waitFor("serialDeviceRemoved: attached:1", line);
+        attach();
+    }
+    EXPECT_THAT(writes, ElementsAre("control=on", "control=auto"));
+}
+
 TEST_F(SerialAtTest, NextCommandWorksAfterAHangUpAndAReplug) {
     phone.faults.set("on AT%SWV hangup after 5 times 1");
     EXPECT_EQ(send("AT%SWV\r").value, 1);

@@ -66,7 +66,7 @@ class MemoryBackend : public phone::Backend {
         mLoop.call([&] { tty().ttyReceived("/dev/ttyACM0", bytes); });
     }
     int64_t openPanel() {
-        return mLoop.call([&] { return panel().hidOpened("/dev/hidraw0", "O_RDWR", false); })
+        return mLoop.call([&] { return panel().hidOpened("/dev/hidraw0", {"O_RDWR"}, false); })
                 .result;
     }
     HidAnswer request(const HidRequest& request) {

@@ -137,6 +137,10 @@ TEST_F(ControlTest, ChangesAndShowsTheSubDisplay) {
               200);
     EXPECT_EQ(phone.panel.options(), (cover::PanelOptions{2, 65535, 8, 0}));
     EXPECT_EQ(put("/v1/subdisplay", {{"height", 1}}).status, 200);
+    EXPECT_EQ(put("/v1/subdisplay", {{"open_ms", 7}}).status, 200);
+    EXPECT_EQ(phone.panel.openTime(), std::chrono::milliseconds(7));
+    EXPECT_EQ(put("/v1/subdisplay", {{"ready", 0}}).status, 200);
+    EXPECT_EQ(phone.panel.openTime(), std::chrono::milliseconds(7));
     EXPECT_EQ(get("/v1/state").body["sub_display"]["attached"], false);
     phone.cover.attach();
     drawTwoPixels();
@@ -611,6 +615,10 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/subdisplay", R"({"format":256})", 400},
         {"PUT", "/v1/subdisplay", R"({"ready":true})", 400},
         {"PUT", "/v1/subdisplay", R"({"depth":4})", 400},
+        {"PUT", "/v1/subdisplay", R"({"open_ms":-1})", 400},
+        {"PUT", "/v1/subdisplay", R"({"open_ms":86400001})", 400},
+        {"PUT", "/v1/subdisplay", R"({"open_ms":0.5})", 400},
+        {"PUT", "/v1/subdisplay", R"({"open_ms":"50"})", 400},
         {"POST", "/v1/attach", R"({"hid":64})", 409},
         {"POST", "/v1/attach", R"({"with_hid":1})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_polls":-1})", 400},

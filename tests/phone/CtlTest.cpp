@@ -358,6 +358,9 @@ TEST_F(CtlTest, SaysWhatAValueMustBe) {
     EXPECT_EQ(invoke({"ctl", "subdisplay", "--width", "65536"}).err,
               "bivista-emulator: --width: must be an integer from 0 to 65535. "
               "\"bivista-emulator ctl subdisplay --help\" tells more.\n");
+    EXPECT_EQ(invoke({"ctl", "subdisplay", "--open-ms", "50ms"}).err,
+              "bivista-emulator: --open-ms: must be an integer from 0 to 86400000. "
+              "\"bivista-emulator ctl subdisplay --help\" tells more.\n");
     EXPECT_EQ(invoke({"ctl", "cover", "--hot-plug-polls", "often"}).err,
               "bivista-emulator: --hot-plug-polls: must be an integer from 0 to 2147483647 or "
               "\"never\". \"bivista-emulator ctl cover --help\" tells more.\n");

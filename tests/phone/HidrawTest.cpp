@@ -356,10 +356,25 @@ TEST_F(HidrawTest, CoverIsPulledOffInMidFrame) {
     phone.faults.set("hid write unplug after 1 times 1");
     const unique_fd node = openNode(O_WRONLY);
     EXPECT_EQ(writeTo(node, pixels("ab")), 9);
-    EXPECT_EQ(writeTo(node, pixels("cd")), -ENODEV);
+    EXPECT_EQ(writeTo(node, pixels("cd")), -ESHUTDOWN);
     EXPECT_FALSE(phone.cover.isAttached());
     EXPECT_NE(access(kNode, F_OK), 0);
     EXPECT_EQ(writeTo(node, kEnd), -ENODEV);
+    EXPECT_EQ(resultOf(open(kNode, O_WRONLY)), -ENOENT);
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write", "hid-write ESHUTDOWN",
+                                      "hid-write ENODEV"));
+}
+
+TEST_F(HidrawTest, CoverIsPulledOffDuringAFeatureReport) {
+    for (const char* fault : {"hid info unplug times 1", "hid config unplug times 1"}) {
+        phone.cover.attach();
+        phone.faults.set(fault);
+        const unique_fd node = openNode(O_RDWR);
+        std::string report = "\2------";
+        const bool reads = std::string(fault).starts_with("hid info");
+        EXPECT_EQ(reads ? getFeature(node, report) : setFeature(node, kOn), -ESHUTDOWN);
+        EXPECT_EQ(reads ? getFeature(node, report) : setFeature(node, kOn), -ENODEV);
+    }
 }
 
 TEST_F(HidrawTest, CoverIsPulledOffDuringAnOpen) {
@@ -367,6 +382,96 @@ TEST_F(HidrawTest, CoverIsPulledOffDuringAnOpen) {
     phone.faults.set("hid open unplug");
     EXPECT_EQ(resultOf(open(kNode, O_RDWR)), -ENODEV);
     EXPECT_FALSE(phone.cover.isAttached());
+}
+
+// What usbhid does at the first open of a device.
+class OpenTimeTest : public HidrawTest {
+  protected:
+    static constexpr std::chrono::milliseconds kTime{5};
+    static constexpr std::chrono::hours kForEver{1};
+
+    OpenTimeTest() { phone.cover.attach(); }
+
+    static void expectSlowOpen() {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(writeTo(openNode(O_WRONLY | O_NONBLOCK), kEnd), 7);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, kTime);
+    }
+};
+
+TEST_F(OpenTimeTest, IsTheKernelsWhereNobodySetsIt) {
+    EXPECT_EQ(phone.panel.openTime(), cover::Time::zero()) << "the fixture's";
+    phone.reset();
+    EXPECT_EQ(phone.panel.openTime(), std::chrono::milliseconds(50));
+}
+
+TEST_F(OpenTimeTest, PassesAtEachOpenWhileNobodyHasTheNodeOpen) {
+    phone.panel.setOpenTime(kTime);
+    expectSlowOpen();
+    expectSlowOpen();
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY|O_NONBLOCK", "hid-write", "hid-close",
+                                      "hid-open O_WRONLY|O_NONBLOCK", "hid-write", "hid-close"));
+}
+
+TEST_F(OpenTimeTest, IsSparedWhereAnotherDescriptorHasTheNodeOpen) {
+    const unique_fd keeper = openNode(O_RDONLY);
+    phone.panel.setOpenTime(kForEver);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(writeTo(openNode(O_WRONLY), kEnd), 7);
+}
+
+TEST_F(OpenTimeTest, PassesBesideADescriptorOfADeviceThatIsGone) {
+    const unique_fd old = openNode(O_RDONLY);
+    phone.cover.reattach();
+    phone.panel.setOpenTime(kTime);
+    expectSlowOpen();
+    EXPECT_EQ(writeTo(openNode(O_WRONLY), kEnd), 7);
+    EXPECT_EQ(setFeature(old, kOn), -ENODEV);
+}
+
+TEST_F(OpenTimeTest, ComesOnTopOfAFaults) {
+    phone.panel.setOpenTime(kTime);
+    phone.faults.set("hid open late 5ms times 1");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(openNode(O_WRONLY).ok());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 2 * kTime);
+}
+
+TEST_F(OpenTimeTest, HoldsUpNoOtherCall) {
+    phone.panel.setOpenTime(kForEver);
+    phone.faults.set("hid open late 1us times 1");
+    int64_t result = 0;
+    std::thread opener([&result] { result = writeTo(openNode(O_WRONLY), kEnd); });
+    // The fault is used up when the open waits.
+    while (!phone.faults.list().empty()) {
+    }
+    EXPECT_EQ(access(phone::kHalReady, F_OK), 0);
+    const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    EXPECT_EQ(write(tty.get(), "AT\r", 3), 3);
+    EXPECT_THAT(journal.list(Kind::TtyRx, first), ElementsAre("AT\r"));
+    const unique_fd node(open(phone::kHalReady, O_WRONLY));
+    EXPECT_EQ(write(node.get(), "Y", 1), 1);
+    EXPECT_THAT(journal.list(Kind::NodeWrite, first), ElementsAre("Y"));
+    EXPECT_THAT(record(), IsEmpty());
+    phone.cover.detach();
+    opener.join();
+    EXPECT_EQ(result, -ENODEV);
+}
+
+// As the kernel, whose unplugging waits for the open.
+TEST_F(HidrawTest, OpenThatIsUnderWayAtADetachmentIsWithoutADevice) {
+    phone.cover.attach();
+    phone.faults.set("hid open late 3600s times 1");
+    int64_t result = 0;
+    std::thread opener([&result] {
+        const unique_fd node = openNode(O_WRONLY);
+        result = writeTo(node, kEnd);
+    });
+    while (!phone.faults.list().empty()) {
+    }
+    phone.cover.detach();
+    opener.join();
+    EXPECT_EQ(result, -ENODEV);
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write ENODEV", "hid-close"));
 }
 
 TEST_F(HidrawTest, SlowPanelAnswersInTheEnd) {
@@ -384,7 +489,7 @@ class HeldUpTest : public HidrawTest {
   protected:
     HeldUpTest() {
         phone.cover.attach();
-        phone.faults.set("hid write late 3600s times 1");
+        phone.faults.set(kHold);
     }
     ~HeldUpTest() override {
         if (writer.joinable()) writer.join();
@@ -395,11 +500,15 @@ class HeldUpTest : public HidrawTest {
             const unique_fd node = openNode(O_WRONLY);
             result = writeTo(node, kEnd);
         });
+        awaitHeldUp();
+    }
+    void awaitHeldUp() {
         // The fault is used up when it holds the write up.
         while (!phone.faults.list().empty()) {
         }
     }
 
+    static constexpr char kHold[] = "hid write late 3600s times 1";
     int64_t result = 0;
     std::thread writer;
 };
@@ -419,14 +528,33 @@ TEST_F(HeldUpTest, SlowWriteEndsWhenTheCoverIsPulledOff) {
     start();
     phone.cover.detach();
     writer.join();
-    EXPECT_EQ(result, -ENODEV);
+    EXPECT_EQ(result, -ESHUTDOWN);
+    EXPECT_THAT(record(), ElementsAre("hid-open O_WRONLY", "hid-write ESHUTDOWN", "hid-close"));
+}
+
+// One look in many may come too late.
+TEST_F(HeldUpTest, NodeWithoutADeviceStaysForAMoment) {
+    int error = 0;
+    for (int i = 0; i < 100 && error != ENODEV; ++i) {
+        writer = std::thread([&error] {
+            const unique_fd node = openNode(O_WRONLY);
+            EXPECT_EQ(writeTo(node, kEnd), -ESHUTDOWN);
+            error = openNode(O_WRONLY).ok() ? 0 : errno;
+        });
+        awaitHeldUp();
+        phone.cover.detach();
+        writer.join();
+        phone.cover.attach();
+        phone.faults.set(kHold);
+    }
+    EXPECT_EQ(error, ENODEV);
 }
 
 TEST_F(HeldUpTest, ResetLetsItGo) {
     start();
     phone.reset();
     writer.join();
-    EXPECT_EQ(result, -ENODEV);
+    EXPECT_EQ(result, -ESHUTDOWN);
 }
 
 TEST_F(HidrawTest, FaultsAreListedAndCleared) {

@@ -105,14 +105,46 @@ TEST_F(NodeTest, KeepsItsContentWhenItIsOnlyOpened) {
     EXPECT_EQ(contentOf(phone::kPowerNode), "0 0\n");
 }
 
-TEST_F(NodeTest, IsMadeByACreatingOpenOnly) {
+// As in sysfs, where only a driver makes files.
+TEST_F(NodeTest, NoOpenMakesAFileInSysfs) {
     constexpr char kNew[] = "/sys/module/usbhid/parameters/new";
     EXPECT_EQ(openError(kNew, O_WRONLY), ENOENT);
-    FILE* stream = fopen(kNew, "w");
-    ASSERT_NE(stream, nullptr);
-    fputs("1", stream);
-    fclose(stream);
-    EXPECT_EQ(contentOf(kNew), "1");
+    EXPECT_EQ(openError(kNew, O_WRONLY | O_CREAT), EACCES);
+    EXPECT_EQ(openError(kNew, O_RDWR | O_CREAT | O_EXCL), EACCES);
+    EXPECT_EQ(openError(kNew, O_RDONLY | O_CREAT), EACCES);
+    EXPECT_EQ(creat(kNew, 0600), -1);
+    EXPECT_EQ(errno, EACCES);
+    for (const char* mode : {"w", "a", "w+"}) {
+        EXPECT_EQ(fopen(kNew, mode), nullptr) << mode;
+        EXPECT_EQ(errno, EACCES) << mode;
+    }
+    EXPECT_EQ(accessError(kNew, F_OK), ENOENT);
+    EXPECT_EQ(phone.files.get(kNew), std::nullopt);
+    for (const Entry& entry : journal.since(first)) {
+        EXPECT_EQ(entry.kind, Kind::NodeRefused);
+        EXPECT_EQ(entry.path, kNew);
+        EXPECT_EQ(entry.note, "EACCES");
+    }
+    EXPECT_EQ(journal.since(first).size(), 7u);
+}
+
+TEST_F(NodeTest, CreatingOpenOfWhatIsThereGoesOnAsWithoutThatFlag) {
+    EXPECT_EQ(openError(phone::kHalReady, O_WRONLY | O_CREAT), 0);
+    EXPECT_EQ(openError(phone::kHalReady, O_RDONLY | O_CREAT), 0);
+    EXPECT_EQ(openError(phone::kHalReady, O_WRONLY | O_CREAT | O_EXCL), EEXIST);
+    EXPECT_EQ(openError("/sys/class/bivista", O_RDONLY | O_CREAT), EISDIR);
+}
+
+TEST_F(NodeTest, CreatingOpenWithoutAFolderFindsNothing) {
+    EXPECT_EQ(openError("/sys/class/none/new", O_WRONLY | O_CREAT), ENOENT);
+    EXPECT_EQ(openError("/sys/class/bivista/new/", O_WRONLY | O_CREAT), EISDIR);
+}
+
+TEST_F(NodeTest, OpensOutsideSysfsMakeFiles) {
+    EXPECT_EQ(openError("/data/new", O_WRONLY | O_CREAT), 0);
+    EXPECT_EQ(openError("/dev/new", O_WRONLY | O_CREAT), 0);
+    EXPECT_EQ(unlink("/data/new"), 0);
+    EXPECT_EQ(unlink("/dev/new"), 0);
 }
 
 TEST_F(NodeTest, IsFoundFromAWorkingFolderAndThroughAFolderDescriptor) {
@@ -178,8 +210,9 @@ TEST_F(NodeTest, MissingNodeIsNotThereForAnybody) {
     phone.faults.set(std::string("node ") + phone::kRecovery + " missing");
     EXPECT_EQ(openError(phone::kRecovery, O_WRONLY), ENOENT);
     EXPECT_EQ(openError(phone::kRecovery, O_RDONLY), ENOENT);
+    EXPECT_EQ(openError(phone::kRecovery, O_WRONLY | O_CREAT), EACCES);
     EXPECT_EQ(accessError(phone::kRecovery, F_OK), ENOENT);
-    EXPECT_EQ(journal.list(Kind::NodeRefused, first).size(), 3u);
+    EXPECT_EQ(journal.list(Kind::NodeRefused, first).size(), 4u);
     phone.faults.clear();
     EXPECT_EQ(openError(phone::kRecovery, O_WRONLY), 0);
     EXPECT_EQ(accessError(phone::kRecovery, F_OK), 0);

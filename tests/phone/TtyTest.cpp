@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <termios.h>
 #include <unistd.h>
@@ -282,6 +283,53 @@ TEST_F(TtyTest, UnreadLinesDieWhenTheCoverIsPulledOff) {
     EXPECT_EQ(poll(&state, 1, -1), 1);
     EXPECT_NE(state.revents & POLLHUP, 0);
     EXPECT_EQ(readLine(tty), "");
+}
+
+// As the kernel's ACM driver, which takes node and folder away after it has hung the tty up. They
+// stay for a moment only, so one look in many may come too late.
+TEST_F(TtyTest, HangUpComesWhileNodeAndFolderAreStillThere) {
+    bool seen = false;
+    for (int i = 0; i < 100 && !seen; ++i) {
+        phone.cover.attach();
+        std::thread reader([&seen, tty = openTty()] {
+            pollfd state = {tty.get(), 0, 0};
+            poll(&state, 1, -1);
+            struct stat status;
+            seen = lstat(kTty, &status) == 0 &&
+                   access("/sys/class/tty/ttyACM0/device/../power/control", F_OK) == 0 &&
+                   access("/sys/bus/usb/devices/1-1", F_OK) == 0 &&
+                   open(kTty, O_RDWR | O_NOCTTY) == -1 && errno == ENODEV;
+        });
+        phone.cover.detach();
+        reader.join();
+        EXPECT_NE(access("/sys/class/tty/ttyACM0", F_OK), 0);
+        EXPECT_NE(access("/sys/bus/usb/devices/1-1", F_OK), 0);
+        EXPECT_EQ(openTty().get(), -1);
+        EXPECT_EQ(errno, ENOENT);
+    }
+    EXPECT_TRUE(seen);
+}
+
+TEST_F(TtyTest, NothingOfATtyGoesBeforeItsHangUp) {
+    for (int i = 0; i < 50; ++i) {
+        phone.cover.attach();
+        std::thread watcher([tty = openTty()] {
+            struct stat status;
+            while (lstat(kTty, &status) == 0) continue;
+            pollfd state = {tty.get(), 0, 0};
+            EXPECT_EQ(poll(&state, 1, 0), 1);
+        });
+        phone.cover.detach();
+        watcher.join();
+    }
+}
+
+TEST_F(TtyTest, ModemLinesOfATtyThatHasHungUpAreOutOfReach) {
+    phone.cover.attach();
+    const unique_fd tty = openTty();
+    phone.cover.detach();
+    EXPECT_EQ(changeLines(tty, TIOCMBIC, TIOCM_DTR), -1);
+    EXPECT_EQ(errno, EIO);
 }
 
 TEST_F(TtyTest, UnreadLinesAreReadBeforeADepartureThatWaitsForThem) {

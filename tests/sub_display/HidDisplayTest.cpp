@@ -195,7 +195,9 @@ INSTANTIATE_TEST_SUITE_P(
                 Failure{"PaletteFails", "hid write error EIO", sendPalette,
                         "hidDisplayPalette: failed to write palette: Input/output error"},
                 Failure{"PaletteTimesOut", "hid write error ETIMEDOUT", sendPalette,
-                        "hidDisplayPalette: failed to write palette: Connection timed out"}),
+                        "hidDisplayPalette: failed to write palette: Connection timed out"},
+                Failure{"PaletteIsCutOff", "hid write error EPROTO", sendPalette,
+                        "hidDisplayPalette: failed to write palette: Protocol error"}),
         [](const auto& info) { return info.param.name; });
 
 TEST_F(HidDisplayTest, APaletteThatFailsMidwayStopsThere) {

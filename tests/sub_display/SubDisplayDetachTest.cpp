@@ -14,12 +14,22 @@ namespace {
 
 using testing::ElementsAre;
 
+// What the kernel says of a report that was under way: ESHUTDOWN.
+const std::string kCutOff = "Cannot send after transport endpoint shutdown";
+
 class SubDisplayDetachTest : public SubDisplayTest {
   protected:
     void SetUp() override {
         start();
         attachPanel();
         service->setSubDisplayCallback(client);
+    }
+
+    // The panel takes its time for the next such call, until it is pulled off.
+    void holdUp(const std::string& call) { setFault("hid " + call + " late 3600s times 1"); }
+    void awaitHeldUp() const {
+        // The fault is used up when it holds the call up.
+        while (!phone.faults.list().empty()) usleep(1000);
     }
 
     // After a detach everything works with the next panel.
@@ -41,6 +51,40 @@ TEST_F(SubDisplayDetachTest, InTheMiddleOfAFrame) {
     EXPECT_TRUE(log.contains("hidDisplayPalette: failed to write palette: No such device"));
     EXPECT_EQ(bufferState(0), BUFFER_FREE);
     support::release();
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, InTheMiddleOfAReport) {
+    holdUp("write");
+    EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
+    awaitHeldUp();
+    detachPanel();
+    EXPECT_THAT(client->states(), ElementsAre(SubScreenState::UNINITIALIZED));
+    EXPECT_EQ(log.count("hidDisplayPalette: failed to write palette: " + kCutOff), 1u);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Could not send palette data."));
+    EXPECT_EQ(bufferState(0), BUFFER_FREE);
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, InTheMiddleOfAConfiguration) {
+    holdUp("config");
+    std::thread request([&] { EXPECT_EQ(service->setSubDisplayBrightness(1), Status::FAIL); });
+    awaitHeldUp();
+    detachPanel();
+    request.join();
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "hidDisplaySetConfig: failed to set config: " + kCutOff));
+    expectRecovery();
+}
+
+TEST_F(SubDisplayDetachTest, ByAFaultOfAReport) {
+    const size_t from = log.size();
+    setFault("hid write unplug after 1 times 1");
+    EXPECT_EQ(service->drawSubDisplay(makeFrame(1)), Status::OK);
+    const size_t cut = log.waitFor(ANDROID_LOG_ERROR,
+                                   "hidDisplayPalette: failed to write palette: " + kCutOff, from);
+    log.waitFor(ANDROID_LOG_ERROR, "Could not send palette data.", cut);
+    log.waitFor("deinitSubDisplay -- ", from);
     expectRecovery();
 }
 

@@ -75,6 +75,19 @@ TEST_F(UpdateThreadTest, SaysWhatItDoes) {
     log.waitFor(ANDROID_LOG_INFO, kIdle, at);
 }
 
+// The kernel waits at each first open of the panel, and a frame opens it twice.
+TEST_F(UpdateThreadTest, AFrameTakesTheTimeOfTwoOpens) {
+    phone.panel.setOpenTime(std::chrono::milliseconds(20));
+    drawAndAwait(1);
+    EXPECT_THAT(shownFrames(), ElementsAre(frameBytes(1)));
+    const size_t at = log.waitForPrefix("HID-DISPLAY: write Palette done ");
+    float time = 0;
+    ASSERT_EQ(sscanf(log.lines().at(at - 1).text.c_str(), "HID-DISPLAY: write Palette done %f",
+                     &time),
+              1);
+    EXPECT_GE(time, 40);
+}
+
 TEST_F(UpdateThreadTest, TheFirstBufferIsSentFirst) {
     EXPECT_EQ(service->setSubDisplayPowerState(false), Status::OK);
     setFault("hid config error EPIPE");

@@ -5,7 +5,9 @@
 
 namespace support {
 
-PhoneTest::PhoneTest() : phone(thePhone()), journal(phone.journal()), first(journal.next()) {}
+PhoneTest::PhoneTest() : phone(thePhone()), journal(phone.journal()), first(journal.next()) {
+    phone.panel.setOpenTime({});
+}
 
 PhoneTest::~PhoneTest() {
     phone.reset();

@@ -26,7 +26,8 @@ class PhoneTest : public testing::Test {
     PhoneTest();
     ~PhoneTest() override;
 
-    // With nothing attached at the start of each test, and its journal going on: see `first`.
+    // With nothing attached at the start of each test, and its journal going on: see `first`. The
+    // panel's node opens at once.
     phone::Phone& phone;
     phone::Journal& journal;
     // The first journal entry of this test.

@@ -31,6 +31,12 @@ class TtyListener {
     virtual void dtrSet(const std::string& node, bool raised) = 0;
 };
 
+struct HidOpen {
+    std::string flags;  // as text
+    // No other descriptor has the node open.
+    bool isFirst = false;
+};
+
 // A transfer to or from a hidraw node.
 struct HidRequest {
     enum class Kind { Write, GetFeature, SetFeature };
@@ -52,7 +58,7 @@ struct HidAnswer {
 class HidListener {
   public:
     virtual ~HidListener() = default;
-    virtual HidAnswer hidOpened(const std::string& node, const std::string& flags, bool waited) = 0;
+    virtual HidAnswer hidOpened(const std::string& node, const HidOpen& open, bool waited) = 0;
     virtual HidAnswer hidRequested(const std::string& node, const HidRequest& request,
                                    bool waited) = 0;
     // The kernel's driver itself has refused it with this errno.
@@ -84,8 +90,8 @@ class Device {
     // Lets the phone's software see it: USB device, tty, hidraw node, in this order. Throws
     // phone::Error when a name is taken.
     virtual void publish() = 0;
-    // Takes tty and hidraw node away. Earlier writes to them are reported first. What the phone has
-    // not read is lost. Transfers that wait end.
+    // Hangs up the tty and ends transfers that wait; then tty and hidraw node go. Earlier writes to
+    // them are reported first. What the phone has not read is lost.
     virtual void hangUp() = 0;
 
     // To its tty. Bytes wait in the device while the phone's kernel takes no more.

@@ -97,6 +97,10 @@ Argument integer(const char* name, int64_t least, int64_t most, const char* help
     return {.name = name, .type = Type::Integer, .least = least, .most = most, .help = help};
 }
 
+Argument milliseconds(const char* name, const char* help) {
+    return integer(name, 0, 24 * 60 * 60 * 1000, help);
+}
+
 Argument boolean(const char* name, const char* option, bool flag, const char* help) {
     return {.name = name,
             .type = Type::Boolean,

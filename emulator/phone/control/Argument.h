@@ -2,6 +2,7 @@
 // One argument of a request: its type and range, and its place on the command line of "ctl".
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,6 +11,8 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "emulator/cover/Types.h"
 
 namespace control {
 
@@ -56,6 +59,8 @@ struct Argument {
 // An argument that its request requires, by place on the command line.
 Argument placed(const char* place, const char* name, Type type, const char* help = "");
 Argument integer(const char* name, int64_t least, int64_t most, const char* help = "");
+// A time: 0 to a day.
+Argument milliseconds(const char* name, const char* help);
 // The option stands for `flag`; without the option the value is the opposite.
 Argument boolean(const char* name, const char* option, bool flag, const char* help);
 
@@ -82,6 +87,10 @@ void take(const Json& given, const char* name, Value& out) {
 template <typename Value>
 void take(const Json& given, const char* name, std::optional<Value>& out) {
     if (given.contains(name)) out = given[name].get<Value>();
+}
+// From milliseconds.
+inline void takeMs(const Json& given, const char* name, cover::Time& out) {
+    if (given.contains(name)) out = std::chrono::milliseconds(given[name].get<int>());
 }
 
 }  // namespace control

@@ -57,6 +57,19 @@ std::optional<cover::Picture> Panel::picture() const {
     return call([&] { return mIsPlugged ? mPanel.picture() : std::nullopt; });
 }
 
+cover::Time Panel::openTime() const {
+    return call([&] { return mOpenTime; });
+}
+
+void Panel::setOpenTime(cover::Time time) {
+    call([&] { mOpenTime = time; });
+}
+
+void Panel::reset() {
+    mPanel = {};
+    mOpenTime = kKernelOpenTime;
+}
+
 void Panel::plug() {
     mPanel.powerUp();
     mIsPlugged = true;
@@ -67,30 +80,33 @@ void Panel::unplug() {
     mIsPlugged = false;
 }
 
-HidAnswer Panel::begin(PanelCall call, bool waited, std::optional<uint64_t>* pass) {
+HidAnswer Panel::begin(PanelCall call, cover::Time time, bool waited,
+                       std::optional<uint64_t>* pass) {
     if (!waited) {
-        const cover::Time delay = mFaults.takeDelay(call);
+        const cover::Time delay = time + mFaults.takeDelay(call);
         if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
     }
     const PanelOutcome outcome = mFaults.takeOutcome(call);
-    if (outcome.unplugs) mPullOff();
     *pass = outcome.pass;
-    return {.result = -(outcome.unplugs ? ENODEV : outcome.error)};
+    if (!outcome.unplugs) return {.result = -outcome.error};
+    mPullOff();
+    return {.result = call == PanelCall::Open ? -ENODEV : -ESHUTDOWN};
 }
 
-HidAnswer Panel::hidOpened(const std::string& node, const std::string& flags, bool waited) {
+HidAnswer Panel::hidOpened(const std::string& node, const HidOpen& open, bool waited) {
+    const cover::Time time = open.isFirst ? mOpenTime : cover::Time::zero();
     std::optional<uint64_t> pass;
-    HidAnswer answer = begin(PanelCall::Open, waited, &pass);
+    HidAnswer answer = begin(PanelCall::Open, time, waited, &pass);
     if (answer.askAgainAfter) return answer;
     const std::string error = noteOf(answer.result, 0);
-    mJournal.add(Kind::HidOpen, node, {}, error.empty() ? flags : flags + " " + error);
+    mJournal.add(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error);
     return answer;
 }
 
 HidAnswer Panel::hidRequested(const std::string& node, const HidRequest& request, bool waited) {
     const auto [asked, entry] = namesOf(request);
     std::optional<uint64_t> pass;
-    HidAnswer answer = begin(asked, waited, &pass);
+    HidAnswer answer = begin(asked, cover::Time::zero(), waited, &pass);
     if (answer.askAgainAfter) return answer;
     if (answer.result == 0) answer = transfer(request, pass);
     const bool reads = request.kind == HidRequest::Kind::GetFeature;

@@ -2,6 +2,7 @@
 // The cover's sub display behind its hidraw node.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,6 +25,10 @@ class Panel : public Subject, public HidListener {
     cover::PanelOptions options() const;
     // Take effect with its next report.
     void setOptions(const cover::PanelOptions& options);
+    // How long an open takes while nobody has the node open: the kernel's driver waits so long for
+    // what the device may still send. No other call waits with it.
+    cover::Time openTime() const;
+    void setOpenTime(cover::Time time);
     // What it shows (cover::Panel::picture()); none without a panel too.
     std::optional<cover::Picture> picture() const;
 
@@ -31,18 +36,22 @@ class Panel : public Subject, public HidListener {
     void plug();
     void unplug();
     cover::PanelFaults& faults() { return mFaults; }
-    void reset() { mPanel = {}; }
+    void reset();
 
-    HidAnswer hidOpened(const std::string& node, const std::string& flags, bool waited) override;
+    HidAnswer hidOpened(const std::string& node, const HidOpen& open, bool waited) override;
     HidAnswer hidRequested(const std::string& node, const HidRequest& request,
                            bool waited) override;
     void hidRefused(const std::string& node, const HidRequest& request, int error) override;
     void hidClosed(const std::string& node) override;
 
   private:
-    // What faults make of a call: its error, or 0 and how much passes if not all; it may have to
-    // wait. One of them may pull the cover off.
-    HidAnswer begin(cover::PanelCall call, bool waited, std::optional<uint64_t>* pass);
+    // Of usbhid.
+    static constexpr cover::Time kKernelOpenTime = std::chrono::milliseconds(50);
+
+    // What faults make of a call that takes `time` without them: its error, or 0 and how much
+    // passes if not all; it may have to wait. One of them may pull the cover off.
+    HidAnswer begin(cover::PanelCall call, cover::Time time, bool waited,
+                    std::optional<uint64_t>* pass);
     // What becomes of a transfer that no fault has stopped.
     HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);
 
@@ -50,6 +59,7 @@ class Panel : public Subject, public HidListener {
     cover::Panel mPanel;
     cover::PanelFaults mFaults;
     bool mIsPlugged = false;
+    cover::Time mOpenTime = kKernelOpenTime;
 };
 
 }  // namespace phone

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/world/Hidraw.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -63,31 +64,37 @@ void Hidraw::plug(int number, HidListener& listener) {
     // process.
     const std::string node = hidrawNode(number);
     if (mknod(node.c_str(), S_IFSOCK | 0600, 0) != 0) throwErrno("cannot make " + node);
-    mNodes[node] = &listener;
+    mNodes[node] = std::make_shared<Node>(Node{.path = node, .listener = &listener});
+}
+
+void Hidraw::hangUp(int number) {
+    mNodes.at(hidrawNode(number))->hasDevice = false;
 }
 
 void Hidraw::unplug(int number) {
+    hangUp(number);
     const std::string node = hidrawNode(number);
     unlink(node.c_str());
     mNodes.erase(node);
-    for (auto& [name, open] : mOpens) {
-        if (open.node == node) open.hasDevice = false;
-    }
 }
 
 std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& call, bool waited) {
-    const auto node = mNodes.find(path);
-    if (node == mNodes.end()) return std::nullopt;
-    HidListener& listener = *node->second;
-    const HidAnswer answer = listener.hidOpened(path, call.nameFlags(), waited);
+    const auto found = mNodes.find(path);
+    if (found == mNodes.end()) return std::nullopt;
+    // A copy: the listener may unplug the device.
+    const std::shared_ptr<Node> node = found->second;
+    // An open that was under way comes to its end, as in the kernel, whose unplugging waits for it.
+    if (!node->hasDevice && !waited) return verdictOf({.result = -ENODEV});
+    const bool isFirst = std::none_of(mOpens.begin(), mOpens.end(),
+                                      [&](const auto& open) { return open.second.node == node; });
+    const HidAnswer answer = node->listener->hidOpened(path, {call.nameFlags(), isFirst}, waited);
     if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
-    return makeDescriptor(path, call, listener);
+    return makeDescriptor(node, call);
 }
 
-Verdict Hidraw::makeDescriptor(const std::string& node, const OpenCall& call,
-                               HidListener& listener) {
+Verdict Hidraw::makeDescriptor(const std::shared_ptr<Node>& node, const OpenCall& call) {
     unique_fd reader;
-    Open open = {.node = node, .flags = call.flags, .alive = {}, .listener = &listener};
+    Open open = {.node = node, .flags = call.flags, .alive = {}};
     if (!android::base::Pipe(&reader, &open.alive, O_CLOEXEC | (call.flags & O_NONBLOCK))) {
         throwErrno("cannot make a pipe");
     }
@@ -100,10 +107,11 @@ Verdict Hidraw::makeDescriptor(const std::string& node, const OpenCall& call,
     return verdict;
 }
 
-int Hidraw::checkCall(const ReportCall& call, const Open& open) {
+int Hidraw::checkCall(const ReportCall& call, const Open& open, bool waited) {
     const bool writes = (open.flags & O_ACCMODE) != O_RDONLY;
     if (call.request.kind == HidRequest::Kind::Write && !writes) return EBADF;
-    if (!open.hasDevice) return ENODEV;
+    // One that was under way is cut off by the USB host; for any later one there is no device.
+    if (!open.node->hasDevice) return waited ? ESHUTDOWN : ENODEV;
     if (call.request.size < kMinReport || call.request.size > kMaxReport) return EINVAL;
     return call.isReadable ? 0 : EFAULT;
 }
@@ -111,14 +119,13 @@ int Hidraw::checkCall(const ReportCall& call, const Open& open) {
 Verdict Hidraw::decide(const ReportCall& call, bool waited) {
     const auto open = mOpens.find(call.file);
     if (open == mOpens.end()) return {};
-    HidListener& listener = *open->second.listener;
     // A copy: the listener may unplug the device, and what is closed then goes from here.
-    const std::string node = open->second.node;
-    if (const int error = checkCall(call, open->second)) {
-        listener.hidRefused(node, call.request, error);
+    const std::shared_ptr<Node> node = open->second.node;
+    if (const int error = checkCall(call, open->second, waited)) {
+        node->listener->hidRefused(node->path, call.request, error);
         return verdictOf({.result = -error});
     }
-    return verdictOf(listener.hidRequested(node, call.request, waited));
+    return verdictOf(node->listener->hidRequested(node->path, call.request, waited));
 }
 
 void Hidraw::drain() {
@@ -127,7 +134,7 @@ void Hidraw::drain() {
             ++open;
             continue;
         }
-        open->second.listener->hidClosed(open->second.node);
+        open->second.node->listener->hidClosed(open->second.node->path);
         mLoop.unwatch(open->second.alive.get());
         open = mOpens.erase(open);
     }

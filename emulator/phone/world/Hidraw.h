@@ -7,6 +7,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -25,7 +26,9 @@ class Hidraw {
     // Throws phone::Error when a node of this number cannot be made.
     static void checkNumber(int number);
     void plug(int number, HidListener& listener);
-    // What is open stays without a device.
+    // What is open, and what is opened until unplug(), is without a device.
+    void hangUp(int number);
+    // The node goes.
     void unplug(int number);
 
     // Nothing when the path is no node.
@@ -37,21 +40,25 @@ class Hidraw {
     void drain();
 
   private:
-    struct Open {
-        std::string node;
-        int flags = 0;
-        android::base::unique_fd alive;  // the pipe's other end: it shows the last close
+    // What is open keeps it.
+    struct Node {
+        std::string path;
         HidListener* listener = nullptr;
         bool hasDevice = true;
     };
+    struct Open {
+        std::shared_ptr<Node> node;
+        int flags = 0;
+        android::base::unique_fd alive;  // the pipe's other end: it shows the last close
+    };
 
-    Verdict makeDescriptor(const std::string& node, const OpenCall& call, HidListener& listener);
-    // The error with which the driver refuses the call by itself, or 0.
-    static int checkCall(const ReportCall& call, const Open& open);
+    Verdict makeDescriptor(const std::shared_ptr<Node>& node, const OpenCall& call);
+    // The error with which the kernel refuses the call by itself, or 0.
+    static int checkCall(const ReportCall& call, const Open& open, bool waited);
 
     EventLoop& mLoop;
-    std::map<std::string, HidListener*> mNodes;  // that are plugged
-    std::map<std::string, Open> mOpens;          // by what /proc shows their descriptors to be on
+    std::map<std::string, std::shared_ptr<Node>> mNodes;  // by path
+    std::map<std::string, Open> mOpens;  // by what /proc shows their descriptors to be on
 };
 
 }  // namespace phone

@@ -1,14 +1,23 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/world/PluggedDevice.h"
 
+#include <chrono>
+
 #include <poll.h>
 
 #include "emulator/phone/world/WorldBackend.h"
 
 namespace phone {
 
+namespace {
+
+// From the hang-up to the end of the nodes: enough for a program that wakes and looks.
+constexpr cover::Time kLinger = std::chrono::milliseconds(5);
+
+}  // namespace
+
 PluggedDevice::~PluggedDevice() {
-    takeTtyAway();
+    hangTtyUp();
     takeHidrawAway();
     mBackend.forget(*this);
 }
@@ -29,19 +38,25 @@ void PluggedDevice::publish() {
     mHasHidraw = true;
 }
 
+// As the kernel, whose drivers let go of a device before its nodes and its files in sysfs go: what
+// a hang-up or a cut off report wakes finds them still there.
 void PluggedDevice::hangUp() {
     readTty();
-    takeTtyAway();
-    if (!mHasHidraw) return;
-    mBackend.hidraw().drain();
+    hangTtyUp();
+    if (mHasHidraw) {
+        mBackend.hidraw().drain();
+        mBackend.hidraw().hangUp(*mDescription.hidraw);
+        mBackend.decideWaiting();
+    }
+    mBackend.answerCalls(kLinger);
+    mTty.reset();
     takeHidrawAway();
-    mBackend.decideWaiting();
 }
 
-void PluggedDevice::takeTtyAway() {
-    if (!mTty) return;
+void PluggedDevice::hangTtyUp() {
+    if (!mTty || mTty->isHungUp()) return;
     mBackend.loop().unwatch(mTty->master());
-    mTty.reset();
+    mTty->hangUp();
 }
 
 void PluggedDevice::takeHidrawAway() {

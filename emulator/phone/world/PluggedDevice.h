@@ -29,6 +29,8 @@ class PluggedDevice : public Device {
     const UsbDevice& usb() const { return mUsb; }
     // Whether this is the node of its tty, or the pty below.
     bool hasTty(const std::string& path) const;
+    // The tty has hung up, and its node goes in a moment.
+    bool hasHungUp() const { return mTty->isHungUp(); }
     void tellOpen(const std::string& flags) const;
     void tellDtr(bool raised) const;
     // Reports the writes to files until now, then those to the tty.
@@ -36,7 +38,7 @@ class PluggedDevice : public Device {
 
   private:
     void flush();
-    void takeTtyAway();
+    void hangTtyUp();
     void takeHidrawAway();
 
     WorldBackend& mBackend;

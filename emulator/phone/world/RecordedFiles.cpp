@@ -55,11 +55,20 @@ unique_fd openUnreadable() {
     return makePty().master;
 }
 
+bool isInSysfs(const std::string& path) {
+    return path.starts_with("/sys/");
+}
+
+// errno of an open or a test of a file that is not there. In sysfs no program makes a file.
+int absence(const OpenCall& call, const std::string& path) {
+    return isInSysfs(path) && !call.isTest && (call.flags & O_CREAT) != 0 ? EACCES : ENOENT;
+}
+
 // errno with which the fault refuses the call, or 0.
-int refusal(const NodeFault& fault, const OpenCall& call) {
+int refusalBy(const NodeFault& fault, const OpenCall& call, const std::string& path) {
     switch (fault.effect) {
         case NodeEffect::Missing:
-            return ENOENT;
+            return absence(call, path);
         case NodeEffect::Unreadable:
             return call.reads() ? EACCES : 0;
         case NodeEffect::Unwritable:
@@ -76,6 +85,13 @@ bool isRegular(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+// Whether a folder is there and this file in it is not.
+bool isMissing(const fs::path& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) != 0 && errno == ENOENT &&
+           stat(path.parent_path().c_str(), &status) == 0;
+}
+
 }  // namespace
 
 fs::path resolveFolder(const fs::path& path) {
@@ -87,7 +103,7 @@ fs::path resolveFolder(const fs::path& path) {
 Verdict RecordedFiles::decide(const OpenCall& call) {
     const std::string path = resolveFolder(call.path);
     Verdict verdict;
-    verdict.error = faultError(call, path);
+    verdict.error = refusal(call, path);
     if (verdict.error != 0) {
         mListener->fileRefused(path, verdict.error);
     } else if (isRecorded(call, path)) {
@@ -102,12 +118,14 @@ Verdict RecordedFiles::decide(const OpenCall& call) {
     return verdict;
 }
 
-int RecordedFiles::faultError(const OpenCall& call, const std::string& path) const {
+int RecordedFiles::refusal(const OpenCall& call, const std::string& path) const {
     for (const NodeFault& fault : mFaults) {
-        const int error = refusal(fault, call);
+        const int error = refusalBy(fault, call, path);
         if (error != 0 && resolveFolder(fault.path) == path) return error;
     }
-    return 0;
+    // Any other call of a file that is not there fails by itself.
+    const int error = absence(call, path);
+    return error != ENOENT && isMissing(path) ? error : 0;
 }
 
 bool RecordedFiles::has(NodeEffect effect, const std::string& path) const {
@@ -122,9 +140,7 @@ bool RecordedFiles::isUnreadable(const OpenCall& call, const std::string& path) 
 
 bool RecordedFiles::isRecorded(const OpenCall& call, const std::string& path) const {
     if (call.isTest || !call.writes()) return false;
-    if (path.rfind("/sys/", 0) != 0 && path != kKernelLog && !has(NodeEffect::Eio, path)) {
-        return false;
-    }
+    if (!isInSysfs(path) && path != kKernelLog && !has(NodeEffect::Eio, path)) return false;
     struct stat status;
     if (stat(path.c_str(), &status) == 0) {
         const bool wantsNew = (call.flags & O_CREAT) != 0 && (call.flags & O_EXCL) != 0;

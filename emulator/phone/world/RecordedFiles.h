@@ -40,7 +40,8 @@ class RecordedFiles {
         android::base::unique_fd socket;
     };
 
-    int faultError(const OpenCall& call, const std::string& path) const;
+    // errno with which a fault or sysfs refuses the call, or 0.
+    int refusal(const OpenCall& call, const std::string& path) const;
     bool has(NodeEffect effect, const std::string& path) const;
     bool isUnreadable(const OpenCall& call, const std::string& path) const;
     bool isRecorded(const OpenCall& call, const std::string& path) const;

@@ -39,6 +39,11 @@ void Tty::publish() {
     mPublished = true;
 }
 
+void Tty::hangUp() {
+    mSlave.reset();
+    mMaster.reset();
+}
+
 std::string Tty::read() {
     std::string bytes;
     char buffer[4096];

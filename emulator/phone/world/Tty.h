@@ -13,13 +13,17 @@ class Tty {
   public:
     // Makes the pty, raw and without echo; not yet visible. Throws phone::Error.
     explicit Tty(int number);
-    // Removes the node, then hangs up: lines that the phone has not read are lost.
+    // Removes the node.
     ~Tty();
     Tty(const Tty&) = delete;
     Tty& operator=(const Tty&) = delete;
 
     // Makes the node. Throws phone::Error when its name is taken.
     void publish();
+
+    // Wakes its readers. Lines that the phone has not read are lost. The node stays.
+    void hangUp();
+    bool isHungUp() const { return !mMaster.ok(); }
 
     // "/dev/ttyACM<n>"
     const std::string& node() const { return mNode; }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <set>
 #include <utility>
 
@@ -178,6 +179,23 @@ void WorldBackend::decideWaiting() {
     for (auto& [fd, supervisor] : mSupervisors) supervisor.decideWaiting(cover::Time::max());
 }
 
+void WorldBackend::answerCalls(cover::Time time) {
+    std::vector<pollfd> listeners;
+    for (const auto& [fd, supervisor] : mSupervisors) listeners.push_back({fd, POLLIN, 0});
+    const cover::Time end = EventLoop::now() + time;
+    while (!listeners.empty() && EventLoop::now() < end) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - EventLoop::now());
+        if (poll(listeners.data(), listeners.size(), static_cast<int>(left.count())) <= 0) return;
+        // The loop takes leave of one that has lost its programs.
+        std::erase_if(listeners, [](const pollfd& listener) {
+            return listener.revents != 0 && (listener.revents & POLLIN) == 0;
+        });
+        for (const pollfd& listener : listeners) {
+            if ((listener.revents & POLLIN) != 0) mSupervisors.at(listener.fd).answer();
+        }
+    }
+}
+
 void WorldBackend::superviseThisThread() {
     unique_fd listener = superviseCaller();
     mLoop.call([&] { supervise(std::move(listener)); });
@@ -216,6 +234,10 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
         std::optional<Verdict> ofPanel = mHidraw.open(path, call, waited);
         if (ofPanel) return *std::move(ofPanel);
         if (const PluggedDevice* device = findTty(path)) {
+            if (device->hasHungUp()) {
+                verdict.error = ENODEV;
+                return verdict;
+            }
             device->tellOpen(call.nameFlags());
             // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
             device->tellDtr(true);
@@ -232,7 +254,7 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
 // A pty knows no modem lines; the tty of an ACM device does.
 Verdict WorldBackend::decide(const IoctlCall& call, bool /*waited*/) {
     const PluggedDevice* device = findTty(call.file);
-    if (device == nullptr) return {};
+    if (device == nullptr || device->hasHungUp()) return {};
     // What the caller wrote before comes first.
     drain();
     Verdict verdict;

@@ -51,6 +51,8 @@ class WorldBackend : public Backend {
     // As drain(), without the ttys.
     void drainFiles();
     void forget(const PluggedDevice& device);
+    // Answers system calls, and does nothing else, for so long.
+    void answerCalls(cover::Time time);
 
   private:
     void supervise(android::base::unique_fd listener);

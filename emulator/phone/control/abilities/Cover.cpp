@@ -39,10 +39,6 @@ void detach(const Emulator& emulator, const Json& given) {
     }
 }
 
-void takeMs(const Json& given, const char* name, cover::Time& out) {
-    if (given.contains(name)) out = std::chrono::milliseconds(given[name].get<int>());
-}
-
 void setCover(Phone& phone, const Json& given) {
     cover::Options options = phone.cover.options();
     take(given, "version", options.version);
@@ -84,10 +80,6 @@ void setChatter(Phone& phone, const Json& given) {
     take(given, "text", chatter.text);
     chatter.gap = std::chrono::microseconds(given["gap_us"].get<int>());
     phone.cover.setChatter(chatter);
-}
-
-Argument milliseconds(const char* name, const char* help) {
-    return integer(name, 0, 24 * 60 * 60 * 1000, help);
 }
 
 // A number with a range of the phone's own.

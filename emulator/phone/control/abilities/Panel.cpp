@@ -19,6 +19,9 @@ void setSubDisplay(Phone& phone, const Json& given) {
     take(given, "format", options.format);
     take(given, "ready", options.ready);
     phone.panel.setOptions(options);
+    cover::Time openTime = phone.panel.openTime();
+    takeMs(given, "open_ms", openTime);
+    phone.panel.setOpenTime(openTime);
 }
 
 Json takeSnapshot(Phone& phone) {
@@ -35,10 +38,12 @@ Json takeSnapshot(Phone& phone) {
 std::vector<Ability> ofPanel() {
     return {
             {"subdisplay",
-             "Change the size, format and ready flag that the sub display reports",
+             "Change what the sub display reports, and how long its node takes to open",
              {Request("PUT", "/v1/subdisplay", setSubDisplay,
                       {integer("width", 0, UINT16_MAX), integer("height", 0, UINT16_MAX),
-                       integer("format", 0, UINT8_MAX), integer("ready", 0, UINT8_MAX)})},
+                       integer("format", 0, UINT8_MAX), integer("ready", 0, UINT8_MAX),
+                       milliseconds("open_ms",
+                                    "An open of its node while nobody has it open (50)")})},
              "The phone's software asks at an attachment: \"ctl reattach\" makes it ask."},
             {"snapshot",
              "Keep what the sub display shows as a PNG",
