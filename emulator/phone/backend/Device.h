@@ -88,10 +88,12 @@ class Device {
     // not read is lost. Transfers that wait end.
     virtual void hangUp() = 0;
 
-    // To its tty. Bytes wait in the device while the phone's kernel takes no more.
+    // To its tty. Bytes wait in the device while the tty is closed, or the kernel takes no more.
     virtual void send(std::string_view bytes) = 0;
-    virtual bool isFlushed() const = 0;
-    // Whether a read of the phone's software would return something at once.
+    // Whether the device can hold more of them.
+    virtual bool hasRoom() const = 0;
+    // Whether the phone's software has not read all that was sent; what was dropped when it closed
+    // the tty does not count.
     virtual bool hasUnread() const = 0;
 };
 

@@ -1,6 +1,9 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/world/PluggedDevice.h"
 
+#include <cerrno>
+
+#include <fcntl.h>
 #include <poll.h>
 
 #include "emulator/phone/world/WorldBackend.h"
@@ -17,8 +20,9 @@ PluggedDevice::~PluggedDevice() {
 void PluggedDevice::publish() {
     if (mDescription.tty) {
         mTty.emplace(*mDescription.tty);
-        mBackend.loop().watch(mTty->master(), POLLIN, [this](short events) {
-            if ((events & POLLOUT) != 0) flush();
+        mBackend.loop().watch(mTty->events(), POLLIN, [this](short) {
+            mTty->takeEvent();
+            mTty->flush();
             readTty();
         });
     }
@@ -40,7 +44,7 @@ void PluggedDevice::hangUp() {
 
 void PluggedDevice::takeTtyAway() {
     if (!mTty) return;
-    mBackend.loop().unwatch(mTty->master());
+    mBackend.loop().unwatch(mTty->events());
     mTty.reset();
 }
 
@@ -53,8 +57,22 @@ bool PluggedDevice::hasTty(const std::string& path) const {
     return mTty && (path == mTty->node() || path == mTty->pty());
 }
 
-void PluggedDevice::tellOpen(const std::string& flags) const {
-    mDescription.ttyListener->ttyOpened(mTty->node(), flags);
+Verdict PluggedDevice::openTty(const OpenCall& call) {
+    Verdict verdict;
+    verdict.replacement = mTty->open(call.flags);
+    if (!verdict.replacement.ok()) {
+        verdict.error = errno;
+        return verdict;
+    }
+    verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
+    mDescription.ttyListener->ttyOpened(mTty->node(), call.nameFlags());
+    // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
+    tellDtr(true);
+    mTty->flush();
+    // The kernel hands over what is on its way: what has waited in the device is there to be read.
+    pollfd state = {verdict.replacement.get(), POLLIN, 0};
+    poll(&state, 1, 0);
+    return verdict;
 }
 
 void PluggedDevice::tellDtr(bool raised) const {
@@ -70,13 +88,7 @@ void PluggedDevice::readTty() {
 
 void PluggedDevice::send(std::string_view bytes) {
     mTty->send(bytes);
-    flush();
-}
-
-void PluggedDevice::flush() {
     mTty->flush();
-    const bool waits = !mTty->isFlushed();
-    mBackend.loop().setEvents(mTty->master(), static_cast<short>(POLLIN | (waits ? POLLOUT : 0)));
 }
 
 }  // namespace phone

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "emulator/phone/backend/Device.h"
+#include "emulator/phone/world/Supervisor.h"
 #include "emulator/phone/world/Tty.h"
 #include "emulator/phone/world/UsbDevice.h"
 
@@ -23,19 +24,20 @@ class PluggedDevice : public Device {
     void publish() override;
     void hangUp() override;
     void send(std::string_view bytes) override;
-    bool isFlushed() const override { return !mTty || mTty->isFlushed(); }
+    bool hasRoom() const override { return !mTty || mTty->hasRoom(); }
     bool hasUnread() const override { return mTty && mTty->hasUnread(); }
 
     const UsbDevice& usb() const { return mUsb; }
     // Whether this is the node of its tty, or the pty below.
     bool hasTty(const std::string& path) const;
-    void tellOpen(const std::string& flags) const;
+    // Opens the tty for the phone's software. All that happened to it before is read already.
+    Verdict openTty(const OpenCall& call);
+    bool isTtyOpen() const { return mTty && mTty->isOpen(); }
     void tellDtr(bool raised) const;
     // Reports the writes to files until now, then those to the tty.
     void readTty();
 
   private:
-    void flush();
     void takeTtyAway();
     void takeHidrawAway();
 

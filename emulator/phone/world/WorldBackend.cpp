@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -215,12 +216,10 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
         const std::string path = resolveFolder(call.path);
         std::optional<Verdict> ofPanel = mHidraw.open(path, call, waited);
         if (ofPanel) return *std::move(ofPanel);
-        if (const PluggedDevice* device = findTty(path)) {
-            device->tellOpen(call.nameFlags());
-            // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
-            device->tellDtr(true);
-        }
-        return verdict;
+        PluggedDevice* device = findTty(path);
+        // O_PATH names the node and opens no tty.
+        if (device == nullptr || (call.flags & O_PATH) != 0) return verdict;
+        return device->openTty(call);
     } catch (const std::exception&) {
         // Out of descriptors or memory: so is the phone's kernel.
         Verdict verdict;
