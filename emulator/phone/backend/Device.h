@@ -24,9 +24,14 @@ inline std::string hidrawNode(int number) {
 class TtyListener {
   public:
     virtual ~TtyListener() = default;
-    // `flags` as text, such as "O_RDWR|O_NOCTTY".
-    virtual void ttyOpened(const std::string& node, const std::string& flags) = 0;
-    virtual void ttyReceived(const std::string& node, const std::string& bytes) = 0;
+    // `flags` as text, such as "O_RDWR|O_NOCTTY". Returns how long the close may have to wait for
+    // bytes that the device does not take; none when it takes all.
+    virtual std::optional<cover::Time> ttyOpened(const std::string& node,
+                                                 const std::string& flags) = 0;
+    // Returns how many of the bytes the device takes; the others are offered again.
+    virtual size_t ttyReceived(const std::string& node, const std::string& bytes) = 0;
+    // A close has given up these bytes, which the device did not take.
+    virtual void ttyLost(const std::string& node, const std::string& bytes) = 0;
     // Told at each open too, which raises it.
     virtual void dtrSet(const std::string& node, bool raised) = 0;
 };

@@ -96,7 +96,7 @@ Verdict Hidraw::makeDescriptor(const std::string& node, const OpenCall& call,
     Verdict verdict;
     verdict.replacement = std::move(reader);
     verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
-    verdict.watched = true;
+    verdict.numbers = kHidrawNumbers;
     return verdict;
 }
 

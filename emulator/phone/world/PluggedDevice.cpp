@@ -2,10 +2,12 @@
 #include "emulator/phone/world/PluggedDevice.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
 
+#include "emulator/phone/world/DescriptorCount.h"
 #include "emulator/phone/world/WorldBackend.h"
 
 namespace phone {
@@ -36,14 +38,16 @@ void PluggedDevice::publish() {
 void PluggedDevice::hangUp() {
     readTty();
     takeTtyAway();
-    if (!mHasHidraw) return;
-    mBackend.hidraw().drain();
-    takeHidrawAway();
+    if (mHasHidraw) {
+        mBackend.hidraw().drain();
+        takeHidrawAway();
+    }
     mBackend.decideWaiting();
 }
 
 void PluggedDevice::takeTtyAway() {
     if (!mTty) return;
+    mUntaken.clear();
     mBackend.loop().unwatch(mTty->events());
     mTty.reset();
 }
@@ -65,7 +69,11 @@ Verdict PluggedDevice::openTty(const OpenCall& call) {
         return verdict;
     }
     verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
-    mDescription.ttyListener->ttyOpened(mTty->node(), call.nameFlags());
+    const auto wait = mDescription.ttyListener->ttyOpened(mTty->node(), call.nameFlags());
+    if (wait) {
+        mClosingWait = *wait;
+        verdict.numbers = kTtyNumbers;
+    }
     // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
     tellDtr(true);
     mTty->flush();
@@ -75,15 +83,37 @@ Verdict PluggedDevice::openTty(const OpenCall& call) {
     return verdict;
 }
 
+std::optional<cover::Time> PluggedDevice::closeTty(bool waited) {
+    if (mUntaken.empty() || countDescriptors(mTty->pty()) > 1) return std::nullopt;
+    const cover::Time now = EventLoop::now();
+    if (!waited) mCloseLimit = now + mClosingWait;
+    if (now < mCloseLimit) return mCloseLimit - now;
+    loseUntaken();
+    return std::nullopt;
+}
+
 void PluggedDevice::tellDtr(bool raised) const {
     mDescription.ttyListener->dtrSet(mTty->node(), raised);
 }
 
 void PluggedDevice::readTty() {
     if (!mTty) return;
-    const std::string bytes = mTty->read();
+    // Looked at first: nothing is written after the last close.
+    const bool isClosed = !mTty->isOpen();
+    const bool isHeldUp = !mUntaken.empty();
+    if (!isHeldUp) mUntaken = mTty->read();
     mBackend.drainFiles();
-    if (!bytes.empty()) mDescription.ttyListener->ttyReceived(mTty->node(), bytes);
+    if (mUntaken.empty()) return;
+    mUntaken.erase(0, mDescription.ttyListener->ttyReceived(mTty->node(), mUntaken));
+    // The rest waits in the pty.
+    if (isHeldUp && mUntaken.empty()) return readTty();
+    if (isClosed && !mUntaken.empty()) loseUntaken();
+}
+
+// As the kernel does with what is still in its buffers when the tty is shut down.
+void PluggedDevice::loseUntaken() {
+    mUntaken += mTty->read();
+    mDescription.ttyListener->ttyLost(mTty->node(), std::exchange(mUntaken, {}));
 }
 
 void PluggedDevice::send(std::string_view bytes) {

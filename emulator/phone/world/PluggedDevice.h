@@ -34,10 +34,15 @@ class PluggedDevice : public Device {
     Verdict openTty(const OpenCall& call);
     bool isTtyOpen() const { return mTty && mTty->isOpen(); }
     void tellDtr(bool raised) const;
+    // How long a close that is handed over still has to wait: until the device has taken what was
+    // written, when it is the last close; then what it did not take in time is lost. None: it goes
+    // on. `waited`: it has asked before.
+    std::optional<cover::Time> closeTty(bool waited);
     // Reports the writes to files until now, then those to the tty.
     void readTty();
 
   private:
+    void loseUntaken();
     void takeTtyAway();
     void takeHidrawAway();
 
@@ -45,6 +50,11 @@ class PluggedDevice : public Device {
     const DeviceDescription mDescription;
     UsbDevice mUsb;
     std::optional<Tty> mTty;
+    // Written by the phone, and not yet taken by the device. While there is something, the rest
+    // waits in the pty, which becomes full, as the kernel's buffers do.
+    std::string mUntaken;
+    cover::Time mClosingWait{};  // as of the last open that had one
+    cover::Time mCloseLimit{};   // of the last close, which waits
     bool mHasHidraw = false;
 };
 
