@@ -28,6 +28,8 @@ class Channel {
     // Returns how many lines were lost because kWaitingLimit were waiting already.
     uint64_t receive(std::string_view bytes, Time now);
 
+    // What there is of a line that has not ended.
+    const std::string& partial() const { return mPartial; }
     bool hasLine() const { return !mWaiting.empty(); }
     // hasLine() must hold.
     CommandLine takeLine();

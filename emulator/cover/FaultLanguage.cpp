@@ -24,7 +24,7 @@ struct EffectWord {
 };
 
 // Parser and printer both read this table.
-constexpr std::array<EffectWord, 12> kEffects = {{
+constexpr std::array<EffectWord, 13> kEffects = {{
         {"silent", Effect::Silent, Argument::None, "silent"},
         {"late", Effect::Late, Argument::Duration, "late 200ms"},
         {"split", Effect::Split, Argument::Duration, "split 1ms"},
@@ -37,6 +37,7 @@ constexpr std::array<EffectWord, 12> kEffects = {{
         {"answer", Effect::Answer, Argument::Text, R"(answer "\r\nhello\r\nOK\r\n")"},
         {"half", Effect::Half, Argument::None, "half"},
         {"flood", Effect::Flood, Argument::Lines, "flood 1000"},
+        {"deaf", Effect::Deaf, Argument::None, "deaf"},
 }};
 
 const EffectWord* findEffect(std::string_view word) {

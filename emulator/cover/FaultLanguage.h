@@ -17,6 +17,8 @@
 //            | "half"                   the answer stops in the middle of its first line
 //            | "flood" [ N ]            N filler lines ahead of the final OK or ERROR; without N
 //                                       they never end
+//            | "deaf"                   from the command's first byte on the cover takes nothing,
+//                                       until it is powered up again or the faults are cleared
 //   PREFIX   = "*" (every command), a word, or a quoted text: the command begins with it, in any
 //              case; the final "\r" is not part of the command
 //   DURATION = an integer and us, ms or s; at most one day
@@ -48,6 +50,7 @@ struct Fault {
         Answer,
         Half,
         Flood,
+        Deaf,
     };
     std::string prefix;  // empty: every command
     Effect effect = Effect::Silent;

@@ -50,6 +50,10 @@ void replace(Reply& reply, const std::string& bytes) {
     reply.tail.clear();
 }
 
+bool isDeaf(const Fault& fault) {
+    return fault.effect == Fault::Effect::Deaf;
+}
+
 void applyOne(const Fault& fault, Reply& reply) {
     switch (fault.effect) {
         case Fault::Effect::Silent:
@@ -66,6 +70,8 @@ void applyOne(const Fault& fault, Reply& reply) {
             return;
         case Fault::Effect::Error:
             return;  // the answer is ERROR already: the firmware was not asked
+        case Fault::Effect::Deaf:
+            return;  // never with a reply: such a command is not taken
         case Fault::Effect::Before:
             reply.before += fault.text + "\r\n";
             return;
@@ -105,12 +111,30 @@ void Faults::clear() {
 std::vector<Fault> Faults::take(std::string_view command) {
     std::vector<Fault> taken;
     for (Fault& fault : mFaults) {
-        if (!startsWithNoCase(command, fault.prefix)) continue;
+        if (isDeaf(fault) || !startsWithNoCase(command, fault.prefix)) continue;
         taken.push_back(fault);
         if (fault.times) --*fault.times;
     }
-    std::erase_if(mFaults, [](const Fault& fault) { return fault.times == 0; });
+    dropUsedUp();
     return taken;
+}
+
+bool Faults::takeDeaf(std::string_view beginning) {
+    const auto fault = std::find_if(mFaults.begin(), mFaults.end(), [beginning](const Fault& f) {
+        return isDeaf(f) && startsWithNoCase(beginning, f.prefix);
+    });
+    if (fault == mFaults.end()) return false;
+    if (fault->times) --*fault->times;
+    dropUsedUp();
+    return true;
+}
+
+bool Faults::hasDeaf() const {
+    return std::any_of(mFaults.begin(), mFaults.end(), isDeaf);
+}
+
+void Faults::dropUsedUp() {
+    std::erase_if(mFaults, [](const Fault& fault) { return fault.times == 0; });
 }
 
 bool refuses(const std::vector<Fault>& faults) {

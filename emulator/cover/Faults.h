@@ -22,10 +22,17 @@ class Faults {
     // whose "times" has run out is gone from here.
     const std::vector<Fault>& list() const { return mFaults; }
 
-    // The faults that apply to `command` (without its "\r"), each used once.
+    // The faults that alter the reply to `command` (without its "\r"), each used once.
     std::vector<Fault> take(std::string_view command);
 
+    // Whether one of them makes the cover deaf to a command that begins so; the first is used once.
+    bool takeDeaf(std::string_view beginning);
+    // Whether there is one at all.
+    bool hasDeaf() const;
+
   private:
+    void dropUsedUp();
+
     std::vector<Fault> mFaults;
 };
 

@@ -176,10 +176,34 @@ void Microcontroller::recover(Time now) {
     mDeparture = Departure{now + mOptions.recoveryDelay, std::nullopt};
 }
 
-void Microcontroller::receive(std::string_view bytes, Time now) {
-    if (mState.power != Power::Running) return;
-    mState.lost += mChannel.receive(bytes, now);
+size_t Microcontroller::receive(std::string_view bytes, Time now) {
+    if (mState.power != Power::Running) return bytes.size();
+    const size_t heard = hear(bytes);
+    mState.lost += mChannel.receive(bytes.substr(0, heard), now);
     takeUpLine();
+    return heard;
+}
+
+// How many of the bytes come ahead of a command that the cover is deaf to.
+size_t Microcontroller::hear(std::string_view bytes) {
+    if (!mayBeDeaf()) return bytes.size();
+    std::string line = mChannel.partial();
+    size_t begin = 0;
+    while (!mState.deaf && begin < bytes.size()) {
+        const size_t end = std::min(bytes.find('\r', begin), bytes.size());
+        line += bytes.substr(begin, end - begin);
+        line.erase(0, line.find_first_not_of('\n'));
+        mState.deaf = mFaults.takeDeaf(line);
+        if (mState.deaf) return begin;
+        line.clear();
+        begin = end + 1;
+    }
+    return std::min(begin, bytes.size());
+}
+
+void Microcontroller::clearFaults() {
+    mFaults.clear();
+    mState.deaf = false;
 }
 
 void Microcontroller::setDtr(bool raised) {

@@ -66,8 +66,9 @@ class Microcontroller {
 
     // What the phone wrote to the tty, cut anywhere. A command ends with "\r"; empty ones are
     // ignored, one longer than 4096 bytes is answered "ERROR". Commands that come while an answer
-    // is due wait their turn; beyond 64 waiting they are lost. Ignored unless Running.
-    void receive(std::string_view bytes, Time now);
+    // is due wait their turn; beyond 64 waiting they are lost. Ignored unless Running. Returns how
+    // many bytes it takes: a deaf cover leaves the rest to the phone, which may offer it again.
+    size_t receive(std::string_view bytes, Time now);
 
     // The tty's DTR line, shown in state(). The cover's own log is streamed only while it is raised
     // and "AT%LOGSAVE=" asked for it (State::streamsLog()).
@@ -102,6 +103,10 @@ class Microcontroller {
     void setOptions(Options options) { mOptions = std::move(options); }
 
     Faults& faults() { return mFaults; }
+    // Takes all faults away, and hears again.
+    void clearFaults();
+    // It is deaf, or the next command may make it so.
+    bool mayBeDeaf() const { return mState.deaf || mFaults.hasDeaf(); }
 
   private:
     // The device goes off the bus at `at`, and comes back as its loader or as itself.
@@ -111,6 +116,7 @@ class Microcontroller {
     };
 
     void turn(Power power);
+    size_t hear(std::string_view bytes);
     void takeUpLine();
     void finishReply();
     Answer execute(const CommandLine& line, bool refuse);

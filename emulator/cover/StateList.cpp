@@ -75,6 +75,7 @@ std::vector<std::pair<std::string, std::string>> Microcontroller::listState() co
             {"model", escape(s.model)},
             {"echo", onOff(s.echo)},
             {"dtr", yesNo(s.dtr)},
+            {"deaf", yesNo(s.deaf)},
             {"log-save", std::to_string(s.logSave)},
             {"log-stream", onOff(s.streamsLog())},
             {"log-lines", std::to_string(s.logLines)},

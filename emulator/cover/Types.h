@@ -126,6 +126,7 @@ struct State {
     Power power = Power::Off;
     bool echo = true;
     bool dtr = false;
+    bool deaf = false;  // takes no byte of the phone's, which a fault has caused
     std::string model;  // "AT%MODEL=", empty until set
     int logSave = 3;    // "AT%LOGSAVE=", 0..3; 3 is off
     ScreenState screen;

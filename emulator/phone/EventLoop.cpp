@@ -84,10 +84,6 @@ void EventLoop::watch(int fd, short events, Handler handler) {
     mSources[fd] = {mNextId++, events, std::move(handler)};
 }
 
-void EventLoop::setEvents(int fd, short events) {
-    mSources.at(fd).events = events;
-}
-
 void EventLoop::unwatch(int fd) {
     mSources.erase(fd);
 }

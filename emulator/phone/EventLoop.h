@@ -50,7 +50,6 @@ class EventLoop {
     // Loop's thread only. A descriptor has one handler, which may watch and unwatch at will.
     // `events` as for poll; with none of them the handler gets only errors and hang-ups.
     void watch(int fd, short events, Handler handler);
-    void setEvents(int fd, short events);
     void unwatch(int fd);
 
     static cover::Time now();

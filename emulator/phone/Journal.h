@@ -24,6 +24,7 @@ enum class Kind {
     TtyOpen,      // the phone opened a tty; note: open flags
     Dtr,          // a tty's DTR line changed; note: "raised" or "lowered"
     TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
+    TtyLost,      // a close of the tty gave up `bytes`, which the cover did not take
     TtyTx,        // the cover sent `bytes`, in one piece
     NodeOpen,     // a control file was opened for writing, or with a fault; note: open flags, and
                   // the fault if any

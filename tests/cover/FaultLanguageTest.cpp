@@ -69,7 +69,11 @@ INSTANTIATE_TEST_SUITE_P(
                         ""},
                 Reading{"on * half", {.effect = Effect::Half}, ""},
                 Reading{"on * flood", {.effect = Effect::Flood}, ""},
-                Reading{"on * flood 100000", {.effect = Effect::Flood, .count = 100000}, ""}));
+                Reading{"on * flood 100000", {.effect = Effect::Flood, .count = 100000}, ""},
+                Reading{"on * deaf", {.effect = Effect::Deaf}, ""},
+                Reading{"on AT%SWV deaf times 1",
+                        {.prefix = "AT%SWV", .effect = Effect::Deaf, .times = 1},
+                        ""}));
 
 INSTANTIATE_TEST_SUITE_P(
         Times, Readings,
@@ -172,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
         testing::Values(Mistake{"on *",
                                 "after the command comes an effect, but the line ends; write one "
                                 "of: silent, late, split, garble, error, before, after, inside, "
-                                "hangup, answer, half, flood"},
+                                "hangup, answer, half, flood, deaf"},
                         Mistake{"on * sielnt", "not \"sielnt\"; write one of: silent, late"},
                         Mistake{"on * \"silent\"", "comes an effect, not \"silent\""},
                         Mistake{"on * SILENT", "not \"SILENT\""},
@@ -205,7 +209,11 @@ INSTANTIATE_TEST_SUITE_P(
                         Mistake{"on * hangup after x", "not \"x\""},
                         Mistake{"on * flood 0", "flood needs an integer from 1 up, not \"0\""},
                         Mistake{"on * flood many", "not \"many\"; for example: flood 1000"},
-                        Mistake{"on * flood 18446744073709551616", "flood needs an integer"}));
+                        Mistake{"on * flood 18446744073709551616", "flood needs an integer"},
+                        Mistake{"on * deaf 5s", "the line should end before \"5s\""},
+                        Mistake{"on * deaff", "not \"deaff\"; write one of: silent, late"},
+                        Mistake{"on * deaf times 0",
+                                "times needs an integer from 1 up, not \"0\""}));
 
 INSTANTIATE_TEST_SUITE_P(
         Ending, Mistakes,

@@ -189,6 +189,96 @@ TEST(Several, SilenceSwallowsWhatWasAddedBeforeItButNotAHangUp) {
     EXPECT_EQ(bench.others.size(), 1u);
 }
 
+TEST(Deaf, TakesNoByteOfAnything) {
+    QuietBench bench;
+    bench.fault("on * deaf");
+    for (const char* bytes : {"AT%SWV\r", "A", "\r", "\n"}) {
+        EXPECT_EQ(bench.controller.receive(bytes, bench.now), 0u);
+    }
+    EXPECT_EQ(bench.drain(), "");
+    EXPECT_EQ(bench.controller.state().commands, 1u);  // that of the bench
+    EXPECT_TRUE(bench.controller.state().deaf);
+}
+
+TEST(Deaf, BeginsWithTheFirstByteOfItsCommand) {
+    QuietBench bench;
+    bench.fault("on AT%SWV deaf");
+    EXPECT_EQ(bench.controller.receive("AT\rat%swv\rAT\r", bench.now), 3u);
+    EXPECT_EQ(bench.drain(), "\r\nOK\r\n");
+    EXPECT_EQ(bench.controller.receive("at%swv\rAT\r", bench.now), 0u);
+    EXPECT_EQ(bench.controller.receive("AT\r", bench.now), 0u);
+}
+
+TEST(Deaf, BeginsWhereACommandThatIsCutIsKnown) {
+    QuietBench bench;
+    bench.fault("on AT%SWV deaf");
+    EXPECT_EQ(bench.controller.receive("\nAT%S", bench.now), 5u);
+    EXPECT_EQ(bench.controller.receive("WV\r", bench.now), 0u);
+    EXPECT_TRUE(bench.controller.state().deaf);
+}
+
+TEST(Deaf, SeesACommandBehindALineFeed) {
+    QuietBench bench;
+    bench.fault("on AT%SWV deaf");
+    EXPECT_EQ(bench.controller.receive("AT\r\nAT%SWV\r", bench.now), 3u);
+}
+
+TEST(Deaf, LeavesOtherCommandsAlone) {
+    QuietBench bench;
+    bench.fault("on AT%SWV deaf");
+    EXPECT_TRUE(bench.controller.mayBeDeaf());
+    EXPECT_EQ(bench.exchange("AT\r"), "\r\nOK\r\n");
+    EXPECT_FALSE(bench.controller.state().deaf);
+}
+
+TEST(Deaf, SpeaksAllTheSame) {
+    QuietBench bench;
+    bench.exchange("AT%LOGSAVE=2\r");
+    bench.controller.setDtr(true);
+    bench.fault("on * deaf");
+    bench.write("AT\r");
+    EXPECT_TRUE(bench.controller.log("hello", bench.now));
+    EXPECT_EQ(bench.drain(), "hello\r\n");
+}
+
+TEST(Deaf, FinishesTheAnswerThatIsUnderWay) {
+    QuietBench bench;
+    bench.fault("on AT%SWV late 1s");
+    bench.write("AT%SWV\r");
+    bench.fault("on * deaf");
+    EXPECT_EQ(bench.exchange("AT\r"), kVersion);
+}
+
+TEST(Deaf, EndsWithAPowerUp) {
+    QuietBench bench;
+    bench.fault("on AT%SWV deaf times 1");
+    bench.write("AT%SWV\r");
+    EXPECT_TRUE(bench.controller.faults().list().empty());
+    bench.write("AT%SWV\r");
+    EXPECT_TRUE(bench.controller.mayBeDeaf());
+    bench.controller.powerUp(bench.now);
+    EXPECT_FALSE(bench.controller.mayBeDeaf());
+    EXPECT_EQ(bench.exchange("AT%SWV\r"), "AT%SWV\r"s + kVersion);
+}
+
+TEST(Deaf, WithoutTimesStrikesAgainAfterAPowerUp) {
+    QuietBench bench;
+    bench.fault("on AT%SWV deaf");
+    bench.write("AT%SWV\r");
+    bench.controller.powerUp(bench.now);
+    EXPECT_EQ(bench.exchange("ATE0\r"), "ATE0\r\r\nOK\r\n");
+    EXPECT_EQ(bench.controller.receive("AT%SWV\r", bench.now), 0u);
+}
+
+TEST(Deaf, EndsWhenTheFaultsAreCleared) {
+    QuietBench bench;
+    bench.fault("on * deaf times 1");
+    bench.write("AT%SWV\r");
+    bench.controller.clearFaults();
+    EXPECT_FALSE(bench.controller.mayBeDeaf());
+    EXPECT_EQ(bench.exchange("AT%SWV\r"), kVersion);
+}
+
 TEST(Times, EndAFaultAndTakeItOffTheList) {
     QuietBench bench;
     bench.fault("on AT%SWV error times 2");

@@ -92,6 +92,7 @@ TEST(StateList, ShowsAFreshCover) {
             {"model", ""},
             {"echo", "on"},
             {"dtr", "no"},
+            {"deaf", "no"},
             {"log-save", "3"},
             {"log-stream", "off"},
             {"log-lines", "0"},

@@ -88,6 +88,42 @@ TEST_F(DoctorEndToEndTest, ACoverThatAnswersNothingIsAProblemUntilItIsForgotten)
     expect(0, {"doctor", "--ask"});
 }
 
+TEST_F(DoctorEndToEndTest, ACoverThatTakesNoBytesIsNoBusyService) {
+    startCover();
+    ctl({"fault", "on AT%SWV deaf times 1"});
+    Process client({bin("bivistactl"), "at", "AT%SWV"});
+    awaitLog("serialAtCmd: Timer expired");
+    Outcome outcome;
+    await([&] {
+        outcome = type({"doctor", "--patience-ms", "100"});
+        return count(outcome.out, "problem  tty: the cover takes no bytes: the service's thread ") >
+               0;
+    });
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr(", and does not answer\n         The cover takes no bytes"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("busy")));
+    ctl({"detach"});
+    EXPECT_EQ(client.outcome().status, 1);
+    awaitLog("bv2_display_deinit --");
+    ctl({"attach"});
+    awaitAttached(2);
+    expect(0, {"dump", "--reset"});
+    expect(0, {"doctor", "--ask"});
+}
+
+TEST_F(DoctorEndToEndTest, AServiceThatIsBusyIsNotToldToHaveADeafCover) {
+    startCover();
+    ctl({"fault", "on AT%TCHNOTIFY=SD silent times 1"});
+    Process client({bin("bivistactl"), "at", "AT%TCHNOTIFY=SD"});
+    awaitLog("serialAtCmd: wr: [AT%TCHNOTIFY=SD]");
+    const Outcome outcome = type({"doctor", "--patience-ms", "100"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr(" and is busy: a self test or an upgrade may take minutes"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("takes no bytes")));
+    ctl({"detach"});
+    client.outcome();
+}
+
 TEST_F(DoctorEndToEndTest, AsksTheCoverNothingUnlessTold) {
     startCover();
     expect(0, {"doctor"});

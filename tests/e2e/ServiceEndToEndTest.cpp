@@ -86,6 +86,19 @@ TEST_F(ServiceEndToEndTest, RecoversACoverThatIsSilent) {
     EXPECT_THAT(journal(), HasSubstr("bv2_recovery"));
 }
 
+TEST_F(ServiceEndToEndTest, RecoversACoverThatTakesNoBytes) {
+    startPhone();
+    ctl({"cover", "--closing-wait-ms", "100"});
+    ctl({"fault", "on AT%SWV deaf times 1"});
+    EXPECT_EQ(version().status, 1);
+    const std::string all = journal();
+    EXPECT_LT(all.find(R"("kind":"tty-lost","path":"/dev/ttyACM0","bytes":"AT%SWV\\r")"),
+              all.find("bv2_recovery"));
+    awaitLog("serialDeviceAdded: attached:0", 2);
+    awaitCover();
+    EXPECT_EQ(version().out, kVersionResult);
+}
+
 TEST_F(ServiceEndToEndTest, EscapesAnswersThatAreNotText) {
     startPhone();
     ctl({"fault", R"(on AT%SWV answer "\r\n\xff\xfe\r\nOK\r\n")"});

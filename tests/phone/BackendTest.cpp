@@ -43,7 +43,7 @@ class MemoryDevice : public phone::Device {
     }
     void hangUp() override { mShown.nodes = {mName}; }
     void send(std::string_view bytes) override { mShown.received += bytes; }
-    bool isFlushed() const override { return true; }
+    bool hasRoom() const override { return true; }
     bool hasUnread() const override { return false; }
 
   private:

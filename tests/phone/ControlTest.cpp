@@ -367,7 +367,8 @@ TEST_F(ControlTest, MakesTheTouchPanelLargeAndSlow) {
                                 {"touch_upgrade_ms", 86400000},
                                 {"self_test_ms", 0},
                                 {"upgrade_delay_ms", 1},
-                                {"upgrade_ms", 2}})
+                                {"upgrade_ms", 2},
+                                {"closing_wait_ms", 3}})
                       .status,
               200);
     const cover::Options options = phone.cover.options();
@@ -378,6 +379,9 @@ TEST_F(ControlTest, MakesTheTouchPanelLargeAndSlow) {
     EXPECT_EQ(options.selfTestTime, std::chrono::seconds(0));
     EXPECT_EQ(options.upgradeDelay, std::chrono::milliseconds(1));
     EXPECT_EQ(options.upgradeTime, std::chrono::milliseconds(2));
+    EXPECT_EQ(phone.cover.closingWait(), std::chrono::milliseconds(3));
+    EXPECT_EQ(put("/v1/cover", {{"upgrade_ms", 4}}).status, 200);
+    EXPECT_EQ(phone.cover.closingWait(), std::chrono::milliseconds(3));
 }
 
 TEST_F(ControlTest, ResetsThePhone) {
@@ -651,6 +655,9 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/cover", R"({"upgrade_ms":-1})", 400},
         {"PUT", "/v1/cover", R"({"upgrade_ms":86400001})", 400},
         {"PUT", "/v1/cover", R"({"touch_upgrade_ms":"long"})", 400},
+        {"PUT", "/v1/cover", R"({"closing_wait_ms":-1})", 400},
+        {"PUT", "/v1/cover", R"({"closing_wait_ms":86400001})", 400},
+        {"PUT", "/v1/cover", R"({"closing_wait_ms":"30s"})", 400},
 };
 
 constexpr WrongRequest kWrongOfThePhone[] = {
@@ -687,6 +694,8 @@ constexpr WrongRequest kWrongOfThePhone[] = {
         {"POST", "/v1/uevent", R"({"bytes":"","forged":true})", 409},
         {"POST", "/v1/uevent", R"({"bytes":"a","forged":1})", 400},
         {"POST", "/v1/faults", R"({"text":"on"})", 409},
+        {"POST", "/v1/faults", R"({"text":"on * deaff"})", 409},
+        {"POST", "/v1/faults", R"({"text":"on * deaf 5s"})", 409},
         {"POST", "/v1/faults", "{}", 400},
         {"PUT", "/v1/properties", R"({"key":"a"})", 400},
         {"PUT", "/v1/properties", R"({"key":"","value":""})", 409},

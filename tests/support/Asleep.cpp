@@ -38,6 +38,11 @@ bool isAsleep(pid_t thread) {
     return name != std::string::npos && text.compare(name, 3, ") S") == 0;
 }
 
+bool isAsleepIn(pid_t thread, long call) {
+    return read(kTasks + std::to_string(thread) + "/syscall")
+            .starts_with(std::to_string(call) + " ");
+}
+
 void awaitAsleep(const std::string& name) {
     const auto areAsleep = [&name] {
         const std::vector<pid_t> threads = threadsOf(name);

@@ -11,6 +11,9 @@ namespace support {
 // False also for a thread that has gone.
 bool isAsleep(pid_t thread);
 
+// Whether this thread sleeps in this system call.
+bool isAsleepIn(pid_t thread, long call);
+
 // Waits until every thread of this name is asleep, and there is one. One that never comes hangs,
 // and the test's time limit ends it.
 void awaitAsleep(const std::string& name);

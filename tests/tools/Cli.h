@@ -32,6 +32,7 @@ class CliTest : public testing::Test {
 
     // Starts the fake service with these options and waits until it is registered.
     void givenService(const std::vector<std::string>& options = {});
+    pid_t servicePid() const { return mService->pid(); }
     // Kills it, as a crash would.
     void killService();
 

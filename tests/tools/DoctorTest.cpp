@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
@@ -200,6 +201,69 @@ TEST_F(DoctorTest, AServiceThatServesSomebodyElseIsBusy) {
     auto client = start({"call", "getGpiopin"});
     ASSERT_EQ("getGpiopin", nextCall()["method"]);
     expectProblem("service", "does not answer", "one call at a time", {"--patience-ms", "1"});
+}
+
+// A service that is held in a call, with a thread whose files of /proc are these.
+class HeldDoctorTest : public DoctorTest {
+  protected:
+    HeldDoctorTest() {
+        const std::string fifo = mFolder + "/hold";
+        EXPECT_EQ(0, mkfifo(fifo.c_str(), 0600));
+        givenService({"--hold-in", "getGpiopin", fifo});
+        givenCover();
+        mClient = start({"call", "getGpiopin"});
+        EXPECT_EQ("getGpiopin", nextCall()["method"]);
+    }
+    void givenThread(const std::string& file, const std::string& text) const {
+        const std::string thread = "/proc/" + std::to_string(servicePid()) + "/task/77";
+        put(thread + "/comm", "brightness\n");
+        put(thread + "/" + file, text);
+    }
+    void expectDeaf() {
+        expectProblem("service", "does not answer", "The cover takes no bytes", kImpatient);
+        expectProblem("tty",
+                      "the cover takes no bytes: the service's thread brightness waits in its "
+                      "close of the tty until they have left",
+                      "Pull the cover off: that ends the wait at once.", kImpatient);
+    }
+    void expectBusy() {
+        expectProblem("service", "does not answer", "and is busy: a self test", kImpatient);
+        for (const Json& finding : findings("tty", kImpatient)) EXPECT_EQ(true, finding["ok"]);
+    }
+
+    const std::vector<std::string> kImpatient = {"--patience-ms", "1"};
+    std::unique_ptr<Process> mClient;
+};
+
+TEST_F(HeldDoctorTest, AThreadThatWaitsInTheTtysCloseIsACoverThatTakesNoBytes) {
+    givenThread("wchan", "tty_wait_until_sent");
+    expectDeaf();
+}
+
+TEST_F(HeldDoctorTest, SoIsOneThatIsInTheCallForLong) {
+    givenThread("syscall", std::to_string(SYS_close) + " 0x3f0 0x0 0x0 0x0 0x0 0x0 0x7f 0x7f");
+    expectDeaf();
+}
+
+TEST_F(HeldDoctorTest, AThreadThatWaitsElsewhereIsBusy) {
+    givenThread("wchan", "do_sys_poll");
+    givenThread("syscall", std::to_string(SYS_ppoll) + " 0x3 0x1 0x1388 0x0 0x0 0x0 0x7f 0x7f");
+    expectBusy();
+}
+
+TEST_F(HeldDoctorTest, WhatMayNotBeSeenOfAThreadIsBusy) {
+    givenThread("wchan", "0");
+    expectBusy();
+}
+
+TEST_F(DoctorTest, AThreadThatWaitsInTheTtysCloseIsToldWhileTheServiceAnswersToo) {
+    givenService();
+    givenCover();
+    const std::string thread = "/proc/" + std::to_string(servicePid()) + "/task/77";
+    put(thread + "/comm", "brightness\n");
+    put(thread + "/wchan", "tty_wait_until_sent");
+    expectProblem("tty", "the cover takes no bytes", "Pull the cover off");
+    EXPECT_EQ(true, findings("service")[0]["ok"]);
 }
 
 TEST_F(DoctorTest, OutputThatCannotBeWrittenEndsWithFourWhileAServiceIsBusyToo) {
@@ -504,9 +568,7 @@ TEST_F(DoctorTest, ANodeThatAnotherProgramHolds) {
 TEST_F(DoctorTest, TheServiceAndTheEmulatorMayHoldThem) {
     givenService();
     givenCover();
-    const std::string what = findings("service")[0]["what"];
-    const std::string number = what.substr(what.find(' ') + 1);
-    givenProcess(number.substr(0, number.find(' ')), "service", "/dev/ttyACM0");
+    givenProcess(std::to_string(servicePid()), "service", "/dev/ttyACM0");
     givenProcess("77", "bivista-emulato", "/dev/ttyACM0");
     expectFine("tty", "/dev/ttyACM0 is held by no other program");
 }

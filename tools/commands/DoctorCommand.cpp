@@ -72,17 +72,17 @@ void append(Findings* findings, const Findings& more) {
 
 Findings examine(const Options& options) {
     const std::chrono::milliseconds patience(options.patience);
+    const Tree machine(options.root.empty() ? "/" : options.root);
     pid_t service = 0;
-    Findings findings = {doctor::examineService(patience, &service)};
+    Findings findings = {doctor::examineService(machine, patience, &service)};
     const bool isServed = findings.front().weight == Weight::FINE;
     findings.push_back(doctor::examineRegistry());
     if (isServed) {
-        findings.push_back(doctor::examineAnswer(options.ask, patience));
+        findings.push_back(doctor::examineAnswer(options.ask, machine, service, patience));
         // Asked before the dump, which then counts a time-out of this command too.
         append(&findings, doctor::examineDump(patience));
     }
     const User user = parseUser(options.user);
-    const Tree machine(options.root.empty() ? "/" : options.root);
     const Tree world(options.root.empty() ? worldOf(service) : options.root);
     append(&findings, doctor::examineCover({machine, world, user, service}));
     findings.push_back(doctor::examineModemDaemon(machine));

@@ -51,11 +51,12 @@ inline Finding problem(const std::string& check, const std::string& what,
 // thread.
 
 // Whether a service is registered and serves calls. `process` becomes the service's, or stays as it
-// is when there is none.
-Finding examineService(std::chrono::milliseconds patience, pid_t* process);
+// is when there is none. `machine` is the one whose processes are examined.
+Finding examineService(const Tree& machine, std::chrono::milliseconds patience, pid_t* process);
 
 // Whether the cover answers a command. With `ask` false, only notes that the cover was not asked.
-Finding examineAnswer(bool ask, std::chrono::milliseconds patience);
+Finding examineAnswer(bool ask, const Tree& machine, pid_t service,
+                      std::chrono::milliseconds patience);
 
 // The findings in the service's debug dump, which counts since the service's start or since the
 // last reset of the counters.

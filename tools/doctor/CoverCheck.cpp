@@ -11,6 +11,7 @@
 
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/ShellWord.h"
+#include "tools/doctor/TtyClose.h"
 
 namespace doctor {
 namespace {
@@ -100,6 +101,17 @@ Finding examineHolders(const Scene& scene, const std::string& check, const std::
                                (User().isRoot() ? "" : " of those that may be seen without root"));
 }
 
+// Whether the service waits for bytes that the cover does not take.
+Findings examineTraffic(const Scene& scene) {
+    const auto thread = threadInClose(scene.machine, scene.service);
+    if (!thread) return {};
+    return {problem("tty",
+                    "the cover takes no bytes: the service's thread " + *thread +
+                            " waits in its close of the tty until they have left",
+                    "Pull the cover off: that ends the wait at once. Else it ends after 30 "
+                    "seconds; then the service asks the kernel to reset the cover.")};
+}
+
 // A kind of node that the cover has.
 struct Kind {
     const char* check;
@@ -174,10 +186,12 @@ Findings examineCover(const Scene& scene) {
     if (!device) return {examineAbsence(scene.world)};
     Findings findings = {fine("cover", "3e91:6a2f is there: " + *device),
                          examineNode(scene, "usb", busNode(scene.world, *device))};
-    for (const Kind* kind : {&kTty, &kHidraw}) {
-        const Findings nodes = examineNodes(scene, *kind);
-        findings.insert(findings.end(), nodes.begin(), nodes.end());
-    }
+    const auto append = [&](const Findings& more) {
+        findings.insert(findings.end(), more.begin(), more.end());
+    };
+    append(examineNodes(scene, kTty));
+    append(examineTraffic(scene));
+    append(examineNodes(scene, kHidraw));
     findings.push_back(examineAutosuspend(scene, *device));
     return findings;
 }

@@ -11,6 +11,7 @@
 #include "tools/client/Call.h"
 #include "tools/doctor/Checks.h"
 #include "tools/doctor/Patience.h"
+#include "tools/doctor/TtyClose.h"
 
 namespace doctor {
 namespace {
@@ -20,6 +21,13 @@ using ::bivistactl::BivistaV1_0;
 using ::bivistactl::BivistaV1_1;
 
 constexpr char kInstance[] = "default";
+
+// Why it does not answer.
+constexpr char kDeaf[] = "The cover takes no bytes: the remedy stands below, with its tty.";
+constexpr char kBusy[] =
+        "It serves one call at a time and is busy: a self test or an upgrade may take minutes, a "
+        "client may hang in its callback, a service that it asks may be declared and not up, or a "
+        "client has cleared the LPWG callback, which only a restart of the service ends.";
 
 // The process that serves the interface, and the name it serves, as the registry shows them; 0 for
 // no process.
@@ -84,7 +92,7 @@ std::string askForVersion() {
 
 }  // namespace
 
-Finding examineService(std::chrono::milliseconds patience, pid_t* process) {
+Finding examineService(const Tree& machine, std::chrono::milliseconds patience, pid_t* process) {
     constexpr char kCheck[] = "service";
     const Server server = findServer();
     if (server.process == 0) {
@@ -99,18 +107,16 @@ Finding examineService(std::chrono::milliseconds patience, pid_t* process) {
     };
     const auto told = within(patience, [] { return tell(askForInterface); });
     if (!told) {
-        return problem(
-                kCheck, words(server.interface) + ", and does not answer",
-                "It serves one call at a time and is busy: a self test or an upgrade may "
-                "take minutes, a client may hang in its callback, a service that it asks may be "
-                "declared and not up, or a client has cleared the "
-                "LPWG callback, which only a restart of the service ends.");
+        const bool isDeaf = threadInClose(machine, server.process).has_value();
+        return problem(kCheck, words(server.interface) + ", and does not answer",
+                       isDeaf ? kDeaf : kBusy);
     }
     if (!told->failure.empty()) return problem(kCheck, told->failure, "See the service's log.");
     return fine(kCheck, words(told->text));
 }
 
-Finding examineAnswer(bool ask, std::chrono::milliseconds patience) {
+Finding examineAnswer(bool ask, const Tree& machine, pid_t service,
+                      std::chrono::milliseconds patience) {
     constexpr char kCheck[] = "answer";
     if (!ask) {
         return note(kCheck, "the cover was not asked: one that is silent would be reset by that",
@@ -119,8 +125,10 @@ Finding examineAnswer(bool ask, std::chrono::milliseconds patience) {
     const auto told = within(patience, [] { return tell(askForVersion); });
     if (!told) {
         return problem(kCheck, "the cover was asked AT%SWV, and there is no answer yet",
-                       "Others' commands may stand before it, or the cover answers too slowly: try "
-                       "again later.");
+                       threadInClose(machine, service)
+                               ? kDeaf
+                               : "Others' commands may stand before it, or the cover answers too "
+                                 "slowly: try again later.");
     }
     if (!told->failure.empty()) {
         return problem(kCheck, told->failure,

@@ -24,9 +24,14 @@ inline std::string hidrawNode(int number) {
 class TtyListener {
   public:
     virtual ~TtyListener() = default;
-    // `flags` as text, such as "O_RDWR|O_NOCTTY".
-    virtual void ttyOpened(const std::string& node, const std::string& flags) = 0;
-    virtual void ttyReceived(const std::string& node, const std::string& bytes) = 0;
+    // `flags` as text, such as "O_RDWR|O_NOCTTY". Returns how long the close may have to wait for
+    // bytes that the device does not take; none when it takes all.
+    virtual std::optional<cover::Time> ttyOpened(const std::string& node,
+                                                 const std::string& flags) = 0;
+    // Returns how many of the bytes the device takes; the others are offered again.
+    virtual size_t ttyReceived(const std::string& node, const std::string& bytes) = 0;
+    // A close has given up these bytes, which the device did not take.
+    virtual void ttyLost(const std::string& node, const std::string& bytes) = 0;
     // Told at each open too, which raises it.
     virtual void dtrSet(const std::string& node, bool raised) = 0;
 };
@@ -94,10 +99,12 @@ class Device {
     // them are reported first. What the phone has not read is lost.
     virtual void hangUp() = 0;
 
-    // To its tty. Bytes wait in the device while the phone's kernel takes no more.
+    // To its tty. Bytes wait in the device while the tty is closed, or the kernel takes no more.
     virtual void send(std::string_view bytes) = 0;
-    virtual bool isFlushed() const = 0;
-    // Whether a read of the phone's software would return something at once.
+    // Whether the device can hold more of them.
+    virtual bool hasRoom() const = 0;
+    // Whether the phone's software has not read all that was sent; what was dropped when it closed
+    // the tty does not count.
     virtual bool hasUnread() const = 0;
 };
 

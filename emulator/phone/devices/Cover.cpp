@@ -117,6 +117,14 @@ void Cover::setOptions(cover::Options options) {
     call([&] { mController->setOptions(std::move(options)); });
 }
 
+cover::Time Cover::closingWait() const {
+    return call([&] { return mClosingWait; });
+}
+
+void Cover::setClosingWait(cover::Time wait) {
+    call([&] { mClosingWait = wait; });
+}
+
 void Cover::send(const std::string& bytes) {
     call([&] {
         if (!hasTty()) throw Error("the cover has no tty: attach it first");
@@ -151,6 +159,7 @@ void Cover::reset() {
     if (mDevice) detach();
     mController = std::make_unique<cover::Microcontroller>();
     mOptions = {};
+    mClosingWait = kClosingWait;
 }
 
 void Cover::transmit(const std::string& bytes) {
@@ -159,9 +168,15 @@ void Cover::transmit(const std::string& bytes) {
     mDevice->send(bytes);
 }
 
-void Cover::ttyReceived(const std::string& node, const std::string& bytes) {
-    TtyRecorder::ttyReceived(node, bytes);
-    if (mDevice) mController->receive(bytes, EventLoop::now());
+std::optional<cover::Time> Cover::ttyOpened(const std::string& node, const std::string& flags) {
+    TtyRecorder::ttyOpened(node, flags);
+    return mController->mayBeDeaf() ? std::optional(mClosingWait) : std::nullopt;
+}
+
+size_t Cover::ttyReceived(const std::string& node, const std::string& bytes) {
+    size_t taken = mController->state().deaf ? 0 : bytes.size();
+    if (mDevice) taken = mController->receive(bytes, EventLoop::now());
+    return TtyRecorder::ttyReceived(node, bytes.substr(0, taken));
 }
 
 void Cover::dtrSet(const std::string& node, bool raised) {

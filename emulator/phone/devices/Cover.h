@@ -39,6 +39,9 @@ enum class Unread {
     Read,  // it stays until they are read, but at most 3 s
 };
 
+// As the kernel has it for every tty.
+inline constexpr cover::Time kClosingWait = std::chrono::seconds(30);
+
 // For people: "3e91:6a2f TQC330R 0001".
 std::string describe(const cover::UsbIdentity& identity);
 
@@ -67,6 +70,10 @@ class Cover : public Subject, private TtyRecorder {
     std::vector<std::pair<std::string, std::string>> listState() const;
     cover::Options options() const;
     void setOptions(cover::Options options);
+    // How long the last close of its tty waits for bytes that it does not take; of ports that are
+    // opened from now on.
+    cover::Time closingWait() const;
+    void setClosingWait(cover::Time wait);
 
     // Bytes from the cover outside of any answer, such as lines of its log.
     void send(const std::string& bytes);
@@ -110,7 +117,9 @@ class Cover : public Subject, private TtyRecorder {
     bool performSome();
     void transmit(const std::string& bytes);
 
-    void ttyReceived(const std::string& node, const std::string& bytes) override;
+    std::optional<cover::Time> ttyOpened(const std::string& node,
+                                         const std::string& flags) override;
+    size_t ttyReceived(const std::string& node, const std::string& bytes) override;
     void dtrSet(const std::string& node, bool raised) override;
 
     Panel& mPanel;
@@ -122,6 +131,7 @@ class Cover : public Subject, private TtyRecorder {
             std::make_unique<cover::Microcontroller>();
     std::unique_ptr<Device> mDevice;  // none: not attached
     CoverOptions mOptions;            // with which it was put on last
+    cover::Time mClosingWait = kClosingWait;
     std::deque<cover::Action> mActions;
     std::optional<cover::Time> mLeaveLimit;  // set while a departure waits for the phone's reads
     std::optional<Return> mReturn;

@@ -61,7 +61,7 @@ bool Cover::perform(const cover::Action& action) {
     switch (action.kind) {
         case cover::Action::Kind::Send:
             if (!hasTty()) return true;
-            if (!mDevice->isFlushed()) return false;
+            if (!mDevice->hasRoom()) return false;
             transmit(action.bytes);
             return true;
         case cover::Action::Kind::Progress:
@@ -95,7 +95,7 @@ bool Cover::leave(const cover::Action& action) {
 }
 
 bool Cover::mayLeave() {
-    if (!mOptions.withTty || (mDevice->isFlushed() && !mDevice->hasUnread())) return true;
+    if (!mOptions.withTty || !mDevice->hasUnread()) return true;
     const cover::Time now = EventLoop::now();
     if (!mLeaveLimit) mLeaveLimit = now + kReadLimit;
     return now >= *mLeaveLimit;

@@ -51,12 +51,13 @@ std::vector<std::string> Faults::list() const {
 
 void Faults::clear() {
     call([&] {
-        mCover.controller().faults().clear();
+        mCover.controller().clearFaults();
         mPanel.faults().clear();
         if (!mNodeFaults.empty()) mBackend.setNodeFaults({});
         mNodeFaults.clear();
         mJournal.add(Kind::Fault, {});
         // What a fault held up goes on.
+        mBackend.drain();
         mBackend.decideWaiting();
     });
 }

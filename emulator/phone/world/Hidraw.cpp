@@ -103,7 +103,7 @@ Verdict Hidraw::makeDescriptor(const std::shared_ptr<Node>& node, const OpenCall
     Verdict verdict;
     verdict.replacement = std::move(reader);
     verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
-    verdict.watched = true;
+    verdict.numbers = kHidrawNumbers;
     return verdict;
 }
 

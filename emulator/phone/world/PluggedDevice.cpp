@@ -1,10 +1,14 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/world/PluggedDevice.h"
 
+#include <cerrno>
 #include <chrono>
+#include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 
+#include "emulator/phone/world/DescriptorCount.h"
 #include "emulator/phone/world/WorldBackend.h"
 
 namespace phone {
@@ -26,8 +30,9 @@ PluggedDevice::~PluggedDevice() {
 void PluggedDevice::publish() {
     if (mDescription.tty) {
         mTty.emplace(*mDescription.tty);
-        mBackend.loop().watch(mTty->master(), POLLIN, [this](short events) {
-            if ((events & POLLOUT) != 0) flush();
+        mBackend.loop().watch(mTty->events(), POLLIN, [this](short) {
+            mTty->takeEvent();
+            mTty->flush();
             readTty();
         });
     }
@@ -46,8 +51,8 @@ void PluggedDevice::hangUp() {
     if (mHasHidraw) {
         mBackend.hidraw().drain();
         mBackend.hidraw().hangUp(*mDescription.hidraw);
-        mBackend.decideWaiting();
     }
+    mBackend.decideWaiting();
     mBackend.answerCalls(kLinger);
     mTty.reset();
     takeHidrawAway();
@@ -55,7 +60,8 @@ void PluggedDevice::hangUp() {
 
 void PluggedDevice::hangTtyUp() {
     if (!mTty || mTty->isHungUp()) return;
-    mBackend.loop().unwatch(mTty->master());
+    mUntaken.clear();
+    mBackend.loop().unwatch(mTty->events());
     mTty->hangUp();
 }
 
@@ -68,8 +74,35 @@ bool PluggedDevice::hasTty(const std::string& path) const {
     return mTty && (path == mTty->node() || path == mTty->pty());
 }
 
-void PluggedDevice::tellOpen(const std::string& flags) const {
-    mDescription.ttyListener->ttyOpened(mTty->node(), flags);
+Verdict PluggedDevice::openTty(const OpenCall& call) {
+    Verdict verdict;
+    verdict.replacement = mTty->open(call.flags);
+    if (!verdict.replacement.ok()) {
+        verdict.error = errno;
+        return verdict;
+    }
+    verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
+    const auto wait = mDescription.ttyListener->ttyOpened(mTty->node(), call.nameFlags());
+    if (wait) {
+        mClosingWait = *wait;
+        verdict.numbers = kTtyNumbers;
+    }
+    // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
+    tellDtr(true);
+    mTty->flush();
+    // The kernel hands over what is on its way: what has waited in the device is there to be read.
+    pollfd state = {verdict.replacement.get(), POLLIN, 0};
+    poll(&state, 1, 0);
+    return verdict;
+}
+
+std::optional<cover::Time> PluggedDevice::closeTty(bool waited) {
+    if (mUntaken.empty() || countDescriptors(mTty->pty()) > 1) return std::nullopt;
+    const cover::Time now = EventLoop::now();
+    if (!waited) mCloseLimit = now + mClosingWait;
+    if (now < mCloseLimit) return mCloseLimit - now;
+    loseUntaken();
+    return std::nullopt;
 }
 
 void PluggedDevice::tellDtr(bool raised) const {
@@ -78,20 +111,27 @@ void PluggedDevice::tellDtr(bool raised) const {
 
 void PluggedDevice::readTty() {
     if (!mTty) return;
-    const std::string bytes = mTty->read();
+    // Looked at first: nothing is written after the last close.
+    const bool isClosed = !mTty->isOpen();
+    const bool isHeldUp = !mUntaken.empty();
+    if (!isHeldUp) mUntaken = mTty->read();
     mBackend.drainFiles();
-    if (!bytes.empty()) mDescription.ttyListener->ttyReceived(mTty->node(), bytes);
+    if (mUntaken.empty()) return;
+    mUntaken.erase(0, mDescription.ttyListener->ttyReceived(mTty->node(), mUntaken));
+    // The rest waits in the pty.
+    if (isHeldUp && mUntaken.empty()) return readTty();
+    if (isClosed && !mUntaken.empty()) loseUntaken();
+}
+
+// As the kernel does with what is still in its buffers when the tty is shut down.
+void PluggedDevice::loseUntaken() {
+    mUntaken += mTty->read();
+    mDescription.ttyListener->ttyLost(mTty->node(), std::exchange(mUntaken, {}));
 }
 
 void PluggedDevice::send(std::string_view bytes) {
     mTty->send(bytes);
-    flush();
-}
-
-void PluggedDevice::flush() {
     mTty->flush();
-    const bool waits = !mTty->isFlushed();
-    mBackend.loop().setEvents(mTty->master(), static_cast<short>(POLLIN | (waits ? POLLOUT : 0)));
 }
 
 }  // namespace phone

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "emulator/phone/backend/Device.h"
+#include "emulator/phone/world/Supervisor.h"
 #include "emulator/phone/world/Tty.h"
 #include "emulator/phone/world/UsbDevice.h"
 
@@ -23,7 +24,7 @@ class PluggedDevice : public Device {
     void publish() override;
     void hangUp() override;
     void send(std::string_view bytes) override;
-    bool isFlushed() const override { return !mTty || mTty->isFlushed(); }
+    bool hasRoom() const override { return !mTty || mTty->hasRoom(); }
     bool hasUnread() const override { return mTty && mTty->hasUnread(); }
 
     const UsbDevice& usb() const { return mUsb; }
@@ -31,13 +32,19 @@ class PluggedDevice : public Device {
     bool hasTty(const std::string& path) const;
     // The tty has hung up, and its node goes in a moment.
     bool hasHungUp() const { return mTty->isHungUp(); }
-    void tellOpen(const std::string& flags) const;
+    // Opens the tty for the phone's software. All that happened to it before is read already.
+    Verdict openTty(const OpenCall& call);
+    bool isTtyOpen() const { return mTty && mTty->isOpen(); }
     void tellDtr(bool raised) const;
+    // How long a close that is handed over still has to wait: until the device has taken what was
+    // written, when it is the last close; then what it did not take in time is lost. None: it goes
+    // on. `waited`: it has asked before.
+    std::optional<cover::Time> closeTty(bool waited);
     // Reports the writes to files until now, then those to the tty.
     void readTty();
 
   private:
-    void flush();
+    void loseUntaken();
     void hangTtyUp();
     void takeHidrawAway();
 
@@ -45,6 +52,11 @@ class PluggedDevice : public Device {
     const DeviceDescription mDescription;
     UsbDevice mUsb;
     std::optional<Tty> mTty;
+    // Written by the phone, and not yet taken by the device. While there is something, the rest
+    // waits in the pty, which becomes full, as the kernel's buffers do.
+    std::string mUntaken;
+    cover::Time mClosingWait{};  // as of the last open that had one
+    cover::Time mCloseLimit{};   // of the last close, which waits
     bool mHasHidraw = false;
 };
 

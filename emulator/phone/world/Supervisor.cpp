@@ -18,11 +18,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The first number that is free for a descriptor whose writes are handed over.
-std::optional<uint32_t> findFreeNumber(pid_t task) {
+// The first of these numbers that is free for a descriptor.
+std::optional<uint32_t> findFreeNumber(pid_t task, const Numbers& numbers) {
     const fs::path folder = "/proc/" + std::to_string(task) + "/fd";
     std::error_code error;
-    for (uint32_t number = kFirstWatched; number < kEndWatched; ++number) {
+    for (uint32_t number = numbers.first; number < numbers.end; ++number) {
         const fs::path link = folder / std::to_string(number);
         if (fs::symlink_status(link, error).type() == fs::file_type::not_found) return number;
     }
@@ -40,8 +40,8 @@ bool Supervisor::replace(const seccomp_notif& notification, const Verdict& verdi
     add.flags = SECCOMP_ADDFD_FLAG_SEND;
     add.srcfd = static_cast<uint32_t>(verdict.replacement.get());
     add.newfd_flags = verdict.closeOnExec ? O_CLOEXEC : 0;
-    if (verdict.watched) {
-        const std::optional<uint32_t> number = findFreeNumber(taskOf(notification));
+    if (verdict.numbers) {
+        const auto number = findFreeNumber(taskOf(notification), *verdict.numbers);
         if (!number) {
             errno = EMFILE;
             return false;

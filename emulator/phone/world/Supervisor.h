@@ -23,7 +23,7 @@ struct Verdict {
     android::base::unique_fd replacement;  // answer with this descriptor
     std::optional<int64_t> result;         // answer with this value
     bool closeOnExec = false;              // of the replacement
-    bool watched = false;                  // the replacement gets a number from kFirstWatched on
+    std::optional<Numbers> numbers;        // the replacement gets one of these
     std::string output;                    // goes into the buffer of GetFeature, with `result`
     // Nothing is answered yet: ask again after this time, or when decideWaiting() says so.
     std::optional<cover::Time> askAgainAfter;

@@ -129,6 +129,10 @@ Call readSetFeature(const seccomp_notif& call) {
     return readReport(call, HidRequest::Kind::SetFeature, call.data.args[2], size, size);
 }
 
+Call readClose(const seccomp_notif& call) {
+    return CloseCall{fileOf(taskOf(call), argument(call, 0))};
+}
+
 // A request of any size.
 constexpr uint32_t kNoSize = ~static_cast<uint32_t>(IOCSIZE_MASK);
 
@@ -155,7 +159,8 @@ constexpr Handled kHandled[] = {
         {{SYS_ioctl, TIOCMBIC}, readIoctl},
         {{SYS_ioctl, HIDIOCGFEATURE(0), kNoSize}, readGetFeature},
         {{SYS_ioctl, HIDIOCSFEATURE(0), kNoSize}, readSetFeature},
-        {{.number = SYS_write, .firstDescriptor = kFirstWatched}, readWrite},
+        {{.number = SYS_write, .firstDescriptor = kHidrawNumbers.first}, readWrite},
+        {{.number = SYS_close, .firstDescriptor = kTtyNumbers.first}, readClose},
 };
 
 }  // namespace

@@ -39,7 +39,7 @@ struct IoctlCall {
     std::optional<int> value;  // none: the pointer is bad
 };
 
-// write() to a descriptor from kFirstWatched on, or ioctl() of a hidraw feature report.
+// write() to a descriptor of kHidrawNumbers, or ioctl() of a hidraw feature report.
 struct ReportCall {
     std::filesystem::path file;  // what the descriptor is open on, as /proc shows it
     // Of the bytes at most kMaxReport; none when the pointer is bad.
@@ -49,11 +49,21 @@ struct ReportCall {
 // As the kernel's HID layer.
 inline constexpr size_t kMaxReport = 16384;
 
-// Writes to descriptors of these numbers are handed over.
-inline constexpr uint32_t kFirstWatched = 960;
-inline constexpr uint32_t kEndWatched = 1024;
+// close() of a descriptor of kTtyNumbers.
+struct CloseCall {
+    std::filesystem::path file;  // what the descriptor is open on, as /proc shows it
+};
 
-using Call = std::variant<OpenCall, IoctlCall, ReportCall>;
+// Descriptors that the emulator opens for a program, so that no other pays for their calls: writes
+// to all of these are handed over, and closes of the latter.
+struct Numbers {
+    uint32_t first = 0;
+    uint32_t end = 0;
+};
+inline constexpr Numbers kHidrawNumbers = {960, 1008};
+inline constexpr Numbers kTtyNumbers = {kHidrawNumbers.end, 1024};
+
+using Call = std::variant<OpenCall, IoctlCall, ReportCall, CloseCall>;
 
 // What a filter must hand over.
 std::vector<HandledCall> handledCalls();

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -14,20 +15,32 @@
 
 namespace phone {
 
+using android::base::unique_fd;
+
+namespace {
+
+// What a device holds for a host that does not ask, as that of Linux's own serial gadget.
+constexpr size_t kDeviceBuffer = 8192;
+
+}  // namespace
+
 Tty::Tty(int number)
     : mNode(ttyNode(number)),
-      mMaster(open("/dev/ptmx", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+      mMaster(::open("/dev/ptmx", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)),
+      mEvents(epoll_create1(EPOLL_CLOEXEC)) {
     char name[64];
     if (!mMaster.ok() || unlockpt(mMaster.get()) != 0 ||
         ptsname_r(mMaster.get(), name, sizeof(name)) != 0) {
         throwErrno("cannot make a pty");
     }
     mPty = name;
-    mSlave.reset(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    // A pty shows that it is closed only once it has been open.
+    const unique_fd slave(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
     termios settings;
-    if (!mSlave.ok() || tcgetattr(mSlave.get(), &settings) != 0) throwErrno("cannot open " + mPty);
+    if (!slave.ok() || tcgetattr(slave.get(), &settings) != 0) throwErrno("cannot open " + mPty);
     cfmakeraw(&settings);
-    if (tcsetattr(mSlave.get(), TCSANOW, &settings) != 0) throwErrno("cannot set up " + mPty);
+    if (tcsetattr(slave.get(), TCSANOW, &settings) != 0) throwErrno("cannot set up " + mPty);
+    watch(EPOLL_CTL_ADD, false);
 }
 
 Tty::~Tty() {
@@ -40,8 +53,34 @@ void Tty::publish() {
 }
 
 void Tty::hangUp() {
-    mSlave.reset();
     mMaster.reset();
+}
+
+unique_fd Tty::open(int flags) const {
+    const bool isFirst = !isOpen();
+    unique_fd slave(::open(mPty.c_str(), flags | O_NOCTTY | O_CLOEXEC));
+    if (slave.ok() && isFirst) tcflush(slave.get(), TCIFLUSH);
+    return slave;
+}
+
+bool Tty::isOpen() const {
+    if (isHungUp()) return false;
+    pollfd state = {mMaster.get(), 0, 0};
+    return poll(&state, 1, 0) == 0;
+}
+
+void Tty::watch(int operation, bool forRoom) {
+    epoll_event wanted = {};
+    wanted.events = EPOLLIN | EPOLLET | (forRoom ? uint32_t{EPOLLOUT} : 0);
+    if (epoll_ctl(mEvents.get(), operation, mMaster.get(), &wanted) != 0) {
+        throwErrno("cannot watch " + mPty);
+    }
+    mAwaitsRoom = forRoom;
+}
+
+void Tty::takeEvent() const {
+    epoll_event event;
+    epoll_wait(mEvents.get(), &event, 1, 0);
 }
 
 std::string Tty::read() {
@@ -58,6 +97,7 @@ std::string Tty::read() {
 }
 
 void Tty::flush() {
+    if (mPending.empty() || !isOpen()) return;
     size_t sent = 0;
     while (sent < mPending.size()) {
         const ssize_t count = write(mMaster.get(), mPending.data() + sent, mPending.size() - sent);
@@ -65,10 +105,18 @@ void Tty::flush() {
         sent += static_cast<size_t>(count);
     }
     mPending.erase(0, sent);
+    if (mAwaitsRoom == mPending.empty()) watch(EPOLL_CTL_MOD, !mPending.empty());
+}
+
+bool Tty::hasRoom() const {
+    return mPending.size() < kDeviceBuffer;
 }
 
 bool Tty::hasUnread() const {
-    pollfd state = {mSlave.get(), POLLIN, 0};
+    if (!mPending.empty()) return true;
+    if (!isOpen()) return false;
+    const unique_fd slave(::open(mPty.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    pollfd state = {slave.get(), POLLIN, 0};
     return poll(&state, 1, 0) > 0;
 }
 

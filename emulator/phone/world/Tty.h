@@ -1,5 +1,9 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One attachment of an ACM tty: a new pty behind /dev/ttyACM<n>. Emulator thread only.
+//
+// No descriptor of the pty's slave is kept: so the kernel hangs the master up at the last close of
+// the phone's software, and no close need be supervised. (A count of inotify's events would be
+// wrong: it merges two that are alike.)
 #pragma once
 
 #include <string>
@@ -11,7 +15,7 @@ namespace phone {
 
 class Tty {
   public:
-    // Makes the pty, raw and without echo; not yet visible. Throws phone::Error.
+    // Makes the pty, raw and without echo; not yet visible, nor open. Throws phone::Error.
     explicit Tty(int number);
     // Removes the node.
     ~Tty();
@@ -29,26 +33,39 @@ class Tty {
     const std::string& node() const { return mNode; }
     // Name of the pty below it, "/dev/pts/<m>".
     const std::string& pty() const { return mPty; }
-    int master() const { return mMaster.get(); }
+
+    // A descriptor that can be read when something has happened; takeEvent() comes first then.
+    int events() const { return mEvents.get(); }
+    void takeEvent() const;
+
+    // Opens it for the phone's software, with its flags; on failure errno says why. What was left
+    // unread at the last close is dropped, as the kernel does.
+    android::base::unique_fd open(int flags) const;
+    // Whether the phone's software has a descriptor of it.
+    bool isOpen() const;
 
     // What the phone has written since the last call.
     std::string read();
 
-    // Bytes for the phone. They wait here while the pty is full.
+    // Bytes for the phone. They wait here while the pty is full or closed: the host does not ask a
+    // device for input while its tty is closed.
     void send(std::string_view bytes) { mPending += bytes; }
     // Hands over what the pty takes.
     void flush();
-    bool isFlushed() const { return mPending.empty(); }
-
-    // Whether there is something that a read of the phone would return at once.
+    bool hasRoom() const;
+    // Whether the phone has not read all that was sent; what is lost to it does not count.
     bool hasUnread() const;
 
   private:
+    void watch(int operation, bool forRoom);
+
     const std::string mNode;
     std::string mPty;
     android::base::unique_fd mMaster;
-    // Held open: without it every close by the phone would hang the master up.
-    android::base::unique_fd mSlave;
+    // An epoll instance, for edges: the master of a closed pty hangs up for as long as it is
+    // closed.
+    android::base::unique_fd mEvents;
+    bool mAwaitsRoom = false;
     bool mPublished = false;
     std::string mPending;
 };

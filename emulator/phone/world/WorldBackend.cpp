@@ -7,6 +7,7 @@
 #include <set>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -29,14 +30,15 @@ constexpr int kMaxTty = 255;
 constexpr int kMinUsbNumber = 2;
 constexpr int kMaxUsbNumber = 127;
 
-// The panel's descriptors have high numbers in the phone's software, which inherits this limit.
+// Some descriptors have high numbers in the phone's software, which inherits this limit.
 void allowDescriptors() {
     rlimit limit = {};
     getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur >= kEndWatched) return;
-    const rlimit wanted = {kEndWatched, std::max<rlim_t>(limit.rlim_max, kEndWatched)};
+    constexpr rlim_t kEnd = kTtyNumbers.end;
+    if (limit.rlim_cur >= kEnd) return;
+    const rlimit wanted = {kEnd, std::max(limit.rlim_max, kEnd)};
     if (setrlimit(RLIMIT_NOFILE, &wanted) == 0) return;
-    const std::string needed = std::to_string(kEndWatched);
+    const std::string needed = std::to_string(kEnd);
     throw Error("the phone's software needs " + needed + " descriptors, and " +
                 std::to_string(limit.rlim_max) +
                 " is the most that is allowed here: allow more with \"ulimit -Hn " + needed +
@@ -233,16 +235,14 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
         const std::string path = resolveFolder(call.path);
         std::optional<Verdict> ofPanel = mHidraw.open(path, call, waited);
         if (ofPanel) return *std::move(ofPanel);
-        if (const PluggedDevice* device = findTty(path)) {
-            if (device->hasHungUp()) {
-                verdict.error = ENODEV;
-                return verdict;
-            }
-            device->tellOpen(call.nameFlags());
-            // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
-            device->tellDtr(true);
+        PluggedDevice* device = findTty(path);
+        // O_PATH names the node and opens no tty.
+        if (device == nullptr || (call.flags & O_PATH) != 0) return verdict;
+        if (device->hasHungUp()) {
+            verdict.error = ENODEV;
+            return verdict;
         }
-        return verdict;
+        return device->openTty(call);
     } catch (const std::exception&) {
         // Out of descriptors or memory: so is the phone's kernel.
         Verdict verdict;
@@ -264,6 +264,16 @@ Verdict WorldBackend::decide(const IoctlCall& call, bool /*waited*/) {
     }
     if ((*call.value & TIOCM_DTR) != 0) device->tellDtr(call.request == TIOCMBIS);
     verdict.result = 0;
+    return verdict;
+}
+
+Verdict WorldBackend::decide(const CloseCall& call, bool waited) {
+    PluggedDevice* const device = findTty(call.file);
+    Verdict verdict;
+    if (device == nullptr) return verdict;
+    // What the caller wrote before comes first.
+    drain();
+    verdict.askAgainAfter = device->closeTty(waited);
     return verdict;
 }
 

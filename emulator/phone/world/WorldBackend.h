@@ -59,6 +59,7 @@ class WorldBackend : public Backend {
     Verdict decide(const OpenCall& call, bool waited);
     Verdict decide(const IoctlCall& call, bool waited);
     Verdict decide(const ReportCall& call, bool waited);
+    Verdict decide(const CloseCall& call, bool waited);
     // The device of this tty's node or pty, if it is one of ours.
     PluggedDevice* findTty(const std::string& path) const;
 

@@ -58,6 +58,9 @@ void setCover(Phone& phone, const Json& given) {
         take(given, "hot_plug_polls", options.hotPlugPolls);
     }
     phone.cover.setOptions(options);
+    cover::Time closingWait = phone.cover.closingWait();
+    takeMs(given, "closing_wait_ms", closingWait);
+    phone.cover.setClosingWait(closingWait);
 }
 
 // Why the cover does not send its log.
@@ -146,6 +149,9 @@ Ability kindOfCover() {
                       milliseconds("upgrade_delay_ms",
                                    "From the start of a firmware upgrade to the loader (500)"),
                       milliseconds("upgrade_ms", "How long the loader writes firmware (2000)"),
+                      milliseconds("closing_wait_ms",
+                                   "How long the kernel's close of its tty waits for a cover that "
+                                   "is deaf (30000)"),
                       {.name = "hot_plug_polls",
                        .type = Integer,
                        .most = INT32_MAX,

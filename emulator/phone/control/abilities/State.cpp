@@ -194,7 +194,7 @@ Ability fault() {
             "  on PREFIX EFFECT [times N]   commands that begin with PREFIX (*: all); EFFECT is\n"
             "     silent | late 2s | split 1ms | garble [all] | error | before \"TEXT\" |\n"
             "     after \"TEXT\" | inside \"TEXT\" | hangup [after N] | answer \"TEXT\" | half |\n"
-            "     flood [N]\n"
+            "     flood [N] | deaf\n"
             "  hid CALL EFFECT [after N] [times N]   calls of the panel's node; CALL is open | "
             "info |\n"
             "     config | write | *; EFFECT is error EIO | short 100 | late 2s | unplug\n"
