@@ -2,10 +2,32 @@
 #include "emulator/phone/world/PluggedDevice.h"
 
 #include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include "emulator/phone/Error.h"
 #include "emulator/phone/world/WorldBackend.h"
 
 namespace phone {
+
+namespace {
+
+// The first number: the phone has one panel at most.
+constexpr char kHiddevFolder[] = "/dev/usb";
+constexpr char kHiddev[] = "/dev/usb/hiddev0";
+
+}  // namespace
+
+Hiddev::Hiddev() {
+    mkdir(kHiddevFolder, 0755);
+    // A socket file, as no program of the phone opens it.
+    if (mknod(kHiddev, S_IFSOCK | 0600, 0) != 0) throwErrno(std::string("cannot make ") + kHiddev);
+}
+
+Hiddev::~Hiddev() {
+    unlink(kHiddev);
+    rmdir(kHiddevFolder);
+}
 
 PluggedDevice::~PluggedDevice() {
     takeTtyAway();
@@ -25,6 +47,7 @@ void PluggedDevice::publish() {
     mUsb.publish();
     if (mTty) mTty->publish();
     if (!mDescription.hidraw) return;
+    mHiddev.emplace();
     mBackend.hidraw().plug(*mDescription.hidraw, *mDescription.hidListener);
     mHasHidraw = true;
 }
@@ -45,6 +68,7 @@ void PluggedDevice::takeTtyAway() {
 }
 
 void PluggedDevice::takeHidrawAway() {
+    mHiddev.reset();
     if (mHasHidraw) mBackend.hidraw().unplug(*mDescription.hidraw);
     mHasHidraw = false;
 }

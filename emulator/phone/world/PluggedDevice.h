@@ -13,6 +13,16 @@ namespace phone {
 
 class WorldBackend;
 
+// The node that usbhid makes of a panel beside its hidraw node. The kernel makes a folder of /dev
+// with its first node, and removes it with its last: whoever watches /dev sees both.
+class Hiddev {
+  public:
+    Hiddev();
+    ~Hiddev();
+    Hiddev(const Hiddev&) = delete;
+    Hiddev& operator=(const Hiddev&) = delete;
+};
+
 class PluggedDevice : public Device {
   public:
     PluggedDevice(WorldBackend& backend, int port, int number, const DeviceDescription& description)
@@ -43,6 +53,7 @@ class PluggedDevice : public Device {
     const DeviceDescription mDescription;
     UsbDevice mUsb;
     std::optional<Tty> mTty;
+    std::optional<Hiddev> mHiddev;
     bool mHasHidraw = false;
 };
 
