@@ -84,7 +84,7 @@ TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
     phone.cover.attach();
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idProduct"), "6a2f\n");
-    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../power/control"), "auto\n");
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../power/control"), "on\n");
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idVendor"), "3e91\n");
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idProduct"), "6a2f\n");
     phone.cover.detach();

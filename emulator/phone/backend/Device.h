@@ -25,7 +25,10 @@ class TtyListener {
   public:
     virtual ~TtyListener() = default;
     // `flags` as text, such as "O_RDWR|O_NOCTTY".
-    virtual void ttyOpened(const std::string& node, const std::string& flags) = 0;
+    // The open waits as long as the result says, and is asked about again: `waited`. None: it is
+    // done.
+    virtual std::optional<cover::Time> ttyOpened(const std::string& node, const std::string& flags,
+                                                 bool waited) = 0;
     virtual void ttyReceived(const std::string& node, const std::string& bytes) = 0;
     // Told at each open too, which raises it.
     virtual void dtrSet(const std::string& node, bool raised) = 0;

@@ -14,8 +14,10 @@ class TtyRecorder : public TtyListener {
   public:
     explicit TtyRecorder(Journal& journal) : mRecord(journal) {}
 
-    void ttyOpened(const std::string& node, const std::string& flags) override {
+    std::optional<cover::Time> ttyOpened(const std::string& node, const std::string& flags,
+                                         bool /*waited*/) override {
         mRecord.add(Kind::TtyOpen, node, {}, flags);
+        return std::nullopt;
     }
     // One entry a command ("\r" ends it) or less.
     void ttyReceived(const std::string& node, const std::string& bytes) override {

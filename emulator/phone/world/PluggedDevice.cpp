@@ -55,8 +55,7 @@ void PluggedDevice::publish() {
 void PluggedDevice::hangUp() {
     readTty();
     takeTtyAway();
-    if (!mHasHidraw) return;
-    mBackend.hidraw().drain();
+    if (mHasHidraw) mBackend.hidraw().drain();
     takeHidrawAway();
     mBackend.decideWaiting();
 }
@@ -77,8 +76,8 @@ bool PluggedDevice::hasTty(const std::string& path) const {
     return mTty && (path == mTty->node() || path == mTty->pty());
 }
 
-void PluggedDevice::tellOpen(const std::string& flags) const {
-    mDescription.ttyListener->ttyOpened(mTty->node(), flags);
+std::optional<cover::Time> PluggedDevice::tellOpen(const std::string& flags, bool waited) const {
+    return mDescription.ttyListener->ttyOpened(mTty->node(), flags, waited);
 }
 
 void PluggedDevice::tellDtr(bool raised) const {

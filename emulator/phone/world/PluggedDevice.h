@@ -39,7 +39,8 @@ class PluggedDevice : public Device {
     const UsbDevice& usb() const { return mUsb; }
     // Whether this is the node of its tty, or the pty below.
     bool hasTty(const std::string& path) const;
-    void tellOpen(const std::string& flags) const;
+    // When the open has to wait, for how long.
+    std::optional<cover::Time> tellOpen(const std::string& flags, bool waited) const;
     void tellDtr(bool raised) const;
     // Reports the writes to files until now, then those to the tty.
     void readTty();

@@ -216,7 +216,8 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
         std::optional<Verdict> ofPanel = mHidraw.open(path, call, waited);
         if (ofPanel) return *std::move(ofPanel);
         if (const PluggedDevice* device = findTty(path)) {
-            device->tellOpen(call.nameFlags());
+            verdict.askAgainAfter = device->tellOpen(call.nameFlags(), waited);
+            if (verdict.askAgainAfter) return verdict;
             // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
             device->tellDtr(true);
         }
