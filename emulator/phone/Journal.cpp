@@ -29,7 +29,7 @@ constexpr std::pair<Kind, std::string_view> kNames[] = {
         {Kind::HidClose, "hid-close"},   {Kind::HidlCall, "hidl-call"},
         {Kind::Uevent, "uevent"},        {Kind::Upgrade, "upgrade"},
         {Kind::Property, "property"},    {Kind::Fault, "fault"},
-        {Kind::TtyLost, "tty-lost"},
+        {Kind::TtyLost, "tty-lost"},     {Kind::UsbPower, "usb-power"},
 };
 
 // What the text takes besides its string object: an allocation, when it is not a short one.

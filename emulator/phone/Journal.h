@@ -44,6 +44,7 @@ enum class Kind {
     Upgrade,   // of the cover's firmware; path: the image's file name; note: what became of it
     Property,  // path: the key; bytes: its new value
     Fault,     // bytes: the text of a fault that was set; empty: all were cleared
+    UsbPower,  // the kernel suspended the device `path`, or woke it; note: "suspended", "resumed"
 };
 
 // "tty-rx", "node-write", ...: as in the JSON. All names differ.

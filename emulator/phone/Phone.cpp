@@ -2,6 +2,7 @@
 #include "emulator/phone/Phone.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 #include "emulator/phone/world/WorldBackend.h"
 
@@ -11,6 +12,14 @@ namespace {
 
 std::unique_ptr<Backend> makeWorldBackend(EventLoop& loop) {
     return std::make_unique<WorldBackend>(loop);
+}
+
+std::optional<cover::Time> earliest(std::initializer_list<std::optional<cover::Time>> times) {
+    std::optional<cover::Time> first;
+    for (const std::optional<cover::Time>& time : times) {
+        if (time) first = std::min(first.value_or(*time), *time);
+    }
+    return first;
 }
 
 }  // namespace
@@ -24,15 +33,15 @@ Phone::Phone(const MakeBackend& makeBackend)
                 if (path == kFirmwareWrite) firmware.control(bytes);
                 // As the driver: the first byte counts.
                 if (path == kRecovery && bytes[0] == 'Y') cover.recover();
+                usbPower.control(path, bytes);
             }),
-      panel(mSurroundings, [this] {
+      panel(mSurroundings, usbPower, [this] {
           if (cover.isAttached()) cover.detach();
       }) {
     mJournal.setSync([this] { mLoop.call([this] { mBackend->drain(); }); });
     mLoop.start([this] {
-        const std::optional<cover::Time> calls = mBackend->turn();
-        const std::optional<cover::Time> covers = cover.turn();
-        return calls && covers ? std::min(calls, covers) : calls ? calls : covers;
+        // Carried out in this order.
+        return earliest({mBackend->turn(), cover.turn(), usbPower.turn()});
     });
 }
 
@@ -49,6 +58,7 @@ void Phone::reset() {
         loader.reset();
         faults.clear();
         properties.reset();
+        usbPower.reset();
         panel.reset();
         files.reset();
     });

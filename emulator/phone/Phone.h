@@ -24,6 +24,7 @@
 #include "emulator/phone/devices/Panel.h"
 #include "emulator/phone/devices/Properties.h"
 #include "emulator/phone/devices/Uevents.h"
+#include "emulator/phone/devices/UsbPower.h"
 
 namespace phone {
 
@@ -67,9 +68,10 @@ class Phone {
     ControlFiles files;
     Properties properties{mSurroundings};
     Firmware firmware{mSurroundings, cover};
+    UsbPower usbPower{mSurroundings};
     Panel panel;
     Loader loader{mSurroundings, cover};
-    Cover cover{mSurroundings, panel, loader, firmware};
+    Cover cover{mSurroundings, usbPower, panel, loader, firmware};
     ForeignTtys foreignTtys{mSurroundings};
     Faults faults{mSurroundings, cover, panel};
     Uevents uevents{mJournal, *mBackend};

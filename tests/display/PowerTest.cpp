@@ -87,6 +87,21 @@ TEST_F(PowerTest, OffSwitchesWithdrawsTheVoteAndTellsTheKernel) {
     EXPECT_FALSE(phone.cover.state().screen.on);
 }
 
+TEST_F(PowerTest, ACoverWithItsScreenOnIsNotSuspended) {
+    bringUp();
+    phone.usbPower.setOptions({.autosuspendDelay = std::chrono::milliseconds(0)});
+    powerOn();
+    journal.sync();
+    EXPECT_EQ(phone.usbPower.status(), "active");
+    const uint64_t on = journal.next();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_EQ(phone.usbPower.status(), "active");
+    const auto isSuspended = [](const phone::Entry& entry) { return entry.note == "suspended"; };
+    const uint64_t next = journal.next();
+    EXPECT_EQ(power(false), Status::OK);
+    EXPECT_GE(journal.waitFor(isSuspended, on).seq, next);
+}
+
 TEST_F(PowerTest, TheSecondNumberOfTheNodeIsTheCallers) {
     bringUp();
     setHotPlugPolls(0);

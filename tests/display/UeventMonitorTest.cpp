@@ -6,7 +6,10 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <future>
 #include <ostream>
+
+#include <unistd.h>
 
 #include "tests/display/FakeLpwg.h"
 #include "tests/display/WorkerTest.h"
@@ -37,6 +40,21 @@ class UeventMonitorTest : public WorkerTest {
         registerClient(client);
     }
     sp<LpwgClient1_1> client;
+};
+
+// One that is busy with its first event until it is released.
+class BusyClient : public LpwgClient1_1 {
+  public:
+    Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
+        LpwgClient1_1::onLpwgEvent_1_1(status, result);
+        mReleased.wait();
+        return Void();
+    }
+    void release() { mRelease.set_value(); }
+
+  private:
+    std::promise<void> mRelease;
+    const std::shared_future<void> mReleased = mRelease.get_future().share();
 };
 
 struct Token {
@@ -72,6 +90,25 @@ INSTANTIATE_TEST_SUITE_P(Names, ClientEventTest,
                                          Token{"SWITCH_AES_TO_3", -1, -1}, Token{"", -1, -1},
                                          Token{"WAKEUP\n", -1, -1}),
                          [](const auto& info) { return "Nr" + std::to_string(info.index); });
+
+// The kernel drops what the worker's buffer does not hold; nothing tells of it.
+TEST_F(UeventMonitorTest, LosesTheLaterEventsOfABurstAndServesTheNextOne) {
+    const sp<BusyClient> busy = new BusyClient;
+    registerClient(busy);
+    constexpr size_t kSent = 1000;
+    raiseEvent("WAKEUP");
+    busy->waitFor(1);
+    phone.uevents.burst(phone::touchEventMessage("WAKEUP"), kSent);
+    busy->release();
+    const LpwgCall next = {1, 3, 0};
+    // It is lost too as long as the buffer is full.
+    while (busy->calls().back() != next) {
+        raiseEvent("BV_PEN_DETECTION");
+        usleep(1000);
+    }
+    EXPECT_GT(std::ranges::count(busy->calls(), LpwgCall{1, 0, 0}), 100);
+    EXPECT_LT(std::ranges::count(busy->calls(), LpwgCall{1, 0, 0}), 250);
+}
 
 TEST_F(UeventMonitorTest, LogsEachStepAsAnError) {
     registerClient(client);

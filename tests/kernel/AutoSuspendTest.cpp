@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // Votes that keep USB awake, and what they write to the power control.
 #include <cerrno>
+#include <chrono>
 #include <thread>
 
 #include "tests/kernel/ServiceTest.h"
@@ -8,6 +9,7 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
+using std::chrono::milliseconds;
 using testing::ElementsAre;
 
 class AutoSuspendTest : public AttachedTest {
@@ -19,6 +21,14 @@ class AutoSuspendTest : public AttachedTest {
             if (line.text.starts_with("usbAutoSuspend: ")) found.push_back(std::move(line));
         }
         return found;
+    }
+    // The entry of the kernel's suspending the cover, or of its waking it.
+    phone::Entry awaitPower(const std::string& note, uint64_t seq) const {
+        return journal.waitFor(
+                [&](const phone::Entry& entry) {
+                    return entry.kind == phone::Kind::UsbPower && entry.note == note;
+                },
+                seq);
     }
     int vote() { return service->usbAutoSuspend(false, true); }
     int withdraw() { return service->usbAutoSuspend(true, true); }
@@ -140,6 +150,30 @@ TEST_F(AutoSuspendTest, AVoteLeftByATimeOutIsResetByTheNextAttachment) {
                 ElementsAre("virtual_mcu_firmware_write=0", "control=auto", "control=on",
                             "control=auto", "bv2_hal_ready=Y", "control=on", "control=auto",
                             "control=on", "control=auto"));
+}
+
+TEST_F(AutoSuspendTest, AnExchangeWakesASuspendedCover) {
+    phone.usbPower.setOptions({milliseconds(0), milliseconds(20)});
+    const uint64_t asleep = awaitPower("suspended", from).seq;
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    const phone::Entry woken = awaitPower("resumed", asleep);
+    const phone::Entry opened = journal.waitFor(
+            [](const phone::Entry& entry) { return entry.kind == phone::Kind::TtyOpen; }, asleep);
+    EXPECT_GE(opened.time - woken.time, milliseconds(20)) << "the open waits";
+    awaitPower("suspended", opened.seq);
+}
+
+TEST_F(AutoSuspendTest, AVoteKeepsTheCoverAwake) {
+    phone.usbPower.setOptions({milliseconds(0), milliseconds(0)});
+    EXPECT_EQ(vote(), 2);
+    journal.waitFor(phone::is(phone::Kind::NodeWrite, "on"), from);
+    const uint64_t voted = journal.next();
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    EXPECT_EQ(phone.usbPower.status(), "active");
+    EXPECT_EQ(withdraw(), 4);
+    const uint64_t withdrawn =
+            journal.waitFor(phone::is(phone::Kind::NodeWrite, "auto"), voted).seq;
+    EXPECT_GT(awaitPower("suspended", voted).seq, withdrawn);
 }
 
 using UsbDriverTest = ServiceTest;

@@ -47,6 +47,21 @@ TEST_F(DevWatchTest, LogsWhatItSees) {
     });
 }
 
+// The kernel makes /dev/usb for a node of the panel that the service does not need.
+TEST_F(DevWatchTest, IgnoresTheFolderOfUsb) {
+    start();
+    attach({});
+    const auto hasSeen = [](const char* entry) {
+        return [entry](const support::LogLine& line) {
+            return line.text.find(entry) != std::string::npos;
+        };
+    };
+    log.waitUntil(hasSeen("mask:0x40000100 name:usb"));
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+    detach();
+    log.waitUntil(hasSeen("mask:0x40000200 name:usb"));
+}
+
 TEST_F(DevWatchTest, AttachesACoverThatIsThereAtTheStart) {
     phone.cover.attach(support::withoutPanel());
     start();

@@ -259,6 +259,22 @@ TEST_F(ControlTest, ChangesAndSpeaksForTheCover) {
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("x\0\n", 3));
 }
 
+TEST_F(ControlTest, SuspendsTheIdleCoverAndShowsIt) {
+    EXPECT_EQ(get("/v1/state").body["usb_power"], nullptr);
+    EXPECT_EQ(put("/v1/cover", {{"autosuspend_ms", 0}, {"wake_ms", 70}}).status, 200);
+    EXPECT_EQ(phone.usbPower.options().autosuspendDelay, std::chrono::milliseconds(0));
+    EXPECT_EQ(phone.usbPower.options().wakeTime, std::chrono::milliseconds(70));
+    phone.cover.attach();
+    EXPECT_EQ(get("/v1/state").body["usb_power"], "active");
+    std::ofstream("/sys/bus/usb/devices/1-1/power/control") << "auto";
+    journal.waitFor([](const phone::Entry& entry) { return entry.note == "suspended"; }, first);
+    EXPECT_EQ(get("/v1/state").body["usb_power"], "suspended");
+    EXPECT_EQ(put("/v1/cover", {{"autosuspend_ms", "never"}}).status, 200);
+    EXPECT_EQ(phone.usbPower.options().autosuspendDelay, std::nullopt);
+    EXPECT_EQ(phone.usbPower.options().wakeTime, std::chrono::milliseconds(70));
+    EXPECT_EQ(get("/v1/state").body["usb_power"], "active");
+}
+
 TEST_F(ControlTest, MakesTheCoverSayOnlineOrNeverComeUp) {
     EXPECT_EQ(put("/v1/cover", {{"hot_plug_answer", "Online"}}).status, 200);
     EXPECT_EQ(phone.cover.options().hotPlugAnswer, "Online");
@@ -328,6 +344,11 @@ TEST_F(ControlTest, RaisesEventsOfTheTouchPanel) {
     EXPECT_THAT(journal.list(Kind::Uevent, first),
                 testing::ElementsAre(phone::touchEventMessage("WAKEUP"),
                                      phone::touchEventMessage("A\xff")));
+}
+
+TEST_F(ControlTest, RaisesABurst) {
+    EXPECT_EQ(post("/v1/uevent", {{"bytes", "a"}, {"burst", 3}}).status, 200);
+    EXPECT_THAT(journal.list(Kind::Uevent, first), testing::ElementsAre("a", "a", "a"));
 }
 
 TEST_F(ControlTest, RaisesEventsOfAnyBytes) {
@@ -658,6 +679,10 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/cover", R"({"closing_wait_ms":-1})", 400},
         {"PUT", "/v1/cover", R"({"closing_wait_ms":86400001})", 400},
         {"PUT", "/v1/cover", R"({"closing_wait_ms":"30s"})", 400},
+        {"PUT", "/v1/cover", R"({"wake_ms":-1})", 400},
+        {"PUT", "/v1/cover", R"({"wake_ms":"never"})", 400},
+        {"PUT", "/v1/cover", R"({"autosuspend_ms":-1})", 400},
+        {"PUT", "/v1/cover", R"({"autosuspend_ms":86400001})", 400},
 };
 
 constexpr WrongRequest kWrongOfThePhone[] = {
@@ -693,6 +718,10 @@ constexpr WrongRequest kWrongOfThePhone[] = {
         {"POST", "/v1/uevent", R"({"bytes":""})", 409},
         {"POST", "/v1/uevent", R"({"bytes":"","forged":true})", 409},
         {"POST", "/v1/uevent", R"({"bytes":"a","forged":1})", 400},
+        {"POST", "/v1/uevent", R"({"bytes":"a","burst":0})", 400},
+        {"POST", "/v1/uevent", R"({"bytes":"a","burst":10001})", 400},
+        {"POST", "/v1/uevent", R"({"bytes":"a","burst":"many"})", 400},
+        {"POST", "/v1/uevent", R"({"bytes":"","burst":2})", 409},
         {"POST", "/v1/faults", R"({"text":"on"})", 409},
         {"POST", "/v1/faults", R"({"text":"on * deaff"})", 409},
         {"POST", "/v1/faults", R"({"text":"on * deaf 5s"})", 409},
@@ -736,6 +765,10 @@ TEST_F(ControlTest, WrongValuesAreRefusedWithTheRange) {
              "\"tty\" must be an integer from 0 to 255"},
             {{"PUT", "/v1/cover", R"({"hot_plug_polls":"often"})", 400},
              "\"hot_plug_polls\" must be an integer from 0 to 2147483647 or \"never\""},
+            {{"PUT", "/v1/cover", R"({"autosuspend_ms":"soon"})", 400},
+             "\"autosuspend_ms\" must be an integer from 0 to 86400000 or \"never\""},
+            {{"POST", "/v1/uevent", R"({"bytes":"a","burst":2,"forged":true})", 400},
+             "a burst is of the kernel's own events: leave out \"forged\""},
             {{"PUT", "/v1/loader", R"({"mode":"fly"})", 400},
              "\"mode\" must be \"normal\", \"error\" or \"leave\""},
             {{"PUT", "/v1/wakelock", R"({"held":"on"})", 400}, "\"held\" must be true or false"},

@@ -48,7 +48,12 @@ std::vector<std::string> namesIn(const char* folder) {
 struct Change {
     uint32_t mask;
     std::string name;
+
+    bool operator==(const Change&) const = default;
 };
+void PrintTo(const Change& change, std::ostream* out) {
+    *out << std::hex << change.mask << " " << change.name;
+}
 
 // Watches a folder as the service does.
 class Watch {
@@ -79,7 +84,7 @@ TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
     phone.cover.attach();
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");
     EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../idProduct"), "6a2f\n");
-    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../power/control"), "auto\n");
+    EXPECT_EQ(contentOf("/sys/class/tty/ttyACM0/device/../power/control"), "on\n");
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idVendor"), "3e91\n");
     EXPECT_EQ(contentOf("/sys/class/hidraw/hidraw0/device/../../idProduct"), "6a2f\n");
     phone.cover.detach();
@@ -88,22 +93,31 @@ TEST_F(CoverTest, IdsLieWhereTheTtyAndTheHidNodeAreLookedUp) {
     EXPECT_THAT(namesIn("/sys/bus/usb/devices"), IsEmpty());
 }
 
+// With the panel comes /dev/usb too, since the kernel makes /dev/usb/hiddev0 of it.
 TEST_F(CoverTest, WatcherSeesOneCreationAndOneDeletionOfEachNode) {
     const Watch watch("/dev");
     phone.cover.attach();
-    std::vector<Change> changes = watch.read();
-    ASSERT_EQ(changes.size(), 2u);
-    EXPECT_EQ(changes[0].mask, uint32_t{IN_CREATE});
-    EXPECT_EQ(changes[0].name, "ttyACM0");
-    EXPECT_EQ(changes[1].mask, uint32_t{IN_CREATE});
-    EXPECT_EQ(changes[1].name, "hidraw0");
+    EXPECT_EQ(access("/dev/usb/hiddev0", F_OK), 0);
+    EXPECT_THAT(watch.read(),
+                ElementsAre(Change{IN_CREATE, "ttyACM0"}, Change{IN_CREATE | IN_ISDIR, "usb"},
+                            Change{IN_CREATE, "hidraw0"}));
     phone.cover.detach();
-    changes = watch.read();
-    ASSERT_EQ(changes.size(), 2u);
-    EXPECT_EQ(changes[0].mask, uint32_t{IN_DELETE});
-    EXPECT_EQ(changes[0].name, "ttyACM0");
-    EXPECT_EQ(changes[1].mask, uint32_t{IN_DELETE});
-    EXPECT_EQ(changes[1].name, "hidraw0");
+    EXPECT_THAT(watch.read(),
+                ElementsAre(Change{IN_DELETE, "ttyACM0"}, Change{IN_DELETE | IN_ISDIR, "usb"},
+                            Change{IN_DELETE, "hidraw0"}));
+}
+
+TEST_F(CoverTest, WithoutItsPanelBringsNoFolderOfUsb) {
+    phone.cover.attach(withoutPanel());
+    EXPECT_NE(access("/dev/usb", F_OK), 0);
+}
+
+TEST_F(CoverTest, LeavesAFolderOfUsbThatIsInUse) {
+    phone.files.set("/dev/usb/lp0", "");
+    phone.cover.attach();
+    phone.cover.detach();
+    EXPECT_THAT(namesIn("/dev/usb"), ElementsAre("lp0"));
+    fs::remove_all("/dev/usb");
 }
 
 TEST_F(CoverTest, IdsAreThereWhenTheNodeIsCreated) {

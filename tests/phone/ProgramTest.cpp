@@ -87,6 +87,20 @@ TEST_F(ProgramTest, RedirectionsOfAShellAreRecorded) {
                                 R"(power/control","bytes":"on"})"));
 }
 
+// With the kernel's own times, as nobody has set others.
+TEST_F(ProgramTest, SuspendsTheIdleCover) {
+    const std::string power = "/sys/bus/usb/devices/1-1/power/";
+    const Outcome outcome = runShell(
+            "cd " + power + "; cat autosuspend_delay_ms; printf auto > control; " + kEmulator +
+            " ctl cover --autosuspend-ms 0; until grep suspended runtime_status; do :; done; " +
+            kEmulator + " ctl show | sed -n 2p; : > /dev/ttyACM0; " + kEmulator +
+            " ctl journal | grep -o 'usb-power.*' | head -n 2");
+    EXPECT_EQ(outcome.out,
+              "2000\nsuspended\nusb power: suspended\n"
+              "usb-power\",\"path\":\"1-1\",\"note\":\"suspended\"}\n"
+              "usb-power\",\"path\":\"1-1\",\"note\":\"resumed\"}\n");
+}
+
 TEST_F(ProgramTest, SignalsReachTheProgram) {
     Process child(
             emulator({"run", "--", "/bin/sh", "-c",
@@ -336,6 +350,11 @@ TEST_F(ProgramTest, WrongArgumentsOfEventsAndFirmwareAreUsageErrors) {
             {"ctl", "cover", "--self-test-report-bytes", "-1"},
             {"ctl", "cover", "--upgrade-ms", "86400001"},
             {"ctl", "cover", "--upgrade-delay-ms", "soon"},
+            {"ctl", "cover", "--wake-ms", "-1"},
+            {"ctl", "cover", "--autosuspend-ms", "soon"},
+            {"ctl", "uevent", "a", "--burst", "0"},
+            {"ctl", "uevent", "a", "--burst", "10001"},
+            {"ctl", "uevent", "a", "--burst", "many"},
     });
 }
 
@@ -397,7 +416,7 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("version: Q\n"));
     EXPECT_THAT(ctl({"journal", "--since", "2"}).out, StartsWith("{\"seq\":2,"));
     EXPECT_EQ(ctl({"reset"}).status, 0);
-    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: false\n"));
+    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: false\nusb power: absent\n"));
     EXPECT_EQ(phone.wait(), 0);
     EXPECT_EQ(ctl({"show"}).status, 3);
 }
@@ -413,7 +432,7 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
         arguments.insert(arguments.begin(), "ctl");
         return invoke(arguments);
     };
-    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nscreen: off\n"
+    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nusb power: active\nscreen: off\n"
                                               "sub display: off, 128 x 128, format 4, frames 0\n"
                                               "accessory: type 0, state 3\n"
                                               "lpwg: result 0\nchatter: off\n"));
@@ -456,6 +475,8 @@ TEST_F(ProgramTest, CtlRaisesKernelEventsInTheirOrder) {
     EXPECT_EQ(ctl({"uevent", "a\\x00"}).status, 0);
     EXPECT_EQ(ctl({"uevent", "--forged", "b"}).status, 0);
     EXPECT_EQ(ctl({"uevent", "\\q"}).status, 1);
+    EXPECT_EQ(ctl({"uevent", "--burst", "2", "c"}).status, 0);
+    EXPECT_EQ(ctl({"uevent", "--burst", "2", "--forged", "c"}).status, 1);
     const std::string journal = ctl({"journal"}).out;
     size_t at = 0;
     for (const char* part :

@@ -5,7 +5,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <string>
+#include <vector>
 
 #include <linux/netlink.h>
 #include <sys/socket.h>
@@ -43,6 +45,29 @@ class UeventTest : public support::PhoneTest {
                                        reinterpret_cast<sockaddr*>(&sender), &size);
         EXPECT_GT(count, 0);
         return {sender.nl_pid, std::string(buffer, static_cast<size_t>(count))};
+    }
+
+    void limitBuffer(int bytes) const {
+        EXPECT_EQ(setsockopt(mSocket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof(bytes)), 0);
+    }
+
+    // The number that the kernel has given to a message.
+    static uint64_t numberOf(const std::string& message) {
+        const std::string key = "SEQNUM=";
+        return std::stoull(message.substr(message.rfind(key) + key.size()));
+    }
+
+    // The numbers of the messages that wait, after the news that others are lost.
+    std::vector<uint64_t> drainNumbers() const {
+        char buffer[4096];
+        EXPECT_EQ(recv(mSocket.get(), buffer, sizeof(buffer), MSG_DONTWAIT), -1);
+        EXPECT_EQ(errno, ENOBUFS);
+        std::vector<uint64_t> numbers;
+        for (;;) {
+            const ssize_t count = recv(mSocket.get(), buffer, sizeof(buffer), MSG_DONTWAIT);
+            if (count < 0) return numbers;
+            numbers.push_back(numberOf({buffer, static_cast<size_t>(count)}));
+        }
     }
 
   private:
@@ -97,6 +122,38 @@ TEST_F(UeventTest, OfWrongLengthIsRefusedAndNotRecorded) {
     EXPECT_THAT(journal.list(Kind::Uevent, first), IsEmpty());
     phone.uevents.raise(std::string(phone::kLongestUevent, 'x'));
     EXPECT_THAT(hear().message, StartsWith(std::string(phone::kLongestUevent, 'x') + "SEQNUM="));
+}
+
+TEST_F(UeventTest, ComesToAListenerWithTimeHoweverManyThereAre) {
+    for (int i = 0; i < 300; ++i) {
+        phone.uevents.raiseTouch("WAKEUP");
+        ASSERT_THAT(hear().message, StartsWith(phone::touchEventMessage("WAKEUP")));
+    }
+}
+
+// The kernel drops what does not fit into a listener's buffer: the first read says so with ENOBUFS,
+// then come those that did fit. What is raised later is heard again.
+TEST_F(UeventTest, BurstOverflowsTheBufferOfAListenerThatDoesNotRead) {
+    limitBuffer(64 << 10);
+    constexpr int kSent = 300;
+    phone.uevents.burst(phone::touchEventMessage("WAKEUP"), kSent);
+    EXPECT_EQ(journal.list(Kind::Uevent, first).size(), size_t{kSent});
+    const std::vector<uint64_t> heard = drainNumbers();
+    EXPECT_GT(heard.size(), 100u);
+    EXPECT_LT(heard.size(), 250u);
+    EXPECT_EQ(heard.back() - heard.front() + 1, heard.size()) << "the later ones are lost";
+    phone.uevents.raiseTouch("BV_PEN_WAKEUP");
+    const std::string message = hear().message;
+    EXPECT_THAT(message, StartsWith(phone::touchEventMessage("BV_PEN_WAKEUP")));
+    EXPECT_EQ(numberOf(message), heard.front() + kSent) << "the kernel counts the lost ones";
+}
+
+TEST_F(UeventTest, BurstOfAWrongSizeIsRefused) {
+    for (const int count : {-1, 0, phone::Uevents::kMostInBurst + 1}) {
+        EXPECT_THROW(phone.uevents.burst("change@/x", count), phone::Error);
+    }
+    EXPECT_THROW(phone.uevents.burst("", 2), phone::Error);
+    EXPECT_THAT(journal.list(Kind::Uevent, first), IsEmpty());
 }
 
 using UnheardUeventTest = support::PhoneTest;

@@ -6,6 +6,7 @@
 #include "emulator/phone/Error.h"
 #include "emulator/phone/devices/Loader.h"
 #include "emulator/phone/devices/Panel.h"
+#include "emulator/phone/devices/UsbPower.h"
 
 namespace phone {
 
@@ -57,6 +58,7 @@ void Cover::attach(const CoverOptions& options) {
         if (options.withHid) mPanel.plug();
         try {
             mDevice->publish();
+            if (options.withUsb) mPower.plug(mDevice->name());
         } catch (...) {
             detach();
             throw;
@@ -68,6 +70,7 @@ void Cover::unplug() {
     const std::unique_ptr<Device> device = std::move(mDevice);
     mActions.clear();
     mLeaveLimit.reset();
+    mPower.unplug();
     device->hangUp();
     mPanel.unplug();
     mJournal.add(Kind::Detach, device->name());
@@ -165,15 +168,23 @@ void Cover::reset() {
 void Cover::transmit(const std::string& bytes) {
     // First the record: the phone's software may act on the bytes at once.
     mJournal.add(Kind::TtyTx, ttyNode(mOptions.tty), bytes);
+    mPower.use();
     mDevice->send(bytes);
 }
 
-std::optional<cover::Time> Cover::ttyOpened(const std::string& node, const std::string& flags) {
-    TtyRecorder::ttyOpened(node, flags);
+std::optional<cover::Time> Cover::ttyOpened(const std::string& node, const std::string& flags,
+                                            bool waited) {
+    const cover::Time delay = mPower.use();
+    if (!waited && delay > cover::Time::zero()) return delay;
+    return TtyRecorder::ttyOpened(node, flags, waited);
+}
+
+std::optional<cover::Time> Cover::longestClose() const {
     return mController->mayBeDeaf() ? std::optional(mClosingWait) : std::nullopt;
 }
 
 size_t Cover::ttyReceived(const std::string& node, const std::string& bytes) {
+    mPower.use();
     size_t taken = mController->state().deaf ? 0 : bytes.size();
     if (mDevice) taken = mController->receive(bytes, EventLoop::now());
     return TtyRecorder::ttyReceived(node, bytes.substr(0, taken));

@@ -20,6 +20,7 @@ namespace phone {
 class Firmware;
 class Loader;
 class Panel;
+class UsbPower;
 
 // How the cover is put on.
 struct CoverOptions {
@@ -47,9 +48,11 @@ std::string describe(const cover::UsbIdentity& identity);
 
 class Cover : public Subject, private TtyRecorder {
   public:
-    Cover(const Surroundings& surroundings, Panel& panel, Loader& loader, Firmware& firmware)
+    Cover(const Surroundings& surroundings, UsbPower& power, Panel& panel, Loader& loader,
+          Firmware& firmware)
         : Subject(surroundings),
           TtyRecorder(surroundings.journal),
+          mPower(power),
           mPanel(panel),
           mLoader(loader),
           mFirmware(firmware) {}
@@ -117,11 +120,13 @@ class Cover : public Subject, private TtyRecorder {
     bool performSome();
     void transmit(const std::string& bytes);
 
-    std::optional<cover::Time> ttyOpened(const std::string& node,
-                                         const std::string& flags) override;
+    std::optional<cover::Time> ttyOpened(const std::string& node, const std::string& flags,
+                                         bool waited) override;
+    std::optional<cover::Time> longestClose() const override;
     size_t ttyReceived(const std::string& node, const std::string& bytes) override;
     void dtrSet(const std::string& node, bool raised) override;
 
+    UsbPower& mPower;
     Panel& mPanel;
     Loader& mLoader;
     Firmware& mFirmware;

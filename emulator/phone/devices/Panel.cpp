@@ -82,8 +82,10 @@ void Panel::unplug() {
 
 HidAnswer Panel::begin(PanelCall call, cover::Time time, bool waited,
                        std::optional<uint64_t>* pass) {
+    const cover::Time wake = mPower.use();
     if (!waited) {
-        const cover::Time delay = time + mFaults.takeDelay(call);
+        cover::Time delay = time + mFaults.takeDelay(call);
+        if (call == PanelCall::Open) delay += wake;
         if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
     }
     const PanelOutcome outcome = mFaults.takeOutcome(call);

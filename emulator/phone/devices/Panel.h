@@ -10,14 +10,15 @@
 #include "emulator/cover/Panel.h"
 #include "emulator/cover/PanelFaults.h"
 #include "emulator/phone/devices/Subject.h"
+#include "emulator/phone/devices/UsbPower.h"
 
 namespace phone {
 
 class Panel : public Subject, public HidListener {
   public:
     // `pullOff`: a fault takes the cover off; it leads to unplug().
-    Panel(const Surroundings& surroundings, std::function<void()> pullOff)
-        : Subject(surroundings), mPullOff(std::move(pullOff)) {}
+    Panel(const Surroundings& surroundings, UsbPower& power, std::function<void()> pullOff)
+        : Subject(surroundings), mPower(power), mPullOff(std::move(pullOff)) {}
 
     // From the panel's plugging in on.
     cover::PanelState state() const;
@@ -55,6 +56,7 @@ class Panel : public Subject, public HidListener {
     // What becomes of a transfer that no fault has stopped.
     HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);
 
+    UsbPower& mPower;
     const std::function<void()> mPullOff;
     cover::Panel mPanel;
     cover::PanelFaults mFaults;

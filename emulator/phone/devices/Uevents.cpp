@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kDevice[] = "/devices/virtual/bivista/bv2";
 
-// A listener's buffer of 64 KiB holds some 150 events.
+// A listener's buffer of 64 KiB holds some 170 events.
 constexpr std::chrono::milliseconds kGap(2);
 
 }  // namespace
@@ -32,6 +32,18 @@ void Uevents::raise(const std::string& message) {
     std::this_thread::sleep_until(mNext);
     record(message, "");
     mBackend.raiseUevent(message);
+    mNext = std::chrono::steady_clock::now() + kGap;
+}
+
+void Uevents::burst(const std::string& message, int count) {
+    if (count < 1 || count > kMostInBurst) {
+        throw Error("a burst has 1 to " + std::to_string(kMostInBurst) + " events");
+    }
+    const android::AutoMutex lock(mLock);
+    for (int i = 0; i < count; ++i) {
+        record(message, "");
+        mBackend.raiseUevent(message);
+    }
     mNext = std::chrono::steady_clock::now() + kGap;
 }
 

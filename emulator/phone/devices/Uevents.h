@@ -33,6 +33,10 @@ class Uevents {
     // Makes the kernel raise a message of at most kLongestUevent bytes: strings, each ended by a
     // NUL. Events come so far apart that a listener keeps up with any number of them.
     void raise(const std::string& message) EXCLUDES(mLock);
+    // The message so many times without a gap: a listener whose buffer is full loses the later
+    // ones.
+    static constexpr int kMostInBurst = 10'000;
+    void burst(const std::string& message, int count) EXCLUDES(mLock);
     // touchEventMessage() of one of kGestures or kPenEvents, or of any other name.
     void raiseTouch(const std::string& name) EXCLUDES(mLock);
     // Sends the bytes as any process may: listeners are to ignore it.

@@ -82,6 +82,7 @@ void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream
         cover.version = options.firmwareVersion;
         phone.cover.setOptions(cover);
     }
+    phone.usbPower.setFirstOptions(phone::kKernelPower);
     if (options.noCover) return;
     phone::CoverOptions cover;
     cover.tty = options.tty;

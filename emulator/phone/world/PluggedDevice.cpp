@@ -7,7 +7,10 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include "emulator/phone/Error.h"
 #include "emulator/phone/world/DescriptorCount.h"
 #include "emulator/phone/world/WorldBackend.h"
 
@@ -18,7 +21,22 @@ namespace {
 // From the hang-up to the end of the nodes: enough for a program that wakes and looks.
 constexpr cover::Time kLinger = std::chrono::milliseconds(5);
 
+// The first number: the phone has one panel at most.
+constexpr char kHiddevFolder[] = "/dev/usb";
+constexpr char kHiddev[] = "/dev/usb/hiddev0";
+
 }  // namespace
+
+Hiddev::Hiddev() {
+    mkdir(kHiddevFolder, 0755);
+    // A socket file, as no program of the phone opens it.
+    if (mknod(kHiddev, S_IFSOCK | 0600, 0) != 0) throwErrno(std::string("cannot make ") + kHiddev);
+}
+
+Hiddev::~Hiddev() {
+    unlink(kHiddev);
+    rmdir(kHiddevFolder);
+}
 
 PluggedDevice::~PluggedDevice() {
     hangTtyUp();
@@ -39,6 +57,7 @@ void PluggedDevice::publish() {
     mUsb.publish();
     if (mTty) mTty->publish();
     if (!mDescription.hidraw) return;
+    mHiddev.emplace();
     mBackend.hidraw().plug(*mDescription.hidraw, *mDescription.hidListener);
     mHasHidraw = true;
 }
@@ -66,6 +85,7 @@ void PluggedDevice::hangTtyUp() {
 }
 
 void PluggedDevice::takeHidrawAway() {
+    mHiddev.reset();
     if (mHasHidraw) mBackend.hidraw().unplug(*mDescription.hidraw);
     mHasHidraw = false;
 }
@@ -74,16 +94,18 @@ bool PluggedDevice::hasTty(const std::string& path) const {
     return mTty && (path == mTty->node() || path == mTty->pty());
 }
 
-Verdict PluggedDevice::openTty(const OpenCall& call) {
+Verdict PluggedDevice::openTty(const OpenCall& call, bool waited) {
     Verdict verdict;
+    TtyListener& listener = *mDescription.ttyListener;
+    verdict.askAgainAfter = listener.ttyOpened(mTty->node(), call.nameFlags(), waited);
+    if (verdict.askAgainAfter) return verdict;
     verdict.replacement = mTty->open(call.flags);
     if (!verdict.replacement.ok()) {
         verdict.error = errno;
         return verdict;
     }
     verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
-    const auto wait = mDescription.ttyListener->ttyOpened(mTty->node(), call.nameFlags());
-    if (wait) {
+    if (const auto wait = listener.longestClose()) {
         mClosingWait = *wait;
         verdict.numbers = kTtyNumbers;
     }

@@ -14,6 +14,16 @@ namespace phone {
 
 class WorldBackend;
 
+// The node that usbhid makes of a panel beside its hidraw node. The kernel makes a folder of /dev
+// with its first node, and removes it with its last: whoever watches /dev sees both.
+class Hiddev {
+  public:
+    Hiddev();
+    ~Hiddev();
+    Hiddev(const Hiddev&) = delete;
+    Hiddev& operator=(const Hiddev&) = delete;
+};
+
 class PluggedDevice : public Device {
   public:
     PluggedDevice(WorldBackend& backend, int port, int number, const DeviceDescription& description)
@@ -32,8 +42,9 @@ class PluggedDevice : public Device {
     bool hasTty(const std::string& path) const;
     // The tty has hung up, and its node goes in a moment.
     bool hasHungUp() const { return mTty->isHungUp(); }
-    // Opens the tty for the phone's software. All that happened to it before is read already.
-    Verdict openTty(const OpenCall& call);
+    // Opens the tty for the phone's software, or says how long the open waits; `waited`: it has
+    // waited. All that happened to it before is read already.
+    Verdict openTty(const OpenCall& call, bool waited);
     bool isTtyOpen() const { return mTty && mTty->isOpen(); }
     void tellDtr(bool raised) const;
     // How long a close that is handed over still has to wait: until the device has taken what was
@@ -57,6 +68,7 @@ class PluggedDevice : public Device {
     std::string mUntaken;
     cover::Time mClosingWait{};  // as of the last open that had one
     cover::Time mCloseLimit{};   // of the last close, which waits
+    std::optional<Hiddev> mHiddev;
     bool mHasHidraw = false;
 };
 

@@ -68,7 +68,8 @@ UsbDevice::UsbDevice(int port, int number, const DeviceDescription& description)
     putFile(mFolder / "manufacturer", std::string(kManufacturer) + "\n");
     if (!identity.productName.empty()) putFile(mFolder / "product", identity.productName + "\n");
     if (!identity.serial.empty()) putFile(mFolder / "serial", identity.serial + "\n");
-    putFile(mFolder / "power/control", "auto\n");
+    // The kernel suspends a device only after somebody has written "auto".
+    putFile(mFolder / "power/control", "on\n");
 }
 
 UsbDevice::~UsbDevice() {

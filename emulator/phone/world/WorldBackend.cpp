@@ -242,7 +242,7 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
             verdict.error = ENODEV;
             return verdict;
         }
-        return device->openTty(call);
+        return device->openTty(call, waited);
     } catch (const std::exception&) {
         // Out of descriptors or memory: so is the phone's kernel.
         Verdict verdict;

@@ -39,7 +39,23 @@ void detach(const Emulator& emulator, const Json& given) {
     }
 }
 
+bool isNever(const Json& given, const char* name) {
+    return given.value(name, Json()) == "never";
+}
+
+void setPower(Phone& phone, const Json& given) {
+    phone::PowerOptions power = phone.usbPower.options();
+    takeMs(given, "wake_ms", power.wakeTime);
+    if (isNever(given, "autosuspend_ms")) {
+        power.autosuspendDelay = std::nullopt;
+    } else if (given.contains("autosuspend_ms")) {
+        takeMs(given, "autosuspend_ms", power.autosuspendDelay.emplace());
+    }
+    phone.usbPower.setOptions(power);
+}
+
 void setCover(Phone& phone, const Json& given) {
+    setPower(phone, given);
     cover::Options options = phone.cover.options();
     take(given, "version", options.version);
     take(given, "cutout", options.cutout);
@@ -52,7 +68,7 @@ void setCover(Phone& phone, const Json& given) {
     takeMs(given, "self_test_ms", options.selfTestTime);
     takeMs(given, "upgrade_delay_ms", options.upgradeDelay);
     takeMs(given, "upgrade_ms", options.upgradeTime);
-    if (given.value("hot_plug_polls", Json()) == "never") {
+    if (isNever(given, "hot_plug_polls")) {
         options.hotPlugPolls = std::nullopt;
     } else {
         take(given, "hot_plug_polls", options.hotPlugPolls);
@@ -129,6 +145,10 @@ Ability foreignAttachment() {
 }
 
 Ability kindOfCover() {
+    Argument autosuspend = milliseconds(
+            "autosuspend_ms",
+            "From its last use until the kernel suspends it (with \"run\" 2000), or never");
+    autosuspend.words = {"never"};
     return {"cover",
             "Change what the cover is like",
             {Request("PUT", "/v1/cover", setCover,
@@ -152,6 +172,10 @@ Ability kindOfCover() {
                       milliseconds("closing_wait_ms",
                                    "How long the kernel's close of its tty waits for a cover that "
                                    "is deaf (30000)"),
+                      autosuspend,
+                      milliseconds("wake_ms",
+                                   "How long opening a node of the suspended cover takes (with "
+                                   "\"run\" 70)"),
                       {.name = "hot_plug_polls",
                        .type = Integer,
                        .most = INT32_MAX,

@@ -29,8 +29,13 @@ void raiseTouchEvent(Phone& phone, const Json& given) {
 }
 
 void raise(Phone& phone, const Json& given) {
+    const bool isBurst = given.contains("burst");
     if (given["forged"]) {
+        if (isBurst)
+            throw BadRequest("a burst is of the kernel's own events: leave out \"forged\"");
         phone.uevents.forge(given["bytes"]);
+    } else if (isBurst) {
+        phone.uevents.burst(given["bytes"], given["burst"]);
     } else {
         phone.uevents.raise(given["bytes"]);
     }
@@ -52,7 +57,10 @@ std::vector<Ability> ofEvents() {
                               "Its strings, each with \\x00 after it; may hold \\n, \\xHH, \\\\"),
                        boolean("forged", "--forged", true,
                                "Sent by a process, not by the kernel: listeners are to ignore "
-                               "it")})},
+                               "it"),
+                       integer("burst", 1, phone::Uevents::kMostInBurst,
+                               "So many at once: a listener that does not keep up loses the "
+                               "later ones")})},
              "The kernel puts SEQNUM= and a number after it.\n\n"
              "Example:\n"
              "  bivista-emulator ctl uevent "

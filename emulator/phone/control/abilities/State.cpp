@@ -78,7 +78,9 @@ Json describeState(const Emulator& emulator, const Json& /*given*/) {
     const auto lpwg = [](const neighbours::Lpwg& service) -> Json {
         return {{"result", service.result()}};
     };
+    const std::optional<std::string> power = phone.usbPower.status();
     return {{"attached", phone.cover.isAttached()},
+            {"usb_power", power ? Json(*power) : Json()},
             {"screen", describeScreen(cover::viewOf(phone.cover.state()))},
             {"sub_display", describeSubDisplay(phone)},
             {"cover", cover},
@@ -151,7 +153,9 @@ std::string showFaults(const Json& faults, const std::string& indent) {
 }
 
 std::string showState(const Json& state) {
+    const Json& power = state.at("usb_power");
     return show("attached", state.at("attached").dump()) +
+           show("usb power", power.is_null() ? "absent" : power.get<std::string>()) +
            show("screen", showScreen(state.at("screen"))) +
            show("sub display", showSubDisplay(state.at("sub_display"))) +
            show("accessory", showNeighbour(state.at("accessory"), {"type", "state"})) +
