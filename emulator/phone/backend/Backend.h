@@ -34,8 +34,8 @@ class FileListener {
     // One write(), exactly.
     virtual void fileWritten(const std::string& path, const std::string& bytes) = 0;
     virtual void fileClosed(const std::string& path) = 0;
-    // A fault has refused an open or an access test with this errno; or sysfs an open that would have
-    // made a file.
+    // A fault has refused an open or an access test with this errno; or sysfs an open that would
+    // have made a file.
     virtual void fileRefused(const std::string& path, int error) = 0;
 };
 
