@@ -52,6 +52,7 @@ void Microcontroller::takeUpLine() {
     mStream.announceReply(line.arrival);
 
     Reply reply = makeReply(std::move(echo), answer);
+    if (!mOptions.banner.empty() && mState.commands == 1) reply.delay += mOptions.bannerTime;
     apply(taken, reply);
     mTransmitter.start(reply, std::max(line.arrival, mTransmitter.due()));
 }

@@ -54,6 +54,11 @@ struct Options {
     // is longer by itself stays so.
     size_t selfTestReportSize = 0;
 
+    // A line that it says of its own accord when it is attached (the caller sends it); empty: none.
+    // With one, its firmware is still busy then, and answers the first command so much later.
+    std::string banner;
+    Time bannerTime = std::chrono::milliseconds(30);
+
     UsbIdentity usb = {0x3E91, 0x6A2F, "TQC330R", "BV33021030001"};
     uint16_t loaderVendor = 0x0483;
     uint16_t loaderProduct = 0xDF11;

@@ -32,7 +32,14 @@ constexpr cover::Time kSoon = std::chrono::milliseconds(50);
 
 class DeafTest : public support::PhoneTest {
   protected:
-    void SetUp() override { phone.cover.attach(); }
+    void SetUp() override {
+        phone.cover.attach();
+        // A fresh tty would send back what the cover says.
+        const unique_fd tty = openTty();
+        termios settings = {};
+        cfmakeraw(&settings);
+        ASSERT_EQ(tcsetattr(tty.get(), TCSANOW, &settings), 0);
+    }
 
     static unique_fd openTty() {
         unique_fd tty(open(kTty, O_RDWR | O_NOCTTY | O_CLOEXEC));

@@ -69,8 +69,9 @@ class Backend {
     virtual std::filesystem::path resolveFile(const std::string& path) const = 0;
     // Leaves it empty.
     virtual void clearFolder(const std::filesystem::path& folder) = 0;
-    // Takes all files away and makes the folders that the phone's software expects.
-    virtual void clearFiles() = 0;
+    // As the phone starts: no files but the folders that its software expects, and nothing kept of
+    // devices that were there. None is now.
+    virtual void restart() = 0;
     // These faults and no others apply from now on.
     virtual void setNodeFaults(const std::vector<NodeFault>& faults) = 0;
 

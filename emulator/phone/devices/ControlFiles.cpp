@@ -37,7 +37,7 @@ void ControlFiles::putFirstContents() {
 }
 
 void ControlFiles::reset() {
-    mBackend.clearFiles();
+    mBackend.restart();
     putFirstContents();
 }
 

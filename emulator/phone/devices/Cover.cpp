@@ -12,9 +12,9 @@ namespace phone {
 
 namespace {
 
-void refuseLineEnds(const std::string& line) {
+void refuseLineEnds(const std::string& line, const std::string& what = "a line of the log") {
     if (line.find_first_of("\r\n") == std::string::npos) return;
-    throw Error("a line of the log holds no line ends");
+    throw Error(what + " holds no line ends");
 }
 
 std::optional<int> numberIf(bool wanted, int number) {
@@ -63,6 +63,9 @@ void Cover::attach(const CoverOptions& options) {
             detach();
             throw;
         }
+        // No open of the tty is answered before this function returns: it is always too early.
+        const std::string& banner = mController->options().banner;
+        if (options.withTty && !banner.empty()) transmit(banner + "\r\n");
     });
 }
 
@@ -117,6 +120,7 @@ cover::Options Cover::options() const {
 }
 
 void Cover::setOptions(cover::Options options) {
+    refuseLineEnds(options.banner, "a banner");
     call([&] { mController->setOptions(std::move(options)); });
 }
 

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -47,7 +48,10 @@ PluggedDevice::~PluggedDevice() {
 // The order of the device's interfaces, as the kernel has it.
 void PluggedDevice::publish() {
     if (mDescription.tty) {
-        mTty.emplace(*mDescription.tty);
+        LineSettings& kept = mBackend.lineSettings();
+        const auto settings = kept.find(*mDescription.tty);
+        mTty.emplace(*mDescription.tty,
+                     settings == kept.end() ? std::nullopt : std::optional(settings->second));
         mBackend.loop().watch(mTty->events(), POLLIN, [this](short) {
             mTty->takeEvent();
             mTty->flush();
@@ -81,6 +85,7 @@ void PluggedDevice::hangTtyUp() {
     if (!mTty || mTty->isHungUp()) return;
     mUntaken.clear();
     mBackend.loop().unwatch(mTty->events());
+    mBackend.lineSettings()[*mDescription.tty] = mTty->settings();
     mTty->hangUp();
 }
 
@@ -88,10 +93,6 @@ void PluggedDevice::takeHidrawAway() {
     mHiddev.reset();
     if (mHasHidraw) mBackend.hidraw().unplug(*mDescription.hidraw);
     mHasHidraw = false;
-}
-
-bool PluggedDevice::hasTty(const std::string& path) const {
-    return mTty && (path == mTty->node() || path == mTty->pty());
 }
 
 Verdict PluggedDevice::openTty(const OpenCall& call, bool waited) {
@@ -109,8 +110,8 @@ Verdict PluggedDevice::openTty(const OpenCall& call, bool waited) {
         mClosingWait = *wait;
         verdict.numbers = kTtyNumbers;
     }
-    // As the kernel does at each open. Nothing lowers it at the close: HUPCL is not set.
-    tellDtr(true);
+    setModemLines(TIOCM_DTR | TIOCM_RTS);
+    mWasOpen = true;
     mTty->flush();
     // The kernel hands over what is on its way: what has waited in the device is there to be read.
     pollfd state = {verdict.replacement.get(), POLLIN, 0};
@@ -118,8 +119,8 @@ Verdict PluggedDevice::openTty(const OpenCall& call, bool waited) {
     return verdict;
 }
 
-std::optional<cover::Time> PluggedDevice::closeTty(bool waited) {
-    if (mUntaken.empty() || countDescriptors(mTty->pty()) > 1) return std::nullopt;
+std::optional<cover::Time> PluggedDevice::closeTty(const CloseCall& call, bool waited) {
+    if (mUntaken.empty() || countDescriptors(call.file) > 1) return std::nullopt;
     const cover::Time now = EventLoop::now();
     if (!waited) mCloseLimit = now + mClosingWait;
     if (now < mCloseLimit) return mCloseLimit - now;
@@ -127,22 +128,56 @@ std::optional<cover::Time> PluggedDevice::closeTty(bool waited) {
     return std::nullopt;
 }
 
-void PluggedDevice::tellDtr(bool raised) const {
-    mDescription.ttyListener->dtrSet(mTty->node(), raised);
+void PluggedDevice::setModemLines(int lines) {
+    mModemLines = lines & (TIOCM_DTR | TIOCM_RTS);
+    mDescription.ttyListener->dtrSet(mTty->node(), (lines & TIOCM_DTR) != 0);
+}
+
+Verdict PluggedDevice::controlModem(const IoctlCall& call) {
+    Verdict verdict;
+    if (!call.value) {
+        verdict.error = EFAULT;
+        return verdict;
+    }
+    verdict.result = 0;
+    switch (call.request) {
+        case TIOCMBIS:
+            setModemLines(mModemLines | *call.value);
+            break;
+        case TIOCMBIC:
+            setModemLines(mModemLines & ~*call.value);
+            break;
+        case TIOCMSET:
+            setModemLines(*call.value);
+            break;
+        default: {
+            // An ACM device has no CTS of its own; its driver reports it as raised.
+            const int lines = mModemLines | TIOCM_CTS;
+            verdict.output.assign(reinterpret_cast<const char*>(&lines), sizeof(lines));
+        }
+    }
+    return verdict;
 }
 
 void PluggedDevice::readTty() {
     if (!mTty) return;
     // Looked at first: nothing is written after the last close.
-    const bool isClosed = !mTty->isOpen();
+    const bool isClosed = mWasOpen && !mTty->isOpen();
+    offerWritten();
+    if (!isClosed) return;
+    mWasOpen = false;
+    if (!mUntaken.empty()) loseUntaken();
+    if ((mTty->settings().c_cflag & HUPCL) != 0) setModemLines(0);
+}
+
+void PluggedDevice::offerWritten() {
     const bool isHeldUp = !mUntaken.empty();
     if (!isHeldUp) mUntaken = mTty->read();
     mBackend.drainFiles();
     if (mUntaken.empty()) return;
     mUntaken.erase(0, mDescription.ttyListener->ttyReceived(mTty->node(), mUntaken));
     // The rest waits in the pty.
-    if (isHeldUp && mUntaken.empty()) return readTty();
-    if (isClosed && !mUntaken.empty()) loseUntaken();
+    if (isHeldUp && mUntaken.empty()) offerWritten();
 }
 
 // As the kernel does with what is still in its buffers when the tty is shut down.

@@ -2,6 +2,7 @@
 // A USB device of the world: its folders in sysfs, its tty and its hidraw node.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -13,6 +14,9 @@
 namespace phone {
 
 class WorldBackend;
+
+// By the number of a tty: the kernel's driver keeps them when the device goes.
+using LineSettings = std::map<int, termios>;
 
 // The node that usbhid makes of a panel beside its hidraw node. The kernel makes a folder of /dev
 // with its first node, and removes it with its last: whoever watches /dev sees both.
@@ -38,23 +42,27 @@ class PluggedDevice : public Device {
     bool hasUnread() const override { return mTty && mTty->hasUnread(); }
 
     const UsbDevice& usb() const { return mUsb; }
-    // Whether this is the node of its tty, or the pty below.
-    bool hasTty(const std::string& path) const;
+    bool hasTty(int number) const { return mDescription.tty == number; }
+    // Whether an open of this path leads to its tty.
+    bool hasTty(const std::string& path) const { return mTty && mTty->isAt(path); }
     // The tty has hung up, and its node goes in a moment.
     bool hasHungUp() const { return mTty->isHungUp(); }
     // Opens the tty for the phone's software, or says how long the open waits; `waited`: it has
     // waited. All that happened to it before is read already.
     Verdict openTty(const OpenCall& call, bool waited);
     bool isTtyOpen() const { return mTty && mTty->isOpen(); }
-    void tellDtr(bool raised) const;
-    // How long a close that is handed over still has to wait: until the device has taken what was
-    // written, when it is the last close; then what it did not take in time is lost. None: it goes
-    // on. `waited`: it has asked before.
-    std::optional<cover::Time> closeTty(bool waited);
-    // Reports the writes to files until now, then those to the tty.
+    // What the kernel's driver answers about the modem lines.
+    Verdict controlModem(const IoctlCall& call);
+    // How long this close still has to wait: until the device has taken what was written, when it
+    // is the last one; then what it did not take in time is lost. None: it goes on. `waited`: it
+    // has asked before.
+    std::optional<cover::Time> closeTty(const CloseCall& call, bool waited);
+    // Reports the writes to files until now, then those to the tty, and what its last close does.
     void readTty();
 
   private:
+    void setModemLines(int lines);
+    void offerWritten();
     void loseUntaken();
     void hangTtyUp();
     void takeHidrawAway();
@@ -68,6 +76,8 @@ class PluggedDevice : public Device {
     std::string mUntaken;
     cover::Time mClosingWait{};  // as of the last open that had one
     cover::Time mCloseLimit{};   // of the last close, which waits
+    bool mWasOpen = false;       // until the last close is seen
+    int mModemLines = 0;         // TIOCM_DTR, TIOCM_RTS
     std::optional<Hiddev> mHiddev;
     bool mHasHidraw = false;
 };

@@ -155,6 +155,8 @@ constexpr Handled kHandled[] = {
         {{SYS_openat2}, readOpenAt2},
         {{SYS_faccessat}, readAccessAt},
         {{SYS_faccessat2}, readAccessAt},
+        {{SYS_ioctl, TIOCMGET}, readIoctl},
+        {{SYS_ioctl, TIOCMSET}, readIoctl},
         {{SYS_ioctl, TIOCMBIS}, readIoctl},
         {{SYS_ioctl, TIOCMBIC}, readIoctl},
         {{SYS_ioctl, HIDIOCGFEATURE(0), kNoSize}, readGetFeature},

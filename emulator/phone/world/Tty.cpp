@@ -2,6 +2,7 @@
 #include "emulator/phone/world/Tty.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,14 +18,23 @@ namespace phone {
 
 using android::base::unique_fd;
 
+namespace fs = std::filesystem;
+
 namespace {
 
 // What a device holds for a host that does not ask, as that of Linux's own serial gadget.
 constexpr size_t kDeviceBuffer = 8192;
 
+// Those of a fresh pty, among them echo, are every tty's but for the speed and the modem's lines.
+termios driverSettings(termios settings) {
+    settings.c_cflag = CS8 | CREAD | HUPCL | CLOCAL;
+    cfsetspeed(&settings, B9600);
+    return settings;
+}
+
 }  // namespace
 
-Tty::Tty(int number)
+Tty::Tty(int number, const std::optional<termios>& settings)
     : mNode(ttyNode(number)),
       mMaster(::open("/dev/ptmx", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)),
       mEvents(epoll_create1(EPOLL_CLOEXEC)) {
@@ -36,10 +46,9 @@ Tty::Tty(int number)
     mPty = name;
     // A pty shows that it is closed only once it has been open.
     const unique_fd slave(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    termios settings;
-    if (!slave.ok() || tcgetattr(slave.get(), &settings) != 0) throwErrno("cannot open " + mPty);
-    cfmakeraw(&settings);
-    if (tcsetattr(slave.get(), TCSANOW, &settings) != 0) throwErrno("cannot set up " + mPty);
+    if (!slave.ok()) throwErrno("cannot open " + mPty);
+    const termios first = settings.value_or(driverSettings(this->settings()));
+    if (tcsetattr(mMaster.get(), TCSANOW, &first) != 0) throwErrno("cannot set up " + mPty);
     watch(EPOLL_CTL_ADD, false);
 }
 
@@ -56,11 +65,24 @@ void Tty::hangUp() {
     mMaster.reset();
 }
 
+bool Tty::isAt(const std::string& path) const {
+    // Something else may have come into the place of the node.
+    std::error_code error;
+    return path == mPty || (path == mNode && fs::read_symlink(path, error) == mPty);
+}
+
 unique_fd Tty::open(int flags) const {
     const bool isFirst = !isOpen();
     unique_fd slave(::open(mPty.c_str(), flags | O_NOCTTY | O_CLOEXEC));
     if (slave.ok() && isFirst) tcflush(slave.get(), TCIFLUSH);
     return slave;
+}
+
+// Through the master, which answers for its slave.
+termios Tty::settings() const {
+    termios settings = {};
+    tcgetattr(mMaster.get(), &settings);
+    return settings;
 }
 
 bool Tty::isOpen() const {

@@ -6,8 +6,11 @@
 // wrong: it merges two that are alike.)
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include <termios.h>
 
 #include <android-base/unique_fd.h>
 
@@ -15,8 +18,9 @@ namespace phone {
 
 class Tty {
   public:
-    // Makes the pty, raw and without echo; not yet visible, nor open. Throws phone::Error.
-    explicit Tty(int number);
+    // Makes the pty with these line settings, or those that the kernel's driver begins with; not
+    // yet visible, nor open. Throws phone::Error.
+    Tty(int number, const std::optional<termios>& settings);
     // Removes the node.
     ~Tty();
     Tty(const Tty&) = delete;
@@ -31,8 +35,8 @@ class Tty {
 
     // "/dev/ttyACM<n>"
     const std::string& node() const { return mNode; }
-    // Name of the pty below it, "/dev/pts/<m>".
-    const std::string& pty() const { return mPty; }
+    // Whether an open of this path leads here: that of the node, or of the pty below.
+    bool isAt(const std::string& path) const;
 
     // A descriptor that can be read when something has happened; takeEvent() comes first then.
     int events() const { return mEvents.get(); }
@@ -43,6 +47,8 @@ class Tty {
     android::base::unique_fd open(int flags) const;
     // Whether the phone's software has a descriptor of it.
     bool isOpen() const;
+
+    termios settings() const;
 
     // What the phone has written since the last call.
     std::string read();

@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/resource.h>
 
 #include "emulator/phone/Error.h"
@@ -66,7 +65,8 @@ void WorldBackend::checkFree(const DeviceDescription& description) const {
         if (number < 0 || number > kMaxTty) {
             throw Error("a tty's number is 0 to " + std::to_string(kMaxTty));
         }
-        if (findTty(ttyNode(number)) != nullptr) {
+        if (std::any_of(mDevices.begin(), mDevices.end(),
+                        [number](const PluggedDevice* d) { return d->hasTty(number); })) {
             throw Error("ttyACM" + std::to_string(number) + " is there already: detach it first");
         }
     }
@@ -141,7 +141,8 @@ void WorldBackend::clearFolder(const fs::path& folder) {
     fs::create_directories(folder);
 }
 
-void WorldBackend::clearFiles() {
+void WorldBackend::restart() {
+    mLineSettings.clear();
     for (const char* folder : {"/sys", "/data", "/system_ext"}) {
         for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
             // The sockets of the services of this phone.
@@ -253,18 +254,11 @@ Verdict WorldBackend::decide(const OpenCall& call, bool waited) {
 
 // A pty knows no modem lines; the tty of an ACM device does.
 Verdict WorldBackend::decide(const IoctlCall& call, bool /*waited*/) {
-    const PluggedDevice* device = findTty(call.file);
+    PluggedDevice* device = findTty(call.file);
     if (device == nullptr || device->hasHungUp()) return {};
     // What the caller wrote before comes first.
     drain();
-    Verdict verdict;
-    if (!call.value) {
-        verdict.error = EFAULT;
-        return verdict;
-    }
-    if ((*call.value & TIOCM_DTR) != 0) device->tellDtr(call.request == TIOCMBIS);
-    verdict.result = 0;
-    return verdict;
+    return device->controlModem(call);
 }
 
 Verdict WorldBackend::decide(const CloseCall& call, bool waited) {
@@ -273,7 +267,7 @@ Verdict WorldBackend::decide(const CloseCall& call, bool waited) {
     if (device == nullptr) return verdict;
     // What the caller wrote before comes first.
     drain();
-    verdict.askAgainAfter = device->closeTty(waited);
+    verdict.askAgainAfter = device->closeTty(call, waited);
     return verdict;
 }
 

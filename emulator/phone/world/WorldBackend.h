@@ -32,7 +32,7 @@ class WorldBackend : public Backend {
     std::vector<File> listFiles(const std::filesystem::path& folder) const override;
     std::filesystem::path resolveFile(const std::string& path) const override;
     void clearFolder(const std::filesystem::path& folder) override;
-    void clearFiles() override;
+    void restart() override;
     void setNodeFaults(const std::vector<NodeFault>& faults) override { mFiles.setFaults(faults); }
 
     void raiseUevent(const std::string& event) override { mUevents.throughKernel(event); }
@@ -48,6 +48,7 @@ class WorldBackend : public Backend {
     // For its devices.
     EventLoop& loop() { return mLoop; }
     Hidraw& hidraw() { return mHidraw; }
+    LineSettings& lineSettings() { return mLineSettings; }
     // As drain(), without the ttys.
     void drainFiles();
     void forget(const PluggedDevice& device);
@@ -69,6 +70,7 @@ class WorldBackend : public Backend {
     const UeventSender mUevents;
     std::map<int, Supervisor> mSupervisors;  // by listener
     std::vector<PluggedDevice*> mDevices;
+    LineSettings mLineSettings;
     int mLastUsbNumber = 1;
 };
 

@@ -60,6 +60,7 @@ void setCover(Phone& phone, const Json& given) {
     take(given, "version", options.version);
     take(given, "cutout", options.cutout);
     take(given, "hot_plug_answer", options.hotPlugAnswer);
+    take(given, "banner", options.banner);
     take(given, "touch_version", options.touchVersion);
     take(given, "touch_rows", options.touchSize.rows);
     take(given, "touch_columns", options.touchSize.columns);
@@ -158,6 +159,9 @@ Ability kindOfCover() {
                       {.name = "cutout", .help = "Answer to AT%GETBVCUTOUT"},
                       {.name = "hot_plug_answer",
                        .help = "Answer to AT%HPD when the panel is up (at the start: On)"},
+                      {.name = "banner",
+                       .type = Bytes,
+                       .help = "Line that it says when it has started (empty: none)"},
                       {.name = "touch_version", .help = "Answer to AT%TCHDEBUG=FWVER"},
                       integer("touch_rows", 1, 1000, "Lines of a raw or delta frame (24)"),
                       integer("touch_columns", 1, 1000, "Values a line, five characters each (32)"),

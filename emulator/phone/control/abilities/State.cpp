@@ -84,6 +84,7 @@ Json describeState(const Emulator& emulator, const Json& /*given*/) {
             {"screen", describeScreen(cover::viewOf(phone.cover.state()))},
             {"sub_display", describeSubDisplay(phone)},
             {"cover", cover},
+            {"banner", cover::escape(phone.cover.options().banner)},
             {"chatter", describeChatter(phone)},
             {"accessory", describeNeighbour(emulator.neighbours.accessory, +accessory)},
             {"lpwg", describeNeighbour(emulator.neighbours.lpwg, +lpwg)},
@@ -141,6 +142,10 @@ std::string showNeighbour(const Json& neighbour, const std::vector<std::string>&
     return text;
 }
 
+std::string showBanner(const Json& banner) {
+    return banner == "" ? "none" : banner.get<std::string>();
+}
+
 std::string showChatter(const Json& chatter) {
     if (chatter.is_null()) return "off";
     return "every " + chatter.at("gap_us").dump() + " us: " + chatter.at("text").get<std::string>();
@@ -160,6 +165,7 @@ std::string showState(const Json& state) {
            show("sub display", showSubDisplay(state.at("sub_display"))) +
            show("accessory", showNeighbour(state.at("accessory"), {"type", "state"})) +
            show("lpwg", showNeighbour(state.at("lpwg"), {"result"})) +
+           show("banner", showBanner(state.at("banner"))) +
            show("chatter", showChatter(state.at("chatter"))) + heading("cover") + "\n" +
            showMembers(state.at("cover"), "  ") + heading("properties") + "\n" +
            showMembers(state.at("properties"), "  ") + heading("faults") + "\n" +
