@@ -82,6 +82,7 @@ class ControlTest : public support::PhoneTest {
     android::base::unique_fd listenToTheLog() {
         phone.cover.attach();
         android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        support::setLines(tty);
         EXPECT_EQ(write(tty.get(), "AT%LOGSAVE=0\r", 13), 13);
         journal.waitFor(phone::is(Kind::TtyTx, "AT%LOGSAVE=0\r\r\nOK\r\n"), first);
         return tty;
@@ -189,6 +190,7 @@ TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
     put("/v1/cover", {{"hot_plug_polls", 0}});
     phone.cover.attach();
     const android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    support::setLines(tty);
     const std::string commands = "ATE0\rAT%BV=1\rAT%DB=128\rAT%PRGB=1,2,3,4\rAT%SMODE=2\r";
     ASSERT_EQ(write(tty.get(), commands.data(), commands.size()),
               static_cast<ssize_t>(commands.size()));
