@@ -257,6 +257,21 @@ TEST_F(ControlTest, ChangesAndSpeaksForTheCover) {
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("x\0\n", 3));
 }
 
+TEST_F(ControlTest, GivesTheCoverABannerAndTakesItAway) {
+    EXPECT_EQ(get("/v1/state").body["banner"], "");
+    EXPECT_EQ(put("/v1/cover", {{"banner", "mcu\\x00 up"}}).status, 200);
+    EXPECT_EQ(get("/v1/state").body["banner"], "mcu\\x00 up");
+    phone.cover.attach();
+    EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("mcu\0 up\r\n", 9));
+    const Reply wrong = put("/v1/cover", {{"banner", "two\\r\\nlines"}, {"version", "AB-1_x"}});
+    EXPECT_EQ(wrong.status, 409);
+    EXPECT_EQ(wrong.body["error"], "a banner holds no line ends");
+    EXPECT_NE(phone.cover.options().version, "AB-1_x");
+    EXPECT_EQ(put("/v1/cover", {{"banner", ""}}).status, 200);
+    phone.cover.reattach();
+    EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("mcu\0 up\r\n", 9));
+}
+
 TEST_F(ControlTest, MakesTheCoverSayOnlineOrNeverComeUp) {
     EXPECT_EQ(put("/v1/cover", {{"hot_plug_answer", "Online"}}).status, 200);
     EXPECT_EQ(phone.cover.options().hotPlugAnswer, "Online");
@@ -619,6 +634,9 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/cover", R"({"hot_plug_polls":"often"})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_polls":true})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_answer":7})", 400},
+        {"PUT", "/v1/cover", R"({"banner":true})", 400},
+        {"PUT", "/v1/cover", R"({"banner":"\\q"})", 400},
+        {"PUT", "/v1/cover", R"({"banner":"a\\n"})", 409},
         {"POST", "/v1/log", "", 400},
         {"POST", "/v1/log", R"({"text":"\\q"})", 400},
         {"POST", "/v1/log", R"({"text":"x","more":1})", 400},

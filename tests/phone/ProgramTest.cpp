@@ -438,6 +438,12 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     EXPECT_EQ(ctl({"lpwg", "present"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: result -7\n"));
     EXPECT_EQ(ctl({"cover", "--hot-plug-polls", "never", "--hot-plug-answer", "Online"}).status, 0);
+    EXPECT_EQ(ctl({"cover", "--banner", "mcu up"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("banner: mcu up\n"));
+    EXPECT_EQ(ctl({"cover", "--banner", "mcu up\\r"}).status, 1);
+    EXPECT_EQ(ctl({"cover", "--banner"}).status, 2);
+    EXPECT_EQ(ctl({"cover", "--banner", ""}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("banner: none\n"));
     EXPECT_EQ(phone.wait(), 0);
 }
 
