@@ -52,6 +52,11 @@ class AtCommandServiceTest : public ServiceTest {
         EXPECT_EQ(answer.results, 1) << "the result is delivered exactly once";
         return answer;
     }
+    // To a cover that does not answer it before the port is closed: the test sends the answer.
+    Answer sendUnanswered(const std::string& cmd, const sp<IBivistaAtCallback>& cb = nullptr) {
+        phone.faults.set("on " + cmd + " silent times 1");
+        return sendAt(cmd, cb);
+    }
 };
 
 TEST_F(AtCommandServiceTest, AnswersWithoutCallback) {
@@ -156,41 +161,45 @@ TEST_F(AtCommandServiceTest, StaysInsideItsBufferWhenALongAnswerFails) {
 }
 
 // Meant: an `OK` ends a command wherever it stands, also one that was left over from before.
-TEST_F(AtCommandServiceTest, AnExtraOkShiftsEveryLaterAnswerUntilTheCoverIsReplugged) {
+TEST_F(AtCommandServiceTest, AnExtraOkBeforeTheCloseShiftsNothing) {
     const std::string cutout = sendAt("AT%GETBVCUTOUT", nullptr).response;
     ASSERT_NE(cutout, "");
     phone.faults.set(R"(on AT%SWV after "OK" times 1)");
-    EXPECT_EQ(sendAt("AT%SWV", nullptr).response, kVersion);
     log.clear();
-    const Answer empty = sendAt("AT%GETBVCUTOUT", nullptr);
+    EXPECT_EQ(sendAt("AT%SWV", nullptr).response, kVersion);
+    EXPECT_EQ(sendAt("AT%GETBVCUTOUT", nullptr).response, cutout);
+    EXPECT_FALSE(log.contains("OK\n"));
+}
+
+// Each later command ends with the answer before, which comes while the port is closed.
+TEST_F(AtCommandServiceTest, AnExtraOkAfterTheCloseShiftsEveryLaterAnswerUntilTheCoverIsReplugged) {
+    phone.cover.send("OK\r\n");
+    log.clear();
+    const Answer empty = sendUnanswered("AT%NOSUCH");
     EXPECT_EQ(empty.status, Status::OK);
     EXPECT_EQ(empty.response, "");
     EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "OK\n"));
-    EXPECT_EQ(sendAt("AT%SWV", nullptr).response, cutout);
-    EXPECT_EQ(sendAt("AT%GETBVCUTOUT", nullptr).response, kVersion);
+    phone.cover.send("\r\nERROR\r\n");
+    EXPECT_EQ(sendUnanswered("AT%SWV").status, Status::FAIL) << "that of AT%NOSUCH";
+    phone.cover.send("\r\n" + std::string(kVersion) + "\r\nOK\r\n");
+    EXPECT_EQ(sendUnanswered("AT%GETBVCUTOUT").response, kVersion);
+    phone.cover.send("\r\nthe cutout\r\nOK\r\n");
+    phone.faults.clear();
     detach();
     attach();
     EXPECT_EQ(sendAt("AT%SWV", nullptr).response, kVersion);
 }
 
-TEST_F(AtCommandServiceTest, AnOkWhileThePortIsClosedAnswersTheNextCommand) {
-    phone.cover.send("\r\nOK\r\n");
-    EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).status, Status::OK);
-    EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::FAIL) << "that of AT%NOSUCH";
-    EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).response, kVersion);
-}
-
 // Meant: the cover takes it for two commands and answers both; the service waits for one answer.
 TEST_F(AtCommandServiceTest, ACarriageReturnInsideACommandShiftsTheAnswersOfAllClients) {
-    const std::string cutout = sendAt("AT%GETBVCUTOUT", nullptr).response;
     const uint64_t from = journal.next();
+    phone.faults.set("on AT%GETBVCUTOUT silent");
     EXPECT_EQ(sendAt("AT%SWV\rAT%GETBVCUTOUT", nullptr).response, kVersion);
     EXPECT_EQ(journal.joined(Kind::TtyRx, from), "AT%SWV\rAT%GETBVCUTOUT\r");
+    phone.cover.send("\r\nthe cutout\r\nOK\r\n");
     const sp<LineRecorder> other = new LineRecorder;
-    EXPECT_EQ(sendAt("AT%SWV", other).response, cutout);
-    EXPECT_THAT(other->lines, ElementsAre(cutout + "\n"));
-    EXPECT_EQ(sendAt("AT%NOSUCH", nullptr).response, kVersion);
-    EXPECT_EQ(sendAt("AT%SWV", nullptr).status, Status::FAIL) << "that of AT%NOSUCH";
+    EXPECT_EQ(sendUnanswered("AT%SWV", other).response, "the cutout");
+    EXPECT_THAT(other->lines, ElementsAre("the cutout\n"));
 }
 
 TEST_F(AtCommandServiceTest, CutsALineAtItsNul) {

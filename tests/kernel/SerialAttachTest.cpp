@@ -142,6 +142,48 @@ TEST_F(SerialAttachTest, StopsWhenEchoOffFails) {
                                                "control=on", "control=auto"));
 }
 
+// A cover that says a line when it is attached. The kernel's settings at the first open send it
+// back to the cover, whose ERROR comes before the answer to ATE0.
+class BannerTest : public SerialAttachTest {
+  protected:
+    void SetUp() override {
+        cover::Options options;
+        options.banner = "mcu up";
+        // Beyond any pause of this process between its first open and the close.
+        options.bannerTime = std::chrono::seconds(1);
+        phone.cover.setOptions(options);
+        start();
+        phone.cover.attach(support::withoutPanel());
+    }
+};
+
+TEST_F(BannerTest, KeepsTheDisplaySideDown) {
+    const size_t line = log.waitFor(
+            ANDROID_LOG_ERROR, "serialDeviceAdded: failed to write ATE0: Protocol not supported");
+    EXPECT_EQ(journal.joined(Kind::TtyRx, first), "mcu up\r\n\r\nATE0\r");
+    // What the cover says of its banner is taken for the answer to ATE0.
+    const std::vector<support::LogLine> lines = log.lines();
+    const auto end = lines.begin() + static_cast<std::ptrdiff_t>(line);
+    EXPECT_THAT(std::vector(end - 7, end - 3),
+                ElementsAre(infoLine("mcu up\n"), infoLine("ERROR\n"),
+                            debugLine("serialAtCmd: rd: [ERROR]"),
+                            errorLine("serialAtCmd: Command not supported")));
+    EXPECT_EQ(service->setPowerStatus(true, false), Status::FAIL);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR,
+                             "setPowerStatus: bv2 not initialized, enable:1, uevent:0"));
+}
+
+TEST_F(BannerTest, DoesNoHarmAfterAReplug) {
+    log.waitFor("serialDeviceAdded: failed to write ATE0: Protocol not supported");
+    const uint64_t from = journal.next();
+    const size_t line = log.lines().size();
+    phone.cover.reattach();
+    awaitAttached(line);
+    EXPECT_EQ(commands(from).front(), "ATE0\r");
+    EXPECT_EQ(service->setPowerStatus(true, false), Status::OK);
+    EXPECT_EQ(send("AT%SWV\r").answer, "BV330-V10k_20210312");
+}
+
 TEST_F(SerialAttachTest, ACoverThatNeverAnswersIsRecoveredUntilItDoes) {
     phone.faults.set("on ATE0 silent times 1");
     start();
