@@ -82,6 +82,7 @@ class ControlTest : public support::PhoneTest {
     android::base::unique_fd listenToTheLog() {
         phone.cover.attach();
         android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        support::setLines(tty);
         EXPECT_EQ(write(tty.get(), "AT%LOGSAVE=0\r", 13), 13);
         journal.waitFor(phone::is(Kind::TtyTx, "AT%LOGSAVE=0\r\r\nOK\r\n"), first);
         return tty;
@@ -189,6 +190,7 @@ TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
     put("/v1/cover", {{"hot_plug_polls", 0}});
     phone.cover.attach();
     const android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    support::setLines(tty);
     const std::string commands = "ATE0\rAT%BV=1\rAT%DB=128\rAT%PRGB=1,2,3,4\rAT%SMODE=2\r";
     ASSERT_EQ(write(tty.get(), commands.data(), commands.size()),
               static_cast<ssize_t>(commands.size()));
@@ -253,6 +255,21 @@ TEST_F(ControlTest, ChangesAndSpeaksForTheCover) {
     phone.cover.attach();
     EXPECT_EQ(post("/v1/send", {{"bytes", "x\\x00\\n"}}).status, 200);
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("x\0\n", 3));
+}
+
+TEST_F(ControlTest, GivesTheCoverABannerAndTakesItAway) {
+    EXPECT_EQ(get("/v1/state").body["banner"], "");
+    EXPECT_EQ(put("/v1/cover", {{"banner", "mcu\\x00 up"}}).status, 200);
+    EXPECT_EQ(get("/v1/state").body["banner"], "mcu\\x00 up");
+    phone.cover.attach();
+    EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("mcu\0 up\r\n", 9));
+    const Reply wrong = put("/v1/cover", {{"banner", "two\\r\\nlines"}, {"version", "AB-1_x"}});
+    EXPECT_EQ(wrong.status, 409);
+    EXPECT_EQ(wrong.body["error"], "a banner holds no line ends");
+    EXPECT_NE(phone.cover.options().version, "AB-1_x");
+    EXPECT_EQ(put("/v1/cover", {{"banner", ""}}).status, 200);
+    phone.cover.reattach();
+    EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("mcu\0 up\r\n", 9));
 }
 
 TEST_F(ControlTest, MakesTheCoverSayOnlineOrNeverComeUp) {
@@ -621,6 +638,9 @@ constexpr WrongRequest kWrongOfTheCover[] = {
         {"PUT", "/v1/cover", R"({"hot_plug_polls":"often"})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_polls":true})", 400},
         {"PUT", "/v1/cover", R"({"hot_plug_answer":7})", 400},
+        {"PUT", "/v1/cover", R"({"banner":true})", 400},
+        {"PUT", "/v1/cover", R"({"banner":"\\q"})", 400},
+        {"PUT", "/v1/cover", R"({"banner":"a\\n"})", 409},
         {"POST", "/v1/log", "", 400},
         {"POST", "/v1/log", R"({"text":"\\q"})", 400},
         {"POST", "/v1/log", R"({"text":"x","more":1})", 400},

@@ -136,6 +136,7 @@ TEST_F(NodeTest, ReadingIsNotRecorded) {
 
 TEST_F(NodeTest, WritesComeAheadOfTheTtyBytesThatFollowThem) {
     phone.cover.attach();
+    support::setLines(unique_fd(open("/dev/ttyACM0", O_RDWR | O_NOCTTY)));
     for (int i = 0; i < 200; ++i) {
         const uint64_t from = journal.next();
         writeTo(kControl, "on");

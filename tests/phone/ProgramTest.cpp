@@ -401,7 +401,8 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
 TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     // Tells the cover to stream its log, and holds the tty open.
     const std::string listener =
-            "exec 3<>/dev/ttyACM0; printf 'ATE0\\r' >&3; head -n 2 <&3 >/dev/null; "
+            "exec 3<>/dev/ttyACM0; stty raw -echo <&3; printf 'ATE0\\r' >&3; head -n 2 <&3 "
+            ">/dev/null; "
             "printf 'AT%%LOGSAVE=0\\r' >&3; head -n 2 <&3; read line || exit 0";
     Process phone(emulator({"run", "--", "/bin/sh", "-c", listener}));
     phone.waitFor("OK");
@@ -412,7 +413,7 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nscreen: off\n"
                                               "sub display: off, 128 x 128, format 4, frames 0\n"
                                               "accessory: type 0, state 3\n"
-                                              "lpwg: result 0\nchatter: off\n"));
+                                              "lpwg: result 0\nbanner: none\nchatter: off\n"));
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("  dtr: yes\n"));
     EXPECT_EQ(ctl({"log", "hello"}).status, 0);
     EXPECT_THAT(ctl({"journal"}).out, HasSubstr(R"("bytes":"hello\\r\\n")"));
@@ -437,6 +438,12 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
     EXPECT_EQ(ctl({"lpwg", "present"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("lpwg: result -7\n"));
     EXPECT_EQ(ctl({"cover", "--hot-plug-polls", "never", "--hot-plug-answer", "Online"}).status, 0);
+    EXPECT_EQ(ctl({"cover", "--banner", "mcu up"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("banner: mcu up\n"));
+    EXPECT_EQ(ctl({"cover", "--banner", "mcu up\\r"}).status, 1);
+    EXPECT_EQ(ctl({"cover", "--banner"}).status, 2);
+    EXPECT_EQ(ctl({"cover", "--banner", ""}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, HasSubstr("banner: none\n"));
     EXPECT_EQ(phone.wait(), 0);
 }
 
@@ -521,11 +528,12 @@ TEST_F(ProgramTest, LpwgServiceStandsInTheRegistryInEveryVersion) {
 }
 
 TEST_F(ProgramTest, ShowTellsWhatIsOnTheScreen) {
-    const Outcome outcome = runShell(
-            kEmulator +
-            " ctl cover --hot-plug-polls 0; printf 'AT%%BV=1\\rAT%%DB=77\\r' > /dev/ttyACM0; " +
-            kEmulator + " ctl show | grep ^screen; " + kEmulator + " ctl detach; " + kEmulator +
-            " ctl show | grep ^screen; ");
+    const Outcome outcome =
+            runShell(kEmulator +
+                     " ctl cover --hot-plug-polls 0; stty raw -echo -F /dev/ttyACM0; printf "
+                     "'AT%%BV=1\\rAT%%DB=77\\r' > /dev/ttyACM0; " +
+                     kEmulator + " ctl show | grep ^screen; " + kEmulator + " ctl detach; " +
+                     kEmulator + " ctl show | grep ^screen; ");
     EXPECT_EQ(outcome.out,
               "screen: on, brightness 77 of 255, rgb 2,0,0,0, tune 2,2,2, mode 0\nscreen: off\n");
 }

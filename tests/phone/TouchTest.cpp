@@ -7,7 +7,6 @@
 #include <string>
 
 #include <fcntl.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <android-base/unique_fd.h>
@@ -31,11 +30,7 @@ class TouchTest : public support::PhoneTest {
     unique_fd openTty() {
         phone.cover.attach(support::withoutPanel());
         unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
-        termios settings = {};
-        settings.c_iflag = IGNPAR | IGNCR;
-        settings.c_cflag = B115200 | CS8 | CREAD | CLOCAL | CRTSCTS;
-        settings.c_lflag = ICANON;
-        EXPECT_EQ(tcsetattr(tty.get(), TCSANOW, &settings), 0);
+        support::setLines(tty);
         send(tty, "ATE0\r");
         readAnswer(tty);
         return tty;

@@ -21,6 +21,7 @@ namespace {
 using android::base::unique_fd;
 using phone::Kind;
 using phone::Unread;
+using support::setLines;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -30,15 +31,6 @@ class TtyTest : public support::PhoneTest {
   protected:
     static unique_fd openTty(const char* node = kTty) {
         return unique_fd(open(node, O_RDWR | O_NOCTTY));
-    }
-
-    // The line settings with which each read returns one line.
-    static void setLines(const unique_fd& tty) {
-        termios settings = {};
-        settings.c_iflag = IGNPAR | IGNCR;
-        settings.c_cflag = B115200 | CS8 | CREAD | CLOCAL | CRTSCTS;
-        settings.c_lflag = ICANON;
-        ASSERT_EQ(tcsetattr(tty.get(), TCSANOW, &settings), 0);
     }
 
     static unique_fd openNow() { return unique_fd(open(kTty, O_RDWR | O_NOCTTY | O_NONBLOCK)); }
@@ -332,6 +324,7 @@ TEST_F(TtyTest, JournalHoldsEveryByteInOrder) {
 TEST_F(TtyTest, TwoCommandsInOneWriteAreTwoEntries) {
     phone.cover.attach();
     const unique_fd tty = openTty();
+    setLines(tty);
     send(tty, "AT\rAT%HPD\rAT");
     EXPECT_THAT(journal.list(Kind::TtyRx, first), ElementsAre("AT\r", "AT%HPD\r", "AT"));
 }
@@ -501,6 +494,7 @@ TEST_F(TtyTest, ChatterAtFullSpeedLeavesAnswersWhole) {
 TEST_F(TtyTest, ChatterThatNobodyReadsStopsWhenThePtyIsFull) {
     phone.cover.attach();
     const unique_fd tty = openTty();
+    setLines(tty);
     send(tty, "AT%LOGSAVE=0\r");
     phone.cover.setChatter(cover::Chatter{"chatter"});
     journal.waitFor([](const phone::Entry& e) { return e.bytes.starts_with("chatter 1\r\n"); },
@@ -555,7 +549,10 @@ TEST_F(TtyTest, UnreadLinesAreReadBeforeADepartureThatWaitsForThem) {
 TEST_F(TtyTest, DepartureGivesUpOnAPhoneThatNeverReads) {
     phone.cover.attach();
     const unique_fd tty = openTty();
-    phone.cover.send(std::string(100000, 'x'));
+    setLines(tty);
+    std::string lines;
+    while (lines.size() < 100000) lines += "x\n";
+    phone.cover.send(lines);
     phone.cover.detach(Unread::Read);
     EXPECT_FALSE(phone.cover.isAttached());
 }
@@ -579,6 +576,7 @@ TEST_F(TtyTest, HangUpFaultTakesTheCoverAwayAfterWhatWasSent) {
 TEST_F(TtyTest, MoreThanThePtyHoldsArrivesWhole) {
     phone.cover.attach();
     const unique_fd tty = openTty();
+    setLines(tty);
     std::string sent;
     for (int i = 0; sent.size() < 300000; ++i) sent += std::to_string(i) + "\n";
     phone.cover.send(sent);
@@ -592,6 +590,7 @@ TEST_F(TtyTest, FloodWithoutAReaderLeavesTheEmulatorAlive) {
     phone.cover.attach();
     {
         const unique_fd tty = openTty();
+        setLines(tty);
         send(tty, "AT%SWV\r");
         journal.waitFor([](const phone::Entry& e) { return e.kind == Kind::TtyTx; }, first);
         EXPECT_EQ(phone.files.get("/sys/class/tty/ttyACM0/device/../idVendor"), "3e91\n");

@@ -7,6 +7,7 @@
 // runs where worlds are forbidden fails.
 #pragma once
 
+#include <android-base/unique_fd.h>
 #include <gtest/gtest.h>
 
 #include "emulator/phone/Phone.h"
@@ -20,6 +21,10 @@ inline phone::CoverOptions withoutPanel() {
     options.withHid = false;
     return options;
 }
+
+// Gives a tty the service's line settings, with which each read returns one line. Without them the
+// kernel sends back to the cover whatever it says.
+void setLines(const android::base::unique_fd& tty);
 
 class PhoneTest : public testing::Test {
   protected:

@@ -73,8 +73,7 @@ std::optional<Call> readCall(const seccomp_notif& notification);
 
 pid_t taskOf(const seccomp_notif& notification);
 
-// Puts bytes into the buffer that an ioctl's argument points to; false when the task's memory does
-// not take them.
+// Puts bytes where an ioctl's argument points to; false when the task's memory does not take them.
 bool writeReport(const seccomp_notif& notification, const std::string& bytes);
 
 }  // namespace phone
