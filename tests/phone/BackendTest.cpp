@@ -55,12 +55,14 @@ class MemoryBackend : public phone::Backend {
   public:
     explicit MemoryBackend(phone::EventLoop& loop) : mLoop(loop) {}
 
-    // The phone's software: any thread but the emulator's. For how long the open has to wait.
-    std::optional<cover::Time> openTty(bool waited = false) {
-        return mLoop.call([&] {
-            const auto delay = tty().ttyOpened("/dev/ttyACM0", "O_RDWR", waited);
-            if (!delay) tty().dtrSet("/dev/ttyACM0", true);
-            return delay;
+    // The phone's software: any thread but the emulator's.
+    cover::Time wake() {
+        return mLoop.call([&] { return tty().wake(); });
+    }
+    void openTty() {
+        mLoop.call([&] {
+            tty().ttyOpened("/dev/ttyACM0", "O_RDWR");
+            tty().dtrSet("/dev/ttyACM0", true);
         });
     }
     void writeTty(const std::string& bytes) {
@@ -150,7 +152,8 @@ TEST_F(BackendTest, PlaysACoverThatComesAnswersAndGoes) {
     phone.cover.attach();
     EXPECT_THAT(backend->shown().nodes, ElementsAre("memory", "/dev/ttyACM0", "/dev/hidraw0"));
 
-    EXPECT_EQ(backend->openTty(), std::nullopt);
+    EXPECT_EQ(backend->wake(), cover::Time::zero());
+    backend->openTty();
     EXPECT_TRUE(phone.cover.state().dtr);
     backend->writeTty("AT%SWV\r");
     phone.journal().waitFor([](const phone::Entry& entry) {
@@ -189,9 +192,8 @@ TEST_F(BackendTest, OpensOfASuspendedCoverWait) {
     backend->writeFile("/sys/devices/memory/power/control", "auto");
     phone.journal().waitFor([](const phone::Entry& entry) { return entry.note == "suspended"; });
     EXPECT_EQ(phone.files.get("/sys/bus/usb/devices/memory/power/runtime_status"), "suspended\n");
-    EXPECT_EQ(backend->openTty(), std::chrono::hours(1));
-    EXPECT_GT(backend->openTty(), std::chrono::minutes(1));
-    EXPECT_EQ(backend->openTty(true), std::nullopt);
+    EXPECT_EQ(backend->wake(), std::chrono::hours(1));
+    EXPECT_GT(backend->wake(), std::chrono::minutes(1)) << "it is still on the way";
 }
 
 TEST_F(BackendTest, FaultsOfThePanelNeedNoHelpOfIt) {

@@ -141,11 +141,11 @@ TEST_F(UeventTest, BurstOverflowsTheBufferOfAListenerThatDoesNotRead) {
     const std::vector<uint64_t> heard = drainNumbers();
     EXPECT_GT(heard.size(), 100u);
     EXPECT_LT(heard.size(), 250u);
-    EXPECT_EQ(heard.back() - heard.front() + 1, heard.size()) << "the later ones are lost";
     phone.uevents.raiseTouch("BV_PEN_WAKEUP");
     const std::string message = hear().message;
     EXPECT_THAT(message, StartsWith(phone::touchEventMessage("BV_PEN_WAKEUP")));
-    EXPECT_EQ(numberOf(message), heard.front() + kSent) << "the kernel counts the lost ones";
+    // The kernel counts the lost ones too, and those of other phones on this machine.
+    EXPECT_GT(numberOf(message) - heard.back(), kSent - heard.size()) << "the later ones are lost";
 }
 
 TEST_F(UeventTest, BurstOfAWrongSizeIsRefused) {

@@ -24,13 +24,12 @@ inline std::string hidrawNode(int number) {
 class TtyListener {
   public:
     virtual ~TtyListener() = default;
-    // `flags` as text, such as "O_RDWR|O_NOCTTY". The open waits as long as the result says, and is
-    // asked about again: `waited`. None: it is done.
-    virtual std::optional<cover::Time> ttyOpened(const std::string& node, const std::string& flags,
-                                                 bool waited) = 0;
-    // How long the close of a tty that is opened now may have to wait for bytes that the device
-    // does not take; none when it takes all.
-    virtual std::optional<cover::Time> longestClose() const = 0;
+    // Before an open: how long it has to wait until the device is awake.
+    virtual cover::Time wake() { return {}; }
+    // `flags` as text, such as "O_RDWR|O_NOCTTY". Returns how long the close may have to wait for
+    // bytes that the device does not take; none when it takes all.
+    virtual std::optional<cover::Time> ttyOpened(const std::string& node,
+                                                 const std::string& flags) = 0;
     // Returns how many of the bytes the device takes; the others are offered again.
     virtual size_t ttyReceived(const std::string& node, const std::string& bytes) = 0;
     // A close has given up these bytes, which the device did not take.

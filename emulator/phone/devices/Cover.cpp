@@ -176,14 +176,12 @@ void Cover::transmit(const std::string& bytes) {
     mDevice->send(bytes);
 }
 
-std::optional<cover::Time> Cover::ttyOpened(const std::string& node, const std::string& flags,
-                                            bool waited) {
-    const cover::Time delay = mPower.use();
-    if (!waited && delay > cover::Time::zero()) return delay;
-    return TtyRecorder::ttyOpened(node, flags, waited);
+cover::Time Cover::wake() {
+    return mPower.use();
 }
 
-std::optional<cover::Time> Cover::longestClose() const {
+std::optional<cover::Time> Cover::ttyOpened(const std::string& node, const std::string& flags) {
+    TtyRecorder::ttyOpened(node, flags);
     return mController->mayBeDeaf() ? std::optional(mClosingWait) : std::nullopt;
 }
 

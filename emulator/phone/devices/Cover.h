@@ -120,9 +120,9 @@ class Cover : public Subject, private TtyRecorder {
     bool performSome();
     void transmit(const std::string& bytes);
 
-    std::optional<cover::Time> ttyOpened(const std::string& node, const std::string& flags,
-                                         bool waited) override;
-    std::optional<cover::Time> longestClose() const override;
+    cover::Time wake() override;
+    std::optional<cover::Time> ttyOpened(const std::string& node,
+                                         const std::string& flags) override;
     size_t ttyReceived(const std::string& node, const std::string& bytes) override;
     void dtrSet(const std::string& node, bool raised) override;
 

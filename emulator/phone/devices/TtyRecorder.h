@@ -15,10 +15,9 @@ class TtyRecorder : public TtyListener {
   public:
     explicit TtyRecorder(Journal& journal) : mRecord(journal) {}
 
-    // Of itself a device is awake, and takes all bytes.
-    std::optional<cover::Time> longestClose() const override { return std::nullopt; }
-    std::optional<cover::Time> ttyOpened(const std::string& node, const std::string& flags,
-                                         bool /*waited*/) override {
+    // Of itself a device takes all bytes.
+    std::optional<cover::Time> ttyOpened(const std::string& node,
+                                         const std::string& flags) override {
         mRecord.add(Kind::TtyOpen, node, {}, flags);
         return std::nullopt;
     }

@@ -98,15 +98,17 @@ void PluggedDevice::takeHidrawAway() {
 Verdict PluggedDevice::openTty(const OpenCall& call, bool waited) {
     Verdict verdict;
     TtyListener& listener = *mDescription.ttyListener;
-    verdict.askAgainAfter = listener.ttyOpened(mTty->node(), call.nameFlags(), waited);
-    if (verdict.askAgainAfter) return verdict;
+    if (const cover::Time delay = listener.wake(); !waited && delay > cover::Time::zero()) {
+        verdict.askAgainAfter = delay;
+        return verdict;
+    }
     verdict.replacement = mTty->open(call.flags);
     if (!verdict.replacement.ok()) {
         verdict.error = errno;
         return verdict;
     }
     verdict.closeOnExec = (call.flags & O_CLOEXEC) != 0;
-    if (const auto wait = listener.longestClose()) {
+    if (const auto wait = listener.ttyOpened(mTty->node(), call.nameFlags())) {
         mClosingWait = *wait;
         verdict.numbers = kTtyNumbers;
     }

@@ -24,7 +24,7 @@ struct Verdict {
     std::optional<int64_t> result;         // answer with this value
     bool closeOnExec = false;              // of the replacement
     std::optional<Numbers> numbers;        // the replacement gets one of these
-    std::string output;              // goes into an ioctl's argument, with `result`
+    std::string output;                    // goes into an ioctl's argument, with `result`
     // Nothing is answered yet: ask again after this time, or when decideWaiting() says so.
     std::optional<cover::Time> askAgainAfter;
 };
