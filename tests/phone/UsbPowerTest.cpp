@@ -174,7 +174,7 @@ TEST_F(UsbPowerTest, OthersGoOnWhileAnOpenWaitsAndAnUnpluggingEndsItsWait) {
     EXPECT_TRUE(unique_fd(open(phone::kHalReady, O_WRONLY | O_CLOEXEC)).ok());
     phone.cover.detach();
     opener.join();
-    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(error, ENODEV);
     EXPECT_THAT(journal.list(Kind::TtyOpen, first), IsEmpty());
 }
 

@@ -54,8 +54,8 @@ void PluggedDevice::publish() {
                      settings == kept.end() ? std::nullopt : std::optional(settings->second));
         mBackend.loop().watch(mTty->events(), POLLIN, [this](short) {
             mTty->takeEvent();
-            mTty->flush();
             readTty();
+            mTty->flush();
         });
     }
     mUsb.publish();

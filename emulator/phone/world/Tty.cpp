@@ -44,9 +44,8 @@ Tty::Tty(int number, const std::optional<termios>& settings)
         throwErrno("cannot make a pty");
     }
     mPty = name;
-    // A pty shows that it is closed only once it has been open.
-    const unique_fd slave(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (!slave.ok()) throwErrno("cannot open " + mPty);
+    mSlave.reset(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!mSlave.ok()) throwErrno("cannot open " + mPty);
     const termios first = settings.value_or(driverSettings(this->settings()));
     if (tcsetattr(mMaster.get(), TCSANOW, &first) != 0) throwErrno("cannot set up " + mPty);
     watch(EPOLL_CTL_ADD, false);
@@ -62,6 +61,7 @@ void Tty::publish() {
 }
 
 void Tty::hangUp() {
+    mSlave.reset();
     mMaster.reset();
 }
 
@@ -71,10 +71,12 @@ bool Tty::isAt(const std::string& path) const {
     return path == mPty || (path == mNode && fs::read_symlink(path, error) == mPty);
 }
 
-unique_fd Tty::open(int flags) const {
+unique_fd Tty::open(int flags) {
     const bool isFirst = !isOpen();
     unique_fd slave(::open(mPty.c_str(), flags | O_NOCTTY | O_CLOEXEC));
-    if (slave.ok() && isFirst) tcflush(slave.get(), TCIFLUSH);
+    if (!slave.ok()) return slave;
+    if (isFirst) tcflush(slave.get(), TCIFLUSH);
+    mSlave.reset();
     return slave;
 }
 
@@ -87,6 +89,7 @@ termios Tty::settings() const {
 
 bool Tty::isOpen() const {
     if (isHungUp()) return false;
+    if (mSlave.ok()) return mIsUsedUnseen;
     pollfd state = {mMaster.get(), 0, 0};
     return poll(&state, 1, 0) == 0;
 }
@@ -115,6 +118,7 @@ std::string Tty::read() {
         if (count <= 0) break;
         bytes.append(buffer, static_cast<size_t>(count));
     }
+    if (!bytes.empty()) mIsUsedUnseen = true;
     return bytes;
 }
 

@@ -1,9 +1,9 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // One attachment of an ACM tty: a new pty behind /dev/ttyACM<n>. Emulator thread only.
 //
-// No descriptor of the pty's slave is kept: so the kernel hangs the master up at the last close of
-// the phone's software, and no close need be supervised. (A count of inotify's events would be
-// wrong: it merges two that are alike.)
+// From the first open on no descriptor of the pty's slave is kept: so the kernel hangs the master
+// up at the last close of the phone's software, and no close need be supervised. (A count of
+// inotify's events would be wrong: it merges two that are alike.)
 #pragma once
 
 #include <optional>
@@ -44,7 +44,7 @@ class Tty {
 
     // Opens it for the phone's software, with its flags; on failure errno says why. What was left
     // unread at the last close is dropped, as the kernel does.
-    android::base::unique_fd open(int flags) const;
+    android::base::unique_fd open(int flags);
     // Whether the phone's software has a descriptor of it.
     bool isOpen() const;
 
@@ -72,6 +72,10 @@ class Tty {
     // closed.
     android::base::unique_fd mEvents;
     bool mAwaitsRoom = false;
+    // Held until the first open(). A program without the filter opens the pty unseen, and its
+    // closes then cost no wake-up.
+    android::base::unique_fd mSlave;
+    bool mIsUsedUnseen = false;  // such a program has written
     bool mPublished = false;
     std::string mPending;
 };
