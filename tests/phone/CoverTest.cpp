@@ -288,6 +288,7 @@ TEST_F(CoverTest, YesToTheRecoveryNodeMakesItComeBackFresh) {
     const Watch watch("/dev");
     {
         const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        support::setLines(tty);
         ASSERT_EQ(write(tty.get(), "ATE0\r", 5), 5);
         journal.waitFor(phone::is(Kind::TtyTx, "ATE0\r\r\nOK\r\n"), first);
         EXPECT_FALSE(phone.cover.state().echo);
@@ -323,6 +324,7 @@ TEST_F(CoverTest, CommandTakesItToItsLoaderAndAnAttachmentBack) {
     const Watch bus("/dev/bus/usb/001");
     {
         const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        support::setLines(tty);
         ASSERT_EQ(write(tty.get(), "AT%GODLOAD\r", 11), 11);
         char answer[64];
         // The answer is read before the tty goes.
@@ -431,6 +433,7 @@ TEST_F(CoverTest, HundredCyclesLeaveDescriptorsAndThreadsWhereTheyWere) {
     const auto cycle = [this] {
         phone.cover.attach();
         const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+        support::setLines(tty);
         ASSERT_EQ(write(tty.get(), "AT%SWV\r", 7), 7);
         const unique_fd node(open(phone::kHalReady, O_WRONLY));
         ASSERT_EQ(write(node.get(), "Y", 1), 1);

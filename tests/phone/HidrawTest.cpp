@@ -446,6 +446,7 @@ TEST_F(OpenTimeTest, HoldsUpNoOtherCall) {
     }
     EXPECT_EQ(access(phone::kHalReady, F_OK), 0);
     const unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
+    support::setLines(tty);
     EXPECT_EQ(write(tty.get(), "AT\r", 3), 3);
     EXPECT_THAT(journal.list(Kind::TtyRx, first), ElementsAre("AT\r"));
     const unique_fd node(open(phone::kHalReady, O_WRONLY));

@@ -47,7 +47,7 @@ TEST_F(ProgramTest, GivesTheExitStatusOfTheProgram) {
 TEST_F(ProgramTest, ProgramMeetsTheCover) {
     const Outcome outcome = runShell(
             "cat /sys/class/tty/ttyACM0/device/../idVendor; "
-            "printf 'AT%%SWV\\r' > /dev/ttyACM0; head -c 6 /dev/ttyACM0");
+            "exec 3<>/dev/ttyACM0; stty raw -echo <&3; printf 'AT%%SWV\\r' >&3; head -c 6 <&3");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "3e91\nAT%SWV");
 }
@@ -654,7 +654,8 @@ TEST_F(ProgramTest, DeclaredNeighboursStandInTheRegistryUntilTheEmulatorEnds) {
 TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {
     const Outcome outcome = runShell(kEmulator +
                                      " ctl fault 'on AT answer \"hello\\n\" times 1'; "
-                                     "printf 'AT\\r' > /dev/ttyACM0; head -n 1 /dev/ttyACM0; " +
+                                     "exec 3<>/dev/ttyACM0; stty raw -echo <&3; "
+                                     "printf 'AT\\r' >&3; head -n 1 <&3; " +
                                      kEmulator +
                                      " ctl fault node /sys/power/wake_lock unreadable; "
                                      "cat /sys/power/wake_lock || echo refused");
