@@ -283,10 +283,12 @@ TEST_F(ControlTest, GivesTheCoverABannerAndTakesItAway) {
     EXPECT_EQ(get("/v1/state").body["banner"], "mcu\\x00 up");
     phone.cover.attach();
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("mcu\0 up\r\n", 9));
-    const Reply wrong = put("/v1/cover", {{"banner", "two\\r\\nlines"}, {"version", "AB-1_x"}});
+    const Reply wrong = put("/v1/cover",
+                            {{"banner", "two\\r\\nlines"}, {"version", "AB-1_x"}, {"wake_ms", 70}});
     EXPECT_EQ(wrong.status, 409);
     EXPECT_EQ(wrong.body["error"], "a banner holds no line ends");
     EXPECT_NE(phone.cover.options().version, "AB-1_x");
+    EXPECT_EQ(phone.usbPower.options().wakeTime, std::chrono::milliseconds(0));
     EXPECT_EQ(put("/v1/cover", {{"banner", ""}}).status, 200);
     phone.cover.reattach();
     EXPECT_EQ(journal.joined(Kind::TtyTx, first), std::string("mcu\0 up\r\n", 9));

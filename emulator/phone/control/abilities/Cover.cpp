@@ -55,7 +55,6 @@ void setPower(Phone& phone, const Json& given) {
 }
 
 void setCover(Phone& phone, const Json& given) {
-    setPower(phone, given);
     cover::Options options = phone.cover.options();
     take(given, "version", options.version);
     take(given, "cutout", options.cutout);
@@ -74,7 +73,9 @@ void setCover(Phone& phone, const Json& given) {
     } else {
         take(given, "hot_plug_polls", options.hotPlugPolls);
     }
+    // Refuses a wrong text; what follows refuses nothing.
     phone.cover.setOptions(options);
+    setPower(phone, given);
     cover::Time closingWait = phone.cover.closingWait();
     takeMs(given, "closing_wait_ms", closingWait);
     phone.cover.setClosingWait(closingWait);
