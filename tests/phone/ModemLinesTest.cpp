@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/syscall.h>
+
 #include "tests/phone/TtyTest.h"
 
 namespace {
