@@ -91,7 +91,8 @@ PHONE = r"""
 : >"$work/service.log"
 bivista-emulator run >>"$work/service.log" 2>&1 &
 phone=$!
-trap 'kill $phone; wait $phone' EXIT
+# A subshell that Ctrl-C ends runs the trap, too.
+trap '[ $BASHPID != $$ ] || { kill $phone; wait $phone; }' EXIT
 for line in 'bv_update_state : ATCMD_Status' 'setSubDisplayPowerState --'; do
     until grep -qaF -- "$line" "$work/service.log"; do
         kill -0 $phone || { cat "$work/service.log"; exit 1; }
