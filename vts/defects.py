@@ -158,7 +158,7 @@ DEFECTS = [
     defect("upgrade asked for and cancelled", "kernel/firmware/FirmwareUpgrade.cpp",
            replace("kUpgrade = {1,", "kUpgrade = {0,"), phone="newer image"),
     defect("upgrade started instead of cancelled", "kernel/firmware/FirmwareUpgrade.cpp",
-           replace("kCancel = {0,", "kCancel = {1,"), phone="older image",
+           replace("kCancel = {0,", "kCancel = {1,"), phone="slow upgrade",
            tests="FirmwareFileTest:PanelTest"),
     defect("cancelled upgrade answered FAIL", "kernel/firmware/FirmwareUpgrade.cpp",
            replace("    return control(kCancel);", "    return control(kCancel), Status::FAIL;"),
