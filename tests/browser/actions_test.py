@@ -140,11 +140,11 @@ class ActionsTest(PageCase):
         met = lambda: [(self.page.find_in(item, "code").text, self.page.find_in(item, ".met").get_attribute("data-met"))
                        for item in self.page.find_all("#faults li")]
         told = lambda: [(fault["fault"], str(fault["met"])) for fault in self.phone.state()["faults_met"]]
-        equals(met, told())
+        equals(met, told)
         self.phone.client("at", "AT%SWV")
         self.phone.client("at", "AT%SWV")
         until(lambda: told()[0][1] == "2")
-        equals(met, told())
+        equals(met, told)
         self.page.shoot("faults")
         self.page.find("clear-faults").click()
         equals(self.phone.state()["faults"].copy, [])

@@ -29,12 +29,12 @@ class CoverTest(PageCase):
                 **{name: numbers(element.get_attribute(f"data-{name}")) for name in ("rgb", "tune")}}
 
     def same_screen(self):
-        equals(self.screen, self.phone.state()["screen"])
+        equals(self.screen, lambda: self.phone.state()["screen"])
 
     def same_panel(self):
         grey = lambda level: [17 * level, 17 * level, 17 * level, 255]
-        wanted = [sum(map(grey, line), []) for line in self.phone.levels()]
-        until(lambda: self.page.script(PANEL) == wanted, "the panel's pixels")
+        wanted = lambda: [sum(map(grey, line), []) for line in self.phone.levels()]
+        until(lambda: self.page.script(PANEL) == wanted(), "the panel's pixels")
 
     def test_the_screen_is_dark_or_lit_with_its_brightness_and_colours(self):
         self.phone.client("power", "off")
@@ -90,14 +90,14 @@ class CoverTest(PageCase):
         for level in ("255", "60"):
             self.phone.client("sub", "brightness", level)
             until(lambda wanted=level: state()["brightness"] == wanted)
-            equals(panel, state())
+            equals(panel, state)
             shades.append(sum(self.page.colour("sub-display")))
         self.assertGreater(shades[0], shades[1])
         self.phone.ctl("subdisplay", "--width", "96", "--height", "40")
-        equals(panel, state())
+        equals(panel, state)
         self.assertEqual(panel()["width"], "96")
         self.phone.reset()
-        equals(panel, state())
+        equals(panel, state)
 
     def test_an_upgrade_shows_its_progress_and_goes_when_it_is_over(self):
         self.phone.ctl("firmware", "put", "BV330-V20k_20220101.dfu")

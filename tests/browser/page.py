@@ -73,7 +73,11 @@ class Page:
         self.await_loaded()
 
     def await_loaded(self):
-        until(lambda: self.script("return window.bivista?.items > 0"), "items")
+        try:
+            until(lambda: self.script("""
+                return window.bivista?.items > 0 && !document.getElementById("plug").disabled"""), "items")
+        except AssertionError as error:
+            raise AssertionError(f"{error} {self.text('status')} {self.complaints()}") from None
 
     def size(self, width, height):
         self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
@@ -119,5 +123,5 @@ class Page:
         return self.browser.execute_async_script(PIXELS, f"data:image/png;base64,{picture}")
 
     def complaints(self):
-        """What the browser's console says: a page in order says nothing."""
-        return [entry["message"] for entry in self.browser.get_log("browser")]
+        """What the browser's console says: a page in order says nothing. That pixels are read is a test's doing."""
+        return [entry["message"] for entry in self.browser.get_log("browser") if entry["source"] != "rendering"]

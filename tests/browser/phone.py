@@ -16,6 +16,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BIN = ROOT / "build/release/bin"
 EMULATOR = BIN / "bivista-emulator"
 ADDRESS = re.compile(r"http://127\.0\.0\.1:(\d+)/[0-9a-f]{32}/")
+# Members that an entry of the journal leaves out.
+EMPTY = {"path": "", "bytes": "", "note": ""}
 # No wait in vain is longer, in seconds.
 PATIENCE = 60
 
@@ -31,11 +33,11 @@ def until(condition, what=""):
 
 
 def equals(read, wanted):
-    """Waits until a value is the wanted one."""
+    """Waits until a value is the wanted one, which may change meanwhile where it is read, too."""
     end = time.monotonic() + PATIENCE
-    while (value := read()) != wanted:
+    while (value := read()) != (goal := wanted() if callable(wanted) else wanted):
         if time.monotonic() > end:
-            raise AssertionError(f"waited in vain for {wanted!r}: {value!r}")
+            raise AssertionError(f"waited in vain for {goal!r}: {value!r}")
         time.sleep(0.02)
 
 
@@ -133,7 +135,8 @@ class Phone:
                               stdout=subprocess.PIPE).stdout
 
     def run(self, program, *words):
-        subprocess.run([BIN / program, *words], env=self.environment, check=True, stdout=subprocess.DEVNULL)
+        subprocess.run([BIN / program, *words], env=self.environment, cwd=ROOT, check=True,
+                       stdout=subprocess.DEVNULL)
 
     def ctl(self, *words):
         self.run("bivista-emulator", "ctl", *words)
@@ -171,7 +174,7 @@ class Phone:
         while (page := self.request("GET", f"/v1/journal?since={since}&limit=10000"))["entries"]:
             entries += page["entries"]
             since = page["next"]
-        return [entry for entry in entries if all(entry[name] == value for name, value in fields.items())]
+        return [{**EMPTY, **entry} for entry in entries if all(entry.get(name) == value for name, value in fields.items())]
 
     def reset(self):
         """As at the start, with a cover that the service has dealt with."""

@@ -8,7 +8,7 @@ from selenium.webdriver import ActionChains
 import trace_events
 from case import PageCase
 from page import numbers
-from phone import equals, until
+from phone import EMPTY, equals, until
 
 LANES = ("at", "panel", "nodes", "uevents", "usb", "calls", "emulator")
 # A late answer is longer than what the page, the machine's load and a rounding add to it.
@@ -173,7 +173,7 @@ class TimelineTest(PageCase):
         return file.read_text(encoding="utf-8")
 
     def test_the_journal_is_exported_line_by_line(self):
-        lines = [json.loads(line) for line in self.download("export-journal").splitlines()]
+        lines = [{**EMPTY, **json.loads(line)} for line in self.download("export-journal").splitlines()]
         self.assertEqual(lines, self.phone.journal()[:len(lines)])
         self.assertGreater(len(lines), 20)
 
