@@ -24,6 +24,11 @@ foreach(file ${page_files})
     embed(${name} ${file})
 endforeach()
 
+# Debian's libjs-chart.js; package/copyright tells its licence.
+find_file(CHART_JS chart.min.js PATHS /usr/share/javascript/chart.js NO_DEFAULT_PATH
+    NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+embed(chart.js ${CHART_JS})
+
 configure_file(Embedded.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/Embedded.cpp @ONLY)
 set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/Embedded.cpp PROPERTIES
     OBJECT_DEPENDS "${compressed_files}")
