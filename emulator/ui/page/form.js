@@ -15,13 +15,13 @@ const isText = (argument) => argument.type === "text" || argument.type === "byte
 // A text of several words is one value; of other arguments each word is a request.
 const isSeries = (argument) => argument.many && argument.type !== "text";
 
-function hintOf(argument) {
-    const parts = [];
-    if (argument.help) parts.push(argument.help);
-    if (argument.type === "integer" && argument.most < 2 ** 31 - 1) parts.push(`${argument.least} to ${argument.most}`);
-    if (argument.default !== undefined && argument.type !== "boolean") parts.push(`without: ${argument.default}`);
-    if (isText(argument) && !argument.required && !argument.words) parts.push(`${EMPTY} is an empty text`);
-    return parts.join("; ");
+const mayBeEmpty = (argument) => isText(argument) && !argument.required && !argument.words;
+
+// What stands in an empty field: its default, or else its range.
+function placeholderOf(argument) {
+    if (argument.default !== undefined) return String(argument.default);
+    if (argument.type !== "integer" || argument.most >= 2 ** 31 - 1) return "";
+    return [`${argument.least} to ${argument.most}`, ...(argument.words ?? [])].join(", or ");
 }
 
 function choiceOf(argument, id) {
@@ -39,6 +39,7 @@ function inputOf(argument, id, examples) {
     if (isClosed || argument.type === "boolean") return choiceOf(argument, id);
     const input = make("input", {type: "text", name: argument.name, id, autocomplete: "off", spellcheck: false});
     input.setAttribute("autocapitalize", "off");
+    input.placeholder = placeholderOf(argument);
     if (argument.type === "integer" && !argument.words) input.inputMode = "numeric";
     if (argument.required) input.setAttribute("aria-required", "true");
     const suggestions = argument.words ?? examples;
@@ -78,9 +79,8 @@ function fieldOf(argument, examples) {
         field.append(make("datalist", {id: `${id}-words`}, ...(argument.words ?? examples).map((value) => make("option", {value}))));
     }
     if (argument.words && isSeries(argument)) field.append(wordButtons(argument, input));
-    const hint = hintOf(argument);
-    if (hint) {
-        field.append(make("span", {className: "hint", id: `${id}-hint`, textContent: hint}));
+    if (argument.help) {
+        field.append(make("span", {className: "hint", id: `${id}-hint`, textContent: argument.help}));
         input.setAttribute("aria-describedby", `${id}-hint`);
     }
     return {argument, input, field};
@@ -176,6 +176,7 @@ export function makeForm(ability, request, examples) {
     form.setAttribute("aria-label", `${ability.name}: ${button.textContent}`);
     if (fields.length > 0) form.append(make("div", {className: "fields"}, ...fields.map(({field}) => field)));
     const output = make("output", {className: "answer"});
+    if (shown.some(mayBeEmpty)) form.append(make("p", {className: "hint", textContent: `${EMPTY} stands for an empty text.`}));
     if (request.help) form.append(make("p", {className: "hint", textContent: request.help}));
     form.append(make("div", {className: "send"}, button, commandLine(ability, request, fields, form)), output);
     form.addEventListener("submit", (event) => {
