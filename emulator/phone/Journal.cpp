@@ -1,36 +1,18 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/Journal.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-
-#include "emulator/cover/Text.h"
-
 namespace phone {
 
 using android::base::unique_fd;
 
 namespace {
-
-constexpr std::pair<Kind, std::string_view> kNames[] = {
-        {Kind::Attach, "attach"},        {Kind::Detach, "detach"},
-        {Kind::TtyOpen, "tty-open"},     {Kind::Dtr, "dtr"},
-        {Kind::TtyRx, "tty-rx"},         {Kind::TtyTx, "tty-tx"},
-        {Kind::NodeOpen, "node-open"},   {Kind::NodeWrite, "node-write"},
-        {Kind::NodeClose, "node-close"}, {Kind::NodeRefused, "node-refused"},
-        {Kind::NodeSet, "node-set"},     {Kind::KernelLog, "klog"},
-        {Kind::HidOpen, "hid-open"},     {Kind::HidGet, "hid-get"},
-        {Kind::HidSet, "hid-set"},       {Kind::HidWrite, "hid-write"},
-        {Kind::HidClose, "hid-close"},   {Kind::HidlCall, "hidl-call"},
-        {Kind::Uevent, "uevent"},        {Kind::Upgrade, "upgrade"},
-        {Kind::Property, "property"},    {Kind::Fault, "fault"},
-        {Kind::TtyLost, "tty-lost"},     {Kind::UsbPower, "usb-power"},
-};
 
 // What the text takes besides its string object: an allocation, when it is not a short one.
 size_t weigh(const std::string& text) {
@@ -48,41 +30,6 @@ size_t sizeOfTexts(const Entry& entry) {
 }
 
 }  // namespace
-
-std::string_view name(Kind kind) {
-    for (const auto& [named, text] : kNames) {
-        if (named == kind) return text;
-    }
-    return "unknown";
-}
-
-std::string toJson(const Entry& entry) {
-    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(entry.time);
-    nlohmann::ordered_json json = {
-            {"seq", entry.seq}, {"time_us", microseconds.count()}, {"kind", name(entry.kind)}};
-    if (!entry.path.empty()) json["path"] = cover::escape(entry.path);
-    if (!entry.bytes.empty()) json["bytes"] = cover::escape(entry.bytes);
-    if (!entry.note.empty()) json["note"] = cover::escape(entry.note);
-    return json.dump();
-}
-
-Match is(Kind kind, std::string bytes) {
-    return [kind, bytes = std::move(bytes)](const Entry& entry) {
-        return entry.kind == kind && entry.bytes == bytes;
-    };
-}
-
-Match beginsWith(Kind kind, std::string bytes) {
-    return [kind, bytes = std::move(bytes)](const Entry& entry) {
-        return entry.kind == kind && entry.bytes.starts_with(bytes);
-    };
-}
-
-Match isOn(Kind kind, std::string path, std::string bytes) {
-    return [kind, path = std::move(path), bytes = std::move(bytes)](const Entry& entry) {
-        return entry.kind == kind && entry.path == path && entry.bytes == bytes;
-    };
-}
 
 bool Journal::writeTo(const std::string& path) {
     unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
@@ -111,22 +58,50 @@ void Journal::writeToFile(std::string_view line) {
     }
 }
 
+void Journal::keep(Entry entry) {
+    mBytes += weigh(entry);
+    mEntries.push_back(std::move(entry));
+    while (mEntries.size() > kMaxEntries || mBytes > kMaxBytes) {
+        mBytes -= weigh(mEntries.front());
+        mEntries.pop_front();
+    }
+}
+
 void Journal::add(Kind kind, std::string path, std::string bytes, std::string note) {
     {
         const android::AutoMutex lock(mLock);
         Entry entry = {mNext++,
                        std::chrono::steady_clock::now() - mStart,
+                       std::chrono::system_clock::now().time_since_epoch(),
                        kind,
                        std::move(path),
                        std::move(bytes),
                        std::move(note)};
         if (mFile.ok()) writeToFile(toJson(entry) + "\n");
-        mBytes += weigh(entry);
-        mEntries.push_back(std::move(entry));
-        while (mEntries.size() > kMaxEntries || mBytes > kMaxBytes) {
-            mBytes -= weigh(mEntries.front());
-            mEntries.pop_front();
+        keep(std::move(entry));
+    }
+    mAdded.notify_all();
+}
+
+void Journal::add(Past past) {
+    {
+        const android::AutoMutex lock(mLock);
+        const auto ago = std::chrono::steady_clock::now() - past.begin;
+        Entry entry = {mNext++,
+                       std::max(past.begin - mStart, std::chrono::nanoseconds(0)),
+                       std::chrono::system_clock::now().time_since_epoch() - ago,
+                       past.kind,
+                       std::move(past.path),
+                       std::move(past.bytes),
+                       std::move(past.note),
+                       past.duration};
+        if (mFile.ok()) {
+            Entry whole = entry;
+            if (!past.wholeBytes.empty()) whole.bytes = std::move(past.wholeBytes);
+            if (!past.wholeNote.empty()) whole.note = std::move(past.wholeNote);
+            writeToFile(toJson(whole) + "\n");
         }
+        keep(std::move(entry));
     }
     mAdded.notify_all();
 }

@@ -10,65 +10,26 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include <android-base/unique_fd.h>
 #include <utils/Mutex.h>
 
+#include "emulator/phone/Entry.h"
+
 namespace phone {
 
-enum class Kind {
-    Attach,       // a device came; path: its node or USB name; note: its identity
-    Detach,       // it went; without a path: it does not come back, and the note says why
-    TtyOpen,      // the phone opened a tty; note: open flags
-    Dtr,          // a tty's DTR line changed; note: "raised" or "lowered"
-    TtyRx,        // the cover received `bytes`; one entry a command ("\r" ends it) or less
-    TtyLost,      // a close of the tty gave up `bytes`, which the cover did not take
-    TtyTx,        // the cover sent `bytes`, in one piece
-    NodeOpen,     // a control file was opened for writing, or with a fault; note: open flags, and
-                  // the fault if any
-    NodeWrite,    // one write() of `bytes`, exactly
-    NodeClose,    // the last descriptor of that open is gone
-    NodeRefused,  // an open or access test was refused by a fault; note: the error
-    NodeSet,      // the emulator gave a file new content `bytes`, or removed it (note "removed")
-    KernelLog,    // one message for the kernel log
-    HidOpen,      // the panel's hidraw node was opened; note: open flags, and the error if any
-    HidGet,       // its feature report `bytes` was read; note: the error, or none
-    HidSet,    // its feature report `bytes` was written; note: the error or the bytes that passed
-    HidWrite,  // one output report `bytes`; note: the error, or the bytes that passed if not all
-    HidClose,  // the last descriptor of that open is gone
-    HidlCall,  // a neighbour service answered; path: interface and method; bytes: the arguments;
-               // note: the answer
-    Uevent,    // the kernel raises the uevent `bytes`; note: "forged" when a process sends it
-    Upgrade,   // of the cover's firmware; path: the image's file name; note: what became of it
-    Property,  // path: the key; bytes: its new value
-    Fault,     // bytes: the text of a fault that was set; empty: all were cleared
-    UsbPower,  // the kernel suspended the device `path`, or woke it; note: "suspended", "resumed"
-};
-
-// "tty-rx", "node-write", ...: as in the JSON. All names differ.
-std::string_view name(Kind kind);
-
-struct Entry {
-    uint64_t seq = 0;                 // 1, 2, 3, ...
-    std::chrono::nanoseconds time{};  // monotonic, since the journal was made
-    Kind kind = Kind::Attach;
+// Something that lasted, such as a call.
+struct Past {
+    Kind kind = Kind::ClientCall;
+    std::chrono::steady_clock::time_point begin{};
+    std::chrono::nanoseconds duration{};
     std::string path;
-    std::string bytes;
+    std::string bytes;  // short, for the memory
     std::string note;
+    std::string wholeBytes{};  // for the file; empty: as `bytes`
+    std::string wholeNote{};
 };
-
-// One line of JSON without a line end: seq, time_us, kind, path, bytes, note (the last three only
-// when not empty). Bytes are cover::escape() text, so any byte comes back by cover::unescape().
-std::string toJson(const Entry& entry);
-
-using Match = std::function<bool(const Entry&)>;
-
-// Matches for waitFor(): kind and exact bytes; kind and first bytes; kind, path and exact bytes.
-Match is(Kind kind, std::string bytes);
-Match beginsWith(Kind kind, std::string bytes);
-Match isOn(Kind kind, std::string path, std::string bytes);
 
 // Any thread may use it at any time. The oldest entries are dropped beyond kMaxEntries or
 // kMaxBytes.
@@ -94,6 +55,9 @@ class Journal {
     void add(Kind kind, std::string path, std::string bytes = {}, std::string note = {})
             EXCLUDES(mLock);
 
+    // Adds what is over already; the entry's time is its begin.
+    void add(Past past) EXCLUDES(mLock);
+
     // Sequence number that the next entry will have.
     uint64_t next() const EXCLUDES(mLock);
 
@@ -117,6 +81,8 @@ class Journal {
     // The first match from entry *seq on; *seq moves past what was looked at.
     const Entry* find(const Match& match, uint64_t* seq) const REQUIRES(mLock);
     void writeToFile(std::string_view line) REQUIRES(mLock);
+    // Drops the oldest entries where the bounds ask for it.
+    void keep(Entry entry) REQUIRES(mLock);
 
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     std::function<void()> mSync;

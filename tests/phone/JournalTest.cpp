@@ -7,13 +7,9 @@
 
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <thread>
 
 #include <unistd.h>
-#include <nlohmann/json.hpp>
-
-#include "emulator/cover/Text.h"
 
 namespace {
 
@@ -22,12 +18,6 @@ using phone::Journal;
 using phone::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::string everyByte() {
-    std::string bytes;
-    for (int i = 0; i < 256; ++i) bytes.push_back(static_cast<char>(i));
-    return bytes;
-}
 
 TEST(JournalTest, NumbersEntriesFromOneInOrderOfTime) {
     Journal journal;
@@ -65,25 +55,6 @@ TEST(JournalTest, GivesNoMoreThanAsked) {
     EXPECT_EQ(count(SIZE_MAX, 6), 1u);
     EXPECT_EQ(count(SIZE_MAX, 7), 2u);
     EXPECT_EQ(journal.since(3, 2, 6).front().bytes, "c");
-}
-
-TEST(JournalTest, JsonBringsEveryByteBack) {
-    const Entry entry = {
-            7, std::chrono::microseconds(12), Kind::NodeWrite, "/sys/\xff", everyByte(), "a\nb"};
-    const std::string line = toJson(entry);
-    EXPECT_EQ(line.find('\n'), std::string::npos);
-    const nlohmann::json json = nlohmann::json::parse(line);
-    EXPECT_EQ(json.at("seq"), 7);
-    EXPECT_EQ(json.at("time_us"), 12);
-    EXPECT_EQ(json.at("kind"), "node-write");
-    EXPECT_EQ(cover::unescape(json.at("bytes").get<std::string>()), everyByte());
-    EXPECT_EQ(cover::unescape(json.at("path").get<std::string>()), "/sys/\xff");
-    EXPECT_EQ(cover::unescape(json.at("note").get<std::string>()), "a\nb");
-}
-
-TEST(JournalTest, JsonLeavesOutWhatIsEmpty) {
-    EXPECT_EQ(toJson(Entry{1, {}, Kind::Fault, "", "", ""}),
-              R"({"seq":1,"time_us":0,"kind":"fault"})");
 }
 
 TEST(JournalTest, WaitsForAnEntryThatComesLater) {
@@ -144,19 +115,54 @@ TEST(JournalTest, WritesEachEntryToItsFile) {
     std::filesystem::remove(path);
 }
 
+// What lasted has the clocks of its begin. The memory keeps the short texts, the file the whole.
+TEST(JournalTest, AddsWhatIsOver) {
+    using std::chrono::milliseconds;
+    const std::string path =
+            std::filesystem::temp_directory_path() / ("journal-past-" + std::to_string(getpid()));
+    Journal journal;
+    ASSERT_TRUE(journal.writeTo(path));
+    const auto begin = std::chrono::steady_clock::now();
+    journal.add(Kind::TtyRx, "/dev/x", "a\r");
+    journal.add({.kind = Kind::ClientCall,
+                 .begin = begin,
+                 .duration = milliseconds(3),
+                 .path = "IBivista.sendAtCommand",
+                 .bytes = "short",
+                 .note = "[\"OK\"]",
+                 .wholeBytes = "whole"});
+    // One that began before the journal.
+    journal.add({.kind = Kind::ClientCallback, .begin = begin - std::chrono::hours(1)});
+    const std::vector<Entry> entries = journal.since(1);
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[1].seq, 2u);
+    EXPECT_LE(entries[1].time, entries[0].time);
+    EXPECT_EQ(entries[1].duration, milliseconds(3));
+    EXPECT_EQ(entries[1].bytes, "short");
+    EXPECT_EQ(entries[2].time, milliseconds(0));
+    EXPECT_FALSE(entries[0].duration);
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    std::getline(file, line);
+    EXPECT_THAT(line,
+                testing::HasSubstr(R"("bytes":"whole","note":"[\\\"OK\\\"]","duration_us":3000})"));
+    std::filesystem::remove(path);
+}
+
+TEST(JournalTest, WallClockIsThatOfTheMoment) {
+    Journal journal;
+    const auto now = [] { return std::chrono::system_clock::now().time_since_epoch(); };
+    const auto before = now();
+    journal.add(Kind::TtyRx, "/dev/x", "a\r");
+    EXPECT_GE(journal.since(1)[0].wall, before);
+    EXPECT_LE(journal.since(1)[0].wall, now());
+}
+
 TEST(JournalTest, FileThatCannotBeMadeIsReported) {
     Journal journal;
     EXPECT_FALSE(journal.writeTo("/nowhere/journal"));
     EXPECT_EQ(errno, ENOENT);
-}
-
-TEST(JournalTest, NamesOfKindsDiffer) {
-    std::set<std::string_view> names;
-    for (int kind = 0; kind <= static_cast<int>(Kind::UsbPower); ++kind) {
-        names.insert(name(static_cast<Kind>(kind)));
-    }
-    EXPECT_EQ(names.size(), static_cast<size_t>(Kind::UsbPower) + 1);
-    EXPECT_EQ(names.count("unknown"), 0u);
 }
 
 TEST(JournalTest, ManyThreadsWriteAndWait) {
