@@ -23,7 +23,8 @@ constexpr char kForbidden[] = "HTTP/1.1 403 Forbidden\r\n";
 
 constexpr char kWrongAddress[] =
         "this is not the address of a page of the program that runs here; each start has a new "
-        "address: open the one that \"bivista-emulator ui\" or \"run --ui\" has printed, or ui.html "
+        "address: open the one that \"bivista-emulator ui\" or \"run --ui\" has printed, or "
+        "ui.html "
         "in the emulator's socket folder\n";
 
 class AccessTest : public UiTest {
@@ -61,10 +62,10 @@ TEST_F(AccessTest, AnOldPageIsToldWhereTheNewOneIs) {
     old.reset();
     const Ui ui({"--port", port});
     const std::string values = R"({"method":"POST","path":"/v1/detach","values":{}})";
-    const std::string answer =
-            ui.raw("POST " + path + " HTTP/1.1\r\nHost: " + ui.host() + "\r\nOrigin: " +
-                   ui.origin() + "\r\nContent-Type: application/json\r\nContent-Length: " +
-                   std::to_string(values.size()) + "\r\n\r\n" + values);
+    const std::string answer = ui.raw("POST " + path + " HTTP/1.1\r\nHost: " + ui.host() +
+                                      "\r\nOrigin: " + ui.origin() +
+                                      "\r\nContent-Type: application/json\r\nContent-Length: " +
+                                      std::to_string(values.size()) + "\r\n\r\n" + values);
     expectForbidden(answer, kWrongAddress);
 }
 
@@ -72,8 +73,8 @@ TEST_F(AccessTest, AnOldPageIsToldWhereTheNewOneIs) {
 TEST_F(AccessTest, OtherHostsAreRefused) {
     const Ui ui;
     const std::string port = std::to_string(ui.port());
-    const std::string why = "this page is at 127.0.0.1:" + port + " and localhost:" + port +
-                            " alone\n";
+    const std::string why =
+            "this page is at 127.0.0.1:" + port + " and localhost:" + port + " alone\n";
     const std::string line = "GET " + ui.path("") + " HTTP/1.1\r\n";
     for (const std::string& host :
          {"evil.example:" + port, std::string("evil.example"), std::string("127.0.0.1"),

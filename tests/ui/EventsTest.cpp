@@ -68,8 +68,8 @@ TEST_F(EventsTest, TwoPagesAndCtlAtOnceAllHearEverything) {
         if (i % 2 == 0) {
             ctl({"uevent", text});
         } else {
-            const json request = {{"method", "POST"}, {"path", "/v1/uevent"},
-                                  {"values", {{"bytes", text}}}};
+            const json request = {
+                    {"method", "POST"}, {"path", "/v1/uevent"}, {"values", {{"bytes", text}}}};
             EXPECT_EQ(ui.post(request.dump())->status, 200);
         }
     }
@@ -123,7 +123,8 @@ TEST_F(EventsTest, APageThatReadsNothingHoldsNobodyUp) {
     const auto slow = ui.listen();
     const auto page = ui.listen();
     page->waitFor("event: loaded");
-    for (int i = 0; i < 5; ++i) ctl({"uevent", std::string(1500, 'x') + "\\x00", "--burst", "10000"});
+    for (int i = 0; i < 5; ++i)
+        ctl({"uevent", std::string(1500, 'x') + "\\x00", "--burst", "10000"});
     ctl({"uevent", "LAST\\x00"});
     page->waitFor("LAST");
     slow->waitFor("LAST");

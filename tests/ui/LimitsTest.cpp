@@ -70,8 +70,8 @@ TEST_F(LimitsTest, HeadersWithoutEndAreGivenUp) {
 TEST_F(LimitsTest, AChunkedBodyWithoutEndIsGivenUp) {
     const Ui ui;
     Connection sender(ui.port());
-    sender.send("POST " + ui.path("request") + " HTTP/1.1\r\nHost: " + ui.host() + "\r\nOrigin: " +
-                ui.origin() +
+    sender.send("POST " + ui.path("request") + " HTTP/1.1\r\nHost: " + ui.host() +
+                "\r\nOrigin: " + ui.origin() +
                 "\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n");
     for (int i = 0; i < 3000; ++i) sender.send("400\r\n" + std::string(1024, ' ') + "\r\n");
     sender.all();

@@ -112,8 +112,7 @@ TEST_F(PageTest, NonsenseIsRefusedWithItsReason) {
                   "no such ability: GET /v1/subdisplay");
     expectRefused(ui.post(R"({"method":"PUT","path":"/v1/../etc","values":{}})"), 400,
                   "no such ability: PUT /v1/../etc");
-    expectRefused(ui.post("{}", "text/plain"), 415,
-                  "send a body of application/json, not encoded");
+    expectRefused(ui.post("{}", "text/plain"), 415, "send a body of application/json, not encoded");
     expectRefused(ui.post(std::string((1 << 20) + 1, ' ')), 413,
                   "the body is too long: at most 1048576 bytes are taken");
     expectRefused(ui.get("export"), 400, "format is journal or perfetto");
