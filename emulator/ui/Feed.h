@@ -33,12 +33,12 @@ class Feed {
   private:
     // What is known of the emulator that is followed.
     struct Followed {
-        explicit Followed(const Emulator::Identity& identity) : identity(identity) {}
+        explicit Followed(const Emulator::Identity& emulator) : identity(emulator) {}
 
-        Emulator::Identity identity;
+        const Emulator::Identity identity;
         uint64_t next = 1;  // entry
         bool isLoaded = false;
-        timeline::Timeline timeline;
+        timeline::Timeline timeline{};
     };
 
     void close() EXCLUDES(mLock);
