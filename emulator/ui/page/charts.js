@@ -26,6 +26,7 @@ const base = (x, y, more = {}) => ({
     ...more,
 });
 
+const LEAST_MS = 0.001;  // a bar of nothing has no place on a logarithmic scale
 const trim = (number) => Number(number.toPrecision(3));
 
 export class Charts {
@@ -85,15 +86,20 @@ export class Charts {
 
     drawDurations() {
         const rows = this.figures.durations(MOST_COMMANDS);
-        const options = base(scaleOf("", {beginAtZero: true}), scaleOf("", {grid: {display: false}}), {indexAxis: "y"});
+        // Commands differ a thousandfold: the scale is logarithmic, with a name at each power of ten.
+        const x = scaleOf("", {type: "logarithmic"});
+        x.ticks.callback = (value) => (Number.isInteger(Math.log10(value)) ? String(value) : "");
+        const y = scaleOf("", {grid: {display: false}});
+        y.ticks.autoSkip = false;
+        const options = base(x, y, {indexAxis: "y"});
         options.plugins.legend = {display: true, align: "start", labels: {color: colour("text"), boxWidth: 10, boxHeight: 10}};
         this.show("chart-durations", {
             type: "bar",
             data: {
                 labels: rows.map(({command}) => command),
                 datasets: [
-                    {label: "median", data: rows.map(({median}) => median), backgroundColor: colour("accent")},
-                    {label: "p99", data: rows.map(({p99}) => p99), backgroundColor: colour("muted")},
+                    {label: "median", data: rows.map(({median}) => Math.max(median, LEAST_MS)), backgroundColor: colour("accent")},
+                    {label: "p99", data: rows.map(({p99}) => Math.max(p99, LEAST_MS)), backgroundColor: colour("muted")},
                 ],
             },
             options,
@@ -107,7 +113,7 @@ export class Charts {
         this.show("chart-frames", {
             type: "bar",
             data: {labels: rows.map(({at}) => at),
-                datasets: [{label: "frames a second", data: rows.map(({rate}) => rate), backgroundColor: colour("accent"), barPercentage: 1, categoryPercentage: 0.9}]},
+                datasets: [{label: "frames a second", data: rows.map(({rate}) => rate), backgroundColor: colour("accent"), barPercentage: 1, categoryPercentage: 0.9, maxBarThickness: 28}]},
             options: base(scaleOf("seconds", {grid: {display: false}}), scaleOf("", {beginAtZero: true})),
         });
         table("table-frames", ["From, s", "Frames a second"], rows.filter(({rate}) => rate > 0).map(({at, rate}) => [at, trim(rate)]));
@@ -115,7 +121,9 @@ export class Charts {
 
     drawBrightness() {
         const points = this.figures.brightness();
-        const options = base(scaleOf("seconds", {type: "linear"}), scaleOf("", {min: 0, max: 255}));
+        const levels = scaleOf("", {min: 0, max: 255});
+        levels.ticks.stepSize = 51;
+        const options = base(scaleOf("seconds", {type: "linear"}), levels);
         this.show("chart-brightness", {
             type: "line",
             data: {datasets: [{label: "brightness", data: points.map(({at, level}) => ({x: at, y: level})), stepped: true,
