@@ -50,7 +50,11 @@ std::map<uint64_t, Item> inBatches(const Entries& entries, size_t size) {
     Timeline timeline;
     std::map<uint64_t, Item> items;
     const auto take = [&] {
-        for (Item& item : timeline.take()) items[item.id] = std::move(item);
+        for (Item& item : timeline.take()) {
+            const auto known = items.find(item.id);
+            EXPECT_TRUE(known == items.end() || known->second.open) << describeItem(item);
+            items[item.id] = std::move(item);
+        }
     };
     size_t count = 0;
     for (const Entry& entry : entries.list()) {
