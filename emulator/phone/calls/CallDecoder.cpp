@@ -2,7 +2,6 @@
 #include "emulator/phone/calls/CallDecoder.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -10,8 +9,8 @@
 
 #include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
-#include <zlib.h>
 
+#include "emulator/phone/Digest.h"
 #include "emulator/phone/calls/CallText.h"
 
 namespace calls {
@@ -29,25 +28,14 @@ void open(ParcelWords words, Parcel* parcel) {
     parcel->setContents({std::move(words), {}, {}});
 }
 
-std::string digest(const std::string& text) {
-    const uLong sum = crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size());
-    char spelt[80];
-    snprintf(spelt, sizeof(spelt), R"({"length":%zu,"crc32":"%08lx"})", text.size(), sum);
-    return spelt;
-}
-
-// The texts as a JSON array: for the memory, and where that is not all, for the file.
+// The texts as a JSON array, short for the memory and whole for the file.
 void put(const std::vector<std::string>& texts, std::string* brief, std::string* whole) {
-    bool isWhole = true;
     for (const std::string& text : texts) {
-        const bool isLong = text.size() > kLongest;
-        isWhole = isWhole && !isLong;
-        *brief += (brief->empty() ? "[" : ",") + (isLong ? digest(text) : text);
+        *brief += (brief->empty() ? "[" : ",") + phone::shorten(text);
         *whole += (whole->empty() ? "[" : ",") + text;
     }
     *brief += texts.empty() ? "[]" : "]";
-    *whole += ']';
-    if (isWhole) whole->clear();
+    *whole += texts.empty() ? "[]" : "]";
 }
 
 void putResults(const Method& method, Parcel& reply, phone::Past* past) {

@@ -9,11 +9,9 @@
 
 namespace calls {
 
-// An argument or result whose JSON text has more bytes stands in memory as its length and CRC-32.
-inline constexpr size_t kLongest = 256;
-
-// Nothing when the call is of another interface than the cover's. The record may hold anything:
-// arguments that cannot be read are left out, and a result that cannot is noted as "unreadable".
+// Nothing when the call is of another interface than the cover's. Long arguments and results are
+// shortened for the memory (phone/Digest.h). The record may hold anything: arguments that cannot be
+// read are left out, and a result that cannot is noted as "unreadable".
 std::optional<phone::Past> decode(android::hardware::calls::CallRecord record);
 
 }  // namespace calls
