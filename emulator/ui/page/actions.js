@@ -23,6 +23,8 @@ const EXAMPLES = {
         "hid write error EIO times 1", "hid write unplug after 1 times 1", "node /sys/class/bivista/bv2/bv2_pd unwritable"],
     "firmware put": ["BV330-V20k_20220101.dfu"],
     "property": ["persist.vendor.qmx.service.kernel.enable"],
+    "send": ["OK\\r\\n"],
+    "uevent": ["change@/x\\x00"],
 };
 
 const idOf = (name) => name.replaceAll(" ", "-");

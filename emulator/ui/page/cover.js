@@ -62,14 +62,14 @@ function showProgress(upgrade, loader) {
 }
 
 function factsOf(state) {
-    const {screen, sub_display: panel = {}, cover = {}} = state;
+    const {screen, sub_display: panel = {}} = state;
     const facts = [
-        ["Cover screen", !screen?.on ? "dark" : `lit, ${screen.brightness} of 255`],
-        ["Sub display", `${panel.width}×${panel.height}, ${panel.on ? `on, ${panel.brightness} of 255` : "off"}`],
-        ["Frames", `${panel.frames ?? 0}${panel.refused > 0 ? `, ${panel.refused} reports refused` : ""}`],
-        ["Firmware", cover.version || "none"],
-        ["USB", state.usb_power ?? "not on the bus"],
+        ["Screen", screen?.on ? `lit, ${screen.brightness}` : "dark"],
+        ["Outside", panel.on ? `on, ${panel.brightness}` : "off"],
+        ["Pixels", `${panel.width} × ${panel.height}`],
+        ["Frames", String(panel.frames ?? 0)],
     ];
+    if (panel.refused > 0) facts.push(["Refused", `${panel.refused} reports`]);
     if (state.wakelock !== undefined) facts.push(["Wake lock", state.wakelock ? "held" : "free"]);
     return facts;
 }
@@ -93,6 +93,11 @@ export function showCover(state) {
     showCutout(state.cutout ?? "");
     showProgress(state.upgrade, state.loader);
     showFacts(factsOf(state));
+    write(byId("firmware"), state.cover?.version || "none");
+    const images = (state.firmware ?? []).map(({name}) => name);
+    byId("images").parentElement.hidden = images.length === 0;
+    write(byId("images"), images.join(", "));
+    write(byId("usb"), state.usb_power ?? "not on the bus");
     const plug = byId("plug");
     write(plug, isAttached ? "Pull the cover off" : "Put the cover on");
     plug.disabled = false;

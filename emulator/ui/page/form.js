@@ -15,13 +15,13 @@ const isText = (argument) => argument.type === "text" || argument.type === "byte
 // A text of several words is one value; of other arguments each word is a request.
 const isSeries = (argument) => argument.many && argument.type !== "text";
 
-function hintOf(argument) {
-    const parts = [];
-    if (argument.help) parts.push(argument.help);
-    if (argument.type === "integer" && argument.most < 2 ** 31 - 1) parts.push(`${argument.least} to ${argument.most}`);
-    if (argument.default !== undefined && argument.type !== "boolean") parts.push(`without: ${argument.default}`);
-    if (isText(argument) && !argument.required && !argument.words) parts.push(`${EMPTY} is an empty text`);
-    return parts.join("; ");
+const mayBeEmpty = (argument) => isText(argument) && !argument.required && !argument.words;
+
+// What stands in an empty field: its default, or else its range.
+function placeholderOf(argument) {
+    if (argument.default !== undefined) return String(argument.default);
+    if (argument.type !== "integer" || argument.most >= 2 ** 31 - 1) return "";
+    return [`${argument.least} to ${argument.most}`, ...(argument.words ?? [])].join(", or ");
 }
 
 function choiceOf(argument, id) {
@@ -32,19 +32,17 @@ function choiceOf(argument, id) {
     return select;
 }
 
-function inputOf(argument, id, examples) {
+function inputOf(argument, id) {
     const isFlag = argument.type === "boolean" && argument.flag !== undefined;
     if (isFlag) return make("input", {type: "checkbox", name: argument.name, id});
     const isClosed = argument.words && argument.type === "text";
     if (isClosed || argument.type === "boolean") return choiceOf(argument, id);
     const input = make("input", {type: "text", name: argument.name, id, autocomplete: "off", spellcheck: false});
     input.setAttribute("autocapitalize", "off");
+    input.placeholder = placeholderOf(argument);
     if (argument.type === "integer" && !argument.words) input.inputMode = "numeric";
     if (argument.required) input.setAttribute("aria-required", "true");
-    const suggestions = argument.words ?? examples;
-    if (suggestions && !isSeries(argument)) {
-        input.setAttribute("list", `${id}-words`);
-    }
+    if (argument.words && !isSeries(argument)) input.setAttribute("list", `${id}-words`);
     return input;
 }
 
@@ -54,12 +52,13 @@ function labelOf(argument) {
     return text.replaceAll(/[_-]/g, " ");
 }
 
-function wordButtons(argument, input) {
-    const box = make("div", {className: "words", role: "group", "aria-label": "Words to choose from"});
-    for (const word of argument.words) {
+// Buttons that write into a field: a word after those that stand there, or a whole text.
+function wordButtons(words, input, isAdded) {
+    const box = make("div", {className: "words", role: "group", "aria-label": isAdded ? "Words to choose from" : "Examples"});
+    for (const word of words) {
         const button = make("button", {type: "button", className: "small", textContent: word});
         button.addEventListener("click", () => {
-            input.value = `${input.value} ${word}`.trim();
+            input.value = isAdded ? `${input.value} ${word}`.trim() : word;
             input.dispatchEvent(new Event("input", {bubbles: true}));
         });
         box.append(button);
@@ -69,18 +68,18 @@ function wordButtons(argument, input) {
 
 function fieldOf(argument, examples) {
     const id = `field-${++count}`;
-    const input = inputOf(argument, id, examples);
+    const input = inputOf(argument, id);
     const label = make("label", {htmlFor: id, textContent: labelOf(argument)});
     if (argument.required) label.append(make("span", {className: "quiet", textContent: " required"}));
     const field = make("div", {className: input.type === "checkbox" ? "field check" : "field"});
     field.append(...(input.type === "checkbox" ? [input, label] : [label, input]));
     if (input.hasAttribute("list")) {
-        field.append(make("datalist", {id: `${id}-words`}, ...(argument.words ?? examples).map((value) => make("option", {value}))));
+        field.append(make("datalist", {id: `${id}-words`}, ...argument.words.map((value) => make("option", {value}))));
     }
-    if (argument.words && isSeries(argument)) field.append(wordButtons(argument, input));
-    const hint = hintOf(argument);
-    if (hint) {
-        field.append(make("span", {className: "hint", id: `${id}-hint`, textContent: hint}));
+    if (argument.words && isSeries(argument)) field.append(wordButtons(argument.words, input, true));
+    else if (examples) field.append(wordButtons(examples, input, false));
+    if (argument.help) {
+        field.append(make("span", {className: "hint", id: `${id}-hint`, textContent: argument.help}));
         input.setAttribute("aria-describedby", `${id}-hint`);
     }
     return {argument, input, field};
@@ -171,13 +170,14 @@ export function makeForm(ability, request, examples) {
     Object.assign(form.dataset, {ability: ability.name, method: request.method, path: request.path});
     if (request.choice) form.dataset.choice = request.choice;
     const shown = request.arguments.filter((argument) => !(argument.name in (request.fixed ?? {})));
-    const fields = shown.map((argument) => fieldOf(argument, examples));
+    const fields = shown.map((argument, i) => fieldOf(argument, i === 0 && argument.required ? examples : undefined));
     const button = make("button", {type: "submit", textContent: buttonText(ability, request)});
     form.setAttribute("aria-label", `${ability.name}: ${button.textContent}`);
     if (fields.length > 0) form.append(make("div", {className: "fields"}, ...fields.map(({field}) => field)));
     const output = make("output", {className: "answer"});
+    if (shown.some(mayBeEmpty)) form.append(make("p", {className: "hint", textContent: `${EMPTY} stands for an empty text.`}));
     if (request.help) form.append(make("p", {className: "hint", textContent: request.help}));
-    form.append(make("div", {className: "send"}, button, commandLine(ability, request, fields, form)), output);
+    form.append(make("div", {className: "send"}, button, output), commandLine(ability, request, fields, form));
     form.addEventListener("submit", (event) => {
         event.preventDefault();
         submit(form, request, fields, output);

@@ -39,7 +39,7 @@ function tableOf(entries, item) {
     return make("table", {}, make("thead", {}, head), make("tbody", {}, ...rows));
 }
 
-function headOf(item) {
+function headOf(item, close) {
     const facts = [["Begin", `${seconds(item.begin)} s, ${clock(item.wall)}`]];
     if (item.duration > 0) facts.push(["Duration", duration(item.duration)]);
     if (item.verdict) facts.push(["Verdict", item.verdict]);
@@ -47,16 +47,22 @@ function headOf(item) {
     if (item.open) facts.push(["State", "not over yet"]);
     const list = make("dl", {className: "pairs"});
     for (const [name, text] of facts) list.append(make("div", {}, make("dt", {textContent: name}), make("dd", {textContent: text})));
-    return [make("h3", {textContent: item.title}), ...(item.detail ? [make("p", {className: "detail", textContent: item.detail})] : []), list];
+    const button = make("button", {type: "button", className: "small", textContent: "Close", onclick: close});
+    return [make("div", {className: "top"}, make("h3", {textContent: item.title}), button), ...(item.detail ? [make("p", {className: "detail", textContent: item.detail})] : []), list];
 }
 
 export class ItemView {
-    constructor(box) {
-        this.box = box;
+    // `close` is called when the user closes it.
+    constructor(box, close) {
+        Object.assign(this, {box, close});
+        box.addEventListener("keydown", (event) => {
+            if (event.key === "Escape") close();
+        });
     }
 
     clear() {
         this.item = undefined;
+        this.box.parentElement.dataset.open = "false";
         this.box.replaceChildren(make("p", {className: "quiet", textContent: "Choose an item to see its bytes."}));
     }
 
@@ -65,7 +71,8 @@ export class ItemView {
         const stamp = item.stamp;
         const body = make("div", {className: "scroll", tabIndex: 0, role: "region", "aria-label": "Bytes of the item"},
             make("p", {className: "quiet", textContent: "Reading the bytes"}));
-        this.box.replaceChildren(...headOf(item), body);
+        this.box.replaceChildren(...headOf(item, this.close), body);
+        this.box.parentElement.dataset.open = "true";
         this.stamp = stamp;
         const isStale = () => this.item !== item || this.stamp !== stamp;
         try {

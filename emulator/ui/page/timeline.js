@@ -19,7 +19,7 @@ export class Timeline {
         this.span = new Span();
         this.canvas = byId("timeline");
         this.list = new List(byId("timeline-list"), this.store, (item, isKey) => this.choose(item, isKey));
-        this.view = new ItemView(byId("item"));
+        this.view = new ItemView(byId("item"), () => this.close());
         this.held = [];
         this.isPaused = false;
         this.isLoaded = false;
@@ -39,6 +39,10 @@ export class Timeline {
             });
             byId("filters").append(make("label", {}, box, make("span", {textContent: text})));
         }
+        byId("filter-opens").addEventListener("change", (event) => {
+            this.store.hasOpens = event.target.checked;
+            this.refilter();
+        });
     }
 
     watch() {
@@ -89,7 +93,7 @@ export class Timeline {
 
     take(rows) {
         const fresh = this.store.add(rows);
-        if (this.isLoaded) arrived(fresh);
+        if (this.isLoaded) arrived(fresh.filter((item) => this.store.passes(item)));
         this.span.follow(this.store.latest);
         this.changed();
         return fresh;
@@ -150,10 +154,17 @@ export class Timeline {
         this.chosen = item;
         this.lane = LANES.findIndex(([name]) => name === item.lane);
         this.span.reveal(item, this.store.latest);
+        this.view.show(item);  // first: the list's height changes with it
         this.list.show(item);
-        this.view.show(item);
         this.later();
         if (isKey) this.view.box.focus();
+    }
+
+    close() {
+        this.chosen = undefined;
+        this.view.clear();
+        this.changed();
+        byId("timeline-list").focus();
     }
 
     pan(us) {
