@@ -1,5 +1,5 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// The charts, drawn at most once a second and only while they are in sight.
+// The charts, drawn at most once a second and not while the page is hidden.
 
 import {byId, colour, make} from "./dom.js";
 
@@ -31,14 +31,10 @@ const trim = (number) => Number(number.toPrecision(3));
 
 export class Charts {
     constructor(figures) {
-        Object.assign(this, {figures, made: {}, last: -Infinity, isStale: true, isSeen: false});
+        Object.assign(this, {figures, made: {}, last: -Infinity, isStale: true});
         const {Chart} = window;
         Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
         Chart.defaults.font.size = 11;
-        new IntersectionObserver(([entry]) => {
-            this.isSeen = entry.isIntersecting;
-            this.later();
-        }).observe(byId("charts"));
         document.addEventListener("visibilitychange", () => this.later());
     }
 
@@ -48,10 +44,10 @@ export class Charts {
     }
 
     later() {
-        if (!this.isStale || !this.isSeen || document.hidden || this.timer !== undefined) return;
+        if (!this.isStale || document.hidden || this.timer !== undefined) return;
         this.timer = setTimeout(() => {
             this.timer = undefined;
-            if (!this.isSeen || document.hidden) return;
+            if (document.hidden) return;
             this.isStale = false;
             this.last = performance.now();
             this.draw();
@@ -122,7 +118,7 @@ export class Charts {
     drawBrightness() {
         const points = this.figures.brightness();
         const levels = scaleOf("", {min: 0, max: 255});
-        levels.ticks.stepSize = 51;
+        Object.assign(levels.ticks, {stepSize: 51, autoSkip: false});
         const options = base(scaleOf("seconds", {type: "linear"}), levels);
         this.show("chart-brightness", {
             type: "line",
