@@ -119,7 +119,7 @@ class TimelineTest(PageCase):
             until(lambda wanted=lane: wanted in {row[0] for row in self.rows()}, f"{text} in {lane}")
         self.search("setBrightness(77")
         call = [entry for entry in self.phone.journal(kind="client-call") if entry["path"].endswith("setBrightness")][-1]
-        self.assertEqual((call["bytes"], call["note"]), ("[77]", '["OK"]'))
+        self.assertEqual((call["bytes"], call["note"]), ("[77]", r'[\"OK\"]'))
         self.assertEqual(self.rows()[-1][5:], [duration(call["duration_us"]), "OK"])
 
     def test_a_lane_can_be_left_out(self):
@@ -217,8 +217,9 @@ class TimelineTest(PageCase):
             return [float(number) for number in rows[0][1:]] if rows else None
         until(lambda: shown() and shown()[0] == len(times), "the exchanges")
         _, median, p99 = shown()
-        self.assertAlmostEqual(median, times[len(times) // 2] / 1000, delta=0.006)
-        self.assertAlmostEqual(p99, times[-1] / 1000, delta=0.006)
+        # The page leaves out what nobody reads of a long one.
+        for told, us in ((median, times[len(times) // 2]), (p99, times[-1])):
+            self.assertAlmostEqual(told, us / 1000, delta=max(0.006, us / 1000 / 200))
         until(lambda: numbers(self.table("brightness")[-1][-1])[-1:] == [90], "the brightness")
         self.phone.client("sub", "test-pattern")
         until(lambda: len(self.table("frames")) > 1, "a frame")
