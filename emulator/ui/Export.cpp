@@ -20,10 +20,12 @@ class Pages {
   public:
     explicit Pages(const Emulator& emulator) : mEmulator(emulator) {}
 
+    Answer ask() const {
+        return mEmulator.ask("GET", "/v1/journal", {{"since", mSince}, {"limit", kEntriesAtOnce}});
+    }
     // The next entries; none at the end, and when the emulator has ended.
     Json next() {
-        const Answer answer =
-                mEmulator.ask("GET", "/v1/journal", {{"since", mSince}, {"limit", kEntriesAtOnce}});
+        const Answer answer = ask();
         Json page = emulator::parseJson(answer.body);
         if (answer.status != kDone || !page.is_object()) return Json::array();
         const auto next = page.value("next", uint64_t{0});
@@ -37,6 +39,12 @@ class Pages {
     uint64_t mSince = 1;
 };
 
+std::string linesOf(const Json& entries) {
+    std::string lines;
+    for (const Json& entry : entries) lines += entry.dump() + "\n";
+    return lines;
+}
+
 }  // namespace
 
 void exportJournal(const Emulator& emulator, const httplib::Request& request,
@@ -45,18 +53,21 @@ void exportJournal(const Emulator& emulator, const httplib::Request& request,
     if (format != "journal") {
         return control::reply(response, kBadRequest, {{"error", "format is journal or perfetto"}});
     }
+    const auto pages = std::make_shared<Pages>(emulator);
+    // A status can be sent only before the first bytes.
+    if (const Answer first = pages->ask(); first.status != kDone) {
+        response.status = first.status;
+        return response.set_content(first.body, "application/json");
+    }
     response.set_header("Content-Disposition", "attachment; filename=\"journal.jsonl\"");
     response.set_chunked_content_provider("application/jsonl",
-                                          [pages = std::make_shared<Pages>(emulator)](
-                                                  size_t /*offset*/, httplib::DataSink& sink) {
+                                          [pages](size_t /*offset*/, httplib::DataSink& sink) {
                                               const Json entries = pages->next();
                                               if (entries.empty()) {
                                                   sink.done();
                                                   return true;
                                               }
-                                              std::string lines;
-                                              for (const Json& entry : entries)
-                                                  lines += entry.dump() + "\n";
+                                              const std::string lines = linesOf(entries);
                                               return sink.write(lines.data(), lines.size());
                                           });
 }

@@ -165,7 +165,7 @@ void Feed::greet() {
     if (start == 0) {
         start = int64_t{std::get<1>(*identity)} * 1'000'000 + std::get<2>(*identity) / 1000;
     }
-    mFollowed.emplace(Followed{.identity = *identity});
+    mFollowed.emplace(*identity);
     mStore.begin(Json({{"version", BIVISTA_VERSION},
                        {"folder", mEmulator.folder()},
                        {"start_wall_us", start}})

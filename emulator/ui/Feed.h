@@ -33,7 +33,9 @@ class Feed {
   private:
     // What is known of the emulator that is followed.
     struct Followed {
-        Emulator::Identity identity;
+        explicit Followed(const Emulator::Identity& emulator) : identity(emulator) {}
+
+        const Emulator::Identity identity;
         uint64_t next = 1;  // entry
         bool isLoaded = false;
         timeline::Timeline timeline{};

@@ -13,7 +13,7 @@
 
 #include <utils/Mutex.h>
 
-#include "emulator/timeline/Timeline.h"
+#include "emulator/timeline/Item.h"
 
 namespace ui {
 
