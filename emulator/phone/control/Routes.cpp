@@ -32,12 +32,6 @@ std::string explain(const httplib::Request& request, int status) {
     }
 }
 
-void reply(httplib::Response& response, int status, const Json& body) {
-    response.status = status;
-    response.set_content(body.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n",
-                         "application/json");
-}
-
 using Handler = httplib::Server::Handler;
 
 // Answers the handler's exceptions.
@@ -104,14 +98,25 @@ void addRoute(httplib::Server& server, const Emulator& emulator, const Request& 
     if (method == "DELETE") server.Delete(request.path, handler);
 }
 
-// Gives a body to the errors that the HTTP library finds by itself.
-void explainErrors(httplib::Server& server) {
+}  // namespace
+
+void reply(httplib::Response& response, int status, const Json& body) {
+    response.status = status;
+    response.set_content(body.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n",
+                         "application/json");
+}
+
+void explainErrors(httplib::Server& server, httplib::Server::HandlerWithResponse first) {
     // The library would cut every answer to the range, also an error.
     server.set_pre_routing_handler(
-            [](const httplib::Request& request, httplib::Response& response) {
-                if (request.ranges.empty()) return httplib::Server::HandlerResponse::Unhandled;
+            [first](const httplib::Request& request, httplib::Response& response) {
+                using Verdict = httplib::Server::HandlerResponse;
+                if (first && first(request, response) == Verdict::Handled) {
+                    return Verdict::Handled;
+                }
+                if (request.ranges.empty()) return Verdict::Unhandled;
                 response.status = 416;
-                return httplib::Server::HandlerResponse::Handled;
+                return Verdict::Handled;
             });
     // The library calls its error handler before it has found all errors.
     server.set_post_routing_handler(
@@ -122,8 +127,6 @@ void explainErrors(httplib::Server& server) {
                 response.set_header("Content-Length", std::to_string(response.body.size()));
             });
 }
-
-}  // namespace
 
 void addRoutes(httplib::Server& server, const Emulator& emulator) {
     for (const Ability& ability : abilities()) {
