@@ -57,6 +57,8 @@ class Phone {
 
     Journal& journal() { return mJournal; }
     const Journal& journal() const { return mJournal; }
+    // The emulator thread, for what belongs to the phone and is no device.
+    EventLoop& loop() { return mLoop; }
 
   private:
     Journal mJournal;
