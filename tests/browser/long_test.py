@@ -65,8 +65,8 @@ class LongTest(PageCase):
         self.phone.ctl("mark", "the last of many")
         page = Page(self.phone)
         until(lambda: page.script("return window.bivista.items") >= MOST - BURST, "all items")
-        page.find("search").send_keys("the last of many")
-        until(lambda: "the last of many" in page.text("timeline-list"), "the last one")
+        page.search("the last of many")
+        until(page.rows, "the last one")
         self.assertLessEqual(page.script("return window.bivista.items"), MOST + BURST)
 
 

@@ -174,7 +174,8 @@ class Phone:
         while (page := self.request("GET", f"/v1/journal?since={since}&limit=10000"))["entries"]:
             entries += page["entries"]
             since = page["next"]
-        return [{**EMPTY, **entry} for entry in entries if all(entry.get(name) == value for name, value in fields.items())]
+        return [{**EMPTY, **entry} for entry in entries
+                if all(entry.get(name) == value for name, value in fields.items())]
 
     def reset(self):
         """As at the start, with a cover that the service has dealt with."""
