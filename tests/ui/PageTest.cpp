@@ -75,7 +75,7 @@ TEST_F(PageTest, ARequestReachesTheEmulator) {
     answer = ui.post(
             R"({"method":"GET","path":"/v1/node","values":{"path":"/sys/power/wake_lock"}})",
             "application/json; charset=utf-8");
-    EXPECT_EQ(answer->body, "{\"path\":\"/sys/power/wake_lock\",\"bytes\":\"\"}\n");
+    EXPECT_EQ(answer->body, "{\"path\":\"/sys/power/wake_lock\",\"bytes\":\"PowerManagerService.Display\\\\n\"}\n");
 }
 
 TEST_F(PageTest, TheEmulatorsRefusalReachesThePage) {
@@ -83,7 +83,6 @@ TEST_F(PageTest, TheEmulatorsRefusalReachesThePage) {
     const Ui ui;
     httplib::Client control(mFolder + "/hidl/emulator.sock");
     control.set_address_family(AF_UNIX);
-    const std::string values = R"({"text":"on AT%SWV never"})";
     const auto own = control.Put("/v1/subdisplay", R"({"width":-1})", "application/json");
     const auto passed =
             ui.post(R"({"method":"PUT","path":"/v1/subdisplay","values":{"width":-1}})");

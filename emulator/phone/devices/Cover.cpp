@@ -189,7 +189,9 @@ size_t Cover::ttyReceived(const std::string& node, const std::string& bytes) {
     mPower.use();
     size_t taken = mController->state().deaf ? 0 : bytes.size();
     if (mDevice) taken = mController->receive(bytes, EventLoop::now());
-    return TtyRecorder::ttyReceived(node, bytes.substr(0, taken));
+    TtyRecorder::ttyReceived(node, bytes.substr(0, taken));
+    recordStrikes(node, mController->faults().takeStrikes());
+    return taken;
 }
 
 void Cover::dtrSet(const std::string& node, bool raised) {
