@@ -42,10 +42,14 @@ std::string print(const Phone& phone, const Page& page) {
 // Waits for an entry, as long as the room is open and the client is connected.
 void awaitEntry(const Emulator& emulator, uint64_t since, std::chrono::steady_clock::time_point end,
                 const httplib::DataSink& client) {
-    const auto any = [](const phone::Entry&) { return true; };
-    while (!emulator.room.isClosed() && client.is_writable() &&
-           std::chrono::steady_clock::now() < end) {
-        if (emulator.phone.journal().waitFor(any, since, WaitingRoom::kSlice)) return;
+    using std::chrono::ceil;
+    using std::chrono::milliseconds;
+    const phone::Journal& journal = emulator.phone.journal();
+    const auto isClosed = [&] { return emulator.room.isClosed(); };
+    while (!isClosed() && client.is_writable()) {
+        const auto left = ceil<milliseconds>(end - std::chrono::steady_clock::now());
+        const auto slice = std::min<milliseconds>(left, WaitingRoom::kSlice);
+        if (slice <= milliseconds::zero() || journal.await(since, slice, isClosed)) return;
     }
 }
 
