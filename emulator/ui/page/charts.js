@@ -1,5 +1,5 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// The charts, drawn at most once a second and only while they are in sight.
+// The charts, drawn at most once a second and not while the page is hidden.
 
 import {byId, colour, make} from "./dom.js";
 
@@ -26,18 +26,15 @@ const base = (x, y, more = {}) => ({
     ...more,
 });
 
-const trim = (number) => Number(number.toPrecision(3));
+const LEAST_MS = 0.001;  // a bar of nothing has no place on a logarithmic scale
+const trim = (number) => Number(number.toFixed(3));
 
 export class Charts {
     constructor(figures) {
-        Object.assign(this, {figures, made: {}, last: -Infinity, isStale: true, isSeen: false});
+        Object.assign(this, {figures, made: {}, last: -Infinity, isStale: true});
         const {Chart} = window;
         Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
         Chart.defaults.font.size = 11;
-        new IntersectionObserver(([entry]) => {
-            this.isSeen = entry.isIntersecting;
-            this.later();
-        }).observe(byId("charts"));
         document.addEventListener("visibilitychange", () => this.later());
     }
 
@@ -47,10 +44,10 @@ export class Charts {
     }
 
     later() {
-        if (!this.isStale || !this.isSeen || document.hidden || this.timer !== undefined) return;
+        if (!this.isStale || document.hidden || this.timer !== undefined) return;
         this.timer = setTimeout(() => {
             this.timer = undefined;
-            if (!this.isSeen || document.hidden) return;
+            if (document.hidden) return;
             this.isStale = false;
             this.last = performance.now();
             this.draw();
@@ -85,15 +82,20 @@ export class Charts {
 
     drawDurations() {
         const rows = this.figures.durations(MOST_COMMANDS);
-        const options = base(scaleOf("", {beginAtZero: true}), scaleOf("", {grid: {display: false}}), {indexAxis: "y"});
+        // Commands differ a thousandfold: the scale is logarithmic, with a name at each power of ten.
+        const x = scaleOf("", {type: "logarithmic"});
+        x.ticks.callback = (value) => (Number.isInteger(Math.log10(value)) ? String(value) : "");
+        const y = scaleOf("", {grid: {display: false}});
+        y.ticks.autoSkip = false;
+        const options = base(x, y, {indexAxis: "y"});
         options.plugins.legend = {display: true, align: "start", labels: {color: colour("text"), boxWidth: 10, boxHeight: 10}};
         this.show("chart-durations", {
             type: "bar",
             data: {
                 labels: rows.map(({command}) => command),
                 datasets: [
-                    {label: "median", data: rows.map(({median}) => median), backgroundColor: colour("accent")},
-                    {label: "p99", data: rows.map(({p99}) => p99), backgroundColor: colour("muted")},
+                    {label: "median", data: rows.map(({median}) => Math.max(median, LEAST_MS)), backgroundColor: colour("accent")},
+                    {label: "p99", data: rows.map(({p99}) => Math.max(p99, LEAST_MS)), backgroundColor: colour("muted")},
                 ],
             },
             options,
@@ -107,7 +109,7 @@ export class Charts {
         this.show("chart-frames", {
             type: "bar",
             data: {labels: rows.map(({at}) => at),
-                datasets: [{label: "frames a second", data: rows.map(({rate}) => rate), backgroundColor: colour("accent"), barPercentage: 1, categoryPercentage: 0.9}]},
+                datasets: [{label: "frames a second", data: rows.map(({rate}) => rate), backgroundColor: colour("accent"), barPercentage: 1, categoryPercentage: 0.9, maxBarThickness: 28}]},
             options: base(scaleOf("seconds", {grid: {display: false}}), scaleOf("", {beginAtZero: true})),
         });
         table("table-frames", ["From, s", "Frames a second"], rows.filter(({rate}) => rate > 0).map(({at, rate}) => [at, trim(rate)]));
@@ -115,7 +117,9 @@ export class Charts {
 
     drawBrightness() {
         const points = this.figures.brightness();
-        const options = base(scaleOf("seconds", {type: "linear"}), scaleOf("", {min: 0, max: 255}));
+        const levels = scaleOf("", {min: 0, max: 255});
+        Object.assign(levels.ticks, {stepSize: 51, autoSkip: false});
+        const options = base(scaleOf("seconds", {type: "linear"}), levels);
         this.show("chart-brightness", {
             type: "line",
             data: {datasets: [{label: "brightness", data: points.map(({at, level}) => ({x: at, y: level})), stepped: true,

@@ -12,6 +12,8 @@ export const LANES = [
     ["calls", "Client calls"],
     ["emulator", "Emulator"],
 ];
+// They surround the items that a reader looks for.
+const OPENS = new Set(["node-open", "node-close", "tty-open", "dtr", "hid-open", "hid-close"]);
 const MOST = 200_000;
 const SLACK = 4_000;  // dropped at once, so that dropping is rare
 const FAULTY = 1;
@@ -20,7 +22,7 @@ const OPEN = 2;
 function fill(item, row) {
     [item.id, item.last, item.lane, item.kind, item.begin, item.duration, item.wall, item.title,
         item.detail, item.verdict] = row;
-    item.faulty = (row[10] & FAULTY) !== 0;
+    item.faulty = (row[10] & FAULTY) !== 0 || item.kind === "fault-met";
     item.open = (row[10] & OPEN) !== 0;
     item.stamp = (item.stamp ?? 0) + 1;
     return item;
@@ -31,6 +33,7 @@ export const itemOf = (row) => fill({}, row);
 export class Store {
     constructor() {
         this.hidden = new Set();  // names of lanes
+        this.hasOpens = false;
         this.words = "";
         this.forget();
     }
@@ -43,7 +46,7 @@ export class Store {
     }
 
     passes(item) {
-        if (this.hidden.has(item.lane)) return false;
+        if (this.hidden.has(item.lane) || (!this.hasOpens && OPENS.has(item.kind))) return false;
         if (this.words === "") return true;
         const text = `${item.title}\n${item.detail}\n${item.verdict}\n${item.kind}`;
         return text.toLowerCase().includes(this.words);

@@ -39,6 +39,10 @@ export class Timeline {
             });
             byId("filters").append(make("label", {}, box, make("span", {textContent: text})));
         }
+        byId("filter-opens").addEventListener("change", (event) => {
+            this.store.hasOpens = event.target.checked;
+            this.refilter();
+        });
     }
 
     watch() {
@@ -89,7 +93,7 @@ export class Timeline {
 
     take(rows) {
         const fresh = this.store.add(rows);
-        if (this.isLoaded) arrived(fresh);
+        if (this.isLoaded) arrived(fresh.filter((item) => this.store.passes(item)));
         this.span.follow(this.store.latest);
         this.changed();
         return fresh;
