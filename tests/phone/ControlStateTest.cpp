@@ -262,9 +262,12 @@ TEST_F(AbilitiesTest, SeveralWordsAreToldFromOne) {
 TEST_F(AbilitiesTest, WhatIsOfOneSideAloneIsMarked) {
     EXPECT_EQ(argumentOf("attach", 0, "id_vendor")["in_ctl"], false);
     EXPECT_EQ(argumentOf("attach", 0, "tty")["in_ctl"], true);
-    EXPECT_EQ(argumentOf("snapshot", 0, "file")["in_request"], false);
-    EXPECT_EQ(argumentOf("journal", 0, "follow")["in_request"], false);
-    EXPECT_EQ(argumentOf("journal", 0, "since")["in_request"], true);
+    const json snapshot = requestsOf("snapshot")[0];
+    EXPECT_EQ(snapshot["arguments"], json::array());
+    ASSERT_EQ(snapshot["ctl_arguments"].size(), 1u);
+    EXPECT_EQ(snapshot["ctl_arguments"][0]["option"], "FILE");
+    EXPECT_EQ(snapshot["ctl_arguments"][0]["required"], true);
+    EXPECT_FALSE(requestsOf("attach")[0].contains("ctl_arguments"));
 }
 
 TEST_F(AbilitiesTest, BytesThatCtlTakesAsTheyAreAreMarked) {
@@ -277,6 +280,8 @@ TEST_F(AbilitiesTest, ARequestTellsWhetherCtlPrintsItsAnswer) {
     EXPECT_EQ(requestsOf("attach")[0]["show"], false);
     const json faults = requestsOf("fault");
     ASSERT_EQ(faults.size(), 4u);
+    EXPECT_EQ(faults[1]["choice"], "--clear");
+    EXPECT_EQ(faults[1]["arguments"], json::array());
     EXPECT_EQ(faults[2]["choice"], "--remove");
     EXPECT_EQ(faults[2]["arguments"][0]["required"], true);
     EXPECT_EQ(faults[3]["show"], true);

@@ -517,6 +517,19 @@ TEST_F(WaitingTest, NothingWaitsOnceTheEmulatorEnds) {
     EXPECT_THROW(room.enter(), control::Ending);
 }
 
+// Nothing else would end this wait.
+TEST_F(WaitingTest, TheEndWakesWhoeverWaits) {
+    control::WaitingRoom room([this] { journal.wake(); });
+    auto place = room.enter();
+    std::thread waiter([&] {
+        const auto isClosed = [&room] { return room.isClosed(); };
+        EXPECT_FALSE(journal.await(UINT64_MAX, std::chrono::hours(1), isClosed));
+        place.reset();
+    });
+    room.close();
+    waiter.join();
+}
+
 TEST_F(WaitingTest, AllAreAnsweredWhenTheEmulatorEnds) {
     fill();
     server.reset();
@@ -749,7 +762,6 @@ TEST_F(ControlTest, TellsItsAbilities) {
                                              {"option", "--tty"},
                                              {"many", false},
                                              {"in_ctl", true},
-                                             {"in_request", true},
                                              {"least", 0},
                                              {"most", 255},
                                              {"default", 0},

@@ -10,13 +10,10 @@ namespace {
 
 Json describe(const Argument& argument) {
     constexpr const char* kTypes[] = {"text", "bytes", "bytes", "boolean", "integer", "integer"};
-    Json description = {{"name", argument.name},
-                        {"type", kTypes[static_cast<size_t>(argument.type)]},
-                        {"required", argument.isRequired},
-                        {"option", optionOf(argument)},
-                        {"many", argument.isMany},
-                        {"in_ctl", argument.isInCtl},
-                        {"in_request", argument.isInRequest}};
+    Json description = {
+            {"name", argument.name},           {"type", kTypes[static_cast<size_t>(argument.type)]},
+            {"required", argument.isRequired}, {"option", optionOf(argument)},
+            {"many", argument.isMany},         {"in_ctl", argument.isInCtl}};
     if (argument.type >= Type::Integer) {
         description["least"] = argument.least;
         description["most"] = argument.most;
@@ -36,7 +33,13 @@ Json describe(const Request& request) {
     if (!request.choice.help.empty()) description["help"] = request.choice.help;
     if (!request.fixed.is_null()) description["fixed"] = request.fixed;
     Json& arguments = description["arguments"] = Json::array();
-    for (const Argument& argument : request.arguments) arguments.push_back(describe(argument));
+    Json ofCtl = Json::array();
+    for (const Argument& argument : request.arguments) {
+        // Where ctl has a choice, another one of the same path takes such an argument.
+        if (!argument.isInCtl && !request.choice.word.empty()) continue;
+        (argument.isInRequest ? arguments : ofCtl).push_back(describe(argument));
+    }
+    if (!ofCtl.empty()) description["ctl_arguments"] = ofCtl;
     return description;
 }
 
