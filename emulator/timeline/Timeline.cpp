@@ -108,6 +108,10 @@ void Timeline::end() {
     cutOffAll(mLast);
 }
 
+bool Timeline::isOfCover(const Entry& entry) const {
+    return !mOther.contains(entry.path);
+}
+
 size_t Timeline::waiting() const {
     size_t count = 0;
     for (const auto& [path, tty] : mTtys) count += tty.waiting();

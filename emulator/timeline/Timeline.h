@@ -28,7 +28,7 @@ class Timeline {
     void add(const phone::Entry& entry);
 
     // The items that are new or have changed since the last call, in the order of their ids. Those
-    // that nobody takes are kept.
+    // that nobody takes are kept. An item that is not open any more never changes.
     std::vector<Item> take() { return mChanges.take(); }
 
     // Ends what is open, as after the emulator's end.
@@ -36,6 +36,9 @@ class Timeline {
 
     // Commands that the cover has received and has not answered yet.
     size_t waiting() const;
+
+    // Whether a device that comes or goes is the cover or its loader, and no other.
+    bool isOfCover(const phone::Entry& entry) const;
 
   private:
     // A phone has few of them; the emulator's numbers go to 255.

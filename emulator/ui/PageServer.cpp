@@ -51,21 +51,21 @@ class RequestStream : public emulator::PassingStream {
 
     ssize_t read(char* bytes, size_t size) override {
         const ssize_t count = Clock::now() < mEnd ? PassingStream::read(bytes, size) : -1;
-        if (count <= 0) return count;
-        mRead += static_cast<size_t>(count);
-        return mRead <= control::kMaxBody + kMostHeaders ? count : -1;
+        if (count > 0) mRead += static_cast<size_t>(count);
+        mIsBroken = count < 0 || mRead > control::kMaxBody + kMostHeaders;
+        return mIsBroken ? -1 : count;
     }
+    // The library takes a request that does not end for a malformed one.
     ssize_t write(const char* bytes, size_t size) override {
-        mIsAnswered = true;
-        return PassingStream::write(bytes, size);
+        return mIsBroken ? -1 : PassingStream::write(bytes, size);
     }
     // A client began a request, and did not come to its end.
-    bool isBroken() const { return mRead > 0 && !mIsAnswered; }
+    bool isBroken() const { return mIsBroken && mRead > 0; }
 
   private:
     const Clock::time_point mEnd = Clock::now() + kPatience;
     size_t mRead = 0;
-    bool mIsAnswered = false;
+    bool mIsBroken = false;
 };
 
 // An answer that the library does not give.

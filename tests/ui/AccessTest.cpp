@@ -95,8 +95,8 @@ TEST_F(AccessTest, PagesOfOtherOriginsAreRefused) {
     for (const std::string& origin :
          {std::string("http://evil.example"), "http://evil.example:" + port, std::string("null"),
           "https://127.0.0.1:" + port, std::string("http://127.0.0.1"), "http://localhost:" + port,
-          std::string(), ui.origin() + "\r\nOrigin: http://evil.example"}) {
-        expectForbidden(ui.rawGet(ui.path("events"), "Origin: " + origin + "\r\n"),
+          ui.origin() + "\r\nOrigin: http://evil.example"}) {
+        expectForbidden(ui.rawGet(ui.path(""), "Origin: " + origin + "\r\n"),
                         "requests of other pages are refused\n");
     }
     EXPECT_THAT(ui.rawGet(ui.path(""), "Origin: " + ui.origin() + "\r\n"),

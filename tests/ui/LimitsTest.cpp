@@ -60,10 +60,10 @@ TEST_F(LimitsTest, ARequestThatDripsIsGivenUp) {
 
 TEST_F(LimitsTest, HeadersWithoutEndAreGivenUp) {
     const Ui ui;
-    Connection long_(ui.port());
-    long_.send("GET " + ui.path("") + " HTTP/1.1\r\nHost: " + ui.host() + "\r\n");
-    for (int i = 0; i < 3000; ++i) long_.send("X: " + std::string(1000, 'x') + "\r\n");
-    EXPECT_THAT(long_.all(), testing::AnyOf(StartsWith("HTTP/1.1 408 "), std::string()));
+    Connection headers(ui.port());
+    headers.send("GET " + ui.path("") + " HTTP/1.1\r\nHost: " + ui.host() + "\r\n");
+    for (int i = 0; i < 3000; ++i) headers.send("X: " + std::string(1000, 'x') + "\r\n");
+    EXPECT_THAT(headers.all(), StartsWith("HTTP/1.1 408 Request Timeout\r\n"));
     EXPECT_THAT(ui.rawGet(ui.path("")), StartsWith("HTTP/1.1 200 OK"));
 }
 

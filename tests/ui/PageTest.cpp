@@ -75,7 +75,9 @@ TEST_F(PageTest, ARequestReachesTheEmulator) {
     answer = ui.post(
             R"({"method":"GET","path":"/v1/node","values":{"path":"/sys/power/wake_lock"}})",
             "application/json; charset=utf-8");
-    EXPECT_EQ(answer->body, "{\"path\":\"/sys/power/wake_lock\",\"bytes\":\"\"}\n");
+    EXPECT_EQ(
+            answer->body,
+            "{\"path\":\"/sys/power/wake_lock\",\"bytes\":\"PowerManagerService.Display\\\\n\"}\n");
 }
 
 TEST_F(PageTest, TheEmulatorsRefusalReachesThePage) {
@@ -83,7 +85,6 @@ TEST_F(PageTest, TheEmulatorsRefusalReachesThePage) {
     const Ui ui;
     httplib::Client control(mFolder + "/hidl/emulator.sock");
     control.set_address_family(AF_UNIX);
-    const std::string values = R"({"text":"on AT%SWV never"})";
     const auto own = control.Put("/v1/subdisplay", R"({"width":-1})", "application/json");
     const auto passed =
             ui.post(R"({"method":"PUT","path":"/v1/subdisplay","values":{"width":-1}})");
@@ -168,6 +169,20 @@ TEST_F(PageTest, ExportsTheJournal) {
               "attachment; filename=\"journal.jsonl\"");
     EXPECT_EQ(answer->body, invoke({"ctl", "journal"}).out);
     EXPECT_GT(std::count(answer->body.begin(), answer->body.end(), '\n'), 3000);
+}
+
+TEST_F(PageTest, ExportsTheTrace) {
+    const auto emulator = startEmulator();
+    const Ui ui;
+    ctl({"uevent", "change@/x\\x00", "--burst", "3000"});
+    const auto answer = ui.get("export?format=perfetto");
+    EXPECT_EQ(answer->status, 200);
+    EXPECT_EQ(answer->get_header_value("Content-Disposition"),
+              "attachment; filename=\"trace.json\"");
+    EXPECT_GT(json::parse(answer->body)["traceEvents"].size(), 3000U);
+    const json entry = json::parse(ui.get("entries?limit=1")->body)["entries"][0];
+    EXPECT_EQ(json::parse(answer->body)["otherData"]["start_wall_us"],
+              entry["wall_us"].get<int64_t>() - entry["time_us"].get<int64_t>());
 }
 
 // Each of the folders has its emulator and its page.

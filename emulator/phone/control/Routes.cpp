@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string>
 
+#include "emulator/phone/Digest.h"
+
 namespace control {
 
 namespace {
@@ -51,6 +53,25 @@ Handler guard(const Handler& handler) {
     };
 }
 
+// Carries out a request that changes something, which the journal tells.
+Json change(const Emulator& emulator, const Request& request, const Json& given) {
+    const auto record = [&](const std::string& error) {
+        phone::Journal& journal = emulator.phone.journal();
+        journal.sync();
+        journal.add(phone::Kind::Control, request.method + " " + request.path,
+                    phone::shorten(print(request.arguments, given)), error);
+    };
+    if (!request.isSilent) record("");
+    try {
+        Json answer = request.action(emulator, given);
+        if (request.isSilent) record("");
+        return answer;
+    } catch (const std::exception& error) {
+        record(error.what());
+        throw;
+    }
+}
+
 // Answers a request of the table.
 Handler makeHandler(const Emulator& emulator, const Request& request, bool hasBody) {
     return guard([emulator, &request, hasBody](const httplib::Request& asked,
@@ -59,8 +80,10 @@ Handler makeHandler(const Emulator& emulator, const Request& request, bool hasBo
                                    : readQuery(request.arguments, asked.params);
         if (request.reply) {
             request.reply(emulator, given, response);
-        } else {
+        } else if (request.method == "GET") {
             reply(response, 200, request.action(emulator, given));
+        } else {
+            reply(response, 200, change(emulator, request, given));
         }
     });
 }

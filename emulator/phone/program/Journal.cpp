@@ -2,17 +2,16 @@
 // ctl: the journal, and the kernel log in it.
 
 #include <cstdint>
-#include <cstdio>
 #include <string_view>
 
 #include <unistd.h>
-#include <zlib.h>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/Message.h"
 #include "cli/Output.h"
 #include "emulator/cover/Text.h"
+#include "emulator/phone/Digest.h"
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/Session.h"
 
@@ -54,17 +53,13 @@ std::string showRaw(Json& entry) {
 
 // An entry as people can read it: length and digest in the place of many bytes.
 std::string showShort(Json& entry) {
-    constexpr size_t kMostBytes = 256;
     const auto bytes = cover::unescape(entry.value("bytes", ""));
-    if (!bytes || bytes->size() <= kMostBytes) return showRaw(entry);
-    const uLong digest = crc32_z(0, reinterpret_cast<const Bytef*>(bytes->data()), bytes->size());
-    char spelt[sizeof("01234567")];
-    snprintf(spelt, sizeof(spelt), "%08lx", digest);
+    if (!bytes || bytes->size() <= phone::kLongestShown) return showRaw(entry);
     Json shown = Json::object();
     for (const auto& [name, value] : entry.items()) {
         if (name == "bytes") {
             shown["length"] = bytes->size();
-            shown["crc32"] = spelt;
+            shown["crc32"] = phone::crc32Of(*bytes);
         } else {
             shown[name] = value;
         }

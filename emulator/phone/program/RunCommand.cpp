@@ -19,6 +19,7 @@
 
 #include "cli/Message.h"
 #include "emulator/phone/Phone.h"
+#include "emulator/phone/calls/ClientCalls.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/neighbours/Neighbours.h"
@@ -115,6 +116,8 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
     unsetenv("ANDROID_PROPERTY_FILE");
     neighbours::Neighbours neighbours(phone);
     const control::ControlServer server(phone, neighbours, folder);
+    // After the server, which makes sure that the folder has no other emulator.
+    const calls::ClientCalls calls(phone, folder);
     neighbours.serve();
     pid_t program = -1;
     try {
