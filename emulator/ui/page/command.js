@@ -33,7 +33,7 @@ function wordOf(argument, value) {
 function optionWords(argument, word, value) {
     const option = optionOf(argument);
     if (argument.flag !== undefined) return value === argument.flag ? [option] : [];
-    return word.startsWith("-") || word === "" ? [`${option}=${word}`] : [option, word];
+    return word.startsWith("-") ? [`${option}=${word}`] : [option, word];
 }
 
 // `values` has the arguments that are given. Returns {text, missing}: the names that ctl cannot say.
