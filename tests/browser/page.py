@@ -119,8 +119,13 @@ class Page:
     def text(self, element):
         return self.find(element).text
 
+    def rest(self):
+        """Waits until nothing moves."""
+        until(lambda: self.script("return document.getAnimations().every(each => each.playState !== 'running')"))
+
     def shoot(self, name):
         """Keeps a screenshot of what stands in the window."""
+        self.rest()
         SHOTS.mkdir(parents=True, exist_ok=True)
         self.browser.save_screenshot(str(SHOTS / f"{name}.png"))
 

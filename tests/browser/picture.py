@@ -7,8 +7,10 @@ import pathlib
 import subprocess
 import sys
 
-from page import Page, until
-from phone import ROOT, Phone
+from selenium.webdriver.common.keys import Keys
+
+from page import Page
+from phone import ROOT, Phone, until
 
 
 def work(phone):
@@ -33,10 +35,13 @@ def main():
     try:
         work(phone.start().serve())
         page = Page(phone)
-        page.find("search").send_keys("AT%SWV")
-        row = until(lambda: page.find_all("#timeline-list .faulty"), "the fault")[0]
-        row.click()
-        page.find("search").clear()
+        page.browser.execute_cdp_cmd("Emulation.setScrollbarsHidden", {"hidden": True})
+        page.search("AT%SWV")
+        page.click_row(next(at for at, row in enumerate(page.rows()) if row[-1] == "OK fault"))
+        page.find("search").send_keys(Keys.CONTROL, "a", Keys.DELETE)
+        until(lambda: any("the cover was slow" in row for row in page.rows()), "all items")
+        page.script("scrollTo(0, 0); document.activeElement.blur()")
+        page.rest()
         page.browser.save_screenshot(str(file))
     finally:
         phone.end()
