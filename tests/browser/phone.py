@@ -92,9 +92,9 @@ class Phone:
         assert self._emulator.poll() is None, self.log.read_text(errors="replace")[-2000:]
         return self
 
-    def serve(self):
+    def serve(self, *options):
         """Starts the page's server; its address is then in `address`."""
-        self._ui = self._spawn(["ui"], stdout=subprocess.PIPE, text=True)
+        self._ui = self._spawn(["ui", *options], stdout=subprocess.PIPE, text=True)
         printed = ""
         while not ADDRESS.search(printed):
             line = self._ui.stdout.readline()

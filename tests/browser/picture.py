@@ -1,8 +1,5 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-"""Makes the README's picture: the page of a cover at work.
-
-usage: tests/browser/picture.py [FILE]    without FILE: docs/page.png
-"""
+"""Makes a picture, FILE, of the page while a cover is at work. scripts/picture.sh runs it."""
 import pathlib
 import subprocess
 import sys
@@ -10,7 +7,7 @@ import sys
 from selenium.webdriver.common.keys import Keys
 
 from page import Page
-from phone import ROOT, Phone, until
+from phone import Phone, until
 
 
 def work(phone):
@@ -30,14 +27,15 @@ def work(phone):
 
 
 def main():
-    file = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "docs/page.png").resolve()
+    file = pathlib.Path(sys.argv[1]).resolve()
     phone = Phone()
     try:
         work(phone.start().serve())
         page = Page(phone)
         page.browser.execute_cdp_cmd("Emulation.setScrollbarsHidden", {"hidden": True})
         page.search("AT%SWV")
-        page.click_row(next(at for at, row in enumerate(page.rows()) if row[-1] == "OK fault"))
+        struck = until(lambda: [at for at, row in enumerate(page.rows()) if row[-1] == "OK fault"], "the fault")
+        page.click_row(struck[0])
         page.find("search").send_keys(Keys.CONTROL, "a", Keys.DELETE)
         until(lambda: any("the cover was slow" in row for row in page.rows()), "all items")
         page.script("scrollTo(0, 0); document.activeElement.blur()")
