@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "tests/phone/Program.h"
+#include "tests/tools/Terminal.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ using program::kEmulator;
 using program::ProgramTest;
 using support::Outcome;
 using support::Process;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
