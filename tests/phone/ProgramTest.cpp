@@ -653,7 +653,7 @@ TEST_F(ProgramTest, DeclaredNeighboursStandInTheRegistryUntilTheEmulatorEnds) {
               "vendor.qmx.hardware.accessory@1.1::IAccessory/default\n"
               "vendor.qmx.hardware.accessory@1.0::IAccessory/default\n"
               "none\n4\n"
-              "declared\nemulator.sock\n"
+              "calls.sock\ndeclared\nemulator.sock\n"
               "vendor.qmx.hardware.accessory@1.0::IAccessory\n"
               "vendor.qmx.hardware.accessory@1.1::IAccessory\n"
               "vendor.qmx.hardware.lpwg@1.0::ILpwg\nvendor.qmx.hardware.lpwg@1.1::ILpwg\n"
