@@ -17,10 +17,7 @@ namespace e2e {
 namespace {
 
 using nlohmann::json;
-using testing::AllOf;
-using testing::Each;
 using testing::ElementsAre;
-using testing::Gt;
 using testing::HasSubstr;
 
 std::string describe(const json& entry) {
