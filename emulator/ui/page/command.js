@@ -12,33 +12,47 @@ const isOption = (option) => option.startsWith("-");
 
 export const optionOf = (argument) => argument.option ?? `--${argument.name.replaceAll("_", "-")}`;
 
-function wordOf(argument, value) {
-    if (argument.type === "boolean") return value ? "on" : "off";
-    return String(value);
+const ESCAPES = {r: "\r", n: "\n", t: "\t"};
+
+// The bytes that a spelt text stands for; undefined for bytes that no word of a command line holds.
+function unspell(text) {
+    let isWord = true;
+    const bytes = text.replace(/\\(x([0-9A-Fa-f]{2})|[^])/g, (_, letter, hex) => {
+        const code = hex === undefined ? 1 : parseInt(hex, 16);
+        isWord &&= code > 0 && code < 0x80;
+        return hex === undefined ? ESCAPES[letter] ?? letter : String.fromCharCode(code);
+    });
+    return isWord ? bytes : undefined;
 }
 
-function optionWords(argument, value) {
+function wordOf(argument, value) {
+    if (argument.type === "boolean") return value ? "on" : "off";
+    return argument.verbatim ? unspell(value) : String(value);
+}
+
+function optionWords(argument, word, value) {
     const option = optionOf(argument);
     if (argument.flag !== undefined) return value === argument.flag ? [option] : [];
-    const word = wordOf(argument, value);
-    return word.startsWith("-") || word === "" ? [`${option}=${word}`] : [option, word];
+    return word.startsWith("-") ? [`${option}=${word}`] : [option, word];
 }
 
 // `values` has the arguments that are given. Returns {text, missing}: the names that ctl cannot say.
 export function commandOf(ability, request, values) {
-    const places = request.choice && !isOption(request.choice) ? [request.choice] : [];
-    const options = request.choice && isOption(request.choice) ? [request.choice] : [];
+    const isFlag = request.choice?.startsWith("-");
+    const places = request.choice && !isFlag ? [request.choice] : [];
+    const options = [];
     const missing = [];
     for (const argument of request.arguments) {
-        if (!(argument.name in values) || argument.name in (request.fixed ?? {})) continue;
-        const value = values[argument.name];
-        if (argument.in_ctl === false) missing.push(argument.name);
-        else if (isOption(optionOf(argument))) options.push(...optionWords(argument, value));
-        else if (Array.isArray(value)) places.push(...value);
-        else places.push(wordOf(argument, value));
+        const isOfCtl = argument.in_request === false;
+        const value = isOfCtl ? optionOf(argument) : values[argument.name];
+        if (value === undefined || argument.name in (request.fixed ?? {}) || (isOfCtl && !argument.required)) continue;
+        const word = Array.isArray(value) ? "" : wordOf(argument, value);
+        if (argument.in_ctl === false || word === undefined) missing.push(argument.name);
+        else if (isOption(optionOf(argument))) options.push(...optionWords(argument, word, value));
+        else places.push(...(Array.isArray(value) ? value : [word]));
     }
-    const hidden = places.some((word) => word.startsWith("-")) ? ["--"] : [];
-    const words = ["bivista-emulator", "ctl", ...ability.name.split(" "),
-        ...(hidden.length > 0 ? [...options, ...hidden, ...places] : [...places, ...options])];
+    const isHidden = places.some((word) => word.startsWith("-"));
+    const words = ["bivista-emulator", "ctl", ...ability.name.split(" "), ...(isFlag ? [request.choice] : []),
+        ...(isHidden ? [...options, "--", ...places] : [...places, ...options])];
     return {text: words.map(quote).join(" "), missing};
 }

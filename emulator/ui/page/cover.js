@@ -55,7 +55,7 @@ function showProgress(upgrade, loader) {
         bar.setAttribute("aria-valuetext", `${upgrade.version} ${step}`);
         write(byId("upgrade-label"), `Firmware ${upgrade.version} ${step}`);
     }
-    const words = Object.entries(loader ?? {}).filter(([key]) => key !== "error").map(([key, value]) => `${key} ${value}`);
+    const words = Object.entries(loader ?? {}).filter(([, value]) => typeof value !== "boolean").map(([key, value]) => `${key} ${value}`);
     const state = !loader ? "not on the bus" : loader.error ? "on the bus, in error: the cover has no firmware" : "on the bus";
     write(byId("loader"), [state, ...words].join(", "));
     byId("loader").dataset.state = !loader ? "none" : loader.error ? "error" : "normal";

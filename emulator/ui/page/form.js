@@ -4,6 +4,7 @@
 import {ask} from "./ask.js";
 import {commandOf, optionOf} from "./command.js";
 import {make, write} from "./dom.js";
+import {keepPicture} from "./subdisplay.js";
 
 const MOST_ANSWER = 20_000;
 const EMPTY = "''";  // as in a shell
@@ -125,7 +126,8 @@ async function submit(form, request, fields, output) {
         let answer;
         for (const body of bodiesOf(request, read(fields))) answer = await ask(request.method, request.path, body);
         output.dataset.kind = "ok";
-        output.value = answerText(answer);
+        if (answer?.levels) output.replaceChildren(keepPicture(answer));
+        else output.value = answerText(answer);
     } catch (error) {
         output.dataset.kind = "error";
         output.value = error.message;
@@ -135,7 +137,8 @@ async function submit(form, request, fields, output) {
 
 function commandLine(ability, request, fields, form) {
     const code = make("code", {className: "command"});
-    const copy = make("button", {type: "button", className: "small copy", textContent: "Copy", ariaLabel: `Copy the command of ${ability.name}`});
+    const copy = make("button", {type: "button", className: "small copy", textContent: "Copy",
+        ariaLabel: `Copy the command of ${ability.name}`});
     const note = make("span", {className: "hint"});
     const update = () => {
         const {text, missing} = commandOf(ability, request, read(fields));
@@ -169,7 +172,8 @@ export function makeForm(ability, request, examples) {
     const form = make("form", {noValidate: true, autocomplete: "off"});
     Object.assign(form.dataset, {ability: ability.name, method: request.method, path: request.path});
     if (request.choice) form.dataset.choice = request.choice;
-    const shown = request.arguments.filter((argument) => !(argument.name in (request.fixed ?? {})));
+    const shown = request.arguments.filter(
+        (argument) => argument.in_request !== false && !(argument.name in (request.fixed ?? {})));
     const fields = shown.map((argument, i) => fieldOf(argument, i === 0 && argument.required ? examples : undefined));
     const button = make("button", {type: "submit", textContent: buttonText(ability, request)});
     form.setAttribute("aria-label", `${ability.name}: ${button.textContent}`);

@@ -60,7 +60,7 @@ function drawTitle(context, item, x, y, width, high) {
     const letters = Math.floor((width - 8) / LETTER);
     if (letters < 3 || high < 14) return;
     const text = item.title.length > letters ? `${item.title.slice(0, letters - 1)}…` : item.title;
-    context.fillStyle = isBad(item) ? palette.card : palette["on-accent"];
+    context.fillStyle = item.open ? palette.text : isBad(item) ? palette.card : palette["on-accent"];
     context.fillText(text, x + 4, y + 13);
 }
 

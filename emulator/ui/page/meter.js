@@ -19,9 +19,9 @@ export function framesPerSecond() {
     return ((frames.length - 1) * 1000) / (frames.at(-1) - frames[0]);
 }
 
-// Items that will be painted with the next frame.
+// Items that will be painted with the next frame. A call comes when it is over.
 export const arrived = (items) => {
-    for (const item of items) waiting.push(item.wall);
+    for (const item of items) waiting.push(item.wall + item.duration);
 };
 
 export function shown() {

@@ -37,7 +37,7 @@ function watchTheme() {
 function showStatus(kind, text) {
     const status = byId("status");
     status.dataset.kind = kind;
-    write(status, text);
+    write(status, text[0].toUpperCase() + text.slice(1));
 }
 
 watchTheme();

@@ -14,6 +14,7 @@ export class Span {
         this.from = 0;
         this.to = FIRST;
         this.follows = true;  // the newest item stays in sight
+        this.isAll = false;   // and the oldest, too: the span grows
     }
 
     get length() {
@@ -27,6 +28,7 @@ export class Span {
         this.from = Math.max(Math.min(from, edge - kept * 0.05), -kept * 0.5);
         this.to = this.from + kept;
         this.follows = this.from <= latest && this.to >= latest;
+        this.isAll = false;
     }
 
     pan(us, latest) {
@@ -43,7 +45,7 @@ export class Span {
     showAll(first, latest) {
         const length = Math.max(latest - first, LEAST) * (1 + 2 * MARGIN);
         this.move(first - length * MARGIN, length, latest);
-        this.follows = true;
+        this.follows = this.isAll = true;
     }
 
     // The newest item comes into sight, when the user has not left it.
@@ -52,7 +54,7 @@ export class Span {
         if (!this.follows || edge <= this.to) return;
         const {length} = this;
         this.to = edge;
-        this.from = edge - length;
+        if (!this.isAll) this.from = edge - length;
     }
 
     reveal(item, latest) {

@@ -1,24 +1,35 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The sub display, pixel for pixel: a hexadecimal digit is a level of 0 to 15.
 
-import {byId, setData} from "./dom.js";
+import {byId, make, setData} from "./dom.js";
 
 const canvas = () => byId("sub-display");
 
-// `picture` is null where the panel shows none.
-export function showPicture(picture) {
-    const surface = canvas();
-    const {width, height, levels} = picture ?? {width: surface.width, height: surface.height, levels: ""};
-    if (!(width > 0 && height > 0) || levels.length < (picture ? width * height : 0)) return;
+function draw(surface, {width, height, levels}) {
     if (surface.width !== width) surface.width = width;
     if (surface.height !== height) surface.height = height;
     const context = surface.getContext("2d");
     const image = context.createImageData(width, height);
     for (let i = 0; i < width * height; ++i) {
-        const level = picture ? parseInt(levels[i], 16) * 17 : 0;
+        const level = parseInt(levels[i] ?? "0", 16) * 17;
         image.data.set([level, level, level, 255], i * 4);
     }
     context.putImageData(image, 0, 0);
+}
+
+// `picture` is null where the panel shows none.
+export function showPicture(picture) {
+    const {width, height} = canvas();
+    const isPicture = picture?.width > 0 && picture.height > 0 && picture.levels.length > 0;
+    draw(canvas(), isPicture ? picture : {width, height, levels: ""});
+}
+
+// A link that keeps the picture as a file.
+export function keepPicture(picture) {
+    const surface = make("canvas");
+    draw(surface, picture);
+    return make("a", {href: surface.toDataURL("image/png"), download: "sub-display.png",
+        textContent: `Keep the picture, ${picture.width} × ${picture.height}`});
 }
 
 export function showPanel(panel = {}) {

@@ -11,6 +11,7 @@ import {describe, draw, itemAt, readPalette} from "./lanes.js";
 import {arrived, painted, shown} from "./meter.js";
 import {Span} from "./span.js";
 
+const FEW = 20_000;         // items that are searched with each letter
 const MOST_HELD = 200_000;  // rows that wait while the page is paused
 
 export class Timeline {
@@ -49,7 +50,8 @@ export class Timeline {
         const search = byId("search");
         search.addEventListener("input", () => {
             clearTimeout(this.typing);
-            this.typing = setTimeout(() => this.searchFor(search.value), 120);
+            if (this.store.all.length <= FEW) this.searchFor(search.value);
+            else this.typing = setTimeout(() => this.searchFor(search.value), 120);
         });
         byId("pause").addEventListener("click", () => this.pause(!this.isPaused));
         byId("zoom-in").addEventListener("click", () => this.zoom(0.5));
