@@ -208,6 +208,7 @@ std::optional<Entry> Journal::waitFor(const Match& match, uint64_t seq,
 
 bool Journal::await(uint64_t seq, std::chrono::milliseconds limit,
                     const std::function<bool()>& isOver) const {
+    const Follower follower(*this);
     const android::AutoMutex lock(mLock);
     const auto end = std::chrono::steady_clock::now() + limit;
     mAdded.wait_until(mLock, end, [&]() REQUIRES(mLock) { return mNext > seq || isOver(); });

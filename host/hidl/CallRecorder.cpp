@@ -84,6 +84,7 @@ void CallRecorder::connect() {
 }
 
 void CallRecorder::copyIn(const void* from, size_t size) {
+    if (size == 0) return;
     const size_t begin = mWritten % kRingBytes;
     const size_t first = std::min(size, kRingBytes - begin);
     uint8_t* const bytes = mRing.memory()->bytes;

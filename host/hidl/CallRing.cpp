@@ -64,6 +64,7 @@ std::optional<CallRing> CallRing::receive(int connection) {
 }
 
 void CallRing::copyOut(uint64_t position, void* to, size_t size) const {
+    if (size == 0) return;
     const size_t begin = position % kRingBytes;
     const size_t first = std::min(size, kRingBytes - begin);
     const uint8_t* const bytes = mMapping.memory()->bytes;

@@ -72,7 +72,10 @@ class Mapping {
     explicit Mapping(int fd);
     ~Mapping();
     Mapping(Mapping&& other) noexcept : mMemory(std::exchange(other.mMemory, nullptr)) {}
-    Mapping& operator=(Mapping&&) = delete;
+    Mapping& operator=(Mapping&& other) noexcept {
+        std::swap(mMemory, other.mMemory);
+        return *this;
+    }
 
     RingMemory* memory() const { return mMemory; }
 

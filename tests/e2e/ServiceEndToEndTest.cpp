@@ -22,7 +22,7 @@ constexpr char kVersionResult[] =
 
 // A line of the service's log.
 std::string lineOf(char priority, const std::string& text) {
-    return std::string("bivista@1\\.1-service ") + priority + " [-0-9: ]+ " + text;
+    return std::string("bivista@1\\.1-service ") + priority + " [-0-9:. ]+ " + text;
 }
 
 class ServiceEndToEndTest : public ProgramsTest {

@@ -348,6 +348,25 @@ TEST_F(CtlTest, AnotherDeviceComesAndGoesBesideTheCover) {
               "bivista-emulator: there is no foreign ttyACM7\n");
 }
 
+TEST_F(CtlTest, MarkPutsARemarkIntoTheJournal) {
+    const Outcome outcome = runShell("ctl='" + kEmulator + " ctl'; $ctl mark the  'second  try'; " +
+                                     "$ctl mark \"$(printf 'a\\033b\\r')\"; $ctl journal");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out, HasSubstr(R"("kind":"mark","bytes":"the second  try"})"));
+    EXPECT_THAT(outcome.out, HasSubstr(R"("kind":"mark","bytes":"a\\x1bb\\r"})"));
+}
+
+TEST_F(CtlTest, MarkRefusesNoTextAndTooLongAText) {
+    expectUsageErrors({{"ctl", "mark"}});
+    const std::string most(1024, 'm');
+    const Outcome outcome =
+            runShell("ctl='" + kEmulator + " ctl'; $ctl mark ''; echo $?; " + "$ctl mark " + most +
+                     "; echo $?; $ctl mark " + most + "m; echo $?");
+    const std::string refusal = "bivista-emulator: \"text\" must have 1 to 1024 bytes\n";
+    EXPECT_EQ(outcome.err, refusal + refusal);
+    EXPECT_EQ(outcome.out, "1\n0\n1\n");
+}
+
 TEST_F(CtlTest, SaysWhatAValueMustBe) {
     EXPECT_EQ(invoke({"ctl", "subdisplay", "--width", "65536"}).err,
               "bivista-emulator: --width: must be an integer from 0 to 65535. "

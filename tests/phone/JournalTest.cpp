@@ -6,8 +6,11 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <optional>
 #include <thread>
 
 #include <unistd.h>
@@ -222,6 +225,115 @@ TEST(JournalTest, ManyThreadsWriteAndWait) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(journal.since(1).size(), 400u);
+}
+
+// The wall clock, in the resolution of an entry.
+std::chrono::nanoseconds wallNow() {
+    return std::chrono::system_clock::now().time_since_epoch();
+}
+
+TEST(JournalTest, EntriesTellTheWallClock) {
+    Journal journal;
+    const auto before = wallNow();
+    journal.add(Kind::Mark, "", "text");
+    const auto after = wallNow();
+    const Entry entry = journal.since(1).at(0);
+    EXPECT_LE(before, entry.wall);
+    EXPECT_LE(entry.wall, after);
+    EXPECT_FALSE(entry.duration);
+}
+
+TEST(JournalTest, WhatIsOverStandsAtItsBegin) {
+    const auto early = std::chrono::steady_clock::now() - std::chrono::hours(1);
+    Journal journal;
+    journal.add(Kind::Mark, "", "first");
+    const auto wallBegin = wallNow();
+    const auto begin = std::chrono::steady_clock::now();
+    journal.add(Kind::Mark, "", "during");
+    journal.add({.begin = begin, .duration = std::chrono::microseconds(7), .path = "past"});
+    journal.add({.begin = early, .path = "early"});
+    const std::vector<Entry> entries = journal.since(1);
+    ASSERT_EQ(entries.size(), 4u);
+    EXPECT_LE(entries[0].time, entries[2].time);
+    EXPECT_LE(entries[2].time, entries[1].time);
+    EXPECT_EQ(entries[2].duration, std::chrono::microseconds(7));
+    EXPECT_LE(wallBegin, entries[2].wall);
+    // The journal was not there yet; the clock was.
+    EXPECT_EQ(entries[3].time.count(), 0);
+    EXPECT_LE(entries[3].wall, wallNow() - std::chrono::hours(1));
+}
+
+TEST(JournalTest, ItsFileHasLongTextsWhole) {
+    const std::string path = "/tmp/journal-" + std::to_string(getpid());
+    Journal journal;
+    ASSERT_TRUE(journal.writeTo(path));
+    journal.add({.bytes = "short", .note = "brief", .wholeBytes = "whole", .wholeNote = "all"});
+    EXPECT_EQ(journal.since(1).at(0).bytes, "short");
+    EXPECT_EQ(journal.since(1).at(0).note, "brief");
+    std::ifstream file(path);
+    const std::string line{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(line, testing::HasSubstr(R"("bytes":"whole","note":"all")"));
+    std::filesystem::remove(path);
+}
+
+// Has an entry for each time that it is asked.
+class Counting : public phone::Source {
+  public:
+    explicit Counting(Journal& journal) : mJournal(journal) {}
+    void drain() override { mJournal.add(Kind::Mark, "", std::to_string(++drained)); }
+    void follow(bool isFollowed) override { followed.push_back(isFollowed); }
+
+    int drained = 0;
+    std::vector<bool> followed;
+
+  private:
+    Journal& mJournal;
+};
+
+TEST(JournalTest, AReaderFindsWhatTheSourceHas) {
+    Journal journal;
+    const auto source = std::make_shared<Counting>(journal);
+    journal.setSource(source);
+    EXPECT_EQ(journal.next(), 2u);
+    EXPECT_THAT(journal.list(Kind::Mark), ElementsAre("1", "2"));
+    journal.setSource(nullptr);
+    EXPECT_EQ(journal.next(), 3u);
+    EXPECT_THAT(source->followed, ElementsAre(false));
+}
+
+TEST(JournalTest, WhoWaitsFollowsTheSource) {
+    Journal journal;
+    const auto source = std::make_shared<Counting>(journal);
+    journal.setSource(source);
+    EXPECT_EQ(journal.waitFor(is(Kind::Mark, "1")).seq, 1u);
+    EXPECT_THAT(source->followed, ElementsAre(false, true, false));
+    EXPECT_FALSE(journal.waitFor(is(Kind::Mark, "none"), 1, std::chrono::milliseconds(1)));
+    EXPECT_THAT(source->followed, ElementsAre(false, true, false, true, false));
+    EXPECT_EQ(source->drained, 2);
+}
+
+TEST(JournalTest, TheLastOfSeveralFollowersEndsIt) {
+    Journal journal;
+    const auto source = std::make_shared<Counting>(journal);
+    std::optional<Journal::Follower> first(journal);
+    // One that was there before the source.
+    journal.setSource(source);
+    EXPECT_THAT(source->followed, ElementsAre(true));
+    std::optional<Journal::Follower> second(journal);
+    first.reset();
+    EXPECT_THAT(source->followed, ElementsAre(true));
+    second.reset();
+    EXPECT_THAT(source->followed, ElementsAre(true, false));
+}
+
+TEST(JournalTest, ItsFileFollowsTheSource) {
+    Journal journal;
+    const auto source = std::make_shared<Counting>(journal);
+    ASSERT_TRUE(journal.writeTo("/dev/null"));
+    journal.setSource(source);
+    EXPECT_THAT(source->followed, ElementsAre(true));
+    EXPECT_TRUE(journal.waitFor(is(Kind::Mark, "1"), 1, std::chrono::seconds(0)));
+    EXPECT_THAT(source->followed, ElementsAre(true));
 }
 
 }  // namespace

@@ -653,12 +653,14 @@ TEST_F(ProgramTest, DeclaredNeighboursStandInTheRegistryUntilTheEmulatorEnds) {
               "vendor.qmx.hardware.accessory@1.1::IAccessory/default\n"
               "vendor.qmx.hardware.accessory@1.0::IAccessory/default\n"
               "none\n4\n"
-              "declared\nemulator.sock\n"
+              "calls.sock\ndeclared\nemulator.sock\n"
               "vendor.qmx.hardware.accessory@1.0::IAccessory\n"
               "vendor.qmx.hardware.accessory@1.1::IAccessory\n"
               "vendor.qmx.hardware.lpwg@1.0::ILpwg\nvendor.qmx.hardware.lpwg@1.1::ILpwg\n"
               "vendor.qmx.hardware.lpwg@1.2::ILpwg\nvendor.qmx.hardware.lpwg@1.3::ILpwg\n");
-    EXPECT_FALSE(fs::exists(mFolder + "/hidl/declared"));
+    for (const char* name : {"calls.sock", "declared", "emulator.sock"}) {
+        EXPECT_FALSE(fs::exists(mFolder + "/hidl/" + name)) << name;
+    }
 }
 
 TEST_F(ProgramTest, FaultsFromCtlReachTheProgram) {

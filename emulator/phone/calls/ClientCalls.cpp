@@ -88,9 +88,8 @@ class ClientCalls::Rings : public phone::Source {
     }
 
     bool receive(Service& service) REQUIRES(mLock) {
-        std::optional<CallRing> ring = CallRing::receive(service.connection.get());
-        if (!ring) return false;
-        service.ring.emplace(*std::move(ring));
+        service.ring = CallRing::receive(service.connection.get());
+        if (!service.ring) return false;
         service.ring->follow(mIsFollowed);
         return true;
     }

@@ -109,7 +109,8 @@ export class Charts {
         this.show("chart-frames", {
             type: "bar",
             data: {labels: rows.map(({at}) => at),
-                datasets: [{label: "frames a second", data: rows.map(({rate}) => rate), backgroundColor: colour("accent"), barPercentage: 1, categoryPercentage: 0.9, maxBarThickness: 28}]},
+                datasets: [{label: "frames a second", data: rows.map(({rate}) => rate), backgroundColor: colour("accent"),
+                    barPercentage: 1, categoryPercentage: 0.9, maxBarThickness: 28}]},
             options: base(scaleOf("seconds", {grid: {display: false}}), scaleOf("", {beginAtZero: true})),
         });
         table("table-frames", ["From, s", "Frames a second"], rows.filter(({rate}) => rate > 0).map(({at, rate}) => [at, trim(rate)]));

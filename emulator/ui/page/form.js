@@ -137,7 +137,8 @@ async function submit(form, request, fields, output) {
 
 function commandLine(ability, request, fields, form) {
     const code = make("code", {className: "command"});
-    const copy = make("button", {type: "button", className: "small copy", textContent: "Copy", ariaLabel: `Copy the command of ${ability.name}`});
+    const copy = make("button", {type: "button", className: "small copy", textContent: "Copy",
+        ariaLabel: `Copy the command of ${ability.name}`});
     const note = make("span", {className: "hint"});
     const update = () => {
         const {text, missing} = commandOf(ability, request, read(fields));

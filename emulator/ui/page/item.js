@@ -48,7 +48,8 @@ function headOf(item, close) {
     const list = make("dl", {className: "pairs"});
     for (const [name, text] of facts) list.append(make("div", {}, make("dt", {textContent: name}), make("dd", {textContent: text})));
     const button = make("button", {type: "button", className: "small", textContent: "Close", onclick: close});
-    return [make("div", {className: "top"}, make("h3", {textContent: item.title}), button), ...(item.detail ? [make("p", {className: "detail", textContent: item.detail})] : []), list];
+    const detail = item.detail ? [make("p", {className: "detail", textContent: item.detail})] : [];
+    return [make("div", {className: "top"}, make("h3", {textContent: item.title}), button), ...detail, list];
 }
 
 export class ItemView {
@@ -82,7 +83,8 @@ export class ItemView {
             const text = "The emulator has these bytes no more; an exported journal file may.";
             body.replaceChildren(entries.length > 0 ? tableOf(entries, item) : make("p", {className: "quiet", textContent: text}));
             if (entries.length > MOST_ENTRIES) {
-                body.append(make("p", {className: "quiet", textContent: `${entries.length - MOST_ENTRIES} more entries: export the journal.`}));
+                const more = `${entries.length - MOST_ENTRIES} more entries: export the journal.`;
+                body.append(make("p", {className: "quiet", textContent: more}));
             }
         } catch (error) {
             if (!isStale()) body.replaceChildren(make("p", {className: "error", textContent: error.message}));

@@ -18,7 +18,8 @@ const KEYS = [
 ];
 const ON_PARTS = [
     ["on the cover", "Enter or Space pulls it off or puts it back"],
-    ["on the lanes", "Left and Right: item to item; Up and Down: lane to lane; Shift with Left or Right: pan; Home, End: first, last; Enter: bytes"],
+    ["on the lanes", "Left and Right: item to item; Up and Down: lane to lane; Shift with Left or Right: pan; " +
+        "Home, End: first, last; Enter: bytes"],
     ["on the list", "Up, Down, Page Up, Page Down, Home, End; Enter: bytes"],
 ];
 
