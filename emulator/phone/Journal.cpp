@@ -206,4 +206,19 @@ std::optional<Entry> Journal::waitFor(const Match& match, uint64_t seq,
     return *found;
 }
 
+bool Journal::await(uint64_t seq, std::chrono::milliseconds limit,
+                    const std::function<bool()>& isOver) const {
+    const Follower follower(*this);
+    const android::AutoMutex lock(mLock);
+    const auto end = std::chrono::steady_clock::now() + limit;
+    mAdded.wait_until(mLock, end, [&]() REQUIRES(mLock) { return mNext > seq || isOver(); });
+    return mNext > seq;
+}
+
+void Journal::wake() const {
+    // With the lock: a reader looks at `isOver` before this, or it sleeps and is woken.
+    { const android::AutoMutex lock(mLock); }
+    mAdded.notify_all();
+}
+
 }  // namespace phone

@@ -101,6 +101,11 @@ class Journal {
     // As above, but gives up after `limit`.
     std::optional<Entry> waitFor(const Match& match, uint64_t seq,
                                  std::chrono::milliseconds limit) const EXCLUDES(mLock);
+    // Waits until there is an entry `seq` or a later one, and returns true; false after `limit`, or
+    // once `isOver`. Sleeps meanwhile: each entry and wake() make it look at `isOver` again.
+    bool await(uint64_t seq, std::chrono::milliseconds limit,
+               const std::function<bool()>& isOver) const EXCLUDES(mLock);
+    void wake() const EXCLUDES(mLock);
 
   private:
     std::shared_ptr<Source> source() const EXCLUDES(mSourceLock);

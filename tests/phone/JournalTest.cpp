@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -166,6 +167,50 @@ TEST(JournalTest, FileThatCannotBeMadeIsReported) {
     Journal journal;
     EXPECT_FALSE(journal.writeTo("/nowhere/journal"));
     EXPECT_EQ(errno, ENOENT);
+}
+
+constexpr std::chrono::hours kLong(1);
+const auto kNotOver = [] { return false; };
+
+TEST(JournalTest, AwaitsTheNextEntry) {
+    Journal journal;
+    std::thread writer([&journal] { journal.add(Kind::TtyRx, {}, "a"); });
+    EXPECT_TRUE(journal.await(1, kLong, kNotOver));
+    writer.join();
+    EXPECT_TRUE(journal.await(1, std::chrono::milliseconds(0), kNotOver));
+    EXPECT_FALSE(journal.await(2, std::chrono::milliseconds(1), kNotOver));
+    EXPECT_FALSE(journal.await(2, kLong, [] { return true; }));
+}
+
+// A lost wake-up would let the test hang.
+TEST(JournalTest, AwaitingEndsWhenItIsWoken) {
+    Journal journal;
+    for (int i = 0; i < 2000; ++i) {
+        std::atomic<bool> isOver = false;
+        std::thread reader([&] {
+            EXPECT_FALSE(journal.await(1, kLong, [&isOver] { return isOver.load(); }));
+        });
+        isOver = true;
+        journal.wake();
+        reader.join();
+    }
+}
+
+TEST(JournalTest, AwaitingSleeps) {
+    Journal journal;
+    std::atomic<int> looks = 0;
+    std::thread reader([&] {
+        journal.await(1, kLong, [&looks] {
+            ++looks;
+            return false;
+        });
+    });
+    looks.wait(0);
+    // Woken once by this, and not by itself.
+    journal.wake();
+    journal.add(Kind::TtyRx, {}, "a");
+    reader.join();
+    EXPECT_LE(looks, 2);
 }
 
 TEST(JournalTest, ManyThreadsWriteAndWait) {

@@ -10,28 +10,36 @@ namespace {
 
 Json describe(const Argument& argument) {
     constexpr const char* kTypes[] = {"text", "bytes", "bytes", "boolean", "integer", "integer"};
-    Json description = {{"name", argument.name},
-                        {"type", kTypes[static_cast<size_t>(argument.type)]},
-                        {"required", argument.isRequired}};
+    Json description = {
+            {"name", argument.name},           {"type", kTypes[static_cast<size_t>(argument.type)]},
+            {"required", argument.isRequired}, {"option", optionOf(argument)},
+            {"many", argument.isMany},         {"in_ctl", argument.isInCtl}};
     if (argument.type >= Type::Integer) {
         description["least"] = argument.least;
         description["most"] = argument.most;
     }
     if (!argument.words.empty()) description["words"] = argument.words;
     if (!argument.otherwise.is_null()) description["default"] = argument.otherwise;
+    if (!argument.flag.is_null()) description["flag"] = argument.flag;
+    if (argument.type == Type::Verbatim) description["verbatim"] = true;
     if (!argument.help.empty()) description["help"] = argument.help;
     return description;
 }
 
 Json describe(const Request& request) {
-    Json description = {{"method", request.method}, {"path", request.path}};
+    Json description = {
+            {"method", request.method}, {"path", request.path}, {"show", request.show != nullptr}};
     if (!request.choice.word.empty()) description["choice"] = request.choice.word;
     if (!request.choice.help.empty()) description["help"] = request.choice.help;
     if (!request.fixed.is_null()) description["fixed"] = request.fixed;
     Json& arguments = description["arguments"] = Json::array();
+    Json ofCtl = Json::array();
     for (const Argument& argument : request.arguments) {
-        if (argument.isInRequest) arguments.push_back(describe(argument));
+        // Where ctl has a choice, another one of the same path takes such an argument.
+        if (!argument.isInCtl && !request.choice.word.empty()) continue;
+        (argument.isInRequest ? arguments : ofCtl).push_back(describe(argument));
     }
+    if (!ofCtl.empty()) description["ctl_arguments"] = ofCtl;
     return description;
 }
 
