@@ -155,8 +155,9 @@ class TimelineTest(PageCase):
         for old in folder.iterdir():
             old.unlink()
         self.page.find(button).click()
-        # Until it is whole, Chromium has an empty file of that name and another one beside it.
-        until(lambda: [path.stat().st_size > 0 for path in folder.iterdir()] == [True], "a download")
+        # Until it is whole, Chromium has an empty file of that name, and another one of another kind.
+        until(lambda: [path.suffix in (".json", ".jsonl") and path.stat().st_size > 0
+                       for path in folder.iterdir()] == [True], "a download")
         file = next(folder.iterdir())
         self.addCleanup(file.unlink, missing_ok=True)
         return file.read_text(encoding="utf-8")
@@ -168,7 +169,7 @@ class TimelineTest(PageCase):
 
     def test_the_trace_keeps_to_the_format_and_has_all_on_one_clock(self):
         # Calls that overlap are on tracks of their own.
-        self.phone.shell("for client in 1 2 3; do bivistactl at AT%SWV & bivistactl sub test-pattern & done >&2; wait")
+        self.phone.shell("for client in 1 2 3; do bivistactl at AT%SWV & bivistactl sub test-pattern & done; wait")
         self.phone.client("brightness", "30")
         until(lambda: self.phone.journal(kind="tty-rx", bytes="AT%DB=30\\r"))
         until(lambda: self.phone.state()["sub_display"]["frames"])
