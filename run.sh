@@ -12,12 +12,13 @@ source scripts/run-folder.sh
 
 usage() {
     cat <<'HELP'
-usage: ./run.sh [--tour] [--no-install] [--color=WHEN]
+usage: ./run.sh [--ui] [--tour] [--no-install] [--color=WHEN]
 
 Installs what is missing (Debian packages), builds, starts the service on an emulated phone with a
 cover attached, plays a short tour, and stays up: type bivistactl commands in a second terminal,
 Ctrl-C here ends it. From a bare machine about 2 minutes on two cores, from the second time on seconds.
 
+  --ui          show the phone on a page in the browser, too; opened at once where there is a display
   --tour        play the tour in a registry folder of its own, without pauses, and end
   --no-install  install nothing; fail where something is missing
   --color=WHEN  never, auto (on a terminal, unless NO_COLOR is set) or always
@@ -29,12 +30,14 @@ HELP
 }
 
 tour_only=no
+ui=no
 install=yes
 choose_colour auto
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
         --tour) tour_only=yes ;;
+        --ui) ui=yes ;;
         --no-install) install=no ;;
         --color=*) choose_colour "${1#--color=}" ;;
         *) fail "unknown argument '$1'; see ./run.sh --help" ;;
@@ -65,6 +68,7 @@ run=${out#"$PWD"/}
 
 emulator_pid=
 watch_pid=
+page_pid=
 end_watch() {
     if [ -n "$watch_pid" ]; then
         kill "$watch_pid" 2>/dev/null || true
@@ -77,6 +81,10 @@ finish() {
     if [ -n "$emulator_pid" ]; then
         kill "$emulator_pid" 2>/dev/null || true
         wait "$emulator_pid" 2>/dev/null || true
+    fi
+    if [ -n "$page_pid" ]; then
+        kill "$page_pid" 2>/dev/null || true
+        wait "$page_pid" 2>/dev/null || true
     fi
     if [ $tour_only = yes ]; then rm -rf "$HIDL_SOCKET_DIR"; fi
 }
@@ -146,6 +154,17 @@ connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
 # Everything that a detach, or the n-th attach, sets off is done.
 detached() { logged 1 "bv2_display_deinit --" && logged 1 "deinitSubDisplay -- "; }
 attached() { logged "$1" "bv_update_state : ATCMD_Status" && logged "$1" "setSubDisplayPowerState --"; }
+
+# The page's address is for this user alone: it must not get into the log, which others can read.
+start_page() {
+    local options=()
+    if [ $paced = yes ] && [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then options=(--open); fi
+    exec {page_output}< <(exec "$emulator" ui "${options[@]}")
+    page_pid=$!
+    read -r page <&"$page_output" || fail "the page cannot be served"
+    say "The phone on a page, for a browser on this machine: $page"
+}
+if [ $ui = yes ]; then start_page; fi
 
 chapter "Starting the service on an emulated phone, with a cover attached"
 if [ $paced = yes ]; then say "A step a second; Enter goes on at once."; fi
@@ -221,5 +240,6 @@ else
 fi
 say "The service's log and the phone's journal: $run/service.log and journal.jsonl"
 if [ $tour_only = yes ]; then say "The tour is over."; exit 0; fi
+if [ $ui = yes ]; then say "The page: $page"; fi
 say "The phone stays up. Ctrl-C ends it."
 wait "$emulator_pid"

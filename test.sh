@@ -17,6 +17,7 @@ release    quick  every test, optimised as on the phone
 package    all    the Debian package: what is in it, lintian, its unit, its udev rule
 mutation   all    seeded defects of the service, each of which the conformance suite must find
 tour       quick  ./run.sh: its tour, on a terminal too, and a second one beside it
+browser    all    the page of the emulated cover in Chromium, and its accessibility; screenshots
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
 tsan       all    the tests where threads meet under ThreadSanitizer
 documents  all    the commands of the documents
@@ -30,7 +31,7 @@ usage: ./test.sh [--all] [--only WORD] [--tsan] [--arm64 [--yes]] [--package] [-
 Installs what is missing (Debian packages), then runs the quick steps below: about 5 minutes on two
 cores, from a bare machine.
 
-  --all         run every step below, as continuous integration does: about 30 minutes
+  --all         run every step below, as continuous integration does: about 33 minutes
   --only WORD   run one of the steps, and nothing else
   --tsan        run all tests under ThreadSanitizer, and nothing else
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
@@ -85,6 +86,12 @@ kinds=(build test)
 for step in "${steps[@]}"; do
     case " ${quick[*]} " in *" $step "*) ;; *) kinds=(build test all bench) ;; esac
 done
+case " ${steps[*]} " in
+    *" browser "*)
+        kinds+=(browser)
+        # Debian's npm cannot stand beside another Node.js.
+        command -v npm >/dev/null || kinds+=(npm) ;;
+esac
 [ "${steps[*]}" != arm64 ] || kinds+=(arm64-tools)
 [ "${steps[*]}" != clean-root ] || kinds+=(clean-root)
 [ $install = no ] || install_packages "${kinds[@]}"
@@ -101,6 +108,7 @@ run_step() {
         clean-root) scripts/clean-root.sh ;;
         mutation) build_preset release; vts/mutate.py build/release ;;
         tour) play_tour ;;
+        browser) scripts/check-browser.sh ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
         documents) build_preset release; python3 -B scripts/documents.py ;;

@@ -2,7 +2,7 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Measures the service against references in one run; prints a table and writes bench/results.json.
 # Exits 1 when a ratio is above its limit. Usage: bench/run.sh [WORD...] [--list] runs only these
-# benchmarks: at, brightness, hidl, idle, sub, uevent. --list names those that would run, and ends.
+# benchmarks: at, brightness, hidl, idle, sub, uevent, ui. --list names those that would run, and ends.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -12,11 +12,11 @@ wanted=()
 for word in "$@"; do
     if [ "$word" = --list ]; then list=yes; else wanted+=("$word"); fi
 done
-[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle sub uevent)
+[ ${#wanted[@]} -gt 0 ] || wanted=(at brightness hidl idle sub uevent ui)
 for word in "${wanted[@]}"; do
     case $word in
-        at | brightness | hidl | idle | sub | uevent) ;;
-        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle, sub, uevent" ;;
+        at | brightness | hidl | idle | sub | uevent | ui) ;;
+        *) fail "no benchmark '$word'; there are: at, brightness, hidl, idle, sub, uevent, ui" ;;
     esac
 done
 if [ $list = yes ]; then printf '%s\n' "${wanted[@]}"; exit 0; fi
@@ -30,6 +30,7 @@ for word in "${wanted[@]}"; do
     case $word in
         idle) targets+=(bench_idle_reference) ;;
         sub) targets+=(bench_frames bench_bare_frames) ;;
+        ui) targets+=(bivista-emulator) ;;
     esac
 done
 build_preset release "${targets[@]}"
@@ -45,6 +46,7 @@ for word in "${wanted[@]}"; do
             $bin/bench_frames "$service" "$PWD/$bin/bench_bare_frames"
             python3 -B bench/sub/arm_loop.py ;;
         uevent) $bin/bench_uevent "$service" ;;
+        ui) $bin/bench_ui $bin/bivista-emulator ;;
         *) "$bin/bench_$word" ;;
     esac
 done | python3 -B bench/table.py bench/results.json

@@ -35,7 +35,8 @@ class TestShTest(unittest.TestCase):
         for preset in ("release", "asan", "tsan"):
             (self.root / "build" / preset).mkdir(parents=True)
         for name in ("scripts/check-style.sh", "scripts/check-tidy.sh", "scripts/check-phone.sh",
-                     "scripts/check-package.sh", "vts/mutate.py", "tools/python3", "tools/cmake"):
+                     "scripts/check-package.sh", "scripts/check-browser.sh", "vts/mutate.py", "tools/python3",
+                     "tools/cmake"):
             self.program(name, STEP)
         self.program("tools/ctest", CTEST)
         for name in ("clang++", "ninja", "hidl-gen", "capnp", "unshare", "dpkg-query"):
@@ -48,11 +49,11 @@ class TestShTest(unittest.TestCase):
         (self.root / name).write_text(text)
         (self.root / name).chmod(0o755)
 
-    def run_test_sh(self, *words, failing="", install=False):
+    def run_test_sh(self, *words, failing="", install=False, path=os.environ["PATH"]):
         ended = subprocess.run(
             [self.root / "test.sh", *words, *([] if install else ["--no-install"])], stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT, text=True, check=False,
-            env={**os.environ, "FAILING": failing, "PATH": f"{self.root}/tools:{os.environ['PATH']}"})
+            env={**os.environ, "FAILING": failing, "PATH": f"{self.root}/tools:{path}"})
         return ended.returncode, ended.stdout.splitlines()
 
     def test_it_runs_the_steps_that_are_asked_for(self):
@@ -79,9 +80,22 @@ class TestShTest(unittest.TestCase):
             self.assertEqual("error: the build failed (whole output: build/release.log)" in lines, failing == "release")
 
     def test_quick_steps_install_nothing_for_others(self):
-        for step, others in (("style", False), ("tidy", True)):
+        for step, others, browser in (("style", False, False), ("tidy", True, False), ("browser", True, True)):
+            (self.root / "installed").unlink(missing_ok=True)
             self.assertEqual(self.run_test_sh("--only", step, install=True)[0], 0)
             installed = (self.root / "installed").read_text()
             self.assertIn(" libgtest-dev ", installed)
             for package in ("clang-tidy", "gdb", "libdbus-1-dev"):
                 self.assertEqual(f" {package} " in installed, others)
+            self.assertEqual(" chromium-driver " in installed, browser)
+
+    def test_npm_is_installed_for_the_browser_where_there_is_none(self):
+        self.program("tools/npm", "#!/bin/sh\n")
+        self.run_test_sh("--only", "browser", install=True)
+        self.assertNotIn(" npm ", (self.root / "installed").read_text())
+        (self.root / "tools/npm").unlink()
+        for program in pathlib.Path("/usr/bin").iterdir():
+            if program.name != "npm" and not (self.root / "tools" / program.name).exists():
+                (self.root / "tools" / program.name).symlink_to(program)
+        self.run_test_sh("--only", "browser", install=True, path="")
+        self.assertIn(" npm ", (self.root / "installed").read_text().replace("\n", " "))

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "bench/Row.h"
+#include "bench/Switches.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/world/World.h"
 #include "tests/support/Process.h"
@@ -73,21 +74,7 @@ class Program {
         fail("no PSS");
     }
 
-    // Voluntary context switches of all threads so far.
-    long switches() const {
-        long sum = 0;
-        const std::string tasks = "/proc/" + std::to_string(mProcess->pid()) + "/task";
-        for (const auto& task : std::filesystem::directory_iterator(tasks)) {
-            std::ifstream file(task.path() / "status");
-            for (std::string word; file >> word;) {
-                if (word != "voluntary_ctxt_switches:") continue;
-                long value = 0;
-                file >> value;
-                sum += value;
-            }
-        }
-        return sum;
-    }
+    long switches() const { return bench::switchesOf(mProcess->pid()); }
 
   private:
     static void awaitReady(int fd, const std::string& path) {

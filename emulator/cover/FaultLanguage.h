@@ -59,6 +59,7 @@ struct Fault {
     std::string text;               // Before, After, Inside, Answer
     bool all = false;               // Garble
     std::optional<uint64_t> times;  // commands it is still good for, 1 or more; none: no end
+    uint64_t met = 0;               // commands that it has struck; no part of its text
 
     bool operator==(const Fault&) const = default;
 };

@@ -94,26 +94,13 @@ void applyOne(const Fault& fault, Reply& reply) {
 
 }  // namespace
 
-void Faults::add(Fault fault) {
-    mFaults.push_back(std::move(fault));
-}
-
-bool Faults::remove(size_t index) {
-    if (index >= mFaults.size()) return false;
-    mFaults.erase(mFaults.begin() + static_cast<std::ptrdiff_t>(index));
-    return true;
-}
-
-void Faults::clear() {
-    mFaults.clear();
-}
-
 std::vector<Fault> Faults::take(std::string_view command) {
     std::vector<Fault> taken;
-    for (Fault& fault : mFaults) {
+    for (size_t i = 0; i < mFaults.size(); ++i) {
+        const Fault& fault = mFaults[i];
         if (isDeaf(fault) || !startsWithNoCase(command, fault.prefix)) continue;
         taken.push_back(fault);
-        if (fault.times) --*fault.times;
+        meet(i, command);
     }
     dropUsedUp();
     return taken;
@@ -124,17 +111,13 @@ bool Faults::takeDeaf(std::string_view beginning) {
         return isDeaf(f) && startsWithNoCase(beginning, f.prefix);
     });
     if (fault == mFaults.end()) return false;
-    if (fault->times) --*fault->times;
+    meet(static_cast<size_t>(fault - mFaults.begin()), beginning);
     dropUsedUp();
     return true;
 }
 
 bool Faults::hasDeaf() const {
     return std::any_of(mFaults.begin(), mFaults.end(), isDeaf);
-}
-
-void Faults::dropUsedUp() {
-    std::erase_if(mFaults, [](const Fault& fault) { return fault.times == 0; });
 }
 
 bool refuses(const std::vector<Fault>& faults) {

@@ -7,21 +7,14 @@
 #include <vector>
 
 #include "emulator/cover/FaultLanguage.h"
+#include "emulator/cover/FaultList.h"
 #include "emulator/cover/Reply.h"
 
 namespace cover {
 
-class Faults {
+// They are applied in the order of list().
+class Faults : public FaultList<Fault> {
   public:
-    void add(Fault fault);
-    // Takes away the fault at `index` of list(); false when there is none.
-    bool remove(size_t index);
-    void clear();
-
-    // In the order in which they were added, which is the order in which they are applied. One
-    // whose "times" has run out is gone from here.
-    const std::vector<Fault>& list() const { return mFaults; }
-
     // The faults that alter the reply to `command` (without its "\r"), each used once.
     std::vector<Fault> take(std::string_view command);
 
@@ -29,11 +22,6 @@ class Faults {
     bool takeDeaf(std::string_view beginning);
     // Whether there is one at all.
     bool hasDeaf() const;
-
-  private:
-    void dropUsedUp();
-
-    std::vector<Fault> mFaults;
 };
 
 // Whether one of `faults` keeps the firmware from carrying out the command.

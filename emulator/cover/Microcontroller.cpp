@@ -202,6 +202,12 @@ size_t Microcontroller::hear(std::string_view bytes) {
     return std::min(begin, bytes.size());
 }
 
+bool Microcontroller::removeFault(std::string_view text) {
+    const std::optional<Fault> removed = mFaults.remove(text);
+    if (removed && removed->effect == Fault::Effect::Deaf) mState.deaf = false;
+    return removed.has_value();
+}
+
 void Microcontroller::clearFaults() {
     mFaults.clear();
     mState.deaf = false;

@@ -102,8 +102,11 @@ class Microcontroller {
     const Options& options() const { return mOptions; }
     void setOptions(Options options) { mOptions = std::move(options); }
 
+    // What has struck is to be taken after receive() and poll().
     Faults& faults() { return mFaults; }
-    // Takes all faults away, and hears again.
+    // Takes the first fault with this text away, or all; without what made it deaf it hears again.
+    // False when no fault has this text.
+    bool removeFault(std::string_view text);
     void clearFaults();
     // It is deaf, or the next command may make it so.
     bool mayBeDeaf() const { return mState.deaf || mFaults.hasDeaf(); }

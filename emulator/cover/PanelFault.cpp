@@ -186,6 +186,10 @@ std::string printArgument(const PanelFault& fault) {
 
 }  // namespace
 
+std::string_view name(PanelCall call) {
+    return nameIn(kCalls, call);
+}
+
 bool isPanelFault(std::string_view line) {
     std::string error;
     const std::optional<std::vector<Word>> words = cutWords(line, error);
@@ -201,7 +205,7 @@ ParsedPanelFault parsePanelFault(std::string_view line) {
 
 std::string toText(const PanelFault& fault) {
     std::string text(kFirstWord);
-    text.append(" ").append(nameIn(kCalls, fault.call));
+    text.append(" ").append(name(fault.call));
     text.append(" ").append(nameIn(kEffects, fault.effect)).append(printArgument(fault));
     if (fault.after != 0) text += " after " + std::to_string(fault.after);
     if (fault.times) text += " times " + std::to_string(*fault.times);

@@ -36,9 +36,13 @@ struct PanelFault {
     Time time{};                    // Late
     uint64_t after = 0;             // calls that still pass
     std::optional<uint64_t> times;  // calls it is still good for, 1 or more; none: no end
+    uint64_t met = 0;               // calls that it has struck; no part of its text
 
     bool operator==(const PanelFault&) const = default;
 };
+
+// As in the language: "open".
+std::string_view name(PanelCall call);
 
 // Whether the line is meant for the panel.
 bool isPanelFault(std::string_view line);

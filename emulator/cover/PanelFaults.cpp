@@ -7,7 +7,8 @@ namespace cover {
 
 std::vector<PanelFault> PanelFaults::take(PanelCall call, bool late) {
     std::vector<PanelFault> taken;
-    for (PanelFault& fault : mFaults) {
+    for (size_t i = 0; i < mFaults.size(); ++i) {
+        PanelFault& fault = mFaults[i];
         if (fault.call != PanelCall::Any && fault.call != call) continue;
         if ((fault.effect == PanelFault::Effect::Late) != late) continue;
         if (fault.after > 0) {
@@ -15,9 +16,9 @@ std::vector<PanelFault> PanelFaults::take(PanelCall call, bool late) {
             continue;
         }
         taken.push_back(fault);
-        if (fault.times) --*fault.times;
+        meet(i, name(call));
     }
-    std::erase_if(mFaults, [](const PanelFault& fault) { return fault.times == 0; });
+    dropUsedUp();
     return taken;
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "emulator/cover/FaultList.h"
 #include "emulator/cover/PanelFault.h"
 
 namespace cover {
@@ -17,13 +18,8 @@ struct PanelOutcome {
     bool unplugs = false;          // the cover is pulled off meanwhile
 };
 
-class PanelFaults {
+class PanelFaults : public FaultList<PanelFault> {
   public:
-    void add(const PanelFault& fault) { mFaults.push_back(fault); }
-    void clear() { mFaults.clear(); }
-    // In the order in which they were added; one whose "times" has run out is gone from here.
-    const std::vector<PanelFault>& list() const { return mFaults; }
-
     // To be asked about every call, in this order, since both count: how long it takes, and then
     // what becomes of it.
     Time takeDelay(PanelCall call);
@@ -32,8 +28,6 @@ class PanelFaults {
   private:
     // Those that apply to this call, each used once.
     std::vector<PanelFault> take(PanelCall call, bool late);
-
-    std::vector<PanelFault> mFaults;
 };
 
 }  // namespace cover

@@ -34,10 +34,47 @@ size_t sizeOfTexts(const Entry& entry) {
 bool Journal::writeTo(const std::string& path) {
     unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
     if (!file.ok()) return false;
-    const android::AutoMutex lock(mLock);
-    mFile = std::move(file);
-    mFileError = 0;
+    {
+        const android::AutoMutex lock(mLock);
+        mFile = std::move(file);
+        mFileError = 0;
+    }
+    // Whoever reads the file sees an entry when it happens, and a crash loses none.
+    countFollowers(1);
     return true;
+}
+
+void Journal::setSource(std::shared_ptr<Source> source) {
+    const android::AutoMutex lock(mSourceLock);
+    mSource = std::move(source);
+    if (mSource != nullptr) mSource->follow(mFollowers > 0);
+}
+
+std::shared_ptr<Source> Journal::source() const {
+    const android::AutoMutex lock(mSourceLock);
+    return mSource;
+}
+
+void Journal::sync() const {
+    if (mSync) mSync();
+    if (const auto waiting = source(); waiting != nullptr) waiting->drain();
+}
+
+void Journal::countFollowers(int change) const {
+    const android::AutoMutex lock(mSourceLock);
+    const bool wasFollowed = mFollowers > 0;
+    mFollowers += static_cast<size_t>(change);
+    const bool isFollowed = mFollowers > 0;
+    if (mSource != nullptr && isFollowed != wasFollowed) mSource->follow(isFollowed);
+}
+
+Journal::Follower::Follower(const Journal& journal) : mJournal(journal) {
+    mJournal.countFollowers(1);
+    if (const auto waiting = mJournal.source(); waiting != nullptr) waiting->drain();
+}
+
+Journal::Follower::~Follower() {
+    mJournal.countFollowers(-1);
 }
 
 int Journal::fileError() const {
@@ -149,6 +186,7 @@ const Entry* Journal::find(const Match& match, uint64_t* seq) const {
 }
 
 Entry Journal::waitFor(const Match& match, uint64_t seq) const {
+    const Follower follower(*this);
     const android::AutoMutex lock(mLock);
     for (;;) {
         if (const Entry* const found = find(match, &seq)) return *found;
@@ -158,6 +196,7 @@ Entry Journal::waitFor(const Match& match, uint64_t seq) const {
 
 std::optional<Entry> Journal::waitFor(const Match& match, uint64_t seq,
                                       std::chrono::milliseconds limit) const {
+    const Follower follower(*this);
     const android::AutoMutex lock(mLock);
     // A wall-clock wait would be cut or stretched by a change of the date.
     const auto end = std::chrono::steady_clock::now() + limit;
@@ -165,6 +204,20 @@ std::optional<Entry> Journal::waitFor(const Match& match, uint64_t seq,
     const auto isFound = [&]() REQUIRES(mLock) { return (found = find(match, &seq)) != nullptr; };
     if (!mAdded.wait_until(mLock, end, isFound)) return std::nullopt;
     return *found;
+}
+
+bool Journal::await(uint64_t seq, std::chrono::milliseconds limit,
+                    const std::function<bool()>& isOver) const {
+    const android::AutoMutex lock(mLock);
+    const auto end = std::chrono::steady_clock::now() + limit;
+    mAdded.wait_until(mLock, end, [&]() REQUIRES(mLock) { return mNext > seq || isOver(); });
+    return mNext > seq;
+}
+
+void Journal::wake() const {
+    // With the lock: a reader looks at `isOver` before this, or it sleeps and is woken.
+    { const android::AutoMutex lock(mLock); }
+    mAdded.notify_all();
 }
 
 }  // namespace phone

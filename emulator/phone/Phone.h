@@ -55,8 +55,16 @@ class Phone {
     // chatter. The journal is kept. Any thread but the emulator's.
     void reset();
 
+    // Carries out `work` on the emulator thread: it finds everything as it is at one moment.
+    template <typename Work>
+    auto atOnce(const Work& work) {
+        return mLoop.call(work);
+    }
+
     Journal& journal() { return mJournal; }
     const Journal& journal() const { return mJournal; }
+    // The emulator thread, for what belongs to the phone and is no device.
+    EventLoop& loop() { return mLoop; }
 
   private:
     Journal mJournal;

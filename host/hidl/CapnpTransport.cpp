@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "BoundedStream.h"
+#include "CallRecorder.h"
 #include "Loop.h"
 #include "Peer.h"
 #include "Registry.h"
@@ -266,6 +267,7 @@ status_t publish(const std::vector<std::string>& descriptors, const std::string&
     base::unique_fd socket;
     const status_t status = registry::publish(descriptors, instance, &socket);
     if (status != OK) return status;
+    calls::CallRecorder::connect();
     loop.run(
             [name = descriptors[0] + "/" + instance, socket = std::move(socket), object]() mutable {
                 listeners()[name] = std::make_unique<Listener>(std::move(socket), object);

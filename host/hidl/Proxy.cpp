@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "CallRecorder.h"
 #include "Loop.h"
 #include "Peer.h"
 #include "RpcThreads.h"
@@ -102,10 +103,12 @@ class Proxy final : public RemoteObject {
             ALOGE("A call of %zu bytes is too large", data.dataSize());
             return FAILED_TRANSACTION;
         }
+        calls::RecordedCall recorded(true, code, data);
         ChainCaller caller;
         OutgoingCall call{mImport.get(), code, flags, &data.contents(), reply, &caller};
         Loop::get().run([&call] { send(call); });
         caller.wait();
+        recorded.end(call.status, reply->contents().words);
         if (call.status == OK && callback != nullptr && !call.isOneway()) callback(*reply);
         return call.status;
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <android-base/unique_fd.h>
+#include "CallRecorder.h"
 #include "Loop.h"
 #include "Peer.h"
 #include "RpcThreads.h"
@@ -79,9 +80,11 @@ struct IncomingCall {
 
 // A method gives its results before it returns, and its caller has them at once: a second answer
 // is none.
-void postAnswer(IncomingCall& call, status_t status, Parcel& reply) {
+void postAnswer(IncomingCall& call, calls::RecordedCall& recorded, status_t status, Parcel& reply) {
     if (call.pending == nullptr) return;
     Answer answer = answerOf(status, reply);
+    // Before the caller can have it: a caller finds its own call in the journal.
+    recorded.end(answer.status, answer.contents.words);
     Loop::get().run([pending = std::move(call.pending), answer = std::move(answer)]() mutable {
         pending->fulfiller->fulfill(std::move(answer));
         pending = nullptr;
@@ -91,11 +94,12 @@ void postAnswer(IncomingCall& call, status_t status, Parcel& reply) {
 // On an RPC thread.
 void serve(IncomingCall& call) {
     ChainMember member(call.chain);
+    calls::RecordedCall recorded(false, call.code, call.data);
     Parcel reply;
-    const status_t status =
-            call.object->transact(call.code, call.data, &reply, call.flags,
-                                  [&](Parcel& results) { postAnswer(call, OK, results); });
-    postAnswer(call, status, reply);
+    const status_t status = call.object->transact(
+            call.code, call.data, &reply, call.flags,
+            [&](Parcel& results) { postAnswer(call, recorded, OK, results); });
+    postAnswer(call, recorded, status, reply);
 }
 
 void dispatch(std::unique_ptr<IncomingCall> call) {

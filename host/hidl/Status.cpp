@@ -9,14 +9,32 @@
 #include <cstring>
 #include <map>
 
-namespace android::hardware {
+namespace android {
+
+// Debian's libutils declares statusToString(), but has no such function.
+std::string statusToString(status_t status) {
+    static const auto* const names = new std::map<status_t, const char*>{
+            {BAD_TYPE, "BAD_TYPE"},
+            {BAD_VALUE, "BAD_VALUE"},
+            {DEAD_OBJECT, "DEAD_OBJECT"},
+            {FAILED_TRANSACTION, "FAILED_TRANSACTION"},
+            {NO_MEMORY, "NO_MEMORY"},
+            {NOT_ENOUGH_DATA, "NOT_ENOUGH_DATA"},
+            {UNEXPECTED_NULL, "UNEXPECTED_NULL"},
+            {UNKNOWN_ERROR, "UNKNOWN_ERROR"},
+            {UNKNOWN_TRANSACTION, "UNKNOWN_TRANSACTION"},
+    };
+    auto it = names->find(status);
+    if (it != names->end()) return it->second;
+    return std::to_string(status) + " (" + strerror(static_cast<int>(-int64_t{status})) + ")";
+}
+
+namespace hardware {
 
 namespace {
 
-using Names = std::map<int32_t, const char*>;
-
 std::string exceptionName(int32_t exception) {
-    static const auto* const names = new Names{
+    static const auto* const names = new std::map<int32_t, const char*>{
             {Status::EX_NONE, "EX_NONE"},
             {Status::EX_SECURITY, "EX_SECURITY"},
             {Status::EX_BAD_PARCELABLE, "EX_BAD_PARCELABLE"},
@@ -30,22 +48,6 @@ std::string exceptionName(int32_t exception) {
     };
     auto it = names->find(exception);
     return it != names->end() ? it->second : std::to_string(exception);
-}
-
-// Debian's libutils declares statusToString(), but has no such function.
-std::string errorName(status_t error) {
-    static const auto* const names = new Names{
-            {BAD_TYPE, "BAD_TYPE"},
-            {DEAD_OBJECT, "DEAD_OBJECT"},
-            {FAILED_TRANSACTION, "FAILED_TRANSACTION"},
-            {NOT_ENOUGH_DATA, "NOT_ENOUGH_DATA"},
-            {UNEXPECTED_NULL, "UNEXPECTED_NULL"},
-            {UNKNOWN_ERROR, "UNKNOWN_ERROR"},
-            {UNKNOWN_TRANSACTION, "UNKNOWN_TRANSACTION"},
-    };
-    auto it = names->find(error);
-    if (it != names->end()) return it->second;
-    return std::to_string(error) + " (" + strerror(-error) + ")";
 }
 
 }  // namespace
@@ -68,7 +70,7 @@ void Status::setFromStatusT(status_t status) {
 std::string Status::description() const {
     if (isOk()) return "No error";
     std::string text = "Status(" + exceptionName(mException) + "): '";
-    if (mError != OK) text += errorName(mError) + ": ";
+    if (mError != OK) text += statusToString(mError) + ": ";
     return text + mMessage + "'";
 }
 
@@ -111,4 +113,5 @@ void return_status::onFailureIgnored() const {
 }
 
 }  // namespace details
-}  // namespace android::hardware
+}  // namespace hardware
+}  // namespace android

@@ -305,11 +305,60 @@ TEST(List, CanBeShortenedAndCleared) {
     Faults& faults = bench.controller.faults();
     bench.fault("on * error");
     bench.fault("on * half");
-    EXPECT_FALSE(faults.remove(2));
-    EXPECT_TRUE(faults.remove(0));
+    EXPECT_FALSE(faults.remove("on * half times 1"));
+    EXPECT_EQ(faults.remove("on * error"), parseFault("on * error").fault);
     ASSERT_EQ(faults.list().size(), 1u);
     EXPECT_EQ(faults.list()[0].effect, Fault::Effect::Half);
     faults.clear();
+    EXPECT_EQ(bench.exchange("AT\r"), "\r\nOK\r\n");
+}
+
+TEST(Met, IsCountedOnceACommand) {
+    QuietBench bench;
+    bench.fault("on AT%SWV flood 100000");
+    bench.fault("on * split 1us");
+    bench.exchange("AT%SWV\r");
+    bench.exchange("AT\r");
+    bench.exchange("AT%");
+    EXPECT_EQ(bench.controller.faults().list()[0].met, 1u);
+    EXPECT_EQ(bench.controller.faults().list()[1].met, 2u);
+    EXPECT_THAT(bench.controller.faults().takeStrikes(),
+                testing::ElementsAre(Strike{"on AT%SWV flood 100000", "AT%SWV"},
+                                     Strike{"on * split 1us", "AT%SWV"},
+                                     Strike{"on * split 1us", "AT"}));
+    EXPECT_THAT(bench.controller.faults().takeStrikes(), testing::IsEmpty());
+}
+
+TEST(Met, TellsTheFaultAsItWasListedUntilThen) {
+    QuietBench bench;
+    bench.fault("on AT%SWV error times 2");
+    bench.exchange("AT%SWV\rAT%SWV\r");
+    EXPECT_THAT(bench.controller.faults().takeStrikes(),
+                testing::ElementsAre(Strike{"on AT%SWV error times 2", "AT%SWV"},
+                                     Strike{"on AT%SWV error times 1", "AT%SWV"}));
+}
+
+TEST(Met, OfADeafCoverIsTheBeginningOfTheCommandAndComesOnce) {
+    QuietBench bench;
+    bench.fault("on AT%S deaf");
+    bench.write("AT\rAT%S");
+    bench.write("AT%S");
+    bench.write("AT%SWV\r");
+    EXPECT_THAT(bench.controller.faults().takeStrikes(),
+                testing::ElementsAre(Strike{"on AT%S deaf", "AT%S"}));
+    EXPECT_EQ(bench.controller.faults().list()[0].met, 1u);
+}
+
+TEST(Deaf, HearsAgainWithoutTheFault) {
+    QuietBench bench;
+    bench.fault("on * deaf");
+    bench.fault("on * error");
+    bench.write("AT\r");
+    EXPECT_TRUE(bench.controller.removeFault("on * error"));
+    EXPECT_TRUE(bench.controller.state().deaf);
+    EXPECT_FALSE(bench.controller.removeFault("on * deaf times 1"));
+    EXPECT_TRUE(bench.controller.removeFault("on * deaf"));
+    EXPECT_FALSE(bench.controller.state().deaf);
     EXPECT_EQ(bench.exchange("AT\r"), "\r\nOK\r\n");
 }
 

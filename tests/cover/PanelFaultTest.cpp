@@ -100,5 +100,22 @@ TEST(PanelFaultTest, DelayAndOutcomeOfOneCallComeTogether) {
     EXPECT_EQ(faults.takeOutcome(PanelCall::Write).pass, 9u);
 }
 
+TEST(PanelFaultTest, TellsOfTheCallsThatItStruck) {
+    PanelFaults faults;
+    faults.add(parse("hid write short 9 after 1 times 1"));
+    faults.add(parse("hid * late 1ms"));
+    for (int i = 0; i < 2; ++i) {
+        faults.takeDelay(PanelCall::Write);
+        faults.takeOutcome(PanelCall::Write);
+    }
+    faults.takeDelay(PanelCall::Open);
+    EXPECT_EQ(faults.takeStrikes(), (std::vector<Strike>{{"hid * late 1ms", "write"},
+                                                         {"hid * late 1ms", "write"},
+                                                         {"hid write short 9 times 1", "write"},
+                                                         {"hid * late 1ms", "open"}}));
+    ASSERT_EQ(faults.list().size(), 1u);
+    EXPECT_EQ(faults.list()[0].met, 3u);
+}
+
 }  // namespace
 }  // namespace cover

@@ -108,7 +108,9 @@ class MemoryBackend : public phone::Backend {
     fs::path resolveFile(const std::string& path) const override { return path; }
     void clearFolder(const fs::path&) override {}
     void restart() override { mFiles.clear(); }
-    void setNodeFaults(const std::vector<phone::NodeFault>&) override { refuse(); }
+    void setNodeFaults(const std::vector<phone::NodeFault>&, const NodeFaultMet&) override {
+        refuse();
+    }
     void raiseUevent(const std::string&) override { refuse(); }
     void forgeUevent(const std::string&) override { refuse(); }
     void drain() override {}

@@ -23,90 +23,19 @@
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/control/WaitingRoom.h"
 #include "emulator/phone/devices/Uevents.h"
+#include "tests/phone/ControlTest.h"
 #include "tests/support/PhoneTest.h"
 
 namespace {
 
 using nlohmann::json;
 using phone::Kind;
+using support::ControlTest;
+using support::Reply;
+using support::WrongRequest;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-struct Reply {
-    int status = 0;  // 0: no answer
-    json body;
-};
-
-struct WrongRequest {
-    const char* method;
-    const char* path;
-    const char* body;
-    int status;
-};
-
-class ControlTest : public support::PhoneTest {
-  protected:
-    ControlTest() : mFolder(control::socketFolder()), mClient(mFolder + "/emulator.sock") {
-        control::makeSocketFolder(mFolder);
-        server.emplace(phone, neighbours, mFolder);
-        mClient.set_address_family(AF_UNIX);
-    }
-
-    Reply request(const std::string& method, const std::string& path, const std::string& body) {
-        httplib::Request request;
-        request.method = method;
-        request.path = path;
-        request.body = body;
-        const httplib::Result result = mClient.send(request);
-        if (!result) return {};
-        return {result->status, json::parse(result->body, nullptr, false)};
-    }
-    Reply get(const std::string& path) { return request("GET", path, ""); }
-    Reply post(const std::string& path, const json& body = json::object()) {
-        return request("POST", path, body.dump());
-    }
-    Reply put(const std::string& path, const json& body) {
-        return request("PUT", path, body.dump());
-    }
-    Reply remove(const std::string& path) { return request("DELETE", path, ""); }
-
-    void expectRefusal(const WrongRequest& wrong) {
-        const Reply reply = request(wrong.method, wrong.path, wrong.body);
-        EXPECT_EQ(reply.status, wrong.status) << wrong.method << wrong.path << wrong.body;
-        EXPECT_TRUE(reply.body.is_object() && reply.body.value("error", "") != "")
-                << wrong.method << wrong.path << wrong.body << reply.body;
-    }
-
-    // Opens the tty as the phone does, and sends the cover the command to stream its log.
-    android::base::unique_fd listenToTheLog() {
-        phone.cover.attach();
-        android::base::unique_fd tty(open("/dev/ttyACM0", O_RDWR | O_NOCTTY));
-        support::setLines(tty);
-        EXPECT_EQ(write(tty.get(), "AT%LOGSAVE=0\r", 13), 13);
-        journal.waitFor(phone::is(Kind::TtyTx, "AT%LOGSAVE=0\r\r\nOK\r\n"), first);
-        return tty;
-    }
-
-    // Switches the sub display on and draws levels 10 and 3.
-    static void drawTwoPixels() {
-        const android::base::unique_fd node(open("/dev/hidraw0", O_WRONLY));
-        uint8_t config[] = {3, 2, 90};
-        EXPECT_EQ(ioctl(node.get(), HIDIOCSFEATURE(sizeof(config)), config), 3);
-        const uint8_t pixels[] = {2, 1, 0, 0, 0, 0, 0, 0xa3};
-        EXPECT_EQ(write(node.get(), pixels, sizeof(pixels)), 8);
-        const uint8_t end[] = {2, 0, 0, 0, 0, 0, 0};
-        EXPECT_EQ(write(node.get(), end, sizeof(end)), 7);
-    }
-
-    const std::string mFolder;
-    neighbours::Neighbours neighbours{phone};
-    neighbours::Accessory& accessory = neighbours.accessory;
-    std::optional<control::ControlServer> server;
-
-  private:
-    httplib::Client mClient;
-};
 
 TEST_F(ControlTest, AttachesAndDetachesTheCover) {
     EXPECT_EQ(post("/v1/attach").status, 200);
@@ -374,10 +303,10 @@ TEST_F(ControlTest, RaisesEventsOfAnyBytes) {
     EXPECT_EQ(post("/v1/uevent", {{"bytes", "a\\x00b"}}).status, 200);
     EXPECT_EQ(post("/v1/uevent", {{"bytes", "c"}, {"forged", true}}).status, 200);
     const std::vector<phone::Entry> entries = journal.since(first);
-    ASSERT_EQ(entries.size(), 2u);
-    EXPECT_EQ(entries[0].bytes, std::string("a\0b", 3));
-    EXPECT_EQ(entries[0].note, "");
-    EXPECT_EQ(entries[1].note, "forged");
+    ASSERT_EQ(entries.size(), 4u);
+    EXPECT_EQ(entries[1].bytes, std::string("a\0b", 3));
+    EXPECT_EQ(entries[1].note, "");
+    EXPECT_EQ(entries[3].note, "forged");
 }
 
 TEST_F(ControlTest, KeepsListsAndRemovesFirmwareImages) {
@@ -583,7 +512,7 @@ TEST_F(WaitingTest, AClientThatLeavesLeavesItsPlace) {
 }
 
 TEST_F(WaitingTest, NothingWaitsOnceTheEmulatorEnds) {
-    control::WaitingRoom room;
+    control::WaitingRoom room([] {});
     room.close();
     EXPECT_THROW(room.enter(), control::Ending);
 }
@@ -817,6 +746,10 @@ TEST_F(ControlTest, TellsItsAbilities) {
     EXPECT_EQ(request["arguments"][0], json({{"name", "tty"},
                                              {"type", "integer"},
                                              {"required", false},
+                                             {"option", "--tty"},
+                                             {"many", false},
+                                             {"in_ctl", true},
+                                             {"in_request", true},
                                              {"least", 0},
                                              {"most", 255},
                                              {"default", 0},

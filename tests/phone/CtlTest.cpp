@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "tests/phone/Program.h"
+#include "tests/tools/Terminal.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ using program::kEmulator;
 using program::ProgramTest;
 using support::Outcome;
 using support::Process;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -300,6 +302,41 @@ TEST_F(CtlTest, KernelLogTellsThatTheCaptureIsOff) {
     }
 }
 
+TEST_F(CtlTest, FaultsOnATerminalAreShownWithHowOftenTheyWereMet) {
+    Process phone(emulator({"run", "--", "/bin/sh", "-c",
+                            "ctl='" + kEmulator + " ctl'; $ctl fault 'node /sys/x missing'; " +
+                                    "$ctl fault 'on AT silent times 3'; cat /sys/x; "
+                                    "cat /sys/x; echo met; read line || exit 0"}));
+    phone.waitFor("met\n");
+    const std::string plain = "on AT silent times 3\nnode \"/sys/x\" missing\n";
+    EXPECT_EQ(invoke({"ctl", "fault"}).out, plain);
+    EXPECT_THAT(invoke({"ctl", "show"}).out,
+                EndsWith("faults:\n  on AT silent times 3  # met 0 times\n"
+                         "  node \"/sys/x\" missing  # met 2 times\n"));
+    Terminal terminal;
+    Process child({"/bin/sh", "-c", kEmulator + " ctl fault > " + terminal.path()});
+    EXPECT_EQ(terminal.readUntil("\n") + terminal.readUntil("\n"),
+              "on AT silent times 3  # met 0 times\nnode \"/sys/x\" missing  # met 2 times\n");
+    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(phone.wait(), 0);
+}
+
+TEST_F(CtlTest, OneFaultIsTakenAway) {
+    Process phone(stayingUp());
+    phone.waitFor("up\n");
+    for (const char* fault : {"on AT silent", "on AT late 1s", "node /sys/x missing"}) {
+        EXPECT_EQ(invoke({"ctl", "fault", fault}).status, 0);
+    }
+    EXPECT_EQ(invoke({"ctl", "fault", "--remove", "on AT silent"}).status, 0);
+    EXPECT_EQ(invoke({"ctl", "fault", "node", "/sys/x", "missing", "--remove"}).status, 0);
+    EXPECT_EQ(invoke({"ctl", "fault"}).out, "on AT late 1s\n");
+    const Outcome gone = invoke({"ctl", "fault", "--remove", "on AT silent"});
+    EXPECT_EQ(gone.status, 1);
+    EXPECT_EQ(gone.err, "bivista-emulator: no such fault is set: on AT silent\n");
+    EXPECT_EQ(invoke({"ctl", "fault"}).out, "on AT late 1s\n");
+    EXPECT_EQ(phone.wait(), 0);
+}
+
 TEST_F(CtlTest, AnotherDeviceComesAndGoesBesideTheCover) {
     const Outcome outcome = runShell(
             "ctl='" + kEmulator + " ctl'; $ctl foreign attach; $ctl foreign attach --tty 7 " +
@@ -329,6 +366,8 @@ TEST_F(CtlTest, RefusesWhatDoesNotGoTogether) {
             {{"ctl", "lpwg", "result"}, "lpwg: N is missing"},
             {{"ctl", "property", "key"}, "property: VALUE is missing"},
             {{"ctl", "node", "/sys/x", "text", "--remove"}, "node: TEXT does not go with --remove"},
+            {{"ctl", "fault", "--remove"}, "fault: TEXT is missing"},
+            {{"ctl", "fault", "--clear", "on AT silent"}, "fault: TEXT does not go with --clear"},
             {{"ctl", "fault", "--json", "on AT silent"}, "fault: --json does not go with the rest"},
     };
     for (const auto& [arguments, message] : wrong) {

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // An entry of the journal as JSON, and back.
 
+#include "emulator/phone/Digest.h"
 #include "emulator/phone/Entry.h"
 
 #include <gtest/gtest.h>
@@ -91,6 +92,16 @@ TEST(EntryTest, NamesOfKindsDifferAndLeadBack) {
     }
     EXPECT_EQ(names.size(), static_cast<size_t>(Kind::Control) + 1);
     EXPECT_EQ(names.count("unknown"), 0u);
+}
+
+// The digest is the check value of the CRC-32 of zlib and gzip.
+TEST(DigestTest, StandsInThePlaceOfALongText) {
+    EXPECT_EQ(phone::crc32Of("123456789"), "cbf43926");
+    EXPECT_EQ(phone::crc32Of(""), "00000000");
+    const std::string longest(phone::kLongestShown, 'x');
+    EXPECT_EQ(phone::shorten(longest), longest);
+    EXPECT_EQ(phone::shorten(longest + "x"),
+              R"({"length":257,"crc32":")" + phone::crc32Of(longest + "x") + "\"}");
 }
 
 }  // namespace

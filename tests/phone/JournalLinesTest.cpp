@@ -224,7 +224,6 @@ TEST_F(JournalProgramTest, JournalHasAnExchangeAsALineWhenItIsOver) {
 TEST_F(JournalProgramTest, JournalColoursVerdictsOnTerminalsThatWantIt) {
     setenv("TERM", "xterm", 1);
     unsetenv("NO_COLOR");
-    Terminal terminal;
     const std::string journal = "$ctl journal --kind exchange --format lines ";
     const Outcome outcome = runShell("ctl='" + kEmulator + " ctl'; exec 3<>/dev/ttyACM0; " +
                                      "stty -F /dev/ttyACM0 raw -echo; printf 'AT%%NO\\r' >&3; "

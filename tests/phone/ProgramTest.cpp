@@ -396,7 +396,7 @@ TEST_F(ProgramTest, CtlReachesTheRunningPhone) {
     EXPECT_THAT(ctl({"fault", "--json"}).out, StartsWith(R"({"faults":["on )"));
     EXPECT_EQ(ctl({"fault", "--clear"}).status, 0);
     EXPECT_EQ(ctl({"fault"}).out, "");
-    EXPECT_EQ(ctl({"fault", "--json"}).out, "{\"faults\":[]}\n");
+    EXPECT_EQ(ctl({"fault", "--json"}).out, "{\"faults\":[],\"faults_met\":[]}\n");
     EXPECT_EQ(ctl({"property", "a", "1\xff"}).status, 0);
     EXPECT_EQ(ctl({"property"}).out, "a: 1\\xff\n");
     EXPECT_EQ(ctl({"property", "--json"}).out, R"({"properties":{"a":"1\\xff"}})"
@@ -433,10 +433,20 @@ TEST_F(ProgramTest, CtlReachesTheScreenTheLogAndTheNeighbour) {
         arguments.insert(arguments.begin(), "ctl");
         return invoke(arguments);
     };
-    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nusb power: active\nscreen: off\n"
+    EXPECT_THAT(ctl({"show"}).out, StartsWith("attached: true\nusb power: active\n"
+                                              "loader: absent\nwake lock: held\nscreen: off\n"
+                                              "cutout: M 0,0 H -36 V 60 H 36 V 0 H 0 Z\n"
                                               "sub display: off, 128 x 128, format 4, frames 0\n"
-                                              "accessory: type 0, state 3\n"
-                                              "lpwg: result 0\nbanner: none\nchatter: off\n"));
+                                              "accessory: type 0, state 3\nlpwg: result 0\n"
+                                              "firmware: none\nbanner: none\nchatter: off\n"));
+    EXPECT_EQ(ctl({"wakelock", "off"}).status, 0);
+    EXPECT_EQ(ctl({"firmware", "put", "a.dfu"}).status, 0);
+    EXPECT_EQ(ctl({"firmware", "put", "b.dfu"}).status, 0);
+    EXPECT_EQ(ctl({"loader", "attach", "--serial", "00000000001B"}).status, 0);
+    EXPECT_THAT(ctl({"show"}).out, AllOf(HasSubstr("\nloader: in error, serial 00000000001B\n"),
+                                         HasSubstr("\nwake lock: released\n"),
+                                         HasSubstr("\nfirmware: a.dfu, b.dfu\n")));
+    EXPECT_EQ(ctl({"loader", "detach"}).status, 0);
     EXPECT_THAT(ctl({"show"}).out, HasSubstr("  dtr: yes\n"));
     EXPECT_EQ(ctl({"log", "hello"}).status, 0);
     EXPECT_THAT(ctl({"journal"}).out, HasSubstr(R"("bytes":"hello\\r\\n")"));

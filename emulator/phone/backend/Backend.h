@@ -72,8 +72,11 @@ class Backend {
     // As the phone starts: no files but the folders that its software expects, and nothing kept of
     // devices that were there. None is now.
     virtual void restart() = 0;
-    // These faults and no others apply from now on.
-    virtual void setNodeFaults(const std::vector<NodeFault>& faults) = 0;
+    // These faults and no others apply from now on. `met` is told of the fault, by its place, that
+    // strikes at a path without symlinks; `call` as in a program: "open O_RDWR", "access".
+    using NodeFaultMet =
+            std::function<void(size_t fault, const std::string& path, const std::string& call)>;
+    virtual void setNodeFaults(const std::vector<NodeFault>& faults, const NodeFaultMet& met) = 0;
 
     // The kernel's uevents: 1 to kLongestUevent bytes. One thread at a time, any.
     virtual void raiseUevent(const std::string& event) = 0;

@@ -2,6 +2,7 @@
 // Faults of control files: "node PATH missing|unreadable|unwritable|eio|read-eio".
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,7 @@ enum class NodeEffect { Missing, Unreadable, Unwritable, Eio, ReadEio };
 struct NodeFault {
     std::string path;
     NodeEffect effect = NodeEffect::Missing;
+    uint64_t met = 0;  // opens and access tests that it has struck; no part of its text
 };
 
 // Whether the text is meant for a node; otherwise it is one of the cover's.

@@ -80,9 +80,17 @@ struct Request {
     Choice choice;
     Show show;     // how ctl prints the answer; none: prints nothing
     Json fixed{};  // members that ctl always sends
+    // Its effect has no entry of its own in the journal, where the request stands after it then: a
+    // reader that looks at the state finds the effect. Other requests stand before what they cause.
+    bool isSilent = false;
     // Replaces the action where the answer comes later.
     void (*reply)(const Emulator&, const Json& given, httplib::Response&) = nullptr;
 };
+
+inline Request silent(Request request) {
+    request.isSilent = true;
+    return request;
+}
 
 struct Ability {
     std::string name;  // the words after "ctl"

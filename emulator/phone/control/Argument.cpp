@@ -114,6 +114,13 @@ bool isNumber(const Argument& argument) {
     return argument.type == Type::Integer || argument.type == Type::Natural;
 }
 
+std::string optionOf(const Argument& argument) {
+    if (!argument.option.empty()) return argument.option;
+    std::string option = "--" + argument.name;
+    std::replace(option.begin(), option.end(), '_', '-');
+    return option;
+}
+
 std::string wrong(const Argument& argument, const Json& value) {
     return isRight(argument, value) ? "" : "must be " + describe(argument);
 }
@@ -138,6 +145,17 @@ Json readBody(const std::vector<Argument>& arguments, const std::string& body) {
         }
     }
     return values;
+}
+
+std::string print(const std::vector<Argument>& arguments, Json values) {
+    for (const Argument& argument : arguments) {
+        const auto value = values.find(argument.name);
+        if (value != values.end() && isBytes(argument)) {
+            *value = cover::escape(value->get<std::string>());
+        }
+    }
+    // A text of a query may be no UTF-8.
+    return values.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 Json readQuery(const std::vector<Argument>& arguments,

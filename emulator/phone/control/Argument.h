@@ -66,6 +66,9 @@ Argument boolean(const char* name, const char* option, bool flag, const char* he
 
 bool isNumber(const Argument& argument);
 
+// How the command line names it: "PATH", or "--width".
+std::string optionOf(const Argument& argument);
+
 // Nothing, or how the value must be: "must be an integer from 0 to 255".
 std::string wrong(const Argument& argument, const Json& value);
 
@@ -78,6 +81,9 @@ Json fromText(const Argument& argument, const std::string& text);
 Json readBody(const std::vector<Argument>& arguments, const std::string& body);
 Json readQuery(const std::vector<Argument>& arguments,
                const std::multimap<std::string, std::string>& parameters);
+
+// Checked values as one line of JSON, spelt as in a request.
+std::string print(const std::vector<Argument>& arguments, Json values);
 
 // Changes `out` only when the request gives the value.
 template <typename Value>

@@ -65,7 +65,8 @@ class ControlServer::Impl {
 
 ControlServer::Impl::Impl(phone::Phone& phone, neighbours::Neighbours& neighbours,
                           const std::string& folder)
-    : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    : mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+      mWaitingRoom([&phone] { phone.journal().wake(); }) {
     if (!mFolder.ok()) phone::throwErrno("cannot open " + folder);
     addRoutes(mServer, {phone, neighbours, mWaitingRoom});
     mServer.new_task_queue = [] { return new RequestThreads; };

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string>
 
+#include "emulator/phone/Digest.h"
+
 namespace control {
 
 namespace {
@@ -30,12 +32,6 @@ std::string explain(const httplib::Request& request, int status) {
     }
 }
 
-void reply(httplib::Response& response, int status, const Json& body) {
-    response.status = status;
-    response.set_content(body.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n",
-                         "application/json");
-}
-
 using Handler = httplib::Server::Handler;
 
 // Answers the handler's exceptions.
@@ -57,6 +53,25 @@ Handler guard(const Handler& handler) {
     };
 }
 
+// Carries out a request that changes something, which the journal tells.
+Json change(const Emulator& emulator, const Request& request, const Json& given) {
+    const auto record = [&](const std::string& error) {
+        phone::Journal& journal = emulator.phone.journal();
+        journal.sync();
+        journal.add(phone::Kind::Control, request.method + " " + request.path,
+                    phone::shorten(print(request.arguments, given)), error);
+    };
+    if (!request.isSilent) record("");
+    try {
+        Json answer = request.action(emulator, given);
+        if (request.isSilent) record("");
+        return answer;
+    } catch (const std::exception& error) {
+        record(error.what());
+        throw;
+    }
+}
+
 // Answers a request of the table.
 Handler makeHandler(const Emulator& emulator, const Request& request, bool hasBody) {
     return guard([emulator, &request, hasBody](const httplib::Request& asked,
@@ -65,8 +80,10 @@ Handler makeHandler(const Emulator& emulator, const Request& request, bool hasBo
                                    : readQuery(request.arguments, asked.params);
         if (request.reply) {
             request.reply(emulator, given, response);
-        } else {
+        } else if (request.method == "GET") {
             reply(response, 200, request.action(emulator, given));
+        } else {
+            reply(response, 200, change(emulator, request, given));
         }
     });
 }
@@ -81,14 +98,25 @@ void addRoute(httplib::Server& server, const Emulator& emulator, const Request& 
     if (method == "DELETE") server.Delete(request.path, handler);
 }
 
-// Gives a body to the errors that the HTTP library finds by itself.
-void explainErrors(httplib::Server& server) {
+}  // namespace
+
+void reply(httplib::Response& response, int status, const Json& body) {
+    response.status = status;
+    response.set_content(body.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n",
+                         "application/json");
+}
+
+void explainErrors(httplib::Server& server, httplib::Server::HandlerWithResponse first) {
     // The library would cut every answer to the range, also an error.
     server.set_pre_routing_handler(
-            [](const httplib::Request& request, httplib::Response& response) {
-                if (request.ranges.empty()) return httplib::Server::HandlerResponse::Unhandled;
+            [first](const httplib::Request& request, httplib::Response& response) {
+                using Verdict = httplib::Server::HandlerResponse;
+                if (first && first(request, response) == Verdict::Handled) {
+                    return Verdict::Handled;
+                }
+                if (request.ranges.empty()) return Verdict::Unhandled;
                 response.status = 416;
-                return httplib::Server::HandlerResponse::Handled;
+                return Verdict::Handled;
             });
     // The library calls its error handler before it has found all errors.
     server.set_post_routing_handler(
@@ -99,8 +127,6 @@ void explainErrors(httplib::Server& server) {
                 response.set_header("Content-Length", std::to_string(response.body.size()));
             });
 }
-
-}  // namespace
 
 void addRoutes(httplib::Server& server, const Emulator& emulator) {
     for (const Ability& ability : abilities()) {

@@ -15,4 +15,11 @@ inline constexpr size_t kMaxBody = 1 << 20;
 // /v1/abilities). Every error has a reason.
 void addRoutes(httplib::Server& server, const Emulator& emulator);
 
+// Answers with a body of JSON. What is no UTF-8 is replaced.
+void reply(httplib::Response& response, int status, const Json& body);
+
+// Gives a body to the errors that the HTTP library finds by itself. `first` comes before every
+// route, and may answer in its place.
+void explainErrors(httplib::Server& server, httplib::Server::HandlerWithResponse first = nullptr);
+
 }  // namespace control

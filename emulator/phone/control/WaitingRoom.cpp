@@ -22,6 +22,7 @@ std::shared_ptr<void> WaitingRoom::enter() {
 
 void WaitingRoom::close() {
     mClosed = true;
+    mWake();
     for (int taken; (taken = mTaken) > 0;) mTaken.wait(taken);
 }
 

@@ -5,8 +5,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace control {
 
@@ -25,8 +27,11 @@ class Ending : public std::runtime_error {
 class WaitingRoom {
   public:
     static constexpr int kPlaces = 64;
-    // How long a request may take to notice that the room is closed, or that its client is gone.
-    static constexpr std::chrono::milliseconds kSlice{250};
+    // How long a request may take to notice that its client is gone.
+    static constexpr std::chrono::seconds kSlice{1};
+
+    // `wake` makes the requests that wait look whether the room is closed.
+    explicit WaitingRoom(std::function<void()> wake) : mWake(std::move(wake)) {}
 
     // A place is taken as long as the result is kept. Throws Busy when none is free, and
     // Ending once the room is closed.
@@ -37,6 +42,7 @@ class WaitingRoom {
     bool isClosed() const { return mClosed; }
 
   private:
+    const std::function<void()> mWake;
     std::atomic<int> mTaken = 0;
     std::atomic<bool> mClosed = false;
 };

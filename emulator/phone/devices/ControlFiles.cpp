@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr char kDisplayLock[] = "PowerManagerService.Display";
 // Of one length, so that the file never shrinks.
 constexpr char kDisplayOn[] = "PowerManagerService.Display\n";
 constexpr char kDisplayOff[] = "                           \n";
@@ -68,6 +69,10 @@ void ControlFiles::setWakeLock(bool held) {
         mJournal.add(Kind::NodeSet, kWakeLock, content);
         mBackend.putFile(kWakeLock, content);
     });
+}
+
+bool ControlFiles::isWakeLockHeld() const {
+    return get(kWakeLock).value_or("").find(kDisplayLock) != std::string::npos;
 }
 
 void ControlFiles::fileOpened(const std::string& path, const std::string& note) {

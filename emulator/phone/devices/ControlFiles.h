@@ -26,6 +26,8 @@ class ControlFiles : public Subject, public FileListener {
 
     // Takes or releases the display's wake lock: one write of unchanged length.
     void setWakeLock(bool held);
+    // As its readers find it, whoever wrote the file last.
+    bool isWakeLockHeld() const;
 
     // Emulator thread. All files as they were made.
     void reset();

@@ -76,9 +76,10 @@ void Cover::unplug() {
     mPower.unplug();
     device->hangUp();
     mPanel.unplug();
-    mJournal.add(Kind::Detach, device->name());
     for (std::promise<void>& departure : mDepartures) departure.set_value();
     mDepartures.clear();
+    // Last: the entry wakes who waits for the departure.
+    mJournal.add(Kind::Detach, device->name());
 }
 
 void Cover::requireAttached() const {
@@ -113,6 +114,10 @@ cover::State Cover::state() const {
 
 std::vector<std::pair<std::string, std::string>> Cover::listState() const {
     return call([&] { return mController->listState(); });
+}
+
+cover::Upgrade Cover::upgrade() const {
+    return call([&] { return mController->upgrade(); });
 }
 
 cover::Options Cover::options() const {
@@ -189,7 +194,9 @@ size_t Cover::ttyReceived(const std::string& node, const std::string& bytes) {
     mPower.use();
     size_t taken = mController->state().deaf ? 0 : bytes.size();
     if (mDevice) taken = mController->receive(bytes, EventLoop::now());
-    return TtyRecorder::ttyReceived(node, bytes.substr(0, taken));
+    TtyRecorder::ttyReceived(node, bytes.substr(0, taken));
+    recordStrikes(node, mController->faults().takeStrikes());
+    return taken;
 }
 
 void Cover::dtrSet(const std::string& node, bool raised) {

@@ -71,6 +71,7 @@ class Cover : public Subject, private TtyRecorder {
     cover::State state() const;
     // The same for people: ("brightness", "128"), ...
     std::vector<std::pair<std::string, std::string>> listState() const;
+    cover::Upgrade upgrade() const;
     cover::Options options() const;
     void setOptions(cover::Options options);
     // How long the last close of its tty waits for bytes that it does not take; of ports that are

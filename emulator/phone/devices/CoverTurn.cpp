@@ -48,6 +48,7 @@ bool Cover::performSome() {
             for (cover::Action& action : mController->poll(EventLoop::now())) {
                 mActions.push_back(std::move(action));
             }
+            recordStrikes(ttyNode(mOptions.tty), mController->faults().takeStrikes());
             if (mActions.empty()) break;
         }
         const cover::Action action = mActions.front();

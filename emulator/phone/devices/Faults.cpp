@@ -23,9 +23,9 @@ auto need(Parsed parsed) {
 void Faults::set(const std::string& text) {
     call([&] {
         if (isNodeFault(text)) {
-            std::vector<NodeFault> faults = mNodeFaults;
-            faults.push_back(parseNodeFault(text));
-            mBackend.setNodeFaults(faults);
+            cover::FaultList<NodeFault> faults = mNodeFaults;
+            faults.add(parseNodeFault(text));
+            apply(faults.list());
             mNodeFaults = std::move(faults);
         } else if (cover::isPanelFault(text)) {
             mPanel.faults().add(need(cover::parsePanelFault(text)));
@@ -36,16 +36,54 @@ void Faults::set(const std::string& text) {
     });
 }
 
-std::vector<std::string> Faults::list() const {
+void Faults::apply(const std::vector<NodeFault>& faults) {
+    const auto met = [this](size_t fault, const std::string& path, const std::string& call) {
+        mNodeFaults.meet(fault, call);
+        recordStrikes(path, mNodeFaults.takeStrikes());
+    };
+    mBackend.setNodeFaults(faults, met);
+}
+
+std::vector<SetFault> Faults::listMet() const {
     return call([&] {
-        std::vector<std::string> texts;
+        std::vector<SetFault> all;
         const auto append = [&](const auto& faults) {
-            for (const auto& fault : faults) texts.push_back(toText(fault));
+            for (const auto& fault : faults.list()) all.push_back({toText(fault), fault.met});
         };
-        append(mCover.controller().faults().list());
+        append(mCover.controller().faults());
         append(mNodeFaults);
-        append(mPanel.faults().list());
-        return texts;
+        append(mPanel.faults());
+        return all;
+    });
+}
+
+std::vector<std::string> Faults::list() const {
+    std::vector<std::string> texts;
+    for (SetFault& fault : listMet()) texts.push_back(std::move(fault.text));
+    return texts;
+}
+
+bool Faults::removeOne(std::string& text) {
+    if (isNodeFault(text)) {
+        text = toText(parseNodeFault(text));
+        if (!mNodeFaults.remove(text)) return false;
+        apply(mNodeFaults.list());
+        return true;
+    }
+    if (cover::isPanelFault(text)) {
+        text = toText(need(cover::parsePanelFault(text)));
+        return mPanel.faults().remove(text).has_value();
+    }
+    text = toText(need(cover::parseFault(text)));
+    return mCover.controller().removeFault(text);
+}
+
+void Faults::remove(const std::string& text) {
+    call([&] {
+        std::string listed = text;
+        if (!removeOne(listed)) throw Error("no such fault is set: " + listed);
+        mJournal.add(Kind::Fault, {}, listed, "removed");
+        goOn();
     });
 }
 
@@ -53,13 +91,16 @@ void Faults::clear() {
     call([&] {
         mCover.controller().clearFaults();
         mPanel.faults().clear();
-        if (!mNodeFaults.empty()) mBackend.setNodeFaults({});
+        if (!mNodeFaults.list().empty()) apply({});
         mNodeFaults.clear();
         mJournal.add(Kind::Fault, {});
-        // What a fault held up goes on.
-        mBackend.drain();
-        mBackend.decideWaiting();
+        goOn();
     });
+}
+
+void Faults::goOn() {
+    mBackend.drain();
+    mBackend.decideWaiting();
 }
 
 }  // namespace phone

@@ -2,15 +2,22 @@
 // The faults that are set.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "emulator/cover/FaultList.h"
 #include "emulator/phone/devices/Subject.h"
 
 namespace phone {
 
 class Cover;
 class Panel;
+
+struct SetFault {
+    std::string text;
+    uint64_t met = 0;  // how often it has struck
+};
 
 class Faults : public Subject {
   public:
@@ -24,14 +31,24 @@ class Faults : public Subject {
     // EACCES to what asks to write; eio: opens, but every write fails with EIO; read-eio: opens for
     // reading, but every read fails with EIO.
     void set(const std::string& text);
+    // The texts, as they can be set again.
     std::vector<std::string> list() const;
-    // Calls that a fault holds up go on.
+    // In the same order.
+    std::vector<SetFault> listMet() const;
+    // Calls that a fault holds up go on. remove() takes the first one away that is listed as this
+    // text would be, and throws when there is none.
+    void remove(const std::string& text);
     void clear();
 
   private:
+    void apply(const std::vector<NodeFault>& faults);
+    // False when no fault is listed so; the text as it is listed.
+    bool removeOne(std::string& text);
+    void goOn();
+
     Cover& mCover;
     Panel& mPanel;
-    std::vector<NodeFault> mNodeFaults;  // emulator thread
+    cover::FaultList<NodeFault> mNodeFaults;  // emulator thread
 };
 
 }  // namespace phone

@@ -29,6 +29,7 @@ void Loader::plug(const cover::UsbIdentity& identity) {
                                                     : cover::LoaderEntry::OnRequest,
                                             EventLoop::now());
     }
+    mIdentity = identity;
     mDevice = mBackend.make({.identity = identity});
     mJournal.add(Kind::Attach, mDevice->name(), {}, describe(identity));
     try {
@@ -61,6 +62,13 @@ void Loader::enter(cover::LoaderEntry entry) {
         if (mCover.isAttached()) mCover.detach();
         mCover.controller().powerUpInLoader(entry, EventLoop::now());
         plug(mCover.controller().usbIdentity());
+    });
+}
+
+std::optional<LoaderState> Loader::state() const {
+    return call([&] {
+        if (!mDevice) return std::optional<LoaderState>();
+        return std::optional(LoaderState{mIdentity, mIsCover, mIdentity.serial == kErrorSerial});
     });
 }
 

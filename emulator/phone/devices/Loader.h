@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "emulator/cover/Types.h"
@@ -11,6 +12,12 @@
 namespace phone {
 
 class Cover;
+
+struct LoaderState {
+    cover::UsbIdentity identity;
+    bool isCover = false;  // the emulator's own cover, not a device beside it
+    bool isError = false;  // by its serial number: there is no firmware
+};
 
 class Loader : public Subject {
   public:
@@ -24,6 +31,8 @@ class Loader : public Subject {
     void enter(cover::LoaderEntry entry);
     // It comes back as itself, as it was put on last; throws when it is not in its loader.
     void leave();
+    // None when it is not on the bus.
+    std::optional<LoaderState> state() const;
 
     // Emulator thread.
     bool isAttached() const { return mDevice != nullptr; }
@@ -38,7 +47,8 @@ class Loader : public Subject {
 
   private:
     Cover& mCover;
-    std::unique_ptr<Device> mDevice;  // emulator thread, as mIsCover
+    std::unique_ptr<Device> mDevice;  // emulator thread, as the rest
+    cover::UsbIdentity mIdentity;
     bool mIsCover = false;
 };
 

@@ -80,15 +80,17 @@ void Panel::unplug() {
     mIsPlugged = false;
 }
 
-HidAnswer Panel::begin(PanelCall call, cover::Time time, bool waited,
+HidAnswer Panel::begin(const std::string& node, PanelCall call, cover::Time time, bool waited,
                        std::optional<uint64_t>* pass) {
     const cover::Time wake = mPower.use();
     if (!waited) {
         cover::Time delay = time + mFaults.takeDelay(call);
+        recordStrikes(node, mFaults.takeStrikes());
         if (call == PanelCall::Open) delay += wake;
         if (delay > cover::Time::zero()) return {.askAgainAfter = delay};
     }
     const PanelOutcome outcome = mFaults.takeOutcome(call);
+    recordStrikes(node, mFaults.takeStrikes());
     *pass = outcome.pass;
     if (!outcome.unplugs) return {.result = -outcome.error};
     mPullOff();
@@ -98,7 +100,7 @@ HidAnswer Panel::begin(PanelCall call, cover::Time time, bool waited,
 HidAnswer Panel::hidOpened(const std::string& node, const HidOpen& open, bool waited) {
     const cover::Time time = open.isFirst ? mOpenTime : cover::Time::zero();
     std::optional<uint64_t> pass;
-    HidAnswer answer = begin(PanelCall::Open, time, waited, &pass);
+    HidAnswer answer = begin(node, PanelCall::Open, time, waited, &pass);
     if (answer.askAgainAfter) return answer;
     const std::string error = noteOf(answer.result, 0);
     mJournal.add(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error);
@@ -108,7 +110,7 @@ HidAnswer Panel::hidOpened(const std::string& node, const HidOpen& open, bool wa
 HidAnswer Panel::hidRequested(const std::string& node, const HidRequest& request, bool waited) {
     const auto [asked, entry] = namesOf(request);
     std::optional<uint64_t> pass;
-    HidAnswer answer = begin(asked, cover::Time::zero(), waited, &pass);
+    HidAnswer answer = begin(node, asked, cover::Time::zero(), waited, &pass);
     if (answer.askAgainAfter) return answer;
     if (answer.result == 0) answer = transfer(request, pass);
     const bool reads = request.kind == HidRequest::Kind::GetFeature;

@@ -51,7 +51,7 @@ class Panel : public Subject, public HidListener {
 
     // What faults make of a call that takes `time` without them: its error, or 0 and how much
     // passes if not all; it may have to wait. One of them may pull the cover off.
-    HidAnswer begin(cover::PanelCall call, cover::Time time, bool waited,
+    HidAnswer begin(const std::string& node, cover::PanelCall call, cover::Time time, bool waited,
                     std::optional<uint64_t>* pass);
     // What becomes of a transfer that no fault has stopped.
     HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);

@@ -6,6 +6,10 @@
 // What is wrong with an argument or a state is thrown as phone::Error.
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "emulator/cover/FaultList.h"
 #include "emulator/phone/EventLoop.h"
 #include "emulator/phone/Journal.h"
 #include "emulator/phone/backend/Backend.h"
@@ -34,6 +38,10 @@ class Subject {
     template <typename Work>
     auto call(const Work& work) const {
         return mLoop.call(work);
+    }
+
+    void recordStrikes(const std::string& path, const std::vector<cover::Strike>& strikes) {
+        for (const auto& [fault, by] : strikes) mJournal.add(Kind::FaultMet, path, fault, by);
     }
 
     EventLoop& mLoop;

@@ -24,13 +24,6 @@ namespace {
 constexpr char kState[] = "STATE";
 const Argument kAsJson = {.name = "json", .help = "As one JSON object", .flag = true};
 
-std::string optionOf(const Argument& argument) {
-    if (!argument.option.empty()) return argument.option;
-    std::string option = "--" + argument.name;
-    std::replace(option.begin(), option.end(), '_', '-');
-    return option;
-}
-
 bool isFlag(const std::string& choice) {
     return choice.starts_with("--");
 }

@@ -10,6 +10,7 @@
 #include "cli/Process.h"
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/RunCommand.h"
+#include "emulator/ui/UiCommand.h"
 
 namespace emulator {
 namespace {
@@ -23,6 +24,7 @@ int run(int argc, char** argv) {
             "output cannot be written, or this program ran out of memory, descriptors or threads.");
     addRun(program);
     addCtl(program);
+    ui::addUi(program);
     return program.run(argc, argv, kUsage);
 }
 

@@ -10,6 +10,7 @@
 #include <new>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <sys/prctl.h>
@@ -18,6 +19,7 @@
 
 #include "cli/Message.h"
 #include "emulator/phone/Phone.h"
+#include "emulator/phone/calls/ClientCalls.h"
 #include "emulator/phone/control/ControlServer.h"
 #include "emulator/phone/control/SocketFolder.h"
 #include "emulator/phone/neighbours/Neighbours.h"
@@ -26,6 +28,7 @@
 #include "emulator/phone/world/Files.h"
 #include "emulator/phone/world/Keeper.h"
 #include "emulator/phone/world/World.h"
+#include "emulator/ui/Companion.h"
 
 namespace emulator {
 
@@ -46,6 +49,8 @@ struct RunOptions {
     std::vector<std::string> properties;  // "key=value"
     std::vector<std::string> faults;
     std::string journal;  // file; empty: none
+    bool ui = false;
+    bool open = false;
     std::vector<std::string> program;
 };
 
@@ -101,7 +106,8 @@ int exitStatus(int status) {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream) {
+int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream,
+               std::unique_ptr<ui::Companion> page) {
     phone::Phone phone;
     setUp(phone, options, stream);
     // The program is root here, whichever user started it. It must use the same folder as its
@@ -110,6 +116,8 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
     unsetenv("ANDROID_PROPERTY_FILE");
     neighbours::Neighbours neighbours(phone);
     const control::ControlServer server(phone, neighbours, folder);
+    // After the server, which makes sure that the folder has no other emulator.
+    const calls::ClientCalls calls(phone, folder);
     neighbours.serve();
     pid_t program = -1;
     try {
@@ -119,6 +127,7 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
         return kProgramFailed;
     }
     const int status = phone::attend(program);
+    page.reset();
     // Children are left only when the program's keeper was killed.
     phone::endChildren();
     tellOfLostJournal(phone.journal(), options.journal);
@@ -164,11 +173,14 @@ int runProgram(const RunOptions& options) {
     const std::unique_ptr<JournalStream> stream = JournalStream::openSpecial(options.journal);
     // A special file is open already: it may be a terminal, or /dev/fd/63 of a shell.
     if (stream == nullptr) refuseHidden(options.journal, "the journal");
+    // Outside of the world, whose network is another one.
+    std::unique_ptr<ui::Companion> page;
+    if (options.ui) page = std::make_unique<ui::Companion>(options.open);
     phone::blockAttendedSignals();
     const std::string forbidden = phone::enterWorld();
     if (!forbidden.empty()) throw phone::Error(forbidden);
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    return runOnPhone(options, folder, stream.get());
+    return runOnPhone(options, folder, stream.get(), std::move(page));
 }
 
 // The same; without a program, runs the service. Reports errors on standard error.
@@ -208,6 +220,10 @@ void addRun(cli::Command& program) {
     command.takeRepeated("--fault", &options->faults,
                          "Fault, see \"ctl fault --help\"; repeatable");
     command.take("--journal", &options->journal, "Write the journal to this file, as JSON lines");
+    const cli::Option ui = command.flag("--ui", &options->ui,
+                                        "Show the phone on a page, see \"ui --help\"; standard "
+                                        "error has its address");
+    command.flag("--open", &options->open, "Open the page in the browser").needs(ui);
     command.takeWords("PROGRAM", &options->program,
                       "After \"--\": the program and its arguments; without: the service that lies "
                       "beside this program");

@@ -15,51 +15,19 @@
 #include <android-base/unique_fd.h>
 #include "cli/Message.h"
 #include "cli/Output.h"
+#include "emulator/phone/client/Client.h"
 #include "emulator/phone/control/SocketFolder.h"
-#include "emulator/phone/program/Client.h"
 #include "emulator/phone/program/CtlCommand.h"
 
 namespace emulator {
 
 namespace {
 
-// Lists in lists without end would overflow the stack where they are printed.
-bool isTooDeep(const std::string& json) {
-    constexpr int kDeepest = 32;
-    int depth = 0;
-    bool inString = false;
-    for (size_t i = 0; i < json.size() && depth <= kDeepest; ++i) {
-        const char c = json[i];
-        if (c == '"') inString = !inString;
-        if (inString) {
-            if (c == '\\') ++i;
-        } else if (c == '[' || c == '{') {
-            ++depth;
-        } else if (c == ']' || c == '}') {
-            --depth;
-        }
-    }
-    return depth > kDeepest;
-}
-
 // The message quotes the refused text, line ends and colours included.
 std::string inOneLine(std::string message) {
     std::replace_if(
             message.begin(), message.end(), [](uint8_t c) { return iscntrl(c) != 0; }, '?');
     return message;
-}
-
-httplib::Params query(const Json& values) {
-    httplib::Params parameters;
-    for (const auto& [name, value] : values.items()) {
-        parameters.emplace(name, value.is_string() ? value.get<std::string>() : value.dump());
-    }
-    return parameters;
-}
-
-// The text's value. Discarded unless an emulator may answer such JSON.
-Json parse(const std::string& text) {
-    return isTooDeep(text) ? Json(Json::value_t::discarded) : Json::parse(text, nullptr, false);
 }
 
 // The client does not report that it had no descriptor left for its socket.
@@ -80,35 +48,23 @@ Session::~Session() = default;
 
 std::optional<Json> Session::ask(const std::string& method, const std::string& path,
                                  const Json& values) {
-    if (method == "GET" || method == "DELETE") {
-        return take(mClient->request(method, httplib::append_query_params(path, query(values))));
-    }
-    std::string body;
+    std::optional<httplib::Result> result;
     try {
-        body = values.dump();
+        result.emplace(mClient->ask(method, path, values));
     } catch (const Json::type_error&) {
         fail(kUsage, "an argument is not UTF-8: write \\xHH for such bytes");
         return std::nullopt;
     }
-    return take(mClient->request(method, path, body));
+    return take(*result);
 }
 
 std::optional<Json> Session::take(const httplib::Result& result) {
-    const std::string socket = mFolder + "/" + control::kSocketName;
-    if (!result && result.error() == httplib::Error::Connection) {
-        requireDescriptor();
-        fail(kNoEmulator, "no emulator answers on " + socket +
-                                  ": start one with \"bivista-emulator run\" (HIDL_SOCKET_DIR must "
-                                  "be the same for both)");
-        return std::nullopt;
-    }
     if (!result) {
-        fail(kNoEmulator, "the emulator on " + socket +
-                                  " has ended before its answer, or is none: start one with "
-                                  "\"bivista-emulator run\"");
+        if (result.error() == httplib::Error::Connection) requireDescriptor();
+        fail(kNoEmulator, tellNoAnswer(result.error(), mFolder));
         return std::nullopt;
     }
-    const Json body = parse(result->body);
+    const Json body = parseJson(result->body);
     if (!body.is_object()) throw ForeignAnswer();
     if (result->status == 200) return body;
     constexpr int kEnding = 410;

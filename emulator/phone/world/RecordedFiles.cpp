@@ -107,10 +107,10 @@ Verdict RecordedFiles::decide(const OpenCall& call) {
     if (verdict.error != 0) {
         mListener->fileRefused(path, verdict.error);
     } else if (isRecorded(call, path)) {
-        const bool broken = has(NodeEffect::Eio, path);
+        const bool broken = strikes(NodeEffect::Eio, call, path);
         mListener->fileOpened(path, call.nameFlags() + (broken ? " eio" : ""));
         verdict.replacement = broken ? openUnwritable() : openWriter(path);
-    } else if (isUnreadable(call, path)) {
+    } else if (isUnreadable(call, path) && strikes(NodeEffect::ReadEio, call, path)) {
         mListener->fileOpened(path, call.nameFlags() + " read-eio");
         verdict.replacement = openUnreadable();
     }
@@ -119,19 +119,34 @@ Verdict RecordedFiles::decide(const OpenCall& call) {
 }
 
 int RecordedFiles::refusal(const OpenCall& call, const std::string& path) const {
-    for (const NodeFault& fault : mFaults) {
-        const int error = refusalBy(fault, call, path);
-        if (error != 0 && resolveFolder(fault.path) == path) return error;
+    for (size_t i = 0; i < mFaults.size(); ++i) {
+        const int error = refusalBy(mFaults[i], call, path);
+        if (error == 0 || resolveFolder(mFaults[i].path) != path) continue;
+        meet(i, call, path);
+        return error;
     }
     // Any other call of a file that is not there fails by itself.
     const int error = absence(call, path);
     return error != ENOENT && isMissing(path) ? error : 0;
 }
 
-bool RecordedFiles::has(NodeEffect effect, const std::string& path) const {
-    return std::any_of(mFaults.begin(), mFaults.end(), [&](const NodeFault& fault) {
+size_t RecordedFiles::find(NodeEffect effect, const std::string& path) const {
+    const auto found = std::find_if(mFaults.begin(), mFaults.end(), [&](const NodeFault& fault) {
         return fault.effect == effect && resolveFolder(fault.path) == path;
     });
+    return static_cast<size_t>(found - mFaults.begin());
+}
+
+void RecordedFiles::meet(size_t fault, const OpenCall& call, const std::string& path) const {
+    mMet(fault, path, call.isTest ? "access" : "open " + call.nameFlags());
+}
+
+bool RecordedFiles::strikes(NodeEffect effect, const OpenCall& call,
+                            const std::string& path) const {
+    const size_t fault = find(effect, path);
+    if (fault == mFaults.size()) return false;
+    meet(fault, call, path);
+    return true;
 }
 
 bool RecordedFiles::isUnreadable(const OpenCall& call, const std::string& path) const {

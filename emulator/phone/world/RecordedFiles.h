@@ -32,7 +32,10 @@ class RecordedFiles {
     // Reports the writes that have arrived. To be called before anything later is reported.
     void drain();
 
-    void setFaults(std::vector<NodeFault> faults) { mFaults = std::move(faults); }
+    void setFaults(const std::vector<NodeFault>& faults, const Backend::NodeFaultMet& met) {
+        mFaults = faults;
+        mMet = met;
+    }
 
   private:
     struct Writer {
@@ -42,7 +45,15 @@ class RecordedFiles {
 
     // errno with which a fault or sysfs refuses the call, or 0.
     int refusal(const OpenCall& call, const std::string& path) const;
-    bool has(NodeEffect effect, const std::string& path) const;
+    // The place of the first such fault in the list, or the list's size.
+    size_t find(NodeEffect effect, const std::string& path) const;
+    bool has(NodeEffect effect, const std::string& path) const {
+        return find(effect, path) < mFaults.size();
+    }
+    // The fault at this place in the list strikes.
+    void meet(size_t fault, const OpenCall& call, const std::string& path) const;
+    // Whether there is such a fault, which then strikes.
+    bool strikes(NodeEffect effect, const OpenCall& call, const std::string& path) const;
     bool isUnreadable(const OpenCall& call, const std::string& path) const;
     bool isRecorded(const OpenCall& call, const std::string& path) const;
     android::base::unique_fd openWriter(const std::string& path);
@@ -53,6 +64,7 @@ class RecordedFiles {
     EventLoop& mLoop;
     FileListener* mListener = nullptr;
     std::vector<NodeFault> mFaults;
+    Backend::NodeFaultMet mMet;
     std::map<int, Writer> mWriters;  // by socket
 };
 

@@ -33,7 +33,9 @@ class WorldBackend : public Backend {
     std::filesystem::path resolveFile(const std::string& path) const override;
     void clearFolder(const std::filesystem::path& folder) override;
     void restart() override;
-    void setNodeFaults(const std::vector<NodeFault>& faults) override { mFiles.setFaults(faults); }
+    void setNodeFaults(const std::vector<NodeFault>& faults, const NodeFaultMet& met) override {
+        mFiles.setFaults(faults, met);
+    }
 
     void raiseUevent(const std::string& event) override { mUevents.throughKernel(event); }
     void forgeUevent(const std::string& event) override;

@@ -34,9 +34,13 @@ void detach(const Emulator& emulator, const Json& given) {
     }
     const auto place = emulator.room.enter();
     const std::future<void> gone = emulator.phone.cover.detachWhenRead();
-    while (gone.wait_for(WaitingRoom::kSlice) == std::future_status::timeout) {
-        if (emulator.room.isClosed()) throw Ending();
-    }
+    const auto isGone = [&] {
+        return gone.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    };
+    const auto isOver = [&] { return isGone() || emulator.room.isClosed(); };
+    // The departure is an entry, and wakes this thread.
+    while (!isOver()) emulator.phone.journal().await(UINT64_MAX, WaitingRoom::kSlice, isOver);
+    if (!isGone()) throw Ending();
 }
 
 bool isNever(const Json& given, const char* name) {
@@ -153,52 +157,55 @@ Ability kindOfCover() {
     autosuspend.words = {"never"};
     return {"cover",
             "Change what the cover is like",
-            {Request("PUT", "/v1/cover", setCover,
-                     {{.name = "version",
-                       .option = "--firmware-version",
-                       .help = "Answer to AT%SWV"},
-                      {.name = "cutout", .help = "Answer to AT%GETBVCUTOUT"},
-                      {.name = "hot_plug_answer",
-                       .help = "Answer to AT%HPD when the panel is up (at the start: On)"},
-                      {.name = "banner",
-                       .type = Bytes,
-                       .help = "Line that it says when it has started (empty: none)"},
-                      {.name = "touch_version", .help = "Answer to AT%TCHDEBUG=FWVER"},
-                      integer("touch_rows", 1, 1000, "Lines of a raw or delta frame (24)"),
-                      integer("touch_columns", 1, 1000, "Values a line, five characters each (32)"),
-                      integer("self_test_report_bytes", 0, 1 << 20,
-                              "AT%TCHNOTIFY=PULL_SD_RESULT is filled up to so many (0)"),
-                      milliseconds("touch_upgrade_ms",
-                                   "Until AT%TCHNOTIFY=FW_UPGRADE is answered (300)"),
-                      milliseconds("self_test_ms", "Until a self test is answered (200)"),
-                      milliseconds("upgrade_delay_ms",
-                                   "From the start of a firmware upgrade to the loader (500)"),
-                      milliseconds("upgrade_ms", "How long the loader writes firmware (2000)"),
-                      milliseconds("closing_wait_ms",
-                                   "How long the kernel's close of its tty waits for a cover that "
-                                   "is deaf (30000)"),
-                      autosuspend,
-                      milliseconds("wake_ms",
-                                   "How long opening a node of the suspended cover takes (with "
-                                   "\"run\" 70)"),
-                      {.name = "hot_plug_polls",
-                       .type = Integer,
-                       .most = INT32_MAX,
-                       .words = {"never"},
-                       .help = "\"Off\" answers before the panel is up, or never"}})}};
+            {silent(Request(
+                    "PUT", "/v1/cover", setCover,
+                    {{.name = "version",
+                      .option = "--firmware-version",
+                      .help = "Answer to AT%SWV"},
+                     {.name = "cutout", .help = "Answer to AT%GETBVCUTOUT"},
+                     {.name = "hot_plug_answer",
+                      .help = "Answer to AT%HPD when the panel is up (at the start: On)"},
+                     {.name = "banner",
+                      .type = Bytes,
+                      .help = "Line that it says when it has started (empty: none)"},
+                     {.name = "touch_version", .help = "Answer to AT%TCHDEBUG=FWVER"},
+                     integer("touch_rows", 1, 1000, "Lines of a raw or delta frame (24)"),
+                     integer("touch_columns", 1, 1000, "Values a line, five characters each (32)"),
+                     integer("self_test_report_bytes", 0, 1 << 20,
+                             "AT%TCHNOTIFY=PULL_SD_RESULT is filled up to so many (0)"),
+                     milliseconds("touch_upgrade_ms",
+                                  "Until AT%TCHNOTIFY=FW_UPGRADE is answered (300)"),
+                     milliseconds("self_test_ms", "Until a self test is answered (200)"),
+                     milliseconds("upgrade_delay_ms",
+                                  "From the start of a firmware upgrade to the loader (500)"),
+                     milliseconds("upgrade_ms", "How long the loader writes firmware (2000)"),
+                     milliseconds("closing_wait_ms",
+                                  "How long the kernel's close of its tty waits for a cover that "
+                                  "is deaf (30000)"),
+                     autosuspend,
+                     milliseconds("wake_ms",
+                                  "How long opening a node of the suspended cover takes (with "
+                                  "\"run\" 70)"),
+                     {.name = "hot_plug_polls",
+                      .type = Integer,
+                      .most = INT32_MAX,
+                      .words = {"never"},
+                      .help = "\"Off\" answers before the panel is up, or never"}}))}};
 }
 
 Ability chatter() {
     return {"chatter",
             "The cover logs lines by itself, between answers and ahead of each",
-            {Request("PUT", "/v1/chatter", setChatter,
+            {silent(Request(
+                     "PUT", "/v1/chatter", setChatter,
                      {{.name = "text", .type = Bytes, .help = "Begins each line"},
                       number("gap_us", INT32_MAX,
                              "From line to line, in microseconds; 0: as fast as the phone takes "
                              "them")},
-                     {"on"}),
-             Request("DELETE", "/v1/chatter",
-                     [](Phone& phone) { phone.cover.setChatter(std::nullopt); }, {}, {"off"})}};
+                     {"on"})),
+             silent(Request("DELETE", "/v1/chatter",
+                            [](Phone& phone) { phone.cover.setChatter(std::nullopt); }, {},
+                            {"off"}))}};
 }
 
 }  // namespace

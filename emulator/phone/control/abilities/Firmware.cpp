@@ -1,8 +1,8 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The cover's loader, and the firmware images of the phone.
 
-#include "emulator/cover/Text.h"
 #include "emulator/phone/control/Ability.h"
+#include "emulator/phone/control/abilities/Shown.h"
 
 namespace control {
 
@@ -27,11 +27,7 @@ void moveToLoader(Phone& phone, const Json& given) {
 }
 
 Json list(Phone& phone) {
-    Json files = Json::array();
-    for (const phone::File& file : phone.firmware.list()) {
-        files.push_back({{"name", cover::escape(file.name)}, {"size", file.size}});
-    }
-    return {{"files", files}};
+    return {{"files", describeFirmware(phone)}};
 }
 
 std::string showList(const Json& answer) {

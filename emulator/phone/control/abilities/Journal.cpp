@@ -20,6 +20,7 @@ constexpr uint64_t kMaxLimit = 10'000;
 constexpr uint64_t kMaxWaitMs = 30'000;
 // A page ends after the entry that reaches this many bytes of texts.
 constexpr size_t kPageBytes = 1 << 20;
+constexpr size_t kMaxMark = 1024;
 
 // The part of the journal that a request asks for.
 struct Page {
@@ -41,10 +42,14 @@ std::string print(const Phone& phone, const Page& page) {
 // Waits for an entry, as long as the room is open and the client is connected.
 void awaitEntry(const Emulator& emulator, uint64_t since, std::chrono::steady_clock::time_point end,
                 const httplib::DataSink& client) {
-    const auto any = [](const phone::Entry&) { return true; };
-    while (!emulator.room.isClosed() && client.is_writable() &&
-           std::chrono::steady_clock::now() < end) {
-        if (emulator.phone.journal().waitFor(any, since, WaitingRoom::kSlice)) return;
+    using std::chrono::ceil;
+    using std::chrono::milliseconds;
+    const phone::Journal& journal = emulator.phone.journal();
+    const auto isClosed = [&] { return emulator.room.isClosed(); };
+    while (!isClosed() && client.is_writable()) {
+        const auto left = ceil<milliseconds>(end - std::chrono::steady_clock::now());
+        const auto slice = std::min<milliseconds>(left, WaitingRoom::kSlice);
+        if (slice <= milliseconds::zero() || journal.await(since, slice, isClosed)) return;
     }
 }
 
@@ -120,6 +125,25 @@ Request page() {
     return request;
 }
 
+Request mark() {
+    return Request("POST", "/v1/mark",
+                   [](Phone& phone, const Json& given) {
+                       const std::string text = given["text"];
+                       if (text.empty() || text.size() > kMaxMark) {
+                           throw BadRequest("\"text\" must have 1 to " + std::to_string(kMaxMark) +
+                                            " bytes");
+                       }
+                       // After all that was done before it.
+                       phone.journal().sync();
+                       phone.journal().add(phone::Kind::Mark, "", text);
+                   },
+                   {{.name = "text",
+                     .option = "TEXT",
+                     .help = "1 to 1,024 bytes, as one argument or several words",
+                     .isRequired = true,
+                     .isMany = true}});
+}
+
 }  // namespace
 
 std::vector<Ability> ofJournal() {
@@ -137,6 +161,7 @@ std::vector<Ability> ofJournal() {
              "entry (tty-rx,\n"
              "node-write, ...), or of a line: exchange, log, unsolicited, frame, call, callback,\n"
              "neighbour-call. Opens and closes have a line only when their kind is named."},
+            {"mark", "Put a remark into the journal", {mark()}},
             {"klog",
              "Print what was written to the kernel log, a message a line",
              {Request("GET", "/v1/journal", {}, {kFollow})},

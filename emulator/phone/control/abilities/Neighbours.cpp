@@ -62,12 +62,13 @@ Ability accessory() {
     const Argument type = unsignedNumber("type", "", "The first value, with N");
     return {"accessory",
             "What the phone's accessory service answers, and whether there is one",
-            {Request("PUT", "/v1/accessory", setAccessory,
-                     {unsignedNumber("state", "STATE", "3: attached"), type}),
+            {silent(Request("PUT", "/v1/accessory", setAccessory,
+                            {unsignedNumber("state", "STATE", "3: attached"), type})),
              Request("PUT", "/v1/accessory", {}, {type}, {"cover"}),
-             Request("DELETE", "/v1/accessory", withdraw<&Neighbours::accessory>, {}, {"absent"}),
-             Request("PUT", "/v1/accessory/declared", declare<&Neighbours::accessory>, {},
-                     {"declared"})},
+             silent(Request("DELETE", "/v1/accessory", withdraw<&Neighbours::accessory>, {},
+                            {"absent"})),
+             silent(Request("PUT", "/v1/accessory/declared", declare<&Neighbours::accessory>, {},
+                            {"declared"}))},
             "",
             "A state (3: attached); cover: 3 while the cover is on, else 0; absent; declared: not "
             "up, and the phone's services wait for it"};
@@ -76,9 +77,10 @@ Ability accessory() {
 Ability lpwg() {
     return {"lpwg",
             "Whether the phone's LPWG service is there, and what it answers",
-            {Request("PUT", "/v1/lpwg", setLpwg, {result(false)}, {"present"}),
-             Request("DELETE", "/v1/lpwg", withdraw<&Neighbours::lpwg>, {}, {"absent"}),
-             Request("PUT", "/v1/lpwg/declared", declare<&Neighbours::lpwg>, {}, {"declared"}),
+            {silent(Request("PUT", "/v1/lpwg", setLpwg, {result(false)}, {"present"})),
+             silent(Request("DELETE", "/v1/lpwg", withdraw<&Neighbours::lpwg>, {}, {"absent"})),
+             silent(Request("PUT", "/v1/lpwg/declared", declare<&Neighbours::lpwg>, {},
+                            {"declared"})),
              Request("PUT", "/v1/lpwg", {}, {result(true)}, {"result"})},
             "",
             "present, absent, declared (not up, and the phone's services wait for it), or result "
