@@ -125,7 +125,7 @@ TEST_F(JournalLinesTest, FiltersLinesAndJson) {
     EXPECT_THAT(lines({"--kind", "emulator", "--grep", "no such text"}), IsEmpty());
     EXPECT_THAT(linesOf(ctl({"journal", "--kind", "fault"}).out),
                 ElementsAre(HasSubstr(R"("kind":"fault")")));
-    EXPECT_THAT(linesOf(ctl({"journal", "--grep", "at%no"}).out),
+    EXPECT_THAT(linesOf(ctl({"journal", "--grep", "at%no", "--kind", "fault,usb"}).out),
                 ElementsAre(HasSubstr(R"("kind":"fault")")));
 }
 
