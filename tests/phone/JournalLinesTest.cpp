@@ -125,8 +125,8 @@ TEST_F(JournalLinesTest, FiltersLinesAndJson) {
     EXPECT_THAT(lines({"--kind", "emulator", "--grep", "no such text"}), IsEmpty());
     EXPECT_THAT(linesOf(ctl({"journal", "--kind", "fault"}).out),
                 ElementsAre(HasSubstr(R"("kind":"fault")")));
-    EXPECT_THAT(linesOf(ctl({"journal", "--grep", "at%no"}).out),
-                ElementsAre(HasSubstr(R"("kind":"control")"), HasSubstr(R"("kind":"fault")")));
+    EXPECT_THAT(linesOf(ctl({"journal", "--grep", "at%no", "--kind", "fault,usb"}).out),
+                ElementsAre(HasSubstr(R"("kind":"fault")")));
 }
 
 TEST_F(JournalLinesTest, BeginsAtANumberOrATime) {
@@ -224,7 +224,6 @@ TEST_F(JournalProgramTest, JournalHasAnExchangeAsALineWhenItIsOver) {
 TEST_F(JournalProgramTest, JournalColoursVerdictsOnTerminalsThatWantIt) {
     setenv("TERM", "xterm", 1);
     unsetenv("NO_COLOR");
-    Terminal terminal;
     const std::string journal = "$ctl journal --kind exchange --format lines ";
     const Outcome outcome = runShell("ctl='" + kEmulator + " ctl'; exec 3<>/dev/ttyACM0; " +
                                      "stty -F /dev/ttyACM0 raw -echo; printf 'AT%%NO\\r' >&3; "
