@@ -115,7 +115,7 @@ void complainOf(const CLI::ParseError& error, const CLI::App& program, int argc,
             wrong += " " + each->get_name() + (each == below.back() ? "" : ",");
         }
     }
-    if (!wrong.ends_with('.')) wrong += ".";
+    if (!wrong.ends_with('.') && !wrong.ends_with('?')) wrong += ".";
     complain(program.get_name(), wrong + " \"" + pathOf(command) + " --help\" tells more.");
 }
 

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A HIDL call through the runtime, empty and with 64 KiB, against a raw ping-pong over a Unix
-// socket and against a D-Bus call. Each end has a CPU of its own. Prints rows (bench/Row.h).
+// socket and against a D-Bus call; and what it costs to record the empty call. Each end has a CPU
+// of its own. Prints rows (bench/Row.h).
 #include <chrono>
 #include <string>
 #include <vector>
@@ -43,9 +44,11 @@ int main() {
     const auto socket = bench::makeSocketEcho();
     const auto dbus = bench::makeDbusEcho();
     const auto hidl = bench::makeHidlEcho();
+    const auto recorded = bench::makeHidlEcho(true);
     compare("HIDL call, empty / Unix socket", *hidl, *socket, 0, 2.5);
     compare("HIDL call, 64 KiB / Unix socket", *hidl, *socket, bench::kLargest, 4);
     compare("HIDL call, empty / D-Bus call", *hidl, *dbus, 0, 1);
     compare("HIDL call, 64 KiB / D-Bus call", *hidl, *dbus, bench::kLargest, 1);
+    compare("HIDL call, empty, recorded / not recorded", *recorded, *hidl, 0, 1.1);
     return 0;
 }

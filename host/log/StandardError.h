@@ -3,6 +3,6 @@
 
 #include <android/log.h>
 
-// A logger for __android_log_set_logger(): one message a line, `TAG P MM-DD HH:MM:SS pid tid
-// message`, in one write. Any thread.
+// A logger for __android_log_set_logger(): one message a line, `TAG P MM-DD HH:MM:SS.mmm pid tid
+// message`, in one write. The time is that of CLOCK_REALTIME. Any thread.
 void hostLogStandardError(const __android_logger_data* data, const char* message);

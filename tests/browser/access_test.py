@@ -67,7 +67,9 @@ class AccessTest(PageCase):
         shades = {}
         for scheme in ("dark", "light"):
             self.page.scheme(scheme)
-            shades[scheme] = self.background()
+            until(lambda wanted=scheme: self.page.script(
+                "return matchMedia(`(prefers-color-scheme: ${arguments[0]})`).matches", wanted), scheme)
+            shades[scheme] = self.page.script("return getComputedStyle(document.body).backgroundColor")
         self.assertNotEqual(shades["dark"], shades["light"])
         for theme in ("dark", "light"):
             self.choose_theme(theme)

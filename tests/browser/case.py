@@ -14,6 +14,8 @@ class PageCase(unittest.TestCase):
         cls.phone.start().serve()
 
     def setUp(self):
+        if not self.phone.state()["attached"]:
+            self.phone.attach()
         self.page = Page(self.phone)
         self.page.complaints()
         self.addCleanup(lambda: self.assertEqual(self.page.complaints(), []))

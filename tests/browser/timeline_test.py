@@ -36,6 +36,14 @@ class TimelineTest(PageCase):
         field.send_keys(text)
         until(lambda: all(text.lower() in " ".join(row).lower() for row in self.rows()), f"only {text}")
 
+    def only(self, lane):
+        """Leaves out all other lanes."""
+        for other in LANES:
+            box = self.page.find(f"filter-{other}")
+            if box.is_selected() != (other == lane):
+                box.click()
+        until(lambda: {row[0] for row in self.rows()} == {lane}, f"only {lane}")
+
     def click_row(self, number):
         rows = self.page.find_all("#timeline-list [role=row][data-id]:not([hidden])")
         sorted(rows, key=lambda row: int(row.get_attribute("data-index")))[number].click()
@@ -58,8 +66,7 @@ class TimelineTest(PageCase):
         exchange = self.exchanges("AT%SWV")[-1]
         self.search("AT%SWV")
         # The client's call has the command, too.
-        self.page.find("filter-calls").click()
-        until(lambda: {row[0] for row in self.rows()} == {"at"}, "the exchange")
+        self.only("at")
         row = self.rows()[-1]
         self.assertEqual(row[3], "AT%SWV")
         self.assertIn(self.phone.state()["cover"]["version"], row[4])
@@ -67,18 +74,13 @@ class TimelineTest(PageCase):
         self.click_row(-1)
         shown = lambda: [code.text for code in self.page.find_all("#item td code")]
         equals(shown, [entry["bytes"] for entry in exchange])
-        # The same bar among the lanes: what was chosen there is chosen here.
-        self.page.find("zoom-all").click()
-        self.phone.ctl("mark", "elsewhere")
         self.page.shoot("exchange")
 
     def test_a_bar_of_the_lanes_can_be_clicked(self):
         self.phone.ctl("fault", f"on AT%SWV late {LATE_MS}ms times 1")
         self.phone.client("at", "AT%SWV")
         self.search("AT%SWV")
-        self.page.find("filter-calls").click()
-        self.page.find("filter-emulator").click()
-        until(lambda: self.rows() and {row[0] for row in self.rows()} == {"at"}, "the exchange")
+        self.only("at")
         self.page.find("zoom-all").click()
         canvas = self.page.find("timeline")
         size = canvas.size
@@ -107,7 +109,8 @@ class TimelineTest(PageCase):
         self.assertLessEqual(exchange[0]["time_us"], struck["time_us"])
 
     def test_a_clients_call_a_frame_and_a_nodes_write_have_their_lanes(self):
-        self.phone.client("brightness", "77")
+        for words in (("power", "on"), ("brightness", "77"), ("power", "off")):
+            self.phone.client(*words)
         self.phone.client("sub", "test-pattern")
         until(lambda: self.phone.state()["sub_display"]["frames"])
         for text, lane in (("setBrightness(77", "calls"), ("frame", "panel"), ("bv2_pd", "nodes"), ("AT%DB=", "at"),

@@ -12,11 +12,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include <zlib.h>
 
-#include <nlohmann/json.hpp>
-
-#include "emulator/cover/Text.h"
 #include "tests/phone/Program.h"
 #include "tests/tools/Terminal.h"
 
@@ -306,45 +302,6 @@ TEST_F(CtlTest, KernelLogTellsThatTheCaptureIsOff) {
     }
 }
 
-std::string crcOf(const std::string& bytes) {
-    char text[9];
-    snprintf(text, sizeof(text), "%08lx",
-             crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
-    return text;
-}
-
-TEST_F(CtlTest, JournalOnATerminalShowsManyBytesAsLengthAndDigest) {
-    Process phone(stayingUp());
-    phone.waitFor("up\n");
-    // Spelt, the bytes are longer; their own number counts.
-    const std::string most = std::string(255, '\xfe') + "\n";
-    const std::string more = most + "x";
-    for (const std::string& bytes : {most, more}) {
-        EXPECT_EQ(invoke({"ctl", "node", "/sys/x", cover::escape(bytes)}).status, 0);
-    }
-    Terminal terminal;
-    const auto shown = [&](const std::string& options) {
-        Process child(
-                {"/bin/sh", "-c", kEmulator + " ctl journal " + options + " > " + terminal.path()});
-        std::string text = terminal.readUntil(R"("kind":"node-set","path":"/sys/x")");
-        text = terminal.readUntil("\n");
-        terminal.readUntil(R"("kind":"node-set")");
-        text += terminal.readUntil("\n");
-        EXPECT_EQ(child.wait(), 0);
-        return text;
-    };
-    const auto bytesOf = [](const std::string& bytes) {
-        return "\"bytes\":" + nlohmann::json(cover::escape(bytes)).dump();
-    };
-    const std::string shortened = shown("");
-    EXPECT_THAT(shortened, StartsWith("," + bytesOf(most) + "}\n"));
-    EXPECT_THAT(shortened,
-                EndsWith(R"("path":"/sys/x","length":257,"crc32":")" + crcOf(more) + "\"}\n"));
-    EXPECT_THAT(shown("--raw"), EndsWith("," + bytesOf(more) + "}\n"));
-    EXPECT_THAT(invoke({"ctl", "journal"}).out, HasSubstr("," + bytesOf(more) + "}\n"));
-    EXPECT_EQ(phone.wait(), 0);
-}
-
 TEST_F(CtlTest, FaultsOnATerminalAreShownWithHowOftenTheyWereMet) {
     Process phone(emulator({"run", "--", "/bin/sh", "-c",
                             "ctl='" + kEmulator + " ctl'; $ctl fault 'node /sys/x missing'; " +
@@ -420,13 +377,12 @@ TEST_F(CtlTest, RefusesWhatDoesNotGoTogether) {
     }
 }
 
-TEST_F(CtlTest, HelpNamesTheExitStatusesAndTheDigest) {
+TEST_F(CtlTest, HelpNamesTheExitStatuses) {
     EXPECT_THAT(invoke({"ctl", "--help"}).out,
                 HasSubstr("Exit status: 0 done; 1 refused by the emulator, or the file of "
                           "\"snapshot\" cannot be\nwritten; 2 wrong arguments; 3 no emulator, or "
                           "what answers is none; 4 standard output cannot\nbe written, or this "
                           "program ran out of memory, descriptors or threads.\n"));
-    EXPECT_THAT(invoke({"ctl", "journal", "--help"}).out, HasSubstr("CRC-32"));
 }
 
 }  // namespace

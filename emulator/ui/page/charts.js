@@ -27,7 +27,7 @@ const base = (x, y, more = {}) => ({
 });
 
 const LEAST_MS = 0.001;  // a bar of nothing has no place on a logarithmic scale
-const trim = (number) => Number(number.toPrecision(3));
+const trim = (number) => Number(number.toFixed(3));
 
 export class Charts {
     constructor(figures) {

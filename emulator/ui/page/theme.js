@@ -24,9 +24,8 @@ window.theme = {
     system: matchMedia("(prefers-color-scheme: dark)"),
     // "auto", "light" or "dark".
     use(name) {
-        const {dataset} = document.documentElement;
-        dataset.theme = name;
-        dataset.dark = String(name === "dark" || (name === "auto" && this.system.matches));
+        document.documentElement.dataset.theme = name;
+        document.getElementById("dark").media = {light: "not all", dark: "all"}[name] ?? this.system.media;
     },
 };
 window.theme.use(window.kept.get("theme") ?? "auto");

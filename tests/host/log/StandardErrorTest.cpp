@@ -1,6 +1,8 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// Messages on standard error: one line each, as liblog's own logger writes them.
-#include <cstring>
+// Messages on standard error: one line each, as liblog's own logger writes them, with milliseconds.
+#include <chrono>
+#include <cstdint>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -16,7 +18,6 @@
 namespace {
 
 using testing::ContainsRegex;
-using testing::HasSubstr;
 
 using Logger = void (*)(const __android_logger_data*, const char*);
 
@@ -27,9 +28,8 @@ std::string written(Logger logger, int priority, const char* tag, const std::str
     return testing::internal::GetCapturedStderr();
 }
 
-std::string withoutTime(std::string line) {
-    const size_t stamp = line.find_first_of("0123456789");
-    return stamp == std::string::npos ? line : line.erase(stamp, strlen("MM-DD HH:MM:SS"));
+std::string withoutTime(const std::string& line) {
+    return std::regex_replace(line, std::regex("[0-9-]{5} [0-9:]{8}([.][0-9]{3})?"), "TIME");
 }
 
 class StandardErrorTest : public testing::TestWithParam<int> {};
@@ -46,15 +46,43 @@ INSTANTIATE_TEST_SUITE_P(Priorities, StandardErrorTest,
 TEST(StandardErrorTest, TellsTimeProcessAndThread) {
     const std::string origin = std::to_string(getpid()) + " +" + std::to_string(gettid());
     EXPECT_THAT(written(hostLogStandardError, ANDROID_LOG_INFO, "tag", "here"),
-                ContainsRegex("^tag I [0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} +" + origin +
-                              " here\n$"));
+                ContainsRegex("^tag I [0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3} +" +
+                              origin + " here\n$"));
+}
+
+// Milliseconds since the minute began.
+int64_t inMinute(int64_t realtimeMs) {
+    return realtimeMs % 60'000;
+}
+
+TEST(StandardErrorTest, TimeIsThatOfTheClockToTheMillisecond) {
+    const auto now = [] {
+        return std::chrono::system_clock::now().time_since_epoch() / std::chrono::milliseconds(1);
+    };
+    int64_t before;
+    int64_t after;
+    std::smatch seconds;
+    std::string line;
+    // Again where a minute ends meanwhile.
+    do {
+        before = now();
+        line = written(hostLogStandardError, ANDROID_LOG_INFO, "tag", "now");
+        after = now();
+    } while (inMinute(after) < inMinute(before));
+    ASSERT_TRUE(std::regex_search(line, seconds, std::regex(":([0-9]{2})[.]([0-9]{3}) "))) << line;
+    const int64_t told = std::stoi(seconds[1]) * 1000 + std::stoi(seconds[2]);
+    EXPECT_LE(inMinute(before), told);
+    EXPECT_LE(told, inMinute(after));
 }
 
 TEST(StandardErrorTest, KeepsMessagesOfAnyLengthWhole) {
     for (const size_t length : {size_t{1023}, size_t{1250}, size_t{5000}}) {
         const std::string message(length, 'x');
+        EXPECT_EQ(withoutTime(written(hostLogStandardError, ANDROID_LOG_INFO, "tag", message)),
+                  withoutTime(
+                          written(__android_log_stderr_logger, ANDROID_LOG_INFO, "tag", message)));
         EXPECT_THAT(written(hostLogStandardError, ANDROID_LOG_INFO, "tag", message),
-                    HasSubstr(" " + message + "\n"));
+                    ContainsRegex("[.][0-9]{3} +[0-9]+ +[0-9]+ x+\n$"));
     }
 }
 

@@ -84,13 +84,13 @@ void reply(const Emulator& emulator, const Json& given, httplib::Response& respo
     }
 }
 
-Argument number(const char* name, int64_t otherwise, const char* help, bool isInCtl) {
+Argument number(const char* name, int64_t otherwise, const char* help) {
     return {.name = name,
             .type = Type::Natural,
             .most = kMostNatural,
             .help = help,
             .otherwise = otherwise,
-            .isInCtl = isInCtl};
+            .isInCtl = false};
 }
 
 // How ctl prints the journal.
@@ -98,14 +98,29 @@ Argument way(const char* name, const char* help) {
     return {.name = name, .type = Type::Boolean, .help = help, .flag = true, .isInRequest = false};
 }
 
+Argument wish(const char* name, const char* help, std::vector<std::string> words = {}) {
+    return {.name = name, .words = std::move(words), .help = help, .isInRequest = false};
+}
+
+// ctl takes times too, the request numbers alone.
+Argument wishedBegin() {
+    Argument begin = wish("from", "First entry's number, a time ago (10s), or of day (16:00:48)");
+    begin.option = "--since";
+    return begin;
+}
+
 const Argument kFollow = way("follow", "Go on until ended");
 
 Request page() {
-    Request request("GET", "/v1/journal", {},
-                    {number("since", 1, "First entry's number", true),
-                     number("limit", 1000, "Of entries; 10,000 at most", false),
-                     number("wait_ms", 0, "For the first entry; 30,000 at most", false), kFollow,
-                     way("raw", "Every byte, on a terminal too")});
+    Request request(
+            "GET", "/v1/journal", {},
+            {number("since", 1, "First entry's number"),
+             number("limit", 1000, "Of entries; 10,000 at most"),
+             number("wait_ms", 0, "For the first entry; 30,000 at most"), kFollow, wishedBegin(),
+             wish("kind", "Of these kinds alone: KIND,KIND,..."),
+             wish("grep", "With this text alone, in either case of its letters"),
+             wish("format", "\"perfetto\" for trace viewers", {"json", "lines", "perfetto"}),
+             way("raw", "As --format json")});
     request.reply = reply;
     return request;
 }
@@ -134,13 +149,18 @@ Request mark() {
 std::vector<Ability> ofJournal() {
     return {
             {"journal",
-             "Print the journal, one JSON object a line",
+             "Print the journal",
              {page()},
-             "On a terminal more than 256 bytes are shown as their number and their CRC-32, that "
-             "of\n"
-             "zlib and gzip: \"length\" and \"crc32\" in the place of \"bytes\". Into a file or a "
-             "pipe all\n"
-             "are printed."},
+             "On a terminal as lines: one for an exchange, a frame, a call or an event, sorted by "
+             "time; \"!\"\n"
+             "marks what a fault struck. Into a file or a pipe as JSON, one object an entry, in "
+             "the "
+             "order of\n"
+             "their numbers. With --follow a line is printed when it is over.\n\n"
+             "KIND is a lane (at, panel, nodes, uevents, usb, calls, emulator), the kind of an "
+             "entry (tty-rx,\n"
+             "node-write, ...), or of a line: exchange, log, unsolicited, frame, call, callback,\n"
+             "neighbour-call. Opens and closes have a line only when their kind is named."},
             {"mark", "Put a remark into the journal", {mark()}},
             {"klog",
              "Print what was written to the kernel log, a message a line",
