@@ -51,7 +51,8 @@ INSTEAD = [(re.compile(pattern, re.DOTALL), text) for pattern, text in (
      rf"\1 -batch -ex 'tbreak {SERVICE}::bv_update_state' -ex run -ex 'backtrace 1' build/release/\2"),
     (r'(gdb [^"]*-p "[^"]+")', r"\1 -batch -ex 'info line main'"),
     # Ctrl-C ends them.
-    (rf"{PROGRAM}ctl watch .*|{PROGRAM}-emulator ctl \w+ --follow|{PROGRAM}-emulator run(?: --journal \S+)?",
+    (rf"{PROGRAM}ctl watch .*|{PROGRAM}-emulator ctl \w+ --follow|{PROGRAM}-emulator run(?: --ui| --journal \S+)?"
+     rf"|{PROGRAM}-emulator ui(?: --open)?",
      lambda match: f"interrupted {shlex.quote(match[0])}"),
     # The emulator refuses it until the phone listens; a person types too slowly to notice.
     (rf"{PROGRAM}-emulator ctl log .*", r"until \g<0>; do sleep 0.05; done"),

@@ -2,6 +2,7 @@
 """Tests of ./run.sh as a person meets it: on a terminal, and a second one beside it. Needs a release build."""
 import os
 import pathlib
+import re
 import shlex
 import signal
 import socket
@@ -9,6 +10,8 @@ import subprocess
 import tempfile
 import time
 import unittest
+import urllib.error
+import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LATEST = ROOT / "build/run/latest"
@@ -118,6 +121,25 @@ class TourTest(unittest.TestCase):
         for name, was in kept.items():
             self.assertTrue((folder / name).read_bytes().startswith(was), name)
         self.assertEqual(terminal.end(), 130)
+
+    def test_the_page_is_there_as_long_as_the_phone(self):
+        terminal = self.begin(self.registry, "--ui", DISPLAY="", WAYLAND_DISPLAY="")
+        terminal.type("\n" * 40)
+        self.assertTrue(terminal.shows(UP), terminal.text)
+        address, again = re.findall(r"http://127\.0\.0\.1:\d+/[0-9a-f]{32}/", terminal.text)
+        self.assertEqual(address, again)
+        with urllib.request.urlopen(f"{address}entries?limit=1") as answer:
+            self.assertIn(b'"seq":1,', answer.read())
+        # Other users may read the log.
+        self.assertNotIn(address, (LATEST / "service.log").read_text(errors="replace"))
+        self.assertEqual(terminal.end(), 130)
+        with self.assertRaises(urllib.error.URLError):
+            urllib.request.urlopen(address)
+
+    def test_a_tour_has_a_page_too(self):
+        status, text = run(self.registry, "--tour", "--ui")
+        self.assertEqual(status, 0, text)
+        self.assertRegex(text, r"\nThe phone on a page, for a browser on this machine: http://127\.0\.0\.1:\d+/")
 
     def test_ctrl_c_ends_it_where_that_was_ignored(self):
         started = command(self.registry, "--color=always")

@@ -44,10 +44,11 @@ void serve(const Options& options) {
     pthread_sigmask(SIG_BLOCK, &ending, nullptr);
     {
         const Door door(emulator.folder(), address.url());
-        std::thread([&feed] { feed.run(); }).detach();
-        std::thread([&server] { server.listen_after_bind(); }).detach();
         cli::printOrFail(address.url() + "\n");
         if (options.open) door.openInBrowser();
+        // From here on nothing may throw: the threads use what stands above.
+        std::thread([&feed] { feed.run(); }).detach();
+        std::thread([&server] { server.listen_after_bind(); }).detach();
         int number = 0;
         sigwait(&ending, &number);
     }

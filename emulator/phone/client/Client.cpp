@@ -86,18 +86,26 @@ httplib::Result Client::ask(const std::string& method, const std::string& path,
 }
 
 void Client::cancel() {
+    const android::AutoMutex lock(mLock);
     mCancelled = true;
-    stop();
+    if (mSocket >= 0) shutdown(mSocket, SHUT_RDWR);
 }
 
 bool Client::process_socket(const Socket& socket, std::function<bool(httplib::Stream&)> callback) {
-    // A cancel() from here on finds the socket, and ends its waits.
-    if (mCancelled) return false;
-    return httplib::detail::process_client_socket(socket.sock, kReadTimeoutS, 0, kWriteTimeoutS, 0,
-                                                  [&](httplib::Stream& stream) {
-                                                      BoundedStream bounded(stream);
-                                                      return callback(bounded);
-                                                  });
+    if (!begin(socket.sock)) return false;
+    const bool done = httplib::detail::process_client_socket(
+            socket.sock, kReadTimeoutS, 0, kWriteTimeoutS, 0, [&](httplib::Stream& stream) {
+                BoundedStream bounded(stream);
+                return callback(bounded);
+            });
+    begin(-1);
+    return done;
+}
+
+bool Client::begin(int socket) {
+    const android::AutoMutex lock(mLock);
+    mSocket = socket;
+    return !mCancelled;
 }
 
 Json parseJson(const std::string& text) {

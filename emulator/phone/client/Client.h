@@ -2,10 +2,10 @@
 // The HTTP client of the control interface. Any program may answer at the other end.
 #pragma once
 
-#include <atomic>
 #include <string>
 
 #include <httplib.h>
+#include <utils/Mutex.h>
 #include <nlohmann/json.hpp>
 
 namespace emulator {
@@ -25,13 +25,18 @@ class Client : public httplib::ClientImpl {
                         const Json& values = Json::object());
 
     // Ends the request that waits, and all later ones, without an answer. Any thread.
-    void cancel();
+    void cancel() EXCLUDES(mLock);
 
   private:
     bool process_socket(const Socket& socket,
                         std::function<bool(httplib::Stream&)> callback) override;
 
-    std::atomic<bool> mCancelled = false;
+    // The socket of the request that goes on, or -1. False when all requests are cancelled.
+    bool begin(int socket) EXCLUDES(mLock);
+
+    android::Mutex mLock;
+    int mSocket GUARDED_BY(mLock) = -1;
+    bool mCancelled GUARDED_BY(mLock) = false;
 };
 
 // The text's value. Discarded unless an emulator may answer such JSON, or be sent it.
