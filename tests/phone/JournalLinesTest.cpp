@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,10 +18,10 @@
 namespace {
 
 using program::kEmulator;
+using program::linesOf;
 using program::ProgramTest;
 using support::Outcome;
 using support::Process;
-using testing::AllOf;
 using testing::ContainsRegex;
 using testing::Each;
 using testing::ElementsAre;
@@ -35,13 +34,6 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 constexpr char kTime[] = "^[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\\.[0-9]{3}  ";
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
 
 std::string withoutTime(const std::string& line) {
     return line.substr(std::min(line.size(), sizeof("16:00:48.123  ") - 1));
@@ -59,11 +51,6 @@ class JournalLinesTest : public ProgramTest {
         ctl({"fault", "on AT%NO answer \"\\r\\nERROR\\r\\n\" times 1"});
     }
     ~JournalLinesTest() override { EXPECT_EQ(mPhone.wait(), 0); }
-
-    static Outcome ctl(std::vector<std::string> words) {
-        words.insert(words.begin(), "ctl");
-        return invoke(words);
-    }
 
     // The items as lines in a pipe.
     static std::vector<std::string> lines(std::vector<std::string> options) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,7 +16,7 @@
 
 namespace {
 
-using program::kEmulator;
+using program::linesOf;
 using program::ProgramTest;
 using support::Outcome;
 using support::Process;
@@ -32,13 +31,6 @@ constexpr char kEnter[] = "\033[?1049h\033[?25l";
 constexpr char kLeave[] = "\033[?25h\033[?1049l";
 constexpr char kEndOfPicture[] = "\033[J";
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
-
 using ViewProgramTest = ProgramTest;
 
 class ViewTest : public ProgramTest {
@@ -50,11 +42,6 @@ class ViewTest : public ProgramTest {
         unsetenv("COLORTERM");
     }
     ~ViewTest() override { EXPECT_EQ(mPhone.wait(), 0); }
-
-    static Outcome ctl(std::vector<std::string> words) {
-        words.insert(words.begin(), "ctl");
-        return invoke(words);
-    }
 
     // A view that draws on a terminal of this size.
     std::unique_ptr<Process> startOn(Terminal& terminal, unsigned short rows,
