@@ -35,7 +35,7 @@ foreach(linked emulator/cover/README.md emulator/phone/README.md emulator/ui/REA
 endforeach()
 
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md
-    ${PROJECT_SOURCE_DIR}/docs/*.png ${PROJECT_SOURCE_DIR}/docs/*.svg)
+    ${PROJECT_SOURCE_DIR}/docs/*.png)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 
 # install_compressed(FILE FOLDER): without name and time, so that it is the same each time.

@@ -23,10 +23,12 @@ build_preset release bivista-service bivista-emulator bivistactl
 [ -f build/$axe/package/axe.min.js ] || with_progress "fetching $axe" build/axe.log fetch_axe ||
     { cat build/axe.log >&2; fail "no checker of accessibility"; }
 
+rm -rf build/browser
 tests=("$@")
 [ ${#tests[@]} -gt 0 ] || tests=(discover -p '*_test.py')
 # Debian's own Python, which has the client of the browser's driver.
 (cd tests/browser && AXE=$PWD/../../build/$axe/package/axe.min.js \
-    with_progress "the page in Chromium" ../../build/browser.log /usr/bin/python3 -B -m unittest -v "${tests[@]}") ||
+    with_progress "the page in Chromium" ../../build/browser.log /usr/bin/python3 -B -m unittest "${tests[@]}" -v) ||
     { cat build/browser.log; exit 1; }
+[ ! -f build/browser/figures.txt ] || cat build/browser/figures.txt
 tail -n 3 build/browser.log

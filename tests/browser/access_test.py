@@ -60,16 +60,15 @@ class AccessTest(PageCase):
 
     def test_a_phones_screen_holds_the_page_without_scrolling_sideways(self):
         self.page.size(*NARROW)
-        self.assertLessEqual(self.page.script("return document.documentElement.scrollWidth"), NARROW[0])
+        equals(lambda: self.page.script("return document.documentElement.scrollWidth"), NARROW[0])
 
     def test_the_theme_is_the_machines_or_the_readers(self):
         self.choose_theme("auto")
         shades = {}
         for scheme in ("dark", "light"):
             self.page.scheme(scheme)
-            until(lambda wanted=scheme: self.page.script(
-                "return matchMedia(`(prefers-color-scheme: ${arguments[0]})`).matches", wanted), scheme)
-            shades[scheme] = self.page.script("return getComputedStyle(document.body).backgroundColor")
+            self.page.open()
+            shades[scheme] = self.background()
         self.assertNotEqual(shades["dark"], shades["light"])
         for theme in ("dark", "light"):
             self.choose_theme(theme)
@@ -112,10 +111,10 @@ class AccessTest(PageCase):
         self.phone.dealt(begun)
         self.phone.client("sub", "show", "docs/hills.png")
         until(lambda: self.phone.state()["sub_display"]["frames"], "the picture")
-        # The fault's form: its link, then its first field.
+        # The link leads into the fault's field.
         self.tab_to(lambda element: "Add a fault" in element.accessible_name)
         self.keys(Keys.ENTER)
-        self.tab_to(lambda element: element.get_attribute("name") == "text")
+        equals(lambda: self.focused().get_attribute("name"), "text")
         self.keys("on AT%SWV error times 1", Keys.ENTER)
         equals(lambda: self.phone.state()["faults"], ["on AT%SWV error times 1"])
         until(lambda: "AT%SWV error" in self.page.text("faults"), "the fault")
@@ -126,7 +125,7 @@ class AccessTest(PageCase):
         self.tab_to(has_id("search"))
         self.keys("AT%SWV")
         self.tab_to(has_id("timeline-list"))
-        until(lambda: len(self.page.find_all("#timeline-list [role=row][data-id]:not([hidden])")) < 12, "the search")
+        until(lambda: all("AT%SWV" in " ".join(row) for row in self.page.rows()), "the search")
         self.keys(Keys.END, Keys.ENTER)
         until(lambda: "AT%SWV" in self.page.text("item"), "the bytes")
         self.page.shoot("keys")

@@ -112,7 +112,7 @@ class ActionsTest(PageCase):
                 self.fill(form, deed.values)
                 command = self.page.find_in(form, "code.command").text
                 self.assertTrue(command.startswith("bivista-emulator ctl "), command)
-                self.page.find_in(form, "[type=submit]").click()
+                self.page.click(self.page.find_in(form, "[type=submit]"))
                 until(lambda: self.outcome(deed, since) != before, "the deed")
                 done = self.outcome(deed, since)
                 since = self.begin(deed)
@@ -125,7 +125,7 @@ class ActionsTest(PageCase):
         form = self.forms("fault", "POST", "/v1/faults")[0]
         self.open_panel(form)
         self.fill(form, {"text": "on nothing"})
-        self.page.find_in(form, "[type=submit]").click()
+        self.page.click(self.page.find_in(form, "[type=submit]"))
         answer = self.page.find_in(form, "output.answer")
         until(lambda: answer.text, "the answer")
         told = self.phone.refusal("POST", "/v1/faults", {"text": "on nothing"})
@@ -158,7 +158,7 @@ class ActionsTest(PageCase):
         self.fill(form, {"width": 64})
         command = self.page.find_in(form, "code.command").text
         self.assertEqual(command, "bivista-emulator ctl subdisplay --width 64")
-        self.page.find_in(form, "button[type=button]").click()
+        self.page.click(self.page.find_in(form, "button.copy"))
         equals(lambda: self.page.browser.execute_async_script(
             "navigator.clipboard.readText().then(arguments[0])"), command)
 

@@ -70,14 +70,16 @@ class CoverTest(PageCase):
             return [x, y, width, height];"""), [-50, 0, 100, 40])
 
     def test_the_sub_display_has_every_pixel_of_the_panel(self):
-        self.phone.client("sub", "clear")
-        self.same_panel()
-        self.phone.client("sub", "test-pattern")
-        until(lambda: len({level for line in self.phone.levels() for level in line}) == 16)
-        self.same_panel()
-        self.phone.client("sub", "show", "docs/hills.png")
-        self.same_panel()
-        self.page.shoot("picture")
+        frames = lambda: self.phone.state()["sub_display"]["frames"]
+        seen = set()
+        for words in (("test-pattern",), ("clear",), ("show", "docs/hills.png")):
+            before = frames()
+            self.phone.client("sub", *words)
+            until(lambda drawn=before: frames() > drawn, "a frame")
+            self.same_panel()
+            seen.add(str(self.phone.levels()))
+        self.assertEqual(len(seen), 3)
+        self.page.shoot("drawing")
 
     def test_the_sub_display_has_its_size_and_brightness(self):
         def panel():
@@ -100,6 +102,7 @@ class CoverTest(PageCase):
         equals(panel, state)
 
     def test_an_upgrade_shows_its_progress_and_goes_when_it_is_over(self):
+        begun = self.phone.log.stat().st_size
         self.phone.ctl("firmware", "put", "BV330-V20k_20220101.dfu")
         self.phone.ctl("cover", "--upgrade-ms", "3000")
         self.phone.client("firmware", "check")
@@ -113,27 +116,28 @@ class CoverTest(PageCase):
         until(lambda: now() > 60, "more progress")
         until(lambda: not self.phone.state()["upgrade"], "the upgrade's end")
         until(lambda: not now(), "no progress")
+        self.phone.dealt(begun)
         self.phone.ctl("firmware", "clear")
 
     def test_the_loader_shows_its_state(self):
-        empty = self.page.text("loader")
+        empty, begun = self.page.text("loader"), self.phone.log.stat().st_size
         self.phone.ctl("loader", "error")
         until(lambda: self.phone.state()["loader"])
         until(lambda: self.page.text("loader") != empty, "the loader")
         self.phone.ctl("loader", "leave")
         equals(lambda: self.page.text("loader"), empty)
+        self.phone.dealt(begun)
 
     def changes(self, act):
         """Does it twice: it pulls the cover off, then puts it back."""
         for wanted in (False, True):
             begun = self.phone.log.stat().st_size
+            self.page.rest()
             act(wanted)
             until(lambda: self.phone.state()["attached"] == wanted, f"attached: {wanted}")
             equals(lambda: self.page.data("cover", "attached"), str(wanted).lower())
             if wanted:
                 self.phone.dealt(begun)
-            else:
-                self.page.shoot("detached")
 
     def test_a_button_pulls_the_cover_off_and_puts_it_back(self):
         button, seen = self.page.find("plug"), []
@@ -147,6 +151,14 @@ class CoverTest(PageCase):
     def test_the_mouse_pulls_the_cover_off_and_puts_it_back(self):
         self.changes(lambda _: ActionChains(self.page.browser).drag_and_drop_by_offset(
             self.page.find("cover"), 150, 50).perform())
+
+    def test_a_cover_that_is_off_shows_nothing(self):
+        self.phone.client("power", "on")
+        self.phone.ctl("detach")
+        equals(lambda: self.page.data("cover", "attached"), "false")
+        self.assertEqual(self.screen(), {"on": False})
+        self.assertEqual(self.page.data("sub-display", "on"), "false")
+        self.page.shoot("detached")
 
     def test_a_drag_that_goes_nowhere_leaves_the_cover_alone(self):
         before = len(self.phone.journal(kind="detach"))

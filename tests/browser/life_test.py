@@ -48,12 +48,11 @@ class LifeTest(PageCase):
     def test_a_text_that_looks_like_html_stays_text(self):
         self.phone.ctl("mark", HOSTILE)
         self.phone.ctl("property", "hostile", HOSTILE)
-        self.phone.ctl("fault", f'on AT%HTML answer "{HOSTILE[:30]}"')
-        search = self.page.find("search")
-        search.send_keys("onerror")
-        until(lambda: HOSTILE in self.page.text("timeline-list"), "the remark")
-        until(lambda: HOSTILE[:30] in self.page.text("faults"), "the fault")
-        self.page.find_all("#timeline-list [role=row]")[-1].click()
+        self.phone.ctl("fault", f'on AT%HTML answer "{HOSTILE[:11]}"')
+        self.page.search("onerror")
+        until(lambda: HOSTILE in [row[3] for row in self.page.rows()], "the remark")
+        until(lambda: HOSTILE[:11] in self.page.text("faults"), "the fault")
+        self.page.click_row(-1)
         until(lambda: "onerror" in self.page.text("item"), "the item")
         self.assertIsNone(self.page.script("return window.entered"))
         self.assertEqual(self.page.find_all("[id=entered]"), [])
@@ -78,24 +77,39 @@ class LifeTest(PageCase):
     def test_an_emulator_that_ends_is_told_and_the_next_one_is_shown(self):
         self.phone.ctl("mark", "of the first")
         self.phone.end_emulator()
-        until(lambda: self.page.find("status").get_attribute("data-kind") == "bad", "the end")
+        until(lambda: self.status() == "bad", "the end")
         self.assertIn("ended", self.page.text("status"))
         self.page.shoot("ended")
         self.phone.start()
-        until(lambda: self.page.find("status").get_attribute("data-kind") == "ok", "the next one")
+        until(lambda: self.status() == "ok", "the next one")
         equals(lambda: self.page.data("cover", "attached"), "true")
-        self.page.find("search").send_keys("of the first")
-        equals(lambda: self.page.find_all("#timeline-list [role=row][data-id]:not([hidden])"), [])
+        self.page.search("of the first")
+        equals(self.page.rows, [])
 
-    def test_a_page_whose_program_is_another_one_says_so(self):
+    def status(self):
+        return self.page.find("status").get_attribute("data-kind")
+
+    def test_a_page_whose_program_is_gone_says_so(self):
         self.phone.end_page()
-        until(lambda: self.page.find("status").get_attribute("data-kind") != "ok", "the end")
-        self.phone.serve()
+        until(lambda: self.status() == "wait", "the end")
+        self.assertIn("does not answer", self.page.text("status"))
         self.page.find("plug").click()
         until(lambda: "does not answer" in self.page.text("plug-answer"), "a message")
-        self.page.open()
-        self.assertEqual(self.page.find("status").get_attribute("data-kind"), "ok")
+        self.phone.serve()
         # The browser itself tells of connections that are refused.
+        self.page.complaints()
+
+    def test_an_old_page_says_where_the_new_program_is(self):
+        self.phone.end_page()
+        self.phone.serve("--port", str(self.phone.port))
+        until(lambda: self.status() == "bad", "a refusal")
+        for place in ("status", "plug-answer"):
+            until(lambda where=place: "open the address that it prints now" in self.page.text(where), place)
+            self.page.find("plug").click()
+        self.assertTrue(self.phone.state()["attached"])
+        self.page.open()
+        self.assertEqual(self.status(), "ok")
+        # The browser itself tells of what is refused.
         self.page.complaints()
 
     def test_a_browser_that_goes_away_in_mid_answer_harms_nobody(self):
@@ -104,7 +118,7 @@ class LifeTest(PageCase):
             browser.get(self.phone.address)
             browser.get("about:blank")
         self.page.open()
-        self.assertEqual(self.page.find("status").get_attribute("data-kind"), "ok")
+        self.assertEqual(self.status(), "ok")
 
 
 if __name__ == "__main__":

@@ -31,6 +31,8 @@ image.onload = () => {
 };
 image.src = url;
 """
+ROWS = """Array.from(document.querySelectorAll("#timeline-list [role=row][data-id]:not([hidden])"))
+    .sort((one, other) => one.dataset.index - other.dataset.index)"""
 
 
 def start_browser(*arguments):
@@ -106,14 +108,24 @@ class Page:
     def find_all_in(element, selector):
         return element.find_elements(By.CSS_SELECTOR, selector)
 
+    def click(self, element):
+        """Brings it from below the page's head into the middle, as a person scrolls, and clicks."""
+        self.script("arguments[0].scrollIntoView({block: 'center'})", element)
+        element.click()
+
     def data(self, element, name):
         return self.find(element).get_attribute(f"data-{name}")
 
     def text(self, element):
         return self.find(element).text
 
+    def rest(self):
+        """Waits until nothing moves."""
+        until(lambda: self.script("return document.getAnimations().every(each => each.playState !== 'running')"))
+
     def shoot(self, name):
         """Keeps a screenshot of what stands in the window."""
+        self.rest()
         SHOTS.mkdir(parents=True, exist_ok=True)
         self.browser.save_screenshot(str(SHOTS / f"{name}.png"))
 
@@ -121,6 +133,20 @@ class Page:
         """The mean red, green and blue of an element as it is painted."""
         picture = self.find(element).screenshot_as_base64
         return self.browser.execute_async_script(PIXELS, f"data:image/png;base64,{picture}")
+
+    def rows(self):
+        """The timeline's rows in sight: their lane, and the text of each cell."""
+        return self.script(f"""return {ROWS}.map(row => [
+            row.dataset.lane, ...Array.from(row.children, cell => cell.textContent)]);""")
+
+    def click_row(self, number):
+        self.click(self.script(f"return {ROWS}.at(arguments[0])", number))
+
+    def search(self, text):
+        field = self.find("search")
+        field.clear()
+        field.send_keys(text)
+        until(lambda: all(text.lower() in " ".join(row).lower() for row in self.rows()), f"only {text}")
 
     def complaints(self):
         """What the browser's console says: a page in order says nothing. That pixels are read is a test's doing."""

@@ -92,9 +92,9 @@ class Phone:
         assert self._emulator.poll() is None, self.log.read_text(errors="replace")[-2000:]
         return self
 
-    def serve(self):
+    def serve(self, *options):
         """Starts the page's server; its address is then in `address`."""
-        self._ui = self._spawn(["ui"], stdout=subprocess.PIPE, text=True)
+        self._ui = self._spawn(["ui", *options], stdout=subprocess.PIPE, text=True)
         printed = ""
         while not ADDRESS.search(printed):
             line = self._ui.stdout.readline()
@@ -174,7 +174,8 @@ class Phone:
         while (page := self.request("GET", f"/v1/journal?since={since}&limit=10000"))["entries"]:
             entries += page["entries"]
             since = page["next"]
-        return [{**EMPTY, **entry} for entry in entries if all(entry.get(name) == value for name, value in fields.items())]
+        return [{**EMPTY, **entry} for entry in entries
+                if all(entry.get(name) == value for name, value in fields.items())]
 
     def reset(self):
         """As at the start, with a cover that the service has dealt with."""

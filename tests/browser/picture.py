@@ -1,14 +1,13 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-"""Makes the README's picture: the page of a cover at work.
-
-usage: tests/browser/picture.py [FILE]    without FILE: docs/page.png
-"""
+"""Makes a picture, FILE, of the page while a cover is at work. scripts/picture.sh runs it."""
 import pathlib
 import subprocess
 import sys
 
-from page import Page, until
-from phone import ROOT, Phone
+from selenium.webdriver.common.keys import Keys
+
+from page import Page
+from phone import Phone, until
 
 
 def work(phone):
@@ -28,15 +27,19 @@ def work(phone):
 
 
 def main():
-    file = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "docs/page.png").resolve()
+    file = pathlib.Path(sys.argv[1]).resolve()
     phone = Phone()
     try:
         work(phone.start().serve())
         page = Page(phone)
-        page.find("search").send_keys("AT%SWV")
-        row = until(lambda: page.find_all("#timeline-list .faulty"), "the fault")[0]
-        row.click()
-        page.find("search").clear()
+        page.browser.execute_cdp_cmd("Emulation.setScrollbarsHidden", {"hidden": True})
+        page.search("AT%SWV")
+        struck = until(lambda: [at for at, row in enumerate(page.rows()) if row[-1] == "OK fault"], "the fault")
+        page.click_row(struck[0])
+        page.find("search").send_keys(Keys.CONTROL, "a", Keys.DELETE)
+        until(lambda: any("the cover was slow" in row for row in page.rows()), "all items")
+        page.script("scrollTo(0, 0); document.activeElement.blur()")
+        page.rest()
         page.browser.save_screenshot(str(file))
     finally:
         phone.end()

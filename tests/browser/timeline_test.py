@@ -11,6 +11,8 @@ from page import numbers
 from phone import EMPTY, equals, until
 
 LANES = ("at", "panel", "nodes", "uevents", "usb", "calls", "emulator")
+# Where the first of them is in its picture, in pixels.
+FIRST_LANE = 36
 # A late answer is longer than what the page, the machine's load and a rounding add to it.
 LATE_MS = 300
 
@@ -23,30 +25,13 @@ def duration(us):
 
 
 class TimelineTest(PageCase):
-    def rows(self):
-        """The rows in sight: their lane, and the text of each cell."""
-        return self.page.script("""
-            return Array.from(document.querySelectorAll("#timeline-list [role=row][data-id]:not([hidden])"))
-                .sort((one, other) => one.dataset.index - other.dataset.index)
-                .map(row => [row.dataset.lane, ...Array.from(row.children, cell => cell.textContent)]);""")
-
-    def search(self, text):
-        field = self.page.find("search")
-        field.clear()
-        field.send_keys(text)
-        until(lambda: all(text.lower() in " ".join(row).lower() for row in self.rows()), f"only {text}")
-
     def only(self, lane):
         """Leaves out all other lanes."""
         for other in LANES:
             box = self.page.find(f"filter-{other}")
             if box.is_selected() != (other == lane):
                 box.click()
-        until(lambda: {row[0] for row in self.rows()} == {lane}, f"only {lane}")
-
-    def click_row(self, number):
-        rows = self.page.find_all("#timeline-list [role=row][data-id]:not([hidden])")
-        sorted(rows, key=lambda row: int(row.get_attribute("data-index")))[number].click()
+        until(lambda: {row[0] for row in self.page.rows()} == {lane}, f"only {lane}")
 
     def exchanges(self, command):
         """The journal's entries of each exchange with this command."""
@@ -64,14 +49,14 @@ class TimelineTest(PageCase):
     def test_an_exchange_is_one_bar_and_a_click_shows_its_bytes(self):
         self.phone.client("at", "AT%SWV")
         exchange = self.exchanges("AT%SWV")[-1]
-        self.search("AT%SWV")
+        self.page.search("AT%SWV")
         # The client's call has the command, too.
         self.only("at")
-        row = self.rows()[-1]
+        row = self.page.rows()[-1]
         self.assertEqual(row[3], "AT%SWV")
         self.assertIn(self.phone.state()["cover"]["version"], row[4])
         self.assertEqual(row[5:], [duration(exchange[-1]["time_us"] - exchange[0]["time_us"]), "OK"])
-        self.click_row(-1)
+        self.page.click_row(-1)
         shown = lambda: [code.text for code in self.page.find_all("#item td code")]
         equals(shown, [entry["bytes"] for entry in exchange])
         self.page.shoot("exchange")
@@ -79,31 +64,29 @@ class TimelineTest(PageCase):
     def test_a_bar_of_the_lanes_can_be_clicked(self):
         self.phone.ctl("fault", f"on AT%SWV late {LATE_MS}ms times 1")
         self.phone.client("at", "AT%SWV")
-        self.search("AT%SWV")
+        self.page.search("AT%SWV")
         self.only("at")
         self.page.find("zoom-all").click()
-        canvas = self.page.find("timeline")
-        size = canvas.size
-        self.assertIn("Choose an item", self.page.text("item"))
-        def clicked():
-            for across in range(size["width"] // 2 - 4, -size["width"] // 2, -6):
-                for down in range(-size["height"] // 2 + 6, size["height"] // 2, 10):
-                    mouse = ActionChains(self.page.browser, duration=0)
-                    mouse.move_to_element_with_offset(canvas, across, down).click().perform()
-                    if "AT%SWV" in self.page.text("item"):
-                        return True
-            return False
-        self.assertTrue(clicked())
         exchange = self.exchanges("AT%SWV")[-1]
-        self.assertIn(duration(exchange[-1]["time_us"] - exchange[0]["time_us"]), self.page.text("item"))
+        lasted = duration(exchange[-1]["time_us"] - exchange[0]["time_us"])
+        canvas = self.page.find("timeline")
+        self.page.script("arguments[0].scrollIntoView({block: 'center'})", canvas)
+        self.assertIn("Choose an item", self.page.text("item"))
+        # From the left to the right through the first lane.
+        for across in range(3 - canvas.size["width"] // 2, canvas.size["width"] // 2, 5):
+            mouse = ActionChains(self.page.browser, duration=0)
+            mouse.move_to_element_with_offset(canvas, across, FIRST_LANE - canvas.size["height"] // 2).click().perform()
+            if lasted in self.page.text("item"):
+                return
+        self.fail(self.page.text("item"))
 
     def test_a_fault_stands_where_it_struck(self):
         self.phone.ctl("fault", "on AT%GETBVCUTOUT late 1ms times 1")
         self.phone.client("at", "AT%GETBVCUTOUT")
         struck = until(lambda: self.phone.journal(kind="fault-met"))[-1]
-        self.search("AT%GETBVCUTOUT")
-        until(lambda: any(row[0] == "at" and "fault" in row[6] for row in self.rows()), "the fault")
-        row = next(row for row in self.rows() if row[0] == "at" and "fault" in row[6])
+        self.page.search("AT%GETBVCUTOUT")
+        until(lambda: any(row[0] == "at" and "fault" in row[6] for row in self.page.rows()), "the fault")
+        row = next(row for row in self.page.rows() if row[0] == "at" and "fault" in row[6])
         exchange = self.exchanges("AT%GETBVCUTOUT")[-1]
         self.assertEqual(row[1], f"{exchange[0]['time_us'] / 1000000:.3f}")
         self.assertLessEqual(exchange[0]["time_us"], struck["time_us"])
@@ -115,12 +98,12 @@ class TimelineTest(PageCase):
         until(lambda: self.phone.state()["sub_display"]["frames"])
         for text, lane in (("setBrightness(77", "calls"), ("frame", "panel"), ("bv2_pd", "nodes"), ("AT%DB=", "at"),
                            ("attach", "usb")):
-            self.search(text)
-            until(lambda wanted=lane: wanted in {row[0] for row in self.rows()}, f"{text} in {lane}")
-        self.search("setBrightness(77")
-        call = [entry for entry in self.phone.journal(kind="client-call") if entry["path"].endswith("setBrightness")][-1]
-        self.assertEqual((call["bytes"], call["note"]), ("[77]", '["OK"]'))
-        self.assertEqual(self.rows()[-1][5:], [duration(call["duration_us"]), "OK"])
+            self.page.search(text)
+            until(lambda wanted=lane: wanted in {row[0] for row in self.page.rows()}, f"{text} in {lane}")
+        self.page.search("setBrightness(77")
+        call = self.phone.journal(kind="client-call", path="IBivista.setBrightness")[-1]
+        self.assertEqual((call["bytes"], call["note"]), ("[77]", r'[\"OK\"]'))
+        self.assertEqual(self.page.rows()[-1][5:], [duration(call["duration_us"]), "OK"])
 
     def test_a_lane_can_be_left_out(self):
         self.phone.ctl("mark", "of the emulator")
@@ -129,26 +112,27 @@ class TimelineTest(PageCase):
                          [f"filter-{lane}" for lane in LANES])
         for lane in LANES:
             self.page.find(f"filter-{lane}").click()
-        equals(self.rows, [])
+        equals(self.page.rows, [])
         for lane in LANES:
             self.page.find(f"filter-{lane}").click()
-            until(lambda only=lane: {row[0] for row in self.rows()} <= {only}, lane)
+            until(lambda only=lane: {row[0] for row in self.page.rows()} <= {only}, lane)
             if lane != "panel":
-                until(self.rows, lane)
+                until(self.page.rows, lane)
             self.page.find(f"filter-{lane}").click()
 
     def test_a_page_that_is_paused_shows_what_came_meanwhile_when_it_goes_on(self):
-        self.search("remark")
+        self.page.search("remark")
         self.phone.ctl("mark", "remark before")
-        until(lambda: len(self.rows()) == 1, "the remark")
+        remarks = lambda: [row[3] for row in self.page.rows() if row[2] == "Emulator"]
+        until(lambda: any("remark before" in remark for remark in remarks()), "the remark")
         pause = self.page.find("pause")
         pause.click()
         self.assertEqual(pause.get_attribute("aria-pressed"), "true")
         self.phone.ctl("mark", "remark meanwhile")
         until(lambda: "new" in pause.text, "what is held")
-        self.assertEqual(len(self.rows()), 1)
+        self.assertFalse(any("meanwhile" in remark for remark in remarks()))
         pause.click()
-        until(lambda: [row for row in self.rows() if "remark meanwhile" in " ".join(row)], "the rest")
+        until(lambda: any("remark meanwhile" in remark for remark in remarks()), "the rest")
         self.assertEqual(pause.text, "Pause")
 
     def test_zoom_shows_less_and_more_and_all(self):
@@ -171,7 +155,9 @@ class TimelineTest(PageCase):
         for old in folder.iterdir():
             old.unlink()
         self.page.find(button).click()
-        file = until(lambda: [path for path in folder.iterdir() if not path.name.endswith(".crdownload")], "a download")[0]
+        # Until it is whole, Chromium has an empty file of that name and another one beside it.
+        until(lambda: [path.stat().st_size > 0 for path in folder.iterdir()] == [True], "a download")
+        file = next(folder.iterdir())
         self.addCleanup(file.unlink, missing_ok=True)
         return file.read_text(encoding="utf-8")
 
@@ -181,8 +167,9 @@ class TimelineTest(PageCase):
         self.assertGreater(len(lines), 20)
 
     def test_the_trace_keeps_to_the_format_and_has_all_on_one_clock(self):
-        self.phone.client("sub", "test-pattern")
-        self.phone.client("at", "AT%SWV")
+        for words in (("brightness", "30"), ("sub", "test-pattern"), ("at", "AT%SWV")):
+            self.phone.client(*words)
+        until(lambda: self.phone.journal(kind="tty-rx", bytes="AT%DB=30\\r"))
         until(lambda: self.phone.state()["sub_display"]["frames"])
         trace = json.loads(self.download("export-perfetto"))
         self.assertEqual(trace_events.judge(trace), [])
@@ -197,7 +184,7 @@ class TimelineTest(PageCase):
         self.assertIn("X", {phase for _, phase in named("frame")})
         self.assertIn("X", {phase for _, phase in named("sendAtCommand")})
         counters = {event["name"] for event in trace["traceEvents"] if event["ph"] == "C"}
-        self.assertTrue({"brightness", "queue", "votes"} <= {name.lower() for name in counters}, counters)
+        self.assertEqual(counters, {"cover brightness", "sub display brightness", "commands waiting", "USB votes"})
 
     def table(self, name):
         return self.page.script("""
@@ -217,8 +204,9 @@ class TimelineTest(PageCase):
             return [float(number) for number in rows[0][1:]] if rows else None
         until(lambda: shown() and shown()[0] == len(times), "the exchanges")
         _, median, p99 = shown()
-        self.assertAlmostEqual(median, times[len(times) // 2] / 1000, delta=0.006)
-        self.assertAlmostEqual(p99, times[-1] / 1000, delta=0.006)
+        # The page leaves out what nobody reads of a long one.
+        for told, us in ((median, times[len(times) // 2]), (p99, times[-1])):
+            self.assertAlmostEqual(told, us / 1000, delta=max(0.006, us / 1000 / 200))
         until(lambda: numbers(self.table("brightness")[-1][-1])[-1:] == [90], "the brightness")
         self.phone.client("sub", "test-pattern")
         until(lambda: len(self.table("frames")) > 1, "a frame")
