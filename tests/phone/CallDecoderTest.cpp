@@ -134,7 +134,9 @@ TEST_F(CallDecoderTest, MethodsOfVersion1_1) {
 TEST_F(CallDecoderTest, Callbacks) {
     const sp<Tap> line =
             new Tap(android::hardware::toBinder(sp<IBivistaAtCallback>(new AtCallback)));
-    V1_0::BpHwBivistaAtCallback(line).onAtResponse("a line\r\n").isOk();
+    sp<IBivistaAtCallback>(new V1_0::BpHwBivistaAtCallback(line))
+            ->onAtResponse("a line\r\n")
+            .isOk();
     line->record.isOutgoing = true;
     EXPECT_EQ(calls::decode(line->record)->kind, phone::Kind::ClientCallback);
     EXPECT_THAT(texts(*calls::decode(line->record)),
@@ -142,22 +144,24 @@ TEST_F(CallDecoderTest, Callbacks) {
 
     const sp<Tap> state = new Tap(
             android::hardware::toBinder(sp<IBivistaSubDisplayCallback>(new SubDisplayCallback)));
-    V1_0::BpHwBivistaSubDisplayCallback(state).onSubDisplayStateChanged(SubScreenState::ON).isOk();
+    sp<IBivistaSubDisplayCallback>(new V1_0::BpHwBivistaSubDisplayCallback(state))
+            ->onSubDisplayStateChanged(SubScreenState::ON)
+            .isOk();
     EXPECT_THAT(
             texts(*calls::decode(state->record)),
             ElementsAre("IBivistaSubDisplayCallback.onSubDisplayStateChanged", R"(["ON"])", ""));
 
     const sp<Tap> lpwg =
             new Tap(android::hardware::toBinder(sp<V1_1::IBivistaLpwgCallback>(new Lpwg)));
-    V1_1::BpHwBivistaLpwgCallback callback(lpwg);
-    callback.onLpwgEvent(V1_0::LpwgEventStatus::WAKEUP, 0).isOk();
+    const sp<V1_1::IBivistaLpwgCallback> callback = new V1_1::BpHwBivistaLpwgCallback(lpwg);
+    callback->onLpwgEvent(V1_0::LpwgEventStatus::WAKEUP, 0).isOk();
     EXPECT_THAT(texts(*calls::decode(lpwg->record)),
                 ElementsAre("IBivistaLpwgCallback.onLpwgEvent", R"(["WAKEUP",0])", ""));
-    callback.onLpwgEvent_1_1(V1_1::LpwgEventStatus::SWITCH_AES_TO_1, -1).isOk();
+    callback->onLpwgEvent_1_1(V1_1::LpwgEventStatus::SWITCH_AES_TO_1, -1).isOk();
     EXPECT_THAT(
             texts(*calls::decode(lpwg->record)),
             ElementsAre("IBivistaLpwgCallback.onLpwgEvent_1_1", R"(["SWITCH_AES_TO_1",-1])", ""));
-    callback.onLpwgEvent_1_1(static_cast<V1_1::LpwgEventStatus>(-1), 1).isOk();
+    callback->onLpwgEvent_1_1(static_cast<V1_1::LpwgEventStatus>(-1), 1).isOk();
     EXPECT_THAT(texts(*calls::decode(lpwg->record)),
                 ElementsAre("IBivistaLpwgCallback.onLpwgEvent_1_1", R"(["UNKNOWN",1])", ""));
 }

@@ -9,8 +9,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <optional>
 #include <thread>
 
 #include <unistd.h>
@@ -274,66 +272,6 @@ TEST(JournalTest, ItsFileHasLongTextsWhole) {
     const std::string line{std::istreambuf_iterator<char>(file), {}};
     EXPECT_THAT(line, testing::HasSubstr(R"("bytes":"whole","note":"all")"));
     std::filesystem::remove(path);
-}
-
-// Has an entry for each time that it is asked.
-class Counting : public phone::Source {
-  public:
-    explicit Counting(Journal& journal) : mJournal(journal) {}
-    void drain() override { mJournal.add(Kind::Mark, "", std::to_string(++drained)); }
-    void follow(bool isFollowed) override { followed.push_back(isFollowed); }
-
-    int drained = 0;
-    std::vector<bool> followed;
-
-  private:
-    Journal& mJournal;
-};
-
-TEST(JournalTest, AReaderFindsWhatTheSourceHas) {
-    Journal journal;
-    const auto source = std::make_shared<Counting>(journal);
-    journal.setSource(source);
-    EXPECT_EQ(journal.next(), 2u);
-    EXPECT_THAT(journal.list(Kind::Mark), ElementsAre("1", "2"));
-    journal.setSource(nullptr);
-    EXPECT_EQ(journal.next(), 3u);
-    EXPECT_THAT(source->followed, ElementsAre(false));
-}
-
-TEST(JournalTest, WhoWaitsFollowsTheSource) {
-    Journal journal;
-    const auto source = std::make_shared<Counting>(journal);
-    journal.setSource(source);
-    EXPECT_EQ(journal.waitFor(is(Kind::Mark, "1")).seq, 1u);
-    EXPECT_THAT(source->followed, ElementsAre(false, true, false));
-    EXPECT_FALSE(journal.waitFor(is(Kind::Mark, "none"), 1, std::chrono::milliseconds(1)));
-    EXPECT_THAT(source->followed, ElementsAre(false, true, false, true, false));
-    EXPECT_EQ(source->drained, 2);
-}
-
-TEST(JournalTest, TheLastOfSeveralFollowersEndsIt) {
-    Journal journal;
-    const auto source = std::make_shared<Counting>(journal);
-    std::optional<Journal::Follower> first(journal);
-    // One that was there before the source.
-    journal.setSource(source);
-    EXPECT_THAT(source->followed, ElementsAre(true));
-    std::optional<Journal::Follower> second(journal);
-    first.reset();
-    EXPECT_THAT(source->followed, ElementsAre(true));
-    second.reset();
-    EXPECT_THAT(source->followed, ElementsAre(true, false));
-}
-
-TEST(JournalTest, ItsFileFollowsTheSource) {
-    Journal journal;
-    const auto source = std::make_shared<Counting>(journal);
-    ASSERT_TRUE(journal.writeTo("/dev/null"));
-    journal.setSource(source);
-    EXPECT_THAT(source->followed, ElementsAre(true));
-    EXPECT_TRUE(journal.waitFor(is(Kind::Mark, "1"), 1, std::chrono::seconds(0)));
-    EXPECT_THAT(source->followed, ElementsAre(true));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,13 @@ inline const std::string kEmulator = EMULATOR;
 namespace fs = std::filesystem;
 using support::Outcome;
 using support::Process;
+
+inline std::vector<std::string> linesOf(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
 
 class ProgramTest : public testing::Test {
   protected:
@@ -42,6 +50,10 @@ class ProgramTest : public testing::Test {
 
     static Outcome invoke(const std::vector<std::string>& arguments) {
         return Process(emulator(arguments)).outcome();
+    }
+    static Outcome ctl(std::vector<std::string> words) {
+        words.insert(words.begin(), "ctl");
+        return invoke(words);
     }
     static Outcome runShell(const std::string& script) {
         return invoke({"run", "--", "/bin/sh", "-c", script});

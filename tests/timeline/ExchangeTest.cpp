@@ -13,7 +13,6 @@ namespace timeline {
 namespace {
 
 using phone::Kind;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 struct Case {

@@ -17,11 +17,8 @@ namespace {
 
 using phone::Entry;
 using phone::Kind;
-using std::chrono::microseconds;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 // Of every kind, of several devices, with bytes that begin and end anything anywhere.
 Entries manyEntries() {

@@ -93,6 +93,6 @@ TEST_F(ProgramsTest, TheEmulatorTooNamesTheNearestCommand) {
     EXPECT_EQ(begin + "option \"--no-ty\": did you mean --no-tty? \"bivista-emulator ctl attach "
                       "--help\" lists them.\n",
               runProgram({EMULATOR, "ctl", "attach", "--no-ty"}).errors);
-    EXPECT_THAT(runProgram({EMULATOR, "ctl", "brew"}).errors,
-                EndsWith("command \"brew\". \"bivista-emulator ctl --help\" lists them.\n"));
+    EXPECT_THAT(runProgram({EMULATOR, "ctl", "qwxz"}).errors,
+                EndsWith("command \"qwxz\". \"bivista-emulator ctl --help\" lists them.\n"));
 }

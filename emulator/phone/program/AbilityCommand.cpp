@@ -63,7 +63,10 @@ std::string defaultOf(const Argument& argument) {
 
 // The work of ctl itself for these abilities, which do not print one answer.
 const std::map<std::string, void (*)(Session&, const Json& given)> kOwnWork = {
-        {"journal", readJournal}, {"klog", readKernelLog}, {"snapshot", keepSnapshot}};
+        {"journal", readJournal},
+        {"klog", readKernelLog},
+        {"snapshot", keepSnapshot},
+        {"view", showView}};
 
 // An argument on the command line, which several requests may take.
 struct Slot {

@@ -41,10 +41,14 @@ void requireDescriptor() {
 Session::Session()
     : mFolder(control::socketFolder()),
       mFolderFd(open(mFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-      mClient(std::make_unique<Client>("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" +
-                                       control::kSocketName)) {}
+      mClient(connect()) {}
 
 Session::~Session() = default;
+
+std::unique_ptr<Client> Session::connect() const {
+    return std::make_unique<Client>("/proc/self/fd/" + std::to_string(mFolderFd.get()) + "/" +
+                                    control::kSocketName);
+}
 
 std::optional<Json> Session::ask(const std::string& method, const std::string& path,
                                  const Json& values) {
@@ -56,6 +60,13 @@ std::optional<Json> Session::ask(const std::string& method, const std::string& p
         return std::nullopt;
     }
     return take(*result);
+}
+
+std::optional<Json> Session::askIfAny(const std::string& path) {
+    constexpr int kRefusedByPhone = 409;
+    const httplib::Result result = mClient->ask("GET", path);
+    if (result && result->status == kRefusedByPhone) return Json();
+    return take(result);
 }
 
 std::optional<Json> Session::take(const httplib::Result& result) {
@@ -78,6 +89,7 @@ void Session::fail(const std::string& message) {
 }
 
 void Session::fail(int status, const std::string& message) {
+    if (mBeforeFailure) mBeforeFailure();
     cli::complain(kProgram, message);
     mStatus = status;
 }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -38,10 +39,19 @@ class Session {
     // Reports why the command failed. For failures outside a request.
     void fail(const std::string& message);
 
+    // Called before a failure is reported, such as to leave a picture on the terminal.
+    void setBeforeFailure(std::function<void()> work) { mBeforeFailure = std::move(work); }
+
+    // Another connection with the same emulator, for another thread.
+    std::unique_ptr<Client> connect() const;
+
     // The answer of a request, an object; none after a failure. A GET or DELETE has the values in
     // its query, any other method in its body.
     std::optional<Json> ask(const std::string& method, const std::string& path,
                             const Json& values = Json::object());
+
+    // The answer to a GET; null where the phone refuses it, which is no failure.
+    std::optional<Json> askIfAny(const std::string& path);
 
   private:
     std::optional<Json> take(const httplib::Result& result);
@@ -51,6 +61,7 @@ class Session {
     const std::string mFolder;
     const android::base::unique_fd mFolderFd;
     const std::unique_ptr<Client> mClient;
+    std::function<void()> mBeforeFailure;
     int mStatus = 0;
 };
 
@@ -58,5 +69,6 @@ class Session {
 void readJournal(Session& session, const Json& given);
 void readKernelLog(Session& session, const Json& given);
 void keepSnapshot(Session& session, const Json& given);
+void showView(Session& session, const Json& given);
 
 }  // namespace emulator

@@ -1,6 +1,8 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // ctl snapshot: what the sub display shows, as a PNG file.
 
+#include "emulator/phone/program/Snapshot.h"
+
 #include <cstdint>
 #include <stdexcept>
 
@@ -8,23 +10,11 @@
 
 #include "cli/File.h"
 #include "cli/Output.h"
-#include "emulator/cover/Panel.h"
 #include "emulator/phone/program/Session.h"
 
 namespace emulator {
 
 namespace {
-
-cover::Picture readPicture(const Json& snapshot) {
-    cover::Picture picture;
-    snapshot.at("width").get_to(picture.width);
-    snapshot.at("height").get_to(picture.height);
-    for (const char digit : snapshot.at("levels").get<std::string>()) {
-        picture.levels.push_back(digit >= 'a' ? digit - 'a' + 10 : digit - '0');
-    }
-    if (picture.levels.size() != size_t{picture.width} * picture.height) throw ForeignAnswer();
-    return picture;
-}
 
 // A picture with pixels as a PNG of 8-bit grey: level n is 17 n.
 std::string encodePng(const cover::Picture& picture) {
@@ -47,6 +37,17 @@ std::string encodePng(const cover::Picture& picture) {
 }
 
 }  // namespace
+
+cover::Picture readPicture(const Json& snapshot) {
+    cover::Picture picture;
+    snapshot.at("width").get_to(picture.width);
+    snapshot.at("height").get_to(picture.height);
+    for (const char digit : snapshot.at("levels").get<std::string>()) {
+        picture.levels.push_back(digit >= 'a' ? digit - 'a' + 10 : digit - '0');
+    }
+    if (picture.levels.size() != size_t{picture.width} * picture.height) throw ForeignAnswer();
+    return picture;
+}
 
 void keepSnapshot(Session& session, const Json& given) {
     const auto snapshot = session.ask("GET", "/v1/snapshot");

@@ -53,6 +53,17 @@ std::vector<Ability> ofPanel() {
                         .help = "-: standard output",
                         .isRequired = true,
                         .isInRequest = false}})}},
+            {"view",
+             "Draw the cover and its sub display, and go on as they change",
+             {Request("GET", "/v1/state", {},
+                      {{.name = "once",
+                        .type = Type::Boolean,
+                        .help = "One picture, as into a file or a pipe",
+                        .flag = true,
+                        .isInRequest = false}})},
+             "In the colours of the terminal: true colour where COLORTERM says so. Without colours "
+             "in\n"
+             "characters. \"q\" and Ctrl-C end it."},
     };
 }
 

@@ -6,6 +6,7 @@
 #include "emulator/cover/ScreenView.h"
 #include "emulator/cover/Text.h"
 #include "emulator/phone/control/Ability.h"
+#include "emulator/phone/control/StateText.h"
 #include "emulator/phone/control/abilities/Shown.h"
 
 namespace control {
@@ -111,28 +112,6 @@ Json describeState(const Emulator& emulator, const Json& /*given*/) {
     return state;
 }
 
-std::string showScreen(const Json& screen) {
-    cover::ScreenView view;
-    view.on = screen.at("on").get<bool>();
-    if (view.on) {
-        screen.at("brightness").get_to(view.brightness);
-        screen.at("rgb").get_to(view.rgb);
-        screen.at("tune").get_to(view.tune);
-        screen.at("mode").get_to(view.mode);
-    }
-    return cover::toText(view);
-}
-
-std::string showSubDisplay(const Json& display) {
-    if (!display.at("attached").get<bool>()) return "absent";
-    std::string text = "off";
-    if (display.at("on").get<bool>()) {
-        text = "on, brightness " + display.at("brightness").dump() + " of 255";
-    }
-    return text + ", " + display.at("width").dump() + " x " + display.at("height").dump() +
-           ", format " + display.at("format").dump() + ", frames " + display.at("frames").dump();
-}
-
 // The presence, with these members for a neighbour that is up.
 std::string showNeighbour(const Json& neighbour, const std::vector<std::string>& members) {
     if (!neighbour.at("present").get<bool>()) {
@@ -154,12 +133,6 @@ std::string showChatter(const Json& chatter) {
     return "every " + chatter.at("gap_us").dump() + " us: " + chatter.at("text").get<std::string>();
 }
 
-std::string showLoader(const Json& loader) {
-    if (loader.is_null()) return "absent";
-    return std::string(loader.at("error").get<bool>() ? "in error" : "ready") + ", serial " +
-           loader.at("serial").get<std::string>();
-}
-
 std::string showFirmware(const Json& files) {
     std::string names;
     for (const Json& file : files) {
@@ -174,7 +147,7 @@ std::string showState(const Json& state) {
            show("usb power", power.is_null() ? "absent" : power.get<std::string>()) +
            show("loader", showLoader(state.at("loader"))) +
            show("wake lock", state.at("wakelock").get<bool>() ? "held" : "released") +
-           show("screen", showScreen(state.at("screen"))) +
+           show("screen", cover::toText(screenOf(state.at("screen")))) +
            show("cutout", state.at("cutout").get<std::string>()) +
            show("sub display", showSubDisplay(state.at("sub_display"))) +
            show("accessory", showNeighbour(state.at("accessory"), {"type", "state"})) +
@@ -188,6 +161,34 @@ std::string showState(const Json& state) {
 }
 
 }  // namespace
+
+cover::ScreenView screenOf(const Json& screen) {
+    cover::ScreenView view;
+    view.on = screen.at("on").get<bool>();
+    if (view.on) {
+        screen.at("brightness").get_to(view.brightness);
+        screen.at("rgb").get_to(view.rgb);
+        screen.at("tune").get_to(view.tune);
+        screen.at("mode").get_to(view.mode);
+    }
+    return view;
+}
+
+std::string showSubDisplay(const Json& display) {
+    if (!display.at("attached").get<bool>()) return "absent";
+    std::string text = "off";
+    if (display.at("on").get<bool>()) {
+        text = "on, brightness " + display.at("brightness").dump() + " of 255";
+    }
+    return text + ", " + display.at("width").dump() + " x " + display.at("height").dump() +
+           ", format " + display.at("format").dump() + ", frames " + display.at("frames").dump();
+}
+
+std::string showLoader(const Json& loader) {
+    if (loader.is_null()) return "absent";
+    return std::string(loader.at("error").get<bool>() ? "in error" : "ready") + ", serial " +
+           loader.at("serial").get<std::string>();
+}
 
 Ability showing() {
     return {"show",
