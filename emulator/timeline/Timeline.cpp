@@ -10,6 +10,17 @@ namespace timeline {
 using phone::Entry;
 using phone::Kind;
 
+namespace {
+
+// A request whose effect's own entry says the same.
+bool isToldAgain(const Entry& entry) {
+    const auto isOf = [&](const char* path) { return entry.path.ends_with(path); };
+    return entry.note.empty() &&
+           (isOf(" /v1/faults") || isOf(" /v1/mark") || isOf(" /v1/properties"));
+}
+
+}  // namespace
+
 template <typename Node>
 Node& Timeline::at(std::map<std::string, Node>& nodes, const Entry& entry) {
     const auto found = nodes.find(entry.path);
@@ -54,6 +65,9 @@ void Timeline::takePart(const Entry& entry) {
             break;
         case Kind::FaultMet:
             strike(entry);
+            break;
+        case Kind::Control:
+            if (isToldAgain(entry)) return;
             break;
         default:
             break;

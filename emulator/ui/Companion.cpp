@@ -30,6 +30,11 @@ Companion::Companion(bool open) {
     if (child < 0) phone::throwErrno("cannot start the page's server");
     if (child == 0) become(parent, open);
     mProcess.reset(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+    if (mProcess.ok()) return;
+    const int why = errno;
+    kill(child, SIGTERM);
+    errno = why;
+    phone::throwErrno("cannot watch the page's server");
 }
 
 Companion::~Companion() {

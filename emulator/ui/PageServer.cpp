@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/ui/PageServer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -25,8 +26,8 @@ constexpr std::chrono::seconds kPatience(10);
 constexpr time_t kWriteTimeoutS = 20;
 constexpr size_t kMostHeaders = 64 << 10;
 constexpr int kBacklog = 128;
-// How long, and how much, is read of what a refused client still sends.
-constexpr int kLingerMs = 1000;
+// How long is read of what a refused client still sends.
+constexpr std::chrono::seconds kLinger(1);
 
 static_assert(control::RequestThreads::kMost > PageServer::kMostConnections);
 
@@ -80,12 +81,16 @@ void refuse(socket_t socket, const std::string& status, const std::string& why) 
 // A socket that is closed with bytes unread takes the answer back from the client.
 void closeGently(socket_t socket) {
     shutdown(socket, SHUT_WR);
+    const auto end = Clock::now() + kLinger;
+    const auto left = [end] {
+        using std::chrono::milliseconds;
+        const auto time = std::chrono::ceil<milliseconds>(end - Clock::now());
+        return static_cast<int>(std::max(time, milliseconds(0)).count());
+    };
     char bytes[4096];
     pollfd watched = {socket, POLLIN, 0};
-    for (size_t left = control::kMaxBody / sizeof(bytes);
-         left > 0 && poll(&watched, 1, kLingerMs) > 0 &&
-         recv(socket, bytes, sizeof(bytes), 0) > 0;) {
-        --left;
+    while (poll(&watched, 1, left()) > 0 && left() > 0 &&
+           recv(socket, bytes, sizeof(bytes), 0) > 0) {
     }
     close(socket);
 }

@@ -62,6 +62,14 @@ class AccessTest(PageCase):
         self.page.size(*NARROW)
         equals(lambda: self.page.script("return document.documentElement.scrollWidth"), NARROW[0])
 
+    def test_no_group_of_actions_is_out_of_sight(self):
+        for size in (WIDE, NARROW):
+            self.page.size(*size)
+            wide, seen = self.page.script("""
+                const {scrollWidth, clientWidth} = document.getElementById("action-tabs");
+                return [scrollWidth, clientWidth];""")
+            self.assertEqual(wide, seen)
+
     def test_the_theme_is_the_machines_or_the_readers(self):
         self.choose_theme("auto")
         shades = {}

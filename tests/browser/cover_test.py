@@ -24,7 +24,8 @@ class CoverTest(PageCase):
         element = self.page.find("cover-screen")
         if element.get_attribute("data-on") != "true":
             return {"on": False}
-        return {"on": True, "mode": int(element.get_attribute("data-mode")),
+        fill = self.page.script("return getComputedStyle(document.getElementById('tint')).fill")
+        return {"on": True, "colour": numbers(fill), "mode": int(element.get_attribute("data-mode")),
                 "brightness": int(element.get_attribute("data-brightness")),
                 **{name: numbers(element.get_attribute(f"data-{name}")) for name in ("rgb", "tune")}}
 

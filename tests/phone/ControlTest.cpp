@@ -130,6 +130,7 @@ TEST_F(ControlTest, ShowsWhatAPersonSeesOnTheScreen) {
     while (journal.list(Kind::TtyTx, first).size() < 5) {
     }
     EXPECT_EQ(get("/v1/state").body["screen"], json({{"on", true},
+                                                     {"colour", {173, 174, 175}},
                                                      {"brightness", 128},
                                                      {"rgb", {1, 2, 3, 4}},
                                                      {"tune", {2, 2, 2}},

@@ -26,13 +26,14 @@ Connection::~Connection() {
     close(mSocket);
 }
 
-void Connection::send(const std::string& bytes) const {
+bool Connection::send(const std::string& bytes) const {
     for (size_t sent = 0; sent < bytes.size();) {
         const ssize_t count =
                 ::send(mSocket, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (count < 0) return;
+        if (count < 0) return false;
         sent += static_cast<size_t>(count);
     }
+    return true;
 }
 
 bool Connection::readSome() {

@@ -26,7 +26,8 @@ class Connection {
     Connection& operator=(const Connection&) = delete;
 
     bool isConnected() const { return mConnected; }
-    void send(const std::string& bytes) const;
+    // False when the server has closed.
+    bool send(const std::string& bytes) const;
     // Waits until what has come holds this text, or the server has closed. Returns what has come.
     const std::string& waitFor(const std::string& text);
     // Waits until the server has closed, and returns all that has come.

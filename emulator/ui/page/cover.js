@@ -6,33 +6,26 @@ import {readOutline} from "./outline.js";
 
 const within = (value, least, most) => Math.min(Math.max(Number(value) || 0, least), most);
 
-// Colour values as a tint: what the cover's screen makes of them is the firmware's secret, so the
-// page shows that they are set, and which colour leads.
-function tintOf([, red, green, blue]) {
-    const values = [red, green, blue].map((value) => within(value, 0, 255));
-    const most = Math.max(...values);
-    return `rgb(${values.map((value) => 255 - Math.round((most - value) * 0.75)).join(", ")})`;
-}
-
-// Tune: saturation, hue and contrast, 2 being neutral. Each mode has a warmth of its own.
+// What the tune (saturation, hue and contrast, 2 being neutral) and mode 2 do to a picture beside its
+// white, which stays white: the emulator says what colour that has.
 function filterOf([saturation, hue, contrast], mode) {
-    const tuned = `saturate(${1 + (within(saturation, 0, 4) - 2) * 0.25}) ` +
-        `hue-rotate(${(within(hue, 0, 4) - 2) * 9}deg) contrast(${1 + (within(contrast, 0, 4) - 2) * 0.1})`;
-    const warmth = ["", "sepia(0.3)", "saturate(1.5)", "sepia(0.15) hue-rotate(-14deg)"];
-    return `${tuned} ${warmth[within(mode, 0, 3)]}`.trim();
+    const vivid = (1 + (within(saturation, 0, 4) - 2) * 0.25) * (mode === 2 ? 1.5 : 1);
+    const steep = 1 + (within(contrast, 0, 4) - 2) * 0.1;
+    return `saturate(${vivid}) hue-rotate(${(within(hue, 0, 4) - 2) * 9}deg) ` +
+        `contrast(${steep}) brightness(${2 / (1 + Math.min(steep, 1))})`;
 }
 
 function showScreen(screen, isAttached) {
     const svg = byId("cover-screen");
-    const {on = false, brightness = 0, rgb = [2, 0, 0, 0], tune = [2, 2, 2], mode = 0} = screen;
+    const {on = false, colour = [0, 0, 0], brightness = 0, rgb = [2, 0, 0, 0], tune = [2, 2, 2], mode = 0} = screen;
     setData(svg, {on, brightness, rgb: rgb.join(","), tune: tune.join(","), mode});
     const name = !on ? "Cover screen, dark"
         : `Cover screen, lit, brightness ${brightness} of 255, colour ${rgb.join(" ")}, tune ${tune.join(" ")}, mode ${mode}`;
     svg.setAttribute("aria-label", isAttached ? name : "Cover screen, dark: the cover is off");
     const light = within(brightness, 0, 255) / 255;
-    byId("tint").style.fill = tintOf(rgb);
+    byId("tint").style.fill = `rgb(${colour.join(", ")})`;
     byId("picture").style.filter = filterOf(tune, mode);
-    byId("shade").style.opacity = on ? String(0.78 * (1 - light) ** 1.3) : "1";
+    byId("shade").style.opacity = on ? "0" : "1";
     byId("cover").style.setProperty("--glow", on ? (0.12 + light * 0.55).toFixed(2) : "0");
 }
 
@@ -64,8 +57,8 @@ function showProgress(upgrade, loader) {
 function factsOf(state) {
     const {screen, sub_display: panel = {}} = state;
     const facts = [
-        ["Screen", screen?.on ? `lit, ${screen.brightness}` : "dark"],
-        ["Outside", panel.on ? `on, ${panel.brightness}` : "off"],
+        ["Screen", screen?.on ? `lit, ${screen.brightness}/255` : "dark"],
+        ["Sub display", panel.on ? `on, ${panel.brightness}/255` : "off"],
         ["Pixels", `${panel.width} × ${panel.height}`],
         ["Frames", String(panel.frames ?? 0)],
     ];

@@ -8,7 +8,7 @@ import {keepPicture} from "./subdisplay.js";
 
 const MOST_ANSWER = 20_000;
 const EMPTY = "''";  // as in a shell
-const VERBS = {GET: "Show", PUT: "Set", POST: "Send", DELETE: "Remove"};
+const VERBS = {GET: "Show", PUT: "Set", POST: "Add", DELETE: "Remove"};
 
 let count = 0;
 
@@ -163,7 +163,8 @@ function commandLine(ability, request, fields, form) {
 
 function buttonText(ability, request) {
     const last = ability.name.split(" ").at(-1);
-    const isOnly = ability.requests.length === 1 && request.method !== "GET";
+    const isSetting = request.method === "PUT" && last === ability.name;
+    const isOnly = ability.requests.length === 1 && request.method !== "GET" && !isSetting;
     const text = request.choice?.replace(/^-+/, "") ?? (isOnly ? last : VERBS[request.method] ?? request.method);
     return text[0].toUpperCase() + text.slice(1);
 }
@@ -174,7 +175,8 @@ export function makeForm(ability, request, examples) {
     if (request.choice) form.dataset.choice = request.choice;
     const shown = request.arguments.filter(
         (argument) => argument.in_request !== false && !(argument.name in (request.fixed ?? {})));
-    const fields = shown.map((argument, i) => fieldOf(argument, i === 0 && argument.required ? examples : undefined));
+    const isAdding = request.method === "PUT" || request.method === "POST";
+    const fields = shown.map((argument, i) => fieldOf(argument, isAdding && i === 0 && argument.required ? examples : undefined));
     const button = make("button", {type: "submit", textContent: buttonText(ability, request)});
     form.setAttribute("aria-label", `${ability.name}: ${button.textContent}`);
     if (fields.length > 0) form.append(make("div", {className: "fields"}, ...fields.map(({field}) => field)));

@@ -17,7 +17,9 @@ namespace {
 
 Json describeScreen(const cover::ScreenView& view) {
     if (!view.on) return {{"on", false}};
+    const cover::Colour colour = cover::colourOf(view);
     return {{"on", true},
+            {"colour", {colour.red, colour.green, colour.blue}},
             {"brightness", view.brightness},
             {"rgb", view.rgb},
             {"tune", view.tune},
