@@ -62,7 +62,8 @@ std::string durationOf(const Item& item) {
     if (item.open || isInstant || (item.durationUs == 0 && item.verdict.empty())) return "";
     char text[32];
     const double ms = static_cast<double>(item.durationUs) / 1000;
-    snprintf(text, sizeof(text), ms < 100 ? "%.2f ms" : "%.1f ms", ms);
+    const int digits = ms < 100 ? 2 : ms < 99'999 ? 1 : 0;
+    snprintf(text, sizeof(text), "%.*f ms", digits, ms);
     return text;
 }
 
