@@ -159,6 +159,8 @@ Item describe(const Entry& entry) {
     item.title = titleOf(entry);
     if (entry.kind == Kind::Control) {
         item.detail = spellText(entry.bytes);
+        append(item.detail, spell(entry.note));
+        if (!entry.note.empty()) item.verdict = "refused";
     } else if (entry.kind != Kind::Dtr) {
         item.detail = spell(entry.note);
     }

@@ -10,6 +10,17 @@ namespace timeline {
 using phone::Entry;
 using phone::Kind;
 
+namespace {
+
+// The entry that the request causes has the same words. A refused request causes none.
+bool isToldByEffect(const Entry& request) {
+    const std::string& path = request.path;
+    return request.note.empty() &&
+           (path.ends_with(" /v1/faults") || path.ends_with(" /v1/properties"));
+}
+
+}  // namespace
+
 template <typename Node>
 Node& Timeline::at(std::map<std::string, Node>& nodes, const Entry& entry) {
     const auto found = nodes.find(entry.path);
@@ -54,6 +65,9 @@ void Timeline::takePart(const Entry& entry) {
             break;
         case Kind::FaultMet:
             strike(entry);
+            break;
+        case Kind::Control:
+            if (isToldByEffect(entry)) return;
             break;
         default:
             break;
