@@ -56,7 +56,7 @@ std::string cut(const std::string& text, size_t width) {
 }
 
 std::string durationOf(const Item& item) {
-    constexpr std::string_view kInstants[] = {"log", "unsolicited"};
+    constexpr std::string_view kInstants[] = {"control", "log", "unsolicited"};
     const bool isInstant = std::ranges::find(kInstants, item.kind) != std::end(kInstants);
     // A short exchange too has a duration, an event has none.
     if (item.open || isInstant || (item.durationUs == 0 && item.verdict.empty())) return "";
