@@ -4,8 +4,8 @@
 - The rooms of the table ROOMS hold no conditional compilation for the platform. They include the
   standard library, each other as the table allows, and libraries: the device folders Linux and the public
   headers of Android, the conformance suite GoogleTest and HIDL, so that it sees nothing of the service but
-  its interface, and the cover's model none. No room includes the standard locks: those of the phone's
-  library have destructors, which run at exit while the service's threads go on.
+  its interface, the timeline one for JSON, and the cover's model none. No room includes the standard locks:
+  those of the phone's library have destructors, which run at exit while the service's threads go on.
 - Elsewhere locks are <utils/Mutex.h>'s, whose annotations clang checks; the standard library's have none.
 - Every header has `#pragma once`; no function body is longer than a screen.
 - A name that a source file makes short by `using` is used there; null pointers are `nullptr`.
@@ -26,7 +26,7 @@ OBJECT = "kernel/Bivista.h"
 COUNTS = "diagnostics/Statistics.h"
 # Folder: the project's headers that it may include, as docs/architecture.md draws them. Sources may
 # include the service object, but not those of PURE; headers may not, so that few files hang on it.
-PURE = {"kernel/base", "emulator/cover", "vts/functional"}
+PURE = {"kernel/base", "emulator/cover", "emulator/timeline", "vts/functional"}
 ROOMS = {
     "service": ("kernel/base/",),
     "diagnostics": ("diagnostics/", "display/", "sub_display/", "kernel/"),
@@ -40,11 +40,13 @@ ROOMS = {
     "kernel/hid": ("kernel/hid/", "kernel/base/"),
     "kernel/base": ("kernel/base/",),
     "emulator/cover": ("emulator/cover/",),
+    "emulator/timeline": ("emulator/timeline/", "emulator/cover/", "emulator/phone/Entry.h"),
     "vts/functional": ("vts/functional/",),
 }
 # The headers of other libraries than the standard one that a room may include.
 LIBRARIES = {
     "emulator/cover": (),
+    "emulator/timeline": ("nlohmann/json.hpp",),
     # libutils is a part of HIDL: android::sp is from there, too.
     "vts/functional": ("gtest/", "hidl/", "utils/Mutex.h", "vendor/qmx/hardware/bivista/"),
 }

@@ -158,9 +158,9 @@ Item describe(const Entry& entry) {
     item.kind = entry.kind == Kind::HidlCall ? "neighbour-call" : name(entry.kind);
     item.title = titleOf(entry);
     if (entry.kind == Kind::Control) {
-        const bool isRefused = !entry.note.empty();
-        item.detail = spellText(isRefused ? entry.note : entry.bytes);
-        if (isRefused) item.verdict = "refused";
+        item.detail = spellText(entry.bytes);
+        append(item.detail, spell(entry.note));
+        if (!entry.note.empty()) item.verdict = "refused";
     } else if (entry.kind != Kind::Dtr) {
         item.detail = spell(entry.note);
     }

@@ -59,7 +59,8 @@ bool Filter::takesTexts(std::initializer_list<std::string_view> texts) const {
 }
 
 bool Filter::takes(const Item& item) const {
-    if (sinceWallUs && item.wallUs + item.durationUs < *sinceWallUs) return false;
+    const bool isOver = !item.open && sinceWallUs && item.wallUs + item.durationUs < *sinceWallUs;
+    if (isOver) return false;
     const auto isMeant = [&](const std::string& word) {
         if (word == name(item.lane)) return !isBackground(item.kind);
         return word == item.kind || isPart(item.kind, word);

@@ -20,7 +20,7 @@ struct Filter {
     // all but what isBackground().
     std::vector<std::string> kinds;
     std::string text;                      // in it, in either case of its letters
-    std::optional<int64_t> sinceWallUs{};  // over no earlier than that
+    std::optional<int64_t> sinceWallUs{};  // over no earlier than that, or not yet
 
     bool isEmpty() const { return kinds.empty() && text.empty() && !sinceWallUs; }
     // `text` in title, detail or verdict.

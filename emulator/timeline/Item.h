@@ -38,7 +38,7 @@ struct Item {
     std::string detail;  // the answer's lines between " | ", the results, the note
     // Of an exchange "OK", "ERROR", "no answer" or "cut off"; of a frame "drawn", "refused" or "cut
     // off"; of a call "OK", "FAIL" or why there is no result; of an upgrade "written", "cancelled",
-    // "refused" or "cut off"; of a request "refused"; else nothing.
+    // "refused" or "cut off"; of a request the phone refused "refused"; else nothing.
     std::string verdict;
     bool faulty = false;  // a fault struck it
     bool open = false;    // not over: it will be given again

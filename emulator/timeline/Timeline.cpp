@@ -12,11 +12,11 @@ using phone::Kind;
 
 namespace {
 
-// A request whose effect's own entry says the same.
-bool isToldAgain(const Entry& entry) {
-    const auto isOf = [&](const char* path) { return entry.path.ends_with(path); };
-    return entry.note.empty() &&
-           (isOf(" /v1/faults") || isOf(" /v1/mark") || isOf(" /v1/properties"));
+// The entry that the request causes has the same words. A refused request causes none.
+bool isToldByEffect(const Entry& request) {
+    const std::string& path = request.path;
+    return request.note.empty() &&
+           (path.ends_with(" /v1/faults") || path.ends_with(" /v1/properties"));
 }
 
 }  // namespace
@@ -67,7 +67,7 @@ void Timeline::takePart(const Entry& entry) {
             strike(entry);
             break;
         case Kind::Control:
-            if (isToldAgain(entry)) return;
+            if (isToldByEffect(entry)) return;
             break;
         default:
             break;

@@ -65,7 +65,7 @@ std::string argumentsOf(const Item& item) {
 
 }  // namespace
 
-Trace::Trace(Sink sink) : mSink(std::move(sink)) {
+Trace::Trace(Sink sink, Filter filter) : mSink(std::move(sink)), mFilter(std::move(filter)) {
     mSink("{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
     write(Json{{"name", "process_name"},
                {"ph", "M"},
@@ -93,9 +93,17 @@ void Trace::name(int track, const std::string& text) {
     tell("thread_sort_index", {{"sort_index", track}});
 }
 
-void Trace::count(const char* counter, int64_t timeUs, int64_t value) {
+bool Trace::isTooEarly(int64_t timeUs) const {
+    return mFilter.sinceWallUs && mStartWallUs + timeUs < *mFilter.sinceWallUs;
+}
+
+void Trace::count(std::string_view counter, int64_t timeUs, int64_t value) {
     const auto [known, isNew] = mCounters.emplace(counter, value);
     if (!isNew && std::exchange(known->second, value) == value) return;
+    if (mAreCountersShown) writeCounter(counter, timeUs, value);
+}
+
+void Trace::writeCounter(std::string_view counter, int64_t timeUs, int64_t value) {
     write(Json{{"name", counter},
                {"ph", "C"},
                {"pid", kProcess},
@@ -120,12 +128,16 @@ void Trace::countOf(const Entry& entry) {
 
 void Trace::add(const Entry& entry) {
     const Item own = begin(entry);
+    if (mStartWallUs == 0) mStartWallUs = own.wallUs - own.beginUs;
+    if (!mAreCountersShown && !isTooEarly(own.beginUs)) {
+        mAreCountersShown = true;
+        for (const auto& [counter, value] : mCounters) writeCounter(counter, own.beginUs, value);
+    }
     if (entry.kind == Kind::Detach && mTimeline.isOfCover(entry)) {
         for (const char* const counter : {kBrightness, kPanelBrightness, kVotes}) {
             if (mCounters.contains(counter)) count(counter, own.beginUs, 0);
         }
     }
-    if (mStartWallUs == 0) mStartWallUs = own.wallUs - own.beginUs;
     mLastUs = std::max(mLastUs, own.beginUs + own.durationUs);
     mTimeline.add(entry);
     countOf(entry);
@@ -154,7 +166,9 @@ int Trace::trackFor(const Item& item) {
 }
 
 void Trace::put(const Item& item) {
-    if (isBackground(item.kind)) return;
+    const auto brightness = brightnessOf(item);
+    if (brightness) count(kBrightness, item.beginUs + item.durationUs, *brightness);
+    if (!mFilter.takes(item)) return;
     const int track = lasts(item) ? trackFor(item) : kNoTrack;
     // By hand: a library takes several times as long, and there are 200,000 of them.
     std::string event = "{\"name\":" + cover::quote(item.title) + textMember("cat", item.kind);
@@ -167,9 +181,6 @@ void Trace::put(const Item& item) {
     event += member("pid", std::to_string(kProcess)) + member("ts", std::to_string(item.beginUs)) +
              member("args", argumentsOf(item)) + "}";
     write(event);
-    if (const auto brightness = brightnessOf(item)) {
-        count(kBrightness, item.beginUs + item.durationUs, *brightness);
-    }
 }
 
 void Trace::end() {

@@ -19,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "emulator/timeline/Filter.h"
 #include "emulator/timeline/Timeline.h"
 
 namespace timeline {
@@ -28,8 +29,8 @@ class Trace {
     // Takes the trace piece by piece, in order; may throw.
     using Sink = std::function<void(std::string_view piece)>;
 
-    // Writes the begin.
-    explicit Trace(Sink sink);
+    // Writes the begin. The filter is for slices and events; counters begin at its time.
+    explicit Trace(Sink sink, Filter filter = {});
 
     // As Timeline::add(). Writes what is over.
     void add(const phone::Entry& entry);
@@ -44,18 +45,22 @@ class Trace {
 
     void write(std::string_view event);
     void name(int track, const std::string& text);
-    void count(const char* counter, int64_t timeUs, int64_t value);
+    bool isTooEarly(int64_t timeUs) const;
+    void count(std::string_view counter, int64_t timeUs, int64_t value);
+    void writeCounter(std::string_view counter, int64_t timeUs, int64_t value);
     void countOf(const phone::Entry& entry);
     void put(const Item& item);
     // The lane's track that has room for the slice; none: too many overlap.
     int trackFor(const Item& item);
 
     const Sink mSink;
+    const Filter mFilter;
     Timeline mTimeline;
     bool mIsFirst = true;
     std::map<uint64_t, Item> mOpen;
     std::map<Lane, std::vector<Track>> mTracks;
     std::map<std::string_view, int64_t> mCounters;  // their present values
+    bool mAreCountersShown = false;
     int64_t mLastUs = 0;
     int64_t mStartWallUs = 0;
 };

@@ -73,6 +73,12 @@ TEST_F(ControlStateTest, ARequestWhoseEffectHasNoEntryStandsAfterIt) {
     }
 }
 
+TEST_F(ControlStateTest, AMarkIsItsOwnEntry) {
+    EXPECT_EQ(post("/v1/mark", {{"text", "here"}}).status, 200);
+    EXPECT_EQ(post("/v1/mark", {{"text", ""}}).status, 400);
+    EXPECT_THAT(record(first), ElementsAre("mark  here "));
+}
+
 TEST_F(ControlStateTest, AfterTheEntryOfAQuietRequestTheStateIsAnother) {
     std::thread follower([this] {
         uint64_t since = first;

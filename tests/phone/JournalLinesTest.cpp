@@ -138,10 +138,6 @@ TEST_F(JournalLinesTest, RefusesWrongArgumentsInOneLine) {
             {{"--raw", "--format", "lines"}, "journal: --raw does not go with --format."},
             {{"--format", "perfetto", "--follow"},
              "journal: --follow does not go with --format perfetto."},
-            {{"--format", "perfetto", "--kind", "at"},
-             "journal: --kind does not go with --format perfetto."},
-            {{"--format", "perfetto", "--grep", "x"},
-             "journal: --grep does not go with --format perfetto."},
     };
     for (const auto& [options, message] : wrong) {
         std::vector<std::string> words = {"journal"};
@@ -190,6 +186,9 @@ TEST_F(JournalLinesTest, WritesATraceForViewers) {
     const auto later = nlohmann::json::parse(
             ctl({"journal", "--format", "perfetto", "--since", "0s"}).out, nullptr, false);
     for (const auto& event : later["traceEvents"]) EXPECT_EQ(event["ph"], "M");
+    const std::string faults = ctl({"journal", "--format", "perfetto", "--kind", "fault"}).out;
+    EXPECT_THAT(faults, HasSubstr("fault on AT%NO"));
+    EXPECT_THAT(faults, Not(HasSubstr("attach 1-1")));
 }
 
 // In an emulator of its own: programs on the phone speak to the cover.

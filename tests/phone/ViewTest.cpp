@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 
 #include "tests/phone/Program.h"
 #include "tests/tools/Terminal.h"
@@ -113,6 +114,36 @@ TEST_F(ViewTest, DrawsOnTheWholeTerminalAgainAndAgainUntilInterrupted) {
     terminal.closeWriter();
     EXPECT_THAT(terminal.rest(), EndsWith(kLeave));
     EXPECT_EQ(view->err(), "");
+}
+
+// The phone may have changed before the view followed it.
+TEST_F(ViewTest, DrawsOnceMoreWhenItFollowsThePhone) {
+    Terminal terminal;
+    const auto view = startOn(terminal, 12, 40);
+    terminal.readUntil(kEndOfPicture);
+    EXPECT_THAT(terminal.readUntil(kEndOfPicture), HasSubstr("cover: attached"));
+    view->kill(SIGINT);
+    EXPECT_EQ(view->wait(), 0);
+}
+
+TEST_F(ViewTest, GivesTheTerminalBackWhileItIsStopped) {
+    Terminal terminal;
+    const auto view = startOn(terminal, 12, 40);
+    terminal.readUntil(kEndOfPicture);
+    for (int times = 0; times < 2; ++times) {
+        view->kill(SIGTSTP);
+        terminal.readUntil(kLeave);
+        int status = 0;
+        ASSERT_EQ(waitpid(view->pid(), &status, WUNTRACED), view->pid());
+        EXPECT_TRUE(WIFSTOPPED(status));
+        view->kill(SIGCONT);
+        terminal.readUntil(kEnter);
+        EXPECT_THAT(terminal.readUntil(kEndOfPicture), HasSubstr("cover: attached"));
+    }
+    view->kill(SIGINT);
+    EXPECT_EQ(view->wait(), 0);
+    terminal.closeWriter();
+    EXPECT_THAT(terminal.rest(), EndsWith(kLeave));
 }
 
 TEST_F(ViewTest, FitsTheTerminalsSize) {

@@ -52,8 +52,8 @@ TEST(EventTest, IsToldInWords) {
     EXPECT_EQ(shown(Kind::Mark, "", "here\tit is"), R"(emulator: mark 1 "here\tit is")");
     EXPECT_EQ(shown(Kind::Control, "PUT /v1/subdisplay", R"({"width":96})"),
               R"(emulator: control 1 "PUT /v1/subdisplay" "{"width":96}")");
-    EXPECT_EQ(shown(Kind::Control, "POST /v1/attach", "{}", "a cover is attached already"),
-              R"(emulator: control 1 "POST /v1/attach" "a cover is attached already" refused)");
+    EXPECT_EQ(shown(Kind::Control, "POST /v1/detach", "{}", "no cover is attached"),
+              R"(emulator: control 1 "POST /v1/detach" "{} | no cover is attached" refused)");
 }
 
 TEST(EventTest, OfAFaultIsWhereItStruck) {

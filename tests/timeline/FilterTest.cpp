@@ -90,6 +90,12 @@ TEST(FilterTest, TakesWhatWasOverNoEarlier) {
     EXPECT_THAT(entriesWith(filter), ElementsAre(4, 5, 6, 7));
 }
 
+TEST(FilterTest, TakesWhatIsNotOverYet) {
+    const std::vector<Item> items = itemsOf(Entries().rx(1, "AT%SWV\r"));
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_TRUE(Filter{.sinceWallUs = kWallUs + 4000}.takes(items[0]));
+}
+
 TEST(FilterTest, HasAWordForEveryKind) {
     const std::set<std::string> words(kindWords().begin(), kindWords().end());
     EXPECT_EQ(words.size(), kindWords().size());

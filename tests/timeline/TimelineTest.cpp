@@ -127,6 +127,23 @@ TEST(TimelineTest, TakesACallThatBeganBeforeTheEntriesBeforeIt) {
     EXPECT_EQ(items[1].beginUs, 4000);
 }
 
+TEST(TimelineTest, TellsOnceOfARequestWhoseEffectHasTheSameWords) {
+    Entries entries;
+    entries.add(1, Kind::Control, "POST /v1/faults", R"({"text":"on AT deaf"})")
+            .add(1, Kind::Fault, "", "on AT deaf")
+            .add(2, Kind::Control, "PUT /v1/properties", R"({"key":"a","value":"b"})")
+            .add(2, Kind::Property, "a", "b")
+            .add(3, Kind::Control, "POST /v1/attach", "{}")
+            .attach(3)
+            .add(4, Kind::Control, "POST /v1/faults", R"({"text":"on"})")
+            .add(4, Kind::Control, "POST /v1/faults", R"({"text":"on"})", "no fault");
+    EXPECT_THAT(describeAll(itemsOf(entries)),
+                ElementsAre(R"(fault 2 "fault on AT deaf")", R"(property 4 "a = b")",
+                            R"(control 5 "POST /v1/attach" "{}")",
+                            R"(attach 6 "attach 1-1" "3e91:6a2f TQC330R BV33021030001")",
+                            R"(control 8 "POST /v1/faults" "{"text":"on"} | no fault" refused)"));
+}
+
 TEST(TimelineTest, HoldsNoMoreThanTheCoverDoes) {
     Timeline timeline;
     Entry entry = {.seq = 0, .kind = Kind::TtyRx, .path = kTty, .bytes = "AT\r"};

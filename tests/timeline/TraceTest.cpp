@@ -24,9 +24,9 @@ using phone::Kind;
 using testing::ElementsAre;
 using testing::Pair;
 
-Json traceOf(const std::vector<phone::Entry>& entries) {
+Json traceOf(const std::vector<phone::Entry>& entries, const Filter& filter = {}) {
     std::string text;
-    Trace trace([&text](std::string_view piece) { text += piece; });
+    Trace trace([&text](std::string_view piece) { text += piece; }, filter);
     for (const phone::Entry& entry : entries) trace.add(entry);
     trace.end();
     return Json::parse(text);
@@ -218,6 +218,20 @@ TEST(TraceTest, HasWhatIsOpenUpToItsEnd) {
     expectValid(trace);
     EXPECT_THAT(eventsOf(trace),
                 ElementsAre("emulator i the \"end\" 5000", "at X AT 1000+4000 open"));
+}
+
+// The exchange that was over after the time is whole, and counters have the values of that time.
+TEST(TraceTest, BeginsAtATime) {
+    Entries entries;
+    entries.rx(1, "AT%DB=5\r").tx(2, "\r\nOK\r\n").rx(3, "AT%SWV\r").tx(6, "\r\nx\r\nOK\r\n");
+    entries.rx(7, "AT%DB=6\r").tx(8, "\r\nOK\r\n").add(9, Kind::Mark, "", "here");
+    const Json trace = traceOf(entries.list(), {.sinceWallUs = kWallUs + 4000});
+    expectValid(trace);
+    EXPECT_THAT(eventsOf(trace), ElementsAre("at X AT%SWV 3000+3000 OK",
+                                             "at X AT%DB=6 7000+1000 OK", "emulator i here 9000"));
+    EXPECT_THAT(counted(trace, "cover brightness"), ElementsAre(Pair(6000, 5), Pair(8000, 6)));
+    EXPECT_THAT(eventsOf(traceOf(entries.list(), {.kinds = {"mark"}})),
+                ElementsAre("emulator i here 9000"));
 }
 
 TEST(TraceTest, MarksWhatAFaultStruck) {

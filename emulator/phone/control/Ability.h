@@ -60,6 +60,11 @@ struct Choice {
     std::string help{};  // of the flag
 };
 
+// When the journal tells of a request that changes something. Before: it stands before what it
+// causes. After: the effect has no entry of its own, and a reader that looks at the state then
+// finds it. ByEffect: the effect's entry says all of it.
+enum class Told { Before, After, ByEffect };
+
 struct Request {
     using Show = std::string (*)(const Json& answer);
 
@@ -80,15 +85,13 @@ struct Request {
     Choice choice;
     Show show;     // how ctl prints the answer; none: prints nothing
     Json fixed{};  // members that ctl always sends
-    // Its effect has no entry of its own in the journal, where the request stands after it then: a
-    // reader that looks at the state finds the effect. Other requests stand before what they cause.
-    bool isSilent = false;
+    Told told = Told::Before;
     // Replaces the action where the answer comes later.
     void (*reply)(const Emulator&, const Json& given, httplib::Response&) = nullptr;
 };
 
 inline Request silent(Request request) {
-    request.isSilent = true;
+    request.told = Told::After;
     return request;
 }
 

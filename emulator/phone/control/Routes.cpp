@@ -56,15 +56,16 @@ Handler guard(const Handler& handler) {
 // Carries out a request that changes something, which the journal tells.
 Json change(const Emulator& emulator, const Request& request, const Json& given) {
     const auto record = [&](const std::string& error) {
+        if (request.told == Told::ByEffect) return;
         phone::Journal& journal = emulator.phone.journal();
         journal.sync();
         journal.add(phone::Kind::Control, request.method + " " + request.path,
                     phone::shorten(print(request.arguments, given)), error);
     };
-    if (!request.isSilent) record("");
+    if (request.told == Told::Before) record("");
     try {
         Json answer = request.action(emulator, given);
-        if (request.isSilent) record("");
+        if (request.told == Told::After) record("");
         return answer;
     } catch (const std::exception& error) {
         record(error.what());

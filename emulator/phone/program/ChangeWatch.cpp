@@ -64,6 +64,8 @@ uint64_t ChangeWatch::findEnd() {
 
 void ChangeWatch::run() {
     uint64_t end = findEnd();
+    // What somebody has read of the phone meanwhile may be of before that end.
+    eventfd_write(mChanged.get(), 1);
     while (!mIsStopped) {
         const uint64_t next = ask(end, kMostEntries, true);
         if (next == end) continue;

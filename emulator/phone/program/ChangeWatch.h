@@ -21,7 +21,8 @@ class ChangeWatch {
     ChangeWatch(const ChangeWatch&) = delete;
     ChangeWatch& operator=(const ChangeWatch&) = delete;
 
-    // An eventfd: readable after a change, and when the emulator answers no more.
+    // An eventfd: readable once changes are watched for, after each, and when the emulator answers
+    // no more.
     int fd() const { return mChanged.get(); }
     bool hasEnded() const { return mHasEnded; }
 

@@ -119,11 +119,8 @@ Wish readWish(const Json& given) {
     if (given.contains("from")) readSince(given["from"], wish);
     if (given.contains("kind")) wish.filter.kinds = readKinds(given["kind"]);
     if (given.contains("grep")) wish.filter.text = given["grep"];
-    if (wish.format != "perfetto") return wish;
-    for (const char* const option : {"follow", "kind", "grep"}) {
-        if (!given.contains(option)) continue;
-        cli::refuseUsage(kJournal,
-                         std::string("--") + option + " does not go with --format perfetto");
+    if (wish.follow && wish.format == "perfetto") {
+        cli::refuseUsage(kJournal, "--follow does not go with --format perfetto");
     }
     return wish;
 }
@@ -149,18 +146,16 @@ void printJson(JournalPages& pages, const Wish& wish) {
 void printTrace(JournalPages& pages, const Filter& filter) {
     constexpr size_t kPiece = 1 << 16;
     std::string text;
-    timeline::Trace trace([&text](std::string_view piece) {
+    const auto print = [&text](std::string_view piece) {
         text += piece;
         if (text.size() < kPiece) return;
         cli::printOrFail(text);
         text.clear();
-    });
+    };
+    timeline::Trace trace(print, filter);
     while (const std::optional<Json> entries = pages.next(false)) {
         if (entries->empty()) break;
-        for (const Json& object : *entries) {
-            const phone::Entry entry = entryOf(object);
-            if (filter.takes(entry)) trace.add(entry);
-        }
+        for (const Json& object : *entries) trace.add(entryOf(object));
     }
     trace.end();
     cli::printOrFail(text);

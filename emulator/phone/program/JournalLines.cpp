@@ -56,13 +56,14 @@ std::string cut(const std::string& text, size_t width) {
 }
 
 std::string durationOf(const Item& item) {
-    constexpr std::string_view kInstants[] = {"log", "unsolicited"};
+    constexpr std::string_view kInstants[] = {"control", "log", "unsolicited"};
     const bool isInstant = std::ranges::find(kInstants, item.kind) != std::end(kInstants);
     // A short exchange too has a duration, an event has none.
     if (item.open || isInstant || (item.durationUs == 0 && item.verdict.empty())) return "";
     char text[32];
     const double ms = static_cast<double>(item.durationUs) / 1000;
-    snprintf(text, sizeof(text), ms < 100 ? "%.2f ms" : "%.1f ms", ms);
+    const int digits = ms < 100 ? 2 : ms < 99'999 ? 1 : 0;
+    snprintf(text, sizeof(text), "%.*f ms", digits, ms);
     return text;
 }
 

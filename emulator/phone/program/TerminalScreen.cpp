@@ -19,7 +19,7 @@ namespace {
 sigset_t watchedSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGWINCH}) {
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGWINCH, SIGTSTP, SIGCONT}) {
         sigaddset(&signals, number);
     }
     return signals;
@@ -39,13 +39,19 @@ TerminalScreen::TerminalScreen() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     mSignals = android::base::unique_fd(signalfd(-1, &signals, SFD_CLOEXEC));
     if (!mSignals.ok()) phone::throwErrno("cannot make a signalfd");
+    take();
+}
+
+void TerminalScreen::take() {
     termios settings = {};
     // In the background the change would stop the program.
-    if (tcgetattr(STDIN_FILENO, &settings) == 0 && tcgetpgrp(STDIN_FILENO) == getpgrp()) {
-        mSettings = settings;
+    mReadsInput = tcgetattr(STDIN_FILENO, &settings) == 0 && tcgetpgrp(STDIN_FILENO) == getpgrp();
+    if (mReadsInput) {
+        if (!mSettings) mSettings = settings;
         settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
         tcsetattr(STDIN_FILENO, TCSANOW, &settings);
-        mReadsInput = true;
+    } else {
+        mSettings.reset();
     }
     mIsTaken = true;
     cli::print("\033[?1049h\033[?25l");
@@ -60,6 +66,7 @@ void TerminalScreen::restore() {
     mIsTaken = false;
     cli::print("\033[?25h\033[?1049l");
     if (mSettings) tcsetattr(STDIN_FILENO, TCSANOW, &*mSettings);
+    mSettings.reset();
 }
 
 void TerminalScreen::show(const std::string& text) {
@@ -81,7 +88,14 @@ TerminalScreen::Event TerminalScreen::wait(int changed) {
         if (watched[0].revents != 0) {
             signalfd_siginfo signal = {};
             if (read(mSignals.get(), &signal, sizeof(signal)) != sizeof(signal)) continue;
-            return signal.ssi_signo == SIGWINCH ? Event::Resized : Event::End;
+            if (signal.ssi_signo == SIGTSTP) {
+                restore();
+                raise(SIGSTOP);
+                continue;
+            }
+            if (signal.ssi_signo == SIGCONT) take();
+            const bool goesOn = signal.ssi_signo == SIGCONT || signal.ssi_signo == SIGWINCH;
+            return goesOn ? Event::Redraw : Event::End;
         }
         if (watched[2].revents != 0) {
             char key = 0;

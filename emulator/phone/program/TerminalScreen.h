@@ -20,12 +20,13 @@ struct TerminalSize {
 // Of standard output; 80 x 24 where it does not tell.
 TerminalSize terminalSize();
 
-// Takes the alternate screen, without a cursor, and gives the terminal back as it was. The signals
-// that end a program or tell of another size come as events. One at a time, made before other
-// threads.
+// Takes the alternate screen, without a cursor, and gives the terminal back as it was; also while
+// the program is stopped, as by Ctrl-Z. The signals that end a program or tell of another size come
+// as events. One at a time, made before other threads.
 class TerminalScreen {
   public:
-    enum class Event { Changed, Resized, End };
+    // Redraw: the screen has another size, or is ours again.
+    enum class Event { Changed, Redraw, End };
 
     TerminalScreen();
     ~TerminalScreen();
@@ -42,6 +43,8 @@ class TerminalScreen {
     void restore();
 
   private:
+    void take();
+
     android::base::unique_fd mSignals;
     std::optional<termios> mSettings;  // of standard input; none: it is no terminal, or has ended
     bool mReadsInput = false;

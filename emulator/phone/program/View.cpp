@@ -119,13 +119,15 @@ uint8_t levelAt(const cover::Picture& picture, size_t x, size_t y, size_t width,
     const size_t top = y * picture.height / height;
     const size_t bottom = std::max(top + 1, (y + 1) * picture.height / height);
     size_t sum = 0;
+    size_t count = 0;
     for (size_t row = top; row < bottom; ++row) {
         for (size_t column = left; column < right; ++column) {
             sum += picture.levels[row * picture.width + column];
+            ++count;
         }
     }
     constexpr size_t kStep = 255 / 15;
-    return static_cast<uint8_t>(sum * kStep / ((right - left) * (bottom - top)));
+    return count == 0 ? 0 : static_cast<uint8_t>(sum * kStep / count);
 }
 
 // In the room from column `left` on, no larger than it is. A frame of one pixel is around it.

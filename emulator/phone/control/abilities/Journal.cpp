@@ -126,22 +126,24 @@ Request page() {
 }
 
 Request mark() {
-    return Request("POST", "/v1/mark",
-                   [](Phone& phone, const Json& given) {
-                       const std::string text = given["text"];
-                       if (text.empty() || text.size() > kMaxMark) {
-                           throw BadRequest("\"text\" must have 1 to " + std::to_string(kMaxMark) +
-                                            " bytes");
-                       }
-                       // After all that was done before it.
-                       phone.journal().sync();
-                       phone.journal().add(phone::Kind::Mark, "", text);
-                   },
-                   {{.name = "text",
-                     .option = "TEXT",
-                     .help = "1 to 1,024 bytes, as one argument or several words",
-                     .isRequired = true,
-                     .isMany = true}});
+    Request request("POST", "/v1/mark",
+                    [](Phone& phone, const Json& given) {
+                        const std::string text = given["text"];
+                        if (text.empty() || text.size() > kMaxMark) {
+                            throw BadRequest("\"text\" must have 1 to " + std::to_string(kMaxMark) +
+                                             " bytes");
+                        }
+                        // After all that was done before it.
+                        phone.journal().sync();
+                        phone.journal().add(phone::Kind::Mark, "", text);
+                    },
+                    {{.name = "text",
+                      .option = "TEXT",
+                      .help = "1 to 1,024 bytes, as one argument or several words",
+                      .isRequired = true,
+                      .isMany = true}});
+    request.told = Told::ByEffect;
+    return request;
 }
 
 }  // namespace
