@@ -63,22 +63,6 @@ std::map<uint64_t, Item> inBatches(const Entries& entries, size_t size) {
     return items;
 }
 
-TEST(TimelineTest, ARequestThatItsEffectTellsAgainIsNoItem) {
-    Entries entries;
-    entries.add(0, Kind::Control, "POST /v1/mark", R"({"text":"here"})");
-    entries.add(0, Kind::Mark, "", "here");
-    entries.add(1, Kind::Control, "DELETE /v1/faults", R"({"text":"on AT deaf"})");
-    entries.add(1, Kind::Fault, "", "on AT deaf", "removed");
-    entries.add(2, Kind::Control, "PUT /v1/properties", R"({"key":"a","value":"b"})");
-    entries.add(2, Kind::Property, "a", "b");
-    entries.add(3, Kind::Control, "POST /v1/faults", R"({"text":"x"})");
-    entries.add(3, Kind::Control, "POST /v1/faults", R"({"text":"x"})", "no such fault");
-    EXPECT_THAT(describeAll(itemsOf(entries)),
-                ElementsAre("mark 2 \"here\"", "fault 4 \"fault on AT deaf\" \"removed\"",
-                            "property 6 \"a = b\"",
-                            "control 8 \"POST /v1/faults\" \"no such fault\" refused"));
-}
-
 TEST(TimelineTest, GivesTheSameItemsWhateverTheBatches) {
     const Entries entries = manyEntries();
     const std::map<uint64_t, Item> items = inBatches(entries, SIZE_MAX);
