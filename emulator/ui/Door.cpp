@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/ui/Door.h"
 
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ namespace {
 
 void launch(const std::string& file) {
     setsid();
+    sigset_t none;
+    sigemptyset(&none);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
     const int nothing = open("/dev/null", O_RDWR);
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, fd);
     for (const char* program : {"xdg-open", "sensible-browser"}) {

@@ -195,6 +195,21 @@ TEST_F(AccessTest, TheTokenStandsInNoProgramsArguments) {
     EXPECT_THAT(contentOf(own + "/environ"), Not(HasSubstr(ui.token())));
 }
 
+// This program waits for signals, which the browser must not inherit as blocked.
+TEST_F(AccessTest, TheBrowserCanBeEndedBySignals) {
+    const std::string tool = mFolder + "/xdg-open";
+    // A shell would unblock them by itself.
+    std::ofstream(tool) << R"(#!/usr/bin/awk -f
+BEGIN { while ((getline line < "/proc/self/status") > 0) if (line ~ /SigBlk/) print line > ")" +
+                                   mFolder + "/opened\" }\n";
+    std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
+    setenv("PATH", (mFolder + ":" + getenv("PATH")).c_str(), 1);
+    const Ui ui({"--open"});
+    const std::string opened = mFolder + "/opened";
+    await([&] { return contentOf(opened).ends_with("\n"); });
+    EXPECT_EQ(contentOf(opened), "SigBlk:\t0000000000000000\n");
+}
+
 TEST_F(AccessTest, SaysThatThereIsNoBrowser) {
     setenv("PATH", mFolder.c_str(), 1);
     Ui ui({"--open"});

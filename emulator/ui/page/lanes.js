@@ -46,7 +46,8 @@ function drawAxis(context, span, width) {
         const x = Math.round((at - span.from) * scale) + 0.5;
         context.moveTo(x, AXIS - 5);
         context.lineTo(x, height);
-        context.fillText(timeText(at, step), x + 4, AXIS - 9);
+        const text = timeText(at, step);
+        if (x + 4 + text.length * LETTER <= width) context.fillText(text, x + 4, AXIS - 9);
     }
     for (let i = 0; i <= LANES.length; ++i) {
         const y = AXIS + i * LANE - 0.5;
