@@ -79,10 +79,22 @@ std::string_view withoutBrackets(std::string_view json) {
     return json.substr(1, json.size() - 2);
 }
 
+// Strings in calls spell their bytes already; JSON's own escapes on top would double each
+// backslash.
+std::string withoutEscapes(std::string_view json) {
+    std::string text;
+    for (size_t i = 0; i < json.size(); ++i) {
+        const bool escapes = i + 1 < json.size() && (json[i + 1] == '\\' || json[i + 1] == '"');
+        if (json[i] == '\\' && escapes) ++i;
+        text += json[i];
+    }
+    return text;
+}
+
 // The status is the first of the results.
 void describeClientCall(const Entry& entry, Item& item) {
     item.kind = entry.kind == Kind::ClientCall ? "call" : "callback";
-    item.title = describeCall(entry, withoutBrackets(entry.bytes));
+    item.title = describeCall(entry, withoutEscapes(withoutBrackets(entry.bytes)));
     const Json results = Json::parse(entry.note, nullptr, false);
     if (!results.is_array()) {
         item.verdict = spell(entry.note);
@@ -96,7 +108,7 @@ void describeClientCall(const Entry& entry, Item& item) {
         if (!rest.empty()) rest += ",";
         rest += results[i].dump(-1, ' ', true, Json::error_handler_t::replace);
     }
-    item.detail = spellText(rest);
+    item.detail = spellText(withoutEscapes(rest));
 }
 
 std::string titleOf(const Entry& entry) {

@@ -2,9 +2,8 @@
 // The journal in the JSON trace event format of Chrome, which trace viewers open.
 //
 //   one object: traceEvents, displayTimeUnit, otherData
-//   X  exchanges, frames, upgrades and calls, on the track (tid) of their lane, or on one more of
-//   the
-//      lane's tracks where they overlap: on a track no slice overlaps another
+//   X  exchanges, frames, upgrades and calls, on the track (tid) of their lane; those that overlap
+//      are on further tracks of the lane: on a track no slice overlaps another
 //   i  events; opens, closes and modem lines are left out
 //   C  counters: the brightness that the cover last took (AT%DB=), that of the sub display, the AT
 //      commands that the cover has received and not answered, and whether the phone keeps the

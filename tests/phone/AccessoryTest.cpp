@@ -148,11 +148,13 @@ TEST_F(AccessoryTest, EveryAnswerIsInTheJournalBehindWhatWasWrittenBefore) {
 
 TEST_F(AccessoryTest, RegistryThatCannotBeUsedIsReported) {
     phone.files.set("/data/file", "");
+    const std::string folder = getenv("HIDL_SOCKET_DIR");
     setenv("HIDL_SOCKET_DIR", "/data/file", 1);
     EXPECT_THROW(accessory.serve(), phone::Error);
     EXPECT_FALSE(accessory.isServed());
     EXPECT_THROW(accessory.declare(), phone::Error);
     EXPECT_FALSE(accessory.isDeclared());
+    setenv("HIDL_SOCKET_DIR", folder.c_str(), 1);
 }
 
 TEST_F(AccessoryTest, AnswersManyClientsWhileTheCoverComesAndGoes) {

@@ -81,6 +81,8 @@ TEST(EventTest, OfACallIsTheCallAndItsResult) {
     };
     EXPECT_THAT(call("IBivista.setBrightness", "[128]", R"(["OK"])"),
                 ElementsAre(R"t(call 1 "setBrightness(128)" OK 2.5 ms)t"));
+    EXPECT_THAT(call("IBivista.getCutout", R"(["a\\n\\\"b"])", R"(["OK","\\xffc"])"),
+                ElementsAre(R"t(call 1 "getCutout("a\n\"b")" ""\xffc"" OK 2.5 ms)t"));
     EXPECT_THAT(call("IBivista.sendAtCommand", R"(["AT%SWV","callback"])", R"(["FAIL",""])"),
                 ElementsAre(R"t(call 1 "sendAtCommand("AT%SWV","callback")" """" FAIL 2.5 ms)t"));
     EXPECT_THAT(call("IBivista.getBV2Connect", "[]", "[true]"),

@@ -79,7 +79,7 @@ void TerminalScreen::show(const std::string& text) {
     cli::printOrFail("\033[H" + lines + "\033[J");
 }
 
-TerminalScreen::Event TerminalScreen::wait(int changed) {
+bool TerminalScreen::wait(int changed) {
     for (;;) {
         pollfd watched[] = {{mSignals.get(), POLLIN, 0},
                             {changed, POLLIN, 0},
@@ -94,18 +94,17 @@ TerminalScreen::Event TerminalScreen::wait(int changed) {
                 continue;
             }
             if (signal.ssi_signo == SIGCONT) take();
-            const bool goesOn = signal.ssi_signo == SIGCONT || signal.ssi_signo == SIGWINCH;
-            return goesOn ? Event::Redraw : Event::End;
+            return signal.ssi_signo == SIGCONT || signal.ssi_signo == SIGWINCH;
         }
         if (watched[2].revents != 0) {
             char key = 0;
             mReadsInput = read(STDIN_FILENO, &key, 1) == 1;
-            if (key == 'q') return Event::End;
+            if (key == 'q') return false;
         }
         if (watched[1].revents != 0) {
             eventfd_t count = 0;
             eventfd_read(changed, &count);
-            return Event::Changed;
+            return true;
         }
     }
 }

@@ -21,13 +21,9 @@ struct TerminalSize {
 TerminalSize terminalSize();
 
 // Takes the alternate screen, without a cursor, and gives the terminal back as it was; also while
-// the program is stopped, as by Ctrl-Z. The signals that end a program or tell of another size come
-// as events. One at a time, made before other threads.
+// the program is stopped, as by Ctrl-Z. One at a time, made before other threads.
 class TerminalScreen {
   public:
-    // Redraw: the screen has another size, or is ours again.
-    enum class Event { Changed, Redraw, End };
-
     TerminalScreen();
     ~TerminalScreen();
     TerminalScreen(const TerminalScreen&) = delete;
@@ -36,8 +32,9 @@ class TerminalScreen {
     // Replaces what is shown; lines that end with "\n". Throws cli::OutputFailed.
     void show(const std::string& text);
 
-    // Waits for a signal, for "q" on standard input, or until the eventfd is written.
-    Event wait(int changed);
+    // Waits until there is something to draw: the eventfd was written, or the screen has another
+    // size or is ours again. False after "q" on standard input, or a signal that ends programs.
+    bool wait(int changed);
 
     // What the end does; nothing happens twice.
     void restore();

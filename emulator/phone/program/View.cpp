@@ -197,7 +197,7 @@ void follow(Session& session) {
             if (!askWhy(session)) break;
             watch = std::make_unique<ChangeWatch>(session.connect());
         }
-        if (screen.wait(watch->fd()) == TerminalScreen::Event::End) break;
+        if (!screen.wait(watch->fd())) break;
     }
     session.setBeforeFailure({});
 }

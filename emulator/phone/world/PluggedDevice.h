@@ -50,7 +50,6 @@ class PluggedDevice : public Device {
     // Opens the tty for the phone's software, or says how long the open waits; `waited`: it has
     // waited. All that happened to it before is read already.
     Verdict openTty(const OpenCall& call, bool waited);
-    bool isTtyOpen() const { return mTty && mTty->isOpen(); }
     // What the kernel's driver answers about the modem lines.
     Verdict controlModem(const IoctlCall& call);
     // How long this close still has to wait: until the device has taken what was written, when it
