@@ -15,13 +15,14 @@ namespace android::hardware::calls {
 // Any thread may use it.
 class CallRecorder {
   public:
-    // None until connect() has found a listener.
+    // None until connect() has found a listener, and after that is gone.
     static CallRecorder* get() { return sInstance.load(std::memory_order_acquire); }
-    // To be called when the process is about to serve. Looks for a listener as long as there was
-    // none; one in this process does not count. Logs why a listener cannot be used.
+    // To be called when the process is about to serve. Looks for a listener unless there is one;
+    // one in this process does not count. Logs why a listener cannot be used.
     static void connect();
 
-    // Writes the call into the ring; counts it as lost where there is no room.
+    // Writes the call into the ring; counts it as lost where there is no room. The first bell that
+    // the listener cannot hear ends the recording.
     void add(const CallRecord& record) EXCLUDES(mMutex);
 
   private:
