@@ -125,11 +125,12 @@ bool CallRecorder::write(const CallRecord& record) {
     return ring.isFollowed != 0 || mWritten - ring.read >= kRingBytes / 2;
 }
 
-void CallRecorder::add(const CallRecord& record) {
-    {
-        const AutoMutex lock(mMutex);
-        if (!write(record)) return;
-    }
+bool CallRecorder::add(const CallRecord& record) {
+    const AutoMutex lock(mMutex);
+    return write(record);
+}
+
+void CallRecorder::ring() {
     if (send(mListener.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL) == 1) return;
     // A listener that has bells to read already needs no more.
     if (errno != EPIPE && errno != ECONNRESET) return;
@@ -148,7 +149,7 @@ void RecordedCall::finish(status_t status, const ParcelWords& reply) {
     mRecord.endNs = nowNs();
     mRecord.status = status;
     if (status == OK) mRecord.reply = reply;
-    mRecorder->add(mRecord);
+    mMustRing = mRecorder->add(mRecord);
 }
 
 }  // namespace android::hardware::calls
