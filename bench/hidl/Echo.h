@@ -17,8 +17,8 @@ class Echo {
 
 constexpr size_t kLargest = 64 * 1024;
 
-// A method of a HIDL service with a RPC thread pool of one. Recorded: somebody listens to its
-// calls, and does no more than to empty the ring when the bell rings.
+// A method of a HIDL service with a RPC thread pool of one. Recorded: somebody follows its calls,
+// and does no more than to empty the ring when the bell rings.
 std::unique_ptr<Echo> makeHidlEcho(bool isRecorded = false);
 // Bytes through a connected pair of Unix sockets, answered by one byte.
 std::unique_ptr<Echo> makeSocketEcho();

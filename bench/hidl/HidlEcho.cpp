@@ -40,6 +40,7 @@ namespace calls = ::android::hardware::calls;
     poll(&waiting, 1, -1);
     auto ring = calls::CallRing::receive(connection.get());
     if (!ring) fail("the service hands out no calls");
+    ring->follow(true);
     char bells[256];
     while (poll(&waiting, 1, -1) == 1 && recv(connection.get(), bells, sizeof(bells), 0) > 0) {
         ring->take();

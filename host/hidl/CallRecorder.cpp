@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 #include "Registry.h"
 
@@ -26,7 +28,7 @@ bool isThisProcess(int connection) {
            peer.pid == getpid();
 }
 
-// A connection to the listener; not ok() when there is none.
+// A connection to the listener; not ok(), errno set, when there is none.
 base::unique_fd connectToListener() {
     const base::unique_fd folder = registry::openDirectory();
     if (!folder.ok()) return base::unique_fd();
@@ -71,16 +73,20 @@ void CallRecorder::connect() {
     static auto* const mutex = new Mutex;
     const AutoMutex lock(*mutex);
     if (get() != nullptr) return;
+    errno = 0;
     base::unique_fd listener = connectToListener();
-    if (!listener.ok()) return;
-    const base::unique_fd memory = makeMemory();
+    const bool isUnknown = errno == EMFILE || errno == ENFILE;
+    if (!listener.ok() && !isUnknown) return;
+    const base::unique_fd memory = listener.ok() ? makeMemory() : base::unique_fd();
     Mapping ring(memory.get());
     if (ring.memory() == nullptr || !handOut(listener.get(), memory.get())) {
         ALOGW("Calls are not recorded: %s", strerror(errno));
         return;
     }
-    sInstance.store(new CallRecorder(std::move(listener), std::move(ring)),
-                    std::memory_order_release);
+    // For ever: a call that is under way may use one whose listener is gone.
+    static auto* const recorders = new std::vector<std::unique_ptr<CallRecorder>>;
+    recorders->emplace_back(new CallRecorder(std::move(listener), std::move(ring)));
+    sInstance.store(recorders->back().get(), std::memory_order_release);
 }
 
 void CallRecorder::copyIn(const void* from, size_t size) {
@@ -119,13 +125,17 @@ bool CallRecorder::write(const CallRecord& record) {
     return ring.isFollowed != 0 || mWritten - ring.read >= kRingBytes / 2;
 }
 
-void CallRecorder::add(const CallRecord& record) {
-    {
-        const AutoMutex lock(mMutex);
-        if (!write(record)) return;
-    }
+bool CallRecorder::add(const CallRecord& record) {
+    const AutoMutex lock(mMutex);
+    return write(record);
+}
+
+void CallRecorder::ring() {
+    if (send(mListener.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL) == 1) return;
     // A listener that has bells to read already needs no more.
-    (void)!send(mListener.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (errno != EPIPE && errno != ECONNRESET) return;
+    CallRecorder* self = this;
+    sInstance.compare_exchange_strong(self, nullptr);
 }
 
 void RecordedCall::begin(bool isOutgoing, uint32_t code, const Parcel& request) {
@@ -139,7 +149,7 @@ void RecordedCall::finish(status_t status, const ParcelWords& reply) {
     mRecord.endNs = nowNs();
     mRecord.status = status;
     if (status == OK) mRecord.reply = reply;
-    mRecorder->add(mRecord);
+    mMustRing = mRecorder->add(mRecord);
 }
 
 }  // namespace android::hardware::calls

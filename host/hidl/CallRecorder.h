@@ -15,14 +15,17 @@ namespace android::hardware::calls {
 // Any thread may use it.
 class CallRecorder {
   public:
-    // None until connect() has found a listener.
+    // None until connect() has found a listener, and after that is gone.
     static CallRecorder* get() { return sInstance.load(std::memory_order_acquire); }
-    // To be called when the process is about to serve. Looks for a listener as long as there was
-    // none; one in this process does not count. Logs why a listener cannot be used.
+    // To be called when the process is about to serve. Looks for a listener unless there is one;
+    // one in this process does not count. Logs why a listener cannot be used.
     static void connect();
 
-    // Writes the call into the ring; counts it as lost where there is no room.
-    void add(const CallRecord& record) EXCLUDES(mMutex);
+    // Writes the call into the ring; counts it as lost where there is no room. Returns whether the
+    // bell must ring.
+    bool add(const CallRecord& record) EXCLUDES(mMutex);
+    // The first bell that the listener cannot hear ends the recording.
+    void ring();
 
   private:
     CallRecorder(base::unique_fd listener, Mapping ring)
@@ -50,6 +53,10 @@ class RecordedCall {
     void end(status_t status, const ParcelWords& reply) {
         if (mRecorder != nullptr) finish(status, reply);
     }
+    // After end(), and where nobody waits for this call any more: rings the bell if it must.
+    void tell() {
+        if (mMustRing) mRecorder->ring();
+    }
 
   private:
     void begin(bool isOutgoing, uint32_t code, const Parcel& request);
@@ -57,6 +64,7 @@ class RecordedCall {
 
     CallRecorder* const mRecorder;
     CallRecord mRecord;
+    bool mMustRing = false;
 };
 
 }  // namespace android::hardware::calls

@@ -33,7 +33,7 @@ bool isOurMemory(int fd) {
 }  // namespace
 
 Mapping::Mapping(int fd) : mMemory(nullptr) {
-    if (!isOurMemory(fd)) return;
+    if (fd < 0 || !isOurMemory(fd)) return;
     void* const memory =
             mmap(nullptr, sizeof(RingMemory), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     if (memory != MAP_FAILED) mMemory = static_cast<RingMemory*>(memory);
@@ -51,7 +51,8 @@ std::optional<CallRing> CallRing::receive(int connection) {
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = control;
-    message.msg_controllen = sizeof(control);
+    // Not the padding too, which has room for a second descriptor.
+    message.msg_controllen = CMSG_LEN(sizeof(int));
     if (recvmsg(connection, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC) <= 0) return std::nullopt;
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
     if (header == nullptr || header->cmsg_type != SCM_RIGHTS) return std::nullopt;
@@ -134,7 +135,10 @@ base::unique_fd listenForCalls(int folder) {
 
 base::unique_fd acceptCaller(int listener) {
     base::unique_fd connection(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (connection.ok() && !registry::isPeerOfSameUser(connection.get())) connection.reset();
+    if (connection.ok() && !registry::isPeerOfSameUser(connection.get())) {
+        connection.reset();
+        errno = EPERM;
+    }
     return connection;
 }
 

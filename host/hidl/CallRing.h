@@ -116,7 +116,8 @@ class CallRing {
 // set, on failure.
 base::unique_fd listenForCalls(int folder);
 
-// The next process of the same user that wants to hand out its calls; not ok() when there is none.
+// The next process of the same user that wants to hand out its calls; not ok(), errno set, when
+// there is none.
 base::unique_fd acceptCaller(int listener);
 
 }  // namespace android::hardware::calls

@@ -109,6 +109,7 @@ class Proxy final : public RemoteObject {
         Loop::get().run([&call] { send(call); });
         caller.wait();
         recorded.end(call.status, reply->contents().words);
+        recorded.tell();
         if (call.status == OK && callback != nullptr && !call.isOneway()) callback(*reply);
         return call.status;
     }

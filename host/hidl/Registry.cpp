@@ -311,6 +311,7 @@ std::vector<std::string> list(const std::string& descriptor) {
 
 base::unique_fd connectTo(const ServiceSocket& found) {
     base::unique_fd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!connection.ok()) return connection;
     int result;
     do {
         result = connectSocket(connection.get(), found.path.get());

@@ -89,6 +89,7 @@ void postAnswer(IncomingCall& call, calls::RecordedCall& recorded, status_t stat
         pending->fulfiller->fulfill(std::move(answer));
         pending = nullptr;
     });
+    recorded.tell();
 }
 
 // On an RPC thread.

@@ -133,17 +133,17 @@ TEST_F(CallDecoderTest, MethodsOfVersion1_1) {
 
 TEST_F(CallDecoderTest, Callbacks) {
     const sp<Tap> line =
-            new Tap(android::hardware::toBinder(sp<IBivistaAtCallback>(new AtCallback)));
+            new Tap(android::hardware::toBinder(sp<IBivistaAtCallback>(new AtCallback)), true);
     sp<IBivistaAtCallback>(new V1_0::BpHwBivistaAtCallback(line))
             ->onAtResponse("a line\r\n")
             .isOk();
-    line->record.isOutgoing = true;
     EXPECT_EQ(calls::decode(line->record)->kind, phone::Kind::ClientCallback);
     EXPECT_THAT(texts(*calls::decode(line->record)),
                 ElementsAre("IBivistaAtCallback.onAtResponse", R"(["a line\\r\\n"])", ""));
 
     const sp<Tap> state = new Tap(
-            android::hardware::toBinder(sp<IBivistaSubDisplayCallback>(new SubDisplayCallback)));
+            android::hardware::toBinder(sp<IBivistaSubDisplayCallback>(new SubDisplayCallback)),
+            true);
     sp<IBivistaSubDisplayCallback>(new V1_0::BpHwBivistaSubDisplayCallback(state))
             ->onSubDisplayStateChanged(SubScreenState::ON)
             .isOk();
@@ -152,7 +152,7 @@ TEST_F(CallDecoderTest, Callbacks) {
             ElementsAre("IBivistaSubDisplayCallback.onSubDisplayStateChanged", R"(["ON"])", ""));
 
     const sp<Tap> lpwg =
-            new Tap(android::hardware::toBinder(sp<V1_1::IBivistaLpwgCallback>(new Lpwg)));
+            new Tap(android::hardware::toBinder(sp<V1_1::IBivistaLpwgCallback>(new Lpwg)), true);
     const sp<V1_1::IBivistaLpwgCallback> callback = new V1_1::BpHwBivistaLpwgCallback(lpwg);
     callback->onLpwgEvent(V1_0::LpwgEventStatus::WAKEUP, 0).isOk();
     EXPECT_THAT(texts(*calls::decode(lpwg->record)),

@@ -6,6 +6,7 @@
 #include <random>
 #include <set>
 
+#include <vendor/qmx/hardware/bivista/1.0/BpHwBivistaAtCallback.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/phone/DecodedService.h"
@@ -79,6 +80,17 @@ TEST_F(CallRefusalTest, OtherInterfacesAreNotTheCovers) {
         EXPECT_FALSE(calls::decode({.code = 1, .request = parcel.contents().words})) << token;
     }
     EXPECT_FALSE(calls::decode({}));
+}
+
+// A client that serves something of its own records the same calls.
+TEST_F(CallRefusalTest, WhatAClientRecordsStandsOnce) {
+    service->setBrightness(1).isOk();
+    tap->record.isOutgoing = true;
+    EXPECT_FALSE(calls::decode(tap->record));
+    const sp<Tap> line =
+            new Tap(android::hardware::toBinder(sp<IBivistaAtCallback>(new AtCallback)));
+    sp<IBivistaAtCallback>(new V1_0::BpHwBivistaAtCallback(line))->onAtResponse("a line").isOk();
+    EXPECT_FALSE(calls::decode(line->record));
 }
 
 TEST_F(CallRefusalTest, AnyBytesAreReadInBounds) {

@@ -27,11 +27,17 @@ namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
 // Carries calls to an object of this process, as a transport would, and records them.
 class Tap : public android::hardware::RemoteObject {
   public:
-    explicit Tap(sp<IBinder> object) : mObject(std::move(object)) {}
+    // Outgoing: it records what its own process calls.
+    explicit Tap(sp<IBinder> object, bool isOutgoing = false)
+        : mObject(std::move(object)), mIsOutgoing(isOutgoing) {}
 
     android::status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags,
                                TransactCallback callback) override {
-        record = {.code = code, .beginNs = 2'000, .endNs = 5'000, .request = data.contents().words};
+        record = {.isOutgoing = mIsOutgoing,
+                  .code = code,
+                  .beginNs = 2'000,
+                  .endNs = 5'000,
+                  .request = data.contents().words};
         Parcel arrived;
         arrived.setContents({data.contents().words, data.contents().objects, {}});
         Parcel results;
@@ -50,6 +56,7 @@ class Tap : public android::hardware::RemoteObject {
 
   private:
     const sp<IBinder> mObject;
+    const bool mIsOutgoing;
 };
 
 class AtCallback : public IBivistaAtCallback {

@@ -76,6 +76,8 @@ std::optional<phone::Past> decode(android::hardware::calls::CallRecord record) {
                 return isOfInterface(candidate) && candidate.code == record.code;
             });
     const bool isKnown = method != std::end(kMethods);
+    // A client that serves something itself has recorded the same calls from its end.
+    if (record.isOutgoing != descriptor.ends_with("Callback")) return std::nullopt;
 
     phone::Past past;
     past.kind = record.isOutgoing ? phone::Kind::ClientCallback : phone::Kind::ClientCall;

@@ -86,7 +86,7 @@ inline constexpr bool kIsObject<sp<Type>> = true;
 template <typename Type>
 inline constexpr bool kIsVec = false;
 template <typename Type>
-inline constexpr bool kIsVec<hidl_vec<Type>> = true;
+inline constexpr bool kIsVec<hidl_vec<Type>> = std::is_trivially_copyable_v<Type>;
 
 // The next value's JSON text; false when the Parcel does not hold it.
 template <typename Value>

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/calls/ClientCalls.h"
 
+#include <cerrno>
 #include <map>
 #include <optional>
 #include <utility>
@@ -55,7 +56,11 @@ class ClientCalls::Rings : public phone::Source {
     // False when there are too many.
     bool add(unique_fd connection) EXCLUDES(mLock) {
         const android::AutoMutex lock(mLock);
-        if (mServices.size() >= kMaxServices) return false;
+        if (mServices.size() >= kMaxServices) {
+            remark("the calls of a service are missing: " + std::to_string(kMaxServices) +
+                   " others hand out theirs");
+            return false;
+        }
         const int fd = connection.get();
         mServices.emplace(fd, Service{std::move(connection)});
         return true;
@@ -78,6 +83,10 @@ class ClientCalls::Rings : public phone::Source {
         std::vector<int> fds;
         for (const auto& [fd, service] : mServices) fds.push_back(fd);
         return fds;
+    }
+
+    void remark(std::string note) {
+        mJournal.add(phone::Kind::ClientCall, "", "", std::move(note));
     }
 
   private:
@@ -103,10 +112,6 @@ class ClientCalls::Rings : public phone::Source {
             remark(std::to_string(lost) + " calls lost: the ring was full");
         }
         if (service.ring->isBroken()) remark("no more calls of this service: its ring is broken");
-    }
-
-    void remark(std::string note) {
-        mJournal.add(phone::Kind::ClientCall, "", "", std::move(note));
     }
 
     phone::Journal& mJournal;
@@ -155,7 +160,12 @@ void ClientCalls::acceptAll() {
             continue;
         }
         // Without a descriptor left the loop would run for ever: who asks is not listened to.
-        if (errno == EMFILE || errno == ENFILE) mPhone.loop().unwatch(mListener.get());
+        if (errno == EMFILE || errno == ENFILE) {
+            mRings->remark(
+                    "the calls of a service are missing, and of all that start later: no "
+                    "descriptor is left");
+            mPhone.loop().unwatch(mListener.get());
+        }
         return;
     }
 }

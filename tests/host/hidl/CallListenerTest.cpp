@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A service and who listens to its calls: a full ring, the bell, and the end of either.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <filesystem>
 
 #include "RecordedService.h"
+#include "host/hidl/CallRecorder.h"
 
 namespace {
 
@@ -58,8 +60,11 @@ TEST_F(CallListenerTest, RingsTheBellWhenTheRingGetsHalfFull) {
     draw(service, android::hardware::calls::kRingBytes / 4);
     EXPECT_FALSE(isRung());
     draw(service, android::hardware::calls::kRingBytes / 4);
-    EXPECT_TRUE(isRung());
+    waitUntil([&] { return isRung(); });
     ring->take();
+    draw(service, 1);
+    // The bells of the calls before have all rung by now.
+    isRung();
     draw(service, 1);
     EXPECT_FALSE(isRung());
 }
@@ -68,9 +73,9 @@ TEST_F(CallListenerTest, RingsTheBellAtEachCallWhileSomebodyFollows) {
     const sp<IBivista> service = start();
     ring->follow(true);
     service->setBrightness(1).isOk();
-    EXPECT_TRUE(isRung());
+    waitUntil([&] { return isRung(); });
     service->setBrightness(1).isOk();
-    EXPECT_TRUE(isRung());
+    waitUntil([&] { return isRung(); });
     ring->follow(false);
     service->setBrightness(1).isOk();
     EXPECT_FALSE(isRung());
@@ -117,6 +122,62 @@ TEST_F(CallListenerTest, KeepsWhatAKilledServiceAnswered) {
     child->kill(SIGKILL);
     child->wait();
     EXPECT_EQ(ofMethods(ring->take()).size(), 1u);
+}
+
+// A listener that is gone costs a call nothing once a bell has told of it; who registers after that
+// looks for another one.
+TEST_F(CallListenerTest, AListenerThatIsGoneIsForgotten) {
+    int gate[2];
+    ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
+    const unique_fd opened(gate[0]);
+    unique_fd closed(gate[1]);
+    listener = listen();
+    const sp<IBivista> service = use(std::make_unique<Child>([&](const Child::Ready& ready) {
+        closed.reset();
+        const sp<IBivista> served = new FakeBivista;
+        ::android::hardware::configureRpcThreadpool(1, false);
+        if (served->registerAsService() != ::android::OK) return 1;
+        ready();
+        char byte;
+        if (read(opened.get(), &byte, 1) != 0 || served->registerAsService("second") != 0) return 1;
+        ::android::hardware::joinRpcThreadpool();
+        return 1;
+    }));
+    connection.reset();
+    draw(service, android::hardware::calls::kRingBytes / 2);
+    EXPECT_FALSE(ring->take().empty());
+    draw(service, 1);
+    EXPECT_TRUE(ring->take().empty());
+
+    listener = listen();
+    closed.reset();
+    waitUntil([&] {
+        connection = android::hardware::calls::acceptCaller(listener.get());
+        return connection.ok();
+    });
+    waitUntil([&] { return (ring = CallRing::receive(connection.get())).has_value(); });
+    draw(service, 1);
+    EXPECT_EQ(ofMethods(ring->take()).size(), 1u);
+}
+
+// Nobody knows then whether somebody listens.
+TEST_F(CallListenerTest, TellsThatNoDescriptorIsLeft) {
+    using android::hardware::calls::CallRecorder;
+    listener = listen();
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    for (const rlim_t left : {0, 1, 2, 3}) {
+        testing::internal::CaptureStderr();
+        const auto next = static_cast<rlim_t>(unique_fd(dup(listener.get())).get());
+        const rlimit limit = {next + left, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        CallRecorder::connect();
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        const std::string log = testing::internal::GetCapturedStderr();
+        const bool isTold =
+                log.find("Calls are not recorded: Too many open files") != std::string::npos;
+        EXPECT_EQ(isTold, left < 3) << left << log;
+    }
 }
 
 TEST_F(CallListenerTest, TakesOneDescriptor) {
