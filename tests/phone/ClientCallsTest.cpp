@@ -69,8 +69,8 @@ TEST_F(ClientCallsTest, TellsOfLostCalls) {
     const unique_fd memory = hidltest::makeMemory();
     Mapping(memory.get()).memory()->lost = 3;
     hidltest::sendDescriptors(service.get(), {memory.get()});
-    awaitNote("3 calls lost: the ring was full");
-    EXPECT_THAT(notes(), ElementsAre("3 calls lost: the ring was full"));
+    awaitNote("calls lost, since the ring was full: 3");
+    EXPECT_THAT(notes(), ElementsAre("calls lost, since the ring was full: 3"));
 }
 
 TEST_F(ClientCallsTest, ARingThatNoRecorderWroteEndsThere) {

@@ -109,7 +109,7 @@ class ClientCalls::Rings : public phone::Source {
             if (auto call = decode(std::move(record))) mJournal.add(*std::move(call));
         }
         if (const uint64_t lost = service.ring->takeLost(); lost > 0) {
-            remark(std::to_string(lost) + " calls lost: the ring was full");
+            remark("calls lost, since the ring was full: " + std::to_string(lost));
         }
         if (service.ring->isBroken()) remark("no more calls of this service: its ring is broken");
     }
