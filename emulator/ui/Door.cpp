@@ -27,9 +27,7 @@ void launch(const std::string& file) {
     pthread_sigmask(SIG_SETMASK, &none, nullptr);
     const int nothing = open("/dev/null", O_RDWR);
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, fd);
-    for (const char* program : {"xdg-open", "sensible-browser"}) {
-        execlp(program, program, file.c_str(), nullptr);
-    }
+    execlp("xdg-open", "xdg-open", file.c_str(), nullptr);
     _exit(127);
 }
 
@@ -64,8 +62,7 @@ void Door::openInBrowser() const {
         waitpid(child, &status, 0);
         if (status == 0) return;
         cli::complain("bivista-emulator",
-                      "no browser could be opened (xdg-open, sensible-browser): open the "
-                      "address by hand");
+                      "no browser could be opened (xdg-open): open the address by hand");
     }).detach();
 }
 

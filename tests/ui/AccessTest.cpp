@@ -215,8 +215,8 @@ TEST_F(AccessTest, SaysThatThereIsNoBrowser) {
     Ui ui({"--open"});
     await([&] { return !ui.process().err().empty(); });
     EXPECT_EQ(ui.process().err(),
-              "bivista-emulator: no browser could be opened (xdg-open, sensible-browser): open the "
-              "address by hand\n");
+              "bivista-emulator: no browser could be opened (xdg-open): open the address by "
+              "hand\n");
     EXPECT_EQ(ui.get("abilities")->status, 200);
 }
 
