@@ -71,6 +71,8 @@ judge() {
 # interrupted COMMAND-LINE: types Ctrl-C at its first output.
 interrupted() {
     local outcome=0
+    # What an earlier command has printed is no output of this one, which may not have begun.
+    : >"$work/interrupted"
     set -m
     bash -c "$1" >"$work/interrupted" 2>&1 &
     set +m
