@@ -146,8 +146,11 @@ TEST_F(UiRunTest, RunOpensThePage) {
     std::ofstream(tool) << "#!/bin/sh\necho \"$# $1\" > " + mFolder + "/opened\n";
     fs::permissions(tool, fs::perms::owner_all);
     setenv("PATH", (mFolder + ":" + getenv("PATH")).c_str(), 1);
-    Process phone(emulator({"run", "--ui", "--open", "--", "/bin/sh", "-c", "read line"}));
+    Process phone(
+            emulator({"run", "--ui", "--open", "--", "/bin/sh", "-c", "read line || exit 0"}));
     await([&] { return contentOf(mFolder + "/opened") == "1 " + door() + "\n"; });
+    // The page's program removes its file before "run" returns, and so before the folder goes.
+    EXPECT_EQ(phone.wait(), 0);
 }
 
 }  // namespace
