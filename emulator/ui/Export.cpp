@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kDone = 200;
 constexpr int kBadRequest = 400;
-constexpr int kEntriesAtOnce = 10'000;
 
 // The journal from its oldest entry on, page by page.
 class Pages {
@@ -25,7 +24,8 @@ class Pages {
     explicit Pages(const Emulator& emulator) : mEmulator(emulator) {}
 
     Answer ask() const {
-        return mEmulator.ask("GET", "/v1/journal", {{"since", mSince}, {"limit", kEntriesAtOnce}});
+        return mEmulator.ask("GET", "/v1/journal",
+                             {{"since", mSince}, {"limit", control::kMostEntries}});
     }
     // The next entries; none at the end, and when the emulator has ended.
     Json next() {

@@ -11,6 +11,7 @@
 
 #include "emulator/phone/Entry.h"
 #include "emulator/phone/Error.h"
+#include "emulator/phone/control/Ability.h"
 
 namespace ui {
 
@@ -19,8 +20,6 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kEntriesAtOnce = 10'000;
-constexpr int kWaitMs = 30'000;
 // A busy emulator is asked this often; one that was quiet is asked at once.
 constexpr milliseconds kRound(30);
 constexpr milliseconds kForEver(-1);
@@ -180,8 +179,8 @@ void Feed::follow() {
         // Each request is a connection of its own, and might reach the next emulator.
         while (mEmulator.identity() == mFollowed->identity) {
             const Json values = {{"since", mFollowed->next},
-                                 {"limit", kEntriesAtOnce},
-                                 {"wait_ms", mFollowed->isLoaded ? kWaitMs : 0}};
+                                 {"limit", control::kMostEntries},
+                                 {"wait_ms", mFollowed->isLoaded ? control::kMostWaitMs : 0}};
             pass(ask("/v1/journal", values));
         }
         throw Gone("the emulator has ended", kForEver);

@@ -39,9 +39,9 @@ std::string withoutTime(const std::string& line) {
     return line.substr(std::min(line.size(), sizeof("16:00:48.123  ") - 1));
 }
 
-// A phone on which an exchange, a fault and a remark of each kind have passed.
 using JournalProgramTest = ProgramTest;
 
+// A phone on which a fault was set.
 class JournalLinesTest : public ProgramTest {
   protected:
     JournalLinesTest() : mPhone(stayingUp()) {

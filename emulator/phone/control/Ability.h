@@ -3,6 +3,7 @@
 // and the commands of "ctl" are made from this table, and so may other front ends be.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <type_traits>
@@ -19,6 +20,10 @@ struct Response;
 }  // namespace httplib
 
 namespace control {
+
+// What one request for the journal gives, and how long it waits for the first entry, at most.
+inline constexpr uint64_t kMostEntries = 10'000;
+inline constexpr uint64_t kMostWaitMs = 30'000;
 
 // What an ability works on. An action that waits takes a place in the room.
 struct Emulator {

@@ -8,14 +8,13 @@
 
 #include "emulator/phone/Error.h"
 #include "emulator/phone/client/Client.h"
+#include "emulator/phone/control/Ability.h"
 #include "emulator/phone/program/Session.h"
 
 namespace emulator {
 
 namespace {
 
-constexpr int kWaitMs = 30'000;
-constexpr int kMostEntries = 10'000;
 constexpr int kDone = 200;
 // No terminal draws faster, and nobody sees more.
 constexpr std::chrono::milliseconds kPause(40);
@@ -42,9 +41,9 @@ ChangeWatch::~ChangeWatch() {
     mThread.join();
 }
 
-uint64_t ChangeWatch::ask(uint64_t since, int limit, bool waits) {
+uint64_t ChangeWatch::ask(uint64_t since, uint64_t limit, bool waits) {
     Json values = {{"since", since}, {"limit", limit}};
-    if (waits) values["wait_ms"] = kWaitMs;
+    if (waits) values["wait_ms"] = control::kMostWaitMs;
     const httplib::Result result = mClient->ask("GET", "/v1/journal", values);
     if (!result || result->status != kDone) throw ForeignAnswer();
     return parseJson(result->body).at("next").get<uint64_t>();
@@ -59,7 +58,7 @@ uint64_t ChangeWatch::findEnd() {
         if (const uint64_t next = ask(least + step, 1, false); next != least + step) least = next;
         step /= 2;
     }
-    return ask(least, kMostEntries, false);
+    return ask(least, control::kMostEntries, false);
 }
 
 void ChangeWatch::run() {
@@ -67,7 +66,7 @@ void ChangeWatch::run() {
     // What somebody has read of the phone meanwhile may be of before that end.
     eventfd_write(mChanged.get(), 1);
     while (!mIsStopped) {
-        const uint64_t next = ask(end, kMostEntries, true);
+        const uint64_t next = ask(end, control::kMostEntries, true);
         if (next == end) continue;
         end = next;
         eventfd_write(mChanged.get(), 1);

@@ -30,7 +30,7 @@ class ChangeWatch {
     void run();
     // The number of the next entry after `since`, if there is one; waits for it if wanted. Throws
     // ForeignAnswer for the answer of no emulator.
-    uint64_t ask(uint64_t since, int limit, bool waits);
+    uint64_t ask(uint64_t since, uint64_t limit, bool waits);
     uint64_t findEnd();
 
     const std::unique_ptr<Client> mClient;

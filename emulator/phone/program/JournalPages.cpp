@@ -4,17 +4,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "emulator/phone/control/Ability.h"
+
 namespace emulator {
-
-namespace {
-
-constexpr int kJournalWaitMs = 30'000;
-
-}  // namespace
 
 std::optional<Json> JournalPages::next(bool waits) {
     Json values = {{"since", mSince}};
-    if (waits) values["wait_ms"] = kJournalWaitMs;
+    if (waits) values["wait_ms"] = control::kMostWaitMs;
     std::optional<Json> page = mSession.ask("GET", "/v1/journal", values);
     if (!page) return std::nullopt;
     Json& entries = page->at("entries");

@@ -16,8 +16,6 @@ using phone::Phone;
 
 namespace {
 
-constexpr uint64_t kMaxLimit = 10'000;
-constexpr uint64_t kMaxWaitMs = 30'000;
 // A page ends after the entry that reaches this many bytes of texts.
 constexpr size_t kPageBytes = 1 << 20;
 constexpr size_t kMaxMark = 1024;
@@ -74,8 +72,8 @@ void replyLater(const Emulator& emulator, const Page& page, std::chrono::millise
 }
 
 void reply(const Emulator& emulator, const Json& given, httplib::Response& response) {
-    const Page page = {given["since"], std::min(given["limit"].get<uint64_t>(), kMaxLimit)};
-    const std::chrono::milliseconds wait(std::min(given["wait_ms"].get<uint64_t>(), kMaxWaitMs));
+    const Page page = {given["since"], std::min(given["limit"].get<uint64_t>(), kMostEntries)};
+    const std::chrono::milliseconds wait(std::min(given["wait_ms"].get<uint64_t>(), kMostWaitMs));
     response.status = 200;
     if (wait.count() == 0 || emulator.phone.journal().next() > page.since) {
         response.set_content(print(emulator.phone, page), "application/json");
