@@ -45,8 +45,11 @@ int broken(int error) {
     return -1;
 }
 
+// The emulator's side of the pty does not block either; it alone has a number (TIOCGPTN).
 bool isLogTty(int fd) {
-    return isatty(fd) && (fcntl(fd, F_GETFL) & O_NONBLOCK) != 0;
+    unsigned int number = 0;
+    return isatty(fd) && (fcntl(fd, F_GETFL) & O_NONBLOCK) != 0 &&
+           ioctl(fd, TIOCGPTN, &number) != 0;
 }
 
 }  // namespace
@@ -119,7 +122,16 @@ class SerialLogInterpositionTest : public ServiceTest {
         }
     }
 
-    void awaitResume() const { log.waitFor("serialLogThread: resume"); }
+    // Until the log thread has the tty open, too: what the cover sends ahead of that may be lost.
+    void awaitResume() const {
+        log.waitFor("serialLogThread: resume");
+        journal.waitFor(
+                [](const phone::Entry& entry) {
+                    return entry.kind == phone::Kind::TtyOpen &&
+                           entry.note.find("O_NONBLOCK") != std::string::npos;
+                },
+                first);
+    }
 
     // Has the cover log a line, and waits until the log thread has found the lock taken.
     void leavePendingLine(const std::string& line) const {
