@@ -97,13 +97,25 @@ HidAnswer Panel::begin(const std::string& node, PanelCall call, cover::Time time
     return {.result = call == PanelCall::Open ? -ENODEV : -ESHUTDOWN};
 }
 
+void Panel::record(Kind kind, const std::string& node, const std::string& bytes,
+                   const std::string& note, cover::Time held) {
+    if (held == cover::Time::zero()) return mJournal.add(kind, node, bytes, note);
+    mJournal.add({.kind = kind,
+                  .begin = std::chrono::steady_clock::now() - held,
+                  .duration = held,
+                  .path = node,
+                  .bytes = bytes,
+                  .note = note});
+}
+
 HidAnswer Panel::hidOpened(const std::string& node, const HidOpen& open, bool waited) {
     const cover::Time time = open.isFirst ? mOpenTime : cover::Time::zero();
     std::optional<uint64_t> pass;
     HidAnswer answer = begin(node, PanelCall::Open, time, waited, &pass);
     if (answer.askAgainAfter) return answer;
     const std::string error = noteOf(answer.result, 0);
-    mJournal.add(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error);
+    record(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error,
+           open.held);
     return answer;
 }
 
@@ -114,8 +126,8 @@ HidAnswer Panel::hidRequested(const std::string& node, const HidRequest& request
     if (answer.askAgainAfter) return answer;
     if (answer.result == 0) answer = transfer(request, pass);
     const bool reads = request.kind == HidRequest::Kind::GetFeature;
-    mJournal.add(entry, node, reads && answer.result >= 0 ? answer.report : request.bytes,
-                 noteOf(answer.result, reads ? answer.report.size() : request.size));
+    record(entry, node, reads && answer.result >= 0 ? answer.report : request.bytes,
+           noteOf(answer.result, reads ? answer.report.size() : request.size), request.held);
     return answer;
 }
 
@@ -140,7 +152,7 @@ HidAnswer Panel::transfer(const HidRequest& request, std::optional<uint64_t> pas
 }
 
 void Panel::hidRefused(const std::string& node, const HidRequest& request, int error) {
-    mJournal.add(namesOf(request).entry, node, request.bytes, strerrorname_np(error));
+    record(namesOf(request).entry, node, request.bytes, strerrorname_np(error), request.held);
 }
 
 void Panel::hidClosed(const std::string& node) {

@@ -53,6 +53,9 @@ class Panel : public Subject, public HidListener {
     // passes if not all; it may have to wait. One of them may pull the cover off.
     HidAnswer begin(const std::string& node, cover::PanelCall call, cover::Time time, bool waited,
                     std::optional<uint64_t>* pass);
+    // Of a call that was held until now; its begin is when it came.
+    void record(Kind kind, const std::string& node, const std::string& bytes,
+                const std::string& note, cover::Time held);
     // What becomes of a transfer that no fault has stopped.
     HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);
 

@@ -44,6 +44,12 @@ class Subject {
         for (const auto& [fault, by] : strikes) mJournal.add(Kind::FaultMet, path, fault, by);
     }
 
+    // The description's bytes tell how it came.
+    void recordAttach(const std::string& device, const DeviceDescription& description,
+                      const std::string& note) {
+        mJournal.add(Kind::Attach, device, toJson(description), note);
+    }
+
     EventLoop& mLoop;
     Journal& mJournal;
     Backend& mBackend;
