@@ -81,7 +81,14 @@ std::string parse(const std::string& line, Json* object) {
     std::string wrong = checkBytes(line);
     if (!wrong.empty()) return wrong;
     try {
-        *object = Json::parse(line);
+        // Nesting costs memory many times its text.
+        *object = Json::parse(line, [](int depth, Json::parse_event_t /*event*/, Json& /*part*/) {
+            constexpr int kDeepest = 8;
+            if (depth > kDeepest) throw std::length_error("too deep");
+            return true;
+        });
+    } catch (const std::length_error&) {
+        wrong = "is no entry of a journal: it is nested too deeply";
     } catch (const Json::parse_error& error) {
         wrong = "column " + std::to_string(error.byte) + ": is no JSON";
     } catch (const Json::exception&) {

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "emulator/cover/Text.h"
+
 namespace replay {
 
 namespace {
@@ -58,7 +60,7 @@ void infer(std::span<const Entry> later, const Entry& attach, phone::DeviceDescr
 std::optional<std::string> textOf(const Json& members, const char* name) {
     const auto member = members.find(name);
     if (member == members.end() || !member->is_string()) return std::nullopt;
-    return member->get<std::string>();
+    return cover::unescape(member->get<std::string>());
 }
 
 std::optional<int> numberOf(const Json& members, const char* name) {

@@ -197,7 +197,9 @@ HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t siz
     // Its going answers it.
     const Time recorded = isCutOff(call) ? Time::max() : call.answered;
     const Time wait = waitOf(held->due, recorded);
-    if (wait > Time()) return {.askAgainAfter = std::min(wait, std::max(kLookAgain, held->due - EventLoop::now()))};
+    if (wait > Time()) {
+        return {.askAgainAfter = std::min(wait, std::max(kLookAgain, held->due - EventLoop::now()))};
+    }
     const size_t length = kind == Kind::HidGet ? call.report.size() : size;
     HidAnswer answer = {.result = -call.error, .report = call.report};
     if (call.error == 0) answer.result = static_cast<int64_t>(call.passed.value_or(length));
@@ -210,7 +212,7 @@ HidAnswer RecordedDevice::hidOpened(const std::string& node, const phone::HidOpe
                                     bool waited) {
     if (mScript.isCover) mBench.power.use();
     HidAnswer answer = decide(Kind::HidOpen, open.flags, 0, waited);
-    if (!answer.askAgainAfter) recordOpen(node, open, answer);
+    if (!answer.askAgainAfter) recordOpen(node, open, answer, open.held);
     return answer;
 }
 
@@ -218,7 +220,7 @@ HidAnswer RecordedDevice::hidRequested(const std::string& node, const phone::Hid
                                        bool waited) {
     if (mScript.isCover) mBench.power.use();
     HidAnswer answer = decide(kindOf(request), request.bytes, request.size, waited);
-    if (!answer.askAgainAfter) recordRequest(node, request, answer);
+    if (!answer.askAgainAfter) recordRequest(node, request, answer, request.held);
     return answer;
 }
 

@@ -79,7 +79,8 @@ class UsbPowerTest : public support::PhoneTest {
                 journal.waitFor([](const Entry& e) { return e.note == "resumed"; }, first);
         const auto then =
                 journal.waitFor([&](const Entry& e) { return e.kind == kind; }, woken.seq);
-        return std::chrono::duration_cast<milliseconds>(then.time - woken.time);
+        const auto end = then.time + then.duration.value_or(milliseconds(0));
+        return std::chrono::duration_cast<milliseconds>(end - woken.time);
     }
 };
 

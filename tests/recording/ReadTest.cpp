@@ -129,7 +129,8 @@ TEST_F(ReadTest, ACutOffLastLineIsLeftOutAndNoted) {
     }
     // Only its line end is missing.
     const std::string second = kSecond;
-    const Recording whole = read(file(kHeader + std::string(kFirst) + second.substr(0, second.size() - 1)));
+    const Recording whole =
+            read(file(kHeader + std::string(kFirst) + second.substr(0, second.size() - 1)));
     EXPECT_THAT(whole.entries, SizeIs(2));
     EXPECT_THAT(whole.notes, IsEmpty());
     // Nothing is left of a file that has no more.
@@ -232,7 +233,7 @@ TEST_F(ReadTest, TooMuchIsRefusedAtOnce) {
     EXPECT_EQ(refusal(kHeader + std::string(kLongestLine + 1, ' ')),
               "r.jsonl:2: the line is longer than 8 MiB");
     EXPECT_EQ(refusal(std::string(kLongestLine, '[') + "\n"),
-              "r.jsonl:1: column 8388609: is no JSON");
+              "r.jsonl:1: is no entry of a journal: it is nested too deeply");
 }
 
 }  // namespace

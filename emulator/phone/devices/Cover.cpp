@@ -54,7 +54,7 @@ void Cover::attach(const CoverOptions& options) {
             return mLoader.plug(description.identity);
         }
         mDevice = mBackend.make(description);
-        mJournal.add(Kind::Attach, mDevice->name(), {}, describe(description.identity));
+        recordAttach(mDevice->name(), description, describe(description.identity));
         if (options.withHid) mPanel.plug();
         try {
             mDevice->publish();

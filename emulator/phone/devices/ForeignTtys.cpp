@@ -15,7 +15,7 @@ void ForeignTtys::attach(int number, const std::string& idVendorText,
                                                .ttyListener = this};
         mBackend.checkFree(description);
         Device& device = *(mDevices[number] = mBackend.make(description));
-        mJournal.add(Kind::Attach, device.name(), {}, ttyNode(number));
+        recordAttach(device.name(), description, ttyNode(number));
         try {
             device.publish();
         } catch (...) {

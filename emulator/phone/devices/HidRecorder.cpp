@@ -40,21 +40,21 @@ void HidRecorder::record(Kind kind, const std::string& node, const std::string& 
 }
 
 void HidRecorder::recordOpen(const std::string& node, const HidOpen& open,
-                             const HidAnswer& answer) {
+                             const HidAnswer& answer, cover::Time held) {
     const std::string error = noteOf(answer.result, 0);
     record(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error,
-           open.held);
+           held);
 }
 
 void HidRecorder::recordRequest(const std::string& node, const HidRequest& request,
-                                const HidAnswer& answer) {
+                                const HidAnswer& answer, cover::Time held) {
     const bool reads = request.kind == HidRequest::Kind::GetFeature;
     record(kindOf(request), node, reads && answer.result >= 0 ? answer.report : request.bytes,
-           noteOf(answer.result, reads ? answer.report.size() : request.size), request.held);
+           noteOf(answer.result, reads ? answer.report.size() : request.size), held);
 }
 
 void HidRecorder::hidRefused(const std::string& node, const HidRequest& request, int error) {
-    recordRequest(node, request, {.result = -error});
+    recordRequest(node, request, {.result = -error}, request.held);
 }
 
 void HidRecorder::hidClosed(const std::string& node) {

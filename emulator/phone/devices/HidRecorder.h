@@ -20,12 +20,13 @@ class HidRecorder : public HidListener {
     static Kind kindOf(const HidRequest& request);
 
   protected:
-    void recordOpen(const std::string& node, const HidOpen& open, const HidAnswer& answer);
-    void recordRequest(const std::string& node, const HidRequest& request,
-                       const HidAnswer& answer);
+    // `held`: until now; the entry's begin is when the call came.
+    void recordOpen(const std::string& node, const HidOpen& open, const HidAnswer& answer,
+                    cover::Time held);
+    void recordRequest(const std::string& node, const HidRequest& request, const HidAnswer& answer,
+                       cover::Time held);
 
   private:
-    // Of a call that was held until now; its begin is when it came.
     void record(Kind kind, const std::string& node, const std::string& bytes,
                 const std::string& note, cover::Time held);
 

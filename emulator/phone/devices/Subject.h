@@ -56,6 +56,12 @@ class Subject {
                       .note = {}});
     }
 
+    // The description's bytes tell how it came.
+    void recordAttach(const std::string& device, const DeviceDescription& description,
+                      const std::string& note) {
+        mJournal.add(Kind::Attach, device, toJson(description), note);
+    }
+
     EventLoop& mLoop;
     Journal& mJournal;
     Backend& mBackend;

@@ -28,6 +28,7 @@
 #include "emulator/phone/world/Files.h"
 #include "emulator/phone/world/Keeper.h"
 #include "emulator/phone/world/World.h"
+#include "emulator/recording/Recording.h"
 #include "emulator/ui/Companion.h"
 
 namespace emulator {
@@ -71,10 +72,19 @@ std::string findService() {
     return "";
 }
 
+// The journal's first line. What is set later has entries.
+std::string headerOf(const phone::Phone& phone) {
+    recording::Header header;
+    header.program = kProgram + std::string(" " BIVISTA_VERSION);
+    header.files = phone.files.firstContents();
+    return recording::toJson(header);
+}
+
 void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream) {
     if (stream != nullptr) {
-        stream->carry(phone.journal());
-    } else if (!options.journal.empty() && !phone.journal().writeTo(options.journal)) {
+        stream->carry(phone.journal(), headerOf(phone));
+    } else if (!options.journal.empty() &&
+               !phone.journal().writeTo(options.journal, headerOf(phone))) {
         phone::throwErrno("cannot write the journal " + options.journal);
     }
     for (const std::string& property : options.properties) {
@@ -219,7 +229,7 @@ void addRun(cli::Command& program) {
             .check(checkProperty);
     command.takeRepeated("--fault", &options->faults,
                          "Fault, see \"ctl fault --help\"; repeatable");
-    command.take("--journal", &options->journal, "Write the journal to this file, as JSON lines");
+    command.take("--journal", &options->journal, "Write the journal to this file, as a recording");
     const cli::Option ui = command.flag("--ui", &options->ui,
                                         "Show the phone on a page, see \"ui --help\"; standard "
                                         "error has its address");
