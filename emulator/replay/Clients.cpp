@@ -3,14 +3,33 @@
 
 #include <utility>
 
+#include "emulator/phone/Error.h"
+
 namespace replay {
 
+namespace {
+
+// So many at a time: a service that answers nothing gets no more.
+constexpr size_t kMostCalls = 64;
+
+}  // namespace
+
 Clients::~Clients() {
-    for (std::thread& thread : mThreads) thread.join();
+    for (Running& call : mCalls) call.thread.join();
 }
 
 void Clients::call(const phone::Entry& entry) {
-    mThreads.emplace_back([this, &entry] { carryOut(entry); });
+    std::erase_if(mCalls, [](Running& call) {
+        const bool isOver = call.isOver;
+        if (isOver) call.thread.join();
+        return isOver;
+    });
+    if (mCalls.size() == kMostCalls) throw phone::Error("too many calls are not answered");
+    Running& running = mCalls.emplace_back();
+    running.thread = std::thread([this, &entry, &running] {
+        carryOut(entry);
+        running.isOver = true;
+    });
 }
 
 bool Clients::wasAlone() const {

@@ -2,12 +2,13 @@
 // The clients of a recording: they call the service as recorded.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <utils/Mutex.h>
 
@@ -28,7 +29,7 @@ class Clients {
     Clients& operator=(const Clients&) = delete;
 
     // Begins the call, on a thread of its own: in the recording too it may have lasted until
-    // another one.
+    // another one. The entry outlives it.
     void call(const phone::Entry& entry);
     // Whether a call was to be made, and there was no service for it.
     bool wasAlone() const EXCLUDES(mLock);
@@ -42,7 +43,11 @@ class Clients {
     mutable android::Mutex mLock;
     std::shared_ptr<calls::Caller> mCaller GUARDED_BY(mLock);
     bool mWasAlone GUARDED_BY(mLock) = false;
-    std::vector<std::thread> mThreads;
+    struct Running {
+        std::atomic<bool> isOver = false;
+        std::thread thread;
+    };
+    std::list<Running> mCalls;
 };
 
 }  // namespace replay

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <exception>
 
+#include "emulator/phone/Error.h"
+
 namespace replay {
 
 using phone::Entry;
@@ -55,8 +57,7 @@ void Player::setUp() {
     }
 }
 
-void Player::start(Signal signal) {
-    mSignal = std::move(signal);
+void Player::start() {
     mLast = mStep = Clock::now();
     mThread = std::thread([this] { run(); });
 }
@@ -118,7 +119,7 @@ bool Player::awaitNext() {
         if (!isThere && isSilent()) mProgress.giveUp();
         sleepUntil(isThere ? dueOfNext() : Clock::now() + milliseconds(100));
     }
-    mWasLeft = true;
+    mWasLeft = !mIsToEnd;
     return false;
 }
 
@@ -135,7 +136,8 @@ void Player::playNext() {
             play(stimulus);
         }
     } catch (const std::exception& error) {
-        mTell("entry " + std::to_string(stimulus.entry->seq) + " cannot be played: " + error.what());
+        mTell("entry " + std::to_string(stimulus.entry->seq) +
+              " cannot be played: " + error.what());
     }
     mLast = Clock::now();
 }
@@ -143,6 +145,7 @@ void Player::playNext() {
 void Player::play(const Stimulus& stimulus) {
     const Entry& entry = *stimulus.entry;
     if (entry.kind == Kind::ClientCall) return mClients.call(entry);
+    if (entry.kind == Kind::Signal) mIsToEnd |= entry.bytes == "TERM" || entry.bytes == "KILL";
     mNeighbours.play(entry);
     mPhone.play(stimulus);
 }
@@ -155,19 +158,27 @@ void Player::awaitEnd() {
         if (!isThere && isSilent()) return;
         sleepUntil(isThere ? mStep + kAfterLast : Clock::now() + milliseconds(100));
     }
-    mWasLeft |= !look();
+    mWasLeft |= !look() && !mIsToEnd;
 }
 
 void Player::endProgram() {
     mEndSeq = mPhone.journal().next();
     if (mHasEnded) return;
-    mSignal(SIGTERM);
+    send(SIGTERM);
     const Clock::time_point limit = Clock::now() + kKillAfter;
     while (!mHasEnded && Clock::now() < limit) {
         look();
         sleepUntil(limit);
     }
-    if (!mHasEnded) mSignal(SIGKILL);
+    if (!mHasEnded) send(SIGKILL);
+}
+
+void Player::send(int signal) {
+    try {
+        mPhone.signal(signal);
+    } catch (const phone::Error&) {
+        // It has just ended.
+    }
 }
 
 std::vector<Entry> Player::select(std::vector<Entry> entries) const {

@@ -24,8 +24,6 @@ struct Pace {
 class Player {
   public:
     using Clock = std::chrono::steady_clock;
-    // The program is to be sent this signal; the replay's own thread calls it.
-    using Signal = std::function<void(int number)>;
 
     // `tell` gets what cannot be played, one line each; any thread.
     Player(RecordedPhone& phone, RecordedNeighbours& neighbours, const Script& script, Pace pace,
@@ -37,8 +35,8 @@ class Player {
 
     // Before the program starts: plays what was recorded before the service did anything.
     void setUp();
-    // Plays the rest on a thread of its own, and ends the program with `signal` at the end.
-    void start(Signal signal);
+    // Once the program runs: plays the rest on a thread of its own, and ends the program then.
+    void start();
     // The program has ended. Waits for the thread.
     void stop();
 
@@ -57,6 +55,8 @@ class Player {
     void play(const Stimulus& stimulus);
     void awaitEnd();
     void endProgram();
+    // To the program, if it still runs.
+    void send(int signal);
     // Takes what has come, and returns whether what is needed is there.
     bool look();
     // When the next stimulus comes, now that all that it needs is there.
@@ -71,18 +71,18 @@ class Player {
     const Pace mPace;
     const std::function<void(const std::string&)> mTell;
     Clients mClients;
-    Signal mSignal;
     std::atomic<bool> mHasEnded = false;
     std::thread mThread;
 
     Progress mProgress;
-    size_t mNext = 0;       // of the stimuli
-    uint64_t mSeq = 1;      // of the journal: what was not looked at yet
+    size_t mNext = 0;   // of the stimuli
+    uint64_t mSeq = 1;  // of the journal: what was not looked at yet
     uint64_t mEndSeq = UINT64_MAX;
-    Time mPlayed{};                       // when the last stimulus was recorded
-    Clock::time_point mLast{};            // when it was played
-    Clock::time_point mStep{};            // when something came last that is needed
+    Time mPlayed{};             // when the last stimulus was recorded
+    Clock::time_point mLast{};  // when it was played
+    Clock::time_point mStep{};  // when something came last that is needed
     size_t mSteps = 0;
+    bool mIsToEnd = false;  // the recording has a signal that ends it
     bool mWasLeft = false;
 };
 

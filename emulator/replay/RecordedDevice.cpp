@@ -97,8 +97,8 @@ std::optional<Time> RecordedDevice::turn() {
 // --- the tty ---
 
 bool RecordedDevice::isDeaf() const {
-    const auto unused = std::find(mUsed.begin() + static_cast<ptrdiff_t>(mNextExchange),
-                                  mUsed.end(), false);
+    const auto unused =
+            std::find(mUsed.begin() + static_cast<ptrdiff_t>(mNextExchange), mUsed.end(), false);
     return unused != mUsed.end() &&
            mScript.exchanges[static_cast<size_t>(unused - mUsed.begin())].isLost;
 }
@@ -178,9 +178,8 @@ HidCall RecordedDevice::takeCall(Kind kind) {
 
 std::deque<RecordedDevice::Held>::iterator RecordedDevice::findHeld(Kind kind,
                                                                     const std::string& bytes) {
-    return std::ranges::find_if(mHeld, [&](const Held& held) {
-        return held.kind == kind && held.bytes == bytes;
-    });
+    return std::ranges::find_if(
+            mHeld, [&](const Held& held) { return held.kind == kind && held.bytes == bytes; });
 }
 
 HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t size, bool waited) {
@@ -198,7 +197,8 @@ HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t siz
     const Time recorded = isCutOff(call) ? Time::max() : call.answered;
     const Time wait = waitOf(held->due, recorded);
     if (wait > Time()) {
-        return {.askAgainAfter = std::min(wait, std::max(kLookAgain, held->due - EventLoop::now()))};
+        return {.askAgainAfter =
+                        std::min(wait, std::max(kLookAgain, held->due - EventLoop::now()))};
     }
     const size_t length = kind == Kind::HidGet ? call.report.size() : size;
     HidAnswer answer = {.result = -call.error, .report = call.report};

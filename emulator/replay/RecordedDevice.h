@@ -63,7 +63,8 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
         HidCall call;
     };
 
-    // How long an answer still waits that is due then and was recorded at that time; 0: it may come.
+    // How long an answer still waits that is due then and was recorded at that time; 0: it may
+    // come.
     Time waitOf(Time due, Time recorded) const;
     void transmit(const std::string& bytes);
     void receive(const std::string& command);
@@ -86,8 +87,7 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
                                bool waited) override;
     phone::HidAnswer hidRequested(const std::string& node, const phone::HidRequest& request,
                                   bool waited) override;
-    void hidRefused(const std::string& node, const phone::HidRequest& request,
-                    int error) override;
+    void hidRefused(const std::string& node, const phone::HidRequest& request, int error) override;
 
     Bench& mBench;
     const DeviceScript& mScript;
@@ -99,7 +99,7 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
     std::vector<bool> mUsed;        // by exchange
     std::deque<Sending> mSendings;  // in order
 
-    std::vector<bool> mUsedCalls;   // by call on the hidraw node
+    std::vector<bool> mUsedCalls;  // by call on the hidraw node
     std::deque<Held> mHeld;
 };
 

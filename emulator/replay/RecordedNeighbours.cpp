@@ -56,8 +56,7 @@ neighbours::AccessoryState RecordedNeighbours::accessoryState() {
 }
 
 int32_t RecordedNeighbours::lpwgResult() {
-    return static_cast<int32_t>(
-            std::strtol(take("ILpwg.setAesModeToLpwg").c_str(), nullptr, 10));
+    return static_cast<int32_t>(std::strtol(take("ILpwg.setAesModeToLpwg").c_str(), nullptr, 10));
 }
 
 }  // namespace replay

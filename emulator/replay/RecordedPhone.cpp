@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 
 #include "emulator/phone/Error.h"
 #include "emulator/phone/Paths.h"
+#include "emulator/phone/Phone.h"
 #include "emulator/phone/devices/Cover.h"
 #include "emulator/phone/world/WorldBackend.h"
 
@@ -39,10 +41,8 @@ std::optional<uint64_t> sizeOfImage(const Entry& entry) {
 
 RecordedPhone::RecordedPhone(const Script& script, const recording::Header& header)
     : mBackend(std::make_unique<phone::WorldBackend>(mLoop)),
-      mFiles(mSurroundings,
-             [this](const std::string& path, const std::string& bytes) {
-                 mPower.control(path, bytes);
-             }),
+      mFiles(mSurroundings, [this](const std::string& path,
+                                   const std::string& bytes) { mPower.control(path, bytes); }),
       mBench{mLoop, mJournal, *mBackend, mPower, Time(), phone::kClosingWait} {
     for (const DeviceScript& device : script.devices) mDevices.emplace_back(mBench, device);
     mPower.setFirstOptions(phone::kKernelPower);
@@ -69,7 +69,7 @@ void RecordedPhone::putFirst(const recording::Header& header) {
     }
 }
 
-bool RecordedPhone::isCoverAttached() const {
+bool RecordedPhone::isCoverAttached() {
     return mLoop.call([this] {
         return std::ranges::any_of(mDevices, [](const RecordedDevice& device) {
             return device.isCover() && device.isPlugged();
@@ -102,6 +102,8 @@ void RecordedPhone::play(const Stimulus& stimulus) {
             return mLoop.call([&] { setFault(entry); });
         case Kind::Control:
             return setOptions(entry);
+        case Kind::Signal:
+            return sendSignal(entry);
         default:
             return;
     }
@@ -146,7 +148,19 @@ void RecordedPhone::raise(const Entry& entry) {
     isBurst ? mUevents.burst(entry.bytes, 1) : mUevents.raise(entry.bytes);
 }
 
+void RecordedPhone::signal(int number) {
+    mLoop.call([&] { mBackend->signal(number); });
+}
+
+void RecordedPhone::sendSignal(const Entry& entry) {
+    const auto known = std::ranges::find(phone::kSignals, entry.bytes, &phone::Signal::name);
+    if (known == std::end(phone::kSignals)) throw phone::Error("there is no signal " + entry.bytes);
+    mJournal.add(Kind::Signal, {}, entry.bytes);
+    signal(known->number);
+}
+
 void RecordedPhone::setFault(const Entry& entry) {
+    mJournal.add(Kind::Fault, {}, entry.bytes, entry.note);
     if (entry.bytes.empty()) {
         mFaults.clear();
     } else if (entry.note == "removed") {

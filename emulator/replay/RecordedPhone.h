@@ -42,9 +42,11 @@ class RecordedPhone {
     void setNextStimulus(Time time);
 
     size_t heldCalls() const { return mBench.heldCalls; }
-    bool isCoverAttached() const;
+    bool isCoverAttached();
 
     pid_t spawn(const std::vector<std::string>& command) { return mBackend->spawn(command); }
+    // To the program. Throws phone::Error when it does not run.
+    void signal(int number);
     void superviseThisThread() { mBackend->superviseThisThread(); }
     phone::Journal& journal() { return mJournal; }
     phone::EventLoop& loop() { return mLoop; }
@@ -56,6 +58,7 @@ class RecordedPhone {
     void setFault(const phone::Entry& entry);
     void setOptions(const phone::Entry& entry);
     void raise(const phone::Entry& entry);
+    void sendSignal(const phone::Entry& entry);
     void playDevice(const Stimulus& stimulus);
 
     phone::Journal mJournal;

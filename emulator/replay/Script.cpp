@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "emulator/phone/backend/NodeFault.h"
 #include "emulator/replay/DeviceText.h"
 
 namespace replay {
@@ -70,7 +71,8 @@ class Maker {
     static bool isPlayed(const Entry& entry) {
         // A fault of a node is a state of files, where no device answers. What a fault of the cover
         // or its panel caused is among their answers.
-        if (entry.kind == Kind::Fault) return entry.bytes.empty() || phone::isNodeFault(entry.bytes);
+        if (entry.kind == Kind::Fault)
+            return entry.bytes.empty() || phone::isNodeFault(entry.bytes);
         if (entry.kind == Kind::Control && entry.path == "PUT /v1/cover") return entry.note.empty();
         return recording::isStimulus(entry);
     }
@@ -78,8 +80,7 @@ class Maker {
     void note(const Entry& entry) {
         std::string lane = laneOf(entry);
         if (lane.empty()) return;
-        const bool endsLate =
-                entry.kind == Kind::ClientCall || entry.kind == Kind::ClientCallback;
+        const bool endsLate = entry.kind == Kind::ClientCall || entry.kind == Kind::ClientCallback;
         const Time time = entry.time + (endsLate ? entry.duration.value_or(Time()) : Time());
         const bool isClosing = entry.kind == Kind::NodeClose || entry.kind == Kind::HidClose ||
                                entry.kind == Kind::TtyLost;

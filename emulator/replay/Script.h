@@ -35,9 +35,9 @@ struct Exchange {
 // A call on a hidraw node.
 struct HidCall {
     phone::Kind kind = phone::Kind::HidWrite;
-    Time held{};      // until it was answered
-    Time answered{};  // when
-    int error = 0;    // errno, or 0
+    Time held{};                       // until it was answered
+    Time answered{};                   // when
+    int error = 0;                     // errno, or 0
     std::optional<uint64_t> passed{};  // none: all
     std::string report{};              // of a feature report that was read
 };
@@ -67,9 +67,9 @@ struct Deed {
 // Holds pointers to the recording's entries.
 struct Script {
     std::vector<DeviceScript> devices;
-    std::vector<Stimulus> stimuli;                            // in their order
-    std::vector<Deed> deeds;                                  // in the order of their time
-    std::map<std::string, std::deque<std::string>> answers;   // of neighbours, by method
+    std::vector<Stimulus> stimuli;                           // in their order
+    std::vector<Deed> deeds;                                 // in the order of their time
+    std::map<std::string, std::deque<std::string>> answers;  // of neighbours, by method
 };
 
 // The lane of what the devices sent; the other lanes are the recording's.

@@ -39,11 +39,10 @@ void HidRecorder::record(Kind kind, const std::string& node, const std::string& 
                  .note = note});
 }
 
-void HidRecorder::recordOpen(const std::string& node, const HidOpen& open,
-                             const HidAnswer& answer, cover::Time held) {
+void HidRecorder::recordOpen(const std::string& node, const HidOpen& open, const HidAnswer& answer,
+                             cover::Time held) {
     const std::string error = noteOf(answer.result, 0);
-    record(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error,
-           held);
+    record(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error, held);
 }
 
 void HidRecorder::recordRequest(const std::string& node, const HidRequest& request,
