@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "cli/Beside.h"
 #include "cli/Message.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/calls/ClientCalls.h"
@@ -59,16 +60,6 @@ void refuseHidden(const std::string& path, const char* what) {
     throw phone::Error(std::string(what) + " " + path +
                        " lies in a folder that the phone has as its own (/dev, /sys, /data, "
                        "/system_ext): use a copy elsewhere");
-}
-
-// The service that was built or installed with this program.
-std::string findService() {
-    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : {".", BIVISTA_SERVICE_FOLDER}) {
-        const fs::path service = (folder / place / BIVISTA_SERVICE_NAME).lexically_normal();
-        if (access(service.c_str(), X_OK) == 0) return service;
-    }
-    return "";
 }
 
 void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream) {
@@ -187,7 +178,10 @@ int runProgram(const RunOptions& options) {
 int run(RunOptions& options) {
     std::set_terminate(endOnUncaughtException);
     try {
-        if (options.program.empty()) options.program.push_back(findService());
+        if (options.program.empty()) {
+            options.program = {
+                    cli::findBeside(BIVISTA_SERVICE_NAME, {".", BIVISTA_SERVICE_FOLDER})};
+        }
         if (options.program[0].empty()) {
             cli::complain(kProgram, "no " BIVISTA_SERVICE_NAME
                                     " lies beside this program: name what to run after \"--\"");
