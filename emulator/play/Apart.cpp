@@ -12,7 +12,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <android-base/file.h>
 #include <android-base/unique_fd.h>
 #include "emulator/phone/Error.h"
 #include "emulator/phone/world/Keeper.h"
@@ -63,7 +62,9 @@ class EndingSignals {
     int fd() const { return mFd.get(); }
     int take() const {
         signalfd_siginfo info = {};
-        return read(mFd.get(), &info, sizeof(info)) == sizeof(info) ? static_cast<int>(info.ssi_signo) : SIGTERM;
+        return read(mFd.get(), &info, sizeof(info)) == sizeof(info)
+                       ? static_cast<int>(info.ssi_signo)
+                       : SIGTERM;
     }
 
   private:
@@ -86,9 +87,9 @@ class Processes {
 std::string toJson(const Player::Verdict& verdict) {
     Json json = {{"no_service", verdict.noService}};
     if (const auto& failure = verdict.failure) {
-        json["failure"] = {{"line", failure->place.line},   {"column", failure->place.column},
-                           {"step", failure->step},         {"expected", failure->expected},
-                           {"came", failure->came},         {"around", failure->around}};
+        json["failure"] = {{"line", failure->place.line}, {"column", failure->place.column},
+                           {"step", failure->step},       {"expected", failure->expected},
+                           {"came", failure->came},       {"around", failure->around}};
     }
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -113,8 +114,7 @@ Player::Verdict fromJson(const std::string& text) {
 
 Player::Verdict playOnStage(const Scenario& scenario, const Options& options,
                             const std::string& folder) {
-    const std::string shown =
-            options.keep.empty() ? "" : keptName(scenario, options) + ".png";
+    const std::string shown = options.keep.empty() ? "" : keptName(scenario, options) + ".png";
     try {
         const auto stage = options.running ? Stage::join(options.log) : Stage::make(folder);
         return Player(scenario, *stage, shown).play();
@@ -123,11 +123,19 @@ Player::Verdict playOnStage(const Scenario& scenario, const Options& options,
     }
 }
 
+void tell(std::string_view text, const unique_fd& output) {
+    while (!text.empty()) {
+        const ssize_t count = write(output.get(), text.data(), text.size());
+        if (count <= 0) return;
+        text.remove_prefix(static_cast<size_t>(count));
+    }
+}
+
 [[noreturn]] void become(pid_t parent, const Scenario& scenario, const Options& options,
                          const std::string& folder, unique_fd output) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(0);
-    android::base::WriteStringToFd(toJson(playOnStage(scenario, options, folder)), output);
+    tell(toJson(playOnStage(scenario, options, folder)), output);
     // Calls that have no answer may still wait.
     _exit(0);
 }
@@ -140,7 +148,8 @@ std::string hear(const unique_fd& input, const EndingSignals& signals) {
         poll(watched, 2, -1);
         if ((watched[0].revents & POLLIN) != 0) throw Interrupted(signals.take());
         char buffer[1 << 16];
-        const ssize_t count = watched[1].revents == 0 ? -1 : read(input.get(), buffer, sizeof(buffer));
+        const ssize_t count =
+                watched[1].revents == 0 ? -1 : ::read(input.get(), buffer, sizeof(buffer));
         if (count == 0) return text;
         if (count > 0) text.append(buffer, static_cast<size_t>(count));
     }
@@ -149,7 +158,7 @@ std::string hear(const unique_fd& input, const EndingSignals& signals) {
 void keepFile(const std::string& from, const std::string& to) {
     std::error_code error;
     fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
-    if (error) throw NotKept("cannot write " + to + ": " + error.message());
+    if (error) throw fs::filesystem_error("cannot keep a file", to, error);
 }
 
 }  // namespace
@@ -167,7 +176,8 @@ Result playApart(const Scenario& scenario, const Options& options) {
         const Processes processes;
         unique_fd input;
         unique_fd output;
-        if (!android::base::Pipe(&input, &output, O_CLOEXEC)) phone::throwErrno("cannot make a pipe");
+        if (!android::base::Pipe(&input, &output, O_CLOEXEC))
+            phone::throwErrno("cannot make a pipe");
         const pid_t parent = getpid();
         const pid_t child = fork();
         if (child < 0) phone::throwErrno("cannot start a process");

@@ -39,8 +39,8 @@ std::string inLine(const Item& item) {
 
 std::string tellAround(const Stream<phone::Entry>& entries, size_t since) {
     const std::vector<Item> items = itemsOf(entries);
-    const uint64_t seq = since < entries.end() ? entries[std::max(since, entries.begin())].seq
-                                               : UINT64_MAX;
+    const uint64_t seq =
+            since < entries.end() ? entries[std::max(since, entries.begin())].seq : UINT64_MAX;
     const auto isSince = [seq](const Item& item) { return item.last >= seq; };
     const size_t recent = static_cast<size_t>(std::ranges::count_if(items, isSince));
     size_t left = std::min(items.size(), std::max(recent, kMost));

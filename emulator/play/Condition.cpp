@@ -56,7 +56,9 @@ std::string tellPixels(const std::string& expected, const std::string& shown, si
         ++differ;
         first = i;
     }
-    const auto level = [](char digit) { return std::to_string(digit >= 'a' ? digit - 'a' + 10 : digit - '0'); };
+    const auto level = [](char digit) {
+        return std::to_string(digit >= 'a' ? digit - 'a' + 10 : digit - '0');
+    };
     return std::to_string(differ) + " of " + std::to_string(expected.size()) +
            " pixels differ; the first, in column " + std::to_string(first % width) + " of row " +
            std::to_string(first / width) + ", is of level " + level(shown[first]) + " instead of " +

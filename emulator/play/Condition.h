@@ -53,7 +53,7 @@ class Condition {
     const Expectation& mExpectation;
     Stage& mStage;
     const Cursor mFrom;
-    Cursor mAt;  // what is looked at next
+    Cursor mAt;             // what is looked at next
     bool mIsFound = false;  // the entry or line
     bool mHeld = false;
     std::string mCame;  // of what is no entry and no line

@@ -66,8 +66,7 @@ struct Rated {
 // The elements that may stand for what was expected, the most like it alone if they are many.
 template <typename Element, typename Pattern>
 std::string tell(const Pattern& pattern, const Stream<Element>& stream, size_t from,
-                 const std::string& what,
-                 const std::function<bool(const Element&)>& isCandidate) {
+                 const std::string& what, const std::function<bool(const Element&)>& isCandidate) {
     std::vector<Rated<Element>> rated;
     for (size_t i = std::max(from, stream.begin()); i < stream.end(); ++i) {
         if (isCandidate(stream[i])) rated.push_back({i, likeness(pattern, stream[i])});

@@ -29,8 +29,7 @@ std::string inSeconds(Milliseconds time) {
                                     : std::to_string(time.count()) + " ms";
 }
 
-bool allHold(std::vector<Condition>& conditions, bool ofService, Taken& taken,
-             Milliseconds limit) {
+bool allHold(std::vector<Condition>& conditions, bool ofService, Taken& taken, Milliseconds limit) {
     return std::ranges::all_of(conditions, [&](Condition& condition) {
         return condition.isOfService() != ofService || condition.holds(taken, limit);
     });

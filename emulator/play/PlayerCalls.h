@@ -1,5 +1,6 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// The calls of a scenario. Each has a thread of its own, which a service that does not answer keeps.
+// The calls of a scenario. Each has a thread of its own, which a service that does not answer
+// keeps.
 #pragma once
 
 #include <future>

@@ -91,6 +91,7 @@ struct Call {
     // they are. "OK" alone stands for ["OK"].
     std::optional<Json> gives;
     bool background = false;  // the next step begins at once; a wait for "calls" joins it
+    Milliseconds limit{60'000};
 };
 
 // A request of the emulator's table of abilities.
@@ -107,6 +108,7 @@ struct Run {
     int status = 0;
     std::optional<Pattern> out;
     std::optional<Pattern> err;
+    Milliseconds limit{60'000};
 };
 
 struct Pause {

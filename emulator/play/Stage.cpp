@@ -13,10 +13,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "cli/Beside.h"
 #include "emulator/phone/Error.h"
 #include "emulator/phone/control/Ability.h"
 #include "emulator/phone/control/SocketFolder.h"
+#include "emulator/phone/world/ServiceProgram.h"
 #include "emulator/timeline/Spelling.h"
 
 namespace play {
@@ -46,13 +46,6 @@ unique_fd makeFile(const std::string& path) {
     unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
     if (!file.ok()) phone::throwErrno("cannot make " + path);
     return file;
-}
-
-std::string serviceProgram() {
-    const std::string service =
-            cli::findBeside(BIVISTA_SERVICE_NAME, {".", BIVISTA_SERVICE_FOLDER});
-    if (service.empty()) throw Gone("no " BIVISTA_SERVICE_NAME " lies beside this program");
-    return service;
 }
 
 // The text of a small file, without its last line end.
@@ -85,9 +78,8 @@ Stage::Stage(const std::string& folder, const std::string& registry, const std::
       mRegistryFd(open(registry.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
       mLog(log),
       // However long the folder's own path is.
-      mClient(std::make_unique<emulator::Client>("/proc/self/fd/" +
-                                                 std::to_string(mRegistryFd.get()) + "/" +
-                                                 control::kSocketName)) {}
+      mClient(std::make_unique<emulator::Client>(
+              "/proc/self/fd/" + std::to_string(mRegistryFd.get()) + "/" + control::kSocketName)) {}
 
 std::unique_ptr<Stage> Stage::make(const std::string& folder) {
     const std::string log = folder + "/" + kLog;
@@ -108,7 +100,7 @@ void Stage::startPhone() {
     mPhone = std::make_unique<StageProgram>(
             std::vector<std::string>{"/proc/self/exe", "run", "--no-cover", "--journal",
                                      mFolder + "/" + kJournal, "--", "sh", "-c", kService,
-                                     mFolder + "/" + kLog, serviceProgram()},
+                                     mFolder + "/" + kLog, phone::findService()},
             Descriptors{in.get(), out.get(), errors.get()});
     in.reset();
     out.reset();
@@ -182,10 +174,9 @@ void Stage::pull(Milliseconds wait) {
 void Stage::pullPages(Milliseconds wait) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     for (bool isBehind = true; isBehind; wait = Milliseconds(0)) {
-        const std::optional<Json> page = tryAsk("GET", "/v1/journal",
-                                                {{"since", mNext},
-                                                 {"limit", control::kMostEntries},
-                                                 {"wait_ms", wait.count()}});
+        const std::optional<Json> page = tryAsk(
+                "GET", "/v1/journal",
+                {{"since", mNext}, {"limit", control::kMostEntries}, {"wait_ms", wait.count()}});
         if (!page) return;
         const auto next = page->value("next", uint64_t{0});
         isBehind = next > mNext;

@@ -52,8 +52,7 @@ bool awaitInput(int fd, std::chrono::milliseconds limit) {
 }
 
 StageProgram::StageProgram(const std::vector<std::string>& words, const Descriptors& descriptors)
-    : mPid(start(words, descriptors)),
-      mPidfd(static_cast<int>(syscall(SYS_pidfd_open, mPid, 0))) {
+    : mPid(start(words, descriptors)), mPidfd(static_cast<int>(syscall(SYS_pidfd_open, mPid, 0))) {
     if (mPidfd.ok()) return;
     const int why = errno;
     kill(mPid, SIGKILL);

@@ -63,8 +63,8 @@ Outcome waitForService(Stage& stage, const std::string& condition, Milliseconds 
     constexpr Milliseconds kMore(10'000);
     char seconds[32];
     snprintf(seconds, sizeof(seconds), "%.3f", std::chrono::duration<double>(limit).count());
-    const auto outcome = runProgram(
-            stage, {"bivistactl", "wait", condition, "--timeout", seconds}, limit + kMore);
+    const auto outcome = runProgram(stage, {"bivistactl", "wait", condition, "--timeout", seconds},
+                                    limit + kMore);
     if (!outcome) return {1, "", "the service does not answer"};
     return {outcome->status, "", withoutLineEnd(outcome->err)};
 }

@@ -32,7 +32,7 @@ size_t terminalWidth() {
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-std::string lineOf(const Item& item, size_t width) {
+std::string inColour(const Item& item, size_t width) {
     const timeline::Line line = timeline::lineOf(item, width);
     return line.text +
            (line.verdict.empty() ? "" : cli::inColour(colourOf(item), line.verdict, STDOUT_FILENO));
@@ -64,7 +64,7 @@ class Lines {
         const size_t width = terminalWidth();
         std::string text;
         for (const Item& item : mClosed) {
-            text += lineOf(item, width) + "\n";
+            text += inColour(item, width) + "\n";
             if (text.size() < kPiece) continue;
             cli::printOrFail(text);
             text.clear();

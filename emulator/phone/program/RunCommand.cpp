@@ -17,7 +17,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "cli/Beside.h"
 #include "cli/Message.h"
 #include "emulator/phone/Phone.h"
 #include "emulator/phone/calls/ClientCalls.h"
@@ -28,6 +27,7 @@
 #include "emulator/phone/program/JournalStream.h"
 #include "emulator/phone/world/Files.h"
 #include "emulator/phone/world/Keeper.h"
+#include "emulator/phone/world/ServiceProgram.h"
 #include "emulator/phone/world/World.h"
 #include "emulator/ui/Companion.h"
 
@@ -174,19 +174,22 @@ int runProgram(const RunOptions& options) {
     return runOnPhone(options, folder, stream.get(), std::move(page));
 }
 
+// False when there is none, which it reports.
+bool takeService(std::vector<std::string>& program) {
+    try {
+        program = {phone::findService()};
+        return true;
+    } catch (const phone::Error& error) {
+        cli::complain(kProgram, error.what() + std::string(": name what to run after \"--\""));
+        return false;
+    }
+}
+
 // The same; without a program, runs the service. Reports errors on standard error.
 int run(RunOptions& options) {
     std::set_terminate(endOnUncaughtException);
+    if (options.program.empty() && !takeService(options.program)) return kProgramFailed;
     try {
-        if (options.program.empty()) {
-            options.program = {
-                    cli::findBeside(BIVISTA_SERVICE_NAME, {".", BIVISTA_SERVICE_FOLDER})};
-        }
-        if (options.program[0].empty()) {
-            cli::complain(kProgram, "no " BIVISTA_SERVICE_NAME
-                                    " lies beside this program: name what to run after \"--\"");
-            return kProgramFailed;
-        }
         return runProgram(options);
     } catch (const std::exception& error) {
         return failPhone(error);
