@@ -87,10 +87,12 @@ struct Expectation {
 struct Call {
     std::string method;
     Json arguments = Json::array();
-    // The results, in order, as far as they are given; an enumerator by its name. None: whatever
-    // they are. "OK" alone stands for ["OK"].
+    // The results, in order, as far as they are given; an enumerator by its name. Null takes any
+    // value, and an object needs only these members. None: whatever they are. "OK" alone stands for
+    // ["OK"].
     std::optional<Json> gives;
     bool background = false;  // the next step begins at once; a wait for "calls" joins it
+    Milliseconds limit{60'000};
 };
 
 // A request of the emulator's table of abilities.
@@ -107,6 +109,7 @@ struct Run {
     int status = 0;
     std::optional<Pattern> out;
     std::optional<Pattern> err;
+    Milliseconds limit{60'000};
 };
 
 struct Pause {
