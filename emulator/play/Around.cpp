@@ -23,7 +23,10 @@ std::vector<Item> itemsOf(const Stream<phone::Entry>& entries) {
     timeline::Timeline timeline;
     for (size_t i = entries.begin(); i < entries.end(); ++i) timeline.add(entries[i]);
     std::vector<Item> items = timeline.take();
-    std::erase_if(items, [](const Item& item) { return timeline::isBackground(item.kind); });
+    std::erase_if(items, [](const Item& item) {
+        // Votes against USB's suspend stand around each exchange.
+        return timeline::isBackground(item.kind) || item.title.starts_with("power/control <-");
+    });
     std::ranges::sort(items, {}, [](const Item& item) {
         return std::tuple(item.beginUs, -item.durationUs, item.id);
     });
