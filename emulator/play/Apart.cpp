@@ -98,7 +98,8 @@ Player::Verdict fromJson(const std::string& text) {
     const Json json = Json::parse(text, nullptr, false);
     // Only a process that was killed, or had no memory, says nothing.
     if (!json.is_object()) {
-        return {Failure{{}, "start", "the scenario is played", "its player was killed", ""}, true};
+        return {Failure{{1, 1}, "start", "the scenario is played", "its player was killed", ""},
+                true};
     }
     Player::Verdict verdict = {std::nullopt, json.at("no_service").get<bool>()};
     if (json.contains("failure")) {
@@ -119,7 +120,7 @@ Player::Verdict playOnStage(const Scenario& scenario, const Options& options,
         const auto stage = options.running ? Stage::join(options.log) : Stage::make(folder);
         return Player(scenario, *stage, shown).play();
     } catch (const std::exception& error) {
-        return {Failure{{}, "start", "the service serves", error.what(), ""}, true};
+        return {Failure{{1, 1}, "start", "the service serves", error.what(), ""}, true};
     }
 }
 
@@ -157,6 +158,8 @@ std::string hear(const unique_fd& input, const EndingSignals& signals) {
 
 void keepFile(const std::string& from, const std::string& to) {
     std::error_code error;
+    // A phone that could not be made has written none.
+    if (!fs::exists(from)) return;
     fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
     if (error) throw fs::filesystem_error("cannot keep a file", to, error);
 }

@@ -118,7 +118,15 @@ bool Condition::look(const ServicePattern& pattern, Taken& /*taken*/, Millisecon
 }
 
 bool Condition::look(const PicturePattern& pattern, Taken& /*taken*/, Milliseconds /*limit*/) {
-    const Json& shown = mStage.look("/v1/snapshot");
+    try {
+        return compare(pattern, mStage.look("/v1/snapshot"));
+    } catch (const Refused& refused) {
+        mCame = refused.what();
+        return false;
+    }
+}
+
+bool Condition::compare(const PicturePattern& pattern, const Json& shown) {
     const auto width = shown.at("width").get<size_t>();
     const auto height = shown.at("height").get<size_t>();
     const auto& levels = shown.at("levels").get_ref<const std::string&>();

@@ -49,6 +49,7 @@ class Condition {
     bool look(const StatePattern& pattern, Taken& taken, Milliseconds limit);
     bool look(const ServicePattern& pattern, Taken& taken, Milliseconds limit);
     bool look(const PicturePattern& pattern, Taken& taken, Milliseconds limit);
+    bool compare(const PicturePattern& pattern, const Json& shown);
 
     const Expectation& mExpectation;
     Stage& mStage;

@@ -71,16 +71,15 @@ std::string tell(const Pattern& pattern, const Stream<Element>& stream, size_t f
     for (size_t i = std::max(from, stream.begin()); i < stream.end(); ++i) {
         if (isCandidate(stream[i])) rated.push_back({i, likeness(pattern, stream[i])});
     }
-    if (rated.empty()) return "no " + what + " since then";
+    if (rated.empty()) return "no " + what;
     const size_t all = rated.size();
     // The last ones first among equals.
     std::ranges::reverse(rated);
     std::ranges::stable_sort(rated, std::greater(), &Rated<Element>::likeness);
     rated.resize(std::min(all, kMostTold));
     std::ranges::sort(rated, {}, &Rated<Element>::number);
-    std::string text = all > kMostTold ? "none of the " + std::to_string(all) + " " + what +
-                                                 " since then is it; the nearest:"
-                                       : "other " + what + ":";
+    std::string text =
+            std::to_string(all) + " " + what + (all > kMostTold ? ", the nearest:" : ":");
     for (const auto& [number, ignored] : rated) text += "\n" + inWords(stream[number]);
     return text;
 }
@@ -124,12 +123,12 @@ std::string inWords(const LogLine& line) {
 }
 
 std::string tellNearest(const EntryPattern& pattern, const Stream<Entry>& entries, size_t from) {
-    return tell<Entry>(pattern, entries, from, "entries " + pattern.kind,
+    return tell<Entry>(pattern, entries, from, pattern.kind,
                        [&](const Entry& entry) { return phone::name(entry.kind) == pattern.kind; });
 }
 
 std::string tellNearest(const LogPattern& pattern, const Stream<LogLine>& lines, size_t from) {
-    return tell<LogLine>(pattern, lines, from, "lines of the log",
+    return tell<LogLine>(pattern, lines, from, "log lines",
                          [](const LogLine& line) { return line.priority != ' '; });
 }
 

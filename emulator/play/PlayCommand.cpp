@@ -2,7 +2,9 @@
 #include "emulator/play/PlayCommand.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -109,14 +111,13 @@ int playAll(const std::vector<Scenario>& scenarios, const Arguments& arguments) 
 int play(const Arguments& arguments) {
     bool isWrong = false;
     const std::vector<Scenario> scenarios = readAll(arguments, &isWrong);
-    if (isWrong) return kWrongFile;
-    if (arguments.check) {
-        for (const Scenario& scenario : scenarios) {
-            cli::printOrFail(scenario.file.string() + ": right, " +
-                             std::to_string(scenario.steps.size()) + " steps\n");
-        }
-        return 0;
+    for (const Scenario& scenario : scenarios) {
+        if (!arguments.check) break;
+        cli::printOrFail(scenario.file.string() + ": right, " +
+                         std::to_string(scenario.steps.size()) + " steps\n");
     }
+    if (isWrong) return kWrongFile;
+    if (arguments.check) return 0;
     try {
         if (!arguments.options.keep.empty()) {
             requireNames(scenarios);
@@ -172,8 +173,12 @@ void addPlay(cli::Command& program) {
             "  bivista-emulator play scenarios/*.yaml\n"
             "  bivista-emulator play --keep /tmp/kept scenarios/slow-cover.yaml");
     command.setAction([arguments] {
-        if (arguments->options.running && !arguments->options.keep.empty()) {
+        const Options& options = arguments->options;
+        if (options.running && !options.keep.empty()) {
             cli::refuseUsage("play", "--keep does not go with --running");
+        }
+        if (!options.log.empty() && access(options.log.c_str(), R_OK) != 0) {
+            cli::refuseUsage("--log", options.log + ": " + strerror(errno));
         }
         return play(*arguments);
     });

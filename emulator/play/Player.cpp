@@ -78,9 +78,6 @@ Player::Verdict Player::play() {
     } catch (const Gone& gone) {
         const std::string expected = hasStarted ? mStep->text : "the service serves";
         return {failure({expected, gone.what()}), !hasStarted};
-    } catch (const Refused& refused) {
-        return {failure({"the phone does it", std::string("it refused: ") + refused.what()}),
-                false};
     } catch (const Json::exception&) {
         return {failure({"an emulator of this version", "another program answers"}), !hasStarted};
     }
@@ -88,7 +85,7 @@ Player::Verdict Player::play() {
 
 void Player::start() {
     for (const auto& [key, value] : mScenario.start.properties) {
-        mStage.ask("PUT", "/v1/properties", {{"key", key}, {"value", value}});
+        request(key + " is set", "PUT", "/v1/properties", {{"key", key}, {"value", value}});
     }
     for (const Step& step : mScenario.start.deeds) play(step);
     mStep = nullptr;
@@ -137,16 +134,21 @@ void Player::joinCalls(steady_clock::time_point end) {
 }
 
 void Player::perform(const Deed& deed) {
-    if (!endsService(deed)) {
-        mStage.ask(deed.method, deed.path, deed.values);
-        return;
-    }
-    mStage.expectEnd();
+    if (endsService(deed)) mStage.expectEnd();
     try {
-        mStage.ask(deed.method, deed.path, deed.values);
+        request(deed.words + " is done", deed.method, deed.path, deed.values);
     } catch (const Gone&) {
         // The phone ends with its service, maybe before it answers.
-        if (!mStage.hasEnded()) throw;
+        if (!endsService(deed) || !mStage.hasEnded()) throw;
+    }
+}
+
+void Player::request(const std::string& expected, const std::string& method,
+                     const std::string& path, const Json& values) {
+    try {
+        mStage.ask(method, path, values);
+    } catch (const Refused& refused) {
+        throw Failed{expected, std::string("the phone refuses: ") + refused.what()};
     }
 }
 
@@ -247,9 +249,15 @@ void Player::keepPicture(const Condition& condition, Failed& failed) {
     if (outcome && outcome->status == 0) failed.came += "\nwhat is shown is in " + mShown;
 }
 
-Failure Player::failure(const Failed& failed) const {
-    return {mStep == nullptr ? Place() : mStep->place, mStep == nullptr ? "start" : mStep->text,
-            failed.expected, failed.came, tellAround(mStage.streams().entries, mCursor.entry)};
+Failure Player::failure(const Failed& failed) {
+    try {
+        mStage.pull(Milliseconds(0));
+    } catch (const std::exception&) {
+        // What came before is told all the same.
+    }
+    const std::string around = tellAround(mStage.streams().entries, mCursor.entry);
+    if (mStep == nullptr) return {{1, 1}, "start", failed.expected, failed.came, around};
+    return {mStep->place, mStep->text, failed.expected, failed.came, around};
 }
 
 }  // namespace play

@@ -51,7 +51,9 @@ class Player {
                       std::chrono::steady_clock::time_point end);
     bool await(Condition& condition, Taken& taken, std::chrono::steady_clock::time_point end);
     void keepPicture(const Condition& condition, Failed& failed);
-    Failure failure(const Failed& failed) const;
+    void request(const std::string& expected, const std::string& method, const std::string& path,
+                 const Json& values);
+    Failure failure(const Failed& failed);
 
     const Scenario& mScenario;
     Stage& mStage;

@@ -35,9 +35,9 @@ struct Steps::Verb {
 };
 
 const Steps::Verb& Steps::verbOf(const Value& map) const {
-    static const std::vector<Verb> verbs = {{"call", {"with", "gives", "background"}},
+    static const std::vector<Verb> verbs = {{"call", {"with", "gives", "background", "within"}},
                                             {"do"},
-                                            {"run", {"status", "out", "err"}},
+                                            {"run", {"status", "out", "err", "within"}},
                                             {"pause"},
                                             {"wait", {"within"}},
                                             {"expect", {"within"}},
@@ -128,7 +128,9 @@ Json Steps::arguments(const Value& value, const std::string& method) {
 }
 
 Call Steps::call(const Value& map, const Value& method) {
-    Call call = {.method = mValues.line(method, "\"call\"")};
+    Call call;
+    call.method = mValues.line(method, "\"call\"");
+    call.limit = limit(map, call.limit);
     if (const Value* with = map.find("with")) call.arguments = arguments(*with, call.method);
     if (const Value* background = map.find("background")) {
         call.background = mValues.flag(*background, "\"background\"");
@@ -141,7 +143,9 @@ Call Steps::call(const Value& map, const Value& method) {
 }
 
 Run Steps::run(const Value& map, const Value& words) const {
-    Run run = {.words = mValues.words(words, "\"run\"")};
+    Run run;
+    run.words = mValues.words(words, "\"run\"");
+    run.limit = limit(map, run.limit);
     const std::vector<std::string> programs = {"bivistactl", "bivista-emulator"};
     if (std::ranges::find(programs, run.words.front()) == programs.end()) {
         Value program = words;
@@ -157,19 +161,24 @@ Run Steps::run(const Value& map, const Value& words) const {
 }
 
 Wait Steps::wait(const Value& map, const Value& conditions) {
-    Wait wait = {.limit = limit(map)};
+    Wait wait;
+    wait.limit = limit(map, wait.limit);
     wait.forCalls = conditions.kind == Value::Kind::Text && conditions.text == "calls";
     if (!wait.forCalls) wait.conditions = mExpectations.conditions(conditions);
     return wait;
 }
 
 Expect Steps::expect(const Value& map, const Value& items, bool inOrder) {
-    return {mExpectations.items(items, inOrder ? "expect" : kAnyOrder), inOrder, limit(map)};
+    Expect expect;
+    expect.items = mExpectations.items(items, inOrder ? "expect" : kAnyOrder);
+    expect.inOrder = inOrder;
+    expect.limit = limit(map, expect.limit);
+    return expect;
 }
 
-Milliseconds Steps::limit(const Value& map) const {
+Milliseconds Steps::limit(const Value& map, Milliseconds otherwise) const {
     const Value* within = map.find("within");
-    return within == nullptr ? Wait().limit : mValues.time(*within, "\"within\"");
+    return within == nullptr ? otherwise : mValues.time(*within, "\"within\"");
 }
 
 }  // namespace play

@@ -31,7 +31,7 @@ class Steps {
     Wait wait(const Value& map, const Value& conditions);
     Expect expect(const Value& map, const Value& items, bool inOrder);
     Json arguments(const Value& value, const std::string& method);
-    Milliseconds limit(const Value& map) const;
+    Milliseconds limit(const Value& map, Milliseconds otherwise) const;
 
     const Values mValues;
     Pictures mPictures;

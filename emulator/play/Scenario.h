@@ -87,8 +87,9 @@ struct Expectation {
 struct Call {
     std::string method;
     Json arguments = Json::array();
-    // The results, in order, as far as they are given; an enumerator by its name. None: whatever
-    // they are. "OK" alone stands for ["OK"].
+    // The results, in order, as far as they are given; an enumerator by its name. Null takes any
+    // value, and an object needs only these members. None: whatever they are. "OK" alone stands for
+    // ["OK"].
     std::optional<Json> gives;
     bool background = false;  // the next step begins at once; a wait for "calls" joins it
     Milliseconds limit{60'000};

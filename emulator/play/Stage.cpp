@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <thread>
@@ -98,9 +99,10 @@ void Stage::startPhone() {
     makePipe(&mReady, &out);
     const unique_fd errors = makeFile(mFolder + "/" + kErrors);
     mPhone = std::make_unique<StageProgram>(
-            std::vector<std::string>{"/proc/self/exe", "run", "--no-cover", "--journal",
-                                     mFolder + "/" + kJournal, "--", "sh", "-c", kService,
-                                     mFolder + "/" + kLog, phone::findService()},
+            std::vector<std::string>{std::filesystem::read_symlink("/proc/self/exe"), "run",
+                                     "--no-cover", "--journal", mFolder + "/" + kJournal, "--",
+                                     "sh", "-c", kService, mFolder + "/" + kLog,
+                                     phone::findService()},
             Descriptors{in.get(), out.get(), errors.get()});
     in.reset();
     out.reset();
