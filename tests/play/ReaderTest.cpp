@@ -76,13 +76,15 @@ TEST(ReaderTest, TheCoverIsOnAtTheStartUnlessTheFileSaysOtherwise) {
 TEST(ReaderTest, ReadsACall) {
     const auto call = only<Call>(
             "  - call: setScreenTune\n"
-            "    with: [1, -2, true, \"3\", WAKEUP, null, 1.5, {x: [1]}]\n"
-            "    gives: [OK, \"text\"]\n"
-            "    background: true\n");
+            "    with: [1, 2, 3, 0]\n"
+            "    gives: [OK, \"1\", 2, true, null, 1.5, {x: [1]}, no, \"null\"]\n"
+            "    background: true\n"
+            "    within: 3s\n");
     EXPECT_EQ("setScreenTune", call.method);
-    EXPECT_EQ(Json::parse(R"([1,-2,true,"3","WAKEUP",null,1.5,{"x":[1]}])"), call.arguments);
-    EXPECT_EQ(Json::parse(R"(["OK","text"])"), call.gives);
+    EXPECT_EQ(Json({1, 2, 3, 0}), call.arguments);
+    EXPECT_EQ(Json::parse(R"(["OK","1",2,true,null,1.5,{"x":[1]},"no","null"])"), call.gives);
     EXPECT_TRUE(call.background);
+    EXPECT_EQ(3s, call.limit);
 }
 
 TEST(ReaderTest, ACallMayGiveAnything) {
@@ -90,6 +92,7 @@ TEST(ReaderTest, ACallMayGiveAnything) {
     EXPECT_EQ(Json::array(), call.arguments);
     EXPECT_FALSE(call.gives);
     EXPECT_FALSE(call.background);
+    EXPECT_EQ(60s, call.limit);
     EXPECT_EQ(Json::array({"OK"}), only<Call>("  - call: goDload\n    gives: OK\n").gives);
 }
 
@@ -106,14 +109,17 @@ TEST(ReaderTest, ReadsARunOfAProgram) {
             "  - run: bivistactl power \"on now\"\n"
             "    status: 3\n"
             "    out: {contains: text}\n"
-            "    err: \"\"\n");
+            "    err: \"\"\n"
+            "    within: 2s\n");
     EXPECT_THAT(run.words, ElementsAre("bivistactl", "power", "on now"));
     EXPECT_EQ(3, run.status);
+    EXPECT_EQ(2s, run.limit);
     expectPattern(run.out, How::Contains, "text");
     expectPattern(run.err, How::Is, "");
     const auto list = only<play::Run>("  - run: [bivista-emulator, ctl, show]\n");
     EXPECT_THAT(list.words, ElementsAre("bivista-emulator", "ctl", "show"));
     EXPECT_EQ(0, list.status);
+    EXPECT_EQ(60s, list.limit);
     EXPECT_FALSE(list.out);
     EXPECT_FALSE(list.err);
 }
