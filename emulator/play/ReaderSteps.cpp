@@ -6,7 +6,7 @@
 #include "emulator/phone/Error.h"
 #include "emulator/phone/calls/Invoke.h"
 #include "emulator/phone/devices/Faults.h"
-#include "emulator/phone/program/Requests.h"
+#include "emulator/phone/words/Requests.h"
 
 namespace play {
 

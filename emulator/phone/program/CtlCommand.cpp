@@ -2,7 +2,7 @@
 #include "emulator/phone/program/CtlCommand.h"
 
 #include "emulator/phone/program/AbilityCommand.h"
-#include "emulator/phone/program/AbilityLine.h"
+#include "emulator/phone/words/AbilityLine.h"
 
 namespace emulator {
 

@@ -1,11 +1,10 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-#include "emulator/phone/program/Requests.h"
+#include "emulator/phone/words/Requests.h"
 
 #include <algorithm>
 #include <deque>
 
-#include "emulator/phone/program/AbilityLine.h"
-#include "emulator/phone/program/CtlCommand.h"
+#include "emulator/phone/words/AbilityLine.h"
 
 namespace emulator {
 
@@ -30,7 +29,7 @@ Requests requestsOf(const std::vector<std::string>& words) {
     const bool isKnown = std::ranges::any_of(control::abilities(), isAsked);
     const auto takes = [&](const Ability& each) { return !isKnown || isAsked(each); };
     Requests made;
-    cli::Command program(kProgram, "");
+    cli::Command program("bivista-emulator", "");
     std::deque<AbilityLine> lines;
     const auto add = [&](cli::Command& command, const Ability& ability) {
         const AbilityLine& line = lines.emplace_back(command, ability);

@@ -1,5 +1,5 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-#include "emulator/phone/program/AbilityLine.h"
+#include "emulator/phone/words/AbilityLine.h"
 
 #include <algorithm>
 #include <map>
