@@ -116,10 +116,18 @@ void Steps::addDeeds(const Value& value, std::vector<Step>& all) {
 
 // The emulator would refuse it when it is too late.
 void Steps::requireFault(const Value& value, const Json& given) const {
+    if (!given.contains("text")) return;
+    const std::string text = given.at("text");
     try {
-        if (given.contains("text")) phone::checkFault(given.at("text"));
+        phone::checkFault(text);
     } catch (const phone::Error& error) {
-        mValues.refuse(value, error.what());
+        // As a shell does.
+        const bool hasLost =
+                value.text.find('"') != std::string::npos && text.find('"') == std::string::npos;
+        mValues.refuse(value, std::string(error.what()) +
+                                      (hasLost ? "; put the whole fault between '...', which keeps "
+                                                 "its double quotes"
+                                               : ""));
     }
 }
 

@@ -129,11 +129,22 @@ TEST(BadWordsTest, OfDeeds) {
               errorOfSteps("  - do: detach --help\n"));
     EXPECT_EQ("s.yaml:4:9: --color has no use here.",
               errorOfSteps("  - do: detach --color=always\n"));
-    const std::string fault = errorOfSteps("  - do: fault on AT%SWV lat 1s\n");
-    EXPECT_TRUE(fault.starts_with("s.yaml:4:9: ")) << fault;
-    EXPECT_NE(std::string::npos, fault.find("lat")) << fault;
-    EXPECT_TRUE(errorOfSteps("  - do: fault node x missing\n").starts_with("s.yaml:4:9: "));
-    EXPECT_TRUE(errorOfSteps("  - do: fault hid write error NONE\n").starts_with("s.yaml:4:9: "));
+    EXPECT_EQ(
+            "s.yaml:4:9: after the command comes an effect, not \"lat\"; write one of: silent, "
+            "late, split, garble, error, before, after, inside, hangup, answer, half, flood, deaf",
+            errorOfSteps("  - do: fault on AT%SWV lat 1s\n"));
+    EXPECT_EQ(
+            "s.yaml:4:9: answer needs a quoted text, not \"times\"; for example: answer "
+            "\"\\r\\nhello\\r\\nOK\\r\\n\"; put the whole fault between '...', which keeps its "
+            "double quotes",
+            errorOfSteps("  - do: fault on AT%SWV answer \"\" times 1\n"));
+    EXPECT_EQ("", errorOfSteps("  - do: fault 'on AT%SWV answer \"\" times 1'\n"));
+    EXPECT_EQ(
+            "s.yaml:4:9: the path must begin with \"/\"; write: node PATH "
+            "missing|unreadable|unwritable|eio|read-eio",
+            errorOfSteps("  - do: fault node x missing\n"));
+    const std::string panel = errorOfSteps("  - do: fault hid write error NONE\n");
+    EXPECT_TRUE(panel.starts_with("s.yaml:4:9: \"NONE\" is no error of the panel: ")) << panel;
 }
 
 TEST(BadWordsTest, ALongWordIsCutInTheMessage) {
