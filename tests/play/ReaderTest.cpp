@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+#include "emulator/play/Reader.h"
 #include "tests/play/Written.h"
 
 namespace play {
@@ -256,6 +259,29 @@ TEST(ReaderTest, ReadsTheScenariosOfTheProject) {
         ++read;
     }
     EXPECT_GT(read, 0U);
+}
+
+std::string bytesOf(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// The guide's examples are steps or whole scenarios.
+TEST(ReaderTest, ReadsTheExamplesOfTheGuide) {
+    const std::string guide = bytesOf(GUIDE);
+    const std::string begin = "```yaml\n";
+    size_t read = 0;
+    for (size_t at = 0; (at = guide.find(begin, at)) != std::string::npos; ++read) {
+        at += begin.size();
+        const std::string example = guide.substr(at, guide.find("```", at) - at);
+        const bool isWhole = example.starts_with("scenario:");
+        // Pictures lie beside the scenarios.
+        const auto file = std::filesystem::path(SCENARIOS) / "example.yaml";
+        EXPECT_NO_THROW(readBytes(isWhole ? example : withSteps(example), file)) << example;
+    }
+    EXPECT_GT(read, 3U);
+    const std::string first = bytesOf(std::filesystem::path(SCENARIOS) / "first-steps.yaml");
+    EXPECT_NE(std::string::npos, guide.find(begin + first.substr(first.find('\n') + 1)));
 }
 
 }  // namespace
