@@ -185,6 +185,11 @@ TEST(BadWordsTest, OfPatterns) {
               errorOfItem("at: {matches: (a)\\1}"));
     EXPECT_EQ(std::string("s.yaml:5:23: \"((a{999}){999}){999}\"") + kNoExpression,
               errorOfItem("at: {matches: '((a{999}){999}){999}'}"));
+    for (const char* number : {"a{99999999999}", "a{1,99999999999}", "(a)\\99999999999"}) {
+        EXPECT_EQ(std::string("s.yaml:5:23: \"") + number + "\"" + kNoExpression,
+                  errorOfItem(std::string("at: {matches: '") + number + "'}"));
+    }
+    EXPECT_EQ("", errorOfItem("at: {matches: '12345,12345{1,99}'}"));
     EXPECT_EQ("s.yaml:5:23: an expression has at most 4096 bytes",
               errorOfItem("at: {matches: " + std::string(4097, 'x') + "}"));
     EXPECT_EQ(
