@@ -107,6 +107,14 @@ TEST(ReaderTest, ReadsDeedsWithQuotedWords) {
               only<Deed>("  - do: send \\r\\nOK\\r\\n\n").values);
 }
 
+TEST(ReaderTest, ADeedOfSeveralRequestsIsAsManySteps) {
+    const Scenario scenario = readText(withSteps("  - do: pen BV_PEN_WAKEUP BV_PEN_DETECTION\n"));
+    ASSERT_EQ(2U, scenario.steps.size());
+    EXPECT_EQ(Json({{"name", "BV_PEN_WAKEUP"}}), std::get<Deed>(scenario.steps[0].what).values);
+    EXPECT_EQ(Json({{"name", "BV_PEN_DETECTION"}}), std::get<Deed>(scenario.steps[1].what).values);
+    EXPECT_EQ("do: pen BV_PEN_WAKEUP BV_PEN_DETECTION", scenario.steps[1].text);
+}
+
 TEST(ReaderTest, ReadsARunOfAProgram) {
     const auto run = only<play::Run>(
             "  - run: bivistactl power \"on now\"\n"
