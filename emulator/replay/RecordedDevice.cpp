@@ -176,10 +176,10 @@ HidCall RecordedDevice::takeCall(Kind kind) {
     return {.kind = kind, .error = kind == Kind::HidGet ? EPIPE : 0};
 }
 
-void RecordedDevice::hold(Kind kind, const std::string& bytes) {
+void RecordedDevice::hold(const std::string& node, Kind kind, const std::string& bytes) {
     HidCall call = takeCall(kind);
     const Time due = EventLoop::now() + call.held;
-    const std::string lane = laneOf({.kind = kind, .bytes = bytes});
+    const std::string lane = laneOf({.kind = kind, .path = node, .bytes = bytes});
     mHeld.push_back({kind, bytes, lane, due, std::move(call)});
     ++mBench.heldCalls[lane];
     ++mBench.calls;
@@ -198,8 +198,9 @@ std::deque<RecordedDevice::Held>::iterator RecordedDevice::findHeld(Kind kind,
             mHeld, [&](const Held& held) { return held.kind == kind && held.bytes == bytes; });
 }
 
-HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t size, bool waited) {
-    if (!waited) hold(kind, bytes);
+HidAnswer RecordedDevice::decide(const std::string& node, Kind kind, const std::string& bytes,
+                                 size_t size, bool waited) {
+    if (!waited) hold(node, kind, bytes);
     const auto held = waited ? findHeld(kind, bytes) : std::prev(mHeld.end());
     if (held == mHeld.end()) return {.result = -EIO};
     const HidCall& call = held->call;
@@ -220,7 +221,7 @@ HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t siz
 HidAnswer RecordedDevice::hidOpened(const std::string& node, const phone::HidOpen& open,
                                     bool waited) {
     if (mScript.isCover) mBench.power.use();
-    HidAnswer answer = decide(Kind::HidOpen, open.flags, 0, waited);
+    HidAnswer answer = decide(node, Kind::HidOpen, open.flags, 0, waited);
     if (!answer.askAgainAfter) recordOpen(node, open, answer, open.held);
     return answer;
 }
@@ -228,7 +229,7 @@ HidAnswer RecordedDevice::hidOpened(const std::string& node, const phone::HidOpe
 HidAnswer RecordedDevice::hidRequested(const std::string& node, const phone::HidRequest& request,
                                        bool waited) {
     if (mScript.isCover) mBench.power.use();
-    HidAnswer answer = decide(kindOf(request), request.bytes, request.size, waited);
+    HidAnswer answer = decide(node, kindOf(request), request.bytes, request.size, waited);
     if (!answer.askAgainAfter) recordRequest(node, request, answer, request.held);
     return answer;
 }

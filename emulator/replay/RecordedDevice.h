@@ -79,8 +79,9 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
     // The next recorded call of this kind, which is used up; one that goes well when there is none.
     HidCall takeCall(phone::Kind kind);
     // What becomes of this call, or when to ask again.
-    phone::HidAnswer decide(phone::Kind kind, const std::string& bytes, size_t size, bool waited);
-    void hold(phone::Kind kind, const std::string& bytes);
+    phone::HidAnswer decide(const std::string& node, phone::Kind kind, const std::string& bytes,
+                            size_t size, bool waited);
+    void hold(const std::string& node, phone::Kind kind, const std::string& bytes);
     void release(std::deque<Held>::iterator held);
     std::deque<Held>::iterator findHeld(phone::Kind kind, const std::string& bytes);
 
