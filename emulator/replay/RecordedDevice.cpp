@@ -206,7 +206,8 @@ HidAnswer RecordedDevice::decide(const std::string& node, Kind kind, const std::
     const HidCall& call = held->call;
     // Its going answers it.
     const Time recorded = isCutOff(call) ? Time::max() : call.answered;
-    const Time wait = waitOf(held->due, recorded);
+    // An open that is under way when the device goes comes to its end then.
+    const Time wait = mDevice ? waitOf(held->due, recorded) : Time();
     if (wait > Time()) {
         return {.askAgainAfter =
                         std::min(wait, std::max(kLookAgain, held->due - EventLoop::now()))};
