@@ -27,6 +27,7 @@
 #include "emulator/phone/program/JournalStream.h"
 #include "emulator/phone/world/Files.h"
 #include "emulator/phone/world/Keeper.h"
+#include "emulator/phone/world/ServiceProgram.h"
 #include "emulator/phone/world/World.h"
 #include "emulator/recording/Recording.h"
 #include "emulator/ui/Companion.h"
@@ -60,16 +61,6 @@ void refuseHidden(const std::string& path, const char* what) {
     throw phone::Error(std::string(what) + " " + path +
                        " lies in a folder that the phone has as its own (/dev, /sys, /data, "
                        "/system_ext): use a copy elsewhere");
-}
-
-// The service that was built or installed with this program.
-std::string findService() {
-    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : {".", BIVISTA_SERVICE_FOLDER}) {
-        const fs::path service = (folder / place / BIVISTA_SERVICE_NAME).lexically_normal();
-        if (access(service.c_str(), X_OK) == 0) return service;
-    }
-    return "";
 }
 
 // The journal's first line. What is set later has entries.
@@ -193,16 +184,22 @@ int runProgram(const RunOptions& options) {
     return runOnPhone(options, folder, stream.get(), std::move(page));
 }
 
+// False when there is none, which it reports.
+bool takeService(std::vector<std::string>& program) {
+    try {
+        program = {phone::findService()};
+        return true;
+    } catch (const phone::Error& error) {
+        cli::complain(kProgram, error.what() + std::string(": name what to run after \"--\""));
+        return false;
+    }
+}
+
 // The same; without a program, runs the service. Reports errors on standard error.
 int run(RunOptions& options) {
     std::set_terminate(endOnUncaughtException);
+    if (options.program.empty() && !takeService(options.program)) return kProgramFailed;
     try {
-        if (options.program.empty()) options.program.push_back(findService());
-        if (options.program[0].empty()) {
-            cli::complain(kProgram, "no " BIVISTA_SERVICE_NAME
-                                    " lies beside this program: name what to run after \"--\"");
-            return kProgramFailed;
-        }
         return runProgram(options);
     } catch (const std::exception& error) {
         return failPhone(error);
