@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "emulator/timeline/Line.h"
@@ -19,14 +20,26 @@ using timeline::Item;
 constexpr size_t kMost = 12;
 constexpr size_t kFirst = 4;
 
+// Says nothing to a reader. `answers`: those that questions have had so far.
+bool isNoise(const Item& item, std::map<std::string, std::string>& answers) {
+    if (timeline::isBackground(item.kind)) return true;
+    // Votes against USB's suspend stand around each exchange.
+    if (item.title.starts_with("power/control <-")) return true;
+    // Who waits asks again and again.
+    if (item.kind != "call" || !item.title.starts_with("get")) return false;
+    const std::string answer = item.verdict + " " + item.detail;
+    return std::exchange(answers[item.title], answer) == answer;
+}
+
 std::vector<Item> itemsOf(const Stream<phone::Entry>& entries) {
     timeline::Timeline timeline;
     for (size_t i = entries.begin(); i < entries.end(); ++i) timeline.add(entries[i]);
     std::vector<Item> items = timeline.take();
-    std::erase_if(items, [](const Item& item) { return timeline::isBackground(item.kind); });
     std::ranges::sort(items, {}, [](const Item& item) {
         return std::tuple(item.beginUs, -item.durationUs, item.id);
     });
+    std::map<std::string, std::string> answers;
+    std::erase_if(items, [&](const Item& item) { return isNoise(item, answers); });
     return items;
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -33,54 +34,44 @@ std::string withoutReturn(const std::string& command) {
 }
 
 // How many characters both begin with.
-size_t likeness(std::string_view one, std::string_view other) {
+size_t commonBegin(std::string_view one, std::string_view other) {
     return static_cast<size_t>(std::ranges::mismatch(one, other).in1 - one.begin());
 }
 
-// Of the pattern's text and what was given; a pattern that is no plain text is like nothing.
+size_t likeness(const Pattern& pattern, const std::string& given) {
+    return pattern.takes(given) ? given.size() : commonBegin(pattern.text, given);
+}
+
 size_t likeness(const std::optional<Pattern>& pattern, const std::string& bytes) {
-    if (!pattern) return 0;
-    const std::string given = cover::escape(bytes);
-    constexpr size_t kWhole = 1000;
-    return pattern->takes(given) ? kWhole : likeness(pattern->text, given);
+    return pattern ? likeness(*pattern, cover::escape(bytes)) : 0;
 }
 
-size_t likeness(const EntryPattern& pattern, const Entry& entry) {
-    // An entry of another path is hardly what was meant.
-    constexpr size_t kOfPath = 100'000;
-    const bool isOfPath = takes(pattern.path, entry.path);
-    return (isOfPath ? kOfPath : 0) + likeness(pattern.bytes, entry.bytes) +
-           likeness(pattern.note, entry.note);
-}
-
-size_t likeness(const LogPattern& pattern, const LogLine& line) {
-    return likeness(pattern.text, line.text);
-}
-
-template <typename Element>
 struct Rated {
     size_t number;
     size_t likeness;
 };
 
-// The elements that may stand for what was expected, the most like it alone if they are many.
-template <typename Element, typename Pattern>
-std::string tell(const Pattern& pattern, const Stream<Element>& stream, size_t from,
-                 const std::string& what, const std::function<bool(const Element&)>& isCandidate) {
-    std::vector<Rated<Element>> rated;
-    for (size_t i = std::max(from, stream.begin()); i < stream.end(); ++i) {
-        if (isCandidate(stream[i])) rated.push_back({i, likeness(pattern, stream[i])});
-    }
-    if (rated.empty()) return "no " + what;
-    const size_t all = rated.size();
+// The most alike, in the order of their numbers.
+void keepNearest(std::vector<Rated>& rated) {
     // The last ones first among equals.
     std::ranges::reverse(rated);
-    std::ranges::stable_sort(rated, std::greater(), &Rated<Element>::likeness);
-    rated.resize(std::min(all, kMostTold));
-    std::ranges::sort(rated, {}, &Rated<Element>::number);
-    std::string text =
-            std::to_string(all) + " " + what + (all > kMostTold ? ", the nearest:" : ":");
-    for (const auto& [number, ignored] : rated) text += "\n" + inWords(stream[number]);
+    std::ranges::stable_sort(rated, std::greater(), &Rated::likeness);
+    rated.resize(std::min(rated.size(), kMostTold));
+    std::ranges::sort(rated, {}, &Rated::number);
+}
+
+// `what`: what all are.
+template <typename Element>
+std::string tell(const Stream<Element>& stream, std::vector<Rated> rated, const std::string& what) {
+    if (rated.empty()) return "no " + what;
+    std::string text;
+    if (rated.size() > kMostTold) {
+        text = std::to_string(rated.size()) + " " + what + ", the nearest:";
+    }
+    keepNearest(rated);
+    for (const Rated& each : rated) {
+        text += (text.empty() ? "" : "\n") + inWords(stream[each.number]);
+    }
     return text;
 }
 
@@ -123,13 +114,25 @@ std::string inWords(const LogLine& line) {
 }
 
 std::string tellNearest(const EntryPattern& pattern, const Stream<Entry>& entries, size_t from) {
-    return tell<Entry>(pattern, entries, from, pattern.kind,
-                       [&](const Entry& entry) { return phone::name(entry.kind) == pattern.kind; });
+    std::vector<Rated> ofPath;
+    std::vector<Rated> others;
+    for (size_t i = std::max(from, entries.begin()); i < entries.end(); ++i) {
+        const Entry& entry = entries[i];
+        if (phone::name(entry.kind) != pattern.kind) continue;
+        const size_t alike =
+                likeness(pattern.bytes, entry.bytes) + likeness(pattern.note, entry.note);
+        (takes(pattern.path, entry.path) ? ofPath : others).push_back({i, alike});
+    }
+    // An entry of another path is hardly what was meant.
+    return tell(entries, ofPath.empty() ? others : ofPath, pattern.kind);
 }
 
 std::string tellNearest(const LogPattern& pattern, const Stream<LogLine>& lines, size_t from) {
-    return tell<LogLine>(pattern, lines, from, "log lines",
-                         [](const LogLine& line) { return line.priority != ' '; });
+    std::vector<Rated> rated;
+    for (size_t i = std::max(from, lines.begin()); i < lines.end(); ++i) {
+        if (lines[i].priority != ' ') rated.push_back({i, likeness(pattern.text, lines[i].text)});
+    }
+    return tell(lines, std::move(rated), "log lines");
 }
 
 }  // namespace play

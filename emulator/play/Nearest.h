@@ -18,7 +18,7 @@ std::string inWords(const phone::Entry& entry);
 std::string inWords(const LogLine& line);
 
 // One line for each of the elements from `from` on that are the most like the pattern, in their
-// order, after a line that says what they are.
+// order; where there are more, after a line that says so. "no node-write", "no log lines".
 std::string tellNearest(const EntryPattern& pattern, const Stream<phone::Entry>& entries,
                         size_t from);
 std::string tellNearest(const LogPattern& pattern, const Stream<LogLine>& lines, size_t from);

@@ -15,7 +15,7 @@ using std::chrono::steady_clock;
 namespace {
 
 // A service that has not served by then does not serve.
-constexpr Milliseconds kLongestStart(60'000);
+constexpr Milliseconds kLongestStart(30'000);
 // What changes without an entry is looked at so often.
 constexpr Milliseconds kSlice(50);
 
@@ -71,7 +71,8 @@ Player::Verdict Player::play() {
         start();
         hasStarted = true;
         for (const Step& step : mScenario.steps) play(step);
-        joinCalls(steady_clock::now());
+        for (BegunCall& begun : mBackground) join(begun, steady_clock::now() + begun.call->limit);
+        if (!mShown.empty()) settle();
         return {};
     } catch (const Failed& failed) {
         return {failure(failed), false};
@@ -122,15 +123,23 @@ void Player::check(BegunCall& begun) const {
     throw Failed{tellExpected(*begun.call), tellResult(result)};
 }
 
-void Player::joinCalls(steady_clock::time_point end) {
-    for (BegunCall& begun : mBackground) {
-        mStep = begun.step;
-        if (!mCalls.await(begun, end)) {
-            throw Failed{tellExpected(*begun.call), "no answer yet"};
-        }
-        check(begun);
+void Player::join(BegunCall& begun, steady_clock::time_point end) {
+    mStep = begun.step;
+    if (!mCalls.await(begun, end)) throw Failed{tellExpected(*begun.call), "no answer yet"};
+    check(begun);
+}
+
+void Player::settle() {
+    constexpr Milliseconds kQuiet(300);
+    constexpr Milliseconds kLongest(5'000);
+    const auto end = steady_clock::now() + kLongest;
+    size_t known = 0;
+    for (auto last = steady_clock::now();
+         left(last + kQuiet).count() > 0 && left(end).count() > 0;) {
+        mStage.pull(kSlice);
+        if (mStage.streams().entries.end() > known) last = steady_clock::now();
+        known = mStage.streams().entries.end();
     }
-    mBackground.clear();
 }
 
 void Player::perform(const Deed& deed) {
@@ -174,7 +183,11 @@ void Player::perform(const Pause& pause) {
 
 void Player::perform(const Wait& wait) {
     const auto end = steady_clock::now() + wait.limit;
-    if (wait.forCalls) return joinCalls(end);
+    if (wait.forCalls) {
+        for (BegunCall& begun : mBackground) join(begun, end);
+        mBackground.clear();
+        return;
+    }
     std::vector<Condition> conditions;
     for (const Expectation& each : wait.conditions) conditions.emplace_back(each, mStage, mCursor);
     if (holdTogether(conditions, end)) return;

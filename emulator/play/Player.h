@@ -22,8 +22,8 @@ struct Failed {
 
 class Player {
   public:
-    // Both must outlive it. `shown`: a file for the picture that the panel shows instead of an
-    // expected one; empty: none.
+    // Both must outlive it. `shown`: with a recording that is kept, a file for the picture that the
+    // panel shows instead of an expected one; else empty.
     Player(const Scenario& scenario, Stage& stage, std::string shown);
 
     // To the end or the first failure.
@@ -45,7 +45,9 @@ class Player {
     void perform(const Expect& expect);
     void perform(const Never& never);
 
-    void joinCalls(std::chrono::steady_clock::time_point end);
+    void join(BegunCall& begun, std::chrono::steady_clock::time_point end);
+    // Until the journal is quiet: a recording that is kept has all that the service did then.
+    void settle();
     void check(BegunCall& call) const;
     bool holdTogether(std::vector<Condition>& conditions,
                       std::chrono::steady_clock::time_point end);

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "emulator/phone/Error.h"
@@ -28,7 +29,7 @@ using std::chrono::steady_clock;
 namespace {
 
 // What takes longer than this has failed.
-constexpr Milliseconds kLongestStart(60'000);
+constexpr Milliseconds kLongestStart(30'000);
 // Of a phone that was told to end; then it is killed.
 constexpr Milliseconds kLongestEnd(5'000);
 constexpr Milliseconds kBetweenLooks(50);
@@ -216,9 +217,13 @@ void Stage::readJournalFile() {
     }
 }
 
-std::string Stage::tellEnd(int status) const {
+std::string Stage::tellEnd(int waitStatus) const {
     constexpr int kPhoneFailed = 125;
     constexpr int kSignal = 128;
+    if (WIFSIGNALED(waitStatus)) {
+        return std::string("the phone was killed: SIG") + sigabbrev_np(WTERMSIG(waitStatus));
+    }
+    const int status = WEXITSTATUS(waitStatus);
     if (status == kPhoneFailed) return "the phone failed: " + contentOf(mFolder + "/" + kErrors);
     const char* name = status > kSignal ? sigabbrev_np(status - kSignal) : nullptr;
     return "the service " +

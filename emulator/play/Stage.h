@@ -84,7 +84,7 @@ class Stage {
     void pullPages(Milliseconds wait);
     void noteEnd(const std::string& why);
     void readJournalFile();
-    std::string tellEnd(int status) const;
+    std::string tellEnd(int waitStatus) const;
 
     const std::string mFolder;  // empty: not its own
     const std::string mRegistry;

@@ -75,7 +75,7 @@ std::optional<int> StageProgram::wait(std::chrono::milliseconds limit) {
     if (mStatus || !awaitInput(mPidfd.get(), limit)) return mStatus;
     int status = 0;
     waitpid(mPid, &status, 0);
-    mStatus = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    mStatus = status;
     return mStatus;
 }
 

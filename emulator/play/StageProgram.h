@@ -32,7 +32,7 @@ class StageProgram {
     StageProgram& operator=(const StageProgram&) = delete;
 
     void signal(int number) const;
-    // Exit status, or 128 + the signal that ended it; nothing when it still runs after `limit`.
+    // The status as waitpid() has it; nothing when it still runs after `limit`.
     std::optional<int> wait(std::chrono::milliseconds limit);
     // Becomes readable when it has ended.
     int pidfd() const { return mPidfd.get(); }

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <cstdio>
 
+#include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "cli/Beside.h"
@@ -55,7 +57,8 @@ std::optional<Outcome> runProgram(Stage& stage, std::vector<std::string> words,
         if (std::chrono::steady_clock::now() >= end) return std::nullopt;
         stage.pull(Milliseconds(0));
     }
-    return Outcome{*status, contentOf(out), contentOf(err)};
+    const int exitStatus = WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
+    return Outcome{exitStatus, contentOf(out), contentOf(err)};
 }
 
 Outcome waitForService(Stage& stage, const std::string& condition, Milliseconds limit) {
