@@ -15,8 +15,10 @@ using std::chrono::milliseconds;
 
 namespace {
 
-// The longest wait of a fast replay, and from a deed to the stimulus after it: what the service
-// does besides its deeds comes to its end.
+// The longest wait of a fast replay. The service sleeps too, half a second at most, and nothing
+// tells when it has woken.
+constexpr Time kLongestFast = std::chrono::seconds(1);
+// From a deed to the stimulus after it: what the service does besides its deeds comes to its end.
 constexpr Time kSettle = milliseconds(20);
 // So long a deed is waited for that the recording does not have.
 constexpr Time kAfterLast = milliseconds(300);
@@ -77,7 +79,8 @@ void Player::run() {
 
 bool Player::look() {
     mPhone.journal().sync();
-    mProgress.setHeldCalls(mPhone.heldCalls());
+    // At the end they are to be answered.
+    if (!mIsAtEnd) mProgress.setHeldCalls(mPhone.heldCalls());
     for (bool isMore = true; isMore;) {
         const std::vector<Entry> entries = mPhone.journal().since(mSeq, kMostTaken);
         for (const Entry& entry : entries) mProgress.see(entry);
@@ -92,7 +95,7 @@ bool Player::look() {
 Player::Clock::time_point Player::dueOfNext() const {
     const Time recorded = next().entry->time;
     Time gap = recorded - mPlayed;
-    if (mPace.isFast) gap = std::min(gap, kSettle);
+    if (mPace.isFast) gap = std::min(gap, kLongestFast);
     const Time sinceDeed = std::min(recorded - mProgress.lastNeeded(), kSettle);
     return std::max(mLast + gap, mStep + sinceDeed);
 }
@@ -105,9 +108,9 @@ bool Player::isSilent() const {
 
 void Player::sleepUntil(Clock::time_point time) {
     const auto left = std::chrono::ceil<milliseconds>(time - Clock::now());
-    const size_t held = mPhone.heldCalls();
+    const uint64_t calls = mPhone.callCount();
     mPhone.journal().await(mSeq, std::max(left, milliseconds(0)),
-                           [&] { return mHasEnded || mPhone.heldCalls() != held; });
+                           [&] { return mHasEnded || mPhone.callCount() != calls; });
 }
 
 bool Player::awaitNext() {
@@ -152,6 +155,8 @@ void Player::play(const Stimulus& stimulus) {
 
 void Player::awaitEnd() {
     mProgress.needAll();
+    mProgress.setHeldCalls({});
+    mIsAtEnd = true;
     while (!mHasEnded) {
         const bool isThere = look();
         if (isThere && Clock::now() >= mStep + kAfterLast) return;

@@ -83,6 +83,7 @@ class Player {
     Clock::time_point mStep{};  // when something came last that is needed
     size_t mSteps = 0;
     bool mIsToEnd = false;  // the recording has a signal that ends it
+    bool mIsAtEnd = false;  // nothing is left to play
     bool mWasLeft = false;
 };
 

@@ -176,26 +176,38 @@ HidCall RecordedDevice::takeCall(Kind kind) {
     return {.kind = kind, .error = kind == Kind::HidGet ? EPIPE : 0};
 }
 
+void RecordedDevice::hold(const std::string& node, Kind kind, const std::string& bytes) {
+    HidCall call = takeCall(kind);
+    const Time due = EventLoop::now() + call.held;
+    const std::string lane = laneOf({.kind = kind, .path = node, .bytes = bytes});
+    mHeld.push_back({kind, bytes, lane, due, std::move(call)});
+    ++mBench.heldCalls[lane];
+    ++mBench.calls;
+    // The player may wait for it.
+    mBench.journal.wake();
+}
+
+void RecordedDevice::release(std::deque<Held>::iterator held) {
+    --mBench.heldCalls[held->lane];
+    mHeld.erase(held);
+}
+
 std::deque<RecordedDevice::Held>::iterator RecordedDevice::findHeld(Kind kind,
                                                                     const std::string& bytes) {
     return std::ranges::find_if(
             mHeld, [&](const Held& held) { return held.kind == kind && held.bytes == bytes; });
 }
 
-HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t size, bool waited) {
-    if (!waited) {
-        HidCall call = takeCall(kind);
-        mHeld.push_back({kind, bytes, EventLoop::now() + call.held, std::move(call)});
-        mBench.heldCalls = mHeld.size();
-        // The player may wait for it.
-        mBench.journal.wake();
-    }
+HidAnswer RecordedDevice::decide(const std::string& node, Kind kind, const std::string& bytes,
+                                 size_t size, bool waited) {
+    if (!waited) hold(node, kind, bytes);
     const auto held = waited ? findHeld(kind, bytes) : std::prev(mHeld.end());
     if (held == mHeld.end()) return {.result = -EIO};
     const HidCall& call = held->call;
     // Its going answers it.
     const Time recorded = isCutOff(call) ? Time::max() : call.answered;
-    const Time wait = waitOf(held->due, recorded);
+    // An open that is under way when the device goes comes to its end then.
+    const Time wait = mDevice ? waitOf(held->due, recorded) : Time();
     if (wait > Time()) {
         return {.askAgainAfter =
                         std::min(wait, std::max(kLookAgain, held->due - EventLoop::now()))};
@@ -203,15 +215,14 @@ HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t siz
     const size_t length = kind == Kind::HidGet ? call.report.size() : size;
     HidAnswer answer = {.result = -call.error, .report = call.report};
     if (call.error == 0) answer.result = static_cast<int64_t>(call.passed.value_or(length));
-    mHeld.erase(held);
-    mBench.heldCalls = mHeld.size();
+    release(held);
     return answer;
 }
 
 HidAnswer RecordedDevice::hidOpened(const std::string& node, const phone::HidOpen& open,
                                     bool waited) {
     if (mScript.isCover) mBench.power.use();
-    HidAnswer answer = decide(Kind::HidOpen, open.flags, 0, waited);
+    HidAnswer answer = decide(node, Kind::HidOpen, open.flags, 0, waited);
     if (!answer.askAgainAfter) recordOpen(node, open, answer, open.held);
     return answer;
 }
@@ -219,7 +230,7 @@ HidAnswer RecordedDevice::hidOpened(const std::string& node, const phone::HidOpe
 HidAnswer RecordedDevice::hidRequested(const std::string& node, const phone::HidRequest& request,
                                        bool waited) {
     if (mScript.isCover) mBench.power.use();
-    HidAnswer answer = decide(kindOf(request), request.bytes, request.size, waited);
+    HidAnswer answer = decide(node, kindOf(request), request.bytes, request.size, waited);
     if (!answer.askAgainAfter) recordRequest(node, request, answer, request.held);
     return answer;
 }
@@ -228,8 +239,7 @@ void RecordedDevice::hidRefused(const std::string& node, const phone::HidRequest
                                 int error) {
     const Kind kind = kindOf(request);
     if (const auto held = findHeld(kind, request.bytes); held != mHeld.end()) {
-        mHeld.erase(held);
-        mBench.heldCalls = mHeld.size();
+        release(held);
     } else {
         takeCall(kind);
     }

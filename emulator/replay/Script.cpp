@@ -179,7 +179,14 @@ class Maker {
 }  // namespace
 
 std::string laneOf(const Entry& entry) {
-    return entry.kind == Kind::TtyTx ? kSentLane : recording::laneOf(entry);
+    switch (entry.kind) {
+        case Kind::TtyTx:
+        case Kind::TtyOpen:
+        case Kind::HidOpen:
+            return std::string(phone::name(entry.kind)) + " " + entry.path;
+        default:
+            return recording::laneOf(entry);
+    }
 }
 
 Script makeScript(const recording::Recording& recording) {

@@ -72,10 +72,8 @@ struct Script {
     std::map<std::string, std::deque<std::string>> answers;  // of neighbours, by method
 };
 
-// The lane of what the devices sent; the other lanes are the recording's.
-inline constexpr char kSentLane[] = "tty-tx";
-
-// As recording::laneOf(), with kSentLane.
+// As recording::laneOf(), with lanes for what is awaited, though not compared: the opens of
+// devices, and what these sent.
 std::string laneOf(const phone::Entry& entry);
 
 Script makeScript(const recording::Recording& recording);

@@ -115,15 +115,17 @@ bool takeService(std::vector<std::string>& program) {
         program = {phone::findService()};
         return true;
     } catch (const phone::Error& error) {
-        cli::complain(kProgram, error.what() + std::string(": name what to run after \"--\""));
+        cli::complain(run::kProgram, error.what() + std::string(": name what to run after \"--\""));
         return false;
     }
 }
 
 // The same; without a program, runs the service. Reports errors on standard error.
 int runOrFail(RunOptions& options) {
-    if (options.program.empty() && !takeService(options.program)) return run::kProgramFailed;
-    return run::guard([&] { return runProgram(options); });
+    return run::guard([&] {
+        if (options.program.empty() && !takeService(options.program)) return run::kProgramFailed;
+        return runProgram(options);
+    });
 }
 
 std::string checkProperty(const std::string& text) {
