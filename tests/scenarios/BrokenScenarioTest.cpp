@@ -1,7 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // A scenario that does not hold says so, and why: a tester without the log knows what to look at.
 #include <algorithm>
-#include <cctype>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -35,12 +35,13 @@ void shortenWait(std::string& scenario, size_t broken) {
 }
 
 std::string breakOne(const Broken& broken) {
-    std::string scenario = read(fs::path(BIVISTA_SCENARIOS) / (broken.name + ".yaml"));
+    const std::string name = std::string(broken.name) + ".yaml";
+    std::string scenario = read(fs::path(BIVISTA_SCENARIOS) / name);
     const size_t at = scenario.find(broken.text);
-    EXPECT_NE(at, std::string::npos) << broken.name << " has no " << broken.text;
+    EXPECT_NE(at, std::string::npos) << name << " has no " << broken.text;
     if (at == std::string::npos) return scenario;
     EXPECT_EQ(scenario.find(broken.text, at + 1), std::string::npos) << broken.text;
-    scenario.replace(at, broken.text.size(), broken.replacement);
+    scenario.replace(at, strlen(broken.text), broken.replacement);
     shortenWait(scenario, at);
     return scenario;
 }
@@ -78,7 +79,8 @@ std::string nameOf(const testing::TestParamInfo<Broken>& info) {
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenario, BrokenScenarioTest, testing::ValuesIn(brokenScenarios()),
+INSTANTIATE_TEST_SUITE_P(Scenario, BrokenScenarioTest,
+                         testing::ValuesIn(brokenScenarios().begin(), brokenScenarios().end()),
                          nameOf);
 
 TEST(BrokenScenariosTest, HaveOneOfEachScenario) {
