@@ -10,6 +10,7 @@
 #include "cli/Process.h"
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/RunCommand.h"
+#include "emulator/phonelog/ImportCommand.h"
 #include "emulator/ui/UiCommand.h"
 
 namespace emulator {
@@ -25,6 +26,7 @@ int run(int argc, char** argv) {
     addRun(program);
     addCtl(program);
     ui::addUi(program);
+    phonelog::addImport(program);
     return program.run(argc, argv, kUsage);
 }
 
