@@ -48,6 +48,7 @@ constexpr std::pair<Kind, std::string_view> kNames[] = {
         {Kind::Mark, "mark"},
         {Kind::FaultMet, "fault-met"},
         {Kind::Control, "control"},
+        {Kind::Signal, "signal"},
 };
 
 int64_t us(nanoseconds time) {

@@ -47,6 +47,7 @@ enum class Kind {
     Mark,            // a remark, `bytes`, of a person or a script
     FaultMet,        // the fault `bytes` struck at `path`; note: the command or call that met it
     Control,         // a request that changes something; path: method and path; bytes: its values
+    Signal,          // the program that the phone runs was sent the signal `bytes`, as "USR1"
 };
 
 // "tty-rx", "node-write", ...: as in the JSON. All names differ.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <iterator>
 
 #include "emulator/phone/world/WorldBackend.h"
 
@@ -49,6 +50,17 @@ Phone::~Phone() {
     // Nothing that was written is missing in the journal.
     mJournal.sync();
     mLoop.stop();
+}
+
+void Phone::signal(const std::string& name) {
+    const auto known = std::ranges::find(kSignals, name, &Signal::name);
+    if (known == std::end(kSignals)) throw Error("there is no signal " + name);
+    mLoop.call([&] {
+        // What the program did before stands before it, and what it does then after it.
+        mBackend->drain();
+        mBackend->signal(known->number);
+        mJournal.add(Kind::Signal, {}, name);
+    });
 }
 
 void Phone::reset() {

@@ -6,8 +6,10 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include "emulator/phone/Error.h"
@@ -27,6 +29,17 @@
 #include "emulator/phone/devices/UsbPower.h"
 
 namespace phone {
+
+// What can be sent to the phone's program.
+struct Signal {
+    std::string_view name;
+    int number;
+};
+inline constexpr Signal kSignals[] = {{"USR1", SIGUSR1},
+                                      {"TERM", SIGTERM},
+                                      {"KILL", SIGKILL},
+                                      {"STOP", SIGSTOP},
+                                      {"CONT", SIGCONT}};
 
 class Phone {
   public:
@@ -50,6 +63,10 @@ class Phone {
     // (world/Keeper.h), which ends as the program does; the caller waits for it. What the program
     // leaves running ends first. Throws when it cannot be executed.
     pid_t spawn(const std::vector<std::string>& command) { return mBackend->spawn(command); }
+
+    // Sends the program that was spawned last (not its keeper, nor what the program started) one of
+    // kSignals, and records that. Throws when no program runs, or for another name. Any thread.
+    void signal(const std::string& name);
 
     // Everything as it was made: nothing attached, no faults, first contents, default options, no
     // chatter. The journal is kept. Any thread but the emulator's.

@@ -154,6 +154,8 @@ std::string titleOf(const Entry& entry) {
             return spell(entry.path);
         case Kind::KernelLog:
             return spell(withoutLineEnd(entry.bytes));
+        case Kind::Signal:
+            return spell("signal " + entry.bytes);
         default:
             return spell(entry.bytes);
     }

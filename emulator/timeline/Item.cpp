@@ -68,6 +68,7 @@ Lane laneOf(const phone::Entry& entry) {
         case Kind::Fault:
         case Kind::Mark:
         case Kind::Control:
+        case Kind::Signal:
             break;
     }
     return Lane::Emulator;

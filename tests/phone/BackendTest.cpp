@@ -212,6 +212,7 @@ TEST_F(BackendTest, WhatItCannotDoIsRefusedAndForgotten) {
     EXPECT_THROW(phone.faults.set("node /sys/power/wake_lock missing"), phone::Error);
     EXPECT_THAT(phone.faults.list(), IsEmpty());
     EXPECT_THROW(phone.spawn({"true"}), phone::Error);
+    EXPECT_THROW(phone.signal("USR1"), phone::Error);
     EXPECT_THROW(phone.uevents.raise("change@/x"), phone::Error);
     phone.reset();
 }

@@ -73,7 +73,7 @@ class UsbPowerTest : public support::PhoneTest {
         return *phone.files.get(kFolder + std::string(name));
     }
 
-    // From the moment at which it began to wake to the entry of this kind.
+    // From the moment at which it began to wake to the end of the entry of this kind.
     milliseconds wakingBefore(Kind kind) const {
         const auto woken =
                 journal.waitFor([](const Entry& e) { return e.note == "resumed"; }, first);

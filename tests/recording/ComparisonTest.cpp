@@ -164,6 +164,29 @@ TEST(ComparisonTest, SideBySideShowsWhereLongTextsDiffer) {
     }
 }
 
+// Other threads of the service do these, and nothing promises their order.
+TEST(ComparisonTest, ThreadsHaveLanesOfTheirOwn) {
+    const auto lane = [](Kind kind, const std::string& path, const std::string& bytes = "",
+                         const std::string& note = "") {
+        return laneOf(Entries().add(kind, path, bytes, note).list()[0]);
+    };
+    EXPECT_EQ(lane(Kind::TtyRx, kTty, "AT%BV=1\r"), "tty");
+    EXPECT_EQ(lane(Kind::TtyRx, kTty, "AT%DB=7\r"), "tty brightness");
+    EXPECT_EQ(lane(Kind::TtyOpen, kTty), "");
+    EXPECT_EQ(lane(Kind::HidSet, kPanel), "hidraw");
+    EXPECT_EQ(lane(Kind::HidGet, kPanel), "hidraw");
+    EXPECT_EQ(lane(Kind::HidWrite, kPanel), "hidraw frames");
+    EXPECT_EQ(lane(Kind::HidOpen, kPanel, "", "O_RDWR|O_CLOEXEC"), "");
+    EXPECT_EQ(lane(Kind::HidOpen, kPanel, "", "O_RDWR|O_CLOEXEC ENODEV"), "hidraw opens");
+    EXPECT_EQ(lane(Kind::NodeOpen, kNode), std::string("node ") + kNode);
+    EXPECT_EQ(lane(Kind::NodeRefused, kNode), std::string("node ") + kNode);
+    EXPECT_EQ(lane(Kind::KernelLog, "/dev/kmsg"), "klog");
+    EXPECT_EQ(lane(Kind::HidlCall, "ILpwg.setAesModeToLpwg"), "neighbour ILpwg.setAesModeToLpwg");
+    EXPECT_EQ(lane(Kind::HidlCall, "IBivistaLpwgCallback.onLpwgCallback"), "");
+    EXPECT_EQ(lane(Kind::ClientCallback, "IBivistaLpwgCallback.onLpwgCallback"),
+              "callback IBivistaLpwgCallback.onLpwgCallback");
+}
+
 TEST(ComparisonTest, StimuliAreWhatAReplayBringsAbout) {
     const auto isOne = [](Kind kind, const std::string& path, const std::string& note = "") {
         return isStimulus(Entries().add(kind, path, "", note).list()[0]);

@@ -50,6 +50,7 @@ TEST(EventTest, IsToldInWords) {
               R"(emulator: fault 1 "fault on AT after "a\r"")");
     EXPECT_EQ(shown(Kind::Fault, ""), R"(emulator: fault 1 "faults cleared")");
     EXPECT_EQ(shown(Kind::Mark, "", "here\tit is"), R"(emulator: mark 1 "here\tit is")");
+    EXPECT_EQ(shown(Kind::Signal, "", "USR1"), R"(emulator: signal 1 "signal USR1")");
     EXPECT_EQ(shown(Kind::Control, "PUT /v1/subdisplay", R"({"width":96})"),
               R"(emulator: control 1 "PUT /v1/subdisplay" "{"width":96}")");
     EXPECT_EQ(shown(Kind::Control, "POST /v1/detach", "{}", "no cover is attached"),

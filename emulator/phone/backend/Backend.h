@@ -18,6 +18,7 @@
 #include <sys/types.h>
 
 #include "emulator/cover/Types.h"
+#include "emulator/phone/Error.h"
 #include "emulator/phone/EventLoop.h"
 #include "emulator/phone/backend/Device.h"
 #include "emulator/phone/backend/NodeFault.h"
@@ -93,6 +94,10 @@ class Backend {
     // The software under test; see Phone. Any thread but the emulator's.
     virtual void superviseThisThread() = 0;
     virtual pid_t spawn(const std::vector<std::string>& command) = 0;
+
+    // Sends a signal to the program that was spawned last, and not to its keeper. Throws
+    // phone::Error when that does not run.
+    virtual void signal(int) { throw Error("no program runs on this phone"); }
 };
 
 // Makes a back end that uses the loop.

@@ -2,23 +2,19 @@
 #include "emulator/phone/calls/CallDecoder.h"
 
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include <vendor/qmx/hardware/bivista/1.1/IBivista.h>
-#include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
+#include <hidl/HidlBinderSupport.h>
 
 #include "emulator/phone/Digest.h"
-#include "emulator/phone/calls/CallText.h"
+#include "emulator/phone/calls/CallTable.h"
 
 namespace calls {
 
-#include "CallTable.inc"
-
 namespace {
 
+using android::hardware::Parcel;
 using android::hardware::ParcelWords;
 
 constexpr char kUnreadable[] = "unreadable";
@@ -68,14 +64,13 @@ std::optional<phone::Past> decode(android::hardware::calls::CallRecord record) {
     const auto isOfInterface = [&](const Method& method) {
         return method.descriptor == descriptor;
     };
-    const Method* const first =
-            std::find_if(std::begin(kMethods), std::end(kMethods), isOfInterface);
-    if (first == std::end(kMethods)) return std::nullopt;
-    const Method* const method =
-            std::find_if(first, std::end(kMethods), [&](const Method& candidate) {
-                return isOfInterface(candidate) && candidate.code == record.code;
-            });
-    const bool isKnown = method != std::end(kMethods);
+    const std::span<const Method> all = methods();
+    const auto first = std::find_if(all.begin(), all.end(), isOfInterface);
+    if (first == all.end()) return std::nullopt;
+    const auto method = std::find_if(first, all.end(), [&](const Method& candidate) {
+        return isOfInterface(candidate) && candidate.code == record.code;
+    });
+    const bool isKnown = method != all.end();
     // A client that serves something itself has recorded the same calls from its end.
     if (record.isOutgoing != descriptor.ends_with("Callback")) return std::nullopt;
 

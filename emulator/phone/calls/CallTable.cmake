@@ -21,14 +21,14 @@ foreach(source ${SOURCES})
             set(structure ${CMAKE_MATCH_1})
             set(members "")
         elseif(line MATCHES "\\.([a-zA-Z0-9_]+) = \"")
-            string(APPEND members ", \"${CMAKE_MATCH_1}\", value.${CMAKE_MATCH_1}")
+            string(APPEND members "        visit(\"${CMAKE_MATCH_1}\", value.${CMAKE_MATCH_1});\n")
         elseif(structure)
             string(APPEND structures "template <>\nstruct Members<${structure}> {\n"
-                "    static void print(const ${structure}& value, std::string& text) {\n"
-                "        printMembers(text${members});\n    }\n};\n")
+                "    template <typename Value, typename Visit>\n"
+                "    static void visit(Value& value, Visit visit) {\n${members}    }\n};\n")
             set(structure "")
         endif()
     endforeach()
 endforeach()
 file(WRITE ${OUTPUT} "// Made of hidl-gen's code by CallTable.cmake.\n${structures}\n"
-    "const Method kMethods[] = {\n${methods}};\n")
+    "constexpr Method kMethods[] = {\n${methods}};\n")

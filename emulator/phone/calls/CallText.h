@@ -2,7 +2,6 @@
 // Values of HIDL types, out of the words of a recorded Parcel, as JSON texts.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -47,7 +46,8 @@ requires(std::is_integral_v<Value> || std::is_enum_v<Value>) void print(const Va
     }
 }
 
-// The members of a structure; specialised for each.
+// The members of a structure: visit(value, visit) calls visit(name, member) for each, in their
+// order. Specialised for each structure.
 template <typename Structure>
 struct Members;
 
@@ -55,7 +55,12 @@ template <typename Structure>
 requires std::is_class_v<Structure>
 void print(const Structure& value, std::string& text) {
     text += '{';
-    Members<Structure>::print(value, text);
+    const char* separator = "";
+    Members<Structure>::visit(value, [&](const char* name, const auto& member) {
+        text += separator + ('"' + std::string(name)) + "\":";
+        print(member, text);
+        separator = ",";
+    });
     text += '}';
 }
 
@@ -67,14 +72,6 @@ void print(const hidl_vec<Value>& values, std::string& text) {
         print(values[i], text);
     }
     text += ']';
-}
-
-// Names and values of members, in turn.
-template <typename Value, typename... More>
-void printMembers(std::string& text, const char* name, const Value& value, const More&... more) {
-    text += (text.ends_with('{') ? "\"" : ",\"") + std::string(name) + "\":";
-    print(value, text);
-    if constexpr (sizeof...(more) > 0) printMembers(text, more...);
 }
 
 // --- reading: as the generated code does, in the same order ---
@@ -125,61 +122,6 @@ bool read(const Parcel& parcel, std::string& text) {
 template <typename... Values>
 bool readAll(const Parcel& parcel, std::vector<std::string>* texts) {
     return (... && read<Values>(parcel, texts->emplace_back()));
-}
-
-// --- methods ---
-
-using ReadTexts = bool (*)(const Parcel& parcel, std::vector<std::string>* texts);
-
-struct Method {
-    const char* descriptor;  // of the interface
-    uint32_t code;
-    const char* name;
-    ReadTexts readArguments;
-    ReadTexts readResults;
-    bool hasResults;
-};
-
-// What a C++ method of an interface takes and gives: results are what it returns, or what it hands
-// to the function that is its last argument.
-template <typename... Values>
-struct Types {
-    static constexpr ReadTexts kRead = readAll<std::remove_cvref_t<Values>...>;
-    static constexpr bool kIsEmpty = sizeof...(Values) == 0;
-};
-template <typename Read, typename... Left>
-struct Split {
-    using Arguments = Read;
-    using Results = Types<>;
-};
-template <typename... Read, typename Next, typename... Left>
-struct Split<Types<Read...>, Next, Left...> : Split<Types<Read..., Next>, Left...> {};
-template <typename... Read, typename... Given>
-struct Split<Types<Read...>, std::function<void(Given...)>> {
-    using Arguments = Types<Read...>;
-    using Results = Types<Given...>;
-};
-
-template <typename Pointer>
-struct Signature;
-template <typename Interface, typename... Taken>
-struct Signature<android::hardware::Return<void> (Interface::*)(Taken...)>
-    : Split<Types<>, Taken...> {};
-template <typename Result, typename Interface, typename... Taken>
-struct Signature<android::hardware::Return<Result> (Interface::*)(Taken...)> {
-    using Arguments = Types<Taken...>;
-    using Results = Types<Result>;
-};
-
-template <auto pointer>
-Method method(const char* descriptor, uint32_t code, const char* name) {
-    using Of = Signature<decltype(pointer)>;
-    return {descriptor,
-            code,
-            name,
-            Of::Arguments::kRead,
-            Of::Results::kRead,
-            !Of::Results::kIsEmpty};
 }
 
 }  // namespace calls

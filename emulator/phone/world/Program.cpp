@@ -9,6 +9,7 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,6 +40,7 @@ constexpr char kSupervisedVariable[] = "BIVISTA_SUPERVISED";
 // What a child reports before it runs the program: the listener beside it, or an error.
 struct Report {
     int error = 0;
+    pid_t sender = -1;
 };
 
 union ControlBuffer {
@@ -57,7 +59,7 @@ msghdr makeMessage(iovec* data, ControlBuffer* control) {
 
 // Async-signal-safe: runs in the child of a process with threads.
 void sendReport(int socket, int error, int listener) {
-    Report report = {error};
+    Report report = {error, getpid()};
     iovec data = {&report, sizeof(report)};
     ControlBuffer control = {};
     msghdr message = makeMessage(&data, &control);
@@ -152,7 +154,11 @@ Program::Program(const std::vector<std::string>& command) {
     Report report;
     const bool told = receiveReport(ours.get(), &report, &mListener);
     // Silence, once it is supervised: the program runs.
-    if (mListener.ok() && !receiveReport(ours.get(), &report, &mListener)) return;
+    if (mListener.ok() && !receiveReport(ours.get(), &report, &mListener)) {
+        // glibc's own function has C++ linkage in its header.
+        mProcess.reset(static_cast<int>(syscall(SYS_pidfd_open, report.sender, 0)));
+        return;
+    }
     waitpid(mKeeper, nullptr, 0);
     errno = told ? report.error : ECHILD;
     if (errno == EBUSY) throwSupervision();

@@ -22,10 +22,13 @@ class Program {
     pid_t keeper() const { return mKeeper; }
     // For a Supervisor.
     android::base::unique_fd takeListener() { return std::move(mListener); }
+    // A pidfd of the program itself; none when it has ended already.
+    android::base::unique_fd takeProcess() { return std::move(mProcess); }
 
   private:
     pid_t mKeeper = -1;
     android::base::unique_fd mListener;
+    android::base::unique_fd mProcess;
 };
 
 // Supervises the calling thread and what it starts from now on. Returns the listener for a

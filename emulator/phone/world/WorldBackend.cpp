@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "emulator/phone/Error.h"
 #include "emulator/phone/Paths.h"
@@ -206,8 +208,20 @@ void WorldBackend::superviseThisThread() {
 
 pid_t WorldBackend::spawn(const std::vector<std::string>& command) {
     Program program(command);
-    mLoop.call([&] { supervise(program.takeListener()); });
+    mLoop.call([&] {
+        supervise(program.takeListener());
+        mProgram = program.takeProcess();
+    });
     return program.keeper();
+}
+
+void WorldBackend::signal(int number) {
+    pollfd process = {mProgram.get(), POLLIN, 0};
+    // It is readable when the process has ended, waited for or not.
+    if (!mProgram.ok() || poll(&process, 1, 0) != 0) Backend::signal(number);
+    if (syscall(SYS_pidfd_send_signal, mProgram.get(), number, nullptr, 0) != 0) {
+        throwErrno("cannot signal the phone's program");
+    }
 }
 
 void WorldBackend::supervise(unique_fd listener) {

@@ -46,6 +46,7 @@ class WorldBackend : public Backend {
 
     void superviseThisThread() override;
     pid_t spawn(const std::vector<std::string>& command) override;
+    void signal(int number) override;
 
     // For its devices.
     EventLoop& loop() { return mLoop; }
@@ -73,6 +74,7 @@ class WorldBackend : public Backend {
     std::map<int, Supervisor> mSupervisors;  // by listener
     std::vector<PluggedDevice*> mDevices;
     LineSettings mLineSettings;
+    android::base::unique_fd mProgram;  // a pidfd of what was spawned last
     int mLastUsbNumber = 1;
 };
 

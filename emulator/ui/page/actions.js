@@ -14,7 +14,7 @@ const GROUPS = [
     ["Firmware", ["firmware", "loader"]],
     ["Serial", ["send", "log", "chatter"]],
     ["Neighbours", ["accessory", "lpwg", "foreign"]],
-    ["Phone", ["wakelock", "property", "node", "show", "view"]],
+    ["Phone", ["wakelock", "property", "node", "signal", "show", "view"]],
     ["Journal", ["mark", "journal", "klog"]],
     ["More", []],
 ];

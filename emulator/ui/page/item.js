@@ -7,7 +7,7 @@ import {clock, duration, make, seconds} from "./dom.js";
 const LANE_OF = [
     [/^(tty-|dtr)/, "at"], [/^hid-/, "panel"], [/^(node-|klog)/, "nodes"], [/^uevent/, "uevents"],
     [/^(attach|detach|usb-power|upgrade)/, "usb"], [/^(client-|hidl-call)/, "calls"],
-    [/^(mark|control|property|fault$)/, "emulator"],
+    [/^(mark|control|property|signal|fault$)/, "emulator"],
 ];
 const MOST_ENTRIES = 500;
 const MOST_TEXT = 4_000;

@@ -101,6 +101,21 @@ Ability node() {
              })}};
 }
 
+Ability signal() {
+    Argument name = placed("NAME", "name", Type::Text);
+    for (const phone::Signal& known : phone::kSignals) name.words.emplace_back(known.name);
+    Request request("POST", "/v1/signal",
+                    [](Phone& phone, const Json& given) { phone.signal(given["name"]); }, {name});
+    request.told = Told::ByEffect;
+    return {"signal",
+            "Send a signal to the program that \"run\" started",
+            {request},
+            "The program itself gets it, and not what the program has started. Refused when none "
+            "runs.\n\n"
+            "Examples:\n"
+            "  bivista-emulator ctl signal USR1"};
+}
+
 }  // namespace
 
 std::vector<Ability> ofPhone() {
@@ -115,6 +130,7 @@ std::vector<Ability> ofPhone() {
                           phone.files.setWakeLock(given["held"]);
                       },
                       {placed("STATE", "held", Type::Boolean)})}},
+            signal(),
             {"reset",
              "Make the phone as it was at its start: no cover, no faults",
              {Request("POST", "/v1/reset", [](const Emulator& emulator, const Json&) {
