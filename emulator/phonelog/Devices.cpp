@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "emulator/cover/Text.h"
 #include "emulator/phonelog/Names.h"
 
 namespace phonelog {
@@ -165,30 +166,45 @@ void addStay(Draft& draft, const Stay& stay) {
     ++draft.findings().attachments;
 }
 
-// A loader says its serial number and its product; nothing is logged when it leaves.
-void addLoaders(Draft& draft, const std::vector<Stay>& stays) {
+struct Loader {
+    size_t begin = 0;
+    std::string serial;
+    std::string product;
+};
+
+// A loader says its serial number and its product.
+std::vector<Loader> readLoaders(const Draft& draft) {
     constexpr std::string_view kSerial = "usbDeviceAdded : serial is ";
     constexpr std::string_view kProduct = "usbDeviceAdded : product_name is ";
-    std::string serial;
-    size_t begin = 0;
+    std::vector<Loader> loaders;
     for (size_t line = 0; line < draft.log().lines.size(); ++line) {
         const std::string_view text = draft.text(line);
         if (text.starts_with(kSerial)) {
-            serial = text.substr(kSerial.size());
-            begin = line;
+            loaders.push_back({line, std::string(text.substr(kSerial.size())), ""});
+        } else if (text.starts_with(kProduct) && !loaders.empty()) {
+            loaders.back().product = text.substr(kProduct.size());
         }
-        if (!text.starts_with(kProduct)) continue;
-        const std::string product(text.substr(kProduct.size()));
-        const recording::Json how = {{"product", product}, {"serial", serial}};
-        draft.add({begin, -3}, Kind::Attach, kDevice, how.dump(),
-                  std::string(kLoader) + " " + product + " " + serial);
+    }
+    return loaders;
+}
+
+// Nothing is logged when a loader leaves: it does before the next device comes.
+void addLoaders(Draft& draft, const std::vector<Stay>& stays) {
+    const std::vector<Loader> loaders = readLoaders(draft);
+    for (size_t i = 0; i < loaders.size(); ++i) {
+        const Loader& loader = loaders[i];
+        const recording::Json how = {{"product", cover::escape(loader.product)},
+                                     {"serial", cover::escape(loader.serial)}};
+        draft.add({loader.begin, -2000}, Kind::Attach, kDevice, how.dump(),
+                  std::string(kLoader) + " " + loader.product + " " + loader.serial);
         ++draft.findings().attachments;
+        size_t next = i + 1 < loaders.size() ? loaders[i + 1].begin : SIZE_MAX;
         for (const Stay& stay : stays) {
-            if (stay.begin <= line) continue;
-            draft.add({stay.begin, -2001}, Kind::Detach, kDevice);
-            draft.missing(stay.begin, "when the loader left is not known: just before assumed");
-            break;
+            if (stay.begin > loader.begin) next = std::min(next, stay.begin);
         }
+        if (next == SIZE_MAX) continue;
+        draft.add({next, -2001}, Kind::Detach, kDevice);
+        draft.missing(next, "when the loader left is not known: just before assumed");
     }
 }
 

@@ -84,12 +84,16 @@ recording::Recording Draft::finish() {
     std::ranges::stable_sort(mEntries, {}, &Placed::place);
     const std::vector<nanoseconds> times = spreadTimes(mLog.lines);
     recording::Recording recording;
+    nanoseconds next{};
     for (Placed& placed : mEntries) {
         Entry entry = std::move(placed.entry);
         entry.seq = recording.entries.size() + 1;
-        entry.time = times[placed.place.line];
+        // A replay waits for what was before an entry, and so no two have the same time.
+        entry.time = std::max(times[placed.place.line], next);
+        next = entry.time + std::chrono::microseconds(1);
         entry.wall = mLog.start + entry.time;
-        if (placed.end != SIZE_MAX) entry.duration = times[placed.end] - entry.time;
+        if (placed.end != SIZE_MAX)
+            entry.duration = std::max(times[placed.end] - entry.time, nanoseconds::zero());
         recording.entries.push_back(std::move(entry));
     }
     mHeader.source = "log";
