@@ -13,6 +13,8 @@
 namespace cli {
 namespace {
 
+using Words = std::vector<std::string>;
+
 // The library writes the usage of what it parses itself.
 class FixedUsage : public CLI::Formatter {
   public:
@@ -41,11 +43,11 @@ bool looksLikeOption(const std::string& word) {
 }
 
 // The command below which the word stands on the command line.
-const CLI::App* commandAt(const std::string& word, const CLI::App* program, int argc, char** argv) {
+const CLI::App* commandAt(const std::string& word, const CLI::App* program, const Words& words) {
     const CLI::App* command = program;
-    for (int i = 1; i < argc && argv[i] != word; ++i) {
+    for (size_t i = 0; i < words.size() && words[i] != word; ++i) {
         for (const CLI::App* below : command->get_subcommands(nullptr)) {
-            if (!below->check_name(argv[i])) continue;
+            if (!below->check_name(words[i])) continue;
             command = below;
             break;
         }
@@ -59,8 +61,8 @@ std::string pathOf(const CLI::App* command) {
     return (parent == nullptr ? "" : pathOf(parent) + " ") + command->get_name();
 }
 
-std::vector<std::string> namesBelow(const CLI::App* command) {
-    std::vector<std::string> names;
+Words namesBelow(const CLI::App* command) {
+    Words names;
     for (const CLI::App* below : command->get_subcommands(nullptr)) {
         names.push_back(below->get_name());
         for (const std::string& alias : below->get_aliases()) names.push_back(alias);
@@ -69,8 +71,8 @@ std::vector<std::string> namesBelow(const CLI::App* command) {
 }
 
 // The options of all that stands on the way to the command count there too.
-std::vector<std::string> optionsOf(const CLI::App* command) {
-    std::vector<std::string> names;
+Words optionsOf(const CLI::App* command) {
+    Words names;
     for (; command != nullptr; command = command->get_parent()) {
         for (const CLI::Option* option : command->get_options()) {
             if (option->get_group().empty()) continue;
@@ -80,21 +82,19 @@ std::vector<std::string> optionsOf(const CLI::App* command) {
     return names;
 }
 
-// Returns whether the command line has a word that is no command or no option where it stands.
-bool complainOfUnknownWord(const CLI::App& program, int argc, char** argv) {
-    const std::vector<std::string> unknown = program.remaining(true);
-    if (unknown.empty()) return false;
+// Of a command line with a word that is no command or no option where it stands; else nothing.
+std::string explainUnknownWord(const CLI::App& program, const Words& words) {
+    const Words unknown = program.remaining(true);
+    if (unknown.empty()) return "";
     const std::string& word = unknown.front();
-    const CLI::App* command = commandAt(word, &program, argc, argv);
+    const CLI::App* command = commandAt(word, &program, words);
     const bool isOption = looksLikeOption(word);
-    const std::vector<std::string> names = isOption ? optionsOf(command) : namesBelow(command);
-    if (names.empty()) return false;
+    const Words names = isOption ? optionsOf(command) : namesBelow(command);
+    if (names.empty()) return "";
     const std::string suggestion = suggest(word.substr(0, word.find('=')), names);
-    complain(program.get_name(), std::string("there is no ") + (isOption ? "option" : "command") +
-                                         " \"" + word + "\"" +
-                                         (suggestion.empty() ? "." : suggestion) + " \"" +
-                                         pathOf(command) + " --help\" lists them.");
-    return true;
+    return std::string("there is no ") + (isOption ? "option" : "command") + " \"" + word + "\"" +
+           (suggestion.empty() ? "." : suggestion) + " \"" + pathOf(command) +
+           " --help\" lists them.";
 }
 
 // The last command that the command line has.
@@ -103,9 +103,10 @@ const CLI::App* lastOf(const CLI::App* program) {
     return below.empty() ? program : lastOf(below.back());
 }
 
-// Prints what is wrong with the command line, and where help is.
-void complainOf(const CLI::ParseError& error, const CLI::App& program, int argc, char** argv) {
-    if (complainOfUnknownWord(program, argc, argv)) return;
+// What is wrong with the command line, and where help is.
+std::string explain(const CLI::ParseError& error, const CLI::App& program, const Words& words) {
+    const std::string unknown = explainUnknownWord(program, words);
+    if (!unknown.empty()) return unknown;
     const CLI::App* command = lastOf(&program);
     std::string wrong = error.what();
     const std::vector<const CLI::App*> below = command->get_subcommands(nullptr);
@@ -116,7 +117,7 @@ void complainOf(const CLI::ParseError& error, const CLI::App& program, int argc,
         }
     }
     if (!wrong.ends_with('.') && !wrong.ends_with('?')) wrong += ".";
-    complain(program.get_name(), wrong + " \"" + pathOf(command) + " --help\" tells more.");
+    return wrong + " \"" + pathOf(command) + " --help\" tells more.";
 }
 
 }  // namespace
@@ -243,10 +244,23 @@ int Command::run(int argc, char** argv, int wrongUsage) {
     } catch (const CLI::CallForVersion& version) {
         printOrFail(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        complainOf(error, *mApp, argc, argv);
+        complain(mApp->get_name(), explain(error, *mApp, Words(argv + 1, argv + argc)));
         return wrongUsage;
     }
     return 0;
+}
+
+std::string Command::tryRun(const Words& words) {
+    try {
+        // The library takes the last word first.
+        mApp->parse(Words(words.rbegin(), words.rend()));
+        mChosen();
+    } catch (const CLI::Success&) {
+        return "a command that only tells about the program does nothing here.";
+    } catch (const CLI::ParseError& error) {
+        return explain(error, *mApp, words);
+    }
+    return "";
 }
 
 void refuseUsage(const std::string& argument, const std::string& message) {

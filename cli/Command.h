@@ -92,6 +92,10 @@ class Command {
     // what the action throws, and OutputFailed when a help cannot be written.
     int run(int argc, char** argv, int wrongUsage);
 
+    // The same for words after the program's name, and nothing is printed: returns what standard
+    // error would say, or nothing when the command line is right and its action has run.
+    std::string tryRun(const std::vector<std::string>& words);
+
   private:
     Command(Command* program, CLI::App* app);
 

@@ -23,8 +23,8 @@ constexpr const char* kHelp = R"(
 Exit status:
   0  done
   1  the service answered FAIL, its panel cannot be drawn on, or it has no dump; an
-     upgrade that was waited for did not end well; the doctor found a problem; another
-     client took the callback of a watch
+     upgrade that was waited for did not end well; the time of a wait was over; the doctor
+     found a problem; another client took the callback of a watch
   2  wrong usage; the service did nothing
   3  no service answers, or it died during the call
   4  standard output cannot be written, or this program ran out of memory,
@@ -45,8 +45,9 @@ Examples:
 
 // In the order of the help.
 constexpr void (*kAddCommands[])(cli::Command&) = {
-        addStatusCommand,   addDoctorCommand, addScreenCommands, addSubCommand,  addTouchCommands,
-        addFirmwareCommand, addAtCommand,     addWatchCommand,   addCallCommand, addDumpCommand,
+        addStatusCommand, addWaitCommand,   addDoctorCommand,   addScreenCommands,
+        addSubCommand,    addTouchCommands, addFirmwareCommand, addAtCommand,
+        addWatchCommand,  addCallCommand,   addDumpCommand,
 };
 
 // More than any command needs at once. With fewer, a service that is there would seem absent.

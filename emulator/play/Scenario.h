@@ -27,7 +27,12 @@ struct Place {
 
 // What a text is to be. A plain text in the file means Is.
 struct Pattern {
-    enum class How { Is, Contains, Matches };  // Matches: a regular expression (ECMAScript), whole
+    enum class How {
+        Is,
+        Contains,
+        Matches,  // a regular expression (ECMAScript without back references), whole
+        Ends,     // given ends with it; no file says so
+    };
     How how = How::Is;
     std::string text;
 
@@ -65,6 +70,9 @@ struct ServicePattern {
 // What the panel shows, pixel by pixel.
 struct PicturePattern {
     std::filesystem::path file;  // a PNG of 16 levels of grey in the panel's size
+    size_t width = 0;
+    size_t height = 0;
+    std::string levels;  // '0' to 'f' a pixel, row by row, as the answer to GET /v1/snapshot
 };
 
 struct Expectation {
@@ -79,10 +87,12 @@ struct Expectation {
 struct Call {
     std::string method;
     Json arguments = Json::array();
-    // The results, in order, as far as they are given; an enumerator by its name. None: whatever
-    // they are. "OK" alone stands for ["OK"].
+    // The results, in order, as far as they are given; an enumerator by its name. Null takes any
+    // value, and an object needs only these members. None: whatever they are. "OK" alone stands for
+    // ["OK"].
     std::optional<Json> gives;
     bool background = false;  // the next step begins at once; a wait for "calls" joins it
+    Milliseconds limit{60'000};
 };
 
 // A request of the emulator's table of abilities.
@@ -99,6 +109,7 @@ struct Run {
     int status = 0;
     std::optional<Pattern> out;
     std::optional<Pattern> err;
+    Milliseconds limit{60'000};
 };
 
 struct Pause {
@@ -147,7 +158,8 @@ struct Scenario {
     std::vector<Step> steps;
 };
 
-// What is wrong with a file; what() is "FILE:LINE:COLUMN: what, and what would be right".
+// What is wrong with a file; what() is "FILE:LINE:COLUMN: what, and what would be right", in one
+// line. Of a file that cannot be read "FILE: what".
 class Wrong : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -105,9 +105,9 @@ bool Player::isSilent() const {
 
 void Player::sleepUntil(Clock::time_point time) {
     const auto left = std::chrono::ceil<milliseconds>(time - Clock::now());
-    const size_t held = mPhone.heldCalls();
+    const uint64_t calls = mPhone.callCount();
     mPhone.journal().await(mSeq, std::max(left, milliseconds(0)),
-                           [&] { return mHasEnded || mPhone.heldCalls() != held; });
+                           [&] { return mHasEnded || mPhone.callCount() != calls; });
 }
 
 bool Player::awaitNext() {

@@ -5,12 +5,6 @@
 
 namespace replay {
 
-namespace {
-
-constexpr char kPanelLane[] = "hidraw";
-
-}  // namespace
-
 Progress::Progress(const std::vector<Deed>& deeds) : mDeeds(deeds) {
     for (const Deed& deed : deeds) ++mLanes[deed.lane].recorded;
 }
@@ -37,7 +31,8 @@ void Progress::needAll() {
 }
 
 size_t Progress::heldOf(const std::string& lane) const {
-    return lane == kPanelLane ? mHeldCalls : 0;
+    const auto held = mHeldCalls.find(lane);
+    return held == mHeldCalls.end() ? 0 : held->second;
 }
 
 bool Progress::isThere() const {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulator/replay/Script.h"
@@ -18,8 +19,8 @@ class Progress {
 
     // The service has done this, or a device has sent it.
     void see(const phone::Entry& entry);
-    // So many calls on hidraw nodes have come, and have no entry yet.
-    void setHeldCalls(size_t count) { mHeldCalls = count; }
+    // So many calls on hidraw nodes have come, by their lanes, and have no entry yet.
+    void setHeldCalls(std::map<std::string, size_t> counts) { mHeldCalls = std::move(counts); }
 
     // From now on all deeds are needed that were recorded before this time. Not decreasing.
     void need(Time time);
@@ -55,7 +56,7 @@ class Progress {
     std::map<std::string, Lane> mLanes;
     size_t mNext = 0;  // the first one that is not needed yet
     Time mLastNeeded{};
-    size_t mHeldCalls = 0;
+    std::map<std::string, size_t> mHeldCalls;
     size_t mSteps = 0;
 };
 

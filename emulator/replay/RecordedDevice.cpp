@@ -176,6 +176,22 @@ HidCall RecordedDevice::takeCall(Kind kind) {
     return {.kind = kind, .error = kind == Kind::HidGet ? EPIPE : 0};
 }
 
+void RecordedDevice::hold(Kind kind, const std::string& bytes) {
+    HidCall call = takeCall(kind);
+    const Time due = EventLoop::now() + call.held;
+    const std::string lane = laneOf({.kind = kind, .bytes = bytes});
+    mHeld.push_back({kind, bytes, lane, due, std::move(call)});
+    ++mBench.heldCalls[lane];
+    ++mBench.calls;
+    // The player may wait for it.
+    mBench.journal.wake();
+}
+
+void RecordedDevice::release(std::deque<Held>::iterator held) {
+    --mBench.heldCalls[held->lane];
+    mHeld.erase(held);
+}
+
 std::deque<RecordedDevice::Held>::iterator RecordedDevice::findHeld(Kind kind,
                                                                     const std::string& bytes) {
     return std::ranges::find_if(
@@ -183,13 +199,7 @@ std::deque<RecordedDevice::Held>::iterator RecordedDevice::findHeld(Kind kind,
 }
 
 HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t size, bool waited) {
-    if (!waited) {
-        HidCall call = takeCall(kind);
-        mHeld.push_back({kind, bytes, EventLoop::now() + call.held, std::move(call)});
-        mBench.heldCalls = mHeld.size();
-        // The player may wait for it.
-        mBench.journal.wake();
-    }
+    if (!waited) hold(kind, bytes);
     const auto held = waited ? findHeld(kind, bytes) : std::prev(mHeld.end());
     if (held == mHeld.end()) return {.result = -EIO};
     const HidCall& call = held->call;
@@ -203,8 +213,7 @@ HidAnswer RecordedDevice::decide(Kind kind, const std::string& bytes, size_t siz
     const size_t length = kind == Kind::HidGet ? call.report.size() : size;
     HidAnswer answer = {.result = -call.error, .report = call.report};
     if (call.error == 0) answer.result = static_cast<int64_t>(call.passed.value_or(length));
-    mHeld.erase(held);
-    mBench.heldCalls = mHeld.size();
+    release(held);
     return answer;
 }
 
@@ -228,8 +237,7 @@ void RecordedDevice::hidRefused(const std::string& node, const phone::HidRequest
                                 int error) {
     const Kind kind = kindOf(request);
     if (const auto held = findHeld(kind, request.bytes); held != mHeld.end()) {
-        mHeld.erase(held);
-        mBench.heldCalls = mHeld.size();
+        release(held);
     } else {
         takeCall(kind);
     }

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,8 +30,10 @@ struct Bench {
     Time nextStimulus{};
     // How long a close of a tty waits that gives bytes up.
     Time closingWait{};
-    // Calls on hidraw nodes that are not answered yet. Any thread reads it.
-    std::atomic<size_t> heldCalls = 0;
+    // Calls on hidraw nodes that are not answered yet, by their lanes.
+    std::map<std::string, size_t> heldCalls{};
+    // How many have come so far. Any thread reads it.
+    std::atomic<uint64_t> calls = 0;
 };
 
 class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
@@ -59,6 +62,7 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
     struct Held {
         phone::Kind kind = phone::Kind::HidWrite;
         std::string bytes;
+        std::string lane;
         Time due{};
         HidCall call;
     };
@@ -76,6 +80,8 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
     HidCall takeCall(phone::Kind kind);
     // What becomes of this call, or when to ask again.
     phone::HidAnswer decide(phone::Kind kind, const std::string& bytes, size_t size, bool waited);
+    void hold(phone::Kind kind, const std::string& bytes);
+    void release(std::deque<Held>::iterator held);
     std::deque<Held>::iterator findHeld(phone::Kind kind, const std::string& bytes);
 
     Time wake() override { return mBench.power.use(); }

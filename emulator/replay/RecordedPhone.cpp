@@ -28,7 +28,7 @@ std::optional<Time> earlier(std::optional<Time> one, std::optional<Time> other) 
     return std::min(*one, *other);
 }
 
-// "4096 bytes": an image's content is not recorded.
+// "4096 bytes".
 std::optional<uint64_t> sizeOfImage(const Entry& entry) {
     uint64_t size = 0;
     const std::string& note = entry.note;
@@ -37,9 +37,15 @@ std::optional<uint64_t> sizeOfImage(const Entry& entry) {
     return size;
 }
 
+// As erased flash memory: the content is not recorded.
+std::string imageOf(uint64_t size) {
+    if (size > kMaxImageSize) throw phone::Error("an image of that size is too large");
+    return std::string(size, '\xff');
+}
+
 }  // namespace
 
-RecordedPhone::RecordedPhone(const Script& script, const recording::Header& header)
+RecordedPhone::RecordedPhone(const Script& script)
     : mBackend(std::make_unique<phone::WorldBackend>(mLoop)),
       mFiles(mSurroundings, [this](const std::string& path,
                                    const std::string& bytes) { mPower.control(path, bytes); }),
@@ -52,7 +58,6 @@ RecordedPhone::RecordedPhone(const Script& script, const recording::Header& head
         for (RecordedDevice& device : mDevices) next = earlier(next, device.turn());
         return earlier(next, mPower.turn());
     });
-    putFirst(header);
 }
 
 RecordedPhone::~RecordedPhone() {
@@ -62,11 +67,20 @@ RecordedPhone::~RecordedPhone() {
 }
 
 void RecordedPhone::putFirst(const recording::Header& header) {
-    for (const auto& [path, content] : header.files) mFiles.set(path, content);
+    mLoop.call([&] {
+        for (const auto& [path, content] : header.files) {
+            mBackend->putFile(mBackend->resolveFile(path), content);
+        }
+        for (const auto& [name, size] : header.images) {
+            const auto path = mBackend->resolveFile(phone::kFirmwareFolder + ("/" + name));
+            mBackend->putFile(path, imageOf(size));
+        }
+    });
     for (const auto& [key, value] : header.properties) mProperties.set(key, value);
-    for (const auto& [name, size] : header.images) {
-        putImage(std::string(phone::kFirmwareFolder) + "/" + name, size);
-    }
+}
+
+std::map<std::string, size_t> RecordedPhone::heldCalls() {
+    return mLoop.call([this] { return mBench.heldCalls; });
 }
 
 bool RecordedPhone::isCoverAttached() {
@@ -130,15 +144,10 @@ void RecordedPhone::setFile(const Entry& entry) {
         if (entry.path != phone::kFirmwareFolder) return mFiles.remove(entry.path);
         mLoop.call([&] { mBackend->clearFolder(entry.path); });
     } else if (const auto size = sizeOfImage(entry)) {
-        putImage(entry.path, *size);
+        mFiles.set(entry.path, imageOf(*size));
     } else {
         mFiles.set(entry.path, entry.bytes);
     }
-}
-
-void RecordedPhone::putImage(const std::string& path, uint64_t size) {
-    if (size > kMaxImageSize) throw phone::Error("the image " + path + " is too large");
-    mFiles.set(path, std::string(size, '\xff'));
 }
 
 void RecordedPhone::raise(const Entry& entry) {

@@ -28,11 +28,13 @@ namespace replay {
 class RecordedPhone {
   public:
     // In the world already. The script outlives it.
-    RecordedPhone(const Script& script, const recording::Header& header);
+    explicit RecordedPhone(const Script& script);
     ~RecordedPhone();
     RecordedPhone(const RecordedPhone&) = delete;
     RecordedPhone& operator=(const RecordedPhone&) = delete;
 
+    // The files and properties with which the recording begins. Throws phone::Error.
+    void putFirst(const recording::Header& header);
     // Makes happen what the entry tells, if it is of the phone: of its devices, files, properties,
     // uevents or faults of files. Throws phone::Error when that cannot be.
     void play(const Stimulus& stimulus);
@@ -41,7 +43,10 @@ class RecordedPhone {
     // In the recording's time; Time::max(): none is left.
     void setNextStimulus(Time time);
 
-    size_t heldCalls() const { return mBench.heldCalls; }
+    // Calls on hidraw nodes that are not answered yet, by their lanes; and how many have come so
+    // far.
+    std::map<std::string, size_t> heldCalls();
+    uint64_t callCount() const { return mBench.calls; }
     bool isCoverAttached();
 
     pid_t spawn(const std::vector<std::string>& command) { return mBackend->spawn(command); }
@@ -52,9 +57,7 @@ class RecordedPhone {
     phone::EventLoop& loop() { return mLoop; }
 
   private:
-    void putFirst(const recording::Header& header);
     void setFile(const phone::Entry& entry);
-    void putImage(const std::string& path, uint64_t size);
     void setFault(const phone::Entry& entry);
     void setOptions(const phone::Entry& entry);
     void raise(const phone::Entry& entry);

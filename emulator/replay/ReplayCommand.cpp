@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <android-base/unique_fd.h>
 
@@ -72,6 +74,7 @@ Outcome play(const Options& options, const recording::Recording& recording, Reco
     if (!phone.journal().writeTo(file, recording::toJson(recording.header))) {
         phone::throwErrno("cannot write the journal " + file);
     }
+    phone.putFirst(recording.header);
     const Pace pace = {options.isFast, std::chrono::seconds(options.patience)};
     Player player(phone, neighbours, script, pace, tell);
     player.setUp();
@@ -86,11 +89,17 @@ Outcome play(const Options& options, const recording::Recording& recording, Reco
     return outcome;
 }
 
+// Of the terminal; 0 when there is none.
+size_t columns() {
+    winsize size = {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 // Prints what differs; returns the exit status for it.
 int report(const recording::Recording& recording, const std::vector<phone::Entry>& replayed) {
     const recording::Comparison comparison = recording::compare(recording, replayed);
     const size_t count = comparison.differences.size();
-    cli::printOrFail(recording::sideBySide(comparison, recording, replayed, 0));
+    cli::printOrFail(recording::sideBySide(comparison, recording, replayed, columns()));
     cli::printOrFail(
             (count == 0 ? "no difference" : "lanes that differ: " + std::to_string(count)) +
             "; deeds compared: " + std::to_string(comparison.compared) + "\n");
@@ -126,7 +135,7 @@ int replayIt(const Options& options) {
     run::refuseHiddenProgram(options.program[0]);
     run::enterWorld();
     const Script script = makeScript(recording);
-    RecordedPhone phone(script, recording.header);
+    RecordedPhone phone(script);
     return judge(recording, play(options, recording, phone, script));
 }
 

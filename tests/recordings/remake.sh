@@ -8,11 +8,13 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 emulator=${1:-build/release}/bin/bivista-emulator
 
-scenarios=(brightness)
+scenarios=(brightness cover-in-error full-queue off-and-on pen-modes recovery refused-colour screen screen-never-up slow-cover
+           unplugged-in-frame upgrade wake-gesture)
 
+files=("${scenarios[@]/#/scenarios/}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-"$emulator" play --keep "$work" "${scenarios[@]/%/.yaml}"
+"$emulator" play --keep "$work" "${files[@]/%/.yaml}"
 for name in "${scenarios[@]}"; do
     mv "$work/$name.jsonl" tests/recordings/
 done

@@ -8,6 +8,7 @@ namespace bivistactl {
 
 // Each function adds its commands to the program, and stands in the file of its name.
 void addStatusCommand(cli::Command& program);
+void addWaitCommand(cli::Command& program);
 void addDoctorCommand(cli::Command& program);
 void addScreenCommands(cli::Command& program);
 void addSubCommand(cli::Command& program);

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tools/ExitStatus.h"
-#include "tools/client/Dump.h"
+#include "tools/client/State.h"
 #include "tools/commands/Command.h"
 #include "tools/text/Spinner.h"
 #include "tools/text/Text.h"
@@ -31,18 +31,6 @@ Examples:
 // For a value that the service does not report.
 constexpr char kUnknown[] = "unknown";
 
-// The method's answer; null for FAIL.
-template <auto method>
-Json valueOf(const sp<BivistaV1_0>& service) {
-    const auto answer = call<method>(service);
-    return answer.status == Status::OK ? toJson(answer.value) : Json();
-}
-
-template <typename T>
-Json orNull(const std::optional<T>& value) {
-    return value ? Json(*value) : Json();
-}
-
 // The members of a section by their names; null when the dump does not have the first.
 Json happened(const Dump& dump, const char* section, const char* first, const char* second) {
     if (!dump.has({section, first})) return nullptr;
@@ -56,7 +44,7 @@ Json colourOf(const Dump& dump) {
         return dump.number({"colour", name, "group", "mode"});
     };
     const std::optional<int64_t> asked = mode("values");
-    const bool isOff = dump.flag({"display", "screenOn"}) == false;
+    const bool isOff = isScreenOn(dump) == false;
     const auto isQueued = dump.flag({"colour", "pending", "group", "mode"});
     Json colour = {{"mode", nullptr}, {"code", orNull(asked)}, {"pending", nullptr}};
     if (asked && *asked == static_cast<int32_t>(*asked)) {
@@ -70,7 +58,7 @@ Json colourOf(const Dump& dump) {
 // Null where the dump lacks the member.
 void gatherFromDump(const Dump& dump, Json* status) {
     (*status)["screen"] = {{"initialized", orNull(dump.flag({"display", "initialized"}))},
-                           {"on", orNull(dump.flag({"display", "screenOn"}))}};
+                           {"on", orNull(isScreenOn(dump))}};
     (*status)["brightness"] = {{"value", orNull(dump.number({"brightness", "value"}))},
                                {"offset", orNull(dump.number({"brightness", "offset"}))}};
     (*status)["colour"] = colourOf(dump);

@@ -103,11 +103,7 @@ void requireDrawable(Size panel) {
 
 std::vector<uint32_t> makeFrame(const Artist& draw, Size panel) {
     try {
-        std::vector<uint32_t> words;
-        words.reserve(panel.pixels());
-        // The panel takes its level from the upper half of a word's lowest byte.
-        for (const uint8_t level : draw(panel)) words.push_back(uint32_t{level} << 4);
-        return words;
+        return picture::wordsOf(draw(panel));
     } catch (const picture::NoPicture& none) {
         throw Failure(EXIT_USAGE, std::string(none.what()) + ".");
     }

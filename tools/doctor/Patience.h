@@ -10,7 +10,8 @@
 namespace doctor {
 
 // The function's result; none when it takes longer than `patience`. The function then goes on on a
-// thread of its own, so the program must end by quick_exit(). The function must not throw.
+// thread of its own, so the program must end by quick_exit(). What it throws within that time is
+// thrown here.
 template <typename Function>
 auto within(std::chrono::milliseconds patience, Function function)
         -> std::optional<decltype(function())> {

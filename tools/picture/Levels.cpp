@@ -62,4 +62,11 @@ std::vector<uint8_t> ditherToLevels(const Picture& picture) {
     return levels;
 }
 
+std::vector<uint32_t> wordsOf(const std::vector<uint8_t>& levels) {
+    std::vector<uint32_t> words;
+    words.reserve(levels.size());
+    for (const uint8_t level : levels) words.push_back(uint32_t{level} << 4);
+    return words;
+}
+
 }  // namespace picture

@@ -21,4 +21,8 @@ std::vector<uint8_t> roundToLevels(const Picture& picture);
 // diffusion by Floyd and Steinberg).
 std::vector<uint8_t> ditherToLevels(const Picture& picture);
 
+// The words of drawSubDisplay() that show them: the panel takes its level from the upper half of a
+// word's lowest byte.
+std::vector<uint32_t> wordsOf(const std::vector<uint8_t>& levels);
+
 }  // namespace picture

@@ -1,12 +1,8 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phone/program/CtlCommand.h"
 
-#include <map>
-#include <memory>
-#include <optional>
-
-#include "emulator/phone/control/Ability.h"
 #include "emulator/phone/program/AbilityCommand.h"
+#include "emulator/phone/program/AbilityLine.h"
 
 namespace emulator {
 
@@ -23,20 +19,7 @@ void addCtl(cli::Command& program) {
             "  bivista-emulator ctl fault 'on AT%SWV late 2s times 1'\n"
             "  bivista-emulator ctl pen BV_PEN_WAKEUP\n"
             "  bivista-emulator ctl journal --follow");
-    std::map<std::string, cli::Command*> commands = {{"", &ctl}};
-    for (const control::Ability& ability : control::abilities()) {
-        const size_t space = ability.name.find(' ');
-        const bool isBelow = space != std::string::npos;
-        cli::Command& command =
-                commands.at(isBelow ? ability.name.substr(0, space) : "")
-                        ->add(ability.name.substr(isBelow ? space + 1 : 0), ability.help);
-        commands[ability.name] = &command;
-        if (!ability.requests.empty()) addAbility(command, ability);
-    }
-    // After all commands are made: a new command takes over the help of the command above it.
-    for (const control::Ability& ability : control::abilities()) {
-        if (!ability.more.empty()) commands.at(ability.name)->setHelp(ability.more);
-    }
+    addAbilities(ctl, addAbility);
 }
 
 }  // namespace emulator

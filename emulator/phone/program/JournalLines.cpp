@@ -2,8 +2,6 @@
 #include "emulator/phone/program/JournalLines.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <ctime>
 #include <map>
 #include <tuple>
 #include <vector>
@@ -13,6 +11,7 @@
 
 #include "cli/Colour.h"
 #include "cli/Output.h"
+#include "emulator/timeline/Line.h"
 #include "emulator/timeline/Timeline.h"
 
 namespace emulator {
@@ -21,62 +20,10 @@ using timeline::Item;
 
 namespace {
 
-// Columns of a line without title and detail: what the others take, and two between each.
-constexpr size_t kTime = 12;      // "16:00:48.123"
-constexpr size_t kLane = 8;       // "emulator"
-constexpr size_t kDuration = 10;  // "12345.6 ms"
-constexpr size_t kVerdict = 11;   // "no answer !"
-constexpr size_t kGap = 2;
-constexpr size_t kOthers = kTime + kLane + kDuration + kVerdict + 5 * kGap;
-// Of title and detail where there is no width to keep.
-constexpr size_t kWideTitle = 36;
-constexpr size_t kWideDetail = 48;
-constexpr size_t kNarrowest = 8;
-
-std::string timeOfDay(int64_t wallUs) {
-    constexpr int64_t kSecond = 1'000'000;
-    const time_t seconds = static_cast<time_t>(wallUs / kSecond);
-    tm local = {};
-    localtime_r(&seconds, &local);
-    char text[32];
-    snprintf(text, sizeof(text), "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
-             static_cast<int>(wallUs % kSecond / 1000));
-    return text;
-}
-
-std::string fill(std::string text, size_t width) {
-    if (text.size() < width) text.resize(width, ' ');
-    return text;
-}
-
-std::string cut(const std::string& text, size_t width) {
-    constexpr std::string_view kMore = "...";
-    if (text.size() <= width) return text;
-    return text.substr(0, width - kMore.size()).append(kMore);
-}
-
-std::string durationOf(const Item& item) {
-    constexpr std::string_view kInstants[] = {"control", "log", "unsolicited"};
-    const bool isInstant = std::ranges::find(kInstants, item.kind) != std::end(kInstants);
-    // A short exchange too has a duration, an event has none.
-    if (item.open || isInstant || (item.durationUs == 0 && item.verdict.empty())) return "";
-    char text[32];
-    const double ms = static_cast<double>(item.durationUs) / 1000;
-    const int digits = ms < 100 ? 2 : ms < 99'999 ? 1 : 0;
-    snprintf(text, sizeof(text), "%.*f ms", digits, ms);
-    return text;
-}
-
 cli::Colour colourOf(const Item& item) {
     constexpr std::string_view kGood[] = {"", "OK", "drawn", "written"};
     const bool isGood = std::ranges::find(kGood, item.verdict) != std::end(kGood);
     return isGood && !item.faulty ? cli::Colour::GOOD : cli::Colour::BAD;
-}
-
-std::string verdictOf(const Item& item) {
-    std::string verdict = item.open ? "open" : item.verdict;
-    if (item.faulty) verdict += verdict.empty() ? "!" : " !";
-    return verdict;
 }
 
 // 0 where it is no terminal, or one that does not tell.
@@ -85,8 +32,10 @@ size_t terminalWidth() {
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-void trimRight(std::string& line) {
-    line.erase(line.find_last_not_of(' ') + 1);
+std::string inColour(const Item& item, size_t width) {
+    const timeline::Line line = timeline::lineOf(item, width);
+    return line.text +
+           (line.verdict.empty() ? "" : cli::inColour(colourOf(item), line.verdict, STDOUT_FILENO));
 }
 
 // The items that can be printed now; the others wait.
@@ -115,7 +64,7 @@ class Lines {
         const size_t width = terminalWidth();
         std::string text;
         for (const Item& item : mClosed) {
-            text += lineOf(item, width) + "\n";
+            text += inColour(item, width) + "\n";
             if (text.size() < kPiece) continue;
             cli::printOrFail(text);
             text.clear();
@@ -138,35 +87,6 @@ class Lines {
 };
 
 }  // namespace
-
-std::string lineOf(const Item& item, size_t width) {
-    size_t title = kWideTitle;
-    size_t detail = kWideDetail;
-    if (width != 0) {
-        const size_t room = std::max(width, kOthers + 2 * kNarrowest) - kOthers;
-        title = std::clamp(room * 2 / 5, kNarrowest, kWideTitle);
-        detail = room - title;
-    }
-    const auto fitted = [width](const std::string& text, size_t most) {
-        return fill(width == 0 ? text : cut(text, most), most);
-    };
-    const std::string gap(kGap, ' ');
-    const std::string duration = durationOf(item);
-    const std::string right =
-            std::string(kDuration - std::min(kDuration, duration.size()), ' ') + duration;
-    const std::string texts =
-            item.detail.empty() ? fitted(item.title, title + kGap + detail)
-                                : fitted(item.title, title) + gap + fitted(item.detail, detail);
-    std::string line = timeOfDay(item.wallUs) + gap +
-                       fill(std::string(timeline::name(item.lane)), kLane) + gap + texts + gap +
-                       right + gap;
-    const std::string verdict = verdictOf(item);
-    if (verdict.empty()) trimRight(line);
-    if (width == 0) return line + cli::inColour(colourOf(item), verdict, STDOUT_FILENO);
-    line = line.substr(0, width);
-    const std::string seen = verdict.substr(0, width - line.size());
-    return seen.empty() ? line : line + cli::inColour(colourOf(item), seen, STDOUT_FILENO);
-}
 
 void printLines(JournalPages& pages, const timeline::Filter& filter, bool follow) {
     Lines lines(filter);

@@ -11,6 +11,7 @@
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/RunCommand.h"
 #include "emulator/phonelog/ImportCommand.h"
+#include "emulator/play/PlayCommand.h"
 #include "emulator/replay/ReplayCommand.h"
 #include "emulator/ui/UiCommand.h"
 
@@ -28,6 +29,7 @@ int run(int argc, char** argv) {
     addCtl(program);
     ui::addUi(program);
     phonelog::addImport(program);
+    play::addPlay(program);
     replay::addReplay(program);
     return program.run(argc, argv, kUsage);
 }

@@ -19,6 +19,7 @@
 #include "emulator/phone/program/JournalStream.h"
 #include "emulator/phone/run/ProgramRun.h"
 #include "emulator/phone/world/Files.h"
+#include "emulator/phone/world/ServiceProgram.h"
 #include "emulator/recording/Recording.h"
 #include "emulator/ui/Companion.h"
 
@@ -40,16 +41,6 @@ struct RunOptions {
     bool open = false;
     std::vector<std::string> program;
 };
-
-// The service that was built or installed with this program.
-std::string findService() {
-    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : {".", BIVISTA_SERVICE_FOLDER}) {
-        const fs::path service = (folder / place / BIVISTA_SERVICE_NAME).lexically_normal();
-        if (access(service.c_str(), X_OK) == 0) return service;
-    }
-    return "";
-}
 
 // The journal's first line. What is set later has entries.
 std::string headerOf(const phone::Phone& phone) {
@@ -118,14 +109,22 @@ int runProgram(const RunOptions& options) {
     return runOnPhone(options, folder, stream.get(), std::move(page));
 }
 
+// False when there is none, which it reports.
+bool takeService(std::vector<std::string>& program) {
+    try {
+        program = {phone::findService()};
+        return true;
+    } catch (const phone::Error& error) {
+        cli::complain(run::kProgram, error.what() + std::string(": name what to run after \"--\""));
+        return false;
+    }
+}
+
 // The same; without a program, runs the service. Reports errors on standard error.
 int runOrFail(RunOptions& options) {
     return run::guard([&] {
-        if (options.program.empty()) options.program.push_back(findService());
-        if (!options.program[0].empty()) return runProgram(options);
-        cli::complain(kProgram, "no " BIVISTA_SERVICE_NAME
-                                " lies beside this program: name what to run after \"--\"");
-        return run::kProgramFailed;
+        if (options.program.empty() && !takeService(options.program)) return run::kProgramFailed;
+        return runProgram(options);
     });
 }
 

@@ -1,0 +1,75 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+#include "emulator/play/StageRun.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "cli/Beside.h"
+#include "emulator/phone/Error.h"
+#include "emulator/play/StageProgram.h"
+
+namespace play {
+
+using android::base::unique_fd;
+
+namespace {
+
+constexpr size_t kLongestOutput = 1 << 20;
+constexpr Milliseconds kSlice(50);
+
+unique_fd makeOutput() {
+    unique_fd file(memfd_create("output", MFD_CLOEXEC));
+    if (!file.ok()) phone::throwErrno("cannot keep a program's output");
+    return file;
+}
+
+std::string contentOf(const unique_fd& file) {
+    std::string text(kLongestOutput, '\0');
+    const ssize_t count = pread(file.get(), text.data(), text.size(), 0);
+    text.resize(count > 0 ? static_cast<size_t>(count) : 0);
+    return text;
+}
+
+std::string withoutLineEnd(std::string text) {
+    if (text.ends_with('\n')) text.pop_back();
+    return text;
+}
+
+}  // namespace
+
+std::optional<Outcome> runProgram(Stage& stage, std::vector<std::string> words,
+                                  Milliseconds limit) {
+    const std::string beside = cli::findBeside(words[0]);
+    if (!beside.empty()) words[0] = beside;
+    const auto end = std::chrono::steady_clock::now() + limit;
+    const unique_fd out = makeOutput();
+    const unique_fd err = makeOutput();
+    const unique_fd in(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    StageProgram program(words, {in.get(), out.get(), err.get()});
+    std::optional<int> status;
+    while (!(status = program.wait(kSlice))) {
+        if (std::chrono::steady_clock::now() >= end) return std::nullopt;
+        stage.pull(Milliseconds(0));
+    }
+    const int exitStatus = WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
+    return Outcome{exitStatus, contentOf(out), contentOf(err)};
+}
+
+Outcome waitForService(Stage& stage, const std::string& condition, Milliseconds limit) {
+    // Longer than it waits itself, unless the service is stopped.
+    constexpr Milliseconds kMore(10'000);
+    char seconds[32];
+    snprintf(seconds, sizeof(seconds), "%.3f", std::chrono::duration<double>(limit).count());
+    const auto outcome = runProgram(stage, {"bivistactl", "wait", condition, "--timeout", seconds},
+                                    limit + kMore);
+    if (!outcome) return {1, "", "the service does not answer"};
+    return {outcome->status, "", withoutLineEnd(outcome->err)};
+}
+
+}  // namespace play
