@@ -67,7 +67,7 @@ void RecordedDevice::unplug() {
 Time RecordedDevice::waitOf(Time due, Time recorded) const {
     const Time now = EventLoop::now();
     if (now < due) return due - now;
-    if (recorded <= mBench.nextStimulus) return {};
+    if (recorded <= mBench.next) return {};
     return std::max(due + kLongestWait - now, Time());
 }
 

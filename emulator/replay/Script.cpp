@@ -60,6 +60,11 @@ class Maker {
             case Kind::HidSet:
             case Kind::HidWrite:
                 return callHid(entry);
+            case Kind::ClientCall:
+                if (!entry.path.empty()) call(entry);
+                return;
+            case Kind::ClientCallback:
+                return callBack(entry);
             case Kind::HidlCall:
                 mScript.answers[entry.path].push_back(entry.note);
                 return;
@@ -85,6 +90,18 @@ class Maker {
         const bool isClosing = entry.kind == Kind::NodeClose || entry.kind == Kind::HidClose ||
                                entry.kind == Kind::TtyLost;
         mScript.deeds.push_back({time, std::move(lane), isClosing});
+    }
+
+    void call(const Entry& entry) {
+        mScript.stimuli.push_back({.entry = &entry, .arguments = entry.bytes});
+        if (entry.path.ends_with(".setLpwgCallback")) mListener = mScript.stimuli.size() - 1;
+    }
+
+    // A callback is "callback" in a call, whatever its version is: what it hears tells that.
+    void callBack(const Entry& entry) {
+        if (!mListener || !entry.path.ends_with(".onLpwgEvent")) return;
+        std::string& arguments = mScript.stimuli[*mListener].arguments;
+        if (arguments == R"(["callback"])") arguments = R"(["callback-1.0"])";
     }
 
     void attach(const Entry& entry) {
@@ -171,6 +188,7 @@ class Maker {
 
     const recording::Recording& mRecording;
     Script mScript;
+    std::optional<size_t> mListener{};      // the stimulus of the last setLpwgCallback
     std::map<std::string, Line> mLines;     // by the tty's node
     std::map<std::string, size_t> mPanels;  // by the hidraw node
     std::map<std::string, size_t> mNames;   // of devices that are there
