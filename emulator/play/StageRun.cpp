@@ -36,12 +36,12 @@ std::string contentOf(const unique_fd& file) {
     return text;
 }
 
+}  // namespace
+
 std::string withoutLineEnd(std::string text) {
     if (text.ends_with('\n')) text.pop_back();
     return text;
 }
-
-}  // namespace
 
 std::optional<Outcome> runProgram(Stage& stage, std::vector<std::string> words,
                                   Milliseconds limit) {
