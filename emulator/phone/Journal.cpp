@@ -31,13 +31,14 @@ size_t sizeOfTexts(const Entry& entry) {
 
 }  // namespace
 
-bool Journal::writeTo(const std::string& path) {
+bool Journal::writeTo(const std::string& path, const std::string& firstLine) {
     unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
     if (!file.ok()) return false;
     {
         const android::AutoMutex lock(mLock);
         mFile = std::move(file);
         mFileError = 0;
+        if (!firstLine.empty()) writeToFile(firstLine + "\n");
     }
     // Whoever reads the file sees an entry when it happens, and a crash loses none.
     countFollowers(1);

@@ -49,9 +49,10 @@ class Journal {
     static constexpr size_t kMaxEntries = 200'000;
     static constexpr size_t kMaxBytes = 64 << 20;
 
-    // Writes every later entry to `path` too, one JSON line each, and follows the source from then
-    // on; false, errno set, when the file cannot be made.
-    bool writeTo(const std::string& path) EXCLUDES(mLock, mSourceLock);
+    // Writes every later entry to `path` too, one JSON line each, after this first line if any, and
+    // follows the source from then on; false, errno set, when the file cannot be made.
+    bool writeTo(const std::string& path, const std::string& firstLine = {})
+            EXCLUDES(mLock, mSourceLock);
     // The errno at which nothing more was written to the file, or 0.
     int fileError() const EXCLUDES(mLock);
 

@@ -130,7 +130,8 @@ void Player::join(BegunCall& begun, steady_clock::time_point end) {
 }
 
 void Player::settle() {
-    constexpr Milliseconds kQuiet(300);
+    // The service lets the panel settle for half a second.
+    constexpr Milliseconds kQuiet(700);
     constexpr Milliseconds kLongest(5'000);
     const auto end = steady_clock::now() + kLongest;
     size_t known = 0;

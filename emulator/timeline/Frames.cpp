@@ -72,7 +72,7 @@ void Frames::strike(const phone::Entry& /*entry*/) {
 }
 
 void Frames::finish(const char* verdict, const phone::Entry& entry) {
-    close(*mFrame, verdict, entry.time);
+    close(*mFrame, verdict, endOf(entry));
     mChanges->put(*mFrame);
     mFrame.reset();
     mHasGone = false;

@@ -90,9 +90,13 @@ Item begin(const phone::Entry& entry) {
     return item;
 }
 
+std::chrono::nanoseconds endOf(const phone::Entry& entry) {
+    return entry.time + entry.duration.value_or(std::chrono::nanoseconds(0));
+}
+
 void extend(Item& item, const phone::Entry& entry) {
     item.last = entry.seq;
-    item.durationUs = std::max(item.durationUs, us(entry.time) - item.beginUs);
+    item.durationUs = std::max(item.durationUs, us(endOf(entry)) - item.beginUs);
 }
 
 void close(Item& item, const char* verdict, std::chrono::nanoseconds time) {

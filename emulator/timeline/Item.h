@@ -54,6 +54,9 @@ bool isBackground(std::string_view kind);
 // The item that begins with this entry; without kind and texts.
 Item begin(const phone::Entry& entry);
 
+// When it was over.
+std::chrono::nanoseconds endOf(const phone::Entry& entry);
+
 // Makes the entry the item's last one so far.
 void extend(Item& item, const phone::Entry& entry);
 

@@ -36,7 +36,7 @@ void Timeline::add(const Entry& entry) {
     if (entry.seq <= mLast.seq) return;
     if (mLast.seq != 0 && entry.seq != mLast.seq + 1) cutOffAll(entry);
     mLast.seq = entry.seq;
-    mLast.time = std::max(mLast.time, entry.time + entry.duration.value_or(Entry().time));
+    mLast.time = std::max(mLast.time, endOf(entry));
     takePart(entry);
 }
 

@@ -45,6 +45,10 @@ std::vector<std::string> namesIn(const char* folder) {
     return names;
 }
 
+std::vector<std::string> waysOfArrival(const phone::Phone& phone, uint64_t seq) {
+    return phone.journal().list(Kind::Attach, seq);
+}
+
 struct Change {
     uint32_t mask;
     std::string name;
@@ -450,6 +454,23 @@ TEST_F(CoverTest, HundredCyclesLeaveDescriptorsAndThreadsWhereTheyWere) {
     EXPECT_EQ(namesIn("/proc/self/fd").size(), descriptors);
     EXPECT_EQ(namesIn("/proc/self/task").size(), threads);
     EXPECT_EQ(namesIn("/dev/pts").size(), ptys);
+}
+
+// A replay needs more than the identity.
+TEST_F(CoverTest, AnAttachTellsHowTheDeviceCame) {
+    const uint64_t seq = phone.journal().next();
+    phone.cover.attach({.tty = 3, .hid = 2, .idVendorText = "12\xff\n"});
+    phone.cover.detach();
+    phone.cover.attach({.withTty = false, .withHid = false, .withUsb = false});
+    phone.cover.detach();
+    phone.loader.attach("00000000001A", "TQC330R");
+    phone.foreignTtys.attach(7, "1234\n", "");
+    EXPECT_THAT(waysOfArrival(phone, seq),
+                ElementsAre(R"({"tty":3,"hid":2,"usb":true,"idVendor":"12\\xff\\n",)"
+                            R"("product":"TQC330R","serial":"BV33021030001"})",
+                            R"({"usb":false,"product":"TQC330R","serial":"BV33021030001"})",
+                            R"({"usb":true,"product":"TQC330R","serial":"00000000001A"})",
+                            R"({"tty":7,"usb":false,"idVendor":"1234\\n","idProduct":""})"));
 }
 
 }  // namespace

@@ -413,6 +413,25 @@ TEST_F(OpenTimeTest, PassesAtEachOpenWhileNobodyHasTheNodeOpen) {
                                       "hid-open O_WRONLY|O_NONBLOCK", "hid-write", "hid-close"));
 }
 
+// The begin is when the call came.
+TEST_F(OpenTimeTest, StandsInTheJournalAsTheEntrysDuration) {
+    phone.panel.setOpenTime(kTime);
+    const uint64_t seq = phone.journal().next();
+    phone.faults.set("hid write late 3ms times 1");
+    writeTo(openNode(O_WRONLY), kEnd);
+    const std::vector<Entry> entries = phone.journal().since(seq);
+    ASSERT_EQ(entries.size(), 5u);
+    EXPECT_EQ(entries[1].kind, Kind::HidOpen);
+    EXPECT_GE(entries[1].duration, kTime);
+    EXPECT_EQ(entries[2].kind, Kind::FaultMet);
+    EXPECT_EQ(entries[3].kind, Kind::HidWrite);
+    EXPECT_GE(entries[3].duration, std::chrono::milliseconds(3));
+    // Met before the call was held.
+    EXPECT_LE(entries[2].time, entries[3].time);
+    EXPECT_GE(entries[2].time, entries[1].time + kTime);
+    EXPECT_FALSE(entries[4].duration);
+}
+
 TEST_F(OpenTimeTest, IsSparedWhereAnotherDescriptorHasTheNodeOpen) {
     const unique_fd keeper = openNode(O_RDONLY);
     phone.panel.setOpenTime(kForEver);

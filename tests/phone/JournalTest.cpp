@@ -261,6 +261,19 @@ TEST(JournalTest, WhatIsOverStandsAtItsBegin) {
     EXPECT_LE(entries[3].wall, wallNow() - std::chrono::hours(1));
 }
 
+// Such as a recording's header, which is no entry.
+TEST(JournalTest, ItsFileMayBeginWithALineOfItsOwn) {
+    const std::string path = "/tmp/journal-" + std::to_string(getpid());
+    Journal journal;
+    ASSERT_TRUE(journal.writeTo(path, "first"));
+    journal.add(Kind::Mark, {}, "x");
+    EXPECT_EQ(journal.since(1).size(), 1u);
+    std::ifstream file(path);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(text, testing::StartsWith("first\n{\"seq\":1,"));
+    std::filesystem::remove(path);
+}
+
 TEST(JournalTest, ItsFileHasLongTextsWhole) {
     const std::string path = "/tmp/journal-" + std::to_string(getpid());
     Journal journal;

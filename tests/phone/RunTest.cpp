@@ -24,6 +24,8 @@ using support::Process;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+// Of a recording.
+constexpr char kHeader[] = R"({"recording":2,"program":"bivista-emulator )";
 constexpr char kService[] = "vendor.qmx.hardware.bivista@1.1-service";
 
 class RunTest : public ProgramTest {
@@ -92,8 +94,9 @@ TEST_F(RunTest, WritesTheWholeJournalIntoAFifo) {
     EXPECT_EQ(reader.wait(), 0);
     const std::string journal = contentOf(mFolder + "/journal");
     EXPECT_THAT(journal, HasSubstr("{\"seq\":3000,"));
-    // What comes after the last answer is in it too.
-    EXPECT_TRUE(contentOf(mFolder + "/read").starts_with(journal));
+    // After the recording's header, and what comes after the last answer is in it too.
+    const std::string read = contentOf(mFolder + "/read");
+    EXPECT_TRUE(read.substr(read.find('\n') + 1).starts_with(journal));
 }
 
 // More than a FIFO holds, and no reader takes it: the program ends all the same.
@@ -128,7 +131,8 @@ TEST_F(RunTest, JournalInARegularFileIsAnewEachTime) {
     std::ofstream(file) << "before\n";
     fs::create_symlink("journal", link);
     EXPECT_EQ(invoke({"run", "--journal", link, "--", "/bin/true"}).status, 0);
-    EXPECT_THAT(contentOf(file), StartsWith(R"({"seq":1,)"));
+    EXPECT_THAT(contentOf(file), StartsWith(kHeader));
+    EXPECT_THAT(contentOf(file), HasSubstr("\"images\":{}}}\n{\"seq\":1,"));
     EXPECT_TRUE(fs::is_symlink(link));
 }
 
@@ -136,7 +140,7 @@ TEST_F(RunTest, JournalInARegularFileIsAnewEachTime) {
 TEST_F(RunTest, JournalMayGoIntoASpecialFileOfTheHostsDev) {
     const Outcome outcome = invoke({"run", "--journal", "/dev/stdout", "--", "/bin/true"});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_THAT(outcome.out, StartsWith(R"({"seq":1,)"));
+    EXPECT_THAT(outcome.out, StartsWith(kHeader));
     const Outcome full = invoke({"run", "--journal", "/dev/full", "--", "/bin/true"});
     EXPECT_EQ(full.status, 0);
     EXPECT_EQ(full.err,

@@ -73,13 +73,14 @@ class UsbPowerTest : public support::PhoneTest {
         return *phone.files.get(kFolder + std::string(name));
     }
 
-    // From the moment at which it began to wake to the entry of this kind.
+    // From the moment at which it began to wake to the end of the entry of this kind.
     milliseconds wakingBefore(Kind kind) const {
         const auto woken =
                 journal.waitFor([](const Entry& e) { return e.note == "resumed"; }, first);
         const auto then =
                 journal.waitFor([&](const Entry& e) { return e.kind == kind; }, woken.seq);
-        return std::chrono::duration_cast<milliseconds>(then.time - woken.time);
+        const auto end = then.time + then.duration.value_or(milliseconds(0));
+        return std::chrono::duration_cast<milliseconds>(end - woken.time);
     }
 };
 

@@ -42,14 +42,16 @@ struct HidOpen {
     std::string flags;  // as text
     // No other descriptor has the node open.
     bool isFirst = false;
+    cover::Time held{};  // since it came, when it is asked again
 };
 
 // A transfer to or from a hidraw node.
 struct HidRequest {
     enum class Kind { Write, GetFeature, SetFeature };
     Kind kind = Kind::Write;
-    size_t size = 0;    // of the caller's buffer
-    std::string bytes;  // the report; of GetFeature its number alone
+    size_t size = 0;     // of the caller's buffer
+    std::string bytes;   // the report; of GetFeature its number alone
+    cover::Time held{};  // since it came, when it is asked again
 };
 
 struct HidAnswer {
@@ -85,6 +87,10 @@ struct DeviceDescription {
     std::optional<int> hidraw = std::nullopt;
     HidListener* hidListener = nullptr;  // with `hidraw`; likewise
 };
+
+// {"tty":0,"hid":0,"usb":true,"idVendor":"...","idProduct":"...","product":"...","serial":"..."}: a
+// member that is absent means that the device has none; texts as cover::escape() spells them.
+std::string toJson(const DeviceDescription& description);
 
 // Its destruction unplugs it, without a word to its listeners.
 class Device {

@@ -120,9 +120,10 @@ class ClientCalls::Rings : public phone::Source {
     bool mIsFollowed GUARDED_BY(mLock) = false;
 };
 
-ClientCalls::ClientCalls(phone::Phone& phone, const std::string& folder)
-    : mPhone(phone),
-      mRings(std::make_shared<Rings>(phone.journal())),
+ClientCalls::ClientCalls(phone::Journal& journal, phone::EventLoop& loop, const std::string& folder)
+    : mJournal(journal),
+      mLoop(loop),
+      mRings(std::make_shared<Rings>(journal)),
       mFolder(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
       mListener(android::hardware::calls::listenForCalls(mFolder.get())) {
     struct stat status = {};
@@ -131,10 +132,8 @@ ClientCalls::ClientCalls(phone::Phone& phone, const std::string& folder)
         phone::throwErrno("cannot make " + folder + "/" + android::hardware::calls::kSocketName);
     }
     mSocket = status.st_ino;
-    mPhone.journal().setSource(mRings);
-    mPhone.loop().call([this] {
-        mPhone.loop().watch(mListener.get(), POLLIN, [this](short) { acceptAll(); });
-    });
+    mJournal.setSource(mRings);
+    mLoop.call([this] { mLoop.watch(mListener.get(), POLLIN, [this](short) { acceptAll(); }); });
 }
 
 ClientCalls::~ClientCalls() {
@@ -144,12 +143,12 @@ ClientCalls::~ClientCalls() {
     if (fstatat(mFolder.get(), name, &status, 0) == 0 && status.st_ino == mSocket) {
         unlinkat(mFolder.get(), name, 0);
     }
-    mPhone.loop().call([this] {
-        mPhone.loop().unwatch(mListener.get());
-        for (const int fd : mRings->connections()) mPhone.loop().unwatch(fd);
+    mLoop.call([this] {
+        mLoop.unwatch(mListener.get());
+        for (const int fd : mRings->connections()) mLoop.unwatch(fd);
     });
     mRings->drain();
-    mPhone.journal().setSource(nullptr);
+    mJournal.setSource(nullptr);
 }
 
 void ClientCalls::acceptAll() {
@@ -164,7 +163,7 @@ void ClientCalls::acceptAll() {
             mRings->remark(
                     "the calls of a service are missing, and of all that start later: no "
                     "descriptor is left");
-            mPhone.loop().unwatch(mListener.get());
+            mLoop.unwatch(mListener.get());
         }
         return;
     }
@@ -173,11 +172,11 @@ void ClientCalls::acceptAll() {
 void ClientCalls::listenTo(unique_fd connection) {
     const int fd = connection.get();
     if (!mRings->add(std::move(connection))) return;
-    mPhone.loop().watch(fd, POLLIN, [this, fd](short) { hear(fd); });
+    mLoop.watch(fd, POLLIN, [this, fd](short) { hear(fd); });
 }
 
 void ClientCalls::hear(int connection) {
-    if (!mRings->hear(connection)) mPhone.loop().unwatch(connection);
+    if (!mRings->hear(connection)) mLoop.unwatch(connection);
 }
 
 }  // namespace calls

@@ -14,7 +14,9 @@ class ClientCalls {
     // Listens at <folder>/calls.sock, which no other emulator uses, until destroyed. A service that
     // registers while it does hands out its calls; they are in the journal when a reader asks for
     // it, or at once while one waits. Throws phone::Error when the socket cannot be made.
-    ClientCalls(phone::Phone& phone, const std::string& folder);
+    ClientCalls(phone::Journal& journal, phone::EventLoop& loop, const std::string& folder);
+    ClientCalls(phone::Phone& phone, const std::string& folder)
+        : ClientCalls(phone.journal(), phone.loop(), folder) {}
     // The journal has all calls that ended before.
     ~ClientCalls();
     ClientCalls(const ClientCalls&) = delete;
@@ -27,7 +29,8 @@ class ClientCalls {
     void listenTo(android::base::unique_fd connection);
     void hear(int connection);
 
-    phone::Phone& mPhone;
+    phone::Journal& mJournal;
+    phone::EventLoop& mLoop;
     const std::shared_ptr<Rings> mRings;
     android::base::unique_fd mFolder;
     android::base::unique_fd mListener;

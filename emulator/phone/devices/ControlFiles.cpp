@@ -2,6 +2,7 @@
 #include "emulator/phone/devices/ControlFiles.h"
 
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "emulator/phone/Error.h"
@@ -31,6 +32,10 @@ ControlFiles::ControlFiles(const Surroundings& surroundings, Written written)
     : Subject(surroundings), mWritten(std::move(written)) {
     mBackend.setFileListener(*this);
     putFirstContents();
+}
+
+std::map<std::string, std::string> ControlFiles::firstContents() {
+    return {std::begin(kFirstContents), std::end(kFirstContents)};
 }
 
 void ControlFiles::putFirstContents() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -16,6 +17,9 @@ class ControlFiles : public Subject, public FileListener {
     // `written` gets each write to a file but the kernel log, after it was recorded.
     using Written = std::function<void(const std::string& path, const std::string& bytes)>;
     ControlFiles(const Surroundings& surroundings, Written written);
+
+    // What reset() makes, by path.
+    static std::map<std::string, std::string> firstContents();
 
     // Makes the file, with its folders if need be; new content is seen at once and whole.
     void set(const std::string& path, const std::string& text);

@@ -54,7 +54,7 @@ void Cover::attach(const CoverOptions& options) {
             return mLoader.plug(description.identity);
         }
         mDevice = mBackend.make(description);
-        mJournal.add(Kind::Attach, mDevice->name(), {}, describe(description.identity));
+        recordAttach(mDevice->name(), description, describe(description.identity));
         if (options.withHid) mPanel.plug();
         try {
             mDevice->publish();
@@ -70,6 +70,7 @@ void Cover::attach(const CoverOptions& options) {
 }
 
 void Cover::unplug() {
+    const auto begin = std::chrono::steady_clock::now();
     const std::unique_ptr<Device> device = std::move(mDevice);
     mActions.clear();
     mLeaveLimit.reset();
@@ -79,7 +80,7 @@ void Cover::unplug() {
     for (std::promise<void>& departure : mDepartures) departure.set_value();
     mDepartures.clear();
     // Last: the entry wakes who waits for the departure.
-    mJournal.add(Kind::Detach, device->name());
+    recordDetach(device->name(), begin);
 }
 
 void Cover::requireAttached() const {

@@ -15,7 +15,7 @@ void ForeignTtys::attach(int number, const std::string& idVendorText,
                                                .ttyListener = this};
         mBackend.checkFree(description);
         Device& device = *(mDevices[number] = mBackend.make(description));
-        mJournal.add(Kind::Attach, device.name(), {}, ttyNode(number));
+        recordAttach(device.name(), description, ttyNode(number));
         try {
             device.publish();
         } catch (...) {
@@ -31,8 +31,9 @@ void ForeignTtys::detach(int number) {
         if (device == mDevices.end()) {
             throw Error("there is no foreign ttyACM" + std::to_string(number));
         }
+        const auto begin = std::chrono::steady_clock::now();
         device->second->hangUp();
-        mJournal.add(Kind::Detach, device->second->name());
+        recordDetach(device->second->name(), begin);
         mDevices.erase(device);
     });
 }

@@ -30,8 +30,9 @@ void Loader::plug(const cover::UsbIdentity& identity) {
                                             EventLoop::now());
     }
     mIdentity = identity;
-    mDevice = mBackend.make({.identity = identity});
-    mJournal.add(Kind::Attach, mDevice->name(), {}, describe(identity));
+    const DeviceDescription description = {.identity = identity};
+    mDevice = mBackend.make(description);
+    recordAttach(mDevice->name(), description, describe(identity));
     try {
         mDevice->publish();
     } catch (...) {

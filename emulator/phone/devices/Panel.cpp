@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace phone {
 
@@ -12,27 +11,17 @@ using cover::PanelOutcome;
 
 namespace {
 
-struct Names {
-    PanelCall call;  // in the language of faults
-    Kind entry;      // in the journal
-};
-
-Names namesOf(const HidRequest& request) {
+// In the language of faults.
+PanelCall callOf(const HidRequest& request) {
     switch (request.kind) {
         case HidRequest::Kind::GetFeature:
-            return {PanelCall::Info, Kind::HidGet};
+            return PanelCall::Info;
         case HidRequest::Kind::SetFeature:
-            return {PanelCall::Config, Kind::HidSet};
+            return PanelCall::Config;
         case HidRequest::Kind::Write:
             break;
     }
-    return {PanelCall::Write, Kind::HidWrite};
-}
-
-// What a transfer of `size` bytes with this result adds to its record.
-std::string noteOf(int64_t result, size_t size) {
-    if (result < 0) return strerrorname_np(static_cast<int>(-result));
-    return static_cast<size_t>(result) == size ? "" : "passed " + std::to_string(result);
+    return PanelCall::Write;
 }
 
 }  // namespace
@@ -98,25 +87,27 @@ HidAnswer Panel::begin(const std::string& node, PanelCall call, cover::Time time
 }
 
 HidAnswer Panel::hidOpened(const std::string& node, const HidOpen& open, bool waited) {
+    const cover::Time came = EventLoop::now() - open.held;
     const cover::Time time = open.isFirst ? mOpenTime : cover::Time::zero();
     std::optional<uint64_t> pass;
     HidAnswer answer = begin(node, PanelCall::Open, time, waited, &pass);
-    if (answer.askAgainAfter) return answer;
-    const std::string error = noteOf(answer.result, 0);
-    mJournal.add(Kind::HidOpen, node, {}, error.empty() ? open.flags : open.flags + " " + error);
+    if (!answer.askAgainAfter) recordOpen(node, open, answer, heldOf(came, open.held));
     return answer;
 }
 
 HidAnswer Panel::hidRequested(const std::string& node, const HidRequest& request, bool waited) {
-    const auto [asked, entry] = namesOf(request);
+    const cover::Time came = EventLoop::now() - request.held;
     std::optional<uint64_t> pass;
-    HidAnswer answer = begin(node, asked, cover::Time::zero(), waited, &pass);
+    HidAnswer answer = begin(node, callOf(request), cover::Time::zero(), waited, &pass);
     if (answer.askAgainAfter) return answer;
     if (answer.result == 0) answer = transfer(request, pass);
-    const bool reads = request.kind == HidRequest::Kind::GetFeature;
-    mJournal.add(entry, node, reads && answer.result >= 0 ? answer.report : request.bytes,
-                 noteOf(answer.result, reads ? answer.report.size() : request.size));
+    recordRequest(node, request, answer, heldOf(came, request.held));
     return answer;
+}
+
+// A call that pulled the cover off came before that.
+cover::Time Panel::heldOf(cover::Time came, cover::Time held) const {
+    return mIsPlugged ? held : EventLoop::now() - came;
 }
 
 HidAnswer Panel::transfer(const HidRequest& request, std::optional<uint64_t> pass) {
@@ -137,14 +128,6 @@ HidAnswer Panel::transfer(const HidRequest& request, std::optional<uint64_t> pas
     }
     // A panel that does not take a report stalls the request.
     return {.result = taken ? static_cast<int64_t>(passed) : -EPIPE};
-}
-
-void Panel::hidRefused(const std::string& node, const HidRequest& request, int error) {
-    mJournal.add(namesOf(request).entry, node, request.bytes, strerrorname_np(error));
-}
-
-void Panel::hidClosed(const std::string& node) {
-    mJournal.add(Kind::HidClose, node);
 }
 
 }  // namespace phone

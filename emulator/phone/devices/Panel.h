@@ -9,16 +9,20 @@
 
 #include "emulator/cover/Panel.h"
 #include "emulator/cover/PanelFaults.h"
+#include "emulator/phone/devices/HidRecorder.h"
 #include "emulator/phone/devices/Subject.h"
 #include "emulator/phone/devices/UsbPower.h"
 
 namespace phone {
 
-class Panel : public Subject, public HidListener {
+class Panel : public Subject, public HidRecorder {
   public:
     // `pullOff`: a fault takes the cover off; it leads to unplug().
     Panel(const Surroundings& surroundings, UsbPower& power, std::function<void()> pullOff)
-        : Subject(surroundings), mPower(power), mPullOff(std::move(pullOff)) {}
+        : Subject(surroundings),
+          HidRecorder(surroundings.journal),
+          mPower(power),
+          mPullOff(std::move(pullOff)) {}
 
     // From the panel's plugging in on.
     cover::PanelState state() const;
@@ -42,8 +46,6 @@ class Panel : public Subject, public HidListener {
     HidAnswer hidOpened(const std::string& node, const HidOpen& open, bool waited) override;
     HidAnswer hidRequested(const std::string& node, const HidRequest& request,
                            bool waited) override;
-    void hidRefused(const std::string& node, const HidRequest& request, int error) override;
-    void hidClosed(const std::string& node) override;
 
   private:
     // Of usbhid.
@@ -53,6 +55,8 @@ class Panel : public Subject, public HidListener {
     // passes if not all; it may have to wait. One of them may pull the cover off.
     HidAnswer begin(const std::string& node, cover::PanelCall call, cover::Time time, bool waited,
                     std::optional<uint64_t>* pass);
+    // How long a call has lasted that came then, for its record.
+    cover::Time heldOf(cover::Time came, cover::Time held) const;
     // What becomes of a transfer that no fault has stopped.
     HidAnswer transfer(const HidRequest& request, std::optional<uint64_t> pass);
 

@@ -6,6 +6,7 @@
 // What is wrong with an argument or a state is thrown as phone::Error.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,23 @@ class Subject {
 
     void recordStrikes(const std::string& path, const std::vector<cover::Strike>& strikes) {
         for (const auto& [fault, by] : strikes) mJournal.add(Kind::FaultMet, path, fault, by);
+    }
+
+    // A device has gone, whose tty began to hang up at `begin`: what that made the phone's software
+    // do is recorded already.
+    void recordDetach(const std::string& device, std::chrono::steady_clock::time_point begin) {
+        mJournal.add({.kind = Kind::Detach,
+                      .begin = begin,
+                      .duration = std::chrono::steady_clock::now() - begin,
+                      .path = device,
+                      .bytes = {},
+                      .note = {}});
+    }
+
+    // The description's bytes tell how it came.
+    void recordAttach(const std::string& device, const DeviceDescription& description,
+                      const std::string& note) {
+        mJournal.add(Kind::Attach, device, toJson(description), note);
     }
 
     EventLoop& mLoop;

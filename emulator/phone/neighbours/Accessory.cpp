@@ -2,6 +2,7 @@
 #include "emulator/phone/neighbours/Accessory.h"
 
 #include <string>
+#include <utility>
 
 #include <utils/Mutex.h>
 #include <vendor/qmx/hardware/accessory/1.1/IAccessory.h>
@@ -24,7 +25,8 @@ constexpr char kMethod[] = "IAccessory.getAccessoryState";
 
 class Accessory::Service : public IAccessory {
   public:
-    explicit Service(phone::Phone& phone) : mPhone(phone) {}
+    Service(phone::Journal& journal, std::function<AccessoryState()> otherwise)
+        : mPhone(journal), mOtherwise(std::move(otherwise)) {}
 
     void setState(std::optional<AccessoryState> state) EXCLUDES(mLock) {
         const android::AutoMutex lock(mLock);
@@ -36,7 +38,9 @@ class Accessory::Service : public IAccessory {
             const android::AutoMutex lock(mLock);
             if (mState) return *mState;
         }
-        return {.state = mPhone.isCoverAttached() ? kAttached : 0};
+        AccessoryState state;
+        mPhone.whileLinked([&] { state = mOtherwise(); });
+        return state;
     }
 
     void forgetPhone() { mPhone.cut(); }
@@ -73,18 +77,20 @@ class Accessory::Service : public IAccessory {
 
   private:
     PhoneLink mPhone;
+    const std::function<AccessoryState()> mOtherwise;
     android::Mutex mLock;
     std::optional<AccessoryState> mState GUARDED_BY(mLock);
 };
 
 struct Accessory::Parts {
-    explicit Parts(phone::Phone& phone) : service(new Service(phone)) {}
+    explicit Parts(sp<Service> made) : service(std::move(made)) {}
 
     const sp<Service> service;
     Registration registration{service, "accessory service"};
 };
 
-Accessory::Accessory(phone::Phone& phone) : mParts(std::make_unique<Parts>(phone)) {}
+Accessory::Accessory(phone::Journal& journal, std::function<AccessoryState()> otherwise)
+    : mParts(std::make_unique<Parts>(new Service(journal, std::move(otherwise)))) {}
 
 Accessory::~Accessory() {
     withdraw();

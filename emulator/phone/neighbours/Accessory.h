@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -24,8 +25,13 @@ inline constexpr uint32_t kAttached = 3;
 // Any thread may use it.
 class Accessory {
   public:
-    // Absent at first.
-    explicit Accessory(phone::Phone& phone);
+    // Absent at first. `otherwise` is asked for each answer for which there is no setState(); not
+    // after the destruction, but perhaps during it.
+    Accessory(phone::Journal& journal, std::function<AccessoryState()> otherwise);
+    explicit Accessory(phone::Phone& phone)
+        : Accessory(phone.journal(), [&phone] {
+              return AccessoryState{.state = phone.cover.isAttached() ? kAttached : 0};
+          }) {}
     // Absent from then on.
     ~Accessory();
     Accessory(const Accessory&) = delete;
@@ -42,7 +48,8 @@ class Accessory {
     bool isServed() const;
     bool isDeclared() const;
 
-    // What it answers from now on; none: state 3 while the cover is attached, 0 otherwise.
+    // What it answers from now on; none: with a phone, state 3 while the cover is attached, 0
+    // otherwise.
     void setState(std::optional<AccessoryState> state);
     AccessoryState state() const;
 

@@ -63,7 +63,7 @@ class Client1_1 : public V1_1::IBivistaLpwgCallback {
 
 }  // namespace
 
-Framework::Framework(phone::Phone& phone) : mPhone(std::make_shared<PhoneLink>(phone)) {}
+Framework::Framework(phone::Phone& phone) : mPhone(std::make_shared<PhoneLink>(phone.journal())) {}
 
 Framework::~Framework() {
     mPhone->cut();

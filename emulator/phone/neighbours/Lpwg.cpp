@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
 
 #include "emulator/phone/neighbours/LpwgPlaces.h"
 #include "emulator/phone/neighbours/PhoneLink.h"
@@ -21,31 +22,34 @@ constexpr char kMethod[] = "ILpwg.setAesModeToLpwg";
 
 class Lpwg::Service : public LpwgPlaces {
   public:
-    explicit Service(phone::Phone& phone) : mPhone(phone) {}
+    Service(phone::Journal& journal, Answer answer) : mPhone(journal), mAnswer(std::move(answer)) {}
 
     void setResult(int32_t result) { mResult = result; }
     int32_t result() const { return mResult; }
     void forgetPhone() { mPhone.cut(); }
 
     Return<int32_t> setAesModeToLpwg(int32_t mode) override {
-        const int32_t answer = mResult;
+        int32_t answer = mResult;
+        if (mAnswer) mPhone.whileLinked([&] { answer = mAnswer(mode); });
         mPhone.note(kMethod, std::to_string(mode), std::to_string(answer));
         return answer;
     }
 
   private:
     PhoneLink mPhone;
+    const Answer mAnswer;
     std::atomic<int32_t> mResult = 0;
 };
 
 struct Lpwg::Parts {
-    explicit Parts(phone::Phone& phone) : service(new Service(phone)) {}
+    explicit Parts(sp<Service> made) : service(std::move(made)) {}
 
     const sp<Service> service;
     Registration registration{service, "LPWG service"};
 };
 
-Lpwg::Lpwg(phone::Phone& phone) : mParts(std::make_unique<Parts>(phone)) {}
+Lpwg::Lpwg(phone::Journal& journal, Answer answer)
+    : mParts(std::make_unique<Parts>(new Service(journal, std::move(answer)))) {}
 
 Lpwg::~Lpwg() {
     withdraw();

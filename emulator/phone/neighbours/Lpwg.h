@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "emulator/phone/Phone.h"
@@ -12,8 +13,12 @@ namespace neighbours {
 // Any thread may use it.
 class Lpwg {
   public:
-    // Absent at first.
-    explicit Lpwg(phone::Phone& phone);
+    // What setAesModeToLpwg(mode) answers.
+    using Answer = std::function<int32_t(int32_t mode)>;
+
+    // Absent at first. `answer`: none: the result.
+    explicit Lpwg(phone::Journal& journal, Answer answer = {});
+    explicit Lpwg(phone::Phone& phone) : Lpwg(phone.journal()) {}
     // Absent from then on.
     ~Lpwg();
     Lpwg(const Lpwg&) = delete;
@@ -30,7 +35,7 @@ class Lpwg {
     bool isServed() const;
     bool isDeclared() const;
 
-    // What setAesModeToLpwg() answers from now on; 0 at first.
+    // What setAesModeToLpwg() answers from now on, where there is no Answer; 0 at first.
     void setResult(int32_t result);
     int32_t result() const;
 

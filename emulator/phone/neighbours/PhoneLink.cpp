@@ -5,19 +5,14 @@ namespace neighbours {
 
 void PhoneLink::cut() {
     const android::AutoMutex lock(mLock);
-    mPhone = nullptr;
+    mJournal = nullptr;
 }
 
 void PhoneLink::note(const char* method, const std::string& arguments, const std::string& result) {
     const android::AutoMutex lock(mLock);
-    if (mPhone == nullptr) return;
-    mPhone->journal().sync();
-    mPhone->journal().add(phone::Kind::HidlCall, method, arguments, result);
-}
-
-bool PhoneLink::isCoverAttached() {
-    const android::AutoMutex lock(mLock);
-    return mPhone != nullptr && mPhone->cover.isAttached();
+    if (mJournal == nullptr) return;
+    mJournal->sync();
+    mJournal->add(phone::Kind::HidlCall, method, arguments, result);
 }
 
 }  // namespace neighbours

@@ -3,10 +3,11 @@
 #pragma once
 
 #include "cli/Command.h"
+#include "emulator/phone/run/ProgramRun.h"
 
 namespace emulator {
 
-inline constexpr char kProgram[] = "bivista-emulator";
+using run::kProgram;
 
 // Exit statuses of ctl.
 inline constexpr int kRefused = 1;  // the emulator refused, or a file cannot be written

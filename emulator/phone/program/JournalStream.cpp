@@ -63,14 +63,14 @@ JournalStream::~JournalStream() {
     if (mThread.joinable()) mThread.join();
 }
 
-void JournalStream::carry(phone::Journal& journal) {
+void JournalStream::carry(phone::Journal& journal, const std::string& firstLine) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) phone::throwErrno("cannot make a pipe");
     mSource = android::base::unique_fd(ends[0]);
     const android::base::unique_fd journals(ends[1]);
     mSignals = openEndingSignals();
     if (!mSignals.ok()) phone::throwErrno("cannot make a signalfd");
-    if (!journal.writeTo("/proc/self/fd/" + std::to_string(journals.get()))) {
+    if (!journal.writeTo("/proc/self/fd/" + std::to_string(journals.get()), firstLine)) {
         phone::throwErrno("cannot open a pipe");
     }
     sigset_t all;

@@ -26,8 +26,8 @@ class JournalStream {
     JournalStream(const JournalStream&) = delete;
     JournalStream& operator=(const JournalStream&) = delete;
 
-    // Makes the journal write to the stream. Throws phone::Error on failure.
-    void carry(phone::Journal& journal);
+    // Makes the journal write to the stream, after this first line. Throws phone::Error on failure.
+    void carry(phone::Journal& journal, const std::string& firstLine);
 
   private:
     JournalStream(std::string path, android::base::unique_fd target);

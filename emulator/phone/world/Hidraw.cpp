@@ -87,7 +87,8 @@ std::optional<Verdict> Hidraw::open(const std::string& path, const OpenCall& cal
     if (!node->hasDevice && !waited) return verdictOf({.result = -ENODEV});
     const bool isFirst = std::none_of(mOpens.begin(), mOpens.end(),
                                       [&](const auto& open) { return open.second.node == node; });
-    const HidAnswer answer = node->listener->hidOpened(path, {call.nameFlags(), isFirst}, waited);
+    const HidAnswer answer =
+            node->listener->hidOpened(path, {call.nameFlags(), isFirst, call.held}, waited);
     if (answer.askAgainAfter || answer.result < 0) return verdictOf(answer);
     return makeDescriptor(node, call);
 }

@@ -29,6 +29,11 @@ std::optional<uint32_t> findFreeNumber(pid_t task, const Numbers& numbers) {
     return std::nullopt;
 }
 
+void setHeld(Call& call, cover::Time held) {
+    if (auto* const open = std::get_if<OpenCall>(&call)) open->held = held;
+    if (auto* const report = std::get_if<ReportCall>(&call)) report->request.held = held;
+}
+
 }  // namespace
 
 Supervisor::Supervisor(unique_fd listener, Decide decide)
@@ -83,7 +88,9 @@ bool Supervisor::isPending(const seccomp_notif& notification) const {
 void Supervisor::decide(Waiting call, bool waited) {
     const Verdict verdict = mDecide(call.call, waited);
     if (verdict.askAgainAfter) {
-        call.due = EventLoop::now() + *verdict.askAgainAfter;
+        const cover::Time now = EventLoop::now();
+        if (!waited) call.came = now;
+        call.due = now + *verdict.askAgainAfter;
         mWaiting.push_back(std::move(call));
     } else {
         reply(call.notification, verdict);
@@ -98,7 +105,9 @@ void Supervisor::decideWaiting(cover::Time now) {
                                std::make_move_iterator(mWaiting.end()));
     mWaiting.erase(due, mWaiting.end());
     for (Waiting& call : calls) {
-        if (isPending(call.notification)) decide(std::move(call), true);
+        if (!isPending(call.notification)) continue;
+        setHeld(call.call, EventLoop::now() - call.came);
+        decide(std::move(call), true);
     }
 }
 

@@ -49,6 +49,7 @@ class Supervisor {
         seccomp_notif notification;
         Call call;
         cover::Time due{};
+        cover::Time came{};
     };
 
     bool isPending(const seccomp_notif& notification) const;

@@ -25,6 +25,7 @@ struct OpenCall {
     bool isTest = false;         // access(): nothing is opened
     int flags = 0;               // of open()
     int mode = 0;                // of access()
+    cover::Time held{};          // since it came, when it is asked again
 
     bool reads() const;
     bool writes() const;

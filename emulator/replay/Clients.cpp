@@ -1,0 +1,61 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+#include "emulator/replay/Clients.h"
+
+#include <utility>
+
+#include "emulator/phone/Error.h"
+
+namespace replay {
+
+namespace {
+
+// So many at a time: a service that answers nothing gets no more.
+constexpr size_t kMostCalls = 64;
+
+}  // namespace
+
+Clients::~Clients() {
+    for (Running& call : mCalls) call.thread.join();
+}
+
+void Clients::call(const phone::Entry& entry) {
+    std::erase_if(mCalls, [](Running& call) {
+        const bool isOver = call.isOver;
+        if (isOver) call.thread.join();
+        return isOver;
+    });
+    if (mCalls.size() == kMostCalls) throw phone::Error("too many calls are not answered");
+    Running& running = mCalls.emplace_back();
+    running.thread = std::thread([this, &entry, &running] {
+        carryOut(entry);
+        running.isOver = true;
+    });
+}
+
+bool Clients::wasAlone() const {
+    const android::AutoMutex lock(mLock);
+    return mWasAlone;
+}
+
+std::shared_ptr<calls::Caller> Clients::caller() {
+    const android::AutoMutex lock(mLock);
+    if (mCaller == nullptr && !mWasAlone) {
+        mCaller = calls::Caller::connect(mPatience);
+        mWasAlone = mCaller == nullptr;
+    }
+    return mCaller;
+}
+
+void Clients::carryOut(const phone::Entry& entry) {
+    const std::string method = entry.path.substr(entry.path.rfind('.') + 1);
+    const calls::Json arguments = calls::Json::parse(entry.bytes, nullptr, false);
+    const std::string wrong = calls::checkArguments(method, arguments);
+    if (!wrong.empty()) {
+        mTell("the call of entry " + std::to_string(entry.seq) + " cannot be made: " + wrong);
+        return;
+    }
+    // The journal has the result.
+    if (const auto service = caller()) service->call(method, arguments);
+}
+
+}  // namespace replay

@@ -1,0 +1,200 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+#include "emulator/replay/Player.h"
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+
+#include "emulator/phone/Error.h"
+
+namespace replay {
+
+using phone::Entry;
+using phone::Kind;
+using std::chrono::milliseconds;
+
+namespace {
+
+// The longest wait of a fast replay. The service sleeps too, half a second at most, and nothing
+// tells when it has woken.
+constexpr Time kLongestFast = std::chrono::seconds(1);
+// From a deed to the stimulus after it: what the service does besides its deeds comes to its end.
+constexpr Time kSettle = milliseconds(20);
+// So long a deed is waited for that the recording does not have.
+constexpr Time kAfterLast = milliseconds(300);
+constexpr Time kAtOnce = milliseconds(2);
+// From SIGTERM to SIGKILL.
+constexpr Time kKillAfter = std::chrono::seconds(5);
+// Entries of the journal that are taken in one go.
+constexpr size_t kMostTaken = 10'000;
+
+// The cover went and came back: watchers may have seen both in one read.
+bool isAtOnce(const Stimulus& first, const Stimulus& second) {
+    const Entry& detach = *first.entry;
+    return detach.kind == Kind::Detach && second.entry->kind == Kind::Attach &&
+           second.entry->time - detach.time - detach.duration.value_or(Time()) < kAtOnce;
+}
+
+}  // namespace
+
+Player::Player(RecordedPhone& phone, RecordedNeighbours& neighbours, const Script& script,
+               Pace pace, std::function<void(const std::string&)> tell)
+    : mPhone(phone),
+      mNeighbours(neighbours),
+      mScript(script),
+      mPace(pace),
+      mTell(std::move(tell)),
+      mClients(pace.patience, mTell),
+      mProgress(script.deeds) {}
+
+Player::~Player() {
+    stop();
+}
+
+void Player::setUp() {
+    const Time first = mScript.deeds.empty() ? Time::max() : mScript.deeds.front().time;
+    while (mNext < mScript.stimuli.size() && next().entry->time < first &&
+           next().entry->kind != Kind::ClientCall) {
+        playNext();
+    }
+}
+
+void Player::start() {
+    mLast = mStep = Clock::now();
+    mThread = std::thread([this] { run(); });
+}
+
+void Player::stop() {
+    mHasEnded = true;
+    mPhone.journal().wake();
+    if (mThread.joinable()) mThread.join();
+}
+
+void Player::run() {
+    while (mNext < mScript.stimuli.size() && awaitNext()) playNext();
+    mPhone.setNextStimulus(Time::max());
+    awaitEnd();
+    endProgram();
+}
+
+bool Player::look() {
+    mPhone.journal().sync();
+    // At the end they are to be answered.
+    if (!mIsAtEnd) mProgress.setHeldCalls(mPhone.heldCalls());
+    for (bool isMore = true; isMore;) {
+        const std::vector<Entry> entries = mPhone.journal().since(mSeq, kMostTaken);
+        for (const Entry& entry : entries) mProgress.see(entry);
+        if (!entries.empty()) mSeq = entries.back().seq + 1;
+        isMore = entries.size() == kMostTaken;
+    }
+    if (mProgress.steps() != mSteps) mStep = Clock::now();
+    mSteps = mProgress.steps();
+    return mProgress.isThere();
+}
+
+Player::Clock::time_point Player::dueOfNext() const {
+    const Time recorded = next().entry->time;
+    Time gap = recorded - mPlayed;
+    if (mPace.isFast) gap = std::min(gap, kLongestFast);
+    const Time sinceDeed = std::min(recorded - mProgress.lastNeeded(), kSettle);
+    return std::max(mLast + gap, mStep + sinceDeed);
+}
+
+bool Player::isSilent() const {
+    // In the recording too it may have been silent for so long.
+    const Time recorded = mNext < mScript.stimuli.size() ? next().entry->time - mPlayed : Time();
+    return Clock::now() > std::max(mLast + recorded, mStep) + mPace.patience;
+}
+
+void Player::sleepUntil(Clock::time_point time) {
+    const auto left = std::chrono::ceil<milliseconds>(time - Clock::now());
+    const uint64_t calls = mPhone.callCount();
+    mPhone.journal().await(mSeq, std::max(left, milliseconds(0)),
+                           [&] { return mHasEnded || mPhone.callCount() != calls; });
+}
+
+bool Player::awaitNext() {
+    mProgress.need(next().entry->time);
+    mPhone.setNextStimulus(next().entry->time);
+    while (!mHasEnded) {
+        const bool isThere = look();
+        if (isThere && Clock::now() >= dueOfNext()) return true;
+        if (!isThere && isSilent()) mProgress.giveUp();
+        sleepUntil(isThere ? dueOfNext() : Clock::now() + milliseconds(100));
+    }
+    mWasLeft = !mIsToEnd;
+    return false;
+}
+
+void Player::playNext() {
+    const Stimulus& stimulus = next();
+    ++mNext;
+    mPlayed = stimulus.entry->time;
+    try {
+        if (mNext < mScript.stimuli.size() && isAtOnce(stimulus, next())) {
+            mPhone.playAtOnce(stimulus, next());
+            mPlayed = next().entry->time;
+            ++mNext;
+        } else {
+            play(stimulus);
+        }
+    } catch (const std::exception& error) {
+        mTell("entry " + std::to_string(stimulus.entry->seq) +
+              " cannot be played: " + error.what());
+    }
+    mLast = Clock::now();
+}
+
+void Player::play(const Stimulus& stimulus) {
+    const Entry& entry = *stimulus.entry;
+    if (entry.kind == Kind::ClientCall) return mClients.call(entry);
+    if (entry.kind == Kind::Signal) mIsToEnd |= entry.bytes == "TERM" || entry.bytes == "KILL";
+    mNeighbours.play(entry);
+    mPhone.play(stimulus);
+}
+
+void Player::awaitEnd() {
+    mProgress.needAll();
+    mProgress.setHeldCalls({});
+    mIsAtEnd = true;
+    while (!mHasEnded) {
+        const bool isThere = look();
+        if (isThere && Clock::now() >= mStep + kAfterLast) return;
+        if (!isThere && isSilent()) return;
+        sleepUntil(isThere ? mStep + kAfterLast : Clock::now() + milliseconds(100));
+    }
+    mWasLeft |= !look() && !mIsToEnd;
+}
+
+void Player::endProgram() {
+    mEndSeq = mPhone.journal().next();
+    if (mHasEnded) return;
+    send(SIGTERM);
+    const Clock::time_point limit = Clock::now() + kKillAfter;
+    while (!mHasEnded && Clock::now() < limit) {
+        look();
+        sleepUntil(limit);
+    }
+    if (!mHasEnded) send(SIGKILL);
+}
+
+void Player::send(int signal) {
+    try {
+        mPhone.signal(signal);
+    } catch (const phone::Error&) {
+        // It has just ended.
+    }
+}
+
+std::vector<Entry> Player::select(std::vector<Entry> entries) const {
+    Progress progress(mScript.deeds);
+    std::erase_if(entries, [&](const Entry& entry) {
+        const std::string lane = laneOf(entry);
+        const bool isLate = entry.seq >= mEndSeq && !progress.isExpected(lane);
+        if (!isLate) progress.see(entry);
+        return isLate;
+    });
+    return entries;
+}
+
+}  // namespace replay
