@@ -1,0 +1,90 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+#include "tests/scenarios/BrokenScenarios.h"
+
+namespace scenarios {
+
+namespace {
+
+constexpr Broken kBroken[] = {
+        {"attach", "at: AT%MODEL=DCM", "at: AT%MODEL=KDI", "at: AT%MODEL=KDI within 2 s",
+         "at: AT%MODEL=DCM", "bv2_hal_ready <- Y"},
+        {"brightness", "at: AT%DB=88", "at: AT%DB=108", "at: AT%DB=108 within 2 s", "at: AT%DB=88",
+         "setBVBrightnessOffset(-20)"},
+        {"callback-cleared", "log: {I: pthread destroyed}", "log: {any: {contains: destroy set}}",
+         "never log: {any: {contains: destroy set}}", "destroy set", "TOUCH_GESTURE_WAKEUP=WAKEUP"},
+        {"cover-in-error", R"(attach, note: "0483:df11 TQC330R 00000000001B")",
+         R"(attach, note: "0483:df11 TQC330R 00000000001A")",
+         "note: 0483:df11 TQC330R 00000000001A} within 2 s", "note: 0483:df11 TQC330R 00000000001B",
+         "virtual_mcu_firmware_write <- 6"},
+        {"deaf-cover", "node: {bv2_recovery: Y}", "node: {bv2_recovery: N}",
+         "node: {bv2_recovery: N} within 2 s", "node: {bv2_recovery: Y}", "lost AT%SWV"},
+        {"download-modes", "at: AT%GOSTMDLOAD", "at: AT%STMDLOAD", "at: AT%STMDLOAD within 2 s",
+         "at: AT%GOSTMDLOAD", "goSTMDload()"},
+        {"firmware-check", "out: {contains: the cover is current}", "out: {contains: was started}",
+         R"(standard output that contains "was started")", "result        the cover is current",
+         "AB-1_20220101.dfu"},
+        {"full-queue", R"(matches: "AT%DB=[1-5]")", R"(matches: "AT%DB=[1-6]")",
+         "never at: {matches: AT%DB=[1-6]}", "at: AT%DB=6", "setBrightness(1)"},
+        {"hostile-panel", "note: passed 100", "note: passed 200", "note: passed 200} within 2 s",
+         "note: passed 100", "met hid write short 100 times 3"},
+        {"log-capture", R"(bytes: {contains: "<6>Bivista: touch)",
+         R"(bytes: {contains: "<4>Bivista: touch)", "<4>Bivista: touch firmware started",
+         "<6>Bivista: touch firmware started", "touch firmware started"},
+        {"neighbour-absent", "[OK, {connected: false}]", "[OK, {connected: true}]",
+         R"(getBV2Status() gives ["OK",{"connected":true}])", R"(["OK",{"connected":false}])",
+         "getBV2Status()"},
+        {"neighbour-declared", "    background: true\n    gives: [OK, {connected: false}]",
+         "    background: true\n    gives: [OK, {connected: true}]",
+         R"(getBV2Status() gives ["OK",{"connected":true}])", R"(["OK",{"connected":false}])",
+         "detach"},
+        {"off-and-on", "      - at: AT%GETBVCUTOUT", "      - at: ATE0", "never at: ATE0",
+         "at: ATE0", "attach 1-1"},
+        {"pen-modes", "at: AT%TCHNOTIFY=SWTICH_AES,4294967295",
+         "at: AT%TCHNOTIFY=SWITCH_AES,4294967295",
+         "at: AT%TCHNOTIFY=SWITCH_AES,4294967295 within 2 s",
+         "at: AT%TCHNOTIFY=SWTICH_AES,4294967295", "setAesMode(4294967295)"},
+        {"recovery", R"(gives: [FAIL, ""])", "gives: OK", R"(getFirmwareVersion() gives ["OK"])",
+         R"(["FAIL",""])", "bv2_recovery <- Y"},
+        {"refused-colour", "{/screen/rgb: [2, 0, 0, 0]}", "{/screen/rgb: [1, 20, 30, 40]}",
+         "state: {/screen/rgb: [1, 20, 30, 40]} within 2 s", "/screen/rgb is [2,0,0,0]",
+         "AT%PRGB=1,20,30,40"},
+        {"screen", "node: {bv2_pd: 1 0}", "node: {bv2_pd: 1 1}", "node: {bv2_pd: 1 1} within 2 s",
+         "node: {bv2_pd: 1 0}", "AT%BV=1"},
+        {"screen-never-up", "gives: FAIL\n  - expect any", "gives: OK\n  - expect any",
+         R"(setPowerStatus(true,false) gives ["OK"])", R"(["FAIL"])", "AT%HPD"},
+        {"signal-usr1", "gives: true", "gives: false", "getBV2Connect() gives [false]", "[true]",
+         "signal USR1"},
+        {"slow-cover", "log: {I: {contains: mcu busy}}", "log: {I: {contains: mcu lazy}}",
+         "log: {I: {contains: mcu lazy}} within 2 s", "log: {I: mcu busy}", "mcu busy"},
+        {"strange-answers", R"(callback: {onAtResponse: ["ab"]})",
+         R"(callback: {onAtResponse: ["abcd"]})", "callback: {onAtResponse: [abcd]} within 2 s",
+         R"(callback: {onAtResponse: ["ab"]})", R"(ab\x00cd)"},
+        {"sub-display", "      - picture: hills.png", "      - picture: test-pattern.png",
+         "picture: test-pattern.png within 2 s",
+         "pixels differ; the first, in column 0 of row 0, is of level 0 instead of 15", "frame"},
+        {"talkative-cover", "Protocol not supported", "Timer expired",
+         "failed to write ATE0: Timer expired} within 2 s",
+         "failed to write ATE0: Protocol not supported", "mcu up"},
+        {"touch-tests", R"({/cover/touch-upgrades: "1"})", R"({/cover/touch-upgrade: "1"})",
+         "state: {/cover/touch-upgrade: 1} within 2 s",
+         "there is no /cover/touch-upgrade; /cover has power, usb", "AT%TCHNOTIFY=FW_UPGRADE"},
+        {"unplugged-in-frame", "note: ESHUTDOWN", "note: EPROTO", "note: EPROTO} within 2 s",
+         "note: ESHUTDOWN", "met hid write unplug"},
+        {"upgrade", "gives: FAIL # a started upgrade is reported so", "gives: OK",
+         R"(checkFirmwareVersion() gives ["OK"])", R"(["FAIL"])",
+         "virtual_mcu_firmware_write <- 1"},
+        {"upgrade-cancelled", "note: cancelled", "note: started", "note: started} within 2 s",
+         "note: cancelled", "virtual_mcu_firmware_write <- 0"},
+        {"wake-gesture", "callback: {onLpwgEvent: [WAKEUP, 0]}",
+         "callback: {onLpwgEvent_1_1: [WAKEUP, 0]}",
+         "callback: {onLpwgEvent_1_1: [WAKEUP, 0]} within 2 s",
+         R"(callback: {onLpwgEvent: ["WAKEUP",0]})", R"(setLpwgCallback("callback"))"},
+};
+
+}  // namespace
+
+std::span<const Broken> brokenScenarios() {
+    return kBroken;
+}
+
+}  // namespace scenarios
