@@ -2,6 +2,7 @@
 #include "emulator/phonelog/Calls.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "emulator/phonelog/CallReader.h"
 
@@ -30,8 +31,7 @@ std::string mappedLevel(std::string_view text) {
 
 class BrightnessReader {
   public:
-    BrightnessReader(Draft& draft, const Calls& calls)
-        : mDraft(draft), mCalls(calls), mOffsets(calls.offsets) {}
+    BrightnessReader(Draft& draft, const Calls& calls) : mDraft(draft), mCalls(calls) {}
 
     void read(const Thread& thread);
 
@@ -42,7 +42,7 @@ class BrightnessReader {
 
     Draft& mDraft;
     const Calls& mCalls;
-    std::vector<size_t> mOffsets;
+    size_t mOffset = 0;  // of those that are not found yet
     Worker mWorker;
     size_t mLastSent = SIZE_MAX;
 };
@@ -70,9 +70,9 @@ void BrightnessReader::takeLine(size_t line) {
 
 void BrightnessReader::takeLevel(const Exchange& exchange) {
     const size_t first = std::min(mWorker.first, exchange.first);
-    const bool isOfOffset = !mOffsets.empty() && mOffsets.front() < first;
+    const bool isOfOffset = mOffset < mCalls.offsets.size() && mCalls.offsets[mOffset] < first;
     if (isOfOffset) {
-        mOffsets.erase(mOffsets.begin());
+        ++mOffset;
     } else {
         const std::string level =
                 mWorker.mapped.empty() ? exchange.command.substr(kLevel.size()) : mWorker.mapped;
@@ -90,9 +90,10 @@ void BrightnessReader::takeLevel(const Exchange& exchange) {
 
 // The service serves one call at a time.
 Place BrightnessReader::outsideCalls(Place place) const {
-    for (const Span& span : mCalls.spans) {
-        if (span.first < place.line && place.line < span.last) return {span.first, -6};
-    }
+    const auto after = std::ranges::lower_bound(mCalls.spans, place.line, {}, &Span::first);
+    if (after == mCalls.spans.begin()) return place;
+    const Span& span = *std::prev(after);
+    if (place.line < span.last) return {span.first, -6};
     return place;
 }
 

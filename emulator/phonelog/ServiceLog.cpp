@@ -102,7 +102,7 @@ void Collector::keep(Life& life, size_t number, const LogLine& line) {
     ServiceLog& log = life.log;
     life.bytes += sizeof(Line) + line.text.size();
     if (log.lines.size() >= kMostLines || life.bytes > kMostBytes) {
-        throw NotALog(std::to_string(number) + ": the service wrote more than " +
+        throw NotALog(":" + std::to_string(number) + ": the service wrote more than " +
                       std::to_string(kMostLines) + " lines or " + std::to_string(kMostBytes >> 20) +
                       " MiB since it started: give the part that matters");
     }
@@ -144,7 +144,8 @@ void Collector::takeChatty(size_t number, const LogLine& line) {
 
 std::optional<ServiceLog> Collector::finish(size_t fileLines) {
     if (mLogLines == 0 && fileLines > 0) {
-        throw NotALog("is no log of a phone: it has no line as \"logcat -v threadtime\" prints it");
+        throw NotALog(
+                ": is no log of a phone: it has no line as \"logcat -v threadtime\" prints it");
     }
     const bool takesLast = mLast && (!mCurrent || !mCurrent->hasAttach);
     std::optional<Life>& chosen = takesLast ? mLast : mCurrent;

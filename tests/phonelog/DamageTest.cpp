@@ -13,7 +13,6 @@ namespace {
 using phone::Kind;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 const std::vector<Kind> kTty = {Kind::TtyRx, Kind::TtyTx};
 
@@ -74,6 +73,23 @@ TEST(DamageTest, TwoLinesInOneAreTwo) {
     EXPECT_THAT(listEntries(imported, kTty),
                 ElementsAre(R"(tty-rx /dev/ttyACM0 AT%X\r)", R"(tty-tx /dev/ttyACM0 \r\nOK\r\n)"));
     EXPECT_THAT(listUnknown(imported), Contains("5: two lines are merged into one"));
+}
+
+TEST(DamageTest, ALostWriteOfAVoteIsPutBack) {
+    const Imported imported =
+            importText(Written()
+                               .start()
+                               .d("usbAutoSuspend: suspend:0 vote:1 disableVote:0")
+                               .exchange(kMain, "AT%X", {"OK"})
+                               .d("usbAutoSuspend: suspend:1 vote:1 disableVote:1")
+                               .d("usbAutoSuspend: auto")
+                               .d("usbAutoSuspend: suspend:0 vote:1 disableVote:1")
+                               .text());
+    const std::string write = "node-write /sys/devices/platform/soc/usb1/1-1/power/control ";
+    EXPECT_THAT(listEntries(imported, {Kind::NodeWrite}),
+                ElementsAre(write + "on", write + "auto"));
+    EXPECT_THAT(listUnknown(imported),
+                Contains("3: the line after it, \"usbAutoSuspend: on\", is missing: put back"));
 }
 
 std::string keptText(const std::string& name) {

@@ -88,7 +88,7 @@ TEST(ServiceLogTest, ABugreportGivesItsSystemLog) {
             "08-14 09:21:07.184  1000     7     7 D " + std::string(kServiceTag) +
             ": rd: [a\\377]\n" + "------ 1.2s was the duration of 'SYSTEM LOG' ------\n" +
             header(1, 7, 7) + "x\n");
-    EXPECT_THAT(texts(log), ElementsAre("4 rd: [a\xff]"));
+    EXPECT_THAT(texts(log), ElementsAre("5 rd: [a\xff]"));
 }
 
 TEST(ServiceLogTest, ATextThatIsNoLogIsRefused) {
