@@ -21,7 +21,7 @@ programs=(bin/{bivistactl,bivista-emulator,bivista-vts} libexec/bivista/vendor.q
 for file in "${programs[@]}" share/man/man1/{bivistactl,bivista-emulator,bivista-vts}.1.gz share/man/man8/bivista-service.8.gz \
     share/{bash-completion/completions/,zsh/vendor-completions/_}{bivistactl,bivista-emulator} \
     lib/systemd/system/bivista.service lib/udev/rules.d/60-bivista.rules ../etc/bivista/host.prop \
-    share/doc/bivista/{README.md,docs/linux.md,docs/page.png,copyright,changelog.gz}; do
+    share/doc/bivista/{README.md,docs/linux.md,docs/page.png,scenarios/recovery.yaml,copyright,changelog.gz}; do
     [ -f "$tree/usr/$file" ] || complain "/usr/$file: missing"
 done
 # The loader looks for Android's libraries where Debian has them, and nowhere else.

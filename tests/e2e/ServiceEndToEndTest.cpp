@@ -6,7 +6,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/e2e/Programs.h"
@@ -30,21 +29,6 @@ class ServiceEndToEndTest : public ProgramsTest {
     Outcome version() const { return call({"sendAtCommand", "AT%SWV", "null"}); }
 };
 
-TEST_F(ServiceEndToEndTest, AnswersACommandThroughHidl) {
-    startPhone();
-    const Outcome outcome = version();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, kVersionResult);
-    EXPECT_EQ(outcome.err, "");
-}
-
-TEST_F(ServiceEndToEndTest, FailsWithoutACover) {
-    startPhone({"--no-cover"});
-    const Outcome outcome = version();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "{\"method\":\"sendAtCommand\",\"status\":\"FAIL\",\"value\":\"\"}\n");
-}
-
 TEST_F(ServiceEndToEndTest, IsMissedWhenItIsNotThere) {
     const Outcome outcome = version();
     EXPECT_EQ(outcome.status, 3);
@@ -62,77 +46,6 @@ TEST_F(ServiceEndToEndTest, IsMissedAlthoughItIsDeclared) {
     EXPECT_EQ(run({bin("bivistactl"), "doctor"}).status, 1);
     startPhone();
     EXPECT_EQ(version().out, kVersionResult);
-}
-
-TEST_F(ServiceEndToEndTest, FollowsTheCoverOffAndOn) {
-    startPhone();
-    ctl({"detach"});
-    awaitNoCover();
-    EXPECT_EQ(version().status, 1);
-    ctl({"attach"});
-    awaitCover();
-    EXPECT_EQ(version().out, kVersionResult);
-}
-
-TEST_F(ServiceEndToEndTest, RecoversACoverThatIsSilent) {
-    startPhone();
-    ctl({"fault", "on AT%SWV silent times 1"});
-    EXPECT_EQ(version().status, 1);
-    awaitLog("!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
-    // The cover comes back by itself, and the vote that the time-out left is forgotten.
-    awaitLog("serialDeviceAdded: attached:0", 2);
-    awaitCover();
-    EXPECT_EQ(version().out, kVersionResult);
-    EXPECT_THAT(journal(), HasSubstr("bv2_recovery"));
-}
-
-TEST_F(ServiceEndToEndTest, RecoversACoverThatTakesNoBytes) {
-    startPhone();
-    ctl({"cover", "--closing-wait-ms", "100"});
-    ctl({"fault", "on AT%SWV deaf times 1"});
-    EXPECT_EQ(version().status, 1);
-    const std::string all = journal();
-    EXPECT_LT(all.find(R"("kind":"tty-lost","path":"/dev/ttyACM0","bytes":"AT%SWV\\r")"),
-              all.find("bv2_recovery"));
-    awaitLog("serialDeviceAdded: attached:0", 2);
-    awaitCover();
-    EXPECT_EQ(version().out, kVersionResult);
-}
-
-TEST_F(ServiceEndToEndTest, EscapesAnswersThatAreNotText) {
-    startPhone();
-    ctl({"fault", R"(on AT%SWV answer "\r\n\xff\xfe\r\nOK\r\n")"});
-    const Outcome outcome = version();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.out, HasSubstr("\"value\":\"\\udcff\\udcfe\""));
-}
-
-TEST_F(ServiceEndToEndTest, CutsAnAnswerAtItsNul) {
-    startPhone();
-    ctl({"fault", R"(on AT%SWV answer "\r\nab\x00cd\r\nOK\r\n")"});
-    EXPECT_EQ(version().out, "{\"method\":\"sendAtCommand\",\"status\":\"OK\",\"value\":\"ab\"}\n");
-    EXPECT_EQ(run({bin("bivistactl"), "at", "AT%SWV"}).out, "ab");
-}
-
-TEST_F(ServiceEndToEndTest, TakesAPropertyThatIsLongerThanAndroidAllows) {
-    startPhone({"--property", "ro.product.device=Q-71C" + std::string(500, 'x')});
-    awaitLog("serialDeviceAdded: Set MODEL=DCM");
-}
-
-TEST_F(ServiceEndToEndTest, StopsWatchingOnItsSignal) {
-    startPhone();
-    const pid_t pid = servicePid();
-    ASSERT_GT(pid, 0);
-    ASSERT_EQ(kill(pid, SIGUSR1), 0);
-    awaitLog("destroy set");
-    awaitLog("usbNotifyThread: exiting");
-    EXPECT_EQ(version().out, kVersionResult) << "calls are served as before";
-}
-
-TEST_F(ServiceEndToEndTest, TellsThatItIsReady) {
-    startPhone();
-    EXPECT_THAT(log(), ContainsRegex(lineOf('I', "Bivista HAL Ready\\.")));
-    EXPECT_THAT(log(), ContainsRegex(lineOf('D', "========== Bivista HAL Constructor ==========")));
 }
 
 TEST_F(ServiceEndToEndTest, ASecondServiceCannotRegister) {
@@ -185,9 +98,23 @@ TEST_F(ServiceEndToEndTest, TellsAClientThatItDiedDuringTheCall) {
     EXPECT_NE(outcome.err, "");
 }
 
-// A service whose RPC thread is held.
-class HeldServiceTest : public ServiceEndToEndTest {
+// A client whose callback hangs, and with it the RPC thread: the client was stopped during its
+// command, and then a line came.
+class HangingClientTest : public ServiceEndToEndTest {
   protected:
+    void SetUp() override {
+        startPhone();
+        // A thread that still attaches would wait for the AT channel, and see no detach.
+        awaitAttachDone();
+        ctl({"fault", R"(on AT%SWV answer "" times 1)"});
+        hanging = std::make_unique<Process>(
+                std::vector<std::string>{bin("bivistactl"), "at", "AT%SWV"});
+        awaitLog("serialAtCmd: wr: [AT%SWV]");
+        hanging->kill(SIGSTOP);
+        ctl({"send", "\\r\\none\\r\\nOK\\r\\n"});
+        awaitLog("serialAtCmd: rd: [one]");
+    }
+
     // Starts a client, and waits until the service has accepted it.
     std::unique_ptr<Process> connect(std::vector<std::string> arguments) const {
         const size_t before = serviceSockets();
@@ -216,6 +143,7 @@ class HeldServiceTest : public ServiceEndToEndTest {
         EXPECT_EQ(version().out, kVersionResult);
     }
 
+    std::unique_ptr<Process> hanging;
     std::unique_ptr<Process> waiting;
     std::unique_ptr<Process> commanding;
 
@@ -230,25 +158,6 @@ class HeldServiceTest : public ServiceEndToEndTest {
         }
         return sockets;
     }
-};
-
-// A client whose callback hangs: the client was stopped during its command, and then a line came.
-class HangingClientTest : public HeldServiceTest {
-  protected:
-    void SetUp() override {
-        startPhone();
-        // A thread that still attaches would wait for the AT channel, and see no detach.
-        awaitAttachDone();
-        ctl({"fault", R"(on AT%SWV answer "" times 1)"});
-        hanging = std::make_unique<Process>(
-                std::vector<std::string>{bin("bivistactl"), "at", "AT%SWV"});
-        awaitLog("serialAtCmd: wr: [AT%SWV]");
-        hanging->kill(SIGSTOP);
-        ctl({"send", "\\r\\none\\r\\nOK\\r\\n"});
-        awaitLog("serialAtCmd: rd: [one]");
-    }
-
-    std::unique_ptr<Process> hanging;
 };
 
 TEST_F(HangingClientTest, HoldsTheServiceUntilItGoesOn) {
@@ -277,95 +186,6 @@ TEST_F(HangingClientTest, HoldsTheAtChannel) {
     awaitLog("========== ttyACM0 create", 2);
     awaitCover();
     EXPECT_EQ(version().out, kVersionResult);
-}
-
-// A neighbour that is declared and not up holds every call that asks for it.
-class DeclaredNeighbourTest : public HeldServiceTest {
-  protected:
-    static std::string waitingFor(const std::string& name) {
-        return "Waiting for " + name + ", which is declared and not up";
-    }
-
-    // A call of the service's, once it waits for the neighbour.
-    std::unique_ptr<Process> startHeldCall(std::vector<std::string> arguments,
-                                           const std::string& neighbour) const {
-        arguments.insert(arguments.begin(), {bin("bivistactl"), "call"});
-        auto held = std::make_unique<Process>(arguments);
-        awaitLog(waitingFor(neighbour));
-        return held;
-    }
-
-    const std::string accessory = "vendor.qmx.hardware.accessory@1.1::IAccessory/default";
-    const std::string lpwg = "vendor.qmx.hardware.lpwg@1.3::ILpwg/default";
-};
-
-TEST_F(DeclaredNeighbourTest, HoldsTheQuestionForTheCoverAndAllOtherCalls) {
-    startPhone();
-    awaitAttachDone();
-    ctl({"accessory", "declared"});
-    const auto asking = startHeldCall({"getBV2Status"}, accessory);
-    expectThatOthersWait();
-    EXPECT_TRUE(asking->isRunning());
-    ctl({"accessory", "cover"});
-    EXPECT_EQ(asking->outcome().out,
-              "{\"method\":\"getBV2Status\",\"status\":\"OK\",\"value\":{\"connected\":true}}\n");
-    expectThatOthersAreAnswered();
-}
-
-// Meant: the question holds the lock that the detach needs.
-TEST_F(DeclaredNeighbourTest, StopsADetachUntilItComes) {
-    startPhone();
-    awaitAttachDone();
-    ctl({"accessory", "declared"});
-    const auto asking = startHeldCall({"getBV2Status"}, accessory);
-    ctl({"detach"});
-    awaitLog("bv2_display_deinit ++, bv2_initialized:1");
-    EXPECT_EQ(count(log(), "bv2_display_deinit --"), 0u);
-    ctl({"accessory", "cover"});
-    EXPECT_EQ(asking->wait(), 0);
-    awaitLog("bv2_display_deinit --, bv2_initialized:0");
-    EXPECT_LT(log().find(accessory + " is up"), log().find("bv2_display_deinit --"));
-}
-
-TEST_F(DeclaredNeighbourTest, HoldsThePenModeBetweenItsSteps) {
-    startPhone();
-    awaitAttachDone();
-    ctl({"lpwg", "declared"});
-    const auto switching = startHeldCall({"manageAesMode", "1"}, lpwg);
-    expectThatOthersWait();
-    EXPECT_EQ(count(journal(), "AT%TCHNOTIFY=SWTICH_AES,1"), 1u) << "the cover comes first";
-    EXPECT_EQ(count(log(), "manageAesMode : "), 0u);
-    ctl({"lpwg", "result", "5"});
-    EXPECT_EQ(switching->wait(), 0);
-    EXPECT_THAT(log(),
-                ContainsRegex(lineOf('D', "manageAesMode : ATCMD_Status : 0, sysNodeError : 5")));
-    expectThatOthersAreAnswered();
-}
-
-TEST_F(DeclaredNeighbourTest, LetsThePenModeGoWhenItIsUndeclared) {
-    startPhone();
-    awaitAttachDone();
-    ctl({"lpwg", "declared"});
-    const auto switching = startHeldCall({"manageAesMode", "2"}, lpwg);
-    EXPECT_EQ(count(journal(), "AT%TCHNOTIFY=SWTICH_AES,2"), 0u) << "the neighbour comes first";
-    ctl({"lpwg", "absent"});
-    EXPECT_EQ(switching->wait(), 0);
-    EXPECT_THAT(log(), HasSubstr(lpwg + " is no longer declared"));
-    EXPECT_THAT(log(), HasSubstr("manageAesMode : ATCMD_Status : 0, sysNodeError : 0"));
-}
-
-// An event's switch waits on the uevent worker: calls are served meanwhile.
-TEST_F(DeclaredNeighbourTest, HoldsTheThreadThatAsksForIt) {
-    startPhone();
-    awaitAttachDone();
-    ctl({"listen"});
-    ctl({"lpwg", "declared"});
-    ctl({"pen", "SWITCH_AES_BOTH"});
-    awaitLog(waitingFor(lpwg));
-    EXPECT_EQ(version().out, kVersionResult);
-    EXPECT_EQ(count(log(), "manageAesMode : "), 0u);
-    ctl({"lpwg", "present"});
-    awaitLog("manageAesMode : ATCMD_Status : 0, sysNodeError : 0");
 }
 
 TEST_F(ServiceEndToEndTest, CarriesOnWhenAClientDiesDuringItsCommand) {

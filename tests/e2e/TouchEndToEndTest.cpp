@@ -1,16 +1,13 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// Touch diagnostics that end the service or hold their caller.
+// Touch diagnostics that end the service.
 #include <csignal>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/e2e/Programs.h"
 
 namespace e2e {
 namespace {
-
-using testing::HasSubstr;
 
 using TouchEndToEndTest = ProgramsTest;
 
@@ -23,24 +20,6 @@ TEST_F(TouchEndToEndTest, AFrameWithALineOfMoreThan1024CharactersEndsTheService)
         EXPECT_EQ(call({method}).status, 3);
         EXPECT_EQ(phone->wait(), 128 + SIGABRT);
     }
-}
-
-TEST_F(TouchEndToEndTest, AnUpgradeHoldsTheCallUntilItIsDone) {
-    startPhone();
-    awaitAttachDone();
-    ctl({"cover", "--touch-upgrade-ms", "700"});
-    const std::vector<JournalEntry> before = entries();
-    EXPECT_EQ(call({"DoTouchFirmwareUpgrade"}).status, 0);
-    std::vector<std::string> passed;
-    const std::vector<JournalEntry> after = entries();
-    for (size_t i = before.size(); i < after.size(); ++i) {
-        if (after[i].kind == "tty-rx" || after[i].kind == "tty-tx") {
-            passed.push_back(after[i].bytes);
-        }
-    }
-    EXPECT_THAT(passed, testing::ElementsAre("AT%TCHNOTIFY=FW_UPGRADE\\r", "\\r\\nOK\\r\\n"));
-    EXPECT_THAT(run({bin("bivista-emulator"), "ctl", "show"}).out,
-                HasSubstr("  touch-upgrades: 1\n"));
 }
 
 }  // namespace

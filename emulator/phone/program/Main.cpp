@@ -10,6 +10,7 @@
 #include "cli/Process.h"
 #include "emulator/phone/program/CtlCommand.h"
 #include "emulator/phone/program/RunCommand.h"
+#include "emulator/phonelog/ImportCommand.h"
 #include "emulator/play/PlayCommand.h"
 #include "emulator/replay/ReplayCommand.h"
 #include "emulator/ui/UiCommand.h"
@@ -27,6 +28,7 @@ int run(int argc, char** argv) {
     addRun(program);
     addCtl(program);
     ui::addUi(program);
+    phonelog::addImport(program);
     play::addPlay(program);
     replay::addReplay(program);
     return program.run(argc, argv, kUsage);

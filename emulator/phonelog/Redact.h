@@ -1,0 +1,14 @@
+// Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+// Takes texts out of a recording that may tell of a person or a device. docs/recordings.md says
+// which.
+#pragma once
+
+#include "emulator/phonelog/Import.h"
+
+namespace phonelog {
+
+// Letters become x, digits 0, other bytes that are no punctuation '?': so lengths stay, and the
+// recording can be replayed.
+void redact(Imported& imported);
+
+}  // namespace phonelog
