@@ -55,7 +55,10 @@ void RecordedDevice::unplug() {
     const std::unique_ptr<phone::Device> device = std::move(mDevice);
     mSendings.clear();
     if (mScript.isCover) mBench.power.unplug();
-    if (mScript.description.tty || mScript.description.hidraw) device->hangUp();
+    if (!mScript.description.tty && !mScript.description.hidraw) {
+        return mBench.journal.add(Kind::Detach, device->name());
+    }
+    device->hangUp();
     mBench.journal.add({.kind = Kind::Detach,
                         .begin = begin,
                         .duration = std::chrono::steady_clock::now() - begin,

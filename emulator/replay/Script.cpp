@@ -2,6 +2,7 @@
 #include "emulator/replay/Script.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <span>
@@ -79,6 +80,7 @@ class Maker {
         if (entry.kind == Kind::Fault)
             return entry.bytes.empty() || phone::isNodeFault(entry.bytes);
         if (entry.kind == Kind::Control && entry.path == "PUT /v1/cover") return entry.note.empty();
+        if (entry.kind == Kind::Signal) return true;
         return recording::isStimulus(entry);
     }
 
@@ -169,7 +171,10 @@ class Maker {
         call.answered = entry.time + call.held;
         readOutcome(entry.note, &call);
         if (entry.kind == Kind::HidGet && call.error == 0) call.report = entry.bytes;
-        mScript.devices[device->second].hidCalls.push_back(std::move(call));
+        std::vector<HidCall>& calls = mScript.devices[device->second].hidCalls;
+        // It found the device gone: what the device answered last, it answered when it went.
+        if (call.error == ENODEV && !calls.empty()) calls.back().answered = entry.time;
+        calls.push_back(std::move(call));
     }
 
     // "", "passed 5", "EIO"; of an open after its flags.
