@@ -150,10 +150,8 @@ panel_drawn() { "$emulator" ctl show | grep '^sub display: .*, frames [1-9]' >/d
 heard() { grep -qF "\"name\":\"$1\"" "$out/events.jsonl" || { "$emulator" ctl pen "$1" && false; }; }
 # The service's log has the text so many times.
 logged() { [ "$(grep -acF -- "$2" "$out/service.log")" -ge "$1" ]; }
-connected() { "$ctl" call getBV2Connect | grep -q '"value":true'; }
-# Everything that a detach, or the n-th attach, sets off is done.
-detached() { logged 1 "bv2_display_deinit --" && logged 1 "deinitSubDisplay -- "; }
-attached() { logged "$1" "bv_update_state : ATCMD_Status" && logged "$1" "setSubDisplayPowerState --"; }
+# Everything that the n-th attach sets off is done.
+attached() { logged "$1" "bv_update_state : ATCMD_Status" && "$ctl" wait attached sub=ON --timeout 0; }
 
 # The page's address is for this user alone: it must not get into the log, which others can read.
 start_page() {
@@ -172,7 +170,6 @@ if [ $paced = yes ]; then say "A step a second; Enter goes on at once."; fi
 emulator_pid=$!
 # Once ours is registered, whoever asks in this registry folder asks ours.
 await "the service" logged 1 "Bivista HAL Ready"
-await "the cover" connected
 await "the attach" attached 1
 
 show "$ctl" status
@@ -216,7 +213,7 @@ pause
 
 chapter "The cover is pulled off: commands fail, with exit status 1"
 show "$emulator" ctl detach
-await "the detach" detached
+await "the detach" "$ctl" wait detached --timeout 1
 fails "$ctl" power on
 fails "$ctl" at AT%SWV
 

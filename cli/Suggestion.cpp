@@ -50,6 +50,8 @@ std::string suggest(std::string_view word, const std::vector<std::string>& names
     const std::string* nearest = nullptr;
     size_t least = slipsOf(written.size()) + 1;
     for (const std::string& name : names) {
+        // A word may be as long as a file.
+        if (written.size() > name.size() + least) continue;
         const size_t slips = distance(written, inLowerCase(name));
         if (slips >= least) continue;
         least = slips;

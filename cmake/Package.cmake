@@ -37,6 +37,9 @@ endforeach()
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md
     ${PROJECT_SOURCE_DIR}/docs/*.png)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
+file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.yaml
+    ${PROJECT_SOURCE_DIR}/scenarios/*.png)
+install(FILES ${scenarios} DESTINATION ${doc_folder}/scenarios)
 
 # install_compressed(FILE FOLDER): without name and time, so that it is the same each time.
 set(compressed)

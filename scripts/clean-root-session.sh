@@ -35,7 +35,7 @@ if grep ' D ' /run/log; then fail "it logs more than the unit asks for"; fi
 end
 
 serves bivista-emulator run
-until bivistactl call sendAtCommand AT%SWV null >/dev/null; do kill -0 "$program"; sleep 0.05; done
+bivistactl wait attached sub=ON --timeout 60 || fail "no cover is attached"
 expect '{"method":"sendAtCommand","status":"OK","value":"BV330-V10k_20210312"}' bivistactl call sendAtCommand AT%SWV null
 bivistactl status
 bivista-vts --with=cover,panel >/run/vts 2>&1 || { tail -n 20 /run/vts; fail "bivista-vts exits $?"; }

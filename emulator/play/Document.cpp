@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sstream>
@@ -48,8 +49,7 @@ class Builder : public YAML::EventHandler {
     }
     void OnAnchor(const YAML::Mark& mark, const std::string& name) override {
         refuse(mFile, placeOf(mark),
-               "anchors are not taken: put " + cover::quote("&" + name) +
-                       " into quotes if it is a text");
+               "anchors are not taken: put \"&" + cut(name) + "\" into quotes if it is a text");
     }
     void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t /*anchor*/,
                   const std::string& text) override {
@@ -100,6 +100,9 @@ class Builder : public YAML::EventHandler {
         Value& into = mOpen.back();
         const bool isKey = into.kind == Value::Kind::Map && into.keys.size() == into.items.size();
         if (isKey) requireKey(into, value);
+        // The library puts what is absent where the next thing is.
+        const bool isAbsent = !isKey && value.kind == Value::Kind::Null && !into.keys.empty();
+        if (isAbsent) value.place = into.keys.back().place;
         (isKey ? into.keys : into.items).push_back(std::move(value));
     }
 
@@ -108,7 +111,7 @@ class Builder : public YAML::EventHandler {
             refuse(mFile, key.place, "the word before \":\" must be a text");
         }
         if (map.find(key.text) != nullptr) {
-            refuse(mFile, key.place, cover::quote(key.text) + " stands here twice: leave one out");
+            refuse(mFile, key.place, "\"" + cut(key.text) + "\" stands here twice: leave one out");
         }
         if (map.keys.size() == kMostKeys) {
             refuse(mFile, key.place, "a map has at most " + std::to_string(kMostKeys) + " names");
@@ -221,6 +224,18 @@ std::string spell(const Value& value) {
         text += spell(value.items[i]);
     }
     return (isMap ? "{" : "[") + text + (isMap ? "}" : "]");
+}
+
+std::string cut(const std::string& text, size_t most) {
+    size_t end = std::min(text.size(), most);
+    // Not within a character.
+    while (end < text.size() && (static_cast<uint8_t>(text[end]) & 0xc0) == 0x80) --end;
+    std::string line;
+    for (const char sign : text.substr(0, end)) {
+        const auto byte = static_cast<uint8_t>(sign);
+        line += byte < 0x20 || byte == 0x7f ? cover::escape({&sign, 1}) : std::string(1, sign);
+    }
+    return line + (end < text.size() ? "..." : "");
 }
 
 }  // namespace play

@@ -42,4 +42,7 @@ Value parse(const std::string& bytes, const std::filesystem::path& file);
 // In one line, as a flow of YAML without quotes.
 std::string spell(const Value& value);
 
+// A text of people in one line: control bytes are spelt, and what is too long ends with "...".
+std::string cut(const std::string& text, size_t most = 100);
+
 }  // namespace play

@@ -5,9 +5,23 @@
 
 namespace play {
 
+namespace {
+
+// The second: without it a match takes a depth of calls, and may take a time, that grow with the
+// text.
+constexpr auto kSyntax = std::regex::ECMAScript | std::regex_constants::__polynomial;
+
+// A repetition or back reference whose number the library would count beyond its range.
+bool hasLongNumber(const std::string& expression) {
+    static const std::regex longNumber(R"((\\|\{[0-9]*,?)[0-9]{5})", kSyntax);
+    return std::regex_search(expression, longNumber);
+}
+
+}  // namespace
+
 std::regex compile(const std::string& expression) {
-    // Without it a match takes a depth of calls, and may take a time, that grow with the text.
-    return std::regex(expression, std::regex::ECMAScript | std::regex_constants::__polynomial);
+    if (hasLongNumber(expression)) throw std::regex_error(std::regex_constants::error_badbrace);
+    return std::regex(expression, kSyntax);
 }
 
 bool Pattern::takes(const std::string& given) const {

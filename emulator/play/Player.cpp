@@ -51,7 +51,7 @@ void checkOutput(const char* name, const std::optional<Pattern>& pattern,
                  const std::string& output) {
     if (!pattern || pattern->takes(output)) return;
     throw Failed{std::string(name) + " that " + tell(*pattern),
-                 output.empty() ? "nothing" : output};
+                 output.empty() ? "nothing" : withoutLineEnd(output)};
 }
 
 bool endsService(const Deed& deed) {
@@ -118,9 +118,9 @@ void Player::perform(const Call& call) {
 void Player::check(BegunCall& begun) const {
     const calls::Invoked result = begun.result.get();
     // A call that nobody expects a result of may be cut off by an end that was meant.
-    const bool isCutOff = mStage.hasEnded() && begun.call->background && !begun.call->gives;
+    const bool isCutOff = mStage.isEndMeant() && begun.call->background && !begun.call->gives;
     if (isCutOff || isRight(*begun.call, result)) return;
-    throw Failed{tellExpected(*begun.call), tellResult(result)};
+    throw Failed{tellExpected(*begun.call), tellResult(result), !result.error.empty()};
 }
 
 void Player::join(BegunCall& begun, steady_clock::time_point end) {
@@ -166,9 +166,11 @@ void Player::perform(const Run& run) {
     const std::optional<Outcome> outcome = runProgram(mStage, run.words, run.limit);
     if (!outcome) throw Failed{mStep->text + " ends", "it still ran after " + inSeconds(run.limit)};
     if (outcome->status != run.status) {
+        constexpr int kNoService = 3;
         throw Failed{"exit status " + std::to_string(run.status),
                      "exit status " + std::to_string(outcome->status) +
-                             (outcome->err.empty() ? "" : "\n" + outcome->err)};
+                             (outcome->err.empty() ? "" : "\n" + withoutLineEnd(outcome->err)),
+                     outcome->status == kNoService};
     }
     checkOutput("standard output", run.out, outcome->out);
     checkOutput("standard error", run.err, outcome->err);
@@ -263,11 +265,16 @@ void Player::keepPicture(const Condition& condition, Failed& failed) {
     if (outcome && outcome->status == 0) failed.came += "\nwhat is shown is in " + mShown;
 }
 
-Failure Player::failure(const Failed& failed) {
+Failure Player::failure(Failed failed) {
+    // The phone ends some moments after its service.
+    constexpr Milliseconds kLongestDeath(2'000);
+    const auto end = steady_clock::now() + (failed.isOfDeath ? kLongestDeath : Milliseconds(0));
     try {
-        mStage.pull(Milliseconds(0));
-    } catch (const std::exception&) {
-        // What came before is told all the same.
+        do {
+            mStage.pull(std::min(left(end), kSlice));
+        } while (left(end).count() > 0);
+    } catch (const std::exception& death) {
+        if (failed.isOfDeath) failed.came += std::string("\n") + death.what();
     }
     const std::string around = tellAround(mStage.streams().entries, mCursor.entry);
     if (mStep == nullptr) return {{1, 1}, "start", failed.expected, failed.came, around};

@@ -18,6 +18,7 @@ namespace play {
 struct Failed {
     std::string expected;
     std::string came;
+    bool isOfDeath = false;  // maybe the service's, which is to be told then
 };
 
 class Player {
@@ -55,7 +56,7 @@ class Player {
     void keepPicture(const Condition& condition, Failed& failed);
     void request(const std::string& expected, const std::string& method, const std::string& path,
                  const Json& values);
-    Failure failure(const Failed& failed);
+    Failure failure(Failed failed);
 
     const Scenario& mScenario;
     Stage& mStage;

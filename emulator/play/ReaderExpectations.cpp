@@ -5,6 +5,7 @@
 
 #include "emulator/cover/Text.h"
 #include "emulator/phone/Entry.h"
+#include "emulator/phone/calls/Invoke.h"
 
 namespace play {
 
@@ -47,9 +48,10 @@ std::vector<Expectation> Expectations::items(const Value& value, const std::stri
         // A state of several values is one item of the file, and as many expectations.
         for (size_t i = 0; i < patterns.size(); ++i) {
             const bool isOne = patterns.size() == 1;
-            all.push_back({each->place,
-                           isOne ? valueOf(*each) : "state: " + valueOf(each->items.front(), i),
-                           std::move(patterns[i])});
+            all.push_back(
+                    {each->place,
+                     isOne ? cut(valueOf(*each)) : cut("state: " + valueOf(each->items.front(), i)),
+                     std::move(patterns[i])});
         }
     }
     if (all.empty()) mValues.refuse(value, "\"" + step + "\" is empty: write what is expected");
@@ -95,9 +97,10 @@ EntryPattern Expectations::node(const Value& value) const {
 
 EntryPattern Expectations::callback(const Value& value) const {
     const Value& key = mValues.onlyKey(value, "a callback");
+    mValues.word(key, "callback of a client", calls::callbackNames());
     const Value& given = value.items.front();
     EntryPattern pattern = {.kind = nameOf(phone::Kind::ClientCallback),
-                            .path = Pattern{Pattern::How::Ends, "." + cover::escape(key.text)}};
+                            .path = Pattern{Pattern::How::Ends, "." + key.text}};
     if (given.kind == Value::Kind::List) {
         const std::string arguments = spelt(mValues.json(given)).dump();
         pattern.bytes = Pattern{Pattern::How::Is, cover::escape(arguments)};
@@ -147,8 +150,8 @@ Expectations::Patterns Expectations::state(const Value& value) const {
         try {
             (void)Json::json_pointer(key.text);
         } catch (const Json::exception&) {
-            mValues.refuse(key, cover::quote(key.text) +
-                                        " is no pointer into the state, such as /screen/on");
+            mValues.refuse(key, "\"" + cut(key.text) +
+                                        "\" is no pointer into the state, such as /screen/on");
         }
         all.push_back(StatePattern{key.text, mValues.json(value.items[i])});
     }
@@ -159,7 +162,7 @@ std::vector<Expectation> Expectations::conditions(const Value& value) {
     std::vector<Expectation> all;
     for (const Value* each : play::each(value)) {
         for (auto& pattern : condition(*each)) {
-            all.push_back({each->place, spell(*each), std::move(pattern)});
+            all.push_back({each->place, cut(spell(*each)), std::move(pattern)});
         }
     }
     if (all.empty()) mValues.refuse(value, "\"wait\" is empty: write a condition");

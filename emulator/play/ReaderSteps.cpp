@@ -3,8 +3,10 @@
 
 #include <algorithm>
 
-#include "emulator/cover/Text.h"
-#include "emulator/phone/program/Requests.h"
+#include "emulator/phone/Error.h"
+#include "emulator/phone/calls/Invoke.h"
+#include "emulator/phone/devices/Faults.h"
+#include "emulator/phone/words/Requests.h"
 
 namespace play {
 
@@ -12,18 +14,11 @@ namespace {
 
 constexpr char kAnyOrder[] = "expect any order";
 constexpr size_t kMostSteps = 10'000;
-constexpr size_t kLongestText = 100;
 
-// What the file says, without line ends and not too long.
+// What the file says.
 std::string inShort(const Value& map) {
-    std::string text = spell(map);
-    text = text.substr(1, text.size() - 2);
-    std::ranges::replace(text, '\n', ' ');
-    if (text.size() <= kLongestText) return text;
-    size_t end = kLongestText;
-    // Not within a character.
-    while ((static_cast<uint8_t>(text[end]) & 0xc0) == 0x80) --end;
-    return text.substr(0, end) + "...";
+    const std::string text = spell(map);
+    return cut(text.substr(1, text.size() - 2));
 }
 
 }  // namespace
@@ -109,12 +104,30 @@ void Steps::addStep(const Value& map, std::vector<Step>& all) {
 void Steps::addDeeds(const Value& value, std::vector<Step>& all) {
     const std::vector<std::string> words = mValues.words(value, "\"do\"");
     const emulator::Requests made = emulator::requestsOf(words);
-    if (!made.error.empty()) mValues.refuse(value, made.error);
+    if (!made.error.empty()) mValues.refuse(value, cut(made.error, 300));
     for (const emulator::MadeRequest& request : made.requests) {
+        if (request.path == "/v1/faults") requireFault(value, request.values);
         if (request.path == "/v1/subdisplay") mPictures.noteSize(request.values);
         const std::string text = spell(value);
-        all.push_back({value.place, "do: " + text,
+        all.push_back({value.place, cut("do: " + text),
                        Deed{text, request.method, request.path, request.values}});
+    }
+}
+
+// The emulator would refuse it when it is too late.
+void Steps::requireFault(const Value& value, const Json& given) const {
+    if (!given.contains("text")) return;
+    const std::string text = given.at("text");
+    try {
+        phone::checkFault(text);
+    } catch (const phone::Error& error) {
+        // As a shell does.
+        const bool hasLost =
+                value.text.find('"') != std::string::npos && text.find('"') == std::string::npos;
+        mValues.refuse(value, std::string(error.what()) +
+                                      (hasLost ? "; put the whole fault between '...', which keeps "
+                                                 "its double quotes"
+                                               : ""));
     }
 }
 
@@ -129,9 +142,12 @@ Json Steps::arguments(const Value& value, const std::string& method) {
 
 Call Steps::call(const Value& map, const Value& method) {
     Call call;
-    call.method = mValues.line(method, "\"call\"");
+    call.method = mValues.word(method, "method of the service", calls::methodNames());
     call.limit = limit(map, call.limit);
-    if (const Value* with = map.find("with")) call.arguments = arguments(*with, call.method);
+    const Value* with = map.find("with");
+    if (with != nullptr) call.arguments = arguments(*with, call.method);
+    const std::string wrong = calls::checkArguments(call.method, call.arguments);
+    if (!wrong.empty()) mValues.refuse(with == nullptr ? method : *with, wrong);
     if (const Value* background = map.find("background")) {
         call.background = mValues.flag(*background, "\"background\"");
     }

@@ -26,6 +26,7 @@ class Steps {
     const Verb& verbOf(const Value& map) const;
     void addStep(const Value& map, std::vector<Step>& all);
     void addDeeds(const Value& value, std::vector<Step>& all);
+    void requireFault(const Value& value, const Json& given) const;
     Call call(const Value& map, const Value& method);
     Run run(const Value& map, const Value& words) const;
     Wait wait(const Value& map, const Value& conditions);

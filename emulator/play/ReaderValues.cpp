@@ -17,10 +17,9 @@ namespace {
 constexpr Milliseconds kLongest = std::chrono::minutes(10);
 constexpr size_t kLongestExpression = 4096;
 
-// Of a word that may be anything, what a line can hold.
+// A word that may be anything.
 std::string quoted(const std::string& text) {
-    constexpr size_t kMost = 60;
-    return cover::quote(text.substr(0, kMost)) + (text.size() > kMost ? "..." : "");
+    return "\"" + cut(text, 60) + "\"";
 }
 
 std::string join(const std::vector<std::string>& words) {
@@ -52,9 +51,11 @@ void Values::refuse(const Value& value, const std::string& what) const {
 
 void Values::refuseWord(const Value& word, const std::string& what,
                         const std::vector<std::string>& known) const {
+    constexpr size_t kMostListed = 10;
     const std::string near = cli::suggest(word.text, known);
-    refuse(word,
-           quoted(word.text) + " is no " + what + (near.empty() ? ": it is " + join(known) : near));
+    const std::string all =
+            known.size() > kMostListed ? "docs/scenarios.md lists them" : "it is " + join(known);
+    refuse(word, quoted(word.text) + " is no " + what + (near.empty() ? ": " + all : near));
 }
 
 void Values::requireKeys(const Value& map, const std::string& what,

@@ -110,7 +110,9 @@ void Stage::startPhone() {
     char line = 0;
     const bool isReady =
             awaitInput(mReady.get(), kLongestStart) && read(mReady.get(), &line, 1) == 1;
-    if (!isReady) throw Gone("there is no phone: " + contentOf(mFolder + "/" + kErrors));
+    if (isReady) return;
+    const std::string why = contentOf(mFolder + "/" + kErrors);
+    throw Gone("there is no phone: " + (why.empty() ? "it does not come up" : why));
 }
 
 std::unique_ptr<Stage> Stage::join(const std::string& log) {

@@ -57,6 +57,7 @@ class Stage {
 
     // The end of the service is meant from now on.
     void expectEnd() { mIsEndMeant = true; }
+    bool isEndMeant() const { return mIsEndMeant; }
     bool hasEnded() const { return mHasEnded; }
 
     // Takes in what has come; waits so long for the first of it. Throws Gone when phone or service

@@ -21,6 +21,9 @@ struct Outcome {
 // after `limit`: then it was killed. Throws as Stage::pull().
 std::optional<Outcome> runProgram(Stage& stage, std::vector<std::string> words, Milliseconds limit);
 
+// For people.
+std::string withoutLineEnd(std::string text);
+
 // bivistactl wait: status 0 when the condition holds, else standard error tells why not.
 Outcome waitForService(Stage& stage, const std::string& condition, Milliseconds limit);
 

@@ -17,7 +17,7 @@ std::optional<std::vector<std::string>> split(const std::string& text) {
         isInWord = true;
         if (quote == 0 && (sign == '\'' || sign == '"')) {
             quote = sign;
-        } else if (sign == quote) {
+        } else if (quote != 0 && sign == quote) {
             quote = 0;
         } else {
             words.back() += sign;

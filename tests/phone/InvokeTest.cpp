@@ -321,17 +321,23 @@ class Waiting : public FakeBivista {
     }
 
   public:
-    Waiting() {
-        ::android::hardware::configureRpcThreadpool(2, true);
-        EXPECT_EQ(pipe(mPipe), 0);
-    }
+    Waiting() { EXPECT_EQ(pipe(mPipe), 0); }
 
   private:
     int mPipe[2];
 };
 
 TEST_F(CallerTest, SeveralThreadsCallAtOneTime) {
-    givenService([] { return sp<IBivista>(new Waiting); });
+    const Child service([](const Child::Ready& ready) {
+        const sp<IBivista> waiting = new Waiting;
+        ::android::hardware::configureRpcThreadpool(2, true);
+        if (waiting->registerAsService() != ::android::OK) return 1;
+        ready();
+        ::android::hardware::joinRpcThreadpool();
+        return 1;
+    });
+    caller = Caller::connect(1h);
+    ASSERT_NE(caller, nullptr);
     Json waiting;
     std::thread other([&] { waiting = results("goDload", "[]"); });
     EXPECT_EQ(results("DoDelta", "[]").dump(), R"(["OK"])");

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+#include "emulator/play/Reader.h"
 #include "tests/play/Written.h"
 
 namespace play {
@@ -76,13 +79,15 @@ TEST(ReaderTest, TheCoverIsOnAtTheStartUnlessTheFileSaysOtherwise) {
 TEST(ReaderTest, ReadsACall) {
     const auto call = only<Call>(
             "  - call: setScreenTune\n"
-            "    with: [1, -2, true, \"3\", WAKEUP, null, 1.5, {x: [1]}]\n"
-            "    gives: [OK, \"text\"]\n"
-            "    background: true\n");
+            "    with: [1, 2, 3, 0]\n"
+            "    gives: [OK, \"1\", 2, true, null, 1.5, {x: [1]}, no, \"null\"]\n"
+            "    background: true\n"
+            "    within: 3s\n");
     EXPECT_EQ("setScreenTune", call.method);
-    EXPECT_EQ(Json::parse(R"([1,-2,true,"3","WAKEUP",null,1.5,{"x":[1]}])"), call.arguments);
-    EXPECT_EQ(Json::parse(R"(["OK","text"])"), call.gives);
+    EXPECT_EQ(Json({1, 2, 3, 0}), call.arguments);
+    EXPECT_EQ(Json::parse(R"(["OK","1",2,true,null,1.5,{"x":[1]},"no","null"])"), call.gives);
     EXPECT_TRUE(call.background);
+    EXPECT_EQ(3s, call.limit);
 }
 
 TEST(ReaderTest, ACallMayGiveAnything) {
@@ -90,6 +95,7 @@ TEST(ReaderTest, ACallMayGiveAnything) {
     EXPECT_EQ(Json::array(), call.arguments);
     EXPECT_FALSE(call.gives);
     EXPECT_FALSE(call.background);
+    EXPECT_EQ(60s, call.limit);
     EXPECT_EQ(Json::array({"OK"}), only<Call>("  - call: goDload\n    gives: OK\n").gives);
 }
 
@@ -101,19 +107,30 @@ TEST(ReaderTest, ReadsDeedsWithQuotedWords) {
               only<Deed>("  - do: send \\r\\nOK\\r\\n\n").values);
 }
 
+TEST(ReaderTest, ADeedOfSeveralRequestsIsAsManySteps) {
+    const Scenario scenario = readText(withSteps("  - do: pen BV_PEN_WAKEUP BV_PEN_DETECTION\n"));
+    ASSERT_EQ(2U, scenario.steps.size());
+    EXPECT_EQ(Json({{"name", "BV_PEN_WAKEUP"}}), std::get<Deed>(scenario.steps[0].what).values);
+    EXPECT_EQ(Json({{"name", "BV_PEN_DETECTION"}}), std::get<Deed>(scenario.steps[1].what).values);
+    EXPECT_EQ("do: pen BV_PEN_WAKEUP BV_PEN_DETECTION", scenario.steps[1].text);
+}
+
 TEST(ReaderTest, ReadsARunOfAProgram) {
     const auto run = only<play::Run>(
             "  - run: bivistactl power \"on now\"\n"
             "    status: 3\n"
             "    out: {contains: text}\n"
-            "    err: \"\"\n");
+            "    err: \"\"\n"
+            "    within: 2s\n");
     EXPECT_THAT(run.words, ElementsAre("bivistactl", "power", "on now"));
     EXPECT_EQ(3, run.status);
+    EXPECT_EQ(2s, run.limit);
     expectPattern(run.out, How::Contains, "text");
     expectPattern(run.err, How::Is, "");
     const auto list = only<play::Run>("  - run: [bivista-emulator, ctl, show]\n");
     EXPECT_THAT(list.words, ElementsAre("bivista-emulator", "ctl", "show"));
     EXPECT_EQ(0, list.status);
+    EXPECT_EQ(60s, list.limit);
     EXPECT_FALSE(list.out);
     EXPECT_FALSE(list.err);
 }
@@ -250,6 +267,29 @@ TEST(ReaderTest, ReadsTheScenariosOfTheProject) {
         ++read;
     }
     EXPECT_GT(read, 0U);
+}
+
+std::string bytesOf(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// The guide's examples are steps or whole scenarios.
+TEST(ReaderTest, ReadsTheExamplesOfTheGuide) {
+    const std::string guide = bytesOf(GUIDE);
+    const std::string begin = "```yaml\n";
+    size_t read = 0;
+    for (size_t at = 0; (at = guide.find(begin, at)) != std::string::npos; ++read) {
+        at += begin.size();
+        const std::string example = guide.substr(at, guide.find("```", at) - at);
+        const bool isWhole = example.starts_with("scenario:");
+        // Pictures lie beside the scenarios.
+        const auto file = std::filesystem::path(SCENARIOS) / "example.yaml";
+        EXPECT_NO_THROW(readBytes(isWhole ? example : withSteps(example), file)) << example;
+    }
+    EXPECT_GT(read, 3U);
+    const std::string first = bytesOf(std::filesystem::path(SCENARIOS) / "first-steps.yaml");
+    EXPECT_NE(std::string::npos, guide.find(begin + first.substr(first.find('\n') + 1)));
 }
 
 }  // namespace

@@ -161,6 +161,18 @@ TEST_F(CompletionTest, OffersTheValuesOfAnArgument) {
     }
 }
 
+TEST_F(CompletionTest, OffersWhatStandsAfterAnEqualsSign) {
+    // Bash takes such a word for three, and puts in what stands after the sign.
+    EXPECT_THAT(complete(kSubjects[0], {"wait", "screen", "=", "of"}), ElementsAre("off"));
+    EXPECT_THAT(complete(kSubjects[0], {"wait", "attached", "sub", "="}),
+                ElementsAre("UNINITIALIZED", "INITIALIZED", "OFF", "ON"));
+    for (const Subject& subject : {kSubjects[0], kSubjects[1]}) {
+        EXPECT_THAT(complete(subject, {"wait", ""}),
+                    IsSupersetOf({"attached", "screen=on", "firmware="}))
+                << subject.name;
+    }
+}
+
 TEST_F(CompletionTest, OffersTheMethodsOfTheInterface) {
     for (const Subject& subject : {kSubjects[0], kSubjects[1]}) {
         EXPECT_THAT(complete(subject, {"call", ""}),

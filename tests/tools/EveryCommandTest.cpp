@@ -69,6 +69,7 @@ class EveryCommandTest : public CliTest {
     // Something right for each argument, by the name that the help gives it.
     Words argumentsOf(const Words& words, const Words& names) const {
         if (words == Words{"call"}) return {"getBV2Connect"};
+        if (words == Words{"wait"}) return {"sub=ON", "--timeout", "0"};
         const std::map<std::string, std::string> samples = {
                 {"STATE", "on"},
                 {"LEVEL", "1"},
@@ -108,9 +109,9 @@ TEST_F(EveryCommandTest, TheHelpHasTheTable) {
                           "  0  done\n"
                           "  1  the service answered FAIL, its panel cannot be drawn on, or it has "
                           "no dump; an\n"
-                          "     upgrade that was waited for did not end well; the doctor found a "
-                          "problem; another\n"
-                          "     client took the callback of a watch\n"
+                          "     upgrade that was waited for did not end well; the time of a wait "
+                          "was over; the doctor\n"
+                          "     found a problem; another client took the callback of a watch\n"
                           "  2  wrong usage; the service did nothing\n"
                           "  3  no service answers, or it died during the call\n"
                           "  4  standard output cannot be written, or this program ran out of "

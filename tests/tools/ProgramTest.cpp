@@ -21,6 +21,7 @@ class ProgramTest : public CliTest {};
 TEST_F(ProgramTest, HelpHasExamplesForEveryCommand) {
     const std::vector<std::vector<std::string>> commands = {{},
                                                             {"status"},
+                                                            {"wait"},
                                                             {"doctor"},
                                                             {"power"},
                                                             {"brightness"},

@@ -13,8 +13,7 @@ constexpr std::array kSteps = {DumpMember{"serial", "attached"},
 
 // A detach clears the path last.
 bool isCleared(const Dump& dump, const char* section) {
-    const DumpMember path = {section, "path"};
-    return dump.flag({section, "attached"}) == false && dump.has(path) && !dump.text(path);
+    return dump.flag({section, "attached"}) == false && dump.text({section, "path"}) == "";
 }
 
 }  // namespace

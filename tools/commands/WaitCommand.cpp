@@ -65,7 +65,8 @@ constexpr char kFirmware[] = "firmware=";
 std::string checkCondition(const std::string& word) {
     const auto& known = knownConditions();
     if (std::find(known.begin(), known.end(), word) != known.end()) return "";
-    if (word.starts_with(kFirmware) && word != kFirmware) return "";
+    if (word == kFirmware) return word + " is without a version";
+    if (word.starts_with(kFirmware)) return "";
     std::vector<std::string> names = known;
     names.push_back(kFirmware);
     return "\"" + word + "\" is no condition" + cli::suggest(word, names);

@@ -74,9 +74,15 @@ if [ -n "${ZSH_VERSION:-}" ]; then
     _bivista "$@"
 else
     _bivista() {
-        local IFS=$'\n' rows
+        local IFS=$'\n' rows begin= word=${COMP_WORDS[COMP_CWORD]}
+        # To bash, "screen=on" is three words, of which it replaces the last.
+        case "$word" in
+            =) begin=${COMP_WORDS[COMP_CWORD-1]}= word= ;;
+            *) if [ "${COMP_WORDS[COMP_CWORD-1]}" = = ]; then begin=${COMP_WORDS[COMP_CWORD-2]}=; fi ;;
+        esac
         rows=$(_bivista_rows "${COMP_WORDS[@]:0:COMP_CWORD}")
-        COMPREPLY=($(compgen -W "$(cut -sf 2 <<<"$rows")" -- "${COMP_WORDS[COMP_CWORD]}"))
+        COMPREPLY=($(compgen -W "$(cut -sf 2 <<<"$rows")" -- "$begin$word"))
+        COMPREPLY=("${COMPREPLY[@]#"$begin"}")
         if grep -qx files <<<"$rows"; then compopt -o default; fi
     }
     complete -F _bivista bivistactl bivista-emulator

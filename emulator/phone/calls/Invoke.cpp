@@ -38,17 +38,25 @@ std::optional<Callee> look() {
     return callee;
 }
 
+// Each once.
+std::vector<std::string> namesOf(bool ofCallbacks) {
+    std::vector<std::string> names;
+    for (const Method& method : methods()) {
+        const bool isNew = std::find(names.begin(), names.end(), method.name) == names.end();
+        if ((method.invoke == nullptr) == ofCallbacks && isNew) names.emplace_back(method.name);
+    }
+    return names;
+}
+
 }  // namespace
 
 const std::vector<std::string>& methodNames() {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> unique;
-        for (const Method& method : methods()) {
-            const bool isNew = std::find(unique.begin(), unique.end(), method.name) == unique.end();
-            if (method.invoke != nullptr && isNew) unique.push_back(method.name);
-        }
-        return unique;
-    }();
+    static const std::vector<std::string> names = namesOf(false);
+    return names;
+}
+
+const std::vector<std::string>& callbackNames() {
+    static const std::vector<std::string> names = namesOf(true);
     return names;
 }
 

@@ -15,6 +15,8 @@ using Json = nlohmann::ordered_json;
 
 // The names of all methods of IBivista 1.0 and 1.1, in the interface's order.
 const std::vector<std::string>& methodNames();
+// Of all methods of its clients' callbacks.
+const std::vector<std::string>& callbackNames();
 
 // "", or what is wrong with a call: `there is no method "x": did you mean y?`, "setBrightness:
 // argument 1: true is not a whole number from -2147483648 to 2147483647". Needs no service.

@@ -20,6 +20,16 @@ auto need(Parsed parsed) {
 
 }  // namespace
 
+void checkFault(const std::string& text) {
+    if (isNodeFault(text)) {
+        parseNodeFault(text);
+    } else if (cover::isPanelFault(text)) {
+        need(cover::parsePanelFault(text));
+    } else {
+        need(cover::parseFault(text));
+    }
+}
+
 void Faults::set(const std::string& text) {
     call([&] {
         if (isNodeFault(text)) {

@@ -19,6 +19,9 @@ struct SetFault {
     uint64_t met = 0;  // how often it has struck
 };
 
+// Throws what set() throws for this text.
+void checkFault(const std::string& text);
+
 class Faults : public Subject {
   public:
     Faults(const Surroundings& surroundings, Cover& cover, Panel& panel)

@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "cli/Output.h"
-#include "emulator/phone/program/AbilityLine.h"
 #include "emulator/phone/program/Session.h"
+#include "emulator/phone/words/AbilityLine.h"
 
 namespace emulator {
 

@@ -2,7 +2,7 @@
 #include "emulator/phone/program/CtlCommand.h"
 
 #include "emulator/phone/program/AbilityCommand.h"
-#include "emulator/phone/program/AbilityLine.h"
+#include "emulator/phone/words/AbilityLine.h"
 
 namespace emulator {
 
@@ -19,7 +19,8 @@ void addCtl(cli::Command& program) {
             "  bivista-emulator ctl fault 'on AT%SWV late 2s times 1'\n"
             "  bivista-emulator ctl pen BV_PEN_WAKEUP\n"
             "  bivista-emulator ctl journal --follow");
-    addAbilities(ctl, addAbility);
+    addAbilities(
+            ctl, [](const control::Ability&) { return true; }, addAbility);
 }
 
 }  // namespace emulator

@@ -20,8 +20,7 @@ struct Requests {
     std::string error;  // what ctl would say; nothing when there are requests
 };
 
-// `words`: as after "bivista-emulator ctl". One that only shows something is an error, too, and so
-// is a fault that the emulator would refuse.
+// `words`: as after "bivista-emulator ctl". To ask only for what is shown is an error, too.
 Requests requestsOf(const std::vector<std::string>& words);
 
 }  // namespace emulator

@@ -43,9 +43,9 @@ class AbilityLine {
     std::deque<Slot> mSlots;  // a deque, in which elements keep their addresses
 };
 
-// Gives "ctl" a command for each ability of the table. `add`: called for those that are more than a
-// group of others.
-void addAbilities(cli::Command& ctl,
+// Gives "ctl" a command for each ability of the table that `takes` takes. `add`: called for those
+// that are more than a group of others.
+void addAbilities(cli::Command& ctl, const std::function<bool(const control::Ability&)>& takes,
                   const std::function<void(cli::Command&, const control::Ability&)>& add);
 
 }  // namespace emulator

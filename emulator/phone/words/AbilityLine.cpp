@@ -1,5 +1,5 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-#include "emulator/phone/program/AbilityLine.h"
+#include "emulator/phone/words/AbilityLine.h"
 
 #include <algorithm>
 #include <map>
@@ -225,10 +225,11 @@ bool AbilityLine::isAsJson() const {
     return find(optionOf(kAsJson))->isGiven();
 }
 
-void addAbilities(cli::Command& ctl,
+void addAbilities(cli::Command& ctl, const std::function<bool(const Ability&)>& takes,
                   const std::function<void(cli::Command&, const Ability&)>& add) {
     std::map<std::string, cli::Command*> commands = {{"", &ctl}};
     for (const Ability& ability : control::abilities()) {
+        if (!takes(ability)) continue;
         const size_t space = ability.name.find(' ');
         const bool isBelow = space != std::string::npos;
         cli::Command& command =
@@ -239,7 +240,8 @@ void addAbilities(cli::Command& ctl,
     }
     // After all commands are made: a new command takes over the help of the command above it.
     for (const Ability& ability : control::abilities()) {
-        if (!ability.more.empty()) commands.at(ability.name)->setHelp(ability.more);
+        const bool isThere = commands.contains(ability.name);
+        if (isThere && !ability.more.empty()) commands.at(ability.name)->setHelp(ability.more);
     }
 }
 
