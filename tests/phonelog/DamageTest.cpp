@@ -100,9 +100,11 @@ std::string keptText(const std::string& name) {
 // Whatever is lost, an import ends, with entries in the order of time.
 void expectOrder(const std::string& text) {
     const Imported imported = importText(text);
-    std::chrono::nanoseconds last{};
+    EXPECT_FALSE(recording::toJson(imported.recording.header).empty());
+    std::chrono::nanoseconds last{-1};
     for (const phone::Entry& entry : imported.recording.entries) {
-        ASSERT_GE(entry.time, last);
+        ASSERT_GT(entry.time, last);
+        EXPECT_FALSE(phone::toJson(entry).empty());
         last = entry.time;
     }
 }
