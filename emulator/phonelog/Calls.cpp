@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "emulator/cover/Integers.h"
 #include "emulator/phonelog/CallReader.h"
 
 namespace phonelog {
@@ -74,8 +75,9 @@ void BrightnessReader::takeLevel(const Exchange& exchange) {
     if (isOfOffset) {
         ++mOffset;
     } else {
-        const std::string level =
+        const std::string text =
                 mWorker.mapped.empty() ? exchange.command.substr(kLevel.size()) : mWorker.mapped;
+        const std::string level = std::to_string(cover::parseInteger<int>(text).value_or(0));
         // Of a worker that did not wait, the level was queued while it sent the one before.
         const bool wasBusy = !mWorker.waited && mLastSent != SIZE_MAX;
         const Place place = outsideCalls(wasBusy ? Place{mLastSent, 3} : Place{first, -6});

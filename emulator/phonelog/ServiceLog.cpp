@@ -57,16 +57,13 @@ void Collector::take(size_t number, std::string_view text, bool isCut) {
     const std::optional<LogLine> line = parseLogLine(text.substr(0, merged));
     if (line) ++mLogLines;
     if (merged != std::string_view::npos) {
-        if (mCurrent) mCurrent->log.remarks.push_back({number, "two lines are merged into one"});
         if (line && line->tag == kServiceTag) takeMessage(number, *line);
+        if (mCurrent) mCurrent->log.remarks.push_back({number, "two lines are merged into one"});
         return take(number, text.substr(merged), isCut);
     }
     if (!line) return;
     if (line->tag == kServiceTag) {
-        LogLine message = *line;
-        const std::string plain = mSections.isEscaped() ? unescapePrintable(line->text) : "";
-        if (mSections.isEscaped()) message.text = plain;
-        takeMessage(number, message);
+        takeMessage(number, *line);
         if (isCut && mCurrent) mCurrent->log.remarks.push_back({number, "the line is cut off"});
     } else if (line->tag == "chatty") {
         takeChatty(number, *line);
@@ -95,7 +92,10 @@ Life& Collector::lifeOf(size_t number, const LogLine& line) {
 
 void Collector::takeMessage(size_t number, const LogLine& line) {
     if (mPid && line.pid != *mPid) return;
-    keep(lifeOf(number, line), number, line);
+    LogLine message = line;
+    const std::string plain = mSections.isEscaped() ? unescapePrintable(line.text) : "";
+    if (mSections.isEscaped()) message.text = plain;
+    keep(lifeOf(number, message), number, message);
 }
 
 void Collector::keep(Life& life, size_t number, const LogLine& line) {

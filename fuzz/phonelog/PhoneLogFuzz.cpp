@@ -15,10 +15,12 @@ void require(bool condition) {
     if (!condition) std::abort();
 }
 
-void requireOrder(const recording::Recording& recording) {
+void requireWhole(const recording::Recording& recording) {
+    require(!recording::toJson(recording.header).empty());
     std::chrono::nanoseconds last{-1};
     for (const phone::Entry& entry : recording.entries) {
         require(entry.time > last);
+        require(!phone::toJson(entry).empty());
         last = entry.time;
     }
 }
@@ -35,8 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     if (!log) return 0;
     phonelog::Imported imported = phonelog::importLog(*log);
-    requireOrder(imported.recording);
+    requireWhole(imported.recording);
     phonelog::redact(imported);
-    requireOrder(imported.recording);
+    requireWhole(imported.recording);
     return 0;
 }

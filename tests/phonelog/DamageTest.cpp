@@ -42,6 +42,21 @@ TEST(DamageTest, ACutEndIsTheWordThatItBegins) {
                 Contains("5: the line is cut: the rest of the text is not known"));
 }
 
+TEST(DamageTest, AVoteEndsAnAnswerThatWasCut) {
+    const Imported imported =
+            importText(Written()
+                               .start()
+                               .d("serialAtCmd: wr: [AT%DB=1]")
+                               .d("serialAtCmd: eh: []")
+                               .d("serialAtCmd: rd: [O")
+                               .d("usbAutoSuspend: suspend:1 vote:1 disableVote:1")
+                               .d("usbAutoSuspend: auto")
+                               .i("BrightnessThread: br_arr empty. wait signal")
+                               .text());
+    EXPECT_THAT(listEntries(imported, {Kind::TtyTx}),
+                ElementsAre(R"(tty-tx /dev/ttyACM0 \r\nOK\r\n)"));
+}
+
 TEST(DamageTest, AnAnswerWithoutACommandIsLeftOut) {
     const Imported imported = importText(Written().start().d("serialAtCmd: rd: [OK]").text());
     EXPECT_THAT(listEntries(imported, kTty), ElementsAre());
@@ -100,9 +115,11 @@ std::string keptText(const std::string& name) {
 // Whatever is lost, an import ends, with entries in the order of time.
 void expectOrder(const std::string& text) {
     const Imported imported = importText(text);
-    std::chrono::nanoseconds last{};
+    EXPECT_FALSE(recording::toJson(imported.recording.header).empty());
+    std::chrono::nanoseconds last{-1};
     for (const phone::Entry& entry : imported.recording.entries) {
-        ASSERT_GE(entry.time, last);
+        ASSERT_GT(entry.time, last);
+        EXPECT_FALSE(phone::toJson(entry).empty());
         last = entry.time;
     }
 }

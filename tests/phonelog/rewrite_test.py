@@ -19,7 +19,7 @@ def phone(lines, **options):
 
 class RewriteTest(unittest.TestCase):
     def test_a_line_gets_the_header_of_a_phone(self):
-        self.assertEqual(phone(host(b"a"))[1], f"08-14 09:21:07.000   731   731 D {TAG.decode()}: a")
+        self.assertEqual(phone(host(b"a"))[1], f"08-14 09:21:07.000   731   738 D {TAG.decode()}: a")
 
     def test_each_line_of_a_message_gets_one_but_its_line_end(self):
         lines = phone(host(b"a\nb\n"))
@@ -28,6 +28,12 @@ class RewriteTest(unittest.TestCase):
     def test_pointers_are_as_the_phone_has_them(self):
         line = phone(host(b"resp:(nil) cb:0x555747de7ee0"))[1]
         self.assertTrue(line.endswith("resp:0x0 cb:0x7c5e40d2f8"), line)
+
+    def test_the_first_thread_has_the_number_of_its_process(self):
+        lines = phone([line.replace(b"28701 ", b"28700 ") if line.endswith(b"main\n") else line
+                       for line in host(b"other", b"main")])
+        self.assertIn(" 731   738 D", lines[1])
+        self.assertIn(" 731   731 D", lines[2])
 
     def test_others_stand_among_them(self):
         lines = phone(host(*[b"a"] * 8))
