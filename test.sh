@@ -15,7 +15,7 @@ tidy       all    static checks by clang-tidy, and of the device folders by g++
 phone      all    what a phone's build takes; the device folders for its processor
 release    quick  every test, optimised as on the phone
 package    all    the Debian package: what is in it, lintian, its unit, its udev rule
-mutation   all    seeded defects of the service, each of which the conformance suite must find
+mutation   all    seeded defects of the service, which the conformance suite and the kept recordings must find
 tour       quick  ./run.sh: its tour, on a terminal too, and a second one beside it
 browser    all    the page of the emulated cover in Chromium, and its accessibility; screenshots
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
@@ -106,7 +106,7 @@ run_step() {
         release) build_preset release; run_ctest release ;;
         package) scripts/check-package.sh ;;
         clean-root) scripts/clean-root.sh ;;
-        mutation) build_preset release; vts/mutate.py build/release ;;
+        mutation) build_preset release; vts/mutate.py build/release && tests/recordings/changes.py build/release ;;
         tour) play_tour ;;
         browser) scripts/check-browser.sh ;;
         asan) build_preset asan; run_ctest asan ;;

@@ -26,7 +26,7 @@ OBJECT = "kernel/Bivista.h"
 COUNTS = "diagnostics/Statistics.h"
 # Folder: the project's headers that it may include, as docs/architecture.md draws them. Sources may
 # include the service object, but not those of PURE; headers may not, so that few files hang on it.
-PURE = {"kernel/base", "emulator/cover", "emulator/recording", "emulator/timeline",
+PURE = {"kernel/base", "emulator/cover", "emulator/phonelog", "emulator/recording", "emulator/timeline",
         "vts/functional"}
 ROOMS = {
     "service": ("kernel/base/",),
@@ -44,12 +44,15 @@ ROOMS = {
     "emulator/timeline": ("emulator/timeline/", "emulator/cover/", "emulator/phone/Entry.h"),
     "emulator/recording": ("emulator/recording/", "emulator/cover/", "emulator/phone/Entry.h",
                            "emulator/timeline/"),
+    "emulator/phonelog": ("emulator/phonelog/", "emulator/cover/", "emulator/phone/Entry.h",
+                          "emulator/phone/Paths.h", "emulator/recording/", "cli/"),
     "vts/functional": ("vts/functional/",),
 }
 # The headers of other libraries than the standard one that a room may include.
 LIBRARIES = {
     "emulator/cover": (),
     "emulator/timeline": ("nlohmann/json.hpp",),
+    "emulator/phonelog": ("nlohmann/json.hpp", "strings.h"),
     "emulator/recording": ("nlohmann/json.hpp",),
     # libutils is a part of HIDL: android::sp is from there, too.
     "vts/functional": ("gtest/", "hidl/", "utils/Mutex.h", "vendor/qmx/hardware/bivista/"),

@@ -35,8 +35,8 @@ class TestShTest(unittest.TestCase):
         for preset in ("release", "asan", "tsan"):
             (self.root / "build" / preset).mkdir(parents=True)
         for name in ("scripts/check-style.sh", "scripts/check-tidy.sh", "scripts/check-phone.sh",
-                     "scripts/check-package.sh", "scripts/check-browser.sh", "vts/mutate.py", "tools/python3",
-                     "tools/cmake"):
+                     "scripts/check-package.sh", "scripts/check-browser.sh", "vts/mutate.py",
+                     "tests/recordings/changes.py", "tools/python3", "tools/cmake"):
             self.program(name, STEP)
         self.program("tools/ctest", CTEST)
         for name in ("clang++", "ninja", "hidl-gen", "capnp", "unshare", "dpkg-query"):
@@ -45,7 +45,7 @@ class TestShTest(unittest.TestCase):
         self.program("tools/id", "#!/bin/sh\necho 0\n")
 
     def program(self, name, text):
-        (self.root / name).parent.mkdir(exist_ok=True)
+        (self.root / name).parent.mkdir(parents=True, exist_ok=True)
         (self.root / name).write_text(text)
         (self.root / name).chmod(0o755)
 

@@ -57,6 +57,7 @@ bool CallReader::beginsCall() const {
     if (exchange() != nullptr) return true;
     const std::string_view text = line();
     return text == "registering callback" || text.starts_with("Writing ") ||
+           text.find(", old_value:") != npos ||
            std::ranges::any_of(kCallBegins,
                                [text](std::string_view begin) { return text.starts_with(begin); });
 }
@@ -116,7 +117,7 @@ bool CallReader::takeLineCall(std::string_view text) {
     } else if (text.starts_with("getLogSaveAtCmd: ")) {
         takePowerOn();
     } else if (text.starts_with("bv2_display_color_mode_send: at cmd path:")) {
-        takeColours(false);
+        precedesPowerOn() ? takePowerOn() : takeColours(false);
     } else if (text.starts_with("Registering 1.") || text == "registering callback") {
         takeCallback(text);
     } else if (text == "Draw Sub DISPLAY ++") {

@@ -43,6 +43,8 @@ class CallReader {
     void takeVersion(const Exchange& exchange);
     void takePowerOn();
     void takePowerOff(const Exchange& exchange);
+    size_t colourSteps(size_t ahead) const;
+    bool precedesPowerOn() const;
     void takeColours(bool beforePower);
     void takeAesMode(const Exchange& exchange);
     void takeUpdateState();
@@ -53,6 +55,7 @@ class CallReader {
     void takeOffset(std::string_view text);
 
     bool isScreenOn() const;
+    bool clearsLpwg() const;
     void begin() { mFirst = lineIndex(); }
     // A call from begin() to the step before mAt, its tail included.
     void add(const std::string& method, const Json& arguments, const Json& results,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
 #include "emulator/cover/Integers.h"
 #include "emulator/phone/Paths.h"
@@ -16,6 +17,8 @@ namespace {
 
 constexpr std::string_view kColourLine = "bv2_display_color_mode_send: at cmd path:";
 
+constexpr std::string_view kNoPanel = "Sub Display is not initialized yet";
+
 struct Colour {
     std::string_view command;
     const char* method;
@@ -28,21 +31,42 @@ constexpr Colour kColours[] = {
         {"AT%SMODE=", "setScreenMode", "0"},
 };
 
+// As the journal spells it.
+recording::Json screenMode(int64_t mode) {
+    constexpr const char* kNames[] = {"DEFAULT", "MODE_1", "MODE_2", "MODE_3"};
+    if (mode < 0 || mode >= int64_t{std::size(kNames)}) return mode;
+    return kNames[mode];
+}
+
 int lastNumber(std::string_view text) {
     return std::atoi(std::string(text.substr(text.rfind(' ') + 1)).c_str());
 }
 
 }  // namespace
 
-// One colour setting that the service sends. The steps are its line, the exchange, and its result.
+// The steps of one colour setting that the service sends: its line, the exchange, its result. 0 for
+// something else.
+size_t CallReader::colourSteps(size_t ahead) const {
+    if (!line(ahead).starts_with(kColourLine)) return 0;
+    size_t count = 1;
+    if (exchange(ahead + count) != nullptr) ++count;
+    const std::string_view result = line(ahead + count);
+    const bool isResult = result.starts_with("bv2_display_color_mode_send: ");
+    return isResult && !result.starts_with(kColourLine) ? count + 1 : count;
+}
+
+// A screen that is off gets the settings when it is switched on.
+bool CallReader::precedesPowerOn() const {
+    if (isScreenOn()) return false;
+    size_t ahead = 0;
+    while (const size_t count = colourSteps(ahead)) ahead += count;
+    return isCommand(ahead, "AT%LOGSAVE=") || line(ahead).starts_with("getLogSaveAtCmd: ");
+}
+
 void CallReader::takeColours(bool beforePower) {
     const std::string command(line().substr(kColourLine.size()));
     const size_t first = lineIndex();
-    ++mAt;
-    if (exchange() != nullptr) ++mAt;
-    if (line().starts_with("bv2_display_color_mode_send: ") && !line().starts_with(kColourLine)) {
-        ++mAt;
-    }
+    mAt += colourSteps(0);
     for (const Colour& colour : kColours) {
         if (!command.starts_with(colour.command)) continue;
         const std::string values = command.substr(colour.command.size());
@@ -54,7 +78,7 @@ void CallReader::takeColours(bool beforePower) {
         for (const auto number :
              cover::parseIntegers<int64_t>(values).value_or(std::vector<int64_t>{})) {
             arguments.push_back(std::string_view(colour.method) == "setScreenMode"
-                                        ? Json(number)
+                                        ? screenMode(number)
                                         : Json(static_cast<uint32_t>(number)));
         }
         if (std::string_view(colour.method) == "setScreenTune") arguments.push_back(0);
@@ -71,7 +95,8 @@ void CallReader::takePowerOn() {
     while (!isEnd() && !isCommand(0, "AT%BV=1")) {
         if (line().starts_with(kColourLine)) {
             takeColours(true);
-        } else if (isCommand(0, "AT%LOGSAVE=") || !beginsCall()) {
+        } else if (isCommand(0, "AT%LOGSAVE=") || line().starts_with("getLogSaveAtCmd: ") ||
+                   !beginsCall()) {
             ++mAt;
         } else {
             mDraft.missing(mFirst, "what the lines belong to is not known: left out");
@@ -105,7 +130,9 @@ void CallReader::takePowerOff(const Exchange& exchange) {
 }
 
 void CallReader::takeAesMode(const Exchange& exchange) {
-    const int mode = std::atoi(exchange.command.c_str() + exchange.command.rfind(',') + 1);
+    const std::string_view number =
+            std::string_view(exchange.command).substr(exchange.command.rfind(',') + 1);
+    const uint32_t mode = cover::parseInteger<uint32_t>(number).value_or(0);
     ++mAt;
     while (!isEnd() && (!beginsCall() || line().ends_with(phone::kAesMode))) ++mAt;
     if (!passed("manageAesMode : ")) {
@@ -127,9 +154,21 @@ void CallReader::takeUpdateState() {
     addStatus("bv_update_state", Json::array(), isOk, "AT%TCHUPDATE=UPDATE_STATE");
 }
 
+// A client that clears the callback for events stops the USB side, and gets no answer.
+bool CallReader::clearsLpwg() const {
+    const std::vector<Line>& lines = mDraft.log().lines;
+    return isEnd() && std::any_of(lines.begin() + static_cast<std::ptrdiff_t>(mFirst), lines.end(),
+                                  [](const Line& line) { return line.text == kStopped; });
+}
+
 void CallReader::takeCallback(std::string_view text) {
     const bool isLpwg = text.starts_with("Registering 1.");
     ++mAt;
+    if (!isLpwg && clearsLpwg()) {
+        mCalls.clearsLpwg = true;
+        add("setLpwgCallback", Json::array({nullptr}), Json(), "\"destroy set\", later");
+        return;
+    }
     if (!isLpwg) {
         mCalls.subCallback = std::min(mCalls.subCallback, mFirst);
         add("setSubDisplayCallback", Json::array({"callback"}), Json(), std::string(text));
@@ -137,9 +176,7 @@ void CallReader::takeCallback(std::string_view text) {
     }
     if (line() == "registering callback") ++mAt;
     mCalls.hasLpwgCallback = true;
-    add("setLpwgCallback",
-        Json::array({text.find("1.0") == std::string_view::npos ? "callback" : "callback-1.0"}),
-        Json(), "");
+    add("setLpwgCallback", Json::array({"callback"}), Json(), "");
 }
 
 void CallReader::takeFrame() {
@@ -165,6 +202,7 @@ void CallReader::takePanelPower(std::string_view text) {
     const bool enable = text.ends_with('1');
     ++mAt;
     const bool isBusy = line().starts_with("Sub Display Power state is in progress");
+    if (line() == kNoPanel) ++mAt;
     while (!isEnd() && !beginsCall() && line() != "setSubDisplayPowerState --") ++mAt;
     if (line() == "setSubDisplayPowerState --") ++mAt;
     const bool isDone = passed("setSubDisplayPowerState --") && !passed("hidDisplaySetConfig: ");
@@ -174,6 +212,7 @@ void CallReader::takePanelPower(std::string_view text) {
 void CallReader::takePanelBrightness(std::string_view text) {
     const int value = lastNumber(text);
     ++mAt;
+    if (line() == kNoPanel) ++mAt;
     while (!isEnd() && !beginsCall() && line() != "setSubDisplayBrightness --") ++mAt;
     if (line() == "setSubDisplayBrightness --") ++mAt;
     const bool isDone = passed("setSubDisplayBrightness --") && !passed("hidDisplaySetConfig: ");

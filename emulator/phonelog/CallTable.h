@@ -28,7 +28,7 @@ inline constexpr Query kQueries[] = {
         {"AT%GETBVCUTOUT", "getCoverDisplayCutout", true},
 };
 
-// Lines that no call has in its middle.
+// Lines with which calls begin.
 inline constexpr std::string_view kCallBegins[] = {
         "sendAtCommand: ",
         "getFirmwareFile: ",
@@ -42,6 +42,9 @@ inline constexpr std::string_view kCallBegins[] = {
         "request br_offset is ",
         "enalble br offset bypass",
         "readString : ",
+        "getLogSaveAtCmd: ",
+        "bv2_display_color_mode_send: at cmd path:",
+        "Sub Display is not initialized yet",
 };
 
 }  // namespace phonelog

@@ -2,7 +2,9 @@
 #include "emulator/phonelog/Calls.h"
 
 #include <algorithm>
+#include <iterator>
 
+#include "emulator/cover/Integers.h"
 #include "emulator/phonelog/CallReader.h"
 
 namespace phonelog {
@@ -30,8 +32,7 @@ std::string mappedLevel(std::string_view text) {
 
 class BrightnessReader {
   public:
-    BrightnessReader(Draft& draft, const Calls& calls)
-        : mDraft(draft), mCalls(calls), mOffsets(calls.offsets) {}
+    BrightnessReader(Draft& draft, const Calls& calls) : mDraft(draft), mCalls(calls) {}
 
     void read(const Thread& thread);
 
@@ -42,7 +43,7 @@ class BrightnessReader {
 
     Draft& mDraft;
     const Calls& mCalls;
-    std::vector<size_t> mOffsets;
+    size_t mOffset = 0;  // of those that are not found yet
     Worker mWorker;
     size_t mLastSent = SIZE_MAX;
 };
@@ -70,12 +71,13 @@ void BrightnessReader::takeLine(size_t line) {
 
 void BrightnessReader::takeLevel(const Exchange& exchange) {
     const size_t first = std::min(mWorker.first, exchange.first);
-    const bool isOfOffset = !mOffsets.empty() && mOffsets.front() < first;
+    const bool isOfOffset = mOffset < mCalls.offsets.size() && mCalls.offsets[mOffset] < first;
     if (isOfOffset) {
-        mOffsets.erase(mOffsets.begin());
+        ++mOffset;
     } else {
-        const std::string level =
+        const std::string text =
                 mWorker.mapped.empty() ? exchange.command.substr(kLevel.size()) : mWorker.mapped;
+        const std::string level = std::to_string(cover::parseInteger<int>(text).value_or(0));
         // Of a worker that did not wait, the level was queued while it sent the one before.
         const bool wasBusy = !mWorker.waited && mLastSent != SIZE_MAX;
         const Place place = outsideCalls(wasBusy ? Place{mLastSent, 3} : Place{first, -6});
@@ -90,9 +92,10 @@ void BrightnessReader::takeLevel(const Exchange& exchange) {
 
 // The service serves one call at a time.
 Place BrightnessReader::outsideCalls(Place place) const {
-    for (const Span& span : mCalls.spans) {
-        if (span.first < place.line && place.line < span.last) return {span.first, -6};
-    }
+    const auto after = std::ranges::lower_bound(mCalls.spans, place.line, {}, &Span::first);
+    if (after == mCalls.spans.begin()) return place;
+    const Span& span = *std::prev(after);
+    if (place.line < span.last) return {span.first, -6};
     return place;
 }
 

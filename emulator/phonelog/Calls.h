@@ -14,6 +14,9 @@
 
 namespace phonelog {
 
+// The service's last word on its USB side.
+inline constexpr std::string_view kStopped = "destroy set";
+
 // The lines of a call.
 struct Span {
     size_t first = 0;
@@ -24,6 +27,7 @@ struct Calls {
     std::vector<Span> spans;      // in the order of their begin
     std::vector<size_t> offsets;  // lines at which an offset queued the last level once more
     bool hasLpwgCallback = false;
+    bool clearsLpwg = false;        // what SIGUSR1 does, too
     size_t subCallback = SIZE_MAX;  // the line of the first; SIZE_MAX: none
 };
 

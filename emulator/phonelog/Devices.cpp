@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -76,6 +77,7 @@ class Reader {
 
     Draft& mDraft;
     std::vector<Known> mKnown;
+    size_t mNextToGo[3] = {};
 };
 
 // The event of the node stands some lines before; the cover came or went then, at the latest.
@@ -113,7 +115,9 @@ void Reader::comes(size_t line, const Sign& sign) {
 
 void Reader::goes(size_t line, const Sign& sign) {
     const auto part = static_cast<size_t>(sign.part);
-    for (Known& known : mKnown) {
+    // Those before have gone in this part, or never had it.
+    for (size_t& at = mNextToGo[part]; at < mKnown.size(); ++at) {
+        Known& known = mKnown[at];
         if (!known.came[part] || known.went[part]) continue;
         known.went[part] = line;
         known.stay.end = std::min(known.stay.end, eventOf(line, sign));
@@ -199,9 +203,8 @@ void addLoaders(Draft& draft, const std::vector<Stay>& stays) {
                   std::string(kLoader) + " " + loader.product + " " + loader.serial);
         ++draft.findings().attachments;
         size_t next = i + 1 < loaders.size() ? loaders[i + 1].begin : SIZE_MAX;
-        for (const Stay& stay : stays) {
-            if (stay.begin > loader.begin) next = std::min(next, stay.begin);
-        }
+        const auto stay = std::ranges::upper_bound(stays, loader.begin, {}, &Stay::begin);
+        if (stay != stays.end()) next = std::min(next, stay->begin);
         if (next == SIZE_MAX) continue;
         draft.add({next, -2001}, Kind::Detach, kDevice);
         draft.missing(next, "when the loader left is not known: just before assumed");
@@ -210,20 +213,20 @@ void addLoaders(Draft& draft, const std::vector<Stay>& stays) {
 
 }  // namespace
 
+// Stays begin one after the other.
+const Stay* Devices::stayAt(size_t line) const {
+    const auto after = std::ranges::upper_bound(stays, line, {}, &Stay::begin);
+    return after == stays.begin() ? nullptr : &*std::prev(after);
+}
+
 std::string Devices::ttyAt(size_t line) const {
-    std::string node = "ttyACM0";
-    for (const Stay& stay : stays) {
-        if (stay.begin <= line && !stay.tty.empty()) node = stay.tty;
-    }
-    return "/dev/" + node;
+    const Stay* const stay = stayAt(line);
+    return "/dev/" + (stay == nullptr || stay->tty.empty() ? "ttyACM0" : stay->tty);
 }
 
 std::string Devices::hidAt(size_t line) const {
-    std::string node = "hidraw0";
-    for (const Stay& stay : stays) {
-        if (stay.begin <= line && !stay.hid.empty()) node = stay.hid;
-    }
-    return "/dev/" + node;
+    const Stay* const stay = stayAt(line);
+    return "/dev/" + (stay == nullptr || stay->hid.empty() ? "hidraw0" : stay->hid);
 }
 
 Devices addDevices(Draft& draft) {

@@ -23,6 +23,7 @@ struct Devices {
     std::vector<Stay> stays;
 
     // Path of the node that counts at a line.
+    const Stay* stayAt(size_t line) const;  // the last one that began; null: none
     std::string ttyAt(size_t line) const;
     std::string hidAt(size_t line) const;
 };

@@ -59,12 +59,6 @@ void Draft::addWrite(Place place, const std::string& path, const std::string& by
     add(place, Kind::NodeClose, path);
 }
 
-void Draft::takeBackWrite(size_t line, const std::string& path) {
-    std::erase_if(mEntries, [&](const Placed& placed) {
-        return placed.place.line == line && placed.entry.path == path;
-    });
-}
-
 void Draft::infer(size_t line, std::string text) {
     mFindings.inferred.push_back({mLog.lines[line].number, std::move(text)});
 }
@@ -81,6 +75,9 @@ void Draft::missing(std::string text) {
 }
 
 recording::Recording Draft::finish() {
+    std::erase_if(mEntries, [this](const Placed& placed) {
+        return mTakenBack.contains({placed.place.line, placed.entry.path});
+    });
     std::ranges::stable_sort(mEntries, {}, &Placed::place);
     const std::vector<nanoseconds> times = spreadTimes(mLog.lines);
     recording::Recording recording;

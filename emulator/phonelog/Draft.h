@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulator/phonelog/ServiceLog.h"
@@ -45,8 +46,8 @@ class Draft {
                     std::string note);
     // A control file is opened, written and closed.
     void addWrite(Place place, const std::string& path, const std::string& bytes, bool truncates);
-    // Takes back what was added at this line, of this file.
-    void takeBackWrite(size_t line, const std::string& path);
+    // Takes back what is added at this line, of this file.
+    void takeBackWrite(size_t line, const std::string& path) { mTakenBack.emplace(line, path); }
 
     // For people: with the line that led to it.
     void infer(size_t line, std::string text);
@@ -72,6 +73,7 @@ class Draft {
     recording::Header mHeader;
     Findings mFindings;
     std::set<std::string> mNotWhole;
+    std::set<std::pair<size_t, std::string>> mTakenBack;
 };
 
 }  // namespace phonelog

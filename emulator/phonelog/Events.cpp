@@ -34,27 +34,17 @@ std::string headOfUevent() {
     return head;
 }
 
-// Whether the client's callback is of the first version, at this line.
-bool isOldClient(const Draft& draft, size_t line) {
-    bool isOld = false;
-    for (size_t i = 0; i < line; ++i) {
-        const std::string_view text = draft.text(i);
-        if (text.starts_with("Registering 1.")) isOld = text.starts_with("Registering 1.0");
-    }
-    return isOld;
-}
-
-void tellClient(Draft& draft, size_t line, std::string_view name) {
+void tellClient(Draft& draft, size_t line, std::string_view name, bool isOldClient) {
     if (std::ranges::find(kOwn, name) != std::end(kOwn)) return;
     const bool isKnown = std::ranges::find(kClients, name) != std::end(kClients);
     const recording::Json arguments = {isKnown ? std::string(name) : "UNKNOWN", isKnown ? 0 : -1};
     draft.add({line, 1}, Kind::ClientCallback,
-              isOldClient(draft, line) ? "IBivistaLpwgCallback.onLpwgEvent"
-                                       : "IBivistaLpwgCallback.onLpwgEvent_1_1",
+              isOldClient ? "IBivistaLpwgCallback.onLpwgEvent"
+                          : "IBivistaLpwgCallback.onLpwgEvent_1_1",
               arguments.dump());
 }
 
-void addUevent(Draft& draft, const Thread& thread, size_t at) {
+void addUevent(Draft& draft, const Thread& thread, size_t at, bool isOldClient) {
     const size_t line = thread.steps[at].line;
     std::string message = headOfUevent();
     message.append(draft.text(line).substr(kReceived.size())).push_back('\0');
@@ -65,7 +55,7 @@ void addUevent(Draft& draft, const Thread& thread, size_t at) {
         if (text.starts_with(kNext)) {
             message.append(text.substr(kNext.size())).push_back('\0');
         } else if (text.starts_with(kName)) {
-            tellClient(draft, told, text.substr(kName.size()));
+            tellClient(draft, told, text.substr(kName.size()), isOldClient);
         }
     }
     draft.add({line, -1}, Kind::Uevent, "", message);
@@ -120,12 +110,19 @@ void addThread(Draft& draft, const Thread& thread, const Devices& devices, Displ
 
 void addUevents(Draft& draft, const Threads& threads) {
     bool isAny = false;
+    // Lines from which on the client's callback is of the first version, or is not.
+    std::map<size_t, bool> clients = {{0, false}};
+    for (size_t line = 0; line < draft.log().lines.size(); ++line) {
+        const std::string_view text = draft.text(line);
+        if (text.starts_with("Registering 1.")) clients[line] = text.starts_with("Registering 1.0");
+    }
     for (const Thread& thread : threads.threads) {
         if (thread.role != Role::Uevent) continue;
         for (size_t at = 0; at < thread.steps.size(); ++at) {
             if (thread.steps[at].exchange != nullptr) continue;
             if (!draft.text(thread.steps[at].line).starts_with(kReceived)) continue;
-            addUevent(draft, thread, at);
+            const size_t line = thread.steps[at].line;
+            addUevent(draft, thread, at, std::prev(clients.upper_bound(line))->second);
             isAny = true;
         }
     }
@@ -165,6 +162,20 @@ void addCoverLog(Draft& draft, const Threads& threads, const Devices& devices) {
         if (isFirst && beginsOff(draft, thread)) display.startOff();
         isFirst = false;
         addThread(draft, thread, devices, display);
+    }
+}
+
+void addSignals(Draft& draft) {
+    // The thread that watches /dev is told first.
+    constexpr std::string_view kTold = "usbNotifyThread: failed to read notify: ";
+    size_t told = SIZE_MAX;
+    for (size_t line = 0; line < draft.log().lines.size(); ++line) {
+        const std::string_view text = draft.text(line);
+        if (text.starts_with(kTold)) told = line;
+        if (text != "destroy set") continue;
+        draft.add({std::min(told, line), -5}, Kind::Signal, "", "USR1");
+        draft.infer(line, "SIGUSR1 from \"destroy set\"");
+        told = SIZE_MAX;
     }
 }
 

@@ -14,6 +14,8 @@ void addUevents(Draft& draft, const Threads& threads);
 void addPenCalls(Draft& draft);
 // Lines that the cover said by itself, and the display that goes on and off meanwhile.
 void addCoverLog(Draft& draft, const Threads& threads, const Devices& devices);
+// SIGUSR1, by which the service ends its USB side.
+void addSignals(Draft& draft);
 // Images that a look into the folder found.
 void addImages(Draft& draft);
 

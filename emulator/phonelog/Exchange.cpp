@@ -20,6 +20,15 @@ bool isWord(const std::string& text, const char* word) {
     return strcasecmp(text.c_str(), word) == 0;
 }
 
+// What the service says after an exchange, with the priority of the cover's lines.
+bool isOwn(std::string_view text) {
+    for (const std::string_view begin :
+         {"BrightnessThread: ", "setPowerStatus:", "bv2_display_", "set_touch_perf: "}) {
+        if (text.starts_with(begin)) return true;
+    }
+    return false;
+}
+
 // A line that was cut, of which this is left.
 bool mayBeWord(const std::string& text, std::string_view word) {
     return !text.empty() && word.starts_with(text);
@@ -49,7 +58,8 @@ std::string Exchange::text() const {
 
 bool ExchangeReader::take(size_t line, std::string_view text) {
     if (!text.starts_with(kPrefix)) {
-        if (!mOpen || mOpen->sentAt == SIZE_MAX || mDraft.log().lines[line].priority != 'I') {
+        if (!mOpen || mOpen->sentAt == SIZE_MAX || isOwn(text) ||
+            mDraft.log().lines[line].priority != 'I') {
             return false;
         }
         // A line of the cover's own. The word that ends an answer comes once more, as such.

@@ -42,6 +42,7 @@ Imported importLog(const ServiceLog& log) {
         addExchange(draft, exchange, devices.ttyAt(exchange.first));
     }
     addNodes(draft);
+    addLostVotes(draft);
     addContents(draft);
     addImages(draft);
     const PanelStates panel = addPanel(draft, threads, devices);
@@ -51,6 +52,7 @@ Imported importLog(const ServiceLog& log) {
     addUevents(draft, threads);
     addPenCalls(draft);
     addCoverLog(draft, threads, devices);
+    if (!calls.clearsLpwg) addSignals(draft);
     addPrelude(draft, devices, calls);
     addUntold(draft);
     Imported imported;

@@ -61,7 +61,7 @@ int importFile(const Options& options) {
     try {
         log = readServiceLog(file, options.pid);
     } catch (const NotALog& wrong) {
-        return complain(kUnreadable, options.log + ":" + wrong.what());
+        return complain(kUnreadable, options.log + wrong.what());
     }
     if (!log) {
         return complain(kNothing,

@@ -154,17 +154,15 @@ std::optional<LogLine> parseLogLine(std::string_view text) {
 }
 
 size_t findMergedLine(std::string_view line) {
-    // Bytes from a line's begin to its tag, at most.
-    constexpr size_t kLongestOrigin = 80;
-    for (size_t tag = line.find(kServiceTag, 1); tag != std::string_view::npos;
-         tag = line.find(kServiceTag, tag + 1)) {
-        for (size_t begin = tag - std::min(tag, kLongestOrigin); begin < tag; ++begin) {
-            if (begin == 0) continue;
-            const std::optional<LogLine> found = parseLogLine(line.substr(begin));
-            if (!found || found->tag != kServiceTag) continue;
-            // The longest: a year belongs to it.
-            return begin;
-        }
+    constexpr size_t kMonth = 2;  // bytes before its dash
+    constexpr size_t kYear = 5;   // with its dash
+    for (size_t dash = line.find('-'); dash != std::string_view::npos;
+         dash = line.find('-', dash + 1)) {
+        if (dash < kMonth || !parseLogLine(line.substr(dash - kMonth))) continue;
+        const size_t month = dash - kMonth;
+        const bool hasYear = month >= kYear && parseLogLine(line.substr(month - kYear));
+        const size_t begin = hasYear ? month - kYear : month;
+        if (begin > 0) return begin;
     }
     return std::string_view::npos;
 }

@@ -30,8 +30,8 @@ struct LogLine {
 // Nothing for a line of another shape.
 std::optional<LogLine> parseLogLine(std::string_view line);
 
-// Where a further line of the service begins inside this one, after its own beginning; npos for
-// none. Loggers that are cut off in the middle merge two lines.
+// Where a further line begins inside this one, after its own beginning; npos for none. A logger
+// that is cut off in the middle merges two lines.
 size_t findMergedLine(std::string_view line);
 
 }  // namespace phonelog

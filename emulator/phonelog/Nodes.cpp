@@ -71,10 +71,10 @@ class Contents {
 std::string wholeMessage(const Draft& draft, size_t line, std::string text) {
     const std::vector<Line>& lines = draft.log().lines;
     for (size_t next = line + 1; next < lines.size(); ++next) {
+        if (lines[next].time != lines[line].time) break;
         if (lines[next].tid != lines[line].tid) continue;
-        const bool isPart = lines[next].time == lines[line].time &&
-                            lines[next].priority == lines[line].priority &&
-                            lines[next].text.find(": ") == npos;
+        const bool isPart =
+                lines[next].priority == lines[line].priority && lines[next].text.find(": ") == npos;
         if (!isPart) break;
         text += "\n" + lines[next].text;
     }

@@ -2,14 +2,14 @@
 // The control files that the service wrote, and those that it read.
 #pragma once
 
-#include "emulator/phonelog/Threads.h"
+#include "emulator/phonelog/Draft.h"
 
 namespace phonelog {
 
 // Of all lines but those of exchanges' answers.
 void addNodes(Draft& draft);
-// The writes that a lost line of a vote must have told of.
-void addLostVotes(Draft& draft, const Threads& threads);
+// The writes whose lines are lost, but not those of their votes.
+void addLostVotes(Draft& draft);
 // Properties and the touch update state, as far as the service told what it read.
 void addContents(Draft& draft);
 

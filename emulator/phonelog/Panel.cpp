@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 namespace phonelog {
@@ -41,12 +42,13 @@ class Reader {
     void request(Place place, Kind kind, const std::string& bytes, std::string_view error);
     void addInfo(const Thread& thread, size_t at);
     void addSwitch(const Thread& thread, size_t at);
-    void addBrightness(const Thread& thread, size_t at);
+    void addBrightness(const Thread& thread, size_t at, const PanelStates& states);
     void addFrame(size_t line, const std::vector<Attempt>& failed, size_t done);
 
     Draft& mDraft;
     const Devices& mDevices;
     std::vector<PanelState> mStates;
+    std::vector<std::pair<const Thread*, size_t>> mLevels;  // steps
 };
 
 std::string_view Reader::next(const Thread& thread, size_t at) const {
@@ -105,23 +107,20 @@ void Reader::addSwitch(const Thread& thread, size_t at) {
     if (!error.empty()) return;
     for (size_t end = at + 1; end < thread.steps.size(); ++end) {
         const size_t done = thread.steps[end].line;
+        if (mDraft.text(done).starts_with(kSwitch)) return;
         if (mDraft.text(done) != "setSubDisplayPowerState --") continue;
         mStates.push_back({done, enable ? "ON" : "OFF", 0, 0, 0});
         return;
     }
 }
 
-void Reader::addBrightness(const Thread& thread, size_t at) {
+void Reader::addBrightness(const Thread& thread, size_t at, const PanelStates& states) {
     const size_t line = thread.steps[at].line;
     const std::string_view after = next(thread, at);
     if (after.starts_with("Sub Display is not") || after.starts_with("invalid brightness")) return;
     const int value = std::atoi(mDraft.text(line).c_str() + kBrightness.size());
-    std::string_view state = "ON";
-    for (const PanelState& known : mStates) {
-        if (known.line < line) state = known.state;
-    }
-    const std::string report = {3, static_cast<char>(state == "OFF" ? 0 : 2),
-                                static_cast<char>(value)};
+    const bool isOff = states.at(line).state == "OFF";
+    const std::string report = {3, static_cast<char>(isOff ? 0 : 2), static_cast<char>(value)};
     if (after.starts_with("hidDisplaySetConfig: failed to open")) {
         mDraft.add({line, 1}, Kind::HidOpen, mDevices.hidAt(line));
         return;
@@ -136,7 +135,7 @@ void Reader::takeNode(const Thread& thread) {
         const std::string_view text = mDraft.text(thread.steps[at].line);
         if (text == "hidDisplayDeviceAdded: attached:0") addInfo(thread, at);
         if (text.starts_with(kSwitch)) addSwitch(thread, at);
-        if (text.starts_with(kBrightness)) addBrightness(thread, at);
+        if (text.starts_with(kBrightness)) mLevels.emplace_back(&thread, at);
         if (text.starts_with("deinitSubDisplay ++")) {
             mStates.push_back({thread.steps[at].line, "UNINITIALIZED", 0, 0, 0});
         }
@@ -201,6 +200,7 @@ PanelStates Reader::finish() {
         }
         states.add(last = state);
     }
+    for (const auto& [thread, at] : mLevels) addBrightness(*thread, at, states);
     return states;
 }
 
@@ -209,10 +209,8 @@ PanelStates Reader::finish() {
 PanelState PanelStates::at(size_t line) const {
     PanelState found;
     found.state = "UNINITIALIZED";
-    for (const PanelState& state : mStates) {
-        if (state.line <= line) found = state;
-    }
-    return found;
+    const auto after = std::ranges::upper_bound(mStates, line, {}, &PanelState::line);
+    return after == mStates.begin() ? found : *std::prev(after);
 }
 
 PanelStates addPanel(Draft& draft, const Threads& threads, const Devices& devices) {

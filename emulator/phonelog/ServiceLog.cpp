@@ -57,16 +57,13 @@ void Collector::take(size_t number, std::string_view text, bool isCut) {
     const std::optional<LogLine> line = parseLogLine(text.substr(0, merged));
     if (line) ++mLogLines;
     if (merged != std::string_view::npos) {
-        if (mCurrent) mCurrent->log.remarks.push_back({number, "two lines are merged into one"});
         if (line && line->tag == kServiceTag) takeMessage(number, *line);
+        if (mCurrent) mCurrent->log.remarks.push_back({number, "two lines are merged into one"});
         return take(number, text.substr(merged), isCut);
     }
     if (!line) return;
     if (line->tag == kServiceTag) {
-        LogLine message = *line;
-        const std::string plain = mSections.isEscaped() ? unescapePrintable(line->text) : "";
-        if (mSections.isEscaped()) message.text = plain;
-        takeMessage(number, message);
+        takeMessage(number, *line);
         if (isCut && mCurrent) mCurrent->log.remarks.push_back({number, "the line is cut off"});
     } else if (line->tag == "chatty") {
         takeChatty(number, *line);
@@ -95,14 +92,17 @@ Life& Collector::lifeOf(size_t number, const LogLine& line) {
 
 void Collector::takeMessage(size_t number, const LogLine& line) {
     if (mPid && line.pid != *mPid) return;
-    keep(lifeOf(number, line), number, line);
+    LogLine message = line;
+    const std::string plain = mSections.isEscaped() ? unescapePrintable(line.text) : "";
+    if (mSections.isEscaped()) message.text = plain;
+    keep(lifeOf(number, message), number, message);
 }
 
 void Collector::keep(Life& life, size_t number, const LogLine& line) {
     ServiceLog& log = life.log;
     life.bytes += sizeof(Line) + line.text.size();
     if (log.lines.size() >= kMostLines || life.bytes > kMostBytes) {
-        throw NotALog(std::to_string(number) + ": the service wrote more than " +
+        throw NotALog(":" + std::to_string(number) + ": the service wrote more than " +
                       std::to_string(kMostLines) + " lines or " + std::to_string(kMostBytes >> 20) +
                       " MiB since it started: give the part that matters");
     }
@@ -144,7 +144,8 @@ void Collector::takeChatty(size_t number, const LogLine& line) {
 
 std::optional<ServiceLog> Collector::finish(size_t fileLines) {
     if (mLogLines == 0 && fileLines > 0) {
-        throw NotALog("is no log of a phone: it has no line as \"logcat -v threadtime\" prints it");
+        throw NotALog(
+                ": is no log of a phone: it has no line as \"logcat -v threadtime\" prints it");
     }
     const bool takesLast = mLast && (!mCurrent || !mCurrent->hasAttach);
     std::optional<Life>& chosen = takesLast ? mLast : mCurrent;

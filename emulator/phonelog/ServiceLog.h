@@ -40,7 +40,8 @@ struct ServiceLog {
     size_t fileLines = 0;
 };
 
-// No log, or one that is beyond the bounds. what(): "LINE: what", or "what" of the whole.
+// No log, or one that is beyond the bounds. what() goes on after the file's name: ":LINE: what", or
+// ": what" of the whole.
 class NotALog : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -97,7 +97,11 @@ Reader::State& Reader::stateOf(const Line& line) {
 
 void Reader::take(State& state, size_t line) {
     const std::string_view text = mDraft.text(line);
-    if (text.starts_with("usbAutoSuspend: ")) return;
+    if (text.starts_with("usbAutoSuspend: ")) {
+        // The vote is withdrawn after an answer, also after one whose end is lost.
+        if (text.starts_with("usbAutoSuspend: suspend:1 vote:1")) state.exchanges->close(line);
+        return keepExchange(state);
+    }
     if (!state.exchanges->take(line, text)) state.thread->steps.push_back({line});
     keepExchange(state);
 }

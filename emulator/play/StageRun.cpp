@@ -69,7 +69,11 @@ Outcome waitForService(Stage& stage, const std::string& condition, Milliseconds 
     const auto outcome = runProgram(stage, {"bivistactl", "wait", condition, "--timeout", seconds},
                                     limit + kMore);
     if (!outcome) return {1, "", "the service does not answer"};
-    return {outcome->status, "", withoutLineEnd(outcome->err)};
+    constexpr std::string_view kState = "The last state: ";
+    const std::string why = withoutLineEnd(outcome->err);
+    const size_t state = why.find(kState);
+    return {outcome->status, "",
+            state == std::string::npos ? why : why.substr(state + kState.size())};
 }
 
 }  // namespace play

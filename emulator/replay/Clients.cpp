@@ -18,7 +18,12 @@ Clients::~Clients() {
     for (Running& call : mCalls) call.thread.join();
 }
 
-void Clients::call(const phone::Entry& entry) {
+Time Clients::firstEnd() const {
+    const android::AutoMutex lock(mLock);
+    return mEnds.empty() ? Time::max() : *mEnds.begin();
+}
+
+void Clients::call(const Stimulus& stimulus) {
     std::erase_if(mCalls, [](Running& call) {
         const bool isOver = call.isOver;
         if (isOver) call.thread.join();
@@ -26,8 +31,18 @@ void Clients::call(const phone::Entry& entry) {
     });
     if (mCalls.size() == kMostCalls) throw phone::Error("too many calls are not answered");
     Running& running = mCalls.emplace_back();
-    running.thread = std::thread([this, &entry, &running] {
-        carryOut(entry);
+    const Time end = stimulus.entry->time + stimulus.entry->duration.value_or(Time());
+    {
+        const android::AutoMutex lock(mLock);
+        mEnds.insert(end);
+    }
+    running.thread = std::thread([this, &stimulus, &running, end] {
+        carryOut(stimulus);
+        {
+            const android::AutoMutex lock(mLock);
+            mEnds.erase(mEnds.find(end));
+        }
+        mListener.ended();
         running.isOver = true;
     });
 }
@@ -46,12 +61,14 @@ std::shared_ptr<calls::Caller> Clients::caller() {
     return mCaller;
 }
 
-void Clients::carryOut(const phone::Entry& entry) {
+void Clients::carryOut(const Stimulus& stimulus) {
+    const phone::Entry& entry = *stimulus.entry;
     const std::string method = entry.path.substr(entry.path.rfind('.') + 1);
-    const calls::Json arguments = calls::Json::parse(entry.bytes, nullptr, false);
+    const calls::Json arguments = calls::Json::parse(stimulus.arguments, nullptr, false);
     const std::string wrong = calls::checkArguments(method, arguments);
     if (!wrong.empty()) {
-        mTell("the call of entry " + std::to_string(entry.seq) + " cannot be made: " + wrong);
+        mListener.tell("the call of entry " + std::to_string(entry.seq) +
+                       " cannot be made: " + wrong);
         return;
     }
     // The journal has the result.

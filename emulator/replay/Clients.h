@@ -7,42 +7,53 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 
 #include <utils/Mutex.h>
 
-#include "emulator/phone/Entry.h"
 #include "emulator/phone/calls/Invoke.h"
+#include "emulator/replay/Script.h"
 
 namespace replay {
 
 class Clients {
   public:
-    // `tell` gets what cannot be called, one line each; any thread. The service may take `patience`
-    // until it serves.
-    Clients(std::chrono::milliseconds patience, std::function<void(const std::string&)> tell)
-        : mPatience(patience), mTell(std::move(tell)) {}
+    // Called on any thread.
+    struct Listener {
+        // Gets what cannot be called, one line each.
+        std::function<void(const std::string&)> tell;
+        // A call has ended, and firstEnd() may be another one.
+        std::function<void()> ended;
+    };
+    // The service may take `patience` until it serves.
+    Clients(std::chrono::milliseconds patience, Listener listener)
+        : mPatience(patience), mListener(std::move(listener)) {}
     // Waits for the calls: the service has answered them, or has ended.
     ~Clients();
     Clients(const Clients&) = delete;
     Clients& operator=(const Clients&) = delete;
 
     // Begins the call, on a thread of its own: in the recording too it may have lasted until
-    // another one. The entry outlives it.
-    void call(const phone::Entry& entry);
+    // another one.
+    void call(const Stimulus& stimulus);
+    // When the first of the calls that are under way ended, in the recording's time; Time::max()
+    // when none is.
+    Time firstEnd() const EXCLUDES(mLock);
     // Whether a call was to be made, and there was no service for it.
     bool wasAlone() const EXCLUDES(mLock);
 
   private:
-    void carryOut(const phone::Entry& entry) EXCLUDES(mLock);
+    void carryOut(const Stimulus& stimulus) EXCLUDES(mLock);
     std::shared_ptr<calls::Caller> caller() EXCLUDES(mLock);
 
     const std::chrono::milliseconds mPatience;
-    const std::function<void(const std::string&)> mTell;
+    const Listener mListener;
     mutable android::Mutex mLock;
     std::shared_ptr<calls::Caller> mCaller GUARDED_BY(mLock);
     bool mWasAlone GUARDED_BY(mLock) = false;
+    std::multiset<Time> mEnds GUARDED_BY(mLock);  // of the calls under way
     struct Running {
         std::atomic<bool> isOver = false;
         std::thread thread;

@@ -20,6 +20,8 @@ namespace {
 constexpr Time kLongestFast = std::chrono::seconds(1);
 // From a deed to the stimulus after it: what the service does besides its deeds comes to its end.
 constexpr Time kSettle = milliseconds(20);
+// From a signal to the stimulus after it: what a signal does leaves no trace.
+constexpr Time kAfterSignal = milliseconds(100);
 // So long a deed is waited for that the recording does not have.
 constexpr Time kAfterLast = milliseconds(300);
 constexpr Time kAtOnce = milliseconds(2);
@@ -44,8 +46,8 @@ Player::Player(RecordedPhone& phone, RecordedNeighbours& neighbours, const Scrip
       mScript(script),
       mPace(pace),
       mTell(std::move(tell)),
-      mClients(pace.patience, mTell),
-      mProgress(script.deeds) {}
+      mProgress(script.deeds),
+      mClients(pace.patience, {mTell, [this] { tellNext(); }}) {}
 
 Player::~Player() {
     stop();
@@ -72,9 +74,15 @@ void Player::stop() {
 
 void Player::run() {
     while (mNext < mScript.stimuli.size() && awaitNext()) playNext();
-    mPhone.setNextStimulus(Time::max());
+    mNextTime = Time::max();
+    tellNext();
     awaitEnd();
     endProgram();
+}
+
+// An answer that was recorded after the end of a call cannot have let the call end.
+void Player::tellNext() {
+    mPhone.setNext(std::min(mNextTime.load(), mClients.firstEnd()));
 }
 
 bool Player::look() {
@@ -96,6 +104,9 @@ Player::Clock::time_point Player::dueOfNext() const {
     const Time recorded = next().entry->time;
     Time gap = recorded - mPlayed;
     if (mPace.isFast) gap = std::min(gap, kLongestFast);
+    if (mNext > 0 && mScript.stimuli[mNext - 1].entry->kind == Kind::Signal) {
+        gap = std::max(gap, kAfterSignal);
+    }
     const Time sinceDeed = std::min(recorded - mProgress.lastNeeded(), kSettle);
     return std::max(mLast + gap, mStep + sinceDeed);
 }
@@ -115,7 +126,8 @@ void Player::sleepUntil(Clock::time_point time) {
 
 bool Player::awaitNext() {
     mProgress.need(next().entry->time);
-    mPhone.setNextStimulus(next().entry->time);
+    mNextTime = next().entry->time;
+    tellNext();
     while (!mHasEnded) {
         const bool isThere = look();
         if (isThere && Clock::now() >= dueOfNext()) return true;
@@ -147,7 +159,7 @@ void Player::playNext() {
 
 void Player::play(const Stimulus& stimulus) {
     const Entry& entry = *stimulus.entry;
-    if (entry.kind == Kind::ClientCall) return mClients.call(entry);
+    if (entry.kind == Kind::ClientCall) return mClients.call(stimulus);
     if (entry.kind == Kind::Signal) mIsToEnd |= entry.bytes == "TERM" || entry.bytes == "KILL";
     mNeighbours.play(entry);
     mPhone.play(stimulus);

@@ -57,6 +57,8 @@ class Player {
     void endProgram();
     // To the program, if it still runs.
     void send(int signal);
+    // Tells the phone what its answers have to wait for. Any thread.
+    void tellNext();
     // Takes what has come, and returns whether what is needed is there.
     bool look();
     // When the next stimulus comes, now that all that it needs is there.
@@ -70,8 +72,8 @@ class Player {
     const Script& mScript;
     const Pace mPace;
     const std::function<void(const std::string&)> mTell;
-    Clients mClients;
     std::atomic<bool> mHasEnded = false;
+    std::atomic<Time> mNextTime{};  // when the next stimulus was recorded
     std::thread mThread;
 
     Progress mProgress;
@@ -85,6 +87,7 @@ class Player {
     bool mIsToEnd = false;  // the recording has a signal that ends it
     bool mIsAtEnd = false;  // nothing is left to play
     bool mWasLeft = false;
+    Clients mClients;  // last: its threads use the others
 };
 
 }  // namespace replay

@@ -55,7 +55,10 @@ void RecordedDevice::unplug() {
     const std::unique_ptr<phone::Device> device = std::move(mDevice);
     mSendings.clear();
     if (mScript.isCover) mBench.power.unplug();
-    if (mScript.description.tty || mScript.description.hidraw) device->hangUp();
+    if (!mScript.description.tty && !mScript.description.hidraw) {
+        return mBench.journal.add(Kind::Detach, device->name());
+    }
+    device->hangUp();
     mBench.journal.add({.kind = Kind::Detach,
                         .begin = begin,
                         .duration = std::chrono::steady_clock::now() - begin,
@@ -67,7 +70,7 @@ void RecordedDevice::unplug() {
 Time RecordedDevice::waitOf(Time due, Time recorded) const {
     const Time now = EventLoop::now();
     if (now < due) return due - now;
-    if (recorded <= mBench.nextStimulus) return {};
+    if (recorded <= mBench.next) return {};
     return std::max(due + kLongestWait - now, Time());
 }
 

@@ -25,9 +25,9 @@ struct Bench {
     phone::Journal& journal;
     phone::Backend& backend;
     phone::UsbPower& power;
-    // When the stimulus comes that is next, in the recording's time. An answer that was recorded
-    // after it waits for it, but not for ever.
-    Time nextStimulus{};
+    // RecordedPhone::setNext(). An answer that was recorded after it waits for it, but not for
+    // ever.
+    Time next{};
     // How long a close of a tty waits that gives bytes up.
     Time closingWait{};
     // Calls on hidraw nodes that are not answered yet, by their lanes.

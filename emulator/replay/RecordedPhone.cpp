@@ -91,9 +91,9 @@ bool RecordedPhone::isCoverAttached() {
     });
 }
 
-void RecordedPhone::setNextStimulus(Time time) {
+void RecordedPhone::setNext(Time time) {
     mLoop.call([this, time] {
-        mBench.nextStimulus = time;
+        mBench.next = time;
         mBackend->decideWaiting();
     });
 }

@@ -40,8 +40,9 @@ class RecordedPhone {
     void play(const Stimulus& stimulus);
     // Two stimuli that a watcher may have seen as one.
     void playAtOnce(const Stimulus& first, const Stimulus& second);
-    // In the recording's time; Time::max(): none is left.
-    void setNextStimulus(Time time);
+    // When the stimulus was recorded that comes next, or the end of a call that comes before it;
+    // Time::max(): none is left.
+    void setNext(Time time);
 
     // Calls on hidraw nodes that are not answered yet, by their lanes; and how many have come so
     // far.

@@ -2,6 +2,7 @@
 #include "emulator/replay/Script.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <span>
@@ -60,6 +61,11 @@ class Maker {
             case Kind::HidSet:
             case Kind::HidWrite:
                 return callHid(entry);
+            case Kind::ClientCall:
+                if (!entry.path.empty()) call(entry);
+                return;
+            case Kind::ClientCallback:
+                return callBack(entry);
             case Kind::HidlCall:
                 mScript.answers[entry.path].push_back(entry.note);
                 return;
@@ -74,6 +80,7 @@ class Maker {
         if (entry.kind == Kind::Fault)
             return entry.bytes.empty() || phone::isNodeFault(entry.bytes);
         if (entry.kind == Kind::Control && entry.path == "PUT /v1/cover") return entry.note.empty();
+        if (entry.kind == Kind::Signal) return true;
         return recording::isStimulus(entry);
     }
 
@@ -85,6 +92,18 @@ class Maker {
         const bool isClosing = entry.kind == Kind::NodeClose || entry.kind == Kind::HidClose ||
                                entry.kind == Kind::TtyLost;
         mScript.deeds.push_back({time, std::move(lane), isClosing});
+    }
+
+    void call(const Entry& entry) {
+        mScript.stimuli.push_back({.entry = &entry, .arguments = entry.bytes});
+        if (entry.path.ends_with(".setLpwgCallback")) mListener = mScript.stimuli.size() - 1;
+    }
+
+    // A callback is "callback" in a call, whatever its version is: what it hears tells that.
+    void callBack(const Entry& entry) {
+        if (!mListener || !entry.path.ends_with(".onLpwgEvent")) return;
+        std::string& arguments = mScript.stimuli[*mListener].arguments;
+        if (arguments == R"(["callback"])") arguments = R"(["callback-1.0"])";
     }
 
     void attach(const Entry& entry) {
@@ -152,7 +171,10 @@ class Maker {
         call.answered = entry.time + call.held;
         readOutcome(entry.note, &call);
         if (entry.kind == Kind::HidGet && call.error == 0) call.report = entry.bytes;
-        mScript.devices[device->second].hidCalls.push_back(std::move(call));
+        std::vector<HidCall>& calls = mScript.devices[device->second].hidCalls;
+        // It found the device gone: what the device answered last, it answered when it went.
+        if (call.error == ENODEV && !calls.empty()) calls.back().answered = entry.time;
+        calls.push_back(std::move(call));
     }
 
     // "", "passed 5", "EIO"; of an open after its flags.
@@ -171,6 +193,7 @@ class Maker {
 
     const recording::Recording& mRecording;
     Script mScript;
+    std::optional<size_t> mListener{};      // the stimulus of the last setLpwgCallback
     std::map<std::string, Line> mLines;     // by the tty's node
     std::map<std::string, size_t> mPanels;  // by the hidraw node
     std::map<std::string, size_t> mNames;   // of devices that are there

@@ -55,6 +55,7 @@ struct DeviceScript {
 struct Stimulus {
     const phone::Entry* entry = nullptr;
     std::optional<size_t> device{};  // of what a device does: its place in Script::devices
+    std::string arguments{};         // of a client's call
 };
 
 // Something that the service did, or a device sent it.

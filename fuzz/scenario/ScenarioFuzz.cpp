@@ -1,5 +1,6 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// Reads any bytes as a scenario: it is one within its bounds, or refused in one line with its place.
+// Reads any bytes as a scenario: it is one within its bounds, or refused in one line with its
+// place.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -161,7 +161,7 @@ TEST(CallTest, ColoursBeforeTheScreenWereSetWhileItWasOff) {
                                 .exchange(kMain, "AT%BV=1", {"ERROR"});
     EXPECT_THAT(callsOf(log), ElementsAre(R"(setScreenTune [1,2,3,0] [\"OK\"])",
                                           R"(setPowerStatus [true,false] [\"FAIL\"])",
-                                          R"(setScreenMode [2] [\"OK\"])",
+                                          R"(setScreenMode [\"MODE_2\"] [\"OK\"])",
                                           R"(setPowerStatus [true,false] [\"FAIL\"])"));
 }
 

@@ -13,7 +13,6 @@ namespace {
 using phone::Kind;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 const std::vector<Kind> kTty = {Kind::TtyRx, Kind::TtyTx};
 
@@ -41,6 +40,21 @@ TEST(DamageTest, ACutEndIsTheWordThatItBegins) {
                 ElementsAre(R"(tty-tx /dev/ttyACM0 \r\nERROR\r\n)"));
     EXPECT_THAT(listUnknown(imported),
                 Contains("5: the line is cut: the rest of the text is not known"));
+}
+
+TEST(DamageTest, AVoteEndsAnAnswerThatWasCut) {
+    const Imported imported =
+            importText(Written()
+                               .start()
+                               .d("serialAtCmd: wr: [AT%DB=1]")
+                               .d("serialAtCmd: eh: []")
+                               .d("serialAtCmd: rd: [O")
+                               .d("usbAutoSuspend: suspend:1 vote:1 disableVote:1")
+                               .d("usbAutoSuspend: auto")
+                               .i("BrightnessThread: br_arr empty. wait signal")
+                               .text());
+    EXPECT_THAT(listEntries(imported, {Kind::TtyTx}),
+                ElementsAre(R"(tty-tx /dev/ttyACM0 \r\nOK\r\n)"));
 }
 
 TEST(DamageTest, AnAnswerWithoutACommandIsLeftOut) {
@@ -76,6 +90,23 @@ TEST(DamageTest, TwoLinesInOneAreTwo) {
     EXPECT_THAT(listUnknown(imported), Contains("5: two lines are merged into one"));
 }
 
+TEST(DamageTest, ALostWriteOfAVoteIsPutBack) {
+    const Imported imported =
+            importText(Written()
+                               .start()
+                               .d("usbAutoSuspend: suspend:0 vote:1 disableVote:0")
+                               .exchange(kMain, "AT%X", {"OK"})
+                               .d("usbAutoSuspend: suspend:1 vote:1 disableVote:1")
+                               .d("usbAutoSuspend: auto")
+                               .d("usbAutoSuspend: suspend:0 vote:1 disableVote:1")
+                               .text());
+    const std::string write = "node-write /sys/devices/platform/soc/usb1/1-1/power/control ";
+    EXPECT_THAT(listEntries(imported, {Kind::NodeWrite}),
+                ElementsAre(write + "on", write + "auto"));
+    EXPECT_THAT(listUnknown(imported),
+                Contains("3: the line after it, \"usbAutoSuspend: on\", is missing: put back"));
+}
+
 std::string keptText(const std::string& name) {
     std::ifstream file(std::string(PHONELOG_FOLDER) + "/" + name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -84,9 +115,11 @@ std::string keptText(const std::string& name) {
 // Whatever is lost, an import ends, with entries in the order of time.
 void expectOrder(const std::string& text) {
     const Imported imported = importText(text);
-    std::chrono::nanoseconds last{};
+    EXPECT_FALSE(recording::toJson(imported.recording.header).empty());
+    std::chrono::nanoseconds last{-1};
     for (const phone::Entry& entry : imported.recording.entries) {
-        ASSERT_GE(entry.time, last);
+        ASSERT_GT(entry.time, last);
+        EXPECT_FALSE(phone::toJson(entry).empty());
         last = entry.time;
     }
 }

@@ -174,7 +174,7 @@ TEST(ImportTest, AnEventGoesToTheClientUnlessItIsTheServices) {
                                .text());
     EXPECT_THAT(
             listEntries(imported, kCalls),
-            ElementsAre(R"(client-call IBivista.setLpwgCallback [\"callback-1.0\"])",
+            ElementsAre(R"(client-call IBivista.setLpwgCallback [\"callback\"])",
                         R"(client-callback IBivistaLpwgCallback.onLpwgEvent [\"UNKNOWN\",-1])"));
     EXPECT_THAT(
             listEntries(imported, {Kind::Uevent}),

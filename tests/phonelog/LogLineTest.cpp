@@ -62,13 +62,12 @@ TEST(LogLineTest, OtherLinesAreNone) {
 }
 
 TEST(LogLineTest, AMergedLineIsFound) {
-    const std::string tag(kServiceTag);
-    const std::string second = "08-14 09:21:07.185   731   745 D " + tag + ": b";
+    const std::string second = "08-14 09:21:07.185   731   745 D clockd: b-c 08-15";
     EXPECT_EQ(findMergedLine("08-14 09:21:07.1" + second), 16U);
+    EXPECT_EQ(findMergedLine("08-14 09:21:07.12021-" + second), 16U);
     EXPECT_EQ(findMergedLine(second), std::string_view::npos);
+    EXPECT_EQ(findMergedLine("2021-" + second), std::string_view::npos);
     EXPECT_EQ(findMergedLine(second + second), second.size());
-    // A tag alone is text.
-    EXPECT_EQ(findMergedLine(second + " " + tag + ": c"), std::string_view::npos);
 }
 
 LogLine at(unsigned month, unsigned day, nanoseconds ofDay) {

@@ -81,6 +81,14 @@ TEST(ServiceLogTest, LinesThatTheLoggerLeftOutArePutBackOrTold) {
     EXPECT_THAT(log.remarks[1].text, HasSubstr("dropped 5 lines"));
 }
 
+TEST(ServiceLogTest, AnothersLineInOursIsLeftOut) {
+    const ServiceLog log = readText(header(1, 7, 7) + "a]" + header(2, 9, 9, "clockd") + "b\n" +
+                                    header(3, 9, 9, "clockd") + "c" + header(4, 7, 7) + "d\n");
+    EXPECT_THAT(texts(log), ElementsAre("1 a]", "2 d"));
+    EXPECT_THAT(remarks(log), ElementsAre("1: two lines are merged into one",
+                                          "2: two lines are merged into one"));
+}
+
 TEST(ServiceLogTest, ABugreportGivesItsSystemLog) {
     const ServiceLog log = readText(
             "== dumpstate\n------ LAST LOGCAT (logcat -L) ------\n" + header(1, 7, 7) + "old\n" +
@@ -88,7 +96,7 @@ TEST(ServiceLogTest, ABugreportGivesItsSystemLog) {
             "08-14 09:21:07.184  1000     7     7 D " + std::string(kServiceTag) +
             ": rd: [a\\377]\n" + "------ 1.2s was the duration of 'SYSTEM LOG' ------\n" +
             header(1, 7, 7) + "x\n");
-    EXPECT_THAT(texts(log), ElementsAre("4 rd: [a\xff]"));
+    EXPECT_THAT(texts(log), ElementsAre("5 rd: [a\xff]"));
 }
 
 TEST(ServiceLogTest, ATextThatIsNoLogIsRefused) {

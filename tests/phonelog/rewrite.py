@@ -67,7 +67,8 @@ def rewrite(lines, rotate=None, gap=None):
         expire(found, *gap)
     parse = lambda text: datetime.datetime.strptime("2000-" + text.decode(), "%Y-%m-%d %H:%M:%S.%f")
     start = parse(found[0][1])
-    threads = {}
+    # The first thread of a process has its number.
+    threads = {found[0][2].decode(): PID}
     yield b"--------- beginning of main\n"
     for number, message in enumerate(found):
         priority, stamp, _, tid = (field.decode() for field in message[:4])

@@ -12,7 +12,6 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 using PlayFailureTest = PlayTest;
 
@@ -153,8 +152,44 @@ TEST_F(PlayFailureTest, AWaitNamesWhatDoesNotHold) {
 TEST_F(PlayFailureTest, TheServicesStateIsAnother) {
     EXPECT_THAT(failure(kAttached + "  - wait: {screen: \"on\"}\n    within: 100ms\n"),
                 EndsWith("  expected: {screen: on} within 100 ms\n"
-                         "  came:     bivistactl: not so within 0.100 s: screen=on. The last "
-                         "state: attached, screen=off, sub=ON\n"));
+                         "  came:     attached, screen=off, sub=ON\n"));
+}
+
+TEST_F(PlayFailureTest, AnotherPicture) {
+    const std::string pattern = folder + "/pattern.png";
+    const std::string draw =
+            "  - wait: {sub: \"ON\"}\n  - run: bivistactl sub test-pattern\n"
+            "  - wait: {state: {/sub_display/frames: 1}}\n";
+    ASSERT_EQ(
+            play({write(draw + "  - run: bivista-emulator ctl snapshot " + pattern + "\n")}).status,
+            0);
+    const std::string expect = "  - expect:\n      - picture: pattern.png\n    within: 1s\n";
+    EXPECT_EQ(play({write(draw + expect)}).status, 0);
+
+    const std::string file = write("  - wait: {sub: \"ON\"}\n" + expect);
+    const Outcome outcome = play({file, "--keep", folder + "/kept"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(failureIn(outcome.out),
+                EndsWith("  expected: picture: pattern.png within 1 s\n"
+                         "  came:     15568 of 16384 pixels differ; the first, in column 0 of row "
+                         "0, is of level 0 instead of 15\n"
+                         "            what is shown is in " +
+                         folder + "/kept/s.png\n"));
+    EXPECT_EQ(run({"head", "-c", "4", folder + "/kept/s.png"}).out, "\x89PNG");
+}
+
+TEST_F(PlayFailureTest, APictureOfAPanelThatIsGone) {
+    const std::string pattern = folder + "/pattern.png";
+    ASSERT_EQ(play({write("  - wait: {sub: \"ON\"}\n  - run: bivista-emulator ctl snapshot " +
+                          pattern + "\n")})
+                      .status,
+              0);
+    const std::string expect = "  - expect:\n      - picture: pattern.png\n    within: 100ms\n";
+    EXPECT_THAT(failure("  - do: detach\n" + expect),
+                EndsWith("  came:     no sub display is attached\n"));
+    EXPECT_THAT(
+            failure("  - do: subdisplay --width 64\n" + expect),
+            EndsWith("  came:     the panel has 64 x 128 pixels, the picture 128 x 128 pixels\n"));
 }
 
 TEST_F(PlayFailureTest, WhatIsNeverToCome) {
@@ -186,7 +221,7 @@ TEST_F(PlayFailureTest, ThePhoneDies) {
     awaitProcess(bin("bivistactl") + " watch");
     kill(awaitProcess(bin("bivista-emulator") + " run"), SIGKILL);
     EXPECT_EQ(player.wait(), 1);
-    EXPECT_THAT(player.out(), HasSubstr("\n            the phone was killed: SIGKILL\n"));
+    EXPECT_THAT(player.out(), HasSubstr(" the phone was killed: SIGKILL\n"));
     await([&] { return processes().empty(); });
 }
 

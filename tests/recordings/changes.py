@@ -26,7 +26,9 @@ from defects import Useless, defect, replace  # noqa: E402
 
 ENOUGH = 8
 # A replay waits most of the time, so that many at once take little longer than one.
-AT_ONCE = 12
+AT_ONCE = 20
+# Seconds for a deed that does not come; the service itself waits for 5.
+PATIENCE = 6
 # Ends a replay that hangs.
 TIMEOUT = 300
 
@@ -74,9 +76,9 @@ def lanes_of(output):
 def replay(build, service, recording):
     """The lanes in which the service differs; what the replay says when there is none to compare."""
     try:
-        run = subprocess.run([build / "bin/bivista-emulator", "replay", recording, "--fast", "--", service],
-                             capture_output=True, text=True, errors="replace", timeout=TIMEOUT, check=False,
-                             stdin=subprocess.DEVNULL)
+        run = subprocess.run([build / "bin/bivista-emulator", "replay", recording, "--fast", "--patience",
+                              str(PATIENCE), "--", service], capture_output=True, text=True, errors="replace",
+                             timeout=TIMEOUT, check=False, stdin=subprocess.DEVNULL)
     except subprocess.TimeoutExpired:
         return ["hangs"]
     if run.returncode == 0:
