@@ -200,6 +200,7 @@ TEST(JournalTest, AwaitingSleeps) {
     std::thread reader([&] {
         journal.await(1, kLong, [&looks] {
             ++looks;
+            looks.notify_one();
             return false;
         });
     });
