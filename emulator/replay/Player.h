@@ -16,7 +16,7 @@
 namespace replay {
 
 struct Pace {
-    bool isFast = false;  // without the recorded waits
+    bool isFast = false;  // pauses of one second at most
     // How long nothing that is awaited may come, until the replay goes on or ends.
     std::chrono::milliseconds patience = std::chrono::seconds(10);
 };

@@ -149,7 +149,7 @@ void addReplay(cli::Command& program) {
                  "A journal that \"run --journal\" wrote, or \"import\" made")
             .required();
     command.flag("--fast", &options->isFast,
-                 "Without the recorded waits; answers come as late as recorded");
+                 "With recorded pauses of one second at most; answers come as late as recorded");
     command.take("--journal", &options->journal, "Write the replay's own journal to this file");
     command.take("--patience", &options->patience,
                  "Seconds to wait for a recorded deed that does not come")

@@ -50,6 +50,16 @@ class Entries {
     std::vector<Entry> mList;
 };
 
+TEST(ComparisonTest, OfACallbackTheClientsEndDoesNotCount) {
+    const std::string path = "IBivistaLpwgCallback.onLpwgEvent_1_1";
+    const Recording dead =
+            Entries().add(Kind::ClientCallback, path, R"(["WAKEUP",0])", "DEAD_OBJECT").recording();
+    const Entries alive = Entries().add(Kind::ClientCallback, path, R"(["WAKEUP",0])");
+    EXPECT_THAT(compare(dead, alive.list()).differences, IsEmpty());
+    const Entries another = Entries().add(Kind::ClientCallback, path, R"(["UNKNOWN",-1])");
+    EXPECT_THAT(compare(dead, another.list()).differences, SizeIs(1));
+}
+
 TEST(ComparisonTest, OrderCountsWithinALaneOnly) {
     const Recording recorded = Entries().rx("a\r").node("1").rx("b\r").node("2").recording();
     const Entries otherwise = Entries().node("1").node("2").rx("a\r").rx("b\r");

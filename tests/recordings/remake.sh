@@ -8,8 +8,8 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 emulator=${1:-build/release}/bin/bivista-emulator
 
-scenarios=(brightness cover-in-error full-queue off-and-on pen-modes recovery refused-colour screen screen-never-up
-           slow-cover unplugged-in-frame upgrade wake-gesture)
+scenarios=(brightness cover-in-error full-queue off-and-on pen-modes recovery refused-colour screen
+           screen-never-up slow-cover unplugged-in-frame upgrade wake-gesture)
 
 files=("${scenarios[@]/#/scenarios/}")
 work=$(mktemp -d)
