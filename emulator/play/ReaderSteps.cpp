@@ -55,6 +55,11 @@ const Steps::Verb& Steps::verbOf(const Value& map) const {
         }
     }
     if (found == nullptr) mValues.refuseWord(map.keys.front(), "step", words);
+    for (const Value& key : map.keys) {
+        if (!found->more.empty() || key.text == found->name) continue;
+        mValues.refuse(key, "\"" + cut(key.text) + "\" does not go with \"" + found->name +
+                                    "\", which stands alone");
+    }
     std::vector<std::string> known = found->more;
     known.push_back(found->name);
     mValues.requireKeys(map, "word of \"" + found->name + "\"", known);
