@@ -7,9 +7,12 @@
 #include <filesystem>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <android-base/unique_fd.h>
@@ -26,11 +29,41 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Gone with the object.
+constexpr char kPrefix[] = "bivista-scenario-";
+
+// A folder of this user; else not valid.
+unique_fd openOwn(const std::string& path) {
+    unique_fd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status = {};
+    const bool isOwn =
+            folder.ok() && fstat(folder.get(), &status) == 0 && status.st_uid == geteuid();
+    return isOwn ? std::move(folder) : unique_fd();
+}
+
+// Removes what players have left that were killed: folders that nobody has locked. One that is
+// empty may be about to be locked.
+void sweep(const fs::path& parent) {
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(parent, ignored)) {
+        if (!entry.path().filename().string().starts_with(kPrefix)) continue;
+        const unique_fd folder = openOwn(entry.path());
+        const bool isLeft = folder.ok() && flock(folder.get(), LOCK_EX | LOCK_NB) == 0 &&
+                            !fs::is_empty(entry.path(), ignored);
+        if (isLeft) fs::remove_all(entry.path(), ignored);
+    }
+}
+
+// Gone with the object. When this process is killed, the next player removes it.
 class TemporaryFolder {
   public:
-    TemporaryFolder() : mPath(fs::temp_directory_path() / "bivista-play-XXXXXX") {
+    TemporaryFolder() {
+        const fs::path parent = fs::absolute(fs::temp_directory_path());
+        sweep(parent);
+        mPath = parent / (std::string(kPrefix) + "XXXXXX");
         if (mkdtemp(mPath.data()) == nullptr) phone::throwErrno("cannot make " + mPath);
+        mLocked = openOwn(mPath);
+        // Where there are no locks, nothing is removed.
+        flock(mLocked.get(), LOCK_EX);
     }
     ~TemporaryFolder() {
         std::error_code ignored;
@@ -43,6 +76,7 @@ class TemporaryFolder {
 
   private:
     std::string mPath;
+    unique_fd mLocked;
 };
 
 // While it lives, the signals that are to end this program wait in its descriptor.
@@ -51,7 +85,12 @@ class EndingSignals {
     EndingSignals() {
         sigset_t signals;
         sigemptyset(&signals);
-        for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) sigaddset(&signals, number);
+        for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+            struct sigaction now = {};
+            sigaction(number, nullptr, &now);
+            // As under nohup(1).
+            if (now.sa_handler != SIG_IGN) sigaddset(&signals, number);
+        }
         sigprocmask(SIG_BLOCK, &signals, &mBefore);
         mFd.reset(signalfd(-1, &signals, SFD_CLOEXEC));
     }

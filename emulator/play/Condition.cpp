@@ -26,7 +26,8 @@ std::string tell(const Stream<Element>& stream, const Wanted& pattern, size_t fr
     std::string text = tellNearest(pattern, stream, from);
     for (size_t i = stream.begin(); i < std::min(from, stream.end()); ++i) {
         if (!takes(pattern, stream[i])) continue;
-        return text + "\nit came earlier, before what this one is to follow";
+        return text + "\nit came earlier, before " + inWords(stream[from - 1]) +
+               ", which was found first: expect it above that, or both in any order";
     }
     return text;
 }

@@ -42,6 +42,7 @@ class Condition {
     std::string came() const;
 
     const std::string& text() const { return mExpectation.text; }
+    Place place() const { return mExpectation.place; }
 
   private:
     bool look(const EntryPattern& pattern, Taken& taken, Milliseconds limit);

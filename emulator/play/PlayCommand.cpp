@@ -185,6 +185,9 @@ void addPlay(cli::Command& program) {
         if (!options.log.empty() && access(options.log.c_str(), R_OK) != 0) {
             cli::refuseUsage("--log", options.log + ": " + strerror(errno));
         }
+        if (!options.log.empty() && !fs::is_regular_file(options.log)) {
+            cli::refuseUsage("--log", options.log + " is no file");
+        }
         return play(*arguments);
     });
 }

@@ -51,7 +51,7 @@ void checkOutput(const char* name, const std::optional<Pattern>& pattern,
                  const std::string& output) {
     if (!pattern || pattern->takes(output)) return;
     throw Failed{std::string(name) + " that " + tell(*pattern),
-                 output.empty() ? "nothing" : withoutLineEnd(output)};
+                 output.empty() ? "nothing" : forPeople(output)};
 }
 
 bool endsService(const Deed& deed) {
@@ -76,11 +76,11 @@ Player::Verdict Player::play() {
         return {};
     } catch (const Failed& failed) {
         return {failure(failed), false};
-    } catch (const Gone& gone) {
-        const std::string expected = hasStarted ? mStep->text : "the service serves";
-        return {failure({expected, gone.what()}), !hasStarted};
     } catch (const Json::exception&) {
         return {failure({"an emulator of this version", "another program answers"}), !hasStarted};
+    } catch (const std::exception& error) {
+        const std::string expected = hasStarted ? mStep->text : "the service serves";
+        return {failure({expected, error.what()}), !hasStarted};
     }
 }
 
@@ -163,13 +163,14 @@ void Player::request(const std::string& expected, const std::string& method,
 }
 
 void Player::perform(const Run& run) {
-    const std::optional<Outcome> outcome = runProgram(mStage, run.words, run.limit);
+    const std::optional<Outcome> outcome =
+            runProgram(mStage, run.words, run.limit, mScenario.file.parent_path());
     if (!outcome) throw Failed{mStep->text + " ends", "it still ran after " + inSeconds(run.limit)};
     if (outcome->status != run.status) {
         constexpr int kNoService = 3;
         throw Failed{"exit status " + std::to_string(run.status),
                      "exit status " + std::to_string(outcome->status) +
-                             (outcome->err.empty() ? "" : "\n" + withoutLineEnd(outcome->err)),
+                             (outcome->err.empty() ? "" : "\n" + forPeople(outcome->err)),
                      outcome->status == kNoService};
     }
     checkOutput("standard output", run.out, outcome->out);
@@ -200,6 +201,7 @@ void Player::perform(const Wait& wait) {
         const char* between = failed.came.empty() ? "" : "\n";
         failed.expected += between + condition.text();
         failed.came += between + condition.came();
+        failed.place = failed.place.value_or(condition.place());
         keepPicture(condition, failed);
     }
     failed.expected += " within " + inSeconds(wait.limit);
@@ -229,7 +231,7 @@ void Player::perform(const Expect& expect) {
         Condition condition(each, mStage, mCursor);
         if (!await(condition, taken, end)) {
             Failed failed = {condition.text() + " within " + inSeconds(expect.limit),
-                             condition.came()};
+                             condition.came(), false, each.place};
             keepPicture(condition, failed);
             throw std::move(failed);
         }
@@ -245,7 +247,7 @@ bool Player::await(Condition& condition, Taken& taken, steady_clock::time_point 
         }
         return true;
     } catch (const Gone& gone) {
-        throw Failed{condition.text(), gone.what()};
+        throw Failed{condition.text(), gone.what(), false, condition.place()};
     }
 }
 
@@ -254,7 +256,8 @@ void Player::perform(const Never& never) {
     for (const Expectation& each : never.items) {
         Condition condition(each, mStage, mCursor);
         Taken taken;
-        if (condition.holds(taken)) throw Failed{"never " + condition.text(), condition.came()};
+        if (!condition.holds(taken)) continue;
+        throw Failed{"never " + condition.text(), condition.came(), false, each.place};
     }
 }
 
@@ -278,7 +281,7 @@ Failure Player::failure(Failed failed) {
     }
     const std::string around = tellAround(mStage.streams().entries, mCursor.entry);
     if (mStep == nullptr) return {{1, 1}, "start", failed.expected, failed.came, around};
-    return {mStep->place, mStep->text, failed.expected, failed.came, around};
+    return {failed.place.value_or(mStep->place), mStep->text, failed.expected, failed.came, around};
 }
 
 }  // namespace play

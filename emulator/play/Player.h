@@ -18,7 +18,8 @@ namespace play {
 struct Failed {
     std::string expected;
     std::string came;
-    bool isOfDeath = false;  // maybe the service's, which is to be told then
+    bool isOfDeath = false;        // maybe the service's, which is to be told then
+    std::optional<Place> place{};  // within the step
 };
 
 class Player {

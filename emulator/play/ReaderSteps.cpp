@@ -55,6 +55,11 @@ const Steps::Verb& Steps::verbOf(const Value& map) const {
         }
     }
     if (found == nullptr) mValues.refuseWord(map.keys.front(), "step", words);
+    for (const Value& key : map.keys) {
+        if (!found->more.empty() || key.text == found->name) continue;
+        mValues.refuse(key, "\"" + cut(key.text) + "\" does not go with \"" + found->name +
+                                    "\", which stands alone");
+    }
     std::vector<std::string> known = found->more;
     known.push_back(found->name);
     mValues.requireKeys(map, "word of \"" + found->name + "\"", known);
@@ -76,10 +81,13 @@ std::vector<Step> Steps::deeds(const Value& value) {
     return all;
 }
 
+void Steps::requireRoom(const Value& value, size_t steps) const {
+    if (steps <= kMostSteps) return;
+    mValues.refuse(value, "a scenario has at most " + std::to_string(kMostSteps) + " steps");
+}
+
 void Steps::addStep(const Value& map, std::vector<Step>& all) {
-    if (all.size() >= kMostSteps) {
-        mValues.refuse(map, "a scenario has at most " + std::to_string(kMostSteps) + " steps");
-    }
+    requireRoom(map, all.size() + 1);
     const std::string verb = verbOf(map).name;
     const Value& value = *map.find(verb);
     if (verb == "do") return addDeeds(value, all);
@@ -105,11 +113,12 @@ void Steps::addDeeds(const Value& value, std::vector<Step>& all) {
     const std::vector<std::string> words = mValues.words(value, "\"do\"");
     const emulator::Requests made = emulator::requestsOf(words);
     if (!made.error.empty()) mValues.refuse(value, cut(made.error, 300));
+    requireRoom(value, all.size() + made.requests.size());
+    const std::string text = cut(spell(value));
     for (const emulator::MadeRequest& request : made.requests) {
         if (request.path == "/v1/faults") requireFault(value, request.values);
         if (request.path == "/v1/subdisplay") mPictures.noteSize(request.values);
-        const std::string text = spell(value);
-        all.push_back({value.place, cut("do: " + text),
+        all.push_back({value.place, "do: " + text,
                        Deed{text, request.method, request.path, request.values}});
     }
 }

@@ -24,6 +24,7 @@ class Steps {
     struct Verb;
 
     const Verb& verbOf(const Value& map) const;
+    void requireRoom(const Value& value, size_t steps) const;
     void addStep(const Value& map, std::vector<Step>& all);
     void addDeeds(const Value& value, std::vector<Step>& all);
     void requireFault(const Value& value, const Json& given) const;

@@ -97,7 +97,7 @@ struct Call {
 
 // A request of the emulator's table of abilities.
 struct Deed {
-    std::string words;  // as after "bivista-emulator ctl"
+    std::string words;  // as after "bivista-emulator ctl", for people
     std::string method;
     std::string path;
     Json values;

@@ -32,6 +32,8 @@ namespace {
 constexpr Milliseconds kLongestStart(30'000);
 // Of a phone that was told to end; then it is killed.
 constexpr Milliseconds kLongestEnd(5'000);
+// A journal that grows without end must not hold the player.
+constexpr Milliseconds kLongestPull(10'000);
 constexpr Milliseconds kBetweenLooks(50);
 
 constexpr char kErrors[] = "errors";
@@ -116,7 +118,10 @@ void Stage::startPhone() {
 }
 
 std::unique_ptr<Stage> Stage::join(const std::string& log) {
-    std::unique_ptr<Stage> stage(new Stage("", control::socketFolder(), log));
+    const std::string registry = std::filesystem::absolute(control::socketFolder());
+    // For programs that run in other folders.
+    setenv("HIDL_SOCKET_DIR", registry.c_str(), 1);
+    std::unique_ptr<Stage> stage(new Stage("", registry, log));
     stage->mLog.skip();
     stage->pullPages(Milliseconds(0));
     stage->mStreams = {};
@@ -178,7 +183,8 @@ void Stage::pull(Milliseconds wait) {
 // Up to the entries of now, also where new ones come all the time.
 void Stage::pullPages(Milliseconds wait) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    for (bool isBehind = true; isBehind; wait = Milliseconds(0)) {
+    const auto end = steady_clock::now() + wait + kLongestPull;
+    for (bool isBehind = true; isBehind && steady_clock::now() < end; wait = Milliseconds(0)) {
         const std::optional<Json> page = tryAsk(
                 "GET", "/v1/journal",
                 {{"since", mNext}, {"limit", control::kMostEntries}, {"wait_ms", wait.count()}});

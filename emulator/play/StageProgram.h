@@ -25,8 +25,10 @@ struct Descriptors {
 class StageProgram {
   public:
     // The first word is looked up as a shell does; a program that cannot be executed ends with
-    // status 127. Throws phone::Error when there is no process left.
-    StageProgram(const std::vector<std::string>& words, const Descriptors& descriptors);
+    // status 127, and says so on its standard error. It runs in this folder; empty: that of this
+    // process. Throws phone::Error when there is no process left.
+    StageProgram(const std::vector<std::string>& words, const Descriptors& descriptors,
+                 const std::string& folder = "");
     ~StageProgram();
     StageProgram(const StageProgram&) = delete;
     StageProgram& operator=(const StageProgram&) = delete;

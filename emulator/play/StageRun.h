@@ -17,12 +17,14 @@ struct Outcome {
     std::string err;
 };
 
-// Runs "bivistactl" or "bivista-emulator", those of this build. Nothing when it was still running
-// after `limit`: then it was killed. Throws as Stage::pull().
-std::optional<Outcome> runProgram(Stage& stage, std::vector<std::string> words, Milliseconds limit);
+// Runs "bivistactl" or "bivista-emulator", those of this build, in this folder; empty: that of this
+// process. Nothing when it was still running after `limit`: then it was killed. Throws as
+// Stage::pull(), and Gone when it writes without end.
+std::optional<Outcome> runProgram(Stage& stage, std::vector<std::string> words, Milliseconds limit,
+                                  const std::string& folder = "");
 
-// For people.
-std::string withoutLineEnd(std::string text);
+// For people: the beginning of a long text, without the last line end.
+std::string forPeople(std::string text);
 
 // bivistactl wait: status 0 when the condition holds, else standard error tells why not.
 Outcome waitForService(Stage& stage, const std::string& condition, Milliseconds limit);

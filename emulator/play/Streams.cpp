@@ -50,7 +50,8 @@ LogLine parseLogLine(const std::string& line) {
 
 LogFile::LogFile(const std::string& path) {
     if (path.empty()) return;
-    mFile.reset(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // A FIFO would wait for its writer.
+    mFile.reset(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!mFile.ok()) phone::throwErrno("cannot read the log " + path);
 }
 

@@ -137,6 +137,10 @@ TEST(BadFileTest, IsBounded) {
     EXPECT_EQ("s.yaml:10004:5: a scenario has at most 10000 steps",
               errorOfSteps(repeat("  - pause: 1s\n", 10'001)));
     EXPECT_EQ("", errorOfSteps(repeat("  - pause: 1s\n", 10'000)));
+    // Each word is a step.
+    EXPECT_EQ("s.yaml:4:9: a scenario has at most 10000 steps",
+              errorOfSteps("  - do: gesture" + repeat(" WAKEUP", 10'001) + "\n"));
+    EXPECT_EQ("", errorOfSteps("  - do: gesture" + repeat(" WAKEUP", 10'000) + "\n"));
 }
 
 }  // namespace

@@ -59,7 +59,7 @@ TEST(BadWordsTest, OfSteps) {
               errorOfSteps("  - attached\n"));
     EXPECT_EQ("s.yaml:4:5: \"pause\" and \"do\" are two steps: begin each with \"- \"",
               errorOfSteps("  - pause: 1s\n    do: detach\n"));
-    EXPECT_EQ("s.yaml:5:5: \"gives\" is no word of \"do\": it is do",
+    EXPECT_EQ("s.yaml:5:5: \"gives\" does not go with \"do\", which stands alone",
               errorOfSteps("  - do: detach\n    gives: OK\n"));
     EXPECT_EQ("s.yaml:5:5: \"witin\" is no word of \"wait\": did you mean within?",
               errorOfSteps("  - wait: attached\n    witin: 1s\n"));

@@ -91,9 +91,15 @@ TEST_F(PlayFailureTest, AProgramsStatusAndOutput) {
                          "  came:     it still ran after 100 ms\n"));
 }
 
+TEST_F(PlayFailureTest, AProgramThatWritesWithoutEnd) {
+    ASSERT_EQ(play({write("  - pause: 1ms\n"), "--keep", folder}).status, 0);
+    EXPECT_THAT(failure("  - run: bivista-emulator replay s.jsonl -- yes\n    within: 600s\n"),
+                HasSubstr("  came:     it writes more than 256 MiB\n"));
+}
+
 TEST_F(PlayFailureTest, AnEntryThatDoesNotCome) {
     EXPECT_EQ(failure(kScreenOn + "  - expect:\n      - node: {bv2_pd: 1 1}\n    within: 100ms\n"),
-              "  s.yaml:8:5\n"
+              "  s.yaml:9:9\n"
               "  step:     expect: [{node: {bv2_pd: 1 1}}], within: 100ms\n"
               "  expected: node: {bv2_pd: 1 1} within 100 ms\n"
               "  came:     node: {bv2_pd: 1 0}\n");
@@ -102,11 +108,12 @@ TEST_F(PlayFailureTest, AnEntryThatDoesNotCome) {
 TEST_F(PlayFailureTest, AnEntryThatCameTooEarly) {
     EXPECT_EQ(failure(kScreenOn + "  - expect:\n      - node: {bv2_pd: 1 0}\n      - at: AT%BV=1\n"
                                   "    within: 100ms\n"),
-              "  s.yaml:8:5\n"
+              "  s.yaml:10:9\n"
               "  step:     expect: [{node: {bv2_pd: 1 0}}, {at: AT%BV=1}], within: 100ms\n"
               "  expected: at: AT%BV=1 within 100 ms\n"
               "  came:     no tty-rx\n"
-              "            it came earlier, before what this one is to follow\n");
+              "            it came earlier, before node: {bv2_pd: 1 0}, which was found first: "
+              "expect it above that, or both in any order\n");
 }
 
 TEST_F(PlayFailureTest, ACallbackThatDoesNotCome) {
@@ -142,7 +149,7 @@ TEST_F(PlayFailureTest, AnotherState) {
 TEST_F(PlayFailureTest, AWaitNamesWhatDoesNotHold) {
     EXPECT_EQ(failure("  - wait: [{state: {/attached: true}}, {state: {/screen/on: true}}]\n"
                       "    within: 100ms\n"),
-              "  s.yaml:4:5\n"
+              "  s.yaml:4:40\n"
               "  step:     wait: [{state: {/attached: true}}, {state: {/screen/on: true}}], "
               "within: 100ms\n"
               "  expected: {state: {/screen/on: true}} within 100 ms\n"

@@ -90,11 +90,15 @@ TEST_F(PlayStatusTest, TwoBeforeAnythingStarts) {
 
 TEST_F(PlayStatusTest, TwoForWrongArguments) {
     const std::string file = write("  - pause: 1ms\n");
+    const std::string fifo = folder + "/fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::vector<std::vector<std::string>> wrong = {
             {},
             {file, "--format", "html"},
             {file, "--log", file},
             {file, "--running", "--log", folder + "/none"},
+            {file, "--running", "--log", folder},
+            {file, "--running", "--log", fifo},
             {file, "--running", "--keep", folder},
             {file, file, "--keep", folder},
             {file, "--keeep", folder}};
@@ -125,6 +129,25 @@ TEST_F(PlayStatusTest, ThreeWithoutAService) {
                       "program\n"
                       "1 scenario: 0 ok, 0 failed, 1 without a service\n");
     EXPECT_FALSE(hasTemporary());
+}
+
+TEST_F(PlayStatusTest, AProgramThatIsNotThere) {
+    const std::string program = programWith("exec " + bin(e2e::kService));
+    setenv("PATH", "/usr/bin:/bin", 1);
+    const Outcome outcome = run({program, "play", write("  - run: bivistactl status\n")});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(failureIn(outcome.out),
+                HasSubstr("  came:     exit status 127\n"
+                          "            bivistactl cannot be started: No such file or directory\n"));
+}
+
+TEST_F(PlayStatusTest, ProgramsRunInTheScenariosFolder) {
+    write("  - pause: 1ms\n", "other");
+    const std::string file =
+            write("  - run: bivista-emulator play --check other.yaml\n"
+                  "    out: \"other.yaml: right, 1 step\\n\"\n");
+    const Outcome outcome = play({file});
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
 }
 
 TEST_F(PlayStatusTest, ThreeForAServiceThatEndsAtOnce) {
@@ -159,9 +182,10 @@ TEST_F(PlayStatusTest, ThreeWithoutAPhone) {
     setenv("TMPDIR", "/dev/shm", 1);
     const Outcome outcome = play({write("  - pause: 1ms\n")});
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(failureIn(outcome.out),
-                ContainsRegex("  came:     there is no phone: bivista-emulator: the socket folder "
-                              "/dev/shm/bivista-play-[^ ]* lies in a folder that the phone has"));
+    EXPECT_THAT(
+            failureIn(outcome.out),
+            ContainsRegex("  came:     there is no phone: bivista-emulator: the socket folder "
+                          "/dev/shm/bivista-scenario-[^ ]* lies in a folder that the phone has"));
 }
 
 TEST_F(PlayStatusTest, FourWhenTheOutputCannotBeWritten) {
@@ -210,12 +234,30 @@ TEST_F(PlayStatusTest, ASignalLeavesNothing) {
     }
 }
 
+TEST_F(PlayStatusTest, AnIgnoredSignalEndsNothing) {
+    std::vector<std::string> words = {"/bin/sh", "-c", "trap '' HUP; exec \"$@\"", "sh"};
+    for (const std::string& word : command({write("  - pause: 100s\n")})) words.push_back(word);
+    Process player(words);
+    awaitProcess(bin(e2e::kService));
+    player.kill(SIGHUP);
+    player.kill(SIGTERM);
+    EXPECT_EQ(player.wait(), 128 + SIGTERM);
+}
+
 TEST_F(PlayStatusTest, AKillLeavesNoProcess) {
     Process player(command({write("  - run: bivistactl watch lpwg\n")}));
     awaitProcess(bin("bivistactl") + " watch");
     player.kill(SIGKILL);
     EXPECT_EQ(player.wait(), 128 + SIGKILL);
     await([&] { return processes().empty(); });
+    // Its folder is removed by the next one, that of a player which still plays is not.
+    Process playing(command({write("  - pause: 100s\n")}));
+    awaitProcess(bin(e2e::kService));
+    EXPECT_EQ(play({write("  - wait: attached\n", "next")}).status, 0);
+    EXPECT_EQ(std::distance(fs::directory_iterator(temporary), {}), 1);
+    playing.kill(SIGINT);
+    EXPECT_EQ(playing.wait(), 128 + SIGINT);
+    EXPECT_FALSE(hasTemporary());
 }
 
 TEST_F(PlayStatusTest, AStoppedServiceIsEndedToo) {

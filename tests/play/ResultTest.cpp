@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "emulator/play/PlayerCalls.h"
+#include "emulator/play/StageRun.h"
 
 namespace play {
 namespace {
@@ -47,6 +48,12 @@ TEST(ResultTest, TextsSayWhatWasToComeAndWhatCame) {
     EXPECT_EQ(tellExpected(callThatGives(nullptr)), R"(get(1,"a",null) gives a result)");
     EXPECT_EQ(tellResult({json(R"(["FAIL"])"), ""}), R"(["FAIL"])");
     EXPECT_EQ(tellResult({nullptr, "the service died"}), "no result: the service died");
+}
+
+TEST(ResultTest, LongOutputIsCut) {
+    EXPECT_EQ(forPeople("one\ntwo\n"), "one\ntwo");
+    EXPECT_EQ(forPeople(std::string(4000, 'x')), std::string(4000, 'x'));
+    EXPECT_EQ(forPeople(std::string(4001, 'x')), std::string(4000, 'x') + "... (4001 bytes)");
 }
 
 }  // namespace
