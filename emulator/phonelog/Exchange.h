@@ -49,6 +49,9 @@ struct Exchange {
     std::string text() const;
 };
 
+// A line that the cover said by itself, as far as it does not begin as one of the service's own.
+bool mayBeCovers(const Line& line);
+
 // Puts the lines of one thread together.
 class ExchangeReader {
   public:
