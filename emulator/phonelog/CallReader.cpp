@@ -5,6 +5,7 @@
 
 #include "emulator/cover/Text.h"
 #include "emulator/phone/Paths.h"
+#include "emulator/phonelog/Prelude.h"
 
 namespace phonelog {
 
@@ -26,6 +27,7 @@ int numberAfter(std::string_view text, std::string_view begin) {
 
 CallReader::CallReader(Draft& draft, const PanelStates& panel, Calls& calls)
     : mDraft(draft), mPanel(panel), mCalls(calls) {
+    if (beginsWithScreen(draft)) mScreenOnAt = 0;
     for (size_t i = 0; i < draft.log().lines.size(); ++i) {
         if (draft.text(i).starts_with("bv2_display_deinit ++")) mDetaches.push_back(i);
         if (draft.text(i) == kStopped) mStoppedAt = i;

@@ -66,7 +66,7 @@ std::vector<const Exchange::Said*> Exchange::contents() const {
     for (const Said& line : said) {
         if (!line.isStart && !line.isStray) contents.push_back(&line);
     }
-    const bool hasEnd = end == End::Ok || end == End::Error || end == End::Lost;
+    const bool hasEnd = end == End::Ok || end == End::Error;
     if (hasEnd && !contents.empty()) contents.pop_back();
     return contents;
 }
@@ -77,7 +77,7 @@ std::string Exchange::text() const {
     // The service keeps this much.
     constexpr size_t kKept = 1024;
     text.resize(std::min(text.size(), kKept));
-    if ((end == End::Ok || end == End::Lost) && !text.empty()) text.pop_back();
+    if (end == End::Ok && !text.empty()) text.pop_back();
     return text;
 }
 

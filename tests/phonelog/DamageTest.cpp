@@ -80,6 +80,22 @@ TEST(DamageTest, TheCoversLogIsToldFromClientsInALogThatBeginsLater) {
                 Contains(R"(tty-tx /dev/ttyACM0 battery 71 %\r\n)"));
 }
 
+TEST(DamageTest, AnOffsetIsTakenWhereTheScreenWasOnBeforeTheLog) {
+    const Imported imported =
+            importText(Written()
+                               .d("serialAtCmd: resp:0x7c5e respCount:1024 cb:0x0 cmd:[AT%HPD]")
+                               .d("usbAutoSuspend: suspend:0 vote:1 disableVote:1")
+                               .d("serialAtCmd: wr: [AT%HPD]")
+                               .d("serialAtCmd: eh: []")
+                               .d("serialAtCmd: rd: [OK]")
+                               .i("request br_offset is -20")
+                               .exchange(kBrightness, "AT%DB=108", {"OK"})
+                               .text());
+    const std::vector<std::string> calls = listEntries(imported, {Kind::ClientCall});
+    EXPECT_THAT(calls, Contains(R"(client-call IBivista.setBVBrightnessOffset [-20] [\"OK\"])"));
+    EXPECT_THAT(calls, testing::Not(Contains(testing::HasSubstr("setBrightness"))));
+}
+
 TEST(DamageTest, ACommandOfAClientIsNotThatOfAnotherCall) {
     const Imported imported = importText(Written()
                                                  .start()
