@@ -5,6 +5,7 @@
 
 #include "emulator/cover/Text.h"
 #include "emulator/phone/Paths.h"
+#include "emulator/phonelog/Prelude.h"
 
 namespace phonelog {
 
@@ -26,8 +27,10 @@ int numberAfter(std::string_view text, std::string_view begin) {
 
 CallReader::CallReader(Draft& draft, const PanelStates& panel, Calls& calls)
     : mDraft(draft), mPanel(panel), mCalls(calls) {
+    if (beginsWithScreen(draft)) mScreenOnAt = 0;
     for (size_t i = 0; i < draft.log().lines.size(); ++i) {
         if (draft.text(i).starts_with("bv2_display_deinit ++")) mDetaches.push_back(i);
+        if (draft.text(i) == kStopped) mStoppedAt = i;
     }
 }
 
@@ -203,8 +206,8 @@ void CallReader::takeExchangeCall(const Exchange& exchange) {
         Json results = {exchange.failed() ? "FAIL" : "OK", cover::escape(exchange.text())};
         add("sendAtCommand",
             {cover::escape(command), exchange.hasCallback ? Json("callback") : Json()}, results,
-            command);
-        mDraft.missing(mFirst, "a command " + command +
+            mDraft.shown(command));
+        mDraft.missing(mFirst, "a command " + mDraft.shown(command) +
                                        " whose caller cannot be told: sendAtCommand assumed");
         return;
     }
@@ -244,7 +247,10 @@ void CallReader::takePassThrough() {
     ++mAt;
     while (!isEnd() && !beginsCall()) ++mAt;
     const Exchange* const found = exchange();
-    if (found == nullptr) {
+    // One of both lines may be cut.
+    const bool isOurs = found != nullptr &&
+                        (found->command.starts_with(said) || said.starts_with(found->command));
+    if (!isOurs) {
         add("sendAtCommand", {cover::escape(said), nullptr}, Json(), "");
         mDraft.missing(mFirst, "what became of the command is missing");
         return;

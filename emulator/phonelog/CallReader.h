@@ -71,6 +71,7 @@ class CallReader {
     size_t mAt = 0;
     size_t mFirst = 0;
     std::vector<size_t> mDetaches;                // lines
+    size_t mStoppedAt = 0;                        // the last line that says so; 0: none
     size_t mScreenOnAt = SIZE_MAX;                // the line of the call; SIZE_MAX: it is off
     std::map<std::string, std::string> mColours;  // last values by command
 };

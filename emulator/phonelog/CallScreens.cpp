@@ -59,7 +59,7 @@ size_t CallReader::colourSteps(size_t ahead) const {
 bool CallReader::precedesPowerOn() const {
     if (isScreenOn()) return false;
     size_t ahead = 0;
-    while (const size_t count = colourSteps(ahead)) ahead += count;
+    for (size_t i = 0; i < std::size(kColours); ++i) ahead += colourSteps(ahead);
     return isCommand(ahead, "AT%LOGSAVE=") || line(ahead).starts_with("getLogSaveAtCmd: ");
 }
 
@@ -156,9 +156,7 @@ void CallReader::takeUpdateState() {
 
 // A client that clears the callback for events stops the USB side, and gets no answer.
 bool CallReader::clearsLpwg() const {
-    const std::vector<Line>& lines = mDraft.log().lines;
-    return isEnd() && std::any_of(lines.begin() + static_cast<std::ptrdiff_t>(mFirst), lines.end(),
-                                  [](const Line& line) { return line.text == kStopped; });
+    return isEnd() && mStoppedAt > mFirst;
 }
 
 void CallReader::takeCallback(std::string_view text) {

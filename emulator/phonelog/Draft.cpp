@@ -7,6 +7,7 @@
 
 #include "emulator/phone/Paths.h"
 #include "emulator/phonelog/Names.h"
+#include "emulator/phonelog/Redact.h"
 
 namespace phonelog {
 
@@ -37,6 +38,10 @@ std::vector<nanoseconds> spreadTimes(const std::vector<Line>& lines) {
 }  // namespace
 
 void Draft::add(Place place, Kind kind, std::string path, std::string bytes, std::string note) {
+    mBytes += path.size() + bytes.size() + note.size();
+    if (mEntries.size() >= recording::kMostEntries || mBytes > recording::kMostBytes) {
+        throw TooLong();
+    }
     mEntries.push_back({place,
                         SIZE_MAX,
                         {.kind = kind,
@@ -60,18 +65,24 @@ void Draft::addWrite(Place place, const std::string& path, const std::string& by
 }
 
 void Draft::infer(size_t line, std::string text) {
-    mFindings.inferred.push_back({mLog.lines[line].number, std::move(text)});
+    phonelog::add(mFindings.inferred, mLog.lines[line].number, std::move(text));
 }
 
 void Draft::missing(size_t line, std::string text) {
-    const size_t number = mLog.lines[line].number;
-    mHeader.unknown.push_back("Line " + std::to_string(number) + ": " + text + ".");
-    mFindings.unknown.push_back({number, std::move(text)});
+    phonelog::add(mFindings.unknown, mLog.lines[line].number, std::move(text));
 }
 
 void Draft::missing(std::string text) {
-    mHeader.unknown.push_back(text);
-    mFindings.unknown.push_back({0, std::move(text)});
+    mUntold.push_back(std::move(text));
+}
+
+std::string Draft::shown(const std::string& command) const {
+    return mRedacts ? maskCommand(command) : command;
+}
+
+Findings Draft::takeFindings() {
+    for (std::string& text : mUntold) mFindings.unknown.push_back({0, std::move(text)});
+    return std::move(mFindings);
 }
 
 recording::Recording Draft::finish() {
@@ -102,6 +113,12 @@ recording::Recording Draft::finish() {
         const std::string lane = std::string("node ") + path;
         if (!mNotWhole.contains(lane)) mHeader.lanes.push_back(lane);
     }
+    for (const Remark& remark : mFindings.unknown) {
+        mHeader.unknown.push_back(remark.line == 0 ? remark.text
+                                                   : "Line " + std::to_string(remark.line) + ": " +
+                                                             remark.text + ".");
+    }
+    mHeader.unknown.insert(mHeader.unknown.end(), mUntold.begin(), mUntold.end());
     recording.header = std::move(mHeader);
     return recording;
 }

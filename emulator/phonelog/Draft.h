@@ -34,11 +34,15 @@ struct Findings {
 
 class Draft {
   public:
-    explicit Draft(const ServiceLog& log) : mLog(log) {}
+    // Remarks tell no texts of clients when it redacts.
+    Draft(const ServiceLog& log, bool redacts) : mLog(log), mRedacts(redacts) {
+        mFindings.unknown = log.remarks;
+    }
 
     const ServiceLog& log() const { return mLog; }
     const std::string& text(size_t line) const { return mLog.lines[line].text; }
 
+    // Throws TooLong when the recording becomes longer than a replay reads.
     void add(Place place, phone::Kind kind, std::string path, std::string bytes = {},
              std::string note = {});
     // An entry that lasts until `end`.
@@ -54,10 +58,14 @@ class Draft {
     // Part of the recording, too.
     void missing(size_t line, std::string text);
     void missing(std::string text);
+    // A client's command, as a remark may show it.
+    std::string shown(const std::string& command) const;
     // The log does not tell all of this lane.
     void notWhole(const std::string& lane) { mNotWhole.insert(lane); }
 
     Findings& findings() { return mFindings; }
+    // After finish().
+    Findings takeFindings();
     recording::Header& header() { return mHeader; }
     recording::Recording finish();
 
@@ -69,6 +77,9 @@ class Draft {
     };
 
     const ServiceLog& mLog;
+    const bool mRedacts;
+    size_t mBytes = 0;  // of the entries
+    std::vector<std::string> mUntold;
     std::vector<Placed> mEntries;
     recording::Header mHeader;
     Findings mFindings;

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "emulator/phonelog/Exchange.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -20,14 +21,38 @@ bool isWord(const std::string& text, const char* word) {
     return strcasecmp(text.c_str(), word) == 0;
 }
 
-// What the service says after an exchange, with the priority of the cover's lines.
-bool isOwn(std::string_view text) {
-    for (const std::string_view begin :
-         {"BrightnessThread: ", "setPowerStatus:", "bv2_display_", "set_touch_perf: "}) {
-        if (text.starts_with(begin)) return true;
-    }
-    return false;
-}
+// What the service says itself with the priority of the cover's lines.
+constexpr std::string_view kOwn[] = {
+        "BrightnessThread: ",
+        "setPowerStatus:",
+        "bv2_display_",
+        "set_touch_perf: ",
+        "lower than min. br",
+        "bigger than max. br",
+        "[dd] ",
+        "serialLogThread",
+        "request br_offset ",
+        "enalble br ",
+        "br_to_offset_br",
+        "========== ",
+        "usbDeviceAdded",
+        "can open path: ",
+        "serialDeviceAdded: ",
+        "initSubDisplay",
+        "deinitSubDisplay",
+        "setSubDisplay",
+        "There is no buffer to",
+        "Draw Sub DISPLAY",
+        "Sub DISPLAY UPDATE",
+        "HID-DISPLAY: ",
+        "Same status is ",
+        "registering callb",
+        "pthread destroyed",
+        "FB0 is being",
+        "FB1 is being",
+        "exiting worker",
+        "Bivista HAL Ready",
+};
 
 // A line that was cut, of which this is left.
 bool mayBeWord(const std::string& text, std::string_view word) {
@@ -41,7 +66,7 @@ std::vector<const Exchange::Said*> Exchange::contents() const {
     for (const Said& line : said) {
         if (!line.isStart && !line.isStray) contents.push_back(&line);
     }
-    const bool hasEnd = end == End::Ok || end == End::Error || end == End::Lost;
+    const bool hasEnd = end == End::Ok || end == End::Error;
     if (hasEnd && !contents.empty()) contents.pop_back();
     return contents;
 }
@@ -52,14 +77,19 @@ std::string Exchange::text() const {
     // The service keeps this much.
     constexpr size_t kKept = 1024;
     text.resize(std::min(text.size(), kKept));
-    if ((end == End::Ok || end == End::Lost) && !text.empty()) text.pop_back();
+    if (end == End::Ok && !text.empty()) text.pop_back();
     return text;
+}
+
+bool mayBeCovers(const Line& line) {
+    return line.priority == 'I' && std::ranges::none_of(kOwn, [&line](std::string_view begin) {
+               return line.text.starts_with(begin);
+           });
 }
 
 bool ExchangeReader::take(size_t line, std::string_view text) {
     if (!text.starts_with(kPrefix)) {
-        if (!mOpen || mOpen->sentAt == SIZE_MAX || isOwn(text) ||
-            mDraft.log().lines[line].priority != 'I') {
+        if (!mOpen || mOpen->sentAt == SIZE_MAX || !mayBeCovers(mDraft.log().lines[line])) {
             return false;
         }
         // A line of the cover's own. The word that ends an answer comes once more, as such.
@@ -108,8 +138,8 @@ void ExchangeReader::takeWritten(size_t line, std::string_view text) {
     const std::string command = bracketed(line, text);
     if (!mOpen || mOpen->sentAt != SIZE_MAX) {
         close(line);
-        mDraft.missing(line,
-                       "the line before it, with the request for " + command + ", is missing");
+        mDraft.missing(line, "the line before it, with the request for " + mDraft.shown(command) +
+                                     ", is missing");
         mOpen.emplace();
         mOpen->first = line;
     }
@@ -125,7 +155,8 @@ void ExchangeReader::takeAnswer(size_t line, std::string_view text, bool isStart
         return;
     }
     if (mOpen->sentAt == SIZE_MAX) {
-        mDraft.missing(line, "the line \"wr: [" + mOpen->command + "]\" is missing before it");
+        mDraft.missing(line, "the line \"wr: [" + mDraft.shown(mOpen->command) +
+                                     "]\" is missing before it");
         mOpen->sentAt = line;
     }
     mOpen->last = line;
@@ -179,8 +210,8 @@ void ExchangeReader::close(size_t line) {
     if (!mayBeWord(last, "OK") && !mayBeWord(last, "ERROR")) {
         if (!hasAnswer) mOpen->said.push_back({mOpen->last, "", true, false});
         mOpen->said.push_back({mOpen->last, "OK", false, false});
-        mDraft.missing(line,
-                       "before it the end of the answer to " + command + " is missing: OK assumed");
+        mDraft.missing(line, "before it the end of the answer to " + mDraft.shown(command) +
+                                     " is missing: OK assumed");
     } else {
         mOpen->said.back().text = last.front() == 'O' ? "OK" : "ERROR";
     }

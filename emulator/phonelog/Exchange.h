@@ -24,7 +24,6 @@ struct Exchange {
         NotOpened,    // the tty
         NotAttached,  // no command was sent
         Malformed,
-        Lost,  // the log does not tell
     };
     struct Said {
         size_t line = 0;
@@ -39,15 +38,18 @@ struct Exchange {
     std::string command;  // without its "\r"
     bool hasCallback = false;
     std::vector<Said> said;
-    End end = End::Lost;
+    End end = End::Ok;
 
     // The service takes it for a failure.
-    bool failed() const { return end != End::Ok && end != End::HangUp && end != End::Lost; }
+    bool failed() const { return end != End::Ok && end != End::HangUp; }
     // The lines of the answer.
     std::vector<const Said*> contents() const;
     // What the caller got: the lines, of a whole answer without the last line end.
     std::string text() const;
 };
+
+// A line that the cover said by itself, as far as it does not begin as one of the service's own.
+bool mayBeCovers(const Line& line);
 
 // Puts the lines of one thread together.
 class ExchangeReader {

@@ -8,18 +8,11 @@
 #include "emulator/phonelog/Nodes.h"
 #include "emulator/phonelog/Panel.h"
 #include "emulator/phonelog/Prelude.h"
+#include "emulator/phonelog/Redact.h"
 
 namespace phonelog {
 
 namespace {
-
-void addRemarks(Draft& draft) {
-    for (const Remark& remark : draft.log().remarks) {
-        draft.header().unknown.push_back("Line " + std::to_string(remark.line) + ": " +
-                                         remark.text + ".");
-        draft.findings().unknown.push_back(remark);
-    }
-}
 
 void addUntold(Draft& draft) {
     draft.missing(
@@ -33,9 +26,8 @@ void addUntold(Draft& draft) {
 
 }  // namespace
 
-Imported importLog(const ServiceLog& log) {
-    Draft draft(log);
-    addRemarks(draft);
+Imported importLog(const ServiceLog& log, bool redacts) {
+    Draft draft(log, redacts);
     const Devices devices = addDevices(draft);
     const Threads threads = readThreads(draft);
     for (const Exchange& exchange : threads.exchanges) {
@@ -57,7 +49,8 @@ Imported importLog(const ServiceLog& log) {
     addUntold(draft);
     Imported imported;
     imported.recording = draft.finish();
-    imported.findings = std::move(draft.findings());
+    imported.findings = draft.takeFindings();
+    if (redacts) redact(imported.recording);
     return imported;
 }
 

@@ -11,6 +11,8 @@ struct Imported {
     Findings findings;
 };
 
-Imported importLog(const ServiceLog& log);
+// Without texts that may tell of a person or device, if it redacts. Throws TooLong when the
+// recording would be longer than a replay reads.
+Imported importLog(const ServiceLog& log, bool redacts = false);
 
 }  // namespace phonelog

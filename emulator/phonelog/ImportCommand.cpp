@@ -12,7 +12,6 @@
 #include "cli/Output.h"
 #include "emulator/cover/Integers.h"
 #include "emulator/phonelog/LogLine.h"
-#include "emulator/phonelog/Redact.h"
 #include "emulator/phonelog/Summary.h"
 
 namespace phonelog {
@@ -36,9 +35,17 @@ int complain(int status, const std::string& what) {
     return status;
 }
 
+// Throws NotALog when a replay would not read it.
 std::string textOf(const recording::Recording& recording) {
-    std::string text = recording::toJson(recording.header) + "\n";
-    for (const phone::Entry& entry : recording.entries) text += phone::toJson(entry) + "\n";
+    std::string text;
+    const auto append = [&text](const std::string& line) {
+        text += line + "\n";
+        if (line.size() >= recording::kLongestLine || text.size() > recording::kMostBytes) {
+            throw TooLong();
+        }
+    };
+    append(recording::toJson(recording.header));
+    for (const phone::Entry& entry : recording.entries) append(phone::toJson(entry));
     return text;
 }
 
@@ -57,19 +64,13 @@ int importFile(const Options& options) {
     if (!file || (file.peek() == EOF && file.bad())) {
         return complain(kUnreadable, options.log + ": " + strerror(errno));
     }
-    std::optional<ServiceLog> log;
-    try {
-        log = readServiceLog(file, options.pid);
-    } catch (const NotALog& wrong) {
-        return complain(kUnreadable, options.log + wrong.what());
-    }
+    const std::optional<ServiceLog> log = readServiceLog(file, options.pid);
     if (!log) {
         return complain(kNothing,
                         options.log + ": has no line of " + std::string(kServiceTag) +
                                 (options.pid ? ", process " + std::to_string(*options.pid) : ""));
     }
-    Imported imported = importLog(*log);
-    if (options.redact) redact(imported);
+    const Imported imported = importLog(*log, options.redact);
     const std::string summary = summarise(*log, imported.findings);
     fwrite(summary.data(), 1, summary.size(), stderr);
     return deliver(options, textOf(imported.recording));
@@ -97,13 +98,16 @@ void addImport(cli::Command& program) {
                  "Take texts out that may tell of a person or device");
     command.setHelp(
             "Says on standard error what the log tells, what was inferred from which line, and "
-            "what "
-            "it does not\ntell. docs/recordings.md has the details.\n\n"
-            "Exit status: 0 done; 1 the log has no line of the service; 2 the log cannot be read "
-            "or "
-            "is none, or\n"
-            "wrong arguments; 4 the recording cannot be written.");
-    command.setAction([options] { return importFile(*options); });
+            "what it\ndoes not tell. docs/recordings.md has the details.\n\n"
+            "Exit status: 0 done; 1 the log has no line of the service; 2 the log cannot be read, "
+            "is none\nor too long, or wrong arguments; 4 the recording cannot be written.");
+    command.setAction([options] {
+        try {
+            return importFile(*options);
+        } catch (const NotALog& wrong) {
+            return complain(kUnreadable, options->log + wrong.what());
+        }
+    });
 }
 
 }  // namespace phonelog

@@ -67,13 +67,13 @@ class Contents {
     std::map<std::string, std::string> mKnown;
 };
 
-// The lines that follow, of the same thread and moment, belong to a message of several lines.
+// A logger prints the lines of one message together. Those of the same thread and moment belong to
+// a message of several lines.
 std::string wholeMessage(const Draft& draft, size_t line, std::string text) {
     const std::vector<Line>& lines = draft.log().lines;
     for (size_t next = line + 1; next < lines.size(); ++next) {
-        if (lines[next].time != lines[line].time) break;
-        if (lines[next].tid != lines[line].tid) continue;
         const bool isPart =
+                lines[next].time == lines[line].time && lines[next].tid == lines[line].tid &&
                 lines[next].priority == lines[line].priority && lines[next].text.find(": ") == npos;
         if (!isPart) break;
         text += "\n" + lines[next].text;

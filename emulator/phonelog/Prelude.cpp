@@ -80,8 +80,10 @@ void Prelude::addCallback() {
     mDraft.add(next(), Kind::ClientCall, "IBivista.setLpwgCallback", R"(["callback"])");
 }
 
-// The vote of a screen that is on, seen where an exchange begins.
-bool isScreenOn(const Draft& draft) {
+}  // namespace
+
+bool beginsWithScreen(const Draft& draft) {
+    if (draft.log().hasStart) return false;
     constexpr std::string_view kVote = "usbAutoSuspend: suspend:0 vote:1 disableVote:";
     for (const Line& line : draft.log().lines) {
         if (line.text.starts_with("bv2_display_deinit")) return false;
@@ -91,15 +93,13 @@ bool isScreenOn(const Draft& draft) {
     return false;
 }
 
-}  // namespace
-
 void addPrelude(Draft& draft, const Devices& devices, const Calls& calls) {
     if (draft.log().hasStart || devices.stays.empty() || devices.stays.front().begin != 0) return;
     if (draft.text(0).find(" create") != npos || draft.text(0).find("mask:") != npos) return;
     Prelude prelude(draft, devices);
     prelude.addAttach();
     prelude.addPanel();
-    if (isScreenOn(draft)) {
+    if (beginsWithScreen(draft)) {
         prelude.addScreen();
         draft.missing(0,
                       "the screen was on before the log begins: a call that switches it on is "

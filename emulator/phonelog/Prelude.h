@@ -7,6 +7,9 @@
 
 namespace phonelog {
 
+// The screen was on before the first line: a vote where the first exchange begins tells of it.
+bool beginsWithScreen(const Draft& draft);
+
 // Nothing for a log that begins otherwise.
 void addPrelude(Draft& draft, const Devices& devices, const Calls& calls);
 

@@ -79,7 +79,7 @@ std::string each(std::string_view text, std::string_view separator, One one) {
 
 class Redaction {
   public:
-    explicit Redaction(Imported& imported) : mImported(imported) {}
+    explicit Redaction(recording::Recording& recording) : mRecording(recording) {}
 
     void run();
 
@@ -87,50 +87,34 @@ class Redaction {
     void keepVersions();
     void apply(Entry& entry);
     void applyCall(Entry& entry);
-    std::string command(std::string_view text);
+    static void applyAttach(Entry& entry);
     std::string line(std::string_view text);
     std::string eventString(std::string_view text);
-    std::string taken(std::string_view text, std::string masked);
-    std::string remark(std::string text) const;
 
-    Imported& mImported;
+    recording::Recording& mRecording;
     std::set<std::string, std::less<>> mVersions;
-    std::map<std::string, std::string> mTaken;  // what was there, and what is now
 };
 
 // The service compares the answers to AT%SWV with the names of images: they stay.
 void Redaction::keepVersions() {
     bool isAsked = false;
-    for (const Entry& entry : mImported.recording.entries) {
+    for (const Entry& entry : mRecording.entries) {
         if (entry.kind == Kind::TtyRx) isAsked = entry.bytes == "AT%SWV\r";
         if (entry.kind != Kind::TtyTx || !isAsked) continue;
-        each(entry.bytes, "\r\n", [this](std::string_view text) {
-            mVersions.emplace(text);
+        each(entry.bytes, "\r\n", [this, &isAsked](std::string_view text) {
+            if (isAsked) mVersions.emplace(text);
+            // What the cover says after its answer is its log.
+            if (text == "OK" || text == "ERROR") isAsked = false;
             return "";
         });
     }
 }
 
-std::string Redaction::taken(std::string_view text, std::string masked) {
-    constexpr size_t kShortest = 3;
-    if (text.size() >= kShortest) mTaken[std::string(text)] = masked;
-    return masked;
-}
-
-std::string Redaction::command(std::string_view text) {
-    for (const std::string_view known : kCommands) {
-        const bool isWhole = !known.ends_with('=');
-        if (isWhole ? text == known : text.starts_with(known)) return std::string(text);
-    }
-    const size_t kept = cover::startsWithNoCase(text, "AT") ? 2 : 0;
-    return taken(text, std::string(text.substr(0, kept)) + mask(text.substr(kept)));
-}
-
 std::string Redaction::line(std::string_view text) {
     if (isIn(kWords, text) || mVersions.contains(text)) return std::string(text);
     // The echo of a command.
-    if (text.ends_with('\r')) return command(text.substr(0, text.size() - 1)) + '\r';
-    return taken(text, mask(text));
+    if (text.ends_with('\r')) return maskCommand(text.substr(0, text.size() - 1)) + '\r';
+    return mask(text);
 }
 
 std::string Redaction::eventString(std::string_view text) {
@@ -152,7 +136,7 @@ void Redaction::applyCall(Entry& entry) {
     Json arguments = Json::parse(entry.bytes);
     if (isPassThrough) {
         const std::string text = arguments[0];
-        arguments[0] = cover::escape(command(cover::unescape(text).value_or(text)));
+        arguments[0] = cover::escape(maskCommand(cover::unescape(text).value_or(text)));
     } else if (entry.kind == Kind::ClientCallback) {
         arguments[0] = lines(arguments[0]);
     }
@@ -163,11 +147,27 @@ void Redaction::applyCall(Entry& entry) {
     entry.note = results.dump();
 }
 
+// A loader's product and serial number stand in its note and, once more, in how it came.
+void Redaction::applyAttach(Entry& entry) {
+    if (!entry.note.starts_with(kLoaders[5])) return;
+    const auto known = [](std::string_view text) {
+        return isIn(kLoaders, text) ? std::string(text) : mask(text);
+    };
+    entry.note = each(entry.note, " ", known);
+    Json how = Json::parse(entry.bytes);
+    for (auto& [key, value] : how.items()) {
+        const std::string text = value;
+        value = cover::escape(each(cover::unescape(text).value_or(text), " ", known));
+    }
+    entry.bytes = how.dump();
+}
+
 void Redaction::apply(Entry& entry) {
     switch (entry.kind) {
         case Kind::TtyRx:
             entry.bytes =
-                    command(std::string_view(entry.bytes).substr(0, entry.bytes.size() - 1)) + "\r";
+                    maskCommand(std::string_view(entry.bytes).substr(0, entry.bytes.size() - 1)) +
+                    "\r";
             break;
         case Kind::TtyTx:
             entry.bytes =
@@ -185,44 +185,37 @@ void Redaction::apply(Entry& entry) {
                                [this](std::string_view text) { return eventString(text); });
             break;
         case Kind::Attach:
-            if (entry.note.starts_with(kLoaders[5])) {
-                entry.note = each(entry.note, " ", [](std::string_view text) {
-                    return isIn(kLoaders, text) ? std::string(text) : mask(text);
-                });
-            }
+            applyAttach(entry);
             break;
         default:
             break;
     }
 }
 
-std::string Redaction::remark(std::string text) const {
-    for (const auto& [was, is] : mTaken) {
-        for (size_t at = text.find(was); at != std::string::npos; at = text.find(was, at + 1)) {
-            text.replace(at, was.size(), is);
-        }
-    }
-    return text;
-}
-
 void Redaction::run() {
     keepVersions();
-    for (Entry& entry : mImported.recording.entries) apply(entry);
-    recording::Header& header = mImported.recording.header;
+    for (Entry& entry : mRecording.entries) apply(entry);
+    recording::Header& header = mRecording.header;
     for (auto& [key, value] : header.properties) {
         // Those of one character switch something; the others are ours.
         if (value.size() > 1 && value != "mtk" && value != "Q-71C") value = mask(value);
     }
-    for (std::string& text : header.unknown) text = remark(text);
-    for (Remark& found : mImported.findings.inferred) found.text = remark(found.text);
-    for (Remark& found : mImported.findings.unknown) found.text = remark(found.text);
     header.unknown.emplace_back("Texts were taken out: letters are x, digits 0.");
 }
 
 }  // namespace
 
-void redact(Imported& imported) {
-    Redaction(imported).run();
+std::string maskCommand(std::string_view text) {
+    for (const std::string_view known : kCommands) {
+        const bool isWhole = !known.ends_with('=');
+        if (isWhole ? text == known : text.starts_with(known)) return std::string(text);
+    }
+    const size_t kept = cover::startsWithNoCase(text, "AT") ? 2 : 0;
+    return std::string(text.substr(0, kept)) + mask(text.substr(kept));
+}
+
+void redact(recording::Recording& recording) {
+    Redaction(recording).run();
 }
 
 }  // namespace phonelog

@@ -3,12 +3,17 @@
 // which.
 #pragma once
 
-#include "emulator/phonelog/Import.h"
+#include <string>
+#include <string_view>
+
+#include "emulator/recording/Recording.h"
 
 namespace phonelog {
 
 // Letters become x, digits 0, other bytes that are no punctuation '?': so lengths stay, and the
 // recording can be replayed.
-void redact(Imported& imported);
+void redact(recording::Recording& recording);
+// The same of a command, without its "\r". Commands of the service itself stay.
+std::string maskCommand(std::string_view text);
 
 }  // namespace phonelog

@@ -58,13 +58,13 @@ void Collector::take(size_t number, std::string_view text, bool isCut) {
     if (line) ++mLogLines;
     if (merged != std::string_view::npos) {
         if (line && line->tag == kServiceTag) takeMessage(number, *line);
-        if (mCurrent) mCurrent->log.remarks.push_back({number, "two lines are merged into one"});
+        if (mCurrent) add(mCurrent->log.remarks, number, "two lines are merged into one");
         return take(number, text.substr(merged), isCut);
     }
     if (!line) return;
     if (line->tag == kServiceTag) {
         takeMessage(number, *line);
-        if (isCut && mCurrent) mCurrent->log.remarks.push_back({number, "the line is cut off"});
+        if (isCut && mCurrent) add(mCurrent->log.remarks, number, "the line is cut off");
     } else if (line->tag == "chatty") {
         takeChatty(number, *line);
     }
@@ -76,9 +76,9 @@ Life& Collector::lifeOf(size_t number, const LogLine& line) {
     // A process id comes back after a boot.
     const bool isAgain = mCurrent && begins && mCurrent->log.lines.size() > 1;
     if (isAnother || isAgain) {
-        mRemarks.push_back({number, "the service was restarted: process " +
-                                            std::to_string(line.pid) + " after process " +
-                                            std::to_string(mCurrent->log.pid)});
+        add(mRemarks, number,
+            "the service was restarted: process " + std::to_string(line.pid) + " after process " +
+                    std::to_string(mCurrent->log.pid));
         if (mCurrent->hasAttach) mLast = std::move(mCurrent);
         mCurrent.reset();
     }
@@ -108,7 +108,7 @@ void Collector::keep(Life& life, size_t number, const LogLine& line) {
     }
     std::string jump;
     const std::chrono::nanoseconds time = life.clock.take(line, &jump);
-    if (!jump.empty()) log.remarks.push_back({number, jump});
+    if (!jump.empty()) add(log.remarks, number, jump);
     if (isAttach(line.text)) life.hasAttach = true;
     log.lines.push_back({number, time, line.tid, line.priority, std::string(line.text)});
 }
@@ -121,20 +121,20 @@ void Collector::takeChatty(size_t number, const LogLine& line) {
     ServiceLog& log = mCurrent->log;
     const std::string count = std::to_string(chatty.count);
     if (!chatty.isIdentical) {
-        log.remarks.push_back(
-                {number, "the phone's logger dropped " + count +
-                                 " lines of the service: what they told is missing, and a replay "
-                                 "may differ from here on"});
+        add(log.remarks, number,
+            "the phone's logger dropped " + count +
+                    " lines of the service: what they told is missing, and a replay may differ "
+                    "from here on");
         return;
     }
     // The line before it, so many times more.
     if (log.lines.empty() || log.lines.back().tid != line.tid) {
-        log.remarks.push_back({number, "the logger left out " + count +
-                                               " lines that were the same as one that is missing"});
+        add(log.remarks, number,
+            "the logger left out " + count + " lines that were the same as one that is missing");
         return;
     }
-    log.remarks.push_back({number, "the logger left out " + count +
-                                           " lines that were the same: they are put back"});
+    add(log.remarks, number,
+        "the logger left out " + count + " lines that were the same: they are put back");
     const std::string text = log.lines.back().text;
     LogLine copy = line;
     copy.priority = log.lines.back().priority;
@@ -145,7 +145,9 @@ void Collector::takeChatty(size_t number, const LogLine& line) {
 std::optional<ServiceLog> Collector::finish(size_t fileLines) {
     if (mLogLines == 0 && fileLines > 0) {
         throw NotALog(
-                ": is no log of a phone: it has no line as \"logcat -v threadtime\" prints it");
+                ": is no log of a phone: it has no line as \"logcat -v threadtime\" prints it; "
+                "take "
+                "\"adb logcat -v threadtime\", or the text in the archive of a bugreport");
     }
     const bool takesLast = mLast && (!mCurrent || !mCurrent->hasAttach);
     std::optional<Life>& chosen = takesLast ? mLast : mCurrent;
@@ -153,17 +155,28 @@ std::optional<ServiceLog> Collector::finish(size_t fileLines) {
     ServiceLog& log = chosen->log;
     log.start = chosen->clock.start();
     log.fileLines = fileLines;
-    for (Remark& remark : mSections.remarks()) mRemarks.push_back(std::move(remark));
+    for (Remark& remark : mSections.remarks()) add(mRemarks, remark.line, std::move(remark.text));
     if (mRemarks.size() > mSections.remarks().size() && !mPid) {
         mRemarks.push_back({log.lines.front().number,
                             "taken: process " + std::to_string(log.pid) +
                                     ", the last one with an attach; --pid takes another"});
     }
-    log.remarks.insert(log.remarks.begin(), mRemarks.begin(), mRemarks.end());
+    for (Remark& remark : log.remarks) add(mRemarks, remark.line, std::move(remark.text));
+    log.remarks = std::move(mRemarks);
     return std::move(log);
 }
 
 }  // namespace
+
+void add(std::vector<Remark>& remarks, size_t line, std::string text) {
+    if (remarks.size() > kMostRemarks) return;
+    if (remarks.size() == kMostRemarks) {
+        line = 0;
+        text = "There is more than these " + std::to_string(kMostRemarks) + " remarks.";
+    }
+    if (text.size() > kLongestRemark) text.replace(kLongestRemark, std::string::npos, "...");
+    remarks.push_back({line, std::move(text)});
+}
 
 std::optional<ServiceLog> readServiceLog(std::istream& file, std::optional<int> pid) {
     Collector collector(pid);

@@ -16,6 +16,9 @@ namespace phonelog {
 // Of one life; a log that has more is refused.
 inline constexpr size_t kMostLines = 1'000'000;
 inline constexpr size_t kMostBytes = 256 << 20;
+// Remarks on one log; further ones are left out, and long ones are cut.
+inline constexpr size_t kMostRemarks = 1000;
+inline constexpr size_t kLongestRemark = 400;
 
 struct Line {
     size_t number = 0;                // in the file, from 1
@@ -31,6 +34,8 @@ struct Remark {
     std::string text;
 };
 
+void add(std::vector<Remark>& remarks, size_t line, std::string text);
+
 struct ServiceLog {
     int pid = 0;
     bool hasStart = false;             // the service starts here; else the log was rotated
@@ -45,6 +50,13 @@ struct ServiceLog {
 class NotALog : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+};
+
+class TooLong : public NotALog {
+  public:
+    TooLong()
+        : NotALog(": the recording would be longer than can be replayed: give the part that "
+                  "matters") {}
 };
 
 // The last life that has an attach, else the last; with a pid, the last of this process. Nothing

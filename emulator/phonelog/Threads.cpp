@@ -74,6 +74,7 @@ class Reader {
     State& stateOf(const Line& line);
     void take(State& state, size_t line);
     void keepExchange(State& state);
+    bool isCoverLog(const Thread& thread) const;
     void end(State& state);
 
     Draft& mDraft;
@@ -117,11 +118,19 @@ void Reader::keepExchange(State& state) {
     state.thread->steps.push_back({first, &mThreads.exchanges.emplace_back(*std::move(exchange))});
 }
 
+// In a log that begins later, the thread of the cover's log has nothing but that.
+bool Reader::isCoverLog(const Thread& thread) const {
+    return !thread.steps.empty() && std::ranges::all_of(thread.steps, [this](const Step& step) {
+        return step.exchange == nullptr && mayBeCovers(mDraft.log().lines[step.line]);
+    });
+}
+
 void Reader::end(State& state) {
     if (state.thread == nullptr) return;
     state.exchanges->close(mDraft.log().lines.size() - 1);
     keepExchange(state);
-    state.thread->role = state.role.value_or(Role::Client);
+    state.thread->role =
+            state.role.value_or(isCoverLog(*state.thread) ? Role::SerialLog : Role::Client);
 }
 
 Threads Reader::read() {

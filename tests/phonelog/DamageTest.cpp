@@ -57,6 +57,82 @@ TEST(DamageTest, AVoteEndsAnAnswerThatWasCut) {
                 ElementsAre(R"(tty-tx /dev/ttyACM0 \r\nOK\r\n)"));
 }
 
+TEST(DamageTest, ALineOfTheServiceIsNoneOfAnAnswerWithoutAnEnd) {
+    const Imported imported = importText(Written()
+                                                 .start()
+                                                 .attach()
+                                                 .exchange(kMain, "AT%TCHDEBUG=RESET", {})
+                                                 .i("Draw Sub DISPLAY ++")
+                                                 .i("Draw Sub DISPLAY --")
+                                                 .text());
+    EXPECT_THAT(listEntries(imported, {Kind::TtyTx}),
+                Contains(R"(tty-tx /dev/ttyACM0 \r\nOK\r\n)"));
+    EXPECT_THAT(listEntries(imported, {Kind::ClientCall}),
+                Contains(testing::StartsWith("client-call IBivista.drawSubDisplay")));
+}
+
+TEST(DamageTest, TheCoversLogIsToldFromClientsInALogThatBeginsLater) {
+    const Imported imported = importText(Written()
+                                                 .exchange(kMain, "AT%TCHDEBUG=FWVER", {"T7", "OK"})
+                                                 .line(801, 'I', "battery 71 %")
+                                                 .text());
+    EXPECT_THAT(listEntries(imported, {Kind::TtyTx}),
+                Contains(R"(tty-tx /dev/ttyACM0 battery 71 %\r\n)"));
+}
+
+TEST(DamageTest, AnOffsetIsTakenWhereTheScreenWasOnBeforeTheLog) {
+    const Imported imported =
+            importText(Written()
+                               .d("serialAtCmd: resp:0x7c5e respCount:1024 cb:0x0 cmd:[AT%HPD]")
+                               .d("usbAutoSuspend: suspend:0 vote:1 disableVote:1")
+                               .d("serialAtCmd: wr: [AT%HPD]")
+                               .d("serialAtCmd: eh: []")
+                               .d("serialAtCmd: rd: [OK]")
+                               .i("request br_offset is -20")
+                               .exchange(kBrightness, "AT%DB=108", {"OK"})
+                               .text());
+    const std::vector<std::string> calls = listEntries(imported, {Kind::ClientCall});
+    EXPECT_THAT(calls, Contains(R"(client-call IBivista.setBVBrightnessOffset [-20] [\"OK\"])"));
+    EXPECT_THAT(calls, testing::Not(Contains(testing::HasSubstr("setBrightness"))));
+}
+
+TEST(DamageTest, ACommandOfAClientIsNotThatOfAnotherCall) {
+    const Imported imported = importText(Written()
+                                                 .start()
+                                                 .attach()
+                                                 .d("sendAtCommand: AT%X")
+                                                 .exchange(kMain, "AT%TCHDEBUG=FWVER", {"T7", "OK"})
+                                                 .text());
+    EXPECT_THAT(listEntries(imported, {Kind::ClientCall}),
+                ElementsAre(R"(client-call IBivista.sendAtCommand [\"AT%X\",null])",
+                            R"(client-call IBivista.getTouchFirmwareVersion [] [\"OK\",\"T7\"])"));
+    EXPECT_THAT(listUnknown(imported),
+                Contains(testing::HasSubstr("what became of the command is missing")));
+}
+
+TEST(DamageTest, RemarksAreBoundedAndShort) {
+    Written log;
+    log.start().d("serialAtCmd: wr: [AT%" + std::string(3000, 'x') + "]");
+    for (size_t i = 0; i < 2 * kMostRemarks; ++i) log.d("serialAtCmd: wr: [AT%X]");
+    const Imported imported = importText(log.text());
+    EXPECT_LE(imported.findings.unknown.size(), kMostRemarks + 10);
+    EXPECT_THAT(imported.recording.header.unknown,
+                Contains("There is more than these 1000 remarks."));
+    for (const std::string& text : imported.recording.header.unknown) {
+        EXPECT_LE(text.size(), kLongestRemark + 20) << text;
+    }
+}
+
+TEST(DamageTest, ARecordingThatNoReplayReadsIsRefused) {
+    Written frame;
+    frame.line(806, 'I', "FB0 is being consumed.");
+    frame.line(806, 'I', "HID-DISPLAY: write Palette done 3.000ms");
+    constexpr size_t kEntries = 8;  // of a frame
+    std::string log;
+    for (size_t i = 0; i <= recording::kMostEntries / kEntries; ++i) log += frame.text();
+    EXPECT_THROW(importText(log), TooLong);
+}
+
 TEST(DamageTest, AnAnswerWithoutACommandIsLeftOut) {
     const Imported imported = importText(Written().start().d("serialAtCmd: rd: [OK]").text());
     EXPECT_THAT(listEntries(imported, kTty), ElementsAre());

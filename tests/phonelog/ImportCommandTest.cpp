@@ -84,7 +84,10 @@ TEST_F(ImportCommandTest, WhatIsNoLogIsStatusTwo) {
     EXPECT_EQ(run({log}), 2);
     EXPECT_EQ(mErrors, "bivista-emulator: " + log +
                                ": is no log of a phone: it has no line as \"logcat -v threadtime\" "
-                               "prints it\n");
+                               "prints it; take \"adb logcat -v threadtime\", or the text in the "
+                               "archive of a bugreport\n");
+    EXPECT_EQ(run({write("brief", "D/vendor.qmx.hardware.bivista@1.1-service( 731): x\n")}), 2);
+    EXPECT_THAT(mErrors, HasSubstr("take \"adb logcat -v threadtime\""));
     EXPECT_EQ(run({path("absent")}), 2);
     EXPECT_EQ(mErrors, "bivista-emulator: " + path("absent") + ": No such file or directory\n");
     EXPECT_EQ(run({mFolder.string()}), 2);

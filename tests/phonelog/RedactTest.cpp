@@ -16,9 +16,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 Imported redacted(const std::string& text) {
-    Imported imported = importText(text);
-    redact(imported);
-    return imported;
+    return importLog(readText(text), true);
 }
 
 TEST(RedactTest, TextsOfClientAndCoverGoTheirLengthsStay) {
@@ -64,6 +62,31 @@ TEST(RedactTest, WhatTheServiceDecidesByStays) {
     EXPECT_THAT(listEntries(imported, {Kind::TtyTx}),
                 testing::IsSupersetOf({R"(tty-tx /dev/ttyACM0 \r\nBV330-V10k_20210312\r\nOK\r\n)",
                                        R"(tty-tx /dev/ttyACM0 \r\nOn\r\nOK\r\n)"}));
+}
+
+TEST(RedactTest, ALoadersSerialNumberAndProductGoWhereverTheyStand) {
+    const Imported imported = redacted(Written()
+                                               .start()
+                                               .i("usbDeviceAdded : serial is R58M41")
+                                               .i("usbDeviceAdded : product_name is TQC330R Anna")
+                                               .text());
+    EXPECT_THAT(listEntries(imported, {Kind::Attach}),
+                ElementsAre("attach 1-1 "
+                            R"({\"product\":\"TQC330R xxxx\",\"serial\":\"x00x00\"} )"
+                            "0483:df11 TQC330R xxxx x00x00"));
+}
+
+TEST(RedactTest, TheCoversLogAfterItsVersionGoes) {
+    const Imported imported = redacted(Written()
+                                               .start()
+                                               .attach()
+                                               .exchange(kMain, "AT%SWV", {"V10k", "OK"})
+                                               .line(801, 'D', "serialLogThread: creating")
+                                               .line(801, 'I', "owner is Anna")
+                                               .text());
+    EXPECT_THAT(listEntries(imported, {Kind::TtyTx}),
+                testing::IsSupersetOf({R"(tty-tx /dev/ttyACM0 \r\nV10k\r\nOK\r\n)",
+                                       R"(tty-tx /dev/ttyACM0 xxxxx xx xxxx\r\n)"}));
 }
 
 TEST(RedactTest, PropertiesEventsAndTheCoversLogGo) {
