@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <span>
 
 #include "emulator/phone/Error.h"
 
@@ -32,13 +33,6 @@ constexpr size_t kMostTaken = 10'000;
 // So much more than twice the recording a program may do: its journal takes memory.
 constexpr size_t kMostEntries = 200'000;
 constexpr size_t kMostBytes = 32 << 20;
-
-// The cover went and came back: watchers may have seen both in one read.
-bool isAtOnce(const Stimulus& first, const Stimulus& second) {
-    const Entry& detach = *first.entry;
-    return detach.kind == Kind::Detach && second.entry->kind == Kind::Attach &&
-           second.entry->time - detach.time - detach.duration.value_or(Time()) < kAtOnce;
-}
 
 }  // namespace
 
@@ -146,20 +140,30 @@ bool Player::awaitNext() {
     return false;
 }
 
+// A cover that comes back was seen by watchers in one read, and what it says at once came before
+// any open of its tty.
+bool Player::isAtOnce(const Stimulus& first, const Stimulus& second) const {
+    const Time end = first.entry->time + first.entry->duration.value_or(Time());
+    if (!first.device || !second.device || second.entry->time - end >= kAtOnce) return false;
+    if (second.entry->kind == Kind::Attach) return first.entry->kind == Kind::Detach;
+    const auto deed = std::ranges::lower_bound(mScript.deeds, end, {}, &Deed::time);
+    return first.entry->kind == Kind::Attach && second.entry->kind == Kind::TtyTx &&
+           deed != mScript.deeds.end() && deed->time == second.entry->time;
+}
+
 void Player::playNext() {
-    const Stimulus& stimulus = next();
-    ++mNext;
-    mPlayed = stimulus.entry->time;
+    const size_t first = mNext++;
+    const auto& stimuli = mScript.stimuli;
+    while (mNext < stimuli.size() && isAtOnce(stimuli[mNext - 1], stimuli[mNext])) ++mNext;
+    mPlayed = stimuli[mNext - 1].entry->time;
     try {
-        if (mNext < mScript.stimuli.size() && isAtOnce(stimulus, next())) {
-            mPhone.playAtOnce(stimulus, next());
-            mPlayed = next().entry->time;
-            ++mNext;
+        if (mNext == first + 1) {
+            play(stimuli[first]);
         } else {
-            play(stimulus);
+            mPhone.playAtOnce(std::span(stimuli).subspan(first, mNext - first));
         }
     } catch (const std::exception& error) {
-        mTell("entry " + std::to_string(stimulus.entry->seq) +
+        mTell("entry " + std::to_string(stimuli[first].entry->seq) +
               " cannot be played: " + error.what());
     }
     mLast = Clock::now();

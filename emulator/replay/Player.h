@@ -59,6 +59,8 @@ class Player {
     bool awaitNext();
     void playNext();
     void play(const Stimulus& stimulus);
+    // What a device does so soon after the first that the service sees both together.
+    bool isAtOnce(const Stimulus& first, const Stimulus& second) const;
     void awaitEnd();
     void endProgram();
     // To the program, if it still runs.

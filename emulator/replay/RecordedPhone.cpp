@@ -129,10 +129,9 @@ void RecordedPhone::play(const Stimulus& stimulus) {
     }
 }
 
-void RecordedPhone::playAtOnce(const Stimulus& first, const Stimulus& second) {
+void RecordedPhone::playAtOnce(std::span<const Stimulus> stimuli) {
     mLoop.call([&] {
-        playDevice(first);
-        playDevice(second);
+        for (const Stimulus& stimulus : stimuli) playDevice(stimulus);
     });
 }
 

@@ -6,6 +6,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -38,8 +39,8 @@ class RecordedPhone {
     // Makes happen what the entry tells, if it is of the phone: of its devices, files, properties,
     // uevents or faults of files. Throws phone::Error when that cannot be.
     void play(const Stimulus& stimulus);
-    // Two stimuli that a watcher may have seen as one.
-    void playAtOnce(const Stimulus& first, const Stimulus& second);
+    // Of devices alone: the program does nothing in between.
+    void playAtOnce(std::span<const Stimulus> stimuli);
     // When the stimulus was recorded that comes next, or the end of a call that comes before it;
     // Time::max(): none is left.
     void setNext(Time time);

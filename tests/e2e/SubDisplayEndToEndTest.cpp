@@ -1,5 +1,5 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// The sub display with panels of any size.
+// The sub display with panels of any size, and its snapshots.
 #include <fstream>
 #include <iterator>
 
@@ -24,7 +24,10 @@ class SubDisplayEndToEndTest : public ProgramsTest {
         ctl(command);
         ctl({"attach"});
     }
-    int drawPattern() const { return run({bin("bivistactl"), "sub", "test-pattern"}).status; }
+    int sub(std::vector<std::string> words) const {
+        words.insert(words.begin(), {bin("bivistactl"), "sub"});
+        return run(words).status;
+    }
 
     void awaitState(const std::string& state) const {
         await([&] {
@@ -49,6 +52,21 @@ class SubDisplayEndToEndTest : public ProgramsTest {
     }
 };
 
+// What the panel shows is a picture that it can be shown.
+TEST_F(SubDisplayEndToEndTest, ShowsItsSnapshotAgain) {
+    startPhone();
+    awaitState("ON");
+    EXPECT_EQ(sub({"test-pattern"}), 0);
+    const picture::Picture expected = pattern(snapshot().size);
+    await([&] { return snapshot() == expected; });
+    const std::string kept = folder + "/kept.png";
+    ctl({"snapshot", kept});
+    EXPECT_EQ(sub({"clear"}), 0);
+    await([&] { return snapshot() == picture::black(expected.size); });
+    EXPECT_EQ(sub({"show", kept}), 0);
+    await([&] { return snapshot() == expected; });
+}
+
 TEST_F(SubDisplayEndToEndTest, SizesThatCannotBeHarmNothing) {
     startPhone();
     awaitState("ON");
@@ -60,12 +78,12 @@ TEST_F(SubDisplayEndToEndTest, SizesThatCannotBeHarmNothing) {
             std::ofstream(frame, std::ios::binary) << std::string(4 * words, '\xa5');
             call({"drawSubDisplay", "@" + frame});
         }
-        EXPECT_NE(drawPattern(), 3) << size;
+        EXPECT_NE(sub({"test-pattern"}), 3) << size;
         EXPECT_EQ(call({"getBV2Connect"}).status, 0) << size;
     }
     changePanel({"--width", "128", "--height", "128"});
     awaitState("ON");
-    EXPECT_EQ(drawPattern(), 0);
+    EXPECT_EQ(sub({"test-pattern"}), 0);
     const picture::Picture expected = pattern(snapshot().size);
     await([&] { return snapshot() == expected; });
 }
