@@ -216,12 +216,10 @@ void addReplay(cli::Command& program) {
             "to each node, its reports, callbacks and the results of calls, the order within each "
             "alone.\n\n"
             "Exit status: 0 no difference; 1 differences; 2 the recording or an argument is wrong; "
-            "3 "
-            "the\n"
-            "program did not serve, or ended too early; 125 no phone could be made; 127 the "
-            "program "
-            "could not\n"
-            "be started.\n\n"
+            "3 the\n"
+            "program did not serve, ended too early or crashed; 125 no phone could be made; 127 "
+            "the program\n"
+            "could not be started.\n\n"
             "Example:\n"
             "  bivista-emulator replay report.jsonl --fast -- ./service");
     command.setAction([options] { return run::guard([&] { return replayOrRefuse(*options); }); });
