@@ -81,14 +81,20 @@ std::string parse(const std::string& line, Json* object) {
     std::string wrong = checkBytes(line);
     if (!wrong.empty()) return wrong;
     try {
-        // Nesting costs memory many times its text.
-        *object = Json::parse(line, [](int depth, Json::parse_event_t /*event*/, Json& /*part*/) {
+        // Nesting costs memory many times its text; each member is looked for among those before
+        // it.
+        size_t members = 0;
+        *object = Json::parse(line, [&](int depth, Json::parse_event_t event, Json& /*part*/) {
             constexpr int kDeepest = 8;
-            if (depth > kDeepest) throw std::length_error("too deep");
+            constexpr size_t kMostMembers = 10'000;
+            if (depth > kDeepest) throw std::length_error("it is nested too deeply");
+            if (event == Json::parse_event_t::key && ++members > kMostMembers) {
+                throw std::length_error("it has too many members");
+            }
             return true;
         });
-    } catch (const std::length_error&) {
-        wrong = "is no entry of a journal: it is nested too deeply";
+    } catch (const std::length_error& error) {
+        wrong = std::string("is no entry of a journal: ") + error.what();
     } catch (const Json::parse_error& error) {
         wrong = "column " + std::to_string(error.byte) + ": is no JSON";
     } catch (const Json::exception&) {
@@ -149,6 +155,9 @@ class Reader {
         }
         std::optional<Entry> entry = phone::fromJson(object);
         if (!entry) mLines.fail("the entry's \"wall_us\" must be microseconds, 0 or more");
+        if (entry->kind == phone::Kind::Attach && ++mAttaches > kMostAttaches) {
+            mLines.fail("more than " + std::to_string(kMostAttaches) + " devices are attached");
+        }
         mRecording.entries.push_back(*std::move(entry));
     }
 
@@ -166,6 +175,7 @@ class Reader {
     Recording mRecording;
     bool mIsFirst = true;
     uint64_t mLastSeq = 0;
+    size_t mAttaches = 0;
     size_t mUnknown = 0;
     std::string mFirstUnknown;
 };

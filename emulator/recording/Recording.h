@@ -24,6 +24,7 @@ inline constexpr int kVersion = 2;
 // Bounds of what is read; a file beyond them is refused.
 inline constexpr size_t kLongestLine = 8 << 20;
 inline constexpr size_t kMostEntries = 1'000'000;
+inline constexpr size_t kMostAttaches = 10'000;
 inline constexpr size_t kMostBytes = 512 << 20;
 inline constexpr std::chrono::hours kLongestTime{24 * 366};
 

@@ -47,13 +47,8 @@ void Clients::call(const Stimulus& stimulus) {
     });
 }
 
-bool Clients::wasAlone() const {
-    const android::AutoMutex lock(mLock);
-    return mWasAlone;
-}
-
 std::shared_ptr<calls::Caller> Clients::caller() {
-    const android::AutoMutex lock(mLock);
+    const android::AutoMutex lock(mCallerLock);
     if (mCaller == nullptr && !mWasAlone) {
         mCaller = calls::Caller::connect(mPatience);
         mWasAlone = mCaller == nullptr;

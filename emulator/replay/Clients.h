@@ -42,17 +42,18 @@ class Clients {
     // when none is.
     Time firstEnd() const EXCLUDES(mLock);
     // Whether a call was to be made, and there was no service for it.
-    bool wasAlone() const EXCLUDES(mLock);
+    bool wasAlone() const { return mWasAlone; }
 
   private:
-    void carryOut(const Stimulus& stimulus) EXCLUDES(mLock);
-    std::shared_ptr<calls::Caller> caller() EXCLUDES(mLock);
+    void carryOut(const Stimulus& stimulus);
+    std::shared_ptr<calls::Caller> caller() EXCLUDES(mCallerLock);
 
     const std::chrono::milliseconds mPatience;
     const Listener mListener;
+    android::Mutex mCallerLock;  // held while the service is waited for
+    std::shared_ptr<calls::Caller> mCaller GUARDED_BY(mCallerLock);
+    std::atomic<bool> mWasAlone = false;
     mutable android::Mutex mLock;
-    std::shared_ptr<calls::Caller> mCaller GUARDED_BY(mLock);
-    bool mWasAlone GUARDED_BY(mLock) = false;
     std::multiset<Time> mEnds GUARDED_BY(mLock);  // of the calls under way
     struct Running {
         std::atomic<bool> isOver = false;

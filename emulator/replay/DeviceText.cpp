@@ -45,7 +45,10 @@ std::optional<cover::UsbIdentity> parseIdentity(std::string_view note) {
 
 // Of version 1: what its software did with it tells the numbers of its nodes.
 void infer(std::span<const Entry> later, const Entry& attach, phone::DeviceDescription* device) {
-    for (const Entry& entry : later) {
+    // Its software uses it at once; and a recording may have many devices.
+    constexpr size_t kMostLooked = 10'000;
+    for (const Entry& entry : later.first(std::min(later.size(), kMostLooked))) {
+        if (device->tty && device->hidraw) break;
         const bool isOfBus = entry.kind == Kind::Attach || entry.kind == Kind::Detach;
         if (isOfBus && entry.path == attach.path) break;
         if (const auto tty = numberOf(entry.path, kTty); tty && !device->tty) device->tty = tty;
@@ -74,7 +77,8 @@ void take(const Json& members, phone::DeviceDescription* device) {
     device->hidraw = numberOf(members, "hid");
     device->vendorText = textOf(members, "idVendor");
     device->productText = textOf(members, "idProduct");
-    device->onBus = members.value("usb", true);
+    const auto bus = members.find("usb");
+    device->onBus = bus == members.end() || !bus->is_boolean() || bus->get<bool>();
     if (auto product = textOf(members, "product")) device->identity.productName = *product;
     if (auto serial = textOf(members, "serial")) device->identity.serial = *serial;
 }

@@ -30,6 +30,9 @@ constexpr Time kAtOnce = milliseconds(2);
 constexpr Time kKillAfter = std::chrono::seconds(5);
 // Entries of the journal that are taken in one go.
 constexpr size_t kMostTaken = 10'000;
+// So much more than twice the recording a program may do: its journal takes memory.
+constexpr size_t kMostEntries = 200'000;
+constexpr size_t kMostBytes = 32 << 20;
 
 }  // namespace
 
@@ -76,6 +79,7 @@ void Player::run() {
 
 // An answer that was recorded after the end of a call cannot have let the call end.
 void Player::tellNext() {
+    const android::AutoMutex lock(mNextLock);
     mPhone.setNext(std::min(mNextTime.load(), mClients.firstEnd()));
 }
 
@@ -85,10 +89,15 @@ bool Player::look() {
     if (!mIsAtEnd) mProgress.setHeldCalls(mPhone.heldCalls());
     for (bool isMore = true; isMore;) {
         const std::vector<Entry> entries = mPhone.journal().since(mSeq, kMostTaken);
-        for (const Entry& entry : entries) mProgress.see(entry);
+        for (const Entry& entry : entries) {
+            mProgress.see(entry);
+            mBytes += entry.bytes.size();
+        }
         if (!entries.empty()) mSeq = entries.back().seq + 1;
         isMore = entries.size() == kMostTaken;
     }
+    mIsTooMuch |= mSeq > 2 * mScript.deeds.size() + kMostEntries ||
+                  mBytes > 2 * mScript.bytes + kMostBytes;
     if (mProgress.steps() != mSteps) mStep = Clock::now();
     mSteps = mProgress.steps();
     return mProgress.isThere();
@@ -107,8 +116,7 @@ Player::Clock::time_point Player::dueOfNext() const {
 
 bool Player::isSilent() const {
     // In the recording too it may have been silent for so long.
-    const Time recorded = mNext < mScript.stimuli.size() ? next().entry->time - mPlayed : Time();
-    return Clock::now() > std::max(mLast + recorded, mStep) + mPace.patience;
+    return Clock::now() > std::max(mLast, mStep) + mProgress.longestWait() + mPace.patience;
 }
 
 void Player::sleepUntil(Clock::time_point time) {
@@ -119,16 +127,16 @@ void Player::sleepUntil(Clock::time_point time) {
 }
 
 bool Player::awaitNext() {
-    mProgress.need(next().entry->time);
+    mProgress.need(next().entry->time, mPlayed);
     mNextTime = next().entry->time;
     tellNext();
-    while (!mHasEnded) {
+    while (!isOver()) {
         const bool isThere = look();
         if (isThere && Clock::now() >= dueOfNext()) return true;
         if (!isThere && isSilent()) mProgress.giveUp();
         sleepUntil(isThere ? dueOfNext() : Clock::now() + milliseconds(100));
     }
-    mWasLeft = !mIsToEnd;
+    mWasLeft = mHasEnded && !mIsToEnd;
     return false;
 }
 
@@ -170,21 +178,23 @@ void Player::play(const Stimulus& stimulus) {
 }
 
 void Player::awaitEnd() {
-    mProgress.needAll();
+    mProgress.needAll(mPlayed);
     mProgress.setHeldCalls({});
     mIsAtEnd = true;
-    while (!mHasEnded) {
+    while (!isOver()) {
         const bool isThere = look();
         if (isThere && Clock::now() >= mStep + kAfterLast) return;
         if (!isThere && isSilent()) return;
         sleepUntil(isThere ? mStep + kAfterLast : Clock::now() + milliseconds(100));
     }
-    mWasLeft |= !look() && !mIsToEnd;
+    mWasLeft |= mHasEnded && !look() && !mIsToEnd;
 }
 
 void Player::endProgram() {
     mEndSeq = mPhone.journal().next();
+    mEndedItself = mHasEnded && !mIsToEnd;
     if (mHasEnded) return;
+    if (mIsTooMuch) return send(SIGKILL);
     send(SIGTERM);
     const Clock::time_point limit = Clock::now() + kKillAfter;
     while (!mHasEnded && Clock::now() < limit) {

@@ -8,6 +8,8 @@
 #include <string>
 #include <thread>
 
+#include <utils/Mutex.h>
+
 #include "emulator/replay/Clients.h"
 #include "emulator/replay/Progress.h"
 #include "emulator/replay/RecordedNeighbours.h"
@@ -42,6 +44,10 @@ class Player {
 
     // After stop(). The program ended by itself while there was something left to play.
     bool wasLeft() const { return mWasLeft; }
+    // The program ended by itself, and not by a signal of the recording.
+    bool endedItself() const { return mEndedItself; }
+    // The program was ended since it did far more than the recording has.
+    bool wasTooMuch() const { return mIsTooMuch; }
     bool wasAlone() const { return mClients.wasAlone(); }
     // The entries of the replay that are to be compared: all before the end, and of the later ones
     // those that the recording has too.
@@ -60,7 +66,9 @@ class Player {
     // To the program, if it still runs.
     void send(int signal);
     // Tells the phone what its answers have to wait for. Any thread.
-    void tellNext();
+    void tellNext() EXCLUDES(mNextLock);
+    // There is nothing to wait for any more.
+    bool isOver() const { return mHasEnded || mIsTooMuch || mClients.wasAlone(); }
     // Takes what has come, and returns whether what is needed is there.
     bool look();
     // When the next stimulus comes, now that all that it needs is there.
@@ -76,6 +84,7 @@ class Player {
     const std::function<void(const std::string&)> mTell;
     std::atomic<bool> mHasEnded = false;
     std::atomic<Time> mNextTime{};  // when the next stimulus was recorded
+    android::Mutex mNextLock;       // held until the phone knows the newest
     std::thread mThread;
 
     Progress mProgress;
@@ -86,9 +95,12 @@ class Player {
     Clock::time_point mLast{};  // when it was played
     Clock::time_point mStep{};  // when something came last that is needed
     size_t mSteps = 0;
+    size_t mBytes = 0;      // of the entries that were looked at
     bool mIsToEnd = false;  // the recording has a signal that ends it
     bool mIsAtEnd = false;  // nothing is left to play
+    bool mIsTooMuch = false;
     bool mWasLeft = false;
+    bool mEndedItself = false;
     Clients mClients;  // last: its threads use the others
 };
 

@@ -17,17 +17,21 @@ void Progress::see(const phone::Entry& entry) {
     if (lane.seen <= lane.recorded) ++mSteps;
 }
 
-void Progress::need(Time time) {
+void Progress::need(Time time, Time since) {
+    mLongestWait = Time();
     for (; mNext < mDeeds.size() && mDeeds[mNext].time < time; ++mNext) {
-        ++mLanes[mDeeds[mNext].lane].needed;
-        mLastNeeded = mDeeds[mNext].time;
+        const Deed& deed = mDeeds[mNext];
+        ++mLanes[deed.lane].needed;
+        mLongestWait = std::max(mLongestWait, deed.time - std::max(mLastNeeded, since));
+        mLastNeeded = deed.time;
     }
 }
 
-void Progress::needAll() {
+void Progress::needAll(Time since) {
+    mLongestWait = Time();
     size_t end = mDeeds.size();
     while (end > mNext && mDeeds[end - 1].isClosing) --end;
-    if (end > mNext) need(mDeeds[end - 1].time + Time(1));
+    if (end > mNext) need(mDeeds[end - 1].time + Time(1), since);
 }
 
 size_t Progress::heldOf(const std::string& lane) const {

@@ -23,9 +23,12 @@ class Progress {
     void setHeldCalls(std::map<std::string, size_t> counts) { mHeldCalls = std::move(counts); }
 
     // From now on all deeds are needed that were recorded before this time. Not decreasing.
-    void need(Time time);
+    // `since`: from when on their waits count.
+    void need(Time time, Time since = {});
     // All, but those that come when the service ends.
-    void needAll();
+    void needAll(Time since = {});
+    // The longest wait for one of those that were needed last, in the recording.
+    Time longestWait() const { return mLongestWait; }
     bool isThere() const;
     // The last deed that is needed; the begin of the recording when there is none.
     Time lastNeeded() const { return mLastNeeded; }
@@ -56,6 +59,7 @@ class Progress {
     std::map<std::string, Lane> mLanes;
     size_t mNext = 0;  // the first one that is not needed yet
     Time mLastNeeded{};
+    Time mLongestWait{};
     std::map<std::string, size_t> mHeldCalls;
     size_t mSteps = 0;
 };

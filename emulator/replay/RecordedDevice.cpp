@@ -171,7 +171,8 @@ void RecordedDevice::receive(const std::string& command) {
 // --- the hidraw node ---
 
 HidCall RecordedDevice::takeCall(Kind kind) {
-    for (size_t i = 0; i < mUsedCalls.size(); ++i) {
+    while (mFirstCall < mUsedCalls.size() && mUsedCalls[mFirstCall]) ++mFirstCall;
+    for (size_t i = mFirstCall; i < mUsedCalls.size(); ++i) {
         if (mUsedCalls[i] || mScript.hidCalls[i].kind != kind) continue;
         mUsedCalls[i] = true;
         return mScript.hidCalls[i];

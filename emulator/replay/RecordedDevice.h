@@ -107,6 +107,7 @@ class RecordedDevice : private phone::TtyRecorder, private phone::HidRecorder {
     std::deque<Sending> mSendings;  // in order
 
     std::vector<bool> mUsedCalls;  // by call on the hidraw node
+    size_t mFirstCall = 0;         // all before it are used
     std::deque<Held> mHeld;
 };
 

@@ -19,7 +19,9 @@ using recording::Json;
 
 namespace {
 
-constexpr size_t kMaxImageSize = 64 << 20;
+constexpr uint64_t kMaxImageSize = 64 << 20;
+// All images together take no more memory.
+constexpr uint64_t kMaxImages = 512 << 20;
 // Uevents that were closer came as a burst.
 constexpr Time kBurstGap = std::chrono::microseconds(500);
 
@@ -35,12 +37,6 @@ std::optional<uint64_t> sizeOfImage(const Entry& entry) {
     const auto [end, error] = std::from_chars(note.data(), note.data() + note.size(), size);
     if (error != std::errc() || std::string_view(end) != " bytes") return std::nullopt;
     return size;
-}
-
-// As erased flash memory: the content is not recorded.
-std::string imageOf(uint64_t size) {
-    if (size > kMaxImageSize) throw phone::Error("an image of that size is too large");
-    return std::string(size, '\xff');
 }
 
 }  // namespace
@@ -64,6 +60,16 @@ RecordedPhone::~RecordedPhone() {
     // Nothing that was written is missing in the journal.
     mJournal.sync();
     mLoop.stop();
+}
+
+// As erased flash memory: the content is not recorded.
+std::string RecordedPhone::imageOf(uint64_t size) {
+    if (size > kMaxImageSize) {
+        throw phone::Error("an image of " + std::to_string(size) + " bytes is too large");
+    }
+    mImages += size;
+    if (mImages > kMaxImages) throw phone::Error("the images are too large together");
+    return std::string(size, '\xff');
 }
 
 void RecordedPhone::putFirst(const recording::Header& header) {

@@ -59,6 +59,7 @@ class RecordedPhone {
     phone::EventLoop& loop() { return mLoop; }
 
   private:
+    std::string imageOf(uint64_t size);
     void setFile(const phone::Entry& entry);
     void setFault(const phone::Entry& entry);
     void setOptions(const phone::Entry& entry);
@@ -78,6 +79,7 @@ class RecordedPhone {
     Bench mBench;
     std::deque<RecordedDevice> mDevices;  // of the script, in its order; emulator thread
     std::optional<Time> mLastUevent{};
+    uint64_t mImages = 0;  // bytes of those that were made
 };
 
 }  // namespace replay

@@ -2,6 +2,7 @@
 #include "emulator/replay/ReplayCommand.h"
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -50,6 +51,8 @@ struct Outcome {
     int status = 0;  // of the program
     bool wasLeft = false;
     bool wasAlone = false;
+    bool wasTooMuch = false;
+    bool endedItself = false;
     std::vector<phone::Entry> entries{};  // that are to be compared
 };
 
@@ -59,6 +62,15 @@ std::string journalFile(const Options& options, android::base::unique_fd* memory
     memory->reset(memfd_create("journal", MFD_CLOEXEC));
     if (!memory->ok()) phone::throwErrno("cannot make a journal");
     return "/proc/self/fd/" + std::to_string(memory->get());
+}
+
+// The replay's own journal.
+std::vector<phone::Entry> readOwn(const std::string& file) {
+    try {
+        return recording::read(file).entries;
+    } catch (const recording::Wrong& wrong) {
+        throw phone::Error(std::string("the replay cannot be compared: ") + wrong.what());
+    }
 }
 
 // Plays it to the program, until that has ended.
@@ -71,10 +83,18 @@ Outcome play(const Options& options, const recording::Recording& recording, Reco
     neighbours.serve();
     android::base::unique_fd memory;
     const std::string file = journalFile(options, &memory);
-    if (!phone.journal().writeTo(file, recording::toJson(recording.header))) {
+    // What a log did not hold, the journal of its replay does.
+    const recording::Header& given = recording.header;
+    const recording::Header header = {
+            .properties = given.properties, .files = given.files, .images = given.images};
+    if (!phone.journal().writeTo(file, recording::toJson(header))) {
         phone::throwErrno("cannot write the journal " + file);
     }
-    phone.putFirst(recording.header);
+    try {
+        phone.putFirst(given);
+    } catch (const phone::Error& error) {
+        throw recording::Wrong(options.recording + ":1: " + error.what());
+    }
     const Pace pace = {options.isFast, std::chrono::seconds(options.patience)};
     Player player(phone, neighbours, script, pace, tell);
     player.setUp();
@@ -85,7 +105,9 @@ Outcome play(const Options& options, const recording::Recording& recording, Reco
     run::tellOfLostJournal(phone.journal(), file);
     outcome.wasLeft = player.wasLeft();
     outcome.wasAlone = player.wasAlone();
-    outcome.entries = player.select(recording::read(file).entries);
+    outcome.wasTooMuch = player.wasTooMuch();
+    outcome.endedItself = player.endedItself();
+    outcome.entries = player.select(readOwn(file));
     return outcome;
 }
 
@@ -106,6 +128,13 @@ int report(const recording::Recording& recording, const std::vector<phone::Entry
     return count == 0 ? 0 : kDiffers;
 }
 
+// It is ended by SIGTERM, and by SIGKILL when that does not help.
+bool isCrash(const Outcome& outcome) {
+    if (outcome.endedItself) return outcome.status != 0;
+    return outcome.status > 128 && outcome.status != 128 + SIGTERM &&
+           outcome.status != 128 + SIGKILL;
+}
+
 int judge(const recording::Recording& recording, const Outcome& outcome) {
     if (outcome.status == run::kProgramFailed) return outcome.status;
     const int status = report(recording, outcome.entries);
@@ -113,20 +142,33 @@ int judge(const recording::Recording& recording, const Outcome& outcome) {
         cli::complain(run::kProgram, "the program did not serve");
         return kNotServed;
     }
+    const std::string ended = " with status " + std::to_string(outcome.status);
     if (outcome.wasLeft) {
-        cli::complain(run::kProgram, "the program ended before the recording, with status " +
-                                             std::to_string(outcome.status));
+        cli::complain(run::kProgram, "the program ended before the recording," + ended);
         return kNotServed;
     }
+    if (isCrash(outcome)) {
+        cli::complain(run::kProgram, "the program did all, and crashed then," + ended);
+        return kNotServed;
+    }
+    if (outcome.wasTooMuch) tell("the program did far more than was recorded, and was ended");
     return status;
 }
 
+// The journal is read in the end, when the recording is there still.
+std::string whyNoJournal(const Options& options) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (!fs::exists(options.journal, error)) return "";
+    if (!fs::is_regular_file(options.journal, error)) return "is not a regular file";
+    return fs::equivalent(options.journal, options.recording, error) ? "is the recording" : "";
+}
+
 int replayIt(const Options& options) {
-    recording::Recording recording;
-    try {
-        recording = recording::read(options.recording);
-    } catch (const recording::Wrong& wrong) {
-        cli::complain(run::kProgram, wrong.what());
+    const recording::Recording recording = recording::read(options.recording);
+    const std::string wrong = whyNoJournal(options);
+    if (!wrong.empty()) {
+        cli::complain(run::kProgram, "the journal " + options.journal + " " + wrong);
         return kWrong;
     }
     for (const std::string& note : recording.notes) tell(note);
@@ -137,6 +179,15 @@ int replayIt(const Options& options) {
     const Script script = makeScript(recording);
     RecordedPhone phone(script);
     return judge(recording, play(options, recording, phone, script));
+}
+
+int replayOrRefuse(const Options& options) {
+    try {
+        return replayIt(options);
+    } catch (const recording::Wrong& wrong) {
+        cli::complain(run::kProgram, wrong.what());
+        return kWrong;
+    }
 }
 
 }  // namespace
@@ -165,15 +216,13 @@ void addReplay(cli::Command& program) {
             "to each node, its reports, callbacks and the results of calls, the order within each "
             "alone.\n\n"
             "Exit status: 0 no difference; 1 differences; 2 the recording or an argument is wrong; "
-            "3 "
-            "the\n"
-            "program did not serve, or ended too early; 125 no phone could be made; 127 the "
-            "program "
-            "could not\n"
-            "be started.\n\n"
+            "3 the\n"
+            "program did not serve, ended too early or crashed; 125 no phone could be made; 127 "
+            "the program\n"
+            "could not be started.\n\n"
             "Example:\n"
             "  bivista-emulator replay report.jsonl --fast -- ./service");
-    command.setAction([options] { return run::guard([&] { return replayIt(*options); }); });
+    command.setAction([options] { return run::guard([&] { return replayOrRefuse(*options); }); });
 }
 
 }  // namespace replay

@@ -46,6 +46,7 @@ class Maker {
 
     void take(const Entry& entry) {
         note(entry);
+        mScript.bytes += entry.bytes.size();
         switch (entry.kind) {
             case Kind::Attach:
                 return attach(entry);

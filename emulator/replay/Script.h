@@ -71,6 +71,7 @@ struct Script {
     std::vector<Stimulus> stimuli;                           // in their order
     std::vector<Deed> deeds;                                 // in the order of their time
     std::map<std::string, std::deque<std::string>> answers;  // of neighbours, by method
+    size_t bytes = 0;                                        // that all entries have
 };
 
 // As recording::laneOf(), with lanes for what is awaited, though not compared: the opens of

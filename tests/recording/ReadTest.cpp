@@ -234,6 +234,18 @@ TEST_F(ReadTest, TooMuchIsRefusedAtOnce) {
               "r.jsonl:2: the line is longer than 8 MiB");
     EXPECT_EQ(refusal(std::string(kLongestLine, '[') + "\n"),
               "r.jsonl:1: is no entry of a journal: it is nested too deeply");
+    std::string members;
+    while (members.size() < kLongestLine - 16) {
+        members += ",\"" + std::to_string(members.size()) + "\":1";
+    }
+    members[0] = '{';
+    EXPECT_EQ(refusal(members + "}\n"),
+              "r.jsonl:1: is no entry of a journal: it has too many members");
+    std::string attaches;
+    for (size_t i = 1; i <= kMostAttaches + 1; ++i) {
+        attaches += R"({"seq":)" + std::to_string(i) + R"(,"time_us":1,"kind":"attach"})" + "\n";
+    }
+    EXPECT_EQ(refusal(attaches), "r.jsonl:10001: more than 10000 devices are attached");
 }
 
 }  // namespace

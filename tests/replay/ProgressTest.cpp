@@ -33,6 +33,15 @@ TEST_F(ProgressTest, NeedsWhatWasRecordedBefore) {
     EXPECT_EQ(mProgress.lastNeeded(), milliseconds(2));
 }
 
+TEST_F(ProgressTest, KnowsHowLongTheRecordingWaited) {
+    mProgress.need(milliseconds(2));
+    EXPECT_EQ(mProgress.longestWait(), milliseconds(1));
+    mProgress.need(milliseconds(2));
+    EXPECT_EQ(mProgress.longestWait(), milliseconds(0)) << "nothing more is needed";
+    mProgress.needAll(milliseconds(1));
+    EXPECT_EQ(mProgress.longestWait(), milliseconds(1)) << "from 1 to 2, and from 2 to 3";
+}
+
 TEST_F(ProgressTest, CountsLanesApart) {
     mProgress.need(milliseconds(3));
     see("a");

@@ -129,6 +129,80 @@ TEST_F(ReplayTest, ReportsAProgramThatDoesNotServe) {
     EXPECT_THAT(outcome.err, HasSubstr("bivista-emulator: the program did not serve\n"));
 }
 
+TEST_F(ReplayTest, WaitsForAProgramThatDoesNotServeNotAtEachStep) {
+    std::string text =
+            R"({"seq":1,"time_us":1,"kind":"client-call","path":"IBivista.getBV2Connect","bytes":"[]","note":"[true]","duration_us":1}
+)";
+    for (int i = 2; i < 2000; ++i) {
+        const std::string kind = i % 2 == 0 ? "node-write" : "node-set";
+        text += R"({"seq":)" + std::to_string(i) + R"(,"time_us":)" + std::to_string(i) +
+                R"(,"kind":")" + kind + R"(","path":")" + kNode + "\"}\n";
+    }
+    givenRecording(text);
+    EXPECT_EQ(replay("sleep 6000").status, 3);
+}
+
+TEST_F(ReplayTest, WaitsForADeedOnlyAsLongAsTheRecordingDid) {
+    givenRecording(R"({"seq":1,"time_us":1,"kind":"node-write","path":"/sys/power/a","bytes":"1"}
+{"seq":2,"time_us":86400000000,"kind":"node-set","path":"/sys/power/wake_lock","bytes":"x"}
+)");
+    EXPECT_EQ(replay("sleep 6000").status, 1);
+}
+
+TEST_F(ReplayTest, ReportsACrashAtTheEnd) {
+    record(kWrite);
+    const Outcome after = replay(kWrite + "kill -SEGV $$");
+    EXPECT_EQ(after.status, 3);
+    EXPECT_THAT(after.out, HasSubstr("no difference"));
+    EXPECT_THAT(after.err, HasSubstr("bivista-emulator: the program did all, and crashed then, "
+                                     "with status 139\n"));
+    const Outcome whenEnded =
+            replay("trap 'kill -SEGV $$' TERM;" + kWrite + "while :; do sleep 0.1; done");
+    EXPECT_EQ(whenEnded.status, 3);
+    EXPECT_THAT(whenEnded.err, HasSubstr("crashed then, with status 139\n"));
+}
+
+TEST_F(ReplayTest, EndsAProgramThatDoesFarTooMuch) {
+    record(kWrite);
+    const Outcome outcome = replay("exec cat /dev/zero > " + std::string(kNode));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err,
+                HasSubstr("the program did far more than was recorded, and was ended"));
+}
+
+TEST_F(ReplayTest, RefusesAHeaderThatNoPhoneCanHave) {
+    const auto replayWith = [this](const std::string& start) {
+        givenRecording(R"({"recording":2,"program":"bivista-emulator","source":"phone","start":)" +
+                       start + "}\n");
+        return replay("true");
+    };
+    const Outcome large = replayWith(R"({"images":{"a.dfu":99999999999}})");
+    EXPECT_EQ(large.status, 2);
+    EXPECT_EQ(large.err,
+              "bivista-emulator: " + file() + ":1: an image of 99999999999 bytes is too large\n");
+    std::string images;
+    for (int i = 0; i < 9; ++i) {
+        images += (i == 0 ? "\"" : ",\"") + std::to_string(i) + "\":67108864";
+    }
+    const Outcome many = replayWith(R"({"images":{)" + images + "}}");
+    EXPECT_EQ(many.status, 2);
+    EXPECT_THAT(many.err, HasSubstr(":1: the images are too large together\n"));
+    const Outcome outside = replayWith(R"({"files":{"/tmp/../etc/passwd":"x"}})");
+    EXPECT_EQ(outside.status, 2);
+    EXPECT_THAT(outside.err, HasSubstr("is not a file of the phone"));
+}
+
+TEST_F(ReplayTest, RefusesAJournalThatIsTheRecordingOrNoFile) {
+    record(kWrite);
+    const Outcome same = replay("true", {"--journal", file()});
+    EXPECT_EQ(same.status, 2);
+    EXPECT_EQ(same.err, "bivista-emulator: the journal " + file() + " is the recording\n");
+    EXPECT_EQ(replay(kWrite).status, 0) << "it is there still";
+    const Outcome folder = replay("true", {"--journal", mFolder});
+    EXPECT_EQ(folder.status, 2);
+    EXPECT_THAT(folder.err, HasSubstr(" is not a regular file\n"));
+}
+
 TEST_F(ReplayTest, NamesACallWhoseArgumentsAreNotInTheRecording) {
     givenRecording(
             R"({"seq":1,"time_us":1,"kind":"client-call","path":"IBivista.drawSubDisplay","bytes":"[{\\\"length\\\":9,\\\"crc32\\\":\\\"00000000\\\"}]","note":"[\\\"OK\\\"]","duration_us":1}

@@ -47,6 +47,14 @@ class ScriptTest : public testing::Test {
     recording::Recording mRecording;
 };
 
+TEST_F(ScriptTest, TakesWhatIsWrongInAnAttachAsAbsent) {
+    add(Kind::Attach, "1-1", R"({"tty":"x","hid":[],"usb":7,"serial":1})", kCover);
+    const Script script = makeScript(mRecording);
+    ASSERT_THAT(script.devices, SizeIs(1));
+    EXPECT_EQ(script.devices[0].description.tty, std::nullopt);
+    EXPECT_TRUE(script.devices[0].description.onBus);
+}
+
 TEST_F(ScriptTest, HasACoverAsItCame) {
     givenCover();
     const Script script = makeScript(mRecording);
