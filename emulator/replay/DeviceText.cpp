@@ -74,7 +74,8 @@ void take(const Json& members, phone::DeviceDescription* device) {
     device->hidraw = numberOf(members, "hid");
     device->vendorText = textOf(members, "idVendor");
     device->productText = textOf(members, "idProduct");
-    device->onBus = members.value("usb", true);
+    const auto usb = members.find("usb");
+    device->onBus = usb == members.end() || *usb != false;
     if (auto product = textOf(members, "product")) device->identity.productName = *product;
     if (auto serial = textOf(members, "serial")) device->identity.serial = *serial;
 }

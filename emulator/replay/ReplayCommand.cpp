@@ -25,6 +25,8 @@ namespace replay {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 // Exit statuses.
 constexpr int kDiffers = 1;
 constexpr int kWrong = 2;
@@ -64,7 +66,7 @@ std::string journalFile(const Options& options, android::base::unique_fd* memory
 // Plays it to the program, until that has ended.
 Outcome play(const Options& options, const recording::Recording& recording, RecordedPhone& phone,
              const Script& script) {
-    std::filesystem::create_directories(kRegistry);
+    fs::create_directories(kRegistry);
     run::setEnvironment(kRegistry);
     RecordedNeighbours neighbours(phone, script);
     const calls::ClientCalls calls(phone.journal(), phone.loop(), kRegistry);
@@ -74,7 +76,11 @@ Outcome play(const Options& options, const recording::Recording& recording, Reco
     if (!phone.journal().writeTo(file, recording::toJson(recording.header))) {
         phone::throwErrno("cannot write the journal " + file);
     }
-    phone.putFirst(recording.header);
+    try {
+        phone.putFirst(recording.header);
+    } catch (const phone::Error& error) {
+        throw recording::Wrong(options.recording + ": " + error.what());
+    }
     const Pace pace = {options.isFast, std::chrono::seconds(options.patience)};
     Player player(phone, neighbours, script, pace, tell);
     player.setUp();
@@ -121,22 +127,32 @@ int judge(const recording::Recording& recording, const Outcome& outcome) {
     return status;
 }
 
-int replayIt(const Options& options) {
-    recording::Recording recording;
-    try {
-        recording = recording::read(options.recording);
-    } catch (const recording::Wrong& wrong) {
-        cli::complain(run::kProgram, wrong.what());
-        return kWrong;
+void checkJournal(const std::string& journal) {
+    run::refuseHidden(journal, "the journal");
+    if (!journal.empty() && fs::exists(journal) && !fs::is_regular_file(journal)) {
+        throw phone::Error("the journal " + journal + " is no regular file: it is read at the end");
     }
+}
+
+int replayIt(const Options& options) {
+    const recording::Recording recording = recording::read(options.recording);
     for (const std::string& note : recording.notes) tell(note);
     for (const std::string& unknown : recording.header.unknown) tell("not known: " + unknown);
-    run::refuseHidden(options.journal, "the journal");
+    checkJournal(options.journal);
     run::refuseHiddenProgram(options.program[0]);
     run::enterWorld();
     const Script script = makeScript(recording);
     RecordedPhone phone(script);
     return judge(recording, play(options, recording, phone, script));
+}
+
+int replayOrRefuse(const Options& options) {
+    try {
+        return replayIt(options);
+    } catch (const recording::Wrong& wrong) {
+        cli::complain(run::kProgram, wrong.what());
+        return kWrong;
+    }
 }
 
 }  // namespace
@@ -173,7 +189,7 @@ void addReplay(cli::Command& program) {
             "be started.\n\n"
             "Example:\n"
             "  bivista-emulator replay report.jsonl --fast -- ./service");
-    command.setAction([options] { return run::guard([&] { return replayIt(*options); }); });
+    command.setAction([options] { return run::guard([&] { return replayOrRefuse(*options); }); });
 }
 
 }  // namespace replay
