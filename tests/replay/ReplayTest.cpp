@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/phone/Program.h"
@@ -256,6 +257,38 @@ TEST_F(ReplayTest, RefusesWhatIsNoRecording) {
     const Outcome later = replay("true");
     EXPECT_EQ(later.status, 2);
     EXPECT_THAT(later.err, StartsWith("bivista-emulator: " + file() + ":1: "));
+}
+
+TEST_F(ReplayTest, RefusesFirstFilesThatAreNotOfThePhone) {
+    givenRecording(
+            R"({"recording":2,"program":"bivista-emulator 1.0","source":"phone","start":{"properties":{},"files":{"/etc/x":"y"},"images":{}}}
+)");
+    const Outcome outcome = replay("true");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "bivista-emulator: " + file() +
+                                   ": \"/etc/x\" is not a file of the phone: name one below /dev, "
+                                   "/sys, /data or /system_ext\n");
+}
+
+TEST_F(ReplayTest, GoesOnAfterAnEntryThatCannotBePlayed) {
+    givenRecording(
+            R"({"seq":1,"time_us":1,"kind":"attach","path":"1-1","bytes":"{\\\"tty\\\":999,\\\"usb\\\":3}","note":"3e91:6a2f T 1"}
+{"seq":2,"time_us":2,"kind":"property","path":"a.b","bytes":"c"}
+)");
+    const Outcome outcome = replay("cat /data/property/host.prop");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "a.b=c\nno difference; deeds compared: 0\n");
+    EXPECT_EQ(outcome.err,
+              "bivista-emulator: entry 1 cannot be played: a tty's number is 0 to 255\n");
+}
+
+TEST_F(ReplayTest, RefusesAJournalThatCannotBeRead) {
+    record(kWrite);
+    const std::string fifo = mFolder + "/fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const Outcome outcome = replay("true", {"--journal", fifo});
+    EXPECT_EQ(outcome.status, 125);
+    EXPECT_THAT(outcome.err, HasSubstr(fifo + " is no regular file"));
 }
 
 TEST_F(ReplayTest, RefusesWrongArguments) {
