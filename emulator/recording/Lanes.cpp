@@ -42,6 +42,8 @@ std::string laneOf(const Entry& entry) {
     switch (entry.kind) {
         case Kind::TtyRx:
             return laneOfCommand(entry.bytes);
+        case Kind::TtyOpen:
+            return "tty-open " + entry.path;
         case Kind::NodeOpen:
         case Kind::NodeWrite:
         case Kind::NodeClose:

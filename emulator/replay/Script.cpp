@@ -205,7 +205,6 @@ class Maker {
 std::string laneOf(const Entry& entry) {
     switch (entry.kind) {
         case Kind::TtyTx:
-        case Kind::TtyOpen:
         case Kind::HidOpen:
             return std::string(phone::name(entry.kind)) + " " + entry.path;
         default:

@@ -75,7 +75,7 @@ struct Script {
 };
 
 // As recording::laneOf(), with lanes for what is awaited, though not compared: the opens of
-// devices, and what these sent.
+// the panel, and what devices sent.
 std::string laneOf(const phone::Entry& entry);
 
 Script makeScript(const recording::Recording& recording);

@@ -182,7 +182,7 @@ TEST(ComparisonTest, ThreadsHaveLanesOfTheirOwn) {
     };
     EXPECT_EQ(lane(Kind::TtyRx, kTty, "AT%BV=1\r"), "tty");
     EXPECT_EQ(lane(Kind::TtyRx, kTty, "AT%DB=7\r"), "tty brightness");
-    EXPECT_EQ(lane(Kind::TtyOpen, kTty), "");
+    EXPECT_EQ(lane(Kind::TtyOpen, kTty), std::string("tty-open ") + kTty);
     EXPECT_EQ(lane(Kind::HidSet, kPanel), "hidraw");
     EXPECT_EQ(lane(Kind::HidGet, kPanel), "hidraw");
     EXPECT_EQ(lane(Kind::HidWrite, kPanel), "hidraw frames");
