@@ -31,8 +31,8 @@ constexpr Time kKillAfter = std::chrono::seconds(5);
 // Entries of the journal that are taken in one go.
 constexpr size_t kMostTaken = 10'000;
 // So much more than twice the recording a program may do: its journal takes memory.
-constexpr size_t kMostEntries = 200'000;
-constexpr size_t kMostBytes = 32 << 20;
+constexpr size_t kMostEntries = 50'000;
+constexpr size_t kMostBytes = 8 << 20;
 
 }  // namespace
 

@@ -52,6 +52,7 @@ struct Outcome {
     bool wasLeft = false;
     bool wasAlone = false;
     bool wasTooMuch = false;
+    bool isTooLong = false;  // its journal, to be compared
     bool endedItself = false;
     std::vector<phone::Entry> entries{};  // that are to be compared
 };
@@ -100,14 +101,14 @@ Outcome play(const Options& options, const recording::Recording& recording, Reco
     player.setUp();
     Outcome outcome;
     outcome.status = run::runProgram([&] { return phone.spawn(options.program); },
-                                     [&](pid_t) { player.start(); });
-    player.stop();
+                                     [&](pid_t) { player.start(); }, [&] { player.stop(); });
     run::tellOfLostJournal(phone.journal(), file);
     outcome.wasLeft = player.wasLeft();
     outcome.wasAlone = player.wasAlone();
     outcome.wasTooMuch = player.wasTooMuch();
     outcome.endedItself = player.endedItself();
-    outcome.entries = player.select(readOwn(file));
+    outcome.isTooLong = std::filesystem::file_size(file) > recording::kMostBytes;
+    if (!outcome.isTooLong) outcome.entries = player.select(readOwn(file));
     return outcome;
 }
 
@@ -137,6 +138,11 @@ bool isCrash(const Outcome& outcome) {
 
 int judge(const recording::Recording& recording, const Outcome& outcome) {
     if (outcome.status == run::kProgramFailed) return outcome.status;
+    if (outcome.wasTooMuch) tell("the program did far more than was recorded, and was ended");
+    if (outcome.isTooLong) {
+        cli::complain(run::kProgram, "what it did is too long to be compared");
+        return kDiffers;
+    }
     const int status = report(recording, outcome.entries);
     if (outcome.wasAlone) {
         cli::complain(run::kProgram, "the program did not serve");
@@ -151,7 +157,6 @@ int judge(const recording::Recording& recording, const Outcome& outcome) {
         cli::complain(run::kProgram, "the program did all, and crashed then," + ended);
         return kNotServed;
     }
-    if (outcome.wasTooMuch) tell("the program did far more than was recorded, and was ended");
     return status;
 }
 

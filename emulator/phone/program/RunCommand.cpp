@@ -87,8 +87,9 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
     // After the server, which makes sure that the folder has no other emulator.
     const calls::ClientCalls calls(phone, folder);
     neighbours.serve();
-    const int status = run::runProgram([&] { return phone.spawn(options.program); });
-    page.reset();
+    const int status = run::runProgram([&] { return phone.spawn(options.program); }, [](pid_t) {},
+                                       // It ends by itself when asked, and takes its file away.
+                                       [&page] { page.reset(); });
     run::tellOfLostJournal(phone.journal(), options.journal);
     return status;
 }

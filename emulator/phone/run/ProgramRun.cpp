@@ -78,7 +78,8 @@ void setEnvironment(const std::string& registry) {
     unsetenv("ANDROID_PROPERTY_FILE");
 }
 
-int runProgram(const std::function<pid_t()>& spawn, const std::function<void(pid_t)>& started) {
+int runProgram(const std::function<pid_t()>& spawn, const std::function<void(pid_t)>& started,
+               const std::function<void()>& ended) {
     pid_t program = -1;
     try {
         program = spawn();
@@ -86,8 +87,9 @@ int runProgram(const std::function<pid_t()>& spawn, const std::function<void(pid
         cli::complain(kProgram, error.what());
         return kProgramFailed;
     }
-    if (started) started(program);
+    started(program);
     const int status = phone::attend(program);
+    ended();
     // Children are left only when the program's keeper was killed.
     phone::endChildren();
     return exitStatus(status);

@@ -36,8 +36,10 @@ void setEnvironment(const std::string& registry);
 
 // Starts the program with `spawn`, waits for its end and ends what it leaves. Returns its exit
 // status (128 + signal when one ended it), or kProgramFailed, which standard error explains.
-// `started` is called in between, with its keeper.
-int runProgram(const std::function<pid_t()>& spawn, const std::function<void(pid_t)>& started = {});
+// `started` is called in between, with its keeper; `ended` after its end, before all other children
+// of this process are killed.
+int runProgram(const std::function<pid_t()>& spawn, const std::function<void(pid_t)>& started,
+               const std::function<void()>& ended);
 
 // Says so when the journal's file is not whole.
 void tellOfLostJournal(const phone::Journal& journal, const std::string& file);
