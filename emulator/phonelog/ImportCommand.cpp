@@ -88,12 +88,13 @@ void addImport(cli::Command& program) {
     command.take("-o,--output", &options->output, "File to write the recording to")
             .write("FILE", "standard output");
     command.takeParsed(
-            "--pid",
-            [options](const std::string& text) -> std::string {
-                options->pid = cover::parseInteger<int>(text);
-                return options->pid ? "" : "must be a process id";
-            },
-            "Take this process of the service, not the last one with an attach");
+                   "--pid",
+                   [options](const std::string& text) -> std::string {
+                       options->pid = cover::parseInteger<int>(text);
+                       return options->pid ? "" : "must be a process id";
+                   },
+                   "Take this process of the service, not the last one with an attach")
+            .write("PID", "");
     command.flag("--redact", &options->redact,
                  "Take texts out that may tell of a person or device");
     command.setHelp(
