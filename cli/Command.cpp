@@ -105,7 +105,7 @@ const CLI::App* lastOf(const CLI::App* program) {
 
 // What is wrong with the command line, and where help is.
 std::string explain(const CLI::ParseError& error, const CLI::App& program, const Words& words) {
-    const std::string unknown = explainUnknownWord(program, words);
+    std::string unknown = explainUnknownWord(program, words);
     if (!unknown.empty()) return unknown;
     const CLI::App* command = lastOf(&program);
     std::string wrong = error.what();

@@ -7,8 +7,7 @@
 namespace phone {
 
 std::string findService() {
-    const std::string service =
-            cli::findBeside(BIVISTA_SERVICE_NAME, {".", BIVISTA_SERVICE_FOLDER});
+    std::string service = cli::findBeside(BIVISTA_SERVICE_NAME, {".", BIVISTA_SERVICE_FOLDER});
     if (!service.empty()) return service;
     throw Error("no " BIVISTA_SERVICE_NAME " lies beside this program");
 }
