@@ -3,6 +3,8 @@
 
 #include <stdlib.h>
 
+#include <new>
+
 #include "host/hidl/Registry.h"
 #include "tools/ExitStatus.h"
 
@@ -17,12 +19,20 @@ std::string registryInWords() {
     return "HIDL_SOCKET_DIR=" + folder;
 }
 
+// Before the service is blamed: a process without memory drops its connections too. Throws
+// bad_alloc when that is so.
+void requireMemory() {
+    constexpr size_t kLeast = 4 << 20;
+    ::operator delete(::operator new(kLeast));
+}
+
 }  // namespace
 
 ::android::sp<BivistaV1_0> findService() {
     // Does not wait for a service that is declared and not up.
     ::android::sp<BivistaV1_0> service = BivistaV1_0::tryGetService();
     if (service != nullptr) return service;
+    requireMemory();
     throw Failure(EXIT_NO_SERVICE,
                   "no Bivista service answers in " + registryInWords() +
                           ". Start the service, or set HIDL_SOCKET_DIR to the folder that it was "
@@ -49,6 +59,7 @@ std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service)
 void requireDelivered(const ::android::hardware::details::return_status& result) {
     if (result.isOk()) return;
     if (result.isDeadObject()) {
+        requireMemory();
         throw Failure(EXIT_NO_SERVICE, "the service died during the call (" + result.description() +
                                                "). Look into its log, and start it again.");
     }
