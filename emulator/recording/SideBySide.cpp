@@ -7,10 +7,12 @@
 #include "emulator/cover/Text.h"
 #include "emulator/recording/Deeds.h"
 #include "emulator/timeline/Event.h"
+#include "emulator/timeline/Line.h"
 
 namespace recording {
 
 using phone::Entry;
+using timeline::cut;
 
 namespace {
 
@@ -18,12 +20,6 @@ constexpr size_t kContext = 3;  // entries before and after a difference
 constexpr size_t kWidest = 160;
 constexpr size_t kNarrowest = 24;
 constexpr std::string_view kNothing = "(nothing)";
-
-std::string cut(std::string text, size_t width) {
-    constexpr std::string_view kMore = "...";
-    if (text.size() > width) text.replace(width - kMore.size(), std::string::npos, kMore);
-    return text;
-}
 
 // Two columns, between them whether they differ.
 class Table {

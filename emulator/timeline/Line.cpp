@@ -37,12 +37,6 @@ std::string fill(std::string text, size_t width) {
     return text;
 }
 
-std::string cut(const std::string& text, size_t width) {
-    constexpr std::string_view kMore = "...";
-    if (text.size() <= width) return text;
-    return text.substr(0, width - kMore.size()).append(kMore);
-}
-
 std::string durationOf(const Item& item) {
     constexpr std::string_view kInstants[] = {"control", "log", "unsolicited"};
     const bool isInstant = std::ranges::find(kInstants, item.kind) != std::end(kInstants);
@@ -66,6 +60,12 @@ void trimRight(std::string& line) {
 }
 
 }  // namespace
+
+std::string cut(std::string text, size_t width) {
+    constexpr std::string_view kMore = "...";
+    if (text.size() > width) text.replace(width - kMore.size(), std::string::npos, kMore);
+    return text;
+}
 
 Line lineOf(const Item& item, size_t width) {
     size_t title = kWideTitle;

@@ -15,6 +15,9 @@ struct Line {
     std::string verdict;  // "!" after that of what a fault struck
 };
 
+// The text in at most `width` columns, 3 or more; one that is longer ends with "...".
+std::string cut(std::string text, size_t width);
+
 // Exactly as many columns as `width`, or fewer; 0: as many as it takes.
 Line lineOf(const Item& item, size_t width);
 
