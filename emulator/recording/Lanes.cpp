@@ -75,14 +75,17 @@ bool isStimulus(const Entry& entry) {
         case Kind::Detach:
         case Kind::NodeSet:
         case Kind::Property:
+        case Kind::Signal:
         case Kind::Uevent:
             return true;
         case Kind::ClientCall:
             return !entry.path.empty();
         case Kind::Control:
-            // The neighbours' states have no entries of their own. A refused one changed nothing.
+            // The neighbours' states and the cover's settings have no entries of their own. A
+            // refused request changed nothing.
             return entry.note.empty() && (entry.path.find("/v1/accessory") != std::string::npos ||
-                                          entry.path.find("/v1/lpwg") != std::string::npos);
+                                          entry.path.find("/v1/lpwg") != std::string::npos ||
+                                          entry.path == "PUT /v1/cover");
         default:
             return false;
     }

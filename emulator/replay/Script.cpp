@@ -78,10 +78,9 @@ class Maker {
     static bool isPlayed(const Entry& entry) {
         // A fault of a node is a state of files, where no device answers. What a fault of the cover
         // or its panel caused is among their answers.
-        if (entry.kind == Kind::Fault)
+        if (entry.kind == Kind::Fault) {
             return entry.bytes.empty() || phone::isNodeFault(entry.bytes);
-        if (entry.kind == Kind::Control && entry.path == "PUT /v1/cover") return entry.note.empty();
-        if (entry.kind == Kind::Signal) return true;
+        }
         return recording::isStimulus(entry);
     }
 

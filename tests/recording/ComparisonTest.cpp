@@ -207,6 +207,9 @@ TEST(ComparisonTest, StimuliAreWhatAReplayBringsAbout) {
     EXPECT_TRUE(isOne(Kind::Control, "PUT /v1/accessory"));
     EXPECT_FALSE(isOne(Kind::Control, "PUT /v1/accessory", "refused"));
     EXPECT_FALSE(isOne(Kind::Control, "POST /v1/attach"));
+    EXPECT_TRUE(isOne(Kind::Control, "PUT /v1/cover"));
+    EXPECT_FALSE(isOne(Kind::Control, "PUT /v1/cover", "refused"));
+    EXPECT_TRUE(isOne(Kind::Signal, ""));
     EXPECT_FALSE(isOne(Kind::TtyRx, kTty));
     EXPECT_FALSE(isOne(Kind::TtyTx, kTty));
 }

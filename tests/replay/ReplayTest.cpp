@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/phone/Program.h"
