@@ -145,8 +145,12 @@ bool Player::awaitNext() {
 bool Player::isAtOnce(const Stimulus& first, const Stimulus& second) const {
     const Time end = first.entry->time + first.entry->duration.value_or(Time());
     if (!first.device || !second.device || second.entry->time - end >= kAtOnce) return false;
-    if (second.entry->kind == Kind::Attach) return first.entry->kind == Kind::Detach;
     const auto deed = std::ranges::lower_bound(mScript.deeds, end, {}, &Deed::time);
+    if (second.entry->kind == Kind::Attach) {
+        // What the service did in between it does before the cover is back.
+        const bool isAfter = deed == mScript.deeds.end() || deed->time > second.entry->time;
+        return isAfter && first.entry->kind == Kind::Detach;
+    }
     return first.entry->kind == Kind::Attach && second.entry->kind == Kind::TtyTx &&
            deed != mScript.deeds.end() && deed->time == second.entry->time;
 }
