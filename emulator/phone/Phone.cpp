@@ -11,10 +11,6 @@ namespace phone {
 
 namespace {
 
-std::unique_ptr<Backend> makeWorldBackend(EventLoop& loop) {
-    return std::make_unique<WorldBackend>(loop);
-}
-
 std::optional<cover::Time> earliest(std::initializer_list<std::optional<cover::Time>> times) {
     std::optional<cover::Time> first;
     for (const std::optional<cover::Time>& time : times) {

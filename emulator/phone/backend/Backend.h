@@ -79,6 +79,10 @@ class Backend {
             std::function<void(size_t fault, const std::string& path, const std::string& call)>;
     virtual void setNodeFaults(const std::vector<NodeFault>& faults, const NodeFaultMet& met) = 0;
 
+    // Whether the kernel of this back end itself suspends and wakes the devices of its bus, and
+    // writes their power/runtime_status.
+    virtual bool managesPower() const { return false; }
+
     // The kernel's uevents: 1 to kLongestUevent bytes. One thread at a time, any.
     virtual void raiseUevent(const std::string& event) = 0;
     // The same bytes from a process.

@@ -33,6 +33,7 @@ void UsbPower::setFirstOptions(const PowerOptions& options) {
 std::optional<std::string> UsbPower::status() const {
     return call([&] {
         if (mDevice.empty()) return std::optional<std::string>();
+        if (mBackend.managesPower()) return readStatus();
         return std::optional<std::string>(mIsSuspended ? "suspended" : "active");
     });
 }
@@ -43,8 +44,15 @@ void UsbPower::plug(const std::string& device) {
     mIsAllowed = false;
     mIsSuspended = false;
     mAwake = mLastUse = EventLoop::now();
-    put("runtime_status", "active\n");
+    if (!mBackend.managesPower()) put("runtime_status", "active\n");
     putDelay();
+}
+
+std::optional<std::string> UsbPower::readStatus() const {
+    std::optional<std::string> text =
+            mBackend.readFile("/sys/bus/usb/devices/" + mDevice + "/power/runtime_status");
+    if (text) std::erase(*text, '\n');
+    return text;
 }
 
 void UsbPower::unplug() {
@@ -73,6 +81,7 @@ void UsbPower::control(const std::string& path, const std::string& bytes) {
 
 std::optional<cover::Time> UsbPower::turn() {
     if (mDevice.empty() || !mIsAllowed || mIsSuspended) return std::nullopt;
+    if (mBackend.managesPower()) return std::nullopt;
     if (!mOptions.autosuspendDelay) return std::nullopt;
     const cover::Time due = std::max(mLastUse, mAwake + kOpening) + *mOptions.autosuspendDelay;
     if (EventLoop::now() < due) return due;

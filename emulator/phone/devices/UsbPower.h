@@ -47,6 +47,8 @@ class UsbPower : public Subject {
   private:
     void put(const char* file, const std::string& text);
     void putDelay();
+    // Of a kernel that manages it.
+    std::optional<std::string> readStatus() const;
     void suspend(bool suspended);
 
     PowerOptions mFirst;

@@ -37,8 +37,9 @@ constexpr char kJournal[] = "journal";
 constexpr int64_t kSecondUs = 1'000'000;
 
 int64_t nowUs() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+    using std::chrono::system_clock;
+    const auto now = system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
 // The last time that it was so late, by the local clock; none for other texts.

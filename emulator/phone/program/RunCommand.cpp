@@ -75,9 +75,9 @@ void setUp(phone::Phone& phone, const RunOptions& options, JournalStream* stream
     phone.cover.attach(cover);
 }
 
-int runOnPhone(const RunOptions& options, const std::string& folder, JournalStream* stream,
-               std::unique_ptr<ui::Companion> page) {
-    phone::Phone phone;
+int runOnPhone(const run::Ground& ground, const RunOptions& options, const std::string& folder,
+               JournalStream* stream, std::unique_ptr<ui::Companion> page) {
+    phone::Phone phone(ground.makeBackend);
     setUp(phone, options, stream);
     // The program is root here, whichever user started it. It must use the same folder as its
     // clients.
@@ -95,7 +95,7 @@ int runOnPhone(const RunOptions& options, const std::string& folder, JournalStre
 }
 
 // Runs until the program ends; returns its exit status (128 + signal when one ended it).
-int runProgram(const RunOptions& options) {
+int runProgram(const run::Ground& ground, const RunOptions& options) {
     const std::string folder = fs::absolute(control::socketFolder());
     run::refuseHidden(folder, "the socket folder");
     run::refuseHiddenProgram(options.program[0]);
@@ -106,8 +106,8 @@ int runProgram(const RunOptions& options) {
     // Outside of the world, whose network is another one.
     std::unique_ptr<ui::Companion> page;
     if (options.ui) page = std::make_unique<ui::Companion>(options.open);
-    run::enterWorld();
-    return runOnPhone(options, folder, stream.get(), std::move(page));
+    ground.enter();
+    return runOnPhone(ground, options, folder, stream.get(), std::move(page));
 }
 
 // False when there is none, which it reports.
@@ -122,10 +122,10 @@ bool takeService(std::vector<std::string>& program) {
 }
 
 // The same; without a program, runs the service. Reports errors on standard error.
-int runOrFail(RunOptions& options) {
+int runOrFail(const run::Ground& ground, RunOptions& options) {
     return run::guard([&] {
         if (options.program.empty() && !takeService(options.program)) return run::kProgramFailed;
-        return runProgram(options);
+        return runProgram(ground, options);
     });
 }
 
@@ -135,7 +135,7 @@ std::string checkProperty(const std::string& text) {
 
 }  // namespace
 
-void addRun(cli::Command& program) {
+void addRun(cli::Command& program, const run::Ground& ground) {
     const auto options = std::make_shared<RunOptions>();
     cli::Command& command = program.add("run", "Run a program on an emulated phone");
     command.flag("--no-cover", &options->noCover, "Start without the cover");
@@ -171,7 +171,7 @@ void addRun(cli::Command& program) {
             "Examples:\n"
             "  bivista-emulator run\n"
             "  bivista-emulator run --no-cover --journal /tmp/journal.jsonl -- sh");
-    command.setAction([options] { return runOrFail(*options); });
+    command.setAction([ground, options] { return runOrFail(ground, *options); });
 }
 
 }  // namespace emulator

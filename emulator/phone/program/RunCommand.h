@@ -3,10 +3,11 @@
 #pragma once
 
 #include "cli/Command.h"
+#include "emulator/phone/run/ProgramRun.h"
 
 namespace emulator {
 
-// Adds the "run" command to the program.
-void addRun(cli::Command& program);
+// Adds the "run" command, whose phone stands on this ground, to the program.
+void addRun(cli::Command& program, const run::Ground& ground);
 
 }  // namespace emulator

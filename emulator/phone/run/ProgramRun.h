@@ -7,6 +7,8 @@
 
 #include <sys/types.h>
 
+#include "emulator/phone/backend/Backend.h"
+
 namespace phone {
 class Journal;
 }  // namespace phone
@@ -15,6 +17,14 @@ namespace run {
 
 // How these commands name themselves on standard error.
 inline constexpr char kProgram[] = "bivista-emulator";
+
+// What a phone stands on.
+struct Ground {
+    // Takes this process there, while it has one thread. Throws phone::Error when that cannot be.
+    std::function<void()> enter;
+    // The phone's devices there.
+    phone::MakeBackend makeBackend;
+};
 
 // Exit status of a run whose phone could not be made, or failed.
 inline constexpr int kPhoneFailed = 125;

@@ -291,4 +291,8 @@ Verdict WorldBackend::decide(const ReportCall& call, bool waited) {
     return mHidraw.decide(call, waited);
 }
 
+std::unique_ptr<Backend> makeWorldBackend(EventLoop& loop) {
+    return std::make_unique<WorldBackend>(loop);
+}
+
 }  // namespace phone

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <vector>
 
 #include <android-base/unique_fd.h>
@@ -77,5 +78,8 @@ class WorldBackend : public Backend {
     android::base::unique_fd mProgram;  // a pidfd of what was spawned last
     int mLastUsbNumber = 1;
 };
+
+// A MakeBackend.
+std::unique_ptr<Backend> makeWorldBackend(EventLoop& loop);
 
 }  // namespace phone
