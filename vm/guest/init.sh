@@ -1,10 +1,10 @@
 #!/bin/sh
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# The first program in the machine, run by busybox: loads the drivers, and makes the host's root folder, read-only,
-# the machine's own.
+# The first program in the machine, run by busybox: loads the drivers, makes the machine's root folder of the host's,
+# and goes on with session.sh there.
 PATH=/bin
 
-# run.sh hears of the machine on its second serial port, which needs no driver that has to be loaded.
+# Hears of the machine on the other side of its second serial port, whose driver is there from the beginning: run.sh.
 mount -t devtmpfs dev /dev
 mount -t proc proc /proc
 mount -t sysfs sys /sys
@@ -16,31 +16,45 @@ refuse() {
     echo "refused $*" >&3
     exec sleep 2147483647
 }
-
 while read -r driver; do
     insmod "/drivers/$driver" 2>/insmod.err || refuse "the driver $driver does not load: $(tail -n 1 /insmod.err)"
 done </drivers/order
 
 # share TAG FOLDER OPTIONS: mounts a folder of the host.
 share() { mount -t 9p -o "trans=virtio,version=9p2000.L,msize=512000,$3" "$1" "$2" || refuse "cannot mount $1"; }
+# own FOLDER MODE: mounts a folder of the machine's own.
+own() { mount -t tmpfs -o "mode=$2" own "$1" || refuse "cannot mount $1"; }
 
-# The host's files do not change while the machine runs, as far as it cares: the kernel may keep what it has read.
+# What has been read of the host's files is kept: they do not change while the machine runs, as far as it cares.
 mkdir -p /host /own /root
 share host /host ro,cache=loose
-# Mount points that the host lacks stand in a folder of our own above it.
-mount -t tmpfs own /own
+# Mount points that the host lacks come from a folder above it.
+own /own 755
 mkdir -p /own/work /own/root/data /own/root/system_ext /own/root/out
-mount -t overlay -o lowerdir=/host,upperdir=/own/root,workdir=/own/work root /root || refuse "cannot mount the root folder"
-for folder in run tmp var/tmp data system_ext; do
-    mount -t tmpfs -o mode=755 "$folder" "/root/$folder" || refuse "cannot mount /$folder"
-done
-chmod 1777 /root/tmp /root/var/tmp
-# Writes reach the host at once, and its errors the writer.
+mount -t overlay -o lowerdir=/host,upperdir=/own/root,workdir=/own/work root /root || refuse "cannot mount /"
+# What is written there reaches the host at once, and an error the writer.
 share out /root/out cache=mmap
+own /root/run 755
+own /root/tmp 1777
+own /root/var/tmp 1777
+own /root/data 755
+own /root/system_ext 755
 mount -o remount,ro /root
-mkdir /root/run/vm
-cp /session.sh /settings /root/run/vm/
-for folder in dev proc sys; do mount --move "/$folder" "/root/$folder"; done
+
+mkdir -p /dev/pts /dev/shm /root/run/hidl
+mount -t devpts -o ptmxmode=666 devpts /dev/pts
+own /dev/shm 1777
+ln -s /proc/self/fd /dev/fd
+ln -s /proc/self/fd/0 /dev/stdin
+ln -s /proc/self/fd/1 /dev/stdout
+ln -s /proc/self/fd/2 /dev/stderr
+mount -t debugfs debugfs /sys/kernel/debug
+mount -t cgroup2 cgroup /sys/fs/cgroup
+ip link set lo up
+hostname machine
+
+cp -a /vm /root/run/vm
 mkdir /root/run/vm/host
 mount --move /host /root/run/vm/host
+for folder in dev proc sys; do mount --move "/$folder" "/root/$folder"; done
 exec switch_root /root /bin/bash /run/vm/session.sh
