@@ -21,6 +21,8 @@ host, for what shall stay. COMMAND's standard output and error both come out on 
   --out DIR        the folder that is /out there; console.log in it is the kernel's console (build/vm/run/latest)
   --limit SECONDS  end the machine when COMMAND has run so long (600)
   --memory MB      the machine's memory (1024)
+  --disk FILE      instead of the host's files the machine has this disk (ext4) for its root, and boots the systemd on
+                   it; nothing is written to the disk's file. The project alone is there at its own path
   --no-kvm         do not try KVM
   --linux DIR      another kernel, unpacked as in build/vm/linux
   --no-install     install and download nothing; fail where something is missing
@@ -41,19 +43,21 @@ preset=release
 out=
 limit=600
 memory=1024
+disk=
 kvm=yes
 linux=
 install=()
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
-        --preset | --out | --limit | --memory | --linux)
+        --preset | --out | --limit | --memory | --disk | --linux)
             [ -n "${2:-}" ] || fail "$1 needs a value; see vm/run.sh --help"
             case $1 in
                 --preset) preset=$2 ;;
                 --out) out=$(in_caller "$2") ;;
                 --limit) number "$@"; limit=$2 ;;
                 --memory) number "$@"; memory=$2 ;;
+                --disk) disk=$(in_caller "$2") ;;
                 --linux) linux=$(in_caller "$2") ;;
             esac
             shift ;;
@@ -103,6 +107,7 @@ fi
 images=("$linux"/boot/vmlinuz-*)
 [ -f "${images[0]}" ] || fail "there is no boot/vmlinuz-... in $linux"
 image=${images[0]}
+[ -z "$disk" ] || [ -r "$disk" ] || fail "cannot read the disk '$disk'"
 release=${image##*/vmlinuz-}
 
 if [ -z "$out" ]; then make_run_folder "$PWD/build/vm/run"; fi
@@ -110,8 +115,16 @@ mkdir -p "$out" || exit 2
 exec {console}>"$out/console.log" || exit 124
 
 private=$(mktemp -d)
+# A comma separates QEMU's own words.
+for_qemu() { printf '%s' "${1//,/,,}"; }
+disk_options=()
+root_drivers=(overlay)
+if [ -n "$disk" ]; then
+    disk_options=(-drive "file=$(for_qemu "$disk"),if=virtio,format=raw,snapshot=on")
+    root_drivers=(virtio_blk ext4)
+fi
 # The drivers for the machine itself, then the phone's.
-drivers=(virtio_pci virtio_console 9pnet_virtio 9p overlay vhci-hcd cdc-acm usbhid hid-generic)
+drivers=(virtio_pci virtio_console 9pnet_virtio 9p "${root_drivers[@]}" vhci-hcd cdc-acm usbhid hid-generic)
 
 # collect_drivers FOLDER: the files of the drivers and of those that they need, and in "order" how they are loaded.
 collect_drivers() {
@@ -133,12 +146,16 @@ make_initramfs() {
     local root=$private/root project=$PWD folder=$called_in applet
     mkdir -p "$root"/{bin,dev,proc,sys}
     cp "$(command -v busybox)" "$root/bin/busybox"
-    for applet in sh mount mkdir stty insmod tail chmod cp sleep switch_root; do ln -s busybox "$root/bin/$applet"; done
+    for applet in sh mount mkdir stty insmod tail chmod cp ln sleep switch_root; do ln -s busybox "$root/bin/$applet"; done
     collect_drivers "$root/drivers"
     cp vm/guest/init.sh "$root/init"
     cp vm/guest/session.sh "$root/"
     chmod 755 "$root/init"
     declare -p project folder preset command >"$root/settings"
+    if [ -n "$disk" ]; then
+        cp vm/guest/command.service "$root/"
+        echo "$linux/lib/modules" >"$root/modules"
+    fi
     (cd "$root" && find . | cpio --quiet -o -H newc >"$private/initramfs")
 }
 make_initramfs
@@ -149,8 +166,6 @@ exec {ear}<>"$private/said"
 # hear SECONDS: the next word is in $said, what follows it in $rest.
 hear() { read -r -t "$1" -u "$ear" said rest; }
 
-# A comma separates QEMU's own words.
-for_qemu() { printf '%s' "${1//,/,,}"; }
 start_machine() {
     exec {output}> >(cat || failed=$?; echo "written ${failed:-0}" >&"$ear")
     setpriv --pdeathsig KILL qemu-system-x86_64 -nodefaults -no-user-config -display none -no-reboot \
@@ -161,7 +176,7 @@ start_machine() {
         -device virtio-serial-pci -chardev "file,id=output,path=/dev/fd/$output" -device virtserialport,chardev=output \
         -virtfs "local,path=/,mount_tag=host,security_model=none,multidevs=remap,readonly=on" \
         -virtfs "local,path=$(for_qemu "$out"),mount_tag=out,security_model=none,multidevs=remap" \
-        </dev/null >"$private/qemu.log" 2>&1 &
+        "${disk_options[@]}" </dev/null >"$private/qemu.log" 2>&1 &
     machine=$!
     exec {output}>&-
 }

@@ -24,23 +24,42 @@ done </drivers/order
 # share TAG FOLDER OPTIONS: mounts a folder of the host.
 share() { mount -t 9p -o "trans=virtio,version=9p2000.L,msize=512000,$3" "$1" "$2" || refuse "cannot mount $1"; }
 
+mkdir -p /host /root
 # The host's files do not change while the machine runs, as far as it cares: the kernel may keep what it has read.
-mkdir -p /host /own /root
 share host /host ro,cache=loose
-# Mount points that the host lacks stand in a folder of our own above it.
-mount -t tmpfs own /own
-mkdir -p /own/work /own/root/data /own/root/system_ext /own/root/out
-mount -t overlay -o lowerdir=/host,upperdir=/own/root,workdir=/own/work root /root || refuse "cannot mount the root folder"
-for folder in run tmp var/tmp data system_ext; do
-    mount -t tmpfs -o mode=755 "$folder" "/root/$folder" || refuse "cannot mount /$folder"
-done
-chmod 1777 /root/tmp /root/var/tmp
+
+# The host's root folder, read-only, for the machine's own.
+root_of_host() {
+    # Mount points that the host lacks stand in a folder of our own above it.
+    mkdir /own
+    mount -t tmpfs own /own
+    mkdir -p /own/work /own/root/data /own/root/system_ext /own/root/out
+    mount -t overlay -o lowerdir=/host,upperdir=/own/root,workdir=/own/work root /root ||
+        refuse "cannot mount the root folder"
+    for folder in tmp var/tmp data system_ext; do
+        mount -t tmpfs -o mode=755 "$folder" "/root/$folder" || refuse "cannot mount /$folder"
+    done
+    chmod 1777 /root/tmp /root/var/tmp
+}
+# A disk whose own systemd runs the session.
+root_of_disk() {
+    mount -t ext4 /dev/vda /root || refuse "cannot mount the disk"
+    mkdir -p /root/out /root/lib/modules
+    mount --bind "/host$(cat /modules)" /root/lib/modules || refuse "cannot mount the drivers"
+}
+if [ -e /command.service ]; then root_of_disk; else root_of_host; fi
+mount -t tmpfs -o mode=755 run /root/run || refuse "cannot mount /run"
 # Writes reach the host at once, and its errors the writer.
 share out /root/out cache=mmap
-mount -o remount,ro /root
-mkdir /root/run/vm
+mkdir /root/run/vm /root/run/vm/host
 cp /session.sh /settings /root/run/vm/
 for folder in dev proc sys; do mount --move "/$folder" "/root/$folder"; done
-mkdir /root/run/vm/host
 mount --move /host /root/run/vm/host
+if [ -e /command.service ]; then
+    mkdir -p /root/run/systemd/system/multi-user.target.wants
+    cp /command.service /root/run/systemd/system/
+    ln -s ../command.service /root/run/systemd/system/multi-user.target.wants/
+    exec switch_root /root /lib/systemd/systemd
+fi
+mount -o remount,ro /root
 exec switch_root /root /bin/bash /run/vm/session.sh

@@ -1,21 +1,27 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# What runs in the machine after init.sh, as process 1 and with the host's programs: runs the caller's command.
-# Descriptor 3 leads to run.sh.
+# What runs in the machine after init.sh: runs the caller's command. It is process 1 and has the host's programs; or the
+# systemd of the machine's disk has started it.
 set -uo pipefail
 # From run.sh: $project, $folder, $preset, $command.
 source /run/vm/settings
+# It leads to run.sh.
+exec 3>/dev/ttyS1
 
-mkdir -p /dev/pts /dev/shm /run/hidl /run/vm/bin
-mount -t devpts -o ptmxmode=666 devpts /dev/pts
-mount -t tmpfs shm /dev/shm
-mount -t debugfs debugfs /sys/kernel/debug
-mount -t cgroup2 cgroup /sys/fs/cgroup
-ln -s /proc/self/fd /dev/fd
-ln -s /proc/self/fd/0 /dev/stdin
-ln -s /proc/self/fd/1 /dev/stdout
-ln -s /proc/self/fd/2 /dev/stderr
-busybox ip link set lo up
+# What systemd does where it is process 1.
+prepare() {
+    mkdir -p /dev/pts /dev/shm /run/hidl
+    mount -t devpts -o ptmxmode=666 devpts /dev/pts
+    mount -t tmpfs shm /dev/shm
+    mount -t debugfs debugfs /sys/kernel/debug
+    mount -t cgroup2 cgroup /sys/fs/cgroup
+    ln -s /proc/self/fd /dev/fd
+    ln -s /proc/self/fd/0 /dev/stdin
+    ln -s /proc/self/fd/1 /dev/stdout
+    ln -s /proc/self/fd/2 /dev/stderr
+    busybox ip link set lo up
+}
+if [ $$ = 1 ]; then prepare; fi
 busybox hostname machine
 
 # A folder below one of the machine's own is put there.
@@ -26,6 +32,7 @@ for path in "$project" "$folder"; do
     fi
 done
 
+mkdir /run/vm/bin
 for program in bivistactl bivista-vts vendor.qmx.hardware.bivista@1.1-service; do
     ln -s "$project/build/$preset/bin/$program" /run/vm/bin/
 done
