@@ -26,7 +26,7 @@ append() { (: >>"$1"); }
 opens() { (: <"$1"); }
 write_again() { cat "$1" >/run/hidl/text && cat /run/hidl/text >"$1"; }
 
-for folder in /etc /usr /var/lib /run /boot; do
+for folder in /etc /usr /var/lib /run /run/lock /dev /dev/shm /boot; do
     refused 'Read-only file system' "create a file in $folder" create $folder/sandbox
 done
 allowed "create a file in /run/hidl" create /run/hidl/sandbox

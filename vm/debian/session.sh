@@ -121,6 +121,7 @@ exposure() {
     local documented
     documented=$(sed -n 's/.*scores the unit \([0-9.]*\) .*/\1/p' /usr/share/doc/bivista/docs/linux.md)
     systemd-analyze security --no-pager bivista >/run/exposure
+    tail -n 1 /run/exposure
     grep -q "Overall exposure level for bivista.service: $documented " /run/exposure
 }
 # Outside of the unit nothing is refused, or its refusals would say nothing.
@@ -133,18 +134,18 @@ in_machine() {
 in_unit() {
     local drop_in=/run/systemd/system/bivista.service.d
     mkdir -p $drop_in
-    printf '[Service]\nExecStartPost=-/bin/bash /run/sandbox.sh unit /run/hidl/sandbox\n' >$drop_in/sandbox.conf
+    printf '[Service]\nExecStartPost=-/bin/bash /run/sandbox.sh unit /run/hidl/report\n' >$drop_in/sandbox.conf
     systemctl daemon-reload
     systemctl restart bivista
     rm -r $drop_in
     systemctl daemon-reload
-    same '' "$(cat /run/hidl/sandbox)"
+    same '' "$(cat /run/hidl/report)"
 }
 # The service's own mounts.
 in_its_mounts() {
     # shellcheck disable=SC2016
     nsenter --target "$(service MainPID)" --mount bash -c '
-        for folder in /etc /usr /var/lib /run /boot; do
+        for folder in /etc /usr /var/lib /run /dev /boot; do
             if (: >"$folder/sandbox") 2>/dev/null; then echo "it can write in $folder"; exit 1; fi
         done
         : >/run/hidl/sandbox && rm /run/hidl/sandbox'
