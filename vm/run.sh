@@ -168,9 +168,10 @@ start_machine() {
     local output shared=${out//,/,,} disk_options=()
     if [ -n "$disk" ]; then disk_options=(-drive "file=${disk//,/,,},if=virtio,format=raw,snapshot=on"); fi
     exec {output}> >(cat || failed=$?; echo "written ${failed:-0}" >&"$ear")
+    # Without no_timer_check a kernel panics where a busy host lets it wait for its timer.
     setpriv --pdeathsig KILL qemu-system-x86_64 -nodefaults -no-user-config -display none -no-reboot \
         -accel "$1" -cpu max -smp 2 -m "$memory" -kernel "$image" -initrd "$private/initramfs" \
-        -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off" \
+        -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off no_timer_check" \
         -chardev "file,id=console,path=/dev/fd/$console" -serial chardev:console \
         -chardev "file,id=said,path=/dev/fd/$ear" -serial chardev:said \
         -chardev "file,id=output,path=/dev/fd/$output" -device virtio-serial-pci -device virtserialport,chardev=output \
@@ -215,7 +216,7 @@ boot() {
     local how="with KVM"
     judge_kvm
     if [ -n "$without" ] || ! comes_alive kvm 10; then
-        comes_alive tcg,thread=multi 120 ||
+        comes_alive tcg,thread=multi 300 ||
             give_up 121 "the machine shows no sign of life: $(tail -n 1 "$private/qemu.log")"
         if [ -z "$without" ]; then
             without="no machine comes alive with it here"
@@ -228,14 +229,14 @@ boot() {
 
 # Follows the machine until its command runs.
 come_up() {
-    while hear $((SECONDS + 120)); do
+    while hear $((SECONDS + 300)); do
         case $said in
             up) return ;;
             refused) give_up 122 "$rest" ;;
             written) give_up 121 "the machine ended before it was up" ;;
         esac
     done
-    give_up 121 "the machine is not up after 120 s"
+    give_up 121 "the machine is not up after 300 s"
 }
 
 # Follows it until it has ended and all is written. The command's exit status is in $status.
