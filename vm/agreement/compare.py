@@ -155,7 +155,8 @@ def compare_scenario(name, folders, known, outcome):
     for world, entries in (("emulated", emulated), ("real", real)):
         if entries is None:
             outcome.complaints.append(f"{name}: nothing of it in the {world} world")
-    emulated, real = emulated or {}, real or {}
+    if emulated is None or real is None:
+        return
     for part in list(emulated) + [part for part in real if part not in emulated]:
         left, right = emulated.get(part, {}), real.get(part, {})
         outcome.parts[part] = {kind: compare_kind(part, kind, left.get(kind, []), right.get(kind, []), known)
