@@ -5,6 +5,7 @@ import filecmp
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 
 from defects import Useless, apply
@@ -14,18 +15,30 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BUILD = "build"
 
 
-def run(words, folder, limit=None):
-    """Runs a command to its end, or its limit in seconds; gives its exit status and what it said."""
-    process = subprocess.Popen(words, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+# From the request to end to the end by force.
+ENDING = 20
+
+
+def run(words, folder, limit=None, environment=None):
+    """Runs a command to its end; gives its exit status and what it said. Throws TimeoutExpired after `limit` seconds."""
+    process = subprocess.Popen(words, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.STDOUT, text=True, errors="replace", start_new_session=True)
     try:
         output, _ = process.communicate(timeout=limit)
     except BaseException:
-        with contextlib.suppress(ProcessLookupError):
-            os.killpg(process.pid, 9)
-        process.communicate()
+        end(process)
         raise
     return process.returncode, output
+
+
+def end(process):
+    """Ends a process and those of its group."""
+    for number, patience in ((signal.SIGTERM, ENDING), (signal.SIGKILL, None)):
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, number)
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            process.communicate(timeout=patience)
+            return
 
 
 def sources():

@@ -1,11 +1,6 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 """What trials.py puts into a copy of the project, each an exact change of one source file."""
-import pathlib
-import sys
-
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent.parent / "vts"))
-
-from defects import defect, replace  # noqa: E402
+from defects import defect, replace
 
 # What the emulated phone once did otherwise than a kernel.
 DIFFERENCES = [
