@@ -20,7 +20,7 @@ ENDING = 20
 
 
 def run(words, folder, limit=None, environment=None):
-    """Runs a command to its end; gives its exit status and what it said. Throws TimeoutExpired after `limit` seconds."""
+    """Runs a command to its end; gives its exit status and what it said. TimeoutExpired after `limit` seconds."""
     process = subprocess.Popen(words, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.STDOUT, text=True, errors="replace", start_new_session=True)
     try:

@@ -45,5 +45,6 @@ DEFECTS = [
            replace("HIDIOCGFEATURE(sizeof(*info))", "HIDIOCGFEATURE(sizeof(*info) + 1)")),
     # inotify.
     defect("the first event of a read alone is handled", "kernel/usb/DevWatch.cpp",
-           replace("for (ssize_t offset = 0; offset < count;) {", "for (ssize_t offset = 0; offset == 0 && offset < count;) {")),
+           replace("for (ssize_t offset = 0; offset < count;) {",
+                   "for (ssize_t offset = 0; offset == 0 && offset < count;) {")),
 ]

@@ -89,15 +89,18 @@ def try_defects(tree, worlds, chosen_ones, sides, limit):
 
 
 def parse(arguments):
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0], usage="%(prog)s {differences,defects} [OPTION...] [NAME...]")
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0],
+                                     usage="%(prog)s {differences,defects} [OPTION...] [NAME...]")
     parser.add_argument("trial", choices=["differences", "defects"])
     parser.add_argument("names", nargs="*", metavar="NAME")
     parser.add_argument("--list", action="store_true", help="print their names, and end")
     parser.add_argument("--only", choices=["tests", "kernel"], help="defects: leave out the other")
-    parser.add_argument("--kernel-journals", type=pathlib.Path, metavar="DIR", default=copy_tree.ROOT / "build/kernel/kernel",
+    parser.add_argument("--kernel-journals", type=pathlib.Path, metavar="DIR",
+                        default=copy_tree.ROOT / "build/kernel/kernel",
                         help="differences: what ./test.sh --kernel has brought out of the machine (%(default)s)")
-    parser.add_argument("--limit", type=int, default=1800, metavar="SECONDS", help="of the tests or the machine, for one defect (%(default)s)")
-    return parser.parse_args(arguments)
+    parser.add_argument("--limit", type=int, default=1800, metavar="SECONDS",
+                        help="of the tests or of the machine, for one defect (%(default)s)")
+    return parser.parse_intermixed_args(arguments)
 
 
 def main(arguments):
@@ -115,7 +118,8 @@ def main(arguments):
                 missed, allowed = try_differences(tree, worlds, chosen_ones), 0
             else:
                 sides = [options.only] if options.only else ["tests", "kernel"]
-                missed, allowed = try_defects(tree, worlds, chosen_ones, sides, options.limit), len(among) - ENOUGH_DEFECTS
+                missed = try_defects(tree, worlds, chosen_ones, sides, options.limit)
+                allowed = len(among) - ENOUGH_DEFECTS
     except Useless as error:
         print(f"error: {error}", file=sys.stderr)
         return 2

@@ -14,7 +14,8 @@ LINUX = copy_tree.ROOT / "build/vm/linux"
 def found_in(output):
     """The scenarios, each with its kind or its trouble, in which compare.py has found the worlds to differ."""
     found = re.findall(r"^unknown difference: (.*?): ([^:]*): emulated \| real$", output, re.MULTILINE)
-    return list(dict.fromkeys([f"{name} ({kind})" for name, kind in found] + re.findall(r"^error: (.*)$", output, re.MULTILINE)))
+    troubles = re.findall(r"^error: (.*)$", output, re.MULTILINE)
+    return list(dict.fromkeys([f"{name} ({kind})" for name, kind in found] + troubles))
 
 
 class Worlds:
