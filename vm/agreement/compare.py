@@ -47,7 +47,7 @@ class Compared:
 
 @dataclasses.dataclass
 class Outcome:
-    scenarios: dict = dataclasses.field(default_factory=dict)  # name: {kind: Compared}
+    parts: dict = dataclasses.field(default_factory=dict)  # scenario, or "SCENARIO/MARK": {kind: Compared}
     unplayed: dict = dataclasses.field(default_factory=dict)  # name: why the real world could not
     complaints: list = dataclasses.field(default_factory=list)  # what fails by itself
     told: list = dataclasses.field(default_factory=list)
@@ -126,12 +126,12 @@ def compare_kind(scenario, kind, emulated, real, known):
 
 
 def load(folder, name):
-    """The entries of a scenario by kind; None without a file."""
+    """The entries of a scenario, by part and kind; None without a file."""
     if (folder / f"{name}.jsonl").exists():
-        return read(folder / f"{name}.jsonl")
+        return {f"{name}/{mark}" if mark else name: kinds for mark, kinds in read(folder / f"{name}.jsonl").items()}
     if (folder / f"{name}.txt").exists():
         lines = (folder / f"{name}.txt").read_text(errors="backslashreplace").splitlines()
-        return {"line": [Entry("line", bytes=line) for line in lines]}
+        return {name: {"line": [Entry("line", bytes=line) for line in lines]}}
     return None
 
 
@@ -156,8 +156,10 @@ def compare_scenario(name, folders, known, outcome):
         if entries is None:
             outcome.complaints.append(f"{name}: nothing of it in the {world} world")
     emulated, real = emulated or {}, real or {}
-    outcome.scenarios[name] = {kind: compare_kind(name, kind, emulated.get(kind, []), real.get(kind, []), known)
-                               for kind in sorted(emulated.keys() | real.keys())}
+    for part in list(emulated) + [part for part in real if part not in emulated]:
+        left, right = emulated.get(part, {}), real.get(part, {})
+        outcome.parts[part] = {kind: compare_kind(part, kind, left.get(kind, []), right.get(kind, []), known)
+                               for kind in sorted(left.keys() | right.keys())}
 
 
 def compare(folders, known):
@@ -168,7 +170,8 @@ def compare(folders, known):
     for name in sorted(names):
         compare_scenario(name, folders, known, outcome)
     for row in known.order + known.differences:
-        missed = (set(row.scenarios) & set(outcome.scenarios)) - row.met_in if row.always else set()
+        compared = {part.split("/")[0] for part in outcome.parts} | outcome.parts.keys()
+        missed = (set(row.scenarios) & compared) - row.met_in if row.always else set()
         if missed:
             outcome.complaints.append(f"known as always there, and not met in {', '.join(sorted(missed))}: {row.name()}")
         elif not row.met:

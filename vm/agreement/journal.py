@@ -61,24 +61,30 @@ def parse(path):
 
 
 def read(path):
-    """The entries that are compared, by kind, each kind in its order."""
-    kinds, streams = {}, {}
+    """The entries that are compared: of each part, which begins with a mark, by kind, each kind in its order."""
+    parts, streams = {}, {}
+    kinds = parts.setdefault("", {})
     for raw in parse(path):
         kind, where = raw["kind"], raw.get("path", "")
         text = unescape(raw.get("bytes", ""))
         if kind in STREAM_ENDS:
             streams[kind, where] = streams.get((kind, where), "") + text
             continue
-        if kind == "detach":
+        if kind in ("detach", "mark"):
             finish(streams, kinds)
-        note = unescape(raw.get("note", "")).replace(DESCRIPTOR_FLAG, "")
-        if kind == "hid-open":
-            note += ", waits" if raw.get("duration_us", 0) >= FIRST_OPEN_US else ", at once"
-        if kind == "client-call" and where in POLLS:
-            continue
-        kinds.setdefault(kind, []).append(Entry(kind, where, text, note))
+        if kind == "mark":
+            kinds = parts.setdefault(text, {})
+        elif not (kind == "client-call" and where in POLLS):
+            kinds.setdefault(kind, []).append(Entry(kind, where, text, note_of(raw)))
     finish(streams, kinds)
-    return kinds
+    return {name: kinds for name, kinds in parts.items() if kinds}
+
+
+def note_of(raw):
+    note = unescape(raw.get("note", "")).replace(DESCRIPTOR_FLAG, "")
+    if raw["kind"] == "hid-open":
+        note += ", waits" if raw.get("duration_us", 0) >= FIRST_OPEN_US else ", at once"
+    return note
 
 
 def finish(streams, kinds):

@@ -29,12 +29,14 @@ class Row:
     met: int = 0
     met_in: set = dataclasses.field(default_factory=set)
 
-    def is_of(self, scenario, kind):
-        return (not self.scenarios or scenario in self.scenarios) and kind in self.kinds
+    def is_of(self, part, kind):
+        """Of a part of a scenario, "SCENARIO/MARK", which its rows take too."""
+        named = not self.scenarios or part in self.scenarios or part.split("/")[0] in self.scenarios
+        return named and kind in self.kinds
 
-    def meet(self, scenario, times=1):
-        self.met += times
-        self.met_in.add(scenario)
+    def meet(self, part):
+        self.met += 1
+        self.met_in |= {part, part.split("/")[0]}
 
     def lane(self, entry):
         """The name of the entry's own row; None: it stays with the others."""
@@ -116,7 +118,7 @@ def read(path, scenarios):
             where = f"{path}: {name}, row {number}"
             if not isinstance(raw, dict) or not needed <= set(raw) <= needed | allowed:
                 raise Useless(f"{where}: has {', '.join(sorted(needed))}{' and ' * bool(allowed)}{', '.join(sorted(allowed))}")
-            unknown = set(words(raw["scenario"], where)) - scenarios - {"all"}
+            unknown = {each for each in words(raw["scenario"], where) if each.split("/")[0] not in scenarios | {"all"}}
             if unknown:
                 raise Useless(f"{where}: there is no scenario {', '.join(sorted(unknown))}")
             if name == "unplayable":

@@ -9,7 +9,7 @@ MOST = 12
 
 
 def agrees(outcome):
-    return not outcome.complaints and not any(each.unknown for kinds in outcome.scenarios.values()
+    return not outcome.complaints and not any(each.unknown for kinds in outcome.parts.values()
                                               for each in kinds.values())
 
 
@@ -39,7 +39,7 @@ def shown(entry):
 
 
 def unknown(outcome):
-    for name, kinds in outcome.scenarios.items():
+    for name, kinds in outcome.parts.items():
         for kind, compared in kinds.items():
             for place in compared.unknown:
                 yield ""
@@ -61,20 +61,24 @@ def met_rows(known):
 
 
 def text(outcome, known):
-    scenarios = [[name, *total(kinds.values())[:2], len(kinds), *total(kinds.values())[3:]]
-                 for name, kinds in outcome.scenarios.items()]
-    kinds = sorted({kind for each in outcome.scenarios.values() for kind in each})
-    by_kind = [[kind, *total(each[kind] for each in outcome.scenarios.values() if kind in each)] for kind in kinds]
+    scenarios, kinds = {}, {}
+    for part, each in outcome.parts.items():
+        for kind, compared in each.items():
+            scenarios.setdefault(part.split("/")[0], {}).setdefault(kind, []).append(compared)
+            kinds.setdefault(kind, []).append(compared)
+    rows = {name: total(itertools.chain(*each.values())) for name, each in scenarios.items()}
+    by_scenario = [[name, *rows[name][:2], len(each), *rows[name][3:]] for name, each in scenarios.items()]
+    by_kind = [[kind, *total(kinds[kind])] for kind in sorted(kinds)]
     lines = [*unknown(outcome), "",
-             *table(["scenario", "emulated", "real", "kinds", "known", "unknown"], scenarios), "",
+             *table(["scenario", "emulated", "real", "kinds", "known", "unknown"], by_scenario), "",
              *table(["kind", "emulated", "real", "same", "known", "unknown"],
-                    by_kind + [["all", *total(one for each in outcome.scenarios.values() for one in each.values())]])]
+                    by_kind + [["all", *total(itertools.chain(*kinds.values()))]])]
     if outcome.unplayed:
         lines += ["", "not played in the real world:"]
         lines += [f"  {name}: {cause}" for name, cause in outcome.unplayed.items()]
-    rows = list(met_rows(known))
-    if rows:
-        lines += ["", "known differences, and how often each was met:", *rows]
+    met = list(met_rows(known))
+    if met:
+        lines += ["", "known differences, and how often each was met:", *met]
     lines += [""] * bool(outcome.told) + [f"note: {each}" for each in outcome.told]
     lines += [""] * bool(outcome.complaints) + [f"error: {each}" for each in outcome.complaints]
     lines += ["", "both worlds agree" if agrees(outcome) else "the worlds differ"]
