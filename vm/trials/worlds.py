@@ -35,7 +35,10 @@ class Worlds:
     def emulated(self, tree):
         """Does on the emulated phone all that the worlds are compared by; gives the folder of its journals."""
         folder = self._new_folder()
-        environment = {**os.environ, "PATH": f"{tree.build_folder / 'bin'}:{os.environ['PATH']}"}
+        sockets = folder / "sockets"
+        sockets.mkdir()
+        environment = {**os.environ, "PATH": f"{tree.build_folder / 'bin'}:{os.environ['PATH']}",
+                       "HIDL_SOCKET_DIR": str(sockets)}
         self._session(["vm/agreement/session.sh", folder], tree, environment)
         return folder
 
