@@ -4,8 +4,9 @@
 #
 # usage: vm/agreement/session.sh FOLDER [COUNT]
 #
-# FOLDER gets, of each scenario, of the conformance suite and of COUNT re-attachments (10): NAME.jsonl, the journal (of
-# the probe: probe.txt, what it printed); NAME.log, the log of the service; NAME.out, what was printed; NAME.status, the exit status where it is not 0.
+# FOLDER gets, of each scenario, of the conformance suite and of COUNT re-attachments (10): NAME.jsonl, the journal;
+# NAME.log, the log of the service; NAME.out, what was printed; NAME.status, the exit status where it is not 0. Of the
+# probe: probe.txt, what it printed.
 # Exit status: 0 all was done, whatever came of it, 2 wrong usage, or a program is missing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
