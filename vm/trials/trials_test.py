@@ -131,6 +131,17 @@ class OutputTest(unittest.TestCase):
         self.assertEqual(trials.shown(["a", "b", "c", "d", "e"]), "a, b, c and 2 more")
 
 
+class PlaceTest(unittest.TestCase):
+    seed = defects.defect("x", "a.cpp", tests="attach (tty-rx)")
+
+    def test_is_named_first(self):
+        self.assertEqual(trials.at_its_place(self.seed, ["screen (dtr)", "attach (tty-rx)", "x (y)"]),
+                         ["attach (tty-rx)", "screen (dtr)", "x (y)"])
+
+    def test_where_nothing_differs_is_not_found(self):
+        self.assertEqual(trials.at_its_place(self.seed, ["screen (dtr)"]), [])
+
+
 class TestsTest(unittest.TestCase):
     def meet(self, *runs):
         tree = mock.Mock()
