@@ -124,9 +124,9 @@ drivers=(virtio_pci virtio_console 9pnet_virtio 9p overlay vhci-hcd cdc-acm usbh
 collect_drivers() {
     local listed paths
     listed=$(modprobe --show-depends -d "$linux" -S "$release" -a "${drivers[@]}" 2>&1) ||
-        give_up 122 "Linux $release lacks a driver: $(grep -m 1 FATAL <<<"$listed")"
+        give_up 122 "Linux $release lacks a driver: $(sed -n '/not found/{s/^modprobe: [A-Z]*: //p;q}' <<<"$listed")"
     mapfile -t paths < <(sed -n 's/^insmod \(.*[^ ]\) *$/\1/p' <<<"$listed" | awk '!seen[$0]++')
-    if [ -f "$linux/bivista_phone.ko" ]; then paths+=("$linux/bivista_phone.ko"); fi
+    paths+=("$linux/bivista_phone.ko")
     mkdir "$1"
     cp "${paths[@]}" "$1/" || give_up 122 "a driver is missing"
     printf '%s\n' "${paths[@]##*/}" >"$1/order"
