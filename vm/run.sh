@@ -157,7 +157,7 @@ start_machine() {
     exec {output}> >(cat || failed=$?; echo "written ${failed:-0}" >&"$ear")
     setpriv --pdeathsig KILL qemu-system-x86_64 -nodefaults -no-user-config -display none -no-reboot \
         -accel "$1" -cpu max -smp 2 -m "$memory" -kernel "$image" -initrd "$private/initramfs" \
-        -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off" \
+        -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off no_timer_check" \
         -chardev "file,id=console,path=/dev/fd/$console" -serial chardev:console \
         -chardev "file,id=said,path=/dev/fd/$ear" -serial chardev:said \
         -chardev "file,id=output,path=/dev/fd/$output" -device virtio-serial-pci -device virtserialport,chardev=output \
