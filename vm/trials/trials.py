@@ -7,13 +7,15 @@ usage: vm/trials/trials.py differences [OPTION...] [NAME...]
 
 Takes one after the other of seeds.py, or those named, into a copy of the project (build/trials/tree).
 differences: of the emulated phone; the agreement of the changed emulator with the kernel must find each.
-defects: of the service. The tests meet each, from the first group of tests on until one fails; and so does
-the kernel, where the changed service must be told from the unchanged one on the emulated phone.
-At first the unchanged project is met in the same way, and nothing must be found. Prints a table.
+defects: of the service. The scenarios and recordings of the emulated phone meet each until one fails, then all
+other tests those that were not found; and the kernel meets each, where the changed service must be told from
+the unchanged one on the emulated phone.
+The unchanged project is met at first in the same way, and nothing must be found. Prints a table.
 
 Exit status: 0 enough was found, 1 it was not, 2 an argument or a build is of no use.
 """
 import argparse
+import functools
 import pathlib
 import sys
 import tempfile
@@ -48,49 +50,51 @@ def at_its_place(seed, found):
 
 
 def try_differences(tree, worlds, chosen_ones):
-    """How many are not found."""
+    """The names of those that are not found."""
     tree.build("bivista-service", "bivista-emulator", "bivistactl", "bivista-vts")
     unknown = worlds.compare(worlds.emulated(tree), worlds.kernel_folder)
     if unknown:
         raise Useless(f"the unchanged emulator and the kernel differ in {shown(unknown)}")
     print_row("-", "none", "both worlds agree")
-    missed = 0
+    missed = []
     for number, seed in enumerate(chosen_ones, 1):
         with tree.changed(seed):
             tree.build("bivista-emulator")
             found = worlds.compare(worlds.emulated(tree), worlds.kernel_folder)
         print_row(number, seed.name, shown(at_its_place(seed, found)))
-        missed += not at_its_place(seed, found)
+        missed += [] if at_its_place(seed, found) else [seed.name]
     tree.build("bivista-emulator")
     return missed
 
 
-def meet_defect(tree, worlds, sides, reference, limit):
-    """What finds the changed service, by side."""
-    found = {}
-    if "kernel" in sides:
-        tree.build("bivista-service")
-        found["kernel"] = worlds.compare(reference, worlds.kernel(tree))
-    if "tests" in sides:
-        found["tests"] = emulated_tests.meet(tree, limit)
-    return found
+class Kernel:
+    """Meets a service on the kernel: where it differs from the first one on the emulated phone, which is unchanged."""
+
+    def __init__(self, worlds):
+        self.worlds = worlds
+        self.reference = None
+
+    def __call__(self, tree):
+        tree.build("bivista-service", "bivista-emulator", "bivista-emulator-kernel", "bivistactl", "bivista-vts")
+        self.reference = self.reference or self.worlds.emulated(tree)
+        return self.worlds.compare(self.reference, self.worlds.kernel(tree))
 
 
-def try_defects(tree, worlds, chosen_ones, sides, limit):
-    """How many are not found by any side."""
-    tree.build()
-    reference = worlds.emulated(tree) if "kernel" in sides else None
-    for side, found in meet_defect(tree, worlds, sides, reference, limit).items():
-        if found:
-            raise Useless(f"the unchanged service is found by the {side}: {shown(found)}")
-    print_row("-", "none", *(f"{side}: passes" for side in sides))
-    missed = 0
-    for number, seed in enumerate(chosen_ones, 1):
-        with tree.changed(seed):
-            found = meet_defect(tree, worlds, sides, reference, limit)
-        print_row(number, seed.name, *(f"{side}: {shown(found[side])}" for side in sides))
-        missed += not any(found.values())
-    return missed
+def try_defects(tree, sides, chosen_ones):
+    """The names of those that no side finds. What one group of tests finds need not be met by the next."""
+    found = {seed.name: {} for seed in chosen_ones}
+    for side, meet in sides.items():
+        by_chance = meet(tree)
+        if by_chance:
+            raise Useless(f"the unchanged service is found by the {side}: {shown(by_chance)}")
+        print_row("-", "none", f"{side}: passes")
+        for number, seed in enumerate(chosen_ones, 1):
+            if side in emulated_tests.GROUPS and any(found[seed.name].values()):
+                continue
+            with tree.changed(seed):
+                found[seed.name][side] = meet(tree)
+            print_row(number, seed.name, f"{side}: {shown(found[seed.name][side])}")
+    return [name for name, by_side in found.items() if not any(by_side.values())]
 
 
 def parse(arguments):
@@ -99,13 +103,22 @@ def parse(arguments):
     parser.add_argument("trial", choices=["differences", "defects"])
     parser.add_argument("names", nargs="*", metavar="NAME")
     parser.add_argument("--list", action="store_true", help="print their names, and end")
-    parser.add_argument("--only", choices=["tests", "kernel"], help="defects: leave out the other")
+    parser.add_argument("--side", action="append", choices=[*emulated_tests.GROUPS, "kernel"],
+                        help="defects: what shall meet them, one or more; all")
     parser.add_argument("--kernel-journals", type=pathlib.Path, metavar="DIR",
                         default=copy_tree.ROOT / "build/kernel/kernel",
                         help="differences: what ./test.sh --kernel has brought out of the machine (%(default)s)")
     parser.add_argument("--limit", type=int, default=1800, metavar="SECONDS",
                         help="of the tests or of the machine, for one defect (%(default)s)")
     return parser.parse_intermixed_args(arguments)
+
+
+def sides_of(options, worlds):
+    """What meets the defects, by name."""
+    sides = {name: functools.partial(emulated_tests.meet, group=name, limit=options.limit)
+             for name in emulated_tests.GROUPS}
+    sides["kernel"] = Kernel(worlds)
+    return {name: meet for name, meet in sides.items() if not options.side or name in options.side}
 
 
 def main(arguments):
@@ -122,14 +135,14 @@ def main(arguments):
             if options.trial == "differences":
                 missed, allowed = try_differences(tree, worlds, chosen_ones), 0
             else:
-                sides = [options.only] if options.only else ["tests", "kernel"]
-                missed = try_defects(tree, worlds, chosen_ones, sides, options.limit)
+                missed = try_defects(tree, sides_of(options, worlds), chosen_ones)
                 allowed = len(among) - ENOUGH_DEFECTS
     except Useless as error:
         print(f"error: {error}", file=sys.stderr)
         return 2
-    print(f"{len(chosen_ones) - missed} of {len(chosen_ones)} found")
-    return 1 if missed > allowed else 0
+    print(*(f"missed: {name}" for name in missed), f"{len(chosen_ones) - len(missed)} of {len(chosen_ones)} found",
+          sep="\n")
+    return 1 if len(missed) > allowed else 0
 
 
 if __name__ == "__main__":

@@ -44,7 +44,7 @@ class ArgumentsTest(unittest.TestCase):
 
     def test_what_is_unknown_is_refused(self):
         self.assertEqual(self.told("defects", "no such"), (2, "", "error: no such defect: no such\n"))
-        for words in ([], ["others"], ["defects", "--only", "x"], ["defects", "--limit", "x"]):
+        for words in ([], ["others"], ["defects", "--side", "x"], ["defects", "--limit", "x"]):
             self.assertEqual(self.told(*words)[0], 2, words)
 
 
@@ -142,25 +142,51 @@ class PlaceTest(unittest.TestCase):
         self.assertEqual(trials.at_its_place(self.seed, ["screen (dtr)"]), [])
 
 
-class TestsTest(unittest.TestCase):
-    def meet(self, *runs):
-        tree = mock.Mock()
-        with mock.patch.object(copy_tree, "run", side_effect=runs):
-            return emulated_tests.meet(tree, 9), tree.build.call_count
+class GroupTest(unittest.TestCase):
+    def meet(self, run, group="scenarios"):
+        with mock.patch.object(copy_tree, "run", side_effect=[run]) as words:
+            return emulated_tests.meet(mock.Mock(), group, 9), words.call_args[0][0]
 
-    failed = (8, "The following tests FAILED:\n\t 1 - scenario.attach (Failed)\n")
+    def test_gives_the_tests_that_fail(self):
+        output = "The following tests FAILED:\n\t 1 - scenario.attach (Failed)\n"
+        self.assertEqual(self.meet((8, output))[0], ["scenario.attach"])
+        self.assertEqual(self.meet((0, ""))[0], [])
 
-    def test_end_with_the_first_group_that_fails(self):
-        self.assertEqual(self.meet(self.failed), (["scenario.attach"], 1))
-        self.assertEqual(self.meet((0, ""), self.failed), (["scenario.attach"], 2))
-        self.assertEqual(self.meet((0, ""), (0, "")), ([], 2))
+    def test_is_of_the_scenarios_or_of_all_others(self):
+        self.assertEqual(self.meet((0, ""))[1][-2:], ["-R", emulated_tests.WITH_THE_SERVICE])
+        self.assertEqual(self.meet((0, ""), "tests")[1][-2:], ["-E", emulated_tests.WITH_THE_SERVICE])
 
-    def test_that_do_not_end_have_found_it(self):
-        self.assertEqual(self.meet(subprocess.TimeoutExpired("ctest", 9)), (["no end after 9 s"], 1))
+    def test_that_does_not_end_has_found_it(self):
+        self.assertEqual(self.meet(subprocess.TimeoutExpired("ctest", 9))[0], ["no end after 9 s"])
 
-    def test_that_cannot_run_are_of_no_use(self):
+    def test_that_cannot_run_is_of_no_use(self):
         with self.assertRaisesRegex(defects.Useless, "ctest ended with 1\nNo tests were found"):
             self.meet((1, "No tests were found"))
+
+
+class DefectsTest(unittest.TestCase):
+    """With sides that find what they are told to find."""
+    one, two = (defects.defect(name, "a.cpp") for name in ("one", "two"))
+
+    def missed(self, **sides):
+        tree = mock.MagicMock()
+        meetings = {name: mock.Mock(side_effect=results) for name, results in sides.items()}
+        with contextlib.redirect_stdout(io.StringIO()) as output:
+            missed = trials.try_defects(tree, meetings, [self.one, self.two])
+        return missed, output.getvalue()
+
+    def test_are_missed_when_no_side_finds_them(self):
+        missed, output = self.missed(scenarios=[[], ["scenario.a"], []], kernel=[[], [], []])
+        self.assertEqual(missed, ["two"])
+        self.assertIn("scenarios: scenario.a\n", output)
+        self.assertEqual(self.missed(scenarios=[[], [], []], kernel=[[], ["a (dtr)"], ["a (dtr)"]])[0], [])
+
+    def test_meet_the_other_tests_only_when_the_scenarios_have_not_found_them(self):
+        self.assertEqual(self.missed(scenarios=[[], ["scenario.a"], []], tests=[[], ["x_test.A"]])[0], [])
+
+    def test_are_of_no_use_when_the_unchanged_service_is_found(self):
+        with self.assertRaisesRegex(defects.Useless, "is found by the kernel: attach"):
+            self.missed(kernel=[["attach (dtr)"]])
 
 
 if __name__ == "__main__":
