@@ -98,7 +98,7 @@ class CopyTreeTest(unittest.TestCase):
     def test_has_a_change_for_a_while(self):
         tree = copy_tree.CopyTree(self.folder)
         with tree.changed(defects.defect("x", "two", defects.replace("2", "3"))):
-            self.assertEqual((self.folder / "two").read_text(), "3")
+            self.assertEqual((self.folder / "two").read_text(), copy_tree.WITHOUT_WARNINGS + "3")
         self.assertEqual(self.files(), {"a/one": "1", "two": "2"})
         self.assertEqual((self.root / "two").read_text(), "2")
 
