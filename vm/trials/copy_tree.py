@@ -13,6 +13,8 @@ from defects import Useless, apply
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 # Below it nothing is the project's.
 BUILD = "build"
+# What a change leaves unused is no error of its own.
+WITHOUT_WARNINGS = '#pragma clang diagnostic ignored "-Weverything"\n'
 
 
 # From the request to end to the end by force.
@@ -88,7 +90,7 @@ class CopyTree:
         """With a difference or defect of seeds.py in its source."""
         source = self.folder / seed.source
         text = source.read_text()
-        source.write_text(apply(seed, text))
+        source.write_text(WITHOUT_WARNINGS + apply(seed, text))
         try:
             yield
         finally:

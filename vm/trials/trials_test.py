@@ -98,7 +98,7 @@ class CopyTreeTest(unittest.TestCase):
     def test_has_a_change_for_a_while(self):
         tree = copy_tree.CopyTree(self.folder)
         with tree.changed(defects.defect("x", "two", defects.replace("2", "3"))):
-            self.assertEqual((self.folder / "two").read_text(), "3")
+            self.assertEqual((self.folder / "two").read_text(), copy_tree.WITHOUT_WARNINGS + "3")
         self.assertEqual(self.files(), {"a/one": "1", "two": "2"})
         self.assertEqual((self.root / "two").read_text(), "2")
 
@@ -143,18 +143,26 @@ class PlaceTest(unittest.TestCase):
 
 
 class GroupTest(unittest.TestCase):
-    def meet(self, run, group="scenarios"):
-        with mock.patch.object(copy_tree, "run", side_effect=[run]) as words:
-            return emulated_tests.meet(mock.Mock(), group, 9), words.call_args[0][0]
+    failed = (8, "The following tests FAILED:\n\t 1 - scenario.attach (Failed)\n")
+
+    def meet(self, *runs, group="scenarios"):
+        tree = copy_tree.CopyTree.__new__(copy_tree.CopyTree)
+        tree.folder = tree.build_folder = pathlib.Path("/build")
+        with mock.patch.object(tree, "build"), mock.patch.object(copy_tree, "run", side_effect=runs) as words:
+            found = emulated_tests.meet(tree, group, 9)
+        return found, [call[0][0][len(emulated_tests.CTEST):] for call in words.call_args_list]
 
     def test_gives_the_tests_that_fail(self):
-        output = "The following tests FAILED:\n\t 1 - scenario.attach (Failed)\n"
-        self.assertEqual(self.meet((8, output))[0], ["scenario.attach"])
+        self.assertEqual(self.meet(self.failed)[0], ["scenario.attach"])
         self.assertEqual(self.meet((0, ""))[0], [])
 
-    def test_is_of_the_scenarios_or_of_all_others(self):
-        self.assertEqual(self.meet((0, ""))[1][-2:], ["-R", emulated_tests.WITH_THE_SERVICE])
-        self.assertEqual(self.meet((0, ""), "tests")[1][-2:], ["-E", emulated_tests.WITH_THE_SERVICE])
+    def test_is_of_programs_or_rooms_or_all_others(self):
+        folder = ["--test-dir", pathlib.Path("/build")]
+        self.assertEqual(self.meet((0, ""))[1], [["-R", emulated_tests.WITH_PROGRAMS, *folder]])
+        self.assertEqual(self.meet((0, ""), group="tests")[1], [["-E", emulated_tests.WITH_PROGRAMS, *folder]])
+        rooms = [["--test-dir", pathlib.Path("/build", room)] for room in emulated_tests.ROOMS]
+        self.assertEqual(self.meet((0, ""), (0, ""), (0, ""), group="rooms")[1], rooms)
+        self.assertEqual(self.meet((0, ""), self.failed, group="rooms")[1], rooms[:2])
 
     def test_that_does_not_end_has_found_it(self):
         self.assertEqual(self.meet(subprocess.TimeoutExpired("ctest", 9))[0], ["no end after 9 s"])
