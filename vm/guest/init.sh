@@ -1,10 +1,10 @@
 #!/bin/sh
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# The first program in the machine, run by busybox: loads the drivers, and makes the host's root folder, read-only,
-# the machine's own.
+# The first program in the machine, run by busybox: loads the drivers, makes the machine's root folder of the host's,
+# and goes on with session.sh there; or makes it of a disk, and goes on with the systemd there.
 PATH=/bin
 
-# run.sh hears of the machine on its second serial port, which needs no driver that has to be loaded.
+# Hears of the machine on the other side of its second serial port, whose driver is there from the beginning: run.sh.
 mount -t devtmpfs dev /dev
 mount -t proc proc /proc
 mount -t sysfs sys /sys
@@ -16,50 +16,64 @@ refuse() {
     echo "refused $*" >&3
     exec sleep 2147483647
 }
-
 while read -r driver; do
     insmod "/drivers/$driver" 2>/insmod.err || refuse "the driver $driver does not load: $(tail -n 1 /insmod.err)"
 done </drivers/order
 
 # share TAG FOLDER OPTIONS: mounts a folder of the host.
 share() { mount -t 9p -o "trans=virtio,version=9p2000.L,msize=512000,$3" "$1" "$2" || refuse "cannot mount $1"; }
+# own FOLDER MODE: mounts a folder of the machine's own.
+own() { mount -t tmpfs -o "mode=$2" own "$1" || refuse "cannot mount $1"; }
 
-mkdir -p /host /root
-# The host's files do not change while the machine runs, as far as it cares: the kernel may keep what it has read.
-share host /host ro,cache=loose
-
-# The host's root folder, read-only, for the machine's own.
+# The host's root folder, read-only, becomes the machine's own.
 root_of_host() {
-    # Mount points that the host lacks stand in a folder of our own above it.
-    mkdir /own
-    mount -t tmpfs own /own
+    # Mount points that the host lacks come from a folder above it.
+    own /own 755
     mkdir -p /own/work /own/root/data /own/root/system_ext /own/root/out
-    mount -t overlay -o lowerdir=/host,upperdir=/own/root,workdir=/own/work root /root ||
-        refuse "cannot mount the root folder"
-    for folder in tmp var/tmp data system_ext; do
-        mount -t tmpfs -o mode=755 "$folder" "/root/$folder" || refuse "cannot mount /$folder"
-    done
-    chmod 1777 /root/tmp /root/var/tmp
+    mount -t overlay -o lowerdir=/host,upperdir=/own/root,workdir=/own/work root /root || refuse "cannot mount /"
+    mount_in_root
+    own /root/tmp 1777
+    own /root/var/tmp 1777
+    own /root/data 755
+    own /root/system_ext 755
+    mount -o remount,ro /root
+
+    mkdir -p /dev/pts /dev/shm /root/run/hidl
+    mount -t devpts -o ptmxmode=666 devpts /dev/pts
+    own /dev/shm 1777
+    ln -s /proc/self/fd /dev/fd
+    ln -s /proc/self/fd/0 /dev/stdin
+    ln -s /proc/self/fd/1 /dev/stdout
+    ln -s /proc/self/fd/2 /dev/stderr
+    mount -t debugfs debugfs /sys/kernel/debug
+    mount -t cgroup2 cgroup /sys/fs/cgroup
+    ip link set lo up
+    hostname machine
+    first="/bin/bash /run/vm/session.sh"
 }
-# A disk whose own systemd runs the session.
+# The disk; its systemd makes the rest, and runs the session.
 root_of_disk() {
     mount -t ext4 /dev/vda /root || refuse "cannot mount the disk"
     mkdir -p /root/out /root/lib/modules
-    mount --bind "/host$(cat /modules)" /root/lib/modules || refuse "cannot mount the drivers"
-}
-if [ -e /command.service ]; then root_of_disk; else root_of_host; fi
-mount -t tmpfs -o mode=755 run /root/run || refuse "cannot mount /run"
-# Writes reach the host at once, and its errors the writer.
-share out /root/out cache=mmap
-mkdir /root/run/vm /root/run/vm/host
-cp /session.sh /settings /root/run/vm/
-for folder in dev proc sys; do mount --move "/$folder" "/root/$folder"; done
-mount --move /host /root/run/vm/host
-if [ -e /command.service ]; then
+    mount --bind "/host$(cat /disk/modules)" /root/lib/modules || refuse "cannot mount the drivers"
+    mount_in_root
     mkdir -p /root/run/systemd/system/multi-user.target.wants
-    cp /command.service /root/run/systemd/system/
+    cp /disk/command.service /root/run/systemd/system/
     ln -s ../command.service /root/run/systemd/system/multi-user.target.wants/
-    exec switch_root /root /lib/systemd/systemd
-fi
-mount -o remount,ro /root
-exec switch_root /root /bin/bash /run/vm/session.sh
+    first=/lib/systemd/systemd
+}
+mount_in_root() {
+    # What is written there reaches the host at once, and an error the writer.
+    share out /root/out cache=mmap
+    own /root/run 755
+}
+
+mkdir -p /host /own /root
+# What has been read of the host's files is kept: they do not change while the machine runs, as far as it cares.
+share host /host ro,cache=loose
+if [ -d /disk ]; then root_of_disk; else root_of_host; fi
+cp -a /vm /root/run/vm
+mkdir /root/run/vm/host
+mount --move /host /root/run/vm/host
+for folder in dev proc sys; do mount --move "/$folder" "/root/$folder"; done
+exec switch_root /root $first

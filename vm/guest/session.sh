@@ -3,28 +3,14 @@
 # What runs in the machine after init.sh: runs the caller's command. It is process 1 and has the host's programs; or the
 # systemd of the machine's disk has started it.
 set -uo pipefail
-# From run.sh: $project, $folder, $preset, $command.
+declare project folder
+declare -a command
+# run.sh's values.
 source /run/vm/settings
 # It leads to run.sh.
 exec 3>/dev/ttyS1
 
-# What systemd does where it is process 1.
-prepare() {
-    mkdir -p /dev/pts /dev/shm /run/hidl
-    mount -t devpts -o ptmxmode=666 devpts /dev/pts
-    mount -t tmpfs shm /dev/shm
-    mount -t debugfs debugfs /sys/kernel/debug
-    mount -t cgroup2 cgroup /sys/fs/cgroup
-    ln -s /proc/self/fd /dev/fd
-    ln -s /proc/self/fd/0 /dev/stdin
-    ln -s /proc/self/fd/1 /dev/stdout
-    ln -s /proc/self/fd/2 /dev/stderr
-    busybox ip link set lo up
-}
-if [ $$ = 1 ]; then prepare; fi
-busybox hostname machine
-
-# A folder below one of the machine's own is put there.
+# A folder of the host that is hidden by one of the machine's own, as below /tmp, is put there.
 for path in "$project" "$folder"; do
     if [ ! -d "$path" ]; then
         mkdir -p "$path"
@@ -32,11 +18,6 @@ for path in "$project" "$folder"; do
     fi
 done
 
-mkdir /run/vm/bin
-for program in bivistactl bivista-vts vendor.qmx.hardware.bivista@1.1-service; do
-    ln -s "$project/build/$preset/bin/$program" /run/vm/bin/
-done
-ln -s "$project/build/$preset/bin/bivista-emulator-kernel" /run/vm/bin/bivista-emulator
 export PATH=/run/vm/bin:/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
 export HOME=/tmp LANG=C.UTF-8 HIDL_SOCKET_DIR=/run/hidl HOST_LOG_LEVEL=verbose VM_OUT=/out
 
@@ -54,12 +35,11 @@ echo up >&3
 )
 status=$?
 exec {output}>&-
-# What the command has left behind must not hold its output.
+# What the command has left running must not hold its output.
 echo 1 >/sys/fs/cgroup/command/cgroup.kill
 wait $copy
 
 if ! { head -c 4096 /dev/zero >/out/.room && rm /out/.room; } 2>/dev/null; then echo full >&3; fi
-sync
 umount /out
 echo "ended $status" >&3
 exec sleep infinity
