@@ -18,6 +18,7 @@ package    all    the Debian package: what is in it, lintian, its unit, its udev
 mutation   all    seeded defects of the service, which the conformance suite and the kept recordings must find
 tour       quick  ./run.sh: its tour, on a terminal too, and a second one beside it
 browser    all    the page of the emulated cover in Chromium, and its accessibility; screenshots
+kernel     all    the service on a real kernel, in a virtual machine: as on the emulated phone
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
 tsan       all    the tests where threads meet under ThreadSanitizer
 documents  all    the commands of the documents
@@ -26,7 +27,8 @@ STEPS
 
 usage() {
     cat <<'HELP'
-usage: ./test.sh [--all] [--only WORD] [--tsan] [--arm64 [--yes]] [--package] [--no-install] [--list]
+usage: ./test.sh [--all] [--only WORD] [--tsan] [--kernel [--long]] [--arm64 [--yes]] [--package]
+                 [--no-install] [--list]
 
 Installs what is missing (Debian packages), then runs the quick steps below: about 5 minutes on two
 cores, from a bare machine.
@@ -34,6 +36,10 @@ cores, from a bare machine.
   --all         run every step below, as continuous integration does: about 33 minutes
   --only WORD   run one of the steps, and nothing else
   --tsan        run all tests under ThreadSanitizer, and nothing else
+  --kernel      run the step kernel, and nothing else: plays scenarios, conformance suite and re-attachments
+                in a virtual machine with Debian's kernel (vm/README.md), too. Downloads that kernel once
+  --long        with --kernel: besides, 100 re-attachments, the Debian package on a machine with systemd
+                and udev, and the sanitizers on that kernel
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
                 own and starts no programs; and nothing else. Asks before it downloads libraries
   --yes         download them without asking
@@ -58,6 +64,7 @@ tsan_target=(threads_tests)
 tsan_label=(-L threads)
 arm64_libraries=()
 chosen=no
+long=()
 install=yes
 list=no
 while [ $# -gt 0 ]; do
@@ -65,6 +72,8 @@ while [ $# -gt 0 ]; do
         --help | -h) usage; exit 0 ;;
         --all) steps=("${all[@]}"); chosen=yes ;;
         --tsan) steps=(tsan); tsan_target=(); tsan_label=(); chosen=yes ;;
+        --kernel) steps=(kernel); chosen=yes ;;
+        --long) long=(--long) ;;
         --arm64) steps=(arm64); chosen=yes ;;
         --package) steps=(clean-root); chosen=yes ;;
         --yes) arm64_libraries=(--yes) ;;
@@ -78,13 +87,14 @@ while [ $# -gt 0 ]; do
     esac
     shift
 done
+[ ${#long[@]} = 0 ] || [ "${steps[*]}" = kernel ] || fail "--long goes with --kernel"
 if [ $list$chosen = yesno ]; then every_step; exit 0; fi
 if [ $list = yes ]; then printf '%s\n' "${steps[@]}"; exit 0; fi
 
-# Who runs quick steps alone installs nothing for others. The benchmarks are built and checked like the rest.
+# Who runs quick steps or the kernel's alone installs nothing for others. The benchmarks are built and checked like the rest.
 kinds=(build test)
 for step in "${steps[@]}"; do
-    case " ${quick[*]} " in *" $step "*) ;; *) kinds=(build test all bench) ;; esac
+    case " ${quick[*]} kernel " in *" $step "*) ;; *) kinds=(build test all bench) ;; esac
 done
 case " ${steps[*]} " in
     *" browser "*)
@@ -92,6 +102,8 @@ case " ${steps[*]} " in
         # Debian's npm cannot stand beside another Node.js.
         command -v npm >/dev/null || kinds+=(npm) ;;
 esac
+case " ${steps[*]} " in *" kernel "*) kinds+=(kernel) ;; esac
+[ ${#long[@]} = 0 ] || kinds+=(all clean-root)
 [ "${steps[*]}" != arm64 ] || kinds+=(arm64-tools)
 [ "${steps[*]}" != clean-root ] || kinds+=(clean-root)
 [ $install = no ] || install_packages "${kinds[@]}"
@@ -109,6 +121,7 @@ run_step() {
         mutation) build_preset release; vts/mutate.py build/release && tests/recordings/changes.py build/release ;;
         tour) play_tour ;;
         browser) scripts/check-browser.sh ;;
+        kernel) scripts/check-kernel.sh "${long[@]}" ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
         documents) build_preset release; python3 -B scripts/documents.py ;;

@@ -4,8 +4,10 @@
 - The rooms of the table ROOMS hold no conditional compilation for the platform. They include the
   standard library, each other as the table allows, and libraries: the device folders Linux and the public
   headers of Android, the conformance suite GoogleTest and HIDL, so that it sees nothing of the service but
-  its interface, the timeline one for JSON, and the cover's model none. No room includes the standard locks:
-  those of the phone's library have destructors, which run at exit while the service's threads go on.
+  its interface, the timeline one for JSON, the gadget Linux, and the cover's model none. No room includes
+  the standard locks: those of the phone's library have destructors, which run at exit while the service's
+  threads go on.
+- Only vm/ itself and its tests include vm/.
 - Elsewhere locks are <utils/Mutex.h>'s, whose annotations clang checks; the standard library's have none.
 - Every header has `#pragma once`; no function body is longer than a screen.
 - A name that a source file makes short by `using` is used there; null pointers are `nullptr`.
@@ -29,7 +31,7 @@ COUNTS = "diagnostics/Statistics.h"
 # Folder: the project's headers that it may include, as docs/architecture.md draws them. Sources may
 # include the service object, but not those of PURE; headers may not, so that few files hang on it.
 PURE = {"kernel/base", "emulator/cover", "emulator/phonelog", "emulator/recording", "emulator/timeline",
-        "vts/functional"}
+        "vm/gadget", "vts/functional"}
 ROOMS = {
     "service": ("kernel/base/",),
     "diagnostics": ("diagnostics/", "display/", "sub_display/", "kernel/"),
@@ -48,14 +50,18 @@ ROOMS = {
                            "emulator/timeline/"),
     "emulator/phonelog": ("emulator/phonelog/", "emulator/cover/", "emulator/phone/Entry.h",
                           "emulator/phone/Paths.h", "emulator/recording/", "cli/"),
+    "vm/gadget": ("vm/gadget/", "emulator/cover/", "emulator/phone/Error.h", "emulator/phone/backend/Device.h"),
     "vts/functional": ("vts/functional/",),
 }
+# What includes it: itself and its tests.
+OUTERMOST = "vm/"
 # The headers of other libraries than the standard one that a room may include.
 LIBRARIES = {
     "emulator/cover": (),
     "emulator/timeline": ("nlohmann/json.hpp",),
     "emulator/phonelog": ("nlohmann/json.hpp", "strings.h"),
     "emulator/recording": ("nlohmann/json.hpp",),
+    "vm/gadget": ("linux/",),
     # libutils is a part of HIDL: android::sp is from there, too.
     "vts/functional": ("gtest/", "hidl/", "utils/Mutex.h", "vendor/qmx/hardware/bivista/"),
 }
@@ -104,10 +110,13 @@ def may_include(path, room, bracket, header):
 
 
 def lint_includes(path, number, line):
+    match = INCLUDE.match(line)
+    if match and match[2].startswith(OUTERMOST) and not path.removeprefix("tests/").startswith(OUTERMOST):
+        yield f"{path}:{number}: nothing includes {OUTERMOST} but its tests"
+        return
     room = room_of(path)
     if not room:
         return
-    match = INCLUDE.match(line)
     if match and not may_include(path, room, *match.groups()):
         yield f"{path}:{number}: {room}/ may not include {match[2]}"
     match = CONDITIONAL.match(line)

@@ -45,9 +45,17 @@ class LintTest(unittest.TestCase):
                              ("kernel", "diagnostics/DumpText.h"), ("display", "sub_display/B.h"),
                              ("sub_display", "display/B.h"), ("sub_display", "kernel/serial/B.h"),
                              ("display", "emulator/cover/B.h"), ("emulator/cover", "kernel/Bivista.h"),
-                             ("vts/functional", "kernel/Bivista.h")):
+                             ("vts/functional", "kernel/Bivista.h"), ("vm/gadget", "emulator/phone/EventLoop.h"),
+                             ("vm/gadget", "kernel/Bivista.h")):
             self.assertEqual(findings(f"{room}/A.cpp", f'#include "{header}"\n'),
                              [f"{room}/A.cpp:1: {room}/ may not include {header}"])
+
+    def test_only_its_tests_include_the_real_kernel(self):
+        text = '#include "vm/gadget/Gadget.h"\n'
+        for path in ("vm/backend/A.cpp", "vm/gadget/A.cpp", "tests/vm/A.cpp"):
+            self.assertEqual(findings(path, text), [])
+        for path in ("emulator/phone/A.cpp", "emulator/cover/A.cpp", "kernel/usb/A.cpp", "tests/phone/A.cpp"):
+            self.assertEqual(findings(path, text), [f"{path}:1: nothing includes vm/ but its tests"])
 
     def test_no_header_passes_the_object_on(self):
         self.assertEqual(findings("display/A.cpp", '#include "kernel/Bivista.h"\n'), [])

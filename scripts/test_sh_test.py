@@ -35,7 +35,7 @@ class TestShTest(unittest.TestCase):
         for preset in ("release", "asan", "tsan"):
             (self.root / "build" / preset).mkdir(parents=True)
         for name in ("scripts/check-style.sh", "scripts/check-tidy.sh", "scripts/check-phone.sh",
-                     "scripts/check-package.sh", "scripts/check-browser.sh", "vts/mutate.py",
+                     "scripts/check-package.sh", "scripts/check-browser.sh", "scripts/check-kernel.sh", "vts/mutate.py",
                      "tests/recordings/changes.py", "tools/python3", "tools/cmake"):
             self.program(name, STEP)
         self.program("tools/ctest", CTEST)
@@ -62,11 +62,19 @@ class TestShTest(unittest.TestCase):
         self.assertIn("style", quick)
         self.assertIn("asan", {name for name, _ in listed} - set(quick))
         for words, steps in (((), quick), (("--all",), [name for name, _ in listed]), (("--only", "phone"), ["phone"]),
-                             (("--tsan",), ["tsan"])):
+                             (("--tsan",), ["tsan"]), (("--kernel",), ["kernel"]), (("--kernel", "--long"), ["kernel"])):
             status, lines = self.run_test_sh(*words)
             self.assertEqual((status, [line[3:] for line in lines if line.startswith("== ") and ":" not in line]), (0, steps))
             if words:
                 self.assertEqual(self.run_test_sh(*words, "--list"), (0, steps))
+
+    def test_long_is_for_the_kernel(self):
+        self.program("scripts/check-kernel.sh", f"#!/bin/sh\necho \"$*\" >{self.root}/words\n")
+        for words, given in ((("--kernel",), "\n"), (("--kernel", "--long"), "--long\n"), (("--long", "--kernel"), "--long\n")):
+            self.assertEqual(self.run_test_sh(*words)[0], 0)
+            self.assertEqual((self.root / "words").read_text(), given)
+        for words in (("--long",), ("--all", "--long"), ("--tsan", "--long")):
+            self.assertEqual(self.run_test_sh(*words), (2, ["error: --long goes with --kernel"]))
 
     def test_the_last_lines_name_what_failed_and_have_the_sum(self):
         for failing, last in (("", ["3 passed, 0 failed"]),
@@ -80,14 +88,16 @@ class TestShTest(unittest.TestCase):
             self.assertEqual("error: the build failed (whole output: build/release.log)" in lines, failing == "release")
 
     def test_quick_steps_install_nothing_for_others(self):
-        for step, others, browser in (("style", False, False), ("tidy", True, False), ("browser", True, True)):
+        for step, others, mark in (("style", False, ""), ("tidy", True, ""), ("browser", True, "chromium-driver"),
+                                   ("kernel", False, "qemu-system-x86")):
             (self.root / "installed").unlink(missing_ok=True)
             self.assertEqual(self.run_test_sh("--only", step, install=True)[0], 0)
             installed = (self.root / "installed").read_text()
             self.assertIn(" libgtest-dev ", installed)
             for package in ("clang-tidy", "gdb", "libdbus-1-dev"):
                 self.assertEqual(f" {package} " in installed, others)
-            self.assertEqual(" chromium-driver " in installed, browser)
+            for package in ("chromium-driver", "qemu-system-x86"):
+                self.assertEqual(f" {package} " in installed, package == mark)
 
     def test_npm_is_installed_for_the_browser_where_there_is_none(self):
         self.program("tools/npm", "#!/bin/sh\n")

@@ -114,7 +114,7 @@ settings() {
     local key value
     while IFS='=' read -r key value; do
         same "$key=$value" "$key=$(service "$key")"
-    done < <(grep -E '^[A-Z][A-Za-z]*=(yes|no|strict|closed|invisible|pid|private|0077)$' \
+    done < <(grep -E '^[A-Z][A-Za-z]*=(yes|no|strict|closed|ptraceable|pid|private|0077)$' \
         /usr/lib/systemd/system/bivista.service)
 }
 exposure() {

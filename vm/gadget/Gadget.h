@@ -11,54 +11,31 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
-#include "emulator/cover/Types.h"
 #include "emulator/phone/backend/Device.h"
+#include "vm/gadget/Event.h"
 
 namespace gadget {
 
-// SET_CONTROL_LINE_STATE; it is answered already.
-struct LineState {
-    bool dtr = false;
-    bool rts = false;
-};
-
-// Bytes for the tty's device: a bulk OUT transfer.
-struct Written {
-    uint32_t id = 0;
-    std::string bytes;
-};
-
-// A report: GET_REPORT, SET_REPORT, or an interrupt OUT transfer. Its `held` is not set.
-struct Report {
-    uint32_t id = 0;
-    phone::HidRequest request;
-};
-
-// The kernel has taken this transfer back before it was completed.
-struct TakenBack {
-    uint32_t id = 0;
-};
-
-using Event = std::variant<LineState, Written, Report, TakenBack>;
-
 class Gadget {
   public:
-    // With a tty, a hidraw node, or neither (a loader): as the description has them.
+    // With a tty, a hidraw node, or neither (a loader): as the description has them. Throws
+    // phone::Error when a text of its identity is too long or not ASCII.
     explicit Gadget(const phone::DeviceDescription& description);
     ~Gadget();
     Gadget(const Gadget&) = delete;
     Gadget& operator=(const Gadget&) = delete;
 
-    // Bytes from vhci_hcd, in any pieces. Throws phone::Error when they are no USB/IP.
+    // Bytes from vhci_hcd, in any pieces. Throws phone::Error when they are no USB/IP; the wire is
+    // of no use then.
     void receive(std::string_view bytes);
     // Bytes for vhci_hcd; they are forgotten here.
     std::string takeOutput();
     std::vector<Event> takeEvents();
 
-    // Ends a transfer of an event; an id that was taken back is ignored.
+    // Ends the transfer of a Report; an id that was taken back or completed is ignored. The answer
+    // is final: its `askAgainAfter` is not looked at.
     void complete(uint32_t id, const phone::HidAnswer& answer);
     // Of Written: the device has taken all of it.
     void complete(uint32_t id);
@@ -69,7 +46,8 @@ class Gadget {
     // Bytes of send() that the kernel has not fetched, and all that it has.
     size_t waiting() const;
     uint64_t fetched() const;
-    // The kernel has allowed it to wake the bus, and asks for nothing: it may be suspended.
+    // Bytes wait, and the kernel asks for none, but has allowed the device to wake the bus: it may
+    // be suspended.
     bool mayWake() const;
 
   private:

@@ -16,7 +16,7 @@ bool bv_is_node(const void *attribute);
 
 /*
  * Raises a uevent of the touch panel with these keys: strings of the form
- * KEY=VALUE, each ended by a NUL. The last byte is a NUL.
+ * KEY=VALUE with a NUL after each; keys[size] is a NUL, too.
  */
 int bv_raise_uevent(char *keys, size_t size);
 

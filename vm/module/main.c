@@ -13,8 +13,8 @@
  *	/sys/power/wake_lock
  *	/sys/module/usbhid/parameters/aes_mode
  *
- * Reading /dev/bivista_phone gives records as long as it is open, to one reader
- * at a time; a buffer of 16 KiB takes any. Each is a line:
+ * Reading /dev/bivista_phone gives, to one reader at a time, what is done while
+ * it is open. A buffer of 16 KiB takes any record. Each is a line:
  *
  *	KIND TGID NANOSECONDS FLAGS PATH [REST]
  *

@@ -121,7 +121,7 @@ bool bv_is_node(const void *attribute)
 static const char folder[] = "bivista";
 /* The kernel's folder of the class has one name, its uevents another. */
 static const char subsystem[] = "QMX_BV2";
-static struct class bivista_class = {.name = folder};
+static struct class bivista_class = { .name = folder };
 static struct device *bv2;
 
 static int create_bv2(void)

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-only
 // Copyright 2026 the Bivista maintainers.
-/*
- * What succeeds is recorded when the kernel's function returns, so that its
- * result is known; what is to be known before its effects, when it is called.
- */
 #define pr_fmt(fmt) KBUILD_MODNAME ": " fmt
 
 #include <asm/syscall.h>
@@ -35,7 +31,7 @@ static void *argument(struct pt_regs *regs, unsigned int number)
 	return (void *)regs_get_kernel_argument(regs, number);
 }
 
-/* The flags of the open() or openat() that is under way, else 0. */
+/* The flags of the open(), openat() or creat() under way, else 0. */
 static unsigned int asked_flags(void)
 {
 	struct pt_regs *regs = task_pt_regs(current);
@@ -64,26 +60,27 @@ static struct bv_call call_of(char kind, struct file *file)
 	};
 }
 
-/* The file itself does not know O_CLOEXEC. */
-static struct bv_call open_call(char kind, struct file *file)
+static bool is_usb_bus(const char *name)
 {
-	struct bv_call call = call_of(kind, file);
+	unsigned int number;
+	char more;
 
-	call.flags |= asked_flags() & O_CLOEXEC;
-	return call;
+	return sscanf(name, "usb%u%c", &number, &more) == 1;
 }
 
-/* Whether a name is "usb1", or, below such a device, "1-1" or "1-1.2". */
-static bool is_usb_device(const char *name, const char *above)
+/* Whether a folder is "usb1" or, below such a device, "1-1" or "1-1.2". */
+static bool is_usb_device(const struct dentry *folder)
 {
-	size_t length = strlen(above);
+	const char *name = folder->d_name.name;
+	const char *above = folder->d_parent->d_name.name;
+	const size_t length = strlen(above);
 
-	if (!strncmp(name, "usb", 3) && isdigit(name[3]))
+	if (is_usb_bus(name))
 		return true;
-	if (!strncmp(above, "usb", 3) && isdigit(above[3]))
-		return isdigit(name[0]) && !strchr(name, ':');
-	return isdigit(above[0]) && !strncmp(name, above, length) &&
-	       name[length] == '.' && !strchr(name, ':');
+	if (!isdigit(name[0]) || strchr(name, ':'))
+		return false;
+	return is_usb_bus(above) ||
+	       (!strncmp(name, above, length) && name[length] == '.');
 }
 
 /* A device may go at any time, but the names in the file's path stay. */
@@ -91,23 +88,29 @@ static bool is_usb_control(const struct file *file)
 {
 	const struct dentry *control = file->f_path.dentry;
 	const struct dentry *power = control->d_parent;
-	const struct dentry *device = power->d_parent;
 
 	return !strcmp(control->d_name.name, "control") &&
 	       !strcmp(power->d_name.name, "power") &&
-	       is_usb_device(device->d_name.name,
-			     device->d_parent->d_name.name);
+	       is_usb_device(power->d_parent);
 }
 
-static bool is_control_file(const struct file *file)
+static bool is_node(const struct file *file)
 {
-	const struct inode *inode = file_inode(file);
-	const struct kernfs_node *node = inode->i_private;
+	const struct kernfs_node *node = file_inode(file)->i_private;
 
-	if (!(file->f_mode & FMODE_WRITE) ||
-	    inode->i_sb->s_magic != SYSFS_MAGIC)
-		return false;
-	return bv_is_node(node->priv) || is_usb_control(file);
+	return bv_is_node(node->priv);
+}
+
+static bool is_writer(const struct file *file)
+{
+	return file->f_mode & FMODE_WRITE;
+}
+
+static bool is_control(const struct file *file)
+{
+	return is_writer(file) &&
+	       file_inode(file)->i_sb->s_magic == SYSFS_MAGIC &&
+	       (is_node(file) || is_usb_control(file));
 }
 
 static bool is_acm(const struct file *file)
@@ -115,103 +118,94 @@ static bool is_acm(const struct file *file)
 	return MAJOR(file_inode(file)->i_rdev) == ACM_TTY_MAJOR;
 }
 
+/* An open that fails releases, too. */
+static bool is_open_acm(const struct file *file)
+{
+	return is_acm(file) && (file->f_mode & FMODE_OPENED);
+}
+
+static bool is_any(const struct file *file)
+{
+	return true;
+}
+
 /* Closes: functions (inode, file). */
 
-static void record_close(char kind, struct file *file)
+static int record_close(struct pt_regs *regs, char kind,
+			bool (*concerns)(const struct file *))
 {
-	const struct bv_call call = call_of(kind, file);
+	struct file *file = argument(regs, 1);
 
-	bv_record(&call);
+	if (bv_is_recorded() && concerns(file)) {
+		const struct bv_call call = call_of(kind, file);
+
+		bv_record(&call);
+	}
+	return 0;
 }
 
 static int control_release(struct kprobe *probe, struct pt_regs *regs)
 {
-	struct file *file = argument(regs, 1);
-
-	if (bv_is_recorded() && is_control_file(file))
-		record_close('C', file);
-	return 0;
+	return record_close(regs, 'C', is_control);
 }
 
 static int kmsg_release(struct kprobe *probe, struct pt_regs *regs)
 {
-	struct file *file = argument(regs, 1);
-
-	if (bv_is_recorded() && (file->f_mode & FMODE_WRITE))
-		record_close('C', file);
-	return 0;
+	return record_close(regs, 'C', is_writer);
 }
 
 static int acm_release(struct kprobe *probe, struct pt_regs *regs)
 {
-	struct file *file = argument(regs, 1);
-
-	/* An open that fails releases, too. */
-	if (bv_is_recorded() && is_acm(file) && (file->f_mode & FMODE_OPENED))
-		record_close('U', file);
-	return 0;
+	return record_close(regs, 'U', is_open_acm);
 }
 
 static int hidraw_release(struct kprobe *probe, struct pt_regs *regs)
 {
-	if (bv_is_recorded())
-		record_close('h', argument(regs, 1));
-	return 0;
+	return record_close(regs, 'h', is_any);
 }
 
-/* sysfs_kf_write(kernfs_open_file, kernel's copy of the bytes, size, offset) */
-static int control_write(struct kprobe *probe, struct pt_regs *regs)
-{
-	const struct kernfs_open_file *open = argument(regs, 0);
-	struct bv_call call;
-
-	if (!bv_is_recorded() || !is_control_file(open->file))
-		return 0;
-	call = call_of('W', open->file);
-	call.bytes = argument(regs, 1);
-	call.size = regs_get_kernel_argument(regs, 2);
-	bv_record(&call);
-	return 0;
-}
-
-/* Opens: functions (inode, file). */
+/*
+ * Functions whose return matters. Their beginnings return 1 when it does not,
+ * or when all is said already.
+ */
 
 static struct kept *kept_in(struct kretprobe_instance *instance)
 {
 	return (struct kept *)instance->data;
 }
 
+/* Opens: functions (inode, file). */
+
+static int keep_open(struct kretprobe_instance *instance, struct pt_regs *regs,
+		     char kind, bool (*concerns)(const struct file *))
+{
+	struct bv_call *call = &kept_in(instance)->call;
+	struct file *file = argument(regs, 1);
+
+	if (!bv_is_recorded() || !concerns(file))
+		return 1;
+	*call = call_of(kind, file);
+	/* The file itself does not know O_CLOEXEC. */
+	call->flags |= asked_flags() & O_CLOEXEC;
+	return 0;
+}
+
 static int control_open_begins(struct kretprobe_instance *instance,
 			       struct pt_regs *regs)
 {
-	struct file *file = argument(regs, 1);
-
-	if (!bv_is_recorded() || !is_control_file(file))
-		return 1;
-	kept_in(instance)->call = open_call('O', file);
-	return 0;
+	return keep_open(instance, regs, 'O', is_control);
 }
 
 static int kmsg_open_begins(struct kretprobe_instance *instance,
 			    struct pt_regs *regs)
 {
-	struct file *file = argument(regs, 1);
-
-	if (!bv_is_recorded() || !(file->f_mode & FMODE_WRITE))
-		return 1;
-	kept_in(instance)->call = open_call('O', file);
-	return 0;
+	return keep_open(instance, regs, 'O', is_writer);
 }
 
 static int acm_open_begins(struct kretprobe_instance *instance,
 			   struct pt_regs *regs)
 {
-	struct file *file = argument(regs, 1);
-
-	if (!bv_is_recorded() || !is_acm(file))
-		return 1;
-	kept_in(instance)->call = open_call('T', file);
-	return 0;
+	return keep_open(instance, regs, 'T', is_acm);
 }
 
 static int record_if_done(struct kretprobe_instance *instance,
@@ -225,10 +219,7 @@ static int record_if_done(struct kretprobe_instance *instance,
 static int hidraw_open_begins(struct kretprobe_instance *instance,
 			      struct pt_regs *regs)
 {
-	if (!bv_is_recorded())
-		return 1;
-	kept_in(instance)->call = open_call('H', argument(regs, 1));
-	return 0;
+	return keep_open(instance, regs, 'H', is_any);
 }
 
 static int hidraw_open_ends(struct kretprobe_instance *instance,
@@ -239,6 +230,34 @@ static int hidraw_open_ends(struct kretprobe_instance *instance,
 	scnprintf(call->rest, sizeof(call->rest), "%d %llu",
 		  (int)regs_return_value(regs), ktime_get_ns() - call->began);
 	bv_record(call);
+	return 0;
+}
+
+/* sysfs_kf_write(kernfs_open_file, kernel's copy of the bytes, size, offset) */
+
+static int control_write_begins(struct kretprobe_instance *instance,
+				struct pt_regs *regs)
+{
+	const struct kernfs_open_file *open = argument(regs, 0);
+	struct bv_call *call = &kept_in(instance)->call;
+
+	if (!bv_is_recorded() || !is_control(open->file))
+		return 1;
+	*call = call_of('W', open->file);
+	call->bytes = argument(regs, 1);
+	call->size = regs_get_kernel_argument(regs, 2);
+	/* Who learns of a node's write finds the bytes in it. */
+	if (is_node(open->file))
+		return 0;
+	/* Before the device sleeps or wakes. */
+	bv_record(call);
+	return 1;
+}
+
+static int control_write_ends(struct kretprobe_instance *instance,
+			      struct pt_regs *regs)
+{
+	bv_record(&kept_in(instance)->call);
 	return 0;
 }
 
@@ -338,11 +357,10 @@ static int creation_ends(struct kretprobe_instance *instance,
 }
 
 static struct kprobe calls[] = {
-	{.symbol_name = "sysfs_kf_write", .pre_handler = control_write},
-	{.symbol_name = "kernfs_fop_release", .pre_handler = control_release},
-	{.symbol_name = "devkmsg_release", .pre_handler = kmsg_release},
-	{.symbol_name = "tty_release", .pre_handler = acm_release},
-	{.symbol_name = "hidraw_release", .pre_handler = hidraw_release},
+	{ .symbol_name = "kernfs_fop_release", .pre_handler = control_release },
+	{ .symbol_name = "devkmsg_release", .pre_handler = kmsg_release },
+	{ .symbol_name = "tty_release", .pre_handler = acm_release },
+	{ .symbol_name = "hidraw_release", .pre_handler = hidraw_release },
 };
 
 /* So many calls can be under way at once: blocked reads among them. */
@@ -357,6 +375,8 @@ static struct kprobe calls[] = {
 
 static struct kretprobe returns[] = {
 	RETURN_PROBE("kernfs_fop_open", control_open_begins, record_if_done),
+	RETURN_PROBE("sysfs_kf_write", control_write_begins,
+		     control_write_ends),
 	RETURN_PROBE("devkmsg_open", kmsg_open_begins, record_if_done),
 	RETURN_PROBE("devkmsg_write", kmsg_write_begins, kmsg_write_ends),
 	RETURN_PROBE("tty_open", acm_open_begins, record_if_done),

@@ -83,6 +83,10 @@ class Backend {
     // writes their power/runtime_status.
     virtual bool managesPower() const { return false; }
 
+    // Whether the kernel of this back end itself decides about opens of hidraw nodes: a listener is
+    // told of them.
+    virtual bool opensHidraw() const { return false; }
+
     // The kernel's uevents: 1 to kLongestUevent bytes. One thread at a time, any.
     virtual void raiseUevent(const std::string& event) = 0;
     // The same bytes from a process.

@@ -30,6 +30,15 @@ void checkFault(const std::string& text) {
     }
 }
 
+void Faults::addPanelFault(const cover::PanelFault& fault) {
+    const bool strikesOpens =
+            fault.call == cover::PanelCall::Open || fault.call == cover::PanelCall::Any;
+    if (strikesOpens && mBackend.opensHidraw()) {
+        throw Error("a real kernel opens hidraw nodes itself: name info, config or write");
+    }
+    mPanel.faults().add(fault);
+}
+
 void Faults::set(const std::string& text) {
     call([&] {
         if (isNodeFault(text)) {
@@ -38,7 +47,7 @@ void Faults::set(const std::string& text) {
             apply(faults.list());
             mNodeFaults = std::move(faults);
         } else if (cover::isPanelFault(text)) {
-            mPanel.faults().add(need(cover::parsePanelFault(text)));
+            addPanelFault(need(cover::parsePanelFault(text)));
         } else {
             mCover.controller().faults().add(need(cover::parseFault(text)));
         }

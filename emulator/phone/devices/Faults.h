@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "emulator/cover/FaultList.h"
+#include "emulator/cover/PanelFault.h"
 #include "emulator/phone/devices/Subject.h"
 
 namespace phone {
@@ -44,6 +45,7 @@ class Faults : public Subject {
     void clear();
 
   private:
+    void addPanelFault(const cover::PanelFault& fault);
     void apply(const std::vector<NodeFault>& faults);
     // False when no fault is listed so; the text as it is listed.
     bool removeOne(std::string& text);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -89,6 +90,7 @@ bool receiveReport(int socket, Report* report, unique_fd* listener) {
     return true;
 }
 
+// An empty filter supervises nothing.
 [[noreturn]] void runProgram(int socket, const std::vector<sock_filter>& filter,
                              char* const* argv) {
     // A keeper that is killed takes it along.
@@ -96,10 +98,12 @@ bool receiveReport(int socket, Report* report, unique_fd* listener) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    const int listener = installFilter(filter);
-    sendReport(socket, listener < 0 ? errno : 0, listener);
-    if (listener >= 0) {
-        close(listener);
+    const bool isSupervised = !filter.empty();
+    const int listener = isSupervised ? installFilter(filter) : -1;
+    const bool failed = isSupervised && listener < 0;
+    sendReport(socket, failed ? errno : 0, listener);
+    if (!failed) {
+        if (isSupervised) close(listener);
         execvp(argv[0], argv);
         sendReport(socket, errno, -1);
     }
@@ -131,7 +135,7 @@ unique_fd superviseCaller() {
     return listener;
 }
 
-Program::Program(const std::vector<std::string>& command) {
+Program::Program(const std::vector<std::string>& command, Supervision supervision) {
     if (command.empty()) throw Error("no program to run was named");
     unique_fd ours;
     unique_fd theirs;
@@ -142,8 +146,11 @@ Program::Program(const std::vector<std::string>& command) {
     argv.reserve(command.size() + 1);
     for (const std::string& argument : command) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
-    const std::vector<sock_filter> filter = makeFilter({}, handledCalls());
-    setenv(kSupervisedVariable, "1", 1);
+    std::vector<sock_filter> filter;
+    if (supervision == Supervision::Full) {
+        filter = makeFilter({}, handledCalls());
+        setenv(kSupervisedVariable, "1", 1);
+    }
 
     const pid_t self = getpid();
     mKeeper = fork();
@@ -153,8 +160,8 @@ Program::Program(const std::vector<std::string>& command) {
 
     Report report;
     const bool told = receiveReport(ours.get(), &report, &mListener);
-    // Silence, once it is supervised: the program runs.
-    if (mListener.ok() && !receiveReport(ours.get(), &report, &mListener)) {
+    // Silence after the first report: the program runs.
+    if (told && report.error == 0 && !receiveReport(ours.get(), &report, &mListener)) {
         // glibc's own function has C++ linkage in its header.
         mProcess.reset(static_cast<int>(syscall(SYS_pidfd_open, report.sender, 0)));
         return;
@@ -163,6 +170,15 @@ Program::Program(const std::vector<std::string>& command) {
     errno = told ? report.error : ECHILD;
     if (errno == EBUSY) throwSupervision();
     throwErrno("cannot run " + command[0]);
+}
+
+void signalProgram(const unique_fd& process, int number) {
+    pollfd state = {process.get(), POLLIN, 0};
+    // It is readable when the process has ended, waited for or not.
+    if (!process.ok() || poll(&state, 1, 0) != 0) throw Error("no program runs on this phone");
+    if (syscall(SYS_pidfd_send_signal, process.get(), number, nullptr, 0) != 0) {
+        throwErrno("cannot signal the phone's program");
+    }
 }
 
 }  // namespace phone

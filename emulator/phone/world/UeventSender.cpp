@@ -36,6 +36,12 @@ void UeventSender::throughKernel(const std::string& event) const {
     throwErrno("the kernel refuses to raise a uevent");
 }
 
+void UeventSender::forge(const std::string& event) const {
+    // The multicast group of the kernel's own uevents.
+    constexpr uint32_t kKernelGroup = 1;
+    if (!asProcess(event, 0, kKernelGroup)) throwErrno("cannot send a uevent");
+}
+
 bool UeventSender::asProcess(const std::string& bytes, uint32_t port, uint32_t group) const {
     sockaddr_nl address = {};
     address.nl_family = AF_NETLINK;

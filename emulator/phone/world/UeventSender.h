@@ -19,6 +19,9 @@ class UeventSender {
     // the kernel refuses. One thread at a time.
     void throughKernel(const std::string& event) const;
 
+    // Sends the bytes to the kernel's listeners as any process may. Throws phone::Error.
+    void forge(const std::string& event) const;
+
     // Sends the bytes to a group or a port as any process may; false, errno set, on failure.
     bool asProcess(const std::string& bytes, uint32_t port, uint32_t group) const;
 

@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "emulator/phone/Error.h"
@@ -115,27 +114,11 @@ std::optional<std::string> WorldBackend::readFile(const fs::path& path) const {
 }
 
 std::vector<File> WorldBackend::listFiles(const fs::path& folder) const {
-    std::vector<File> files;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; entry != end && !error;
-         entry.increment(error)) {
-        std::error_code gone;
-        if (!entry->is_regular_file(gone)) continue;
-        const uintmax_t size = entry->file_size(gone);
-        if (!gone) files.push_back({entry->path().filename(), size});
-    }
-    std::sort(files.begin(), files.end(),
-              [](const File& a, const File& b) { return a.name < b.name; });
-    return files;
+    return phone::listFiles(folder);
 }
 
 fs::path WorldBackend::resolveFile(const std::string& path) const {
-    fs::path resolved = resolve(path);
-    if (path.empty() || path[0] != '/' || !isOfWorld(resolved)) {
-        throw Error("\"" + path + "\" is not a file of the phone: name one below /dev, /sys, " +
-                    "/data or /system_ext");
-    }
-    return resolved;
+    return resolveInWorld(path);
 }
 
 void WorldBackend::clearFolder(const fs::path& folder) {
@@ -145,19 +128,12 @@ void WorldBackend::clearFolder(const fs::path& folder) {
 
 void WorldBackend::restart() {
     mLineSettings.clear();
-    for (const char* folder : {"/sys", "/data", "/system_ext"}) {
-        for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-            // The sockets of the services of this phone.
-            if (entry.path() != "/data/hidl") removeTree(entry.path());
-        }
-    }
+    for (const char* folder : {"/sys", "/data", "/system_ext"}) emptyFolder(folder);
     makeFolders();
 }
 
 void WorldBackend::forgeUevent(const std::string& event) {
-    // The multicast group of the kernel's own uevents.
-    constexpr uint32_t kKernelGroup = 1;
-    if (!mUevents.asProcess(event, 0, kKernelGroup)) throwErrno("cannot send a uevent");
+    mUevents.forge(event);
 }
 
 void WorldBackend::drainFiles() {
@@ -216,12 +192,7 @@ pid_t WorldBackend::spawn(const std::vector<std::string>& command) {
 }
 
 void WorldBackend::signal(int number) {
-    pollfd process = {mProgram.get(), POLLIN, 0};
-    // It is readable when the process has ended, waited for or not.
-    if (!mProgram.ok() || poll(&process, 1, 0) != 0) Backend::signal(number);
-    if (syscall(SYS_pidfd_send_signal, mProgram.get(), number, nullptr, 0) != 0) {
-        throwErrno("cannot signal the phone's program");
-    }
+    signalProgram(mProgram, number);
 }
 
 void WorldBackend::supervise(unique_fd listener) {

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+# Plays the scenarios, the conformance suite and re-attachments on the emulated phone and on a real kernel, in a virtual
+# machine, and compares the journals. Journals, logs and the table of the agreement are then in build/kernel/.
+#
+# usage: scripts/check-kernel.sh [--long]
+#
+# Exit status: 0 both agree, 1 they differ, 2 wrong usage, or something cannot be built; else that of vm/run.sh, which
+# says what is wrong with the machine. With --long also 1 when a check of vm/long.sh fails.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/common.sh
+
+# Seconds for all that is done in the machine.
+limit=900
+case "$*" in
+    '') long=no ;;
+    --long) long=yes ;;
+    *) fail "usage: scripts/check-kernel.sh [--long]" ;;
+esac
+
+build_preset release
+folder=build/kernel
+rm -rf $folder
+mkdir -p $folder/{emulated,kernel}
+sockets=$(mktemp -d)
+emulated=''
+end() {
+    [ -z "$emulated" ] || kill "$emulated" 2>/dev/null || true
+    wait
+    rm -rf "$sockets"
+}
+trap end EXIT
+trap 'exit 143' TERM
+
+# The emulated phone waits most of the time, while the machine keeps the processors busy.
+PATH=$PWD/build/release/bin:$PATH HIDL_SOCKET_DIR=$sockets vm/agreement/session.sh $folder/emulated \
+    >$folder/emulated.log 2>&1 &
+emulated=$!
+status=0
+with_progress "on a real kernel" $folder/kernel.log \
+    vm/run.sh --out $folder/kernel --limit $limit -- vm/agreement/session.sh /out || status=$?
+grep -a '^vm/run.sh: ' $folder/kernel.log || true
+if [ $status != 0 ]; then
+    tail -n 40 $folder/kernel.log
+    say "the machine ended with status $status (whole output: $folder/kernel.log)"
+    exit $status
+fi
+wait "$emulated" || { cat $folder/emulated.log; fail "nothing was played on the emulated phone"; }
+emulated=''
+
+status=0
+vm/agreement/compare.py $folder/emulated $folder/kernel >$folder/agreement.txt || status=$?
+cat $folder/agreement.txt
+[ $status = 0 ] || exit $status
+[ $long = no ] || vm/long.sh
