@@ -53,4 +53,6 @@ status=0
 vm/agreement/compare.py $folder/emulated $folder/kernel >$folder/agreement.txt || status=$?
 cat $folder/agreement.txt
 [ $status = 0 ] || exit $status
+with_progress "how a machine ends" $folder/run_test.log python3 -B -m unittest vm/run_test.py ||
+    { cat $folder/run_test.log; exit 1; }
 [ $long = no ] || vm/long.sh
