@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# Plays the scenarios, the conformance suite and re-attachments on the emulated phone and on a real kernel, in a virtual
-# machine, and compares the journals. Journals, logs and the table of the agreement are then in build/kernel/.
+# Tests the kernel module. Plays the scenarios, the conformance suite and re-attachments on the emulated phone and on a
+# real kernel, in a virtual machine, and compares the journals. Journals, logs and the table of the agreement are then in
+# build/kernel/.
 #
 # usage: scripts/check-kernel.sh [--long]
 #
@@ -39,7 +40,8 @@ PATH=$PWD/build/release/bin:$PATH HIDL_SOCKET_DIR=$sockets vm/agreement/session.
 emulated=$!
 status=0
 with_progress "on a real kernel" $folder/kernel.log \
-    vm/run.sh --out $folder/kernel --limit $limit -- vm/agreement/session.sh /out || status=$?
+    vm/run.sh --out $folder/kernel --limit $limit -- \
+    bash -c 'vm/module/module_test.py && vm/agreement/session.sh /out' || status=$?
 grep -a '^vm/run.sh: ' $folder/kernel.log || true
 if [ $status != 0 ]; then
     tail -n 40 $folder/kernel.log
