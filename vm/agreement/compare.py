@@ -174,7 +174,8 @@ def compare_scenario(name, folders, known, outcome):
 
 def compare(folders, known):
     outcome = Outcome()
-    names = {file.stem for folder in folders for file in folder.iterdir() if file.suffix in (".jsonl", ".txt", ".status")}
+    names = {file.stem for folder in folders for file in folder.iterdir()
+             if file.suffix in (".jsonl", ".txt", ".status")}
     if not names:
         raise Useless(f"{folders[0]} and {folders[1]}: no journal in either")
     for name in sorted(names):
@@ -183,7 +184,8 @@ def compare(folders, known):
         compared = {part.split("/")[0] for part in outcome.parts} | outcome.parts.keys()
         missed = (set(row.scenarios) & compared) - row.met_in if row.always else set()
         if missed:
-            outcome.complaints.append(f"known as always there, and not met in {', '.join(sorted(missed))}: {row.name()}")
+            where = ", ".join(sorted(missed))
+            outcome.complaints.append(f"known as always there, and not met in {where}: {row.name()}")
         elif not row.met:
             outcome.told.append(f"known, and not met: {row.name()}")
     return outcome

@@ -197,8 +197,8 @@ class CompareTest(unittest.TestCase):
         for table, complaint in (
                 ("- a\n", f"{place}: has other members than unplayable, order, differences"),
                 ("a: [\n", f"{place}: while parsing"),
-                ("differences: [1]\n", f"{place}: differences, row 1: has cause, kind, scenario, when and emulated, real"),
-                (row(real=".*", colour="red"), f"{place}: differences, row 1: has cause, kind"),
+                ("differences: [1]\n", f"{place}: differences, row 1: must have cause, kind, scenario, when; may"),
+                (row(real=".*", colour="red"), f"{place}: differences, row 1: must have cause, kind"),
                 (row(real=".*", scenario="atach"), f"{place}: differences, row 1: there is no scenario atach"),
                 (row(real=".*", when="often"), f"{place}: differences, row 1: 'when' is always or timing, not 'often'"),
                 (row(real="("), f"{place}: differences, row 1: no pattern: '('"),
