@@ -17,6 +17,7 @@ Exit status: 0 enough was found, 1 it was not, 2 an argument or a build is of no
 import argparse
 import functools
 import pathlib
+import signal
 import sys
 import tempfile
 
@@ -125,6 +126,8 @@ def sides_of(options, worlds):
 
 def main(arguments):
     options = parse(arguments)
+    # What is running then ends with it, and the copy is as before.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     try:
         among = seeds.DIFFERENCES if options.trial == "differences" else seeds.DEFECTS
         chosen_ones = chosen(options.names, among)
