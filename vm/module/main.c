@@ -20,7 +20,8 @@
  *
  * TGID is the process that did it; what the reader's process does itself is not
  * recorded. NANOSECONDS is CLOCK_MONOTONIC when it began, FLAGS are the open
- * flags in hex. In PATH blanks and backslashes are octal: "\040".
+ * flags in hex. PATH is below /sys, without symlinks, or below /dev. Blanks and
+ * backslashes in it are octal: "\040".
  *
  *	O W C	open for writing, write, last close of a node above, of a USB
  *		device's power/control, of /dev/kmsg. REST of W: the bytes in

@@ -162,6 +162,12 @@ class RecordsTest(Device):
         self.assertEqual([(line[0], line.split(" ")[4:]) for line in self.told()], [
             ("O", []), ("O", []), ("W", ["31"]), ("W", ["32"]), ("C", []), ("W", ["33"]), ("C", [])])
 
+    def test_of_the_close_of_what_a_process_leaves_open(self):
+        paths = [HAL_READY_PATH, USB_CONTROL, "/dev/kmsg"]
+        pid = elsewhere(lambda: [os.open(path, os.O_WRONLY) for path in paths])
+        closed = [line for line in self.told() if line[0] == "C"]
+        self.assertEqual(closed, [f"C {pid} {LARGE_FILE | os.O_WRONLY:x} {path}" for path in paths])
+
     def test_of_nothing_that_only_reads_or_that_the_reader_does(self):
         elsewhere(read, HAL_READY)
         write(HAL_READY, b"N\n")

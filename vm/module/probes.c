@@ -129,7 +129,10 @@ static bool is_any(const struct file *file)
 	return true;
 }
 
-/* Closes: functions (inode, file). */
+/*
+ * Closes: functions (inode, file). No function of this module may have the name
+ * of one that is probed, which would be looked up here first.
+ */
 
 static int record_close(struct pt_regs *regs, char kind,
 			bool (*concerns)(const struct file *))
@@ -144,22 +147,22 @@ static int record_close(struct pt_regs *regs, char kind,
 	return 0;
 }
 
-static int control_release(struct kprobe *probe, struct pt_regs *regs)
+static int on_control_release(struct kprobe *probe, struct pt_regs *regs)
 {
 	return record_close(regs, 'C', is_control);
 }
 
-static int kmsg_release(struct kprobe *probe, struct pt_regs *regs)
+static int on_kmsg_release(struct kprobe *probe, struct pt_regs *regs)
 {
 	return record_close(regs, 'C', is_writer);
 }
 
-static int acm_release(struct kprobe *probe, struct pt_regs *regs)
+static int on_acm_release(struct kprobe *probe, struct pt_regs *regs)
 {
 	return record_close(regs, 'U', is_open_acm);
 }
 
-static int hidraw_release(struct kprobe *probe, struct pt_regs *regs)
+static int on_hidraw_release(struct kprobe *probe, struct pt_regs *regs)
 {
 	return record_close(regs, 'h', is_any);
 }
@@ -357,10 +360,11 @@ static int creation_ends(struct kretprobe_instance *instance,
 }
 
 static struct kprobe calls[] = {
-	{ .symbol_name = "kernfs_fop_release", .pre_handler = control_release },
-	{ .symbol_name = "devkmsg_release", .pre_handler = kmsg_release },
-	{ .symbol_name = "tty_release", .pre_handler = acm_release },
-	{ .symbol_name = "hidraw_release", .pre_handler = hidraw_release },
+	{ .symbol_name = "kernfs_fop_release",
+	  .pre_handler = on_control_release },
+	{ .symbol_name = "devkmsg_release", .pre_handler = on_kmsg_release },
+	{ .symbol_name = "tty_release", .pre_handler = on_acm_release },
+	{ .symbol_name = "hidraw_release", .pre_handler = on_hidraw_release },
 };
 
 /* So many calls can be under way at once: blocked reads among them. */

@@ -2,6 +2,7 @@
 // Copyright 2026 the Bivista maintainers.
 #include <linux/dcache.h>
 #include <linux/kfifo.h>
+#include <linux/magic.h>
 #include <linux/miscdevice.h>
 #include <linux/module.h>
 #include <linux/mutex.h>
@@ -51,20 +52,19 @@ __printf(1, 2) static void append(const char *format, ...)
 	va_end(args);
 }
 
-/* Without what the kernel adds to the name of a file that is gone. */
+/*
+ * The name of a file, at the end of a buffer. Not d_path()'s: what a process
+ * leaves open is closed when it has no root folder any more.
+ */
 static char *file_name(const struct file *file, char *buffer, size_t size)
 {
-	static const char deleted[] = " (deleted)";
-	char *name = d_path(&file->f_path, buffer, size);
-	size_t length;
+	struct dentry *dentry = file->f_path.dentry;
+	const bool in_sysfs = dentry->d_sb->s_magic == SYSFS_MAGIC;
+	const char *const mount = in_sysfs ? "/sys" : "/dev";
+	const size_t length = strlen(mount);
+	char *name = dentry_path_raw(dentry, buffer + length, size - length);
 
-	if (IS_ERR(name) || !d_unlinked(file->f_path.dentry))
-		return name;
-	length = strlen(name);
-	if (length >= sizeof(deleted) &&
-	    !strcmp(name + length - strlen(deleted), deleted))
-		name[length - strlen(deleted)] = '\0';
-	return name;
+	return IS_ERR(name) ? name : memcpy(name - length, mount, length);
 }
 
 /* Begins the line; false: it has no room for the path. */
@@ -78,7 +78,6 @@ static bool begin_line(const struct bv_call *call)
 		if (IS_ERR(name))
 			return false;
 	} else {
-		/* At the end, where d_path() puts one too. */
 		name = buffer + sizeof(buffer) - strlen(call->name) - 1;
 		if (name < buffer)
 			return false;
