@@ -22,7 +22,7 @@ reuse lint --quiet || { reuse lint; outcome=1; }
 say "lint.py"
 python3 -B scripts/lint.py || outcome=1
 
-for folder in scripts vts vm/agreement tests/recordings tests/phonelog; do
+for folder in scripts vts vm/agreement vm/trials tests/recordings tests/phonelog; do
     say "tests of $folder/"
     python3 -B -m unittest discover -q -s $folder -p '*_test.py' || outcome=1
 done

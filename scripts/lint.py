@@ -4,9 +4,10 @@
 - The rooms of the table ROOMS hold no conditional compilation for the platform. They include the
   standard library, each other as the table allows, and libraries: the device folders Linux and the public
   headers of Android, the conformance suite GoogleTest and HIDL, so that it sees nothing of the service but
-  its interface, the timeline one for JSON, the gadget Linux, and the cover's model none. No room includes the standard locks:
-  those of the phone's library have destructors, which run at exit while the service's threads go on.
-- Nothing includes vm/, which stands on all the others, but its tests.
+  its interface, the timeline one for JSON, the gadget Linux, and the cover's model none. No room includes
+  the standard locks: those of the phone's library have destructors, which run at exit while the service's
+  threads go on.
+- Only vm/ itself and its tests include vm/.
 - Elsewhere locks are <utils/Mutex.h>'s, whose annotations clang checks; the standard library's have none.
 - Every header has `#pragma once`; no function body is longer than a screen.
 - A name that a source file makes short by `using` is used there; null pointers are `nullptr`.

@@ -134,12 +134,14 @@ get_packages() {
 make_module() {
     rm -rf "$work/module"
     cp -r vm/module "$work/module"
-    make -C "$linux"/usr/src/linux-headers-*[!n] M="$work/module" modules
+    make -C "$linux/usr/src/linux-headers-$release" M="$work/module" modules
+    strip --strip-debug -o "$linux/bivista_phone.ko" "$work/module/bivista_phone.ko"
 }
 
 # The module is built anew after a change of its sources or of the kernel.
 get_module() {
     local digest
+    release=$(sed -n 's/^linux-image-\([^=]*\)=.*/\1/p' "$linux/packages")
     digest=$(cat vm/module/* "$linux/packages" | sha256sum)
     [ "$(cat "$linux/module.digest" 2>/dev/null)" != "$digest" ] || return 0
     with_progress "building the phone's module" "$work/module.log" make_module || {
@@ -147,9 +149,8 @@ get_module() {
         printf 'error: %s\n' "the phone's module does not build (whole output: $work/module.log)" >&2
         exit 122
     }
-    mv "$work/module/bivista_phone.ko" "$linux/"
     echo "$digest" >"$linux/module.digest"
 }
 
 get_packages
-if [ -d vm/module ]; then get_module; fi
+get_module

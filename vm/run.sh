@@ -22,6 +22,8 @@ standard input is empty. The caller's environment stays outside: COMMAND can beg
   --out DIR        the folder that is /out there; its console.log is the kernel's console (build/vm/run/<date>-<time>)
   --limit SECONDS  end the machine when COMMAND has run so long (600)
   --memory MB      the machine's memory (1024)
+  --disk FILE      instead of the host's files the machine has those of this disk (ext4), and its systemd; nothing is
+                   written to FILE. The project is there at its own path
   --no-kvm         do not try KVM
   --linux DIR      another kernel: boot/, lib/modules/ and bivista_phone.ko as in build/vm/linux
   --no-install     install and download nothing; fail where something is missing
@@ -38,6 +40,7 @@ preset=release
 out=
 limit=600
 memory=1024
+disk=
 kvm=yes
 linux=
 install=()
@@ -50,6 +53,7 @@ take_option() {
     case $1 in
         --preset) preset=$2 ;;
         --out) out=$(from_caller "$2") ;;
+        --disk) disk=$(from_caller "$2") ;;
         --linux) linux=$(from_caller "$2") ;;
         --limit) check_number "$@"; limit=$2 ;;
         --memory) check_number "$@"; memory=$2 ;;
@@ -58,7 +62,7 @@ take_option() {
 while [ $# -gt 0 ]; do
     case $1 in
         --help | -h) usage; exit 0 ;;
-        --preset | --out | --limit | --memory | --linux) take_option "$1" "${2:-}"; shift ;;
+        --preset | --out | --limit | --memory | --disk | --linux) take_option "$1" "${2:-}"; shift ;;
         --no-kvm) kvm=no ;;
         --no-install) install=(--no-install) ;;
         --) shift; break ;;
@@ -70,6 +74,7 @@ done
 [ $# -gt 0 ] || fail "which command shall run in the machine? See vm/run.sh --help"
 command=("$@")
 [[ $preset =~ ^[a-z0-9-]+$ ]] || fail "'$preset' is no preset's name"
+[ -z "$disk" ] || [ -r "$disk" ] || fail "cannot read the disk $disk"
 
 private=
 machine=
@@ -118,15 +123,17 @@ make_out() {
 }
 
 # The drivers that the machine itself needs, then the phone's.
-drivers=(virtio_pci virtio_console 9pnet_virtio 9p overlay vhci-hcd cdc-acm usbhid hid-generic)
+drivers=(virtio_pci virtio_console 9pnet_virtio 9p)
+if [ -n "$disk" ]; then drivers+=(virtio_blk ext4); else drivers+=(overlay); fi
+drivers+=(vhci-hcd cdc-acm usbhid hid-generic)
 
 # collect_drivers FOLDER: the files of the drivers and of those that they need; "order" lists them as they are loaded.
 collect_drivers() {
     local listed paths
     listed=$(modprobe --show-depends -d "$linux" -S "$release" -a "${drivers[@]}" 2>&1) ||
-        give_up 122 "Linux $release lacks a driver: $(grep -m 1 FATAL <<<"$listed")"
+        give_up 122 "Linux $release lacks a driver: $(sed -n '/not found/{s/^modprobe: [A-Z]*: //p;q}' <<<"$listed")"
     mapfile -t paths < <(sed -n 's/^insmod \(.*[^ ]\) *$/\1/p' <<<"$listed" | awk '!seen[$0]++')
-    if [ -f "$linux/bivista_phone.ko" ]; then paths+=("$linux/bivista_phone.ko"); fi
+    paths+=("$linux/bivista_phone.ko")
     mkdir "$1"
     cp "${paths[@]}" "$1/" || give_up 122 "a driver is missing"
     printf '%s\n' "${paths[@]##*/}" >"$1/order"
@@ -145,25 +152,32 @@ make_initramfs() {
     install -m 755 vm/guest/init.sh "$root/init"
     cp vm/guest/session.sh "$root/vm/"
     declare -p project folder command >"$root/vm/settings"
-    ln -s "$programs"/{bivistactl,bivista-vts,vendor.qmx.hardware.bivista@1.1-service} "$root/vm/bin/"
-    ln -s "$programs/bivista-emulator-kernel" "$root/vm/bin/bivista-emulator"
+    if [ -n "$disk" ]; then
+        cp vm/guest/command.service "$root/"
+        realpath "$linux/lib/modules" >"$root/modules"
+    else
+        ln -s "$programs"/{bivistactl,bivista-vts,vendor.qmx.hardware.bivista@1.1-service} "$root/vm/bin/"
+        ln -s "$programs/bivista-emulator-kernel" "$root/vm/bin/bivista-emulator"
+    fi
     (cd "$root" && find . | cpio --quiet -o -H newc) >"$private/initramfs"
 }
 
 # start_machine ACCELERATOR: what it says of itself arrives at hear; the last is "written STATUS", when its command's
 # output is copied.
 start_machine() {
-    local output shared=${out//,/,,}
+    local output shared=${out//,/,,} disk_options=()
+    if [ -n "$disk" ]; then disk_options=(-drive "file=${disk//,/,,},if=virtio,format=raw,snapshot=on"); fi
     exec {output}> >(cat || failed=$?; echo "written ${failed:-0}" >&"$ear")
+    # Without no_timer_check a kernel panics where a busy host lets it wait for its timer.
     setpriv --pdeathsig KILL qemu-system-x86_64 -nodefaults -no-user-config -display none -no-reboot \
         -accel "$1" -cpu max -smp 2 -m "$memory" -kernel "$image" -initrd "$private/initramfs" \
-        -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off" \
+        -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off no_timer_check" \
         -chardev "file,id=console,path=/dev/fd/$console" -serial chardev:console \
         -chardev "file,id=said,path=/dev/fd/$ear" -serial chardev:said \
         -chardev "file,id=output,path=/dev/fd/$output" -device virtio-serial-pci -device virtserialport,chardev=output \
         -virtfs "local,path=/,mount_tag=host,security_model=none,multidevs=remap,readonly=on" \
         -virtfs "local,path=$shared,mount_tag=out,security_model=none,multidevs=remap" \
-        </dev/null >"$private/qemu.log" 2>&1 &
+        "${disk_options[@]}" </dev/null >"$private/qemu.log" 2>&1 &
     machine=$!
     exec {output}>&-
 }
@@ -202,7 +216,7 @@ boot() {
     local how="with KVM"
     judge_kvm
     if [ -n "$without" ] || ! comes_alive kvm 10; then
-        comes_alive tcg,thread=multi 120 ||
+        comes_alive tcg,thread=multi 300 ||
             give_up 121 "the machine shows no sign of life: $(tail -n 1 "$private/qemu.log")"
         if [ -z "$without" ]; then
             without="no machine comes alive with it here"
@@ -215,14 +229,14 @@ boot() {
 
 # Follows the machine until its command runs.
 come_up() {
-    while hear $((SECONDS + 120)); do
+    while hear $((SECONDS + 300)); do
         case $said in
             up) return ;;
             refused) give_up 122 "$rest" ;;
             written) give_up 121 "the machine ended before it was up" ;;
         esac
     done
-    give_up 121 "the machine is not up after 120 s"
+    give_up 121 "the machine is not up after 300 s"
 }
 
 # Follows it until it has ended and all is written. The command's exit status is in $status.

@@ -15,6 +15,7 @@ import mutate
 class ChoiceTest(unittest.TestCase):
     def test_is_of_all_defects_without_names(self):
         self.assertEqual(mutate.chosen([]), defects.ALL)
+        self.assertEqual(mutate.chosen([], defects.HIDDEN), defects.HIDDEN)
 
     def test_of_an_unknown_one_is_refused(self):
         with self.assertRaises(mutate.Useless):

@@ -106,6 +106,18 @@ TEST(GadgetLineTest, BytesFillTheTransfersInTheirOrder) {
     EXPECT_EQ(host.device().waiting(), 6);
 }
 
+TEST(GadgetLineTest, ATransferThatIsTakenBackIsPassedOver) {
+    UsbHost host;
+    const uint32_t first = host.fetch(1, 2);
+    const uint32_t second = host.fetch(1, 2);
+    const uint32_t third = host.fetch(1, 2);
+    const uint32_t back = host.unlink(second);
+    host.device().send("abcde");
+    EXPECT_EQ(host.answers(), (std::vector{unlinked(back, ECONNRESET), fetched(first, "ab"),
+                                           fetched(third, "cd")}));
+    EXPECT_EQ(host.device().waiting(), 1);
+}
+
 TEST(GadgetLineTest, WakesTheBusOnlyWhereItMayAndMust) {
     UsbHost host;
     gadget::Gadget& device = host.device();

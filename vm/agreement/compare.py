@@ -26,6 +26,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 SCENARIOS = HERE.parent.parent / "scenarios"
 # What is compared besides the scenarios.
 OTHERS = {"conformance", "reattach", "probe"}
+# Of what a scenario printed that failed.
+LINES = 25
 
 
 @dataclasses.dataclass
@@ -140,22 +142,30 @@ def status_of(folder, name):
     return file.read_text().strip() if file.exists() else "0"
 
 
+def said(folder, name):
+    """The last lines that were printed."""
+    file = folder / f"{name}.out"
+    lines = file.read_text(errors="backslashreplace").splitlines()[-LINES:] if file.exists() else []
+    return "".join(f"\n  {line}" for line in lines)
+
+
 def compare_scenario(name, folders, known, outcome):
     statuses = [status_of(folder, name) for folder in folders]
     if statuses[0] != "0":
-        outcome.complaints.append(f"{name}: status {statuses[0]} in the emulated world")
+        outcome.complaints.append(f"{name}: status {statuses[0]} in the emulated world:{said(folders[0], name)}")
     if name in known.unplayable and statuses[1] != "0":
         outcome.unplayed[name] = known.unplayable[name]
         return
     if statuses[1] != "0":
-        outcome.complaints.append(f"{name}: status {statuses[1]} in the real world")
+        outcome.complaints.append(f"{name}: status {statuses[1]} in the real world:{said(folders[1], name)}")
     elif name in known.unplayable:
         outcome.told.append(f"{name} can be played in the real world, after all: its row below unplayable can go")
     emulated, real = (load(folder, name) for folder in folders)
     for world, entries in (("emulated", emulated), ("real", real)):
         if entries is None:
             outcome.complaints.append(f"{name}: nothing of it in the {world} world")
-    emulated, real = emulated or {}, real or {}
+    if emulated is None or real is None:
+        return
     for part in list(emulated) + [part for part in real if part not in emulated]:
         left, right = emulated.get(part, {}), real.get(part, {})
         outcome.parts[part] = {kind: compare_kind(part, kind, left.get(kind, []), right.get(kind, []), known)
@@ -164,7 +174,8 @@ def compare_scenario(name, folders, known, outcome):
 
 def compare(folders, known):
     outcome = Outcome()
-    names = {file.stem for folder in folders for file in folder.iterdir() if file.suffix in (".jsonl", ".txt", ".status")}
+    names = {file.stem for folder in folders for file in folder.iterdir()
+             if file.suffix in (".jsonl", ".txt", ".status")}
     if not names:
         raise Useless(f"{folders[0]} and {folders[1]}: no journal in either")
     for name in sorted(names):
@@ -173,7 +184,8 @@ def compare(folders, known):
         compared = {part.split("/")[0] for part in outcome.parts} | outcome.parts.keys()
         missed = (set(row.scenarios) & compared) - row.met_in if row.always else set()
         if missed:
-            outcome.complaints.append(f"known as always there, and not met in {', '.join(sorted(missed))}: {row.name()}")
+            where = ", ".join(sorted(missed))
+            outcome.complaints.append(f"known as always there, and not met in {where}: {row.name()}")
         elif not row.met:
             outcome.told.append(f"known, and not met: {row.name()}")
     return outcome

@@ -14,14 +14,20 @@ outcome=0
 vendor.qmx.hardware.bivista@1.1-service >"${1:-/dev/null}" 2>&1 &
 bivista-emulator ctl firmware put BV330-V10k_20210312.dfu
 
+# settle: waits until the cover is up, and the service has withdrawn its vote for the last answer.
+settle() {
+    bivistactl wait --timeout 120 attached sub=ON
+    until [ "$(bivista-emulator ctl node /sys/devices/platform/soc/usb1/1-1/power/control)" = auto ]; do sleep 0.05; done
+}
+
 # The tests of LoaderTest leave the cover in its loader.
 mapfile -t groups < <(bivista-vts --gtest_list_tests | sed -n 's,^PerInstance/\(.*\)\.$,\1,p' | grep -v LoaderTest)
 [ ${#groups[@]} -gt 0 ] || { echo "conformance.sh: the suite has no tests" >&2; exit 1; }
 for group in "${groups[@]}"; do
-    bivistactl wait --timeout 120 attached sub=ON
+    settle
     bivista-emulator ctl mark "$group"
     vts/emulated.sh "$build" --with=cover,panel,nodes,accessory,image --allow-loader --gtest_filter="*/$group.*" ||
         outcome=1
 done
-bivistactl wait --timeout 120 attached sub=ON
+settle
 exit $outcome

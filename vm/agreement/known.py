@@ -17,7 +17,7 @@ MEMBERS = {
 
 @dataclasses.dataclass
 class Row:
-    """Of one list of the table. A pattern fits the whole text of an entry; its named groups are alike in both worlds."""
+    """Of one list of the table. A pattern fits an entry's whole text; its named groups are alike in both worlds."""
     scenarios: tuple  # empty: all
     kinds: tuple
     cause: str
@@ -117,7 +117,7 @@ def read(path, scenarios):
         for number, raw in enumerate(table.get(name) or [], 1):
             where = f"{path}: {name}, row {number}"
             if not isinstance(raw, dict) or not needed <= set(raw) <= needed | allowed:
-                raise Useless(f"{where}: has {', '.join(sorted(needed))}{' and ' * bool(allowed)}{', '.join(sorted(allowed))}")
+                raise Useless(f"{where}: must have {', '.join(sorted(needed))}; may have {', '.join(sorted(allowed))}")
             unknown = {each for each in words(raw["scenario"], where) if each.split("/")[0] not in scenarios | {"all"}}
             if unknown:
                 raise Useless(f"{where}: there is no scenario {', '.join(sorted(unknown))}")

@@ -6,9 +6,10 @@
 #     bivista-emulator run --no-cover -- vm/agreement/reattach.sh COUNT [LOG]
 #
 # LOG: a file for the log of the service.
+# REATTACH_PATIENCE: seconds that it waits for the service each time (120).
 # Exit status: 0 it has, 1 it has not, or something else went wrong, 2 wrong usage.
 set -euo pipefail
-patience=120
+patience=${REATTACH_PATIENCE:-120}
 
 if [ $# -lt 1 ] || [ $# -gt 2 ] || ! [[ $1 =~ ^[1-9][0-9]{0,5}$ ]]; then
     echo "usage: bivista-emulator run --no-cover -- vm/agreement/reattach.sh COUNT [LOG]" >&2

@@ -5,7 +5,8 @@
 # usage: vm/agreement/session.sh FOLDER [COUNT]
 #
 # FOLDER gets, of each scenario, of the conformance suite and of COUNT re-attachments (10): NAME.jsonl, the journal;
-# NAME.log, the log of the service; NAME.out, what was printed; NAME.status, the exit status where it is not 0.
+# NAME.log, the log of the service; NAME.out, what was printed; NAME.status, the exit status where it is not 0. Of the
+# probe: probe.txt, what it printed.
 # Exit status: 0 all was done, whatever came of it, 2 wrong usage, or a program is missing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -26,12 +27,14 @@ take() {
     shift
     "$@" >"$out/$name.out" 2>&1 || echo $? >"$out/$name.status"
     done=$((done + 1))
-    echo "[$done/$((${#scenarios[@]} + 2))] $name"
+    echo "[$done/$((${#scenarios[@]} + 3))] $name"
 }
 
 for scenario in "${scenarios[@]}"; do
     take "$(basename "$scenario" .yaml)" bivista-emulator play --keep "$out" "$scenario"
 done
+probe() { bivista-emulator run --no-cover -- vm/agreement/probe.py >"$out/probe.txt"; }
+take probe probe
 take conformance bivista-emulator run --journal "$out/conformance.jsonl" -- \
     vm/agreement/conformance.sh "$out/conformance.log"
 take reattach bivista-emulator run --no-cover --journal "$out/reattach.jsonl" -- \

@@ -2,14 +2,14 @@
 #include "vm/backend/KernelBackend.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
+#include <future>
 #include <thread>
 #include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "emulator/phone/Error.h"
@@ -17,6 +17,7 @@
 #include "emulator/phone/world/Files.h"
 #include "emulator/phone/world/Keeper.h"
 #include "emulator/phone/world/Program.h"
+#include "emulator/phone/world/Tty.h"
 #include "vm/backend/Description.h"
 #include "vm/backend/Names.h"
 #include "vm/backend/TouchEvent.h"
@@ -35,6 +36,8 @@ namespace {
 constexpr char kDriver[] = "/dev/bivista_phone";
 // How long the kernel may take for a device, where a processor is emulated too.
 constexpr cover::Time kPatience = std::chrono::seconds(60);
+// Of a device that is there for the kernel's driver alone.
+constexpr uint16_t kScratchVendor = 0x1d6b;
 // How often it is looked whether it has.
 constexpr int kLookMilliseconds = 2;
 
@@ -117,14 +120,30 @@ std::unique_ptr<phone::Backend> makeKernelBackend(EventLoop& loop) {
 }
 
 KernelBackend::KernelBackend(EventLoop& loop) : mLoop(loop), mDriver(openDriver()) {
-    makeFolders();
-    // What was recorded before concerns no phone.
-    takeRecords(mDriver.get());
+    restart();
+    forgetLineSettings();
     mLoop.watch(mDriver.get(), POLLIN, [this](short) { drain(); });
 }
 
 KernelBackend::~KernelBackend() {
     mLoop.unwatch(mDriver.get());
+}
+
+// The kernel's driver keeps the settings of a tty's number from one device to the next: a device
+// that nobody looks at gets the first ones back.
+void KernelBackend::forgetLineSettings() {
+    phone::DeviceDescription description = {.identity = {}, .tty = 0};
+    description.identity.vendor = kScratchVendor;
+    const std::unique_ptr<phone::Device> device = make(description);
+    device->publish();
+    work([node = phone::ttyNode(0)] {
+        const unique_fd tty(open(node.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        const termios first = phone::Tty(0, std::nullopt).settings();
+        if (!tty.ok() || tcsetattr(tty.get(), TCSANOW, &first) != 0) {
+            phone::throwErrno("cannot set up " + node);
+        }
+    });
+    mTtys.clear();
 }
 
 void KernelBackend::checkFree(const phone::DeviceDescription& description) const {
@@ -171,30 +190,25 @@ void KernelBackend::putFile(const fs::path& path, std::string_view content) {
     phone::putFile(path, content, "/" + path.relative_path().begin()->string());
 }
 
-// A driver may talk to its device before the write is over.
 void KernelBackend::writeAttribute(const std::string& path, std::string_view content) {
     if (content.empty()) throw Error(path + " is a kernel's file, which is never empty");
-    std::atomic<bool> isDone = false;
-    ssize_t count = 0;
-    int error = 0;
-    std::thread writer([&] {
-        const unique_fd file(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
-        count = file.ok() ? write(file.get(), content.data(), content.size()) : -1;
-        error = errno;
-        isDone = true;
+    work([path, text = std::string(content)] {
+        const unique_fd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+        if (!file.ok()) phone::throwErrno("cannot open " + path);
+        const ssize_t count = write(file.get(), text.data(), text.size());
+        if (count < 0) phone::throwErrno("cannot write " + path);
+        if (static_cast<size_t>(count) == text.size()) return;
+        throw Error("the kernel takes " + std::to_string(count) + " bytes for " + path);
     });
-    try {
-        serveUntil([&] { return isDone.load(); }, "take a write to " + path);
-    } catch (...) {
-        // The kernel does not let it go.
-        writer.detach();
-        throw;
-    }
-    writer.join();
-    errno = error;
-    if (count < 0) phone::throwErrno("cannot write " + path);
-    if (count == static_cast<ssize_t>(content.size())) return;
-    throw Error("the kernel takes " + std::to_string(count) + " bytes for " + path);
+}
+
+void KernelBackend::work(std::function<void()> task) {
+    std::packaged_task<void()> call(std::move(task));
+    std::future<void> done = call.get_future();
+    // Not joined: where the kernel keeps it for ever, this thread goes on.
+    std::thread(std::move(call)).detach();
+    serveUntil([&] { return isReady(done); }, "carry out a system call");
+    done.get();
 }
 
 void KernelBackend::removeFile(const fs::path& path) {

@@ -7,7 +7,9 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,6 +33,9 @@ constexpr size_t kDeviceBuffer = 8192;
 constexpr cover::Time kOldNodes = std::chrono::seconds(3);
 // How often a device that wants to wake the bus looks whether it has.
 constexpr cover::Time kWakeCheck = std::chrono::milliseconds(20);
+
+// Of a serial_struct.
+constexpr cover::Time kClosingWaitUnit = std::chrono::milliseconds(10);
 
 bool isNode(const std::string& path) {
     struct stat status;
@@ -83,6 +88,10 @@ std::string busNode(const fs::path& folder) {
 }
 
 }  // namespace
+
+bool isReady(const std::future<void>& done) {
+    return done.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
 
 KernelDevice::KernelDevice(KernelBackend& backend, int port,
                            const phone::DeviceDescription& description)
@@ -184,8 +193,21 @@ void KernelDevice::tellLine() {
 
 void KernelDevice::ttyOpened(const std::string& flags) {
     mIsTtyOpen = true;
-    mDescription.ttyListener->ttyOpened(phone::ttyNode(*mDescription.tty), flags);
+    const std::optional<cover::Time> wait =
+            mDescription.ttyListener->ttyOpened(phone::ttyNode(*mDescription.tty), flags);
     tellLine();
+    if (wait && *wait != mClosingWait) setClosingWait(*wait);
+}
+
+void KernelDevice::setClosingWait(cover::Time wait) {
+    mClosingWait = wait;
+    mSetter = std::async(std::launch::async, [node = phone::ttyNode(*mDescription.tty), wait] {
+        const android::base::unique_fd tty(open(node.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+        serial_struct settings = {};
+        if (!tty.ok() || ioctl(tty.get(), TIOCGSERIAL, &settings) != 0) return;
+        settings.closing_wait = static_cast<unsigned short>(wait / kClosingWaitUnit);
+        ioctl(tty.get(), TIOCSSERIAL, &settings);
+    });
 }
 
 void KernelDevice::ttyClosed() {
@@ -293,9 +315,7 @@ bool KernelDevice::hasRoom() const {
 // vhci_hcd knows no remote wake-up; an open of the device's node on the bus wakes it as well.
 void KernelDevice::wake() {
     if (!mSocket.ok() || !mGadget.mayWake() || mGadget.waiting() == 0) return;
-    const bool isAtWork =
-            mWaker.valid() && mWaker.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
-    if (isAtWork) return;
+    if (mWaker.valid() && !isReady(mWaker)) return;
     // The open waits for the device, which this thread plays.
     mWaker = std::async(std::launch::async, [node = busNode(folder())] {
         const android::base::unique_fd fd(open(node.c_str(), O_RDWR | O_CLOEXEC));

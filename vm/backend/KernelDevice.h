@@ -13,12 +13,15 @@
 #include <android-base/unique_fd.h>
 
 #include "emulator/phone/backend/Device.h"
+#include "emulator/phone/devices/Cover.h"
 #include "vm/backend/Unread.h"
 #include "vm/gadget/Gadget.h"
 
 namespace vm {
 
 class KernelBackend;
+
+bool isReady(const std::future<void>& done);
 
 class KernelDevice {
   public:
@@ -79,6 +82,8 @@ class KernelDevice {
     // The kernel's driver gives up the reports that wait.
     void refuse(Waiting waiting, int error);
     void sendOutput();
+    // How long the last close of the tty waits for bytes that its device does not take.
+    void setClosingWait(cover::Time wait);
     void tellLine();
     // The names that the kernel has given.
     void checkNames() const;
@@ -98,7 +103,10 @@ class KernelDevice {
     bool mHeldDtr = false;
     bool mIsTtyOpen = false;
     Unread mUnread;
+    cover::Time mClosingWait = phone::kClosingWait;  // as the kernel's driver begins
+    // What the kernel does only while the device is played.
     std::future<void> mWaker;
+    std::future<void> mSetter;
 };
 
 }  // namespace vm

@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# What runs in the machine after init.sh, as process 1 and with the host's programs: runs the caller's command.
-# Descriptor 3 leads to run.sh.
+# What runs in the machine after init.sh: runs the caller's command. It is process 1, or the systemd of the machine's
+# disk has started it.
 set -uo pipefail
 declare project folder
 declare -a command
 # run.sh's values.
 source /run/vm/settings
+# It leads to run.sh.
+exec 3>/dev/ttyS1
 
 # A folder of the host that is hidden by one of the machine's own, as below /tmp, is put there.
 for path in "$project" "$folder"; do
