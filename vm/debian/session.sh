@@ -31,9 +31,18 @@ until_so() { until "$@" >/dev/null 2>&1; do sleep 0.1; done; }
 emulator=$PWD/build/release/bin/bivista-emulator-kernel
 cover() { HIDL_SOCKET_DIR=/run/cover "$emulator" ctl "$@"; }
 start_cover() {
+    local folder
+    # The phone's, of which a plain machine has none.
+    for folder in /data /system_ext; do
+        mkdir $folder
+        mount -t tmpfs cover $folder
+    done
     mkdir /run/cover
     HIDL_SOCKET_DIR=/run/cover "$emulator" run --no-cover -- sleep infinity >/run/cover.log 2>&1 &
-    until_so cover show
+    until cover show >/dev/null 2>&1; do
+        kill -0 $!
+        sleep 0.1
+    done
 }
 plug() {
     cover attach
@@ -53,7 +62,7 @@ serves() {
     same '{"method":"sendAtCommand","status":"OK","value":"BV330-V10k_20210312"}' \
         "$(bivistactl call sendAtCommand AT%SWV null)"
     drawn=$(frames)
-    bivistactl sub text "$drawn"
+    bivistactl sub test-pattern
     until_so has_drawn_more_than "$drawn"
 }
 
@@ -193,8 +202,9 @@ stop() {
 
 cp vm/debian/sandbox.sh /run/
 touch /tmp/of-the-machine
-inventory / >/run/before
+checking="a cover is plugged in"
 start_cover
+inventory / >/run/before
 plug
 check "the package installs while a cover is plugged in" install_package
 check "udevadm trigger marks the nodes of a cover that was there before" trigger

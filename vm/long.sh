@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
+# What ./test.sh --kernel --long has besides: 100 re-attachments on a real kernel; the conformance suite and 10
+# re-attachments there with each sanitizer; the Debian package in a machine with systemd and udev.
+#     vm/long.sh [PART...]      of: reattach asan tsan debian; all without
+# Exit status: 0, 1 when a part has failed, 2 wrong arguments. Each part has its folder below build/kernel/long.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/common.sh
+
+folder=build/kernel/long
+parts=("$@")
+[ $# -gt 0 ] || parts=(reattach asan tsan debian)
+for part in "${parts[@]}"; do
+    case $part in reattach | asan | tsan | debian) ;; *) fail "usage: vm/long.sh [reattach|asan|tsan|debian]..." ;; esac
+done
+
+# What the machine runs, with its own programs.
+suite="bivista-emulator run --journal /out/conformance.jsonl -- vm/agreement/conformance.sh /out/conformance.log"
+reattach="bivista-emulator run --no-cover --journal /out/reattach.jsonl -- vm/agreement/reattach.sh"
+
+# in_machine PRESET SECONDS COMMAND...: /out there is the part's folder.
+in_machine() {
+    local preset=$1 limit=$2
+    shift 2
+    build_preset "$preset" bivista-service bivista-emulator bivista-emulator-kernel bivistactl bivista-vts
+    vm/run.sh --preset "$preset" --out $folder/"$part" --limit "$limit" --memory 2048 -- "$@"
+}
+
+# The options of the tests with sanitizers, as NAME=VALUE; what is found goes to files.
+sanitizer_options() {
+    python3 -c '
+import json
+presets = json.load(open("CMakePresets.json"))["testPresets"]
+for name, options in next(p for p in presets if p["name"] == "base")["environment"].items():
+    print(f"{name}={options}:log_path=/out/found")'
+}
+sanitized() {
+    local options found
+    mapfile -t options < <(sanitizer_options)
+    in_machine "$part" 3000 env "${options[@]}" REATTACH_PATIENCE=600 bash -c "$suite && $reattach 10 /out/reattach.log" ||
+        return
+    found=("$folder/$part"/found.*)
+    [ ! -e "${found[0]}" ] || { head -n 60 "${found[0]}"; return 1; }
+}
+
+run_part() {
+    case $part in
+        reattach) in_machine release 2400 bash -c "$reattach 100 /out/reattach.log" ;;
+        asan | tsan) sanitized ;;
+        debian) vm/debian/check.sh ;;
+    esac
+}
+
+failed=()
+for part in "${parts[@]}"; do
+    rm -rf "${folder:?}/$part"
+    mkdir -p "$folder/$part"
+    # After || the shell would run on after a failure.
+    set +e
+    (set -e; run_part) > >(tee "$folder/$part/output.log") 2>&1
+    status=$?
+    set -e
+    [ $status = 0 ] || failed+=("$part")
+    say "$part: $([ $status = 0 ] && echo passed || echo "failed with status $status"), $SECONDS s"
+    SECONDS=0
+done
+[ ${#failed[@]} = 0 ] || { say "failed: ${failed[*]}"; exit 1; }
