@@ -26,5 +26,7 @@ for folder in scripts vts vm/agreement vm/trials tests/recordings tests/phonelog
     say "tests of $folder/"
     python3 -B -m unittest discover -q -s $folder -p '*_test.py' || outcome=1
 done
+say "tests of vm/linux.sh"
+python3 -B -m unittest -q vm/linux_test.py || outcome=1
 
 exit $outcome

@@ -77,11 +77,12 @@ purpose() {
 }
 
 list_downloads() {
-    local name bytes sum=0
+    local name bytes tenths sum=0
     say "For the machine, from Debian (what is installed: $*; the rest is unpacked in build/vm and not installed):"
     while read -r name bytes; do
         sum=$((sum + bytes))
-        printf '  %-32s %5d.%d MB  %s\n' "$name" $((bytes / 1000000)) $((bytes / 100000 % 10)) "$(purpose "$name")"
+        tenths=$(((bytes + 50000) / 100000))
+        printf '  %-32s %5d.%d MB  %s\n' "$name" $((tenths / 10)) $((tenths % 10)) "$(purpose "$name")"
     done < <(
         if [ "$*" != nothing ]; then sizes install --no-install-recommends "$@"; fi
         if ! unpacked; then sizes download "${packages[@]}"; fi)

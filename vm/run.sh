@@ -224,7 +224,7 @@ boot() {
         fi
         how="without KVM ($without)"
     fi
-    printf 'Linux %s in a machine %s\n' "$release" "$how" >&2
+    printf 'vm/run.sh: Linux %s in a machine %s\n' "$release" "$how" >&2
 }
 
 # Follows the machine until its command runs.

@@ -113,7 +113,7 @@ class RunTest(unittest.TestCase):
             self.assertEqual(process.stdout.read(), content)
             said = process.stderr.read().decode().splitlines()
         self.assertEqual(process.returncode, 37, said)
-        self.assertRegex(said[0], rf"^Linux {self.release} in a machine without KVM \(.*\)$")
+        self.assertRegex(said[0], rf"^vm/run.sh: Linux {self.release} in a machine without KVM \(.*\)$")
         if os.access("/dev/kvm", os.W_OK):
             self.assertIn("(no machine comes alive with it here)", said[0])
             self.assertTrue((self.root / "build/vm/no-kvm").exists())

@@ -236,6 +236,7 @@ void KernelBackend::clearFolder(const fs::path& folder) {
 }
 
 void KernelBackend::restart() {
+    makeFolders();
     for (const char* folder : {"/data", "/system_ext"}) phone::emptyFolder(folder);
     makeFolders();
 }

@@ -17,6 +17,7 @@ Exit status: 0 enough was found, 1 it was not, 2 an argument or a build is of no
 import argparse
 import functools
 import pathlib
+import signal
 import sys
 import tempfile
 
@@ -105,6 +106,8 @@ def parse(arguments):
     parser.add_argument("--list", action="store_true", help="print their names, and end")
     parser.add_argument("--side", action="append", choices=[*emulated_tests.GROUPS, "kernel"],
                         help="defects: what shall meet them, one or more; all")
+    parser.add_argument("--scenario", action="append", default=[], metavar="NAME",
+                        help="play this one instead of all that the worlds are compared by; one or more")
     parser.add_argument("--kernel-journals", type=pathlib.Path, metavar="DIR",
                         default=copy_tree.ROOT / "build/kernel/kernel",
                         help="differences: what ./test.sh --kernel has brought out of the machine (%(default)s)")
@@ -123,6 +126,8 @@ def sides_of(options, worlds):
 
 def main(arguments):
     options = parse(arguments)
+    # What is running then ends with it, and the copy is as before.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     try:
         among = seeds.DIFFERENCES if options.trial == "differences" else seeds.DEFECTS
         chosen_ones = chosen(options.names, among)
@@ -131,7 +136,7 @@ def main(arguments):
             return 0
         tree = copy_tree.CopyTree(copy_tree.ROOT / "build/trials/tree")
         with tempfile.TemporaryDirectory(prefix="bivista-trials-") as folder:
-            worlds = Worlds(pathlib.Path(folder), options.kernel_journals, options.limit)
+            worlds = Worlds(pathlib.Path(folder), options.kernel_journals, options.limit, options.scenario)
             if options.trial == "differences":
                 missed, allowed = try_differences(tree, worlds, chosen_ones), 0
             else:

@@ -2,6 +2,7 @@
 """Tests of trials.py and what it uses: its data, the copy of the project, and what it makes of outputs."""
 import contextlib
 import io
+import os
 import pathlib
 import subprocess
 import tempfile
@@ -129,6 +130,44 @@ class OutputTest(unittest.TestCase):
         self.assertEqual(trials.shown([]), "MISSED")
         self.assertEqual(trials.shown(["a", "b"]), "a, b")
         self.assertEqual(trials.shown(["a", "b", "c", "d", "e"]), "a, b, c and 2 more")
+
+
+class WorldsTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.tree = mock.Mock(folder=self.folder, build_folder=self.folder)
+
+    def do(self, world, *scenarios, statuses=(0, 0)):
+        with mock.patch.object(copy_tree, "run", side_effect=[(status, "said") for status in statuses]) as words:
+            folder = getattr(worlds.Worlds(self.folder, None, 9, scenarios), world)(self.tree)
+        return folder, [call[0][0] for call in words.call_args_list]
+
+    def test_do_all_or_some_scenarios(self):
+        folder, words = self.do("emulated")
+        self.assertEqual(words, [["vm/agreement/session.sh", folder]])
+        folder, words = self.do("emulated", "screen", "attach", statuses=[0])
+        self.assertEqual(words[0][3:], ["play", folder, "screen", "attach"])
+
+    def test_do_the_same_in_the_machine(self):
+        folder, words = self.do("kernel")
+        self.assertEqual([words[0], words[1][-5:]], [[copy_tree.ROOT / "vm/linux.sh"],
+                                                     ["--out", folder, "--", "vm/agreement/session.sh", "/out"]])
+
+    def test_take_what_the_time_limit_leaves_and_nothing_of_a_machine_that_ended(self):
+        self.do("kernel", statuses=[0, 123])
+        for statuses in ([120], [0, 121], [0, 125]):
+            with self.assertRaisesRegex(defects.Useless, "said"):
+                self.do("kernel", statuses=statuses)
+
+    def test_play_every_scenario_and_note_how_each_ended(self):
+        emulator = self.folder / "bivista-emulator"
+        emulator.write_text('#!/bin/sh\ncase $4 in *attach*) exit 3 ;; esac\n')
+        emulator.chmod(0o755)
+        environment = {**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"}
+        words = ["bash", "-c", worlds.PLAY, "play", self.folder, "attach", "screen"]
+        self.assertEqual(copy_tree.run(words, self.folder, None, environment), (0, ""))
+        left = [(path.name, path.read_text()) for path in self.folder.glob("*.status")]
+        self.assertEqual(left, [("attach.status", "3\n")])
 
 
 class PlaceTest(unittest.TestCase):

@@ -107,7 +107,8 @@ class Device {
     // them are reported first. What the phone has not read is lost.
     virtual void hangUp() = 0;
 
-    // To its tty. Bytes wait in the device while the tty is closed, or the kernel takes no more.
+    // To its tty. Bytes wait in the device while the tty is closed or not published, or the kernel
+    // takes no more.
     virtual void send(std::string_view bytes) = 0;
     // Whether the device can hold more of them.
     virtual bool hasRoom() const = 0;

@@ -56,6 +56,9 @@ void Cover::attach(const CoverOptions& options) {
         mDevice = mBackend.make(description);
         recordAttach(mDevice->name(), description, describe(description.identity));
         if (options.withHid) mPanel.plug();
+        // It waits for the first open of the tty, which is not there yet.
+        const std::string& banner = mController->options().banner;
+        if (options.withTty && !banner.empty()) transmit(banner + "\r\n");
         try {
             mDevice->publish();
             if (options.withUsb) mPower.plug(mDevice->name());
@@ -63,9 +66,6 @@ void Cover::attach(const CoverOptions& options) {
             detach();
             throw;
         }
-        // No open of the tty is answered before this function returns: it is always too early.
-        const std::string& banner = mController->options().banner;
-        if (options.withTty && !banner.empty()) transmit(banner + "\r\n");
     });
 }
 

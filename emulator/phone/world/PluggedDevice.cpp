@@ -52,6 +52,7 @@ void PluggedDevice::publish() {
         const auto settings = kept.find(*mDescription.tty);
         mTty.emplace(*mDescription.tty,
                      settings == kept.end() ? std::nullopt : std::optional(settings->second));
+        mTty->send(mEarly);
         mBackend.loop().watch(mTty->events(), POLLIN, [this](short) {
             mTty->takeEvent();
             readTty();
@@ -189,6 +190,10 @@ void PluggedDevice::loseUntaken() {
 }
 
 void PluggedDevice::send(std::string_view bytes) {
+    if (!mTty) {
+        mEarly += bytes;
+        return;
+    }
     mTty->send(bytes);
     mTty->flush();
 }

@@ -70,6 +70,7 @@ class PluggedDevice : public Device {
     const DeviceDescription mDescription;
     UsbDevice mUsb;
     std::optional<Tty> mTty;
+    std::string mEarly;  // sent before there was a tty
     // Written by the phone, and not yet taken by the device. While there is something, the rest
     // waits in the pty, which becomes full, as the kernel's buffers do.
     std::string mUntaken;
