@@ -48,10 +48,7 @@ PluggedDevice::~PluggedDevice() {
 // The order of the device's interfaces, as the kernel has it.
 void PluggedDevice::publish() {
     if (mDescription.tty) {
-        LineSettings& kept = mBackend.lineSettings();
-        const auto settings = kept.find(*mDescription.tty);
-        mTty.emplace(*mDescription.tty,
-                     settings == kept.end() ? std::nullopt : std::optional(settings->second));
+        mTty.emplace(*mDescription.tty);
         mTty->send(mEarly);
         mBackend.loop().watch(mTty->events(), POLLIN, [this](short) {
             mTty->takeEvent();
@@ -86,7 +83,6 @@ void PluggedDevice::hangTtyUp() {
     if (!mTty || mTty->isHungUp()) return;
     mUntaken.clear();
     mBackend.loop().unwatch(mTty->events());
-    mBackend.lineSettings()[*mDescription.tty] = mTty->settings();
     mTty->hangUp();
 }
 

@@ -15,9 +15,6 @@ namespace phone {
 
 class WorldBackend;
 
-// By the number of a tty: the kernel's driver keeps them when the device goes.
-using LineSettings = std::map<int, termios>;
-
 // The node that usbhid makes of a panel beside its hidraw node. The kernel makes a folder of /dev
 // with its first node, and removes it with its last: whoever watches /dev sees both.
 class Hiddev {

@@ -34,7 +34,7 @@ termios driverSettings(termios settings) {
 
 }  // namespace
 
-Tty::Tty(int number, const std::optional<termios>& settings)
+Tty::Tty(int number)
     : mNode(ttyNode(number)),
       mMaster(::open("/dev/ptmx", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)),
       mEvents(epoll_create1(EPOLL_CLOEXEC)) {
@@ -46,7 +46,7 @@ Tty::Tty(int number, const std::optional<termios>& settings)
     mPty = name;
     mSlave.reset(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!mSlave.ok()) throwErrno("cannot open " + mPty);
-    const termios first = settings.value_or(driverSettings(this->settings()));
+    const termios first = driverSettings(settings());
     if (tcsetattr(mMaster.get(), TCSANOW, &first) != 0) throwErrno("cannot set up " + mPty);
     watch(EPOLL_CTL_ADD, false);
 }

@@ -18,9 +18,9 @@ namespace phone {
 
 class Tty {
   public:
-    // Makes the pty with these line settings, or those that the kernel's driver begins with; not
-    // yet visible, nor open. Throws phone::Error.
-    Tty(int number, const std::optional<termios>& settings);
+    // Makes the pty with the line settings that the kernel's driver begins with; not yet visible,
+    // nor open. Throws phone::Error.
+    explicit Tty(int number);
     // Removes the node.
     ~Tty();
     Tty(const Tty&) = delete;

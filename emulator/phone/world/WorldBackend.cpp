@@ -127,7 +127,6 @@ void WorldBackend::clearFolder(const fs::path& folder) {
 }
 
 void WorldBackend::restart() {
-    mLineSettings.clear();
     for (const char* folder : {"/sys", "/data", "/system_ext"}) emptyFolder(folder);
     makeFolders();
 }

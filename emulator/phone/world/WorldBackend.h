@@ -52,7 +52,6 @@ class WorldBackend : public Backend {
     // For its devices.
     EventLoop& loop() { return mLoop; }
     Hidraw& hidraw() { return mHidraw; }
-    LineSettings& lineSettings() { return mLineSettings; }
     // As drain(), without the ttys.
     void drainFiles();
     void forget(const PluggedDevice& device);
@@ -74,7 +73,6 @@ class WorldBackend : public Backend {
     const UeventSender mUevents;
     std::map<int, Supervisor> mSupervisors;  // by listener
     std::vector<PluggedDevice*> mDevices;
-    LineSettings mLineSettings;
     android::base::unique_fd mProgram;  // a pidfd of what was spawned last
     int mLastUsbNumber = 1;
 };
