@@ -13,6 +13,7 @@ MACHINE = "#!/bin/bash\necho \"$*\" >machine\necho 'the console'\nexit %d\n"
 SESSION = "#!/bin/bash\necho \"$*\" >session\ntouch \"$1/attach.jsonl\" \"$HIDL_SOCKET_DIR/socket\"\nexit %d\n"
 COMPARE = "#!/bin/bash\necho \"compared $*\"\nexit %d\n"
 LONG = "#!/bin/bash\necho long\nexit %d\n"
+RUN_TEST = "import unittest\nclass A(unittest.TestCase):\n    def test_it(self):\n        self.assertTrue(True)\n"
 HANGING = "#!/bin/bash\necho $$ >pid\nexec sleep 1000\n"
 
 
@@ -28,6 +29,7 @@ class CheckKernelTest(unittest.TestCase):
         self.program("vm/agreement/session.sh", SESSION % 0)
         self.program("vm/agreement/compare.py", COMPARE % 0)
         self.program("vm/long.sh", LONG % 0)
+        self.program("vm/run_test.py", RUN_TEST)
 
     def program(self, name, text):
         (self.root / name).parent.mkdir(parents=True, exist_ok=True)
@@ -49,11 +51,13 @@ class CheckKernelTest(unittest.TestCase):
     def test_both_worlds_do_the_same_and_are_compared(self):
         status, lines = self.run_it()
         compared = "compared build/kernel/emulated build/kernel/kernel"
-        self.assertEqual((status, lines[-1]), (0, compared))
+        self.assertEqual(status, 0)
+        self.assertIn(compared, lines)
         self.assertEqual((self.root / "build/kernel/agreement.txt").read_text(), f"{compared}\n")
         self.assertEqual((self.root / "session").read_text(), "build/kernel/emulated\n")
         self.assertRegex((self.root / "machine").read_text(),
-                         r"^--out build/kernel/kernel --limit \d+ -- vm/agreement/session.sh /out\n$")
+                         r"^--out build/kernel/kernel --limit \d+ -- bash -c vm/module/module_test.py &&"
+                         r" vm/agreement/session.sh /out\n$")
 
     def test_what_an_earlier_run_left_is_not_compared(self):
         old = self.root / "build/kernel/emulated/old.jsonl"
@@ -81,6 +85,11 @@ class CheckKernelTest(unittest.TestCase):
             status, lines = self.run_it("--long")
             self.assertEqual(status, failure)
             self.assertNotIn("long", lines)
+
+    def test_so_do_the_tests_of_the_machine(self):
+        self.program("vm/run_test.py", RUN_TEST.replace("True)", "False)"))
+        status, lines = self.run_it("--long")
+        self.assertEqual((status, lines[-1]), (1, "FAILED (failures=1)"))
 
     def test_long_does_more_afterwards(self):
         for failure in (0, 1):
