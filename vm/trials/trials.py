@@ -107,7 +107,7 @@ def parse(arguments):
     parser.add_argument("--side", action="append", choices=[*emulated_tests.GROUPS, "kernel"],
                         help="defects: what shall meet them, one or more; all")
     parser.add_argument("--scenario", action="append", default=[], metavar="NAME",
-                        help="play this one instead of all that the worlds are compared by; one or more")
+                        help="play this one, or probe, instead of all that the worlds are compared by; one or more")
     parser.add_argument("--kernel-journals", type=pathlib.Path, metavar="DIR",
                         default=copy_tree.ROOT / "build/kernel/kernel",
                         help="differences: what ./test.sh --kernel has brought out of the machine (%(default)s)")

@@ -6,6 +6,7 @@ import os
 import pathlib
 import subprocess
 import tempfile
+import time
 import unittest
 from unittest import mock
 
@@ -55,13 +56,18 @@ class RunTest(unittest.TestCase):
 
     def test_ends_what_does_not_end_with_all_that_it_has_started(self):
         with tempfile.TemporaryDirectory() as folder:
-            # The pipe is closed when both are gone.
             script = f"trap '' TERM; sleep 1000 & echo $! >{folder}/child; wait; sleep 1000"
             with mock.patch.object(copy_tree, "ENDING", 0.1), self.assertRaises(subprocess.TimeoutExpired):
                 copy_tree.run(["sh", "-c", script], "/", 0.5)
-            child = pathlib.Path(folder, "child").read_text().strip()
-            state = pathlib.Path(f"/proc/{child}/stat")
-            self.assertTrue(not state.exists() or " Z " in state.read_text())
+            child = int(pathlib.Path(folder, "child").read_text())
+            while self.is_running(child):
+                time.sleep(0.01)
+
+    def is_running(self, number):
+        try:
+            return " Z " not in pathlib.Path(f"/proc/{number}/stat").read_text()
+        except (FileNotFoundError, ProcessLookupError):
+            return False
 
 
 class CopyTreeTest(unittest.TestCase):
@@ -161,11 +167,12 @@ class WorldsTest(unittest.TestCase):
 
     def test_play_every_scenario_and_note_how_each_ended(self):
         emulator = self.folder / "bivista-emulator"
-        emulator.write_text('#!/bin/sh\ncase $4 in *attach*) exit 3 ;; esac\n')
+        emulator.write_text('#!/bin/sh\ncase $4 in *attach*) exit 3 ;; *probe*) echo seen ;; esac\n')
         emulator.chmod(0o755)
         environment = {**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"}
-        words = ["bash", "-c", worlds.PLAY, "play", self.folder, "attach", "screen"]
+        words = ["bash", "-c", worlds.PLAY, "play", self.folder, "attach", "probe", "screen"]
         self.assertEqual(copy_tree.run(words, self.folder, None, environment), (0, ""))
+        self.assertEqual((self.folder / "probe.txt").read_text(), "seen\n")
         left = [(path.name, path.read_text()) for path in self.folder.glob("*.status")]
         self.assertEqual(left, [("attach.status", "3\n")])
 
