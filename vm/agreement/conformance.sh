@@ -17,7 +17,7 @@ bivista-emulator ctl firmware put BV330-V10k_20210312.dfu
 # settle: waits until the cover is up, and the service has withdrawn its vote for the last answer.
 settle() {
     bivistactl wait --timeout 120 attached sub=ON
-    until [ "$(bivista-emulator ctl node /sys/devices/platform/soc/usb1/1-1/power/control)" = auto ]; do sleep 0.05; done
+    until [[ $(bivista-emulator ctl node /sys/devices/platform/soc/usb1/1-1/power/control) == auto* ]]; do sleep 0.05; done
 }
 
 # The tests of LoaderTest leave the cover in its loader.

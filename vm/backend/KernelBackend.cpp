@@ -9,7 +9,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include "emulator/phone/Error.h"
@@ -17,7 +16,6 @@
 #include "emulator/phone/world/Files.h"
 #include "emulator/phone/world/Keeper.h"
 #include "emulator/phone/world/Program.h"
-#include "emulator/phone/world/Tty.h"
 #include "vm/backend/Description.h"
 #include "vm/backend/Names.h"
 #include "vm/backend/TouchEvent.h"
@@ -36,8 +34,6 @@ namespace {
 constexpr char kDriver[] = "/dev/bivista_phone";
 // How long the kernel may take for a device, where a processor is emulated too.
 constexpr cover::Time kPatience = std::chrono::seconds(60);
-// Of a device that is there for the kernel's driver alone.
-constexpr uint16_t kScratchVendor = 0x1d6b;
 // How often it is looked whether it has.
 constexpr int kLookMilliseconds = 2;
 
@@ -121,29 +117,11 @@ std::unique_ptr<phone::Backend> makeKernelBackend(EventLoop& loop) {
 
 KernelBackend::KernelBackend(EventLoop& loop) : mLoop(loop), mDriver(openDriver()) {
     restart();
-    forgetLineSettings();
     mLoop.watch(mDriver.get(), POLLIN, [this](short) { drain(); });
 }
 
 KernelBackend::~KernelBackend() {
     mLoop.unwatch(mDriver.get());
-}
-
-// The kernel's driver keeps the settings of a tty's number from one device to the next: a device
-// that nobody looks at gets the first ones back.
-void KernelBackend::forgetLineSettings() {
-    phone::DeviceDescription description = {.identity = {}, .tty = 0};
-    description.identity.vendor = kScratchVendor;
-    const std::unique_ptr<phone::Device> device = make(description);
-    device->publish();
-    work([node = phone::ttyNode(0)] {
-        const unique_fd tty(open(node.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-        const termios first = phone::Tty(0, std::nullopt).settings();
-        if (!tty.ok() || tcsetattr(tty.get(), TCSANOW, &first) != 0) {
-            phone::throwErrno("cannot set up " + node);
-        }
-    });
-    mTtys.clear();
 }
 
 void KernelBackend::checkFree(const phone::DeviceDescription& description) const {

@@ -85,7 +85,6 @@ class KernelBackend : public phone::Backend {
     void tellHidraw(const Record& record);
     // The device that has this tty now.
     std::shared_ptr<KernelDevice> findTty(const std::string& node) const;
-    void forgetLineSettings();
     // Carries out on a thread of its own what may make the kernel talk to a device, and plays the
     // devices meanwhile.
     void work(std::function<void()> task);

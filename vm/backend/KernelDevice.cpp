@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -34,6 +35,11 @@ constexpr cover::Time kOldNodes = std::chrono::seconds(3);
 // How often a device that wants to wake the bus looks whether it has.
 constexpr cover::Time kWakeCheck = std::chrono::milliseconds(20);
 
+// A message of USB/IP at least.
+constexpr size_t kMessage = 48;
+// What a device says first comes while the open of its tty still waits for an answer: so long does
+// the kernel need to take it, and to echo it.
+constexpr cover::Time kFirstWords = std::chrono::milliseconds(20);
 // Of a serial_struct.
 constexpr cover::Time kClosingWaitUnit = std::chrono::milliseconds(10);
 
@@ -149,17 +155,19 @@ void KernelDevice::publish() {
 
 void KernelDevice::serve() {
     char buffer[16384];
-    ssize_t count;
-    while (mSocket.ok() &&
-           (count = recv(mSocket.get(), buffer, sizeof(buffer), MSG_DONTWAIT)) != 0) {
-        if (count < 0) break;
+    ssize_t count = -1;
+    while (mSocket.ok()) {
+        const bool speaksFirst = !mIsTtyOpen && mGadget.waiting() > 0;
+        count = recv(mSocket.get(), buffer, speaksFirst ? kMessage : sizeof(buffer), MSG_DONTWAIT);
+        if (count <= 0) break;
+        const uint64_t fetched = mGadget.fetched();
         mGadget.receive({buffer, static_cast<size_t>(count)});
         for (gadget::Event& event : mGadget.takeEvents()) mEvents.push_back(std::move(event));
         sendOutput();
+        if (speaksFirst && mGadget.fetched() > fetched) std::this_thread::sleep_for(kFirstWords);
     }
-    mUnread.fetch(mGadget.fetched());
     // The kernel has let it go by itself.
-    if (mSocket.ok() && count == 0) mBackend.loop().unwatch(mSocket.get());
+    if (count == 0) mBackend.loop().unwatch(mSocket.get());
 }
 
 void KernelDevice::sendOutput() {
