@@ -34,6 +34,13 @@ class SerialLogTest : public ServiceTest {
         return from;
     }
 
+    // The line is up when the cover's next line arrives.
+    size_t awaitLine(size_t from) {
+        while (!phone.cover.log("still here")) {
+        }
+        return log.waitFor("still here", from);
+    }
+
     void awaitDtr(const std::string& note) const {
         journal.waitFor(
                 [&](const phone::Entry& entry) {
@@ -48,6 +55,16 @@ class SerialLogTest : public ServiceTest {
             if (entry.kind == Kind::Dtr) changes.push_back(entry.note);
         }
         return changes;
+    }
+
+    // How many descriptors of ttys this process has.
+    static size_t openTtys() {
+        size_t count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code error;
+            count += std::filesystem::read_symlink(entry, error).string().starts_with("/dev/pts/");
+        }
+        return count;
     }
 
     // Puts another file in the place of the tty, which the watch of /dev does not notice.
@@ -229,7 +246,8 @@ TEST_F(SerialLogTest, ALineEndsAtItsNul) {
 
 TEST_F(SerialLogTest, FollowsTheDisplay) {
     attachWithCapture();
-    size_t line = awaitResume();
+    size_t line = awaitLine(awaitResume());
+    const size_t ttys = openTtys();
     const uint64_t from = journal.next();
     for (int i = 0; i < 3; ++i) {
         phone.files.setWakeLock(false);
@@ -237,12 +255,10 @@ TEST_F(SerialLogTest, FollowsTheDisplay) {
         phone.files.setWakeLock(true);
         line = log.waitFor(ANDROID_LOG_INFO, "serialLogThread: resume", line);
     }
-    // The line is up again when the cover's next line arrives.
-    while (!phone.cover.log("still here")) {
-    }
-    log.waitFor("still here", line);
+    awaitLine(line);
     EXPECT_THAT(dtrChanges(from),
                 ElementsAre("lowered", "raised", "lowered", "raised", "lowered", "raised"));
+    EXPECT_EQ(openTtys(), ttys);
 }
 
 TEST_F(SerialLogTest, WaitsForADisplayThatIsOffAtTheStart) {

@@ -75,7 +75,6 @@ install_package() {
 }
 purge() {
     dpkg --purge bivista >/run/apt.log 2>&1
-    systemctl daemon-reload
     is_not_running
     inventory / >/run/after
     diff /run/before /run/after
