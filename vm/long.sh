@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # What ./test.sh --kernel --long has besides: 100 re-attachments on a real kernel; the conformance suite and 10
-# re-attachments there with each sanitizer; the Debian package in a machine with systemd and udev.
+# re-attachments there, the service built with each sanitizer; the Debian package in a machine with systemd and udev.
 #     vm/long.sh [PART...]      of: reattach asan tsan debian; all without
 # Exit status: 0, 1 when a part has failed, 2 wrong arguments. Each part has its folder below build/kernel/long.
 set -euo pipefail
@@ -15,16 +15,17 @@ for part in "${parts[@]}"; do
     case $part in reattach | asan | tsan | debian) ;; *) fail "usage: vm/long.sh [reattach|asan|tsan|debian]..." ;; esac
 done
 
-# What the machine runs, with its own programs.
+# What the machine runs.
+service=vendor.qmx.hardware.bivista@1.1-service
 suite="bivista-emulator run --journal /out/conformance.jsonl -- vm/agreement/conformance.sh /out/conformance.log"
 reattach="bivista-emulator run --no-cover --journal /out/reattach.jsonl -- vm/agreement/reattach.sh"
 
-# in_machine PRESET SECONDS COMMAND...: /out there is the part's folder.
+# in_machine SECONDS COMMAND...: /out there is the part's folder.
 in_machine() {
-    local preset=$1 limit=$2
-    shift 2
-    build_preset "$preset" bivista-service bivista-emulator bivista-emulator-kernel bivistactl bivista-vts
-    vm/run.sh --preset "$preset" --out $folder/"$part" --limit "$limit" --memory 2048 -- "$@"
+    local limit=$1
+    shift
+    build_preset release bivista-service bivista-emulator bivista-emulator-kernel bivistactl bivista-vts
+    vm/run.sh --out $folder/"$part" --limit "$limit" --memory 2048 -- "$@"
 }
 
 # The options of the tests with sanitizers, as NAME=VALUE; what is found goes to files.
@@ -36,17 +37,23 @@ for name, options in next(p for p in presets if p["name"] == "base")["environmen
     print(f"{name}={options}:log_path=/out/found")'
 }
 sanitized() {
-    local options found
+    local options found status=0
     mapfile -t options < <(sanitizer_options)
-    in_machine "$part" 3000 env "${options[@]}" REATTACH_PATIENCE=600 bash -c "$suite && $reattach 10 /out/reattach.log" ||
-        return
+    build_preset "$part" bivista-service
+    in_machine 3000 env "${options[@]}" REATTACH_PATIENCE=600 bash -euc "
+        mkdir /run/sanitized
+        ln -s '$PWD/build/$part/bin/$service' /run/sanitized
+        PATH=/run/sanitized:\$PATH
+        $suite
+        $reattach 10 /out/reattach.log" || status=$?
     found=("$folder/$part"/found.*)
-    [ ! -e "${found[0]}" ] || { head -n 60 "${found[0]}"; return 1; }
+    [ ! -e "${found[0]}" ] || { head -n 60 "${found[0]}"; status=1; }
+    return $status
 }
 
 run_part() {
     case $part in
-        reattach) in_machine release 2400 bash -c "$reattach 100 /out/reattach.log" ;;
+        reattach) in_machine 2400 bash -c "$reattach 100 /out/reattach.log" ;;
         asan | tsan) sanitized ;;
         debian) vm/debian/check.sh ;;
     esac
