@@ -7,8 +7,6 @@ import re
 # Each is a stream: the kernel joins and splits its pieces as it likes. They are compared by the commands and
 # answers of the stream, which end so. A cover that goes ends the stream.
 STREAM_ENDS = {"tty-rx": r"(?<=\r)", "tty-tx": r"(?<=\r\nOK\r\n)|(?<=\r\nERROR\r\n)"}
-# A flag of the descriptor and not of the open file: the kernel cannot tell it of an open file.
-DESCRIPTOR_FLAG = "|O_CLOEXEC"
 # Questions that whoever waits for the service repeats, as often as its own pace has it.
 POLLS = ("IBivista.getBV2Connect", "IBivista.getSubDisplayPowerState")
 # The kernel's driver waits 50 ms at the first open of a hidraw node, and not at all at others. A busy machine's clock
@@ -82,7 +80,7 @@ def read(path):
 
 
 def note_of(raw):
-    note = unescape(raw.get("note", "")).replace(DESCRIPTOR_FLAG, "")
+    note = unescape(raw.get("note", ""))
     if raw["kind"] == "hid-open":
         note += ", waits" if raw.get("duration_us", 0) >= FIRST_OPEN_US else ", at once"
     return note
