@@ -33,7 +33,7 @@ usage: ./test.sh [--all] [--only WORD] [--tsan] [--kernel [--long]] [--arm64 [--
 Installs what is missing (Debian packages), then runs the quick steps below: about 5 minutes on two
 cores, from a bare machine.
 
-  --all         run every step below, as continuous integration does: about 33 minutes
+  --all         run every step below, as continuous integration does: about 50 minutes
   --only WORD   run one of the steps, and nothing else
   --tsan        run all tests under ThreadSanitizer, and nothing else
   --kernel      run the step kernel, and nothing else: plays scenarios, conformance suite and re-attachments
