@@ -220,6 +220,7 @@ boot() {
             give_up 121 "the machine shows no sign of life: $(tail -n 1 "$private/qemu.log")"
         if [ -z "$without" ]; then
             without="no machine comes alive with it here"
+            mkdir -p "${no_kvm%/*}"
             echo "$here" >"$no_kvm"
         fi
         how="without KVM ($without)"

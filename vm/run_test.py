@@ -59,7 +59,6 @@ class RunTest(unittest.TestCase):
         for name in SCRIPTS:
             (self.root / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(ROOT / name, self.root / name)
-        (self.root / "build/vm").mkdir(parents=True)
 
     def tearDown(self):
         self.assertEqual((os.listdir(self.temporary), of_machine(self.out)), ([], []))

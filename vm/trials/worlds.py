@@ -53,8 +53,6 @@ class Worlds:
         """The same in the machine; what ends the machine early shows as journals that are missing."""
         folder = self._new_folder()
         self._run([copy_tree.ROOT / "vm/linux.sh"], tree, os.environ)
-        # What run.sh has found out of KVM stays there.
-        (tree.folder / "build/vm").mkdir(parents=True, exist_ok=True)
         machine = ["vm/run.sh", "--linux", LINUX, "--limit", str(self.limit), "--out", folder, "--"]
         self._run([*machine, *self._session("/out")], tree, os.environ)
         return folder
