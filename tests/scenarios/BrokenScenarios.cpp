@@ -74,7 +74,7 @@ constexpr Broken kBroken[] = {
         {"sub-display", "      - picture: hills.png", "      - picture: test-pattern.png",
          "picture: test-pattern.png within 2 s",
          "pixels differ; the first, in column 0 of row 0, is of level 0 instead of 15", "frame"},
-        {"talkative-cover", "Protocol not supported", "Timer expired",
+        {"talkative-cover", "Protocol not supported\"}\n  - call", "Timer expired\"}\n  - call",
          "failed to write ATE0: Timer expired} within 2 s",
          "failed to write ATE0: Protocol not supported", "mcu up"},
         {"touch-tests", R"({/cover/touch-upgrades: "1"})", R"({/cover/touch-upgrade: "1"})",
