@@ -80,6 +80,13 @@ void makeFolders() {
     }
 }
 
+// As the phone's software finds them at its start.
+void emptyFolders() {
+    makeFolders();
+    for (const char* folder : {"/data", "/system_ext"}) phone::emptyFolder(folder);
+    makeFolders();
+}
+
 // The lowest number that no node in this class of sysfs has.
 int nextNumber(const std::string& start) {
     int number = 0;
@@ -116,7 +123,7 @@ std::unique_ptr<phone::Backend> makeKernelBackend(EventLoop& loop) {
 }
 
 KernelBackend::KernelBackend(EventLoop& loop) : mLoop(loop), mDriver(openDriver()) {
-    restart();
+    emptyFolders();
     mLoop.watch(mDriver.get(), POLLIN, [this](short) { drain(); });
 }
 
@@ -214,9 +221,7 @@ void KernelBackend::clearFolder(const fs::path& folder) {
 }
 
 void KernelBackend::restart() {
-    makeFolders();
-    for (const char* folder : {"/data", "/system_ext"}) phone::emptyFolder(folder);
-    makeFolders();
+    emptyFolders();
 }
 
 void KernelBackend::setNodeFaults(const std::vector<phone::NodeFault>& faults,
