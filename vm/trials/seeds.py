@@ -7,17 +7,17 @@ DIFFERENCES = [
     defect("no echo before the first line settings", "emulator/phone/world/Tty.cpp",
            replace("settings.c_cflag = CS8 | CREAD | HUPCL | CLOCAL;",
                    "settings.c_cflag = CS8 | CREAD | HUPCL | CLOCAL;\n    settings.c_lflag &= ~ECHO;"),
-           tests="talkative-cover (tty-rx)"),
+           tests="talkative-cover"),
     defect("unread input kept at the last close", "emulator/phone/world/Tty.cpp",
            replace("    if (isFirst) tcflush(slave.get(), TCIFLUSH);\n", ""),
-           tests="line-after-ok (client-call)"),
+           tests="line-after-ok"),
     defect("files made below /sys", "emulator/phone/world/RecordedFiles.cpp",
            replace("&& (call.flags & O_CREAT) != 0 ? EACCES : ENOENT;", "&& false ? EACCES : ENOENT;"),
-           tests="probe (line)"),
+           tests="probe"),
     defect("nodes that open in no time", "emulator/phone/devices/Panel.cpp",
            replace("open.isFirst ? mOpenTime : cover::Time::zero();", "cover::Time::zero();"),
            replace("        if (call == PanelCall::Open) delay += wake;\n", ""),
-           tests="sub-display (hid-open)"),
+           tests="sub-display"),
 ]
 
 # Of the service; chosen before any was tried.

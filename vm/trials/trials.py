@@ -47,7 +47,9 @@ def shown(found, most=3):
 
 def at_its_place(seed, found):
     """What shows a difference, where it must show at first; none when others alone differ, as by chance."""
-    return [seed.tests, *(each for each in found if each != seed.tests)] if seed.tests in found else []
+    # Entries that differ, or a scenario that fails.
+    first = [each for each in found if each.startswith((f"{seed.tests} (", f"{seed.tests}: "))]
+    return [*first, *(each for each in found if each not in first)] if first else []
 
 
 def try_differences(tree, worlds, chosen_ones):
