@@ -167,10 +167,9 @@ make_initramfs() {
 start_machine() {
     local output shared=${out//,/,,} disk_options=()
     if [ -n "$disk" ]; then disk_options=(-drive "file=${disk//,/,,},if=virtio,format=raw,snapshot=on"); fi
-    # Ctrl-C is for this script alone, which ends the machine.
-    exec {output}> >(trap '' INT; cat || failed=$?; echo "written ${failed:-0}" >&"$ear")
+    exec {output}> >(cat || failed=$?; echo "written ${failed:-0}" >&"$ear")
     # Without no_timer_check a kernel panics where a busy host lets it wait for its timer.
-    setsid setpriv --pdeathsig KILL qemu-system-x86_64 -nodefaults -no-user-config -display none -no-reboot \
+    setpriv --pdeathsig KILL qemu-system-x86_64 -nodefaults -no-user-config -display none -no-reboot \
         -accel "$1" -cpu max -smp 2 -m "$memory" -kernel "$image" -initrd "$private/initramfs" \
         -append "console=ttyS0 quiet panic=-1 oops=panic printk.devkmsg=on log_buf_len=8M mitigations=off no_timer_check" \
         -chardev "file,id=console,path=/dev/fd/$console" -serial chardev:console \

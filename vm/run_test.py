@@ -176,6 +176,8 @@ class RunTest(unittest.TestCase):
         self.assertIn("error: the machine shows no sign of life: ", said[0])
 
     def test_it_ends_with_its_caller(self):
+        # In the background of a script Ctrl-C is ignored, and no program changes that.
+        signal.signal(signal.SIGINT, signal.default_int_handler)
         for number, status in ((signal.SIGTERM, 143), (signal.SIGINT, 130), (signal.SIGKILL, -9)):
             with subprocess.Popen(self.words("--no-kvm", "sleep", "1000"), stderr=subprocess.PIPE, text=True,
                                   start_new_session=True, env=self.environment()) as process:
