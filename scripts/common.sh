@@ -17,13 +17,18 @@ packages_for() { package_lines "$@" | awk '{ print $1 }'; }
 
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 
+# missing_packages KIND...: those of these kinds that are not installed.
+missing_packages() {
+    local package
+    for package in $(packages_for "$@"); do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || echo "$package"
+    done
+}
+
 # install_packages KIND...: installs the packages that are missing, and says which and why.
 install_packages() {
-    local missing=() package
-    for package in $(packages_for "$@"); do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
-            missing+=("$package")
-    done
+    local missing package
+    mapfile -t missing < <(missing_packages "$@")
     [ ${#missing[@]} -gt 0 ] || return 0
     command -v apt-get >/dev/null || fail "this needs Debian's apt-get to install: ${missing[*]}"
     [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||

@@ -28,13 +28,6 @@ mkdir -p "$work"
 exec {lock}<"$work"
 flock "$lock"
 
-missing_programs() {
-    local package
-    for package in $(packages_for kernel); do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || echo "$package"
-    done
-}
-
 # What apt knows is old or nothing: asks the mirrors anew, into a folder of our own, as an ordinary user may.
 fresh_lists() {
     rm -rf "$work/apt"
@@ -121,7 +114,7 @@ get_linux() {
 
 get_packages() {
     local missing
-    mapfile -t missing < <(missing_programs)
+    mapfile -t missing < <(missing_packages kernel)
     if [ ${#missing[@]} = 0 ] && unpacked; then return; fi
     [ $install = yes ] ||
         lacking "there is no ${missing[*]:-kernel in build/vm/linux}; run without --no-install"
