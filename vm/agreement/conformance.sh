@@ -33,10 +33,9 @@ settle
 mapfile -t groups < <(bivista-vts --gtest_list_tests | sed -n 's,^PerInstance/\(.*\)\.$,\1,p' | grep -v LoaderTest)
 [ ${#groups[@]} -gt 0 ] || { echo "conformance.sh: the suite has no tests" >&2; exit 1; }
 for group in "${groups[@]}"; do
-    settle
     bivista-emulator ctl mark "$group"
     vts/emulated.sh "$build" --with=cover,panel,nodes,accessory,image --allow-loader --gtest_filter="*/$group.*" ||
         outcome=1
+    settle
 done
-settle
 exit $outcome
