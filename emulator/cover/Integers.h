@@ -1,5 +1,6 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// Decimal numbers in command arguments: the whole text or nothing, as the firmware reads them.
+// Numbers as texts, such as the decimal ones in command arguments: the whole text or nothing, as
+// the firmware reads them.
 #pragma once
 
 #include <charconv>
@@ -11,10 +12,10 @@ namespace cover {
 
 // An optional "-" (for signed types) and digits, within the range of Integer.
 template <typename Integer>
-std::optional<Integer> parseInteger(std::string_view text) {
+std::optional<Integer> parseInteger(std::string_view text, int base = 10) {
     Integer value{};
     const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
+    const auto result = std::from_chars(text.data(), end, value, base);
     if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
     return value;
 }

@@ -2,12 +2,12 @@
 #include "vm/backend/Records.h"
 
 #include <cerrno>
-#include <charconv>
 #include <optional>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "emulator/cover/Integers.h"
 #include "emulator/phone/Error.h"
 #include "emulator/phone/world/SystemCalls.h"
 
@@ -32,19 +32,10 @@ std::string_view takeField(std::string_view* rest) {
     return field;
 }
 
-template <typename Integer>
-std::optional<Integer> parseNumber(std::string_view text, int base = 10) {
-    Integer value{};
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-    if (error != std::errc() || stop != end) return std::nullopt;
-    return value;
-}
-
 // The next field of the line as a number.
 template <typename Integer>
 Integer takeNumber(std::string_view line, std::string_view* rest, int base = 10) {
-    const auto value = parseNumber<Integer>(takeField(rest), base);
+    const auto value = cover::parseInteger<Integer>(takeField(rest), base);
     if (!value) refuse(line);
     return *value;
 }
@@ -54,7 +45,8 @@ std::string unescapePath(std::string_view text) {
     std::string path;
     while (!text.empty()) {
         const bool isEscape = text[0] == '\\' && text.size() >= 4;
-        const auto code = isEscape ? parseNumber<uint8_t>(text.substr(1, 3), 8) : std::nullopt;
+        const auto code =
+                isEscape ? cover::parseInteger<uint8_t>(text.substr(1, 3), 8) : std::nullopt;
         path += code ? static_cast<char>(*code) : text[0];
         text.remove_prefix(code ? 4 : 1);
     }
@@ -67,7 +59,7 @@ std::string parseBytes(std::string_view line, std::string_view text) {
     if (text == "-") return bytes;
     if (text.empty() || text.size() % 2 != 0) refuse(line);
     for (size_t at = 0; at < text.size(); at += 2) {
-        const auto byte = parseNumber<uint8_t>(text.substr(at, 2), 16);
+        const auto byte = cover::parseInteger<uint8_t>(text.substr(at, 2), 16);
         if (!byte) refuse(line);
         bytes += static_cast<char>(*byte);
     }

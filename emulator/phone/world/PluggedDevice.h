@@ -2,7 +2,6 @@
 // A USB device of the world: its folders in sysfs, its tty and its hidraw node.
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
 

@@ -6,7 +6,6 @@
 // inotify's events would be wrong: it merges two that are alike.)
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
