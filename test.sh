@@ -18,7 +18,7 @@ package    all    the Debian package: what is in it, lintian, its unit, its udev
 mutation   all    seeded defects of the service, which the conformance suite and the kept recordings must find
 tour       quick  ./run.sh: its tour, on a terminal too, and a second one beside it
 browser    all    the page of the emulated cover in Chromium, and its accessibility; screenshots
-kernel     apart  the service on a real kernel, in a virtual machine: as on the emulated phone
+kernel     all    the service on a real kernel, in a virtual machine: as on the emulated phone
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
 tsan       all    the tests where threads meet under ThreadSanitizer
 documents  all    the commands of the documents
@@ -33,7 +33,7 @@ usage: ./test.sh [--all] [--only WORD] [--tsan] [--kernel [--long]] [--arm64 [--
 Installs what is missing (Debian packages), then runs the quick steps below: about 5 minutes on two
 cores, from a bare machine.
 
-  --all         run the quick steps and the others, as continuous integration does: about 40 minutes
+  --all         run the quick steps and the others, as continuous integration does: about 45 minutes
   --only WORD   run one of the steps, and nothing else
   --tsan        run all tests under ThreadSanitizer, and nothing else
   --kernel      run the step kernel, and nothing else: plays scenarios, conformance suite and re-attachments
@@ -48,8 +48,7 @@ cores, from a bare machine.
   --no-install  install nothing; fail where something is missing
   --list        name the steps that would run, without another option all that there are, and end
 
-The steps: "quick" ones run in ./test.sh and in ./test.sh --all, "all" ones in ./test.sh --all alone, and the one
-"apart" with ./test.sh --kernel.
+The steps: "quick" ones run in ./test.sh and in ./test.sh --all, "all" ones in ./test.sh --all alone.
 
 HELP
     every_step
@@ -59,7 +58,6 @@ HELP
 steps_of() { every_step | awk -v kinds=" $* " 'index(kinds, " " $2 " ") { print $1 }'; }
 mapfile -t quick < <(steps_of quick)
 mapfile -t all < <(steps_of quick all)
-mapfile -t every < <(steps_of quick all apart)
 
 steps=("${quick[@]}")
 tsan_target=(threads_tests)
@@ -80,8 +78,8 @@ while [ $# -gt 0 ]; do
         --package) steps=(clean-root); chosen=yes ;;
         --yes) arm64_libraries=(--yes) ;;
         --only)
-            [ $# -ge 2 ] || fail "--only needs one of: ${every[*]}"
-            case " ${every[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${every[*]}" ;; esac
+            [ $# -ge 2 ] || fail "--only needs one of: ${all[*]}"
+            case " ${all[*]} " in *" $2 "*) ;; *) fail "no step '$2'; the steps are: ${all[*]}" ;; esac
             steps=("$2"); chosen=yes; shift ;;
         --no-install) install=no ;;
         --list) list=yes ;;

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# What ./test.sh --kernel --long has besides: 100 re-attachments on a real kernel; the conformance suite and 10
-# re-attachments there, the service built with each sanitizer; the Debian package in a machine with systemd and udev.
-#     vm/long.sh [PART...]      of: reattach asan tsan debian; all without
+# What ./test.sh --kernel --long has besides: the tests of the emulator on a real kernel; 100 re-attachments there; the
+# conformance suite and 10 re-attachments, the service built with each sanitizer; the Debian package in a machine with
+# systemd and udev.
+#     vm/long.sh [PART...]      of: backend reattach debian asan tsan; all without
 # Exit status: 0, 1 when a part has failed, 2 wrong arguments. Each part has its folder below build/kernel/long.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -10,9 +11,12 @@ source scripts/common.sh
 
 folder=build/kernel/long
 parts=("$@")
-[ $# -gt 0 ] || parts=(reattach asan tsan debian)
+[ $# -gt 0 ] || parts=(backend reattach debian asan tsan)
 for part in "${parts[@]}"; do
-    case $part in reattach | asan | tsan | debian) ;; *) fail "usage: vm/long.sh [reattach|asan|tsan|debian]..." ;; esac
+    case $part in
+        backend | reattach | debian | asan | tsan) ;;
+        *) fail "usage: vm/long.sh [backend|reattach|debian|asan|tsan]..." ;;
+    esac
 done
 
 # What the machine runs.
@@ -53,6 +57,7 @@ sanitized() {
 
 run_part() {
     case $part in
+        backend) in_machine 1200 vm/backend/backend_test.py ;;
         reattach) in_machine 2400 bash -c "$reattach 100 /out/reattach.log" ;;
         asan | tsan) sanitized ;;
         debian) vm/debian/check.sh ;;
