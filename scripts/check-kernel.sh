@@ -20,7 +20,7 @@ case "$# $*" in
     *) fail "usage: scripts/check-kernel.sh [--long]" ;;
 esac
 
-build_preset release
+build_for_machine
 folder=build/kernel
 rm -rf $folder
 mkdir -p $folder/{emulated,kernel}

@@ -74,6 +74,11 @@ build_preset() {
     }
 }
 
+# build_for_machine: what is started on the phone that vm/run.sh boots.
+build_for_machine() {
+    build_preset release bivista-service bivista-emulator bivista-emulator-kernel bivistactl bivista-vts
+}
+
 make_preset() {
     local preset=$1
     shift

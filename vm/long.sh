@@ -28,7 +28,7 @@ reattach="bivista-emulator run --no-cover --journal /out/reattach.jsonl -- vm/ag
 in_machine() {
     local limit=$1
     shift
-    build_preset release bivista-service bivista-emulator bivista-emulator-kernel bivistactl bivista-vts
+    build_for_machine
     vm/run.sh --out $folder/"$part" --limit "$limit" --memory 2048 -- "$@"
 }
 
