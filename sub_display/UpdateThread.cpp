@@ -8,6 +8,7 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
+#include "kernel/base/TraceSlice.h"
 #include "sub_display/SubDisplay.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -47,6 +48,7 @@ FrameBuffer* takeFrame(SubDisplay& display) {
 }
 
 void sendFrame(Bivista& service, const FrameBuffer& buffer, int* retries) {
+    const TraceSlice slice("frame");
     for (;;) {
         const double start = now();
         if (service.hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {
@@ -56,14 +58,15 @@ void sendFrame(Bivista& service, const FrameBuffer& buffer, int* retries) {
             LOG_INFO("HID-DISPLAY: write Palette done %.3fms", (now() - start) / 1e6);
             return;
         }
+        const int error = errno;
         // Meant: quirk retries-for-a-life.
         if (*retries >= kRetries) {
             LOG_ERROR("Could not send palette data.");
-            sStatistics.count(&Counts::framesDropped);
+            sStatistics.countDropped(Cause::ofError(error));
             return;
         }
         ++*retries;
-        sStatistics.count(&Counts::frameRetries);
+        sStatistics.countRetry(error);
     }
 }
 

@@ -11,7 +11,9 @@
 
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
+#include "kernel/base/CommandName.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/TraceSlice.h"
 #include "kernel/serial/AtAnswer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -182,8 +184,8 @@ int Exchange::finish() {
     return static_cast<int>(mAnswer.finish());
 }
 
-int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
-        REQUIRES(sSerialMutex) {
+int runAtCmd(Bivista& service, const SerialLink& link, const AutoSuspendVotes& votes,
+             const Command& command) REQUIRES(sSerialMutex) {
     const char* const cmd = command.cmd;
     if (!link.isAttached()) return refuseUnsent(cmd, ENODEV);
     if (!isWellFormed(cmd)) return refuseUnsent(cmd, EINVAL);
@@ -193,6 +195,7 @@ int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
         sStatistics.countRefusal(cmd, errno);
         return -1;
     }
+    const TraceSlice slice([cmd] { return nameOfCommand(cmd); });
     service.usbAutoSuspend(false, true);
 
     const uint64_t start = monotonicMicros();
@@ -204,6 +207,7 @@ int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
     if (exchange.timedOut()) {
         // Meant: the vote stays, so that the link is awake for the recovery. The tty that comes
         // back after the recovery resets the votes.
+        sStatistics.record(EventKind::kVotes, "leaked", {votes.mUsbAutoSuspendDisableVote.load()});
         service.usbRecovery();
     } else {
         service.usbAutoSuspend(true, true);
@@ -220,7 +224,7 @@ int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount, AtLineCa
     int error = 0;
     {
         const MutexLock lock(sSerialMutex, kFunction);
-        result = runAtCmd(*this, mSerialLink, {cmd, resp, respCount, cb});
+        result = runAtCmd(*this, mSerialLink, mAutoSuspendVotes, {cmd, resp, respCount, cb});
         error = errno;
     }
     errno = error;

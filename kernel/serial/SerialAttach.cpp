@@ -12,6 +12,7 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/TraceSlice.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -42,7 +43,10 @@ bool preparePort(SerialLink* link) EXCLUDES(sSerialMutex) {
     const MutexLock lock(sSerialMutex, kFunction);
     if (link->isAttached()) return false;
     const Descriptor port(link->mSerialDevicePath.open(O_RDWR | O_NOCTTY, kFunction));
-    if (!port.isOpen()) return false;
+    if (!port.isOpen()) {
+        sStatistics.recordFailure(kFunction, Cause::ofError(errno));
+        return false;
+    }
     applyLineSettings(port.get());
     link->setAttached(true);
     return true;
@@ -61,7 +65,9 @@ bool releasePort(SerialLink* link, const SerialLog& log) EXCLUDES(sSerialMutex) 
 
 void Bivista::serialDeviceAdded() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
+    const TraceSlice slice("attach serial");
     if (!preparePort(&mSerialLink)) return;
+    sStatistics.record(EventKind::kAttach, "serial");
     if (serialAtCmd("ATE0\r", nullptr, 0, nullptr) < 0) {
         // Meant: quirk attached-without-echo-off.
         LOG_ERROR("%s: failed to write ATE0: %s", __func__, strerror(errno));
@@ -80,7 +86,9 @@ void Bivista::serialDeviceAdded() {
 
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
+    const TraceSlice slice("detach serial");
     if (!releasePort(&mSerialLink, mSerialLog)) return;
+    sStatistics.record(EventKind::kDetach, "serial");
     sIsOrderOfDetach = true;
     (void)cancelFirmwareUpgrade().isOk();
     sIsOrderOfDetach = false;
