@@ -37,6 +37,7 @@ endforeach()
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md
     ${PROJECT_SOURCE_DIR}/docs/*.png)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
+install(DIRECTORY docs/diagrams DESTINATION ${doc_folder}/docs)
 file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.yaml
     ${PROJECT_SOURCE_DIR}/scenarios/*.png)
 install(FILES ${scenarios} DESTINATION ${doc_folder}/scenarios)
