@@ -114,5 +114,5 @@ build_package() {
     package=$(ls build/release/package/*.deb)
 }
 
-# project_version: the version of this tree; CMake reads it from the same line.
-project_version() { sed -n 's/^project(bivista VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
+# project_version: the version of this tree.
+project_version() { sed -n 's/.*kVersion\[\] = "\([0-9.]*\)".*/\1/p' kernel/base/Version.h; }

@@ -5,6 +5,7 @@ interfaces/current.txt agree.
     scripts/versions.py                   prints one line per finding, and exits 1 then
     scripts/versions.py --release DATE    makes the tree the release of its version, of this day (YYYY-MM-DD): dates
                                           both changelogs, and freezes our interfaces; prints the files that it wrote
+    scripts/versions.py --is-release      exits 1 when the tree is none
 
 CHANGELOG.md begins with "Unreleased". Where that has news, its first words are "Becomes VERSION", the version of the
 tree, which is newer than every release; else they are "Nothing yet", and the tree is the newest release. Run from the
@@ -140,6 +141,8 @@ def release(tree, date):
 def main():
     tree = phone.Tree()
     findings = list(check(tree))
+    if sys.argv[1:] == ["--is-release"] and not findings:
+        return 1 if history(tree.read(CHANGELOG)).becomes else 0
     if sys.argv[1:2] == ["--release"] and not findings:
         try:
             for file, text in release(tree, sys.argv[2]).items():
