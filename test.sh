@@ -21,6 +21,7 @@ browser    all    the page of the emulated cover in Chromium, and its accessibil
 kernel     all    the service on a real kernel, in a virtual machine: as on the emulated phone
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
 tsan       all    the tests where threads meet under ThreadSanitizer
+site       all    the documents as a site, with the reference of the interfaces; its links
 documents  all    the commands of the documents
 STEPS
 }
@@ -124,6 +125,7 @@ run_step() {
         kernel) scripts/check-kernel.sh "${long[@]}" ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
+        site) scripts/check-site.sh ;;
         documents) build_preset release; python3 -B scripts/documents.py ;;
         arm64) arm64_sysroot; build_preset arm64; run_ctest arm64 ;;
     esac

@@ -37,6 +37,7 @@ endforeach()
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md
     ${PROJECT_SOURCE_DIR}/docs/*.png)
 install(FILES ${documents} DESTINATION ${doc_folder}/docs)
+install(DIRECTORY docs/diagrams DESTINATION ${doc_folder}/docs)
 file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.yaml
     ${PROJECT_SOURCE_DIR}/scenarios/*.png)
 install(FILES ${scenarios} DESTINATION ${doc_folder}/scenarios)
@@ -53,7 +54,7 @@ endfunction()
 
 install_compressed(${packaging}/changelog ${doc_folder})
 set(man_pages man8/bivista-service.8)
-if(NOT CMAKE_CROSSCOMPILING)
+if(NOT CMAKE_CROSSCOMPILING OR BIVISTA_NATIVE)
     list(APPEND man_pages man1/bivistactl.1 man1/bivista-emulator.1)
 endif()
 if(TARGET bivista-vts)
@@ -70,8 +71,8 @@ install(FILES ${packaging}/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR
 # What there must be before the package is made: the programs, their man pages and completions.
 add_custom_target(packaged DEPENDS ${programs} bivista-service pages compressed)
 
-# dpkg-shlibdeps and strip are those of this machine.
-if(CMAKE_CROSSCOMPILING)
+# For another processor scripts/release.sh makes it, with a dpkg-shlibdeps of its own.
+if(CMAKE_CROSSCOMPILING AND NOT BIVISTA_NATIVE)
     return()
 endif()
 

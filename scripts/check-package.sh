@@ -33,6 +33,20 @@ zcat "$tree/usr/share/doc/bivista/changelog.gz" | grep -m1 -qF "bivista ($(dpkg-
     complain "the changelog does not begin with the package's version"
 python3 -B scripts/links.py "$tree/usr/share/doc/bivista" || outcome=1
 
+say "versions"
+version=$(project_version)
+# agrees WHAT VERSION
+agrees() { [ "$2" = "$version" ] || complain "$1: version '$2', and the project is $version"; }
+agrees "the package" "$(dpkg-deb -f "$package" Version)"
+for program in "$tree"/usr/bin/*; do agrees "$program" "$("$program" --version | awk '{ print $NF }')"; done
+export HIDL_SOCKET_DIR=$tree/registry
+mkdir -m 0700 "$HIDL_SOCKET_DIR"
+"$tree/usr/bin/bivista-emulator" run >"$tree/phone.log" 2>&1 &
+phone=$!
+until "$tree/usr/bin/bivistactl" dump --json >"$tree/dump" 2>/dev/null || ! kill -0 $phone 2>/dev/null; do sleep 0.05; done
+agrees "the dump" "$(jq -r .service.version "$tree/dump")"
+kill $phone 2>/dev/null && wait $phone || true
+
 say "lintian"
 lintian --allow-root --fail-on error,warning "$package" || outcome=1
 

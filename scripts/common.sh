@@ -113,3 +113,6 @@ build_package() {
     }
     package=$(ls build/release/package/*.deb)
 }
+
+# project_version: the version of this tree.
+project_version() { sed -n 's/.*kVersion\[\] = "\([0-9.]*\)".*/\1/p' kernel/base/Version.h; }
