@@ -29,7 +29,7 @@ Json describe(const Method& method) {
 
 }  // namespace
 
-bivistactl::Call bind(const Method& method, const Json& params) {
+bivistactl::Call toCall(const Method& method, const Json& params) {
     const std::vector<std::string> names = namesOf(method);
     try {
         return method.bindJson(arrange(method.name, names, names.size(), params));

@@ -153,7 +153,7 @@ std::string Session::callMethod(const Request& request) {
                                                  bivistactl::quote(request.method.substr(0, 60)) +
                                                  "; \"methods\" lists them");
     }
-    const bivistactl::Call call = bind(*method, request.params);
+    const bivistactl::Call call = toCall(*method, request.params);
     return withoutLineFeed(onService(*mLink, call).line);
 }
 
