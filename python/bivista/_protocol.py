@@ -45,8 +45,11 @@ class Notification:
     params: Mapping[str, Any]
 
 
-def request_line(number: int, method: str, params: Sequence[object]) -> bytes:
-    message = {"jsonrpc": "2.0", "id": number, "method": method, "params": params}
+def request_line(number: int | None, method: str, params: Sequence[object]) -> bytes:
+    """With None as its number the session carries it out and does not answer."""
+    message: dict[str, object] = {"jsonrpc": "2.0", "method": method, "params": params}
+    if number is not None:
+        message["id"] = number
     try:
         return json.dumps(message, separators=(",", ":"), ensure_ascii=False).encode() + b"\n"
     except (UnicodeEncodeError, TypeError, ValueError) as error:

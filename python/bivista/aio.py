@@ -197,8 +197,9 @@ class AsyncClient(AsyncCalls):
     async def _unsubscribe(self, feed: _feeds.Feed[T]) -> None:
         is_last = self._subscriptions.remove(feed) and self._end is None
         feed.close()
-        if is_last:
-            await self.call("unsubscribe", feed.kind)
+        # Not to wait for a call that is under way.
+        if is_last and self._process is not None and self._process.stdin is not None:
+            self._process.stdin.write(_protocol.request_line(None, "unsubscribe", [feed.kind]))
 
     async def _read(self) -> None:
         assert self._process is not None and self._process.stdout is not None

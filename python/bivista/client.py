@@ -190,8 +190,9 @@ class Client(BlockingCalls):
         with self._changed:
             is_last = self._subscriptions.remove(feed) and self._end is None
             feed.close()
+        # Not to wait for a call of another thread.
         if is_last:
-            self.call("unsubscribe", feed.kind)
+            self._send(_protocol.request_line(None, "unsubscribe", [feed.kind]))
 
     def _send(self, line: bytes) -> None:
         assert self._process.stdin is not None

@@ -9,9 +9,7 @@
 
 #include "tests/tools/session/Talk.h"
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
