@@ -1,6 +1,8 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "tools/session/Bind.h"
 
+#include <utility>
+
 #include "tools/ExitStatus.h"
 
 namespace session {
@@ -29,10 +31,10 @@ Json describe(const Method& method) {
 
 }  // namespace
 
-bivistactl::Call toCall(const Method& method, const Json& params) {
+bivistactl::Call toCall(const Method& method, Json params) {
     const std::vector<std::string> names = namesOf(method);
     try {
-        return method.bindJson(arrange(method.name, names, names.size(), params));
+        return method.bindJson(arrange(method.name, names, names.size(), std::move(params)));
     } catch (const Failure& failure) {
         throw RpcError(INVALID_PARAMS, failure.what());
     }

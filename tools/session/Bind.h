@@ -8,7 +8,7 @@
 namespace session {
 
 // A call of the method with the request's parameters, of which all must be given. Throws RpcError.
-bivistactl::Call toCall(const bivistactl::Method& method, const Json& params);
+bivistactl::Call toCall(const bivistactl::Method& method, Json params);
 
 // The interface's methods as JSON, one an element: {"name":...,"parameters":[{"name":...,
 // "type":...}],"status":B,"value":T}, T the type of the answer's value, or null for none.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "tools/client/Call.h"
 #include "tools/client/Dump.h"
@@ -107,9 +108,9 @@ std::string Session::answer(const Line& line) {
                                                        std::to_string(kMostLineBytes) + " bytes"});
     }
     if (line.text.find_first_not_of(" \t\r") == std::string::npos) return "";
-    const Message message = readMessage(line.text);
+    Message message = readMessage(line.text);
     std::string answers;
-    for (const Entry& entry : message.entries) {
+    for (Entry& entry : message.entries) {
         const std::string answer = answerEntry(entry);
         if (!answer.empty() && !answers.empty()) answers += ',';
         answers += answer;
@@ -117,11 +118,11 @@ std::string Session::answer(const Line& line) {
     return message.isBatch && !answers.empty() ? "[" + answers + "]" : answers;
 }
 
-std::string Session::answerEntry(const Entry& entry) {
+std::string Session::answerEntry(Entry& entry) {
     if (const auto* malformed = std::get_if<Malformed>(&entry)) {
         return errorLine(malformed->id, malformed->error);
     }
-    const Request& request = std::get<Request>(entry);
+    auto& request = std::get<Request>(entry);
     try {
         const std::string result = withErrors([&] { return carryOut(request); });
         return request.id ? resultLine(*request.id, result) : "";
@@ -130,7 +131,7 @@ std::string Session::answerEntry(const Entry& entry) {
     }
 }
 
-std::string Session::carryOut(const Request& request) {
+std::string Session::carryOut(Request& request) {
     struct Own {
         const char* name;
         std::string (Session::*carryOut)(const Json& params);
@@ -146,14 +147,14 @@ std::string Session::carryOut(const Request& request) {
     return callMethod(request);
 }
 
-std::string Session::callMethod(const Request& request) {
+std::string Session::callMethod(Request& request) {
     const bivistactl::Method* const method = bivistactl::findMethod(request.method);
     if (method == nullptr) {
         throw RpcError(METHOD_NOT_FOUND, "there is no method " +
                                                  bivistactl::quote(request.method.substr(0, 60)) +
                                                  "; \"methods\" lists them");
     }
-    const bivistactl::Call call = toCall(*method, request.params);
+    const bivistactl::Call call = toCall(*method, std::move(request.params));
     return withoutLineFeed(onService(*mLink, call).line);
 }
 

@@ -23,10 +23,10 @@ class Session {
     std::string answer(const Line& line);
 
   private:
-    std::string answerEntry(const Entry& entry);
-    // The result, as JSON. Throws RpcError.
-    std::string carryOut(const Request& request);
-    std::string callMethod(const Request& request);
+    std::string answerEntry(Entry& entry);
+    // The result, as JSON. Takes the parameters out of the request. Throws RpcError.
+    std::string carryOut(Request& request);
+    std::string callMethod(Request& request);
     std::string subscribe(const Json& params);
     std::string unsubscribe(const Json& params);
     std::string sendAtCommand(const Json& params);

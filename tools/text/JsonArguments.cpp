@@ -23,19 +23,23 @@ std::string shortened(const Json& value) {
 }
 
 template <typename Integer>
-Integer integerFrom(const Json& value) {
+bool isInRange(const Json& value) {
     using Limits = std::numeric_limits<Integer>;
-    const std::string range = "an integer from " + std::to_string(Limits::min()) + " to " +
-                              std::to_string(Limits::max());
-    if (!value.is_number_integer()) refuse(value, range);
+    if (!value.is_number_integer()) return false;
     // Above INT64_MAX it is an unsigned one.
-    if (value.is_number_unsigned() &&
-        value.get<uint64_t>() > static_cast<uint64_t>(Limits::max())) {
-        refuse(value, range);
+    if (value.is_number_unsigned()) {
+        return value.get<uint64_t>() <= static_cast<uint64_t>(Limits::max());
     }
     const auto number = value.get<int64_t>();
-    if (number < Limits::min() || number > Limits::max()) refuse(value, range);
-    return static_cast<Integer>(number);
+    return number >= Limits::min() && number <= static_cast<int64_t>(Limits::max());
+}
+
+template <typename Integer>
+Integer integerFrom(const Json& value) {
+    using Limits = std::numeric_limits<Integer>;
+    if (isInRange<Integer>(value)) return value.get<Integer>();
+    refuse(value, "an integer from " + std::to_string(Limits::min()) + " to " +
+                          std::to_string(Limits::max()));
 }
 
 }  // namespace

@@ -128,7 +128,11 @@ TEST(MessageTest, NestsAsDeepAsItMay) {
                std::string(static_cast<size_t>(levels), ']');
     };
     EXPECT_TRUE(parseJson(nested(kMostDepth)).is_array());
-    EXPECT_THROW(parseJson(nested(kMostDepth + 2)), RpcError);
+    EXPECT_THROW(parseJson(nested(kMostDepth + 1)), RpcError);
+    // Not within a text.
+    const std::string text = "\\\"" + std::string(100, '[');
+    EXPECT_EQ("\"" + std::string(100, '['), parseJson("[\"" + text + "\"]")[0]);
+    EXPECT_THROW(parseJson("[\"\\\\\"," + nested(kMostDepth) + "]"), RpcError);
 }
 
 TEST(MessageTest, AnswersAreLines) {
