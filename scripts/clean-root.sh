@@ -13,7 +13,7 @@ root=$PWD/$folder/root
 # The user makes the folder, and can delete what root leaves there.
 mkdir -p $folder
 if [ $# = 0 ]; then
-    build_package
+    build_packages
     [ "$(id -u)" = 0 ] || say "Root is needed to make a bare Debian: using sudo"
     as_root scripts/clean-root.sh "$package"
     exit
