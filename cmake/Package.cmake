@@ -27,7 +27,7 @@ install(FILES LICENSES/Apache-2.0.txt DESTINATION ${doc_folder} RENAME LICENSE)
 install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
     DESTINATION ${doc_folder})
 foreach(linked emulator/cover/README.md emulator/phone/README.md emulator/ui/README.md
-        tools/README.md vm/README.md vts/README.md
+        host/hidl/README.md tools/README.md vm/README.md vts/README.md
         interfaces/bivista/1.0/IBivista.hal interfaces/bivista/1.0/types.hal
         interfaces/bivista/1.1/IBivista.hal)
     cmake_path(GET linked PARENT_PATH folder)
@@ -40,7 +40,7 @@ install(FILES ${documents} DESTINATION ${doc_folder}/docs)
 file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.yaml
     ${PROJECT_SOURCE_DIR}/scenarios/*.png)
 install(FILES ${scenarios} DESTINATION ${doc_folder}/scenarios)
-install(DIRECTORY examples DESTINATION ${doc_folder})
+install(DIRECTORY examples DESTINATION ${doc_folder} PATTERN __pycache__ EXCLUDE)
 
 # install_compressed(FILE FOLDER): without name and time, so that it is the same each time.
 set(compressed)

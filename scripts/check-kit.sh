@@ -11,7 +11,7 @@ tree=$1
 triplet=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 libraries=$tree/usr/lib/$triplet
 library=$libraries/libbivista.so.1
-work=build/kit
+work=build/check-kit
 outcome=0
 complain() { say "$*"; outcome=1; }
 rm -rf $work
