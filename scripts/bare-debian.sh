@@ -71,10 +71,12 @@ install_what_they_need() {
     sed -n 's/^Need to get \(.*\) of archives.*/downloaded: \1/p' "$folder/depends.log"
 }
 
-# inventory FOLDER: prints every file and folder below it but those that dpkg and apt keep for themselves.
+# inventory FOLDER: prints every file and folder below it but those that dpkg, apt and ldconfig keep for
+# themselves.
 inventory() {
     (cd "$1" && find . -xdev \( -path ./var/cache -o -path ./var/log -o -path ./var/lib/apt \
         -o -path ./var/lib/dpkg/status -o -path ./var/lib/dpkg/status-old -o -path './var/lib/dpkg/lock*' \
+        -o -path ./etc/ld.so.cache \
         -o -path ./var/lib/dpkg/triggers -o -path ./var/lib/dpkg/available \) -prune \
         -o -type d -printf '%p %m %U %G\n' -o -printf '%p %m %U %G %l %s %T@\n') | sort
 }

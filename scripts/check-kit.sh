@@ -28,10 +28,10 @@ c++filt <$work/exported | sed 's/^\(.*thunk to\|.*table for\|VTT for\|typeinfo\(
     grep -E '^(kj|capnp|std)::|^android::hardware::(transport|registry|calls|wire)::' | grep -v '^std::.* android::' \
     >$work/leaked || true
 [ ! -s $work/leaked ] || complain "$library exports what is not for clients:" "$(head -n 5 $work/leaked)"
-# What the conformance suite takes of our code: it is a client of every method.
+# What these take of our code: the conformance suite is a client of every method, the others serve.
 mapfile -t objects < <(find build/release/interfaces build/release/host/hidl build/release/host/log -name '*.o')
 nm --defined-only "${objects[@]}" | awk '$2 ~ /[TDBRV]/ { print $3 }' | sort -u >$work/ours
-mapfile -t objects < <(find build/release/vts -name '*.o')
+mapfile -t objects < <(find build/release/{vts,service,emulator/phone/neighbours} -name '*.o')
 nm -u "${objects[@]}" | awk '{ print $2 }' | sort -u | comm -12 - $work/ours | comm -23 - $work/exported |
     c++filt >$work/missing
 [ ! -s $work/missing ] || complain "$library does not export what clients need:" "$(head -n 5 $work/missing)"

@@ -65,7 +65,7 @@ inventory "$root" >"$folder/before"
 done_in "a bare Debian"
 
 say "installing an older version"
-# shellcheck disable=SC2016
+# shellcheck disable=SC2046
 apt_get install -q -y --no-install-recommends $(cd "$root" && printf '/%s ' root/older/*.deb)
 has_version 0.9.0
 inside systemctl --quiet enable bivista
@@ -92,6 +92,7 @@ apt_get remove -q -y "${names[@]}"
 [ -z "$(cd "$root" && find usr -name '*bivista*' ! -path usr/share/doc/bivista)" ] || fail "removal has left: $(cd "$root" && find usr -name '*bivista*')"
 inside dpkg --purge "${names[@]}" >"$folder/apt.log" 2>&1 || { cat "$folder/apt.log" >&2; fail "dpkg --purge failed"; }
 inventory "$root" >"$folder/after"
+if grep -q bivista "$root/etc/ld.so.cache"; then fail "the loader's cache still has the library"; fi
 diff "$folder/before" "$folder/after" || fail "removing the packages has left these files"
 say "nothing is left"
 done_in "removed"

@@ -112,6 +112,7 @@ build_packages() {
         cat "$log" >&2
         fail "no packages were made (whole output: $log)"
     }
+    # shellcheck disable=SC2034
     packages=(build/release/package/*.deb)
     package=$(ls build/release/package/bivista_*.deb)
 }
