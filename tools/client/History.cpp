@@ -23,10 +23,10 @@ int64_t numberIn(const Json& row, const char* name) {
 }
 
 std::optional<Event> readEvent(const Json& row) {
-    Event event = {numberIn(row, "number"), numberIn(row, "wallMicros"),
-                   numberIn(row, "monotonicMicros"), textIn(row, "kind"),
-                   textIn(row, "what"),   {},
-                   textIn(row, "cause")};
+    Event event = {
+            numberIn(row, "number"), numberIn(row, "wallMicros"), numberIn(row, "monotonicMicros"),
+            textIn(row, "kind"),     textIn(row, "what"),         {},
+            textIn(row, "cause")};
     if (event.number <= 0 || event.kind.empty()) return std::nullopt;
     if (const Json* const values = memberOf(row, "values"); values != nullptr) {
         for (const Json& value : *values) {
@@ -72,8 +72,8 @@ std::string inWords(const Event& event) {
     strftime(date, sizeof(date), "%F %T", &parts);
     char millis[8];
     snprintf(millis, sizeof(millis), ".%03dZ", static_cast<int>(event.wallMicros / 1000 % 1000));
-    std::string line = date + std::string(millis) + "  #" + std::to_string(event.number) + "  " +
-                       event.kind;
+    std::string line =
+            date + std::string(millis) + "  #" + std::to_string(event.number) + "  " + event.kind;
     if (!event.what.empty()) line += " " + event.what;
     for (const int64_t value : event.values) line += " " + std::to_string(value);
     if (!event.cause.empty()) line += ": " + event.cause;
@@ -91,7 +91,7 @@ History::History(std::string_view text) {
     const Json* const history = memberOf(sections, "history");
     const Json* const events = memberOf(sections, "events");
     if (history == nullptr || events == nullptr) {
-        mFault = text.empty()             ? "the service has no debug dump"
+        mFault = text.empty() ? "the service has no debug dump"
                  : sections.is_object() || text.starts_with("Unknown option")
                          ? "the service is of an older version, and keeps no history"
                          : kUnknown;

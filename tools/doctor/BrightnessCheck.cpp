@@ -23,7 +23,8 @@ void examineSending(const Account& account, Findings* findings) {
     };
     const Outcome outcomes[] = {
             {"failure", "the cover refused ",
-             "setBrightness answers OK all the same, since the level is sent later. The cause below "
+             "setBrightness answers OK all the same, since the level is sent later. The cause "
+             "below "
              "is the cover's: its firmware does not take this level, or not now."},
             {"timeout", "the cover did not answer to ",
              "The kernel is asked to reset the cover then, and the level is not sent again: set it "
@@ -52,12 +53,12 @@ void examineValues(const Account& account, Findings* findings) {
 void examineOffset(const Account& account, Findings* findings) {
     const auto offset = account.dump.number({"brightness", "offset"});
     if (offset.value_or(0) == 0) return;
-    findings->push_back(note(kCheck,
-                             "an offset of " + std::to_string(*offset) +
-                                     " is in force: the cover gets other levels than were set",
-                             "When nobody wants it: bivistactl offset 0",
-                             account.lines({"setting", "offset"}) +
-                                     account.line({"brightness", "offset"})));
+    findings->push_back(
+            note(kCheck,
+                 "an offset of " + std::to_string(*offset) +
+                         " is in force: the cover gets other levels than were set",
+                 "When nobody wants it: bivistactl offset 0",
+                 account.lines({"setting", "offset"}) + account.line({"brightness", "offset"})));
 }
 
 // A level that stays in the queue of a service with a cover waits for whoever keeps the worker.

@@ -47,13 +47,16 @@ inline Finding note(const std::string& check, const std::string& what, const std
     return {Weight::NOTE, check, what, remedy, lines};
 }
 
-inline Finding problem(const std::string& check, const std::string& what,
-                       const std::string& remedy, const Lines& lines = {}) {
+inline Finding problem(const std::string& check, const std::string& what, const std::string& remedy,
+                       const Lines& lines = {}) {
     return {Weight::PROBLEM, check, what, remedy, lines};
 }
 
 // Each call of the service may take as long as `patience`. Of a longer call, within() leaves a
 // thread.
+
+// The process that is registered as the service, and answers or not; 0 for none.
+pid_t findServiceProcess();
 
 // Whether a service is registered and serves calls. `process` becomes the service's, or stays as it
 // is when there is none. `machine` is the one whose processes are examined.

@@ -33,9 +33,9 @@ void examineDrawings(const Account& account, Findings* findings) {
     for (const Cause& cause : causes) {
         const Which which = {"failure", kMethod, cause.cause};
         if (account.count(which) == 0) continue;
-        findings->push_back(problem(kCheck, cause.what, cause.remedy,
-                                    account.lines({"panel"}) + account.lines(which) +
-                                            account.line(kState)));
+        findings->push_back(
+                problem(kCheck, cause.what, cause.remedy,
+                        account.lines({"panel"}) + account.lines(which) + account.line(kState)));
     }
 }
 

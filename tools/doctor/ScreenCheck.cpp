@@ -18,8 +18,8 @@ bool asksFor(const Event* power, int64_t state) {
 Findings examineLitScreen(const Account& account) {
     const Event* const level = account.last({"setting", "brightness"});
     if (level != nullptr && level->values == std::vector<int64_t>{0}) {
-        return {note(kCheck, "the screen is on, with brightness 0",
-                     "bivistactl brightness 128", Account::lines(level) + account.line(kScreenOn))};
+        return {note(kCheck, "the screen is on, with brightness 0", "bivistactl brightness 128",
+                     Account::lines(level) + account.line(kScreenOn))};
     }
     return {fine(kCheck, "the screen is on", account.line(kScreenOn))};
 }
@@ -53,14 +53,15 @@ Findings examineFailures(const Account& account, const Event& power) {
              "setPowerStatus: "},
             {{"refused", kCommand, {}, after},
              "the order to switch the screen on did not get as far as the cover",
-             "Attach the cover.", "setPowerStatus: "},
+             "Attach the cover.",
+             "setPowerStatus: "},
     };
     Findings findings;
     for (const Cause& cause : causes) {
         if (account.count(cause.which) == 0) continue;
-        findings.push_back(problem(kCheck, cause.what, cause.remedy,
-                                   Account::lines(&power) + account.lines(cause.which) +
-                                           account.logLines(cause.log)));
+        findings.push_back(problem(
+                kCheck, cause.what, cause.remedy,
+                Account::lines(&power) + account.lines(cause.which) + account.logLines(cause.log)));
     }
     return findings;
 }

@@ -47,8 +47,7 @@ void writeMember(archive* writer, const Member& member, time_t now) {
     archive_entry_set_perm(entry.get(), 0600);
     archive_entry_set_mtime(entry.get(), now, 0);
     require(writer, archive_write_header(writer, entry.get()));
-    const la_ssize_t written =
-            archive_write_data(writer, member.bytes.data(), member.bytes.size());
+    const la_ssize_t written = archive_write_data(writer, member.bytes.data(), member.bytes.size());
     if (written != static_cast<la_ssize_t>(member.bytes.size())) {
         throw std::runtime_error(reasonOf(writer));
     }
@@ -94,8 +93,8 @@ std::string readBytes(archive* reader, archive_entry* entry, size_t room) {
 // Adds the member of this entry.
 void take(archive* reader, archive_entry* entry, size_t room, std::vector<Member>* members) {
     const std::string name = nameOf(entry);
-    const bool isLink = archive_entry_hardlink(entry) != nullptr ||
-                        archive_entry_symlink(entry) != nullptr;
+    const bool isLink =
+            archive_entry_hardlink(entry) != nullptr || archive_entry_symlink(entry) != nullptr;
     if (archive_entry_filetype(entry) == AE_IFDIR && name.empty()) return;
     if (isLink || archive_entry_filetype(entry) != AE_IFREG) {
         throw BadReport("it has a member that is no plain file, which no report has");
@@ -139,7 +138,8 @@ std::string pack(const std::vector<Member>& members) {
 
 std::vector<Member> unpack(std::string_view archive) {
     if (archive.empty()) throw BadReport("it is empty");
-    if (archive.size() > kMostArchive) throw BadReport("it is too large: a report has 16 MiB at most");
+    if (archive.size() > kMostArchive)
+        throw BadReport("it is too large: a report has 16 MiB at most");
     const Reader reader = makeReader(archive);
     std::vector<Member> members;
     size_t room = kMostBytes;
@@ -148,9 +148,8 @@ std::vector<Member> unpack(std::string_view archive) {
         const int result = archive_read_next_header(reader.get(), &entry);
         if (result == ARCHIVE_EOF) return members;
         if (result < ARCHIVE_WARN) {
-            throw BadReport(entries == 0
-                                    ? "it is no archive: " + reasonOf(reader.get())
-                                    : "it is damaged or cut off: " + reasonOf(reader.get()));
+            throw BadReport(entries == 0 ? "it is no archive: " + reasonOf(reader.get())
+                                         : "it is damaged or cut off: " + reasonOf(reader.get()));
         }
         if (entries == kMostMembers) throw BadReport("it has more than 64 members");
         const size_t before = members.size();
