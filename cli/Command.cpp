@@ -188,6 +188,13 @@ void Command::setAction(const Action& action) {
     mApp->callback([this, action] { mProgram->mChosen = action; });
 }
 
+void Command::setActionAlone(const Action& action) {
+    mApp->require_subcommand(0, 1);
+    mApp->callback([this, action] {
+        if (mApp->get_subcommands().empty()) mProgram->mChosen = action;
+    });
+}
+
 template <typename T>
 Option Command::take(const std::string& name, T* value, const std::string& meaning) {
     return Option(mApp->add_option(name, *value, meaning));

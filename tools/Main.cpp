@@ -45,9 +45,10 @@ Examples:
 
 // In the order of the help.
 constexpr void (*kAddCommands[])(cli::Command&) = {
-        addStatusCommand, addWaitCommand,   addDoctorCommand,   addScreenCommands,
-        addSubCommand,    addTouchCommands, addFirmwareCommand, addAtCommand,
-        addWatchCommand,  addCallCommand,   addSessionCommand,  addDumpCommand,
+        addStatusCommand,  addWaitCommand,  addDoctorCommand, addReportCommand,
+        addScreenCommands, addSubCommand,   addTouchCommands, addFirmwareCommand,
+        addAtCommand,      addWatchCommand, addCallCommand,   addSessionCommand,
+        addDumpCommand,
 };
 
 // More than any command needs at once. With fewer, a service that is there would seem absent.

@@ -28,9 +28,6 @@ using ::android::hardware::hidl_vec;
 
 // How long a service may write nothing after it has answered, while it keeps the pipe open.
 constexpr int kMostIdleSeconds = 5;
-// Sections, rows, members, the numbers of a list.
-constexpr int kMostDepth = 4;
-constexpr uint64_t kMostNumber = uint64_t{1} << 53;
 
 // The bytes that were read from a pipe.
 struct Content {
@@ -61,11 +58,6 @@ Content readAll(const unique_fd output, const std::atomic<bool>& isAnswered) {
     return content;
 }
 
-const Json* memberOf(const Json& object, const char* name) {
-    const auto found = object.is_object() ? object.find(name) : object.end();
-    return found == object.end() ? nullptr : &*found;
-}
-
 const Json* rowOf(const Json& rows, const char* key, const char* value) {
     if (!rows.is_array()) return nullptr;
     for (const Json& row : rows) {
@@ -75,21 +67,10 @@ const Json* rowOf(const Json& rows, const char* key, const char* value) {
     return nullptr;
 }
 
-std::optional<int64_t> numberOf(const Json* value) {
+// Of a list, its first one.
+std::optional<int64_t> firstNumber(const Json* value) {
     if (value != nullptr && value->is_array() && !value->empty()) value = &value->front();
-    if (value == nullptr || !value->is_number_integer()) return std::nullopt;
-    // Above INT64_MAX it is an unsigned one.
-    if (value->is_number_unsigned() && value->get<uint64_t>() > kMostNumber) return std::nullopt;
-    const auto number = value->get<int64_t>();
-    return number < -static_cast<int64_t>(kMostNumber) ? std::nullopt : std::optional(number);
-}
-
-// The text's value, without members that lie too deep. Discarded when the text is no JSON.
-Json parseShallow(std::string_view text) {
-    const auto isShallow = [](int depth, Json::parse_event_t, Json&) {
-        return depth <= kMostDepth;
-    };
-    return Json::parse(text, isShallow, false);
+    return numberOf(value);
 }
 
 }  // namespace
@@ -161,7 +142,7 @@ bool Dump::has(const DumpMember& member) const {
 }
 
 std::optional<int64_t> Dump::number(const DumpMember& member) const {
-    return numberOf(find(member));
+    return firstNumber(find(member));
 }
 
 std::optional<bool> Dump::flag(const DumpMember& member) const {
@@ -171,9 +152,7 @@ std::optional<bool> Dump::flag(const DumpMember& member) const {
 }
 
 std::optional<std::string> Dump::text(const DumpMember& member) const {
-    const Json* const value = find(member);
-    if (value == nullptr || !value->is_string()) return std::nullopt;
-    return value->get<std::string>();
+    return textOf(find(member));
 }
 
 std::vector<std::string> Dump::commandsWith(const char* number, const char* less) const {

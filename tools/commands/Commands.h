@@ -10,6 +10,7 @@ namespace bivistactl {
 void addStatusCommand(cli::Command& program);
 void addWaitCommand(cli::Command& program);
 void addDoctorCommand(cli::Command& program);
+void addReportCommand(cli::Command& program);
 void addScreenCommands(cli::Command& program);
 void addSubCommand(cli::Command& program);
 void addTouchCommands(cli::Command& program);

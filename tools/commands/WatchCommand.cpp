@@ -2,13 +2,10 @@
 // bivistactl watch: the events of the service, one JSON object a line.
 
 #include <hidl/HidlTransportSupport.h>
-#include <signal.h>
-#include <unistd.h>
 #include <vendor/qmx/hardware/bivista/1.0/IBivistaLpwgCallback.h>
 #include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
 #include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -16,6 +13,8 @@
 
 #include "tools/ExitStatus.h"
 #include "tools/commands/Command.h"
+#include "tools/commands/PassiveWatch.h"
+#include "tools/commands/WatchEnd.h"
 
 namespace bivistactl {
 namespace {
@@ -40,46 +39,29 @@ had it, and ends with status 1 when another client takes the place. The end of a
 does not clear the callback: to clear the one for touch and pen events would stop the
 service ("bivistactl call --help").
 
+With --passive no callback is taken: the service's own history is asked for what is new,
+at the interval. Its events have the members of those of "bivistactl dump --events"; a
+watch of lpwg or sub prints only those of its subject. Other lines tell what a follower
+must know: which LPWG callback is registered (null: the service reads no touch or pen
+event), events that were overwritten before they could be read, and the service's death
+and its return, for which a passive watch waits:
+  {"event":"history","number":17,...,"kind":"setting","what":"brightness","values":[128],...}
+  {"event":"callback","lpwg":null}
+  {"event":"lost","count":3}
+  {"event":"service","state":"died"}
+
 Examples:
   bivistactl watch lpwg
   bivistactl watch lpwg --v1_0
-  bivistactl watch sub | jq --unbuffered .state)";
-
-// Why the watch is over. Any thread sets the reason, and one thread waits for it. A signal that
-// ends the program is a reason too.
-class End {
-  public:
-    // Blocks the signals. Construct it before any other thread, which then inherits the mask.
-    End() {
-        sigemptyset(&mSignals);
-        for (const int number : {SIGINT, SIGTERM, kIsSet}) sigaddset(&mSignals, number);
-        pthread_sigmask(SIG_BLOCK, &mSignals, nullptr);
-    }
-
-    // The first reason counts: every event after one that could not be printed fails as well.
-    void set(ExitCode code) {
-        ExitCode none = EXIT_ANSWERED_OK;
-        if (mCode.compare_exchange_strong(none, code)) kill(getpid(), kIsSet);
-    }
-
-    ExitCode wait() {
-        int number = 0;
-        sigwait(&mSignals, &number);
-        return number == kIsSet ? mCode.load() : EXIT_ANSWERED_OK;
-    }
-
-  private:
-    const int kIsSet = SIGRTMIN;
-
-    sigset_t mSignals;
-    std::atomic<ExitCode> mCode = EXIT_ANSWERED_OK;
-};
+  bivistactl watch sub | jq --unbuffered .state
+  bivistactl watch --passive --interval 1000
+  bivistactl watch lpwg --passive --since 0)";
 
 // Base of the callbacks, which print events on the thread of the RPC pool. The watch is over when
 // the callback is destroyed: the service has let go of it, or has died.
 class EventPrinter {
   public:
-    explicit EventPrinter(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+    explicit EventPrinter(std::shared_ptr<WatchEnd> end) : mEnd(std::move(end)) {}
     EventPrinter(const EventPrinter&) = delete;
     EventPrinter& operator=(const EventPrinter&) = delete;
 
@@ -100,7 +82,7 @@ class EventPrinter {
     }
 
   private:
-    const std::shared_ptr<End> mEnd;
+    const std::shared_ptr<WatchEnd> mEnd;
 };
 
 template <typename Callback>
@@ -135,12 +117,12 @@ class SubDisplayPrinter : public IBivistaSubDisplayCallback, EventPrinter {
 
 class DeathNotice : public hidl_death_recipient {
   public:
-    explicit DeathNotice(std::shared_ptr<End> end) : mEnd(std::move(end)) {}
+    explicit DeathNotice(std::shared_ptr<WatchEnd> end) : mEnd(std::move(end)) {}
 
     void serviceDied(uint64_t, const wp<IBase>&) override { mEnd->set(EXIT_NO_SERVICE); }
 
   private:
-    const std::shared_ptr<End> mEnd;
+    const std::shared_ptr<WatchEnd> mEnd;
 };
 
 // Whether the service that had our callback lives. Asks its transport alone, which also answers
@@ -170,11 +152,11 @@ int reportEnd(ExitCode code, const sp<BivistaV1_0>& service, const std::string& 
     }
 }
 
-using Listen = std::function<Return<void>(BivistaV1_0&, const std::shared_ptr<End>&)>;
+using Listen = std::function<Return<void>(BivistaV1_0&, const std::shared_ptr<WatchEnd>&)>;
 
 // `listen` registers the callback.
 int watch(const std::string& what, const Listen& listen) {
-    auto end = std::make_shared<End>();
+    auto end = std::make_shared<WatchEnd>();
     const auto service = findService();
     const sp<DeathNotice> notice = new DeathNotice(end);
     requireDelivered(service->linkToDeath(notice, 0));
@@ -206,12 +188,27 @@ void addSubDisplayWatch(cli::Command& command) {
 
 void addWatchCommand(cli::Command& program) {
     cli::Command& watch = program.add("watch", "Print the events of the service", kHelp);
+    const auto passive = std::make_shared<PassiveWatch>();
+    addPassiveOptions(watch, passive);
     cli::Command& lpwg = watch.add("lpwg", "Touch and pen events");
     const auto onlyV1_0 =
             addFlag(lpwg, "--v1_0", "Register a callback that implements only version 1.0");
     addIdleJsonFlag(lpwg);
-    lpwg.setAction([onlyV1_0] { return watchLpwg(*onlyV1_0); });
-    addSubDisplayWatch(watch.add("sub", "State changes of the sub display"));
+    lpwg.setAction([=] {
+        return passive->isAsked ? follow(*passive, {"lpwgEvent"}) : watchLpwg(*onlyV1_0);
+    });
+    cli::Command& sub = watch.add("sub", "State changes of the sub display");
+    addIdleJsonFlag(sub);
+    sub.setAction([=] {
+        return passive->isAsked ? follow(*passive, {"panel", "frameDropped"}) : watchSubDisplay();
+    });
+    addIdleJsonFlag(watch);
+    watch.setActionAlone([=] {
+        if (!passive->isAsked) {
+            cli::refuseUsage("watch", "lpwg or sub is missing, or --passive.");
+        }
+        return follow(*passive, {});
+    });
 }
 
 }  // namespace bivistactl

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/client/Dump.h"
+#include "tools/doctor/Account.h"
 #include "tools/doctor/FileTree.h"
 #include "tools/doctor/User.h"
 
@@ -30,25 +32,31 @@ struct Finding {
     std::string what;
     // The remedy; empty when there is nothing to do.
     std::string remedy;
+    // What shows it: events, members of the dump, lines of the log.
+    Lines lines = {};
 };
 
 using Findings = std::vector<Finding>;
 
-inline Finding fine(const std::string& check, const std::string& what) {
-    return {Weight::FINE, check, what, ""};
+inline Finding fine(const std::string& check, const std::string& what, const Lines& lines = {}) {
+    return {Weight::FINE, check, what, "", lines};
 }
 
-inline Finding note(const std::string& check, const std::string& what, const std::string& remedy) {
-    return {Weight::NOTE, check, what, remedy};
+inline Finding note(const std::string& check, const std::string& what, const std::string& remedy,
+                    const Lines& lines = {}) {
+    return {Weight::NOTE, check, what, remedy, lines};
 }
 
-inline Finding problem(const std::string& check, const std::string& what,
-                       const std::string& remedy) {
-    return {Weight::PROBLEM, check, what, remedy};
+inline Finding problem(const std::string& check, const std::string& what, const std::string& remedy,
+                       const Lines& lines = {}) {
+    return {Weight::PROBLEM, check, what, remedy, lines};
 }
 
 // Each call of the service may take as long as `patience`. Of a longer call, within() leaves a
 // thread.
+
+// The process that is registered as the service, and answers or not; 0 for none.
+pid_t findServiceProcess();
 
 // Whether a service is registered and serves calls. `process` becomes the service's, or stays as it
 // is when there is none. `machine` is the one whose processes are examined.
@@ -61,6 +69,18 @@ Finding examineAnswer(bool ask, const Tree& machine, pid_t service,
 // The findings in the service's debug dump, which counts since the service's start or since the
 // last reset of the counters.
 Findings examineDump(std::chrono::milliseconds patience);
+// The same in a dump that was taken earlier.
+Findings examineDump(const bivistactl::Dump& dump);
+// Whether examineDump() makes findings of this check.
+bool isOfDump(const std::string& check);
+
+// Why the brightness did not change, the screen is dark, no touch or pen event came, no picture is
+// on the sub display, as far as the service's own account tells. Each has a finding, also when
+// nothing is wrong. None without a history.
+Findings examineBrightness(const Account& account);
+Findings examineScreen(const Account& account);
+Findings examineEvents(const Account& account);
+Findings examinePicture(const Account& account);
 
 // The folder where services register.
 Finding examineRegistry();

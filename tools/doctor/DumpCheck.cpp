@@ -2,6 +2,8 @@
 // The service's counts and state.
 #include <algorithm>
 #include <exception>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,23 +56,21 @@ Dump askForDump() {
     }
 }
 
-// "1 command", "2 commands"
-std::string counted(int64_t number, const std::string& noun) {
-    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 // ": AT%SWV, AT%DB"
 std::string namesOf(const std::vector<std::string>& commands) {
     return commands.empty() ? "" : ": " + listed(commands);
 }
 
+// How long the service may take for another dump; none when there is no service to ask.
+using Patience = std::optional<std::chrono::milliseconds>;
+
 // An exchange that is under way has a vote too. A vote that is left shows in every dump.
-int64_t votesLeaked(int64_t left, std::chrono::milliseconds patience) {
+int64_t votesLeaked(int64_t left, const Patience& patience) {
     constexpr int kLooks = 5;
     constexpr std::chrono::milliseconds kPause(50);
-    for (int look = 1; look < kLooks && left > 0; ++look) {
+    for (int look = 1; look < kLooks && left > 0 && patience; ++look) {
         std::this_thread::sleep_for(kPause);
-        const auto next = within(patience, askForDump);
+        const auto next = within(*patience, askForDump);
         if (!next || !next->fault().empty()) break;
         left = std::min(left, Counts(*next).votesLeft);
     }
@@ -113,7 +113,7 @@ void examineExchanges(const Counts& counts, Findings* findings) {
     }
 }
 
-void examineVotes(const Counts& counts, std::chrono::milliseconds patience, Findings* findings) {
+void examineVotes(const Counts& counts, const Patience& patience, Findings* findings) {
     const int64_t leaked = votesLeaked(counts.votesLeft, patience);
     if (leaked <= 0) return;
     findings->push_back(note(
@@ -148,15 +148,10 @@ void examineOffset(const Counts& counts, Findings* findings) {
                              "When nobody wants it: bivistactl offset 0"));
 }
 
-}  // namespace
-
-Findings examineDump(std::chrono::milliseconds patience) {
+Findings examineCounts(const Dump& dump, const Patience& patience) {
     constexpr char kNewer[] =
             "Start the service that belongs to this program. Time-outs, recoveries, votes, refused "
             "commands and drops are in its log alone until then.";
-    const auto asked = within(patience, askForDump);
-    if (!asked) return {note(kCheck, "the service has become busy, and does not print it", "")};
-    const Dump& dump = *asked;
     if (!dump.fault().empty()) {
         return {note(kCheck, dump.fault() + ": what it has counted is not known", kNewer)};
     }
@@ -176,6 +171,24 @@ Findings examineDump(std::chrono::milliseconds patience) {
     return {fine(kCheck, "of " + counted(counts.exchanges, "command") +
                                  " none failed; nothing was refused or dropped, no vote is left "
                                  "behind, and no brightness offset is in force")};
+}
+
+}  // namespace
+
+Findings examineDump(std::chrono::milliseconds patience) {
+    const auto asked = within(patience, askForDump);
+    if (!asked) return {note(kCheck, "the service has become busy, and does not print it", "")};
+    return examineCounts(*asked, patience);
+}
+
+Findings examineDump(const Dump& dump) {
+    return examineCounts(dump, std::nullopt);
+}
+
+bool isOfDump(const std::string& check) {
+    static const std::set<std::string> kChecks = {kCheck,    "timeouts", "recoveries", "failures",
+                                                  "refused", "votes",    "frames",     "offset"};
+    return kChecks.count(check) > 0;
 }
 
 }  // namespace doctor

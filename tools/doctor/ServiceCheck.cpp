@@ -92,6 +92,10 @@ std::string askForVersion() {
 
 }  // namespace
 
+pid_t findServiceProcess() {
+    return findServer().process;
+}
+
 Finding examineService(const Tree& machine, std::chrono::milliseconds patience, pid_t* process) {
     constexpr char kCheck[] = "service";
     const Server server = findServer();

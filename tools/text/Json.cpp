@@ -77,6 +77,34 @@ std::string toLine(const Json& value) {
     return value.is_object() ? '{' + line + '}' : '[' + line + ']';
 }
 
+Json parseShallow(std::string_view text) {
+    // Sections, rows, members, the numbers of a list.
+    constexpr int kMostDepth = 4;
+    const auto isShallow = [](int depth, Json::parse_event_t, Json&) {
+        return depth <= kMostDepth;
+    };
+    return Json::parse(text, isShallow, false);
+}
+
+const Json* memberOf(const Json& object, const char* name) {
+    const auto found = object.is_object() ? object.find(name) : object.end();
+    return found == object.end() ? nullptr : &*found;
+}
+
+std::optional<int64_t> numberOf(const Json* value) {
+    constexpr uint64_t kMostNumber = uint64_t{1} << 53;
+    if (value == nullptr || !value->is_number_integer()) return std::nullopt;
+    // Above INT64_MAX it is an unsigned one.
+    if (value->is_number_unsigned() && value->get<uint64_t>() > kMostNumber) return std::nullopt;
+    const auto number = value->get<int64_t>();
+    return number < -static_cast<int64_t>(kMostNumber) ? std::nullopt : std::optional(number);
+}
+
+std::optional<std::string> textOf(const Json* value) {
+    if (value == nullptr || !value->is_string()) return std::nullopt;
+    return value->get<std::string>();
+}
+
 Json toJson(Status status) {
     Json name = nameOf(status);
     // No version of the service answers with another number, but a caller should still see one.

@@ -1,8 +1,10 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <stdint.h>
 #include <vendor/qmx/hardware/bivista/1.0/types.h>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,6 +20,18 @@ std::string toLine(const Json& value);
 
 // The JSON string, quotes included, for any bytes; see toLine().
 std::string quote(std::string_view bytes);
+
+// What any program may have written.
+//
+// The text's value, without members that lie deeper than those of a dump. Discarded when the text
+// is no JSON.
+Json parseShallow(std::string_view text);
+// The member, or nullptr when there is none; also for what is no object.
+const Json* memberOf(const Json& object, const char* name);
+// Each is none for nullptr and for another type. A number above 2^53 or below its negative is none,
+// so that numbers can be added.
+std::optional<int64_t> numberOf(const Json* value);
+std::optional<std::string> textOf(const Json* value);
 
 // How the results of the interface look in JSON. A number without a name has null for it.
 Json toJson(::vendor::qmx::hardware::bivista::V1_0::Status status);
