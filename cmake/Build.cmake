@@ -20,6 +20,9 @@ if(BIVISTA_COMPILER_CACHE)
         CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
 endif()
 
+# A dump tells by it which build of a program it is of. A phone's build adds one by itself.
+add_link_options(-Wl,--build-id=sha1)
+
 # These concern every object of a program, whoever wrote it.
 if(BIVISTA_SANITIZER)
     # The device folders are built without RTTI, which the vptr check would need.

@@ -1,12 +1,11 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-// The service's debug dump: its state at this moment, and its counts.
+// The service's debug dump: its state at this moment, its counts, or its last events.
 //
 // The dump holds each lock for a copy and no longer. It waits for no lock that another thread may
 // hold for long, since people read the dump to find such a thread.
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -17,6 +16,8 @@
 
 #include <dirent.h>
 
+#include "diagnostics/DumpHistory.h"
+#include "diagnostics/DumpOptions.h"
 #include "diagnostics/DumpOutput.h"
 #include "diagnostics/DumpText.h"
 #include "diagnostics/Statistics.h"
@@ -32,14 +33,6 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 
 constexpr char kFunction[] = "debug";
-
-constexpr char kHelp[] =
-        "Prints what the service knows of cover, panel and phone, and what it has counted since\n"
-        "its start or the last reset. Asks nothing of the cover.\n"
-        "\n"
-        "  --json   one JSON object on one line\n"
-        "  --reset  set the counters to 0 when they are printed\n"
-        "  --help   this text\n";
 
 std::string textOf(const DevicePath& path) {
     char text[DevicePath::kCapacity];
@@ -108,15 +101,10 @@ DumpRow describeExchanges(const Counts& counts) {
             {"recoveries", counts.recoveries}};
 }
 
-// The same words as in the log.
-const char* causeOf(int error) {
-    return error == EPROTONOSUPPORT ? "Command not supported" : strerror(error);
-}
-
 DumpRow describeFailure(const Counts& counts) {
     const auto& failure = counts.lastFailure;
     return {{"command", failure ? DumpValue(failure->name) : nullptr},
-            {"cause", failure ? DumpValue(causeOf(failure->error)) : nullptr},
+            {"cause", failure ? DumpValue(textOf(Cause::ofError(failure->error))) : nullptr},
             {"secondsAgo", failure ? DumpValue(secondsSince(failure->micros)) : nullptr}};
 }
 
@@ -172,51 +160,51 @@ DumpRow describeSubDisplay(SubDisplay& display, const HidLink& link) {
 
 }  // namespace
 
+void Bivista::describeState(bool reset, DumpText* dump) {
+    const Counts counts = sStatistics.take(reset);
+    dump->add("usb", {{"attached", mUsbAttached.load()},
+                      {"loader", mLoaderAttached.load()},
+                      {"watched", mUsbWatches.mInotifyFd != -1},
+                      {"votes", mAutoSuspendVotes.mUsbAutoSuspendDisableVote.load()}});
+    dump->add("serial", {{"attached", mSerialLink.isAttached()},
+                         {"path", textOf(mSerialLink.mSerialDevicePath)},
+                         {"logAsked", mSerialLog.isEnabled()},
+                         {"logRunning", mSerialLog.isRunning()}});
+    dump->add("upgrade", describeOrder(counts));
+    dump->add("display",
+              {{"initialized", bv2_initialized.load()}, {"screenOn", bv2_screen_on.load()}});
+    dump->add("brightness", describeBrightness(reset));
+    dump->addList("colour", {describeColor("rgb", prgb, prgb_applied),
+                             describeColor("tune", screentune, screentune_applied),
+                             describeColor("mode", screen_mode, screen_mode_applied)});
+    dump->add("subDisplay", describeSubDisplay(*mSubDisplay, mHidLink));
+    dump->addList("buffers", describeBuffers());
+    dump->add("frames", {{"drawn", counts.framesDrawn},
+                         {"sent", counts.framesSent},
+                         {"dropped", counts.framesDropped},
+                         {"retries", counts.frameRetries}});
+    dump->add("at", describeExchanges(counts));
+    dump->add("lastFailure", describeFailure(counts));
+    dump->addList("commands", describeCommands(counts));
+    dump->addList("threads", describeThreads());
+}
+
 Return<void> Bivista::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
     const native_handle_t* const handle = fd.getNativeHandle();
     if (handle == nullptr || handle->numFds < 1) return Void();
     const int output = handle->data[0];
-    std::map<std::string, bool> asked = {{"--help", false}, {"--json", false}, {"--reset", false}};
-    for (const hidl_string& option : options) {
-        const std::string text(option.c_str(), option.size());
-        if (asked.count(text) == 0) {
-            writeDump(output, "Unknown option " + spelled(text) + "; --help lists them.\n");
-            return Void();
-        }
-        asked[text] = true;
-    }
-    if (asked["--help"]) {
-        writeDump(output, kHelp);
+    const DumpOptions asked = readOptions(options);
+    if (!asked.answer.empty()) {
+        writeDump(output, asked.answer);
         return Void();
     }
-    const bool reset = asked["--reset"];
-    const Counts counts = sStatistics.take(reset);
-    DumpText dump(asked["--json"]);
-    dump.add("usb", {{"attached", mUsbAttached.load()},
-                     {"loader", mLoaderAttached.load()},
-                     {"watched", mUsbWatches.mInotifyFd != -1},
-                     {"votes", mAutoSuspendVotes.mUsbAutoSuspendDisableVote.load()}});
-    dump.add("serial", {{"attached", mSerialLink.isAttached()},
-                        {"path", textOf(mSerialLink.mSerialDevicePath)},
-                        {"logAsked", mSerialLog.isEnabled()},
-                        {"logRunning", mSerialLog.isRunning()}});
-    dump.add("upgrade", describeOrder(counts));
-    dump.add("display",
-             {{"initialized", bv2_initialized.load()}, {"screenOn", bv2_screen_on.load()}});
-    dump.add("brightness", describeBrightness(reset));
-    dump.addList("colour", {describeColor("rgb", prgb, prgb_applied),
-                            describeColor("tune", screentune, screentune_applied),
-                            describeColor("mode", screen_mode, screen_mode_applied)});
-    dump.add("subDisplay", describeSubDisplay(*mSubDisplay, mHidLink));
-    dump.addList("buffers", describeBuffers());
-    dump.add("frames", {{"drawn", counts.framesDrawn},
-                        {"sent", counts.framesSent},
-                        {"dropped", counts.framesDropped},
-                        {"retries", counts.frameRetries}});
-    dump.add("at", describeExchanges(counts));
-    dump.add("lastFailure", describeFailure(counts));
-    dump.addList("commands", describeCommands(counts));
-    dump.addList("threads", describeThreads());
+    DumpText dump(asked.json);
+    describeService(&dump);
+    if (asked.events) {
+        describeEvents(asked.since, &dump);
+    } else {
+        describeState(asked.reset, &dump);
+    }
     writeDump(output, dump.text());
     return Void();
 }

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
+#include <utility>
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -23,6 +23,9 @@ constexpr const char* kWithArgument[] = {
         "AT%TCHDEBUG=RAWDATA",     "AT%TCHDEBUG=RESET",       "AT%TCHNOTIFY=FW_UPGRADE",
         "AT%TCHNOTIFY=LPWG_SD",    "AT%TCHNOTIFY=SD",         "AT%TCHNOTIFY=PULL_SD_RESULT",
         "AT%TCHNOTIFY=SWTICH_AES", "AT%TCHNOTIFY=LPWG_NOTIFY"};
+
+// By ClientCallback.
+constexpr const char* kCallbackNames[kClientCallbacks] = {"lpwg", "subDisplay", "at"};
 
 CommandCounts& rowOf(const std::string& name, std::vector<CommandCounts>* rows) {
     // No name equals that of the row that others share, which is in small letters.
@@ -67,12 +70,18 @@ void Statistics::countExchange(const char* cmd, uint64_t micros, int error) {
     ++row.failures;
     if (error == ETIME) ++row.timeouts;
     mCounts.lastFailure = {name, error, monotonicMicros()};
+    add({error == ETIME ? EventKind::kTimeout : EventKind::kFailure,
+         name,
+         {},
+         Cause::ofError(error)});
 }
 
 void Statistics::countRefusal(const char* cmd, int error) {
+    const std::string name = nameOfCommand(cmd);
     const LeafLock lock(mLock);
     ++mCounts.refused;
-    mCounts.lastFailure = {nameOfCommand(cmd), error, monotonicMicros()};
+    mCounts.lastFailure = {name, error, monotonicMicros()};
+    add({EventKind::kRefused, name, {}, Cause::ofError(error)});
 }
 
 void Statistics::countOrder(const char* name, bool accepted) {
@@ -80,6 +89,95 @@ void Statistics::countOrder(const char* name, bool accepted) {
     const LeafLock lock(mLock);
     ++mCounts.orders;
     mCounts.lastOrder = {name, accepted, monotonicMicros()};
+    add({EventKind::kUpgrade, name, {}, accepted ? "OK" : "FAIL"});
+}
+
+void Statistics::countRecovery() {
+    const LeafLock lock(mLock);
+    ++mCounts.recoveries;
+    add({EventKind::kRecovery, {}});
+}
+
+void Statistics::countDropped(Cause cause) {
+    const LeafLock lock(mLock);
+    ++mCounts.framesDropped;
+    add({EventKind::kFrameDropped, {}, {}, cause});
+}
+
+void Statistics::countRetry(int error) {
+    const LeafLock lock(mLock);
+    ++mCounts.frameRetries;
+    add({EventKind::kFailure, "hidDisplayPalette", {}, Cause::ofError(error)});
+}
+
+void Statistics::record(EventKind kind, std::string_view what,
+                        std::initializer_list<int64_t> values, Cause cause) {
+    const LeafLock lock(mLock);
+    add({kind, what, values, cause});
+}
+
+void Statistics::recordCallback(ClientCallback which, const char* version) {
+    const LeafLock lock(mLock);
+    const auto index = static_cast<size_t>(which);
+    const bool hadOne = mCallbacks[index] != nullptr;
+    if (version == nullptr && !hadOne) return;
+    mCallbacks[index] = version;
+    mAreDead[index] = false;
+    add({EventKind::kCallback,
+         kCallbackNames[index],
+         {},
+         version == nullptr ? "cleared"
+         : hadOne           ? "replaced"
+                            : "registered"});
+}
+
+void Statistics::recordDeath(ClientCallback which) {
+    const LeafLock lock(mLock);
+    const auto index = static_cast<size_t>(which);
+    if (std::exchange(mAreDead[index], true)) return;
+    add({EventKind::kCallback, kCallbackNames[index], {}, "died"});
+}
+
+void Statistics::recordStopSignal() {
+    for (SignalSlot& slot : mSignals) {
+        SignalSlot::State free = SignalSlot::kFree;
+        if (!slot.state.compare_exchange_strong(free, SignalSlot::kTaken)) continue;
+        slot.at = Moment::now();
+        slot.state = SignalSlot::kFilled;
+        return;
+    }
+}
+
+EventList Statistics::eventsSince(uint64_t number) {
+    EventList list;
+    list.events.reserve(History::kCapacity);
+    const LeafLock lock(mLock);
+    addSignals();
+    list.first = mHistory.first();
+    list.last = mHistory.last();
+    list.lost = mHistory.lostSince(number);
+    mHistory.copySince(number, &list.events);
+    return list;
+}
+
+CallbackVersions Statistics::callbacks() {
+    const LeafLock lock(mLock);
+    return mCallbacks;
+}
+
+void Statistics::add(const Event& event) {
+    addSignals();
+    mHistory.add(event);
+}
+
+void Statistics::addSignals() {
+    for (SignalSlot& slot : mSignals) {
+        if (slot.state != SignalSlot::kFilled) continue;
+        Event event(EventKind::kSignal, "SIGUSR1");
+        event.at = slot.at;
+        slot.state = SignalSlot::kFree;
+        mHistory.add(event);
+    }
 }
 
 Counts Statistics::take(bool reset) {
@@ -87,13 +185,6 @@ Counts Statistics::take(bool reset) {
     Counts taken = mCounts;
     if (reset) mCounts = keptOf(taken);
     return taken;
-}
-
-uint64_t monotonicMicros() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<uint64_t>(time.tv_sec) * 1'000'000 +
-           static_cast<uint64_t>(time.tv_nsec) / 1'000;
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

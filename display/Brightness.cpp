@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
 #include "kernel/serial/AtQuery.h"
@@ -36,8 +37,11 @@ void forgetBrightness() {
 }
 
 Return<Status> Bivista::setBrightness(int32_t value) {
+    sStatistics.record(EventKind::kSetting, "brightness", {value});
     const MutexLock lock(display_lock, __func__);
     if (static_cast<uint32_t>(value) >= kLevels) {
+        // Answered with OK all the same.
+        sStatistics.recordFailure(__func__, "invalid brightness value");
         LOG_ERROR("invalid brightness value:%d, old_value:%d", value, brightness_value);
         return Status::OK;
     }

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The shift of the cover screen's brightness against the phone's.
 
+#include "diagnostics/Statistics.h"
 #include "display/Brightness.h"
 #include "kernel/Bivista.h"
 
@@ -105,9 +106,11 @@ int32_t br_to_offset_br(int32_t brightness, int32_t max) {
 }
 
 Return<Status> Bivista::setBVBrightnessOffset(int32_t value) {
+    sStatistics.record(EventKind::kSetting, "offset", {value});
     if (!bv2_initialized) {
         // Meant: quirk offset-without-a-cover.
         LOG_ERROR("%s: bv2 not initialized, value:%d", __func__, value);
+        sStatistics.recordFailure(__func__, kDisplayNotInitialized);
         br_offset = value;
         return Status::OK;
     }
@@ -117,6 +120,7 @@ Return<Status> Bivista::setBVBrightnessOffset(int32_t value) {
         if (!bv2_screen_on) {
             br_offset = value;
             LOG_INFO("request br_offset is %d", value);
+            sStatistics.recordFailure(__func__, "the screen is off");
             return Status::FAIL;
         }
         if (value == kBypassCommand) {

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
 
@@ -112,6 +113,7 @@ int32_t bv2_display_color_mode_send(const char* command) {
 
 Return<Status> Bivista::setRgbTune(uint32_t value1, uint32_t value2, uint32_t value3,
                                    uint32_t value4) {
+    sStatistics.record(EventKind::kSetting, "colour.rgb", {value1, value2, value3, value4});
     request(prgb, value1, value2, value3, value4);
     return Status::OK;
 }
@@ -119,11 +121,13 @@ Return<Status> Bivista::setRgbTune(uint32_t value1, uint32_t value2, uint32_t va
 // Meant: the cover's screen tuning has three values; clients pass four to every tuning.
 Return<Status> Bivista::setScreenTune(uint32_t value1, uint32_t value2, uint32_t value3,
                                       uint32_t /*ignored*/) {
+    sStatistics.record(EventKind::kSetting, "colour.tune", {value1, value2, value3});
     request(screentune, value1, value2, value3);
     return Status::OK;
 }
 
 Return<Status> Bivista::setScreenMode(ScreenMode mode) {
+    sStatistics.record(EventKind::kSetting, "colour.mode", {static_cast<int64_t>(mode)});
     request(screen_mode, mode);
     return Status::OK;
 }

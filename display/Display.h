@@ -11,13 +11,17 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 class Bivista;
 
 // Guards the brightness queue and values, the offset state, changes of the screen state and of the
-// applied colour settings, and the attachment status. Taken alone: no other lock is taken inside.
+// applied colour settings, and the attachment status. Inside it only the lock of the counts is
+// taken (diagnostics/Statistics.h).
 extern Mutex display_lock;
 
 // The cover display side is up: set at attach, cleared at detach, on the notify thread, without the
 // lock. While it is false, power and touch performance requests are refused, colours and offsets
 // only kept. Any thread reads it.
 extern std::atomic<bool> bv2_initialized;
+
+// Why a request fails that comes while the display side is down; the log's words.
+inline constexpr char kDisplayNotInitialized[] = "bv2 not initialized";
 
 // The screen was switched on and the cover confirmed it. Changed under display_lock, by
 // setPowerStatus and at a detach; any thread reads it.

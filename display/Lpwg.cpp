@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include "diagnostics/Statistics.h"
 #include "display/UeventMonitor.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
@@ -22,6 +23,8 @@ void startWorker(Bivista* service, LpwgClient* client) REQUIRES(client->lock) {
     // Meant: quirk errno-of-a-thread.
     LOG_ERROR("pthread creation failed %d", errno);
     client->callback.set(nullptr);
+    sStatistics.recordFailure("setLpwgCallback", "pthread creation failed");
+    sStatistics.recordCallback(ClientCallback::kLpwg, nullptr);
 }
 
 // Meant: quirk clearing-never-returns. A worker that ended by itself is joined with glibc alone:
@@ -49,6 +52,7 @@ sp<V1_1::IBivistaLpwgCallback> asVersion1_1(const sp<V1_0::IBivistaLpwgCallback>
 }
 
 Return<Status> Bivista::setStatus(const LpwgStatus& status) {
+    sStatistics.record(EventKind::kSetting, "lpwg", {status.type, status.value});
     return sendAndLog(*this, __func__,
                       "AT%TCHNOTIFY=LPWG_NOTIFY," + std::to_string(status.type) + "," +
                               std::to_string(status.value) + "\r");
@@ -62,6 +66,8 @@ Return<void> Bivista::setLpwgCallback(const sp<V1_0::IBivistaLpwgCallback>& call
     LpwgClient& client = *mLpwgClient;
     const MutexLock lock(client.lock, __func__);
     const bool changes = (client.callback.get() == nullptr) != (callback == nullptr);
+    const char* const version = isNewer ? "1.1" : "1.0";
+    sStatistics.recordCallback(ClientCallback::kLpwg, callback == nullptr ? nullptr : version);
     client.callback.set(callback);
     if (!changes) return Void();
     // Meant: quirk registering-to-clear.

@@ -4,6 +4,7 @@
 
 #include <vendor/qmx/hardware/lpwg/1.3/ILpwg.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"
@@ -26,11 +27,13 @@ int32_t setModeOfPhone(int32_t mode) {
 }  // namespace
 
 Return<Status> Bivista::setAesMode(uint32_t mode) {
+    sStatistics.record(EventKind::kSetting, "aes", {mode});
     // Meant: the cover's firmware spells SWITCH so.
     return sendAndLog(*this, __func__, "AT%TCHNOTIFY=SWTICH_AES," + std::to_string(mode) + "\r");
 }
 
 Return<Status> Bivista::manageAesMode(uint32_t mode) {
+    sStatistics.record(EventKind::kSetting, "aes.everywhere", {mode});
     Status status = Status::FAIL;
     int32_t lpwgResult = 0;
     // Meant: quirk pen-order.

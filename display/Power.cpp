@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include "diagnostics/Statistics.h"
 #include "display/Brightness.h"
 #include "display/Color.h"
 #include "kernel/Bivista.h"
@@ -88,7 +89,11 @@ Status waitUntilOn(Bivista& service, bool uevent) {
     int trial = 0;
     while (trial < kPollTrials && !pollHotPlug(service, trial, &query)) ++trial;
     const bool isOn = trial < kPollTrials;
-    if (isOn) confirmOn(service, uevent);
+    if (isOn) {
+        confirmOn(service, uevent);
+    } else {
+        sStatistics.recordFailure(kFunction, "HPD Status failed");
+    }
     // Meant: quirk silent-second-failure.
     if (!bv2_screen_on) {
         LOG_ERROR("%s: HPD Status failed Status:%s, trial:%d", kFunction, query.text(), trial);
@@ -111,7 +116,9 @@ Status switchOn(Bivista& service, bool uevent) {
 }  // namespace
 
 Return<Status> Bivista::setPowerStatus(bool enable, bool uevent) {
+    sStatistics.record(EventKind::kSetting, "power", {enable, uevent});
     if (!bv2_initialized) {
+        sStatistics.recordFailure(__func__, kDisplayNotInitialized);
         LOG_ERROR("%s: bv2 not initialized, enable:%d, uevent:%d", __func__, enable, uevent);
         return Status::FAIL;
     }

@@ -2,6 +2,7 @@
 // Touch diagnostics that are one command to the cover: the answer goes to the client and the log as
 // it is.
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
 
@@ -24,7 +25,9 @@ Return<void> Bivista::getGpiopin(getGpiopin_cb cb) {
 }
 
 Return<Status> Bivista::DoTouchFirmwareUpgrade() {
-    return queryAndLog(*this, __func__, "AT%TCHNOTIFY=FW_UPGRADE\r").status();
+    const Status status = queryAndLog(*this, __func__, "AT%TCHNOTIFY=FW_UPGRADE\r").status();
+    sStatistics.recordUpgrade("AT%TCHNOTIFY=FW_UPGRADE", status == Status::OK);
+    return status;
 }
 
 Return<void> Bivista::getSelfTest(getSelfTest_cb cb) {

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The touch performance mode of the cover.
 
+#include "diagnostics/Statistics.h"
 #include "display/Display.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
@@ -8,7 +9,9 @@
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 Return<Status> Bivista::set_touch_perf(bool enable) {
+    sStatistics.record(EventKind::kSetting, "touchPerformance", {enable});
     if (!bv2_initialized) {
+        sStatistics.recordFailure(__func__, kDisplayNotInitialized);
         LOG_ERROR("%s: bv2 not initialized, enable:%d", __func__, enable);
         return Status::FAIL;
     }

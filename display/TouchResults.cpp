@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
 
@@ -17,11 +18,16 @@ namespace {
 constexpr char kResultsPath[] = "/data/vendor/touch/touch_module_self_test.txt";
 constexpr mode_t kReadableByAll = 0644;
 
+void recordFailure(const char* cause) {
+    sStatistics.recordFailure("getTestResults", cause);
+}
+
 // Whether the file is there and readable by all.
 bool appendResults(const char* results) {
     FILE* file = fopen(kResultsPath, "ae");
     if (file == nullptr) {
         LOG_ERROR("Cannot open path: %s", kResultsPath);
+        recordFailure("Cannot open path");
         return false;
     }
     LOG_INFO("can open path: %s", kResultsPath);
@@ -30,6 +36,7 @@ bool appendResults(const char* results) {
     fclose(file);
     if (chmod(kResultsPath, kReadableByAll) == 0) return true;
     LOG_ERROR("chmod failed\n");
+    recordFailure("chmod failed");
     return false;
 }
 

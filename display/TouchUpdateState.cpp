@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"
@@ -38,7 +39,11 @@ Return<Status> Bivista::bv_update_state() {
     std::string text;
     const int32_t nodeError = readString(kUpdateStatePath, text);
     Status status = Status::FAIL;
-    if (nodeError == 0) status = sendAndLog(*this, __func__, makeUpdateStateCommand(text));
+    if (nodeError == 0) {
+        status = sendAndLog(*this, __func__, makeUpdateStateCommand(text));
+    } else {
+        sStatistics.recordFailure(__func__, "the kernel's node cannot be read");
+    }
     LOG_DEBUG("%s : ATCMD_Status : %d, sysNodeError : %d\n", __func__, static_cast<int>(status),
               nodeError);
     return status;

@@ -2,10 +2,14 @@
 #include "display/UeventMonitor.h"
 
 #include <cerrno>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include <cutils/uevent.h>
 #include <fcntl.h>
 
+#include "diagnostics/Statistics.h"
 #include "display/Lpwg.h"
 #include "display/LpwgEvent.h"
 #include "display/UeventWalk.h"
@@ -34,36 +38,55 @@ Status logStatus(Status status) {
     return status;
 }
 
-// Carries out what the service does by itself. False for an event that is the client's.
-bool handleInService(Bivista& service, LpwgEventStatus status) {
-    switch (status) {
+// Carries out what the service does by itself. Nothing for an event that is the client's.
+std::optional<Status> handleInService(Bivista& service, LpwgEventStatus event) {
+    Status status = Status::FAIL;
+    switch (event) {
         case LpwgEventStatus::SWITCH_AES_BOTH:
             // Meant: no write here, since manageAesMode makes it.
-            logStatus(service.manageAesMode(2));
-            return true;
+            return logStatus(service.manageAesMode(2));
         case LpwgEventStatus::SWITCH_AES_TO_1:
+            status = logStatus(service.setAesMode(1));
             // Meant: quirk pen-parameter-zero.
-            if (logStatus(service.setAesMode(1)) == Status::OK) writeNode(kAesModePath, "0");
-            return true;
+            if (status == Status::OK) writeNode(kAesModePath, "0");
+            return status;
         case LpwgEventStatus::SWITCH_AES_TO_2:
-            if (logStatus(service.setAesMode(2)) == Status::OK) writeNode(kAesModePath, "2");
-            return true;
+            status = logStatus(service.setAesMode(2));
+            if (status == Status::OK) writeNode(kAesModePath, "2");
+            return status;
         case LpwgEventStatus::BV_UPDATE_STATE:
-            logStatus(service.bv_update_state());
-            return true;
+            return logStatus(service.bv_update_state());
         default:
-            return false;
+            return std::nullopt;
     }
 }
 
-void tellClient(const sp<V1_0::IBivistaLpwgCallback>& callback,
+// False when the client did not take it.
+bool tellClient(const sp<V1_0::IBivistaLpwgCallback>& callback,
                 const sp<V1_1::IBivistaLpwgCallback>& newer, LpwgEventStatus status,
                 int32_t result) {
     const Return<void> told =
             newer != nullptr
                     ? newer->onLpwgEvent_1_1(status, result)
                     : callback->onLpwgEvent(static_cast<V1_0::LpwgEventStatus>(status), result);
-    if (!told.isOk()) LOG_ERROR("error %s", told.description().c_str());
+    if (told.isOk()) return true;
+    LOG_ERROR("error %s", told.description().c_str());
+    if (told.isDeadObject()) sStatistics.recordDeath(ClientCallback::kLpwg);
+    return false;
+}
+
+void recordEvent(std::string_view name, int32_t result, const char* outcome) {
+    sStatistics.record(EventKind::kLpwgEvent, name, {result}, outcome);
+}
+
+// An event that finds no callback is looked at for the history alone.
+void recordMissed(UeventWalk walk) {
+    const char* const next = walk.next();
+    const char* const text = next == nullptr ? nullptr : findEventText(next);
+    if (text == nullptr) return;
+    std::string token = text;
+    LpwgEventStatus status = LpwgEventStatus::UNKNOWN;
+    recordEvent(token, getLpwgStatusHelper_1_1(status, token), "no callback");
 }
 
 void handleMessage(Bivista& service, const char* message) {
@@ -73,7 +96,7 @@ void handleMessage(Bivista& service, const char* message) {
         // Copied once: a client may replace it meanwhile.
         const sp<V1_0::IBivistaLpwgCallback> callback = service.lpwgCallback();
         // Meant: quirk no-client-no-event.
-        if (callback == nullptr) return;
+        if (callback == nullptr) return recordMissed(walk);
         const sp<V1_1::IBivistaLpwgCallback> newer = asVersion1_1(callback);
         const char* cp1 = walk.next();
         if (cp1 == nullptr) return;
@@ -85,8 +108,12 @@ void handleMessage(Bivista& service, const char* message) {
         std::string token = text;
         LpwgEventStatus status = LpwgEventStatus::UNKNOWN;
         const int32_t result = getLpwgStatusHelper_1_1(status, token);
-        if (handleInService(service, status)) return;
-        tellClient(callback, newer, status, result);
+        if (const auto done = handleInService(service, status)) {
+            recordEvent(token, result, *done == Status::OK ? "carried out" : "failed");
+            return;
+        }
+        const bool delivered = tellClient(callback, newer, status, result);
+        recordEvent(token, result, delivered ? "delivered" : "failed");
     }
 }
 

@@ -9,10 +9,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/base/Descriptor.h"
 #include "kernel/base/KernelNode.h"
 #include "kernel/base/StopSignal.h"
 #include "kernel/base/ThreadName.h"
+#include "kernel/base/Version.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -68,6 +70,7 @@ Bivista::Bivista() {
         const MutexLock lock(sInstanceLock, "Bivista");
         sInstance = this;
     }
+    sStatistics.record(EventKind::kStart, kVersion);
     sDestroy = false;
     blockStopSignal();
     signal(SIGUSR1, sighandler);
@@ -89,6 +92,7 @@ void Bivista::sighandler(int signal) {
         return;
     }
     const ErrnoKeeper keeper;
+    sStatistics.recordStopSignal();
     sDestroy = true;
     sInstance.load()->usbThreadJoin();
     LOG_DEBUG("destroy set");

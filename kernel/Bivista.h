@@ -40,7 +40,9 @@ using V1_0::Status;
 using V1_0::SubScreenInfo;
 using V1_0::SubScreenState;
 
-// What the service object holds for other rooms: display/Lpwg.h, sub_display/SubDisplay.h.
+// What the service object holds for other rooms: display/Lpwg.h, sub_display/SubDisplay.h. What it
+// describes itself to: diagnostics/DumpText.h.
+class DumpText;
 struct LpwgClient;
 struct SubDisplay;
 std::shared_ptr<LpwgClient> makeLpwgClient();
@@ -107,7 +109,8 @@ class Bivista : public V1_1::IBivista {
     Return<Status> set_touch_perf(bool enable) override;
 
     // IBase: prints the service's state and counts to the handle's first descriptor (Dump.cpp). A
-    // handle without descriptors prints nothing. Options: --help, --json, --reset.
+    // handle without descriptors prints nothing. Options: --help, --json, --reset, --events,
+    // --since N.
     Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 
     // Kernel nodes. Any thread. Results: 0 done, -1 no such file, -4 not readable, -3 cannot be
@@ -185,7 +188,8 @@ class Bivista : public V1_1::IBivista {
     int32_t hidDisplayDeviceRemoved() EXCLUDES(hid_lock);
 
     // Transfers to and from the sub display's panel (hid/HidDisplay.cpp). Any thread; each opens
-    // the node anew and holds hid_lock until it is closed. Negative, logged, on failure.
+    // the node anew and holds hid_lock until it is closed. Negative, logged, with errno set on
+    // failure.
     //
     // The panel's record. A panel that answers less than 7 bytes leaves the rest as it was.
     int32_t hidDisplayGetInfo(hid_display_report_info* info) EXCLUDES(hid_lock);
@@ -215,6 +219,9 @@ class Bivista : public V1_1::IBivista {
     // `selected` holds 1024 zero bytes and takes the image's file name, none when there is no image
     // at all. FAIL when the folder cannot be opened or its images are all of other hardware lines.
     Status getDFUFile(const std::string& dir, const char* version, char* selected);
+
+    // Adds the sections of the state and of the counts (diagnostics/Dump.cpp). RPC thread.
+    void describeState(bool reset, DumpText* dump);
 
     const std::shared_ptr<LpwgClient> mLpwgClient = makeLpwgClient();
     // File name of the firmware image that was looked at last. RPC thread.

@@ -35,14 +35,14 @@ PURE = {"kernel/base", "emulator/cover", "emulator/phonelog", "emulator/recordin
 ROOMS = {
     "service": ("kernel/base/",),
     "diagnostics": ("diagnostics/", "display/", "sub_display/", "kernel/"),
-    "display": ("display/", "kernel/base/", "kernel/serial/"),
+    "display": ("display/", COUNTS, "kernel/base/", "kernel/serial/"),
     "sub_display": ("sub_display/", COUNTS, "kernel/base/", "kernel/hid/"),
     # The members' declarations: what the subjects hold.
-    "kernel": ("kernel/",),
+    "kernel": ("kernel/", COUNTS),
     "kernel/usb": ("kernel/usb/", COUNTS, "kernel/base/", "kernel/hid/", "kernel/serial/"),
     "kernel/firmware": ("kernel/firmware/", COUNTS, "kernel/base/", "kernel/serial/"),
     "kernel/serial": ("kernel/serial/", COUNTS, "kernel/base/"),
-    "kernel/hid": ("kernel/hid/", "kernel/base/"),
+    "kernel/hid": ("kernel/hid/", COUNTS, "kernel/base/"),
     "kernel/base": ("kernel/base/",),
     "emulator/cover": ("emulator/cover/",),
     "emulator/timeline": ("emulator/timeline/", "emulator/cover/", "emulator/phone/Entry.h"),
@@ -67,7 +67,7 @@ LIBRARIES = {
 }
 DEVICE_LIBRARIES = (
     "android/log.h", "cutils/", "hidl/", "usbhost/", "utils/RefBase.h", "utils/StrongPointer.h",
-    "vendor/qmx/hardware/", "linux/", "sys/", "dirent.h", "fcntl.h", "libgen.h", "poll.h", "pthread.h",
+    "vendor/qmx/hardware/", "linux/", "sys/", "dirent.h", "fcntl.h", "libgen.h", "link.h", "poll.h", "pthread.h",
     "sched.h", "strings.h", "termios.h", "unistd.h",
 )
 # Instead of these: kernel/base/Mutex.h.

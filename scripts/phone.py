@@ -36,7 +36,8 @@ MODULE = re.compile(r"^(\w+) (\{.*?^\})", re.MULTILINE | re.DOTALL)
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 PATH = re.compile(r"/(?:dev|sys|data|vendor|system_ext)(?:/.*)?")
 PROPERTY = re.compile(r"(?:ro|persist|sys|vendor)(?:\.[a-z_]+)+")
-PROJECT_VERSION = re.compile(r"^project\(bivista VERSION ([\d.]+)", re.MULTILINE)
+VERSION_HEADER = "kernel/base/Version.h"
+PROJECT_VERSION = re.compile(r'kVersion\[\] = "([\d.]+)"')
 VERSION_FLAG = re.compile(r'-DBIVISTA_VERSION="(.*)"')
 CONTEXT = re.compile(r"^(\S+)\s+u:object_r:(\w+):s0", re.MULTILINE)
 
@@ -106,7 +107,7 @@ def check_sources(tree):
 
 
 def check_modules(tree):
-    project = PROJECT_VERSION.search(tree.read("CMakeLists.txt"))[1]
+    project = PROJECT_VERSION.search(tree.read(VERSION_HEADER))[1]
     names = [properties["name"] for _, _, properties in tree.modules()]
     for name in sorted({name for name in names if names.count(name) > 1}):
         yield f"two modules are called {name}"

@@ -23,7 +23,7 @@ OF_THE_TREE = (
     ("vts/Android.bp", '"VtsHalTargetTestDefaults"', '"none"', "needs none, which is no module"),
     ("Android.bp", '"vendor.qmx.hardware.lpwg@1.3"', '"vendor.qmx.hardware.lpwg@1.4"', "lpwg@1.4, which is no module"),
     ("Android.bp", '"bivista-benchmark"', '"bivista-defaults"', "two modules are called bivista-defaults"),
-    ("CMakeLists.txt", "VERSION 1.", "VERSION 7.", "vts/Android.bp: .* is version 1.*, the project 7"),
+    ("kernel/base/Version.h", '"1.', '"7.', "vts/Android.bp: .* is version 1.*, the project 7"),
     ("interfaces/bivista/1.0/Android.bp", None, None, "no hidl_interface vendor.qmx.hardware.bivista@1.0"),
     ("interfaces/bivista/1.0/Android.bp", "@1.0", "@2.0", "hidl_interface .*@2.0 has no .hal file there"),
     ("interfaces/bivista/1.0/Android.bp", '"types.hal",', "", "srcs of vendor.qmx.hardware.bivista@1.0 are not"),

@@ -12,6 +12,11 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 namespace {
 
+// Why there is no picture; the log's words.
+void recordFailure(const char* cause) {
+    sStatistics.recordFailure("drawSubDisplay", cause);
+}
+
 // The buffer last drawn into, so that a newer frame replaces an unsent one; the other buffer when
 // that one is in use. Null, logged, when neither can be had.
 FrameBuffer* claimBuffer() {
@@ -20,6 +25,7 @@ FrameBuffer* claimBuffer() {
         // Meant: quirk misspelt-bounce.
         frameBuffer(cur_fb);
         LOG_ERROR("There is no Palette Buffer. Try again later.");
+        recordFailure("There is no Palette Buffer");
         return nullptr;
     }
     if (claimForDrawing(last)) return last;
@@ -30,6 +36,7 @@ FrameBuffer* claimBuffer() {
         return other;
     }
     LOG_ERROR("There is no Writable Buffer. Try again later.");
+    recordFailure("There is no Writable Buffer");
     return nullptr;
 }
 
@@ -43,6 +50,8 @@ bool drawFrame(const hidl_vec<uint32_t>& frame, const SubScreenInfo& panel, Fram
                                         : "Input buffer size is underflow! screen buffer size = "
                                           "%d, input size = %d",
                   screen, static_cast<int>(frame.size()));
+        recordFailure(screen < frame.size() ? "Input buffer size is overflow"
+                                            : "Input buffer size is underflow");
         return false;
     }
     // The frame area ends with the first pair. Of a frame that is larger than the buffer, the first
@@ -61,6 +70,7 @@ Return<Status> Bivista::drawSubDisplay(const hidl_vec<uint32_t>& frame) {
     if (state == SubScreenState::UNINITIALIZED || state == SubScreenState::OFF) {
         LOG_ERROR("Sub Panel is not ready state(%d). Could not request to draw.",
                   static_cast<int>(state));
+        recordFailure("Sub Panel is not ready state");
         return Status::FAIL;
     }
     FrameBuffer* const buffer = claimBuffer();

@@ -36,7 +36,7 @@ void setBufferState(uint8_t index, BufferState state) {
 bool claimForDrawing(FrameBuffer* buffer) {
     const MutexLock lock(buffer->lock, kLook);
     if (buffer->state != BUFFER_FREE && buffer->state != BUFFER_READY) return false;
-    if (buffer->state == BUFFER_READY) sStatistics.count(&Counts::framesDropped);
+    if (buffer->state == BUFFER_READY) sStatistics.countDropped("replaced");
     buffer->state = BUFFER_WRITING;
     return true;
 }
@@ -51,7 +51,7 @@ bool claimForSending(FrameBuffer* buffer) {
 void freeFrameBuffers() {
     for (FrameBuffer& buffer : sFrameBuffers) {
         const MutexLock lock(buffer.lock, kChange);
-        if (buffer.state == BUFFER_READY) sStatistics.count(&Counts::framesDropped);
+        if (buffer.state == BUFFER_READY) sStatistics.countDropped("freed");
         if (buffer.state != BUFFER_CONSUMING) buffer.state = BUFFER_FREE;
     }
 }

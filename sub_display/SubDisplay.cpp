@@ -3,6 +3,7 @@
 
 #include "sub_display/SubDisplay.h"
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -25,9 +26,11 @@ void Bivista::setSubDisplayState(SubScreenState state) {
     SubDisplay& display = *mSubDisplay;
     const MutexLock lock(display.sub_state_lock, __func__);
     display.state = state;
+    sStatistics.record(EventKind::kPanel, toString(state));
     if (display.callback == nullptr) return;
     // A client that died is no failure.
-    (void)display.callback->onSubDisplayStateChanged(state).isOk();
+    const Return<void> told = display.callback->onSubDisplayStateChanged(state);
+    if (!told.isOk() && told.isDeadObject()) sStatistics.recordDeath(ClientCallback::kSubDisplay);
 }
 
 int32_t Bivista::initSubDisplay(Bivista* service, hid_display_report_info info) {
@@ -62,7 +65,8 @@ int32_t Bivista::deinitSubDisplay() {
 Return<void> Bivista::getSubDisplayInfo(getSubDisplayInfo_cb cb) {
     Status status = Status::OK;
     if (mSubDisplay->copyState() == SubScreenState::UNINITIALIZED) {
-        LOG_ERROR("Sub Display is not initialized yet");
+        LOG_ERROR(kNotInitialized);
+        sStatistics.recordFailure(__func__, kNotInitialized);
         status = Status::FAIL;
     }
     // Meant: quirk last-panels-size.
@@ -83,6 +87,7 @@ Return<void> Bivista::setSubDisplayCallback(const sp<IBivistaSubDisplayCallback>
     LOG_INFO("registering callback");
     old = display.callback;
     display.callback = callback;
+    sStatistics.recordCallback(ClientCallback::kSubDisplay, callback == nullptr ? nullptr : "1.0");
     return Void();
 }
 

@@ -20,9 +20,13 @@ class Bivista;
 // The body of the thread that sends frames (UpdateThread.cpp); the argument is the service object.
 void* subDisplayUpdateThread(void* service);
 
+// Why a request fails for which there must be a panel; the words of the log.
+inline constexpr char kNotInitialized[] = "Sub Display is not initialized yet";
+
 // Locks that are taken together, in their order: threadLock, sub_update_lock, a buffer's lock.
 struct SubDisplay {
-    // Guards the state and the callback; held while the callback runs. Taken alone.
+    // Guards the state and the callback; held while the callback runs. Inside it only the lock of
+    // the counts is taken (diagnostics/Statistics.h).
     Mutex sub_state_lock;
     V1_0::SubScreenState state GUARDED_BY(sub_state_lock) = V1_0::SubScreenState::UNINITIALIZED;
     // The client's, null for none.

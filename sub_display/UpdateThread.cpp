@@ -56,14 +56,15 @@ void sendFrame(Bivista& service, const FrameBuffer& buffer, int* retries) {
             LOG_INFO("HID-DISPLAY: write Palette done %.3fms", (now() - start) / 1e6);
             return;
         }
+        const int error = errno;
         // Meant: quirk retries-for-a-life.
         if (*retries >= kRetries) {
             LOG_ERROR("Could not send palette data.");
-            sStatistics.count(&Counts::framesDropped);
+            sStatistics.countDropped(Cause::ofError(error));
             return;
         }
         ++*retries;
-        sStatistics.count(&Counts::frameRetries);
+        sStatistics.countRetry(error);
     }
 }
 

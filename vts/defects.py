@@ -84,20 +84,20 @@ DEFECTS = [
 
     # Commands that clients send.
     defect("each line of an answer given twice", "kernel/serial/AtPassThrough.cpp",
-           replace("(void)atCallback()->onAtResponse(line).isOk();",
-                   "for (int i = 0; i < 2; ++i) (void)atCallback()->onAtResponse(line).isOk();"),
+           replace("    const Return<void> told",
+                   "    (void)atCallback()->onAtResponse(line).isOk();\n    const Return<void> told"),
            tests="AtCommandTest"),
     defect("no line of an answer given", "kernel/serial/AtPassThrough.cpp",
            replace("query.send(*this, command.c_str(), forwardLine)",
                    "query.send(*this, command.c_str())"), tests="AtCommandTest"),
     defect("lines of an answer given in reverse", "kernel/serial/AtPassThrough.cpp",
-           replace("(void)atCallback()->onAtResponse(line).isOk();", "sLines.emplace_back(line);"),
+           replace("atCallback()->onAtResponse(line);", "Void();\n    sLines.emplace_back(line);"),
            replace("// Passes a line on", "std::vector<std::string> sLines;\n\n// Passes a line on"),
            replace("command.c_str(), forwardLine);",
                    "command.c_str(), forwardLine);\n        for (; !sLines.empty();"
                    " sLines.pop_back()) (void)cb->onAtResponse(sLines.back()).isOk();"), tests="AtCommandTest"),
     defect("lines of an answer given after the result", "kernel/serial/AtPassThrough.cpp",
-           replace("(void)atCallback()->onAtResponse(line).isOk();", "sLines.emplace_back(line);"),
+           replace("atCallback()->onAtResponse(line);", "Void();\n    sLines.emplace_back(line);"),
            replace("// Passes a line on", "std::vector<std::string> sLines;\n\n// Passes a line on"),
            replace("query.text());\n    return Void();",
                    "query.text());\n    for (const std::string& line : sLines) {\n"
@@ -164,7 +164,7 @@ DEFECTS = [
            replace("    return control(kCancel);", "    return control(kCancel), Status::FAIL;"),
            tests="FirmwareFileTest"),
     defect("loader answered and not entered", "kernel/firmware/FirmwareUpgrade.cpp",
-           replace("return queryAndLog(service, function, cmd).status();", "return Status::OK;"),
+           replace("= queryAndLog(service, function, cmd).status();", "= Status::OK;"),
            phone="loader"),
 
     # Power and settling of the screen.
@@ -276,14 +276,14 @@ DEFECTS = [
     defect("gestures told to newer clients by the old method", "display/UeventMonitor.cpp",
            replace("newer != nullptr\n", "false\n"), tests="EventTest"),
     defect("gestures told twice", "display/UeventMonitor.cpp",
-           replace("    if (!told.isOk()) LOG_ERROR",
+           replace("    if (told.isOk()) return true;",
                    "    (void)callback->onLpwgEvent(V1_0::LpwgEventStatus(status), result).isOk();\n"
-                   "    if (!told.isOk()) LOG_ERROR"), phone="none", tests="EventTest"),
+                   "    if (told.isOk()) return true;"), phone="none", tests="EventTest"),
     defect("unknown events told with 0", "display/LpwgEvent.cpp",
            replace("return -1;", "return 0;"), tests="EventTest"),
     defect("unknown events not told", "display/UeventMonitor.cpp",
-           replace("        tellClient(callback, newer, status, result);",
-                   "        if (result == 0) tellClient(callback, newer, status, result);"), tests="EventTest"),
+           replace("= tellClient(callback, newer, status, result);",
+                   "= result == 0 && tellClient(callback, newer, status, result);"), tests="EventTest"),
     defect("events known by their beginning", "display/LpwgEvent.cpp",
            replace("if (token != event.name) continue;",
                    "if (token.compare(0, std::string(event.name).size(), event.name) != 0) continue;"),
@@ -292,7 +292,7 @@ DEFECTS = [
            swap("LpwgEventStatus::BV_PEN_WAKEUP_BTN}", "LpwgEventStatus::BV_PEN_DETECTION}"),
            tests="EventTest"),
     defect("the service's own events told as well", "display/UeventMonitor.cpp",
-           replace("if (handleInService(service, status)) return;", "handleInService(service, status);"),
+           replace('"carried out" : "failed");\n            return;', '"carried out" : "failed");'),
            tests="EventTest"),
 
     # Pen mode and touch update state.
@@ -313,16 +313,16 @@ DEFECTS = [
     defect("event of pen mode 1 sent as 2", "display/UeventMonitor.cpp",
            replace("service.setAesMode(1)", "service.setAesMode(2)"), phone="listening", tests="EventSentTest"),
     defect("event of pen mode 2 not carried out", "display/UeventMonitor.cpp",
-           replace("logStatus(service.setAesMode(2)) == Status::OK", "false"),
+           replace("status = logStatus(service.setAesMode(2));", ""),
            phone="listening", tests="EventSentTest"),
     defect("event of both pen modes sent as 1", "display/UeventMonitor.cpp",
            replace("logStatus(service.manageAesMode(2));", "logStatus(service.manageAesMode(1));"),
            phone="listening", tests="EventSentTest"),
     defect("touch update state answered and not sent", "display/TouchUpdateState.cpp",
-           replace("if (nodeError == 0) status = sendAndLog(*this, __func__, makeUpdateStateCommand(text));",
-                   "if (nodeError == 0) status = Status::OK;"), phone="none", tests="NoCoverTest"),
+           replace("status = sendAndLog(*this, __func__, makeUpdateStateCommand(text));",
+                   "status = Status::OK;"), phone="none", tests="NoCoverTest"),
     defect("event of the touch update state not carried out", "display/UeventMonitor.cpp",
-           replace("            logStatus(service.bv_update_state());\n", ""),
+           replace("return logStatus(service.bv_update_state());", "return Status::OK;"),
            phone="listening", tests="EventSentTest"),
 
     # Touch performance and diagnostics.
@@ -395,10 +395,9 @@ DEFECTS = [
     defect("panel's going not noticed", "sub_display/SubDisplay.cpp",
            replace("    setSubDisplayState(SubScreenState::UNINITIALIZED);\n", ""), tests="PanelPluggingTest"),
     defect("change of the sub display told twice", "sub_display/SubDisplay.cpp",
-           replace("(void)display.callback->onSubDisplayStateChanged(state).isOk();",
-                   "for (int i = 0; i < 2; ++i) {\n"
-                   "        (void)display.callback->onSubDisplayStateChanged(state).isOk();\n"
-                   "    }"), tests="PanelTest"),
+           replace("    const Return<void> told",
+                   "    (void)display.callback->onSubDisplayStateChanged(state).isOk();\n"
+                   "    const Return<void> told"), tests="PanelTest"),
     defect("sub display callback not taken back", "sub_display/SubDisplay.cpp",
            replace("    display.callback = callback;\n",
                    "    if (callback != nullptr) display.callback = callback;\n"), tests="PanelTest"),

@@ -7,6 +7,7 @@
 
 #include <dirent.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/firmware/FirmwareChoice.h"
 #include "kernel/serial/AtQuery.h"
@@ -22,6 +23,12 @@ struct FolderCloser {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 using Folder = std::unique_ptr<DIR, FolderCloser>;
+
+// Why no image is chosen.
+Status fail(const char* cause) {
+    sStatistics.recordFailure("checkFirmwareVersion", cause);
+    return Status::FAIL;
+}
 
 template <size_t kSize>
 void keep(char (&path)[kSize], const char* name) {
@@ -49,7 +56,7 @@ Return<Status> Bivista::checkFirmwareVersion() {
         return Status::FAIL;
     }
     const char* version = query.text();
-    if (strlen(version) >= FirmwareChoice::kCapacity) return Status::FAIL;
+    if (strlen(version) >= FirmwareChoice::kCapacity) return fail("version too long");
     char selected[FirmwareChoice::kCapacity + 1] = {};
     const Status found = getDFUFile(kFirmwareFolder, version, selected);
     if (found != Status::OK) return found;
@@ -74,14 +81,14 @@ Status Bivista::getDFUFile(const std::string& dir, const char* version, char* se
     const Folder folder(opendir(dir.c_str()));
     if (folder == nullptr) {
         LOG_DEBUG("DIR open fail");
-        return Status::FAIL;
+        return fail("DIR open fail");
     }
     FirmwareChoice choice(version, selected);
     while (const dirent* entry = readdir(folder.get())) {
         const char* name = entry->d_name;
         switch (choice.take(name)) {
             case FirmwareChoice::Verdict::kTooLong:
-                return Status::FAIL;
+                return fail("name of an image too long");
             case FirmwareChoice::Verdict::kMismatch:
                 LOG_ERROR("%s: BV: %s LOCAL: %s, firmware mismatch", __func__, version, name);
                 break;
@@ -100,7 +107,7 @@ Status Bivista::getDFUFile(const std::string& dir, const char* version, char* se
     if (choice.hasSelection() || choice.lastMismatch().empty()) return Status::OK;
     LOG_ERROR("%s: There is no matching firmware", __func__);
     keep(mDfuFilePath, choice.lastMismatch().c_str());
-    return Status::FAIL;
+    return fail("There is no matching firmware");
 }
 
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

@@ -29,7 +29,9 @@ Status enterLoader(Bivista& service, const char* function, const char* cmd) {
     // Meant: before the command and also without a cover, since a cover that enters its loader is
     // gone before anything could follow.
     node::writeString(kScreenPowerPath, "0 0");
-    return queryAndLog(service, function, cmd).status();
+    const Status status = queryAndLog(service, function, cmd).status();
+    sStatistics.recordUpgrade(nameOfCommand(cmd), status == Status::OK);
+    return status;
 }
 
 }  // namespace

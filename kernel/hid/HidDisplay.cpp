@@ -12,6 +12,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
 
@@ -50,7 +51,10 @@ int32_t readInfo(const HidLink& link, hid_display_report_info* info) REQUIRES(hi
     if (!node.isOpen()) return -1;
     info->report_id = kInfoReport;
     const int result = ioctl(node.get(), HIDIOCGFEATURE(sizeof(*info)), info);
-    if (result < 0) LOG_ERROR("%s: failed to get info: %s", kFunction, strerror(errno));
+    if (result < 0) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to get info: %s", kFunction, strerror(errno));
+    }
     return result;
 }
 
@@ -74,6 +78,7 @@ int32_t writePalette(int node, uint16_t length, uint16_t offset, const uint8_t* 
         copyChunk(data, length, position, &report);
         const ssize_t written = write(node, &report, kHeaderSize + report.length);
         if (written < 0) {
+            const ErrnoKeeper keeper;
             LOG_ERROR("%s: failed to write palette: %s", "hidDisplayPalette", strerror(errno));
             return static_cast<int32_t>(written);
         }
@@ -102,7 +107,10 @@ int32_t Bivista::hidDisplaySetConfig(bool flag, bool power, uint8_t brightness) 
     const Descriptor node(openNode(mHidLink, O_WRONLY, __func__));
     if (!node.isOpen()) return -1;
     const int result = ioctl(node.get(), HIDIOCSFEATURE(sizeof(report)), report);
-    if (result < 0) LOG_ERROR("%s: failed to set config: %s", __func__, strerror(errno));
+    if (result < 0) {
+        const ErrnoKeeper keeper;
+        LOG_ERROR("%s: failed to set config: %s", __func__, strerror(errno));
+    }
     return result;
 }
 
@@ -118,10 +126,14 @@ int32_t Bivista::hidDisplayDeviceAdded() {
         const MutexLock lock(hid_lock, __func__);
         if (!mHidLink.setAttached(true)) return 0;
     }
+    sStatistics.record(EventKind::kAttach, "panel");
     hid_display_report_info info = {};
     const int32_t result = hidDisplayGetInfo(&info);
-    // Meant: quirk attached-without-size.
-    if (result < 0) return result;
+    if (result < 0) {
+        sStatistics.recordFailure("hidDisplayGetInfo", Cause::ofError(errno));
+        // Meant: quirk attached-without-size.
+        return result;
+    }
     LOG_DEBUG("HID-DISPLAY: x:%d y:%d format:%d ready:%d", info.x, info.y, info.format,
               info.ready & 1);
     return initSubDisplay(this, info);
@@ -133,6 +145,7 @@ int32_t Bivista::hidDisplayDeviceRemoved() {
         const MutexLock lock(hid_lock, __func__);
         if (!mHidLink.setAttached(false)) return 0;
     }
+    sStatistics.record(EventKind::kDetach, "panel");
     return deinitSubDisplay();
 }
 

@@ -1,10 +1,15 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The pass-through that lets a client send any AT command to the cover.
 
+#include <hidl/HidlTransportSupport.h>
+
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/serial/AtQuery.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
+
+using ::android::hardware::interfacesEqual;
 
 Mutex sAtCallbackMutex;
 
@@ -20,7 +25,8 @@ sp<IBivistaAtCallback>& atCallback() REQUIRES(sAtCallbackMutex) {
 // Passes a line on, cut at its first NUL.
 void forwardLine(char* line, size_t /*len*/) NO_THREAD_SAFETY_ANALYSIS {
     // The running command holds sAtCallbackMutex. A client that died is not the command's failure.
-    (void)atCallback()->onAtResponse(line).isOk();
+    const Return<void> told = atCallback()->onAtResponse(line);
+    if (!told.isOk() && told.isDeadObject()) sStatistics.recordDeath(ClientCallback::kAt);
 }
 
 }  // namespace
@@ -33,6 +39,10 @@ Return<void> Bivista::sendAtCommand(const hidl_string& cmd, const sp<IBivistaAtC
     AtQuery<> query;
     if (cb != nullptr) {
         const MutexLock lock(sAtCallbackMutex, __func__);
+        // A client has as a rule one for all its commands, which registers but once.
+        if (!interfacesEqual(atCallback(), cb)) {
+            sStatistics.recordCallback(ClientCallback::kAt, "1.0");
+        }
         atCallback() = cb;
         query.send(*this, command.c_str(), forwardLine);
     } else {

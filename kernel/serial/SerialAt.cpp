@@ -182,8 +182,8 @@ int Exchange::finish() {
     return static_cast<int>(mAnswer.finish());
 }
 
-int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
-        REQUIRES(sSerialMutex) {
+int runAtCmd(Bivista& service, const SerialLink& link, const AutoSuspendVotes& votes,
+             const Command& command) REQUIRES(sSerialMutex) {
     const char* const cmd = command.cmd;
     if (!link.isAttached()) return refuseUnsent(cmd, ENODEV);
     if (!isWellFormed(cmd)) return refuseUnsent(cmd, EINVAL);
@@ -204,6 +204,7 @@ int runAtCmd(Bivista& service, const SerialLink& link, const Command& command)
     if (exchange.timedOut()) {
         // Meant: the vote stays, so that the link is awake for the recovery. The tty that comes
         // back after the recovery resets the votes.
+        sStatistics.record(EventKind::kVotes, "leaked", {votes.mUsbAutoSuspendDisableVote.load()});
         service.usbRecovery();
     } else {
         service.usbAutoSuspend(true, true);
@@ -220,7 +221,7 @@ int Bivista::serialAtCmd(const char* cmd, char* resp, size_t respCount, AtLineCa
     int error = 0;
     {
         const MutexLock lock(sSerialMutex, kFunction);
-        result = runAtCmd(*this, mSerialLink, {cmd, resp, respCount, cb});
+        result = runAtCmd(*this, mSerialLink, mAutoSuspendVotes, {cmd, resp, respCount, cb});
         error = errno;
     }
     errno = error;

@@ -42,7 +42,10 @@ bool preparePort(SerialLink* link) EXCLUDES(sSerialMutex) {
     const MutexLock lock(sSerialMutex, kFunction);
     if (link->isAttached()) return false;
     const Descriptor port(link->mSerialDevicePath.open(O_RDWR | O_NOCTTY, kFunction));
-    if (!port.isOpen()) return false;
+    if (!port.isOpen()) {
+        sStatistics.recordFailure(kFunction, Cause::ofError(errno));
+        return false;
+    }
     applyLineSettings(port.get());
     link->setAttached(true);
     return true;
@@ -62,6 +65,7 @@ bool releasePort(SerialLink* link, const SerialLog& log) EXCLUDES(sSerialMutex) 
 void Bivista::serialDeviceAdded() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
     if (!preparePort(&mSerialLink)) return;
+    sStatistics.record(EventKind::kAttach, "serial");
     if (serialAtCmd("ATE0\r", nullptr, 0, nullptr) < 0) {
         // Meant: quirk attached-without-echo-off.
         LOG_ERROR("%s: failed to write ATE0: %s", __func__, strerror(errno));
@@ -81,6 +85,7 @@ void Bivista::serialDeviceAdded() {
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
     if (!releasePort(&mSerialLink, mSerialLog)) return;
+    sStatistics.record(EventKind::kDetach, "serial");
     sIsOrderOfDetach = true;
     (void)cancelFirmwareUpgrade().isOk();
     sIsOrderOfDetach = false;

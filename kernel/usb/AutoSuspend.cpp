@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
 #include "kernel/base/KernelPaths.h"
@@ -52,8 +53,12 @@ bool AutoSuspendVotes::count(bool suspend) {
 }
 
 void AutoSuspendVotes::reset() {
-    const MutexLock lock(sUsbAutoSuspendMutex, "usbNotifyThread");
-    mUsbAutoSuspendDisableVote = 0;
+    int32_t votes = 0;
+    {
+        const MutexLock lock(sUsbAutoSuspendMutex, "usbNotifyThread");
+        votes = mUsbAutoSuspendDisableVote.exchange(0);
+    }
+    if (votes != 0) sStatistics.record(EventKind::kVotes, "reset", {votes});
 }
 
 int Bivista::usbAutoSuspend(bool suspend, bool vote) {

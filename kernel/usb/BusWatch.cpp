@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <usbhost/usbhost.h>
 
+#include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
 #include "kernel/usb/UsbIds.h"
@@ -130,9 +131,11 @@ int Bivista::usbDeviceAdded(const char* devname, void* client) {
         LOG_DEBUG("%s: %s idVendor:%04x idProduct:%04x", __func__, devname, vendor, product);
         keepName(&sUsbDeviceName, devname);
         service.mUsbAttached = true;
+        sStatistics.record(EventKind::kAttach, "usb");
     } else if (vendor == kLoaderVendor && product == kLoaderProduct) {
         keepName(&sLoaderName, devname);
         service.mLoaderAttached = true;
+        sStatistics.record(EventKind::kAttach, "loader");
         loaderAdded(service, device.get());
     }
     return 0;
@@ -140,10 +143,14 @@ int Bivista::usbDeviceAdded(const char* devname, void* client) {
 
 int Bivista::usbDeviceRemoved(const char* devname, void* client) {
     Bivista& service = *static_cast<Bivista*>(client);
-    if (forgetName(&sLoaderName, devname)) service.mLoaderAttached = false;
+    if (forgetName(&sLoaderName, devname)) {
+        service.mLoaderAttached = false;
+        sStatistics.record(EventKind::kDetach, "loader");
+    }
     if (!forgetName(&sUsbDeviceName, devname)) return 0;
     LOG_INFO("========== Bivista Unattached");
     service.mUsbAttached = false;
+    sStatistics.record(EventKind::kDetach, "usb");
     return 0;
 }
 

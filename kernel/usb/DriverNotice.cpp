@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // The two control files through which the service notifies the cover's kernel driver.
 
+#include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
@@ -19,12 +20,14 @@ int writeYes(const char* function, const char* path) {
     const Descriptor node(open(path, O_WRONLY | O_CLOEXEC));
     if (!node.isOpen()) {
         const ErrnoKeeper keeper;
+        sStatistics.recordFailure(function, Cause::ofError(errno));
         LOG_ERROR("%s: failed to open mode: %s", function, strerror(errno));
         return node.get();
     }
     const ssize_t written = write(node.get(), "Y", 1);
     if (written < 0) {
         const ErrnoKeeper keeper;
+        sStatistics.recordFailure(function, Cause::ofError(errno));
         LOG_ERROR("%s: failed to write mode: %s", function, strerror(errno));
     }
     return static_cast<int>(written);
@@ -41,7 +44,7 @@ int Bivista::usbRecovery() {
     LOG_ERROR(kRule);
     LOG_ERROR("!!!!!!!!!! Bivista Recovery !!!!!!!!!!");
     LOG_ERROR(kRule);
-    sStatistics.count(&Counts::recoveries);
+    sStatistics.countRecovery();
     return writeYes(__func__, kRecoveryPath);
 }
 

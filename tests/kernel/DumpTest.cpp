@@ -375,10 +375,12 @@ TEST_F(DumpTest, ResetsDuringExchangesAddUp) {
 TEST_F(DumpTest, IsReadableWithoutOptions) {
     start();
     attach();
-    EXPECT_THAT(dump(),
-                AllOf(StartsWith("usb:\n  attached  "), HasSubstr("\n  path        /dev/ttyACM0\n"),
-                      HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 timeouts=0 p50us="),
-                      HasSubstr("\nthreads:\n  tid=")));
+    EXPECT_THAT(
+            dump(),
+            AllOf(StartsWith("service:\n  version            "), HasSubstr("\nusb:\n  attached  "),
+                  HasSubstr("\n  path        /dev/ttyACM0\n"),
+                  HasSubstr("\ncommands:\n  name=ATE0 count=1 failures=0 timeouts=0 p50us="),
+                  HasSubstr("\nthreads:\n  tid=")));
 }
 
 TEST_F(DumpTest, HelpsAndDoesNothingElse) {
@@ -387,9 +389,11 @@ TEST_F(DumpTest, HelpsAndDoesNothingElse) {
     EXPECT_EQ(dump({"--help", "--reset"}),
               "Prints what the service knows of cover, panel and phone, and what it has counted "
               "since\nits start or the last reset. Asks nothing of the cover.\n\n"
-              "  --json   one JSON object on one line\n"
-              "  --reset  set the counters to 0 when they are printed\n"
-              "  --help   this text\n");
+              "  --json     one JSON object on one line\n"
+              "  --reset    set the counters to 0 when they are printed\n"
+              "  --events   print the last events instead, 256 at most\n"
+              "  --since N  print the events above number N instead\n"
+              "  --help     this text\n");
     for (const auto& [wrong, shown] : std::map<std::string, std::string>{
                  {"--jso\n", "--jso<0x0A>"}, {"", ""}, {"--Json", "--Json"}, {"json", "json"}}) {
         EXPECT_EQ(dump({"--reset", wrong, "--other"}),

@@ -1,6 +1,8 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl dump: prints the service's debug dump as the service writes it.
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,12 +20,11 @@ another call waits for the cover, the dump waits too.
 Examples:
   bivistactl dump
   bivistactl dump --json | jq .at
-  bivistactl dump --reset > before.txt)";
+  bivistactl dump --reset > before.txt
+  bivistactl dump --events
+  bivistactl dump --since 17 --json | jq .events)";
 
-int dump(bool json, bool reset) {
-    std::vector<std::string> options;
-    if (json) options.emplace_back("--json");
-    if (reset) options.emplace_back("--reset");
+int dump(const std::vector<std::string>& options) {
     const std::string text = readDump(findService(), options);
     if (text.empty()) {
         throw Failure(EXIT_ANSWERED_FAIL, "the service has no dump, or could not write it");
@@ -38,7 +39,17 @@ void addDumpCommand(cli::Command& program) {
     cli::Command& command = program.add("dump", "Show what the service knows and counts", kHelp);
     const auto json = addJsonFlag(command);
     const auto reset = addFlag(command, "--reset", "Set the counters to 0 when they are printed");
-    command.setAction([json, reset] { return dump(*json, *reset); });
+    const auto events = addFlag(command, "--events", "Show the last events instead");
+    const auto since = std::make_shared<std::optional<std::string>>();
+    command.take("--since", since.get(), "Show the events above this number");
+    command.setAction([json, reset, events, since] {
+        std::vector<std::string> options;
+        if (*json) options.emplace_back("--json");
+        if (*reset) options.emplace_back("--reset");
+        if (*events) options.emplace_back("--events");
+        if (since->has_value()) options.insert(options.end(), {"--since", **since});
+        return dump(options);
+    });
 }
 
 }  // namespace bivistactl
