@@ -21,7 +21,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 
 class EventsTest : public ServiceTest {
   protected:

@@ -51,9 +51,9 @@ CHANGES = [
     defect("a frame's second report begins one byte off", "kernel/hid/HidDisplay.cpp",
            replace("report.offset += static_cast<uint32_t>(done);", "report.offset += static_cast<uint32_t>(done) + 1;")),
     defect("a wake gesture is told the client twice", "display/UeventMonitor.cpp",
-           replace("        tellClient(callback, newer, status, result);\n",
-                   "        tellClient(callback, newer, status, result);\n"
-                   "        if (status == LpwgEventStatus::WAKEUP) tellClient(callback, newer, status, result);\n")),
+           replace("        const bool delivered",
+                   "        if (status == LpwgEventStatus::WAKEUP) tellClient(callback, newer, status, result);\n"
+                   "        const bool delivered")),
     defect("an upgrade is another number for the kernel", "kernel/firmware/FirmwareUpgrade.cpp",
            replace('kUpgrade = {1, "UPGRADE"}', 'kUpgrade = {2, "UPGRADE"}')),
     defect("a time-out pulls no recovery line", "kernel/serial/SerialAt.cpp",

@@ -30,6 +30,31 @@ TEST_F(DumpTest, PassesItsOptionsOn) {
     EXPECT_EQ(Json({{"method", "debug"}, {"args", {"--json", "--reset"}}}), nextCall());
 }
 
+TEST_F(DumpTest, PassesWhatItAsksOfTheHistoryOn) {
+    givenService();
+    EXPECT_EQ(0, run({"dump", "--events", "--json"}).code);
+    EXPECT_EQ(Json({{"method", "debug"}, {"args", {"--json", "--events"}}}), nextCall());
+    EXPECT_EQ(0, run({"dump", "--since", "17"}).code);
+    EXPECT_EQ(Json({{"method", "debug"}, {"args", {"--since", "17"}}}), nextCall());
+}
+
+TEST_F(DumpTest, TakesNoBadNumber) {
+    givenService();
+    for (const char* const wrong : {"x", "", "-1", "1 ", "4294967296"}) {
+        const Result result = run({"dump", "--since", wrong});
+        EXPECT_EQ(2, result.code) << wrong;
+        EXPECT_THAT(result.errors, HasSubstr("is not an integer from 0 to 4294967295"));
+    }
+    EXPECT_EQ(2, run({"dump", "--since"}).code);
+}
+
+// The counters would be forgotten, and nobody would have read them.
+TEST_F(DumpTest, ResetsNothingWithTheHistory) {
+    givenService();
+    EXPECT_EQ(2, run({"dump", "--events", "--reset"}).code);
+    EXPECT_EQ(2, run({"dump", "--since", "0", "--reset"}).code);
+}
+
 TEST_F(DumpTest, OfAServiceThatHasNoneEndsWithOne) {
     givenService({"--text", ""});
     Result result = run({"dump", "--json"});

@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl dump: prints the service's debug dump as the service writes it.
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,14 +41,21 @@ void addDumpCommand(cli::Command& program) {
     const auto json = addJsonFlag(command);
     const auto reset = addFlag(command, "--reset", "Set the counters to 0 when they are printed");
     const auto events = addFlag(command, "--events", "Show the last events instead");
-    const auto since = std::make_shared<std::optional<std::string>>();
-    command.take("--since", since.get(), "Show the events above this number");
+    const auto since = std::make_shared<std::optional<uint32_t>>();
+    const auto take = [since](const std::string& text) {
+        return faultOf([&] { *since = parseUint32(text); });
+    };
+    command.takeParsed("--since", take, "Show the events above this number");
     command.setAction([json, reset, events, since] {
+        if (*reset && (*events || since->has_value())) {
+            throw Failure(EXIT_USAGE,
+                          "--reset prints the counters, which are not among the events");
+        }
         std::vector<std::string> options;
         if (*json) options.emplace_back("--json");
         if (*reset) options.emplace_back("--reset");
         if (*events) options.emplace_back("--events");
-        if (since->has_value()) options.insert(options.end(), {"--since", **since});
+        if (since->has_value()) options.insert(options.end(), {"--since", std::to_string(**since)});
         return dump(options);
     });
 }
