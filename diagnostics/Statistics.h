@@ -23,11 +23,6 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-// The name that an AT command is counted under: its text up to "=" or "\r", at most 63 bytes. The
-// name is in capitals, since the cover ignores the case. "AT%TCHNOTIFY" and "AT%TCHDEBUG" are many
-// commands in one: their name goes on up to "," when the service sends that argument.
-std::string nameOfCommand(const char* cmd);
-
 // Exchanges with commands of one name.
 struct CommandCounts {
     std::string name;

@@ -15,7 +15,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 using ::vendor::qmx::hardware::accessory::V1_1::IAccessory;
 
-Mutex display_lock;
+Mutex display_lock("display_lock");
 std::atomic<bool> bv2_initialized = false;
 std::atomic<Bivista*> sDisplayService = nullptr;
 

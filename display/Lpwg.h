@@ -14,7 +14,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 struct LpwgClient {
     // Makes each replacement of the callback, with the worker's start or stop, one step: held while
     // the worker is joined. Taken alone; the worker must not take it.
-    Mutex lock;
+    Mutex lock{"LpwgClient::lock"};
     // Null for none. Replaced under the lock; the worker copies it without.
     SharedPointer<V1_0::IBivistaLpwgCallback> callback;
     // The uevent worker (UeventMonitor.h); set when it is created.

@@ -14,6 +14,7 @@
 #include "kernel/base/KernelNode.h"
 #include "kernel/base/StopSignal.h"
 #include "kernel/base/ThreadName.h"
+#include "kernel/base/TraceSlice.h"
 #include "kernel/base/Version.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -70,6 +71,7 @@ Bivista::Bivista() {
         const MutexLock lock(sInstanceLock, "Bivista");
         sInstance = this;
     }
+    TraceSlice::prepare();
     sStatistics.record(EventKind::kStart, kVersion);
     sDestroy = false;
     blockStopSignal();

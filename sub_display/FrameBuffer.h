@@ -27,7 +27,7 @@ struct FrameBuffer {
 
     const uint8_t idx;
     // Inside it only the lock of the counts is taken (diagnostics/Statistics.h).
-    Mutex lock;
+    Mutex lock{"FrameBuffer::lock"};
     BufferState state GUARDED_BY(lock) = BUFFER_FREE;
     // Packed pixels (PackFrame.h). The bytes after the last frame's are those of earlier ones.
     uint8_t data[kCapacity] = {};

@@ -27,7 +27,7 @@ inline constexpr char kNotInitialized[] = "Sub Display is not initialized yet";
 struct SubDisplay {
     // Guards the state and the callback; held while the callback runs. Inside it only the lock of
     // the counts is taken (diagnostics/Statistics.h).
-    Mutex sub_state_lock;
+    Mutex sub_state_lock{"sub_state_lock"};
     V1_0::SubScreenState state GUARDED_BY(sub_state_lock) = V1_0::SubScreenState::UNINITIALIZED;
     // The client's, null for none.
     ::android::sp<V1_0::IBivistaSubDisplayCallback> callback GUARDED_BY(sub_state_lock);
@@ -44,7 +44,7 @@ struct SubDisplay {
 
     // Makes each start and each stop of the thread one step. Held while the thread is joined: no
     // other thread joins it twice, or takes the stop back before it has seen the stop.
-    Mutex threadLock ACQUIRED_BEFORE(sub_update_lock);
+    Mutex threadLock ACQUIRED_BEFORE(sub_update_lock){"threadLock"};
     pthread_t thread GUARDED_BY(threadLock) = {};
     // False where the thread's creation failed and counts as a success.
     bool threadExists GUARDED_BY(threadLock) = false;
@@ -53,7 +53,7 @@ struct SubDisplay {
 
     // Guards the thread's running flag, and its look for work and wait for it. Never held while the
     // thread is joined.
-    Mutex sub_update_lock ACQUIRED_BEFORE(&FrameBuffer::lock);
+    Mutex sub_update_lock ACQUIRED_BEFORE(&FrameBuffer::lock){"sub_update_lock"};
     pthread_cond_t sub_update_cond = PTHREAD_COND_INITIALIZER;
     // From a creation that counts as a success to the join.
     bool sub_thread_running GUARDED_BY(sub_update_lock) = false;

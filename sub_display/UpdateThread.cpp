@@ -8,6 +8,7 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/ThreadName.h"
+#include "kernel/base/TraceSlice.h"
 #include "sub_display/SubDisplay.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -47,6 +48,7 @@ FrameBuffer* takeFrame(SubDisplay& display) {
 }
 
 void sendFrame(Bivista& service, const FrameBuffer& buffer, int* retries) {
+    const TraceSlice slice("frame");
     for (;;) {
         const double start = now();
         if (service.hidDisplayPalette(buffer.size, 0, buffer.data) >= 0) {

@@ -9,11 +9,13 @@
 #include <nlohmann/json.hpp>
 
 #include "emulator/cover/Text.h"
+#include "kernel/base/CommandName.h"
 
 namespace timeline {
 
 using phone::Entry;
 using phone::Kind;
+using vendor::qmx::hardware::bivista::V1_1::implementation::nameOfCommand;
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -57,10 +59,16 @@ std::string textMember(const char* name, const std::string& value) {
     return value.empty() ? "" : member(name, cover::quote(value));
 }
 
+// As the service names its own slices in the system's trace: an exchange without its arguments.
+std::string nameOf(const Item& item) {
+    return item.kind == "exchange" ? nameOfCommand(item.title.c_str()) : item.title;
+}
+
 std::string argumentsOf(const Item& item) {
-    return "{\"seq\":" + std::to_string(item.id) + textMember("detail", item.detail) +
-           textMember("verdict", item.verdict) + (item.faulty ? member("faulty", "true") : "") +
-           "}";
+    const std::string command = item.kind == "exchange" ? item.title : "";
+    return "{\"seq\":" + std::to_string(item.id) + textMember("command", command) +
+           textMember("detail", item.detail) + textMember("verdict", item.verdict) +
+           (item.faulty ? member("faulty", "true") : "") + "}";
 }
 
 }  // namespace
@@ -171,7 +179,7 @@ void Trace::put(const Item& item) {
     if (!mFilter.takes(item)) return;
     const int track = lasts(item) ? trackFor(item) : kNoTrack;
     // By hand: a library takes several times as long, and there are 200,000 of them.
-    std::string event = "{\"name\":" + cover::quote(item.title) + textMember("cat", item.kind);
+    std::string event = "{\"name\":" + cover::quote(nameOf(item)) + textMember("cat", item.kind);
     if (track == kNoTrack) {
         event += R"(,"ph":"i","s":"t")" + member("tid", std::to_string(firstTrack(item.lane)));
     } else {

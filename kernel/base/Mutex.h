@@ -6,8 +6,11 @@
 
 #include <pthread.h>
 
+#include <string>
+
 #include "kernel/base/Log.h"
 #include "kernel/base/ThreadAnnotations.h"
+#include "kernel/base/TraceSlice.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -15,11 +18,15 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 class CAPABILITY("mutex") Mutex {
   public:
     constexpr Mutex() = default;
+    // A wait for it shows under this name in the system's trace. `name` is a literal.
+    explicit constexpr Mutex(const char* name) : mName(name) {}
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
     void lock(const char* function) ACQUIRE() {
-        if (pthread_mutex_lock(&mHandle) != 0) {
+        // Not with a try of the lock when nobody traces: that would be one more step for all.
+        const bool isTraced = mName != nullptr && TraceSlice::isTracing();
+        if ((isTraced ? lockTraced() : pthread_mutex_lock(&mHandle)) != 0) {
             LOG_ERROR("Error at pthread_mutex_lock() : %s\n", function);
         }
     }
@@ -44,7 +51,15 @@ class CAPABILITY("mutex") Mutex {
     }
 
   private:
+    // A slice for a wait, and none for a mutex that is free.
+    int lockTraced() NO_THREAD_SAFETY_ANALYSIS {
+        if (pthread_mutex_trylock(&mHandle) == 0) return 0;
+        const TraceSlice slice([this] { return std::string("wait for ") + mName; });
+        return pthread_mutex_lock(&mHandle);
+    }
+
     pthread_mutex_t mHandle = PTHREAD_MUTEX_INITIALIZER;
+    const char* const mName = nullptr;
 };
 
 // Holds a Mutex for a scope. `function` is the name that a failure is logged with.

@@ -3,6 +3,7 @@
 
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
+#include "kernel/base/CommandName.h"
 #include "kernel/base/KernelNode.h"
 #include "kernel/base/KernelPaths.h"
 #include "kernel/serial/AtQuery.h"

@@ -15,10 +15,11 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/TraceSlice.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Mutex hid_lock;
+Mutex hid_lock("hid_lock");
 
 namespace {
 
@@ -121,6 +122,7 @@ int32_t Bivista::hidDisplayPalette(uint16_t length, uint16_t offset, const uint8
 }
 
 int32_t Bivista::hidDisplayDeviceAdded() {
+    const TraceSlice slice("attach panel");
     LOG_DEBUG("%s: attached:%d", __func__, mHidLink.isAttached());
     {
         const MutexLock lock(hid_lock, __func__);
@@ -140,6 +142,7 @@ int32_t Bivista::hidDisplayDeviceAdded() {
 }
 
 int32_t Bivista::hidDisplayDeviceRemoved() {
+    const TraceSlice slice("detach panel");
     LOG_DEBUG("%s: attached:%d", __func__, mHidLink.isAttached());
     {
         const MutexLock lock(hid_lock, __func__);

@@ -11,7 +11,7 @@ namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
 using ::android::hardware::interfacesEqual;
 
-Mutex sAtCallbackMutex;
+Mutex sAtCallbackMutex("sAtCallbackMutex");
 
 namespace {
 

@@ -11,7 +11,9 @@
 
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
+#include "kernel/base/CommandName.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/TraceSlice.h"
 #include "kernel/serial/AtAnswer.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
@@ -193,6 +195,7 @@ int runAtCmd(Bivista& service, const SerialLink& link, const AutoSuspendVotes& v
         sStatistics.countRefusal(cmd, errno);
         return -1;
     }
+    const TraceSlice slice([cmd] { return nameOfCommand(cmd); });
     service.usbAutoSuspend(false, true);
 
     const uint64_t start = monotonicMicros();

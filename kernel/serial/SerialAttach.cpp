@@ -12,6 +12,7 @@
 #include "diagnostics/Statistics.h"
 #include "kernel/Bivista.h"
 #include "kernel/base/Descriptor.h"
+#include "kernel/base/TraceSlice.h"
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
@@ -64,6 +65,7 @@ bool releasePort(SerialLink* link, const SerialLog& log) EXCLUDES(sSerialMutex) 
 
 void Bivista::serialDeviceAdded() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
+    const TraceSlice slice("attach serial");
     if (!preparePort(&mSerialLink)) return;
     sStatistics.record(EventKind::kAttach, "serial");
     if (serialAtCmd("ATE0\r", nullptr, 0, nullptr) < 0) {
@@ -84,6 +86,7 @@ void Bivista::serialDeviceAdded() {
 
 void Bivista::serialDeviceRemoved() {
     LOG_DEBUG("%s: attached:%d", __func__, mSerialLink.isAttached());
+    const TraceSlice slice("detach serial");
     if (!releasePort(&mSerialLink, mSerialLog)) return;
     sStatistics.record(EventKind::kDetach, "serial");
     sIsOrderOfDetach = true;

@@ -5,7 +5,7 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Mutex sSerialMutex;
+Mutex sSerialMutex("sSerialMutex");
 
 namespace {
 

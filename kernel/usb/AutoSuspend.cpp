@@ -15,7 +15,7 @@
 
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 
-Mutex sUsbAutoSuspendMutex;
+Mutex sUsbAutoSuspendMutex("sUsbAutoSuspendMutex");
 
 namespace {
 

@@ -30,7 +30,7 @@ struct UsbWatches {
     std::atomic<int32_t> mInotifyFd = -1;
     // Makes each stop of the two threads one step. Held while they are joined: no thread joins one
     // of them twice, or goes on before both have ended.
-    Mutex mUsbJoinLock;
+    Mutex mUsbJoinLock{"mUsbJoinLock"};
 
     // Call before the threads start. False, with errno set, when they could not be stopped.
     bool prepare();

@@ -338,5 +338,46 @@ INSTANTIATE_TEST_SUITE_P(Names, OwnEventTest,
                                          "BV_UPDATE_STATE"),
                          [](const auto& info) { return std::string(info.param); });
 
+class LpwgEventsTest : public UeventMonitorTest {
+  protected:
+    // Since the registration: what became of the events.
+    std::vector<std::string> events() {
+        handled();
+        std::vector<std::string> all = eventsOf(*service);
+        std::erase_if(all, [](const std::string& text) {
+            return !text.starts_with("lpwgEvent") && !text.starts_with("callback");
+        });
+        return all;
+    }
+};
+
+TEST_F(LpwgEventsTest, TellWhatBecameOfThem) {
+    attachAndRegister();
+    raiseEvent("WAKEUP");
+    raiseEvent("NONSENSE");
+    raiseEvent("SWITCH_AES_TO_2");
+    EXPECT_THAT(events(), ElementsAre("callback lpwg registered", "lpwgEvent WAKEUP [0] delivered",
+                                      "lpwgEvent NONSENSE [-1] delivered",
+                                      "lpwgEvent SWITCH_AES_TO_2 [0] carried out"));
+}
+
+TEST_F(LpwgEventsTest, TellOfWhatTheServiceCouldNotCarryOut) {
+    registerClient(client);
+    raiseEvent("SWITCH_AES_TO_1");
+    raiseEvent("BV_UPDATE_STATE");
+    EXPECT_THAT(events(),
+                ElementsAre("callback lpwg registered", "lpwgEvent SWITCH_AES_TO_1 [0] failed",
+                            "lpwgEvent BV_UPDATE_STATE [0] failed"));
+}
+
+TEST_F(LpwgEventsTest, TellOnceOfAClientThatDied) {
+    registerClient(new DeadLpwgClient);
+    raiseEvent("WAKEUP");
+    raiseEvent("WAKEUP");
+    EXPECT_THAT(events(),
+                ElementsAre("callback lpwg registered", "callback lpwg died",
+                            "lpwgEvent WAKEUP [0] failed", "lpwgEvent WAKEUP [0] failed"));
+}
+
 }  // namespace
 }  // namespace vendor::qmx::hardware::bivista::V1_1::implementation

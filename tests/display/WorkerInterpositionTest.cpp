@@ -16,6 +16,7 @@
 
 #include "display/UeventMonitor.h"
 #include "tests/display/WorkerTest.h"
+#include "tests/kernel/DumpReader.h"
 #include "tests/support/Interposition.h"
 
 namespace {
@@ -329,8 +330,13 @@ TEST_F(NoClientTest, NothingButTheSubsystemIsLookedAt) {
         EXPECT_THAT(handle("SUBSYSTEM=QMX_BV2\0TOUCH_GESTURE_WAKEUP="s + name +
                            "\0SUBSYSTEM=QMX_BV2\0A=1\0"s),
                     ElementsAre("uevent received SUBSYSTEM=QMX_BV2"));
+        EXPECT_EQ(eventsOf(*service).back(), "lpwgEvent "s + name + " [0] no callback");
     }
     EXPECT_THAT(nodeWrites(first), IsEmpty());
+    const size_t events = eventsOf(*service).size();
+    handle("SUBSYSTEM=QMX_BV2\0A=1\0"s);
+    handle("SUBSYSTEM=QMX_BV2\0"s);
+    EXPECT_EQ(eventsOf(*service).size(), events) << "these name no event";
 }
 
 class LpwgInterpositionTest : public WorkerTest {
@@ -352,6 +358,10 @@ TEST_F(LpwgInterpositionTest, AWorkerThatCannotBeStartedLeavesNoClient) {
     EXPECT_THAT(ownLines(), ElementsAre("Registering 1.1 callback", "registering callback",
                                         "pthread creation failed 12"));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "pthread creation failed 12"));
+    EXPECT_THAT(eventsOf(*service, 1),
+                ElementsAre("callback lpwg registered",
+                            "failure setLpwgCallback pthread creation failed",
+                            "callback lpwg cleared"));
     EXPECT_EQ(service->lpwgCallback(), nullptr);
     // The next client is a first one again.
     const sp<LpwgClient1_1> client = new LpwgClient1_1;
@@ -434,6 +444,7 @@ TEST_F(LpwgInterpositionTest, AWorkerThatEndedLeavesItsClientAndIsJoinedByCleari
     EXPECT_EQ(log.count("creating thread"), 1u);
     service->setLpwgCallback(nullptr);
     EXPECT_TRUE(log.contains("pthread destroyed"));
+    EXPECT_EQ(eventsOf(*service).back(), "callback lpwg cleared");
 }
 
 }  // namespace

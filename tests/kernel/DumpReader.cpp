@@ -27,6 +27,25 @@ nlohmann::json dumpJsonOf(Bivista& service) {
     return nlohmann::json::parse(text);
 }
 
+std::vector<std::string> eventsOf(Bivista& service, uint64_t since) {
+    const nlohmann::json dump =
+            nlohmann::json::parse(dumpOf(service, {"--json", "--since", std::to_string(since)}));
+    std::vector<std::string> texts;
+    for (const nlohmann::json& event : dump["events"]) {
+        std::string text = event["kind"].get<std::string>();
+        if (!event["what"].is_null()) text += " " + event["what"].get<std::string>();
+        if (!event["values"].empty()) text += " " + event["values"].dump();
+        if (!event["cause"].is_null()) text += " " + event["cause"].get<std::string>();
+        texts.push_back(text);
+    }
+    return texts;
+}
+
+uint64_t lastEventOf(Bivista& service) {
+    const std::string text = dumpOf(service, {"--json", "--events"});
+    return nlohmann::json::parse(text)["history"]["last"];
+}
+
 std::vector<std::string> threadNamesOf(Bivista& service) {
     std::vector<std::string> names;
     const nlohmann::json dump = dumpJsonOf(service);

@@ -2,6 +2,8 @@
 // The debug dump of a service in this process.
 #pragma once
 
+#include <cstdint>
+
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
@@ -15,6 +17,12 @@ std::string dumpOf(Bivista& service, const hidl_vec<hidl_string>& options = {});
 
 // Its JSON, read.
 nlohmann::json dumpJsonOf(Bivista& service);
+
+// Its events above this number, as "kind what [values] cause"; parts that there are not are left
+// out.
+std::vector<std::string> eventsOf(Bivista& service, uint64_t since = 0);
+// The number of the newest event.
+uint64_t lastEventOf(Bivista& service);
 
 // The names of the threads in it.
 std::vector<std::string> threadNamesOf(Bivista& service);

@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "kernel/base/CommandName.h"
+
 namespace vendor::qmx::hardware::bivista::V1_1::implementation {
 namespace {
 

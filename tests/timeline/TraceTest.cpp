@@ -227,8 +227,8 @@ TEST(TraceTest, BeginsAtATime) {
     entries.rx(7, "AT%DB=6\r").tx(8, "\r\nOK\r\n").add(9, Kind::Mark, "", "here");
     const Json trace = traceOf(entries.list(), {.sinceWallUs = kWallUs + 4000});
     expectValid(trace);
-    EXPECT_THAT(eventsOf(trace), ElementsAre("at X AT%SWV 3000+3000 OK",
-                                             "at X AT%DB=6 7000+1000 OK", "emulator i here 9000"));
+    EXPECT_THAT(eventsOf(trace), ElementsAre("at X AT%SWV 3000+3000 OK", "at X AT%DB 7000+1000 OK",
+                                             "emulator i here 9000"));
     EXPECT_THAT(counted(trace, "cover brightness"), ElementsAre(Pair(6000, 5), Pair(8000, 6)));
     EXPECT_THAT(eventsOf(traceOf(entries.list(), {.kinds = {"mark"}})),
                 ElementsAre("emulator i here 9000"));
