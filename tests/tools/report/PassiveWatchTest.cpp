@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 #include <string>
