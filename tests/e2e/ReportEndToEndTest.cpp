@@ -96,5 +96,25 @@ TEST_F(ReportEndToEndTest, ARedactedOneLeadsToTheAnswerToo) {
     }
 }
 
+// The commands of the document, with a phone's shell that leads to this service.
+TEST_F(ReportEndToEndTest, WhatAdbGathersIsAReportToo) {
+    std::stringstream text;
+    text << std::ifstream(BIVISTA_SOURCE_DIR "/docs/troubleshooting.md").rdbuf();
+    const std::string guide = text.str();
+    const size_t begin = guide.find("(d=$(mktemp -d)");
+    ASSERT_NE(begin, std::string::npos);
+    const std::string commands = guide.substr(begin, guide.find("```", begin) - begin);
+    std::ofstream(folder + "/adb") << "#!/bin/sh\ncase \"$*\" in *lshal*) shift 4; exec " +
+                                              bin("bivistactl") +
+                                              " dump \"$@\" ;; *) echo \"$*\" ;; esac\n";
+    std::filesystem::permissions(folder + "/adb", std::filesystem::perms::owner_all);
+    startPhone();
+    const Outcome made = run({"sh", "-c", "cd \"$0\"; PATH=$0:$PATH\n" + commands, folder});
+    EXPECT_EQ(made.status, 0) << made.err;
+    const Outcome told = run({bin("bivistactl"), "doctor", folder + "/bivista-report.tar.gz"});
+    EXPECT_THAT(told.out, HasSubstr("ok       report: made by adb; the service is "));
+    EXPECT_THAT(told.out, HasSubstr("\nnote     events: no client has registered an LPWG"));
+}
+
 }  // namespace
 }  // namespace e2e
