@@ -14,13 +14,14 @@ style      quick  layout of the sources, our own linters, the tests of the scrip
 tidy       all    static checks by clang-tidy, and of the device folders by g++
 phone      all    what a phone's build takes; the device folders for its processor
 release    quick  every test, optimised as on the phone
-package    all    the Debian package: what is in it, lintian, its unit, its udev rule
+package    all    the Debian packages: what is in them, lintian, unit, udev rule; the examples, built with them
 mutation   all    seeded defects of the service, which the conformance suite and the kept recordings must find
 tour       quick  ./run.sh: its tour, on a terminal too, and a second one beside it
 browser    all    the page of the emulated cover in Chromium, and its accessibility; screenshots
 kernel     all    the service on a real kernel, in a virtual machine: as on the emulated phone
 asan       all    every test under AddressSanitizer and UndefinedBehaviorSanitizer
 tsan       all    the tests where threads meet under ThreadSanitizer
+site       all    the documents as a site, with the reference of the interfaces; its links
 documents  all    the commands of the documents
 STEPS
 }
@@ -43,8 +44,8 @@ cores, from a bare machine.
   --arm64       build everything for 64-bit Arm, and run there, emulated, what enters no world of its
                 own and starts no programs; and nothing else. Asks before it downloads libraries
   --yes         download them without asking
-  --package     install the Debian package in a bare Debian below build/, run the service and call it
-                there, remove it; and nothing else. Needs root (or sudo), and downloads that Debian once
+  --package     install the Debian packages in a bare Debian below build/, upgrade them, run the service
+                and call it there, build and run the examples, remove all; and nothing else. Needs root (or sudo), and downloads that Debian once
   --no-install  install nothing; fail where something is missing
   --list        name the steps that would run, without another option all that there are, and end
 
@@ -124,6 +125,7 @@ run_step() {
         kernel) scripts/check-kernel.sh "${long[@]}" ;;
         asan) build_preset asan; run_ctest asan ;;
         tsan) build_preset tsan "${tsan_target[@]}"; run_ctest tsan "${tsan_label[@]}" ;;
+        site) scripts/check-site.sh ;;
         documents) build_preset release; python3 -B scripts/documents.py ;;
         arm64) arm64_sysroot; build_preset arm64; run_ctest arm64 ;;
     esac

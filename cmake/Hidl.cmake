@@ -9,6 +9,7 @@ set(HIDL_ROOTS -R
         -r vendor.qmx.hardware:${PROJECT_SOURCE_DIR}/interfaces
         -r android.hidl:${PROJECT_SOURCE_DIR}/host/hidl/interfaces/android/hidl)
 
+# A release adds the hashes of interfaces, which become part of their code.
 function(hidl_package target fqname)
     string(REGEX REPLACE "^(.*)@(.*)$" "\\1;\\2" parts ${fqname})
     list(GET parts 0 package)
@@ -32,6 +33,6 @@ function(hidl_package target fqname)
     add_custom_command(OUTPUT ${sources} ${outputs}
             COMMAND ${HIDL_GEN} -p ${PROJECT_SOURCE_DIR} -o ${HIDL_OUTPUT_DIR} -L c++ ${HIDL_ROOTS}
                     ${fqname}
-            DEPENDS ${ARGN} VERBATIM COMMENT "hidl-gen ${fqname}")
+            DEPENDS ${ARGN} ${PROJECT_SOURCE_DIR}/interfaces/current.txt VERBATIM COMMENT "hidl-gen ${fqname}")
     target_sources(${target} PRIVATE ${sources})
 endfunction()

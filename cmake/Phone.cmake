@@ -1,5 +1,5 @@
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# The device folders and the code of the interfaces, as a phone's build compiles them: for its
+# The device folders, the code of the interfaces and the examples, as a phone's build compiles them: for its
 # processor and with its flags. Headers of the platform's libraries are those of the host; the
 # libraries themselves are not there, so nothing of this runs.
 
@@ -33,6 +33,12 @@ endforeach()
 add_library(bivista-service OBJECT service/Service.cpp)
 set_target_properties(bivista-service PROPERTIES CXX_STANDARD 17)
 target_link_libraries(bivista-service PRIVATE bivista-device-flags bivista-device)
+
+# Clients and neighbours of the service, as their Android.bp builds them.
+add_library(bivista-examples OBJECT examples/cpp-client/Client.cpp examples/neighbour/Neighbour.cpp)
+set_target_properties(bivista-examples PROPERTIES CXX_STANDARD 17)
+target_link_libraries(bivista-examples PRIVATE bivista-device-flags host-hidl)
+add_dependencies(bivista-examples bivista-interfaces-objects)
 
 # Checks of control flow are made where all the code is seen at once: by the linker.
 if(BIVISTA_CFI)

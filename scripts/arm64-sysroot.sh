@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 # Makes build/arm64-sysroot: Debian's libraries for 64-bit Arm, unpacked and not installed, so that
-# the packages of this machine stay as they are. The script asks before it downloads them, unless --yes is given.
+# the packages of this machine stay as they are. Beside them is what dpkg would know of them, for scripts/arm64/. The script asks before it downloads them, unless --yes is given.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
 
 mapfile -t packages < <(packages_for arm64)
 sysroot=$PWD/build/arm64-sysroot
-wanted="${packages[*]}"
+database=$sysroot/var/lib/dpkg
+wanted="${packages[*]}, with their database"
 [ "$(cat "$sysroot/.packages" 2>/dev/null)" != "$wanted" ] || exit 0
 
 apt=$PWD/build/arm64-apt
@@ -39,7 +40,24 @@ fi
 with_packages --download-only >>"$apt/log" 2>&1 ||
     { tail -n 5 "$apt/log" >&2; fail "apt-get could not download (whole output: $apt/log)"; }
 
-for package in "$apt"/cache/archives/*.deb; do dpkg-deb -x "$package" "$sysroot"; done
+# note PACKAGE: its files, as they lie here, and the versions of its libraries' symbols.
+note() {
+    local name
+    name=$(dpkg-deb -f "$1" Package)
+    rm -rf "$apt/control"
+    dpkg-deb -e "$1" "$apt/control"
+    for kind in symbols shlibs; do
+        [ ! -f "$apt/control/$kind" ] || mv "$apt/control/$kind" "$database/info/$name.$kind"
+    done
+    dpkg-deb --fsys-tarfile "$1" | tar -t | sed -e 's#^\.##; s#/$##; /^$/d; s#^/lib\>#/usr/lib#' -e "s#^#$sysroot#" >"$database/info/$name.list"
+    { dpkg-deb -f "$1" && printf 'Status: install ok installed\n\n'; } >>"$database/status"
+}
+
+mkdir -p "$database/info" "$database/updates"
+for package in "$apt"/cache/archives/*.deb; do
+    dpkg-deb -x "$package" "$sysroot"
+    note "$package"
+done
 # Debian 12 has one folder for libraries, by two names. Links stay below this root.
 cp -a "$sysroot/lib/." "$sysroot/usr/lib/"
 rm -rf "${sysroot:?}/lib"

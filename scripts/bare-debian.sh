@@ -28,6 +28,7 @@ make_bare_debian() {
     remove_root
     debootstrap --variant=minbase --include=systemd,udev "$release" "$root" "$mirror" \
         >"$folder/bare.log" 2>&1 || { tail -n 5 "$folder/bare.log" >&2; fail "debootstrap failed"; }
+    say "downloaded: $(du -cm "$root"/var/cache/apt/archives/*.deb | tail -n 1 | cut -f 1) MB"
     mkdir -p "${bare_debian%/*}"
     tar -C "$root" -cf $bare_debian.new .
     mv $bare_debian.new $bare_debian
@@ -55,21 +56,27 @@ inside() {
         LC_ALL=C.UTF-8 "$@"
 }
 
-# install_what_it_needs PACKAGE.deb [NAME...]: installs in the bare Debian what a package depends on, and these.
-install_what_it_needs() {
-    local depends
-    depends=$(dpkg-deb -f "$1" Depends)
+# install_what_they_need NAME... -- PACKAGE.deb...: installs in the bare Debian what packages depend on beside each other,
+# and these.
+install_what_they_need() {
+    local depends names=()
+    while [ "$1" != -- ]; do names+=("$1"); shift; done
     shift
-    say "installing what the package depends on (output: $folder/depends.log)"
+    depends=$(for package in "$@"; do dpkg-deb -f "$package" Depends; done | tr ',' '\n' | sed 's/^ *//' |
+        grep -v '^bivista ' | sort -u | paste -sd ,)
+    say "installing what they depend on (output: $folder/depends.log)"
     { inside apt-get update -q &&
-        inside apt-get satisfy -q -y --no-install-recommends "$depends" "$@"; } \
+        inside apt-get satisfy -q -y --no-install-recommends "$depends" "${names[@]}"; } \
         >"$folder/depends.log" 2>&1 || { tail -n 5 "$folder/depends.log" >&2; fail "they cannot be installed"; }
+    sed -n 's/^Need to get \(.*\) of archives.*/downloaded: \1/p' "$folder/depends.log"
 }
 
-# inventory FOLDER: prints every file and folder below it but those that dpkg and apt keep for themselves.
+# inventory FOLDER: prints every file and folder below it but those that dpkg, apt and ldconfig keep for
+# themselves.
 inventory() {
     (cd "$1" && find . -xdev \( -path ./var/cache -o -path ./var/log -o -path ./var/lib/apt \
         -o -path ./var/lib/dpkg/status -o -path ./var/lib/dpkg/status-old -o -path './var/lib/dpkg/lock*' \
+        -o -path ./etc/ld.so.cache \
         -o -path ./var/lib/dpkg/triggers -o -path ./var/lib/dpkg/available \) -prune \
         -o -type d -printf '%p %m %U %G\n' -o -printf '%p %m %U %G %l %s %T@\n') | sort
 }

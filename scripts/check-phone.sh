@@ -14,7 +14,7 @@ unformatted=$(bpfmt -l "${blueprints[@]}") || outcome=1
 [ -z "$unformatted" ] || { say "not as bpfmt writes it: $unformatted"; outcome=1; }
 
 say "names, versions, hashes, nodes and their owners"
-(cd scripts && python3 -B -m unittest -q phone_test product_test) || outcome=1
+(cd scripts && python3 -B -m unittest -q phone_test product_test versions_test) || outcome=1
 
 # compile_policy: compiles our policy with the one of tests/sepolicy in the place of the platform's, for a
 # product with the controller of the labels in accesses.txt.

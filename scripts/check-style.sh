@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
-# Layout (clang-format), mistakes in scripts (shellcheck), licences (reuse), the project's own rules (lint.py), tests of
-# the scripts.
+# Layout (clang-format), mistakes in scripts (shellcheck), licences (reuse), the project's own rules (lint.py), versions that
+# agree (versions.py), tests of the scripts.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/common.sh
@@ -21,6 +21,9 @@ reuse lint --quiet || { reuse lint; outcome=1; }
 
 say "lint.py"
 python3 -B scripts/lint.py || outcome=1
+
+say "versions"
+python3 -B scripts/versions.py || outcome=1
 
 for folder in scripts vts vm/agreement vm/trials tests/recordings tests/phonelog; do
     say "tests of $folder/"

@@ -102,14 +102,20 @@ each() {
         awk -v all=${#files[@]} '$0 == "[ended]" { $0 = "[" ++ended "/" all "]" } { print; fflush() }'
 }
 
-# build_package: makes the Debian package of what is built; its path is in $package.
-build_package() {
+# build_packages: makes the Debian packages of what is built; their paths are in ${packages[@]}, and in $package that of
+# the programs.
+build_packages() {
     local log=build/package.log
     build_preset release packaged
     rm -f build/release/package/*.deb
-    with_progress "making the Debian package" "$log" env -C build/release cpack -G DEB || {
+    with_progress "making the Debian packages" "$log" env -C build/release cpack -G DEB || {
         cat "$log" >&2
-        fail "no package was made (whole output: $log)"
+        fail "no packages were made (whole output: $log)"
     }
-    package=$(ls build/release/package/*.deb)
+    # shellcheck disable=SC2034
+    packages=(build/release/package/*.deb)
+    package=$(ls build/release/package/bivista_*.deb)
 }
+
+# project_version: the version of this tree.
+project_version() { sed -n 's/.*kVersion\[\] = "\([0-9.]*\)".*/\1/p' kernel/base/Version.h; }

@@ -28,7 +28,7 @@ COMMENT = re.compile(r"(?:^|\s+)# (.*)$")
 EXIT_STATUS = re.compile(r"\bexits (\d+)\b")
 OURS = re.compile(r"(?:\w+=\S+ )*(?:\./(?:run|test)\.sh|bench/run\.sh|vts/\w+\.\w+|bivista-emulator|bivista-vts|bivistactl"
                   r"|cmake|ctest|curl|gdb|man|python3|build/\S+) \S.*", re.DOTALL)
-USES_PHONE = re.compile(r"\b(?:bivista-emulator ctl|bivistactl|bivista-vts|emulated\.sh|emulator\.sock|pidof)\b")
+USES_PHONE = re.compile(r"\b(?:bivista-emulator ctl|bivistactl|bivista-vts|emulated\.sh|emulator\.sock|pidof|bivista\.\w*Client)\b")
 BRINGS_PHONE = re.compile(r"\bbivista-emulator run\b")
 # A block that hangs is ended; the longest are builds and tests.
 LIMIT = 1800
@@ -121,7 +121,9 @@ class Command(typing.NamedTuple):
 
 def is_whole(text):
     """Whether a shell would run this without asking for another line."""
-    return not text.endswith("\\") and not subprocess.run(["bash", "-n", "-c", text], capture_output=True, check=False).returncode
+    checked = subprocess.run(["bash", "-n", "-c", text], capture_output=True, check=False)
+    # Of a here-document without its end bash only warns.
+    return not text.endswith("\\") and not checked.returncode and b"here-document" not in checked.stderr
 
 
 def commands_of(lines):

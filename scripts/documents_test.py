@@ -27,6 +27,10 @@ class DocumentsTest(unittest.TestCase):
                          [("sh", [(3, "a 'b  c'", 0), (6, "for i in 1; do\n  d\ndone", 0), (9, "e \\\n  f", 3)])])
         self.assertEqual(commands("- why\n\n  ```sh phone\n  a\n  ```\n```json\n{}\n```\n"), [("sh phone", [(4, "  a", 0)])])
 
+    def test_a_here_document_is_part_of_its_command(self):
+        self.assertEqual(commands("```sh\na <<'END' # exits 2\nb\n'\nEND\nc\n```\n"),
+                         [("sh", [(2, "a <<'END'\nb\n'\nEND", 2), (6, "c", 0)])])
+
     def test_inline_code_with_a_program_and_an_argument_is_one(self):
         self.assertEqual(commands("`bivistactl status`, `A=b ./test.sh x`\n`bivistactl status`, `bivistactl`, `AT%SWV x`"),
                          [("sh", [(1, "A=b ./test.sh x", 0)]), ("sh", [(1, "bivistactl status", 0)])])

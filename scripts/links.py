@@ -25,13 +25,17 @@ def anchors(text):
     return {name for _, name in found}
 
 
+def prose(text):
+    """A document with blanks in the place of its code, in which nothing is a link."""
+    return CODE.sub(lambda code: re.sub(r"[^\n]", " ", code[0]), text)
+
+
 def check(path, text, read):
     """One line per finding. `read` gives the text of a file of the project, None when there is none."""
-    prose = CODE.sub(lambda code: re.sub(r"[^\n]", " ", code[0]), text)
-    for link in LINK.finditer(prose):
+    for link in LINK.finditer(prose(text)):
         if OUTSIDE.match(link[1]):
             continue
-        place = f"{path}:{prose.count(chr(10), 0, link.start()) + 1}: {link[1]}"
+        place = f"{path}:{text.count(chr(10), 0, link.start()) + 1}: {link[1]}"
         name, _, heading = link[1].partition("#")
         aim = os.path.normpath(os.path.join(os.path.dirname(path), name)) if name else path
         # A link may climb out of the folder, to what this machine has.

@@ -12,6 +12,7 @@
 - Every header has `#pragma once`; no function body is longer than a screen.
 - A name that a source file makes short by `using` is used there; null pointers are `nullptr`.
 - The guide to the interface has every method of it.
+- C++ that the guide for clients shows is in an example, line by line.
 - Links of documents lead to files and headings that are there.
 - A comment `Meant: quirk NAME` names a row of the table of quirks.
 
@@ -76,6 +77,7 @@ STANDARD_LOCKS = {"condition_variable", "mutex", "shared_mutex"}
 LONGEST_FUNCTION = 60
 
 GUIDE = "docs/interface.md"
+CLIENTS = "docs/clients.md"
 QUIRKS = "docs/quirks.md"
 
 METHOD = re.compile(r"^    (\w+)\(", re.MULTILINE)
@@ -87,6 +89,7 @@ USING = re.compile(r"^using (?:[\w:]+::)?(\w+)(?: = .*)?;$", re.MULTILINE)
 NULL = re.compile(r"(?<![\w\"'])NULL(?![\w\"'])")
 COMMENT = re.compile(r"//.*")
 QUIRK = re.compile(r"\bMeant:[\s/]+quirk[\s/]+([\w-]*)")
+SAMPLE = re.compile(r"^```cpp\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 ROW = re.compile(r"^\| `([\w-]+)` \|", re.MULTILINE)
 FUNCTION_START = re.compile(r"^(?!namespace|class|struct|enum|extern|const)[^\s#/}].*\{$")
 
@@ -166,6 +169,14 @@ def lint_guide(interface, guide):
             yield f"{GUIDE}: has no `{method}`"
 
 
+def lint_samples(guide, examples):
+    lines = {line for example in examples for line in example.split("\n")}
+    for sample in SAMPLE.findall(guide):
+        for line in sample.splitlines():
+            if line not in lines:
+                yield f"{CLIENTS}: no example has: {line.strip()}"
+
+
 def lint_quirks(path, text, quirks):
     for match in QUIRK.finditer(text):
         if match.group(1) not in ROW.findall(quirks):
@@ -187,6 +198,7 @@ def main():
         findings.extend([*lint(path, text), *lint_quirks(path, text, quirks)])
     for interface in files("interfaces/bivista/*/IBivista.hal"):
         findings.extend(lint_guide(links.read(interface), links.read(GUIDE)))
+    findings.extend(lint_samples(links.read(CLIENTS), [links.read(path) for path in files("examples/*.cpp")]))
     for path in files("*.md"):
         findings.extend(links.check(path, links.read(path), links.read))
     print(*findings, sep="\n", end="\n" if findings else "")

@@ -109,6 +109,12 @@ class LintTest(unittest.TestCase):
         self.assertEqual(list(lint.lint_guide(interface, "`second`, first")),
                          ["docs/interface.md: has no `first`"])
 
+    def test_the_guide_for_clients_shows_lines_of_the_examples(self):
+        guide = "text\n```sh\nnone\n```\n```cpp\n    one();\n    two();\n```\ntext\n```cpp\none();\n```\n"
+        self.assertEqual(list(lint.lint_samples(guide, ["    one();\n", "    two();\none();\n"])), [])
+        self.assertEqual(list(lint.lint_samples(guide, ["    one();\n    two()\n"])),
+                         [f"{lint.CLIENTS}: no example has: {line}" for line in ("two();", "one();")])
+
     def test_a_comment_names_a_quirk_of_the_table(self):
         def found(text):
             return list(lint.lint_quirks("kernel/A.cpp", text, "| quirk | what |\n|---|---|\n| `one-wait` | `two` |\n"))

@@ -29,7 +29,6 @@ OF_THE_TREE = (
     ("interfaces/bivista/1.0/Android.bp", '"types.hal",', "", "srcs of vendor.qmx.hardware.bivista@1.0 are not"),
     ("interfaces/bivista/1.1/Android.bp", '"vendor.qmx.hardware.bivista@1.0",', "", "interfaces of .* are not"),
     ("interfaces/bivista/1.1/Android.bp", 'root: "vendor.qmx', 'root: "qmx', "root of .* are not"),
-    ("interfaces/current.txt", "\n[0-9a-f]", "\nx", "(?s)lacks: .*has, and it is no interface as it is: x|has.*lacks"),
     (MANIFEST, None, None, "does not exist"),
     (MANIFEST, "</manifest>", "", "declares no element found"),
     (MANIFEST, 'type="device"', 'type="framework"', "declares .*'framework'"),

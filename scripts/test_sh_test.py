@@ -35,7 +35,8 @@ class TestShTest(unittest.TestCase):
         for preset in ("release", "asan", "tsan"):
             (self.root / "build" / preset).mkdir(parents=True)
         for name in ("scripts/check-style.sh", "scripts/check-tidy.sh", "scripts/check-phone.sh",
-                     "scripts/check-package.sh", "scripts/check-browser.sh", "scripts/check-kernel.sh", "vts/mutate.py",
+                     "scripts/check-package.sh", "scripts/check-browser.sh", "scripts/check-kernel.sh",
+                     "scripts/check-site.sh", "vts/mutate.py",
                      "tests/recordings/changes.py", "tools/python3", "tools/cmake"):
             self.program(name, STEP)
         self.program("tools/ctest", CTEST)

@@ -47,7 +47,8 @@ Examples:
 constexpr void (*kAddCommands[])(cli::Command&) = {
         addStatusCommand,  addWaitCommand,  addDoctorCommand, addReportCommand,
         addScreenCommands, addSubCommand,   addTouchCommands, addFirmwareCommand,
-        addAtCommand,      addWatchCommand, addCallCommand,   addDumpCommand,
+        addAtCommand,      addWatchCommand, addCallCommand,   addSessionCommand,
+        addDumpCommand,
 };
 
 // More than any command needs at once. With fewer, a service that is there would seem absent.

@@ -96,6 +96,20 @@ bool Process::isRunning() {
     return !mEnded;
 }
 
+void Process::send(const std::string& text) const {
+    // Not for one that has closed its input.
+    signal(SIGPIPE, SIG_IGN);
+    for (size_t at = 0; at < text.size();) {
+        const ssize_t written = write(mInput, text.data() + at, text.size() - at);
+        if (written < 0 && errno != EINTR) return;
+        if (written > 0) at += static_cast<size_t>(written);
+    }
+}
+
+void Process::endInput() {
+    closeIfOpen(&mInput);
+}
+
 void Process::kill(int signal) const {
     // The number of one that has ended may be another's by now.
     if (!mEnded) ::kill(mPid, signal);
@@ -109,7 +123,7 @@ void Process::awaitEnd() {
 }
 
 int Process::wait() {
-    closeIfOpen(&mInput);
+    endInput();
     while (readSome()) {
     }
     awaitEnd();

@@ -45,6 +45,10 @@ class Process {
 
     pid_t pid() const { return mPid; }
     bool isRunning();
+    // Writes the whole text to its input; what it no longer reads is no failure.
+    void send(const std::string& text) const;
+    // Ends its input.
+    void endInput();
     void kill(int signal) const;
     // Ends its input, waits until no process holds its output any more and until its end, and
     // returns its status as Outcome has it.

@@ -94,7 +94,8 @@ TEST_F(OutOfMemoryTest, WithoutDescriptorsItEndsWithFourToo) {
     int least = 4;
     while (runWithin({'n', least}, {"--version"}).code == 127) ++least;
     const std::vector<std::string> commands[] = {
-            {"power", "on"}, {"status"}, {"doctor"}, {"dump"}, {"watch", "sub"}, {"watch", "lpwg"}};
+            {"power", "on"},  {"status"},        {"doctor"}, {"dump"},
+            {"watch", "sub"}, {"watch", "lpwg"}, {"session"}};
     for (const std::vector<std::string>& words : commands) {
         for (int descriptors = least; descriptors < least + 12; ++descriptors) {
             const Result result = runWithin({'n', descriptors}, words);

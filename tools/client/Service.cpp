@@ -6,7 +6,6 @@
 #include <new>
 
 #include "host/hidl/Registry.h"
-#include "tools/ExitStatus.h"
 
 namespace bivistactl {
 namespace {
@@ -33,10 +32,10 @@ void requireMemory() {
     ::android::sp<BivistaV1_0> service = BivistaV1_0::tryGetService();
     if (service != nullptr) return service;
     requireMemory();
-    throw Failure(EXIT_NO_SERVICE,
-                  "no Bivista service answers in " + registryInWords() +
-                          ". Start the service, or set HIDL_SOCKET_DIR to the folder that it was "
-                          "started with.");
+    throw NoService(NoService::ABSENT,
+                    "no Bivista service answers in " + registryInWords() +
+                            ". Start the service, or set HIDL_SOCKET_DIR to the folder that it was "
+                            "started with.");
 }
 
 ::android::sp<BivistaV1_1> asV1_1(const ::android::sp<BivistaV1_0>& service) {
@@ -44,9 +43,10 @@ void requireMemory() {
     requireDelivered(result);
     ::android::sp<BivistaV1_1> cast = result;
     if (cast != nullptr) return cast;
-    throw Failure(EXIT_NO_SERVICE,
-                  "the service serves only version 1.0 of its interface, and this needs 1.1. Start "
-                  "the newer service.");
+    throw NoService(
+            NoService::TOO_OLD,
+            "the service serves only version 1.0 of its interface, and this needs 1.1. Start "
+            "the newer service.");
 }
 
 std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service) {
@@ -60,11 +60,12 @@ void requireDelivered(const ::android::hardware::details::return_status& result)
     if (result.isOk()) return;
     if (result.isDeadObject()) {
         requireMemory();
-        throw Failure(EXIT_NO_SERVICE, "the service died during the call (" + result.description() +
-                                               "). Look into its log, and start it again.");
+        throw NoService(NoService::DIED, "the service died during the call (" +
+                                                 result.description() +
+                                                 "). Look into its log, and start it again.");
     }
-    throw Failure(EXIT_NO_SERVICE,
-                  "the call did not reach the service or was refused: " + result.description());
+    throw NoService(NoService::REFUSED,
+                    "the call did not reach the service or was refused: " + result.description());
 }
 
 }  // namespace bivistactl

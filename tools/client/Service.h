@@ -9,16 +9,37 @@
 #include <type_traits>
 #include <vector>
 
+#include "tools/ExitStatus.h"
+
 namespace bivistactl {
 
 using BivistaV1_0 = ::vendor::qmx::hardware::bivista::V1_0::IBivista;
 using BivistaV1_1 = ::vendor::qmx::hardware::bivista::V1_1::IBivista;
 
-// The registered service. Throws Failure with EXIT_NO_SERVICE when there is none.
+// Why the service carried no call out. Ends a command with EXIT_NO_SERVICE.
+class NoService : public Failure {
+  public:
+    enum Cause {
+        // None is registered, or it does not answer.
+        ABSENT,
+        // It died during the call, which it may have carried out.
+        DIED,
+        // The transport refused the call.
+        REFUSED,
+        // It serves only version 1.0 of its interface.
+        TOO_OLD,
+    };
+
+    NoService(Cause cause, const std::string& message)
+        : Failure(EXIT_NO_SERVICE, message), cause(cause) {}
+
+    const Cause cause;
+};
+
+// The registered service. Throws NoService when there is none.
 ::android::sp<BivistaV1_0> findService();
 
-// The service as version 1.1 of its interface. Throws Failure with EXIT_NO_SERVICE when it serves
-// only 1.0.
+// The service as version 1.1 of its interface. Throws NoService when it serves only 1.0.
 ::android::sp<BivistaV1_1> asV1_1(const ::android::sp<BivistaV1_0>& service);
 
 template <typename Interface>
@@ -30,7 +51,7 @@ template <typename Interface>
 // The names of all interfaces that the service serves, its own first. Throws as requireDelivered().
 std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service);
 
-// Throws Failure with EXIT_NO_SERVICE and the reason, unless the call went through.
+// Throws NoService unless the call went through.
 void requireDelivered(const ::android::hardware::details::return_status& result);
 
 }  // namespace bivistactl

@@ -18,6 +18,7 @@ void addFirmwareCommand(cli::Command& program);
 void addAtCommand(cli::Command& program);
 void addWatchCommand(cli::Command& program);
 void addCallCommand(cli::Command& program);
+void addSessionCommand(cli::Command& program);
 void addDumpCommand(cli::Command& program);
 
 }  // namespace bivistactl

@@ -9,7 +9,7 @@ source scripts/common.sh
 
 folder=build/vm/debian
 mkdir -p $folder
-build_package
+build_packages
 build_preset release bivista-emulator-kernel
 [ "$(id -u)" = 0 ] || say "Root is needed to make the disk: using sudo"
 as_root vm/debian/image.sh "$package" $folder

@@ -14,7 +14,7 @@ trap remove_root EXIT
 
 unpack_bare_debian
 # The unit has its drivers loaded by modprobe.
-install_what_it_needs "$package" kmod
+install_what_they_need kmod -- "$package"
 rm -rf "$root"/var/cache/apt/archives/*.deb
 echo bivista >"$root/etc/hostname"
 cp "$package" "$root/root/bivista.deb"
