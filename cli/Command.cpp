@@ -188,10 +188,12 @@ void Command::setAction(const Action& action) {
     mApp->callback([this, action] { mProgram->mChosen = action; });
 }
 
-void Command::setActionAlone(const Action& action) {
+void Command::setActionInstead(const bool* given, const Action& action) {
     mApp->require_subcommand(0, 1);
-    mApp->callback([this, action] {
-        if (mApp->get_subcommands().empty()) mProgram->mChosen = action;
+    mApp->callback([this, given, action] {
+        if (!mApp->get_subcommands().empty()) return;
+        if (!*given) throw CLI::RequiredError("A subcommand");
+        mProgram->mChosen = action;
     });
 }
 

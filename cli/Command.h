@@ -63,9 +63,9 @@ class Command {
     // What the help says below its lists.
     void setHelp(const std::string& text);
     void setAction(const Action& action);
-    // For a command with others below it, which were added: what runs when the command line names
-    // none of these.
-    void setActionAlone(const Action& action);
+    // For a command with others below it, which were added before: what runs when the command line
+    // names none of these and gives this flag.
+    void setActionInstead(const bool* given, const Action& action);
 
     // An option when the name begins with dashes, else an argument, in the order of these calls.
     // For a text, an optional text and an int.

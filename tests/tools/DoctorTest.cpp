@@ -649,5 +649,5 @@ TEST_F(DoctorTest, ARuleIsHiddenByAFileOfItsName) {
 
 TEST_F(DoctorTest, AnUnknownUserIsWrongUsage) {
     expectWrongUsage({{"doctor", "--user", "nobody-of-that-name"}, "is no user of this machine"});
-    expectWrongUsage({{"doctor", "more"}, "more"});
+    expectWrongUsage({{"doctor", "report", "more"}, "more"});
 }

@@ -73,8 +73,9 @@ TEST_F(OutOfMemoryTest, IsToldAndEndsWithFour) {
 TEST_F(OutOfMemoryTest, AnyLimitEndsWithFourOrIsEnough) {
     givenService();
     std::set<int> codes;
-    for (int kilobytes = 16000; kilobytes < 40000; kilobytes += 160) {
-        if (runWithin({'v', kilobytes}, {"--version"}).code != 0) continue;
+    int least = 16000;
+    while (runWithin({'v', least}, {"--version"}).code != 0) least += 160;
+    for (int kilobytes = least; kilobytes < least + 20000; kilobytes += 160) {
         for (const char* method : {"getBV2Connect", "getGpiopin"}) {
             const Result result = runWithin({'v', kilobytes}, {"call", method});
             codes.insert(result.code);

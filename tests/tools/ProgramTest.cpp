@@ -23,6 +23,7 @@ TEST_F(ProgramTest, HelpHasExamplesForEveryCommand) {
                                                             {"status"},
                                                             {"wait"},
                                                             {"doctor"},
+                                                            {"report"},
                                                             {"power"},
                                                             {"brightness"},
                                                             {"offset"},

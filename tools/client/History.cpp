@@ -33,6 +33,7 @@ std::optional<Event> readEvent(const Json& row) {
             if (const auto number = numberOf(&value)) event.values.push_back(*number);
         }
     }
+    event.repeats = numberIn(row, "repeats");
     return event;
 }
 
@@ -61,7 +62,8 @@ Json toJson(const Event& event) {
             {"kind", event.kind},
             {"what", orNull(event.what)},
             {"values", event.values},
-            {"cause", orNull(event.cause)}};
+            {"cause", orNull(event.cause)},
+            {"repeats", event.repeats}};
 }
 
 std::string inWords(const Event& event) {
@@ -77,6 +79,7 @@ std::string inWords(const Event& event) {
     if (!event.what.empty()) line += " " + event.what;
     for (const int64_t value : event.values) line += " " + std::to_string(value);
     if (!event.cause.empty()) line += ": " + event.cause;
+    if (event.repeats > 0) line += " (and " + std::to_string(event.repeats) + " before it)";
     return line;
 }
 

@@ -23,6 +23,8 @@ struct Event {
     std::string what;
     std::vector<int64_t> values;
     std::string cause;
+    // How many of its like followed directly and became one with it.
+    int64_t repeats = 0;
 };
 
 // As in the dump.

@@ -46,13 +46,19 @@ struct Options {
     int patience = 6000;
 };
 
+// A file that is not there yet.
 std::string nameOfNow() {
     const time_t now = time(nullptr);
     tm parts = {};
-    char name[64];
+    char date[64];
     localtime_r(&now, &parts);
-    strftime(name, sizeof(name), "bivista-report-%Y%m%d-%H%M%S.tar.gz", &parts);
-    return name;
+    strftime(date, sizeof(date), "%Y%m%d-%H%M%S", &parts);
+    const std::string name = std::string("bivista-report-") + date;
+    std::string file = name + ".tar.gz";
+    for (int more = 2; access(file.c_str(), F_OK) == 0; ++more) {
+        file = name + "-" + std::to_string(more) + ".tar.gz";
+    }
+    return file;
 }
 
 // Before anything is gathered.

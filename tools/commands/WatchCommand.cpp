@@ -203,12 +203,7 @@ void addWatchCommand(cli::Command& program) {
         return passive->isAsked ? follow(*passive, {"panel", "frameDropped"}) : watchSubDisplay();
     });
     addIdleJsonFlag(watch);
-    watch.setActionAlone([=] {
-        if (!passive->isAsked) {
-            cli::refuseUsage("watch", "lpwg or sub is missing, or --passive.");
-        }
-        return follow(*passive, {});
-    });
+    watch.setActionInstead(&passive->isAsked, [=] { return follow(*passive, {}); });
 }
 
 }  // namespace bivistactl

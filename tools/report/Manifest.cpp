@@ -88,13 +88,13 @@ std::string toText(const Manifest& manifest) {
                           {"host", orNull(manifest.machine.host)},
                           {"user", orNull(manifest.machine.user)}};
     return bivistactl::toLine({{"format", manifest.format},
-                   {"program", manifest.program},
-                   {"version", manifest.version},
-                   {"wallMicros", manifest.wallMicros},
-                   {"monotonicMicros", manifest.monotonicMicros},
-                   {"redacted", manifest.redacted},
-                   {"machine", machine},
-                   {"missing", missing}}) +
+                               {"program", manifest.program},
+                               {"version", manifest.version},
+                               {"wallMicros", manifest.wallMicros},
+                               {"monotonicMicros", manifest.monotonicMicros},
+                               {"redacted", manifest.redacted},
+                               {"machine", machine},
+                               {"missing", missing}}) +
            "\n";
 }
 
