@@ -102,19 +102,19 @@ each() {
         awk -v all=${#files[@]} '$0 == "[ended]" { $0 = "[" ++ended "/" all "]" } { print; fflush() }'
 }
 
-# build_packages: makes the Debian packages of what is built; their paths are in ${packages[@]}, and in $package that of
-# the programs.
+# build_packages [PRESET]: makes the Debian packages of what is built (release); their paths are in ${packages[@]}, and in
+# $package that of the programs.
 build_packages() {
-    local log=build/package.log
-    build_preset release packaged
-    rm -f build/release/package/*.deb
-    with_progress "making the Debian packages" "$log" env -C build/release cpack -G DEB || {
+    local preset=${1:-release} log=build/package.log
+    build_preset "$preset" packaged
+    rm -f "build/$preset/package"/*.deb
+    with_progress "making the Debian packages ($preset)" "$log" env -C "build/$preset" cpack -G DEB || {
         cat "$log" >&2
         fail "no packages were made (whole output: $log)"
     }
     # shellcheck disable=SC2034
-    packages=(build/release/package/*.deb)
-    package=$(ls build/release/package/bivista_*.deb)
+    packages=("build/$preset/package"/*.deb)
+    package=$(ls "build/$preset/package"/bivista_*.deb)
 }
 
 # project_version: the version of this tree.

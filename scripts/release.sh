@@ -64,14 +64,10 @@ archive() {
         --mtime="$(git log -1 --format=%cI)" -c . | gzip -9n >"$out/$1.tar.gz"
 }
 
-# make_packages PRESET: into the release's folder. Those for all processors are the same for each preset.
-make_packages() {
-    local log=build/packages-$1.log
-    build_preset "$1" packaged
-    rm -f "build/$1/package"/*.deb
-    with_progress "making the Debian packages ($1)" "$log" env -C "build/$1" cpack -G DEB ||
-        { cat "$log" >&2; fail "no package was made (whole output: $log)"; }
-    cp -n "build/$1/package"/*.deb "$out/"
+# keep_packages PRESET: into the release's folder. Those for all processors are the same for each preset.
+keep_packages() {
+    build_packages "$1"
+    cp -n "${packages[@]}" "$out/"
 }
 
 # check_processor MACHINE PACKAGE...: the programs in the packages are for this processor.
@@ -90,13 +86,13 @@ check_processor() {
 # The steps, by the names that --dry-run prints.
 test_all() { ./test.sh --all; }
 packages_amd64() {
-    make_packages release
+    keep_packages release
     check_processor "Advanced Micro Devices X86-64" "$out"/*_amd64.deb
 }
 packages_arm64() {
     scripts/arm64-sysroot.sh --yes
     cmake --preset arm64 -DBIVISTA_NATIVE="$PWD/build/release" >build/arm64-configure.log || fail "see build/arm64-configure.log"
-    PATH=$PWD/scripts/arm64:$PATH make_packages arm64
+    PATH=$PWD/scripts/arm64:$PATH keep_packages arm64
     check_processor AArch64 "$out"/*_arm64.deb
 }
 documents() {
