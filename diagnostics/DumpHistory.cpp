@@ -25,7 +25,8 @@ DumpRow describeEvent(const Event& event) {
             {"kind", nameOf(event.kind)},
             {"what", textOrNull(event.what)},
             {"values", std::vector<int64_t>(begin, begin + event.valueCount)},
-            {"cause", textOrNull(textOf(event.cause))}};
+            {"cause", textOrNull(textOf(event.cause))},
+            {"repeats", event.repeats}};
 }
 
 }  // namespace

@@ -16,6 +16,19 @@ constexpr const char* kNames[] = {"start",   "attach",       "detach",   "settin
                                   "panel",   "frameDropped", "upgrade",  "signal",  "lpwgEvent"};
 static_assert(std::size(kNames) == static_cast<size_t>(EventKind::kLpwgEvent) + 1);
 
+bool isSame(const char* one, const char* other) {
+    if (one == nullptr || other == nullptr) return one == other;
+    return strcmp(one, other) == 0;
+}
+
+// Whether the two are told as one.
+bool isLike(const Event& one, const Event& other) {
+    if (one.kind != other.kind) return false;
+    if (one.kind == EventKind::kSetting) return isSame(one.what, other.what);
+    return one.kind == EventKind::kFrameDropped && one.cause.error == other.cause.error &&
+           isSame(one.cause.words, other.cause.words);
+}
+
 }  // namespace
 
 const char* nameOf(EventKind kind) {
@@ -36,6 +49,16 @@ Event::Event(EventKind itsKind, std::string_view itsWhat, std::initializer_list<
 }
 
 void History::add(const Event& event) {
+    if (mLast > 0) {
+        Event& newest = mEvents[(mLast - 1) % kCapacity];
+        if (isLike(event, newest)) {
+            const uint32_t repeats = newest.repeats + 1;
+            newest = event;
+            newest.number = mLast;
+            newest.repeats = repeats;
+            return;
+        }
+    }
     Event& place = mEvents[mLast % kCapacity];
     place = event;
     place.number = ++mLast;

@@ -36,6 +36,7 @@ std::vector<std::string> eventsOf(Bivista& service, uint64_t since) {
         if (!event["what"].is_null()) text += " " + event["what"].get<std::string>();
         if (!event["values"].empty()) text += " " + event["values"].dump();
         if (!event["cause"].is_null()) text += " " + event["cause"].get<std::string>();
+        if (event["repeats"] != 0) text += " +" + event["repeats"].dump();
         texts.push_back(text);
     }
     return texts;

@@ -18,8 +18,8 @@ std::string dumpOf(Bivista& service, const hidl_vec<hidl_string>& options = {});
 // Its JSON, read.
 nlohmann::json dumpJsonOf(Bivista& service);
 
-// Its events above this number, as "kind what [values] cause"; parts that there are not are left
-// out.
+// Its events above this number, as "kind what [values] cause +repeats"; parts that there are not
+// are left out.
 std::vector<std::string> eventsOf(Bivista& service, uint64_t since = 0);
 // The number of the newest event.
 uint64_t lastEventOf(Bivista& service);

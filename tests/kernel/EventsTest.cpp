@@ -209,20 +209,33 @@ TEST_F(EventsTest, AreInTheDumpInFull) {
                                      {"kind", "setting"},
                                      {"what", "colour.rgb"},
                                      {"values", {1, 2, 3, 4294967295}},
-                                     {"cause", nullptr}}));
+                                     {"cause", nullptr},
+                                     {"repeats", 0}}));
+}
+
+TEST_F(EventsTest, OfASliderThatMovesAreOne) {
+    start();
+    forget();
+    for (int level = 1; level <= 40; ++level) service->setBrightness(level);
+    EXPECT_THAT(events(), ElementsAre("setting brightness [40] +39"));
+    service->setScreenMode(ScreenMode(2));
+    service->setBrightness(41);
+    EXPECT_THAT(events(), ElementsAre("setting brightness [40] +39", "setting colour.mode [2]",
+                                      "setting brightness [41]"));
 }
 
 TEST_F(EventsTest, AreALineEachForPeople) {
     start();
     send("AT%SWV\r");
     EXPECT_THAT(dumpOf(*service, {"--events"}),
-                MatchesRegex("service:\n(  .*\n)+callbacks:\n  lpwg        null\n"
-                             "  subDisplay  false\n  at          false\n"
-                             "history:\n  first  1\n  last   [0-9]+\n  lost   0\n"
-                             "events:\n  number=1 wallMicros=[0-9]+ monotonicMicros=[0-9]+ "
-                             "kind=start what=1.1.0 values=\\[\\] cause=null\n(  .*\n)*"
-                             "  number=[0-9]+ wallMicros=[0-9]+ monotonicMicros=[0-9]+ "
-                             "kind=refused what=AT%SWV values=\\[\\] cause=No such device\n"));
+                MatchesRegex(
+                        "service:\n(  .*\n)+callbacks:\n  lpwg        null\n"
+                        "  subDisplay  false\n  at          false\n"
+                        "history:\n  first  1\n  last   [0-9]+\n  lost   0\n"
+                        "events:\n  number=1 wallMicros=[0-9]+ monotonicMicros=[0-9]+ "
+                        "kind=start what=1.1.0 values=\\[\\] cause=null repeats=0\n(  .*\n)*"
+                        "  number=[0-9]+ wallMicros=[0-9]+ monotonicMicros=[0-9]+ "
+                        "kind=refused what=AT%SWV values=\\[\\] cause=No such device repeats=0\n"));
 }
 
 TEST_F(EventsTest, AboveANumberAreThoseThatAreNew) {

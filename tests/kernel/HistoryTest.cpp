@@ -23,7 +23,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 
 Event numbered(int64_t value) {
-    return Event(EventKind::kSetting, "brightness", {value});
+    return Event(EventKind::kVotes, "reset", {value});
 }
 
 struct HistoryTest : testing::Test {
@@ -87,6 +87,67 @@ TEST_F(HistoryTest, CountsWhatItForgotAboveANumber) {
     EXPECT_EQ(history.lostSince(744), 0u);
     EXPECT_EQ(history.lostSince(999), 0u);
     EXPECT_THAT(numbersSince(998), ElementsAre(999, 1000));
+}
+
+struct RepeatsTest : HistoryTest {
+    // "number what [value] +repeats" of each event.
+    std::vector<std::string> told() const {
+        std::vector<Event> events;
+        history.copySince(0, &events);
+        std::vector<std::string> texts;
+        for (const Event& event : events) {
+            texts.push_back(std::to_string(event.number) + " " + event.what + " " +
+                            std::to_string(event.values[0]) + " +" + std::to_string(event.repeats));
+        }
+        return texts;
+    }
+    void set(const char* what, int64_t value) {
+        history.add(Event(EventKind::kSetting, what, {value}));
+    }
+    void drop(Cause cause) { history.add(Event(EventKind::kFrameDropped, "", {}, cause)); }
+};
+
+TEST_F(RepeatsTest, OfASettingKeepTheNewestValuesUnderTheFirstNumber) {
+    for (int64_t value = 1; value <= 1000; ++value) set("brightness", value);
+    set("offset", 5);
+    set("brightness", 7);
+    EXPECT_THAT(told(),
+                ElementsAre("1 brightness 1000 +999", "2 offset 5 +0", "3 brightness 7 +0"));
+    EXPECT_EQ(history.lostSince(0), 0u);
+}
+
+TEST_F(RepeatsTest, OfASettingHaveTheNewestTimes) {
+    set("brightness", 1);
+    const Moment between = Moment::now();
+    set("brightness", 2);
+    std::vector<Event> events;
+    history.copySince(0, &events);
+    EXPECT_GE(events.at(0).at.monotonicMicros, between.monotonicMicros);
+}
+
+TEST_F(RepeatsTest, AreOfOneCause) {
+    drop("replaced");
+    static const char kOther[] = {'r', 'e', 'p', 'l', 'a', 'c', 'e', 'd', 0};
+    drop(kOther);
+    drop("freed");
+    drop(Cause::ofError(EIO));
+    drop(Cause::ofError(EIO));
+    drop(Cause::ofError(ENODEV));
+    EXPECT_THAT(told(), ElementsAre("1  0 +1", "2  0 +0", "3  0 +1", "4  0 +0"));
+}
+
+TEST_F(RepeatsTest, AreNotOfOtherKinds) {
+    for (int i = 0; i < 2; ++i) history.add(Event(EventKind::kFailure, "AT%SWV"));
+    EXPECT_THAT(told(), ElementsAre("1 AT%SWV 0 +0", "2 AT%SWV 0 +0"));
+}
+
+TEST_F(RepeatsTest, AreWithinTheLast256) {
+    add(300);
+    set("brightness", 1);
+    set("brightness", 2);
+    EXPECT_EQ(history.last(), 301u);
+    EXPECT_EQ(told().back(), "301 brightness 2 +1");
+    EXPECT_EQ(told().size(), 256u);
 }
 
 TEST(EventTest, CutsWhatIsTooLong) {
@@ -247,7 +308,7 @@ TEST_F(EventStatisticsTest, AreWholeWhileThreadsRecordAndRead) {
     constexpr int64_t kEach = 5000;
     const auto record = [&](const char* what) {
         for (int64_t i = 1; i <= kEach; ++i) {
-            statistics.record(EventKind::kSetting, what, {i, -i}, what);
+            statistics.record(EventKind::kFailure, what, {i, -i}, what);
         }
     };
     std::thread one(record, "one");

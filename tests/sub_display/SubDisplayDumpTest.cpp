@@ -135,8 +135,7 @@ TEST_F(SubDisplayEventsTest, TellOfSettingsAndWhyTheyFail) {
     service->setSubDisplayBrightness(7);
     service->setSubDisplayBrightness(256);
     service->setSubDisplayPowerState(true);
-    EXPECT_THAT(events(), ElementsAre("setting subDisplay.brightness [7]",
-                                      "setting subDisplay.brightness [256]",
+    EXPECT_THAT(events(), ElementsAre("setting subDisplay.brightness [256] +1",
                                       "failure setSubDisplayBrightness invalid brightness value",
                                       "setting subDisplay.power [1]",
                                       "failure setSubDisplayPowerState Same status is requested"));
