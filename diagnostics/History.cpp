@@ -21,10 +21,17 @@ bool isSame(const char* one, const char* other) {
     return strcmp(one, other) == 0;
 }
 
+// What a slider sets. Of other settings each step counts: who switches off and on has done both.
+bool isLevel(const char* what) {
+    return isSame(what, "brightness") || isSame(what, "subDisplay.brightness");
+}
+
 // Whether the two are told as one.
 bool isLike(const Event& one, const Event& other) {
     if (one.kind != other.kind) return false;
-    if (one.kind == EventKind::kSetting) return isSame(one.what, other.what);
+    if (one.kind == EventKind::kSetting) {
+        return isLevel(one.what) && isSame(one.what, other.what);
+    }
     return one.kind == EventKind::kFrameDropped && one.cause.error == other.cause.error &&
            isSame(one.cause.words, other.cause.words);
 }

@@ -78,9 +78,9 @@ class History {
   public:
     static constexpr size_t kCapacity = 256;
 
-    // Numbers the event, from 1 on, and puts it in the place of the oldest one. A setting directly
-    // after one of the same name takes that one's place and number instead, and so does a dropped
-    // frame after one of the same cause: a slider that moves must not wash out all else.
+    // Numbers the event, from 1 on, and puts it in the place of the oldest one. A brightness
+    // directly after one of the same name takes that one's place and number instead, and so does a
+    // dropped frame after one of the same cause: a slider that moves must not wash out all else.
     void add(const Event& event);
 
     // The number of the oldest event that is kept, and of the newest; 0 without any.

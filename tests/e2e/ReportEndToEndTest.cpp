@@ -58,7 +58,7 @@ class ReportEndToEndTest : public ProgramsTest {
 TEST_F(ReportEndToEndTest, TellsWhyTheBrightnessDidNotChange) {
     const std::string told = explain("refused-brightness");
     EXPECT_THAT(told, HasSubstr("\nproblem  brightness: the cover refused 1 level\n"));
-    EXPECT_THAT(told, HasSubstr("  setting brightness 200\n"));
+    EXPECT_THAT(told, HasSubstr("  setting brightness 200 (and 1 before it)\n"));
     EXPECT_THAT(told, HasSubstr("  failure AT%DB: Command not supported\n"));
 }
 

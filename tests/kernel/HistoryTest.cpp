@@ -116,6 +116,15 @@ TEST_F(RepeatsTest, OfASettingKeepTheNewestValuesUnderTheFirstNumber) {
     EXPECT_EQ(history.lostSince(0), 0u);
 }
 
+TEST_F(RepeatsTest, AreOfLevelsAlone) {
+    set("subDisplay.brightness", 1);
+    set("subDisplay.brightness", 2);
+    set("power", 1);
+    set("power", 0);
+    EXPECT_THAT(told(),
+                ElementsAre("1 subDisplay.brightness 2 +1", "2 power 1 +0", "3 power 0 +0"));
+}
+
 TEST_F(RepeatsTest, OfASettingHaveTheNewestTimes) {
     set("brightness", 1);
     const Moment between = Moment::now();

@@ -36,7 +36,8 @@ struct Stream {
         const ssize_t count = ::read(reader.get(), piece, sizeof(piece));
         if (count < 0) return errno == EINTR;
         text.append(piece, static_cast<size_t>(count));
-        if (text.size() > 2 * most) text.erase(0, text.size() - most);
+        // One more byte tells whether a line begins after it.
+        if (text.size() > 2 * most + 1) text.erase(0, text.size() - most - 1);
         return count > 0;
     }
 };
@@ -136,9 +137,10 @@ Printed runProgram(const std::vector<std::string>& command, size_t most,
 
 std::string lastLines(std::string text, size_t most) {
     if (text.size() <= most) return text;
-    text.erase(0, text.size() - most);
+    // A line begins after a line feed, which may be the byte before the kept ones.
+    text.erase(0, text.size() - most - 1);
     const size_t line = text.find('\n');
-    return line == std::string::npos ? text : text.substr(line + 1);
+    return text.substr(line == std::string::npos ? 1 : line + 1);
 }
 
 }  // namespace report

@@ -23,7 +23,11 @@ TEST(ProgramOutputTest, IsWhatTheProgramPrints) {
 }
 
 TEST(ProgramOutputTest, KeepsTheLastWholeLines) {
-    EXPECT_EQ("8\n9\n", shell("for i in 0 1 2 3 4 5 6 7 8 9; do echo $i; done", 5).text);
+    for (const size_t most : {4, 5}) {
+        EXPECT_EQ("8\n9\n", shell("for i in 0 1 2 3 4 5 6 7 8 9; do echo $i; done", most).text);
+        EXPECT_EQ("8\n9\n", lastLines("7\n8\n9\n", most));
+        EXPECT_EQ("8\n9\n", lastLines("8\n9\n", most));
+    }
     const Printed many = shell("yes | head -c 1000000; echo end", 100);
     EXPECT_LE(many.text.size(), 100u);
     EXPECT_THAT(many.text, testing::EndsWith("y\nend\n"));
