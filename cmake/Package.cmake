@@ -26,7 +26,7 @@ install(FILES ${packaging}/host.prop DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR
 install(FILES LICENSES/Apache-2.0.txt DESTINATION ${doc_folder} RENAME LICENSE)
 install(FILES CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md ${packaging}/copyright
     DESTINATION ${doc_folder})
-foreach(linked emulator/cover/README.md emulator/phone/README.md emulator/ui/README.md
+foreach(linked host/README.md emulator/cover/README.md emulator/phone/README.md emulator/ui/README.md
         host/hidl/README.md tools/README.md vm/README.md vts/README.md
         interfaces/bivista/1.0/IBivista.hal interfaces/bivista/1.0/types.hal
         interfaces/bivista/1.1/IBivista.hal)
