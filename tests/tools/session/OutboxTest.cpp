@@ -113,17 +113,27 @@ TEST_F(OutboxTest, ANotificationWithoutRoomIsDroppedAndCounted) {
     Outbox outbox(mWriter, endsOfChild());
     const std::string line(1 << 16, 'e');
     constexpr size_t kTold = 100;
+    constexpr char kLost[] = R"({"jsonrpc":"2.0","method":"eventsLost","params":{"count":%zu}})";
     for (size_t i = 0; i < kTold; ++i) outbox.tell(line);
     outbox.answer("answer");
+    // The writing thread may make room in between: then lines are lost in several places.
     size_t events = 0;
+    size_t lost = 0;
     std::string text;
-    for (text = lines(1)[0]; text == line; text = lines(1)[0]) ++events;
+    for (text = lines(1)[0]; text != "answer"; text = lines(1)[0]) {
+        size_t count = 0;
+        if (text == line) {
+            ++events;
+        } else if (sscanf(text.c_str(), kLost, &count) == 1) {
+            lost += count;
+        } else {
+            FAIL() << text.substr(0, 100);
+        }
+    }
     // What the queue holds, and what the writing thread had taken out of it.
     EXPECT_LE(kMostQueuedBytes / line.size(), events);
-    EXPECT_EQ(R"({"jsonrpc":"2.0","method":"eventsLost","params":{"count":)" +
-                      std::to_string(kTold - events) + "}}",
-              text);
-    EXPECT_EQ(Lines{"answer"}, lines(1));
+    EXPECT_LT(0u, lost);
+    EXPECT_EQ(kTold, events + lost);
 }
 
 TEST_F(OutboxTest, AnAnswerWaitsForRoom) {
