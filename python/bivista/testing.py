@@ -2,6 +2,7 @@
 """An emulated phone with the service, for tests of clients. bivista.pytest_plugin makes fixtures of it."""
 from __future__ import annotations
 
+import contextlib
 import json
 import os
 import pathlib
@@ -75,7 +76,9 @@ class Phone:
             assert self._emulator.stdin is not None
             self._emulator.terminate()
             self._emulator.wait()
-            self._emulator.stdin.close()
+            # Of a phone that did not come up, what was written to it is left.
+            with contextlib.suppress(BrokenPipeError):
+                self._emulator.stdin.close()
             self._emulator = None
         shutil.rmtree(self._folder, ignore_errors=True)
 

@@ -20,7 +20,7 @@ class DisplayEventsTest : public DisplayTest {
         forget();
     }
     void forget() { mBefore = lastEventOf(*service); }
-    std::vector<std::string> events() { return eventsOf(*service, mBefore); }
+    std::vector<std::string> events() { return eventsButUsbOf(*service, mBefore); }
 
   private:
     uint64_t mBefore = 0;

@@ -330,13 +330,13 @@ TEST_F(NoClientTest, NothingButTheSubsystemIsLookedAt) {
         EXPECT_THAT(handle("SUBSYSTEM=QMX_BV2\0TOUCH_GESTURE_WAKEUP="s + name +
                            "\0SUBSYSTEM=QMX_BV2\0A=1\0"s),
                     ElementsAre("uevent received SUBSYSTEM=QMX_BV2"));
-        EXPECT_EQ(eventsOf(*service).back(), "lpwgEvent "s + name + " [0] no callback");
+        EXPECT_EQ(eventsButUsbOf(*service).back(), "lpwgEvent "s + name + " [0] no callback");
     }
     EXPECT_THAT(nodeWrites(first), IsEmpty());
-    const size_t events = eventsOf(*service).size();
+    const size_t events = eventsButUsbOf(*service).size();
     handle("SUBSYSTEM=QMX_BV2\0A=1\0"s);
     handle("SUBSYSTEM=QMX_BV2\0"s);
-    EXPECT_EQ(eventsOf(*service).size(), events) << "these name no event";
+    EXPECT_EQ(eventsButUsbOf(*service).size(), events) << "these name no event";
 }
 
 class LpwgInterpositionTest : public WorkerTest {
@@ -358,7 +358,7 @@ TEST_F(LpwgInterpositionTest, AWorkerThatCannotBeStartedLeavesNoClient) {
     EXPECT_THAT(ownLines(), ElementsAre("Registering 1.1 callback", "registering callback",
                                         "pthread creation failed 12"));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "pthread creation failed 12"));
-    EXPECT_THAT(eventsOf(*service, 1),
+    EXPECT_THAT(eventsButUsbOf(*service, 1),
                 ElementsAre("callback lpwg registered",
                             "failure setLpwgCallback pthread creation failed",
                             "callback lpwg cleared"));
@@ -444,7 +444,7 @@ TEST_F(LpwgInterpositionTest, AWorkerThatEndedLeavesItsClientAndIsJoinedByCleari
     EXPECT_EQ(log.count("creating thread"), 1u);
     service->setLpwgCallback(nullptr);
     EXPECT_TRUE(log.contains("pthread destroyed"));
-    EXPECT_EQ(eventsOf(*service).back(), "callback lpwg cleared");
+    EXPECT_EQ(eventsButUsbOf(*service).back(), "callback lpwg cleared");
 }
 
 }  // namespace

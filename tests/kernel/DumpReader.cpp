@@ -42,6 +42,14 @@ std::vector<std::string> eventsOf(Bivista& service, uint64_t since) {
     return texts;
 }
 
+std::vector<std::string> eventsButUsbOf(Bivista& service, uint64_t since) {
+    std::vector<std::string> events = eventsOf(service, since);
+    std::erase_if(events, [](const std::string& event) {
+        return event == "attach usb" || event == "detach usb";
+    });
+    return events;
+}
+
 uint64_t lastEventOf(Bivista& service) {
     const std::string text = dumpOf(service, {"--json", "--events"});
     return nlohmann::json::parse(text)["history"]["last"];

@@ -21,6 +21,8 @@ nlohmann::json dumpJsonOf(Bivista& service);
 // Its events above this number, as "kind what [values] cause +repeats"; parts that there are not
 // are left out.
 std::vector<std::string> eventsOf(Bivista& service, uint64_t since = 0);
+// The same without what the USB thread adds at a moment of its own.
+std::vector<std::string> eventsButUsbOf(Bivista& service, uint64_t since = 0);
 // The number of the newest event.
 uint64_t lastEventOf(Bivista& service);
 

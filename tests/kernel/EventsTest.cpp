@@ -27,14 +27,7 @@ class EventsTest : public ServiceTest {
     nlohmann::json dump(const hidl_vec<hidl_string>& options) {
         return nlohmann::json::parse(dumpOf(*service, options));
     }
-    // Of this test's, without what the USB thread adds at a moment of its own.
-    std::vector<std::string> events() {
-        std::vector<std::string> all = eventsOf(*service, before);
-        std::erase_if(all, [](const std::string& text) {
-            return text == "attach usb" || text == "detach usb";
-        });
-        return all;
-    }
+    std::vector<std::string> events() { return eventsButUsbOf(*service, before); }
     void forget() { before = lastEventOf(*service); }
     void awaitEvent(const std::string& event) {
         while (!testing::Value(eventsOf(*service, before), Contains(event))) usleep(1000);

@@ -108,7 +108,7 @@ class SubDisplayEventsTest : public SubDisplayDumpTest {
         forget();
     }
     void forget() { mBefore = lastEventOf(*service); }
-    std::vector<std::string> events() { return eventsOf(*service, mBefore); }
+    std::vector<std::string> events() { return eventsButUsbOf(*service, mBefore); }
 
   private:
     uint64_t mBefore = 0;
