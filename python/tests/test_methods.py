@@ -2,9 +2,9 @@
 """The clients' methods are those of the session."""
 from __future__ import annotations
 
-import importlib.util
 import inspect
 import pathlib
+import runpy
 import types
 from typing import Any
 
@@ -14,15 +14,7 @@ import pytest
 PYTHON = pathlib.Path(__file__).resolve().parent.parent
 
 
-def load_generator() -> types.ModuleType:
-    spec = importlib.util.spec_from_file_location("generate", PYTHON / "generate.py")
-    assert spec is not None and spec.loader is not None
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
-
-
-GENERATE = load_generator()
+GENERATE = types.SimpleNamespace(**runpy.run_path(str(PYTHON / "generate.py")))
 METHODS: list[dict[str, Any]] = GENERATE.methods()
 TYPES = {"int32": "int", "uint32": "int", "bool": "bool", "string": "str", "uint32[]": "Sequence[int]", "null": "None"}
 RESULTS = {
