@@ -2,12 +2,12 @@
 #include "tools/client/History.h"
 
 #include <stdio.h>
-#include <time.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "tools/client/Dump.h"
+#include "tools/text/Text.h"
 
 namespace bivistactl {
 namespace {
@@ -49,10 +49,6 @@ std::vector<Event> readEvents(const Json& rows) {
     return events;
 }
 
-Json orNull(const std::string& text) {
-    return text.empty() ? Json() : Json(text);
-}
-
 }  // namespace
 
 Json toJson(const Event& event) {
@@ -67,15 +63,10 @@ Json toJson(const Event& event) {
 }
 
 std::string inWords(const Event& event) {
-    const time_t seconds = event.wallMicros / 1'000'000;
-    tm parts = {};
-    gmtime_r(&seconds, &parts);
-    char date[64] = "";
-    strftime(date, sizeof(date), "%F %T", &parts);
     char millis[8];
     snprintf(millis, sizeof(millis), ".%03dZ", static_cast<int>(event.wallMicros / 1000 % 1000));
-    std::string line =
-            date + std::string(millis) + "  #" + std::to_string(event.number) + "  " + event.kind;
+    std::string line = inUtc(event.wallMicros) + millis + "  #" + std::to_string(event.number) +
+                       "  " + event.kind;
     if (!event.what.empty()) line += " " + event.what;
     for (const int64_t value : event.values) line += " " + std::to_string(value);
     if (!event.cause.empty()) line += ": " + event.cause;

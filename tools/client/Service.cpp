@@ -1,6 +1,7 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "tools/client/Service.h"
 
+#include <hidl/HidlTransportSupport.h>
 #include <stdlib.h>
 
 #include <new>
@@ -47,6 +48,11 @@ void requireMemory() {
             NoService::TOO_OLD,
             "the service serves only version 1.0 of its interface, and this needs 1.1. Start "
             "the newer service.");
+}
+
+bool isServed(const ::android::sp<BivistaV1_0>& service) {
+    const ::android::sp<BivistaV1_0> present = BivistaV1_0::tryGetService();
+    return present != nullptr && ::android::hardware::interfacesEqual(present, service);
 }
 
 std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service) {

@@ -48,6 +48,10 @@ template <typename Interface>
     if constexpr (std::is_same_v<Interface, BivistaV1_0>) return service;
 }
 
+// Whether the registered service is still this one. Asks its transport alone, which also answers
+// while a call of the service hangs.
+bool isServed(const ::android::sp<BivistaV1_0>& service);
+
 // The names of all interfaces that the service serves, its own first. Throws as requireDelivered().
 std::vector<std::string> interfacesOf(const ::android::sp<BivistaV1_0>& service);
 

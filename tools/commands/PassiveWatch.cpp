@@ -126,7 +126,7 @@ class Follower {
         const auto& callback = history.lpwgCallback();
         if (!callback || callback == mCallback) return;
         mCallback = callback;
-        printLine({{"event", "callback"}, {"lpwg", callback->empty() ? Json() : Json(*callback)}});
+        printLine({{"event", "callback"}, {"lpwg", orNull(*callback)}});
         if (callback->empty()) {
             remark("no client has registered an LPWG callback: the service reads no touch or pen "
                    "event until one does");
@@ -164,7 +164,7 @@ void addPassiveOptions(cli::Command& watch, const std::shared_ptr<PassiveWatch>&
             .needs(passive);
 }
 
-void followAndEnd(const PassiveWatch& options, const std::vector<std::string>& kinds) {
+int follow(const PassiveWatch& options, const std::vector<std::string>& kinds) {
     WatchEnd end;
     std::thread([&] {
         end.set(static_cast<ExitCode>(

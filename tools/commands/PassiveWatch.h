@@ -25,11 +25,6 @@ void addPassiveOptions(cli::Command& watch, const std::shared_ptr<PassiveWatch>&
 
 // Prints events of these kinds, of all without any, until ended by a signal. Never returns: a
 // thread may wait for the service.
-[[noreturn]] void followAndEnd(const PassiveWatch& options, const std::vector<std::string>& kinds);
-
-// As followAndEnd(), as an action.
-inline int follow(const PassiveWatch& options, const std::vector<std::string>& kinds) {
-    followAndEnd(options, kinds);
-}
+[[noreturn]] int follow(const PassiveWatch& options, const std::vector<std::string>& kinds);
 
 }  // namespace bivistactl

@@ -83,8 +83,7 @@ void write(const std::string& file, const std::string& archive) {
 
 void tellMissing(const report::Manifest& manifest) {
     for (const report::Missing& missing : manifest.missing) {
-        const std::string detail = missing.detail.empty() ? "" : " (" + missing.detail + ")";
-        remark("without " + missing.name + ": " + missing.why + detail);
+        remark("without " + inWords(missing));
     }
 }
 

@@ -1,17 +1,13 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 // bivistactl watch: the events of the service, one JSON object a line.
 
-#include <hidl/HidlTransportSupport.h>
-#include <vendor/qmx/hardware/bivista/1.0/IBivistaLpwgCallback.h>
-#include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
-#include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
-
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "tools/ExitStatus.h"
+#include "tools/client/Callbacks.h"
 #include "tools/commands/Command.h"
 #include "tools/commands/PassiveWatch.h"
 #include "tools/commands/WatchEnd.h"
@@ -25,10 +21,6 @@ using ::android::hardware::hidl_death_recipient;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hidl::base::V1_0::IBase;
-using ::vendor::qmx::hardware::bivista::V1_0::IBivistaSubDisplayCallback;
-using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
-namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
-namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
 
 constexpr char kHelp[] = R"(
 Prints one JSON object for each event until ended with Ctrl-C:
@@ -61,58 +53,25 @@ Examples:
 // the callback is destroyed: the service has let go of it, or has died.
 class EventPrinter {
   public:
-    explicit EventPrinter(std::shared_ptr<WatchEnd> end) : mEnd(std::move(end)) {}
+    // `name`: that of the events; a literal.
+    EventPrinter(const char* name, std::shared_ptr<WatchEnd> end)
+        : mName(name), mEnd(std::move(end)) {}
     EventPrinter(const EventPrinter&) = delete;
     EventPrinter& operator=(const EventPrinter&) = delete;
 
   protected:
     ~EventPrinter() { mEnd->set(EXIT_ANSWERED_FAIL); }
 
-    Return<void> printEvent(const Json& event) const {
+    Return<void> tell(const Json& members) const {
+        Json event = {{"event", mName}};
+        event.update(members);
         if (!print(toLine(event) + "\n")) mEnd->set(EXIT_NO_OUTPUT);
         return Void();
     }
 
-    Return<void> printLpwg(const char* version, int32_t status, int32_t result) const {
-        return printEvent({{"event", "lpwg"},
-                           {"version", version},
-                           {"status", status},
-                           {"name", eventName(status)},
-                           {"result", result}});
-    }
-
   private:
+    const char* const mName;
     const std::shared_ptr<WatchEnd> mEnd;
-};
-
-template <typename Callback>
-class LpwgPrinter : public Callback, protected EventPrinter {
-  public:
-    using EventPrinter::EventPrinter;
-
-    Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
-        return printLpwg("1.0", static_cast<int32_t>(status), result);
-    }
-};
-
-class LpwgPrinterV1_1 : public LpwgPrinter<V1_1::IBivistaLpwgCallback> {
-  public:
-    using LpwgPrinter::LpwgPrinter;
-
-    Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
-        return printLpwg("1.1", static_cast<int32_t>(status), result);
-    }
-};
-
-class SubDisplayPrinter : public IBivistaSubDisplayCallback, EventPrinter {
-  public:
-    using EventPrinter::EventPrinter;
-
-    Return<void> onSubDisplayStateChanged(SubScreenState state) override {
-        Json event = {{"event", "sub"}};
-        event.update(toJson(state));
-        return printEvent(event);
-    }
 };
 
 class DeathNotice : public hidl_death_recipient {
@@ -124,13 +83,6 @@ class DeathNotice : public hidl_death_recipient {
   private:
     const std::shared_ptr<WatchEnd> mEnd;
 };
-
-// Whether the service that had our callback lives. Asks its transport alone, which also answers
-// while a call of the service hangs.
-bool isServed(const sp<BivistaV1_0>& service) {
-    const sp<BivistaV1_0> present = BivistaV1_0::tryGetService();
-    return present != nullptr && ::android::hardware::interfacesEqual(present, service);
-}
 
 int reportEnd(ExitCode code, const sp<BivistaV1_0>& service, const std::string& what) {
     switch (code) {
@@ -168,14 +120,15 @@ int watch(const std::string& what, const Listen& listen) {
 
 int watchLpwg(bool onlyV1_0) {
     return watch("touch and pen events", [onlyV1_0](BivistaV1_0& service, const auto& end) {
-        if (!onlyV1_0) return service.setLpwgCallback(new LpwgPrinterV1_1(end));
-        return service.setLpwgCallback(new LpwgPrinter<V1_0::IBivistaLpwgCallback>(end));
+        if (!onlyV1_0)
+            return service.setLpwgCallback(new LpwgCallbackV1_1<EventPrinter>("lpwg", end));
+        return service.setLpwgCallback(new LpwgCallbackV1_0<EventPrinter>("lpwg", end));
     });
 }
 
 int watchSubDisplay() {
     return watch("states of the sub display", [](BivistaV1_0& service, const auto& end) {
-        return service.setSubDisplayCallback(new SubDisplayPrinter(end));
+        return service.setSubDisplayCallback(new SubDisplayCallback<EventPrinter>("sub", end));
     });
 }
 

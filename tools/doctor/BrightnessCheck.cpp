@@ -24,8 +24,7 @@ void examineSending(const Account& account, Findings* findings) {
     const Outcome outcomes[] = {
             {"failure", "the cover refused ",
              "setBrightness answers OK all the same, since the level is sent later. The cause "
-             "below "
-             "is the cover's: its firmware does not take this level, or not now."},
+             "below is the cover's: its firmware does not take this level, or not now."},
             {"timeout", "the cover did not answer to ",
              "The kernel is asked to reset the cover then, and the level is not sent again: set it "
              "again once the cover is back."},

@@ -38,6 +38,10 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
+inline void append(Findings* findings, const Findings& more) {
+    findings->insert(findings->end(), more.begin(), more.end());
+}
+
 inline Finding fine(const std::string& check, const std::string& what, const Lines& lines = {}) {
     return {Weight::FINE, check, what, "", lines};
 }

@@ -10,10 +10,6 @@ std::string worldOf(pid_t service) {
     return service != 0 && Tree(root).exists() ? root : "/";
 }
 
-void append(Findings* findings, const Findings& more) {
-    findings->insert(findings->end(), more.begin(), more.end());
-}
-
 }  // namespace
 
 Findings examine(const Examination& examination) {

@@ -19,6 +19,7 @@ namespace {
 using ::bivistactl::Json;
 using ::bivistactl::memberOf;
 using ::bivistactl::numberOf;
+using ::bivistactl::orNull;
 using ::bivistactl::textOf;
 using ::vendor::qmx::hardware::bivista::V1_1::implementation::kVersion;
 
@@ -70,6 +71,11 @@ Json toJson(const Missing& missing) {
 
 }  // namespace
 
+std::string inWords(const Missing& missing) {
+    const std::string detail = missing.detail.empty() ? "" : " (" + missing.detail + ")";
+    return missing.name + ": " + missing.why + detail;
+}
+
 Manifest makeManifest() {
     Manifest manifest;
     manifest.program = "bivistactl";
@@ -83,7 +89,6 @@ Manifest makeManifest() {
 std::string toText(const Manifest& manifest) {
     Json missing = Json::array();
     for (const Missing& each : manifest.missing) missing.push_back(toJson(each));
-    const auto orNull = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
     const Json machine = {{"system", orNull(manifest.machine.system)},
                           {"host", orNull(manifest.machine.host)},
                           {"user", orNull(manifest.machine.user)}};

@@ -53,6 +53,9 @@ struct Manifest {
     std::vector<Missing> missing;
 };
 
+// "settings.prop: there is no file", with the detail in brackets.
+std::string inWords(const Missing& missing);
+
 // Of this program, machine and moment.
 Manifest makeManifest();
 

@@ -1,15 +1,15 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "tools/report/Report.h"
 
-#include <time.h>
-
 #include "tools/doctor/Examination.h"
+#include "tools/text/Text.h"
 
 namespace report {
 namespace {
 
 using ::bivistactl::Dump;
 using ::bivistactl::History;
+using ::doctor::append;
 using ::doctor::Findings;
 
 // The text of a member; empty when the report does not have it.
@@ -35,20 +35,11 @@ T readMember(const std::vector<Member>& members, const char* name) {
     return text.empty() ? T::unknown("the report has no " + std::string(name)) : T(text);
 }
 
-std::string timeInWords(int64_t wallMicros) {
-    const time_t seconds = wallMicros / 1'000'000;
-    tm parts = {};
-    char text[64] = "";
-    gmtime_r(&seconds, &parts);
-    strftime(text, sizeof(text), "%F %TZ", &parts);
-    return text;
-}
-
 // What the report says of itself.
 doctor::Finding describe(const Report& report) {
     const Manifest& manifest = report.manifest;
     std::string what = "made";
-    if (manifest.wallMicros > 0) what += " " + timeInWords(manifest.wallMicros);
+    if (manifest.wallMicros > 0) what += " " + bivistactl::inUtc(manifest.wallMicros) + "Z";
     what += " by " + (manifest.program.empty() ? "an unknown program" : manifest.program);
     if (!manifest.version.empty()) what += " " + manifest.version;
     if (!manifest.machine.system.empty()) what += " on " + manifest.machine.system;
@@ -64,14 +55,8 @@ doctor::Finding describe(const Report& report) {
 
 void describeMissing(const Manifest& manifest, Findings* findings) {
     for (const Missing& missing : manifest.missing) {
-        const std::string detail = missing.detail.empty() ? "" : " (" + missing.detail + ")";
-        findings->push_back(
-                doctor::note("missing", missing.name + ": " + missing.why + detail, ""));
+        findings->push_back(doctor::note("missing", inWords(missing), ""));
     }
-}
-
-void append(Findings* findings, const Findings& more) {
-    findings->insert(findings->end(), more.begin(), more.end());
 }
 
 void examineHistory(const doctor::Account& account, Findings* findings) {

@@ -26,7 +26,7 @@ Json describe(const Method& method) {
     return {{"name", method.name},
             {"parameters", parameters},
             {"status", method.hasStatus},
-            {"value", method.valueType.empty() ? Json() : Json(method.valueType)}};
+            {"value", bivistactl::orNull(method.valueType)}};
 }
 
 }  // namespace

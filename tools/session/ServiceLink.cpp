@@ -1,8 +1,6 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "tools/session/ServiceLink.h"
 
-#include <hidl/HidlTransportSupport.h>
-
 #include <utility>
 
 namespace session {
@@ -60,11 +58,6 @@ void ServiceLink::lose(const sp<BivistaV1_0>& service) {
         number = mNumber;
     }
     loseNumber(number);
-}
-
-bool ServiceLink::isServed(const sp<BivistaV1_0>& service) {
-    const sp<BivistaV1_0> present = BivistaV1_0::tryGetService();
-    return present != nullptr && ::android::hardware::interfacesEqual(present, service);
 }
 
 void ServiceLink::serviceDied(uint64_t cookie, const wp<IBase>&) {

@@ -37,8 +37,6 @@ class ServiceLink : public ::android::hardware::hidl_death_recipient {
     bool isPresent();
     // This service was seen to be dead.
     void lose(const ::android::sp<BivistaV1_0>& service);
-    // Whether this service still answers. Asks its transport alone.
-    bool isServed(const ::android::sp<BivistaV1_0>& service);
 
   private:
     // `cookie`: the number that the service had here.

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "kernel/base/Version.h"
 #include "tools/client/Call.h"
 #include "tools/client/Dump.h"
 #include "tools/session/Bind.h"
@@ -17,6 +18,7 @@ using ::android::sp;
 using bivistactl::BadArgument;
 using bivistactl::Failure;
 using bivistactl::NoService;
+using ::vendor::qmx::hardware::bivista::V1_1::implementation::kVersion;
 
 ErrorCode codeOf(NoService::Cause cause) {
     switch (cause) {
@@ -198,7 +200,7 @@ std::string Session::describe(const Json& params) {
         service = {{"interfaces", onService(*mLink, bivistactl::interfacesOf)}};
     } catch (const NoService&) {
     }
-    return bivistactl::toLine(Json{{"version", BIVISTA_VERSION},
+    return bivistactl::toLine(Json{{"version", kVersion},
                                    {"service", service},
                                    {"subscriptions", mSubscriptions->names()}});
 }

@@ -1,12 +1,10 @@
 // Copyright 2026 the Bivista maintainers. SPDX-License-Identifier: Apache-2.0
 #include "tools/session/Subscriptions.h"
 
-#include <vendor/qmx/hardware/bivista/1.0/IBivistaSubDisplayCallback.h>
-#include <vendor/qmx/hardware/bivista/1.1/IBivistaLpwgCallback.h>
-
 #include <atomic>
 #include <utility>
 
+#include "tools/client/Callbacks.h"
 #include "tools/session/Message.h"
 
 namespace session {
@@ -17,10 +15,6 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::vendor::qmx::hardware::bivista::V1_0::IBivistaAtCallback;
-using ::vendor::qmx::hardware::bivista::V1_0::IBivistaSubDisplayCallback;
-using ::vendor::qmx::hardware::bivista::V1_0::SubScreenState;
-namespace V1_0 = ::vendor::qmx::hardware::bivista::V1_0;
-namespace V1_1 = ::vendor::qmx::hardware::bivista::V1_1;
 
 // One subscription, from its beginning until the service has let go of its callback.
 class Subscriptions::Feed {
@@ -49,7 +43,7 @@ class Subscriptions::Feed {
     // The callback is destroyed: the service has let go of it, or has died.
     void released() {
         if (mIsExpected.exchange(true)) return;
-        if (!mLink->isServed(mService)) return mLink->lose(mService);
+        if (!bivistactl::isServed(mService)) return mLink->lose(mService);
         mIsSubscribed = false;
         mOutbox->tell(notificationLine("callbackLost", {{"callback", mName}}));
     }
@@ -76,42 +70,9 @@ class HasFeed {
   protected:
     ~HasFeed() { feed->released(); }
 
-    Return<void> passLpwg(const char* version, int32_t status, int32_t result) const {
-        return feed->pass({{"version", version},
-                           {"status", status},
-                           {"name", bivistactl::eventName(status)},
-                           {"result", result}});
-    }
+    Return<void> tell(const Json& members) const { return feed->pass(members); }
 
     const FeedPointer feed;
-};
-
-template <typename Callback>
-class LpwgCallback : public Callback, protected HasFeed {
-  public:
-    using HasFeed::HasFeed;
-
-    Return<void> onLpwgEvent(V1_0::LpwgEventStatus status, int32_t result) override {
-        return passLpwg("1.0", static_cast<int32_t>(status), result);
-    }
-};
-
-class LpwgCallbackV1_1 : public LpwgCallback<V1_1::IBivistaLpwgCallback> {
-  public:
-    using LpwgCallback::LpwgCallback;
-
-    Return<void> onLpwgEvent_1_1(V1_1::LpwgEventStatus status, int32_t result) override {
-        return passLpwg("1.1", static_cast<int32_t>(status), result);
-    }
-};
-
-class SubDisplayCallback : public IBivistaSubDisplayCallback, HasFeed {
-  public:
-    using HasFeed::HasFeed;
-
-    Return<void> onSubDisplayStateChanged(SubScreenState state) override {
-        return feed->pass(bivistactl::toJson(state));
-    }
 };
 
 class AtCallback : public IBivistaAtCallback {
@@ -143,9 +104,11 @@ void requireKnown(const std::string& name, const std::string& version) {
 
 Return<void> enroll(BivistaV1_0& service, const std::string& name, const std::string& version,
                     const FeedPointer& feed) {
-    if (name == kSubDisplay) return service.setSubDisplayCallback(new SubDisplayCallback(feed));
-    if (version == "1.1") return service.setLpwgCallback(new LpwgCallbackV1_1(feed));
-    return service.setLpwgCallback(new LpwgCallback<V1_0::IBivistaLpwgCallback>(feed));
+    if (name == kSubDisplay)
+        return service.setSubDisplayCallback(new bivistactl::SubDisplayCallback<HasFeed>(feed));
+    if (version == "1.1")
+        return service.setLpwgCallback(new bivistactl::LpwgCallbackV1_1<HasFeed>(feed));
+    return service.setLpwgCallback(new bivistactl::LpwgCallbackV1_0<HasFeed>(feed));
 }
 
 }  // namespace

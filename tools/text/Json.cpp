@@ -105,6 +105,10 @@ std::optional<std::string> textOf(const Json* value) {
     return value->get<std::string>();
 }
 
+Json orNull(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
+}
+
 Json toJson(Status status) {
     Json name = nameOf(status);
     // No version of the service answers with another number, but a caller should still see one.

@@ -33,6 +33,9 @@ const Json* memberOf(const Json& object, const char* name);
 std::optional<int64_t> numberOf(const Json* value);
 std::optional<std::string> textOf(const Json* value);
 
+// null for an empty text.
+Json orNull(const std::string& text);
+
 // How the results of the interface look in JSON. A number without a name has null for it.
 Json toJson(::vendor::qmx::hardware::bivista::V1_0::Status status);
 Json toJson(const std::string& text);

@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 #include <stdio.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -88,6 +89,15 @@ std::string spellControls(std::string_view bytes) {
         bytes.remove_prefix(length);
     }
     return text.append(bytes);
+}
+
+std::string inUtc(int64_t wallMicros) {
+    const time_t seconds = wallMicros / 1'000'000;
+    tm parts = {};
+    gmtime_r(&seconds, &parts);
+    char text[64] = "";
+    strftime(text, sizeof(text), "%F %T", &parts);
+    return text;
 }
 
 std::string row(const std::string& name, const std::string& text) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include <optional>
 #include <string>
@@ -22,6 +23,9 @@ bool isControl(char32_t character);
 // bytes that are not UTF-8 are spelled, as in "<CR>", "<ESC>", "<0x80>". A line feed is kept at the
 // end and spelled elsewhere.
 std::string spellControls(std::string_view bytes);
+
+// Microseconds of the wall clock as "2026-11-23 04:18:17", in UTC.
+std::string inUtc(int64_t wallMicros);
 
 // A line of a table for people: the name, of at most 13 characters, and the text beside it.
 std::string row(const std::string& name, const std::string& text);
